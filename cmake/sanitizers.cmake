@@ -1,0 +1,7 @@
+add_library(talvora_sanitizers INTERFACE)
+if(TALVORA_SANITIZE)
+  set(talvora_sanitize_flags
+    -fsanitize=${TALVORA_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_compile_options(talvora_sanitizers INTERFACE ${talvora_sanitize_flags})
+  target_link_options(talvora_sanitizers INTERFACE ${talvora_sanitize_flags})
+endif()

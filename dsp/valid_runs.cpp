@@ -1,0 +1,48 @@
+#include "dsp/valid_runs.h"
+
+#include <cmath>
+
+namespace talvora::dsp {
+
+namespace {
+
+// Most lines have a handful of runs: room for them without growing.
+constexpr std::size_t INITIAL_RUN_ROOM = 10;
+
+std::size_t skip_missing(std::span<const float> line, std::size_t index) {
+    while (index < line.size() && std::isnan(line[index])) {
+        ++index;
+    }
+    return index;
+}
+
+std::size_t skip_valid(std::span<const float> line, std::size_t index) {
+    while (index < line.size() && !std::isnan(line[index])) {
+        ++index;
+    }
+    return index;
+}
+
+} // namespace
+
+void find_valid_runs(std::span<const float> line, std::int64_t min_length,
+                     std::vector<ValidRun>& runs) {
+    runs.clear();
+    runs.reserve(INITIAL_RUN_ROOM);
+    for (std::size_t start = skip_missing(line, 0); start < line.size();) {
+        const std::size_t end = skip_valid(line, start);
+        const auto length = static_cast<std::int64_t>(end - start);
+        if (length >= min_length) {
+            runs.push_back({static_cast<std::int64_t>(start), length});
+        }
+        start = skip_missing(line, end);
+    }
+}
+
+std::vector<ValidRun> find_valid_runs(std::span<const float> line, std::int64_t min_length) {
+    std::vector<ValidRun> runs;
+    find_valid_runs(line, min_length, runs);
+    return runs;
+}
+
+} // namespace talvora::dsp

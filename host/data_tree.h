@@ -1,0 +1,115 @@
+// A tree of groups and data sets, as the reference host offers it to units. There
+// are two: one in memory (memory_tree.h) and one on an HDF5 file (hdf5_tree.h); the
+// function tables (host_tables.h) and the commands work on either.
+//
+// A data set is an n-dimensional array of 32-bit floats of rank 1 or more (the
+// memory tree can hold rank 0 for tests), row-major, last dimension fastest.
+// Groups and data sets carry named attributes.
+//
+// Paths are relative to the group they are given with, their names parted by '/';
+// a leading '/' and repeated ones do not count, and the empty path is the group
+// itself. Every failure is thrown as a TreeError with a sentence complete in itself.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+namespace talvora::host {
+
+// Thrown when a tree cannot do what it is asked to: nothing was changed then.
+class TreeError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+// An object of one tree. Opening the same object twice gives the same id; ids are
+// never 0 and stay good as long as the tree.
+enum class ObjectId : std::uint64_t {};
+
+enum class ObjectKind { Group, DataSet, Other };
+
+using Extents = std::vector<std::uint64_t>;
+
+// One start and one count per dimension.
+struct Hyperslab {
+    std::span<const std::uint64_t> starts;
+    std::span<const std::uint64_t> counts;
+};
+
+// An array attribute: its values in row-major order and its extents.
+struct IntegerArray {
+    std::vector<std::int64_t> values;
+    Extents extents;
+    friend bool operator==(const IntegerArray&, const IntegerArray&) = default;
+};
+struct NumberArray {
+    std::vector<double> values;
+    Extents extents;
+    friend bool operator==(const NumberArray&, const NumberArray&) = default;
+};
+struct TextArray {
+    std::vector<std::string> values;
+    Extents extents;
+    friend bool operator==(const TextArray&, const TextArray&) = default;
+};
+
+// A scalar float attribute keeps its width: float and double are two types.
+using AttributeValue =
+    std::variant<std::int64_t, float, double, std::string, IntegerArray, NumberArray, TextArray>;
+
+// Something in the tree that is neither a group nor a data set of floats.
+struct OtherObject {
+    std::string name;
+    std::string description; // what it is, for people: "data set of 64-bit floats [3, 100]"
+};
+
+class DataTree {
+  public:
+    DataTree() = default;
+    DataTree(const DataTree&) = delete;
+    DataTree& operator=(const DataTree&) = delete;
+    virtual ~DataTree() = default;
+
+    virtual ObjectId root() const = 0;
+
+    // The object at a path, if there is one of any kind.
+    virtual std::optional<ObjectId> find(ObjectId group, std::string_view path) = 0;
+    virtual ObjectKind kind(ObjectId object) const = 0;
+    // From the root, without a leading '/'; the root's is empty.
+    virtual std::string path(ObjectId object) const = 0;
+
+    // Names directly in a group, in the tree's order (by name).
+    virtual std::vector<std::string> list_groups(ObjectId group) = 0;
+    virtual std::vector<std::string> list_datasets(ObjectId group) = 0;
+    virtual std::vector<OtherObject> list_others(ObjectId group) = 0;
+
+    // Groups on the way are made too. Taken names are refused.
+    virtual ObjectId create_group(ObjectId parent, std::string_view path) = 0;
+    virtual ObjectId create_dataset(ObjectId group, std::string_view path,
+                                    const Extents& extents) = 0;
+
+    virtual Extents extents(ObjectId set) const = 0;
+    // Samples inside both the old and the new extents keep their places; new room
+    // is zero. The rank stays.
+    virtual void resize(ObjectId set, const Extents& extents) = 0;
+    // A hyperslab beyond the extents, or a span of another size than the product of
+    // the counts, is refused.
+    virtual void read(ObjectId set, const Hyperslab& slab, std::span<float> samples) = 0;
+    virtual void write(ObjectId set, const Hyperslab& slab, std::span<const float> samples) = 0;
+
+    virtual std::vector<std::string> list_attributes(ObjectId object) = 0;
+    // Nothing when there is none of that name; a TreeError when its type cannot be read.
+    virtual std::optional<AttributeValue> read_attribute(ObjectId object,
+                                                         const std::string& name) = 0;
+    // Replaces an attribute of the same name, whatever its type was.
+    virtual void write_attribute(ObjectId object, const std::string& name,
+                                 const AttributeValue& value) = 0;
+};
+
+} // namespace talvora::host
