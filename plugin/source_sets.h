@@ -1,0 +1,47 @@
+// Which data sets an in-place unit works on: those named in "SourceSets", those of
+// the group named in "SourceGroup" and, with "ScanRecursive", of the groups below it.
+#pragma once
+
+#include "plugin/host_interfaces.h"
+
+#include <exception>
+#include <unordered_set>
+#include <vector>
+
+namespace talvora {
+
+// Distinct handles in the order in which they were first added.
+class DatasetHandleList {
+  public:
+    void add(dataset_handle handle);
+
+    bool empty() const noexcept { return handles_.empty(); }
+    std::size_t size() const noexcept { return handles_.size(); }
+    auto begin() const noexcept { return handles_.begin(); }
+    auto end() const noexcept { return handles_.end(); }
+
+    // An exception must not pass through the host's frames on its way out of a scan:
+    // the callback keeps it here, and whoever asked for the scan throws it on.
+    void keep_failure(std::exception_ptr failure) noexcept { failure_ = std::move(failure); }
+    void rethrow_failure() const;
+
+  private:
+    std::vector<dataset_handle> handles_;
+    std::unordered_set<dataset_handle> known_;
+    std::exception_ptr failure_;
+};
+
+// Fills the empty list: the named sets first, then the group's. True when every
+// source was found; otherwise the reason has been reported through log_error and what
+// the list holds is not to be used.
+bool select_source_sets(DatasetHandleList& handles, call_context* ctx,
+                        get_interface_function get_interface);
+
+// Adds the data sets listed directly in a group. `handle_list` is a
+// DatasetHandleList. 0 on success, -1 when a listed set is not valid (those before it
+// are kept) or when an exception was kept in the list. The form is that of a
+// visit_groups callback, as which it also serves.
+std::int32_t collect_group_datasets(group_handle group, void* handle_list,
+                                    get_interface_function get_interface) noexcept;
+
+} // namespace talvora

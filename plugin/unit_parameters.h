@@ -1,0 +1,41 @@
+// The parameters of every unit: their signatures as data, the one routine that
+// declares them, and the readers of text and list values.
+//
+// A signature reads "Key: type" or "Key: type = default", with the types string,
+// boolean, integer, number, list(string) and list(integer). The host parses it,
+// keeps the value and supplies the default; a unit asks for the value by its key.
+#pragma once
+
+#include "plugin/host_interfaces.h"
+#include "plugin/host_records.h"
+
+#include <span>
+
+namespace talvora {
+
+struct parameter_signature {
+    const char* text;
+    // Set for what has no default and without which the unit cannot run.
+    bool required;
+};
+
+// In the order of declaration.
+extern const std::span<const parameter_signature> RECTIFY_PARAMETERS;
+extern const std::span<const parameter_signature> OPPOSITE_PARAMETERS;
+extern const std::span<const parameter_signature> BASELINE_OFFSET_PARAMETERS;
+extern const std::span<const parameter_signature> DOWNSAMPLE_PARAMETERS;
+extern const std::span<const parameter_signature> FILL_GAP_PARAMETERS;
+extern const std::span<const parameter_signature> BUTTERWORTH_PARAMETERS;
+extern const std::span<const parameter_signature> MAXIMUM_EXTREMA_PARAMETERS;
+extern const std::span<const parameter_signature> AVERAGE_SET_PARAMETERS;
+extern const std::span<const parameter_signature> AVERAGE_SET_2_PARAMETERS;
+
+// Declares the parameters one by one; returns what the host answered to the last.
+std::uint64_t declare_parameters(std::span<const parameter_signature> parameters, call_context* ctx,
+                                 get_interface_function get_interface);
+
+OwnedText read_text(const context_api& context, call_context* ctx, const char* key);
+OwnedTextList read_text_list(const context_api& context, call_context* ctx, const char* key);
+OwnedIntegerList read_integer_list(const context_api& context, call_context* ctx, const char* key);
+
+} // namespace talvora
