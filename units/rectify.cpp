@@ -1,1 +1,67 @@
+#include "dsp/missing_samples.h"
+#include "plugin/host_tables.h"
+#include "plugin/set_records.h"
+#include "plugin/source_sets.h"
+#include "plugin/unit_parameters.h"
+#include "units/messages.h"
+#include "units/sample_batches.h"
+#include "units/units.h"
 
+#include <algorithm>
+#include <bit>
+#include <cmath>
+
+namespace talvora::units {
+
+namespace {
+
+// A NaN rate passes: its set is marked as unusable instead.
+bool check_sample_rates(std::span<const set_record> records) {
+    return std::ranges::none_of(
+        records, [](const set_record& record) { return 0.0F >= record.sample_rate; });
+}
+
+// Clears the sign bit, also of zeros and NaNs.
+void take_absolute_values(std::span<float> samples) {
+    constexpr std::uint32_t WITHOUT_SIGN = 0x7FFFFFFFU;
+    for (float& sample : samples) {
+        sample = std::bit_cast<float>(std::bit_cast<std::uint32_t>(sample) & WITHOUT_SIGN);
+    }
+}
+
+void rectify_set(const set_record& record, std::span<float> samples) {
+    if (std::isfinite(record.sample_rate)) {
+        take_absolute_values(samples);
+    } else {
+        dsp::fill_missing(samples);
+    }
+}
+
+} // namespace
+
+std::uint64_t declare_rectify(call_context* ctx, get_interface_function get_interface) {
+    return declare_parameters(RECTIFY_PARAMETERS, ctx, get_interface);
+}
+
+bool run_rectify(call_context* ctx, get_interface_function get_interface) {
+    const context_api& context = get_context_api(get_interface);
+    const dataset_api& sets = get_dataset_api(get_interface);
+    const log_api& log = get_log_api(get_interface);
+
+    DatasetHandleList handles;
+    if (!select_source_sets(handles, ctx, get_interface)) {
+        return false;
+    }
+    if (handles.empty()) {
+        return true;
+    }
+    const std::vector<set_record> records = build_set_records(handles, sets, log);
+    if (!check_sample_rates(records)) {
+        context.log_error(ctx, MISSING_SAMPLE_RATE_MESSAGE);
+        return false;
+    }
+    process_in_batches(std::span(records), sets, rectify_set);
+    return true;
+}
+
+} // namespace talvora::units

@@ -1,0 +1,16 @@
+#include "plugin/host_tables.h"
+#include "plugin/unit_parameters.h"
+#include "units/units.h"
+
+namespace talvora::units {
+
+std::uint64_t declare_average_set_2(call_context* ctx, get_interface_function get_interface) {
+    return declare_parameters(AVERAGE_SET_2_PARAMETERS, ctx, get_interface);
+}
+
+bool run_average_set_2(call_context* ctx, get_interface_function get_interface) {
+    get_context_api(get_interface).log_error(ctx, "This unit is not built yet");
+    return false;
+}
+
+} // namespace talvora::units

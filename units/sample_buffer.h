@@ -1,0 +1,42 @@
+// A working buffer of samples, zero when it is allocated.
+#pragma once
+
+#include <cstdint>
+#include <cstdlib>
+#include <limits>
+#include <memory>
+#include <new>
+#include <span>
+
+namespace talvora::units {
+
+// Room for `sample_count` floats, of which the caller uses what it needs. Large
+// buffers come zeroed from the system, so that pages nobody touches cost nothing.
+// Throws std::bad_alloc.
+class SampleBuffer {
+  public:
+    SampleBuffer() = default;
+    explicit SampleBuffer(std::uint64_t sample_count)
+        : samples_(allocate(sample_count)), sample_count_(sample_count) {}
+
+    std::span<float> samples() const noexcept { return {samples_.get(), sample_count_}; }
+
+  private:
+    struct Free {
+        void operator()(float* samples) const noexcept { std::free(samples); }
+    };
+
+    static float* allocate(std::uint64_t sample_count) {
+        // At least one, so that a line of no samples has an address too.
+        void* const samples = std::calloc(sample_count != 0 ? sample_count : 1, sizeof(float));
+        if (samples == nullptr) {
+            throw std::bad_alloc();
+        }
+        return static_cast<float*>(samples);
+    }
+
+    std::unique_ptr<float[], Free> samples_;
+    std::uint64_t sample_count_ = 0;
+};
+
+} // namespace talvora::units
