@@ -38,12 +38,12 @@ using EdgePair = std::array<double, 2>;
 // Stands for the second edge where a form has only one.
 constexpr double NO_SECOND_EDGE = -1.0;
 
-// A design of a higher degree has coefficients that no double can hold: (2 fs)^degree
-// is infinite in the bilinear transform, and so is or becomes NaN all of `a`.
+// Beyond this degree no double holds the coefficients: the factor (2 fs)^degree of the
+// bilinear transform is infinite, and all of `a` with it infinite or NaN.
 constexpr std::int64_t LARGEST_FINITE_DEGREE = 511;
 
-// Beyond this degree there is no design at all: its coefficients would be as many
-// NaN, and no signal has a run long enough for it.
+// Beyond this degree there is no design at all. It would be as many NaN, for runs of
+// three times as many samples, and an order mistyped must not fill the memory.
 constexpr std::int64_t LARGEST_DEGREE = 100'000;
 
 bool has_single_edge(Bandform bandform);
@@ -74,7 +74,7 @@ std::vector<std::complex<double>> butterworth_prototype(std::int32_t order);
 // Edges are not checked: one beyond 1 or below 0, or a pair in the wrong order, runs
 // through the same arithmetic and may give NaN or infinite coefficients. Beyond
 // LARGEST_FINITE_DEGREE all coefficients are NaN. The time grows with the cube of the
-// degree: 0.1 ms at degree 60.
+// degree: 0.2 ms at degree 60.
 bool design_butterworth(std::int32_t order, const EdgePair& edges, Bandform bandform,
                         std::vector<double>& b, std::vector<double>& a);
 

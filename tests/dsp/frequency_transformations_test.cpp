@@ -10,9 +10,7 @@
 namespace talvora::dsp {
 namespace {
 
-using testing::Each;
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::IsNan;
 using Complex = std::complex<double>;
 
