@@ -126,7 +126,7 @@ DesignCache build_design_cache(std::span<const float> sample_rates,
     DesignCache cache;
     for (const float rate : sample_rates) {
         if (std::isfinite(rate) && !cache.contains(rate)) {
-            cache.emplace(rate, design_for_rate(parameters, double{rate}));
+            cache.emplace(rate, design_for_rate(parameters, static_cast<double>(rate)));
         }
     }
     return cache;

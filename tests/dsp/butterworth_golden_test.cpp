@@ -66,7 +66,7 @@ long double binomial_error(std::size_t degree) {
         for (std::size_t k = 1; k <= n; ++k) {
             exact = exact * static_cast<long double>(n - k + 1) / static_cast<long double>(k);
             const double ours = binomial(static_cast<double>(n), static_cast<double>(k));
-            largest = std::max(largest, std::abs(ours / exact - 1.0L));
+            largest = std::max(largest, std::abs(static_cast<long double>(ours) / exact - 1.0L));
         }
     }
     return largest;
@@ -75,7 +75,8 @@ long double binomial_error(std::size_t degree) {
 // Four units in the last place, for a coefficient that SciPy happens to hit, and what
 // the binomials bring.
 long double error_floor(std::size_t degree) {
-    return 4.0L * std::numeric_limits<double>::epsilon() + binomial_error(degree);
+    return 4.0L * static_cast<long double>(std::numeric_limits<double>::epsilon()) +
+           binomial_error(degree);
 }
 
 // The largest deviation of a coefficient over the largest coefficient.
@@ -84,7 +85,8 @@ long double relative_error(const std::vector<double>& values,
     long double deviation = 0.0L;
     long double largest = 0.0L;
     for (std::size_t j = 0; j < reference.size(); ++j) {
-        deviation = std::max(deviation, std::abs(values.at(j) - reference[j]));
+        deviation =
+            std::max(deviation, std::abs(static_cast<long double>(values.at(j)) - reference[j]));
         largest = std::max(largest, std::abs(reference[j]));
     }
     return deviation / largest;

@@ -14,7 +14,7 @@ namespace {
 
 using std::numbers::pi;
 
-constexpr float SAMPLE_RATE = 1000.0F;
+constexpr double SAMPLE_RATE = 1000.0;
 const double CORRECTION = std::pow(std::sqrt(2.0) - 1.0, -0.25);
 
 std::complex<double> evaluate(const std::vector<double>& polynomial, std::complex<double> z) {
@@ -27,12 +27,13 @@ std::complex<double> evaluate(const std::vector<double>& polynomial, std::comple
 
 // The gain of the forward and the backward pass together.
 double two_pass_gain(const FilterCoefficients& filter, double frequency_hz) {
-    const auto z = std::polar(1.0, 2.0 * pi * frequency_hz / double{SAMPLE_RATE});
+    const auto z = std::polar(1.0, 2.0 * pi * frequency_hz / SAMPLE_RATE);
     return std::norm(evaluate(filter.b, z) / evaluate(filter.a, z));
 }
 
 FilterCoefficients design(const ButterworthParameters& parameters) {
-    return build_design_cache({&SAMPLE_RATE, 1}, parameters).at(SAMPLE_RATE);
+    constexpr auto RATE = static_cast<float>(SAMPLE_RATE);
+    return build_design_cache({&RATE, 1}, parameters).at(RATE);
 }
 
 void expect_3_db_down(const ButterworthParameters& parameters, double frequency_hz) {
@@ -42,11 +43,11 @@ void expect_3_db_down(const ButterworthParameters& parameters, double frequency_
 
 // tan(pi f / fs), a quarter of the analogue frequency.
 double warp(double frequency_hz) {
-    return std::tan(pi * frequency_hz / double{SAMPLE_RATE});
+    return std::tan(pi * frequency_hz / SAMPLE_RATE);
 }
 
 double unwarp(double tangent) {
-    return double{SAMPLE_RATE} / pi * std::atan(tangent);
+    return SAMPLE_RATE / pi * std::atan(tangent);
 }
 
 // The two-pass response of the prototype is 3 dB down at this frequency.
