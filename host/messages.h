@@ -1,0 +1,33 @@
+// Messages for the user: their levels, where they go, and how the templates in which a
+// plug-in sends them are filled in.
+#pragma once
+
+#include <cstdarg>
+#include <functional>
+#include <string>
+
+namespace talvora::host {
+
+struct Message {
+    enum Level { Error, Warning, Info };
+
+    Level level = Info;
+    std::string text;
+};
+
+// Receives each message as it comes. It must not throw: it is called from within the
+// plug-in.
+using MessageSink = std::function<void(const Message&)>;
+
+// Fills in a template with the arguments behind it.
+//
+// A template with printf conversions takes an argument per conversion: every integer
+// conversion, whatever its length modifier, an integer of 64 bits, shown with all of
+// them; the conversions of reals a double; %s a pointer to a NUL-terminated text. A
+// template without any takes an unsigned 64-bit integer for each "{}". Both know %% for
+// a per cent sign. Anything else, %n and * included, stands for itself and takes no
+// argument, and a width or precision above 999 is not a conversion: a template may ask
+// for nothing but text. (That its arguments fit is the sender's promise.)
+std::string format_message(const char* message, std::va_list arguments);
+
+} // namespace talvora::host

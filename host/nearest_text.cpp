@@ -1,0 +1,48 @@
+#include "host/nearest_text.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <vector>
+
+namespace talvora::host {
+
+namespace {
+
+// Letters are compared as ASCII whatever the locale is.
+char to_lower(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+// One row of the table of distances between all beginnings of the two texts at a time.
+std::size_t edit_distance(std::string_view a, std::string_view b) {
+    std::vector<std::size_t> row;
+    for (std::size_t j = 0; j <= b.size(); ++j)
+        row.push_back(j);
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        std::size_t diagonal = row[0];
+        row[0] = i + 1;
+        for (std::size_t j = 0; j < b.size(); ++j) {
+            const std::size_t replaced = diagonal + (to_lower(a[i]) == to_lower(b[j]) ? 0 : 1);
+            diagonal = row[j + 1];
+            row[j + 1] = std::min({replaced, row[j] + 1, row[j + 1] + 1});
+        }
+    }
+    return row.back();
+}
+
+} // namespace
+
+std::optional<std::string> find_nearest(std::string_view word, std::span<const std::string> known) {
+    std::optional<std::string> nearest;
+    std::size_t limit = std::max<std::size_t>(2, word.size() / 3) + 1;
+    for (const std::string& candidate : known) {
+        const std::size_t distance = edit_distance(word, candidate);
+        if (distance < limit && distance < candidate.size()) {
+            nearest = candidate;
+            limit = distance;
+        }
+    }
+    return nearest;
+}
+
+} // namespace talvora::host
