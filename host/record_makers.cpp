@@ -1,0 +1,75 @@
+#include "host/record_makers.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <vector>
+
+namespace talvora::host {
+
+namespace {
+
+struct Free {
+    void operator()(void* block) const { std::free(block); }
+};
+
+template <typename Item>
+using Block = std::unique_ptr<Item[], Free>;
+
+// Never null, not even without items: null says that there is no value.
+template <typename Item>
+Block<Item> allocate(std::size_t count) {
+    Block<Item> block(
+        static_cast<Item*>(std::malloc(std::max<std::size_t>(count, 1) * sizeof(Item))));
+    if (block == nullptr)
+        throw std::bad_alloc();
+    return block;
+}
+
+template <typename Item>
+Block<Item> copy_items(std::span<const Item> items) {
+    Block<Item> block = allocate<Item>(items.size());
+    std::ranges::copy(items, block.get());
+    return block;
+}
+
+Block<char> copy_text(std::string_view text) {
+    Block<char> block = allocate<char>(text.size() + 1);
+    std::ranges::copy(text, block.get());
+    block[text.size()] = '\0';
+    return block;
+}
+
+} // namespace
+
+host_list make_text_list(std::span<const std::string> texts) {
+    std::vector<Block<char>> copies;
+    for (const std::string& text : texts)
+        copies.push_back(copy_text(text));
+    Block<char*> items = allocate<char*>(texts.size());
+    std::ranges::transform(copies, items.get(), [](Block<char>& copy) { return copy.release(); });
+    return {.count = texts.size(), .unused = 0, .aux = nullptr, .items = items.release()};
+}
+
+host_list make_integer_list(std::span<const std::int64_t> integers) {
+    return {.count = integers.size(),
+            .unused = 0,
+            .aux = nullptr,
+            .items = copy_items(integers).release()};
+}
+
+host_string make_string(std::string_view text) {
+    return {.unread_count = text.empty() ? 0 : text.size() + 1,
+            .unused = 0,
+            .aux = nullptr,
+            .text = copy_text(text).release()};
+}
+
+host_shape make_shape(std::span<const std::uint64_t> extents) {
+    return {
+        .rank = extents.size(), .unused = 0, .aux = nullptr, .dims = copy_items(extents).release()};
+}
+
+} // namespace talvora::host

@@ -1,0 +1,22 @@
+// Makes the records in which a host returns texts, lists and shapes. Every buffer comes
+// from malloc and becomes the receiver's with the record. Throws std::bad_alloc, and
+// leaves nothing behind then.
+#pragma once
+
+#include "plugin/host_interfaces.h"
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace talvora::host {
+
+// A present list has items even when it is empty; an absent one is a record of zeros.
+host_list make_text_list(std::span<const std::string> texts);
+host_list make_integer_list(std::span<const std::int64_t> integers);
+// Word 0 counts the terminating zero, but is 0 for the empty text.
+host_string make_string(std::string_view text);
+host_shape make_shape(std::span<const std::uint64_t> extents);
+
+} // namespace talvora::host
