@@ -93,10 +93,8 @@ void write_samples(dataset_handle set, const float* source, const std::uint64_t*
 // The unit will say that there is no such set; this says what there is instead.
 void explain_other(HostCall& call, ObjectId object) {
     const std::string path = call.tree().path(object);
-    const std::size_t slash = path.rfind('/');
-    const std::string name = path.substr(slash + 1);
-    const auto group =
-        call.tree().find(call.tree().root(), slash == path.npos ? "" : path.substr(0, slash));
+    const auto [group_path, name] = split_last(path);
+    const auto group = call.tree().find(call.tree().root(), group_path);
     for (const OtherObject& other : call.tree().list_others(group.value_or(call.tree().root())))
         if (other.name == name)
             call.send(Message::Warning,

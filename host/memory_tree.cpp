@@ -24,12 +24,6 @@ std::vector<float> make_samples(const Extents& extents) {
     }
 }
 
-Extents smaller_of(const Extents& a, const Extents& b) {
-    Extents smaller(a.size());
-    std::ranges::transform(a, b, smaller.begin(), [](auto x, auto y) { return std::min(x, y); });
-    return smaller;
-}
-
 std::vector<float> move_samples(const std::vector<float>& samples, const Extents& old_extents,
                                 const Extents& extents) {
     const Extents starts(extents.size(), 0);

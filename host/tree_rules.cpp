@@ -63,6 +63,12 @@ std::string join_path(std::string_view group, std::string_view name) {
     return group.empty() ? std::string(name) : fmt::format("{}/{}", group, name);
 }
 
+std::pair<std::string, std::string> split_last(const std::string& path) {
+    const std::size_t slash = path.rfind('/');
+    return slash == path.npos ? std::pair(std::string(), path)
+                              : std::pair(path.substr(0, slash), path.substr(slash + 1));
+}
+
 NewPlace find_new_place(DataTree& tree, ObjectId parent, std::string_view path) {
     std::vector<std::string> names = split_path(path);
     if (names.empty())
@@ -112,6 +118,12 @@ void check_resize(const Extents& old_extents, const Extents& extents, std::strin
         throw TreeError(fmt::format("'{}' has the rank {} and keeps it: no resizing to {}", path,
                                     old_extents.size(), describe_extents(extents)));
     count_samples(extents);
+}
+
+Extents smaller_of(const Extents& a, const Extents& b) {
+    Extents smaller(a.size());
+    std::ranges::transform(a, b, smaller.begin(), [](auto x, auto y) { return std::min(x, y); });
+    return smaller;
 }
 
 void check_hyperslab(std::span<const std::uint64_t> extents, const Hyperslab& slab,

@@ -9,6 +9,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace talvora::host {
@@ -20,6 +21,8 @@ constexpr std::size_t MAX_RANK = 32;
 // byte) is refused.
 std::vector<std::string> split_path(std::string_view path);
 std::string join_path(std::string_view group, std::string_view name);
+// The group's path and the object's name; both are empty for the root.
+std::pair<std::string, std::string> split_last(const std::string& path);
 
 // Where a new object goes: in `group`, below groups that have to be made first.
 struct NewPlace {
@@ -37,6 +40,9 @@ std::uint64_t count_samples(std::span<const std::uint64_t> extents);
 // Refuses ranks outside [min_rank, MAX_RANK] and more samples than can be counted.
 void check_extents(const Extents& extents, std::size_t min_rank, std::string_view path);
 void check_resize(const Extents& old_extents, const Extents& extents, std::string_view path);
+
+// Dimension by dimension, the smaller one of two of the same rank.
+Extents smaller_of(const Extents& a, const Extents& b);
 
 // Refuses a hyperslab that is not inside the extents, or that does not hold
 // `sample_count` samples. Allocates nothing unless it refuses.
