@@ -1,0 +1,237 @@
+#include "host/csv_import.h"
+
+#include "host/failure.h"
+#include "host/time_grid.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <numeric>
+#include <regex>
+#include <set>
+
+namespace talvora::host {
+namespace {
+
+constexpr float NaN = std::numeric_limits<float>::quiet_NaN();
+
+struct TimeUnit {
+    std::string_view name;
+    double per_second;
+};
+constexpr TimeUnit TIME_UNITS[] = {{"s", 1}, {"ms", 1e3}, {"us", 1e6}, {"µs", 1e6}};
+
+const CsvColumn& find_column(const CsvTable& table, const std::string& name,
+                             const std::string& source) {
+    const auto column = std::ranges::find(table.columns, name, &CsvColumn::name);
+    if (column == table.columns.end()) {
+        std::vector<std::string> known;
+        std::ranges::transform(table.columns, std::back_inserter(known), &CsvColumn::name);
+        throw Failure(ExitCode::Usage, fmt::format("{}: no column '{}' (known: {})", source, name,
+                                                   fmt::join(known, ", ")));
+    }
+    return *column;
+}
+
+const CsvColumn* find_time_column(const CsvTable& table, const ImportOptions& options,
+                                  const std::string& source) {
+    if (options.time_column) {
+        return &find_column(table, *options.time_column, source);
+    }
+    if (options.sample_rate) {
+        return nullptr;
+    }
+    static const std::regex time_name(R"((time|t)\s*([(\[].*[)\]])?)", std::regex::icase);
+    const auto is_time = [](const CsvColumn& column) {
+        return std::regex_match(column.name, time_name);
+    };
+    const auto column = std::ranges::find_if(table.columns, is_time);
+    if (column == table.columns.end()) {
+        throw Failure(ExitCode::Usage, fmt::format("{}: neither a sample rate nor a time", source),
+                      {"give --rate HZ or --time COLUMN"});
+    }
+    return &*column;
+}
+
+std::vector<double> read_seconds(const CsvColumn& column, const std::string& source) {
+    static const std::regex unit_name(R"(.*[(\[]\s*(.*?)\s*[)\]])");
+    std::smatch match;
+    const std::string unit = std::regex_match(column.name, match, unit_name) ? match.str(1) : "s";
+    const auto known = std::ranges::find(TIME_UNITS, unit, &TimeUnit::name);
+    if (known == std::end(TIME_UNITS)) {
+        throw Failure(ExitCode::Usage,
+                      fmt::format("{}: column '{}' is a time in '{}' (known: s, ms, us)", source,
+                                  column.name, unit));
+    }
+    std::vector<double> seconds = column.values;
+    for (double& second : seconds) {
+        second /= known->per_second;
+    }
+    return seconds;
+}
+
+TimeGrid make_uniform_grid(double sample_rate, std::uint64_t row_count) {
+    TimeGrid grid{.sample_rate = sample_rate, .sample_count = row_count, .sample_of_row = {}};
+    grid.sample_of_row.resize(row_count);
+    std::iota(grid.sample_of_row.begin(), grid.sample_of_row.end(), 0);
+    return grid;
+}
+
+// '/' parts the names of a path, '.' and '..' are steps in one.
+std::string make_safe_name(std::string name) {
+    std::ranges::replace(name, '/', '_');
+    return name == "." || name == ".." ? "_" : name;
+}
+
+std::vector<SetOfColumns> choose_sets(const CsvTable& table, const ImportOptions& options,
+                                      const CsvColumn* time, const std::string& source,
+                                      ImportReport& report) {
+    if (!options.sets.empty()) {
+        return options.sets;
+    }
+    std::vector<SetOfColumns> sets;
+    for (const CsvColumn& column : table.columns) {
+        if (&column == time) {
+            continue;
+        }
+        if (!column.holds_numbers()) {
+            report.warnings.push_back(fmt::format("{}: column '{}' holds no number and is left out",
+                                                  source, column.name));
+            continue;
+        }
+        sets.push_back({make_safe_name(column.name), {column.name}});
+    }
+    if (sets.empty()) {
+        throw Failure(ExitCode::Input, fmt::format("{}: no column with numbers", source),
+                      {"numbers have a decimal point; columns are parted by ',', ';' or a tab"});
+    }
+    return sets;
+}
+
+void report_missing_cells(const CsvColumn& column, const std::string& source,
+                          ImportReport& report) {
+    if (column.missing_count > 0) {
+        report.warnings.push_back(fmt::format(
+            "{}: column '{}': {} of {} cells hold no number, NaN stands there (first in row {}: "
+            "'{}')",
+            source, column.name, column.missing_count, column.values.size(),
+            column.first_missing_row, column.first_missing_text));
+    }
+}
+
+// One line of samples: what the rows hold, NaN where the grid has no row.
+void place_column(const CsvColumn& column, const TimeGrid& grid, std::span<float> samples) {
+    std::ranges::fill(samples, NaN);
+    for (std::size_t row = grid.sample_of_row.size(); row-- > 0;) {
+        samples[grid.sample_of_row[row]] = static_cast<float>(column.values[row]);
+    }
+}
+
+void write_set(const SetOfColumns& set, const CsvTable& table, const TimeGrid& grid, DataTree& tree,
+               ObjectId group, const std::string& source, ImportReport& report) {
+    std::vector<float> samples(set.columns.size() * grid.sample_count);
+    const std::span<float> all(samples);
+    for (std::size_t i = 0; i < set.columns.size(); ++i) {
+        const CsvColumn& column = find_column(table, set.columns[i], source);
+        if (!column.holds_numbers()) {
+            throw Failure(ExitCode::Input,
+                          fmt::format("{}: column '{}' holds no number (first cell: '{}')", source,
+                                      column.name, column.first_missing_text),
+                          {"numbers have a decimal point, whatever the locale"});
+        }
+        report_missing_cells(column, source, report);
+        place_column(column, grid, all.subspan(i * grid.sample_count, grid.sample_count));
+    }
+    const Extents extents = {set.columns.size(), 1, grid.sample_count};
+    const ObjectId id = tree.create_dataset(group, set.name, extents);
+    tree.write(id, {.starts = Extents{0, 0, 0}, .counts = extents}, samples);
+    tree.write_attribute(id, "SampleRate", static_cast<float>(grid.sample_rate));
+    tree.write_attribute(id, "StartTime", static_cast<float>(grid.start_time));
+    report.sets.push_back(tree.path(id));
+}
+
+void report_grid(const CsvColumn& time, const TimeGrid& grid, const std::string& source,
+                 ImportReport& report) {
+    std::uint64_t shared_count = 0;
+    std::size_t first_shared_row = 0;
+    for (std::size_t row = 1; row < grid.sample_of_row.size(); ++row) {
+        if (grid.sample_of_row[row] == grid.sample_of_row[row - 1] && shared_count++ == 0) {
+            first_shared_row = row;
+        }
+    }
+    const std::uint64_t placed_count = grid.sample_of_row.size() - shared_count;
+    report.infos.push_back(fmt::format(
+        "{}: {} rows by '{}' on {} samples at {:.6g} Hz; {} samples have no row and are NaN",
+        source, placed_count, time.name, grid.sample_count, grid.sample_rate,
+        grid.sample_count - placed_count));
+    if (shared_count > 0) {
+        report.warnings.push_back(fmt::format(
+            "{}: {} rows left out, less than half a sample after the row before (first: row {})",
+            source, shared_count, first_shared_row + 2));
+    }
+}
+
+void refuse_bad_options(const ImportOptions& options, const std::string& source) {
+    if (options.sample_rate && !(*options.sample_rate > 0 && std::isfinite(*options.sample_rate))) {
+        throw Failure(ExitCode::Usage,
+                      fmt::format("--rate {}: a sample rate is greater than 0 Hz and finite",
+                                  *options.sample_rate));
+    }
+    if (options.sample_rate && options.time_column) {
+        throw Failure(
+            ExitCode::Usage,
+            fmt::format("{}: the sample rate and the time column exclude each other", source),
+            {"give --rate HZ or --time COLUMN"});
+    }
+    std::set<std::string> seen;
+    for (const SetOfColumns& set : options.sets) {
+        if (!seen.insert(set.name).second) {
+            throw Failure(ExitCode::Usage, fmt::format("--set: two sets named '{}'", set.name));
+        }
+    }
+}
+
+} // namespace
+
+SetOfColumns parse_set_of_columns(std::string_view text) {
+    const std::size_t equals = text.find('=');
+    if (equals == std::string_view::npos || equals == 0 || equals + 1 == text.size()) {
+        throw Failure(ExitCode::Usage,
+                      fmt::format("--set '{}': not of the form NAME=COLUMN,...", text));
+    }
+    SetOfColumns set{std::string(text.substr(0, equals)),
+                     split_csv_row(text.substr(equals + 1), ',')};
+    if (make_safe_name(set.name) != set.name) {
+        throw Failure(ExitCode::Usage,
+                      fmt::format("--set '{}': a set's name holds no '/'", set.name),
+                      {"the group is given with --group"});
+    }
+    return set;
+}
+
+ImportReport import_table(const CsvTable& table, const ImportOptions& options, DataTree& tree,
+                          const std::string& source) {
+    refuse_bad_options(options, source);
+    ImportReport report;
+    const CsvColumn* time = find_time_column(table, options, source);
+    const TimeGrid grid = time != nullptr
+                              ? place_on_grid(read_seconds(*time, source), source)
+                              : make_uniform_grid(*options.sample_rate, table.row_count);
+    if (time != nullptr) {
+        report_grid(*time, grid, source, report);
+    }
+    report.sample_count = grid.sample_count;
+    report.sample_rate = grid.sample_rate;
+    const ObjectId group = tree.create_group(tree.root(), options.group);
+    for (const SetOfColumns& set : choose_sets(table, options, time, source, report)) {
+        write_set(set, table, grid, tree, group, source, report);
+    }
+    tree.write_attribute(group, "SampleRate", static_cast<float>(grid.sample_rate));
+    tree.write_attribute(group, "NumSamples", static_cast<float>(grid.sample_count));
+    return report;
+}
+
+} // namespace talvora::host

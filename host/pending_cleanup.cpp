@@ -1,0 +1,124 @@
+#include "host/pending_cleanup.h"
+
+#include "host/failure.h"
+
+#include <climits>
+#include <fmt/format.h>
+
+#include <array>
+#include <atomic>
+#include <cstring>
+#include <string_view>
+#include <unistd.h>
+
+namespace talvora::host {
+namespace {
+
+constexpr int INTERRUPTING_SIGNALS[] = {SIGINT, SIGTERM, SIGHUP};
+constexpr int CRASHING_SIGNALS[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT};
+
+// Handlers may touch nothing but lock-free atomics and plain bytes, so the paths
+// stand in a fixed table.
+constexpr int MAX_PENDING_FILES = 16;
+
+struct PendingSlot {
+    std::atomic<bool> taken = false;
+    std::atomic<bool> set = false;
+    std::array<char, PATH_MAX> path{};
+};
+std::array<PendingSlot, MAX_PENDING_FILES> pending_slots;
+
+PendingSlot& slot_of(int note) {
+    return pending_slots[static_cast<std::size_t>(note)];
+}
+
+void remove_pending_files() {
+    for (PendingSlot& slot : pending_slots) {
+        if (slot.set) {
+            unlink(slot.path.data());
+        }
+    }
+}
+
+void say_and_exit(std::string_view text, int code) {
+    [[maybe_unused]] const auto written = write(STDERR_FILENO, text.data(), text.size());
+    _exit(code);
+}
+
+void end_interrupted(int signal_number) {
+    remove_pending_files();
+    say_and_exit("error: interrupted; the file in work is as it was\n", 128 + signal_number);
+}
+
+void end_crashed(int) {
+    remove_pending_files();
+    say_and_exit("error: the plug-in crashed; the file in work is as it was\n",
+                 static_cast<int>(ExitCode::Plugin));
+}
+
+void handle(int signal_number, void (*handler)(int)) {
+    struct sigaction action {};
+    sigaction(signal_number, nullptr, &action);
+    if (action.sa_handler != SIG_DFL) {
+        return;
+    }
+    action = {};
+    action.sa_handler = handler;
+    action.sa_flags = static_cast<int>(SA_RESETHAND) | SA_ONSTACK;
+    sigfillset(&action.sa_mask);
+    sigaction(signal_number, &action, nullptr);
+}
+
+// A stack overflow leaves no stack for its own handler.
+void set_signal_stack() {
+    static std::array<char, 64 * 1024> room;
+    stack_t stack{};
+    stack.ss_sp = room.data();
+    stack.ss_size = room.size();
+    sigaltstack(&stack, nullptr);
+}
+
+} // namespace
+
+int note_pending_file(const std::filesystem::path& path) {
+    for (int note = 0; note < MAX_PENDING_FILES; ++note) {
+        PendingSlot& slot = slot_of(note);
+        if (path.native().size() < PATH_MAX && !slot.taken.exchange(true)) {
+            std::strcpy(slot.path.data(), path.c_str());
+            slot.set = true;
+            return note;
+        }
+    }
+    throw Failure(ExitCode::Output,
+                  fmt::format("{}: too many files at once, or too long a path", path.string()));
+}
+
+void forget_pending_file(int note) {
+    slot_of(note).set = false;
+    slot_of(note).taken = false;
+}
+
+void clean_up_on_signals() {
+    set_signal_stack();
+    for (const int number : INTERRUPTING_SIGNALS) {
+        handle(number, end_interrupted);
+    }
+    for (const int number : CRASHING_SIGNALS) {
+        handle(number, end_crashed);
+    }
+}
+
+SignalsHeldBack::SignalsHeldBack() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int number : INTERRUPTING_SIGNALS) {
+        sigaddset(&signals, number);
+    }
+    pthread_sigmask(SIG_BLOCK, &signals, &before_);
+}
+
+SignalsHeldBack::~SignalsHeldBack() {
+    pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+}
+
+} // namespace talvora::host

@@ -1,0 +1,223 @@
+#include "host/safe_write.h"
+
+#include "host/failure.h"
+#include "host/pending_cleanup.h"
+
+#include <fmt/format.h>
+
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace talvora::host {
+namespace {
+
+namespace fs = std::filesystem;
+
+// ---------------------------------------------------------------------------
+// Temporary names: .NAME.HOST.PID.XXXXXX.talvora-tmp. The machine stands in the name
+// because a folder may be shared by several, each with processes of its own.
+
+constexpr std::string_view SUFFIX = ".talvora-tmp";
+constexpr std::size_t RANDOM_LENGTH = 6;
+
+// File systems take names of up to 255 bytes; a long name is cut to leave room.
+constexpr std::size_t MAX_STEM_LENGTH = 100;
+
+std::string host_name() {
+    std::array<char, 64> name{};
+    gethostname(name.data(), name.size() - 1);
+    return name.data();
+}
+
+std::string make_template(const std::string& stem) {
+    return fmt::format(".{}.{}.{}.{:X>{}}{}", stem.substr(0, MAX_STEM_LENGTH), host_name(),
+                       getpid(), "", RANDOM_LENGTH, SUFFIX);
+}
+
+// Nothing when the name is not one that this machine gave to a temporary file.
+std::optional<pid_t> find_owner(std::string_view name) {
+    const std::string host = fmt::format(".{}.", host_name());
+    const std::size_t tail = RANDOM_LENGTH + 1 + SUFFIX.size();
+    const std::size_t host_at = name.rfind(host);
+    if (!name.ends_with(SUFFIX) || host_at == std::string_view::npos ||
+        host_at + host.size() + tail >= name.size()) {
+        return std::nullopt;
+    }
+    const char* digits = name.data() + host_at + host.size();
+    const char* digits_end = name.data() + name.size() - tail;
+    pid_t owner = 0;
+    const auto [end, error] = std::from_chars(digits, digits_end, owner);
+    return error == std::errc{} && end == digits_end ? std::optional(owner) : std::nullopt;
+}
+
+void sweep_dead_files(const fs::path& folder) {
+    std::error_code ignored;
+    for (const auto& entry : fs::directory_iterator(folder, ignored)) {
+        const std::optional<pid_t> owner = find_owner(entry.path().filename().native());
+        if (owner && *owner > 0 && kill(*owner, 0) != 0 && errno == ESRCH) {
+            fs::remove(entry.path(), ignored);
+        }
+    }
+}
+
+// ---------------------------------------------------------------------------
+
+[[noreturn]] void fail(const fs::path& path, std::string_view what, int error = errno) {
+    throw Failure(ExitCode::Output, fmt::format("{}: {}: {}", path.string(), what,
+                                                std::generic_category().message(error)));
+}
+
+fs::path folder_of(const fs::path& file) {
+    return file.has_parent_path() ? file.parent_path() : fs::path(".");
+}
+
+// A write through a symbolic link goes to what it points to.
+fs::path follow_links(const fs::path& path) {
+    std::error_code error;
+    const fs::path target = fs::weakly_canonical(path, error);
+    return !error && fs::is_symlink(path, error) ? target : path;
+}
+
+void sync_path(const fs::path& path, int flags) {
+    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | flags);
+    const bool done = file >= 0 && fsync(file) == 0;
+    const int error = errno;
+    if (file >= 0) {
+        close(file);
+    }
+    if (!done) {
+        fail(path, "cannot be synced", error);
+    }
+}
+
+mode_t creation_mode() {
+    const mode_t mask = umask(0);
+    umask(mask);
+    return 0666 & ~mask;
+}
+
+// The owner comes first, since a change of it takes special mode bits away; only
+// a privileged process can keep another's ownership, so a refusal is no failure.
+void take_over_mode(const fs::path& temporary, const fs::path& destination) {
+    struct stat status {};
+    const bool exists = stat(destination.c_str(), &status) == 0;
+    if (exists) {
+        [[maybe_unused]] const int kept = chown(temporary.c_str(), status.st_uid, status.st_gid);
+    }
+    if (chmod(temporary.c_str(), exists ? status.st_mode & 07777 : creation_mode()) != 0) {
+        fail(temporary, "its mode cannot be set");
+    }
+}
+
+// Without `replace` a destination that came up in the meantime is left alone, where
+// the file system can do so.
+int rename_over(const fs::path& from, const fs::path& to, bool replace) {
+    if (!replace) {
+        const int result =
+            renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE);
+        if (result == 0 || errno != EINVAL) {
+            return result;
+        }
+    }
+    return std::rename(from.c_str(), to.c_str());
+}
+
+} // namespace
+
+void check_destination(const fs::path& destination, const WriteOptions& options) {
+    const fs::path folder = folder_of(follow_links(destination));
+    std::error_code error;
+    const fs::file_status status = fs::status(destination, error);
+    if (fs::exists(status) && !fs::is_regular_file(status)) {
+        throw Failure(ExitCode::Output,
+                      fmt::format("{}: exists and is no regular file", destination.string()));
+    }
+    if (fs::exists(status) && !options.replace) {
+        throw Failure(ExitCode::Output, fmt::format("{}: exists", destination.string()),
+                      {"--force replaces it"});
+    }
+    if (!fs::is_directory(folder, error)) {
+        throw Failure(ExitCode::Output,
+                      fmt::format("{}: no folder '{}'", destination.string(), folder.string()));
+    }
+    if (access(folder.c_str(), W_OK | X_OK) != 0) {
+        fail(destination, fmt::format("folder '{}' cannot be written", folder.string()));
+    }
+}
+
+void refuse_same_file(const fs::path& input, const fs::path& output) {
+    std::error_code ignored;
+    if (fs::equivalent(input, output, ignored)) {
+        throw Failure(ExitCode::Usage,
+                      fmt::format("{}: input and output are the same file", output.string()),
+                      {"--in-place replaces the input, --in-place --backup keeps it beside"});
+    }
+}
+
+PendingFile::PendingFile(const fs::path& destination, const WriteOptions& options)
+    : destination_(follow_links(destination)), replace_(options.replace) {
+    check_destination(destination, options);
+    sweep_dead_files(folder_of(destination_));
+    make(folder_of(destination_), destination_.filename().string());
+}
+
+PendingFile::PendingFile() {
+    std::error_code error;
+    const fs::path folder = fs::temp_directory_path(error);
+    if (error) {
+        fail("dry run", "no folder for temporary files", error.value());
+    }
+    sweep_dead_files(folder);
+    make(folder, "trial");
+}
+
+void PendingFile::make(const fs::path& folder, const std::string& stem) {
+    std::string name = (folder / make_template(stem)).string();
+    const SignalsHeldBack held_back;
+    const int file = mkostemps(name.data(), static_cast<int>(SUFFIX.size()), O_CLOEXEC);
+    if (file < 0) {
+        fail(folder, "no temporary file can be made there");
+    }
+    close(file);
+    temporary_ = name;
+    try {
+        note_ = note_pending_file(temporary_);
+    } catch (...) {
+        unlink(name.c_str());
+        throw;
+    }
+}
+
+PendingFile::~PendingFile() {
+    if (note_ >= 0) {
+        unlink(temporary_.c_str());
+        forget_pending_file(note_);
+    }
+}
+
+void PendingFile::publish() {
+    take_over_mode(temporary_, destination_);
+    sync_path(temporary_, 0);
+    {
+        const SignalsHeldBack held_back;
+        if (rename_over(temporary_, destination_, replace_) != 0) {
+            fail(destination_, "cannot be replaced");
+        }
+        forget_pending_file(note_);
+        note_ = -1;
+    }
+    sync_path(folder_of(destination_), O_DIRECTORY);
+}
+
+} // namespace talvora::host
