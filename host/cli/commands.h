@@ -1,0 +1,22 @@
+// The commands of the program, one source file each. A new one is its file, its name
+// here and its line in the table of main.cpp.
+#pragma once
+
+#include "host/cli/session.h"
+
+#include <CLI/App.hpp>
+
+namespace talvora::host {
+
+// Adds a command with its options to the program; the command's work is its callback,
+// which reports through the session and throws what goes wrong.
+using AddCommand = void(CLI::App& program, Session& session);
+
+AddCommand add_units_command;
+AddCommand add_describe_command;
+AddCommand add_import_command;
+AddCommand add_tree_command;
+AddCommand add_run_command;
+AddCommand add_version_command;
+
+} // namespace talvora::host

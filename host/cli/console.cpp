@@ -1,0 +1,145 @@
+#include "host/cli/console.h"
+
+#include <fmt/color.h>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <system_error>
+
+#include <unistd.h>
+
+namespace talvora::host {
+namespace {
+
+constexpr std::size_t MAX_HINTS = 2;
+
+struct LevelStyle {
+    const char* label;
+    fmt::terminal_color color;
+};
+// In the order of Console::Level.
+constexpr LevelStyle STYLES[] = {{"error", fmt::terminal_color::red},
+                                 {"warning", fmt::terminal_color::yellow},
+                                 {"info", fmt::terminal_color::cyan},
+                                 {"hint", fmt::terminal_color::green}};
+
+bool wants_colours() {
+    const char* no_colour = std::getenv("NO_COLOR");
+    return isatty(STDERR_FILENO) != 0 && (no_colour == nullptr || *no_colour == '\0');
+}
+
+std::string on_one_line(std::string_view text) {
+    std::string line(text);
+    std::ranges::replace_if(line, [](char c) { return c == '\n' || c == '\r'; }, ' ');
+    return line;
+}
+
+std::string dump(const nlohmann::ordered_json& json, int indent) {
+    return json.dump(indent, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+}
+
+// In code points of UTF-8, which a terminal shows one column wide in most scripts.
+std::size_t measure_width(std::string_view text) {
+    return static_cast<std::size_t>(std::ranges::count_if(
+        text, [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
+}
+
+std::string pad(const std::string& cell, std::size_t width, bool to_the_right) {
+    const std::string room(width - measure_width(cell), ' ');
+    return to_the_right ? room + cell : cell + room;
+}
+
+} // namespace
+
+Console::Console() : coloured_(wants_colours()) {}
+
+void Console::print(Level level, std::string_view text) const {
+    const LevelStyle& style = STYLES[static_cast<std::size_t>(level)];
+    const auto look = coloured_ ? fmt::emphasis::bold | fmt::fg(style.color) : fmt::text_style();
+    fmt::print(stderr, "{} {}\n", fmt::format(look, "{}:", style.label), on_one_line(text));
+}
+
+void Console::error(std::string_view text) const {
+    print(Level::Error, text);
+}
+void Console::warning(std::string_view text) const {
+    print(Level::Warning, text);
+}
+void Console::info(std::string_view text) const {
+    if (!quiet_) {
+        print(Level::Info, text);
+    }
+}
+void Console::hint(std::string_view text) const {
+    print(Level::Hint, text);
+}
+void Console::detail(std::string_view text) const {
+    if (verbose_) {
+        print(Level::Info, text);
+    }
+}
+
+void Console::failure(const Failure& failure) const {
+    error(failure.what());
+    for (std::size_t i = 0; i < std::min(MAX_HINTS, failure.hints().size()); ++i) {
+        hint(failure.hints()[i]);
+    }
+}
+
+void Console::result(std::string_view line) const {
+    std::fwrite(line.data(), 1, line.size(), stdout);
+    std::fputc('\n', stdout);
+}
+
+void Console::document(const nlohmann::ordered_json& json) const {
+    result(dump(json, 2));
+}
+
+void Console::json_line(const nlohmann::ordered_json& json) const {
+    result(dump(json, -1));
+    std::fflush(stdout);
+}
+
+void Console::finish() const {
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+        throw Failure(ExitCode::Output, fmt::format("standard output: {}",
+                                                    std::generic_category().message(errno)));
+    }
+}
+
+std::vector<std::string> align_columns(const std::vector<std::vector<std::string>>& rows,
+                                       const std::vector<bool>& numeric) {
+    std::vector<std::size_t> widths(numeric.size());
+    for (const auto& row : rows) {
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            widths[i] = std::max(widths[i], measure_width(row[i]));
+        }
+    }
+    std::vector<std::string> lines;
+    for (const auto& row : rows) {
+        std::string line;
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            line += (i == 0 ? "" : "  ") + pad(row[i], widths[i], numeric[i]);
+        }
+        line.erase(line.find_last_not_of(' ') + 1);
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+double shortest_double(float value) {
+    if (!std::isfinite(value)) {
+        return static_cast<double>(value);
+    }
+    const std::string text = fmt::format("{}", value);
+    double result = 0;
+    std::from_chars(text.data(), text.data() + text.size(), result);
+    return result;
+}
+
+} // namespace talvora::host

@@ -1,0 +1,61 @@
+// What the program prints: results on standard output, everything else on standard
+// error, one line each.
+#pragma once
+
+#include "host/failure.h"
+
+#include <nlohmann/json.hpp>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace talvora::host {
+
+class Console {
+  public:
+    // Colours when standard error is a terminal, unless NO_COLOR is set.
+    Console();
+
+    void set_quiet(bool quiet) { quiet_ = quiet; }     // leaves info lines away
+    void set_verbose(bool verbose) { verbose_ = verbose; } // adds detail lines
+    bool quiet() const { return quiet_; }
+    bool verbose() const { return verbose_; }
+
+    // "error: TEXT" and the like. A line end inside a text becomes a blank, so that a
+    // message stays one line.
+    void error(std::string_view text) const;
+    void warning(std::string_view text) const;
+    void info(std::string_view text) const;
+    void hint(std::string_view text) const;
+    void detail(std::string_view text) const; // an info line with --verbose alone
+    // The failure's text and its hints, at most two.
+    void failure(const Failure& failure) const;
+
+    void result(std::string_view line) const;
+    // NaN and infinities as null; bytes that are no UTF-8 replaced.
+    void document(const nlohmann::ordered_json& json) const;   // indented
+    void json_line(const nlohmann::ordered_json& json) const;
+
+    // Throws a Failure of the output when standard output could not take everything.
+    void finish() const;
+
+  private:
+    enum class Level { Error, Warning, Info, Hint };
+    void print(Level level, std::string_view text) const;
+
+    bool quiet_ = false;
+    bool verbose_ = false;
+    bool coloured_ = false;
+};
+
+// Lines with aligned columns, two blanks between them; a column of numbers is aligned
+// to the right. Every row has as many cells as `numeric` has flags.
+std::vector<std::string> align_columns(const std::vector<std::vector<std::string>>& rows,
+                                       const std::vector<bool>& numeric);
+
+// The double that the shortest decimal text of a float reads as: 0.1, not
+// 0.10000000149.
+double shortest_double(float value);
+
+} // namespace talvora::host

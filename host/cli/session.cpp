@@ -1,0 +1,84 @@
+#include "host/cli/session.h"
+
+#include "host/nearest_text.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <vector>
+
+namespace talvora::host {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::string_view PLUGIN_FILE = "kpl-talvora_signal.so";
+
+// Where a build leaves the library, and where an installation does.
+fs::path find_beside_program() {
+    std::error_code error;
+    const fs::path folder = fs::read_symlink("/proc/self/exe", error).parent_path();
+    const fs::path candidates[] = {
+        folder / PLUGIN_FILE,
+        folder / fmt::format("lib{}", PLUGIN_FILE),
+        folder / "../lib/talvora" / PLUGIN_FILE,
+    };
+    for (const fs::path& candidate : candidates) {
+        if (fs::exists(candidate, error)) {
+            return candidate;
+        }
+    }
+    throw Failure(ExitCode::Plugin,
+                  fmt::format("no plug-in '{}' beside the program in '{}' or in '../lib/talvora'",
+                              PLUGIN_FILE, folder.string()),
+                  {"name the library: --plugin FILE or TALVORA_PLUGIN_PATH"});
+}
+
+fs::path find_plugin(const std::string& option) {
+    if (!option.empty()) {
+        return option;
+    }
+    const char* path = std::getenv("TALVORA_PLUGIN_PATH");
+    return path != nullptr && *path != '\0' ? fs::path(path) : find_beside_program();
+}
+
+} // namespace
+
+const PluginLibrary& Session::plugin() {
+    if (!plugin_) {
+        const fs::path file = find_plugin(plugin_option);
+        console.detail(fmt::format("plug-in {}", file.string()));
+        plugin_.emplace(file);
+    }
+    return *plugin_;
+}
+
+const Unit& Session::find_unit(std::string_view name) {
+    if (const Unit* unit = plugin().find_unit(name)) {
+        return *unit;
+    }
+    std::vector<std::string> known;
+    for (const Unit& unit : plugin().units()) {
+        known.push_back(unit.name);
+        known.push_back(short_name(unit));
+    }
+    const auto nearest = find_nearest(name, known);
+    throw Failure(ExitCode::Usage, fmt::format("no unit '{}'", name),
+                  {nearest ? fmt::format("did you mean '{}'?  talvora-host units", *nearest)
+                           : "list them: talvora-host units"});
+}
+
+std::string short_name(const Unit& unit) {
+    return unit.name.substr(unit.name.rfind('.') + 1);
+}
+
+const Unit* find_current_unit(const PluginLibrary& plugin, const Unit& unit) {
+    const auto same = [&](const Unit& other) {
+        return other.date == std::nullopt && other.run == unit.run && other.declare == unit.declare;
+    };
+    const auto current = std::ranges::find_if(plugin.units(), same);
+    return unit.date && current != plugin.units().end() ? &*current : nullptr;
+}
+
+} // namespace talvora::host

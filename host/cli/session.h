@@ -1,0 +1,42 @@
+// What every command of one call of the program shares.
+#pragma once
+
+#include "host/cli/console.h"
+#include "host/failure.h"
+#include "host/plugin_library.h"
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace talvora::host {
+
+class Session {
+  public:
+    Console console;
+    std::string plugin_option; // of --plugin; empty when it was not given
+    // A command that did part of its work says so here; one that did nothing throws.
+    ExitCode exit_code = ExitCode::Done;
+
+    // The library named by --plugin, by TALVORA_PLUGIN_PATH, or found beside the
+    // program, loaded at the first call. Throws a Failure of the plug-in.
+    const PluginLibrary& plugin();
+
+    // By its whole identifier or by what follows the last dot. Throws a Failure of
+    // usage that names the nearest one.
+    const Unit& find_unit(std::string_view name);
+
+  private:
+    std::optional<PluginLibrary> plugin_;
+};
+
+// What follows the last dot: "apply-set-rectify".
+std::string short_name(const Unit& unit);
+
+// The unit that a legacy identifier stands for, known by its operations; null for one
+// that is current itself.
+const Unit* find_current_unit(const PluginLibrary& plugin, const Unit& unit);
+
+} // namespace talvora::host

@@ -1,0 +1,276 @@
+// talvora-host tree FILE.h5[::GLOB] [--attributes] [--statistics] [--json]
+#include "host/cli/commands.h"
+#include "host/cli/files.h"
+#include "host/data_tree.h"
+#include "host/path_glob.h"
+#include "host/set_statistics.h"
+#include "host/tree_rules.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace talvora::host {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+struct TreeOptions {
+    std::string place; // FILE.h5[::GLOB]
+    bool attributes = false;
+    bool statistics = false;
+    bool json = false;
+};
+
+struct Attribute {
+    std::string name;
+    std::optional<AttributeValue> value; // nothing when its type cannot be read
+    std::string problem;
+};
+
+// What the tree says of one object.
+struct Entry {
+    std::string path;
+    std::string kind;
+    Extents extents; // of a data set
+    std::optional<double> sample_rate;
+    std::vector<Attribute> attributes;
+    std::optional<SetStatistics> statistics;
+};
+
+// ---------------------------------------------------------------------------
+// Gathering, in the order of the tree: what a group holds stands below it.
+
+class Gatherer {
+  public:
+    Gatherer(DataTree& tree, const TreeOptions& options, std::string glob)
+        : tree_(tree), options_(options), glob_(std::move(glob)) {}
+
+    std::vector<Entry> gather() {
+        const bool everything = glob_.empty();
+        if (everything && options_.attributes) {
+            add_object(tree_.root(), "group");
+        }
+        gather_below(tree_.root(), everything);
+        return std::move(entries_);
+    }
+
+  private:
+    // A group that the pattern matches is shown with all that it holds.
+    bool chosen(const std::string& path, bool group_chosen) const {
+        return group_chosen || matches_path(glob_, path);
+    }
+
+    void gather_below(ObjectId group, bool group_chosen) {
+        for (const OtherObject& other : tree_.list_others(group)) {
+            const std::string path = join_path(tree_.path(group), other.name);
+            if (chosen(path, group_chosen)) {
+                entries_.push_back({.path = path, .kind = other.description});
+            }
+        }
+        for (const std::string& name : tree_.list_datasets(group)) {
+            const ObjectId set = *tree_.find(group, name);
+            if (chosen(tree_.path(set), group_chosen)) {
+                add_set(set);
+            }
+        }
+        for (const std::string& name : tree_.list_groups(group)) {
+            const ObjectId child = *tree_.find(group, name);
+            const bool child_chosen = chosen(tree_.path(child), group_chosen);
+            if (child_chosen) {
+                add_object(child, "group");
+            }
+            gather_below(child, child_chosen);
+        }
+    }
+
+    Entry& add_object(ObjectId object, std::string kind) {
+        Entry& entry = entries_.emplace_back();
+        entry.path = tree_.path(object);
+        entry.kind = std::move(kind);
+        if (options_.attributes) {
+            for (const std::string& name : tree_.list_attributes(object)) {
+                entry.attributes.push_back(read(object, name));
+            }
+        }
+        return entry;
+    }
+
+    void add_set(ObjectId set) {
+        Entry& entry = add_object(set, "data set");
+        entry.extents = tree_.extents(set);
+        const Attribute rate = read(set, "SampleRate");
+        if (const auto* value = rate.value ? std::get_if<float>(&*rate.value) : nullptr) {
+            entry.sample_rate = shortest_double(*value);
+        } else if (const auto* wide = rate.value ? std::get_if<double>(&*rate.value) : nullptr) {
+            entry.sample_rate = *wide;
+        }
+        if (options_.statistics) {
+            entry.statistics = measure_set(tree_, set);
+        }
+    }
+
+    Attribute read(ObjectId object, const std::string& name) {
+        try {
+            return {name, tree_.read_attribute(object, name), {}};
+        } catch (const TreeError& error) {
+            return {name, std::nullopt, error.what()};
+        }
+    }
+
+    DataTree& tree_;
+    const TreeOptions& options_;
+    std::string glob_;
+    std::vector<Entry> entries_;
+};
+
+// ---------------------------------------------------------------------------
+// As text
+
+struct ValueText {
+    std::string operator()(std::int64_t value) const { return fmt::format("{}", value); }
+    std::string operator()(float value) const { return fmt::format("{}", value); }
+    std::string operator()(double value) const { return fmt::format("{}", value); }
+    std::string operator()(const std::string& value) const { return fmt::format("{:?}", value); }
+    template <typename Array>
+    std::string operator()(const Array& array) const {
+        std::vector<std::string> texts;
+        for (const auto& value : array.values) {
+            texts.push_back((*this)(value));
+        }
+        return fmt::format("[{}]", fmt::join(texts, ", "));
+    }
+};
+
+std::string show_attribute(const Attribute& attribute) {
+    return fmt::format("    {} = {}", attribute.name,
+                       attribute.value ? std::visit(ValueText{}, *attribute.value)
+                                       : "(" + attribute.problem + ")");
+}
+
+std::vector<std::string> make_row(const Entry& entry, const TreeOptions& options) {
+    const bool is_set = entry.kind == "data set";
+    std::vector<std::string> row = {
+        entry.kind == "group" ? entry.path + "/" : entry.path,
+        is_set ? describe_extents(entry.extents) : entry.kind,
+        entry.sample_rate ? fmt::format("{:.6g} Hz", *entry.sample_rate) : ""};
+    if (options.statistics) {
+        row.resize(8);
+        if (const auto& numbers = entry.statistics) {
+            row[3] = fmt::format("{}", numbers->sample_count);
+            row[4] = fmt::format("{}", numbers->missing_count);
+            row[5] = fmt::format("{:.6g}", numbers->min);
+            row[6] = fmt::format("{:.6g}", numbers->max);
+            row[7] = fmt::format("{:.6g}", numbers->mean);
+        }
+    }
+    return row;
+}
+
+void print_text(const std::vector<Entry>& entries, const TreeOptions& options,
+                const Console& console) {
+    std::vector<std::vector<std::string>> rows;
+    std::vector<bool> numeric = {false, false, true};
+    if (options.statistics) {
+        rows.push_back({"path", "shape", "rate", "samples", "missing", "min", "max", "mean"});
+        numeric.resize(8, true);
+    }
+    const std::size_t head_count = rows.size();
+    for (const Entry& entry : entries) {
+        rows.push_back(make_row(entry, options));
+    }
+    const std::vector<std::string> lines = align_columns(rows, numeric);
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        console.result(lines[i]);
+        if (i >= head_count) {
+            for (const Attribute& attribute : entries[i - head_count].attributes) {
+                console.result(show_attribute(attribute));
+            }
+        }
+    }
+}
+
+// ---------------------------------------------------------------------------
+// As JSON
+
+struct ValueJson {
+    Json operator()(float value) const { return shortest_double(value); }
+    Json operator()(const IntegerArray& array) const { return array.values; }
+    Json operator()(const NumberArray& array) const { return array.values; }
+    Json operator()(const TextArray& array) const { return array.values; }
+    template <typename Value>
+    Json operator()(const Value& value) const {
+        return value;
+    }
+};
+
+Json make_json(const Entry& entry, const TreeOptions& options) {
+    Json json = {{"path", entry.path}, {"kind", entry.kind}};
+    if (entry.kind == "data set") {
+        json["shape"] = entry.extents;
+        json["sample_rate"] = entry.sample_rate ? Json(*entry.sample_rate) : Json(nullptr);
+    }
+    if (options.attributes) {
+        json["attributes"] = Json::object();
+        for (const Attribute& attribute : entry.attributes) {
+            json["attributes"][attribute.name] =
+                attribute.value ? std::visit(ValueJson{}, *attribute.value) : Json(nullptr);
+        }
+    }
+    if (const auto& numbers = entry.statistics) {
+        json["statistics"] = {{"samples", numbers->sample_count},
+                              {"missing", numbers->missing_count},
+                              {"min", numbers->min},
+                              {"max", numbers->max},
+                              {"mean", numbers->mean}};
+    }
+    return json;
+}
+
+// ---------------------------------------------------------------------------
+
+void show_tree(const Session& session, const TreeOptions& options) {
+    const TreePlace place = parse_tree_place(options.place);
+    const auto tree = open_input(place.file);
+    const std::vector<Entry> entries = Gatherer(*tree, options, place.glob).gather();
+    if (entries.empty() && !place.glob.empty()) {
+        throw Failure(ExitCode::Input,
+                      fmt::format("{}: nothing matches '{}'", place.file.string(), place.glob),
+                      {fmt::format("list what is there: talvora-host tree {}",
+                                   quote_word(place.file.string()))});
+    }
+    if (!options.json) {
+        print_text(entries, options, session.console);
+        return;
+    }
+    Json list = Json::array();
+    for (const Entry& entry : entries) {
+        list.push_back(make_json(entry, options));
+    }
+    session.console.document({{"file", place.file.string()}, {"objects", list}});
+}
+
+} // namespace
+
+void add_tree_command(CLI::App& program, Session& session) {
+    const auto options = std::make_shared<TreeOptions>();
+    CLI::App* command =
+        program.add_subcommand("tree", "What a file holds: groups, data sets, attributes");
+    command
+        ->add_option("FILE.h5[::GLOB]", options->place,
+                     "The file; of it, what matches GLOB over full paths (*, ?, [..] within a "
+                     "name, ** for any names)")
+        ->required();
+    command->add_flag("--attributes", options->attributes, "Attributes of each object");
+    command->add_flag("--statistics", options->statistics,
+                      "Per data set: samples, missing ones (NaN), min, max and mean");
+    command->add_flag("--json", options->json, "One JSON document");
+    command->callback([&session, options] { show_tree(session, *options); });
+}
+
+} // namespace talvora::host

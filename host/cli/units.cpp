@@ -1,0 +1,59 @@
+// talvora-host units [--json]
+#include "host/cli/commands.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace talvora::host {
+namespace {
+
+nlohmann::ordered_json or_null(const std::optional<std::string>& text) {
+    return text ? nlohmann::ordered_json(*text) : nlohmann::ordered_json(nullptr);
+}
+
+// A legacy identifier has no description of its own.
+std::string describe_in_a_line(const PluginLibrary& plugin, const Unit& unit) {
+    const Unit* current = find_current_unit(plugin, unit);
+    return current != nullptr ? "legacy identifier of " + current->name
+                              : unit.description.value_or("");
+}
+
+void print_lines(const PluginLibrary& plugin, const Console& console) {
+    std::vector<std::vector<std::string>> rows;
+    for (const Unit& unit : plugin.units()) {
+        rows.push_back({unit.name, unit.version.value_or(unit.date.value_or("")),
+                        describe_in_a_line(plugin, unit)});
+    }
+    for (const std::string& line : align_columns(rows, {false, false, false})) {
+        console.result(line);
+    }
+}
+
+void print_json(const PluginLibrary& plugin, const Console& console) {
+    auto list = nlohmann::ordered_json::array();
+    for (const Unit& unit : plugin.units()) {
+        const Unit* current = find_current_unit(plugin, unit);
+        list.push_back({{"name", unit.name},
+                        {"vendor", unit.vendor},
+                        {"category", unit.category},
+                        {"version", or_null(unit.version)},
+                        {"description", or_null(unit.description)},
+                        {"date", or_null(unit.date)},
+                        {"current", current != nullptr ? current->name : unit.name}});
+    }
+    console.document(list);
+}
+
+} // namespace
+
+void add_units_command(CLI::App& program, Session& session) {
+    const auto json = std::make_shared<bool>(false);
+    CLI::App* command = program.add_subcommand("units", "One line per unit of the plug-in");
+    command->add_flag("--json", *json, "One JSON document");
+    command->callback([&session, json] {
+        (*json ? print_json : print_lines)(session.plugin(), session.console);
+    });
+}
+
+} // namespace talvora::host
