@@ -1,0 +1,95 @@
+// talvora-host import FILE.csv -o FILE.h5 [--group G] [--set ...] [--rate HZ | --time COLUMN]
+#include "host/cli/commands.h"
+#include "host/cli/files.h"
+#include "host/csv_import.h"
+#include "host/memory_tree.h"
+#include "host/safe_write.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace talvora::host {
+namespace {
+
+struct ImportCommand {
+    std::string input;
+    std::string output;
+    ImportOptions options;
+    std::vector<std::string> sets;
+    bool force = false;
+    bool dry_run = false;
+};
+
+void say(const ImportReport& report, const Console& console) {
+    for (const std::string& warning : report.warnings) {
+        console.warning(warning);
+    }
+    for (const std::string& info : report.infos) {
+        console.info(info);
+    }
+}
+
+ImportReport build_file(const CsvTable& table, const ImportCommand& command,
+                        const std::filesystem::path& file) {
+    return as_output_failure(command.output, [&] {
+        const auto tree = create_file(file);
+        return import_table(table, command.options, *tree, command.input);
+    });
+}
+
+void import_file(const Session& session, ImportCommand& command) {
+    for (const std::string& set : command.sets) {
+        command.options.sets.push_back(parse_set_of_columns(set));
+    }
+    refuse_same_file(command.input, command.output);
+    const WriteOptions write_options{.replace = command.force};
+    check_destination(command.output, write_options);
+    const CsvTable table = read_csv(command.input);
+    if (command.dry_run) {
+        MemoryTree trial;
+        say(import_table(table, command.options, trial, command.input), session.console);
+        session.console.info(fmt::format("dry run: {} was not written", command.output));
+        return;
+    }
+    PendingFile pending(command.output, write_options);
+    const ImportReport report = build_file(table, command, pending.path());
+    check_written(pending.path(), command.output);
+    pending.publish();
+    say(report, session.console);
+    session.console.report_done(fmt::format("{}: {} ({} samples at {:.6g} Hz)", command.output,
+                                            fmt::join(report.sets, ", "), report.sample_count,
+                                            report.sample_rate));
+}
+
+} // namespace
+
+void add_import_command(CLI::App& program, Session& session) {
+    const auto state = std::make_shared<ImportCommand>();
+    CLI::App* command = program.add_subcommand(
+        "import", "Columns of a CSV file to data sets; missing rows and cells become NaN");
+    command->add_option("FILE.csv", state->input, "Rows of numbers below a row of column names")
+        ->required();
+    command->add_option("-o,--output", state->output, "The HDF5 file to make")->required();
+    command->add_option("--group", state->options.group, "Where the data sets go")
+        ->capture_default_str();
+    command
+        ->add_option("--set", state->sets,
+                     "NAME=COLUMN,COLUMN,...: one data set [columns, 1, samples] (repeatable; "
+                     "without it each column becomes one)")
+        ->expected(1)
+        ->take_all();
+    command->add_option("--rate", state->options.sample_rate,
+                        "Rows are equally spaced: samples per second");
+    command->add_option("--time", state->options.time_column,
+                        "Rows are placed by this column, its unit s, ms or us in brackets (else "
+                        "a column named time or t)");
+    command->add_flag("--force", state->force, "Replace an existing file");
+    command->add_flag("-n,--dry-run", state->dry_run, "Check everything, write nothing");
+    command->callback([&session, state] { import_file(session, *state); });
+}
+
+} // namespace talvora::host
