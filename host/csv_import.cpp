@@ -4,13 +4,11 @@
 #include "host/time_grid.h"
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
 #include <numeric>
-#include <regex>
 #include <set>
 
 namespace talvora::host {
@@ -28,12 +26,36 @@ const CsvColumn& find_column(const CsvTable& table, const std::string& name,
                              const std::string& source) {
     const auto column = std::ranges::find(table.columns, name, &CsvColumn::name);
     if (column == table.columns.end()) {
-        std::vector<std::string> known;
-        std::ranges::transform(table.columns, std::back_inserter(known), &CsvColumn::name);
-        throw Failure(ExitCode::Usage, fmt::format("{}: no column '{}' (known: {})", source, name,
-                                                   fmt::join(known, ", ")));
+        std::string known;
+        for (const CsvColumn& other : table.columns) {
+            known += (known.empty() ? "" : ", ") + other.name;
+        }
+        throw Failure(ExitCode::Usage,
+                      fmt::format("{}: no column '{}' (known: {})", source, name, known));
     }
     return *column;
+}
+
+struct NameWithUnit {
+    std::string_view name;
+    std::string_view unit;
+};
+
+// "Time (ms)" is "Time" in "ms", a bare name is in seconds.
+NameWithUnit split_unit(std::string_view text) {
+    const std::size_t open = text.find_last_of("([");
+    if (open == std::string_view::npos || !(text.ends_with(')') || text.ends_with(']'))) {
+        return {text, "s"};
+    }
+    const std::size_t name_end = text.find_last_not_of(' ', open == 0 ? 0 : open - 1);
+    return {text.substr(0, name_end + 1), text.substr(open + 1, text.size() - open - 2)};
+}
+
+bool is_named_time(std::string_view text) {
+    std::string name(split_unit(text).name);
+    std::ranges::transform(name, name.begin(),
+                           [](char c) { return c >= 'A' && c <= 'Z' ? char(c - 'A' + 'a') : c; });
+    return name == "time" || name == "t";
 }
 
 const CsvColumn* find_time_column(const CsvTable& table, const ImportOptions& options,
@@ -44,11 +66,8 @@ const CsvColumn* find_time_column(const CsvTable& table, const ImportOptions& op
     if (options.sample_rate) {
         return nullptr;
     }
-    static const std::regex time_name(R"((time|t)\s*([(\[].*[)\]])?)", std::regex::icase);
-    const auto is_time = [](const CsvColumn& column) {
-        return std::regex_match(column.name, time_name);
-    };
-    const auto column = std::ranges::find_if(table.columns, is_time);
+    const auto column = std::ranges::find_if(
+        table.columns, [](const CsvColumn& candidate) { return is_named_time(candidate.name); });
     if (column == table.columns.end()) {
         throw Failure(ExitCode::Usage, fmt::format("{}: neither a sample rate nor a time", source),
                       {"give --rate HZ or --time COLUMN"});
@@ -57,9 +76,7 @@ const CsvColumn* find_time_column(const CsvTable& table, const ImportOptions& op
 }
 
 std::vector<double> read_seconds(const CsvColumn& column, const std::string& source) {
-    static const std::regex unit_name(R"(.*[(\[]\s*(.*?)\s*[)\]])");
-    std::smatch match;
-    const std::string unit = std::regex_match(column.name, match, unit_name) ? match.str(1) : "s";
+    const std::string_view unit = split_unit(column.name).unit;
     const auto known = std::ranges::find(TIME_UNITS, unit, &TimeUnit::name);
     if (known == std::end(TIME_UNITS)) {
         throw Failure(ExitCode::Usage,

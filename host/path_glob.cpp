@@ -1,10 +1,9 @@
 #include "host/path_glob.h"
 
+#include <fnmatch.h>
 #include <span>
 #include <string>
 #include <vector>
-
-#include <fnmatch.h>
 
 namespace talvora::host {
 namespace {

@@ -10,7 +10,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <system_error>
-
 #include <unistd.h>
 
 namespace talvora::host {
@@ -35,7 +34,8 @@ bool wants_colours() {
 
 std::string on_one_line(std::string_view text) {
     std::string line(text);
-    std::ranges::replace_if(line, [](char c) { return c == '\n' || c == '\r'; }, ' ');
+    std::ranges::replace_if(
+        line, [](char c) { return c == '\n' || c == '\r'; }, ' ');
     return line;
 }
 
@@ -96,6 +96,12 @@ void Console::result(std::string_view line) const {
     std::fputc('\n', stdout);
 }
 
+void Console::report_done(std::string_view line) const {
+    if (!quiet_) {
+        result(line);
+    }
+}
+
 void Console::document(const nlohmann::ordered_json& json) const {
     result(dump(json, 2));
 }
@@ -107,8 +113,8 @@ void Console::json_line(const nlohmann::ordered_json& json) const {
 
 void Console::finish() const {
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
-        throw Failure(ExitCode::Output, fmt::format("standard output: {}",
-                                                    std::generic_category().message(errno)));
+        throw Failure(ExitCode::Output,
+                      fmt::format("standard output: {}", std::generic_category().message(errno)));
     }
 }
 

@@ -17,7 +17,7 @@ class Console {
     // Colours when standard error is a terminal, unless NO_COLOR is set.
     Console();
 
-    void set_quiet(bool quiet) { quiet_ = quiet; }     // leaves info lines away
+    void set_quiet(bool quiet) { quiet_ = quiet; }         // leaves info lines away
     void set_verbose(bool verbose) { verbose_ = verbose; } // adds detail lines
     bool quiet() const { return quiet_; }
     bool verbose() const { return verbose_; }
@@ -33,8 +33,10 @@ class Console {
     void failure(const Failure& failure) const;
 
     void result(std::string_view line) const;
+    // A result that only tells what was done: left away with --quiet.
+    void report_done(std::string_view line) const;
     // NaN and infinities as null; bytes that are no UTF-8 replaced.
-    void document(const nlohmann::ordered_json& json) const;   // indented
+    void document(const nlohmann::ordered_json& json) const; // indented
     void json_line(const nlohmann::ordered_json& json) const;
 
     // Throws a Failure of the output when standard output could not take everything.

@@ -97,8 +97,8 @@ void print_text(Session& session, const Unit& unit, Signatures signatures) {
     console.result("\nParameters");
     std::vector<std::vector<std::string>> rows;
     for (const ParameterSignature& parameter : signatures) {
-        rows.push_back({"  " + parameter.key, std::string(type_name(parameter.type)),
-                        tell_value(parameter)});
+        rows.push_back(
+            {"  " + parameter.key, std::string(type_name(parameter.type)), tell_value(parameter)});
     }
     for (const std::string& line : align_columns(rows, {false, false, false})) {
         console.result(line);

@@ -1,7 +1,9 @@
-// Files as words of the command line name them.
+// Files as words of the command line name them, and the steps of reading and writing
+// HDF5 files that the commands share.
 #pragma once
 
-#include "host/data_tree.h"
+#include "host/failure.h"
+#include "host/hdf5_tree.h"
 
 #include <filesystem>
 #include <memory>
@@ -19,11 +21,31 @@ struct TreePlace {
 // A word that names an existing file as it stands is that file, whatever it holds.
 TreePlace parse_tree_place(std::string_view word);
 
-// Opens an HDF5 file to read. Throws a Failure of the input that says what the path
-// is instead.
-std::unique_ptr<DataTree> open_input(const std::filesystem::path& file);
-
 // As one word of a shell command.
 std::string quote_word(std::string_view word);
+
+// Opens an HDF5 file to read; a TreeError says what is wrong with it.
+std::unique_ptr<Hdf5Tree> open_input(const std::filesystem::path& file);
+
+// Makes an HDF5 file in the place of the temporary file at this path.
+std::unique_ptr<Hdf5Tree> create_over(const std::filesystem::path& temporary);
+
+// Copies the bytes of a file over a temporary one, which stays writable.
+void copy_content(const std::filesystem::path& from, const std::filesystem::path& temporary);
+
+// Opens what was written once more and visits its objects.
+void check_written(const std::filesystem::path& temporary);
+
+// Does a step on the way to `output`; what fails in it is a Failure of the output.
+template <typename Step>
+auto make_output(const std::filesystem::path& output, Step step) {
+    try {
+        return step();
+    } catch (const TreeError& error) {
+        throw Failure(ExitCode::Output, output.string() + ": " + error.what());
+    } catch (const std::filesystem::filesystem_error& error) {
+        throw Failure(ExitCode::Output, output.string() + ": " + error.code().message());
+    }
+}
 
 } // namespace talvora::host

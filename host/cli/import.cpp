@@ -35,9 +35,12 @@ void say(const ImportReport& report, const Console& console) {
 
 ImportReport build_file(const CsvTable& table, const ImportCommand& command,
                         const std::filesystem::path& file) {
-    return as_output_failure(command.output, [&] {
-        const auto tree = create_file(file);
-        return import_table(table, command.options, *tree, command.input);
+    return make_output(command.output, [&] {
+        const auto tree = create_over(file);
+        const ImportReport report = import_table(table, command.options, *tree, command.input);
+        tree->close();
+        check_written(file);
+        return report;
     });
 }
 
@@ -57,7 +60,6 @@ void import_file(const Session& session, ImportCommand& command) {
     }
     PendingFile pending(command.output, write_options);
     const ImportReport report = build_file(table, command, pending.path());
-    check_written(pending.path(), command.output);
     pending.publish();
     say(report, session.console);
     session.console.report_done(fmt::format("{}: {} ({} samples at {:.6g} Hz)", command.output,

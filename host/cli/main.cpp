@@ -4,13 +4,13 @@
 #include "host/data_tree.h"
 #include "host/failure.h"
 #include "host/nearest_text.h"
-#include "host/parameters.h"
 #include "host/pending_cleanup.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <iterator>
 #include <new>
 #include <string>
@@ -19,8 +19,8 @@
 namespace talvora::host {
 namespace {
 
-constexpr AddCommand* COMMANDS[] = {add_units_command,  add_describe_command, add_import_command,
-                                    add_tree_command,   add_run_command,      add_version_command};
+constexpr AddCommand* COMMANDS[] = {add_units_command, add_describe_command, add_import_command,
+                                    add_tree_command,  add_run_command,      add_version_command};
 
 void add_shared_options(CLI::App& program, Session& session) {
     program.add_option("--plugin", session.plugin_option,
@@ -53,12 +53,14 @@ Failure explain_usage(const CLI::App& program, const CLI::ParseError& error,
     const std::vector<std::string> commands = list_commands(program);
     if (program.get_subcommands().empty() && !first_word.empty() && !first_word.starts_with('-')) {
         const auto nearest = find_nearest(first_word, commands);
-        return {ExitCode::Usage, fmt::format("no command '{}'", first_word),
+        return {ExitCode::Usage,
+                fmt::format("no command '{}'", first_word),
                 {nearest ? fmt::format("did you mean '{}'?  talvora-host --help", *nearest)
                          : "list them: talvora-host --help"}};
     }
     const bool has_command = !program.get_subcommands().empty();
-    return {ExitCode::Usage, error.what(),
+    return {ExitCode::Usage,
+            error.what(),
             {fmt::format("talvora-host {}--help",
                          has_command ? program.get_subcommands().front()->get_name() + " " : "")}};
 }
@@ -66,13 +68,6 @@ Failure explain_usage(const CLI::App& program, const CLI::ParseError& error,
 ExitCode report(const Console& console, const Failure& failure) {
     console.failure(failure);
     return failure.code();
-}
-
-ExitCode report(const Console& console, const ParameterError& error, const std::string& unit) {
-    for (const ParameterProblem& problem : error.problems()) {
-        console.failure({ExitCode::Usage, fmt::format("{}{}", unit, problem.text), {problem.hint}});
-    }
-    return ExitCode::Usage;
 }
 
 // What a command throws, as messages and an exit code.
@@ -85,6 +80,8 @@ ExitCode guard(const Console& console, const Work& work) {
     } catch (const PluginError& error) {
         return report(console, {ExitCode::Plugin, error.what()});
     } catch (const TreeError& error) {
+        return report(console, {ExitCode::Input, error.what()});
+    } catch (const std::filesystem::filesystem_error& error) {
         return report(console, {ExitCode::Input, error.what()});
     } catch (const std::bad_alloc&) {
         return report(console, {ExitCode::Output, "not enough memory"});
@@ -115,7 +112,6 @@ int main(int argument_count, char** arguments) {
     using namespace talvora::host;
     Session session;
     clean_up_on_signals();
-    return static_cast<int>(guard(session.console, [&] {
-        return run_command_line(argument_count, arguments, session);
-    }));
+    return static_cast<int>(guard(
+        session.console, [&] { return run_command_line(argument_count, arguments, session); }));
 }

@@ -51,14 +51,15 @@ void check_output_choice(const RunOptions& options, std::size_t file_count) {
     }
     if (chosen != 1) {
         throw Failure(ExitCode::Usage,
-                      chosen == 0 ? "where is the result to go?" : "more than one place to write to",
+                      chosen == 0 ? "where is the result to go?"
+                                  : "more than one place to write to",
                       {"give one of -o FILE, --out-dir DIR, --in-place [--backup]"});
     }
     if (!options.output.empty() && file_count > 1) {
-        throw Failure(ExitCode::Usage,
-                      fmt::format("-o {} takes one input, {} were given", options.output,
-                                  file_count),
-                      {"--out-dir DIR, or --in-place, takes several"});
+        throw Failure(
+            ExitCode::Usage,
+            fmt::format("-o {} takes one input, {} were given", options.output, file_count),
+            {"--out-dir DIR, or --in-place, takes several"});
     }
     if (options.backup && !options.in_place) {
         throw Failure(ExitCode::Usage, "--backup goes with --in-place");
@@ -70,8 +71,8 @@ Job make_job(const std::string& file, const RunOptions& options) {
         return {file, file, true};
     }
     const fs::path input = file;
-    const fs::path output = options.out_dir.empty() ? fs::path(options.output)
-                                                    : options.out_dir / input.filename();
+    const fs::path output =
+        options.out_dir.empty() ? fs::path(options.output) : options.out_dir / input.filename();
     refuse_same_file(input, output);
     return {input, output, options.force};
 }
@@ -106,31 +107,37 @@ class FileRun {
         try {
             code = run_on_copy();
         } catch (const Failure& failure) {
-            session_.console.failure(failure);
-            code = failure.code();
-            messages_.push_back({{"level", "error"}, {"text", failure.what()}});
+            code = fail(failure);
+        } catch (const TreeError& error) {
+            code = fail({ExitCode::Input, error.what()});
         } catch (const PluginError& error) {
-            say({Message::Error, error.what()});
-            code = ExitCode::Plugin;
+            code = fail({ExitCode::Plugin, error.what()});
         }
         report(code);
         return code;
     }
 
   private:
+    ExitCode fail(const Failure& failure) {
+        session_.console.failure(failure);
+        messages_.push_back({{"level", "error"}, {"text", failure.what()}});
+        return failure.code();
+    }
+
     ExitCode run_on_copy() {
         check_destination(job_.output, {.replace = job_.replace});
         // Open until it is copied, so that nobody writes to it meanwhile.
         auto input = open_input(job_.input);
-        const auto pending = options_.dry_run
-                                 ? std::make_unique<PendingFile>()
-                                 : std::make_unique<PendingFile>(
-                                       job_.output, WriteOptions{.replace = job_.replace});
-        copy_content(job_.input, pending->path());
-        input.reset();
-        const ExitCode code = run_on(pending->path());
+        const auto pending =
+            options_.dry_run
+                ? std::make_unique<PendingFile>()
+                : std::make_unique<PendingFile>(job_.output, WriteOptions{.replace = job_.replace});
+        const ExitCode code = make_output(job_.output, [&] {
+            copy_content(job_.input, pending->path());
+            input.reset();
+            return run_on(pending->path());
+        });
         if (code == ExitCode::Done && !options_.dry_run) {
-            check_written(pending->path(), job_.output);
             keep_backup();
             pending->publish();
         }
@@ -138,13 +145,15 @@ class FileRun {
     }
 
     ExitCode run_on(const fs::path& file) {
-        return as_output_failure(job_.output, [&] {
-            const auto tree = open_copy(file);
-            const UnitOutcome outcome =
-                run_unit(unit_, *tree, values_, [&](const Message& message) { say(message); });
-            tree->close();
-            return judge(outcome);
-        });
+        Hdf5Tree tree(file, Hdf5Access::ReadWrite);
+        const UnitOutcome outcome =
+            run_unit(unit_, tree, values_, [&](const Message& message) { say(message); });
+        tree.close();
+        const ExitCode code = judge(outcome);
+        if (code == ExitCode::Done) {
+            check_written(file);
+        }
+        return code;
     }
 
     ExitCode judge(const UnitOutcome& outcome) {
@@ -165,7 +174,7 @@ class FileRun {
             return;
         }
         PendingFile backup(job_.input.string() + ".bak", {.replace = options_.force});
-        copy_content(job_.input, backup.path());
+        make_output(job_.input, [&] { copy_content(job_.input, backup.path()); });
         backup.publish();
     }
 
@@ -198,12 +207,12 @@ class FileRun {
                                {"exit_code", static_cast<int>(code)},
                                {"messages", messages_}});
         } else if (done) {
-            console.report_done(fmt::format(
-                options_.dry_run ? "{}: {} could be written by {}" : "{}: {} written by {}",
-                job_.input.string(), job_.output.string(), short_name(unit_)));
+            console.report_done(
+                fmt::format("{}: {} {} by {}", job_.input.string(), job_.output.string(),
+                            options_.dry_run ? "could be written" : "written", short_name(unit_)));
         } else {
-            console.error(fmt::format("{}: {}: nothing was written", job_.input.string(),
-                                      short_name(unit_)));
+            console.error(
+                fmt::format("{}: {}: nothing was written", job_.input.string(), short_name(unit_)));
         }
     }
 

@@ -10,6 +10,7 @@
 #include <fmt/ranges.h>
 
 #include <memory>
+#include <set>
 #include <string>
 #include <utility>
 #include <variant>
@@ -54,9 +55,9 @@ class Gatherer {
     std::vector<Entry> gather() {
         const bool everything = glob_.empty();
         if (everything && options_.attributes) {
-            add_object(tree_.root(), "group");
+            add_object(tree_.root(), "", "group");
         }
-        gather_below(tree_.root(), everything);
+        gather_below(tree_.root(), "", everything);
         return std::move(entries_);
     }
 
@@ -66,32 +67,43 @@ class Gatherer {
         return group_chosen || matches_path(glob_, path);
     }
 
-    void gather_below(ObjectId group, bool group_chosen) {
+    void gather_below(ObjectId group, const std::string& group_path, bool group_chosen) {
+        visited_.insert(group);
         for (const OtherObject& other : tree_.list_others(group)) {
-            const std::string path = join_path(tree_.path(group), other.name);
+            const std::string path = join_path(group_path, other.name);
             if (chosen(path, group_chosen)) {
-                entries_.push_back({.path = path, .kind = other.description});
+                Entry& entry = entries_.emplace_back();
+                entry.path = path;
+                entry.kind = other.description;
             }
         }
         for (const std::string& name : tree_.list_datasets(group)) {
-            const ObjectId set = *tree_.find(group, name);
-            if (chosen(tree_.path(set), group_chosen)) {
-                add_set(set);
+            const std::string path = join_path(group_path, name);
+            if (chosen(path, group_chosen)) {
+                add_set(tree_.find(group, name).value(), path);
             }
         }
         for (const std::string& name : tree_.list_groups(group)) {
-            const ObjectId child = *tree_.find(group, name);
-            const bool child_chosen = chosen(tree_.path(child), group_chosen);
-            if (child_chosen) {
-                add_object(child, "group");
-            }
-            gather_below(child, child_chosen);
+            const std::string path = join_path(group_path, name);
+            gather_group(tree_.find(group, name).value(), path, chosen(path, group_chosen));
         }
     }
 
-    Entry& add_object(ObjectId object, std::string kind) {
+    // A group linked into several places is followed in the first of them.
+    void gather_group(ObjectId group, const std::string& path, bool is_chosen) {
+        if (is_chosen) {
+            add_object(group, path, "group");
+        }
+        if (!visited_.contains(group)) {
+            gather_below(group, path, is_chosen);
+        } else if (is_chosen) {
+            entries_.back().kind = fmt::format("group, the same as /{}", tree_.path(group));
+        }
+    }
+
+    Entry& add_object(ObjectId object, const std::string& path, std::string kind) {
         Entry& entry = entries_.emplace_back();
-        entry.path = tree_.path(object);
+        entry.path = path;
         entry.kind = std::move(kind);
         if (options_.attributes) {
             for (const std::string& name : tree_.list_attributes(object)) {
@@ -101,8 +113,8 @@ class Gatherer {
         return entry;
     }
 
-    void add_set(ObjectId set) {
-        Entry& entry = add_object(set, "data set");
+    void add_set(ObjectId set, const std::string& path) {
+        Entry& entry = add_object(set, path, "data set");
         entry.extents = tree_.extents(set);
         const Attribute rate = read(set, "SampleRate");
         if (const auto* value = rate.value ? std::get_if<float>(&*rate.value) : nullptr) {
@@ -127,6 +139,7 @@ class Gatherer {
     const TreeOptions& options_;
     std::string glob_;
     std::vector<Entry> entries_;
+    std::set<ObjectId> visited_;
 };
 
 // ---------------------------------------------------------------------------
@@ -155,10 +168,10 @@ std::string show_attribute(const Attribute& attribute) {
 
 std::vector<std::string> make_row(const Entry& entry, const TreeOptions& options) {
     const bool is_set = entry.kind == "data set";
-    std::vector<std::string> row = {
-        entry.kind == "group" ? entry.path + "/" : entry.path,
-        is_set ? describe_extents(entry.extents) : entry.kind,
-        entry.sample_rate ? fmt::format("{:.6g} Hz", *entry.sample_rate) : ""};
+    std::vector<std::string> row = {entry.kind == "group" ? entry.path + "/" : entry.path,
+                                    is_set ? describe_extents(entry.extents) : entry.kind,
+                                    entry.sample_rate ? fmt::format("{:.6g} Hz", *entry.sample_rate)
+                                                      : ""};
     if (options.statistics) {
         row.resize(8);
         if (const auto& numbers = entry.statistics) {

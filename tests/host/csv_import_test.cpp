@@ -1,5 +1,4 @@
 #include "host/csv_import.h"
-
 #include "host/failure.h"
 #include "host/memory_tree.h"
 
@@ -52,8 +51,9 @@ Failure failure_of(std::string_view csv, const ImportOptions& options = {}) {
 
 TEST(ImportTable, StacksTheColumnsOfASetInTheOrderGiven) {
     Imported result;
-    import_text(result, "t,X,Y\n0,1,10\n1,2,20\n2,3,30\n",
-                {.group = "Imu", .sets = {{"Rate", {"Y", "X"}}}, .sample_rate = {}, .time_column = {}});
+    import_text(
+        result, "t,X,Y\n0,1,10\n1,2,20\n2,3,30\n",
+        {.group = "Imu", .sets = {{"Rate", {"Y", "X"}}}, .sample_rate = {}, .time_column = {}});
     EXPECT_EQ(result.tree.extents(result.find("Imu/Rate")), (Extents{2, 1, 3}));
     EXPECT_THAT(result.samples("Imu/Rate"), ElementsAre(10, 20, 30, 1, 2, 3));
     EXPECT_THAT(result.report.sets, ElementsAre("Imu/Rate"));
@@ -130,8 +130,9 @@ TEST(ImportTable, RefusesWhatCannotBe) {
     EXPECT_THAT(usage({.sets = {}, .sample_rate = 1, .time_column = "t"}), HasSubstr("exclude"));
     EXPECT_EQ(failure_of("X\n1\n").code(), ExitCode::Usage);
     EXPECT_EQ(failure_of("Time (h),X\n1,1\n2,2\n").code(), ExitCode::Usage);
-    EXPECT_EQ(failure_of(csv, {.sets = {{"A", {"note"}}}, .sample_rate = {}, .time_column = {}}).code(),
-              ExitCode::Input);
+    EXPECT_EQ(
+        failure_of(csv, {.sets = {{"A", {"note"}}}, .sample_rate = {}, .time_column = {}}).code(),
+        ExitCode::Input);
     EXPECT_EQ(failure_of("t,note\n0,left\n1,right\n").code(), ExitCode::Input);
 }
 

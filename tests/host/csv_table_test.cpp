@@ -1,5 +1,4 @@
 #include "host/csv_table.h"
-
 #include "host/failure.h"
 
 #include <gmock/gmock.h>
@@ -60,8 +59,8 @@ TEST(ParseCsv, KeepsDelimitersAndLineEndsInsideQuotes) {
 TEST(ParseCsv, CountsCellsWithoutANumberPerColumn) {
     const CsvTable table = parse_csv("t,x\n1,\n2,n/a\n3,7\n4\n5,1e39\n6,nan\n7,0x10\n8,+4\n", "");
     const CsvColumn& column = table.columns[1];
-    EXPECT_THAT(column.values, ElementsAre(IsNan(), IsNan(), 7, IsNan(), IsNan(), IsNan(),
-                                           IsNan(), 4));
+    EXPECT_THAT(column.values,
+                ElementsAre(IsNan(), IsNan(), 7, IsNan(), IsNan(), IsNan(), IsNan(), 4));
     EXPECT_EQ(column.missing_count, 6U);
     EXPECT_EQ(column.first_missing_row, 2U);
     EXPECT_EQ(column.first_missing_text, "");

@@ -1,17 +1,15 @@
-#include "host/safe_write.h"
-
 #include "host/failure.h"
 #include "host/pending_cleanup.h"
+#include "host/safe_write.h"
 #include "tests/host/temporary_folder.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <fcntl.h>
 #include <functional>
 #include <string>
-
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -77,8 +75,7 @@ TEST(PendingFile, RefusesAnExistingDestinationUnlessItIsToBeReplaced) {
     const TemporaryFolder folder;
     write_file(folder / "walk.h5", "old");
     EXPECT_EQ(code_of([&] { PendingFile(folder / "walk.h5", {}); }), ExitCode::Output);
-    EXPECT_EQ(code_of([&] { PendingFile(folder / "walk.h5", {.replace = true}); }),
-              ExitCode::Done);
+    EXPECT_EQ(code_of([&] { PendingFile(folder / "walk.h5", {.replace = true}); }), ExitCode::Done);
 }
 
 TEST(PendingFile, LeavesADestinationThatCameUpMeanwhile) {

@@ -1,6 +1,5 @@
-#include "host/time_grid.h"
-
 #include "host/failure.h"
+#include "host/time_grid.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

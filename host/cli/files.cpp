@@ -1,0 +1,73 @@
+#include "host/cli/files.h"
+
+#include <algorithm>
+#include <set>
+
+namespace talvora::host {
+namespace {
+
+namespace fs = std::filesystem;
+
+// Groups may be linked into each other, so each is visited once.
+void visit_objects(DataTree& tree, ObjectId group, std::set<ObjectId>& visited) {
+    if (!visited.insert(group).second) {
+        return;
+    }
+    for (const std::string& name : tree.list_datasets(group)) {
+        tree.extents(tree.find(group, name).value());
+    }
+    for (const std::string& name : tree.list_groups(group)) {
+        visit_objects(tree, tree.find(group, name).value(), visited);
+    }
+}
+
+bool is_plain(char c) {
+    constexpr std::string_view PLAIN = "/._-+:@%,";
+    return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') ||
+           PLAIN.find(c) != std::string_view::npos;
+}
+
+} // namespace
+
+TreePlace parse_tree_place(std::string_view word) {
+    std::error_code ignored;
+    const std::size_t mark = word.rfind("::");
+    if (mark == std::string_view::npos || fs::exists(word, ignored)) {
+        return {word, {}};
+    }
+    return {word.substr(0, mark), std::string(word.substr(mark + 2))};
+}
+
+std::string quote_word(std::string_view word) {
+    if (!word.empty() && std::ranges::all_of(word, is_plain)) {
+        return std::string(word);
+    }
+    std::string quoted = "'";
+    for (const char c : word) {
+        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    }
+    return quoted + "'";
+}
+
+std::unique_ptr<Hdf5Tree> open_input(const fs::path& file) {
+    return std::make_unique<Hdf5Tree>(file, Hdf5Access::ReadOnly);
+}
+
+std::unique_ptr<Hdf5Tree> create_over(const fs::path& temporary) {
+    fs::remove(temporary);
+    return std::make_unique<Hdf5Tree>(temporary, Hdf5Access::Create);
+}
+
+void copy_content(const fs::path& from, const fs::path& temporary) {
+    fs::copy_file(from, temporary, fs::copy_options::overwrite_existing);
+    // The copy has taken over the mode of a file that may be read-only.
+    fs::permissions(temporary, fs::perms::owner_read | fs::perms::owner_write);
+}
+
+void check_written(const fs::path& temporary) {
+    Hdf5Tree tree(temporary, Hdf5Access::ReadOnly);
+    std::set<ObjectId> visited;
+    visit_objects(tree, tree.root(), visited);
+}
+
+} // namespace talvora::host
