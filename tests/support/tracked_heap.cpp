@@ -1,0 +1,335 @@
+#include "tests/support/tracked_heap.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <stdexcept>
+#include <sys/mman.h>
+#include <utility>
+
+#if defined(__SANITIZE_ADDRESS__)
+#define TALVORA_SANITIZER_HEAP 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define TALVORA_SANITIZER_HEAP 1
+#endif
+#endif
+#ifndef TALVORA_SANITIZER_HEAP
+#define TALVORA_SANITIZER_HEAP 0
+#endif
+
+namespace talvora::test_support {
+
+namespace {
+
+constexpr unsigned char FRESH_BYTE = 0xCD;
+[[maybe_unused]] constexpr unsigned char FREED_BYTE = 0xDD;
+[[maybe_unused]] constexpr unsigned char GUARD_BYTE = 0xA5;
+[[maybe_unused]] constexpr std::size_t GUARD_SIZE = 64;
+
+struct Block {
+    unsigned char* bytes;
+    std::size_t size;
+    std::string what;
+    int free_count;
+};
+
+struct Blocks {
+    std::vector<Block> all;
+    std::map<const void*, std::size_t> index_by_address;
+    std::vector<std::string> problems;
+};
+
+// Never destroyed: memory is freed until the very end of the process.
+Blocks& tracked() {
+    static Blocks* blocks = new Blocks;
+    return *blocks;
+}
+
+// Plain values, so that they can be used before any constructor has run.
+struct Account {
+    bool in_plugin;
+    std::uint64_t allocation_count;
+    std::int64_t unreleased_count;
+    std::uint64_t refused_allocation;
+};
+Account account{};
+
+void count_allocation() {
+    ++account.allocation_count;
+    ++account.unreleased_count;
+}
+
+// The block at this address that has not been freed yet or, where addresses are
+// not used again, the one that has.
+Block* find_block(const void* address) {
+    const auto found = tracked().index_by_address.find(address);
+    return found == tracked().index_by_address.end() ? nullptr : &tracked().all[found->second];
+}
+
+std::string describe(const Block& block) {
+    return block.what + " (" + std::to_string(block.size) + " bytes)";
+}
+
+bool all_bytes_are(const unsigned char* bytes, std::size_t count, unsigned char value) {
+    return std::all_of(bytes, bytes + count, [value](unsigned char b) { return b == value; });
+}
+
+#if TALVORA_SANITIZER_HEAP
+
+extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*malloc_hook)(const volatile void*,
+                                                                             std::size_t),
+                                                         void (*free_hook)(const volatile void*));
+
+void note_malloc(const volatile void*, std::size_t) {
+    if (account.in_plugin)
+        count_allocation();
+}
+
+void note_free(const volatile void* address) {
+    Block* block = find_block(const_cast<const void*>(address));
+    const bool is_tracked = block != nullptr && block->free_count == 0;
+    if (is_tracked)
+        ++block->free_count;
+    else if (account.in_plugin && address != nullptr)
+        --account.unreleased_count;
+}
+
+unsigned char* take_bytes(std::size_t byte_count) {
+    static const int installed = __sanitizer_install_malloc_and_free_hooks(note_malloc, note_free);
+    if (installed == 0)
+        throw std::runtime_error("the sanitizer took no allocation hooks");
+    return static_cast<unsigned char*>(std::malloc(std::max<std::size_t>(byte_count, 1)));
+}
+
+void inspect(const Block&) {}
+
+void give_back(const Block& block) {
+    if (block.free_count == 0)
+        std::free(block.bytes);
+}
+
+void start_over() {}
+
+#else
+
+constexpr std::size_t ARENA_SIZE = std::size_t{1} << 30;
+
+// Tracked blocks live in an address range of their own and addresses are not used
+// twice during a test: any pointer can be told to be a tracked block by its value,
+// and a freed block keeps showing what is written to it.
+struct Arena {
+    unsigned char* begin;
+    std::size_t used;
+};
+Arena arena{};
+
+bool is_in_arena(const void* address) {
+    const auto* byte = static_cast<const unsigned char*>(address);
+    return arena.begin != nullptr && byte >= arena.begin && byte < arena.begin + ARENA_SIZE;
+}
+
+void reserve_arena() {
+    void* memory = ::mmap(nullptr, ARENA_SIZE, PROT_READ | PROT_WRITE,
+                          MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    if (memory == MAP_FAILED)
+        throw std::runtime_error("no address range for tracked blocks");
+    arena.begin = static_cast<unsigned char*>(memory);
+}
+
+unsigned char* take_bytes(std::size_t byte_count) {
+    if (arena.begin == nullptr)
+        reserve_arena();
+    const std::size_t rounded = (byte_count + 15) / 16 * 16;
+    if (arena.used + rounded + 2 * GUARD_SIZE > ARENA_SIZE)
+        throw std::runtime_error("too many tracked blocks");
+    unsigned char* bytes = arena.begin + arena.used + GUARD_SIZE;
+    arena.used += rounded + 2 * GUARD_SIZE;
+    std::memset(bytes - GUARD_SIZE, GUARD_BYTE, rounded + 2 * GUARD_SIZE);
+    return bytes;
+}
+
+bool guards_are_whole(const Block& block) {
+    return all_bytes_are(block.bytes - GUARD_SIZE, GUARD_SIZE, GUARD_BYTE) &&
+           all_bytes_are(block.bytes + block.size, GUARD_SIZE, GUARD_BYTE);
+}
+
+void inspect(const Block& block) {
+    if (!guards_are_whole(block))
+        tracked().problems.push_back(describe(block) + " was written outside its bounds");
+    if (block.free_count > 0 && !all_bytes_are(block.bytes, block.size, FREED_BYTE))
+        tracked().problems.push_back(describe(block) + " was written after it was freed");
+}
+
+void give_back(const Block&) {}
+
+void start_over() {
+    arena.used = 0;
+}
+
+void free_tracked(void* address) {
+    const HostSection host;
+    Block* block = find_block(address);
+    if (block == nullptr) {
+        tracked().problems.push_back("an address inside a tracked block was freed");
+        return;
+    }
+    if (++block->free_count == 1)
+        std::memset(block->bytes, FREED_BYTE, block->size);
+}
+
+// True for the one allocation that a test wants to see refused.
+bool take_account_of_allocation() {
+    if (!account.in_plugin)
+        return false;
+    if (account.allocation_count + 1 == account.refused_allocation) {
+        ++account.allocation_count;
+        errno = ENOMEM;
+        return true;
+    }
+    count_allocation();
+    return false;
+}
+
+void take_account_of_free(const void* address) {
+    if (account.in_plugin && address != nullptr)
+        --account.unreleased_count;
+}
+
+#endif
+
+void settle(const Block& block) {
+    if (block.free_count == 0)
+        tracked().problems.push_back(describe(block) + " was never freed");
+    if (block.free_count > 1)
+        tracked().problems.push_back(describe(block) + " was freed " +
+                                     std::to_string(block.free_count) + " times");
+    inspect(block);
+    give_back(block);
+}
+
+} // namespace
+
+void* allocate_tracked(std::size_t byte_count, const std::string& what) {
+    unsigned char* bytes = take_bytes(byte_count);
+    std::memset(bytes, FRESH_BYTE, byte_count);
+    Blocks& blocks = tracked();
+    blocks.all.push_back({bytes, byte_count, what, 0});
+    blocks.index_by_address.insert_or_assign(bytes, blocks.all.size() - 1);
+    return bytes;
+}
+
+std::vector<std::string> settle_tracked_blocks() {
+    Blocks& blocks = tracked();
+    for (const Block& block : std::vector<Block>(blocks.all))
+        settle(block);
+    blocks.all.clear();
+    blocks.index_by_address.clear();
+    start_over();
+    return std::exchange(blocks.problems, {});
+}
+
+PluginSection::PluginSection() {
+    account.allocation_count = 0;
+    account.unreleased_count = 0;
+    account.in_plugin = true;
+}
+
+PluginSection::~PluginSection() {
+    account.in_plugin = false;
+    account.refused_allocation = 0;
+}
+
+HostSection::HostSection() : was_plugin_(account.in_plugin) {
+    account.in_plugin = false;
+}
+
+HostSection::~HostSection() {
+    account.in_plugin = was_plugin_;
+}
+
+CallbackSection::CallbackSection() {
+    account.in_plugin = true;
+}
+
+CallbackSection::~CallbackSection() {
+    account.in_plugin = false;
+}
+
+std::uint64_t plugin_allocation_count() {
+    return account.allocation_count;
+}
+
+std::int64_t unreleased_plugin_allocation_count() {
+    return account.unreleased_count;
+}
+
+void refuse_plugin_allocation(std::uint64_t n) {
+    account.refused_allocation = n;
+}
+
+bool can_refuse_allocations() {
+    return TALVORA_SANITIZER_HEAP == 0;
+}
+
+} // namespace talvora::test_support
+
+#if !TALVORA_SANITIZER_HEAP
+
+// Visible to the libraries of the process, whatever the build hides by default.
+#pragma GCC visibility push(default)
+extern "C" {
+// The C library's own allocator under its other names.
+void* __libc_malloc(std::size_t);
+void* __libc_calloc(std::size_t, std::size_t);
+void* __libc_realloc(void*, std::size_t);
+void* __libc_memalign(std::size_t, std::size_t);
+void __libc_free(void*);
+
+using namespace talvora::test_support;
+
+void* malloc(std::size_t size) noexcept {
+    return take_account_of_allocation() ? nullptr : __libc_malloc(size);
+}
+
+void* calloc(std::size_t count, std::size_t size) noexcept {
+    return take_account_of_allocation() ? nullptr : __libc_calloc(count, size);
+}
+
+void* realloc(void* old, std::size_t size) noexcept {
+    if (take_account_of_allocation())
+        return nullptr;
+    take_account_of_free(old);
+    return __libc_realloc(old, size);
+}
+
+void* memalign(std::size_t alignment, std::size_t size) noexcept {
+    return take_account_of_allocation() ? nullptr : __libc_memalign(alignment, size);
+}
+
+void* aligned_alloc(std::size_t alignment, std::size_t size) noexcept {
+    return memalign(alignment, size);
+}
+
+int posix_memalign(void** out, std::size_t alignment, std::size_t size) noexcept {
+    void* memory = memalign(alignment, size);
+    if (memory == nullptr)
+        return ENOMEM;
+    *out = memory;
+    return 0;
+}
+
+void free(void* address) noexcept {
+    if (is_in_arena(address)) {
+        free_tracked(address);
+        return;
+    }
+    take_account_of_free(address);
+    __libc_free(address);
+}
+}
+#pragma GCC visibility pop
+
+#endif
