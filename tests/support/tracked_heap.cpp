@@ -73,7 +73,8 @@ std::string describe(const Block& block) {
     return block.what + " (" + std::to_string(block.size) + " bytes)";
 }
 
-bool all_bytes_are(const unsigned char* bytes, std::size_t count, unsigned char value) {
+[[maybe_unused]] bool all_bytes_are(const unsigned char* bytes, std::size_t count,
+                                    unsigned char value) {
     return std::all_of(bytes, bytes + count, [value](unsigned char b) { return b == value; });
 }
 
@@ -88,12 +89,14 @@ void note_malloc(const volatile void*, std::size_t) {
         count_allocation();
 }
 
+// Only what the plug-in frees: the map of blocks itself is freed piecemeal, too.
 void note_free(const volatile void* address) {
+    if (!account.in_plugin || address == nullptr)
+        return;
     Block* block = find_block(const_cast<const void*>(address));
-    const bool is_tracked = block != nullptr && block->free_count == 0;
-    if (is_tracked)
+    if (block != nullptr && block->free_count == 0)
         ++block->free_count;
-    else if (account.in_plugin && address != nullptr)
+    else
         --account.unreleased_count;
 }
 
