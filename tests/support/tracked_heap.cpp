@@ -216,6 +216,7 @@ void settle(const Block& block) {
 } // namespace
 
 void* allocate_tracked(std::size_t byte_count, const std::string& what) {
+    const HostSection host;
     unsigned char* bytes = take_bytes(byte_count);
     std::memset(bytes, FRESH_BYTE, byte_count);
     Blocks& blocks = tracked();
