@@ -82,8 +82,9 @@ TEST(AxisLines, TouchEachPlaceOfTheSetOnce) {
         EXPECT_EQ(starts.size() * extents[axis], 48U) << axis;
         for (const Extents& start : starts) {
             EXPECT_EQ(start[axis], 0U);
-            for (std::size_t k = 0; k < extents.size(); ++k)
+            for (std::size_t k = 0; k < extents.size(); ++k) {
                 EXPECT_LT(start[k], extents[k]);
+            }
         }
     }
 }

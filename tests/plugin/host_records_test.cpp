@@ -41,8 +41,9 @@ host_string make_text(const std::string& text) {
 
 host_list make_texts(const std::vector<std::string>& texts) {
     auto* items = static_cast<char**>(allocate_tracked(8 * texts.size() + 8, "items"));
-    for (std::size_t i = 0; i < texts.size(); ++i)
+    for (std::size_t i = 0; i < texts.size(); ++i) {
         items[i] = new_text(texts[i]);
+    }
     return {texts.size(), NOISE, nullptr, items};
 }
 

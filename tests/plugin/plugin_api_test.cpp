@@ -104,8 +104,9 @@ TEST(PluginApi, KeepsTheRestOfThePluginDescriptorAtZero) {
 TEST(PluginApi, ListsTheUnitsInOrder) {
     const std::vector<UnitRow> rows = unit_rows();
     ASSERT_EQ(rows.size(), ROWS.size());
-    for (std::size_t i = 0; i < ROWS.size(); ++i)
+    for (std::size_t i = 0; i < ROWS.size(); ++i) {
         EXPECT_EQ(rows[i].text_at(NAME_OFFSET), ROWS[i].name) << i;
+    }
 }
 
 TEST(PluginApi, GivesEveryUnitAVendorACategoryAndTwoOperations) {
@@ -147,9 +148,11 @@ TEST(PluginApi, SharesOperationsBetweenALegacyAndACurrentIdentifier) {
 TEST(PluginApi, SharesNoOperationBetweenTwoCurrentIdentifiers) {
     std::vector<Operation> operations;
     const std::vector<UnitRow> rows = unit_rows();
-    for (std::size_t i = LEGACY_COUNT; i < rows.size(); ++i)
-        for (const std::size_t offset : {DECLARE_OFFSET, RUN_OFFSET})
+    for (std::size_t i = LEGACY_COUNT; i < rows.size(); ++i) {
+        for (const std::size_t offset : {DECLARE_OFFSET, RUN_OFFSET}) {
             operations.push_back(rows[i].operation_at(offset));
+        }
+    }
     std::sort(operations.begin(), operations.end());
     EXPECT_EQ(std::adjacent_find(operations.begin(), operations.end()), operations.end());
 }
@@ -158,31 +161,37 @@ TEST(PluginApi, HasOneGetterPerDistinctText) {
     std::map<std::string, TextGetter> getter_of_text;
     const auto check = [&](const UnitRow& row, std::size_t offset) {
         const TextGetter getter = row.getter_at(offset);
-        if (getter == nullptr)
+        if (getter == nullptr) {
             return;
+        }
         EXPECT_EQ(getter_of_text.emplace(getter(), getter).first->second, getter) << getter();
     };
-    for (const std::size_t offset : {0U, 8U, 16U, 24U, 32U})
+    for (const std::size_t offset : {0U, 8U, 16U, 24U, 32U}) {
         check(plugin_descriptor(), offset);
-    for (const UnitRow& row : unit_rows())
+    }
+    for (const UnitRow& row : unit_rows()) {
         for (const std::size_t offset : {NAME_OFFSET, VENDOR_OFFSET, CATEGORY_OFFSET,
-                                         VERSION_OFFSET, DESCRIPTION_OFFSET, DATE_OFFSET})
+                                         VERSION_OFFSET, DESCRIPTION_OFFSET, DATE_OFFSET}) {
             check(row, offset);
+        }
+    }
     // Five of the plug-in, of which the vendor is shared; fifteen names, nine
     // descriptions, category, version and date of the units.
     EXPECT_EQ(getter_of_text.size(), 5U + 15 + 9 + 3);
 }
 
 TEST(PluginApi, GivesTheSameTextAddressEachTime) {
-    for (const UnitRow& row : unit_rows())
+    for (const UnitRow& row : unit_rows()) {
         EXPECT_EQ(row.getter_at(NAME_OFFSET)(), row.getter_at(NAME_OFFSET)());
+    }
 }
 
 TEST(PluginApi, KeepsTheReservedBytesOfEveryUnitAtZero) {
-    for (const UnitRow& row : unit_rows())
+    for (const UnitRow& row : unit_rows()) {
         EXPECT_TRUE(std::all_of(row.bytes + 64, row.bytes + UNIT_STRIDE, [](unsigned char byte) {
             return byte == 0;
         })) << row.text_at(NAME_OFFSET);
+    }
 }
 
 TEST(PluginApi, GivesTheSameTableAgain) {

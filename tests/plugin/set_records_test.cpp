@@ -64,10 +64,10 @@ TEST_P(SetRecords, WarnWithoutArguments) {
     host.dataset("a", {1}, {1}).attribute_float("SampleRate", NOT_A_NUMBER);
     EXPECT_TRUE(run_on({"a"}));
     ASSERT_EQ(host.messages().size(), 1U);
-    EXPECT_EQ(host.messages()[0].channel, Channel::WARNING);
-    EXPECT_EQ(host.messages()[0].text_template,
+    EXPECT_EQ(host.messages().at(0).channel, Channel::WARNING);
+    EXPECT_EQ(host.messages().at(0).text_template,
               "Set Has NaN SampleRate. NaNs will be written to it.");
-    EXPECT_THAT(host.messages()[0].arguments, IsEmpty());
+    EXPECT_THAT(host.messages().at(0).arguments, IsEmpty());
 }
 
 TEST_P(SetRecords, LeaveOutASetWithoutDimensions) {

@@ -103,8 +103,9 @@ TEST_P(SourceSets, PassTheNameApartFromTheTemplate) {
     host.set_parameter("SourceSets", Texts{"50%s{}"});
     EXPECT_FALSE(host.run(RECTIFY));
     ASSERT_EQ(host.messages().size(), 1U);
-    EXPECT_EQ(host.messages()[0].text_template, "No data set '%s' found");
-    EXPECT_THAT(host.messages()[0].arguments, ElementsAre(MessageArgument(std::string("50%s{}"))));
+    EXPECT_EQ(host.messages().at(0).text_template, "No data set '%s' found");
+    EXPECT_THAT(host.messages().at(0).arguments,
+                ElementsAre(MessageArgument(std::string("50%s{}"))));
 }
 
 TEST_P(SourceSets, TakeAllDataSetsOfTheGroupInItsOrder) {
@@ -125,7 +126,7 @@ TEST_P(SourceSets, FailOnAGroupThatDoesNotExist) {
     EXPECT_THAT(host.calls(), ElementsAreArray(after_parameters({"open_group / Nowhere",
                                                                  "group_is_valid Nowhere/",
                                                                  host.message_texts().at(0)})));
-    EXPECT_EQ(host.messages()[0].text_template, "Invalid source group '%s' to find data set(s)");
+    EXPECT_EQ(host.messages().at(0).text_template, "Invalid source group '%s' to find data set(s)");
 }
 
 TEST_P(SourceSets, FailOnAnInvalidGroupEvenWithNamedSets) {
@@ -193,7 +194,7 @@ TEST_P(SourceSets, FailWhenTheScanFails) {
         host.habits().failing_visit = visited;
         expect_failure_with(
             "context error: Error when scanning the source_group 'Imu' to find data set(s)");
-        EXPECT_EQ(host.messages()[0].text_template,
+        EXPECT_EQ(host.messages().at(0).text_template,
                   "Error when scanning the source_group '%s' to find data set(s)");
         host.forget_calls();
     }

@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -78,6 +79,10 @@ const std::vector<Unit>& units() {
           {"TranslationMap: list(string)", OPTIONAL}}},
     };
     return UNITS;
+}
+
+void PrintTo(const Unit& unit, std::ostream* out) {
+    *out << unit.identifier;
 }
 
 std::string case_name(const ::testing::TestParamInfo<Unit>& info) {

@@ -16,8 +16,9 @@ constexpr std::int32_t UNIT_TABLE = 3;
 EntryFunction load_entry() {
     void* library = ::dlopen(TALVORA_PLUGIN_FILE, RTLD_NOW | RTLD_LOCAL);
     void* entry = library == nullptr ? nullptr : ::dlsym(library, "talvora_plugin_api");
-    if (entry == nullptr)
+    if (entry == nullptr) {
         throw std::runtime_error(::dlerror());
+    }
     return reinterpret_cast<EntryFunction>(entry);
 }
 
@@ -52,15 +53,18 @@ std::vector<UnitRow> unit_rows() {
     std::uint32_t count = 0;
     const auto* first = static_cast<const unsigned char*>(call_plugin_entry(&count, UNIT_TABLE));
     std::vector<UnitRow> rows;
-    for (std::uint32_t i = 0; first != nullptr && i < count; ++i)
+    for (std::uint32_t i = 0; first != nullptr && i < count; ++i) {
         rows.push_back({first + i * UNIT_STRIDE});
+    }
     return rows;
 }
 
 UnitRow find_unit(const std::string& identifier) {
-    for (const UnitRow& row : unit_rows())
-        if (row.text_at(NAME_OFFSET) == identifier)
+    for (const UnitRow& row : unit_rows()) {
+        if (row.text_at(NAME_OFFSET) == identifier) {
             return row;
+        }
+    }
     throw std::runtime_error("the library has no unit '" + identifier + "'");
 }
 

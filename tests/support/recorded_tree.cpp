@@ -10,10 +10,12 @@ namespace talvora::test_support {
 namespace {
 
 std::string_view trim_slashes(std::string_view path) {
-    while (path.starts_with('/'))
+    while (path.starts_with('/')) {
         path.remove_prefix(1);
-    while (path.ends_with('/'))
+    }
+    while (path.ends_with('/')) {
         path.remove_suffix(1);
+    }
     return path;
 }
 
@@ -37,8 +39,9 @@ std::uint64_t position_of(const std::vector<std::uint64_t>& index,
                           const std::vector<std::uint64_t>& extents) {
     std::uint64_t position = 0;
     for (std::size_t k = 0; k < extents.size(); ++k) {
-        if (index[k] >= extents[k])
+        if (index[k] >= extents[k]) {
             return OUTSIDE;
+        }
         position = position * extents[k] + index[k];
     }
     return position;
@@ -47,8 +50,9 @@ std::uint64_t position_of(const std::vector<std::uint64_t>& index,
 // Steps to the next index of the slab in row-major order.
 void advance(std::vector<std::uint64_t>& index, const Hyperslab& slab) {
     for (std::size_t k = index.size(); k-- > 0;) {
-        if (++index[k] < slab.starts[k] + slab.counts[k])
+        if (++index[k] < slab.starts[k] + slab.counts[k]) {
             return;
+        }
         index[k] = slab.starts[k];
     }
 }
@@ -59,9 +63,11 @@ void for_each_sample(const Hyperslab& slab, const std::vector<std::uint64_t>& ex
                      Visit visit) {
     std::vector<std::uint64_t> index = slab.starts;
     const std::uint64_t count = slab.sample_count();
-    for (std::uint64_t i = 0; i < count; ++i, advance(index, slab))
-        if (const std::uint64_t position = position_of(index, extents); position != OUTSIDE)
+    for (std::uint64_t i = 0; i < count; ++i, advance(index, slab)) {
+        if (const std::uint64_t position = position_of(index, extents); position != OUTSIDE) {
             visit(i, position);
+        }
+    }
 }
 
 bool is_whole(const Hyperslab& slab, const std::vector<std::uint64_t>& extents) {
@@ -81,9 +87,11 @@ template <typename Object>
 std::vector<std::string> children(const std::vector<std::unique_ptr<Object>>& objects,
                                   const std::string& path) {
     std::vector<std::string> names;
-    for (const auto& object : objects)
-        if (!object->path().empty() && parent_path(object->path()) == path)
+    for (const auto& object : objects) {
+        if (!object->path().empty() && parent_path(object->path()) == path) {
             names.push_back(last_name(object->path()));
+        }
+    }
     return names;
 }
 
@@ -92,8 +100,9 @@ std::vector<std::string> children(const std::vector<std::unique_ptr<Object>>& ob
 std::string join_numbers(const std::vector<std::uint64_t>& numbers) {
     std::string text;
     for (const std::uint64_t number : numbers) {
-        if (!text.empty())
+        if (!text.empty()) {
             text += ',';
+        }
         text += std::to_string(number);
     }
     return text;
@@ -105,8 +114,9 @@ std::uint64_t Hyperslab::sample_count() const {
 
 bool Hyperslab::lies_inside(const std::vector<std::uint64_t>& extents) const {
     bool inside = starts.size() == extents.size();
-    for (std::size_t k = 0; inside && k < extents.size(); ++k)
+    for (std::size_t k = 0; inside && k < extents.size(); ++k) {
         inside = starts[k] <= extents[k] && counts[k] <= extents[k] - starts[k];
+    }
     return inside;
 }
 
@@ -120,8 +130,9 @@ std::string Hyperslab::text() const {
 
 DataSet::DataSet(std::string path, std::vector<std::uint64_t> extents, std::vector<float> samples)
     : path_(std::move(path)), extents_(std::move(extents)), samples_(std::move(samples)) {
-    if (!extents_.empty() && samples_.size() != product(extents_))
+    if (!extents_.empty() && samples_.size() != product(extents_)) {
         throw std::logic_error(path_ + ": the number of samples does not fit the extents");
+    }
 }
 
 DataSet& DataSet::attribute_float(const std::string& name, float value) {
@@ -151,25 +162,28 @@ DataSet& DataSet::invalid() {
 
 std::vector<std::string> DataSet::attribute_names() const {
     std::vector<std::string> names;
-    for (const auto& [name, attribute] : attributes_)
+    for (const auto& [name, attribute] : attributes_) {
         names.push_back(name);
+    }
     return names;
 }
 
 void DataSet::read(const Hyperslab& slab, float* samples) const {
-    if (is_whole(slab, extents_))
+    if (is_whole(slab, extents_)) {
         std::copy(samples_.begin(), samples_.end(), samples);
-    else
+    } else {
         for_each_sample(slab, extents_,
                         [&](std::uint64_t i, std::uint64_t at) { samples[i] = samples_[at]; });
+    }
 }
 
 void DataSet::write(const Hyperslab& slab, const float* samples) {
-    if (is_whole(slab, extents_))
+    if (is_whole(slab, extents_)) {
         std::copy(samples, samples + samples_.size(), samples_.begin());
-    else
+    } else {
         for_each_sample(slab, extents_,
                         [&](std::uint64_t i, std::uint64_t at) { samples_[at] = samples[i]; });
+    }
 }
 
 void DataSet::resize(const std::vector<std::uint64_t>& extents) {
@@ -197,8 +211,9 @@ Group& Group::invalid() {
 
 std::string join_path(std::string_view parent, std::string_view name) {
     const std::string below(trim_slashes(name));
-    if (parent.empty() || below.empty())
+    if (parent.empty() || below.empty()) {
         return std::string(parent) + below;
+    }
     return std::string(parent).append("/").append(below);
 }
 
@@ -208,16 +223,18 @@ RecordedTree::RecordedTree() {
 
 DataSet& RecordedTree::make_dataset(const std::string& path, std::vector<std::uint64_t> extents,
                                     std::vector<float> samples) {
-    if (find_dataset(path) != nullptr)
+    if (find_dataset(path) != nullptr) {
         throw std::logic_error(path + ": there is such a data set already");
+    }
     group(parent_path(path));
     datasets_.push_back(std::make_unique<DataSet>(path, std::move(extents), std::move(samples)));
     return *datasets_.back();
 }
 
 Group& RecordedTree::group(const std::string& path) {
-    if (Group* found = find_group(path))
+    if (Group* found = find_group(path)) {
         return *found;
+    }
     group(parent_path(path));
     groups_.push_back(std::make_unique<Group>(path));
     return *groups_.back();

@@ -34,14 +34,18 @@ Number parse_number(const std::string& text) {
 
 std::optional<ParameterValue> declared_default(const Declaration& one) {
     const std::string text = one.default_text();
-    if (text.empty())
+    if (text.empty()) {
         return std::nullopt;
-    if (one.type() == "boolean")
+    }
+    if (one.type() == "boolean") {
         return ParameterValue(text == "true");
-    if (one.type() == "integer")
+    }
+    if (one.type() == "integer") {
         return ParameterValue(parse_number<std::int64_t>(text));
-    if (one.type() == "number")
+    }
+    if (one.type() == "number") {
         return ParameterValue(parse_number<double>(text));
+    }
     return ParameterValue(text.substr(1, text.size() - 2)); // between the quotes
 }
 
@@ -52,8 +56,9 @@ bool names_slot(const std::string& line, const std::string& slot) {
 } // namespace
 
 RecordingHost::~RecordingHost() {
-    for (const std::string& violation : take_violations())
+    for (const std::string& violation : take_violations()) {
         ADD_FAILURE() << violation;
+    }
 }
 
 DataSet& RecordingHost::dataset(const std::string& path, std::vector<std::uint64_t> extents,
@@ -62,8 +67,9 @@ DataSet& RecordingHost::dataset(const std::string& path, std::vector<std::uint64
 }
 
 DataSet& RecordingHost::dataset(const std::string& path) {
-    if (DataSet* set = state_.tree.find_dataset(path))
+    if (DataSet* set = state_.tree.find_dataset(path)) {
         return *set;
+    }
     throw std::runtime_error("the host holds no data set " + path);
 }
 
@@ -107,9 +113,11 @@ DeclareOutcome RecordingHost::declare(const std::string& identifier, std::uint64
 bool RecordingHost::run(const std::string& identifier) {
     perform_declare(identifier);
     state_.defaults.clear();
-    for (const Declaration& one : state_.declarations)
-        if (const auto value = declared_default(one))
+    for (const Declaration& one : state_.declarations) {
+        if (const auto value = declared_default(one)) {
             state_.defaults[one.key()] = *value;
+        }
+    }
     return perform_run(
         reinterpret_cast<RunFunction>(find_unit(identifier).operation_at(RUN_OFFSET)));
 }
@@ -132,8 +140,9 @@ bool RecordingHost::perform_run(RunFunction function) {
         throw;
     }
     finish_operation(true);
-    if (result > 1)
+    if (result > 1) {
         state_.add_violation("run returned " + std::to_string(result));
+    }
     return result != 0;
 }
 
@@ -141,26 +150,31 @@ bool RecordingHost::perform_run(RunFunction function) {
 void RecordingHost::finish_operation(bool has_returned) {
     state_.end_operation();
     allocation_count_ = plugin_allocation_count();
-    if (const auto left = unreleased_plugin_allocation_count(); has_returned && left != 0)
+    if (const auto left = unreleased_plugin_allocation_count(); has_returned && left != 0) {
         state_.add_violation("allocations less releases of the plug-in's own: " +
                              std::to_string(left));
-    for (const std::string& problem : settle_tracked_blocks())
+    }
+    for (const std::string& problem : settle_tracked_blocks()) {
         state_.add_violation(problem);
+    }
 }
 
 std::vector<std::string> RecordingHost::calls_of(const std::vector<std::string>& slots) const {
     std::vector<std::string> lines;
-    for (const std::string& line : state_.calls)
+    for (const std::string& line : state_.calls) {
         if (std::any_of(slots.begin(), slots.end(),
-                        [&](const std::string& slot) { return names_slot(line, slot); }))
+                        [&](const std::string& slot) { return names_slot(line, slot); })) {
             lines.push_back(line);
+        }
+    }
     return lines;
 }
 
 std::vector<std::string> RecordingHost::message_texts() const {
     std::vector<std::string> texts;
-    for (const Message& message : state_.messages)
+    for (const Message& message : state_.messages) {
         texts.push_back(message.text());
+    }
     return texts;
 }
 

@@ -85,8 +85,9 @@ TEST(RecordingHost, TellsWhichBuffersWereNotFreed) {
 
 // The sanitizer ends the program at these, so they are for the other builds.
 TEST(RecordingHost, TellsWhatWasFreedTwiceOrWrittenAfterwards) {
-    if (!can_refuse_allocations())
+    if (!can_refuse_allocations()) {
         GTEST_SKIP() << "the sanitizer watches over this itself";
+    }
     EXPECT_THAT(violations_of([](void* ctx, GetInterface get_interface) -> std::uint8_t {
                     const Record record = read_source_group(ctx, get_interface);
                     // Volatile, because the compiler sees the mistakes coming.
@@ -103,8 +104,9 @@ TEST(RecordingHost, TellsWhatWasFreedTwiceOrWrittenAfterwards) {
 }
 
 TEST(RecordingHost, TellsWhatWasWrittenOutsideItsBounds) {
-    if (!can_refuse_allocations())
+    if (!can_refuse_allocations()) {
         GTEST_SKIP() << "the sanitizer watches over this itself";
+    }
     EXPECT_THAT(violations_of([](void* ctx, GetInterface get_interface) -> std::uint8_t {
                     const Record record = read_source_group(ctx, get_interface);
                     *(static_cast<volatile char*>(pointer(record[3])) + 4) = 'x';
@@ -129,8 +131,9 @@ TEST(RecordingHost, CountsThePluginsOwnMemory) {
 }
 
 TEST(RecordingHost, RefusesTheAllocationThatATestNames) {
-    if (!can_refuse_allocations())
+    if (!can_refuse_allocations()) {
         GTEST_SKIP() << "the sanitizer's allocator refuses nothing";
+    }
     const auto plugin = [](void*, GetInterface) -> std::uint8_t {
         const std::vector<int> first(10);
         const std::vector<int> second(10);
@@ -228,8 +231,8 @@ TEST(RecordingHost, RendersAMessageFromItsTemplateAndArguments) {
     EXPECT_THAT(host.message_texts(), ElementsAre("context error: axis -1 of Imu has 7",
                                                   "warning: 18446744073709551615 exceeds 3",
                                                   "info: Computed SNR: 2.500000"));
-    EXPECT_EQ(host.messages()[2].text_template, "Computed SNR: %f");
-    EXPECT_EQ(std::get<double>(host.messages()[2].arguments.at(0)), 2.5);
+    EXPECT_EQ(host.messages().at(2).text_template, "Computed SNR: %f");
+    EXPECT_EQ(std::get<double>(host.messages().at(2).arguments.at(0)), 2.5);
 }
 
 TEST(RecordedTree, ReadsAndWritesHyperslabsInRowMajorOrder) {

@@ -39,12 +39,14 @@ void fill_numbers(Words* out, const std::vector<Number>& numbers, const std::str
 // The attribute as a number, or null when there is none that is one.
 std::optional<double> number_of(const Attributes& attributes, const std::string& name) {
     const auto found = attributes.find(name);
-    if (found == attributes.end())
+    if (found == attributes.end()) {
         return std::nullopt;
+    }
     return std::visit(
         [](const auto& value) -> std::optional<double> {
-            if constexpr (std::is_arithmetic_v<std::decay_t<decltype(value)>>)
+            if constexpr (std::is_arithmetic_v<std::decay_t<decltype(value)>>) {
                 return static_cast<double>(value);
+            }
             return std::nullopt;
         },
         found->second.value);
@@ -53,18 +55,21 @@ std::optional<double> number_of(const Attributes& attributes, const std::string&
 } // namespace
 
 Call::Call() {
-    if (!host.is_running)
+    if (!host.is_running) {
         host.add_violation("a slot was called while no operation runs");
+    }
 }
 
 void Call::check_context(const void* ctx) {
-    if (ctx != host.context())
+    if (ctx != host.context()) {
         host.add_violation("a slot received another call context");
+    }
 }
 
 std::string Call::text(const char* given) {
-    if (given != nullptr)
+    if (given != nullptr) {
         return given;
+    }
     host.add_violation("a slot received a null text");
     return "";
 }
@@ -102,8 +107,9 @@ void fill_texts(Words* out, const Texts& texts, const std::string& what) {
     // The array of an empty list holds one pointer that leads nowhere.
     const std::size_t slots = std::max<std::size_t>(texts.size(), 1);
     auto* items = static_cast<void**>(allocate_tracked(slots * sizeof(void*), "items of " + what));
-    for (std::size_t i = 0; i < texts.size(); ++i)
+    for (std::size_t i = 0; i < texts.size(); ++i) {
         items[i] = new_text(texts[i], "text of " + what);
+    }
     fill_record(out, texts.size(), items, what);
 }
 
@@ -112,16 +118,19 @@ void fill_integers(Words* out, const Integers& integers, const std::string& what
 }
 
 void fill_shape(Words* out, const std::vector<std::uint64_t>& extents, const std::string& what) {
-    if (extents.empty() && !HostState::active().habits.aux_buffers)
+    if (extents.empty() && !HostState::active().habits.aux_buffers) {
         fill_record(out, 0, nullptr, what);
-    else
+    } else {
         fill_numbers(out, extents, what);
+    }
 }
 
 std::int64_t integer_of(const Attributes& attributes, const std::string& name) {
-    if (const auto found = attributes.find(name); found != attributes.end())
-        if (const auto* integer = std::get_if<std::int64_t>(&found->second.value))
+    if (const auto found = attributes.find(name); found != attributes.end()) {
+        if (const auto* integer = std::get_if<std::int64_t>(&found->second.value)) {
             return *integer;
+        }
+    }
     return static_cast<std::int64_t>(number_of(attributes, name).value_or(0.0));
 }
 

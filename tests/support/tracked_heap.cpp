@@ -137,17 +137,20 @@ bool is_in_arena(const void* address) {
 void reserve_arena() {
     void* memory = ::mmap(nullptr, ARENA_SIZE, PROT_READ | PROT_WRITE,
                           MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-    if (memory == MAP_FAILED)
+    if (memory == MAP_FAILED) {
         throw std::runtime_error("no address range for tracked blocks");
+    }
     arena.begin = static_cast<unsigned char*>(memory);
 }
 
 unsigned char* take_bytes(std::size_t byte_count) {
-    if (arena.begin == nullptr)
+    if (arena.begin == nullptr) {
         reserve_arena();
+    }
     const std::size_t rounded = (byte_count + 15) / 16 * 16;
-    if (arena.used + rounded + 2 * GUARD_SIZE > ARENA_SIZE)
+    if (arena.used + rounded + 2 * GUARD_SIZE > ARENA_SIZE) {
         throw std::runtime_error("too many tracked blocks");
+    }
     unsigned char* bytes = arena.begin + arena.used + GUARD_SIZE;
     arena.used += rounded + 2 * GUARD_SIZE;
     std::memset(bytes - GUARD_SIZE, GUARD_BYTE, rounded + 2 * GUARD_SIZE);
@@ -160,10 +163,12 @@ bool guards_are_whole(const Block& block) {
 }
 
 void inspect(const Block& block) {
-    if (!guards_are_whole(block))
+    if (!guards_are_whole(block)) {
         tracked().problems.push_back(describe(block) + " was written outside its bounds");
-    if (block.free_count > 0 && !all_bytes_are(block.bytes, block.size, FREED_BYTE))
+    }
+    if (block.free_count > 0 && !all_bytes_are(block.bytes, block.size, FREED_BYTE)) {
         tracked().problems.push_back(describe(block) + " was written after it was freed");
+    }
 }
 
 void give_back(const Block&) {}
@@ -179,14 +184,16 @@ void free_tracked(void* address) {
         tracked().problems.push_back("an address inside a tracked block was freed");
         return;
     }
-    if (++block->free_count == 1)
+    if (++block->free_count == 1) {
         std::memset(block->bytes, FREED_BYTE, block->size);
+    }
 }
 
 // True for the one allocation that a test wants to see refused.
 bool take_account_of_allocation() {
-    if (!account.in_plugin)
+    if (!account.in_plugin) {
         return false;
+    }
     if (account.allocation_count + 1 == account.refused_allocation) {
         ++account.allocation_count;
         errno = ENOMEM;
@@ -197,18 +204,21 @@ bool take_account_of_allocation() {
 }
 
 void take_account_of_free(const void* address) {
-    if (account.in_plugin && address != nullptr)
+    if (account.in_plugin && address != nullptr) {
         --account.unreleased_count;
+    }
 }
 
 #endif
 
 void settle(const Block& block) {
-    if (block.free_count == 0)
+    if (block.free_count == 0) {
         tracked().problems.push_back(describe(block) + " was never freed");
-    if (block.free_count > 1)
+    }
+    if (block.free_count > 1) {
         tracked().problems.push_back(describe(block) + " was freed " +
                                      std::to_string(block.free_count) + " times");
+    }
     inspect(block);
     give_back(block);
 }
@@ -227,8 +237,9 @@ void* allocate_tracked(std::size_t byte_count, const std::string& what) {
 
 std::vector<std::string> settle_tracked_blocks() {
     Blocks& blocks = tracked();
-    for (const Block& block : std::vector<Block>(blocks.all))
+    for (const Block& block : std::vector<Block>(blocks.all)) {
         settle(block);
+    }
     blocks.all.clear();
     blocks.index_by_address.clear();
     start_over();
@@ -303,8 +314,9 @@ void* calloc(std::size_t count, std::size_t size) noexcept {
 }
 
 void* realloc(void* old, std::size_t size) noexcept {
-    if (take_account_of_allocation())
+    if (take_account_of_allocation()) {
         return nullptr;
+    }
     take_account_of_free(old);
     return __libc_realloc(old, size);
 }
@@ -319,8 +331,9 @@ void* aligned_alloc(std::size_t alignment, std::size_t size) noexcept {
 
 int posix_memalign(void** out, std::size_t alignment, std::size_t size) noexcept {
     void* memory = memalign(alignment, size);
-    if (memory == nullptr)
+    if (memory == nullptr) {
         return ENOMEM;
+    }
     *out = memory;
     return 0;
 }

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <limits>
 #include <new>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -31,15 +32,17 @@ using Bits = std::vector<std::uint32_t>;
 
 Bits bits_of(const std::vector<float>& samples) {
     Bits bits;
-    for (const float sample : samples)
+    for (const float sample : samples) {
         bits.push_back(std::bit_cast<std::uint32_t>(sample));
+    }
     return bits;
 }
 
 std::vector<float> floats_of(const Bits& bits) {
     std::vector<float> samples;
-    for (const std::uint32_t pattern : bits)
+    for (const std::uint32_t pattern : bits) {
         samples.push_back(std::bit_cast<float>(pattern));
+    }
     return samples;
 }
 
@@ -73,8 +76,9 @@ TEST_F(Rectify, ClearsTheSignBitAndNothingElse) {
                         0xFF80'0001, 0x7F80'0001, 0x8000'0001, 0x807F'FFFF, 0x8080'0000,
                         0xFF7F'FFFF, 0xFFFF'FFFF, 0x8000'0000, 0x0000'0001, 0xBF80'0000};
     Bits expected;
-    for (const std::uint32_t pattern : patterns)
+    for (const std::uint32_t pattern : patterns) {
         expected.push_back(pattern & 0x7FFF'FFFF);
+    }
     add_set("a", floats_of(patterns));
     EXPECT_TRUE(run_on({"a"}));
     EXPECT_EQ(bits_of(host.samples("a")), expected);
@@ -101,8 +105,9 @@ TEST_F(Rectify, CoversSetsOfAnyLength) {
         add_set(paths.back(), std::vector<float>(length, -static_cast<float>(length)));
     }
     EXPECT_TRUE(run_on(paths));
-    for (std::size_t length = 1; length <= 40; ++length)
+    for (std::size_t length = 1; length <= 40; ++length) {
         EXPECT_THAT(host.samples(paths[length - 1]), Each(static_cast<float>(length)));
+    }
 }
 
 TEST_F(Rectify, LeavesOtherSetsAndAllAttributesAlone) {
@@ -289,6 +294,10 @@ struct BatchCase {
     std::string requests;             // r0 r1 w0 w1: reads and writes in order
 };
 
+void PrintTo(const BatchCase& batch_case, std::ostream* out) {
+    *out << batch_case.requests;
+}
+
 class RectifyBatches : public Rectify, public ::testing::WithParamInterface<BatchCase> {};
 
 INSTANTIATE_TEST_SUITE_P(
@@ -317,8 +326,9 @@ TEST_P(RectifyBatches, AreCutAndPlacedSo) {
     EXPECT_TRUE(run_on(paths));
 
     std::string requests;
-    for (const std::string& line : sample_calls())
+    for (const std::string& line : sample_calls()) {
         requests += std::string{line.front(), line[line.find(' ') + 1], ' '};
+    }
     EXPECT_EQ(requests, GetParam().requests);
     for (std::size_t i = 0; i < paths.size(); ++i) {
         const auto number = static_cast<float>(i + 1);
@@ -332,13 +342,15 @@ TEST_P(RectifyBatches, AreCutAndPlacedSo) {
 // --- memory -----------------------------------------------------------------
 
 TEST(RectifyOutOfMemory, ReleasesEverythingWhicheverAllocationFails) {
-    if (!can_refuse_allocations())
+    if (!can_refuse_allocations()) {
         GTEST_SKIP() << "the sanitizer's allocator refuses nothing";
+    }
     constexpr std::uint64_t MORE_THAN_ENOUGH = 1000;
     for (std::uint64_t n = 1; n < MORE_THAN_ENOUGH; ++n) {
         RecordingHost host;
-        for (const char* path : {"a", "Imu/b", "Imu/Left/c", "Imu/Left/d"})
+        for (const char* path : {"a", "Imu/b", "Imu/Left/c", "Imu/Left/d"}) {
             host.dataset(path, {2, 1}, {-1, -2}).attribute_float("SampleRate", 100);
+        }
         host.set_parameter("SourceSets", Texts{"a"});
         host.set_parameter("SourceGroup", "Imu");
         host.set_parameter("ScanRecursive", true);
