@@ -1,4 +1,5 @@
 #include "plugin/host_records.h"
+#include "tests/support/plugin_memory.h"
 #include "tests/support/tracked_heap.h"
 
 #include <gmock/gmock.h>

@@ -1,6 +1,7 @@
 #include "tests/support/recording_host.h"
 
 #include "tests/support/host_slots.h"
+#include "tests/support/plugin_memory.h"
 #include "tests/support/plugin_under_test.h"
 #include "tests/support/tracked_heap.h"
 

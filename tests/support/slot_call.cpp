@@ -1,5 +1,7 @@
 #include "tests/support/slot_call.h"
 
+#include "tests/support/tracked_heap.h"
+
 #include <algorithm>
 #include <array>
 #include <cstring>

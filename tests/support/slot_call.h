@@ -3,7 +3,7 @@
 #pragma once
 
 #include "tests/support/host_state.h"
-#include "tests/support/tracked_heap.h"
+#include "tests/support/plugin_memory.h"
 
 #include <cstdint>
 #include <string>

@@ -1,5 +1,7 @@
 #include "tests/support/tracked_heap.h"
 
+#include "tests/support/plugin_memory.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
@@ -48,20 +50,6 @@ Blocks& tracked() {
     return *blocks;
 }
 
-// Plain values, so that they can be used before any constructor has run.
-struct Account {
-    bool in_plugin;
-    std::uint64_t allocation_count;
-    std::int64_t unreleased_count;
-    std::uint64_t refused_allocation;
-};
-Account account{};
-
-void count_allocation() {
-    ++account.allocation_count;
-    ++account.unreleased_count;
-}
-
 // The block at this address that has not been freed yet or, where addresses are
 // not used again, the one that has.
 Block* find_block(const void* address) {
@@ -85,19 +73,18 @@ extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*malloc_hook)(con
                                                          void (*free_hook)(const volatile void*));
 
 void note_malloc(const volatile void*, std::size_t) {
-    if (account.in_plugin)
-        count_allocation();
+    note_plugin_allocation();
 }
 
 // Only what the plug-in frees: the map of blocks itself is freed piecemeal, too.
 void note_free(const volatile void* address) {
-    if (!account.in_plugin || address == nullptr)
+    if (!is_in_plugin() || address == nullptr)
         return;
     Block* block = find_block(const_cast<const void*>(address));
     if (block != nullptr && block->free_count == 0)
         ++block->free_count;
     else
-        --account.unreleased_count;
+        note_plugin_free();
 }
 
 unsigned char* take_bytes(std::size_t byte_count) {
@@ -189,24 +176,13 @@ void free_tracked(void* address) {
     }
 }
 
-// True for the one allocation that a test wants to see refused.
-bool take_account_of_allocation() {
-    if (!account.in_plugin) {
-        return false;
-    }
-    if (account.allocation_count + 1 == account.refused_allocation) {
-        ++account.allocation_count;
+// True for an allocation that a test wants to see refused.
+bool refuse_allocation() {
+    const bool is_refused = note_plugin_allocation();
+    if (is_refused) {
         errno = ENOMEM;
-        return true;
     }
-    count_allocation();
-    return false;
-}
-
-void take_account_of_free(const void* address) {
-    if (account.in_plugin && address != nullptr) {
-        --account.unreleased_count;
-    }
+    return is_refused;
 }
 
 #endif
@@ -246,45 +222,6 @@ std::vector<std::string> settle_tracked_blocks() {
     return std::exchange(blocks.problems, {});
 }
 
-PluginSection::PluginSection() {
-    account.allocation_count = 0;
-    account.unreleased_count = 0;
-    account.in_plugin = true;
-}
-
-PluginSection::~PluginSection() {
-    account.in_plugin = false;
-    account.refused_allocation = 0;
-}
-
-HostSection::HostSection() : was_plugin_(account.in_plugin) {
-    account.in_plugin = false;
-}
-
-HostSection::~HostSection() {
-    account.in_plugin = was_plugin_;
-}
-
-CallbackSection::CallbackSection() {
-    account.in_plugin = true;
-}
-
-CallbackSection::~CallbackSection() {
-    account.in_plugin = false;
-}
-
-std::uint64_t plugin_allocation_count() {
-    return account.allocation_count;
-}
-
-std::int64_t unreleased_plugin_allocation_count() {
-    return account.unreleased_count;
-}
-
-void refuse_plugin_allocation(std::uint64_t n) {
-    account.refused_allocation = n;
-}
-
 bool can_refuse_allocations() {
     return TALVORA_SANITIZER_HEAP == 0;
 }
@@ -306,23 +243,25 @@ void __libc_free(void*);
 using namespace talvora::test_support;
 
 void* malloc(std::size_t size) noexcept {
-    return take_account_of_allocation() ? nullptr : __libc_malloc(size);
+    return refuse_allocation() ? nullptr : __libc_malloc(size);
 }
 
 void* calloc(std::size_t count, std::size_t size) noexcept {
-    return take_account_of_allocation() ? nullptr : __libc_calloc(count, size);
+    return refuse_allocation() ? nullptr : __libc_calloc(count, size);
 }
 
 void* realloc(void* old, std::size_t size) noexcept {
-    if (take_account_of_allocation()) {
+    if (refuse_allocation()) {
         return nullptr;
     }
-    take_account_of_free(old);
+    if (old != nullptr) {
+        note_plugin_free();
+    }
     return __libc_realloc(old, size);
 }
 
 void* memalign(std::size_t alignment, std::size_t size) noexcept {
-    return take_account_of_allocation() ? nullptr : __libc_memalign(alignment, size);
+    return refuse_allocation() ? nullptr : __libc_memalign(alignment, size);
 }
 
 void* aligned_alloc(std::size_t alignment, std::size_t size) noexcept {
@@ -343,7 +282,9 @@ void free(void* address) noexcept {
         free_tracked(address);
         return;
     }
-    take_account_of_free(address);
+    if (address != nullptr) {
+        note_plugin_free();
+    }
     __libc_free(address);
 }
 }
