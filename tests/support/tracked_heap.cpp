@@ -87,10 +87,13 @@ void note_free(const volatile void* address) {
         note_plugin_free();
 }
 
+// From the start, because the plug-in may run before any block is handed out.
+const int HOOKS_INSTALLED = __sanitizer_install_malloc_and_free_hooks(note_malloc, note_free);
+
 unsigned char* take_bytes(std::size_t byte_count) {
-    static const int installed = __sanitizer_install_malloc_and_free_hooks(note_malloc, note_free);
-    if (installed == 0)
+    if (HOOKS_INSTALLED == 0) {
         throw std::runtime_error("the sanitizer took no allocation hooks");
+    }
     return static_cast<unsigned char*>(std::malloc(std::max<std::size_t>(byte_count, 1)));
 }
 
