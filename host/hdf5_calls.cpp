@@ -164,7 +164,8 @@ Id create_file(const std::filesystem::path& file) {
 Id open_file(const std::filesystem::path& file, bool for_writing) {
     stop_printing();
     check_file(file);
-    Id opened(H5Fopen(file.c_str(), for_writing ? H5F_ACC_RDWR : H5F_ACC_RDONLY, file_access()));
+    const Id access = file_access(); // letting it go would clear the stack of errors
+    Id opened(H5Fopen(file.c_str(), for_writing ? H5F_ACC_RDWR : H5F_ACC_RDONLY, access));
     if (opened >= 0)
         return opened;
     const std::string reason = innermost_error();
