@@ -104,6 +104,12 @@ void check_file(const std::filesystem::path& file) {
 
 using Words = std::array<hsize_t, MAX_RANK>;
 
+// A block in memory with the dimensions of the slab: between selections of the same shape
+// the library copies whole chunks, from a flat block it would go line by line.
+Id block_space(const Hyperslab& slab) {
+    return make_space(slab.counts, false);
+}
+
 void select_slab(hid_t space, const Hyperslab& slab, std::string_view path) {
     Words starts{};
     Words counts{};
@@ -342,18 +348,14 @@ bool can_resize(hid_t set, const Extents& extents) {
 void read_floats(hid_t set, hid_t space, const Hyperslab& slab, std::span<float> samples,
                  std::string_view path) {
     select_slab(space, slab, path);
-    const std::uint64_t count = samples.size();
-    checked(H5Dread(set, H5T_NATIVE_FLOAT, make_space({&count, 1}, false), space, H5P_DEFAULT,
-                    samples.data()),
+    checked(H5Dread(set, H5T_NATIVE_FLOAT, block_space(slab), space, H5P_DEFAULT, samples.data()),
             "read", path);
 }
 
 void write_floats(hid_t set, hid_t space, const Hyperslab& slab, std::span<const float> samples,
                   std::string_view path) {
     select_slab(space, slab, path);
-    const std::uint64_t count = samples.size();
-    checked(H5Dwrite(set, H5T_NATIVE_FLOAT, make_space({&count, 1}, false), space, H5P_DEFAULT,
-                     samples.data()),
+    checked(H5Dwrite(set, H5T_NATIVE_FLOAT, block_space(slab), space, H5P_DEFAULT, samples.data()),
             "write", path);
 }
 
