@@ -9,11 +9,9 @@
 
 #include <chrono>
 #include <fcntl.h>
-#include <fstream>
 #include <functional>
 #include <numeric>
 #include <optional>
-#include <sstream>
 #include <sys/file.h>
 #include <thread>
 #include <unistd.h>
@@ -25,16 +23,6 @@ namespace {
 using hdf5::Id;
 using testing::HasSubstr;
 using testing::ThrowsMessage;
-
-std::string read_bytes(const std::filesystem::path& file) {
-    std::ostringstream bytes;
-    bytes << std::ifstream(file, std::ios::binary).rdbuf();
-    return bytes.str();
-}
-
-void write_bytes(const std::filesystem::path& file, const std::string& bytes) {
-    std::ofstream(file, std::ios::binary) << bytes;
-}
 
 // Closing it closes what the test has still open in it.
 Id create_foreign_file(const std::filesystem::path& file) {
@@ -316,8 +304,8 @@ TEST(Hdf5TreeTest, GivesTheSameBytesForTheSameRequests) {
         // Times in objects have a resolution of a second.
         std::this_thread::sleep_for(std::chrono::milliseconds(1100));
     }
-    EXPECT_GT(read_bytes(folder / "first.h5").size(), 700U * 3 * 4);
-    EXPECT_EQ(read_bytes(folder / "first.h5"), read_bytes(folder / "second.h5"));
+    EXPECT_GT(read_file(folder / "first.h5").size(), 700U * 3 * 4);
+    EXPECT_EQ(read_file(folder / "first.h5"), read_file(folder / "second.h5"));
 }
 
 TEST(Hdf5TreeTest, FindsWhatItWrote) {
@@ -340,7 +328,7 @@ TEST(Hdf5TreeTest, FindsWhatItWrote) {
 TEST(Hdf5TreeTest, ChangesNothingInAFileOpenedForReading) {
     const TemporaryFolder folder;
     Hdf5Tree(folder / "tree.h5", Hdf5Access::Create).create_dataset(ObjectId{1}, "set", {2});
-    const std::string before = read_bytes(folder / "tree.h5");
+    const std::string before = read_file(folder / "tree.h5");
     Hdf5Tree tree(folder / "tree.h5", Hdf5Access::ReadOnly);
     const ObjectId set = *tree.find(tree.root(), "set");
     const float sample = 1;
@@ -350,7 +338,7 @@ TEST(Hdf5TreeTest, ChangesNothingInAFileOpenedForReading) {
     EXPECT_THROW(tree.resize(set, {1}), TreeError);
     EXPECT_THROW(tree.write_attribute(set, "a", 1.0F), TreeError);
     tree.close();
-    EXPECT_EQ(read_bytes(folder / "tree.h5"), before);
+    EXPECT_EQ(read_file(folder / "tree.h5"), before);
 }
 
 TEST(Hdf5TreeTest, RefusesRequestsOnceItIsClosed) {
@@ -372,9 +360,9 @@ TEST(Hdf5TreeTest, SaysWhatIsWrongWithAFile) {
     const TemporaryFolder folder;
     expect_refused(folder / "missing.h5", "there is no such file");
     expect_refused(folder / "", "it is a folder");
-    write_bytes(folder / "empty.h5", "");
+    write_file(folder / "empty.h5", "");
     expect_refused(folder / "empty.h5", "it is empty");
-    write_bytes(folder / "text.h5", "Time,x,y\n0,1,2\n");
+    write_file(folder / "text.h5", "Time,x,y\n0,1,2\n");
     expect_refused(folder / "text.h5", "it is not an HDF5 file");
 }
 
@@ -385,12 +373,12 @@ TEST(Hdf5TreeTest, RefusesTruncatedFiles) {
         fill(tree);
         tree.close();
     }
-    const std::string bytes = read_bytes(folder / "whole.h5");
+    const std::string bytes = read_file(folder / "whole.h5");
     for (const std::size_t size : {bytes.size() - 1, bytes.size() / 2, std::size_t{100}}) {
-        write_bytes(folder / "cut.h5", bytes.substr(0, size));
+        write_file(folder / "cut.h5", bytes.substr(0, size));
         expect_refused(folder / "cut.h5", "truncated file");
     }
-    write_bytes(folder / "cut.h5", bytes.substr(0, 9));
+    write_file(folder / "cut.h5", bytes.substr(0, 9));
     EXPECT_THROW(Hdf5Tree(folder / "cut.h5", Hdf5Access::ReadOnly), TreeError);
 }
 
@@ -402,12 +390,12 @@ TEST(Hdf5TreeTest, SurvivesOverwrittenMetadata) {
         fill(tree);
         tree.close();
     }
-    const std::string bytes = read_bytes(folder / "whole.h5");
+    const std::string bytes = read_file(folder / "whole.h5");
     int refused = 0;
     for (std::size_t at = 0; at < 600; at += 7) {
         std::string damaged = bytes;
         damaged[at] = static_cast<char>(damaged[at] ^ 0x55);
-        write_bytes(folder / "damaged.h5", damaged);
+        write_file(folder / "damaged.h5", damaged);
         try {
             Hdf5Tree tree(folder / "damaged.h5", Hdf5Access::ReadOnly);
             for (const std::string& group : tree.list_groups(tree.root()))
@@ -430,9 +418,9 @@ TEST(Hdf5TreeTest, SaysThatAFileIsLocked) {
 
 TEST(Hdf5TreeTest, CreatesNoFileOverAnother) {
     const TemporaryFolder folder;
-    write_bytes(folder / "taken.h5", "mine");
+    write_file(folder / "taken.h5", "mine");
     EXPECT_THROW(Hdf5Tree(folder / "taken.h5", Hdf5Access::Create), TreeError);
-    EXPECT_EQ(read_bytes(folder / "taken.h5"), "mine");
+    EXPECT_EQ(read_file(folder / "taken.h5"), "mine");
 }
 
 // A set that is long along its first axis, with lines that cross all of its chunks.

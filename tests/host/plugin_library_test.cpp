@@ -5,8 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <dlfcn.h>
-#include <fstream>
-
 namespace talvora::host {
 
 namespace {
@@ -70,7 +68,7 @@ TEST(PluginLibraryTest, RefusesWhatIsNoLibrary) {
     const TemporaryFolder folder;
     expect_refused(folder / "missing.so", "no such plug-in library");
     expect_refused(folder / "", "no such plug-in library");
-    std::ofstream(folder / "text.so") << "text";
+    write_file(folder / "text.so", "text");
     expect_refused(folder / "text.so", "cannot be loaded");
 }
 
