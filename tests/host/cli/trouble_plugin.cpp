@@ -1,0 +1,140 @@
+// A plug-in library whose units change the first sample of Signals/X and then get into
+// trouble, each in its own way.
+#include "plugin/plugin_api.h"
+
+#include <cstdint>
+#include <iterator>
+#include <stdexcept>
+
+#include <csignal>
+#include <unistd.h>
+
+namespace {
+
+using namespace talvora;
+
+const char* vendor() {
+    return "Test";
+}
+const char* version() {
+    return "1.0.0";
+}
+const char* description() {
+    return "Gets into trouble";
+}
+const char* web_address() {
+    return "";
+}
+
+std::uint64_t declare(call_context* ctx, get_interface_function get_interface) {
+    const auto* context = static_cast<const context_api*>(get_interface(CONTEXT_API_ID));
+    return context->declare_parameter(ctx, "Count: integer = 1", 0);
+}
+
+dataset_handle change_a_sample(call_context* ctx, get_interface_function get_interface) {
+    const auto* context = static_cast<const context_api*>(get_interface(CONTEXT_API_ID));
+    const auto* datasets = static_cast<const dataset_api*>(get_interface(DATASET_API_ID));
+    group_handle root{};
+    context->root_group(&root, ctx);
+    dataset_handle set{};
+    const auto* groups = static_cast<const group_api*>(get_interface(GROUP_API_ID));
+    group_handle group{};
+    groups->open_group(&group, root, "Signals");
+    datasets->open_dataset(&set, group, "X");
+    const float sample = 99;
+    const std::uint64_t selection[] = {0, 0, 0, 1, 1, 1};
+    datasets->write_samples(set, &sample, selection, std::size(selection));
+    return set;
+}
+
+void log(get_interface_function get_interface, const char* message) {
+    static_cast<const log_api*>(get_interface(LOG_API_ID))->log_info(message);
+}
+
+bool succeed(call_context* ctx, get_interface_function get_interface) {
+    change_a_sample(ctx, get_interface);
+    return true;
+}
+
+bool fail(call_context* ctx, get_interface_function get_interface) {
+    change_a_sample(ctx, get_interface);
+    static_cast<const context_api*>(get_interface(CONTEXT_API_ID))
+        ->log_error(ctx, "%lu is too many", std::uint64_t{7});
+    return false;
+}
+
+bool fail_silently(call_context* ctx, get_interface_function get_interface) {
+    change_a_sample(ctx, get_interface);
+    return false;
+}
+
+bool read_outside(call_context* ctx, get_interface_function get_interface) {
+    const dataset_handle set = change_a_sample(ctx, get_interface);
+    float sample = 0;
+    const std::uint64_t selection[] = {0, 0, 1'000'000, 1, 1, 1};
+    static_cast<const dataset_api*>(get_interface(DATASET_API_ID))
+        ->read_samples(set, &sample, selection, std::size(selection));
+    return true;
+}
+
+bool crash(call_context* ctx, get_interface_function get_interface) {
+    change_a_sample(ctx, get_interface);
+    std::raise(SIGSEGV);
+    return true;
+}
+
+bool throw_up(call_context* ctx, get_interface_function get_interface) {
+    change_a_sample(ctx, get_interface);
+    throw std::runtime_error("out of luck");
+}
+
+// Long enough for a test to come in between, short enough to end by itself.
+bool wait(call_context* ctx, get_interface_function get_interface) {
+    change_a_sample(ctx, get_interface);
+    log(get_interface, "waiting");
+    sleep(30);
+    return true;
+}
+
+template <const char* NAME>
+const char* name() {
+    return NAME;
+}
+constexpr char PLUGIN[] = "trouble";
+constexpr char SUCCEED[] = "test.trouble.succeed";
+constexpr char FAIL[] = "test.trouble.fail";
+constexpr char FAIL_SILENTLY[] = "test.trouble.fail-silently";
+constexpr char READ_OUTSIDE[] = "test.trouble.read-outside";
+constexpr char CRASH[] = "test.trouble.crash";
+constexpr char THROW[] = "test.trouble.throw";
+constexpr char WAIT[] = "test.trouble.wait";
+
+unit_descriptor make_unit(text_getter unit_name, run_operation run) {
+    return {unit_name, vendor, vendor, declare, run, version, description, nullptr, {}};
+}
+
+plugin_descriptor plugin = {name<PLUGIN>, vendor, version, description, web_address, {}};
+unit_descriptor units[] = {
+    make_unit(name<SUCCEED>, succeed),
+    make_unit(name<FAIL>, fail),
+    make_unit(name<FAIL_SILENTLY>, fail_silently),
+    make_unit(name<READ_OUTSIDE>, read_outside),
+    make_unit(name<CRASH>, crash),
+    make_unit(name<THROW>, throw_up),
+    make_unit(name<WAIT>, wait),
+};
+
+} // namespace
+
+extern "C" TALVORA_EXPORT const void* talvora_plugin_api(std::uint32_t* count_out,
+                                                         std::int32_t kind) {
+    if (kind == PLUGIN_DESCRIPTOR_KIND) {
+        *count_out = 1;
+        return &plugin;
+    }
+    if (kind == UNIT_TABLE_KIND) {
+        *count_out = std::size(units);
+        return units;
+    }
+    return nullptr;
+}
