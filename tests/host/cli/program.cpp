@@ -3,11 +3,10 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
-#include <iterator>
-#include <thread>
-
 #include <fcntl.h>
+#include <iterator>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 
 namespace talvora::host {
@@ -26,9 +25,9 @@ void redirect(const std::filesystem::path& file, int stream) {
     for (const auto& [name, value] : options.environment) {
         setenv(name.c_str(), value.c_str(), 1);
     }
-    const bool ready = chdir(folder.c_str()) == 0 &&
-                       (!options.without_privileges || geteuid() != 0 ||
-                        setresuid(65534, 65534, 65534) == 0);
+    const bool ready =
+        chdir(folder.c_str()) == 0 &&
+        (!options.without_privileges || geteuid() != 0 || setresuid(65534, 65534, 65534) == 0);
     if (ready) {
         execv(arguments[0], arguments.data());
     }

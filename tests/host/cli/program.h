@@ -6,9 +6,8 @@
 #include <filesystem>
 #include <map>
 #include <string>
-#include <vector>
-
 #include <sys/types.h>
+#include <vector>
 
 namespace talvora::host {
 

@@ -2,11 +2,10 @@
 // trouble, each in its own way.
 #include "plugin/plugin_api.h"
 
+#include <csignal>
 #include <cstdint>
 #include <iterator>
 #include <stdexcept>
-
-#include <csignal>
 #include <unistd.h>
 
 namespace {

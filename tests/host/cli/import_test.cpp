@@ -1,0 +1,120 @@
+#include "tests/host/cli/cli_test.h"
+
+#include <nlohmann/json.hpp>
+
+#include <cstdlib>
+
+namespace talvora::host {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+using Import = CommandLine;
+
+TEST_F(Import, TellsWhatItMadeAndHowRowsWerePlaced) {
+    write_file(folder_ / "walk.csv", "Time (s),X\n2,1\n2.5,2\n3.5,x\n4,5\n");
+    const auto result = run({"import", "walk.csv", "-o", "walk.h5", "--group", "Imu"});
+    EXPECT_EQ(result.exit_code, 0);
+    EXPECT_EQ(result.output, "walk.h5: Imu/X (5 samples at 2 Hz)\n");
+    EXPECT_EQ(result.errors,
+              "warning: walk.csv: column 'X': 1 of 4 cells hold no number, NaN stands there (first "
+              "in row 4: 'x')\n"
+              "info: walk.csv: 4 rows by 'Time (s)' on 5 samples at 2 Hz; 1 samples have no row "
+              "and are NaN\n");
+}
+
+TEST_F(Import, SaysNothingButWarningsWhenQuiet) {
+    write_file(folder_ / "walk.csv", "t,X\n0,1\n1,2\n");
+    const auto result = run({"import", "walk.csv", "-o", "walk.h5", "--quiet"});
+    EXPECT_EQ(result.exit_code, 0);
+    EXPECT_THAT(result.output, IsEmpty());
+    EXPECT_THAT(result.errors, IsEmpty());
+}
+
+TEST_F(Import, StacksColumnsIntoSets) {
+    write_file(folder_ / "walk.csv", "\"Gyro X (deg/s)\";\"Gyro, Y\";note\n1;10;a\n2;20;b\n");
+    const auto result = run({"import", "walk.csv", "-o", "walk.h5", "--rate", "50", "--set",
+                             "Rate=Gyro X (deg/s),\"Gyro, Y\"", "--set", "X=Gyro X (deg/s)"});
+    EXPECT_EQ(result.exit_code, 0) << result.errors;
+    EXPECT_EQ(result.output, "walk.h5: Signals/Rate, Signals/X (2 samples at 50 Hz)\n");
+}
+
+TEST_F(Import, PlacesARecordingWithJitterAndGapsOnItsGrid) {
+    const auto result =
+        run({"import", TALVORA_EXAMPLES "/imu_excerpt.csv", "-o", "walk.h5", "--set",
+             "AngularRate=Gyroscope X (deg/s),Gyroscope Y (deg/s),"
+             "Gyroscope Z (deg/s)"});
+    ASSERT_EQ(result.exit_code, 0) << result.errors;
+    const auto tree =
+        nlohmann::json::parse(run({"tree", "walk.h5", "--statistics", "--json"}).output);
+    const auto& set = tree["objects"][1];
+    // Five gaps of two rows each, counted in the table:
+    // awk -F, 'NR>2 && $1-p>.015 {n++} {p=$1} END {print n, NR-1}' gives 5 2510.
+    EXPECT_THAT(set["shape"], ElementsAre(3, 1, 2520));
+    EXPECT_EQ(set["statistics"]["missing"], 3 * 10);
+    // 2519 steps from 15.007976 s to 40.198507 s.
+    EXPECT_NEAR(set["sample_rate"].get<double>(), 2519 / (40.198507 - 15.007976), 0.01);
+}
+
+TEST_F(Import, GivesTheSameBytesForTheSameCommand) {
+    import_walk("one.h5");
+    import_walk("two.h5");
+    EXPECT_EQ(read_file(folder_ / "one.h5"), read_file(folder_ / "two.h5"));
+}
+
+// A locale made for the test, so that it does not depend on those installed.
+TEST_F(Import, ReadsAndWritesNumbersWithAPointInACommaLocale) {
+    const std::string locale = (folder_ / "de_DE.UTF-8").string();
+    if (std::system(("localedef -i de_DE -f UTF-8 '" + locale + "' >/dev/null 2>&1").c_str()) !=
+        0) {
+        GTEST_SKIP() << "no localedef, or no source of the locale de_DE";
+    }
+    write_file(folder_ / "walk.csv", "t;X\n0,5;1\n1.5;2.25\n2.5;3\n");
+    const ProgramOptions german = {
+        .environment = {{"LOCPATH", folder_.path().string()}, {"LC_ALL", "de_DE.UTF-8"}}};
+    EXPECT_EQ(run({"import", "walk.csv", "-o", "walk.h5"}, german).exit_code, 3)
+        << "a decimal comma was taken for a number";
+    write_file(folder_ / "walk.csv", "t;X\n0.5;1\n1.5;2.25\n2.5;3\n");
+    ASSERT_EQ(run({"import", "walk.csv", "-o", "walk.h5", "--rate", "2.5"}, german).exit_code, 0);
+    EXPECT_THAT(run({"tree", "walk.h5", "--attributes"}, german).output,
+                HasSubstr("SampleRate = 2.5\n"));
+}
+
+TEST_F(Import, RefusesWhatCannotBeAndWritesNothing) {
+    write_file(folder_ / "walk.csv", "t,X,note\n0,1,left\n1,2,right\n0.5,3,right\n");
+    const auto code = [&](Program::Words more) {
+        more.insert(more.begin(), {"import", "walk.csv", "-o", "walk.h5"});
+        const ProgramResult result = run(more);
+        EXPECT_THAT(result.errors, StartsWith("error: "));
+        return result.exit_code;
+    };
+    EXPECT_EQ(code({}), 3) << "time goes back";
+    EXPECT_EQ(code({"--rate", "0"}), 2);
+    EXPECT_EQ(code({"--rate", "fast"}), 2);
+    EXPECT_EQ(code({"--rate", "10", "--time", "t"}), 2);
+    EXPECT_EQ(code({"--rate", "10", "--set", "A=Z"}), 2);
+    EXPECT_EQ(code({"--rate", "10", "--set", "A"}), 2);
+    EXPECT_EQ(code({"--rate", "10", "--set", "A=note"}), 3);
+    EXPECT_EQ(run({"import", "missing.csv", "-o", "walk.h5"}).exit_code, 3);
+    EXPECT_EQ(run({"import", "walk.csv", "-o", "walk.csv", "--rate", "10"}).exit_code, 2);
+    EXPECT_EQ(run({"import", "walk.csv"}).exit_code, 2);
+    EXPECT_THAT(folder_.names(), ElementsAre("walk.csv"));
+}
+
+TEST_F(Import, ReplacesAnExistingFileOnlyWhenForced) {
+    write_file(folder_ / "walk.h5", "precious");
+    write_file(folder_ / "walk.csv", "t,X\n0,1\n1,2\n");
+    EXPECT_EQ(run({"import", "walk.csv", "-o", "walk.h5"}).exit_code, 5);
+    EXPECT_EQ(read_file(folder_ / "walk.h5"), "precious");
+    EXPECT_EQ(run({"import", "walk.csv", "-o", "walk.h5", "-n", "--force"}).exit_code, 0);
+    EXPECT_EQ(read_file(folder_ / "walk.h5"), "precious");
+    EXPECT_EQ(run({"import", "walk.csv", "-o", "walk.h5", "--force"}).exit_code, 0);
+    EXPECT_NE(read_file(folder_ / "walk.h5"), "precious");
+}
+
+} // namespace
+} // namespace talvora::host

@@ -1,0 +1,314 @@
+#include "host/hdf5_tree.h"
+#include "tests/host/cli/cli_test.h"
+
+#include <nlohmann/json.hpp>
+
+#include <csignal>
+#include <vector>
+
+namespace talvora::host {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::IsNan;
+using testing::Not;
+using testing::StartsWith;
+using testing::UnorderedElementsAre;
+
+class Run : public CommandLine {
+  protected:
+    void SetUp() override {
+        import_walk();
+        original_ = content("walk.h5");
+    }
+
+    std::string content(const std::string& name) const { return read_file(folder_ / name); }
+
+    std::vector<float> samples(const std::string& name, const std::string& set) const {
+        Hdf5Tree tree(folder_ / name, Hdf5Access::ReadOnly);
+        std::vector<float> values(5);
+        const Extents starts = {0, 0, 0};
+        const Extents counts = {1, 1, 5};
+        tree.read(tree.find(tree.root(), set).value(), {.starts = starts, .counts = counts},
+                  values);
+        return values;
+    }
+
+    // The folder holds the recording as it was, its table and nothing else.
+    void expect_nothing_changed() const {
+        EXPECT_EQ(content("walk.h5"), original_);
+        EXPECT_THAT(folder_.names(), ElementsAre("walk.csv", "walk.h5"));
+    }
+
+    std::string original_;
+};
+
+TEST_F(Run, WritesTheResultToTheOutputAndLeavesTheInput) {
+    const auto result =
+        run({"run", "apply-set-rectify", "SourceSets=Signals/X", "walk.h5", "-o", "out.h5"});
+    EXPECT_EQ(result.exit_code, 0);
+    EXPECT_EQ(result.output, "walk.h5: out.h5 written by apply-set-rectify\n");
+    EXPECT_THAT(result.errors, IsEmpty());
+    EXPECT_THAT(samples("out.h5", "Signals/X"), ElementsAre(1, 2, IsNan(), 4, 5));
+    EXPECT_THAT(samples("out.h5", "Signals/Y"), ElementsAre(1, 1, IsNan(), 1, 1));
+    EXPECT_EQ(content("walk.h5"), original_);
+}
+
+TEST_F(Run, GivesTheSameBytesForTheSameCommand) {
+    for (const char* output : {"one.h5", "two.h5"}) {
+        run({"run", "apply-set-rectify", "SourceGroup=Signals", "walk.h5", "-o", output});
+    }
+    EXPECT_EQ(content("one.h5"), content("two.h5"));
+    EXPECT_NE(content("one.h5"), original_);
+}
+
+TEST_F(Run, KnowsAUnitByEachOfItsNames) {
+    for (const char* unit : {"orvane.signal.apply-set-rectify", "signal.set-rectify", "set-rectify",
+                             "apply-set-rectify"}) {
+        EXPECT_EQ(
+            run({"run", unit, "walk.h5", "-n", "-o", "out.h5", "SourceGroup=Signals"}).exit_code, 0)
+            << unit;
+    }
+}
+
+TEST_F(Run, ReplacesTheInputInPlaceAndKeepsABackup) {
+    const auto result = run(
+        {"run", "apply-set-rectify", "SourceGroup=Signals", "walk.h5", "--in-place", "--backup"});
+    EXPECT_EQ(result.exit_code, 0) << result.errors;
+    EXPECT_THAT(samples("walk.h5", "Signals/X"), ElementsAre(1, 2, IsNan(), 4, 5));
+    EXPECT_EQ(content("walk.h5.bak"), original_);
+}
+
+TEST_F(Run, DoesNotReplaceAnEarlierBackup) {
+    write_file(folder_ / "walk.h5.bak", "precious");
+    const auto result = run(
+        {"run", "apply-set-rectify", "SourceGroup=Signals", "walk.h5", "--in-place", "--backup"});
+    EXPECT_EQ(result.exit_code, 5);
+    EXPECT_EQ(content("walk.h5.bak"), "precious");
+    EXPECT_EQ(content("walk.h5"), original_);
+}
+
+TEST_F(Run, WritesSeveralFilesIntoAFolder) {
+    import_walk("second.h5");
+    fs::create_directory(folder_ / "out");
+    const auto result = run({"run", "apply-set-rectify", "SourceGroup=Signals", "walk.h5",
+                             "second.h5", "--out-dir", "out"});
+    EXPECT_EQ(result.exit_code, 0) << result.errors;
+    EXPECT_THAT(samples("out/walk.h5", "Signals/X"), ElementsAre(1, 2, IsNan(), 4, 5));
+    EXPECT_THAT(samples("out/second.h5", "Signals/X"), ElementsAre(1, 2, IsNan(), 4, 5));
+}
+
+TEST_F(Run, GoesOnAfterAFileThatFailsAndTellsTheWorst) {
+    fs::create_directory(folder_ / "out");
+    write_file(folder_ / "broken.h5", "no HDF5");
+    const auto result = run({"run", "apply-set-rectify", "SourceGroup=Signals", "missing.h5",
+                             "broken.h5", "walk.h5", "--out-dir", "out"});
+    EXPECT_EQ(result.exit_code, 3);
+    EXPECT_THAT(result.errors, HasSubstr("missing.h5"));
+    EXPECT_THAT(result.errors, HasSubstr("broken.h5"));
+    EXPECT_EQ(result.output, "walk.h5: out/walk.h5 written by apply-set-rectify\n");
+}
+
+TEST_F(Run, SaysWhatItWouldDoInADryRun) {
+    const auto result =
+        run({"run", "apply-set-rectify", "SourceGroup=Signals", "walk.h5", "-o", "out.h5", "-n"});
+    EXPECT_EQ(result.exit_code, 0);
+    EXPECT_EQ(result.output, "walk.h5: out.h5 could be written by apply-set-rectify\n");
+    expect_nothing_changed();
+    EXPECT_EQ(run({"run", "apply-set-rectify", "SourceGroup=Imv", "walk.h5", "-o", "out.h5", "-n"})
+                  .exit_code,
+              1);
+}
+
+TEST_F(Run, AsksForOneOutput) {
+    const Program::Words base = {"run", "apply-set-rectify", "SourceGroup=Signals", "walk.h5"};
+    const auto with = [&](Program::Words more) {
+        more.insert(more.begin(), base.begin(), base.end());
+        return run(more);
+    };
+    EXPECT_EQ(with({}).errors, "error: where is the result to go?\n"
+                               "hint: give one of -o FILE, --out-dir DIR, --in-place [--backup]\n");
+    EXPECT_EQ(with({}).exit_code, 2);
+    EXPECT_EQ(with({"-o", "out.h5", "--in-place"}).exit_code, 2);
+    EXPECT_EQ(with({"second.h5", "-o", "out.h5"}).exit_code, 2);
+    EXPECT_EQ(with({"--backup", "-o", "out.h5"}).exit_code, 2);
+    EXPECT_EQ(with({"walk.h5", "--in-place"}).exit_code, 2);
+    EXPECT_EQ(run({"run", "apply-set-rectify", "-o", "out.h5"}).exit_code, 2);
+    expect_nothing_changed();
+}
+
+TEST_F(Run, RefusesTheInputAsOutput) {
+    fs::create_symlink("walk.h5", folder_ / "link.h5");
+    for (const char* output : {"walk.h5", "./walk.h5", "link.h5"}) {
+        const auto result = run({"run", "apply-set-rectify", "SourceGroup=Signals", "walk.h5", "-o",
+                                 output, "--force"});
+        EXPECT_EQ(result.exit_code, 2) << output;
+        EXPECT_THAT(result.errors, HasSubstr("--in-place")) << output;
+    }
+    EXPECT_EQ(content("walk.h5"), original_);
+}
+
+TEST_F(Run, ReplacesAnExistingOutputOnlyWhenForced) {
+    write_file(folder_ / "out.h5", "precious");
+    Program::Words words = {"run",   "apply-set-rectify", "SourceGroup=Signals", "walk.h5", "-o",
+                            "out.h5"};
+    const auto refused = run(words);
+    EXPECT_EQ(refused.exit_code, 5);
+    EXPECT_EQ(refused.errors, "error: out.h5: exists\nhint: --force replaces it\n");
+    EXPECT_EQ(content("out.h5"), "precious");
+    words.emplace_back("--force");
+    EXPECT_EQ(run(words).exit_code, 0);
+    EXPECT_THAT(samples("out.h5", "Signals/X"), ElementsAre(1, 2, IsNan(), 4, 5));
+}
+
+TEST_F(Run, RefusesOutputFoldersThatAreMissingOrClosed) {
+    fs::create_directory(folder_ / "closed");
+    fs::permissions(folder_ / "closed", fs::perms{0555});
+    fs::permissions(folder_.path(), fs::perms{0755});
+    fs::permissions(folder_ / "walk.h5", fs::perms{0644});
+    for (const char* output : {"missing/out.h5", "closed/out.h5"}) {
+        const auto result =
+            run({"run", "apply-set-rectify", "SourceGroup=Signals", "walk.h5", "-o", output},
+                {.environment = {}, .without_privileges = true});
+        EXPECT_EQ(result.exit_code, 5) << result.errors;
+        EXPECT_THAT(result.errors, StartsWith(std::string("error: ") + output)) << output;
+    }
+}
+
+TEST_F(Run, ChecksTheParametersBeforeItLooksForFiles) {
+    const auto result = run({"run", "apply-set-rectify", "SourceGrop=Signals", "ScanRecursive=yes",
+                             "missing.h5", "-o", "out.h5"});
+    EXPECT_EQ(result.exit_code, 2);
+    EXPECT_THAT(result.errors, HasSubstr("unknown parameter 'SourceGrop'"));
+    EXPECT_THAT(result.errors, HasSubstr("did you mean 'SourceGroup'?"));
+    EXPECT_THAT(result.errors, HasSubstr("'ScanRecursive' cannot be 'yes'"));
+    EXPECT_THAT(result.errors, Not(HasSubstr("missing.h5")));
+}
+
+TEST_F(Run, NamesTheNearestUnit) {
+    const auto result = run({"run", "apply-set-rectfy", "walk.h5", "-o", "out.h5"});
+    EXPECT_EQ(result.exit_code, 2);
+    EXPECT_EQ(result.errors, "error: no unit 'apply-set-rectfy'\n"
+                             "hint: did you mean 'apply-set-rectify'?  talvora-host units\n");
+}
+
+TEST_F(Run, TakesFilesWithOddNames) {
+    for (const std::string name :
+         {"with blank.h5", "a=b.h5", "a::b.h5", "Größe.h5", "-x.h5", "[1].h5", "a'b\".h5"}) {
+        fs::copy_file(folder_ / "walk.h5", folder_ / name);
+        const auto result = run({"run", "apply-set-rectify", "SourceGroup=Signals", "./" + name,
+                                 "-o", "./out-" + name});
+        EXPECT_EQ(result.exit_code, 0) << name << result.errors;
+        EXPECT_THAT(samples("out-" + name, "Signals/X"), ElementsAre(1, 2, IsNan(), 4, 5)) << name;
+    }
+}
+
+TEST_F(Run, ReportsInputsThatAreNoHdf5Files) {
+    write_file(folder_ / "empty.h5", "");
+    write_file(folder_ / "truncated.h5", original_.substr(0, original_.size() / 2));
+    write_file(folder_ / "text.h5", "t,X\n");
+    for (const char* input : {"empty.h5", "truncated.h5", "text.h5", "missing.h5", "."}) {
+        const auto result =
+            run({"run", "apply-set-rectify", "SourceGroup=Signals", input, "-o", "out.h5"});
+        EXPECT_EQ(result.exit_code, 3) << input << result.errors;
+        EXPECT_THAT(result.errors, StartsWith("error: ")) << input;
+        EXPECT_THAT(result.errors, HasSubstr(std::string("'") + input + "'")) << input;
+        EXPECT_FALSE(fs::exists(folder_ / "out.h5")) << input;
+    }
+}
+
+TEST_F(Run, WritesOneJsonLinePerFile) {
+    const auto result =
+        run({"run", "apply-set-rectify", "SourceGroup=Imv", "walk.h5", "-o", "out.h5", "--json"});
+    const auto json = nlohmann::json::parse(result.output);
+    EXPECT_EQ(json["file"], "walk.h5");
+    EXPECT_EQ(json["written"], false);
+    EXPECT_EQ(json["exit_code"], 1);
+    EXPECT_EQ(json["messages"][0]["level"], "error");
+    EXPECT_EQ(result.exit_code, 1);
+}
+
+// ---------------------------------------------------------------------------
+// Units in trouble. Each has changed a sample before.
+
+TEST_F(Run, PublishesNothingOfAUnitThatFails) {
+    const auto result = run_trouble("fail", {"walk.h5", "--in-place"});
+    EXPECT_EQ(result.exit_code, 1);
+    EXPECT_EQ(result.errors, "error: walk.h5: fail: 7 is too many\n");
+    EXPECT_THAT(result.output, IsEmpty());
+    expect_nothing_changed();
+}
+
+TEST_F(Run, SaysThatAUnitFailedWithoutAWord) {
+    const auto result = run_trouble("fail-silently", {"walk.h5", "-o", "out.h5"});
+    EXPECT_EQ(result.exit_code, 1);
+    EXPECT_EQ(result.errors, "error: walk.h5: fail-silently: failed without a message\n");
+    expect_nothing_changed();
+}
+
+TEST_F(Run, PublishesNothingWhenARequestWasRefused) {
+    const auto result = run_trouble("read-outside", {"walk.h5", "--in-place"});
+    EXPECT_EQ(result.exit_code, 1);
+    EXPECT_THAT(result.errors, StartsWith("error: walk.h5: read-outside: refused: "));
+    expect_nothing_changed();
+}
+
+TEST_F(Run, SurvivesAUnitThatThrows) {
+    const auto result = run_trouble("throw", {"walk.h5", "--in-place"});
+    EXPECT_EQ(result.exit_code, 4);
+    EXPECT_THAT(result.errors, HasSubstr("out of luck"));
+    expect_nothing_changed();
+}
+
+TEST_F(Run, LeavesEverythingAsItWasWhenTheUnitCrashes) {
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "the sanitizer takes the signal";
+#endif
+    const auto result = run_trouble("crash", {"walk.h5", "--in-place"});
+    EXPECT_EQ(result.exit_code, 4);
+    EXPECT_THAT(result.errors, HasSubstr("crashed"));
+    expect_nothing_changed();
+}
+
+TEST_F(Run, PublishesTheResultOfAUnitWithoutTrouble) {
+    EXPECT_EQ(run_trouble("succeed", {"walk.h5", "--in-place"}).exit_code, 0);
+    EXPECT_THAT(samples("walk.h5", "Signals/X"), ElementsAre(99, 2, IsNan(), -4, -5));
+}
+
+class InterruptedRun : public Run, public testing::WithParamInterface<std::pair<int, int>> {};
+
+TEST_P(InterruptedRun, LeavesEverythingAsItWas) {
+    const auto [signal_number, exit_code] = GetParam();
+    Program program(folder_.path(),
+                    {"run", "wait", "walk.h5", "--in-place", "--plugin", TROUBLE_PLUGIN});
+    ASSERT_TRUE(program.waits_for("waiting"));
+    EXPECT_EQ(folder_.names().size(), 3U) << "the temporary file is not in the folder";
+    program.send(signal_number);
+    EXPECT_EQ(program.finish().exit_code, exit_code);
+    expect_nothing_changed();
+}
+
+INSTANTIATE_TEST_SUITE_P(Signals, InterruptedRun,
+                         testing::Values(std::pair{SIGINT, 130}, std::pair{SIGTERM, 143}));
+
+TEST_F(Run, SweepsWhatAKilledRunLeft) {
+    {
+        Program program(folder_.path(),
+                        {"run", "wait", "walk.h5", "--in-place", "--plugin", TROUBLE_PLUGIN});
+        ASSERT_TRUE(program.waits_for("waiting"));
+        program.send(SIGKILL);
+        EXPECT_EQ(program.finish().exit_code, -1);
+    }
+    EXPECT_EQ(content("walk.h5"), original_);
+    ASSERT_EQ(folder_.names().size(), 3U);
+    EXPECT_EQ(run_trouble("succeed", {"walk.h5", "-o", "out.h5"}).exit_code, 0);
+    EXPECT_THAT(folder_.names(), UnorderedElementsAre("walk.csv", "walk.h5", "out.h5"));
+}
+
+} // namespace
+} // namespace talvora::host

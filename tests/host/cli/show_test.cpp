@@ -1,0 +1,181 @@
+// The commands that show something: units, describe, tree, version; and the program.
+#include "host/hdf5_tree.h"
+#include "tests/host/cli/cli_test.h"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+
+namespace talvora::host {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
+
+using Units = CommandLine;
+using Describe = CommandLine;
+using Tree = CommandLine;
+using TheProgram = CommandLine;
+
+TEST_F(Units, AreShownOnePerLine) {
+    const auto result = run({"units"});
+    EXPECT_EQ(result.exit_code, 0);
+    EXPECT_THAT(result.errors, IsEmpty());
+    EXPECT_EQ(std::ranges::count(result.output, '\n'), 15);
+    EXPECT_THAT(result.output, AllOf(HasSubstr("orvane.signal.apply-set-rectify "),
+                                     HasSubstr("Rectify the signal in place\n")));
+}
+
+TEST_F(Units, AreListedAsJson) {
+    const auto units = nlohmann::json::parse(run({"units", "--json"}).output);
+    ASSERT_EQ(units.size(), 15U);
+    EXPECT_EQ(units[5]["name"], "signal.set-rectify");
+    EXPECT_EQ(units[5]["current"], "orvane.signal.apply-set-rectify");
+    EXPECT_TRUE(units[5]["version"].is_null());
+    EXPECT_EQ(units[12]["version"], "0.1.0");
+}
+
+TEST_F(Describe, ShowsParametersAsDeclaredAndAnExample) {
+    const auto result = run({"describe", "apply-set-rectify"});
+    EXPECT_EQ(result.exit_code, 0);
+    EXPECT_THAT(result.output,
+                AllOf(HasSubstr("  SourceSets     list(string)  optional\n"),
+                      HasSubstr("  ScanRecursive  boolean       default false\n"),
+                      HasSubstr("talvora-host run apply-set-rectify SourceGroup=Signals in.h5 -o "
+                                "out.h5\n")));
+}
+
+TEST_F(Describe, TellsWhatALegacyIdentifierStandsFor) {
+    EXPECT_THAT(run({"describe", "set-rectify"}).output,
+                HasSubstr("Legacy identifier of orvane.signal.apply-set-rectify\n"));
+}
+
+TEST_F(Describe, GivesDefaultsAsJsonValues) {
+    const auto json =
+        nlohmann::json::parse(run({"describe", "apply-set-rectify", "--json"}).output);
+    EXPECT_EQ(json["parameters"][2]["key"], "ScanRecursive");
+    EXPECT_EQ(json["parameters"][2]["default"], false);
+    EXPECT_TRUE(json["parameters"][0]["default"].is_null());
+}
+
+TEST_F(Describe, ShowsAnExampleThatRuns) {
+    import_walk("in.h5");
+    EXPECT_EQ(
+        run({"run", "apply-set-rectify", "SourceGroup=Signals", "in.h5", "-o", "out.h5"}).exit_code,
+        0);
+}
+
+TEST_F(Tree, AlignsWhatAFileHolds) {
+    import_walk();
+    EXPECT_EQ(run({"tree", "walk.h5", "--statistics"}).output,
+              "path       shape       rate  samples  missing  min  max  mean\n"
+              "Signals/   group\n"
+              "Signals/X  [1, 1, 5]  10 Hz        5        1   -5    2    -2\n"
+              "Signals/Y  [1, 1, 5]  10 Hz        5        1    1    1     1\n");
+}
+
+TEST_F(Tree, ShowsAttributesBelowTheirObject) {
+    import_walk();
+    EXPECT_THAT(run({"tree", "walk.h5::Signals/X", "--attributes"}).output,
+                AllOf(StartsWith("Signals/X  [1, 1, 5]  10 Hz\n    SampleRate = "),
+                      HasSubstr("    StartTime = 0\n")));
+}
+
+TEST_F(Tree, ChoosesByAPatternOverFullPaths) {
+    import_walk();
+    EXPECT_EQ(run({"tree", "walk.h5::*/Y"}).output, "Signals/Y  [1, 1, 5]  10 Hz\n");
+    EXPECT_EQ(run({"tree", "walk.h5::Signals"}).output, run({"tree", "walk.h5"}).output);
+}
+
+TEST_F(Tree, NamesTheNearestWhenNothingMatches) {
+    import_walk();
+    const auto result = run({"tree", "walk.h5::Signal"});
+    EXPECT_EQ(result.exit_code, 3);
+    EXPECT_EQ(result.errors, "error: walk.h5: nothing matches 'Signal'\n"
+                             "hint: nearest: Signals    list them: talvora-host tree walk.h5\n");
+    EXPECT_THAT(result.output, IsEmpty());
+}
+
+TEST_F(Tree, TakesAFileWithColonsInItsName) {
+    import_walk("a::b.h5");
+    EXPECT_EQ(run({"tree", "a::b.h5"}).exit_code, 0);
+    EXPECT_EQ(run({"tree", "a::b.h5::Signals/X"}).output, "Signals/X  [1, 1, 5]  10 Hz\n");
+}
+
+TEST_F(Tree, WritesNanAsNull) {
+    Hdf5Tree tree(folder_ / "empty.h5", Hdf5Access::Create);
+    tree.create_dataset(tree.root(), "X", {1, 1, 0});
+    tree.close();
+    const auto json =
+        nlohmann::json::parse(run({"tree", "empty.h5", "--statistics", "--json"}).output);
+    EXPECT_EQ(json["objects"][0]["statistics"]["samples"], 0);
+    EXPECT_TRUE(json["objects"][0]["statistics"]["mean"].is_null());
+}
+
+TEST_F(Tree, FollowsAGroupOnceThatIsLinkedIntoItself) {
+    import_walk();
+    const hid_t file = H5Fopen((folder_ / "walk.h5").c_str(), H5F_ACC_RDWR, H5P_DEFAULT);
+    ASSERT_GE(H5Lcreate_soft("/", file, "Signals/Loop", H5P_DEFAULT, H5P_DEFAULT), 0);
+    H5Fclose(file);
+    EXPECT_THAT(run({"tree", "walk.h5"}).output,
+                HasSubstr("Signals/Loop/  group, the same as /\n"));
+}
+
+TEST_F(TheProgram, NamesTheNearestCommand) {
+    const auto result = run({"tre", "walk.h5"});
+    EXPECT_EQ(result.exit_code, 2);
+    EXPECT_EQ(result.errors,
+              "error: no command 'tre'\nhint: did you mean 'tree'?  talvora-host --help\n");
+}
+
+TEST_F(TheProgram, ShowsHelpAsAResult) {
+    for (const Program::Words& words : {Program::Words{"--help"}, {"run", "--help"}}) {
+        const auto result = run(words);
+        EXPECT_EQ(result.exit_code, 0);
+        EXPECT_THAT(result.errors, IsEmpty());
+        EXPECT_THAT(result.output, HasSubstr("talvora-host"));
+    }
+}
+
+TEST_F(TheProgram, RefusesUnknownOptionsAndMissingWords) {
+    for (const Program::Words& words :
+         {Program::Words{}, {"units", "--jsn"}, {"tree"}, {"describe"}, {"units", "more"}}) {
+        const auto result = run(words);
+        EXPECT_EQ(result.exit_code, 2);
+        EXPECT_THAT(result.errors, StartsWith("error: "));
+        EXPECT_THAT(result.output, IsEmpty());
+    }
+}
+
+TEST_F(TheProgram, TakesItsPluginFromTheOptionThenTheEnvironment) {
+    const ProgramOptions environment = {.environment = {{"TALVORA_PLUGIN_PATH", TROUBLE_PLUGIN}}};
+    EXPECT_THAT(run({"units"}, environment).output, HasSubstr("test.trouble.fail"));
+    const auto result = run({"units", "--plugin", "missing.so"}, environment);
+    EXPECT_EQ(result.exit_code, 4);
+    EXPECT_THAT(result.errors, HasSubstr("missing.so"));
+}
+
+TEST_F(TheProgram, RefusesALibraryThatIsNoPlugin) {
+    write_file(folder_ / "no.so", "no library");
+    EXPECT_EQ(run({"units", "--plugin", "no.so"}).exit_code, 4);
+    EXPECT_EQ(run({"units", "--plugin", "libm.so.6"}).exit_code, 4);
+}
+
+TEST_F(TheProgram, PrintsNoColoursIntoAFile) {
+    EXPECT_THAT(run({"tre"}).errors, Not(HasSubstr("\x1b")));
+}
+
+TEST_F(TheProgram, TellsItsVersionAndThePlugins) {
+    const auto result = run({"version"});
+    EXPECT_EQ(result.exit_code, 0);
+    EXPECT_THAT(result.output, AllOf(StartsWith("talvora-host " TALVORA_VERSION "\n"),
+                                     HasSubstr("kpl-talvra.signal 0.7.0, Orvane Solution inc.")));
+}
+
+} // namespace
+} // namespace talvora::host
