@@ -14,7 +14,7 @@
 namespace talvora::host {
 namespace {
 
-constexpr int INTERRUPTING_SIGNALS[] = {SIGINT, SIGTERM, SIGHUP};
+constexpr int INTERRUPTING_SIGNALS[] = {SIGINT, SIGTERM, SIGHUP, SIGPIPE};
 constexpr int CRASHING_SIGNALS[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT};
 
 // Handlers may touch nothing but lock-free atomics and plain bytes, so the paths
@@ -47,6 +47,10 @@ void say_and_exit(std::string_view text, int code) {
 
 void end_interrupted(int signal_number) {
     remove_pending_files();
+    // Nobody reads the results any more: what `head` does is no error.
+    if (signal_number == SIGPIPE) {
+        _exit(128 + signal_number);
+    }
     say_and_exit("error: interrupted; the file in work is as it was\n", 128 + signal_number);
 }
 

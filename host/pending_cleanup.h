@@ -12,8 +12,8 @@ namespace talvora::host {
 int note_pending_file(const std::filesystem::path& path);
 void forget_pending_file(int note);
 
-// From here on SIGINT, SIGTERM and SIGHUP remove the noted files and end the process
-// with 128 + the signal's number; SIGSEGV, SIGBUS, SIGFPE, SIGILL and SIGABRT do with
+// From here on SIGINT, SIGTERM, SIGHUP and SIGPIPE remove the noted files and end the
+// process with 128 + the signal's number; SIGSEGV, SIGBUS, SIGFPE, SIGILL and SIGABRT do with
 // the exit code of a broken plug-in. Signals that are handled or ignored already
 // stay so.
 void clean_up_on_signals();

@@ -147,6 +147,9 @@ void check_destination(const fs::path& destination, const WriteOptions& options)
         throw Failure(ExitCode::Output, fmt::format("{}: exists", destination.string()),
                       {"--force replaces it"});
     }
+    if (fs::exists(status) && access(destination.c_str(), W_OK) != 0) {
+        fail(destination, "cannot be written");
+    }
     if (!fs::is_directory(folder, error)) {
         throw Failure(ExitCode::Output,
                       fmt::format("{}: no folder '{}'", destination.string(), folder.string()));

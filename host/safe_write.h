@@ -22,7 +22,8 @@ struct WriteOptions {
 };
 
 // Throws a Failure of the output where the destination cannot be written: it exists
-// and is not to be replaced, is no regular file, its folder is missing or closed.
+// and is not to be replaced, is no regular file or read-only, or its folder is missing or
+// closed.
 void check_destination(const std::filesystem::path& destination, const WriteOptions& options);
 
 // Throws a Failure of usage when both name one file, by whatever path.

@@ -166,6 +166,9 @@ class FileRun {
         if (!outcome.problems.interface_breaks.empty()) {
             return ExitCode::Plugin;
         }
+        if (!outcome.is_good() && !has_error_) {
+            say({Message::Error, "failed without a message"});
+        }
         return outcome.is_good() ? ExitCode::Done : ExitCode::UnitFailed;
     }
 
@@ -183,6 +186,7 @@ class FileRun {
             fmt::format("{}: {}: {}", job_.input.string(), short_name(unit_), message.text);
         switch (message.level) {
         case Message::Error:
+            has_error_ = true;
             session_.console.error(text);
             break;
         case Message::Warning:
@@ -210,9 +214,6 @@ class FileRun {
             console.report_done(
                 fmt::format("{}: {} {} by {}", job_.input.string(), job_.output.string(),
                             options_.dry_run ? "could be written" : "written", short_name(unit_)));
-        } else {
-            console.error(
-                fmt::format("{}: {}: nothing was written", job_.input.string(), short_name(unit_)));
         }
     }
 
@@ -222,6 +223,7 @@ class FileRun {
     const ParameterValues& values_;
     const Job& job_;
     Json messages_ = Json::array();
+    bool has_error_ = false;
 };
 
 // ---------------------------------------------------------------------------

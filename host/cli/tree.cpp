@@ -2,6 +2,7 @@
 #include "host/cli/commands.h"
 #include "host/cli/files.h"
 #include "host/data_tree.h"
+#include "host/nearest_text.h"
 #include "host/path_glob.h"
 #include "host/set_statistics.h"
 #include "host/tree_rules.h"
@@ -49,8 +50,8 @@ struct Entry {
 
 class Gatherer {
   public:
-    Gatherer(DataTree& tree, const TreeOptions& options, std::string glob)
-        : tree_(tree), options_(options), glob_(std::move(glob)) {}
+    Gatherer(DataTree& tree, TreeOptions options, std::string glob)
+        : tree_(tree), options_(std::move(options)), glob_(std::move(glob)) {}
 
     std::vector<Entry> gather() {
         const bool everything = glob_.empty();
@@ -136,7 +137,7 @@ class Gatherer {
     }
 
     DataTree& tree_;
-    const TreeOptions& options_;
+    TreeOptions options_;
     std::string glob_;
     std::vector<Entry> entries_;
     std::set<ObjectId> visited_;
@@ -168,7 +169,7 @@ std::string show_attribute(const Attribute& attribute) {
 
 std::vector<std::string> make_row(const Entry& entry, const TreeOptions& options) {
     const bool is_set = entry.kind == "data set";
-    std::vector<std::string> row = {entry.kind == "group" ? entry.path + "/" : entry.path,
+    std::vector<std::string> row = {entry.kind.starts_with("group") ? entry.path + "/" : entry.path,
                                     is_set ? describe_extents(entry.extents) : entry.kind,
                                     entry.sample_rate ? fmt::format("{:.6g} Hz", *entry.sample_rate)
                                                       : ""};
@@ -247,15 +248,26 @@ Json make_json(const Entry& entry, const TreeOptions& options) {
 
 // ---------------------------------------------------------------------------
 
+// A pattern that is nearly a path was probably meant to be it.
+Failure explain_no_match(DataTree& tree, const TreePlace& place) {
+    std::vector<std::string> paths;
+    for (const Entry& entry : Gatherer(tree, {}, "").gather()) {
+        paths.push_back(entry.path);
+    }
+    const auto nearest = find_nearest(place.glob, paths);
+    return {ExitCode::Input,
+            fmt::format("{}: nothing matches '{}'", place.file.string(), place.glob),
+            {fmt::format("{}list them: talvora-host tree {}",
+                         nearest ? fmt::format("nearest: {}    ", *nearest) : "",
+                         quote_word(place.file.string()))}};
+}
+
 void show_tree(const Session& session, const TreeOptions& options) {
     const TreePlace place = parse_tree_place(options.place);
     const auto tree = open_input(place.file);
     const std::vector<Entry> entries = Gatherer(*tree, options, place.glob).gather();
     if (entries.empty() && !place.glob.empty()) {
-        throw Failure(ExitCode::Input,
-                      fmt::format("{}: nothing matches '{}'", place.file.string(), place.glob),
-                      {fmt::format("list what is there: talvora-host tree {}",
-                                   quote_word(place.file.string()))});
+        throw explain_no_match(*tree, place);
     }
     if (!options.json) {
         print_text(entries, options, session.console);

@@ -29,7 +29,7 @@ ExitCode code_of(const std::function<void()>& work) {
     return ExitCode::Done;
 }
 
-// The exit code of a process that does the work, without privileges.
+// The exit code of a process that does the work.
 int exit_code_of(const std::function<void()>& work) {
     const pid_t child = fork();
     if (child == 0) {
@@ -137,17 +137,30 @@ TEST(PendingFile, RefusesFoldersAndMissingFoldersAsDestinations) {
     EXPECT_EQ(code_of([&] { PendingFile("/dev/null", {.replace = true}); }), ExitCode::Output);
 }
 
-TEST(PendingFile, RefusesAFolderThatCannotBeWritten) {
-    const TemporaryFolder folder;
-    fs::permissions(folder.path(), fs::perms{0555});
-    const int code = exit_code_of([&] {
+// The code of making a pending file without privileges.
+int code_as_nobody(const fs::path& destination) {
+    return exit_code_of([&] {
         if (geteuid() == 0) {
             [[maybe_unused]] const int dropped = setresuid(65534, 65534, 65534);
         }
-        _exit(static_cast<int>(code_of([&] { PendingFile(folder / "walk.h5", {}); })));
+        _exit(static_cast<int>(code_of([&] { PendingFile(destination, {.replace = true}); })));
     });
-    fs::permissions(folder.path(), fs::perms{0755});
-    EXPECT_EQ(code, static_cast<int>(ExitCode::Output));
+}
+
+TEST(PendingFile, RefusesAFolderThatCannotBeWritten) {
+    const TemporaryFolder folder;
+    fs::permissions(folder.path(), fs::perms{0555});
+    EXPECT_EQ(code_as_nobody(folder / "walk.h5"), static_cast<int>(ExitCode::Output));
+    fs::permissions(folder.path(), fs::perms{0777});
+    EXPECT_EQ(code_as_nobody(folder / "walk.h5"), static_cast<int>(ExitCode::Done));
+}
+
+TEST(PendingFile, RefusesToReplaceAReadOnlyFile) {
+    const TemporaryFolder folder;
+    write_file(folder / "walk.h5", "old");
+    fs::permissions(folder.path(), fs::perms{0777});
+    fs::permissions(folder / "walk.h5", fs::perms{0444});
+    EXPECT_EQ(code_as_nobody(folder / "walk.h5"), static_cast<int>(ExitCode::Output));
 }
 
 TEST(PendingFile, TakesNamesAsLongAsTheFileSystemDoes) {
@@ -177,8 +190,9 @@ TEST_P(CleanUpOnSignals, RemovesPendingFilesAndTellsBySignal) {
 
 INSTANTIATE_TEST_SUITE_P(Signals, CleanUpOnSignals,
                          testing::Values(std::pair{SIGINT, 130}, std::pair{SIGTERM, 143},
-                                         std::pair{SIGHUP, 129}, std::pair{SIGSEGV, 4},
-                                         std::pair{SIGFPE, 4}, std::pair{SIGABRT, 4}));
+                                         std::pair{SIGHUP, 129}, std::pair{SIGPIPE, 141},
+                                         std::pair{SIGSEGV, 4}, std::pair{SIGFPE, 4},
+                                         std::pair{SIGABRT, 4}));
 
 TEST(RefuseSameFile, KnowsAFileByAnyOfItsPaths) {
     const TemporaryFolder folder;
