@@ -109,13 +109,13 @@ mode_t creation_mode() {
 
 // The owner comes first, since a change of it takes special mode bits away; only
 // a privileged process can keep another's ownership, so a refusal is no failure.
-void take_over_mode(const fs::path& temporary, const fs::path& destination) {
+void take_over_mode(const fs::path& temporary, const fs::path& destination, const fs::path& like) {
     struct stat status {};
-    const bool exists = stat(destination.c_str(), &status) == 0;
-    if (exists) {
+    const bool found = stat(destination.c_str(), &status) == 0 || stat(like.c_str(), &status) == 0;
+    if (found) {
         [[maybe_unused]] const int kept = chown(temporary.c_str(), status.st_uid, status.st_gid);
     }
-    if (chmod(temporary.c_str(), exists ? status.st_mode & 07777 : creation_mode()) != 0) {
+    if (chmod(temporary.c_str(), found ? status.st_mode & 07777 : creation_mode()) != 0) {
         fail(temporary, "its mode cannot be set");
     }
 }
@@ -169,7 +169,7 @@ void refuse_same_file(const fs::path& input, const fs::path& output) {
 }
 
 PendingFile::PendingFile(const fs::path& destination, const WriteOptions& options)
-    : destination_(follow_links(destination)), replace_(options.replace) {
+    : destination_(follow_links(destination)), options_(options) {
     check_destination(destination, options);
     sweep_dead_files(folder_of(destination_));
     make(folder_of(destination_), destination_.filename().string());
@@ -210,11 +210,11 @@ PendingFile::~PendingFile() {
 }
 
 void PendingFile::publish() {
-    take_over_mode(temporary_, destination_);
+    take_over_mode(temporary_, destination_, options_.like);
     sync_path(temporary_, 0);
     {
         const SignalsHeldBack held_back;
-        if (rename_over(temporary_, destination_, replace_) != 0) {
+        if (rename_over(temporary_, destination_, options_.replace) != 0) {
             fail(destination_, "cannot be replaced");
         }
         forget_pending_file(note_);

@@ -19,6 +19,8 @@ namespace talvora::host {
 
 struct WriteOptions {
     bool replace = false; // an existing destination
+    // Whose mode and owner a new destination takes; empty: as the process makes files.
+    std::filesystem::path like = {};
 };
 
 // Throws a Failure of the output where the destination cannot be written: it exists
@@ -45,8 +47,8 @@ class PendingFile {
 
     const std::filesystem::path& path() const { return temporary_; }
 
-    // Gives the file the mode and owner of the destination it replaces (a new one:
-    // what the process makes files with), syncs it, renames it over the destination
+    // Gives the file the mode and owner of the destination it replaces, or of what the
+    // options name for a new one, syncs it, renames it over the destination
     // and syncs the folder. Throws a Failure of the output; nothing has changed then.
     void publish();
 
@@ -55,7 +57,7 @@ class PendingFile {
 
     std::filesystem::path destination_; // empty for a trial
     std::filesystem::path temporary_;
-    bool replace_ = false;
+    WriteOptions options_;
     int note_ = -1; // where the signal handlers find the path
 };
 

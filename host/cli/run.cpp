@@ -176,7 +176,8 @@ class FileRun {
         if (!options_.backup) {
             return;
         }
-        PendingFile backup(job_.input.string() + ".bak", {.replace = options_.force});
+        PendingFile backup(job_.input.string() + ".bak",
+                           {.replace = options_.force, .like = job_.input});
         make_output(job_.input, [&] { copy_content(job_.input, backup.path()); });
         backup.publish();
     }
@@ -278,6 +279,8 @@ void add_run_command(CLI::App& program, Session& session) {
     command->add_flag("-n,--dry-run", options->dry_run, "Do all but writing the result");
     command->add_flag("--force", options->force, "Replace an existing output");
     command->add_flag("--json", options->json, "One JSON document per file and line");
+    command->footer("talvora-host run UNIT [Key=Value ...] FILE ... "
+                    "(-o FILE | --out-dir DIR | --in-place [--backup])");
     command->callback([&session, options] { run_files(session, *options); });
 }
 

@@ -106,6 +106,14 @@ TEST(PendingFile, GivesANewFileTheModeOfTheProcess) {
     EXPECT_EQ(mode_of(folder / "walk.h5"), 0640U);
 }
 
+TEST(PendingFile, GivesANewFileTheModeOfTheOneItIsLike) {
+    const TemporaryFolder folder;
+    write_file(folder / "walk.h5", "");
+    fs::permissions(folder / "walk.h5", fs::perms{0600});
+    PendingFile(folder / "walk.h5.bak", {.like = folder / "walk.h5"}).publish();
+    EXPECT_EQ(mode_of(folder / "walk.h5.bak"), 0600U);
+}
+
 TEST(PendingFile, WritesToWhatASymbolicLinkPointsTo) {
     const TemporaryFolder folder;
     const TemporaryFolder link_folder;
