@@ -173,9 +173,10 @@ TEST(PendingFile, RefusesToReplaceAReadOnlyFile) {
 
 TEST(PendingFile, TakesNamesAsLongAsTheFileSystemDoes) {
     const TemporaryFolder folder;
-    const std::string name = std::string(252, 'x') + ".h5";
+    const std::string name(255, 'x');
     PendingFile(folder / name, {}).publish();
-    EXPECT_THAT(folder.names(), ElementsAre(name));
+    EXPECT_TRUE(folder.names().contains(name));
+    EXPECT_EQ(folder.names().size(), 1U);
 }
 
 class CleanUpOnSignals : public testing::TestWithParam<std::pair<int, int>> {};
