@@ -90,7 +90,8 @@ std::optional<double> read_number(std::string_view text) {
     double value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (error != std::errc{} || end != text.data() + text.size() || std::isnan(value) ||
-        (std::isfinite(value) && std::abs(value) > double{std::numeric_limits<float>::max()})) {
+        (std::isfinite(value) &&
+         std::abs(value) > static_cast<double>(std::numeric_limits<float>::max()))) {
         return std::nullopt;
     }
     return value;

@@ -245,7 +245,7 @@ std::optional<ParameterValues> read_values(const Console& console, const Unit& u
 
 void run_files(Session& session, const RunOptions& options) {
     std::vector<std::string> words = options.words;
-    const auto files_at = std::ranges::stable_partition(words, is_parameter_word).begin();
+    const auto files_at = std::stable_partition(words.begin(), words.end(), is_parameter_word);
     const std::vector<std::string> files(files_at, words.end());
     words.erase(files_at, words.end());
 

@@ -182,7 +182,8 @@ TEST(PendingFile, TakesNamesAsLongAsTheFileSystemDoes) {
 class CleanUpOnSignals : public testing::TestWithParam<std::pair<int, int>> {};
 
 TEST_P(CleanUpOnSignals, RemovesPendingFilesAndTellsBySignal) {
-    const auto [signal_number, exit_code] = GetParam();
+    const int signal_number = GetParam().first;
+    const int exit_code = GetParam().second;
     const TemporaryFolder folder;
     write_file(folder / "walk.h5", "old");
     EXPECT_EQ(exit_code_of([&] {
