@@ -16,7 +16,24 @@ std::size_t skip_missing(std::span<const float> line, std::size_t index) {
     return index;
 }
 
+// Long enough for vector compares, short enough that the search for the exact end of a
+// run costs little.
+constexpr std::size_t BLOCK_SIZE = 16;
+
+// Without a branch per sample, so that the compiler compares several at once.
+bool has_missing(std::span<const float, BLOCK_SIZE> block) {
+    unsigned missing = 0;
+    for (const float sample : block) {
+        missing |= static_cast<unsigned>(std::isnan(sample));
+    }
+    return missing != 0;
+}
+
 std::size_t skip_valid(std::span<const float> line, std::size_t index) {
+    while (line.size() - index >= BLOCK_SIZE &&
+           !has_missing(line.subspan(index).first<BLOCK_SIZE>())) {
+        index += BLOCK_SIZE;
+    }
     while (index < line.size() && !std::isnan(line[index])) {
         ++index;
     }

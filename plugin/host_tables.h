@@ -22,4 +22,10 @@ inline const log_api& get_log_api(get_interface_function get_interface) {
     return *static_cast<const log_api*>(get_interface(LOG_API_ID));
 }
 
+inline group_handle get_root_group(const context_api& context, call_context* ctx) {
+    group_handle root{};
+    context.root_group(&root, ctx);
+    return root;
+}
+
 } // namespace talvora
