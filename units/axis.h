@@ -15,4 +15,4 @@ inline std::optional<std::size_t> resolve_axis(std::int64_t axis, std::uint64_t 
     return resolved < rank ? std::optional<std::size_t>(resolved) : std::nullopt;
 }
 
-}  // namespace talvora::units
+} // namespace talvora::units

@@ -1,16 +1,94 @@
+#include "dsp/percentile.h"
+#include "dsp/signal_to_noise.h"
 #include "plugin/host_tables.h"
+#include "plugin/source_sets.h"
 #include "plugin/unit_parameters.h"
+#include "units/axis_set.h"
+#include "units/line_loop.h"
+#include "units/messages.h"
 #include "units/units.h"
 
+#include <algorithm>
+#include <span>
+#include <vector>
+
 namespace talvora::units {
+
+namespace {
+
+// How many samples at the start of a line tell its baseline.
+constexpr std::size_t BASELINE_SAMPLE_COUNT = 10;
+
+// Empty when the axis is out of range for any of the sets.
+std::optional<std::vector<AxisSet>>
+read_axis_sets(const dataset_api& sets, const DatasetHandleList& handles, std::int64_t axis) {
+    std::vector<AxisSet> axis_sets;
+    for (const dataset_handle handle : handles) {
+        std::optional<AxisSet> set = read_axis_set(sets, handle, axis);
+        if (!set) {
+            return std::nullopt;
+        }
+        axis_sets.push_back(std::move(*set));
+    }
+    return axis_sets;
+}
+
+void subtract(std::span<float> samples, float offset) {
+    for (float& sample : samples) {
+        sample -= offset;
+    }
+}
+
+// The line begins at the start of its buffer, which malloc aligns to 16 bytes: the
+// reported figure depends on it in its last bit.
+void remove_line_offset(std::span<float> line, const log_api& log) {
+    const auto opening = line.first(std::min(line.size(), BASELINE_SAMPLE_COUNT));
+    log.log_info("Computed SNR: %f", double{dsp::compute_signal_to_noise(opening)});
+    subtract(line, dsp::percentile(opening, 50.0F));
+}
+
+// Lines without samples have no baseline.
+void remove_set_offsets(const AxisSet& set, const dataset_api& sets, const log_api& log) {
+    AxisLines lines = set.plan_lines();
+    if (lines.line_length == 0) {
+        return;
+    }
+    const SampleBuffer buffer(lines.line_length);
+    for_each_line(sets, set.handle, lines, buffer, [&log](const CurrentLine& line) {
+        remove_line_offset(line.samples, log);
+        line.write_back();
+    });
+}
+
+} // namespace
 
 std::uint64_t declare_baseline_offset(call_context* ctx, get_interface_function get_interface) {
     return declare_parameters(BASELINE_OFFSET_PARAMETERS, ctx, get_interface);
 }
 
 bool run_baseline_offset(call_context* ctx, get_interface_function get_interface) {
-    get_context_api(get_interface).log_error(ctx, "This unit is not built yet");
-    return false;
+    DatasetHandleList handles;
+    if (!select_source_sets(handles, ctx, get_interface)) {
+        return false;
+    }
+    const context_api& context = get_context_api(get_interface);
+    // Neither groups nor the root are used, yet asking for them is part of the sequence
+    // of calls by which hosts know this unit.
+    get_group_api(get_interface);
+    const dataset_api& sets = get_dataset_api(get_interface);
+    const log_api& log = get_log_api(get_interface);
+    get_root_group(context, ctx);
+
+    const std::int64_t axis = context.read_integer(ctx, "Axis");
+    const auto axis_sets = read_axis_sets(sets, handles, axis);
+    if (!axis_sets) {
+        context.log_error(ctx, AXIS_OUT_OF_RANGE_MESSAGE);
+        return false;
+    }
+    for (const AxisSet& set : *axis_sets) {
+        remove_set_offsets(set, sets, log);
+    }
+    return true;
 }
 
 } // namespace talvora::units

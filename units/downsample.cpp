@@ -1,16 +1,265 @@
+#include "dsp/integer_conversion.h"
 #include "plugin/host_tables.h"
+#include "plugin/source_sets.h"
 #include "plugin/unit_parameters.h"
+#include "units/axis_set.h"
+#include "units/line_loop.h"
+#include "units/messages.h"
 #include "units/units.h"
 
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <optional>
+#include <span>
+#include <vector>
+
 namespace talvora::units {
+
+namespace {
+
+constexpr char NO_HINT_MESSAGE[] = "No hint found to compute the downsample factor";
+constexpr char INVALID_HINT_GROUP_MESSAGE[] = "Invalid hint group to compute the downsample factor";
+constexpr char INVALID_HINT_SET_MESSAGE[] = "Invalid hint set to compute the downsample factor";
+constexpr char DENOMINATOR_MESSAGE[] = "At least one denominator is NaN or 0";
+constexpr char FACTOR_MESSAGE[] = "At least one factor is NaN, this may be caused by hint "
+                                  "set/group attribute SampleRate being 0 or NAN";
+
+// The tables and the context of one run.
+struct DownsampleCall {
+    call_context* ctx;
+    const context_api& context;
+    const group_api& groups;
+    const dataset_api& sets;
+
+    bool fail(const char* message) const {
+        context.log_error(ctx, message);
+        return false;
+    }
+};
+
+// The selected sets and their rates. Every rate stands twice in a row, so that the
+// i-th set is scaled by the rate of set i / 2. Users' recordings rely on it: a set
+// reduced today must agree with one reduced before.
+struct DownsampleSources {
+    std::vector<float> rates;
+    std::vector<AxisSet> sets;
+};
+
+// How one set shrinks.
+struct Reduction {
+    std::uint64_t stride;     // every stride-th sample is kept
+    std::uint64_t new_length; // of each line
+};
+
+// --- the rate to come down to
+
+bool read_group_rate(const DownsampleCall& call, group_handle root, const OwnedText& path,
+                     float& rate) {
+    if (call.groups.group_exists(root, path.c_str()) == 0) {
+        return call.fail(INVALID_HINT_GROUP_MESSAGE);
+    }
+    group_handle group{};
+    call.groups.open_group(&group, root, path.c_str());
+    rate = call.groups.read_float_attribute(group, "SampleRate");
+    return true;
+}
+
+bool read_set_rate(const DownsampleCall& call, group_handle root, const OwnedText& path,
+                   float& rate) {
+    if (call.sets.dataset_exists(root, path.c_str()) == 0) {
+        return call.fail(INVALID_HINT_SET_MESSAGE);
+    }
+    dataset_handle set{};
+    call.sets.open_dataset(&set, root, path.c_str());
+    rate = call.sets.read_float_attribute(set, "SampleRate");
+    return true;
+}
+
+// The group wins when both are given; an empty text is given too.
+bool read_target_rate(const DownsampleCall& call, group_handle& root, float& rate) {
+    const OwnedText hint_group = read_text(call.context, call.ctx, "HintGroup");
+    const OwnedText hint_set = read_text(call.context, call.ctx, "HintSet");
+    if (!hint_group.has_value() && !hint_set.has_value()) {
+        return call.fail(NO_HINT_MESSAGE);
+    }
+    root = get_root_group(call.context, call.ctx);
+    return hint_group.has_value() ? read_group_rate(call, root, hint_group, rate)
+                                  : read_set_rate(call, root, hint_set, rate);
+}
+
+// --- the sets to reduce
+
+bool read_sources(const DownsampleCall& call, const DatasetHandleList& handles, std::int64_t axis,
+                  DownsampleSources& sources) {
+    for (const dataset_handle handle : handles) {
+        const float rate = call.sets.read_float_attribute(handle, "SampleRate");
+        if (rate <= 0.0F) {
+            return call.fail(MISSING_SAMPLE_RATE_MESSAGE);
+        }
+        std::optional<AxisSet> set = read_axis_set(call.sets, handle, axis);
+        if (!set) {
+            return call.fail(AXIS_OUT_OF_RANGE_MESSAGE);
+        }
+        sources.rates.insert(sources.rates.end(), 2, rate);
+        sources.sets.push_back(std::move(*set));
+    }
+    return true;
+}
+
+// --- one set
+
+// The counts of a write request, at most `limit` samples in all.
+std::uint64_t count_named_samples(std::span<const std::uint64_t> counts, std::uint64_t limit) {
+    std::uint64_t named = 1;
+    for (const std::uint64_t count : counts) {
+        if (count != 0 && named > limit / count) {
+            named = limit;
+        } else {
+            named *= count;
+        }
+    }
+    return named;
+}
+
+// A line's request with the new length at 2 * axis + 1. That is the count of the axis
+// when the axis is the last dimension; for any other axis it is another entry, the
+// count of the axis stays, and the host is asked to take what it can.
+void request_reduced_line(std::span<const std::uint64_t> selection, std::size_t axis,
+                          std::uint64_t new_length, std::vector<std::uint64_t>& request) {
+    request.assign(selection.begin(), selection.end());
+    request[2 * axis + 1] = new_length;
+}
+
+// Room for a line of the new length and, zero-filled, for all else that the request
+// names: a host that copies what it is asked to must find it. No request can be met
+// beyond what the set holds.
+SampleBuffer allocate_output(const AxisSet& set, const AxisLines& lines, std::uint64_t new_length) {
+    std::vector<std::uint64_t> request;
+    request_reduced_line(lines.selection, set.axis, new_length, request);
+    const std::uint64_t named = count_named_samples(std::span(request).subspan(request.size() / 2),
+                                                    count_samples(set.shape.extents()));
+    return SampleBuffer(std::max(new_length, named));
+}
+
+void keep_every_stride(std::span<const float> line, std::uint64_t stride, std::span<float> kept) {
+    for (std::size_t j = 0; j < kept.size(); ++j) {
+        kept[j] = line[j * stride];
+    }
+}
+
+void reduce_lines(const dataset_api& sets, const AxisSet& set, const Reduction& reduction) {
+    AxisLines lines = set.plan_lines();
+    const SampleBuffer input(lines.line_length);
+    const SampleBuffer output = allocate_output(set, lines, reduction.new_length);
+    const std::span<float> kept = output.samples().first(reduction.new_length);
+    std::vector<std::uint64_t> request;
+    for_each_line(sets, set.handle, lines, input, [&](const CurrentLine& line) {
+        keep_every_stride(line.samples, reduction.stride, kept);
+        request_reduced_line(line.selection, set.axis, reduction.new_length, request);
+        sets.write_samples(set.handle, kept.data(), request.data(), request.size());
+    });
+}
+
+void reduce_set(const dataset_api& sets, AxisSet& set, float rate, float factor) {
+    const std::uint64_t stride = dsp::to_uint64(factor);
+    std::uint64_t& length = set.shape.extents()[set.axis];
+    const Reduction reduction{stride, length / stride};
+    reduce_lines(sets, set, reduction);
+
+    length = reduction.new_length;
+    sets.resize_dataset(set.handle, set.shape.extents().data(), set.shape.rank());
+    sets.write_float_attribute(set.handle, "SampleRate", rate / factor);
+    sets.write_float_attribute(set.handle, "NumSamples", static_cast<float>(length));
+}
+
+// Sets before one whose factor is NaN stay reduced.
+bool reduce_sets(const DownsampleCall& call, DownsampleSources& sources, float target_rate) {
+    for (std::size_t i = 0; i < sources.sets.size(); ++i) {
+        const float rate = sources.rates[i];
+        const float factor = rate / target_rate;
+        if (std::isnan(factor)) {
+            return call.fail(FACTOR_MESSAGE);
+        }
+        if (factor > 1.0F) {
+            reduce_set(call.sets, sources.sets[i], rate, factor);
+        }
+    }
+    return true;
+}
+
+// --- the source group and, when asked for, the groups below it
+
+void update_sample_count(const group_api& groups, group_handle group, float scale) {
+    if (groups.has_attribute(group, "NumSamples") == 0) {
+        return;
+    }
+    const std::int64_t old_count = groups.read_integer_attribute(group, "NumSamples");
+    const std::int64_t new_count = dsp::to_int64(std::floor(scale * static_cast<float>(old_count)));
+    groups.write_float_attribute(group, "NumSamples", static_cast<float>(new_count));
+}
+
+void update_group_attributes(const group_api& groups, group_handle group, float target_rate) {
+    if (groups.has_attribute(group, "SampleRate") == 0) {
+        return;
+    }
+    const float old_rate = groups.read_float_attribute(group, "SampleRate");
+    groups.write_float_attribute(group, "SampleRate", target_rate);
+    update_sample_count(groups, group, target_rate / old_rate);
+}
+
+void update_groups(const group_api& groups, group_handle group, float target_rate, bool recursive) {
+    update_group_attributes(groups, group, target_rate);
+    if (!recursive) {
+        return;
+    }
+    OwnedTextList names;
+    groups.list_groups(names.out(), group);
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        group_handle child{};
+        groups.open_group(&child, group, names[i]);
+        update_groups(groups, child, target_rate, recursive);
+    }
+}
+
+void update_source_group(const DownsampleCall& call, group_handle root, float target_rate) {
+    const OwnedText path = read_text(call.context, call.ctx, "SourceGroup");
+    const bool recursive = call.context.read_boolean(call.ctx, "ScanRecursive") != 0;
+    if (path.has_value()) {
+        group_handle group{};
+        call.groups.open_group(&group, root, path.c_str());
+        update_groups(call.groups, group, target_rate, recursive);
+    }
+}
+
+} // namespace
 
 std::uint64_t declare_downsample(call_context* ctx, get_interface_function get_interface) {
     return declare_parameters(DOWNSAMPLE_PARAMETERS, ctx, get_interface);
 }
 
 bool run_downsample(call_context* ctx, get_interface_function get_interface) {
-    get_context_api(get_interface).log_error(ctx, "This unit is not built yet");
-    return false;
+    DatasetHandleList handles;
+    if (!select_source_sets(handles, ctx, get_interface)) {
+        return false;
+    }
+    const DownsampleCall call{ctx, get_context_api(get_interface), get_group_api(get_interface),
+                              get_dataset_api(get_interface)};
+    group_handle root{};
+    float target_rate = 0.0F;
+    if (!read_target_rate(call, root, target_rate)) {
+        return false;
+    }
+    const std::int64_t axis = call.context.read_integer(ctx, "Axis");
+    if (std::isnan(target_rate) || target_rate == 0.0F) {
+        return call.fail(DENOMINATOR_MESSAGE);
+    }
+    DownsampleSources sources;
+    if (!read_sources(call, handles, axis, sources) || !reduce_sets(call, sources, target_rate)) {
+        return false;
+    }
+    update_source_group(call, root, target_rate);
+    return true;
 }
 
 } // namespace talvora::units

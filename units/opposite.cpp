@@ -1,16 +1,116 @@
 #include "plugin/host_tables.h"
+#include "plugin/set_records.h"
+#include "plugin/source_sets.h"
 #include "plugin/unit_parameters.h"
+#include "units/sample_buffer.h"
 #include "units/units.h"
 
+#include <algorithm>
+#include <span>
+#include <vector>
+
 namespace talvora::units {
+
+namespace {
+
+using Selection = std::vector<std::uint64_t>;
+
+// The host fills in the braces.
+constexpr char AXIS_WARNING[] =
+    "set-opposite : given axis {} exceeds or equals data set shape size of {}";
+constexpr char COMPONENT_WARNING[] =
+    "set-opposite : component {} exceeds or equals {}, which is the number of components for the "
+    "given axis {}";
+
+Selection select_component(std::span<const std::uint64_t> extents, std::uint64_t axis,
+                           std::uint64_t component) {
+    Selection selection = select_whole_set(extents);
+    selection[axis] = component;
+    selection[extents.size() + axis] = 1;
+    return selection;
+}
+
+// Components are taken as unsigned, so that a negative one is out of range.
+std::vector<Selection> select_components(std::span<const std::uint64_t> extents, std::uint64_t axis,
+                                         std::span<const std::int64_t> components,
+                                         const log_api& log) {
+    std::vector<Selection> selections;
+    for (const std::int64_t value : components) {
+        const auto component = static_cast<std::uint64_t>(value);
+        if (component < extents[axis]) {
+            selections.push_back(select_component(extents, axis, component));
+        } else {
+            log.log_warning(COMPONENT_WARNING, component, extents[axis], axis);
+        }
+    }
+    return selections;
+}
+
+// A negative axis means the whole set, whatever the components.
+std::vector<Selection> plan_selections(std::span<const std::uint64_t> extents, std::int64_t axis,
+                                       std::span<const std::int64_t> components,
+                                       const log_api& log) {
+    if (axis < 0) {
+        return {select_whole_set(extents)};
+    }
+    const auto along = static_cast<std::uint64_t>(axis);
+    if (along >= extents.size()) {
+        log.log_warning(AXIS_WARNING, along, std::uint64_t{extents.size()});
+        return {};
+    }
+    return select_components(extents, along, components, log);
+}
+
+// The factor is out of the compiler's sight, which would otherwise flip sign bits: a
+// product leaves a NaN as it is.
+void negate(std::span<float> samples) {
+    static const volatile float MINUS_ONE = -1.0F;
+    const float factor = MINUS_ONE;
+    for (float& sample : samples) {
+        sample *= factor;
+    }
+}
+
+void negate_selection(const dataset_api& sets, dataset_handle set, const Selection& selection) {
+    const std::span<const std::uint64_t> counts =
+        std::span(selection).subspan(selection.size() / 2);
+    const SampleBuffer buffer(count_samples(counts));
+    sets.read_samples(set, buffer.samples().data(), selection.data(), selection.size());
+    negate(buffer.samples());
+    sets.write_samples(set, buffer.samples().data(), selection.data(), selection.size());
+}
+
+} // namespace
 
 std::uint64_t declare_opposite(call_context* ctx, get_interface_function get_interface) {
     return declare_parameters(OPPOSITE_PARAMETERS, ctx, get_interface);
 }
 
 bool run_opposite(call_context* ctx, get_interface_function get_interface) {
-    get_context_api(get_interface).log_error(ctx, "This unit is not built yet");
-    return false;
+    DatasetHandleList handles;
+    if (!select_source_sets(handles, ctx, get_interface)) {
+        return false;
+    }
+    const context_api& context = get_context_api(get_interface);
+    // Neither groups nor the root are used, yet asking for them is part of the sequence
+    // of calls by which hosts know this unit.
+    get_group_api(get_interface);
+    const dataset_api& sets = get_dataset_api(get_interface);
+    const log_api& log = get_log_api(get_interface);
+    get_root_group(context, ctx);
+
+    const std::int64_t axis = context.read_integer(ctx, "Axis");
+    const OwnedIntegerList components = read_integer_list(context, ctx, "Components");
+    for (const dataset_handle handle : handles) {
+        OwnedShape shape;
+        sets.dataset_shape(shape.out(), handle);
+        // A component listed twice is negated twice.
+        for (const Selection& selection :
+             plan_selections(shape.extents(), axis, components.values(), log)) {
+            negate_selection(sets, handle, selection);
+        }
+    }
+    return true;
 }
 
 } // namespace talvora::units
