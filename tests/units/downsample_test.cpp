@@ -297,8 +297,7 @@ TEST(Downsample, TakesTheLastDimensionAsTheAxis) {
 }
 
 // The new length goes to place 2 * axis + 1 of the request, which is the count of the
-// axis for the last dimension only. Extents and lines: 8 x 4 along the first axis, 2 x
-// 8 x 4 along the second, 2 x 3 x 8 x 4 along each but the last.
+// axis for the last dimension only; elsewhere it is a start or another count.
 TEST(Downsample, PutsTheNewLengthWhereItsIndexPoints) {
     struct Case {
         std::vector<std::uint64_t> extents;
@@ -325,9 +324,8 @@ TEST(Downsample, PutsTheNewLengthWhereItsIndexPoints) {
     }
 }
 
-// 4 x 2 along the first axis by 2: the first line becomes 0 4 and, in the room that the
-// request names beyond it, zeros; it asks for four samples from column 2 on, of which
-// this host finds none inside the set.
+// 4 x 2 along the first axis, by 2: each request asks for four samples from column 2 on,
+// of which this host finds none inside the set, and the first two rows are kept.
 TEST(Downsample, LeavesAnAxisOtherThanTheLastToTheHost) {
     RecordingHost host;
     host.habits().clips_requests = true;
@@ -338,8 +336,9 @@ TEST(Downsample, LeavesAnAxisOtherThanTheLastToTheHost) {
     EXPECT_THAT(host.samples("x"), ElementsAre(0, 1, 2, 3));
 }
 
-// 1 x 4 x 1 along the middle: 2 x 4 x 1 are asked for and 1 x 4 x 1 is there, which
-// takes the line 0 2 and the zeros behind it.
+// 2 x 4 x 1 along the middle, by 2: a request names 2 x 4 x 1 samples where the line has
+// 2. This host takes all of them, so the first request writes 0 2 0 0 | 0 0 0 0 over
+// both lines, and the second, from line 1 on, writes the zeros that it then reads there.
 TEST(Downsample, HasZerosForWhatARequestNamesBeyondTheLine) {
     RecordingHost host;
     host.habits().clips_requests = true;
@@ -347,8 +346,6 @@ TEST(Downsample, HasZerosForWhatARequestNamesBeyondTheLine) {
     host.set_parameter("Axis", std::int64_t{1});
     EXPECT_TRUE(host.run(DOWNSAMPLE));
     EXPECT_THAT(host.dataset("x").extents(), ElementsAre(2, 2, 1));
-    // The first request writes 0 2 0 0 | 0 0 0 0 over both lines; the second, from line
-    // 1 on, writes what it then reads there.
     EXPECT_THAT(host.samples("x"), ElementsAre(0, 2, 0, 0));
 }
 
