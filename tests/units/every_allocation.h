@@ -2,7 +2,7 @@
 #pragma once
 
 #include "tests/support/recording_host.h"
-#include "tests/support/plugin_memory.h"
+#include "tests/support/tracked_heap.h"
 
 #include <gtest/gtest.h>
 
