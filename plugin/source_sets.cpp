@@ -44,7 +44,7 @@ bool add_named_sets(const Selection& selection, const OwnedTextList& names,
                     DatasetHandleList& handles) {
     for (std::size_t i = 0; i < names.size(); ++i) {
         if (!add_valid_dataset(selection.sets, selection.root, names[i], handles)) {
-            selection.context.log_error(selection.ctx, "No data set '%s' found", names[i]);
+            selection.context.log_error(selection.ctx, NO_DATA_SET_MESSAGE, names[i]);
             return false;
         }
     }
@@ -60,17 +60,15 @@ bool scan_groups_below(const Selection& selection, group_handle group, DatasetHa
 
 bool add_group_sets(const Selection& selection, const OwnedText& name, bool recursive,
                     DatasetHandleList& handles) {
-    group_handle group{};
-    selection.groups.open_group(&group, selection.root, name.c_str());
-    if (selection.groups.group_is_valid(group) == 0) {
-        selection.context.log_error(selection.ctx, "Invalid source group '%s' to find data set(s)",
-                                    name.c_str());
+    const auto group = open_source_group(selection.ctx, selection.context, selection.groups,
+                                         selection.root, name.c_str());
+    if (!group) {
         return false;
     }
     // An invalid set listed here ends the listing, but not the selection.
-    collect_group_datasets(group, &handles, selection.get_interface);
+    collect_group_datasets(*group, &handles, selection.get_interface);
     handles.rethrow_failure();
-    if (recursive && !scan_groups_below(selection, group, handles)) {
+    if (recursive && !scan_groups_below(selection, *group, handles)) {
         selection.context.log_error(selection.ctx,
                                     "Error when scanning the source_group '%s' to find data set(s)",
                                     name.c_str());
@@ -107,6 +105,18 @@ bool select_source_sets(DatasetHandleList& handles, call_context* ctx,
         return false;
     }
     return !group.has_value() || add_group_sets(selection, group, recursive, handles);
+}
+
+std::optional<group_handle> open_source_group(call_context* ctx, const context_api& context,
+                                              const group_api& groups, group_handle root,
+                                              const char* name) {
+    group_handle group{};
+    groups.open_group(&group, root, name);
+    if (groups.group_is_valid(group) == 0) {
+        context.log_error(ctx, "Invalid source group '%s' to find data set(s)", name);
+        return std::nullopt;
+    }
+    return group;
 }
 
 std::int32_t collect_group_datasets(group_handle group, void* handle_list,

@@ -5,10 +5,14 @@
 #include "plugin/host_interfaces.h"
 
 #include <exception>
+#include <optional>
 #include <unordered_set>
 #include <vector>
 
 namespace talvora {
+
+// Said of a name that opens no data set; its argument is the name.
+inline constexpr char NO_DATA_SET_MESSAGE[] = "No data set '%s' found";
 
 // Distinct handles in the order in which they were first added.
 class DatasetHandleList {
@@ -36,6 +40,12 @@ class DatasetHandleList {
 // the list holds is not to be used.
 bool select_source_sets(DatasetHandleList& handles, call_context* ctx,
                         get_interface_function get_interface);
+
+// The source group of that name below the root. Nothing when it is not valid, which has
+// been reported through log_error.
+std::optional<group_handle> open_source_group(call_context* ctx, const context_api& context,
+                                              const group_api& groups, group_handle root,
+                                              const char* name);
 
 // Adds the data sets listed directly in a group. `handle_list` is a
 // DatasetHandleList. 0 on success, -1 when a listed set is not valid (those before it
