@@ -1,16 +1,154 @@
-#include "plugin/host_tables.h"
+#include "dsp/missing_samples.h"
+#include "dsp/reductions.h"
+#include "plugin/set_records.h"
 #include "plugin/unit_parameters.h"
+#include "units/axis.h"
+#include "units/filtered_sets.h"
+#include "units/line_loop.h"
+#include "units/messages.h"
 #include "units/units.h"
 
 namespace talvora::units {
+
+namespace {
+
+// One run: where its results go and which axis they are the means along.
+struct Averaging {
+    const AggregationCall& call;
+    const DestinationGroup& destination;
+    std::int64_t axis; // as asked for
+};
+
+void copy_attributes(const dataset_api& sets, dataset_handle source, dataset_handle destination) {
+    OwnedTextList names;
+    sets.list_attributes(names.out(), source);
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        sets.copy_attribute(destination, source, names[i]);
+    }
+}
+
+// Same place as the line it was taken from, one sample long.
+void write_mean(const CurrentLine& line, std::size_t axis, dataset_handle destination) {
+    const float mean = dsp::mean(line.samples);
+    std::vector<std::uint64_t> selection(line.selection.begin(), line.selection.end());
+    selection[selection.size() / 2 + axis] = 1;
+    line.sets.write_samples(destination, &mean, selection.data(), selection.size());
+}
+
+// Hosts follow the calls line by line, the attributes among them: they are copied anew
+// with each line.
+void average_lines(const dataset_api& sets, dataset_handle source, const OwnedShape& shape,
+                   std::size_t axis, dataset_handle destination) {
+    AxisLines lines = plan_axis_lines(shape.extents(), axis);
+    const SampleBuffer buffer(lines.line_length);
+    dsp::fill_missing(buffer.samples());
+    for_each_line(sets, source, lines, buffer, [&](const CurrentLine& line) {
+        write_mean(line, axis, destination);
+        copy_attributes(sets, source, destination);
+    });
+}
+
+// A mean has no time base; what was copied from the source is written over.
+void mark_as_mean(const dataset_api& sets, dataset_handle source, dataset_handle destination) {
+    const OwnedText metric = read_text_attribute(sets, source, "MetricType");
+    sets.write_float_attribute(destination, "SampleRate", dsp::MISSING_SAMPLE);
+    sets.write_float_attribute(destination, "StartTime", dsp::MISSING_SAMPLE);
+    sets.write_string_attribute(destination, "MetricType",
+                                metric.view().empty() ? "Unknown" : metric.c_str());
+}
+
+// Reports a set of that name; what becomes of the creation is then the host's decision.
+bool check_destination_free(const Averaging& averaging, const FilteredSet& source) {
+    const auto& [call, destination, axis] = averaging;
+    if (call.sets.dataset_exists(destination.handle, source.name.c_str()) == 0) {
+        return true;
+    }
+    call.context.log_error(
+        call.ctx,
+        "The destination set '%s' already exists in the group '%s' and cannot be overwritten",
+        source.name.c_str(), destination.name.c_str());
+    return false;
+}
+
+std::optional<std::size_t> resolve_source_axis(const Averaging& averaging,
+                                               const FilteredSet& source, std::uint64_t rank) {
+    const auto axis = resolve_axis(averaging.axis, rank);
+    if (!axis) {
+        averaging.call.context.log_error(
+            averaging.call.ctx,
+            "The source set '%s' cannot be processed because the axis to use is out of range "
+            "(axis = %i, # dims = %lu)",
+            source.name.c_str(), averaging.axis, rank);
+    }
+    return axis;
+}
+
+std::optional<dataset_handle> create_destination(const Averaging& averaging,
+                                                 const FilteredSet& source, const OwnedShape& shape,
+                                                 std::size_t axis) {
+    const AggregationCall& call = averaging.call;
+    std::vector<std::uint64_t> extents(shape.extents().begin(), shape.extents().end());
+    extents[axis] = 1;
+    const dataset_handle set =
+        create_dataset(call.sets, averaging.destination.handle, source.name.c_str(), extents);
+    if (call.sets.dataset_is_valid(set) == 0) {
+        call.context.log_error(call.ctx, DESTINATION_NOT_CREATED_MESSAGE, source.name.c_str());
+        return std::nullopt;
+    }
+    return set;
+}
+
+// True when the set was averaged and nothing was found amiss on the way. A destination
+// that exists is reported and yet asked for; without an axis there is nothing to ask for.
+bool average_set(const Averaging& averaging, const FilteredSet& source) {
+    const dataset_api& sets = averaging.call.sets;
+    const OwnedShape shape = read_shape(sets, source.handle);
+    const auto axis = resolve_source_axis(averaging, source, shape.rank());
+    const bool is_free = check_destination_free(averaging, source);
+    if (!axis) {
+        return false;
+    }
+    const auto destination = create_destination(averaging, source, shape, *axis);
+    if (!destination) {
+        return false;
+    }
+    average_lines(sets, source.handle, shape, *axis, *destination);
+    mark_as_mean(sets, source.handle, *destination);
+    return is_free;
+}
+
+bool average_sets(const Averaging& averaging, const std::vector<FilteredSet>& sources) {
+    bool succeeded = true;
+    for (const FilteredSet& source : sources) {
+        succeeded = average_set(averaging, source) && succeeded;
+    }
+    return succeeded;
+}
+
+} // namespace
 
 std::uint64_t declare_average_set(call_context* ctx, get_interface_function get_interface) {
     return declare_parameters(AVERAGE_SET_PARAMETERS, ctx, get_interface);
 }
 
 bool run_average_set(call_context* ctx, get_interface_function get_interface) {
-    get_context_api(get_interface).log_error(ctx, "This unit is not built yet");
-    return false;
+    const AggregationCall call = begin_aggregation(ctx, get_interface);
+    const auto source_group = open_source_group(call);
+    if (!source_group) {
+        return false;
+    }
+    const auto destination = open_or_create_destination_group(call);
+    if (!destination) {
+        return false;
+    }
+    const OwnedTextList names_filter = read_text_list(call.context, ctx, "NamesFilter");
+    const OwnedText metric_filter = read_text(call.context, ctx, "MetricFilter");
+    const std::int64_t axis = call.context.read_integer(ctx, "Axis");
+
+    const auto sources =
+        select_filtered_sets(call, *source_group, names_filter, metric_filter.view());
+    return check_destination_shapes(call, sources, destination->handle) &&
+           average_sets({call, *destination, axis}, sources);
 }
 
 } // namespace talvora::units

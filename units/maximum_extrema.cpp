@@ -1,16 +1,114 @@
-#include "plugin/host_tables.h"
+#include "dsp/reductions.h"
+#include "plugin/set_records.h"
 #include "plugin/unit_parameters.h"
+#include "units/filtered_sets.h"
+#include "units/sample_buffer.h"
 #include "units/units.h"
 
+#include <array>
+
 namespace talvora::units {
+
+namespace {
+
+// The set that the maxima of a source go to.
+struct FeatureSet {
+    dataset_handle handle{};
+    bool keeps_greater = false; // than what it holds already
+};
+
+// Three starts, three counts: the samples of one position, or its one value.
+using Selection = std::array<std::uint64_t, 6>;
+
+Selection select_position(std::span<const std::uint64_t> extents, std::uint64_t position,
+                          std::uint64_t sample_count) {
+    return {position / extents[1], position % extents[1], 0, 1, 1, sample_count};
+}
+
+float keep_greater(const dataset_api& sets, dataset_handle feature, const Selection& place,
+                   float maximum) {
+    std::array<float, 2> values{};
+    sets.read_samples(feature, values.data(), place.data(), place.size());
+    values[1] = maximum;
+    return dsp::maximum(values);
+}
+
+// Positions are visited with the second dimension varying fastest.
+void write_maxima(const dataset_api& sets, dataset_handle source, const OwnedShape& shape,
+                  const FeatureSet& feature) {
+    const auto extents = shape.extents();
+    const std::uint64_t position_count = count_samples(extents.first(2));
+    const SampleBuffer buffer(extents[2]);
+    for (std::uint64_t position = 0; position < position_count; ++position) {
+        const Selection samples = select_position(extents, position, extents[2]);
+        sets.read_samples(source, buffer.samples().data(), samples.data(), samples.size());
+        float maximum = dsp::maximum(buffer.samples());
+        const Selection place = select_position(extents, position, 1);
+        if (feature.keeps_greater) {
+            maximum = keep_greater(sets, feature.handle, place, maximum);
+        }
+        sets.write_samples(feature.handle, &maximum, place.data(), place.size());
+    }
+}
+
+FeatureSet open_or_create_feature_set(const dataset_api& sets, group_handle group, const char* name,
+                                      std::span<const std::uint64_t> source, bool keeps_greater) {
+    if (sets.dataset_exists(group, name) != 0) {
+        return {open_dataset(sets, group, name), keeps_greater};
+    }
+    const std::array<std::uint64_t, 3> extents = {source[0], source[1], 1};
+    return {create_dataset(sets, group, name, extents), false};
+}
+
+// A set whose feature set cannot be had is reported and passed over.
+void extract_maxima(const AggregationCall& call, const FilteredSet& source, group_handle group,
+                    bool keeps_greater) {
+    const dataset_api& sets = call.sets;
+    const char* const name = source.name.c_str();
+    const OwnedShape shape = read_shape(sets, source.handle);
+    const FeatureSet feature =
+        open_or_create_feature_set(sets, group, name, shape.extents(), keeps_greater);
+    if (sets.dataset_is_valid(feature.handle) == 0) {
+        call.log.log_error(
+            "Could not create nor retrieve the %s destination set due to an internal "
+            "error. It will be skipped.",
+            name);
+        return;
+    }
+    write_maxima(sets, source.handle, shape, feature);
+    sets.write_string_attribute(feature.handle, "MetricType", "Feature");
+    sets.write_string_attribute(feature.handle, "FeatureType", "MaximumExtrema");
+}
+
+} // namespace
 
 std::uint64_t declare_maximum_extrema(call_context* ctx, get_interface_function get_interface) {
     return declare_parameters(MAXIMUM_EXTREMA_PARAMETERS, ctx, get_interface);
 }
 
 bool run_maximum_extrema(call_context* ctx, get_interface_function get_interface) {
-    get_context_api(get_interface).log_error(ctx, "This unit is not built yet");
-    return false;
+    const AggregationCall call = begin_aggregation(ctx, get_interface);
+    const auto source_group = open_source_group(call);
+    if (!source_group) {
+        return false;
+    }
+    const auto destination = open_or_create_destination_group(call);
+    if (!destination) {
+        return false;
+    }
+    const OwnedTextList names_filter = read_text_list(call.context, ctx, "NamesFilter");
+    const OwnedText metric_filter = read_text(call.context, ctx, "MetricFilter");
+    const bool keeps_greater = call.context.read_boolean(ctx, "OverwriteIfGreater") != 0;
+
+    const auto sources =
+        select_filtered_sets(call, *source_group, names_filter, metric_filter.view());
+    if (!check_destination_shapes(call, sources, destination->handle)) {
+        return false;
+    }
+    for (const FilteredSet& source : sources) {
+        extract_maxima(call, source, destination->handle, keeps_greater);
+    }
+    return true;
 }
 
 } // namespace talvora::units

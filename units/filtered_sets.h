@@ -1,0 +1,82 @@
+// What the units that summarise sets into other sets share: which sets they take from
+// a source group, by name and by metric, and where their results go.
+//
+// The parameters "SourceGroup" and "DestinationGroup" name groups from the root of the
+// call; a parameter without a value reaches the host as the empty text. Sources are
+// never written here, and nothing is created but the destination group.
+#pragma once
+
+#include "plugin/host_interfaces.h"
+#include "plugin/host_records.h"
+
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace talvora::units {
+
+// The tables and the root that every step of a run works with, borrowed for the run.
+struct AggregationCall {
+    call_context* ctx;
+    const context_api& context;
+    const group_api& groups;
+    const dataset_api& sets;
+    const log_api& log;
+    group_handle root;
+};
+
+AggregationCall begin_aggregation(call_context* ctx, get_interface_function get_interface);
+
+// A source set with the name under which it was asked for.
+struct FilteredSet {
+    std::string name;
+    dataset_handle handle{};
+};
+
+// From one text to another by exact equality. Both sides are borrowed from whoever
+// built the map.
+using TextMap = std::map<std::string_view, const char*>;
+
+// The group named in "SourceGroup". Nothing when there is no such group, which has
+// been reported through log_error.
+std::optional<group_handle> open_source_group(const AggregationCall& call);
+
+struct DestinationGroup {
+    OwnedText name; // the value of "DestinationGroup"
+    group_handle handle{};
+};
+
+// Opens the group named in "DestinationGroup", or creates it. Nothing when that gives
+// no valid group; a refused creation has been reported through log_error.
+std::optional<DestinationGroup> open_or_create_destination_group(const AggregationCall& call);
+
+// The sets of the source group, in the order of `names_filter` when it holds a name and
+// of the group's listing otherwise; the listing is asked for in any case, before a set
+// is opened. A name that is a key of `source_names` opens the set that it is mapped to.
+// A name that opens no set is warned of and passed over. With a `metric_filter`, only
+// sets whose "MetricType" equals it are taken. A name given twice is taken twice.
+std::vector<FilteredSet> select_filtered_sets(const AggregationCall& call,
+                                              group_handle source_group,
+                                              const OwnedTextList& names_filter,
+                                              std::string_view metric_filter,
+                                              const TextMap& source_names = {});
+
+// True when every set has three dimensions and no set of its name, or one of extents
+// [e0, e1, 1], in the destination group; e0 and e1 are its own. Every set that fails is
+// reported through log_error.
+bool check_destination_shapes(const AggregationCall& call, const std::vector<FilteredSet>& sources,
+                              group_handle destination);
+
+OwnedShape read_shape(const dataset_api& sets, dataset_handle set);
+
+// The text, or the empty one when there is no such attribute.
+OwnedText read_text_attribute(const dataset_api& sets, dataset_handle set, const char* name);
+
+// The handle may name no set: dataset_is_valid tells.
+dataset_handle open_dataset(const dataset_api& sets, group_handle group, const char* name);
+dataset_handle create_dataset(const dataset_api& sets, group_handle group, const char* name,
+                              std::span<const std::uint64_t> extents);
+
+} // namespace talvora::units
