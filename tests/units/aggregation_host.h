@@ -1,0 +1,56 @@
+// What the tests of the units that summarise sets share.
+#pragma once
+
+#include "tests/support/recording_host.h"
+
+#include <bit>
+#include <cstdint>
+#include <limits>
+#include <string>
+#include <vector>
+
+namespace talvora::test_support {
+
+inline constexpr char AVERAGE_SET[] = "orvane.signal.average-set";
+inline constexpr char AVERAGE_SET_2[] = "orvane.signal.average-set-2";
+inline constexpr char MAXIMUM_EXTREMA[] = "orvane.signal.extract-set-maximum-extrema";
+
+inline constexpr float NaN = std::numeric_limits<float>::quiet_NaN();
+inline constexpr float INF = std::numeric_limits<float>::infinity();
+inline constexpr std::uint32_t MISSING_BITS = 0xFFC00000U;
+
+inline std::uint32_t bits(float value) {
+    return std::bit_cast<std::uint32_t>(value);
+}
+
+inline std::vector<std::uint32_t> bits(const std::vector<float>& values) {
+    std::vector<std::uint32_t> patterns;
+    for (const float value : values) {
+        patterns.push_back(bits(value));
+    }
+    return patterns;
+}
+
+// From the sets of "Imu" to the group, or the set, "Out".
+inline void choose_places(RecordingHost& host) {
+    host.set_parameter("SourceGroup", "Imu");
+    host.set_parameter("DestinationGroup", "Out");
+    host.set_parameter("DestinationSet", "Out");
+}
+
+// What the host was asked to create or to change.
+inline std::vector<std::string> find_changes(const RecordingHost& host) {
+    return host.calls_of({"create_dataset", "write_samples", "resize_dataset", "copy_attribute",
+                          "write_float_attribute", "write_string_attribute",
+                          "write_string_list_attribute"});
+}
+
+inline std::string join(const std::vector<std::string>& lines) {
+    std::string text;
+    for (const std::string& line : lines) {
+        text += line + "\n";
+    }
+    return text;
+}
+
+} // namespace talvora::test_support
