@@ -133,22 +133,16 @@ std::uint64_t declare_average_set(call_context* ctx, get_interface_function get_
 
 bool run_average_set(call_context* ctx, get_interface_function get_interface) {
     const AggregationCall call = begin_aggregation(ctx, get_interface);
-    const auto source_group = open_source_group(call);
-    if (!source_group) {
+    const auto groups = open_groups(call);
+    if (!groups) {
         return false;
     }
-    const auto destination = open_or_create_destination_group(call);
-    if (!destination) {
-        return false;
-    }
-    const OwnedTextList names_filter = read_text_list(call.context, ctx, "NamesFilter");
-    const OwnedText metric_filter = read_text(call.context, ctx, "MetricFilter");
+    const SetFilters filters = read_filters(call);
     const std::int64_t axis = call.context.read_integer(ctx, "Axis");
 
-    const auto sources =
-        select_filtered_sets(call, *source_group, names_filter, metric_filter.view());
-    return check_destination_shapes(call, sources, destination->handle) &&
-           average_sets({call, *destination, axis}, sources);
+    const auto sources = select_filtered_sets(call, groups->source, filters);
+    return check_destination_shapes(call, sources, groups->destination.handle) &&
+           average_sets({call, groups->destination, axis}, sources);
 }
 
 } // namespace talvora::units

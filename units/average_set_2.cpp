@@ -176,8 +176,7 @@ bool run_average_set_2(call_context* ctx, get_interface_function get_interface) 
     if (!source_group) {
         return false;
     }
-    const OwnedTextList names_filter = read_text_list(call.context, ctx, "NamesFilter");
-    const OwnedText metric_filter = read_text(call.context, ctx, "MetricFilter");
+    const SetFilters filters = read_filters(call);
     const OwnedTextList pairs = read_text_list(call.context, ctx, "TranslationMap");
     if (pairs.size() % 2 != 0) {
         call.context.log_error(ctx,
@@ -185,8 +184,8 @@ bool run_average_set_2(call_context* ctx, get_interface_function get_interface) 
         return false;
     }
     const Translation translation = build_translation(pairs);
-    const auto sources = select_filtered_sets(call, *source_group, names_filter,
-                                              metric_filter.view(), translation.source_of_label);
+    const auto sources =
+        select_filtered_sets(call, *source_group, filters, translation.source_of_label);
     if (sources.empty()) {
         call.log.log_warning(
             "No source sets found matching the specified filters. Aborting operation.");

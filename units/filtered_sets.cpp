@@ -27,10 +27,9 @@ const char* translate(const TextMap& source_names, const char* name) {
     return found != source_names.end() ? found->second : name;
 }
 
-bool matches_metric(const dataset_api& sets, dataset_handle set, std::string_view metric_filter) {
-    return metric_filter.empty() ||
-           (sets.has_attribute(set, "MetricType") != 0 &&
-            read_text_attribute(sets, set, "MetricType").view() == metric_filter);
+bool matches_metric(const dataset_api& sets, dataset_handle set, std::string_view metric) {
+    return metric.empty() || (sets.has_attribute(set, "MetricType") != 0 &&
+                              read_text_attribute(sets, set, "MetricType").view() == metric);
 }
 
 bool is_one_value_per_line(const OwnedShape& shape, const OwnedShape& source) {
@@ -75,6 +74,13 @@ AggregationCall begin_aggregation(call_context* ctx, get_interface_function get_
     return call;
 }
 
+SetFilters read_filters(const AggregationCall& call) {
+    SetFilters filters;
+    filters.names = read_text_list(call.context, call.ctx, "NamesFilter");
+    filters.metric = read_text(call.context, call.ctx, "MetricFilter");
+    return filters;
+}
+
 std::optional<group_handle> open_source_group(const AggregationCall& call) {
     const OwnedText name = read_text(call.context, call.ctx, "SourceGroup");
     return talvora::open_source_group(call.ctx, call.context, call.groups, call.root, name.c_str());
@@ -89,21 +95,31 @@ std::optional<DestinationGroup> open_or_create_destination_group(const Aggregati
     return group;
 }
 
+std::optional<SourceAndDestination> open_groups(const AggregationCall& call) {
+    const auto source = open_source_group(call);
+    if (!source) {
+        return std::nullopt;
+    }
+    auto destination = open_or_create_destination_group(call);
+    if (!destination) {
+        return std::nullopt;
+    }
+    return SourceAndDestination{*source, std::move(*destination)};
+}
+
 std::vector<FilteredSet> select_filtered_sets(const AggregationCall& call,
-                                              group_handle source_group,
-                                              const OwnedTextList& names_filter,
-                                              std::string_view metric_filter,
+                                              group_handle source_group, const SetFilters& filters,
                                               const TextMap& source_names) {
     OwnedTextList listed;
     call.groups.list_datasets(listed.out(), source_group);
-    const OwnedTextList& names = names_filter.size() != 0 ? names_filter : listed;
+    const OwnedTextList& names = filters.names.size() != 0 ? filters.names : listed;
     std::vector<FilteredSet> selected;
     for (std::size_t i = 0; i < names.size(); ++i) {
         const dataset_handle set =
             open_dataset(call.sets, source_group, translate(source_names, names[i]));
         if (call.sets.dataset_is_valid(set) == 0) {
             call.log.log_warning(NO_DATA_SET_MESSAGE, names[i]);
-        } else if (matches_metric(call.sets, set, metric_filter)) {
+        } else if (matches_metric(call.sets, set, filters.metric.view())) {
             selected.push_back({names[i], set});
         }
     }

@@ -39,6 +39,14 @@ struct FilteredSet {
 // built the map.
 using TextMap = std::map<std::string_view, const char*>;
 
+// The values of "NamesFilter" and "MetricFilter".
+struct SetFilters {
+    OwnedTextList names;
+    OwnedText metric;
+};
+
+SetFilters read_filters(const AggregationCall& call);
+
 // The group named in "SourceGroup". Nothing when there is no such group, which has
 // been reported through log_error.
 std::optional<group_handle> open_source_group(const AggregationCall& call);
@@ -52,15 +60,21 @@ struct DestinationGroup {
 // no valid group; a refused creation has been reported through log_error.
 std::optional<DestinationGroup> open_or_create_destination_group(const AggregationCall& call);
 
-// The sets of the source group, in the order of `names_filter` when it holds a name and
-// of the group's listing otherwise; the listing is asked for in any case, before a set
-// is opened. A name that is a key of `source_names` opens the set that it is mapped to.
-// A name that opens no set is warned of and passed over. With a `metric_filter`, only
-// sets whose "MetricType" equals it are taken. A name given twice is taken twice.
+struct SourceAndDestination {
+    group_handle source;
+    DestinationGroup destination;
+};
+
+// Both of them, the source group first.
+std::optional<SourceAndDestination> open_groups(const AggregationCall& call);
+
+// The sets of the source group, in the order of the names asked for, when there are any,
+// and of the group's listing otherwise; the listing is asked for in any case, before a
+// set is opened. A name that is a key of `source_names` opens the set that it is mapped
+// to. A name that opens no set is warned of and passed over. With a metric, only sets
+// whose "MetricType" equals it are taken. A name given twice is taken twice.
 std::vector<FilteredSet> select_filtered_sets(const AggregationCall& call,
-                                              group_handle source_group,
-                                              const OwnedTextList& names_filter,
-                                              std::string_view metric_filter,
+                                              group_handle source_group, const SetFilters& filters,
                                               const TextMap& source_names = {});
 
 // True when every set has three dimensions and no set of its name, or one of extents

@@ -88,25 +88,19 @@ std::uint64_t declare_maximum_extrema(call_context* ctx, get_interface_function 
 
 bool run_maximum_extrema(call_context* ctx, get_interface_function get_interface) {
     const AggregationCall call = begin_aggregation(ctx, get_interface);
-    const auto source_group = open_source_group(call);
-    if (!source_group) {
+    const auto groups = open_groups(call);
+    if (!groups) {
         return false;
     }
-    const auto destination = open_or_create_destination_group(call);
-    if (!destination) {
-        return false;
-    }
-    const OwnedTextList names_filter = read_text_list(call.context, ctx, "NamesFilter");
-    const OwnedText metric_filter = read_text(call.context, ctx, "MetricFilter");
+    const SetFilters filters = read_filters(call);
     const bool keeps_greater = call.context.read_boolean(ctx, "OverwriteIfGreater") != 0;
 
-    const auto sources =
-        select_filtered_sets(call, *source_group, names_filter, metric_filter.view());
-    if (!check_destination_shapes(call, sources, destination->handle)) {
+    const auto sources = select_filtered_sets(call, groups->source, filters);
+    if (!check_destination_shapes(call, sources, groups->destination.handle)) {
         return false;
     }
     for (const FilteredSet& source : sources) {
-        extract_maxima(call, source, destination->handle, keeps_greater);
+        extract_maxima(call, source, groups->destination.handle, keeps_greater);
     }
     return true;
 }
