@@ -136,7 +136,8 @@ void write_attribute(const char* slot, dataset_handle set, const char* name,
 
 // Nothing when the tree cannot read its type, as with references that other programs
 // keep beside their sets; the user is told, and the rest of the set is still of use.
-std::optional<AttributeValue> read_or_warn(HostCall& call, ObjectId object, const char* name) {
+std::optional<AttributeValue> read_or_warn(HostCall& call, ObjectId object,
+                                           const std::string& name) {
     try {
         auto value = call.tree().read_attribute(object, name);
         if (!value)
@@ -152,8 +153,9 @@ std::optional<AttributeValue> read_or_warn(HostCall& call, ObjectId object, cons
 void copy_attribute(dataset_handle destination, dataset_handle source, const char* name) {
     answer("copy_attribute", [&](HostCall& call) {
         const ObjectId to = object_of(call, destination);
-        if (const auto value = read_or_warn(call, object_of(call, source), checked_text(name)))
-            call.tree().write_attribute(to, name, *value);
+        const std::string key = checked_text(name);
+        if (const auto value = read_or_warn(call, object_of(call, source), key))
+            call.tree().write_attribute(to, key, *value);
     });
 }
 

@@ -39,7 +39,9 @@ std::vector<float> move_samples(const std::vector<float>& samples, const Extents
 
 } // namespace
 
-MemoryTree::MemoryTree() : nodes_(1) {}
+MemoryTree::MemoryTree() {
+    nodes_.push_back(std::make_unique<Node>());
+}
 
 ObjectId MemoryTree::root() const {
     return ROOT;
@@ -118,8 +120,10 @@ void MemoryTree::write(ObjectId id, const Hyperslab& slab, std::span<const float
 }
 
 std::vector<std::string> MemoryTree::list_attributes(ObjectId object) {
+    const auto& attributes = node(object).attributes;
     std::vector<std::string> names;
-    for (const auto& [name, value] : node(object).attributes)
+    names.reserve(attributes.size());
+    for (const auto& [name, value] : attributes)
         names.push_back(name);
     return names;
 }
@@ -141,7 +145,7 @@ const MemoryTree::Node& MemoryTree::node(ObjectId id) const {
     if (index >= nodes_.size())
         throw TreeError(
             fmt::format("{} is no object of this tree", static_cast<std::uint64_t>(id)));
-    return nodes_[index];
+    return *nodes_[index];
 }
 
 MemoryTree::Node& MemoryTree::node(ObjectId id) {
@@ -179,7 +183,7 @@ ObjectId MemoryTree::create(ObjectId parent, std::string_view path, Node new_nod
 ObjectId MemoryTree::add_child(ObjectId group, const std::string& name, Node new_node) {
     const ObjectId id{nodes_.size() + 1};
     new_node.path = join_path(node(group).path, name);
-    nodes_.push_back(std::move(new_node));
+    nodes_.push_back(std::make_unique<Node>(std::move(new_node)));
     node(group).children.emplace(name, id);
     return id;
 }

@@ -3,9 +3,10 @@
 
 #include "host/data_tree.h"
 
-#include <deque>
 #include <functional>
 #include <map>
+#include <memory>
+#include <vector>
 
 namespace talvora::host {
 
@@ -55,8 +56,9 @@ class MemoryTree final : public DataTree {
     ObjectId create(ObjectId parent, std::string_view path, Node new_node);
     ObjectId add_child(ObjectId group, const std::string& name, Node new_node);
 
-    // The object with the id n stands at n - 1; a deque keeps it in its place.
-    std::deque<Node> nodes_;
+    // The object with the id n stands at n - 1 and keeps its place while others come. It
+    // is looked up several times for each line that a unit works on.
+    std::vector<std::unique_ptr<Node>> nodes_;
 };
 
 } // namespace talvora::host

@@ -5,7 +5,6 @@
 #include <cstring>
 #include <memory>
 #include <new>
-#include <vector>
 
 namespace talvora::host {
 
@@ -42,14 +41,31 @@ Block<char> copy_text(std::string_view text) {
     return block;
 }
 
+// The array of a list of texts, which frees what it holds unless it is released.
+class TextItems {
+  public:
+    explicit TextItems(std::size_t count) : items_(allocate<char*>(count)) {}
+    TextItems(const TextItems&) = delete;
+    TextItems& operator=(const TextItems&) = delete;
+    ~TextItems() {
+        for (std::size_t i = 0; items_ != nullptr && i < count_; ++i)
+            std::free(items_[i]);
+    }
+
+    void add(Block<char> text) { items_[count_++] = text.release(); }
+    char** release() { return items_.release(); }
+
+  private:
+    Block<char*> items_;
+    std::size_t count_ = 0;
+};
+
 } // namespace
 
 host_list make_text_list(std::span<const std::string> texts) {
-    std::vector<Block<char>> copies;
+    TextItems items(texts.size());
     for (const std::string& text : texts)
-        copies.push_back(copy_text(text));
-    Block<char*> items = allocate<char*>(texts.size());
-    std::ranges::transform(copies, items.get(), [](Block<char>& copy) { return copy.release(); });
+        items.add(copy_text(text));
     return {.count = texts.size(), .unused = 0, .aux = nullptr, .items = items.release()};
 }
 
