@@ -40,6 +40,14 @@ void combine_block(__m128 (&totals)[VECTOR_COUNT], const float* block) {
 }
 
 template <typename Operation>
+void combine_last_block(__m128 (&totals)[VECTOR_COUNT], std::span<const float> samples) {
+    float block[BLOCK_LENGTH];
+    std::ranges::fill(block, Operation::NEUTRAL);
+    std::ranges::copy(samples, block);
+    combine_block<Operation>(totals, block);
+}
+
+template <typename Operation>
 float combine_lanes(__m128 total) {
     const __m128 halves = Operation::combine(total, _mm_movehl_ps(total, total));
     return _mm_cvtss_f32(
@@ -63,10 +71,9 @@ float reduce(std::span<const float> samples) {
     for (; samples.size() >= BLOCK_LENGTH; samples = samples.subspan(BLOCK_LENGTH)) {
         combine_block<Operation>(totals, samples.data());
     }
-    float last_block[BLOCK_LENGTH];
-    std::ranges::fill(last_block, Operation::NEUTRAL);
-    std::ranges::copy(samples, last_block);
-    combine_block<Operation>(totals, last_block);
+    if (!samples.empty()) {
+        combine_last_block<Operation>(totals, samples);
+    }
     return combine_totals<Operation>(totals);
 }
 

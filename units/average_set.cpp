@@ -8,6 +8,8 @@
 #include "units/messages.h"
 #include "units/units.h"
 
+#include <algorithm>
+
 namespace talvora::units {
 
 namespace {
@@ -27,12 +29,13 @@ void copy_attributes(const dataset_api& sets, dataset_handle source, dataset_han
     }
 }
 
-// Same place as the line it was taken from, one sample long.
-void write_mean(const CurrentLine& line, std::size_t axis, dataset_handle destination) {
+// At the line's place, one sample long; `place` is room for the selection.
+void write_mean(const CurrentLine& line, std::size_t axis, dataset_handle destination,
+                std::span<std::uint64_t> place) {
     const float mean = dsp::mean(line.samples);
-    std::vector<std::uint64_t> selection(line.selection.begin(), line.selection.end());
-    selection[selection.size() / 2 + axis] = 1;
-    line.sets.write_samples(destination, &mean, selection.data(), selection.size());
+    std::ranges::copy(line.selection, place.begin());
+    place[place.size() / 2 + axis] = 1;
+    line.sets.write_samples(destination, &mean, place.data(), place.size());
 }
 
 // Hosts follow the calls line by line, the attributes among them: they are copied anew
@@ -42,8 +45,9 @@ void average_lines(const dataset_api& sets, dataset_handle source, const OwnedSh
     AxisLines lines = plan_axis_lines(shape.extents(), axis);
     const SampleBuffer buffer(lines.line_length);
     dsp::fill_missing(buffer.samples());
+    std::vector<std::uint64_t> place(lines.selection.size());
     for_each_line(sets, source, lines, buffer, [&](const CurrentLine& line) {
-        write_mean(line, axis, destination);
+        write_mean(line, axis, destination, place);
         copy_attributes(sets, source, destination);
     });
 }
