@@ -2,9 +2,10 @@
 
     /usr/bin/python3 bench/peers/aggregation_units_peer.py BENCHMARK PLUGIN [ROUNDS]
 
-Every round runs the benchmark program (three rounds of its own) and each of the peers once, so that what
-else the machine does meets all of them alike. Prints a table of medians, in millions of
-samples a second of one thread's processor time, and checks that all agree on the result.
+Every round runs the benchmark program, for three rounds of its own, and each of the peers
+once, so that what else the machine does meets all of them alike. Prints a table of medians,
+in millions of samples a second of one thread's processor time, and checks that all peers
+agree on the result.
 
 nanmean and nanmax are the peers that treat missing samples; mean and max, which reduce
 the array where it lies and know nothing of them, stand beside as the bound.
