@@ -51,7 +51,8 @@ class Interp1Base {
     Interp1Base(const X& x, const Y& y, std::int64_t points_per_interval)
         : pointCount(x.size()), pointsPerInterval(points_per_interval),
           huntLimit(std::min<std::int64_t>(
-              1, static_cast<std::int64_t>(std::pow(double{static_cast<float>(x.size())}, 0.25)))),
+              1, static_cast<std::int64_t>(
+                     std::pow(static_cast<double>(static_cast<float>(x.size())), 0.25)))),
           xs(&x), ys(&y) {}
 
   private:

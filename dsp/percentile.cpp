@@ -51,7 +51,9 @@ float find_median(std::span<const float> sorted) {
     if (sorted.size() % 2 != 0) {
         return sorted[middle];
     }
-    return static_cast<float>((double{sorted[middle]} + double{sorted[middle - 1]}) * 0.5);
+    const auto upper = static_cast<double>(sorted[middle]);
+    const auto lower = static_cast<double>(sorted[middle - 1]);
+    return static_cast<float>((upper + lower) * 0.5);
 }
 
 // The percentage at which the value of the given rank, or half-way rank, stands.
@@ -63,15 +65,17 @@ float percent_of_rank(double rank, double count) {
 float interpolate_ranks(std::span<const float> sorted, float percent) {
     const auto count = static_cast<double>(sorted.size());
     const float scaled = percent / 100.0F * static_cast<float>(sorted.size());
-    const auto rank = static_cast<float>(double{scaled} - 0.5);
+    const auto rank = static_cast<float>(static_cast<double>(scaled) - 0.5);
     const float lower_rank = std::floor(std::max(rank, 0.0F));
     const auto k = static_cast<std::size_t>(lower_rank);
     if (std::abs(rank - lower_rank) < NEGLIGIBLE) {
         return sorted[k];
     }
-    const float beyond = percent - percent_of_rank(double{lower_rank}, count);
-    const double step = double{sorted[k + 1]} - double{sorted[k]};
-    return static_cast<float>(double{beyond} * (count / 100.0) * step + double{sorted[k]});
+    const auto lower = static_cast<double>(sorted[k]);
+    const auto upper = static_cast<double>(sorted[k + 1]);
+    const auto beyond =
+        static_cast<double>(percent - percent_of_rank(static_cast<double>(lower_rank), count));
+    return static_cast<float>(beyond * (count / 100.0) * (upper - lower) + lower);
 }
 
 } // namespace

@@ -27,7 +27,8 @@ float compute_standard_deviation(std::span<const float> samples) {
     if (samples.size() == 1) {
         return 0.0F;
     }
-    const double squares = sum_squared_deviations(samples, compute_mean(samples));
+    const auto squares =
+        static_cast<double>(sum_squared_deviations(samples, compute_mean(samples)));
     return static_cast<float>(std::sqrt(squares / (static_cast<double>(samples.size()) - 1.0)));
 }
 

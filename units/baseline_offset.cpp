@@ -43,7 +43,7 @@ void subtract(std::span<float> samples, float offset) {
 // reported figure depends on it in its last bit.
 void remove_line_offset(std::span<float> line, const log_api& log) {
     const auto opening = line.first(std::min(line.size(), BASELINE_SAMPLE_COUNT));
-    log.log_info("Computed SNR: %f", double{dsp::compute_signal_to_noise(opening)});
+    log.log_info("Computed SNR: %f", static_cast<double>(dsp::compute_signal_to_noise(opening)));
     subtract(line, dsp::percentile(opening, 50.0F));
 }
 

@@ -162,7 +162,7 @@ void reduce_lines(const dataset_api& sets, const AxisSet& set, const Reduction& 
 }
 
 void reduce_set(const dataset_api& sets, AxisSet& set, float rate, float factor) {
-    const std::uint64_t stride = dsp::to_uint64(factor);
+    const std::uint64_t stride = dsp::to_uint64(static_cast<double>(factor));
     std::uint64_t& length = set.shape.extents()[set.axis];
     const Reduction reduction{stride, length / stride};
     reduce_lines(sets, set, reduction);
@@ -195,7 +195,8 @@ void update_sample_count(const group_api& groups, group_handle group, float scal
         return;
     }
     const std::int64_t old_count = groups.read_integer_attribute(group, "NumSamples");
-    const std::int64_t new_count = dsp::to_int64(std::floor(scale * static_cast<float>(old_count)));
+    const float scaled = std::floor(scale * static_cast<float>(old_count));
+    const std::int64_t new_count = dsp::to_int64(static_cast<double>(scaled));
     groups.write_float_attribute(group, "NumSamples", static_cast<float>(new_count));
 }
 

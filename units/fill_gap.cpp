@@ -68,7 +68,7 @@ std::optional<std::int64_t> resolve_max_length(const GapLimit& limit, const data
     if (rate <= 0.0F) {
         return std::nullopt;
     }
-    return dsp::to_int64(std::ceil(double{rate} * limit.hint));
+    return dsp::to_int64(std::ceil(static_cast<double>(rate) * limit.hint));
 }
 
 // A line with a gap inside is written back, also when all its gaps are too long.

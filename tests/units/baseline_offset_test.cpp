@@ -73,7 +73,7 @@ TEST(BaselineOffset, ReportsTheMeanOfTheOpeningInStandardDeviations) {
     EXPECT_FLOAT_EQ(
         static_cast<float>(report_on_line({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 1e6F, -1e6F})),
         1.8165902F);
-    EXPECT_EQ(report_on_line({1, 3}), double{2.0F / std::sqrt(2.0F)});
+    EXPECT_EQ(report_on_line({1, 3}), static_cast<double>(2.0F / std::sqrt(2.0F)));
 }
 
 TEST(BaselineOffset, ReportsAnInfinityOrNaNWhenNothingDeviates) {
