@@ -1,0 +1,30 @@
+// Zero-phase filtering of the lines of a data set, in place.
+#pragma once
+
+#include "dsp/filter_coefficients.h"
+
+#include <cstdint>
+#include <span>
+
+namespace talvora::dsp {
+
+// How the runs are filtered. Every path gives the same bits; Plain is the definition
+// of zero_phase_filter.h run by run, the others filter several runs at once, one to a
+// lane of the processor's vector registers.
+enum class FilterPath { Plain, Sse2, Avx2, Avx512 };
+
+// Whether this processor, under this operating system, can take the path.
+bool can_take(FilterPath path);
+// The widest path that can be taken here.
+FilterPath best_filter_path();
+
+// Filters every line of `samples`: consecutive blocks of `line_length` samples (a part
+// of a line at the end is left alone). In each line the runs of valid samples that hold
+// at least 3 * tap_count - 1 are filtered, samples before the first and after the last
+// of these become NaN (0xFFC00000), and what lies between two of them stays. A line
+// without such a run stays, and so does everything when the filter is empty.
+void filter_set_in_place(std::span<float> samples, std::uint64_t line_length,
+                         const FilterCoefficients& coefficients,
+                         FilterPath path = best_filter_path());
+
+} // namespace talvora::dsp

@@ -1,0 +1,59 @@
+// Filtering one run of samples forward and backward, so that no frequency is
+// delayed. This is the plain definition in double precision; filter_set.h filters
+// whole sets, many runs at once, to the same bits.
+//
+// A filter is a numerator `b` and a denominator `a`, from the highest power of z to
+// the constant term; the shorter one counts as padded with zeros at its end. Both
+// together have `tap_count` = max(length of b, length of a) coefficients.
+#pragma once
+
+#include "dsp/filter_coefficients.h"
+
+#include <span>
+#include <vector>
+
+namespace talvora::dsp {
+
+// A filter made ready for many runs: scaled so that a[0] is 1, padded to one
+// length, with the state of a filter at rest on a constant input of 1.
+struct PreparedFilter {
+    std::vector<double> b;
+    std::vector<double> a;
+    std::vector<double> steady_state;
+
+    std::size_t tap_count() const { return b.size(); }
+    // Samples added at each end of a run, three times the filter's order.
+    std::size_t pad_count() const { return b.empty() ? 0 : 3 * (b.size() - 1); }
+};
+
+// Costs the dense solution of tap_count - 1 equations. Coefficients within one
+// rounding unit (2^-52) of a[0] = 1 are not scaled. A leading coefficient of zero is
+// divided by like any other and makes the results NaN.
+PreparedFilter prepare_filter(const FilterCoefficients& coefficients);
+
+// The state zi with which a constant input of 1 gives a constant output from the
+// first sample on: the fixed point of the state recurrence of `linear_filter`,
+// (I - S) zi = r (Gustafsson, "Determining the initial states in forward-backward
+// filtering", IEEE Trans. Signal Processing 44, 1996, section III), where S shifts the
+// state up by one and feeds back -a[1..] from its first element. Expects b and a of
+// one length with a[0] = 1; gives one element less, none for an empty filter.
+std::vector<double> steady_state_initial_conditions(std::span<const double> b,
+                                                    std::span<const double> a);
+
+// One causal pass over x in direct form II transposed (Oppenheim and Schafer,
+// "Discrete-Time Signal Processing", section 6.3), started from the state z0 of
+// tap_count - 1 elements (missing ones are zero). With a[0] = 0 there is no filter: one
+// line is written to the standard error stream and x is given back.
+std::vector<double> linear_filter(std::span<const double> b, std::span<const double> a,
+                                  std::span<const double> x, std::span<const double> z0);
+
+// Filters x forward, then backward; the result has the length of x. Both passes run
+// over x extended at each end by pad_count samples mirrored about its end point and
+// start in the steady state for their first sample, which keeps start-up transients
+// away from the ends. Throws std::invalid_argument when x has no more than pad_count
+// samples; an empty filter gives x back. Needs a few copies of x in double.
+std::vector<double> zero_phase_filter(std::span<const double> x, const PreparedFilter& filter);
+std::vector<double> zero_phase_filter(std::span<const double> x, std::span<const double> b,
+                                      std::span<const double> a);
+
+} // namespace talvora::dsp

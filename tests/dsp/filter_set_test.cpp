@@ -1,0 +1,161 @@
+#include "dsp/filter_set.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cstdint>
+#include <limits>
+#include <string>
+#include <vector>
+
+namespace talvora::dsp {
+namespace {
+
+using testing::Each;
+using testing::ElementsAre;
+
+constexpr float NaN = std::numeric_limits<float>::quiet_NaN();
+constexpr float INF = std::numeric_limits<float>::infinity();
+constexpr std::uint32_t MISSING = 0xFFC00000U;
+
+using Line = std::vector<float>;
+
+// The mean of neighbours, two taps: runs of five samples and more are filtered, to
+// [1 2 1] / 4 inside and to themselves at their ends.
+const FilterCoefficients MEAN = {{0.5, 0.5}, {1.0}};
+// Three taps, unit gain: runs of eight samples and more.
+const FilterCoefficients LOW = {{0.1875, 0.375, 0.1875}, {1.0, -0.5, 0.25}};
+
+std::vector<std::uint32_t> bits(const Line& line) {
+    std::vector<std::uint32_t> words;
+    for (const float sample : line) {
+        words.push_back(std::bit_cast<std::uint32_t>(sample));
+    }
+    return words;
+}
+
+void append(Line& line, std::size_t count, float value) {
+    line.insert(line.end(), count, value);
+}
+
+class FilterSetInPlace : public testing::TestWithParam<FilterPath> {
+  protected:
+    void SetUp() override {
+        if (!can_take(GetParam())) {
+            GTEST_SKIP() << "this processor cannot take the path";
+        }
+    }
+    void filter(Line& samples, std::uint64_t line_length, const FilterCoefficients& coefficients) {
+        filter_set_in_place(samples, line_length, coefficients, GetParam());
+    }
+};
+
+std::string name_of(const testing::TestParamInfo<FilterPath>& path) {
+    constexpr const char* NAMES[] = {"Plain", "Sse2", "Avx2", "Avx512"};
+    return NAMES[static_cast<int>(path.param)];
+}
+
+INSTANTIATE_TEST_SUITE_P(Paths, FilterSetInPlace,
+                         testing::Values(FilterPath::Plain, FilterPath::Sse2, FilterPath::Avx2,
+                                         FilterPath::Avx512),
+                         name_of);
+
+TEST_P(FilterSetInPlace, FiltersEveryLineByItself) {
+    Line samples = {0, 4, 0, 8, 4, 8, 8, 8, 8, 0};
+    filter(samples, 5, MEAN);
+    EXPECT_THAT(samples, ElementsAre(0, 2, 3, 5, 4, 8, 8, 8, 6, 0));
+}
+
+TEST_P(FilterSetInPlace, FiltersAWholeValidLineWithoutMakingAnyMissing) {
+    Line samples(100, 2.5F);
+    filter(samples, 100, LOW);
+    EXPECT_THAT(samples, Each(testing::FloatEq(2.5F)));
+}
+
+TEST_P(FilterSetInPlace, FiltersARunOfExactlyTheMinimumAndLeavesOneShorter) {
+    Line samples = {0, 4, 0, 8, 4};
+    filter(samples, 5, MEAN);
+    EXPECT_THAT(samples, ElementsAre(0, 2, 3, 5, 4));
+    Line shorter = {0, 4, 0, 8};
+    filter(shorter, 4, MEAN);
+    EXPECT_THAT(shorter, ElementsAre(0, 4, 0, 8));
+}
+
+TEST_P(FilterSetInPlace, MarksWhatLiesOutsideTheFilteredRuns) {
+    Line line = {NaN, 1, 2, 3, 4, 5, NaN};
+    append(line, 100, 1.0F);
+    line.push_back(NaN);
+    filter(line, line.size(), LOW);
+    const auto words = bits(line);
+    EXPECT_THAT(std::vector(words.begin(), words.begin() + 7), Each(MISSING));
+    EXPECT_THAT(std::vector(line.begin() + 7, line.end() - 1), Each(testing::FloatEq(1.0F)));
+    EXPECT_EQ(words.back(), MISSING);
+}
+
+TEST_P(FilterSetInPlace, KeepsRawSamplesBetweenFilteredRuns) {
+    Line line = {0, 4, 0, 8, 4, NaN, 7, 9, NaN, 8, 8, 8, 8, 0, NaN, 3};
+    const std::uint32_t gap_bits = bits(line)[5];
+    filter(line, line.size(), MEAN);
+    EXPECT_THAT(std::vector(line.begin(), line.begin() + 5), ElementsAre(0, 2, 3, 5, 4));
+    EXPECT_EQ(bits(line)[5], gap_bits);
+    EXPECT_THAT(std::vector(line.begin() + 6, line.begin() + 8), ElementsAre(7, 9));
+    EXPECT_EQ(bits(line)[8], gap_bits);
+    EXPECT_THAT(std::vector(line.begin() + 9, line.begin() + 14), ElementsAre(8, 8, 8, 6, 0));
+    EXPECT_EQ(bits(line)[14], MISSING);
+    EXPECT_EQ(bits(line)[15], MISSING);
+}
+
+TEST_P(FilterSetInPlace, LeavesALineWithoutALongEnoughRun) {
+    Line line = {NaN, 1, 2, NaN, 3, 4, 5, 6, NaN, NaN};
+    const auto before = bits(line);
+    filter(line, line.size(), MEAN);
+    EXPECT_EQ(bits(line), before);
+    Line missing(20, NaN);
+    const auto missing_before = bits(missing);
+    filter(missing, 20, MEAN);
+    EXPECT_EQ(bits(missing), missing_before);
+}
+
+TEST_P(FilterSetInPlace, LeavesEverythingWithoutAFilter) {
+    Line line = {NaN, 1, INF, NaN};
+    const auto before = bits(line);
+    filter(line, 4, {});
+    filter(line, 0, MEAN);
+    EXPECT_EQ(bits(line), before);
+}
+
+TEST_P(FilterSetInPlace, IsAPureGainWithOneTap) {
+    Line line = {1, NaN, 1, -2, 3, NaN};
+    filter(line, 6, {{2}, {1}});
+    EXPECT_THAT(std::vector(line.begin() + 2, line.begin() + 5), ElementsAre(4, -8, 12));
+    EXPECT_EQ(bits(line)[0], MISSING); // one sample is shorter than the minimum of two
+    Line unit = {1, 2, 3};
+    filter(unit, 3, {{1}, {1}});
+    EXPECT_THAT(unit, ElementsAre(1, 2, 3));
+}
+
+TEST_P(FilterSetInPlace, SpreadsAnInfinityThroughItsRunAlone) {
+    Line line(12, 1.0F);
+    line[4] = INF;
+    line.push_back(NaN);
+    append(line, 12, 1.0F);
+    filter(line, line.size(), LOW);
+    EXPECT_THAT(std::vector(line.begin(), line.begin() + 12), Each(testing::IsNan()));
+    EXPECT_THAT(std::vector(line.begin() + 13, line.end()), Each(testing::FloatEq(1.0F)));
+}
+
+TEST_P(FilterSetInPlace, MakesInfinitiesOfWhatNoFloatHolds) {
+    Line line(10, 3e38F);
+    filter(line, 10, {{4.0, 0.0}, {1.0, 0.0}});
+    EXPECT_THAT(line, Each(INF));
+}
+
+TEST_P(FilterSetInPlace, LeavesAPartOfALineAlone) {
+    Line samples = {0, 4, 0, 8, 4, 1, 2, 3};
+    filter(samples, 5, MEAN);
+    EXPECT_THAT(samples, ElementsAre(0, 2, 3, 5, 4, 1, 2, 3));
+}
+
+} // namespace
+} // namespace talvora::dsp

@@ -1,0 +1,150 @@
+#include "dsp/zero_phase_filter.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <numeric>
+#include <stdexcept>
+#include <vector>
+
+namespace talvora::dsp {
+namespace {
+
+using testing::DoubleEq;
+using testing::Each;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Pointwise;
+
+using Samples = std::vector<double>;
+
+constexpr double INF = std::numeric_limits<double>::infinity();
+constexpr double ROUNDING_UNIT = std::numeric_limits<double>::epsilon();
+
+// A third of a second-order low pass whose values are easy by hand: b sums to 1, a to 3/4.
+const Samples LOW_B = {0.25, 0.5, 0.25};
+const Samples LOW_A = {1.0, -0.5, 0.25};
+
+// The mean of a sample and the one before: [1 2 1] / 4 over both passes.
+const Samples MEAN_B = {0.5, 0.5};
+const Samples MEAN_A = {1.0};
+
+TEST(SteadyStateInitialConditions, FollowsTheClosedFormForTwoTaps) {
+    // (0.5 + 0.5 * 0.5) / (1 - 0.5)
+    EXPECT_THAT(steady_state_initial_conditions(Samples{0.5, 0.5}, Samples{1.0, -0.5}),
+                ElementsAre(1.5));
+}
+
+TEST(SteadyStateInitialConditions, HoldsTheGainOnAConstantInput) {
+    // With the gain 4/3 as output: z1 = 1/4 - 1/4 * 4/3, z0 = z1 + 1/2 + 1/2 * 4/3.
+    EXPECT_THAT(steady_state_initial_conditions(LOW_B, LOW_A),
+                ElementsAre(DoubleEq(13.0 / 12.0), DoubleEq(-1.0 / 12.0)));
+}
+
+TEST(SteadyStateInitialConditions, AreNoneWithoutAState) {
+    EXPECT_THAT(steady_state_initial_conditions(Samples{2.0}, Samples{1.0}), IsEmpty());
+    EXPECT_THAT(steady_state_initial_conditions(Samples{}, Samples{}), IsEmpty());
+}
+
+TEST(LinearFilter, AveragesNeighbours) {
+    EXPECT_THAT(linear_filter(MEAN_B, MEAN_A, Samples{2, 4, 8}, Samples{0}), ElementsAre(1, 3, 6));
+}
+
+TEST(LinearFilter, DecaysGeometricallyFromItsInitialState) {
+    EXPECT_THAT(linear_filter(Samples{1}, Samples{1, -0.5}, Samples{0, 0, 0, 0}, Samples{8}),
+                ElementsAre(8, 4, 2, 1));
+}
+
+TEST(LinearFilter, RunsThreeTapsAsWorkedByHand) {
+    // y0 = 1/4 * 4 + 1; z = {2 + 1/2 + 1/2 * 2, 1 - 1/4 * 2}, and on from there.
+    EXPECT_THAT(linear_filter(LOW_B, LOW_A, Samples{4, 0, 0}, Samples{1.0, 0.5}),
+                ElementsAre(2.0, 3.5, 2.25));
+}
+
+TEST(LinearFilter, DividesByTheLeadingCoefficient) {
+    EXPECT_THAT(linear_filter(Samples{1, 1}, Samples{2}, Samples{2, 4, 8}, Samples{0}),
+                ElementsAre(1, 3, 6));
+}
+
+TEST(LinearFilter, TakesALeadingCoefficientWithinOneRoundingUnitAsOne) {
+    const double largest = 1.0 + ROUNDING_UNIT;
+    EXPECT_THAT(linear_filter(Samples{3.0}, Samples{largest}, Samples{1}, Samples{}),
+                ElementsAre(3.0));
+    EXPECT_THAT(
+        linear_filter(Samples{3.0}, Samples{1.0 + 2.0 * ROUNDING_UNIT}, Samples{1}, Samples{}),
+        ElementsAre(testing::Lt(3.0)));
+}
+
+TEST(LinearFilter, GivesTheInputBackAndSaysSoWhenThereIsNoLeadingCoefficient) {
+    testing::internal::CaptureStderr();
+    EXPECT_THAT(linear_filter(MEAN_B, Samples{0, 1}, Samples{2, 4, 8}, Samples{0}),
+                ElementsAre(2, 4, 8));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "Impossible to filter the signal, the first element of the denominator is equal to "
+              "0.\n");
+}
+
+TEST(ZeroPhaseFilter, WeighsNeighboursSymmetricallyAndKeepsTheEnds) {
+    // [1 2 1] / 4 inside; at the ends the odd reflection makes it the sample itself.
+    EXPECT_THAT(zero_phase_filter(Samples{0, 4, 0, 8, 4}, MEAN_B, MEAN_A),
+                ElementsAre(0, 2, 3, 5, 4));
+}
+
+TEST(ZeroPhaseFilter, KeepsAConstantSignal) {
+    const Samples constant(50, 7.5);
+    const Samples b = {0.1875, 0.375, 0.1875}; // sums to 3/4 as LOW_A does
+    EXPECT_THAT(zero_phase_filter(constant, b, LOW_A), Pointwise(DoubleEq(), constant));
+}
+
+TEST(ZeroPhaseFilter, RespondsSymmetricallyToAnImpulseInTheMiddle) {
+    Samples impulse(401, 0.0);
+    impulse[200] = 1.0;
+    const Samples response = zero_phase_filter(impulse, LOW_B, LOW_A);
+    EXPECT_GT(response[200], 0.1);
+    for (std::size_t distance = 1; distance <= 200; ++distance) {
+        EXPECT_NEAR(response[200 - distance], response[200 + distance], 1e-15) << distance;
+    }
+}
+
+TEST(ZeroPhaseFilter, IsAPureGainWithOneTap) {
+    EXPECT_THAT(zero_phase_filter(Samples{1, -2}, Samples{1}, Samples{1}), ElementsAre(1, -2));
+    EXPECT_THAT(zero_phase_filter(Samples{1, -2}, Samples{3}, Samples{1}), ElementsAre(9, -18));
+    EXPECT_THAT(zero_phase_filter(Samples{1, -2}, Samples{3}, Samples{2}), ElementsAre(2.25, -4.5));
+}
+
+TEST(ZeroPhaseFilter, GivesTheRunBackWithoutAFilter) {
+    EXPECT_THAT(zero_phase_filter(Samples{1, 2}, Samples{}, Samples{}), ElementsAre(1, 2));
+}
+
+TEST(ZeroPhaseFilter, SpreadsAnInfinityThroughTheRun) {
+    Samples x(30, 1.0);
+    x[15] = INF;
+    EXPECT_THAT(zero_phase_filter(x, LOW_B, LOW_A), Each(testing::IsNan()));
+}
+
+TEST(ZeroPhaseFilter, GivesNaNForALeadingCoefficientOfZero) {
+    EXPECT_THAT(zero_phase_filter(Samples(20, 1.0), LOW_B, Samples{0.0, 1.0, 0.5}),
+                Each(testing::IsNan()));
+}
+
+TEST(ZeroPhaseFilter, RefusesARunWithinItsPadding) {
+    EXPECT_THROW(zero_phase_filter(Samples(6, 1.0), LOW_B, LOW_A), std::invalid_argument);
+    EXPECT_EQ(zero_phase_filter(Samples(7, 1.0), LOW_B, LOW_A).size(), 7U);
+}
+
+TEST(PrepareFilter, ScalesAndPadsToOneLength) {
+    const PreparedFilter filter = prepare_filter({{2, 4}, {4, 2, 1}});
+    EXPECT_THAT(filter.b, ElementsAre(0.5, 1.0, 0.0));
+    EXPECT_THAT(filter.a, ElementsAre(1.0, 0.5, 0.25));
+    EXPECT_EQ(filter.pad_count(), 6U);
+}
+
+TEST(PrepareFilter, ScalesFromOneRoundingUnitOn) {
+    EXPECT_EQ(prepare_filter({{3}, {1.0 + ROUNDING_UNIT}}).a[0], 1.0);
+    EXPECT_EQ(prepare_filter({{3}, {1.0 - ROUNDING_UNIT / 2}}).b[0], 3.0);
+}
+
+} // namespace
+} // namespace talvora::dsp
