@@ -1,15 +1,16 @@
 #include "dsp/filter_set.h"
 
 #include "dsp/missing_samples.h"
-#include "dsp/valid_runs.h"
-#include "dsp/zero_phase_filter.h"
 
 #include <algorithm>
-#include <vector>
 
 namespace talvora::dsp {
 
 namespace {
+
+// Runs collected before they are filtered: enough to find sixteen of similar length,
+// while their list stays in the first-level caches.
+constexpr std::size_t MAX_COLLECTED_RUN_COUNT = 2048;
 
 void filter_run(std::span<float> run, const PreparedFilter& filter) {
     const std::vector<double> x(run.begin(), run.end());
@@ -19,42 +20,86 @@ void filter_run(std::span<float> run, const PreparedFilter& filter) {
                            [](double sample) { return static_cast<float>(sample); });
 }
 
-void filter_line(std::span<float> line, const PreparedFilter& filter, std::vector<ValidRun>& runs) {
-    const auto min_length = 3 * static_cast<std::int64_t>(filter.tap_count()) - 1;
-    find_valid_runs(line, min_length, runs);
-    if (runs.empty()) {
-        return;
+const LaneKernels& lane_kernels(FilterPath path) {
+    switch (path) {
+    case FilterPath::Avx512:
+        return AVX512_LANE_KERNELS;
+    case FilterPath::Avx2:
+        return AVX2_LANE_KERNELS;
+    default:
+        return SSE2_LANE_KERNELS;
     }
-    for (const ValidRun& run : runs) {
-        filter_run(
-            line.subspan(static_cast<std::size_t>(run.start), static_cast<std::size_t>(run.length)),
-            filter);
-    }
-    const ValidRun& last = runs.back();
-    fill_missing(line.first(static_cast<std::size_t>(runs.front().start)));
-    fill_missing(line.subspan(static_cast<std::size_t>(last.start + last.length)));
 }
 
 } // namespace
 
 bool can_take(FilterPath path) {
-    return path == FilterPath::Plain;
+    switch (path) {
+    case FilterPath::Avx512:
+        return __builtin_cpu_supports("avx512f") != 0;
+    case FilterPath::Avx2:
+        return __builtin_cpu_supports("avx2") != 0;
+    default:
+        return true; // every x86-64 processor has SSE2
+    }
 }
 
 FilterPath best_filter_path() {
-    return FilterPath::Plain;
+    for (const FilterPath path : {FilterPath::Avx512, FilterPath::Avx2}) {
+        if (can_take(path)) {
+            return path;
+        }
+    }
+    return FilterPath::Sse2;
 }
 
-void filter_set_in_place(std::span<float> samples, std::uint64_t line_length,
-                         const FilterCoefficients& coefficients, FilterPath) {
+void SetFilter::filter_in_place(std::span<float> samples, std::uint64_t line_length,
+                                const FilterCoefficients& coefficients) {
     const PreparedFilter filter = prepare_filter(coefficients);
     if (filter.tap_count() == 0 || line_length == 0) {
         return;
     }
-    std::vector<ValidRun> runs;
     for (; samples.size() >= line_length; samples = samples.subspan(line_length)) {
-        filter_line(samples.first(line_length), filter, runs);
+        collect_runs(samples.first(line_length), filter);
     }
+    filter_collected_runs(filter);
+}
+
+void SetFilter::collect_runs(std::span<float> line, const PreparedFilter& filter) {
+    find_valid_runs(line, 3 * static_cast<std::int64_t>(filter.tap_count()) - 1, line_runs_);
+    if (line_runs_.empty()) {
+        return;
+    }
+    for (const ValidRun& run : line_runs_) {
+        runs_.push_back(line.subspan(static_cast<std::size_t>(run.start),
+                                     static_cast<std::size_t>(run.length)));
+        if (runs_.size() == MAX_COLLECTED_RUN_COUNT) {
+            filter_collected_runs(filter);
+        }
+    }
+    const ValidRun& last = line_runs_.back();
+    fill_missing(line.first(static_cast<std::size_t>(line_runs_.front().start)));
+    fill_missing(line.subspan(static_cast<std::size_t>(last.start + last.length)));
+}
+
+void SetFilter::filter_collected_runs(const PreparedFilter& filter) {
+    std::ranges::stable_sort(runs_, std::ranges::greater{}, &std::span<float>::size);
+    for (std::span<const std::span<float>> rest = runs_; !rest.empty();) {
+        const std::size_t count = std::min(rest.size(), MAX_LANE_COUNT);
+        if (path_ == FilterPath::Plain || count == 1 || filter.tap_count() == 1) {
+            std::ranges::for_each(rest.first(count),
+                                  [&](std::span<float> run) { filter_run(run, filter); });
+        } else {
+            filter_side_by_side(rest.first(count), filter, lane_kernels(path_), scratch_);
+        }
+        rest = rest.subspan(count);
+    }
+    runs_.clear();
+}
+
+void filter_set_in_place(std::span<float> samples, std::uint64_t line_length,
+                         const FilterCoefficients& coefficients, FilterPath path) {
+    SetFilter(path).filter_in_place(samples, line_length, coefficients);
 }
 
 } // namespace talvora::dsp

@@ -2,9 +2,12 @@
 #pragma once
 
 #include "dsp/filter_coefficients.h"
+#include "dsp/lane_filter.h"
+#include "dsp/valid_runs.h"
 
 #include <cstdint>
 #include <span>
+#include <vector>
 
 namespace talvora::dsp {
 
@@ -18,11 +21,33 @@ bool can_take(FilterPath path);
 // The widest path that can be taken here.
 FilterPath best_filter_path();
 
-// Filters every line of `samples`: consecutive blocks of `line_length` samples (a part
-// of a line at the end is left alone). In each line the runs of valid samples that hold
-// at least 3 * tap_count - 1 are filtered, samples before the first and after the last
-// of these become NaN (0xFFC00000), and what lies between two of them stays. A line
-// without such a run stays, and so does everything when the filter is empty.
+// Filters any number of sets, one after the other, in scratch memory of its own that it
+// keeps from set to set: 16 MiB at most (see LaneScratch), except that the plain path
+// needs a few copies of one run in double.
+class SetFilter {
+  public:
+    explicit SetFilter(FilterPath path = best_filter_path()) : path_(path) {}
+
+    // Filters every line of `samples`: consecutive blocks of `line_length` samples (a
+    // part of a line at the end is left alone). In each line the runs of valid samples
+    // that hold at least 3 * tap_count - 1 are filtered, samples before the first and
+    // after the last of these become NaN (0xFFC00000), and what lies between two of
+    // them stays. A line without such a run stays, and so does everything when the
+    // filter is empty.
+    void filter_in_place(std::span<float> samples, std::uint64_t line_length,
+                         const FilterCoefficients& coefficients);
+
+  private:
+    void collect_runs(std::span<float> line, const PreparedFilter& filter);
+    void filter_collected_runs(const PreparedFilter& filter);
+
+    FilterPath path_;
+    std::vector<ValidRun> line_runs_;
+    std::vector<std::span<float>> runs_;
+    LaneScratch scratch_;
+};
+
+// The same for one set.
 void filter_set_in_place(std::span<float> samples, std::uint64_t line_length,
                          const FilterCoefficients& coefficients,
                          FilterPath path = best_filter_path());

@@ -1,0 +1,185 @@
+// The loops of lane_kernels.h for vectors of LANE_WIDTH doubles. Included by one
+// source per instruction set, which defines LANE_WIDTH first; everything here has
+// internal linkage, so that each source keeps its own copy.
+#pragma once
+
+#include "dsp/lane_kernels.h"
+
+namespace talvora::dsp {
+
+namespace {
+
+constexpr std::size_t WIDTH = LANE_WIDTH;
+
+using Lanes = double __attribute__((vector_size(LANE_WIDTH * sizeof(double))));
+using FourFloats = float __attribute__((vector_size(16)));
+using FourDoubles = double __attribute__((vector_size(32)));
+
+// The same vectors at any address that holds one of their elements.
+using UnalignedLanes =
+    double __attribute__((vector_size(LANE_WIDTH * sizeof(double)), aligned(8), may_alias));
+using UnalignedFloats = float __attribute__((vector_size(16), aligned(4), may_alias));
+using UnalignedDoubles = double __attribute__((vector_size(32), aligned(8), may_alias));
+
+template <class Unaligned, class Element>
+inline Unaligned& at(Element* address) {
+    return *reinterpret_cast<Unaligned*>(address);
+}
+template <class Unaligned, class Element>
+inline const Unaligned& at(const Element* address) {
+    return *reinterpret_cast<const Unaligned*>(address);
+}
+
+// `VectorCount` registers of lanes from the column on, with coefficients and state held
+// in registers as far as there are any. A step waits for the one before through a
+// multiplication, a subtraction and an addition: vectors side by side fill that time.
+template <std::size_t VectorCount, std::size_t TapCount>
+void filter_columns(const RowPass& pass, std::size_t column) {
+    constexpr std::size_t ORDER = TapCount - 1;
+    Lanes b[TapCount];
+    Lanes a[TapCount];
+    for (std::size_t i = 0; i < TapCount; ++i) {
+        b[i] = pass.b[i] - Lanes{};
+        a[i] = pass.a[i] - Lanes{};
+    }
+    Lanes z[VectorCount][ORDER];
+    for (std::size_t v = 0; v < VectorCount; ++v) {
+        for (std::size_t i = 0; i < ORDER; ++i) {
+            z[v][i] = at<UnalignedLanes>(pass.state + i * pass.lane_count + column + v * WIDTH);
+        }
+    }
+    const double* in = pass.in + column;
+    double* out = pass.out + column;
+    for (std::size_t row = 0; row < pass.row_count; ++row) {
+        for (std::size_t v = 0; v < VectorCount; ++v) {
+            const Lanes x = at<UnalignedLanes>(in + v * WIDTH);
+            const Lanes y = b[0] * x + z[v][0];
+            for (std::size_t i = 0; i + 1 < ORDER; ++i) {
+                z[v][i] = z[v][i + 1] + b[i + 1] * x - a[i + 1] * y;
+            }
+            z[v][ORDER - 1] = b[ORDER] * x - a[ORDER] * y;
+            at<UnalignedLanes>(out + v * WIDTH) = y;
+        }
+        in += pass.row_step;
+        out += pass.row_step;
+    }
+    for (std::size_t v = 0; v < VectorCount; ++v) {
+        for (std::size_t i = 0; i < ORDER; ++i) {
+            at<UnalignedLanes>(pass.state + i * pass.lane_count + column + v * WIDTH) = z[v][i];
+        }
+    }
+}
+
+// Any number of taps, with the state in memory.
+void filter_columns_of_any_order(const RowPass& pass, std::size_t column) {
+    const std::size_t order = pass.tap_count - 1;
+    const double* in = pass.in + column;
+    double* out = pass.out + column;
+    for (std::size_t row = 0; row < pass.row_count; ++row) {
+        double* z = pass.state + column;
+        const Lanes x = at<UnalignedLanes>(in);
+        const Lanes y = pass.b[0] * x + at<UnalignedLanes>(z);
+        for (std::size_t i = 1; i < order; ++i) {
+            const Lanes next = at<UnalignedLanes>(z + pass.lane_count);
+            at<UnalignedLanes>(z) = next + pass.b[i] * x - pass.a[i] * y;
+            z += pass.lane_count;
+        }
+        at<UnalignedLanes>(z) = pass.b[order] * x - pass.a[order] * y;
+        at<UnalignedLanes>(out) = y;
+        in += pass.row_step;
+        out += pass.row_step;
+    }
+}
+
+template <std::size_t VectorCount, std::size_t TapCount>
+void filter_all_columns(const RowPass& pass, std::size_t column) {
+    for (; column + VectorCount * WIDTH <= pass.lane_count; column += VectorCount * WIDTH) {
+        filter_columns<VectorCount, TapCount>(pass, column);
+    }
+    if constexpr (VectorCount > 1) {
+        filter_all_columns<VectorCount / 2, TapCount>(pass, column);
+    }
+}
+
+void filter_rows(const RowPass& pass) {
+    switch (pass.tap_count) {
+    case 2:
+        return filter_all_columns<4, 2>(pass, 0);
+    case 3:
+        return filter_all_columns<4, 3>(pass, 0);
+    case 4:
+        return filter_all_columns<2, 4>(pass, 0);
+    case 5:
+        return filter_all_columns<2, 5>(pass, 0);
+    case 6:
+        return filter_all_columns<1, 6>(pass, 0);
+    case 7:
+        return filter_all_columns<1, 7>(pass, 0);
+    case 8:
+        return filter_all_columns<1, 8>(pass, 0);
+    case 9:
+        return filter_all_columns<1, 9>(pass, 0);
+    default:
+        for (std::size_t column = 0; column < pass.lane_count; column += WIDTH) {
+            filter_columns_of_any_order(pass, column);
+        }
+    }
+}
+
+// A 4 x 4 matrix turned about its diagonal.
+inline void transpose(FourFloats (&m)[4]) {
+    const FourFloats low01 = __builtin_shufflevector(m[0], m[1], 0, 4, 1, 5);
+    const FourFloats high01 = __builtin_shufflevector(m[0], m[1], 2, 6, 3, 7);
+    const FourFloats low23 = __builtin_shufflevector(m[2], m[3], 0, 4, 1, 5);
+    const FourFloats high23 = __builtin_shufflevector(m[2], m[3], 2, 6, 3, 7);
+    m[0] = __builtin_shufflevector(low01, low23, 0, 1, 4, 5);
+    m[1] = __builtin_shufflevector(low01, low23, 2, 3, 6, 7);
+    m[2] = __builtin_shufflevector(high01, high23, 0, 1, 4, 5);
+    m[3] = __builtin_shufflevector(high01, high23, 2, 3, 6, 7);
+}
+
+void widen_lines(const float* const lines[4], std::size_t row_count, double* column,
+                 std::size_t row_stride) {
+    std::size_t row = 0;
+    for (; row + 4 <= row_count; row += 4) {
+        FourFloats m[4];
+        for (std::size_t line = 0; line < 4; ++line) {
+            m[line] = at<UnalignedFloats>(lines[line] + row);
+        }
+        transpose(m);
+        for (std::size_t i = 0; i < 4; ++i) {
+            at<UnalignedDoubles>(column + (row + i) * row_stride) =
+                __builtin_convertvector(m[i], FourDoubles);
+        }
+    }
+    for (; row < row_count; ++row) {
+        for (std::size_t line = 0; line < 4; ++line) {
+            column[row * row_stride + line] = static_cast<double>(lines[line][row]);
+        }
+    }
+}
+
+void narrow_lines(const double* column, std::size_t row_count, std::size_t row_stride,
+                  float* const lines[4]) {
+    std::size_t row = 0;
+    for (; row + 4 <= row_count; row += 4) {
+        FourFloats m[4];
+        for (std::size_t i = 0; i < 4; ++i) {
+            const FourDoubles wide = at<UnalignedDoubles>(column + (row + i) * row_stride);
+            m[i] = __builtin_convertvector(wide, FourFloats);
+        }
+        transpose(m);
+        for (std::size_t line = 0; line < 4; ++line) {
+            at<UnalignedFloats>(lines[line] + row) = m[line];
+        }
+    }
+    for (; row < row_count; ++row) {
+        for (std::size_t line = 0; line < 4; ++line) {
+            lines[line][row] = static_cast<float>(column[row * row_stride + line]);
+        }
+    }
+}
+
+} // namespace
+
+} // namespace talvora::dsp
