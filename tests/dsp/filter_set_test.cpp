@@ -1,4 +1,5 @@
 #include "dsp/filter_set.h"
+#include "tests/dsp/random_filters.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -155,6 +156,23 @@ TEST_P(FilterSetInPlace, LeavesAPartOfALineAlone) {
     Line samples = {0, 4, 0, 8, 4, 1, 2, 3};
     filter(samples, 5, MEAN);
     EXPECT_THAT(samples, ElementsAre(0, 2, 3, 5, 4, 1, 2, 3));
+}
+
+TEST_P(FilterSetInPlace, GivesThePlainBitsForAnyLinesAndGaps) {
+    RandomFilters random(5);
+    SetFilter set_filter(GetParam());
+    for (int trial = 0; trial < 300; ++trial) {
+        const std::size_t tap_count = random.count(1, 17);
+        const FilterCoefficients coefficients = random.filter(tap_count, random.one_in(4));
+        const std::size_t line_length = random.count(1, 500);
+        Line samples = random.samples(line_length * random.count(1, 40));
+        random.make_gaps(samples);
+        Line expected = samples;
+        filter_set_in_place(expected, line_length, coefficients, FilterPath::Plain);
+        set_filter.filter_in_place(samples, line_length, coefficients);
+        ASSERT_EQ(first_difference(samples, expected), expected.size())
+            << tap_count << " taps, lines of " << line_length;
+    }
 }
 
 } // namespace

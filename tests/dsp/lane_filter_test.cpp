@@ -1,0 +1,102 @@
+#include "dsp/filter_set.h"
+#include "dsp/lane_filter.h"
+#include "tests/dsp/random_filters.h"
+#include "tests/dsp/wide_lane_kernels.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+namespace talvora::dsp {
+namespace {
+
+struct NamedKernels {
+    const char* name;
+    const LaneKernels* kernels;
+    FilterPath needs;
+};
+
+class LaneFilter : public testing::TestWithParam<NamedKernels> {
+  protected:
+    void SetUp() override {
+        if (!can_take(GetParam().needs)) {
+            GTEST_SKIP() << "this processor lacks the instructions";
+        }
+    }
+
+    // Filters lines of the given lengths side by side and one by one.
+    void expect_plain_bits(RandomFilters& random, std::vector<std::size_t> lengths,
+                           const FilterCoefficients& coefficients) {
+        std::ranges::sort(lengths, std::ranges::greater{});
+        std::vector<std::vector<float>> lines;
+        std::vector<std::span<float>> runs;
+        for (const std::size_t length : lengths) {
+            lines.push_back(random.samples(length));
+        }
+        const std::vector<std::vector<float>> samples = lines;
+        runs.assign(lines.begin(), lines.end());
+        filter_side_by_side(runs, prepare_filter(coefficients), *GetParam().kernels, scratch_);
+        for (std::size_t line = 0; line < lines.size(); ++line) {
+            std::vector<float> expected = samples[line];
+            filter_set_in_place(expected, expected.size(), coefficients, FilterPath::Plain);
+            ASSERT_EQ(first_difference(lines[line], expected), expected.size())
+                << "line " << line << " of " << lines.size() << ", " << coefficients.a.size()
+                << " taps, " << expected.size() << " samples";
+        }
+    }
+
+    LaneScratch scratch_;
+};
+
+INSTANTIATE_TEST_SUITE_P(
+    Kernels, LaneFilter,
+    testing::Values(NamedKernels{"Sse2", &SSE2_LANE_KERNELS, FilterPath::Sse2},
+                    NamedKernels{"Avx2", &AVX2_LANE_KERNELS, FilterPath::Avx2},
+                    NamedKernels{"Avx512", &AVX512_LANE_KERNELS, FilterPath::Avx512},
+                    NamedKernels{"EightLanesOnTheBaseline", &WIDE_LANE_KERNELS, FilterPath::Sse2}),
+    [](const auto& kernels) { return std::string(kernels.param.name); });
+
+TEST_P(LaneFilter, GivesThePlainBitsForEveryCountOfLinesAndTaps) {
+    RandomFilters random(1);
+    for (std::size_t tap_count = 2; tap_count <= 17; ++tap_count) {
+        for (std::size_t line_count = 1; line_count <= MAX_LANE_COUNT; ++line_count) {
+            const std::size_t length = random.count(3 * tap_count - 1, 400);
+            expect_plain_bits(random, std::vector(line_count, length),
+                              random.filter(tap_count, false));
+        }
+    }
+}
+
+TEST_P(LaneFilter, GivesThePlainBitsForUnequalLengthsFromTheShortestOn) {
+    RandomFilters random(2);
+    for (int trial = 0; trial < 200; ++trial) {
+        const std::size_t tap_count = random.count(2, 11);
+        std::vector<std::size_t> lengths(random.count(1, MAX_LANE_COUNT));
+        std::ranges::generate(lengths, [&] { return 3 * tap_count - 1 + random.count(0, 300); });
+        expect_plain_bits(random, lengths, random.filter(tap_count, false));
+    }
+}
+
+TEST_P(LaneFilter, GivesThePlainBitsWhenTheFilterGrowsWithoutBound) {
+    RandomFilters random(3);
+    for (int trial = 0; trial < 100; ++trial) {
+        const std::size_t tap_count = random.count(2, 9);
+        std::vector<std::size_t> lengths(random.count(1, MAX_LANE_COUNT));
+        std::ranges::generate(lengths, [&] { return random.count(3 * tap_count - 1, 4000); });
+        expect_plain_bits(random, lengths, random.filter(tap_count, true));
+    }
+}
+
+// Two segments and more: sixteen lanes of 15 MiB of doubles are 122,880 rows.
+TEST_P(LaneFilter, GivesThePlainBitsForLinesLongerThanItsScratch) {
+    RandomFilters random(4);
+    std::vector<std::size_t> lengths(9, 250'000);
+    lengths[8] = 130'000;
+    lengths[7] = 122'880;
+    expect_plain_bits(random, lengths, random.filter(3, false));
+}
+
+} // namespace
+} // namespace talvora::dsp

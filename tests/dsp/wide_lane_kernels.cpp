@@ -1,0 +1,12 @@
+// Eight lanes for a processor with the baseline instruction set alone: shows that
+// what AVX-512 is given to do is right where no processor has AVX-512.
+#define LANE_WIDTH 8
+#include "tests/dsp/wide_lane_kernels.h"
+
+#include "dsp/lane_kernels_of_width.h"
+
+namespace talvora::dsp {
+
+const LaneKernels WIDE_LANE_KERNELS = {WIDTH, filter_rows, widen_lines, narrow_lines};
+
+} // namespace talvora::dsp
