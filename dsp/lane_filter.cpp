@@ -1,5 +1,7 @@
 #include "dsp/lane_filter.h"
 
+#include "dsp/lane_group.h"
+
 #include <algorithm>
 
 namespace talvora::dsp {
@@ -9,161 +11,137 @@ namespace {
 // Leaves a megabyte of the sixteen to a block of rows, the states and the caller's lists.
 constexpr std::size_t MAX_ROW_BYTES = 15U << 20U;
 
+// All lanes begin at row 0; the first one is the last to end.
 class GroupPasses {
   public:
     GroupPasses(std::span<const std::span<float>> runs, const PreparedFilter& filter,
                 const LaneKernels& kernels, LaneScratch& scratch)
-        : group_(runs, filter.pad_count(), kernels), filter_(filter), kernels_(kernels),
-          lane_count_(group_.lane_count()), scratch_(scratch),
-          segment_row_count_(
-              std::min(MAX_ROW_BYTES / (lane_count_ * sizeof(double)), group_.row_count())) {}
+        : group_(runs, filter.pad_count(), kernels), step_(as_step(group_.lane_count())),
+          row_count_(group_.run(0).size()), samples_begin_(group_.run(0).samples_begin()),
+          samples_end_(group_.run(runs.size() - 1).samples_end()),
+          segment_row_count_(std::min(as_step(MAX_ROW_BYTES / sizeof(double)) / step_, row_count_)),
+          forward_(filter, kernels, group_.lane_count()),
+          backward_(filter, kernels, group_.lane_count()),
+          rows_(scratch.rows.reserve(static_cast<std::size_t>(segment_row_count_ * step_))),
+          block_(scratch.block.reserve(BLOCK_ROW_COUNT * group_.lane_count())),
+          states_(scratch.states) {}
 
     void run() {
-        prepare_scratch();
-        std::size_t first = filter_up_to_last_segment();
-        std::size_t last = group_.row_count();
-        for (;;) {
-            filter_forward_and_keep(first, last);
-            filter_backward(first, last);
-            if (first == 0) {
-                return;
-            }
-            last = first;
+        for (std::size_t lane = 0; lane < group_.lane_count(); ++lane) {
+            forward_.rest(lane, group_.run(lane)[0]);
+        }
+        std::ptrdiff_t first = filter_up_to_last_segment();
+        filter_segment(first, row_count_);
+        while (first > 0) {
+            const std::ptrdiff_t last = first;
             first -= segment_row_count_;
             restore_forward_state();
+            filter_segment(first, last);
         }
     }
 
   private:
-    void prepare_scratch() {
-        const std::size_t state_size = filter_.steady_state.size() * lane_count_;
-        scratch_.forward_state.assign(state_size, 0.0);
-        scratch_.backward_state.assign(state_size, 0.0);
-        scratch_.checkpoints.clear();
-        rows_ = scratch_.rows.reserve(segment_row_count_ * lane_count_);
-        block_ = scratch_.block.reserve(BLOCK_ROW_COUNT * lane_count_);
-        for (std::size_t lane = 0; lane < lane_count_; ++lane) {
-            start_lane(lane, group_.extended_sample(lane, 0), scratch_.forward_state);
-        }
-    }
-
-    // The state of a lane at rest on its first sample.
-    void start_lane(std::size_t lane, double first_sample, std::vector<double>& state) const {
-        for (std::size_t i = 0; i < filter_.steady_state.size(); ++i) {
-            state[i * lane_count_ + lane] = filter_.steady_state[i] * first_sample;
-        }
-    }
+    static std::ptrdiff_t as_step(std::size_t count) { return static_cast<std::ptrdiff_t>(count); }
 
     // Runs the forward pass for its states alone; gives where the last segment begins.
-    std::size_t filter_up_to_last_segment() {
-        std::size_t first = 0;
-        for (; first + segment_row_count_ < group_.row_count(); first += segment_row_count_) {
-            keep_forward_state();
-            const std::size_t last = first + segment_row_count_;
-            for (std::size_t row = first, end = 0; row < last; row = end) {
-                end = std::min(group_.block_end(row), last);
+    std::ptrdiff_t filter_up_to_last_segment() {
+        states_.clear();
+        std::ptrdiff_t first = 0;
+        for (; first + segment_row_count_ < row_count_; first += segment_row_count_) {
+            states_.insert(states_.end(), forward_.state().begin(), forward_.state().end());
+            const std::ptrdiff_t last = first + segment_row_count_;
+            for (std::ptrdiff_t row = first, end = 0; row < last; row = end) {
+                end = std::min(block_end(row), last);
                 filter_block_forward(row, end, block_);
             }
         }
         return first;
     }
 
-    void filter_forward_and_keep(std::size_t first, std::size_t last) {
-        for (std::size_t row = first, end = 0; row < last; row = end) {
-            end = std::min(group_.block_end(row), last);
-            filter_block_forward(row, end, rows_ + (row - first) * lane_count_);
+    void restore_forward_state() {
+        const auto kept = states_.end() - as_step(forward_.state().size());
+        std::copy(kept, states_.end(), forward_.state().begin());
+        states_.erase(kept, states_.end());
+    }
+
+    void filter_segment(std::ptrdiff_t first, std::ptrdiff_t last) {
+        for (std::ptrdiff_t row = first, end = 0; row < last; row = end) {
+            end = std::min(block_end(row), last);
+            filter_block_forward(row, end, rows_ + (row - first) * step_);
+        }
+        // Padding before the first sample need not be filtered backward.
+        const std::ptrdiff_t stop = std::max(first, samples_begin_);
+        for (std::ptrdiff_t end = last, begin = 0; end > stop; end = begin) {
+            rest_lanes_that_end_at(end, rows_ + (end - 1 - first) * step_);
+            begin = std::max({block_begin(end), last_lane_end_before(end), stop});
+            filter_block_backward(begin, end, rows_ + (begin - first) * step_);
         }
     }
 
     // In place: the rows are still in the first-level cache when the filter meets them.
-    void filter_block_forward(std::size_t first, std::size_t last, double* rows) {
+    void filter_block_forward(std::ptrdiff_t first, std::ptrdiff_t last, double* rows) {
         group_.load_rows(first, last, rows);
-        kernels_.filter_rows(pass(rows, rows, last - first, 1, scratch_.forward_state));
+        forward_.filter(rows, rows, last - first, step_);
     }
 
-    // Lanes begin at their own ends, one after the other; padding before the first sample
-    // need not be filtered.
-    void filter_backward(std::size_t first, std::size_t last) {
-        const std::size_t stop = std::max(first, group_.pad_count());
-        for (std::size_t end = last, begin = 0; end > stop; end = begin) {
-            start_lanes_that_end_at(end, rows_ + (end - 1 - first) * lane_count_);
-            begin = std::max({group_.block_begin(end), last_lane_end_before(end), stop});
-            filter_block_backward(begin, end, rows_ + (begin - first) * lane_count_);
-        }
-    }
-
-    void filter_block_backward(std::size_t first, std::size_t last, const double* rows) {
-        const std::size_t last_row = (last - first - 1) * lane_count_;
-        kernels_.filter_rows(
-            pass(rows + last_row, block_ + last_row, last - first, -1, scratch_.backward_state));
+    void filter_block_backward(std::ptrdiff_t first, std::ptrdiff_t last, const double* rows) {
+        const std::ptrdiff_t last_row = (last - first - 1) * step_;
+        backward_.filter(rows + last_row, block_ + last_row, last - first, -step_);
         group_.store_rows(first, last, block_);
     }
 
-    void start_lanes_that_end_at(std::size_t end, const double* last_row) {
-        for (std::size_t lane = 0; lane < lane_count_; ++lane) {
-            if (group_.end_row(lane) == end) {
-                start_lane(lane, last_row[lane], scratch_.backward_state);
+    void rest_lanes_that_end_at(std::ptrdiff_t end, const double* last_row) {
+        for (std::size_t lane = 0; lane < group_.lane_count(); ++lane) {
+            if (group_.run(lane).size() == end) {
+                backward_.rest(lane, last_row[lane]);
             }
         }
     }
 
-    // Lanes are sorted by their ends, the last one first.
-    std::size_t last_lane_end_before(std::size_t row) const {
-        for (std::size_t lane = 0; lane < lane_count_; ++lane) {
-            if (group_.end_row(lane) < row) {
-                return group_.end_row(lane);
+    std::ptrdiff_t last_lane_end_before(std::ptrdiff_t row) const {
+        for (std::size_t lane = 0; lane < group_.lane_count(); ++lane) {
+            if (group_.run(lane).size() < row) {
+                return group_.run(lane).size();
             }
         }
         return 0;
     }
 
-    RowPass pass(const double* in, double* out, std::size_t row_count, int direction,
-                 std::vector<double>& state) const {
-        return {.b = filter_.b.data(),
-                .a = filter_.a.data(),
-                .tap_count = filter_.tap_count(),
-                .lane_count = lane_count_,
-                .state = state.data(),
-                .in = in,
-                .out = out,
-                .row_step = direction * static_cast<std::ptrdiff_t>(lane_count_),
-                .row_count = row_count};
+    // Blocks are cut where padding and samples meet, so that few rows hold both.
+    std::ptrdiff_t block_end(std::ptrdiff_t row) const {
+        const std::ptrdiff_t end = std::min(row + as_step(BLOCK_ROW_COUNT), row_count_);
+        for (const std::ptrdiff_t edge : {samples_begin_, samples_end_}) {
+            if (row < edge && edge < end) {
+                return edge;
+            }
+        }
+        return end;
     }
 
-    void keep_forward_state() {
-        scratch_.checkpoints.insert(scratch_.checkpoints.end(), scratch_.forward_state.begin(),
-                                    scratch_.forward_state.end());
-    }
-
-    void restore_forward_state() {
-        const auto size = static_cast<std::ptrdiff_t>(scratch_.forward_state.size());
-        const auto kept = scratch_.checkpoints.end() - size;
-        std::copy(kept, scratch_.checkpoints.end(), scratch_.forward_state.begin());
-        scratch_.checkpoints.erase(kept, scratch_.checkpoints.end());
+    std::ptrdiff_t block_begin(std::ptrdiff_t row) const {
+        const std::ptrdiff_t begin = row - as_step(BLOCK_ROW_COUNT);
+        for (const std::ptrdiff_t edge : {samples_end_, samples_begin_}) {
+            if (begin < edge && edge < row) {
+                return edge;
+            }
+        }
+        return begin;
     }
 
     LaneGroup group_;
-    const PreparedFilter& filter_;
-    const LaneKernels& kernels_;
-    std::size_t lane_count_;
-    LaneScratch& scratch_;
-    std::size_t segment_row_count_;
-    double* rows_ = nullptr;
-    double* block_ = nullptr;
+    std::ptrdiff_t step_;
+    std::ptrdiff_t row_count_;
+    std::ptrdiff_t samples_begin_;
+    std::ptrdiff_t samples_end_; // in the lane that ends first
+    std::ptrdiff_t segment_row_count_;
+    LanePass forward_;
+    LanePass backward_;
+    double* rows_;
+    double* block_;
+    std::vector<double>& states_;
 };
 
 } // namespace
-
-double* RowBuffer::reserve(std::size_t count) {
-    constexpr std::size_t PER_LINE = sizeof(CacheLine) / sizeof(double);
-    const std::size_t line_count = (count + PER_LINE - 1) / PER_LINE;
-    if (line_count > line_count_) {
-        lines_.reset();
-        lines_ = std::make_unique_for_overwrite<CacheLine[]>(line_count);
-        line_count_ = line_count;
-    }
-    return lines_[0].values;
-}
 
 void filter_side_by_side(std::span<const std::span<float>> runs, const PreparedFilter& filter,
                          const LaneKernels& kernels, LaneScratch& scratch) {

@@ -2,39 +2,11 @@
 // registers; the results are those of zero_phase_filter.h, bit for bit.
 #pragma once
 
-#include "dsp/lane_group.h"
-#include "dsp/lane_kernels.h"
-#include "dsp/zero_phase_filter.h"
+#include "dsp/lane_pass.h"
 
-#include <memory>
 #include <span>
-#include <vector>
 
 namespace talvora::dsp {
-
-// Rows of doubles that begin on a cache line; what they hold after growing is undefined.
-class RowBuffer {
-  public:
-    double* reserve(std::size_t count);
-
-  private:
-    struct alignas(64) CacheLine {
-        double values[8];
-    };
-    std::unique_ptr<CacheLine[]> lines_;
-    std::size_t line_count_ = 0;
-};
-
-// What the passes work in; made once and used for any number of groups and filters.
-// Grows to 16 MiB at most, whatever the length of the runs, and beyond that by one
-// state of the filter for every 4 MiB of samples or less.
-struct LaneScratch {
-    RowBuffer rows;
-    RowBuffer block;
-    std::vector<double> forward_state;
-    std::vector<double> backward_state;
-    std::vector<double> checkpoints;
-};
 
 // Filters one to MAX_LANE_COUNT runs in place: the longest first, each of at least
 // 3 * tap_count - 1 samples. The filter has two taps or more.

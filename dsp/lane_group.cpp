@@ -16,102 +16,101 @@ std::size_t count_lanes(std::size_t run_count, std::size_t width) {
 
 } // namespace
 
+double ExtendedRun::operator[](std::ptrdiff_t position) const {
+    const auto sample = [this](std::ptrdiff_t index) {
+        return static_cast<double>(run_[static_cast<std::size_t>(index)]);
+    };
+    if (position < 0 || position >= size()) {
+        return 0.0;
+    }
+    if (position < samples_begin()) {
+        return 2.0 * sample(0) - sample(pad_count_ - position);
+    }
+    if (position < samples_end()) {
+        return sample(position - pad_count_);
+    }
+    const std::ptrdiff_t last = samples_end() - 1 - pad_count_;
+    return 2.0 * sample(last) - sample(last - 1 - (position - samples_end()));
+}
+
+void ExtendedRun::load(std::ptrdiff_t first, std::ptrdiff_t last, double* values,
+                       std::size_t stride) const {
+    for (std::ptrdiff_t position = first; position < last; ++position) {
+        *values = (*this)[position];
+        values += stride;
+    }
+}
+
+void ExtendedRun::store(std::ptrdiff_t first, std::ptrdiff_t last, const double* values,
+                        std::size_t stride) const {
+    const std::ptrdiff_t begin = std::max(first, samples_begin());
+    const std::ptrdiff_t end = std::min(last, samples_end());
+    for (std::ptrdiff_t position = begin; position < end; ++position) {
+        *address(position) =
+            static_cast<float>(values[static_cast<std::size_t>(position - first) * stride]);
+    }
+}
+
 LaneGroup::LaneGroup(std::span<const std::span<float>> runs, std::size_t pad_count,
                      const LaneKernels& kernels)
-    : kernels_(kernels), run_count_(runs.size()),
-      lane_count_(count_lanes(runs.size(), kernels.width)), pad_count_(pad_count) {
-    runs_.fill(runs.back());
-    std::ranges::copy(runs, runs_.begin());
+    : kernels_(kernels), given_count_(runs.size()),
+      lane_count_(count_lanes(runs.size(), kernels.width)) {
+    lanes_.fill({ExtendedRun(runs.back(), pad_count), 0});
+    std::ranges::transform(runs, lanes_.begin(), [pad_count](std::span<float> run) {
+        return Lane{ExtendedRun(run, pad_count), 0};
+    });
 }
 
-double LaneGroup::extended_sample(std::size_t lane, std::size_t row) const {
-    const std::span<float> run = runs_[lane];
-    const auto sample = [run](std::size_t index) { return static_cast<double>(run[index]); };
-    const std::size_t past_last = pad_count_ + run.size();
-    if (row < pad_count_) {
-        return 2.0 * sample(0) - sample(pad_count_ - row);
+LaneGroup::LaneGroup(const ExtendedRun& run, std::ptrdiff_t first, std::ptrdiff_t length,
+                     const LaneKernels& kernels)
+    : kernels_(kernels), given_count_(MAX_LANE_COUNT), lane_count_(MAX_LANE_COUNT) {
+    for (Lane& lane : lanes_) {
+        lane = {run, first};
+        first += length;
     }
-    if (row < past_last) {
-        return sample(row - pad_count_);
-    }
-    const std::size_t last = run.size() - 1;
-    return row < end_row(lane) ? 2.0 * sample(last) - sample(last - 1 - (row - past_last)) : 0.0;
 }
 
-std::size_t LaneGroup::block_end(std::size_t row) const {
-    const std::size_t end = std::min(row + BLOCK_ROW_COUNT, row_count());
-    const std::size_t samples_end = end_row(lane_count_ - 1) - pad_count_;
-    for (const std::size_t edge : {pad_count_, samples_end}) {
-        if (row < edge && edge < end) {
-            return edge;
-        }
-    }
-    return end;
-}
-
-std::size_t LaneGroup::block_begin(std::size_t row) const {
-    const std::size_t begin = row - std::min(row, BLOCK_ROW_COUNT);
-    const std::size_t samples_end = end_row(lane_count_ - 1) - pad_count_;
-    for (const std::size_t edge : {samples_end, pad_count_}) {
-        if (begin < edge && edge < row) {
-            return edge;
-        }
-    }
-    return begin;
-}
-
-void LaneGroup::load_rows(std::size_t first, std::size_t last, double* rows) const {
+void LaneGroup::load_rows(std::ptrdiff_t first, std::ptrdiff_t last, double* rows) const {
     for (std::size_t lane = 0; lane < lane_count_; lane += QUAD) {
         if (has_samples_only(lane, first, last)) {
             const float* lines[QUAD];
             for (std::size_t i = 0; i < QUAD; ++i) {
-                lines[i] = runs_[lane + i].data() + (first - pad_count_);
+                lines[i] = lanes_[lane + i].run.address(lanes_[lane + i].first + first);
             }
-            kernels_.widen_lines(lines, last - first, rows + lane, lane_count_);
-        } else {
-            for (std::size_t i = lane; i < lane + QUAD; ++i) {
-                load_lane(i, first, last, rows + i);
-            }
+            kernels_.widen_lines(lines, static_cast<std::size_t>(last - first), rows + lane,
+                                 lane_count_);
+            continue;
+        }
+        for (std::size_t i = lane; i < lane + QUAD; ++i) {
+            const std::ptrdiff_t offset = lanes_[i].first;
+            lanes_[i].run.load(offset + first, offset + last, rows + i, lane_count_);
         }
     }
 }
 
-void LaneGroup::store_rows(std::size_t first, std::size_t last, const double* rows) const {
-    for (std::size_t lane = 0; lane < run_count_; lane += QUAD) {
-        if (lane + QUAD <= run_count_ && has_samples_only(lane, first, last)) {
+void LaneGroup::store_rows(std::ptrdiff_t first, std::ptrdiff_t last, const double* rows) const {
+    for (std::size_t lane = 0; lane < given_count_; lane += QUAD) {
+        if (lane + QUAD <= given_count_ && has_samples_only(lane, first, last)) {
             float* lines[QUAD];
             for (std::size_t i = 0; i < QUAD; ++i) {
-                lines[i] = runs_[lane + i].data() + (first - pad_count_);
+                lines[i] = lanes_[lane + i].run.address(lanes_[lane + i].first + first);
             }
-            kernels_.narrow_lines(rows + lane, last - first, lane_count_, lines);
-        } else {
-            for (std::size_t i = lane; i < std::min(lane + QUAD, run_count_); ++i) {
-                store_lane(i, first, last, rows + i);
-            }
+            kernels_.narrow_lines(rows + lane, static_cast<std::size_t>(last - first), lane_count_,
+                                  lines);
+            continue;
+        }
+        for (std::size_t i = lane; i < std::min(lane + QUAD, given_count_); ++i) {
+            const std::ptrdiff_t offset = lanes_[i].first;
+            lanes_[i].run.store(offset + first, offset + last, rows + i, lane_count_);
         }
     }
 }
 
-bool LaneGroup::has_samples_only(std::size_t lane, std::size_t first, std::size_t last) const {
-    return pad_count_ <= first && last + pad_count_ <= end_row(lane + QUAD - 1);
-}
-
-void LaneGroup::load_lane(std::size_t lane, std::size_t first, std::size_t last,
-                          double* column) const {
-    for (std::size_t row = first; row < last; ++row) {
-        *column = extended_sample(lane, row);
-        column += lane_count_;
-    }
-}
-
-void LaneGroup::store_lane(std::size_t lane, std::size_t first, std::size_t last,
-                           const double* column) const {
-    const std::span<float> run = runs_[lane];
-    const std::size_t begin = std::max(first, pad_count_);
-    const std::size_t end = std::min(last, pad_count_ + run.size());
-    for (std::size_t row = begin; row < end; ++row) {
-        run[row - pad_count_] = static_cast<float>(column[(row - first) * lane_count_]);
-    }
+bool LaneGroup::has_samples_only(std::size_t lane, std::ptrdiff_t first,
+                                 std::ptrdiff_t last) const {
+    return std::all_of(lanes_.begin() + lane, lanes_.begin() + lane + QUAD, [=](const Lane& l) {
+        return l.run.has_samples_only(l.first + first, l.first + last);
+    });
 }
 
 } // namespace talvora::dsp

@@ -1,5 +1,5 @@
-// Up to sixteen runs of floats seen as the columns of one matrix of doubles, each
-// extended by odd reflection at both ends.
+// Stretches of floats seen as the columns of one matrix of doubles: up to sixteen runs
+// side by side, or one run cut into as many parts.
 #pragma once
 
 #include "dsp/lane_kernels.h"
@@ -9,46 +9,70 @@
 
 namespace talvora::dsp {
 
-// Row r of a lane is sample r - pad_count of its run. All lanes begin at row 0; a lane
-// ends at its own end_row, after which its rows are zeros. Lanes without a run repeat
-// the last one and are never written.
+// A run extended by odd reflection at both ends: position 0 is the first padding sample,
+// position pad_count the first sample of the run. Elsewhere it is zero.
+class ExtendedRun {
+  public:
+    ExtendedRun() = default;
+    // The run has more than pad_count samples.
+    ExtendedRun(std::span<float> run, std::size_t pad_count)
+        : run_(run), pad_count_(static_cast<std::ptrdiff_t>(pad_count)) {}
+
+    std::ptrdiff_t size() const { return samples_end() + pad_count_; }
+    std::ptrdiff_t samples_begin() const { return pad_count_; }
+    std::ptrdiff_t samples_end() const {
+        return pad_count_ + static_cast<std::ptrdiff_t>(run_.size());
+    }
+    bool has_samples_only(std::ptrdiff_t first, std::ptrdiff_t last) const {
+        return samples_begin() <= first && last <= samples_end();
+    }
+    // Where the sample at a position is; to be read or written only among the samples.
+    float* address(std::ptrdiff_t position) const { return run_.data() + (position - pad_count_); }
+
+    double operator[](std::ptrdiff_t position) const;
+
+    // Positions [first, last) to doubles `stride` apart, and back; only samples are written.
+    void load(std::ptrdiff_t first, std::ptrdiff_t last, double* values, std::size_t stride) const;
+    void store(std::ptrdiff_t first, std::ptrdiff_t last, const double* values,
+               std::size_t stride) const;
+
+  private:
+    std::span<float> run_;
+    std::ptrdiff_t pad_count_ = 0;
+};
+
+// Lanes of which row r is position `first + r` of a run. Lanes beyond those that are
+// given repeat the last one and are never written.
 class LaneGroup {
   public:
-    // From one to MAX_LANE_COUNT runs, the longest first, each longer than pad_count.
+    // Whole runs, from one to MAX_LANE_COUNT of them.
     LaneGroup(std::span<const std::span<float>> runs, std::size_t pad_count,
+              const LaneKernels& kernels);
+    // As many lanes as there can be, each with the `length` positions after the lane before.
+    LaneGroup(const ExtendedRun& run, std::ptrdiff_t first, std::ptrdiff_t length,
               const LaneKernels& kernels);
 
     std::size_t lane_count() const { return lane_count_; }
-    std::size_t pad_count() const { return pad_count_; }
-    std::size_t row_count() const { return end_row(0); }
-    std::size_t end_row(std::size_t lane) const { return runs_[lane].size() + 2 * pad_count_; }
+    const ExtendedRun& run(std::size_t lane) const { return lanes_[lane].run; }
 
-    double extended_sample(std::size_t lane, std::size_t row) const;
-
-    // Where a block of rows that begins, or ends, at `row` had better end, or begin:
-    // after BLOCK_ROW_COUNT rows, or where padding and samples meet.
-    std::size_t block_end(std::size_t row) const;
-    std::size_t block_begin(std::size_t row) const;
-
-    // Samples and padding of the rows [first, last) into a matrix that begins at `rows`.
-    void load_rows(std::size_t first, std::size_t last, double* rows) const;
-    // And back to the samples; padding is dropped.
-    void store_rows(std::size_t first, std::size_t last, const double* rows) const;
+    // Rows [first, last) to a matrix that begins at `rows`, and back to the samples.
+    void load_rows(std::ptrdiff_t first, std::ptrdiff_t last, double* rows) const;
+    void store_rows(std::ptrdiff_t first, std::ptrdiff_t last, const double* rows) const;
 
   private:
+    struct Lane {
+        ExtendedRun run;
+        std::ptrdiff_t first = 0;
+    };
     static constexpr std::size_t QUAD = 4;
 
-    // Whether the rows lie among the samples of all four lanes from `lane` on.
-    bool has_samples_only(std::size_t lane, std::size_t first, std::size_t last) const;
-    void load_lane(std::size_t lane, std::size_t first, std::size_t last, double* column) const;
-    void store_lane(std::size_t lane, std::size_t first, std::size_t last,
-                    const double* column) const;
+    // Whether the rows lie among the samples in all four lanes from `lane` on.
+    bool has_samples_only(std::size_t lane, std::ptrdiff_t first, std::ptrdiff_t last) const;
 
     const LaneKernels& kernels_;
-    std::array<std::span<float>, MAX_LANE_COUNT> runs_;
-    std::size_t run_count_;
+    std::array<Lane, MAX_LANE_COUNT> lanes_;
+    std::size_t given_count_;
     std::size_t lane_count_;
-    std::size_t pad_count_;
 };
 
 } // namespace talvora::dsp

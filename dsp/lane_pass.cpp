@@ -1,0 +1,54 @@
+#include "dsp/lane_pass.h"
+
+namespace talvora::dsp {
+
+double* RowBuffer::reserve(std::size_t count) {
+    constexpr std::size_t PER_LINE = sizeof(CacheLine) / sizeof(double);
+    const std::size_t line_count = (count + PER_LINE - 1) / PER_LINE;
+    if (line_count > line_count_) {
+        lines_.reset();
+        line_count_ = 0;
+        lines_ = std::make_unique_for_overwrite<CacheLine[]>(line_count);
+        line_count_ = line_count;
+    }
+    return lines_[0].values;
+}
+
+LanePass::LanePass(const PreparedFilter& filter, const LaneKernels& kernels, std::size_t lane_count)
+    : filter_(filter), kernels_(kernels), lane_count_(lane_count),
+      state_(filter.steady_state.size() * lane_count) {}
+
+void LanePass::rest(std::size_t lane, double input) {
+    for (std::size_t i = 0; i < filter_.steady_state.size(); ++i) {
+        state_[i * lane_count_ + lane] = filter_.steady_state[i] * input;
+    }
+}
+
+void LanePass::filter(const double* in, double* out, std::ptrdiff_t row_count,
+                      std::ptrdiff_t row_step) {
+    kernels_.filter_rows({.b = filter_.b.data(),
+                          .a = filter_.a.data(),
+                          .tap_count = filter_.tap_count(),
+                          .lane_count = lane_count_,
+                          .state = state_.data(),
+                          .in = in,
+                          .out = out,
+                          .row_step = row_step,
+                          .row_count = static_cast<std::size_t>(row_count)});
+}
+
+std::vector<double> LanePass::lane_state(std::size_t lane) const {
+    std::vector<double> state;
+    for (std::size_t i = lane; i < state_.size(); i += lane_count_) {
+        state.push_back(state_[i]);
+    }
+    return state;
+}
+
+void LanePass::set_lane_state(std::size_t lane, std::span<const double> state) {
+    for (std::size_t i = 0; i < state.size(); ++i) {
+        state_[i * lane_count_ + lane] = state[i];
+    }
+}
+
+} // namespace talvora::dsp

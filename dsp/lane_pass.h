@@ -1,0 +1,61 @@
+// One pass of a filter over the columns of a matrix, and the memory that passes share.
+#pragma once
+
+#include "dsp/lane_kernels.h"
+#include "dsp/zero_phase_filter.h"
+
+#include <cstddef>
+#include <memory>
+#include <span>
+#include <vector>
+
+namespace talvora::dsp {
+
+// Rows of doubles that begin on a cache line; what they hold after growing is undefined.
+class RowBuffer {
+  public:
+    double* reserve(std::size_t count);
+
+  private:
+    struct alignas(64) CacheLine {
+        double values[8];
+    };
+    std::unique_ptr<CacheLine[]> lines_;
+    std::size_t line_count_ = 0;
+};
+
+// Made once and used for any number of runs and filters. Grows to 16 MiB at most, whatever
+// the length of the runs, and beyond that by the states kept along long runs.
+struct LaneScratch {
+    RowBuffer rows;
+    RowBuffer block;
+    std::vector<double> states;
+};
+
+// The state of a filter in every lane, carried from one stretch of rows to the next.
+class LanePass {
+  public:
+    // Borrows the filter and the kernels; all states are zero.
+    LanePass(const PreparedFilter& filter, const LaneKernels& kernels, std::size_t lane_count);
+
+    std::size_t lane_count() const { return lane_count_; }
+    std::vector<double>& state() { return state_; }
+
+    // Puts a lane to rest on a constant input.
+    void rest(std::size_t lane, double input);
+
+    // Filters `row_count` rows, from the one at `in` on in steps of `row_step` doubles.
+    void filter(const double* in, double* out, std::ptrdiff_t row_count, std::ptrdiff_t row_step);
+
+    // The state of one lane, on its own.
+    std::vector<double> lane_state(std::size_t lane) const;
+    void set_lane_state(std::size_t lane, std::span<const double> state);
+
+  private:
+    const PreparedFilter& filter_;
+    const LaneKernels& kernels_;
+    std::size_t lane_count_;
+    std::vector<double> state_;
+};
+
+} // namespace talvora::dsp
