@@ -1,5 +1,7 @@
 #include "dsp/filter_set.h"
 
+#include "dsp/lane_filter.h"
+#include "dsp/long_run.h"
 #include "dsp/missing_samples.h"
 
 #include <algorithm>
@@ -86,15 +88,21 @@ void SetFilter::filter_collected_runs(const PreparedFilter& filter) {
     std::ranges::stable_sort(runs_, std::ranges::greater{}, &std::span<float>::size);
     for (std::span<const std::span<float>> rest = runs_; !rest.empty();) {
         const std::size_t count = std::min(rest.size(), MAX_LANE_COUNT);
-        if (path_ == FilterPath::Plain || count == 1 || filter.tap_count() == 1) {
-            std::ranges::for_each(rest.first(count),
-                                  [&](std::span<float> run) { filter_run(run, filter); });
-        } else {
-            filter_side_by_side(rest.first(count), filter, lane_kernels(path_), scratch_);
-        }
+        filter_together(rest.first(count), filter);
         rest = rest.subspan(count);
     }
     runs_.clear();
+}
+
+void SetFilter::filter_together(std::span<const std::span<float>> runs,
+                                const PreparedFilter& filter) {
+    if (path_ == FilterPath::Plain || filter.tap_count() == 1) {
+        std::ranges::for_each(runs, [&](std::span<float> run) { filter_run(run, filter); });
+    } else if (runs.size() == 1) {
+        filter_long_run(runs[0], filter, lane_kernels(path_), scratch_);
+    } else {
+        filter_side_by_side(runs, filter, lane_kernels(path_), scratch_);
+    }
 }
 
 void filter_set_in_place(std::span<float> samples, std::uint64_t line_length,

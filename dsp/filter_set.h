@@ -2,7 +2,7 @@
 #pragma once
 
 #include "dsp/filter_coefficients.h"
-#include "dsp/lane_filter.h"
+#include "dsp/lane_pass.h"
 #include "dsp/valid_runs.h"
 
 #include <cstdint>
@@ -40,6 +40,7 @@ class SetFilter {
   private:
     void collect_runs(std::span<float> line, const PreparedFilter& filter);
     void filter_collected_runs(const PreparedFilter& filter);
+    void filter_together(std::span<const std::span<float>> runs, const PreparedFilter& filter);
 
     FilterPath path_;
     std::vector<ValidRun> line_runs_;

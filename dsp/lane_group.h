@@ -54,6 +54,9 @@ class LaneGroup {
 
     std::size_t lane_count() const { return lane_count_; }
     const ExtendedRun& run(std::size_t lane) const { return lanes_[lane].run; }
+    double sample(std::size_t lane, std::ptrdiff_t row) const {
+        return lanes_[lane].run[lanes_[lane].first + row];
+    }
 
     // Rows [first, last) to a matrix that begins at `rows`, and back to the samples.
     void load_rows(std::ptrdiff_t first, std::ptrdiff_t last, double* rows) const;

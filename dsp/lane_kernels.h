@@ -50,6 +50,8 @@ struct LaneKernels {
                          float* const lines[4]);
 };
 
+// One lane, for what must be done in order.
+extern const LaneKernels SERIAL_LANE_KERNELS;
 extern const LaneKernels SSE2_LANE_KERNELS;
 extern const LaneKernels AVX2_LANE_KERNELS;
 extern const LaneKernels AVX512_LANE_KERNELS;

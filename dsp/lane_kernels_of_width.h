@@ -11,13 +11,18 @@ namespace {
 
 constexpr std::size_t WIDTH = LANE_WIDTH;
 
+#if LANE_WIDTH == 1
+using Lanes = double;
+using UnalignedLanes = double;
+#else
 using Lanes = double __attribute__((vector_size(LANE_WIDTH * sizeof(double))));
+// At any address that holds a double.
+using UnalignedLanes =
+    double __attribute__((vector_size(LANE_WIDTH * sizeof(double)), aligned(8), may_alias));
+#endif
 using FourFloats = float __attribute__((vector_size(16)));
 using FourDoubles = double __attribute__((vector_size(32)));
 
-// The same vectors at any address that holds one of their elements.
-using UnalignedLanes =
-    double __attribute__((vector_size(LANE_WIDTH * sizeof(double)), aligned(8), may_alias));
 using UnalignedFloats = float __attribute__((vector_size(16), aligned(4), may_alias));
 using UnalignedDoubles = double __attribute__((vector_size(32), aligned(8), may_alias));
 

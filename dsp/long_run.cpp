@@ -1,0 +1,289 @@
+#include "dsp/long_run.h"
+
+#include "dsp/lane_group.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstdint>
+#include <numeric>
+
+namespace talvora::dsp {
+
+namespace {
+
+constexpr auto LANE_COUNT = static_cast<std::ptrdiff_t>(MAX_LANE_COUNT);
+constexpr auto BLOCK_ROWS = static_cast<std::ptrdiff_t>(BLOCK_ROW_COUNT);
+
+// Sixteen parts of 4,096 doubles, half a megabyte, stay in the second-level cache between
+// the passes; shorter ones than 64 are not worth cutting.
+constexpr std::ptrdiff_t MAX_PART_LENGTH = 4096;
+constexpr std::ptrdiff_t MIN_PART_LENGTH = 64;
+
+// A warm-up is work done twice, so it may be a quarter of a part.
+constexpr std::ptrdiff_t PARTS_PER_WARM_UP = 4;
+
+// Wrong guesses among sixteen, from which on guessing is given up: each costs a part in
+// order, which takes about as long as sixteen parts side by side.
+constexpr int TOO_MANY_WRONG_GUESSES = 8;
+
+// States become the same to the last bit later than the response to an impulse fades,
+// when the last roundings fall alike: with this margin nine guesses in ten hold.
+constexpr std::ptrdiff_t warm_up_for(std::ptrdiff_t faded_count) {
+    return 5 * faded_count / 2 + 16;
+}
+
+double sum_of_magnitudes(const std::vector<double>& values) {
+    return std::accumulate(values.begin(), values.end(), 0.0,
+                           [](double sum, double value) { return sum + std::abs(value); });
+}
+
+bool same_bits(const std::vector<double>& left, const std::vector<double>& right) {
+    return std::ranges::equal(left, right, [](double l, double r) {
+        return std::bit_cast<std::uint64_t>(l) == std::bit_cast<std::uint64_t>(r);
+    });
+}
+
+// Calls visit(first, last) for the rows of [0, row_count) in blocks, in order or from the end.
+template <class Visit>
+void for_each_block(std::ptrdiff_t row_count, Visit visit) {
+    for (std::ptrdiff_t first = 0; first < row_count; first += BLOCK_ROWS) {
+        visit(first, std::min(first + BLOCK_ROWS, row_count));
+    }
+}
+template <class Visit>
+void for_each_block_from_the_end(std::ptrdiff_t row_count, Visit visit) {
+    for (std::ptrdiff_t last = row_count; last > 0; last -= std::min(BLOCK_ROWS, last)) {
+        visit(last - std::min(BLOCK_ROWS, last), last);
+    }
+}
+
+class LongRunPasses {
+  public:
+    LongRunPasses(std::span<float> run, const PreparedFilter& filter, const LaneKernels& kernels,
+                  LaneScratch& scratch)
+        : run_(run, filter.pad_count()), kernels_(kernels),
+          forward_(filter, kernels, MAX_LANE_COUNT), backward_(filter, kernels, MAX_LANE_COUNT),
+          serial_(filter, SERIAL_LANE_KERNELS, 1), guess_(forward_), starts_(forward_),
+          states_(scratch.states) {
+        cut_into_parts();
+        // One double more than the rows: the last one is read past in a warm-up.
+        rows_ = scratch.rows.reserve(static_cast<std::size_t>(part_length_ * LANE_COUNT + 1));
+        block_ = scratch.block.reserve(BLOCK_ROW_COUNT * MAX_LANE_COUNT);
+        if (part_length_ > 0) {
+            const std::ptrdiff_t limit = part_length_ / PARTS_PER_WARM_UP;
+            warm_up_ = count_warm_up_samples(filter, limit);
+            guesses_ = warm_up_ < limit;
+        }
+    }
+
+    void run() {
+        serial_.rest(0, run_[0]);
+        true_state_ = serial_.state();
+        states_.clear();
+        for (std::ptrdiff_t batch = 0; batch < batch_count_; ++batch) {
+            find_forward_states(batch);
+        }
+        filter_remainder();
+        for (std::ptrdiff_t batch = batch_count_; batch-- > 0;) {
+            filter_batch(batch);
+        }
+    }
+
+  private:
+    // Batches of sixteen parts, all of one length, and a remainder of at least one sample
+    // with which the backward pass starts.
+    void cut_into_parts() {
+        const std::ptrdiff_t most = MAX_PART_LENGTH * LANE_COUNT;
+        batch_count_ = (run_.size() + most - 1) / most;
+        part_length_ = (run_.size() - 1) / (batch_count_ * LANE_COUNT);
+        // The padding before the run is made of the samples of the first batch alone: those
+        // after it are no longer there when the forward pass is computed again.
+        const bool padding_fits = LANE_COUNT * part_length_ > 2 * run_.samples_begin();
+        if (part_length_ < MIN_PART_LENGTH || !padding_fits) {
+            batch_count_ = 0;
+            part_length_ = 0;
+        }
+    }
+
+    // Appends the true state before each part of a batch to states_.
+    void find_forward_states(std::ptrdiff_t batch) {
+        if (guesses_) {
+            guess_forward(parts_of(batch));
+        }
+        int wrong_count = 0;
+        for (std::size_t lane = 0; lane < MAX_LANE_COUNT; ++lane) {
+            starts_.set_lane_state(lane, true_state_);
+            if (guesses_ && same_bits(guess_.lane_state(lane), true_state_)) {
+                true_state_ = forward_.lane_state(lane);
+            } else {
+                filter_part_forward_in_order(batch, lane);
+                ++wrong_count;
+            }
+        }
+        states_.insert(states_.end(), starts_.state().begin(), starts_.state().end());
+        guesses_ = guesses_ && wrong_count < TOO_MANY_WRONG_GUESSES;
+    }
+
+    // From a warm-up before each part to its end; what each began with stays in guess_.
+    void guess_forward(const LaneGroup& parts) {
+        for (std::size_t lane = 0; lane < MAX_LANE_COUNT; ++lane) {
+            forward_.rest(lane, parts.sample(lane, -warm_up_));
+        }
+        for_each_block(warm_up_, [&](std::ptrdiff_t first, std::ptrdiff_t last) {
+            filter_block_forward(parts, first - warm_up_, last - warm_up_, block_);
+        });
+        forward_.set_lane_state(0, true_state_);
+        guess_.state() = forward_.state();
+        for_each_block(part_length_, [&](std::ptrdiff_t first, std::ptrdiff_t last) {
+            filter_block_forward(parts, first, last, block_);
+        });
+    }
+
+    void filter_block_forward(const LaneGroup& parts, std::ptrdiff_t first, std::ptrdiff_t last,
+                              double* rows) {
+        parts.load_rows(first, last, rows);
+        forward_.filter(rows, rows, last - first, LANE_COUNT);
+    }
+
+    void filter_part_forward_in_order(std::ptrdiff_t batch, std::size_t lane) {
+        const std::ptrdiff_t begin = part_begin(batch, lane);
+        serial_.state() = true_state_;
+        for_each_block(part_length_, [&](std::ptrdiff_t first, std::ptrdiff_t last) {
+            run_.load(begin + first, begin + last, block_, 1);
+            serial_.filter(block_, block_, last - first, 1);
+        });
+        true_state_ = serial_.state();
+    }
+
+    // Both passes over what follows the parts; leaves the state of the backward pass.
+    void filter_remainder() {
+        const std::ptrdiff_t begin = part_begin(batch_count_, 0);
+        std::vector<double> values(static_cast<std::size_t>(run_.size() - begin));
+        const std::ptrdiff_t last = run_.size() - begin - 1;
+        run_.load(begin, run_.size(), values.data(), 1);
+        serial_.state() = true_state_;
+        serial_.filter(values.data(), values.data(), last + 1, 1);
+        serial_.rest(0, values.back());
+        serial_.filter(values.data() + last, values.data() + last, last + 1, -1);
+        run_.store(begin, run_.size(), values.data(), 1);
+        true_state_ = serial_.state();
+    }
+
+    void filter_batch(std::ptrdiff_t batch) {
+        const LaneGroup parts = parts_of(batch);
+        const auto kept = states_.end() - static_cast<std::ptrdiff_t>(forward_.state().size());
+        std::copy(kept, states_.end(), forward_.state().begin());
+        states_.erase(kept, states_.end());
+        for_each_block(part_length_, [&](std::ptrdiff_t first, std::ptrdiff_t last) {
+            filter_block_forward(parts, first, last, rows_ + first * LANE_COUNT);
+        });
+        filter_batch_backward(batch, parts);
+    }
+
+    void filter_batch_backward(std::ptrdiff_t batch, const LaneGroup& parts) {
+        if (guesses_) {
+            guess_backward(parts);
+        }
+        int wrong_count = 0;
+        for (std::size_t lane = MAX_LANE_COUNT; lane-- > 0;) {
+            if (guesses_ && same_bits(guess_.lane_state(lane), true_state_)) {
+                true_state_ = backward_.lane_state(lane);
+            } else {
+                filter_part_backward_in_order(batch, lane);
+                ++wrong_count;
+            }
+        }
+        guesses_ = guesses_ && wrong_count < TOO_MANY_WRONG_GUESSES;
+    }
+
+    // A part warms up on the first rows of the next one, which is the next column.
+    void guess_backward(const LaneGroup& parts) {
+        const double* next = rows_ + 1;
+        for (std::size_t lane = 0; lane + 1 < MAX_LANE_COUNT; ++lane) {
+            backward_.rest(lane, next[(warm_up_ - 1) * LANE_COUNT + as_step(lane)]);
+        }
+        for_each_block_from_the_end(warm_up_, [&](std::ptrdiff_t first, std::ptrdiff_t last) {
+            filter_block_backward(next, first, last);
+        });
+        backward_.set_lane_state(MAX_LANE_COUNT - 1, true_state_);
+        guess_.state() = backward_.state();
+        for_each_block_from_the_end(part_length_, [&](std::ptrdiff_t first, std::ptrdiff_t last) {
+            filter_block_backward(rows_, first, last);
+            parts.store_rows(first, last, block_);
+        });
+    }
+
+    void filter_block_backward(const double* rows, std::ptrdiff_t first, std::ptrdiff_t last) {
+        backward_.filter(rows + (last - 1) * LANE_COUNT, block_ + (last - first - 1) * LANE_COUNT,
+                         last - first, -LANE_COUNT);
+    }
+
+    void filter_part_backward_in_order(std::ptrdiff_t batch, std::size_t lane) {
+        const std::ptrdiff_t begin = part_begin(batch, lane);
+        const double* column = rows_ + lane;
+        serial_.state() = true_state_;
+        for_each_block_from_the_end(part_length_, [&](std::ptrdiff_t first, std::ptrdiff_t last) {
+            serial_.filter(column + (last - 1) * LANE_COUNT,
+                           block_ + (last - first - 1) * LANE_COUNT, last - first, -LANE_COUNT);
+            run_.store(begin + first, begin + last, block_, MAX_LANE_COUNT);
+        });
+        true_state_ = serial_.state();
+    }
+
+    static std::ptrdiff_t as_step(std::size_t count) { return static_cast<std::ptrdiff_t>(count); }
+
+    std::ptrdiff_t part_begin(std::ptrdiff_t batch, std::size_t lane) const {
+        return (batch * LANE_COUNT + as_step(lane)) * part_length_;
+    }
+    LaneGroup parts_of(std::ptrdiff_t batch) const {
+        return {run_, part_begin(batch, 0), part_length_, kernels_};
+    }
+
+    ExtendedRun run_;
+    const LaneKernels& kernels_;
+    std::ptrdiff_t batch_count_ = 0;
+    std::ptrdiff_t part_length_ = 0;
+    std::ptrdiff_t warm_up_ = 0;
+    bool guesses_ = false;
+    LanePass forward_;
+    LanePass backward_;
+    LanePass serial_;
+    LanePass guess_;                 // the states that parts were begun with
+    LanePass starts_;                // the states that they should have begun with
+    std::vector<double> true_state_; // where the parts done so far end
+    double* rows_ = nullptr;
+    double* block_ = nullptr;
+    std::vector<double>& states_;
+};
+
+} // namespace
+
+void filter_long_run(std::span<float> run, const PreparedFilter& filter, const LaneKernels& kernels,
+                     LaneScratch& scratch) {
+    LongRunPasses(run, filter, kernels, scratch).run();
+}
+
+std::ptrdiff_t count_warm_up_samples(const PreparedFilter& filter, std::ptrdiff_t limit) {
+    constexpr double FADED = 0x1p-53; // a rounding of the largest
+    std::vector<double> z;
+    for (std::size_t i = 1; i < filter.tap_count(); ++i) {
+        z.push_back(filter.b[i] - filter.a[i] * filter.b[0]);
+    }
+    double largest = sum_of_magnitudes(z);
+    std::ptrdiff_t faded_count = 0;
+    while (warm_up_for(faded_count) < limit) {
+        if (sum_of_magnitudes(z) < FADED * largest) {
+            return warm_up_for(faded_count);
+        }
+        const double y = z[0];
+        for (std::size_t i = 0; i < z.size(); ++i) {
+            z[i] = (i + 1 < z.size() ? z[i + 1] : 0.0) - filter.a[i + 1] * y;
+        }
+        largest = std::max(largest, sum_of_magnitudes(z));
+        ++faded_count;
+    }
+    return limit;
+}
+
+} // namespace talvora::dsp

@@ -1,0 +1,30 @@
+// Zero-phase filtering of one run by itself, its parts side by side.
+#pragma once
+
+#include "dsp/lane_pass.h"
+
+#include <span>
+
+namespace talvora::dsp {
+
+// Filters a run of at least 3 * tap_count - 1 samples in place, with two taps or more, to
+// the bits of zero_phase_filter.h.
+//
+// A recurrence has to be computed in order, but a stable filter forgets: started a
+// warm-up early in any state, it comes to the very bits of the true one. So the run is
+// cut into parts, one to a lane; each but the first starts from a guess a warm-up before
+// its own begin, and is accepted only if its state there equals, bit for bit, the one
+// that the part before ended with. Other parts are computed again, in order. A filter
+// whose memory is too long for the warm-up is filtered in order from the start.
+//
+// A first forward pass finds the true state before each part and keeps nothing else; then,
+// sixteen parts at a time from the end of the run, the forward pass is computed again
+// from there and the backward pass after it.
+void filter_long_run(std::span<float> run, const PreparedFilter& filter, const LaneKernels& kernels,
+                     LaneScratch& scratch);
+
+// How many samples a guessed state needs to come to the true one, or `limit` if that is
+// not fewer: from the decay of the response to an impulse.
+std::ptrdiff_t count_warm_up_samples(const PreparedFilter& filter, std::ptrdiff_t limit);
+
+} // namespace talvora::dsp

@@ -1,0 +1,79 @@
+#include "dsp/filter_set.h"
+#include "dsp/long_run.h"
+#include "tests/dsp/random_filters.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+namespace talvora::dsp {
+namespace {
+
+// scipy.signal.butter(2, ...) at edges from far to close to zero frequency: poles that
+// are soon forgotten, late, and not within a warm-up.
+const FilterCoefficients EDGE_50_PERCENT = {
+    {0.2928932188134524, 0.5857864376269049, 0.2928932188134524},
+    {1.0, -1.3007020142696517e-16, 0.17157287525380988}};
+const FilterCoefficients EDGE_5_PERCENT = {
+    {0.005542717210280681, 0.011085434420561363, 0.005542717210280681},
+    {1.0, -1.7786317778245846, 0.8008026466657074}};
+const FilterCoefficients EDGE_1_PERCENT = {
+    {0.00024135904904194806, 0.0004827180980838961, 0.00024135904904194806},
+    {1.0, -1.955578240315036, 0.9565436765112033}};
+
+class LongRun : public testing::TestWithParam<const LaneKernels*> {
+  protected:
+    void SetUp() override {
+        if (GetParam() == &AVX2_LANE_KERNELS && !can_take(FilterPath::Avx2)) {
+            GTEST_SKIP() << "this processor lacks the instructions";
+        }
+    }
+    void expect_plain_bits(std::vector<float> samples, const FilterCoefficients& coefficients) {
+        std::vector<float> expected = samples;
+        filter_set_in_place(expected, expected.size(), coefficients, FilterPath::Plain);
+        filter_long_run(samples, prepare_filter(coefficients), *GetParam(), scratch_);
+        ASSERT_EQ(first_difference(samples, expected), expected.size())
+            << coefficients.a.size() << " taps, " << samples.size() << " samples";
+    }
+    LaneScratch scratch_;
+};
+
+INSTANTIATE_TEST_SUITE_P(Kernels, LongRun, testing::Values(&SSE2_LANE_KERNELS, &AVX2_LANE_KERNELS),
+                         [](const auto& kernels) {
+                             return kernels.param == &AVX2_LANE_KERNELS ? "Avx2" : "Sse2";
+                         });
+
+TEST_P(LongRun, GivesThePlainBitsWhetherGuessesHoldOrNot) {
+    RandomFilters random(6);
+    for (const auto& filter : {EDGE_50_PERCENT, EDGE_5_PERCENT, EDGE_1_PERCENT}) {
+        for (const std::size_t length : {1'020U, 1'100U, 30'000U, 65'537U, 200'001U}) {
+            expect_plain_bits(random.samples(length), filter);
+        }
+    }
+}
+
+TEST_P(LongRun, GivesThePlainBitsForAnyFilterAndLength) {
+    RandomFilters random(7);
+    for (int trial = 0; trial < 300; ++trial) {
+        const std::size_t tap_count = random.count(2, 17);
+        const std::size_t length = random.count(3 * tap_count - 1, 12'000);
+        expect_plain_bits(random.samples(length), random.filter(tap_count, random.one_in(3)));
+    }
+}
+
+TEST(CountWarmUpSamples, FollowsTheDecayOfThePoles) {
+    // One pole at 1/2: 54 halvings, times 2.5, and sixteen.
+    EXPECT_EQ(count_warm_up_samples(prepare_filter({{1.0, 1.0}, {1.0, -0.5}}), 1000), 151);
+    // Without poles a filter has forgotten after its taps.
+    EXPECT_EQ(count_warm_up_samples(prepare_filter({{1.0, 1.0, 1.0}, {1.0}}), 1000), 21);
+}
+
+TEST(CountWarmUpSamples, GivesTheLimitForALongMemory) {
+    EXPECT_EQ(count_warm_up_samples(prepare_filter(EDGE_1_PERCENT), 1000), 1000);
+    EXPECT_EQ(count_warm_up_samples(prepare_filter({{1.0, 1.0}, {1.0, -2.0}}), 1000), 1000);
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    EXPECT_EQ(count_warm_up_samples(prepare_filter({{1.0, 1.0}, {1.0, nan}}), 1000), 1000);
+}
+
+} // namespace
+} // namespace talvora::dsp
