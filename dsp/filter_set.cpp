@@ -13,6 +13,7 @@ namespace {
 // Runs collected before they are filtered: enough to find sixteen of similar length,
 // while their list stays in the first-level caches.
 constexpr std::size_t MAX_COLLECTED_RUN_COUNT = 2048;
+constexpr std::size_t ENOUGH_SAMPLES = 256U << 10U;
 
 void filter_run(std::span<float> run, const PreparedFilter& filter) {
     const std::vector<double> x(run.begin(), run.end());
@@ -75,7 +76,9 @@ void SetFilter::collect_runs(std::span<float> line, const PreparedFilter& filter
     for (const ValidRun& run : line_runs_) {
         runs_.push_back(line.subspan(static_cast<std::size_t>(run.start),
                                      static_cast<std::size_t>(run.length)));
-        if (runs_.size() == MAX_COLLECTED_RUN_COUNT) {
+        collected_sample_count_ += static_cast<std::size_t>(run.length);
+        if (runs_.size() == MAX_COLLECTED_RUN_COUNT ||
+            (runs_.size() % MAX_LANE_COUNT == 0 && collected_sample_count_ >= ENOUGH_SAMPLES)) {
             filter_collected_runs(filter);
         }
     }
@@ -92,6 +95,7 @@ void SetFilter::filter_collected_runs(const PreparedFilter& filter) {
         rest = rest.subspan(count);
     }
     runs_.clear();
+    collected_sample_count_ = 0;
 }
 
 void SetFilter::filter_together(std::span<const std::span<float>> runs,

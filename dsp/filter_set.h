@@ -45,6 +45,7 @@ class SetFilter {
     FilterPath path_;
     std::vector<ValidRun> line_runs_;
     std::vector<std::span<float>> runs_;
+    std::size_t collected_sample_count_ = 0;
     LaneScratch scratch_;
 };
 

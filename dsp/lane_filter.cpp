@@ -8,8 +8,10 @@ namespace talvora::dsp {
 
 namespace {
 
-// Leaves a megabyte of the sixteen to a block of rows, the states and the caller's lists.
-constexpr std::size_t MAX_ROW_BYTES = 15U << 20U;
+// Rows of this size are kept from pass to pass in the third-level cache; beyond it, memory is
+// slower than a second forward pass over segments that stay in the second-level cache.
+constexpr std::ptrdiff_t MAX_KEPT_DOUBLES = 512 << 10;
+constexpr std::ptrdiff_t SEGMENT_DOUBLES = 64 << 10;
 
 // All lanes begin at row 0; the first one is the last to end.
 class GroupPasses {
@@ -19,7 +21,7 @@ class GroupPasses {
         : group_(runs, filter.pad_count(), kernels), step_(as_step(group_.lane_count())),
           row_count_(group_.run(0).size()), samples_begin_(group_.run(0).samples_begin()),
           samples_end_(group_.run(runs.size() - 1).samples_end()),
-          segment_row_count_(std::min(as_step(MAX_ROW_BYTES / sizeof(double)) / step_, row_count_)),
+          segment_row_count_(choose_segment_row_count()),
           forward_(filter, kernels, group_.lane_count()),
           backward_(filter, kernels, group_.lane_count()),
           rows_(scratch.rows.reserve(static_cast<std::size_t>(segment_row_count_ * step_))),
@@ -42,6 +44,14 @@ class GroupPasses {
 
   private:
     static std::ptrdiff_t as_step(std::size_t count) { return static_cast<std::ptrdiff_t>(count); }
+
+    std::ptrdiff_t choose_segment_row_count() const {
+        if (row_count_ * step_ <= MAX_KEPT_DOUBLES) {
+            return row_count_;
+        }
+        // The padding before a run is made of samples that must still be there.
+        return std::max(SEGMENT_DOUBLES / step_, 2 * samples_begin_ + 1);
+    }
 
     // Runs the forward pass for its states alone; gives where the last segment begins.
     std::ptrdiff_t filter_up_to_last_segment() {

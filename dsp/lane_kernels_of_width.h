@@ -117,11 +117,11 @@ void filter_rows(const RowPass& pass) {
     case 5:
         return filter_all_columns<2, 5>(pass, 0);
     case 6:
-        return filter_all_columns<1, 6>(pass, 0);
+        return filter_all_columns<2, 6>(pass, 0);
     case 7:
-        return filter_all_columns<1, 7>(pass, 0);
+        return filter_all_columns<2, 7>(pass, 0);
     case 8:
-        return filter_all_columns<1, 8>(pass, 0);
+        return filter_all_columns<2, 8>(pass, 0);
     case 9:
         return filter_all_columns<1, 9>(pass, 0);
     default:
@@ -145,6 +145,11 @@ inline void transpose(FourFloats (&m)[4]) {
 
 void widen_lines(const float* const lines[4], std::size_t row_count, double* column,
                  std::size_t row_stride) {
+    for (std::size_t line = 0; line < 4; ++line) {
+        for (std::size_t ahead = row_count; ahead < 2 * row_count; ahead += 16) {
+            __builtin_prefetch(lines[line] + ahead);
+        }
+    }
     std::size_t row = 0;
     for (; row + 4 <= row_count; row += 4) {
         FourFloats m[4];
