@@ -1,5 +1,6 @@
 #include "dsp/lane_filter.h"
 
+#include "dsp/block_passes.h"
 #include "dsp/lane_group.h"
 
 #include <algorithm>
@@ -62,7 +63,7 @@ class GroupPasses {
             const std::ptrdiff_t last = first + segment_row_count_;
             for (std::ptrdiff_t row = first, end = 0; row < last; row = end) {
                 end = std::min(block_end(row), last);
-                filter_block_forward(row, end, block_);
+                filter_block_forward(group_, forward_, row, end, block_, Rows::Dropped);
             }
         }
         return first;
@@ -70,34 +71,26 @@ class GroupPasses {
 
     void restore_forward_state() {
         const auto kept = states_.end() - as_step(forward_.state().size());
-        std::copy(kept, states_.end(), forward_.state().begin());
+        forward_.set_state({kept, states_.end()});
         states_.erase(kept, states_.end());
     }
 
     void filter_segment(std::ptrdiff_t first, std::ptrdiff_t last) {
+        forward_.start_over();
+        backward_.start_over();
         for (std::ptrdiff_t row = first, end = 0; row < last; row = end) {
             end = std::min(block_end(row), last);
-            filter_block_forward(row, end, rows_ + (row - first) * step_);
+            filter_block_forward(group_, forward_, row, end, rows_ + (row - first) * step_,
+                                 Rows::Kept);
         }
         // Padding before the first sample need not be filtered backward.
         const std::ptrdiff_t stop = std::max(first, samples_begin_);
         for (std::ptrdiff_t end = last, begin = 0; end > stop; end = begin) {
             rest_lanes_that_end_at(end, rows_ + (end - 1 - first) * step_);
             begin = std::max({block_begin(end), last_lane_end_before(end), stop});
-            filter_block_backward(begin, end, rows_ + (begin - first) * step_);
+            filter_block_backward(backward_, rows_ + (begin - first) * step_, end - begin, block_);
+            group_.store_rows(begin, end, block_);
         }
-    }
-
-    // In place: the rows are still in the first-level cache when the filter meets them.
-    void filter_block_forward(std::ptrdiff_t first, std::ptrdiff_t last, double* rows) {
-        group_.load_rows(first, last, rows);
-        forward_.filter(rows, rows, last - first, step_);
-    }
-
-    void filter_block_backward(std::ptrdiff_t first, std::ptrdiff_t last, const double* rows) {
-        const std::ptrdiff_t last_row = (last - first - 1) * step_;
-        backward_.filter(rows + last_row, block_ + last_row, last - first, -step_);
-        group_.store_rows(first, last, block_);
     }
 
     void rest_lanes_that_end_at(std::ptrdiff_t end, const double* last_row) {

@@ -1,6 +1,7 @@
 #include "dsp/lane_group.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace talvora::dsp {
 
@@ -104,6 +105,16 @@ void LaneGroup::store_rows(std::ptrdiff_t first, std::ptrdiff_t last, const doub
             lanes_[i].run.store(offset + first, offset + last, rows + i, lane_count_);
         }
     }
+}
+
+bool LaneGroup::rows_repeat(std::ptrdiff_t first, std::ptrdiff_t last) const {
+    const std::ptrdiff_t row_count = last - first;
+    return std::all_of(lanes_.begin(), lanes_.begin() + lane_count_, [=](const Lane& lane) {
+        const std::ptrdiff_t begin = lane.first + first;
+        return lane.run.has_samples_only(begin - row_count, begin + row_count) &&
+               std::memcmp(lane.run.address(begin), lane.run.address(begin - row_count),
+                           static_cast<std::size_t>(row_count) * sizeof(float)) == 0;
+    });
 }
 
 bool LaneGroup::has_samples_only(std::size_t lane, std::ptrdiff_t first,

@@ -62,6 +62,9 @@ class LaneGroup {
     void load_rows(std::ptrdiff_t first, std::ptrdiff_t last, double* rows) const;
     void store_rows(std::ptrdiff_t first, std::ptrdiff_t last, const double* rows) const;
 
+    // Whether the rows are samples that repeat, bit for bit, as many before them.
+    bool rows_repeat(std::ptrdiff_t first, std::ptrdiff_t last) const;
+
   private:
     struct Lane {
         ExtendedRun run;

@@ -18,8 +18,9 @@ namespace talvora::dsp {
 // lines at once would compete for the sets of the first-level cache.
 inline constexpr std::size_t MAX_LANE_COUNT = 16;
 
-// Rows that pass through the first-level cache together: 64 rows of 16 doubles are 8 KiB.
-inline constexpr std::size_t BLOCK_ROW_COUNT = 64;
+// Rows that pass through the first-level cache together: 60 rows of 16 doubles are 7.5 KiB.
+// Cycles of 2, 3, 4, 5, 6 or 10 rows fit a whole number of times (see block_passes.h).
+inline constexpr std::size_t BLOCK_ROW_COUNT = 60;
 
 // One causal pass over rows. `in` and `out` point at the row that comes first in the
 // direction of `row_step`, which is lane_count or -lane_count; they may be the same.

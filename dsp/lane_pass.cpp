@@ -1,5 +1,8 @@
 #include "dsp/lane_pass.h"
 
+#include <algorithm>
+#include <cstring>
+
 namespace talvora::dsp {
 
 double* RowBuffer::reserve(std::size_t count) {
@@ -16,9 +19,15 @@ double* RowBuffer::reserve(std::size_t count) {
 
 LanePass::LanePass(const PreparedFilter& filter, const LaneKernels& kernels, std::size_t lane_count)
     : filter_(filter), kernels_(kernels), lane_count_(lane_count),
-      state_(filter.steady_state.size() * lane_count) {}
+      state_(filter.steady_state.size() * lane_count), state_before_(state_) {}
+
+void LanePass::set_state(std::span<const double> state) {
+    std::ranges::copy(state, state_.begin());
+    start_over();
+}
 
 void LanePass::rest(std::size_t lane, double input) {
+    start_over();
     for (std::size_t i = 0; i < filter_.steady_state.size(); ++i) {
         state_[i * lane_count_ + lane] = filter_.steady_state[i] * input;
     }
@@ -26,6 +35,8 @@ void LanePass::rest(std::size_t lane, double input) {
 
 void LanePass::filter(const double* in, double* out, std::ptrdiff_t row_count,
                       std::ptrdiff_t row_step) {
+    std::ranges::copy(state_, state_before_.begin());
+    last_row_count_ = row_count;
     kernels_.filter_rows({.b = filter_.b.data(),
                           .a = filter_.a.data(),
                           .tap_count = filter_.tap_count(),
@@ -37,6 +48,11 @@ void LanePass::filter(const double* in, double* out, std::ptrdiff_t row_count,
                           .row_count = static_cast<std::size_t>(row_count)});
 }
 
+bool LanePass::state_repeats(std::ptrdiff_t row_count) const {
+    return row_count == last_row_count_ &&
+           std::memcmp(state_.data(), state_before_.data(), state_.size() * sizeof(double)) == 0;
+}
+
 std::vector<double> LanePass::lane_state(std::size_t lane) const {
     std::vector<double> state;
     for (std::size_t i = lane; i < state_.size(); i += lane_count_) {
@@ -46,6 +62,7 @@ std::vector<double> LanePass::lane_state(std::size_t lane) const {
 }
 
 void LanePass::set_lane_state(std::size_t lane, std::span<const double> state) {
+    start_over();
     for (std::size_t i = 0; i < state.size(); ++i) {
         state_[i * lane_count_ + lane] = state[i];
     }

@@ -39,13 +39,20 @@ class LanePass {
     LanePass(const PreparedFilter& filter, const LaneKernels& kernels, std::size_t lane_count);
 
     std::size_t lane_count() const { return lane_count_; }
-    std::vector<double>& state() { return state_; }
+    // tap_count - 1 rows.
+    std::span<const double> state() const { return state_; }
+    void set_state(std::span<const double> state);
 
     // Puts a lane to rest on a constant input.
     void rest(std::size_t lane, double input);
 
     // Filters `row_count` rows, from the one at `in` on in steps of `row_step` doubles.
     void filter(const double* in, double* out, std::ptrdiff_t row_count, std::ptrdiff_t row_step);
+
+    // Whether the last call of filter had as many rows and left the state as it was.
+    bool state_repeats(std::ptrdiff_t row_count) const;
+    // What comes next does not follow the last call of filter. Setting a state implies it.
+    void start_over() { last_row_count_ = 0; }
 
     // The state of one lane, on its own.
     std::vector<double> lane_state(std::size_t lane) const;
@@ -56,6 +63,8 @@ class LanePass {
     const LaneKernels& kernels_;
     std::size_t lane_count_;
     std::vector<double> state_;
+    std::vector<double> state_before_; // the last call of filter
+    std::ptrdiff_t last_row_count_ = 0;
 };
 
 } // namespace talvora::dsp

@@ -1,5 +1,6 @@
 #include "dsp/long_run.h"
 
+#include "dsp/block_passes.h"
 #include "dsp/lane_group.h"
 
 #include <algorithm>
@@ -79,7 +80,7 @@ class LongRunPasses {
 
     void run() {
         serial_.rest(0, run_[0]);
-        true_state_ = serial_.state();
+        true_state_ = serial_.lane_state(0);
         states_.clear();
         for (std::ptrdiff_t batch = 0; batch < batch_count_; ++batch) {
             find_forward_states(batch);
@@ -131,29 +132,24 @@ class LongRunPasses {
             forward_.rest(lane, parts.sample(lane, -warm_up_));
         }
         for_each_block(warm_up_, [&](std::ptrdiff_t first, std::ptrdiff_t last) {
-            filter_block_forward(parts, first - warm_up_, last - warm_up_, block_);
+            filter_block_forward(parts, forward_, first - warm_up_, last - warm_up_, block_,
+                                 Rows::Dropped);
         });
         forward_.set_lane_state(0, true_state_);
-        guess_.state() = forward_.state();
+        guess_.set_state(forward_.state());
         for_each_block(part_length_, [&](std::ptrdiff_t first, std::ptrdiff_t last) {
-            filter_block_forward(parts, first, last, block_);
+            filter_block_forward(parts, forward_, first, last, block_, Rows::Dropped);
         });
-    }
-
-    void filter_block_forward(const LaneGroup& parts, std::ptrdiff_t first, std::ptrdiff_t last,
-                              double* rows) {
-        parts.load_rows(first, last, rows);
-        forward_.filter(rows, rows, last - first, LANE_COUNT);
     }
 
     void filter_part_forward_in_order(std::ptrdiff_t batch, std::size_t lane) {
         const std::ptrdiff_t begin = part_begin(batch, lane);
-        serial_.state() = true_state_;
+        serial_.set_state(true_state_);
         for_each_block(part_length_, [&](std::ptrdiff_t first, std::ptrdiff_t last) {
             run_.load(begin + first, begin + last, block_, 1);
             serial_.filter(block_, block_, last - first, 1);
         });
-        true_state_ = serial_.state();
+        true_state_ = serial_.lane_state(0);
     }
 
     // Both passes over what follows the parts; leaves the state of the backward pass.
@@ -162,21 +158,22 @@ class LongRunPasses {
         std::vector<double> values(static_cast<std::size_t>(run_.size() - begin));
         const std::ptrdiff_t last = run_.size() - begin - 1;
         run_.load(begin, run_.size(), values.data(), 1);
-        serial_.state() = true_state_;
+        serial_.set_state(true_state_);
         serial_.filter(values.data(), values.data(), last + 1, 1);
         serial_.rest(0, values.back());
         serial_.filter(values.data() + last, values.data() + last, last + 1, -1);
         run_.store(begin, run_.size(), values.data(), 1);
-        true_state_ = serial_.state();
+        true_state_ = serial_.lane_state(0);
     }
 
     void filter_batch(std::ptrdiff_t batch) {
         const LaneGroup parts = parts_of(batch);
         const auto kept = states_.end() - static_cast<std::ptrdiff_t>(forward_.state().size());
-        std::copy(kept, states_.end(), forward_.state().begin());
+        forward_.set_state({kept, states_.end()});
         states_.erase(kept, states_.end());
         for_each_block(part_length_, [&](std::ptrdiff_t first, std::ptrdiff_t last) {
-            filter_block_forward(parts, first, last, rows_ + first * LANE_COUNT);
+            filter_block_forward(parts, forward_, first, last, rows_ + first * LANE_COUNT,
+                                 Rows::Kept);
         });
         filter_batch_backward(batch, parts);
     }
@@ -204,31 +201,26 @@ class LongRunPasses {
             backward_.rest(lane, next[(warm_up_ - 1) * LANE_COUNT + as_step(lane)]);
         }
         for_each_block_from_the_end(warm_up_, [&](std::ptrdiff_t first, std::ptrdiff_t last) {
-            filter_block_backward(next, first, last);
+            filter_block_backward(backward_, next + first * LANE_COUNT, last - first, block_);
         });
         backward_.set_lane_state(MAX_LANE_COUNT - 1, true_state_);
-        guess_.state() = backward_.state();
+        guess_.set_state(backward_.state());
         for_each_block_from_the_end(part_length_, [&](std::ptrdiff_t first, std::ptrdiff_t last) {
-            filter_block_backward(rows_, first, last);
+            filter_block_backward(backward_, rows_ + first * LANE_COUNT, last - first, block_);
             parts.store_rows(first, last, block_);
         });
-    }
-
-    void filter_block_backward(const double* rows, std::ptrdiff_t first, std::ptrdiff_t last) {
-        backward_.filter(rows + (last - 1) * LANE_COUNT, block_ + (last - first - 1) * LANE_COUNT,
-                         last - first, -LANE_COUNT);
     }
 
     void filter_part_backward_in_order(std::ptrdiff_t batch, std::size_t lane) {
         const std::ptrdiff_t begin = part_begin(batch, lane);
         const double* column = rows_ + lane;
-        serial_.state() = true_state_;
+        serial_.set_state(true_state_);
         for_each_block_from_the_end(part_length_, [&](std::ptrdiff_t first, std::ptrdiff_t last) {
             serial_.filter(column + (last - 1) * LANE_COUNT,
                            block_ + (last - first - 1) * LANE_COUNT, last - first, -LANE_COUNT);
             run_.store(begin + first, begin + last, block_, MAX_LANE_COUNT);
         });
-        true_state_ = serial_.state();
+        true_state_ = serial_.lane_state(0);
     }
 
     static std::ptrdiff_t as_step(std::size_t count) { return static_cast<std::ptrdiff_t>(count); }
