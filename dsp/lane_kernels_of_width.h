@@ -13,26 +13,21 @@ constexpr std::size_t WIDTH = LANE_WIDTH;
 
 #if LANE_WIDTH == 1
 using Lanes = double;
-using UnalignedLanes = double;
 #else
 using Lanes = double __attribute__((vector_size(LANE_WIDTH * sizeof(double))));
-// At any address that holds a double.
-using UnalignedLanes =
-    double __attribute__((vector_size(LANE_WIDTH * sizeof(double)), aligned(8), may_alias));
 #endif
 using FourFloats = float __attribute__((vector_size(16)));
 using FourDoubles = double __attribute__((vector_size(32)));
 
-using UnalignedFloats = float __attribute__((vector_size(16), aligned(4), may_alias));
-using UnalignedDoubles = double __attribute__((vector_size(32), aligned(8), may_alias));
-
-template <class Unaligned, class Element>
-inline Unaligned& at(Element* address) {
-    return *reinterpret_cast<Unaligned*>(address);
+// Between registers and any address that holds an element. By reference, because how
+// wide vectors are returned depends on the instruction set.
+template <class Vector, class Element>
+inline void load(Vector& vector, const Element* address) {
+    __builtin_memcpy(&vector, address, sizeof vector);
 }
-template <class Unaligned, class Element>
-inline const Unaligned& at(const Element* address) {
-    return *reinterpret_cast<const Unaligned*>(address);
+template <class Vector, class Element>
+inline void store(const Vector& vector, Element* address) {
+    __builtin_memcpy(address, &vector, sizeof vector);
 }
 
 // `VectorCount` registers of lanes from the column on, with coefficients and state held
@@ -50,27 +45,28 @@ void filter_columns(const RowPass& pass, std::size_t column) {
     Lanes z[VectorCount][ORDER];
     for (std::size_t v = 0; v < VectorCount; ++v) {
         for (std::size_t i = 0; i < ORDER; ++i) {
-            z[v][i] = at<UnalignedLanes>(pass.state + i * pass.lane_count + column + v * WIDTH);
+            load(z[v][i], pass.state + i * pass.lane_count + column + v * WIDTH);
         }
     }
     const double* in = pass.in + column;
     double* out = pass.out + column;
     for (std::size_t row = 0; row < pass.row_count; ++row) {
         for (std::size_t v = 0; v < VectorCount; ++v) {
-            const Lanes x = at<UnalignedLanes>(in + v * WIDTH);
+            Lanes x;
+            load(x, in + v * WIDTH);
             const Lanes y = b[0] * x + z[v][0];
             for (std::size_t i = 0; i + 1 < ORDER; ++i) {
                 z[v][i] = z[v][i + 1] + b[i + 1] * x - a[i + 1] * y;
             }
             z[v][ORDER - 1] = b[ORDER] * x - a[ORDER] * y;
-            at<UnalignedLanes>(out + v * WIDTH) = y;
+            store(y, out + v * WIDTH);
         }
         in += pass.row_step;
         out += pass.row_step;
     }
     for (std::size_t v = 0; v < VectorCount; ++v) {
         for (std::size_t i = 0; i < ORDER; ++i) {
-            at<UnalignedLanes>(pass.state + i * pass.lane_count + column + v * WIDTH) = z[v][i];
+            store(z[v][i], pass.state + i * pass.lane_count + column + v * WIDTH);
         }
     }
 }
@@ -82,15 +78,18 @@ void filter_columns_of_any_order(const RowPass& pass, std::size_t column) {
     double* out = pass.out + column;
     for (std::size_t row = 0; row < pass.row_count; ++row) {
         double* z = pass.state + column;
-        const Lanes x = at<UnalignedLanes>(in);
-        const Lanes y = pass.b[0] * x + at<UnalignedLanes>(z);
+        Lanes x;
+        Lanes next;
+        load(x, in);
+        load(next, z);
+        const Lanes y = pass.b[0] * x + next;
         for (std::size_t i = 1; i < order; ++i) {
-            const Lanes next = at<UnalignedLanes>(z + pass.lane_count);
-            at<UnalignedLanes>(z) = next + pass.b[i] * x - pass.a[i] * y;
+            load(next, z + pass.lane_count);
+            store(next + pass.b[i] * x - pass.a[i] * y, z);
             z += pass.lane_count;
         }
-        at<UnalignedLanes>(z) = pass.b[order] * x - pass.a[order] * y;
-        at<UnalignedLanes>(out) = y;
+        store(pass.b[order] * x - pass.a[order] * y, z);
+        store(y, out);
         in += pass.row_step;
         out += pass.row_step;
     }
@@ -154,12 +153,11 @@ void widen_lines(const float* const lines[4], std::size_t row_count, double* col
     for (; row + 4 <= row_count; row += 4) {
         FourFloats m[4];
         for (std::size_t line = 0; line < 4; ++line) {
-            m[line] = at<UnalignedFloats>(lines[line] + row);
+            load(m[line], lines[line] + row);
         }
         transpose(m);
         for (std::size_t i = 0; i < 4; ++i) {
-            at<UnalignedDoubles>(column + (row + i) * row_stride) =
-                __builtin_convertvector(m[i], FourDoubles);
+            store(__builtin_convertvector(m[i], FourDoubles), column + (row + i) * row_stride);
         }
     }
     for (; row < row_count; ++row) {
@@ -175,12 +173,13 @@ void narrow_lines(const double* column, std::size_t row_count, std::size_t row_s
     for (; row + 4 <= row_count; row += 4) {
         FourFloats m[4];
         for (std::size_t i = 0; i < 4; ++i) {
-            const FourDoubles wide = at<UnalignedDoubles>(column + (row + i) * row_stride);
+            FourDoubles wide;
+            load(wide, column + (row + i) * row_stride);
             m[i] = __builtin_convertvector(wide, FourFloats);
         }
         transpose(m);
         for (std::size_t line = 0; line < 4; ++line) {
-            at<UnalignedFloats>(lines[line] + row) = m[line];
+            store(m[line], lines[line] + row);
         }
     }
     for (; row < row_count; ++row) {
