@@ -58,18 +58,27 @@ FilterPath best_filter_path() {
 
 void SetFilter::filter_in_place(std::span<float> samples, std::uint64_t line_length,
                                 const FilterCoefficients& coefficients) {
-    const PreparedFilter filter = prepare_filter(coefficients);
-    if (filter.tap_count() == 0 || line_length == 0) {
-        return;
+    const std::size_t tap_count = std::max(coefficients.b.size(), coefficients.a.size());
+    if (tap_count == 0 || line_length < 3 * tap_count - 1) {
+        return; // no line holds a run that is long enough
     }
+    prepare(coefficients);
     for (; samples.size() >= line_length; samples = samples.subspan(line_length)) {
-        collect_runs(samples.first(line_length), filter);
+        collect_runs(samples.first(line_length));
     }
-    filter_collected_runs(filter);
+    filter_collected_runs();
 }
 
-void SetFilter::collect_runs(std::span<float> line, const PreparedFilter& filter) {
-    find_valid_runs(line, 3 * static_cast<std::int64_t>(filter.tap_count()) - 1, line_runs_);
+// Sets that follow each other mostly have one sample rate, and so one filter.
+void SetFilter::prepare(const FilterCoefficients& coefficients) {
+    if (coefficients.b != coefficients_.b || coefficients.a != coefficients_.a) {
+        filter_ = prepare_filter(coefficients);
+        coefficients_ = coefficients;
+    }
+}
+
+void SetFilter::collect_runs(std::span<float> line) {
+    find_valid_runs(line, 3 * static_cast<std::int64_t>(filter_.tap_count()) - 1, line_runs_);
     if (line_runs_.empty()) {
         return;
     }
@@ -79,7 +88,7 @@ void SetFilter::collect_runs(std::span<float> line, const PreparedFilter& filter
         collected_sample_count_ += static_cast<std::size_t>(run.length);
         if (runs_.size() == MAX_COLLECTED_RUN_COUNT ||
             (runs_.size() % MAX_LANE_COUNT == 0 && collected_sample_count_ >= ENOUGH_SAMPLES)) {
-            filter_collected_runs(filter);
+            filter_collected_runs();
         }
     }
     const ValidRun& last = line_runs_.back();
@@ -87,25 +96,26 @@ void SetFilter::collect_runs(std::span<float> line, const PreparedFilter& filter
     fill_missing(line.subspan(static_cast<std::size_t>(last.start + last.length)));
 }
 
-void SetFilter::filter_collected_runs(const PreparedFilter& filter) {
+void SetFilter::filter_collected_runs() {
     std::ranges::stable_sort(runs_, std::ranges::greater{}, &std::span<float>::size);
     for (std::span<const std::span<float>> rest = runs_; !rest.empty();) {
         const std::size_t count = std::min(rest.size(), MAX_LANE_COUNT);
-        filter_together(rest.first(count), filter);
+        filter_together(rest.first(count));
         rest = rest.subspan(count);
     }
     runs_.clear();
     collected_sample_count_ = 0;
 }
 
-void SetFilter::filter_together(std::span<const std::span<float>> runs,
-                                const PreparedFilter& filter) {
-    if (path_ == FilterPath::Plain || filter.tap_count() == 1) {
-        std::ranges::for_each(runs, [&](std::span<float> run) { filter_run(run, filter); });
+void SetFilter::filter_together(std::span<const std::span<float>> runs) {
+    if (path_ == FilterPath::Plain || filter_.tap_count() == 1) {
+        std::ranges::for_each(runs, [this](std::span<float> run) { filter_run(run, filter_); });
+    } else if (filter_.has_missing_coefficient()) {
+        std::ranges::for_each(runs, fill_missing);
     } else if (runs.size() == 1) {
-        filter_long_run(runs[0], filter, lane_kernels(path_), scratch_);
+        filter_long_run(runs[0], filter_, lane_kernels(path_), scratch_);
     } else {
-        filter_side_by_side(runs, filter, lane_kernels(path_), scratch_);
+        filter_side_by_side(runs, filter_, lane_kernels(path_), scratch_);
     }
 }
 

@@ -38,11 +38,14 @@ class SetFilter {
                          const FilterCoefficients& coefficients);
 
   private:
-    void collect_runs(std::span<float> line, const PreparedFilter& filter);
-    void filter_collected_runs(const PreparedFilter& filter);
-    void filter_together(std::span<const std::span<float>> runs, const PreparedFilter& filter);
+    void prepare(const FilterCoefficients& coefficients);
+    void collect_runs(std::span<float> line);
+    void filter_collected_runs();
+    void filter_together(std::span<const std::span<float>> runs);
 
     FilterPath path_;
+    FilterCoefficients coefficients_;
+    PreparedFilter filter_; // for these coefficients
     std::vector<ValidRun> line_runs_;
     std::vector<std::span<float>> runs_;
     std::size_t collected_sample_count_ = 0;

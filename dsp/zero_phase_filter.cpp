@@ -26,6 +26,10 @@ void divide_all(std::vector<double>& values, double divisor) {
     }
 }
 
+bool has_nan(std::span<const double> values) {
+    return std::ranges::any_of(values, [](double value) { return std::isnan(value); });
+}
+
 // The right-hand side of the steady state's equations: r[j] = b[j + 1] - b[0] a[j + 1].
 Eigen::VectorXd steady_state_drive(std::span<const double> b, std::span<const double> a) {
     Eigen::VectorXd drive(static_cast<Eigen::Index>(b.size()) - 1);
@@ -77,6 +81,10 @@ std::vector<double> filter_from_rest(const PreparedFilter& filter, std::span<con
 
 } // namespace
 
+bool PreparedFilter::has_missing_coefficient() const {
+    return has_nan(b) || has_nan(a);
+}
+
 PreparedFilter prepare_filter(const FilterCoefficients& coefficients) {
     PreparedFilter filter;
     const std::size_t tap_count = std::max(coefficients.b.size(), coefficients.a.size());
@@ -101,6 +109,11 @@ std::vector<double> steady_state_initial_conditions(std::span<const double> b,
     }
     if (b.size() == 2) {
         return {(b[1] - a[1] * b[0]) / (a[1] + 1.0)};
+    }
+    // What the solution would come to, but without the cube of the taps: a design of an
+    // order beyond reason is made of NaN.
+    if (has_nan(b) || has_nan(a)) {
+        return std::vector(b.size() - 1, std::numeric_limits<double>::quiet_NaN());
     }
     const Eigen::VectorXd state =
         steady_state_matrix(a).partialPivLu().solve(steady_state_drive(b, a));

@@ -22,13 +22,16 @@ struct PreparedFilter {
     std::vector<double> steady_state;
 
     std::size_t tap_count() const { return b.size(); }
+    // Whether a coefficient is NaN: so is every sample of a run then, since the state is
+    // NaN from the start.
+    bool has_missing_coefficient() const;
     // Samples added at each end of a run, three times the filter's order.
     std::size_t pad_count() const { return b.empty() ? 0 : 3 * (b.size() - 1); }
 };
 
-// Costs the dense solution of tap_count - 1 equations. Coefficients within one
-// rounding unit (2^-52) of a[0] = 1 are not scaled. A leading coefficient of zero is
-// divided by like any other and makes the results NaN.
+// Costs the dense solution of tap_count - 1 equations. Not scaled when a[0] is within one
+// rounding unit (2^-52) of 1. A leading coefficient of zero is divided by like any other
+// and makes the results NaN.
 PreparedFilter prepare_filter(const FilterCoefficients& coefficients);
 
 // The state zi with which a constant input of 1 gives a constant output from the
@@ -36,7 +39,8 @@ PreparedFilter prepare_filter(const FilterCoefficients& coefficients);
 // (I - S) zi = r (Gustafsson, "Determining the initial states in forward-backward
 // filtering", IEEE Trans. Signal Processing 44, 1996, section III), where S shifts the
 // state up by one and feeds back -a[1..] from its first element. Expects b and a of
-// one length with a[0] = 1; gives one element less, none for an empty filter.
+// one length with a[0] = 1; gives one element less, none for an empty filter. All are NaN
+// when a coefficient is.
 std::vector<double> steady_state_initial_conditions(std::span<const double> b,
                                                     std::span<const double> a);
 

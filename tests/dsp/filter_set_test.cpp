@@ -146,6 +146,22 @@ TEST_P(FilterSetInPlace, SpreadsAnInfinityThroughItsRunAlone) {
     EXPECT_THAT(std::vector(line.begin() + 13, line.end()), Each(testing::FloatEq(1.0F)));
 }
 
+TEST_P(FilterSetInPlace, MakesARunMissingWithAMissingCoefficient) {
+    Line line(20, 1.0F);
+    filter(line, 20, {{1.0, 0.0}, {1.0, std::numeric_limits<double>::quiet_NaN()}});
+    EXPECT_THAT(line, Each(testing::IsNan()));
+}
+
+TEST_P(FilterSetInPlace, TakesEachSetsOwnFilter) {
+    SetFilter set_filter(GetParam());
+    Line first = {0, 4, 0, 8, 4};
+    Line second = first;
+    set_filter.filter_in_place(first, 5, MEAN);
+    set_filter.filter_in_place(second, 5, {{2.0}, {1.0}});
+    EXPECT_THAT(first, ElementsAre(0, 2, 3, 5, 4));
+    EXPECT_THAT(second, ElementsAre(0, 16, 0, 32, 16));
+}
+
 TEST_P(FilterSetInPlace, MakesInfinitiesOfWhatNoFloatHolds) {
     Line line(10, 3e38F);
     filter(line, 10, {{4.0, 0.0}, {1.0, 0.0}});

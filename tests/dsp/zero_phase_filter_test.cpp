@@ -43,6 +43,14 @@ TEST(SteadyStateInitialConditions, HoldsTheGainOnAConstantInput) {
                 ElementsAre(DoubleEq(13.0 / 12.0), DoubleEq(-1.0 / 12.0)));
 }
 
+TEST(SteadyStateInitialConditions, AreMissingWithAMissingCoefficient) {
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    EXPECT_THAT(steady_state_initial_conditions(Samples{1, 0, nan}, Samples{1, 0, 0}),
+                Each(testing::IsNan()));
+    EXPECT_THAT(steady_state_initial_conditions(Samples(100'001, nan), Samples(100'001, nan)),
+                testing::AllOf(testing::SizeIs(100'000), Each(testing::IsNan())));
+}
+
 TEST(SteadyStateInitialConditions, AreNoneWithoutAState) {
     EXPECT_THAT(steady_state_initial_conditions(Samples{2.0}, Samples{1.0}), IsEmpty());
     EXPECT_THAT(steady_state_initial_conditions(Samples{}, Samples{}), IsEmpty());
