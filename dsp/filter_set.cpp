@@ -97,7 +97,10 @@ void SetFilter::collect_runs(std::span<float> line) {
 }
 
 void SetFilter::filter_collected_runs() {
-    std::ranges::stable_sort(runs_, std::ranges::greater{}, &std::span<float>::size);
+    // Runs side by side should have like lengths; whole lines have already.
+    if (!std::ranges::is_sorted(runs_, std::ranges::greater{}, &std::span<float>::size)) {
+        std::ranges::stable_sort(runs_, std::ranges::greater{}, &std::span<float>::size);
+    }
     for (std::span<const std::span<float>> rest = runs_; !rest.empty();) {
         const std::size_t count = std::min(rest.size(), MAX_LANE_COUNT);
         filter_together(rest.first(count));
