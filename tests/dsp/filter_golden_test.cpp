@@ -54,7 +54,7 @@ GoldenResult read_result(std::istream& line, const std::string& design) {
 
 GoldenData read_golden_data() {
     GoldenData data;
-    std::ifstream file(TALVORA_FILTER_GOLDEN);
+    std::ifstream file(TALVORA_GOLDEN_DIR "/filter_golden.txt");
     for (std::string text; std::getline(file, text);) {
         std::istringstream line(text);
         std::string kind;
