@@ -22,8 +22,8 @@ bool can_take(FilterPath path);
 FilterPath best_filter_path();
 
 // Filters any number of sets, one after the other, in scratch memory of its own that it
-// keeps from set to set: 16 MiB at most (see LaneScratch), except that the plain path
-// needs a few copies of one run in double.
+// keeps from set to set: less than 5 MiB and the states kept along long runs (see
+// LaneScratch). The plain path needs a few copies of one run in double instead.
 class SetFilter {
   public:
     explicit SetFilter(FilterPath path = best_filter_path()) : path_(path) {}

@@ -24,8 +24,9 @@ class RowBuffer {
     std::size_t line_count_ = 0;
 };
 
-// Made once and used for any number of runs and filters. Grows to 16 MiB at most, whatever
-// the length of the runs, and beyond that by the states kept along long runs.
+// Made once and used for any number of runs and filters. Rows grow to 4 MiB and a block,
+// whatever the length of the runs; the states kept along long runs come to less than a
+// thousandth of the samples' own size for each tap.
 struct LaneScratch {
     RowBuffer rows;
     RowBuffer block;

@@ -123,9 +123,9 @@ TEST_F(FilterGolden, GivesTheSameFloatsAsAnIndependentTool) {
 }
 
 // Rounding errors of one signal differ by chance; the largest over the signals of a
-// design, each by its scale, is what the filter does to it. A factor and not less of
-// error, because the steady state is solved for and the tool sums it up: only the
-// narrowest band, with poles near 1, comes to more than two.
+// design, each by its scale, is what the filter does to it. The tool sums the
+// steady state up where it is solved for here: the narrowest band, with poles near 1, comes
+// to more than twice the tool's error.
 TEST_F(FilterGolden, IsNotThreeTimesAsFarFromTheTruthAsAnIndependentTool) {
     std::map<std::string, std::pair<double, double>> errors;
     for (const GoldenResult& result : data().results) {
