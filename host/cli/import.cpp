@@ -1,4 +1,5 @@
-// talvora-host import FILE.csv -o FILE.h5 [--group G] [--set ...] [--rate HZ | --time COLUMN]
+// talvora-host import FILE.csv -o FILE.h5 [--append] [--group G] [--set ...]
+//                                         [--rate HZ | --time COLUMN]
 #include "host/cli/commands.h"
 #include "host/cli/files.h"
 #include "host/csv_import.h"
@@ -20,6 +21,7 @@ struct ImportCommand {
     std::string output;
     ImportOptions options;
     std::vector<std::string> sets;
+    bool append = false;
     bool force = false;
     bool dry_run = false;
 };
@@ -33,10 +35,20 @@ void say(const ImportReport& report, const Console& console) {
     }
 }
 
+// The tree that the data sets go to: an empty one, or a copy of the file added to.
+std::unique_ptr<Hdf5Tree> start_file(const ImportCommand& command,
+                                     const std::filesystem::path& file) {
+    if (!command.append) {
+        return create_over(file);
+    }
+    copy_content(command.output, file);
+    return std::make_unique<Hdf5Tree>(file, Hdf5Access::ReadWrite);
+}
+
 ImportReport build_file(const CsvTable& table, const ImportCommand& command,
                         const std::filesystem::path& file) {
     return make_output(command.output, [&] {
-        const auto tree = create_over(file);
+        const auto tree = start_file(command, file);
         const ImportReport report = import_table(table, command.options, *tree, command.input);
         tree->close();
         check_written(file);
@@ -49,7 +61,10 @@ void import_file(const Session& session, ImportCommand& command) {
         command.options.sets.push_back(parse_set_of_columns(set));
     }
     refuse_same_file(command.input, command.output);
-    const WriteOptions write_options{.replace = command.force};
+    if (command.append) {
+        open_input(command.output); // says what is wrong with a file that cannot be added to
+    }
+    const WriteOptions write_options{.replace = command.force || command.append};
     check_destination(command.output, write_options);
     const CsvTable table = read_csv(command.input);
     if (command.dry_run) {
@@ -89,6 +104,7 @@ void add_import_command(CLI::App& program, Session& session) {
     command->add_option("--time", state->options.time_column,
                         "Rows are placed by this column, its unit s, ms or us in brackets (else "
                         "a column named time or t)");
+    command->add_flag("--append", state->append, "Add a new group to an existing file");
     command->add_flag("--force", state->force, "Replace an existing file");
     command->add_flag("-n,--dry-run", state->dry_run, "Check everything, write nothing");
     command->callback([&session, state] { import_file(session, *state); });

@@ -10,6 +10,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include <cmath>
 #include <memory>
 #include <set>
 #include <string>
@@ -146,15 +147,32 @@ class Gatherer {
 // ---------------------------------------------------------------------------
 // As text
 
+// The sign of a NaN means nothing to a reader.
+template <typename Number>
+std::string show_number(Number value) {
+    return std::isnan(value) ? "NaN" : fmt::format("{}", value);
+}
+
+std::string show_rounded(double value) {
+    return std::isnan(value) ? "NaN" : fmt::format("{:.6g}", value);
+}
+
+// More values than a line holds are cut short; --json gives all of them.
+constexpr std::size_t MAX_SHOWN_VALUES = 8;
+
 struct ValueText {
     std::string operator()(std::int64_t value) const { return fmt::format("{}", value); }
-    std::string operator()(float value) const { return fmt::format("{}", value); }
-    std::string operator()(double value) const { return fmt::format("{}", value); }
+    std::string operator()(float value) const { return show_number(value); }
+    std::string operator()(double value) const { return show_number(value); }
     std::string operator()(const std::string& value) const { return fmt::format("{:?}", value); }
     template <typename Array>
     std::string operator()(const Array& array) const {
         std::vector<std::string> texts;
         for (const auto& value : array.values) {
+            if (texts.size() == MAX_SHOWN_VALUES) {
+                texts.push_back(fmt::format("... {} values", array.values.size()));
+                break;
+            }
             texts.push_back((*this)(value));
         }
         return fmt::format("[{}]", fmt::join(texts, ", "));
@@ -171,16 +189,16 @@ std::vector<std::string> make_row(const Entry& entry, const TreeOptions& options
     const bool is_set = entry.kind == "data set";
     std::vector<std::string> row = {entry.kind.starts_with("group") ? entry.path + "/" : entry.path,
                                     is_set ? describe_extents(entry.extents) : entry.kind,
-                                    entry.sample_rate ? fmt::format("{:.6g} Hz", *entry.sample_rate)
+                                    entry.sample_rate ? show_rounded(*entry.sample_rate) + " Hz"
                                                       : ""};
     if (options.statistics) {
         row.resize(8);
         if (const auto& numbers = entry.statistics) {
             row[3] = fmt::format("{}", numbers->sample_count);
             row[4] = fmt::format("{}", numbers->missing_count);
-            row[5] = fmt::format("{:.6g}", numbers->min);
-            row[6] = fmt::format("{:.6g}", numbers->max);
-            row[7] = fmt::format("{:.6g}", numbers->mean);
+            row[5] = show_rounded(numbers->min);
+            row[6] = show_rounded(numbers->max);
+            row[7] = show_rounded(numbers->mean);
         }
     }
     return row;

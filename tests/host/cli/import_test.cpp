@@ -43,6 +43,41 @@ TEST_F(Import, StacksColumnsIntoSets) {
     EXPECT_EQ(result.output, "walk.h5: Signals/Rate, Signals/X (2 samples at 50 Hz)\n");
 }
 
+TEST_F(Import, AddsAGroupToAFileAndKeepsTheOthers) {
+    write_file(folder_ / "one.csv", "X\n1\n2\n");
+    write_file(folder_ / "two.csv", "Y\n3\n");
+    run({"import", "one.csv", "-o", "both.h5", "--group", "One", "--rate", "50"});
+    const auto result =
+        run({"import", "two.csv", "-o", "both.h5", "--group", "Two", "--rate", "10", "--append"});
+    EXPECT_EQ(result.exit_code, 0) << result.errors;
+    EXPECT_EQ(result.output, "both.h5: Two/Y (1 samples at 10 Hz)\n");
+    const std::string listing = run({"tree", "both.h5"}).output;
+    EXPECT_THAT(listing, HasSubstr("One/X"));
+    EXPECT_THAT(listing, HasSubstr("Two/Y"));
+}
+
+TEST_F(Import, LeavesAFileAsItIsWhenTheGroupIsThereAlready) {
+    write_file(folder_ / "one.csv", "X\n1\n2\n");
+    run({"import", "one.csv", "-o", "one.h5", "--group", "One", "--rate", "50"});
+    const std::string before = read_file(folder_ / "one.h5");
+    const auto result =
+        run({"import", "one.csv", "-o", "one.h5", "--group", "One", "--rate", "50", "--append"});
+    EXPECT_EQ(result.exit_code, 5);
+    EXPECT_THAT(result.errors, StartsWith("error: one.h5: "));
+    EXPECT_THAT(result.errors, HasSubstr("One"));
+    EXPECT_EQ(read_file(folder_ / "one.h5"), before);
+}
+
+TEST_F(Import, AddsToNothingButAFileOfDataSets) {
+    write_file(folder_ / "one.csv", "X\n1\n2\n");
+    const auto missing = run({"import", "one.csv", "-o", "one.h5", "--rate", "50", "--append"});
+    EXPECT_EQ(missing.exit_code, 3);
+    EXPECT_FALSE(fs::exists(folder_ / "one.h5"));
+    write_file(folder_ / "text.h5", "no data sets here");
+    const auto text = run({"import", "one.csv", "-o", "text.h5", "--rate", "50", "--append"});
+    EXPECT_EQ(text.exit_code, 3);
+}
+
 TEST_F(Import, PlacesARecordingWithJitterAndGapsOnItsGrid) {
     const auto result =
         run({"import", TALVORA_EXAMPLES "/imu_excerpt.csv", "-o", "walk.h5", "--set",

@@ -86,6 +86,23 @@ TEST_F(Tree, ShowsAttributesBelowTheirObject) {
                       HasSubstr("    StartTime = 0\n")));
 }
 
+TEST_F(Tree, WritesNaNWithoutASignAndCutsLongArraysShort) {
+    std::string rows = "X\n0\n";
+    for (int gap = 0; gap < 5; ++gap) {
+        rows += "nan\n0\n";
+    }
+    write_file(folder_ / "gaps.csv", rows);
+    run({"import", "gaps.csv", "-o", "gaps.h5", "--rate", "10"});
+    run({"run", "apply-set-fill-gap", "SourceGroup=Signals", "MaxGapLength=1", "gaps.h5", "-o",
+         "filled.h5"});
+    run({"run", "average-set", "SourceGroup=Signals", "DestinationGroup=Means", "filled.h5", "-o",
+         "means.h5"});
+    EXPECT_THAT(
+        run({"tree", "means.h5::Means/X", "--attributes"}).output,
+        AllOf(StartsWith("Means/X  [1, 1, 1]  NaN Hz\n"), HasSubstr("SampleRate = NaN\n"),
+              HasSubstr("FillGapSamplesFilled = [1, 1, 3, 1, 5, 1, 7, 1, ... 10 values]\n")));
+}
+
 TEST_F(Tree, ChoosesByAPatternOverFullPaths) {
     import_walk();
     EXPECT_EQ(run({"tree", "walk.h5::*/Y"}).output, "Signals/Y  [1, 1, 5]  10 Hz\n");
