@@ -9,6 +9,7 @@
 // medians over the rounds, in samples a second of this thread's processor time.
 // bench/peers/inplace_units_peer.py runs this program, does the same with NumPy and
 // pandas on the same samples in turn, and prints the table.
+#include "bench/timing.h"
 #include "host/memory_tree.h"
 #include "host/unit_run.h"
 
@@ -18,10 +19,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
-#include <functional>
 #include <limits>
-#include <map>
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -30,6 +28,8 @@
 namespace {
 
 using namespace talvora::host;
+using talvora::bench::median;
+using talvora::bench::time_of;
 
 constexpr std::uint64_t DOWNSAMPLE_FACTOR = 10;
 constexpr int DEFAULT_ROUND_COUNT = 11;
@@ -85,18 +85,6 @@ void remove_bursts(std::vector<float>& samples) {
     }
 }
 
-double processor_seconds() {
-    timespec now{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
-}
-
-double time_of(const std::function<void()>& work) {
-    const double start = processor_seconds();
-    work();
-    return processor_seconds() - start;
-}
-
 void fill_tree(MemoryTree& tree, const Shape& shape, std::span<const float> samples) {
     const ObjectId set =
         tree.create_dataset(tree.root(), "x", {shape.line_count, shape.line_length});
@@ -132,12 +120,6 @@ double time_copies(const Subject& subject, const Shape& shape, std::vector<float
             std::memcpy(place, line.data(), written * sizeof(float));
         }
     });
-}
-
-double median(std::vector<double> values) {
-    std::ranges::nth_element(values,
-                             values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2));
-    return values[values.size() / 2];
 }
 
 struct Times {
