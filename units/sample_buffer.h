@@ -3,9 +3,7 @@
 
 #include <cstdint>
 #include <cstdlib>
-#include <limits>
 #include <memory>
-#include <new>
 #include <span>
 
 namespace talvora::units {
@@ -26,14 +24,7 @@ class SampleBuffer {
         void operator()(float* samples) const noexcept { std::free(samples); }
     };
 
-    static float* allocate(std::uint64_t sample_count) {
-        // At least one, so that a line of no samples has an address too.
-        void* const samples = std::calloc(sample_count != 0 ? sample_count : 1, sizeof(float));
-        if (samples == nullptr) {
-            throw std::bad_alloc();
-        }
-        return static_cast<float*>(samples);
-    }
+    static float* allocate(std::uint64_t sample_count);
 
     std::unique_ptr<float[], Free> samples_;
     std::uint64_t sample_count_ = 0;
