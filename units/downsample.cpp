@@ -39,8 +39,8 @@ struct DownsampleCall {
 };
 
 // The selected sets and their rates. Every rate stands twice in a row, so that the
-// i-th set is scaled by the rate of set i / 2. Users' recordings rely on it: a set
-// reduced today must agree with one reduced before.
+// i-th set is scaled by the rate of set i / 2: that is how this unit reduces sets of
+// several rates, and its page says what follows from it.
 struct DownsampleSources {
     std::vector<float> rates;
     std::vector<AxisSet> sets;
