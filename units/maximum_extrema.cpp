@@ -38,6 +38,9 @@ void write_maxima(const dataset_api& sets, dataset_handle source, const OwnedSha
                   const FeatureSet& feature) {
     const auto extents = shape.extents();
     const std::uint64_t position_count = count_samples(extents.first(2));
+    if (position_count == 0) {
+        return; // and so nothing has to be allocated, however long the lines are said to be
+    }
     const SampleBuffer buffer(extents[2]);
     for (std::uint64_t position = 0; position < position_count; ++position) {
         const Selection samples = select_position(extents, position, extents[2]);

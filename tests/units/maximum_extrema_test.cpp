@@ -156,6 +156,12 @@ TEST_F(MaximumExtrema, MarksASetWithoutPositions) {
     EXPECT_EQ(host.dataset("Out/b").attribute<std::string>("FeatureType"), "MaximumExtrema");
 }
 
+TEST_F(MaximumExtrema, AllocatesNothingForASetWithoutPositions) {
+    host.dataset("Imu/a", {3, 0, std::uint64_t{1} << 50U}, {});
+    EXPECT_TRUE(run());
+    EXPECT_THAT(host.calls_of({"write_string_attribute"}), ::testing::SizeIs(2));
+}
+
 TEST_F(MaximumExtrema, ReplacesOldValuesUnlessAskedToCompare) {
     host.dataset("Imu/a", {3, 1, 2}, {1, 2, 9, 8, NaN, NaN});
     host.dataset("Out/a", {3, 1, 1}, {5, 5, 5});
