@@ -72,7 +72,7 @@ struct BandTables {
 // would be s -> (s^2 + wo^2) / (bw s) and bw the width of the band. As it is, the filter
 // is the classical band pass of the same centre whose pre-warped width is 1/bw: a larger
 // width passes a narrower band, and only near bw = 1 about the width that was asked for.
-// docs/decisions/0007-band-pass-width.md has the reasons and the responses.
+// docs/decisions/0001-band-pass-width.md has the reasons and the responses.
 ComplexPolynomial substitute_bandpass(const ComplexPolynomial& lowpass, std::size_t highest,
                                       const BandTables& tables) {
     const std::size_t last = degree(lowpass) + highest;

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Plots both band passes of decision 7 and prints their edges.
+"""Plots both band passes of decision 1 and prints their edges.
 
     /usr/bin/python3 docs/decisions/plot_band_pass_width.py docs/decisions/band-pass-width.svg
 
@@ -52,7 +52,7 @@ def draw(axes, frequencies, name, analog_width, square):
 
 
 def main(path):
-    matplotlib.rcParams.update({"svg.fonttype": "none", "svg.hashsalt": "7", "font.size": 9})
+    matplotlib.rcParams.update({"svg.fonttype": "none", "svg.hashsalt": "talvora", "font.size": 9})
     figure, axes = pyplot.subplots(figsize=(6.4, 3.2), layout="constrained")
     frequencies = numpy.geomspace(5, 480, 160)
     width, square = corrected_band(WIDTH)
