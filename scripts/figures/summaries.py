@@ -1,41 +1,24 @@
 #!/usr/bin/python3
-"""Draws the pictures of the units that summarise sets, in docs/units/figures.
+"""Draws the pictures of the units that summarise sets, gaps filled first.
 
     scripts/figures/summaries.py [BUILD_FOLDER]
-
-Runs the units through talvora-host on the recording of examples/, gaps filled first. The
-same input and the same Matplotlib give the same bytes. Needs python3-matplotlib and
-python3-h5py.
 """
 
 import pathlib
-import subprocess
-import sys
 import tempfile
 
 import h5py
-import matplotlib
 import numpy
-
-matplotlib.use("svg")
 from matplotlib import pyplot
 
-ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
-BUILD = pathlib.Path(sys.argv[1]) if len(sys.argv) > 1 else ROOT / "build" / "release"
-FIGURES = ROOT / "docs" / "units" / "figures"
+from drawing import IMU, host, save, simplify_lines
+
 COMPONENTS = "XYZ"
-
-
-def host(*arguments):
-    subprocess.run([BUILD / "talvora-host", *arguments], cwd=ROOT / "examples", check=True,
-                   stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
 
 
 def make_recording(folder):
     walk, filled = folder / "walk.h5", folder / "filled.h5"
-    host("import", "imu_excerpt.csv", "-o", walk, "--group", "Imu",
-         "--set", "AngularRate=Gyroscope X (deg/s),Gyroscope Y (deg/s),Gyroscope Z (deg/s)",
-         "--set", "Acceleration=Accelerometer X (g),Accelerometer Y (g),Accelerometer Z (g)")
+    host("import", *IMU, "-o", walk)
     host("run", "apply-set-fill-gap", "SourceGroup=Imu", "MaxGapLength=5", walk, "-o", filled)
     return filled
 
@@ -50,11 +33,6 @@ def start_figure():
     figure, axes = pyplot.subplots(figsize=(5, 2.4), layout="constrained")
     axes.tick_params(labelsize=7)
     return figure, axes
-
-
-def save(figure, name):
-    figure.savefig(FIGURES / f"{name}.svg", metadata={"Date": None})
-    pyplot.close(figure)
 
 
 def draw_over_recording(name, source, values, label):
@@ -89,11 +67,7 @@ def draw_table(name, means):
 
 
 def main():
-    matplotlib.rcParams["svg.hashsalt"] = "talvora"
-    matplotlib.rcParams["svg.fonttype"] = "none"
-    # Half a point: what is left out cannot be seen.
-    matplotlib.rcParams["path.simplify_threshold"] = 0.5
-    FIGURES.mkdir(parents=True, exist_ok=True)
+    simplify_lines()
     with tempfile.TemporaryDirectory() as folder:
         recording = make_recording(pathlib.Path(folder))
         source = h5py.File(recording)
