@@ -109,8 +109,10 @@ TEST_F(Import, ReadsAndWritesNumbersWithAPointInACommaLocale) {
         GTEST_SKIP() << "no localedef, or no source of the locale de_DE";
     }
     write_file(folder_ / "walk.csv", "t;X\n0,5;1\n1.5;2.25\n2.5;3\n");
-    const ProgramOptions german = {
-        .environment = {{"LOCPATH", folder_.path().string()}, {"LC_ALL", "de_DE.UTF-8"}}};
+    // The C library itself keeps the path of such a locale, which a leak check would report.
+    const ProgramOptions german = {.environment = {{"LOCPATH", folder_.path().string()},
+                                                   {"LC_ALL", "de_DE.UTF-8"},
+                                                   {"ASAN_OPTIONS", "detect_leaks=0"}}};
     EXPECT_EQ(run({"import", "walk.csv", "-o", "walk.h5"}, german).exit_code, 3)
         << "a decimal comma was taken for a number";
     write_file(folder_ / "walk.csv", "t;X\n0.5;1\n1.5;2.25\n2.5;3\n");
