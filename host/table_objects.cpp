@@ -56,7 +56,7 @@ std::optional<std::int64_t> to_integer(double number) {
 
 // Beyond the range of float stands infinity, as the conversion of the machine has it.
 float to_float(double number) {
-    constexpr double MAX = std::numeric_limits<float>::max();
+    constexpr auto MAX = static_cast<double>(std::numeric_limits<float>::max());
     constexpr double INF = std::numeric_limits<double>::infinity();
     constexpr double ROUNDS_TO_INF = MAX * (1 + 0x1p-25);
     if (number >= ROUNDS_TO_INF && number < INF)
@@ -121,7 +121,7 @@ std::int64_t read_integer(DataTree& tree, ObjectId object, const std::string& na
     const auto* number = std::get_if<double>(&*value);
     if (single == nullptr && number == nullptr)
         refuse_type(tree, object, name, *value, "an integer");
-    const auto integer = to_integer(single != nullptr ? double{*single} : *number);
+    const auto integer = to_integer(single != nullptr ? static_cast<double>(*single) : *number);
     if (!integer)
         refuse_type(tree, object, name, *value, "one that fits an integer of 64 bits");
     return *integer;

@@ -406,6 +406,7 @@ class WithoutLeakCheck {
 };
 
 TEST(Hdf5TreeTest, SurvivesOverwrittenMetadata) {
+    [[maybe_unused]] const WithoutLeakCheck library_leaks;
     const TemporaryFolder folder;
     {
         Hdf5Tree tree(folder / "whole.h5", Hdf5Access::Create);
@@ -414,7 +415,6 @@ TEST(Hdf5TreeTest, SurvivesOverwrittenMetadata) {
     }
     const std::string bytes = read_file(folder / "whole.h5");
     int refused = 0;
-    const WithoutLeakCheck library_leaks;
     for (std::size_t at = 0; at < 600; at += 7) {
         std::string damaged = bytes;
         damaged[at] = static_cast<char>(damaged[at] ^ 0x55);

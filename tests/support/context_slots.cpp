@@ -35,9 +35,9 @@ const char* type_name(std::size_t variant_index) {
 // The value of the parameter, or of its declared default, or null.
 template <typename T>
 const T* parameter(Call& call, const std::string& key) {
-    constexpr std::size_t TYPE = ParameterValue(std::in_place_type<T>).index();
+    const std::size_t type = ParameterValue(std::in_place_type<T>).index();
     for (const Declaration& one : call.host.declarations)
-        if (one.key() == key && one.type() != type_name(TYPE))
+        if (one.key() == key && one.type() != type_name(type))
             call.host.add_violation(key + " was read as another type than it was declared");
     for (const auto* values : {&call.host.parameters, &call.host.defaults})
         if (const auto found = values->find(key); found != values->end())

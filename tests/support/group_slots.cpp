@@ -97,7 +97,7 @@ std::uint64_t visit_groups(Handle group, VisitCallback callback, void* user,
 void write_float_attribute(Handle group, const char* name, float value) {
     Call call;
     call.record("write_float_attribute", call.host.name_of(group), call.text(name),
-                number_text(value));
+                number_text(static_cast<double>(value)));
     if (Group* found = call.host.group_of(group))
         found->attributes()[call.text(name)] = {value, 21};
 }
