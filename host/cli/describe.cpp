@@ -10,6 +10,8 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 namespace talvora::host {
@@ -67,6 +69,22 @@ std::string example_value(const ParameterSignature& parameter) {
     return parameter.key.starts_with("Source") ? "Signals" : "Results";
 }
 
+// What a unit asks for beyond its required parameters, one out of several, which no
+// signature tells.
+constexpr std::pair<std::string_view, std::string_view> CHOICES[] = {
+    {"set-downsample", " HintGroup=Reference"},
+    {"set-fill-gap", " MaxGapLength=10"},
+};
+
+std::string_view find_choice(const Unit& unit) {
+    for (const auto& [ending, parameters] : CHOICES) {
+        if (unit.name.ends_with(ending)) {
+            return parameters;
+        }
+    }
+    return {};
+}
+
 // Required parameters, and a source where none is required.
 std::string make_example(const Unit& unit, Signatures signatures) {
     std::string text = fmt::format("talvora-host run {}", short_name(unit));
@@ -75,7 +93,7 @@ std::string make_example(const Unit& unit, Signatures signatures) {
             text += fmt::format(" {}={}", parameter.key, example_value(parameter));
         }
     }
-    return text + " in.h5 -o out.h5";
+    return fmt::format("{}{} in.h5 -o out.h5", text, find_choice(unit));
 }
 
 std::string tell_value(const ParameterSignature& parameter) {
