@@ -18,7 +18,7 @@ void redirect(const std::filesystem::path& file, int stream) {
 
 [[noreturn]] void become_program(const std::filesystem::path& folder, const Program::Words& words,
                                  const ProgramOptions& options) {
-    std::vector<char*> arguments = {const_cast<char*>(TALVORA_HOST_PROGRAM)};
+    std::vector<char*> arguments = {const_cast<char*>(options.program.c_str())};
     std::ranges::transform(words, std::back_inserter(arguments),
                            [](const std::string& word) { return const_cast<char*>(word.c_str()); });
     arguments.push_back(nullptr);

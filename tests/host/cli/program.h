@@ -20,6 +20,7 @@ struct ProgramResult {
 struct ProgramOptions {
     std::map<std::string, std::string> environment; // on top of the test's own
     bool without_privileges = false;                // as nobody, when the test is root
+    std::filesystem::path program = TALVORA_HOST_PROGRAM;
 };
 
 // A program that runs until finish is called.

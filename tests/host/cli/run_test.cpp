@@ -171,10 +171,14 @@ TEST_F(Run, RefusesOutputFoldersThatAreMissingOrClosed) {
     fs::permissions(folder_ / "closed", fs::perms{0555});
     fs::permissions(folder_.path(), fs::perms{0755});
     fs::permissions(folder_ / "walk.h5", fs::perms{0644});
+    // Nobody may be allowed to enter the folder of the build, where the plug-in lies too.
+    const fs::path program = folder_ / "talvora-host";
+    fs::copy(TALVORA_HOST_PROGRAM, program);
+    fs::copy(TALVORA_PLUGIN, folder_ / "kpl-talvora_signal.so");
     for (const char* output : {"missing/out.h5", "closed/out.h5"}) {
         const auto result =
             run({"run", "apply-set-rectify", "SourceGroup=Signals", "walk.h5", "-o", output},
-                {.environment = {}, .without_privileges = true});
+                {.environment = {}, .without_privileges = true, .program = program});
         EXPECT_EQ(result.exit_code, 5) << result.errors;
         EXPECT_THAT(result.errors, StartsWith(std::string("error: ") + output)) << output;
     }
