@@ -89,17 +89,13 @@ std::optional<dsp::ButterworthParameters> read_parameters(const context_api& con
     return parameters;
 }
 
-bool is_in_range(std::int32_t axis, std::uint64_t rank) {
-    return resolve_axis(axis, rank).has_value();
-}
-
 // The first record that cannot be filtered, if any: its rate counts before its axis.
 const char* find_record_error(std::span<const axis_set_record> records) {
     for (const axis_set_record& record : records) {
         if (0.0F >= record.sample_rate) {
             return MISSING_SAMPLE_RATE_MESSAGE;
         }
-        if (!is_in_range(record.axis, record.shape.rank())) {
+        if (!resolve_axis(record.axis, record.shape.rank())) {
             return AXIS_OUT_OF_RANGE_MESSAGE;
         }
     }

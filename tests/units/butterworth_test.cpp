@@ -1,4 +1,5 @@
 #include "tests/support/recording_host.h"
+#include "tests/units/every_allocation.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -471,6 +472,20 @@ TEST_F(Butterworth, FiltersARunOfExactlyTheLeastLength) {
     EXPECT_TRUE(run_on({"a"}));
     EXPECT_NE(host.samples("a")[3], samples[3]);
     EXPECT_EQ(bits(host.samples("a")[8]), MISSING_BITS);
+}
+
+// --- shortage of memory
+
+TEST(ButterworthWithoutMemory, LetsTheExceptionThroughAndFreesEveryRecord) {
+    expect_clean_end_of_memory(BUTTERWORTH, [](RecordingHost& host) {
+        for (const char* const path : {"Imu/a", "Imu/b"}) {
+            host.dataset(path, {3, 1, 60}, zigzag(180)).attribute_float("SampleRate", 100);
+        }
+        host.set_parameter("SourceGroup", "Imu");
+        host.set_parameter("ScanRecursive", true);
+        host.set_parameter("CutoffFrequency", 6.0);
+        host.set_parameter("Order", std::int64_t{4});
+    });
 }
 
 // --- batches
