@@ -45,4 +45,17 @@ std::optional<std::string> find_nearest(std::string_view word, std::span<const s
     return nearest;
 }
 
+std::string suggest_nearest(std::string_view word, std::span<const std::string> known) {
+    const auto nearest = find_nearest(word, known);
+    return nearest ? "did you mean '" + *nearest + "'?" : "";
+}
+
+std::string list_texts(std::span<const std::string> texts) {
+    std::string listed;
+    for (const std::string& text : texts) {
+        listed += (listed.empty() ? "" : ", ") + text;
+    }
+    return listed;
+}
+
 } // namespace talvora::host

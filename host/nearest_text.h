@@ -1,4 +1,4 @@
-// Finds what a mistyped word was probably meant to be.
+// Finds what a mistyped word was probably meant to be, for messages.
 #pragma once
 
 #include <optional>
@@ -12,5 +12,11 @@ namespace talvora::host {
 // letter case does not count), the first of several; nothing when more than a third of
 // the word, and more than two letters, would have to change.
 std::optional<std::string> find_nearest(std::string_view word, std::span<const std::string> known);
+
+// "did you mean 'Axis'?", or nothing.
+std::string suggest_nearest(std::string_view word, std::span<const std::string> known);
+
+// "Axis, Order"
+std::string list_texts(std::span<const std::string> texts);
 
 } // namespace talvora::host

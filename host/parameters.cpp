@@ -32,19 +32,11 @@ const TypeRow& row_of(ParameterType type) {
     return *std::ranges::find(TYPES, type, &TypeRow::type);
 }
 
-bool is_list(ParameterType type) {
-    return type == ParameterType::StringList || type == ParameterType::IntegerList;
-}
-
 bool is_letter(char c) {
     return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
 }
 bool is_key_letter(char c) {
     return is_letter(c) || (c >= '0' && c <= '9') || c == '_';
-}
-
-bool is_key(std::string_view text) {
-    return !text.empty() && is_letter(text[0]) && std::ranges::all_of(text, is_key_letter);
 }
 
 template <typename Number>
@@ -56,40 +48,13 @@ std::optional<Number> read_whole(std::string_view text) {
     return number;
 }
 
-// One value; that of a list is a list of one. Nothing when the text is not of the type.
-std::optional<ParameterValue> read_value(ParameterType type, std::string_view text) {
-    switch (type) {
-    case ParameterType::String:
-        return std::string(text);
-    case ParameterType::Boolean:
-        if (text == "true" || text == "false")
-            return text == "true";
-        break;
-    case ParameterType::Integer:
-        if (const auto integer = read_whole<std::int64_t>(text))
-            return *integer;
-        break;
-    case ParameterType::Number:
-        if (const auto number = read_whole<double>(text))
-            return *number;
-        break;
-    case ParameterType::StringList:
-        return std::vector{std::string(text)};
-    case ParameterType::IntegerList:
-        if (const auto integer = read_whole<std::int64_t>(text))
-            return std::vector{*integer};
-        break;
-    }
-    return std::nullopt;
-}
-
 template <typename Item>
 bool append_list(ParameterValue& list, const ParameterValue& more) {
     auto* items = std::get_if<std::vector<Item>>(&list);
-    if (items == nullptr)
+    const auto* added = std::get_if<std::vector<Item>>(&more);
+    if (items == nullptr || added == nullptr)
         return false;
-    const auto& added = std::get<std::vector<Item>>(more);
-    items->insert(items->end(), added.begin(), added.end());
+    items->insert(items->end(), added->begin(), added->end());
     return true;
 }
 
@@ -151,12 +116,10 @@ class WordReader {
         const std::string_view key = take_until(word, "=");
         const auto signature = std::ranges::find(signatures_, key, &ParameterSignature::key);
         if (signature == signatures_.end())
-            return report_unknown(key);
+            return problems_.push_back(explain_unknown(signatures_, key));
         const auto value = read_value(signature->type, word);
         if (!value)
-            problems_.push_back({fmt::format("parameter '{}' cannot be '{}' (allowed: {})", key,
-                                             word, row_of(signature->type).allowed),
-                                 ""});
+            problems_.push_back(explain_wrong_value(*signature, fmt::format("'{}'", word)));
         seen_.insert_or_assign(std::string(key), true);
         if (value)
             store(key, *value);
@@ -165,9 +128,7 @@ class WordReader {
     ParameterValues finish() {
         for (const ParameterSignature& signature : signatures_)
             if (signature.required && !seen_.contains(signature.key))
-                problems_.push_back(
-                    {fmt::format("parameter '{}' is missing", signature.key),
-                     fmt::format("give {}={}", signature.key, row_of(signature.type).allowed)});
+                problems_.push_back(explain_missing(signature));
         if (!problems_.empty())
             throw ParameterError(std::move(problems_));
         return {signatures_, std::move(given_)};
@@ -176,22 +137,9 @@ class WordReader {
   private:
     void store(std::string_view key, const ParameterValue& value) {
         const auto [place, is_first] = given_.emplace(key, value);
-        if (is_first || append_list<std::string>(place->second, value) ||
-            append_list<std::int64_t>(place->second, value))
+        if (is_first || append_items(place->second, value))
             return;
         problems_.push_back({fmt::format("parameter '{}' is given twice and is no list", key), ""});
-    }
-
-    void report_unknown(std::string_view key) {
-        std::vector<std::string> known;
-        std::string listed;
-        for (const ParameterSignature& signature : signatures_) {
-            known.push_back(signature.key);
-            listed += (listed.empty() ? "" : ", ") + signature.key;
-        }
-        const auto nearest = find_nearest(key, known);
-        problems_.push_back({fmt::format("unknown parameter '{}' (known: {})", key, listed),
-                             nearest ? fmt::format("did you mean '{}'?", *nearest) : ""});
     }
 
     std::span<const ParameterSignature> signatures_;
@@ -206,8 +154,66 @@ std::string_view type_name(ParameterType type) {
     return row_of(type).name;
 }
 
+std::string_view allowed_values(ParameterType type) {
+    return row_of(type).allowed;
+}
+
+bool is_list(ParameterType type) {
+    return type == ParameterType::StringList || type == ParameterType::IntegerList;
+}
+
+std::optional<ParameterValue> read_value(ParameterType type, std::string_view text) {
+    switch (type) {
+    case ParameterType::String:
+        return std::string(text);
+    case ParameterType::Boolean:
+        if (text == "true" || text == "false")
+            return text == "true";
+        break;
+    case ParameterType::Integer:
+        if (const auto integer = read_whole<std::int64_t>(text))
+            return *integer;
+        break;
+    case ParameterType::Number:
+        if (const auto number = read_whole<double>(text))
+            return *number;
+        break;
+    case ParameterType::StringList:
+        return std::vector{std::string(text)};
+    case ParameterType::IntegerList:
+        if (const auto integer = read_whole<std::int64_t>(text))
+            return std::vector{*integer};
+        break;
+    }
+    return std::nullopt;
+}
+
+bool append_items(ParameterValue& list, const ParameterValue& more) {
+    return append_list<std::string>(list, more) || append_list<std::int64_t>(list, more);
+}
+
 std::string format_value(const ParameterValue& value) {
     return std::visit([](const auto& v) { return format_item(v); }, value);
+}
+
+ParameterProblem explain_unknown(std::span<const ParameterSignature> signatures,
+                                 std::string_view key) {
+    std::vector<std::string> known;
+    for (const ParameterSignature& signature : signatures)
+        known.push_back(signature.key);
+    return {fmt::format("unknown parameter '{}' (known: {})", key, list_texts(known)),
+            suggest_nearest(key, known)};
+}
+
+ParameterProblem explain_wrong_value(const ParameterSignature& signature, std::string_view shown) {
+    return {fmt::format("parameter '{}' cannot be {} (allowed: {})", signature.key, shown,
+                        allowed_values(signature.type)),
+            ""};
+}
+
+ParameterProblem explain_missing(const ParameterSignature& signature) {
+    return {fmt::format("parameter '{}' is missing", signature.key),
+            fmt::format("give {}={}", signature.key, allowed_values(signature.type))};
 }
 
 ParameterError::ParameterError(std::vector<ParameterProblem> problems)
@@ -247,6 +253,10 @@ const ParameterValue* ParameterValues::find(std::string_view key) const {
         return &given->second;
     const ParameterSignature* declared = signature(key);
     return declared != nullptr && declared->default_value ? &*declared->default_value : nullptr;
+}
+
+bool is_key(std::string_view text) {
+    return !text.empty() && is_letter(text[0]) && std::ranges::all_of(text, is_key_letter);
 }
 
 bool is_parameter_word(std::string_view word) {

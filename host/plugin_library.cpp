@@ -1,5 +1,7 @@
 #include "host/plugin_library.h"
 
+#include "host/nearest_text.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -150,6 +152,19 @@ const Unit* PluginLibrary::find_unit(std::string_view name) const {
 
 void PluginLibrary::Unload::operator()(void* library) const {
     dlclose(library);
+}
+
+std::string short_name(const Unit& unit) {
+    return std::string(last_part(unit.name));
+}
+
+std::optional<std::string> find_nearest_unit(const PluginLibrary& library, std::string_view name) {
+    std::vector<std::string> known;
+    for (const Unit& unit : library.units()) {
+        known.push_back(unit.name);
+        known.push_back(short_name(unit));
+    }
+    return find_nearest(name, known);
 }
 
 } // namespace talvora::host

@@ -67,4 +67,11 @@ class PluginLibrary {
     std::vector<Unit> units_;
 };
 
+// What follows the last dot: "apply-set-rectify".
+std::string short_name(const Unit& unit);
+
+// The identifier, whole or what follows its last dot, that a mistyped name was probably
+// meant to be.
+std::optional<std::string> find_nearest_unit(const PluginLibrary& library, std::string_view name);
+
 } // namespace talvora::host

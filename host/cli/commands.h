@@ -17,6 +17,7 @@ AddCommand add_describe_command;
 AddCommand add_import_command;
 AddCommand add_tree_command;
 AddCommand add_run_command;
+AddCommand add_recipe_command;
 AddCommand add_version_command;
 
 } // namespace talvora::host

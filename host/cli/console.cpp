@@ -1,5 +1,7 @@
 #include "host/cli/console.h"
 
+#include "host/utf8.h"
+
 #include <fmt/color.h>
 #include <fmt/format.h>
 
@@ -43,14 +45,9 @@ std::string dump(const nlohmann::ordered_json& json, int indent) {
     return json.dump(indent, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }
 
-// In code points of UTF-8, which a terminal shows one column wide in most scripts.
-std::size_t measure_width(std::string_view text) {
-    return static_cast<std::size_t>(std::ranges::count_if(
-        text, [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
-}
-
+// A terminal shows a code point one column wide in most scripts.
 std::string pad(const std::string& cell, std::size_t width, bool to_the_right) {
-    const std::string room(width - measure_width(cell), ' ');
+    const std::string room(width - count_code_points(cell), ' ');
     return to_the_right ? room + cell : cell + room;
 }
 
@@ -123,7 +120,7 @@ std::vector<std::string> align_columns(const std::vector<std::vector<std::string
     std::vector<std::size_t> widths(numeric.size());
     for (const auto& row : rows) {
         for (std::size_t i = 0; i < row.size(); ++i) {
-            widths[i] = std::max(widths[i], measure_width(row[i]));
+            widths[i] = std::max(widths[i], count_code_points(row[i]));
         }
     }
     std::vector<std::string> lines;

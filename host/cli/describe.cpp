@@ -1,7 +1,8 @@
-// talvora-host describe UNIT [--json]
+// talvora-host describe UNIT [--json|--recipe]
 #include "host/cli/commands.h"
 #include "host/cli/files.h"
 #include "host/parameters.h"
+#include "host/recipe_writer.h"
 #include "host/unit_run.h"
 
 #include <fmt/format.h>
@@ -155,22 +156,34 @@ void print_json(Session& session, const Unit& unit, Signatures signatures) {
          {"example", make_example(unit, signatures)}});
 }
 
+void print_recipe(Session& session, const Unit& unit, Signatures signatures) {
+    std::string text = write_recipe_skeleton(unit, signatures);
+    text.pop_back(); // the last line end, which comes with a result
+    session.console.result(text);
+}
+
 } // namespace
 
 void add_describe_command(CLI::App& program, Session& session) {
     struct Options {
         std::string unit;
         bool json = false;
+        bool recipe = false;
     };
     const auto options = std::make_shared<Options>();
     CLI::App* command = program.add_subcommand(
         "describe", "A unit's parameters, what it reads and writes, an example to copy");
     command->add_option("UNIT", options->unit, "Its identifier, or what follows the last dot")
         ->required();
-    command->add_flag("--json", options->json, "One JSON document");
+    CLI::Option* json = command->add_flag("--json", options->json, "One JSON document");
+    command->add_flag("--recipe", options->recipe, "A recipe of one step, to be filled in")
+        ->excludes(json);
     command->callback([&session, options] {
         const Unit& unit = session.find_unit(options->unit);
         const std::vector<ParameterSignature> signatures = declare_unit(unit);
+        if (options->recipe) {
+            return print_recipe(session, unit, signatures);
+        }
         (options->json ? print_json : print_text)(session, unit, signatures);
     });
 }

@@ -1,12 +1,9 @@
 #include "host/cli/session.h"
 
-#include "host/nearest_text.h"
-
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <cstdlib>
-#include <vector>
 
 namespace talvora::host {
 namespace {
@@ -58,19 +55,10 @@ const Unit& Session::find_unit(std::string_view name) {
     if (const Unit* unit = plugin().find_unit(name)) {
         return *unit;
     }
-    std::vector<std::string> known;
-    for (const Unit& unit : plugin().units()) {
-        known.push_back(unit.name);
-        known.push_back(short_name(unit));
-    }
-    const auto nearest = find_nearest(name, known);
+    const auto nearest = find_nearest_unit(plugin(), name);
     throw Failure(ExitCode::Usage, fmt::format("no unit '{}'", name),
                   {nearest ? fmt::format("did you mean '{}'?  talvora-host units", *nearest)
                            : "list them: talvora-host units"});
-}
-
-std::string short_name(const Unit& unit) {
-    return unit.name.substr(unit.name.rfind('.') + 1);
 }
 
 const Unit* find_current_unit(const PluginLibrary& plugin, const Unit& unit) {

@@ -32,9 +32,6 @@ class Session {
     std::optional<PluginLibrary> plugin_;
 };
 
-// What follows the last dot: "apply-set-rectify".
-std::string short_name(const Unit& unit);
-
 // The unit that a legacy identifier stands for, known by its operations; null for one
 // that is current itself.
 const Unit* find_current_unit(const PluginLibrary& plugin, const Unit& unit);

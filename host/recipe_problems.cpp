@@ -1,0 +1,39 @@
+#include "host/recipe_problems.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace talvora::host {
+
+RecipeError::RecipeError(std::vector<ParameterProblem> problems)
+    : std::runtime_error(problems.at(0).text), problems_(std::move(problems)) {}
+
+void RecipeProblems::add(YamlPlace place, std::string_view text, std::string_view hint) {
+    of_file_.push_back({place, std::string(text), std::string(hint)});
+}
+
+void RecipeProblems::add_to_setting(std::string_view setting, std::string_view text,
+                                    std::string_view hint) {
+    of_settings_.push_back({fmt::format("--set {}: {}", setting, text), std::string(hint)});
+}
+
+void RecipeProblems::throw_if_any() const {
+    std::vector<YamlProblem> sorted = of_file_;
+    std::ranges::stable_sort(sorted, {}, &YamlProblem::place);
+    std::vector<ParameterProblem> all = of_settings_;
+    for (const auto& [place, text, hint] : sorted) {
+        all.push_back({fmt::format("{}:{}:{}: {}", file_, place.line, place.column, text), hint});
+    }
+    if (all.size() > MAX_RECIPE_PROBLEMS) {
+        const std::size_t further_count = all.size() - MAX_RECIPE_PROBLEMS;
+        all.resize(MAX_RECIPE_PROBLEMS);
+        all.push_back({fmt::format("{}: {} further problems", file_, further_count), ""});
+    }
+    if (!all.empty()) {
+        throw RecipeError(std::move(all));
+    }
+}
+
+} // namespace talvora::host

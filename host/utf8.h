@@ -1,0 +1,20 @@
+// UTF-8 text, as far as the host has to look into it.
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+namespace talvora::host {
+
+// True for a byte that begins a code point, and for every byte of ASCII.
+constexpr bool begins_code_point(char byte) {
+    return (static_cast<unsigned char>(byte) & 0xC0) != 0x80;
+}
+
+std::size_t count_code_points(std::string_view text);
+
+// The position of the first byte that is no UTF-8: not the beginning of a code point, cut
+// off, longer than needed, a surrogate or beyond U+10FFFF; npos when there is none.
+std::size_t find_invalid_utf8(std::string_view text);
+
+} // namespace talvora::host
