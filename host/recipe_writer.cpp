@@ -83,9 +83,10 @@ std::string write_item(bool flag) {
 std::string write_item(std::int64_t integer) {
     return fmt::format("{}", integer);
 }
-// The shortest text that gives the same number.
+// The shortest text that gives the same number, and shows that it need not be whole.
 std::string write_item(double number) {
-    return fmt::format("{}", number);
+    const std::string text = fmt::format("{}", number);
+    return text.find_first_not_of("-0123456789") == std::string::npos ? text + ".0" : text;
 }
 template <typename Item>
 std::string write_item(const std::vector<Item>& items) {

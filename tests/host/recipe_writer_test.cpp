@@ -143,6 +143,17 @@ TEST_F(RecipeWriter, IsReadBackWithEveryNumber) {
     EXPECT_TRUE(std::isnan(value_of<double>(read(write_recipe(recipe)), "CutoffFrequency")));
 }
 
+TEST_F(RecipeWriter, WritesNumbersWithAPointInEveryLocale) {
+    const CommaLocale locale;
+    Recipe recipe;
+    recipe.steps.push_back(make_step(
+        library(), "apply-set-butterworth",
+        {{"CutoffFrequency", 1234.5}, {"BandWidth", 5.0}, {"Order", std::int64_t{1234567}}}));
+    EXPECT_THAT(write_recipe(recipe),
+                testing::AllOf(HasSubstr("CutoffFrequency: 1234.5\n"),
+                               HasSubstr("BandWidth: 5.0\n"), HasSubstr("Order: 1234567\n")));
+}
+
 TEST_F(RecipeWriter, RefusesTextsThatAreNoUtf8) {
     Recipe recipe;
     recipe.steps.push_back(
@@ -167,9 +178,9 @@ std::string fill_in_required(std::string skeleton) {
 
 // Takes the '#' off the lines that show optional parameters.
 std::string use_optional(std::string skeleton) {
-    constexpr std::string_view MARK = "      # ";
+    constexpr std::string_view MARK = "\n      # ";
     for (auto at = skeleton.find(MARK); at != std::string::npos; at = skeleton.find(MARK)) {
-        skeleton.replace(at, MARK.size(), "      ");
+        skeleton.replace(at, MARK.size(), "\n      ");
     }
     return skeleton;
 }
