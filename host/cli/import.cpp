@@ -98,6 +98,7 @@ void add_import_command(CLI::App& program, Session& session) {
                      "NAME=COLUMN,COLUMN,...: one data set [columns, 1, samples] (repeatable; "
                      "without it each column becomes one)")
         ->expected(1)
+        ->allow_extra_args(false)
         ->take_all();
     command->add_option("--rate", state->options.sample_rate,
                         "Rows are equally spaced: samples per second");

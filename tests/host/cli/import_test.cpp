@@ -43,6 +43,12 @@ TEST_F(Import, StacksColumnsIntoSets) {
     EXPECT_EQ(result.output, "walk.h5: Signals/Rate, Signals/X (2 samples at 50 Hz)\n");
 }
 
+TEST_F(Import, TakesOneWordBehindEachSet) {
+    write_file(folder_ / "walk.csv", "A,B\n1,2\n");
+    const auto result = run({"import", "--rate", "1", "--set", "X=A", "walk.csv", "-o", "walk.h5"});
+    EXPECT_EQ(result.exit_code, 0) << result.errors;
+}
+
 TEST_F(Import, AddsAGroupToAFileAndKeepsTheOthers) {
     write_file(folder_ / "one.csv", "X\n1\n2\n");
     write_file(folder_ / "two.csv", "Y\n3\n");
