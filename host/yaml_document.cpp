@@ -21,6 +21,7 @@ using Kind = YamlNode::Kind;
 // ---------------------------------------------------------------------------
 // The text before it is parsed
 
+// Every line, the last one too, ends in a single line feed.
 std::string with_plain_line_ends(std::string_view text) {
     constexpr std::string_view BYTE_ORDER_MARK = "\xEF\xBB\xBF";
     if (text.starts_with(BYTE_ORDER_MARK)) {
@@ -33,6 +34,9 @@ std::string with_plain_line_ends(std::string_view text) {
         } else if (i + 1 == text.size() || text[i + 1] != '\n') {
             plain += '\n';
         }
+    }
+    if (!plain.ends_with('\n')) {
+        plain += '\n';
     }
     return plain;
 }
@@ -232,33 +236,34 @@ std::string find_hint(const std::string& message, std::string_view line) {
 
 YamlProblem explain(const YAML::ParserException& error, const TextLines& lines) {
     const YamlPlace place = lines.find(error.mark);
-    // Only the end mark behind the text can stand inside of quotes.
-    if (error.mark.line >= static_cast<int>(lines.all().size())) {
+    // The line behind the last one is the end mark.
+    if (place.line >= lines.all().size()) {
         return {place, "a quoted text or a bracket is not closed before the end", ""};
     }
     return {place, fmt::format("no YAML: {}", error.msg),
             find_hint(error.msg, lines.all()[place.line - 1])};
 }
 
-// True when there was a document. The end mark makes a quote that is never closed an error.
-bool parse(const std::string& text, const TextLines& lines, NodeBuilder& builder,
-           Problems& problems) {
-    std::istringstream stream(text + "\n...\n");
+// Notes where a document begins, and that it does.
+class DocumentFinder : public NodeBuilder {
+  public:
+    using NodeBuilder::NodeBuilder;
+    void OnDocumentStart(const YAML::Mark& mark) override { start = mark; }
+    YAML::Mark start;
+};
+
+std::optional<YamlNode> parse(const std::string& text, const TextLines& lines, Problems& problems) {
+    // The end mark makes a quote that is never closed an error.
+    std::istringstream stream(text + "...\n");
     YAML::Parser parser(stream);
-    if (!parser.HandleNextDocument(builder)) {
-        return false;
-    }
-    struct PlaceOfNext : NodeBuilder {
-        using NodeBuilder::NodeBuilder;
-        YAML::Mark start;
-        void OnDocumentStart(const YAML::Mark& mark) override { start = mark; }
-    };
+    NodeBuilder builder(lines, problems);
+    parser.HandleNextDocument(builder);
     Problems ignored;
-    PlaceOfNext next(lines, ignored);
+    DocumentFinder next(lines, ignored);
     if (parser.HandleNextDocument(next)) {
         problems.push_back({lines.find(next.start), "a second document begins here", ""});
     }
-    return true;
+    return builder.take_root();
 }
 
 } // namespace
@@ -288,20 +293,15 @@ std::optional<YamlNode> read_yaml(std::string_view text, Problems& problems) {
     if (!check_lines(lines, problems)) {
         return std::nullopt;
     }
-    NodeBuilder builder(lines, problems);
     try {
-        if (!parse(plain, lines, builder, problems)) {
-            return std::nullopt;
-        }
+        return parse(plain, lines, problems);
     } catch (const TooDeep& deep) {
         problems.push_back(
             {lines.find(deep.mark), fmt::format("nested more than {} deep", MAX_YAML_DEPTH), ""});
-        return std::nullopt;
     } catch (const YAML::ParserException& error) {
         problems.push_back(explain(error, lines));
-        return std::nullopt;
     }
-    return builder.take_root();
+    return std::nullopt;
 }
 
 } // namespace talvora::host

@@ -81,6 +81,7 @@ void add_recipe_options(CLI::App& command, RecipeOptions& options) {
                     "NAME=VALUE: a variable of the recipe (repeatable; a repeated name makes a "
                     "list)")
         ->expected(1)
+        ->allow_extra_args(false)
         ->take_all();
 }
 
