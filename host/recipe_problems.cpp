@@ -1,22 +1,44 @@
 #include "host/recipe_problems.h"
 
+#include "host/utf8.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <utility>
 
 namespace talvora::host {
+namespace {
+
+// Long enough for every sentence about a recipe that a person wrote.
+constexpr std::size_t MAX_SHOWN = 500;
+
+// A recipe may hold a text of any length, and letters that mean something to a terminal.
+std::string make_showable(std::string_view text) {
+    std::string shown;
+    for (const char c : text) {
+        if (shown.size() >= MAX_SHOWN && begins_code_point(c)) {
+            return shown + "...";
+        }
+        const bool is_control = (c >= 0 && c < ' ') || c == '\x7F';
+        shown += is_control ? '?' : c;
+    }
+    return shown;
+}
+
+} // namespace
 
 RecipeError::RecipeError(std::vector<ParameterProblem> problems)
     : std::runtime_error(problems.at(0).text), problems_(std::move(problems)) {}
 
 void RecipeProblems::add(YamlPlace place, std::string_view text, std::string_view hint) {
-    of_file_.push_back({place, std::string(text), std::string(hint)});
+    of_file_.push_back({place, make_showable(text), make_showable(hint)});
 }
 
 void RecipeProblems::add_to_setting(std::string_view setting, std::string_view text,
                                     std::string_view hint) {
-    of_settings_.push_back({fmt::format("--set {}: {}", setting, text), std::string(hint)});
+    of_settings_.push_back(
+        {make_showable(fmt::format("--set {}: {}", setting, text)), make_showable(hint)});
 }
 
 void RecipeProblems::throw_if_any() const {

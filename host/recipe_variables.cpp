@@ -202,20 +202,20 @@ YamlNode RecipeVariables::fill_in(const YamlNode& value, bool wants_list) {
     return filled;
 }
 
-YamlNode RecipeVariables::use(std::string_view name, const YamlNode& use, bool wants_list) {
+YamlNode RecipeVariables::use(std::string_view name, YamlPlace place, bool wants_list) {
     const auto found = variables_.find(name);
     if (found == variables_.end()) {
-        problems_.add(use.place, fmt::format("no variable '{}' ({})", name, tell_names()),
+        problems_.add(place, fmt::format("no variable '{}' ({})", name, tell_names()),
                       suggest_nearest(name, names()));
-        return make_broken(use.place);
+        return make_broken(place);
     }
     Variable& variable = found->second;
     variable.is_used = true;
     if (variable.value.kind == Kind::Null) {
-        return make_broken(use.place);
+        return make_broken(place);
     }
     YamlNode value = variable.value;
-    value.place = use.place;
+    value.place = place;
     const bool is_word = variable.is_set && value.kind == Kind::Scalar;
     return is_word && wants_list ? make_list(std::move(value)) : value;
 }
@@ -228,13 +228,13 @@ YamlNode RecipeVariables::fill_in_text(const YamlNode& scalar, bool wants_list) 
         return make_broken(scalar.place);
     }
     if (pieces->size() == 1 && pieces->front().is_variable) {
-        return use(pieces->front().text, scalar, wants_list);
+        return use(pieces->front().text, scalar.place, wants_list);
     }
     YamlNode filled = scalar;
     filled.text.clear();
     for (const Piece& piece : *pieces) {
         const YamlNode value =
-            piece.is_variable ? use(piece.text, scalar, false) : make_scalar(piece.text);
+            piece.is_variable ? use(piece.text, scalar.place, false) : make_scalar(piece.text);
         if (value.kind == Kind::List) {
             problems_.add(
                 scalar.place,

@@ -240,6 +240,14 @@ TEST_F(RecipeProblemList, SaysNothingMoreOfAnAlias) {
                      "r.yaml:5:20: an alias ('*') is not taken"}));
 }
 
+TEST_F(RecipeProblemList, ShowsLongAndOddTextsSafely) {
+    const Texts problems = problems_of(with_parameters(
+        "      Axis: \"\\e[31mred\"\n      Components: [" + std::string(100'000, 'x') + "]\n"));
+    ASSERT_THAT(problems, SizeIs(2));
+    EXPECT_THAT(problems[0], HasSubstr("the text '?[31mred'"));
+    EXPECT_LT(problems[1].size(), 600U);
+}
+
 TEST_F(RecipeProblemList, IsCutAfterAHundred) {
     std::string text = "steps: [{unit: apply-set-rectify}]\n";
     for (int i = 0; i < 250; ++i) {
