@@ -28,6 +28,19 @@ class TreeError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+// The file behind a tree could not be read or written: no fault of the request, and what
+// it changed before the failure may stay changed.
+class StorageError : public TreeError {
+  public:
+    enum class Access { Reading, Writing };
+
+    StorageError(Access access, const std::string& text) : TreeError(text), access_(access) {}
+    Access access() const { return access_; }
+
+  private:
+    Access access_;
+};
+
 // An object of one tree. Opening the same object twice gives the same id; ids are
 // never 0 and stay good as long as the tree.
 enum class ObjectId : std::uint64_t {};

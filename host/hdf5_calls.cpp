@@ -26,6 +26,22 @@ herr_t keep_description(unsigned, const H5E_error2_t* error, void* text) {
     return 1; // the first one walked to is enough
 }
 
+// The innermost access to the file that failed, if that was it.
+herr_t find_storage_access(unsigned, const H5E_error2_t* error, void* access) {
+    auto& found = *static_cast<std::optional<StorageError::Access>*>(access);
+    if (error->min_num == H5E_WRITEERROR)
+        found = StorageError::Access::Writing;
+    if (error->min_num == H5E_READERROR)
+        found = StorageError::Access::Reading;
+    return found ? 1 : 0;
+}
+
+std::optional<StorageError::Access> failed_access() {
+    std::optional<StorageError::Access> access;
+    H5Ewalk2(H5E_DEFAULT, H5E_WALK_UPWARD, find_storage_access, &access);
+    return access;
+}
+
 std::string innermost_error() {
     std::string text;
     H5Ewalk2(H5E_DEFAULT, H5E_WALK_UPWARD, keep_description, &text);
@@ -153,7 +169,10 @@ bool has_sane_chunks(hid_t properties, const Extents& extents) {
 } // namespace
 
 void fail(std::string_view action, std::string_view object) {
-    throw TreeError(fmt::format("cannot {} '{}': {}", action, object, innermost_error()));
+    const std::string text = fmt::format("cannot {} '{}': {}", action, object, innermost_error());
+    if (const auto access = failed_access())
+        throw StorageError(*access, text);
+    throw TreeError(text);
 }
 
 std::vector<hsize_t> to_hsize(std::span<const std::uint64_t> extents) {

@@ -40,7 +40,8 @@ class Id {
     hid_t id_ = H5I_INVALID_HID;
 };
 
-// Throws "cannot <action> '<object>': <the innermost error>".
+// Throws "cannot <action> '<object>': <the innermost error>", as a StorageError when the
+// file could not be read or written.
 [[noreturn]] void fail(std::string_view action, std::string_view object);
 
 // The result of a call, negative ones being failures.

@@ -1,6 +1,7 @@
 #include "host/hdf5_tree.h"
 
 #include "host/hdf5_attributes.h"
+#include "host/slabs.h"
 #include "host/tree_rules.h"
 
 #include <fmt/format.h>
@@ -47,28 +48,14 @@ bool is_float_set(hid_t type, const Extents& extents) {
            (H5Tequal(type, H5T_IEEE_F32LE) > 0 || H5Tequal(type, H5T_IEEE_F32BE) > 0);
 }
 
-// Calls back with one slab of whole rows after the other, each of a bounded size as far
-// as a single row allows.
-template <typename Visit>
-void visit_slabs(const Extents& counts, Visit visit) {
-    constexpr std::uint64_t SLAB_SAMPLES = 4 * 1024 * 1024;
-    if (count_samples(counts) == 0)
-        return;
-    const std::uint64_t row = count_samples(std::span(counts).subspan(1));
-    const std::uint64_t rows_at_once = std::max<std::uint64_t>(1, SLAB_SAMPLES / row);
-    Extents starts(counts.size(), 0);
-    Extents part = counts;
-    for (; starts[0] < counts[0]; starts[0] += part[0]) {
-        part[0] = std::min(rows_at_once, counts[0] - starts[0]);
-        visit(Hyperslab{starts, part}, part[0] * row);
-    }
-}
+// Samples that are copied at once.
+constexpr std::uint64_t BUFFER_SAMPLES = 4 * 1024 * 1024;
 
 void copy_samples(hid_t from, hid_t to, const Extents& counts, const std::string& path) {
     const hdf5::Id from_space = hdf5::set_space(from);
     const hdf5::Id to_space = hdf5::set_space(to);
     std::vector<float> samples;
-    visit_slabs(counts, [&](const Hyperslab& slab, std::uint64_t count) {
+    visit_slabs(counts, BUFFER_SAMPLES, [&](const Hyperslab& slab, std::uint64_t count) {
         samples.resize(count);
         hdf5::read_floats(from, from_space, slab, samples, path);
         hdf5::write_floats(to, to_space, slab, samples, path);

@@ -44,6 +44,11 @@ void HostCall::report_break(std::string_view slot, std::string_view reason) {
     note(problems_.interface_breaks, fmt::format("{}: {}", slot, reason));
 }
 
+void HostCall::report_storage(const StorageError& error) {
+    if (!problems_.storage_error)
+        problems_.storage_error = error;
+}
+
 std::uint64_t HostCall::declare(const char* signature, bool required) {
     if (operation_ != Operation::Declare)
         throw InterfaceBreak("called outside the operation 'declare'");

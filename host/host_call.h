@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <exception>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -30,6 +31,8 @@ struct CallProblems {
     std::vector<std::string> refused_requests;
     // Uses of the interface that it does not allow: unused slots, foreign contexts.
     std::vector<std::string> interface_breaks;
+    // The first time that the file could not be read or written.
+    std::optional<StorageError> storage_error;
 };
 
 // Thrown inside a slot for a use that the interface does not allow.
@@ -62,6 +65,7 @@ class HostCall {
     void send(Message::Level level, std::string text) const { sink_({level, std::move(text)}); }
     void refuse(std::string_view slot, std::string_view reason);
     void report_break(std::string_view slot, std::string_view reason);
+    void report_storage(const StorageError& error);
     const CallProblems& problems() const { return problems_; }
 
     // Keeps the signature; the answer is different for each.
@@ -93,6 +97,8 @@ auto answer(const char* slot, Work work) noexcept {
         return work(*call);
     } catch (const InterfaceBreak& error) {
         call->report_break(slot, error.what());
+    } catch (const StorageError& error) {
+        call->report_storage(error);
     } catch (const std::exception& error) {
         call->refuse(slot, error.what());
     }

@@ -9,6 +9,8 @@
 #include <atomic>
 #include <cstring>
 #include <string_view>
+#include <sys/prctl.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace talvora::host {
@@ -28,6 +30,9 @@ struct PendingSlot {
 };
 std::array<PendingSlot, MAX_PENDING_FILES> pending_slots;
 
+std::array<std::atomic<pid_t>, MAX_WORKERS> workers; // 0: free
+std::atomic<bool> is_worker = false;
+
 PendingSlot& slot_of(int note) {
     return pending_slots[static_cast<std::size_t>(note)];
 }
@@ -40,13 +45,30 @@ void remove_pending_files() {
     }
 }
 
+// They remove their files themselves, which is waited for.
+void end_workers() {
+    for (const std::atomic<pid_t>& worker : workers) {
+        if (worker > 0) {
+            kill(worker, SIGTERM);
+        }
+    }
+    for (const std::atomic<pid_t>& worker : workers) {
+        if (worker > 0) {
+            waitpid(worker, nullptr, 0);
+        }
+    }
+}
+
 void say_and_exit(std::string_view text, int code) {
-    [[maybe_unused]] const auto written = write(STDERR_FILENO, text.data(), text.size());
+    if (!is_worker) {
+        [[maybe_unused]] const auto written = write(STDERR_FILENO, text.data(), text.size());
+    }
     _exit(code);
 }
 
 void end_interrupted(int signal_number) {
     remove_pending_files();
+    end_workers();
     // Nobody reads the results any more: what `head` does is no error.
     if (signal_number == SIGPIPE) {
         _exit(128 + signal_number);
@@ -54,8 +76,15 @@ void end_interrupted(int signal_number) {
     say_and_exit("error: interrupted; the file in work is as it was\n", 128 + signal_number);
 }
 
-void end_crashed(int) {
+void end_crashed(int signal_number) {
     remove_pending_files();
+    end_workers();
+    if (is_worker) {
+        // Its handler was reset when it was called: the signal ends the process as soon as
+        // this one returns, and tells the parent its name.
+        raise(signal_number);
+        return;
+    }
     say_and_exit("error: the plug-in crashed; the file in work is as it was\n",
                  static_cast<int>(ExitCode::Plugin));
 }
@@ -100,6 +129,36 @@ int note_pending_file(const std::filesystem::path& path) {
 void forget_pending_file(int note) {
     slot_of(note).set = false;
     slot_of(note).taken = false;
+}
+
+void note_worker(pid_t process) {
+    for (std::atomic<pid_t>& worker : workers) {
+        pid_t none = 0;
+        if (worker.compare_exchange_strong(none, process)) {
+            return;
+        }
+    }
+}
+
+void forget_worker(pid_t process) {
+    for (std::atomic<pid_t>& worker : workers) {
+        pid_t expected = process;
+        worker.compare_exchange_strong(expected, 0);
+    }
+}
+
+void become_worker(pid_t parent) {
+    is_worker = true;
+    for (std::atomic<pid_t>& worker : workers) {
+        worker = 0;
+    }
+    for (int note = 0; note < MAX_PENDING_FILES; ++note) {
+        forget_pending_file(note);
+    }
+    prctl(PR_SET_PDEATHSIG, SIGTERM);
+    if (getppid() != parent) {
+        _exit(128 + SIGTERM);
+    }
 }
 
 void clean_up_on_signals() {

@@ -1,8 +1,10 @@
-// What becomes of temporary files when a signal ends the process.
+// What becomes of temporary files, and of worker processes, when a signal ends the
+// process.
 #pragma once
 
 #include <csignal>
 #include <filesystem>
+#include <sys/types.h>
 
 namespace talvora::host {
 
@@ -11,6 +13,16 @@ namespace talvora::host {
 // refused with a Failure of the output.
 int note_pending_file(const std::filesystem::path& path);
 void forget_pending_file(int note);
+
+// A child process that is to end with this one. At most MAX_WORKERS at a time.
+constexpr int MAX_WORKERS = 256;
+void note_worker(pid_t process);
+void forget_worker(pid_t process);
+
+// In a child, right after the fork from `parent`: the notes are the parent's alone. A
+// signal still removes the child's own files, but nothing is printed, a crash ends the child
+// with its signal, and the parent's death ends it too.
+void become_worker(pid_t parent);
 
 // From here on SIGINT, SIGTERM, SIGHUP and SIGPIPE remove the noted files and end the
 // process with 128 + the signal's number; SIGSEGV, SIGBUS, SIGFPE, SIGILL and SIGABRT do with

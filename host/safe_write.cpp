@@ -168,10 +168,14 @@ void refuse_same_file(const fs::path& input, const fs::path& output) {
     }
 }
 
+void sweep_beside(const fs::path& destination) {
+    sweep_dead_files(folder_of(follow_links(destination)));
+}
+
 PendingFile::PendingFile(const fs::path& destination, const WriteOptions& options)
     : destination_(follow_links(destination)), options_(options) {
     check_destination(destination, options);
-    sweep_dead_files(folder_of(destination_));
+    sweep_beside(destination);
     make(folder_of(destination_), destination_.filename().string());
 }
 

@@ -31,6 +31,9 @@ void check_destination(const std::filesystem::path& destination, const WriteOpti
 // Throws a Failure of usage when both name one file, by whatever path.
 void refuse_same_file(const std::filesystem::path& input, const std::filesystem::path& output);
 
+// Removes the temporary files that dead processes of this machine left beside it.
+void sweep_beside(const std::filesystem::path& destination);
+
 // A temporary file, removed by the destructor unless published, and by the signals of
 // pending_cleanup.h.
 class PendingFile {

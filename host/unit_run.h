@@ -18,7 +18,8 @@ struct UnitOutcome {
 
     // The results may be kept: the unit succeeded and got all that it asked for.
     bool is_good() const {
-        return succeeded && problems.refused_requests.empty() && problems.interface_breaks.empty();
+        return succeeded && problems.refused_requests.empty() &&
+               problems.interface_breaks.empty() && !problems.storage_error;
     }
 };
 

@@ -7,8 +7,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
-#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <system_error>
@@ -88,6 +86,10 @@ void Console::failure(const Failure& failure) const {
     }
 }
 
+void Console::note(std::string_view line) const {
+    fmt::print(stderr, "{}\n", on_one_line(line));
+}
+
 void Console::result(std::string_view line) const {
     std::fwrite(line.data(), 1, line.size(), stdout);
     std::fputc('\n', stdout);
@@ -133,16 +135,6 @@ std::vector<std::string> align_columns(const std::vector<std::vector<std::string
         lines.push_back(line);
     }
     return lines;
-}
-
-double shortest_double(float value) {
-    if (!std::isfinite(value)) {
-        return static_cast<double>(value);
-    }
-    const std::string text = fmt::format("{}", value);
-    double result = 0;
-    std::from_chars(text.data(), text.data() + text.size(), result);
-    return result;
 }
 
 } // namespace talvora::host

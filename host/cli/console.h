@@ -32,6 +32,9 @@ class Console {
     // The failure's text and its hints, at most two.
     void failure(const Failure& failure) const;
 
+    // A line of a table below an error, as it is.
+    void note(std::string_view line) const;
+
     void result(std::string_view line) const;
     // A result that only tells what was done: left away with --quiet.
     void report_done(std::string_view line) const;
@@ -55,9 +58,5 @@ class Console {
 // to the right. Every row has as many cells as `numeric` has flags.
 std::vector<std::string> align_columns(const std::vector<std::vector<std::string>>& rows,
                                        const std::vector<bool>& numeric);
-
-// The double that the shortest decimal text of a float reads as: 0.1, not
-// 0.10000000149.
-double shortest_double(float value);
 
 } // namespace talvora::host

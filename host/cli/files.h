@@ -36,11 +36,16 @@ void copy_content(const std::filesystem::path& from, const std::filesystem::path
 // Opens what was written once more and visits its objects.
 void check_written(const std::filesystem::path& temporary);
 
-// Does a step on the way to `output`; what fails in it is a Failure of the output.
+// Does a step on the way to `output`; what fails in it is a Failure of the output, unless
+// it is that the copied input cannot be read.
 template <typename Step>
 auto make_output(const std::filesystem::path& output, Step step) {
     try {
         return step();
+    } catch (const StorageError& error) {
+        const bool reading = error.access() == StorageError::Access::Reading;
+        throw Failure(reading ? ExitCode::Input : ExitCode::Output,
+                      output.string() + ": " + error.what());
     } catch (const TreeError& error) {
         throw Failure(ExitCode::Output, output.string() + ": " + error.what());
     } catch (const std::filesystem::filesystem_error& error) {

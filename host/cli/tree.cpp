@@ -4,6 +4,7 @@
 #include "host/data_tree.h"
 #include "host/nearest_text.h"
 #include "host/path_glob.h"
+#include "host/sample_rate.h"
 #include "host/set_statistics.h"
 #include "host/tree_rules.h"
 
@@ -118,12 +119,7 @@ class Gatherer {
     void add_set(ObjectId set, const std::string& path) {
         Entry& entry = add_object(set, path, "data set");
         entry.extents = tree_.extents(set);
-        const Attribute rate = read(set, "SampleRate");
-        if (const auto* value = rate.value ? std::get_if<float>(&*rate.value) : nullptr) {
-            entry.sample_rate = shortest_double(*value);
-        } else if (const auto* wide = rate.value ? std::get_if<double>(&*rate.value) : nullptr) {
-            entry.sample_rate = *wide;
-        }
+        entry.sample_rate = read_sample_rate(tree_, set);
         if (options_.statistics) {
             entry.statistics = measure_set(tree_, set);
         }

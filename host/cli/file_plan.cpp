@@ -1,0 +1,134 @@
+#include "host/cli/file_plan.h"
+
+#include "host/failure.h"
+#include "host/safe_write.h"
+
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <charconv>
+#include <fstream>
+#include <iostream>
+#include <set>
+#include <string_view>
+#include <system_error>
+
+namespace talvora::host {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Shard {
+    std::size_t number = 1; // from 1 to
+    std::size_t count = 1;
+};
+
+bool read_count(std::string_view text, std::size_t& count) {
+    const char* text_end = text.data() + text.size();
+    const auto [end, error] = std::from_chars(text.data(), text_end, count);
+    return error == std::errc{} && end == text_end && count > 0;
+}
+
+Shard parse_shard(const std::string& text) {
+    Shard shard;
+    const std::size_t slash = text.find('/');
+    const bool good = slash != std::string::npos &&
+                      read_count(std::string_view(text).substr(0, slash), shard.number) &&
+                      read_count(std::string_view(text).substr(slash + 1), shard.count) &&
+                      shard.number <= shard.count;
+    if (!good) {
+        throw Failure(ExitCode::Usage, fmt::format("--shard cannot be '{}' (allowed: i/n with i "
+                                                   "from 1 to n)",
+                                                   text));
+    }
+    return shard;
+}
+
+void append_lines(std::istream& list, std::vector<std::string>& files) {
+    for (std::string line; std::getline(list, line);) {
+        if (line.ends_with('\r')) {
+            line.pop_back();
+        }
+        if (!line.empty()) {
+            files.push_back(line);
+        }
+    }
+}
+
+std::vector<std::string> gather_files(const FilePlanOptions& options) {
+    std::vector<std::string> files = options.files;
+    if (options.files_from == "-") {
+        append_lines(std::cin, files);
+    } else if (!options.files_from.empty()) {
+        std::ifstream list(options.files_from);
+        if (!list || fs::is_directory(options.files_from)) {
+            throw Failure(ExitCode::Input,
+                          fmt::format("cannot read the list '{}': {}", options.files_from,
+                                      std::generic_category().message(list ? EISDIR : errno)));
+        }
+        append_lines(list, files);
+    }
+    return files;
+}
+
+void check_output_choice(const FilePlanOptions& options, std::size_t file_count) {
+    const int chosen = !options.output.empty() + !options.out_dir.empty() + options.in_place;
+    if (file_count == 0) {
+        throw Failure(ExitCode::Usage, "no file to run on",
+                      {"talvora-host run UNIT [Key=Value ...] FILE ... -o OUTPUT"});
+    }
+    if (chosen != 1) {
+        throw Failure(ExitCode::Usage,
+                      chosen == 0 ? "where is the result to go?"
+                                  : "more than one place to write to",
+                      {"give one of -o FILE, --out-dir DIR, --in-place [--backup]"});
+    }
+    if (!options.output.empty() && file_count > 1) {
+        throw Failure(
+            ExitCode::Usage,
+            fmt::format("-o {} takes one input, {} were given", options.output, file_count),
+            {"--out-dir DIR, or --in-place, takes several"});
+    }
+    if (options.backup && !options.in_place) {
+        throw Failure(ExitCode::Usage, "--backup goes with --in-place");
+    }
+    if (options.resume && options.in_place) {
+        throw Failure(ExitCode::Usage, "--resume goes with -o or --out-dir: a file replaced in "
+                                       "place no longer holds the input that it was made from");
+    }
+}
+
+FileJob make_job(const std::string& file, const FilePlanOptions& options) {
+    if (options.in_place) {
+        return {file, file, true};
+    }
+    const fs::path input = file;
+    const fs::path output =
+        options.out_dir.empty() ? fs::path(options.output) : options.out_dir / input.filename();
+    refuse_same_file(input, output);
+    return {input, output, options.force};
+}
+
+} // namespace
+
+std::vector<FileJob> plan_files(const FilePlanOptions& options) {
+    const std::vector<std::string> files = gather_files(options);
+    const Shard shard = options.shard.empty() ? Shard{} : parse_shard(options.shard);
+    check_output_choice(options, files.size());
+    std::vector<FileJob> jobs;
+    std::set<fs::path> outputs;
+    for (std::size_t i = 0; i < files.size(); ++i) {
+        FileJob job = make_job(files[i], options);
+        std::error_code ignored;
+        if (!outputs.insert(fs::weakly_canonical(job.output, ignored)).second) {
+            throw Failure(ExitCode::Usage, fmt::format("{}: two inputs would be written there",
+                                                       job.output.string()));
+        }
+        if (i % shard.count == shard.number - 1) {
+            jobs.push_back(std::move(job));
+        }
+    }
+    return jobs;
+}
+
+} // namespace talvora::host

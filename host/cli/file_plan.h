@@ -1,0 +1,35 @@
+// Which files a command works on, and where the result of each goes.
+#pragma once
+
+#include <cstddef>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace talvora::host {
+
+struct FilePlanOptions {
+    std::vector<std::string> files;
+    std::string files_from; // a list with one file per line, "-" for standard input
+    std::string output;
+    std::string out_dir;
+    std::string shard; // "i/n": every n-th file, from the i-th on
+    bool in_place = false;
+    bool backup = false;
+    bool force = false;
+    bool resume = false;
+};
+
+// One file to work on.
+struct FileJob {
+    std::filesystem::path input;
+    std::filesystem::path output;
+    bool replace = false;
+};
+
+// In the order of the files. Throws a Failure of usage for options that do not go together
+// and for two files that would be written to one place; the files of other shards are
+// checked too. Opens no file but the list.
+std::vector<FileJob> plan_files(const FilePlanOptions& options);
+
+} // namespace talvora::host

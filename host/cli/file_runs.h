@@ -1,0 +1,31 @@
+// Runs the steps of a recipe on files, each in a worker process of its own.
+#pragma once
+
+#include "host/cli/file_plan.h"
+#include "host/cli/session.h"
+#include "host/recipe.h"
+
+#include <CLI/CLI.hpp>
+
+#include <cstddef>
+#include <string>
+
+namespace talvora::host {
+
+struct FileRunOptions {
+    FilePlanOptions plan;
+    std::size_t job_count = 1;
+    std::string failed_to; // where the names of files that failed go
+    bool dry_run = false;
+    bool json = false;
+};
+
+// All that `run` and `recipe run` have in common but the words for the files.
+void add_file_run_options(CLI::App& command, FileRunOptions& options);
+
+// Prints what comes of each file, in the order of the files whatever the number of jobs,
+// and a table of those that failed; the session's exit code becomes the worst one. Throws
+// a Failure before any file is touched when the options do not go together.
+void run_on_files(Session& session, const Recipe& recipe, const FileRunOptions& options);
+
+} // namespace talvora::host

@@ -1,0 +1,212 @@
+#include "host/cli/file_work.h"
+
+#include "host/cli/files.h"
+#include "host/observed_tree.h"
+#include "host/safe_write.h"
+#include "host/unit_run.h"
+
+#include <fmt/format.h>
+
+#include <future>
+#include <memory>
+#include <new>
+#include <optional>
+
+namespace talvora::host {
+namespace {
+
+namespace fs = std::filesystem;
+using Json = nlohmann::ordered_json;
+
+// ---------------------------------------------------------------------------
+// One step
+
+// Thrown when all that there is to say has been told.
+struct StepFailed {
+    ExitCode code;
+};
+
+class StepRun {
+  public:
+    StepRun(const Step& step, const TellMessage& tell) : step_(step), tell_(tell) {}
+
+    // Throws a Failure when the step's results are not to be kept.
+    void run(DataTree& tree) {
+        const UnitOutcome outcome = run_unit(*step_.unit, tree, step_.values,
+                                             [&](const Message& message) { say(message); });
+        judge(outcome);
+    }
+
+  private:
+    void judge(const UnitOutcome& outcome) {
+        for (const std::string& text : outcome.problems.refused_requests) {
+            say({Message::Error, "refused: " + text});
+        }
+        for (const std::string& text : outcome.problems.interface_breaks) {
+            say({Message::Error, "broke the interface: " + text});
+        }
+        if (const auto& error = outcome.problems.storage_error) {
+            throw *error;
+        }
+        if (!outcome.problems.interface_breaks.empty()) {
+            throw StepFailed{ExitCode::Plugin};
+        }
+        if (!outcome.is_good()) {
+            if (!has_error_) {
+                say({Message::Error, "failed without a message"});
+            }
+            throw StepFailed{ExitCode::UnitFailed};
+        }
+    }
+
+    void say(const Message& message) {
+        constexpr const char* LEVELS[] = {"error", "warning", "info"};
+        has_error_ = has_error_ || message.level == Message::Error;
+        tell_({{"level", LEVELS[message.level]}, {"step", step_.name}, {"text", message.text}});
+    }
+
+    const Step& step_;
+    const TellMessage& tell_;
+    bool has_error_ = false;
+};
+
+// ---------------------------------------------------------------------------
+// One file
+
+class FileRun {
+  public:
+    FileRun(const FileJob& job, const FileWork& work, const TellMessage& tell)
+        : job_(job), work_(work), origin_(work.origin), tell_(tell) {}
+
+    Json run() {
+        const ExitCode code = guard([&] { work_on(); });
+        return {{"exit_code", static_cast<int>(code)},
+                {"written", code == ExitCode::Done && !skipped_ && !work_.dry_run},
+                {"skipped", skipped_},
+                {"steps", steps_}};
+    }
+
+  private:
+    template <typename Work>
+    ExitCode guard(const Work& work) {
+        try {
+            work();
+            return ExitCode::Done;
+        } catch (const StepFailed& failed) {
+            return failed.code;
+        } catch (const Failure& failure) {
+            return fail(failure);
+        } catch (const TreeError& error) {
+            return fail({ExitCode::Input, error.what()});
+        } catch (const PluginError& error) {
+            return fail({ExitCode::Plugin, error.what()});
+        } catch (const std::bad_alloc&) {
+            return fail({ExitCode::Output, job_.input.string() + ": not enough memory"});
+        } catch (const std::exception& error) {
+            return fail({ExitCode::Input, job_.input.string() + ": " + error.what()});
+        }
+    }
+
+    ExitCode fail(const Failure& failure) {
+        tell_({{"level", "error"}, {"text", failure.what()}});
+        for (const std::string& hint : failure.hints()) {
+            tell_({{"level", "hint"}, {"text", hint}});
+        }
+        return failure.code();
+    }
+
+    void work_on() {
+        if (work_.resume && fs::exists(job_.output)) {
+            origin_.input = identify_input(job_.input);
+            skipped_ = has_been_made();
+            if (skipped_) {
+                return;
+            }
+        }
+        check_destination(job_.output, {.replace = job_.replace});
+        make_result();
+    }
+
+    bool has_been_made() {
+        if (was_made_by(read_history(*open_input(job_.output)), origin_, work_.recipe)) {
+            return true;
+        }
+        if (!job_.replace) {
+            throw Failure(ExitCode::Output,
+                          fmt::format("{}: exists, and was not made by the same steps, plug-in "
+                                      "and input",
+                                      job_.output.string()),
+                          {"--force replaces it"});
+        }
+        return false;
+    }
+
+    void make_result() {
+        // Open until all is read, so that nobody writes to it meanwhile.
+        const auto input = open_input(job_.input);
+        // Beside the work, for it takes as long as a quick unit.
+        auto identity = std::async(std::launch::async, identify_input, job_.input);
+        const auto pending =
+            work_.dry_run
+                ? std::make_unique<PendingFile>()
+                : std::make_unique<PendingFile>(job_.output, WriteOptions{.replace = job_.replace});
+        make_output(job_.output, [&] {
+            copy_content(job_.input, pending->path());
+            run_steps(pending->path(), identity);
+            check_written(pending->path());
+        });
+        if (!work_.dry_run) {
+            keep_backup();
+            pending->publish();
+        }
+    }
+
+    void run_steps(const fs::path& file, std::future<InputIdentity>& identity) {
+        Hdf5Tree tree(file, Hdf5Access::ReadWrite);
+        ObservedTree observed(tree);
+        std::vector<StepObservations> observations;
+        for (const Step& step : work_.recipe.steps) {
+            StepRun(step, tell_).run(observed);
+            observations.push_back(observed.finish_step());
+            steps_.push_back({{"name", step.name},
+                              {"unit", step.unit->name},
+                              {"sets", describe_sets(observations.back())}});
+        }
+        origin_.input = identity.get();
+        append_history(tree, make_records(observations));
+        tree.close();
+    }
+
+    std::vector<HistoryRecord> make_records(std::span<const StepObservations> observations) const {
+        std::vector<HistoryRecord> records;
+        for (std::size_t i = 0; i < observations.size(); ++i) {
+            records.push_back(make_record(origin_, work_.recipe, i, observations[i]));
+        }
+        return records;
+    }
+
+    void keep_backup() const {
+        if (!work_.backup) {
+            return;
+        }
+        PendingFile backup(job_.input.string() + ".bak",
+                           {.replace = work_.replace_backup, .like = job_.input});
+        make_output(job_.input, [&] { copy_content(job_.input, backup.path()); });
+        backup.publish();
+    }
+
+    const FileJob& job_;
+    const FileWork& work_;
+    RunOrigin origin_;
+    const TellMessage& tell_;
+    Json steps_ = Json::array();
+    bool skipped_ = false;
+};
+
+} // namespace
+
+Json work_on_file(const FileJob& job, const FileWork& work, const TellMessage& tell) {
+    return FileRun(job, work, tell).run();
+}
+
+} // namespace talvora::host

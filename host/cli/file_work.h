@@ -1,0 +1,37 @@
+// What a run does to one file: all steps on one working copy, published by one rename.
+#pragma once
+
+#include "host/cli/file_plan.h"
+#include "host/failure.h"
+#include "host/recipe.h"
+#include "host/run_history.h"
+
+#include <nlohmann/json.hpp>
+
+#include <functional>
+
+namespace talvora::host {
+
+struct FileWork {
+    const Recipe& recipe;
+    RunOrigin origin; // but for the input
+    bool dry_run = false;
+    bool backup = false;
+    bool replace_backup = false;
+    bool resume = false;
+};
+
+// A message on the way to the user: level ("error", "warning", "info", "hint"), text, and
+// for what a unit says its step.
+using TellMessage = std::function<void(const nlohmann::ordered_json& message)>;
+
+// Whatever happens is told and stands in the result:
+//
+//     exit_code   of this file
+//     written     true when the output was made
+//     skipped     true when an earlier run had made it, with `resume`
+//     steps       those that were run: name, unit, sets as in the history
+nlohmann::ordered_json work_on_file(const FileJob& job, const FileWork& work,
+                                    const TellMessage& tell);
+
+} // namespace talvora::host

@@ -1,0 +1,70 @@
+// Says what comes of the files of a run, in their order whatever the order in which
+// their workers end.
+#pragma once
+
+#include "host/cli/console.h"
+#include "host/cli/file_plan.h"
+#include "host/failure.h"
+
+#include <nlohmann/json.hpp>
+
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace talvora::host {
+
+struct RunReportOptions {
+    std::string worked_by; // "written by ..."
+    bool dry_run = false;
+    bool json = false;
+};
+
+class RunReport {
+  public:
+    // All but the options is borrowed.
+    RunReport(const Console& console, std::span<const FileJob> jobs, RunReportOptions options);
+
+    // A message of the file at this index; its text becomes known at once when the files
+    // before have ended, else after them.
+    void add_message(std::size_t index, const nlohmann::ordered_json& message);
+    // What work_on_file gives.
+    void set_result(std::size_t index, const nlohmann::ordered_json& result);
+    // The file's worker has ended. Without a result that was a failure of the plug-in;
+    // `reason` says how it ended.
+    void finish(std::size_t index, std::string_view reason);
+
+    std::size_t finished_count() const { return finished_count_; }
+    ExitCode worst() const { return worst_; }
+    std::vector<std::string> failed_files() const;
+    // With more than one file and a failure.
+    void print_failures() const;
+
+  private:
+    struct File {
+        std::vector<nlohmann::ordered_json> messages;
+        std::size_t printed_count = 0;
+        nlohmann::ordered_json result;
+        bool finished = false;
+    };
+
+    void print_what_is_due();
+    void print_messages(std::size_t index);
+    void print_message(std::size_t index, const nlohmann::ordered_json& message) const;
+    void print_result(std::size_t index) const;
+
+    const Console& console_;
+    std::span<const FileJob> jobs_;
+    RunReportOptions options_;
+    std::vector<File> files_;
+    std::size_t next_ = 0; // the first file that has not been printed to its end
+    std::size_t finished_count_ = 0;
+    ExitCode worst_ = ExitCode::Done;
+};
+
+// "Imu/Acceleration: 7560 samples at 100 Hz, missing 30 before, 0 after, gaps 3 filled, 0
+// left", of a set as the history describes it.
+std::string describe_set_change(const nlohmann::ordered_json& set);
+
+} // namespace talvora::host

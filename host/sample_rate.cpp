@@ -1,0 +1,42 @@
+#include "host/sample_rate.h"
+
+#include <fmt/format.h>
+
+#include <charconv>
+#include <cmath>
+#include <string>
+
+namespace talvora::host {
+
+std::optional<double> as_sample_rate(const std::optional<AttributeValue>& value) {
+    if (!value) {
+        return std::nullopt;
+    }
+    if (const auto* rate = std::get_if<float>(&*value)) {
+        return shortest_double(*rate);
+    }
+    const auto* wide = std::get_if<double>(&*value);
+    return wide != nullptr ? std::optional(*wide) : std::nullopt;
+}
+
+std::optional<double> read_sample_rate(DataTree& tree, ObjectId object) {
+    try {
+        return as_sample_rate(tree.read_attribute(object, SAMPLE_RATE_ATTRIBUTE));
+    } catch (const StorageError&) {
+        throw;
+    } catch (const TreeError&) {
+        return std::nullopt; // of a type that is no number
+    }
+}
+
+double shortest_double(float value) {
+    if (!std::isfinite(value)) {
+        return static_cast<double>(value);
+    }
+    const std::string text = fmt::format("{}", value);
+    double result = 0;
+    std::from_chars(text.data(), text.data() + text.size(), result);
+    return result;
+}
+
+} // namespace talvora::host
