@@ -36,8 +36,7 @@ void GapList::append(std::span<const float> samples) {
 }
 
 void GapList::add_missing(std::uint64_t position) {
-    const bool goes_on = !gaps_.empty() &&
-                         gaps_.back().first + gaps_.back().count == position &&
+    const bool goes_on = !gaps_.empty() && gaps_.back().first + gaps_.back().count == position &&
                          position % line_length_ != 0;
     if (goes_on) {
         ++gaps_.back().count;

@@ -12,7 +12,7 @@ namespace talvora::host {
 
 // Holds ranks 0 to 32. Reading and writing samples allocates nothing and finds the set
 // by its id; a contiguous hyperslab costs one memcpy.
-class MemoryTree final : public DataTree {
+class MemoryTree : public DataTree {
   public:
     MemoryTree();
 

@@ -125,6 +125,7 @@ void ObservedTree::resize(ObjectId set, const Extents& extents) {
 
 void ObservedTree::read(ObjectId set, const Hyperslab& slab, std::span<float> samples) {
     tree_.read(set, slab, samples);
+    on_samples_(samples.size());
     Watched& watched = watched_[set];
     if (watched.read) {
         return;
@@ -138,6 +139,7 @@ void ObservedTree::read(ObjectId set, const Hyperslab& slab, std::span<float> sa
 void ObservedTree::write(ObjectId set, const Hyperslab& slab, std::span<const float> samples) {
     Watched& watched = watch_samples(set);
     tree_.write(set, slab, samples);
+    on_samples_(samples.size());
     watched.written = true;
     watched.gaps.reset();
     if (const Extents extents = tree_.extents(set); is_whole(slab, extents)) {

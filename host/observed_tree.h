@@ -12,10 +12,12 @@
 #include "host/data_tree.h"
 #include "host/gaps.h"
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace talvora::host {
@@ -48,6 +50,11 @@ class ObservedTree final : public DataTree {
   public:
     // The tree is borrowed. It is changed through this one alone.
     explicit ObservedTree(DataTree& tree) : tree_(tree) {}
+
+    // Called with the number of samples of each request to read or write them.
+    void on_samples(std::function<void(std::uint64_t count)> call) {
+        on_samples_ = std::move(call);
+    }
 
     // What was done since the last call, or since the beginning.
     StepObservations finish_step();
@@ -87,7 +94,7 @@ class ObservedTree final : public DataTree {
         bool written = false;
         bool made = false;
         std::optional<Content> before = {}; // from the first request of the step on
-        Gaps gaps = {}; // as it is now; null: not counted since the last change
+        Gaps gaps = {};                     // as it is now; null: not counted since the last change
         std::optional<Rate> rate_before = {};
         std::optional<Rate> rate = {}; // as it is now, once known
     };
@@ -99,6 +106,7 @@ class ObservedTree final : public DataTree {
     SetObservation conclude(ObjectId set, Watched& watched);
 
     DataTree& tree_;
+    std::function<void(std::uint64_t count)> on_samples_ = [](std::uint64_t) {};
     std::map<ObjectId, Watched> watched_;
     std::map<std::string, std::set<std::string>> attributes_;
 };

@@ -109,12 +109,19 @@ Value value_of(const HistoryRecord& record, const char* name) {
     }
 }
 
-double read_number(const Json& json) {
-    return json.is_string() ? std::strtod(json.get<std::string>().c_str(), nullptr)
-                            : json.get<double>();
+// Infinite ones and NaN stand there as texts.
+double parse_number(const Json& json) {
+    if (!json.is_string()) {
+        return json.get<double>();
+    }
+    const auto text = json.get<std::string>();
+    const auto value = read_value(ParameterType::Number, text);
+    return value ? std::get<double>(*value)
+                 : throw Failure(ExitCode::Input,
+                                 fmt::format("'{}' in the history is no number", text));
 }
 
-ParameterValue read_value(ParameterType type, const Json& json) {
+ParameterValue parse_value(ParameterType type, const Json& json) {
     switch (type) {
     case ParameterType::String:
         return json.get<std::string>();
@@ -123,7 +130,7 @@ ParameterValue read_value(ParameterType type, const Json& json) {
     case ParameterType::Integer:
         return json.get<std::int64_t>();
     case ParameterType::Number:
-        return read_number(json);
+        return parse_number(json);
     case ParameterType::StringList:
         return json.get<std::vector<std::string>>();
     case ParameterType::IntegerList:
@@ -144,7 +151,7 @@ ParameterValues read_values(const Unit& unit, const HistoryRecord& record) {
         }
         if (!value.is_null()) {
             try {
-                given.emplace(key, read_value(signature->type, value));
+                given.emplace(key, parse_value(signature->type, value));
             } catch (const Json::exception& error) {
                 refuse_history(fmt::format("the value of '{}': {}", key, error.what()));
             }
@@ -212,19 +219,19 @@ HistoryRecord make_record(const RunOrigin& origin, const Recipe& recipe, std::si
     const Step& step = recipe.steps[step_index];
     const PluginIdentity& plugin = origin.plugin;
     const InputIdentity& input = origin.input;
-    return {{"time", origin.time},
-            {"host", {{"name", "talvora-host"}, {"version", origin.host_version}}},
-            {"plugin",
-             {{"name", plugin.name}, {"version", plugin.version}, {"sha256", plugin.sha256}}},
-            {"input", {{"name", input.name}, {"size", input.size}, {"sha256", input.sha256}}},
-            {"step", step.name},
-            {"step_number", step_index + 1},
-            {"step_count", recipe.steps.size()},
-            {"unit", step.unit->name},
-            {"unit_version", value_or_null(step.unit->version)},
-            {"parameters", describe_parameters(step.values)},
-            {"sets", describe_sets(observations)},
-            {"attributes", observations.attributes}};
+    return {
+        {"time", origin.time},
+        {"host", {{"name", "talvora-host"}, {"version", origin.host_version}}},
+        {"plugin", {{"name", plugin.name}, {"version", plugin.version}, {"sha256", plugin.sha256}}},
+        {"input", {{"name", input.name}, {"size", input.size}, {"sha256", input.sha256}}},
+        {"step", step.name},
+        {"step_number", step_index + 1},
+        {"step_count", recipe.steps.size()},
+        {"unit", step.unit->name},
+        {"unit_version", value_or_null(step.unit->version)},
+        {"parameters", describe_parameters(step.values)},
+        {"sets", describe_sets(observations)},
+        {"attributes", observations.attributes}};
 }
 
 std::vector<HistoryRecord> read_history(DataTree& tree) {

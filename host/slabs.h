@@ -12,12 +12,13 @@
 namespace talvora::host {
 
 // Calls `visit(slab, sample_count)` with one hyperslab of at most `max_samples` after the
-// other, together everything inside the extents in row-major order. The rank is 1 or
-// more.
+// other, together everything inside the extents in row-major order.
 template <typename Visit>
 void visit_slabs(const Extents& extents, std::uint64_t max_samples, Visit visit) {
     if (count_samples(extents) == 0)
         return;
+    if (extents.empty())
+        return visit(Hyperslab{extents, extents}, std::uint64_t{1});
     const auto count_below = [&](std::size_t dimension) {
         return count_samples(std::span(extents).subspan(dimension + 1));
     };

@@ -18,6 +18,7 @@ AddCommand add_import_command;
 AddCommand add_tree_command;
 AddCommand add_run_command;
 AddCommand add_recipe_command;
+AddCommand add_history_command;
 AddCommand add_version_command;
 
 } // namespace talvora::host

@@ -1,6 +1,7 @@
 #include "host/cli/file_runs.h"
 
 #include "host/cli/file_work.h"
+#include "host/cli/progress.h"
 #include "host/cli/run_report.h"
 #include "host/cli/workers.h"
 #include "host/pending_cleanup.h"
@@ -8,9 +9,15 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <fstream>
+#include <span>
 #include <sys/wait.h>
+#include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace talvora::host {
@@ -36,20 +43,72 @@ std::string pack(const char* kind, const Json& json) {
     return Json{{kind, json}}.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
-void unpack(const std::string& line, std::size_t index, RunReport& report) {
-    const Json json = Json::parse(line);
-    if (json.contains("message")) {
-        report.add_message(index, json.at("message"));
-    } else {
-        report.set_result(index, json.at("result"));
-    }
-}
-
 void work_in_child(const FileJob& job, const FileWork& work, const SendLine& send) {
-    const Json result =
-        work_on_file(job, work, [&](const Json& message) { send(pack("message", message)); });
+    const Json result = work_on_file(
+        job, work, [&](const Json& message) { send(pack("message", message)); },
+        [&](std::uint64_t count) { send(pack("samples", count)); });
     send(pack("result", result));
 }
+
+// What the parent does with what its workers send.
+class FileRuns {
+  public:
+    FileRuns(const Console& console, std::span<const FileJob> jobs, RunReportOptions options)
+        : jobs_(jobs), report_(console, jobs, std::move(options)),
+          shows_progress_(!console.quiet()),
+          progress_(isatty(STDERR_FILENO) != 0, jobs.size(), Progress::Clock::now()) {}
+
+    void run(const FileWork& work, std::size_t at_once) {
+        run_workers(jobs_.size(), at_once,
+                    {.work = [&](std::size_t i,
+                                 const SendLine& send) { work_in_child(jobs_[i], work, send); },
+                     .take_line = [&](std::size_t i, const std::string& line) { take(i, line); },
+                     .take_end = [&](std::size_t i, int wait_status) { finish(i, wait_status); },
+                     .tick = [&] { tick(); }});
+        write(progress_.clear());
+    }
+
+    const RunReport& report() const { return report_; }
+
+  private:
+    void take(std::size_t index, const std::string& line) {
+        const Json json = Json::parse(line);
+        if (json.contains("samples")) {
+            state_.sample_count += json.at("samples").get<std::uint64_t>();
+        } else if (json.contains("result")) {
+            report_.set_result(index, json.at("result"));
+        } else {
+            write(progress_.clear());
+            report_.add_message(index, json.at("message"));
+        }
+    }
+
+    void finish(std::size_t index, int wait_status) {
+        sweep_beside(jobs_[index].output);
+        write(progress_.clear());
+        report_.finish(index, describe_end(wait_status));
+        ++state_.file_count;
+    }
+
+    void tick() {
+        if (shows_progress_) {
+            write(progress_.update(state_, Progress::Clock::now()));
+        }
+    }
+
+    static void write(const std::string& text) {
+        if (!text.empty()) {
+            std::fflush(stdout); // what was printed before comes before
+            std::fputs(text.c_str(), stderr);
+        }
+    }
+
+    std::span<const FileJob> jobs_;
+    RunReport report_;
+    bool shows_progress_;
+    Progress progress_;
+    ProgressState state_;
+};
 
 void write_list(const fs::path& file, const std::vector<std::string>& lines) {
     PendingFile pending(file, {.replace = true});
@@ -105,22 +164,11 @@ void run_on_files(Session& session, const Recipe& recipe, const FileRunOptions& 
                         .backup = options.plan.backup,
                         .replace_backup = options.plan.force,
                         .resume = options.plan.resume};
-    RunReport report(session.console, jobs,
-                     {.worked_by = name_work(recipe),
-                      .dry_run = options.dry_run,
-                      .json = options.json});
-    run_workers(jobs.size(), options.job_count,
-                {.work = [&](std::size_t i, const SendLine& send) {
-                     work_in_child(jobs[i], work, send);
-                 },
-                 .take_line = [&](std::size_t i, const std::string& line) {
-                     unpack(line, i, report);
-                 },
-                 .take_end = [&](std::size_t i, int wait_status) {
-                     sweep_beside(jobs[i].output);
-                     report.finish(i, describe_end(wait_status));
-                 },
-                 .tick = [] {}});
+    FileRuns runs(
+        session.console, jobs,
+        {.worked_by = name_work(recipe), .dry_run = options.dry_run, .json = options.json});
+    runs.run(work, options.job_count);
+    const RunReport& report = runs.report();
     report.print_failures();
     if (!options.failed_to.empty()) {
         write_list(options.failed_to, report.failed_files());

@@ -7,10 +7,12 @@
 
 #include <fmt/format.h>
 
+#include <chrono>
 #include <future>
 #include <memory>
 #include <new>
 #include <optional>
+#include <utility>
 
 namespace talvora::host {
 namespace {
@@ -71,12 +73,37 @@ class StepRun {
 };
 
 // ---------------------------------------------------------------------------
+
+// Gathers samples, to tell of them no more often than anybody looks.
+class SampleMeter {
+  public:
+    explicit SampleMeter(const TellSamples& tell) : tell_(tell) {}
+
+    void add(std::uint64_t count) {
+        count_ += count;
+        const auto now = Clock::now();
+        if (now - last_ >= std::chrono::milliseconds(100)) {
+            last_ = now;
+            tell_(std::exchange(count_, 0));
+        }
+    }
+
+  private:
+    using Clock = std::chrono::steady_clock;
+
+    const TellSamples& tell_;
+    std::uint64_t count_ = 0;
+    Clock::time_point last_ = Clock::now();
+};
+
+// ---------------------------------------------------------------------------
 // One file
 
 class FileRun {
   public:
-    FileRun(const FileJob& job, const FileWork& work, const TellMessage& tell)
-        : job_(job), work_(work), origin_(work.origin), tell_(tell) {}
+    FileRun(const FileJob& job, const FileWork& work, const TellMessage& tell,
+            const TellSamples& tell_samples)
+        : job_(job), work_(work), origin_(work.origin), tell_(tell), meter_(tell_samples) {}
 
     Json run() {
         const ExitCode code = guard([&] { work_on(); });
@@ -164,6 +191,7 @@ class FileRun {
     void run_steps(const fs::path& file, std::future<InputIdentity>& identity) {
         Hdf5Tree tree(file, Hdf5Access::ReadWrite);
         ObservedTree observed(tree);
+        observed.on_samples([&](std::uint64_t count) { meter_.add(count); });
         std::vector<StepObservations> observations;
         for (const Step& step : work_.recipe.steps) {
             StepRun(step, tell_).run(observed);
@@ -199,14 +227,16 @@ class FileRun {
     const FileWork& work_;
     RunOrigin origin_;
     const TellMessage& tell_;
+    SampleMeter meter_;
     Json steps_ = Json::array();
     bool skipped_ = false;
 };
 
 } // namespace
 
-Json work_on_file(const FileJob& job, const FileWork& work, const TellMessage& tell) {
-    return FileRun(job, work, tell).run();
+Json work_on_file(const FileJob& job, const FileWork& work, const TellMessage& tell,
+                  const TellSamples& tell_samples) {
+    return FileRun(job, work, tell, tell_samples).run();
 }
 
 } // namespace talvora::host

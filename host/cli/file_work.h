@@ -8,6 +8,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <cstdint>
 #include <functional>
 
 namespace talvora::host {
@@ -25,6 +26,9 @@ struct FileWork {
 // for what a unit says its step.
 using TellMessage = std::function<void(const nlohmann::ordered_json& message)>;
 
+// Samples read or written since the last call, a few times a second while there are any.
+using TellSamples = std::function<void(std::uint64_t count)>;
+
 // Whatever happens is told and stands in the result:
 //
 //     exit_code   of this file
@@ -32,6 +36,6 @@ using TellMessage = std::function<void(const nlohmann::ordered_json& message)>;
 //     skipped     true when an earlier run had made it, with `resume`
 //     steps       those that were run: name, unit, sets as in the history
 nlohmann::ordered_json work_on_file(const FileJob& job, const FileWork& work,
-                                    const TellMessage& tell);
+                                    const TellMessage& tell, const TellSamples& tell_samples);
 
 } // namespace talvora::host

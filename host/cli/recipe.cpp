@@ -1,10 +1,15 @@
-// talvora-host recipe check R.yaml [FILE ...] [--set name=value]
+// talvora-host recipe run R.yaml FILE ... OUTPUT [--set name=value]
+//                     check R.yaml [FILE ...] [--set name=value]
+//                     extract FILE.h5 [--all]
 #include "host/recipe.h"
 
 #include "host/cli/commands.h"
+#include "host/cli/file_runs.h"
 #include "host/cli/files.h"
 #include "host/recipe_places.h"
 #include "host/recipe_reader.h"
+#include "host/recipe_writer.h"
+#include "host/run_history.h"
 
 #include <fmt/format.h>
 
@@ -12,6 +17,7 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -23,6 +29,12 @@ struct RecipeOptions {
     std::string recipe;
     std::vector<std::string> settings;
     std::vector<std::string> files;
+    FileRunOptions runs;
+};
+
+struct ExtractOptions {
+    std::string file;
+    bool all = false;
 };
 
 void print_problems(const Console& console, const std::vector<ParameterProblem>& problems,
@@ -73,6 +85,25 @@ void check_recipe(Session& session, const RecipeOptions& options) {
     }
 }
 
+void run_recipe(Session& session, RecipeOptions& options) {
+    const auto recipe = read_recipe_option(session, options);
+    if (recipe) {
+        options.runs.plan.files = options.files;
+        run_on_files(session, *recipe, options.runs);
+    }
+}
+
+void extract_from_file(Session& session, const ExtractOptions& options) {
+    const std::vector<HistoryRecord> history = read_history(*open_input(options.file));
+    if (history.empty()) {
+        throw Failure(ExitCode::Input, fmt::format("{}: no history", options.file));
+    }
+    const auto records = options.all ? std::span<const HistoryRecord>(history) : last_run(history);
+    std::string text = write_recipe(extract_recipe(records, session.plugin()));
+    text.erase(text.find_last_not_of('\n') + 1);
+    session.console.result(text);
+}
+
 void add_recipe_options(CLI::App& command, RecipeOptions& options) {
     command.add_option("RECIPE", options.recipe, "The recipe, a YAML file")->required();
     command.add_option("FILES", options.files, "The HDF5 files");
@@ -93,12 +124,31 @@ void add_check_command(CLI::App& recipe, Session& session) {
     command->callback([&session, options] { check_recipe(session, *options); });
 }
 
+void add_recipe_run_command(CLI::App& recipe, Session& session) {
+    const auto options = std::make_shared<RecipeOptions>();
+    CLI::App* command = recipe.add_subcommand("run", "Runs the steps of a recipe on files");
+    add_recipe_options(*command, *options);
+    add_file_run_options(*command, options->runs);
+    command->callback([&session, options] { run_recipe(session, *options); });
+}
+
+void add_extract_command(CLI::App& recipe, Session& session) {
+    const auto options = std::make_shared<ExtractOptions>();
+    CLI::App* command =
+        recipe.add_subcommand("extract", "Writes the recipe that made a file, from its history");
+    command->add_option("FILE.h5", options->file, "The file")->required();
+    command->add_flag("--all", options->all, "The steps of all runs, not of the last one alone");
+    command->callback([&session, options] { extract_from_file(session, *options); });
+}
+
 } // namespace
 
 void add_recipe_command(CLI::App& program, Session& session) {
     CLI::App* recipe = program.add_subcommand("recipe", "Named steps from a file");
     recipe->require_subcommand(1);
+    add_recipe_run_command(*recipe, session);
     add_check_command(*recipe, session);
+    add_extract_command(*recipe, session);
 }
 
 } // namespace talvora::host

@@ -35,9 +35,8 @@ std::string first_error(std::span<const Json> messages) {
 std::string describe_set_change(const Json& set) {
     const Json& before = set.at("before");
     const Json& after = set.at("after");
-    std::string text =
-        fmt::format("{}: {} samples", set.at("path").get<std::string>(),
-                    count_samples(after.at("shape")));
+    std::string text = fmt::format("{}: {} samples", set.at("path").get<std::string>(),
+                                   count_samples(after.at("shape")));
     if (after.at("rate").is_number()) {
         text += fmt::format(" at {:.6g} Hz", after.at("rate").get<double>());
     }
@@ -76,7 +75,6 @@ void RunReport::finish(std::size_t index, std::string_view reason) {
                        {"steps", Json::array()}};
     }
     file.finished = true;
-    ++finished_count_;
     worst_ = std::max(worst_, exit_code(file.result));
     print_what_is_due();
 }
@@ -129,7 +127,7 @@ void RunReport::print_result(std::size_t index) const {
     if (exit_code(result) != ExitCode::Done) {
         return;
     }
-    const char* what = result.at("skipped").get<bool>() ? "was written before"
+    const char* what = result.at("skipped").get<bool>() ? "had been written"
                        : options_.dry_run               ? "could be written"
                                                         : "written";
     console_.report_done(fmt::format("{}: {} {} by {}", job.input.string(), job.output.string(),

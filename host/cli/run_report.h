@@ -35,7 +35,6 @@ class RunReport {
     // `reason` says how it ended.
     void finish(std::size_t index, std::string_view reason);
 
-    std::size_t finished_count() const { return finished_count_; }
     ExitCode worst() const { return worst_; }
     std::vector<std::string> failed_files() const;
     // With more than one file and a failure.
@@ -59,7 +58,6 @@ class RunReport {
     RunReportOptions options_;
     std::vector<File> files_;
     std::size_t next_ = 0; // the first file that has not been printed to its end
-    std::size_t finished_count_ = 0;
     ExitCode worst_ = ExitCode::Done;
 };
 

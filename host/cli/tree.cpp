@@ -2,6 +2,7 @@
 #include "host/cli/commands.h"
 #include "host/cli/files.h"
 #include "host/data_tree.h"
+#include "host/history_attribute.h"
 #include "host/nearest_text.h"
 #include "host/path_glob.h"
 #include "host/sample_rate.h"
@@ -110,7 +111,10 @@ class Gatherer {
         entry.kind = std::move(kind);
         if (options_.attributes) {
             for (const std::string& name : tree_.list_attributes(object)) {
-                entry.attributes.push_back(read(object, name));
+                // Long, and shown by a command of its own.
+                if (object != tree_.root() || name != HISTORY_ATTRIBUTE) {
+                    entry.attributes.push_back(read(object, name));
+                }
             }
         }
         return entry;
@@ -305,7 +309,8 @@ void add_tree_command(CLI::App& program, Session& session) {
                      "The file; of it, what matches GLOB over full paths (*, ?, [..] within a "
                      "name, ** for any names)")
         ->required();
-    command->add_flag("--attributes", options->attributes, "Attributes of each object");
+    command->add_flag("--attributes", options->attributes,
+                      "Attributes of each object, but for the history");
     command->add_flag("--statistics", options->statistics,
                       "Per data set: samples, missing ones (NaN), min, max and mean");
     command->add_flag("--json", options->json, "One JSON document");

@@ -105,9 +105,8 @@ class Pool {
         for (const Worker& other : workers_) {
             close(other.stream);
         }
-        calls_.work(index, [&](std::string_view line) {
-            send_all(stream, std::string(line) + '\n');
-        });
+        calls_.work(index,
+                    [&](std::string_view line) { send_all(stream, std::string(line) + '\n'); });
         _exit(0);
     }
 

@@ -1,6 +1,7 @@
 // What every tree promises (host/data_tree.h), asked of each of them.
 #include "host/hdf5_tree.h"
 #include "host/memory_tree.h"
+#include "host/observed_tree.h"
 #include "tests/host/temporary_folder.h"
 
 #include <gtest/gtest.h>
@@ -23,6 +24,11 @@ struct InMemory {
 struct InFile {
     TemporaryFolder folder;
     Hdf5Tree tree{folder / "tree.h5", Hdf5Access::Create};
+};
+
+struct Observed {
+    InFile file;
+    ObservedTree tree{file.tree};
 };
 
 template <typename Place>
@@ -67,11 +73,13 @@ class DataTreeTest : public testing::Test {
     DataTree& tree_ = place.tree;
 };
 
-using Places = testing::Types<InMemory, InFile>;
+using Places = testing::Types<InMemory, InFile, Observed>;
 
 struct PlaceNames {
     template <typename Place>
     static std::string GetName(int) {
+        if (std::is_same_v<Place, Observed>)
+            return "Observed";
         return std::is_same_v<Place, InMemory> ? "Memory" : "Hdf5";
     }
 };

@@ -131,6 +131,35 @@ TEST(UnitRunTest, TakesARefusedRequestAsNotGood) {
     EXPECT_THAT(outcome.problems.refused_requests, ElementsAre(HasSubstr("read_samples")));
 }
 
+// A tree whose file takes no more samples.
+class FullTree final : public MemoryTree {
+  public:
+    void write(ObjectId, const Hyperslab&, std::span<const float>) override {
+        throw StorageError(StorageError::Access::Writing, "no space left");
+    }
+};
+
+TEST(UnitRunTest, TellsAFileThatCannotBeWrittenFromARefusedRequest) {
+    FullTree tree;
+    tree.create_dataset(tree.root(), "X", {1});
+    const Unit unit = make_unit(declare_nothing, [](call_context* ctx, get_interface_function get) {
+        const auto* datasets = static_cast<dataset_api*>(get(DATASET_API_ID));
+        group_handle root{};
+        context_of(get).root_group(&root, ctx);
+        dataset_handle set{};
+        datasets->open_dataset(&set, root, "X");
+        const float sample = 1;
+        const std::uint64_t selection[] = {0, 1};
+        datasets->write_samples(set, &sample, selection, std::size(selection));
+        return true;
+    });
+    const UnitOutcome outcome = run_unit(unit, tree, {}, [](const Message&) {});
+    ASSERT_TRUE(outcome.problems.storage_error.has_value());
+    EXPECT_STREQ(outcome.problems.storage_error->what(), "no space left");
+    EXPECT_THAT(outcome.problems.refused_requests, IsEmpty());
+    EXPECT_FALSE(outcome.is_good());
+}
+
 TEST(UnitRunTest, TakesABrokenInterfaceAsNotGood) {
     const UnitOutcome outcome = run([](call_context*, get_interface_function get) {
         get(5);

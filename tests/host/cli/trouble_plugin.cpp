@@ -7,6 +7,7 @@
 #include <iterator>
 #include <stdexcept>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -82,6 +83,37 @@ bool crash(call_context* ctx, get_interface_function get_interface) {
     return true;
 }
 
+// In files with a group "Marked" alone.
+bool crash_if_marked(call_context* ctx, get_interface_function get_interface) {
+    change_a_sample(ctx, get_interface);
+    group_handle root{};
+    static_cast<const context_api*>(get_interface(CONTEXT_API_ID))->root_group(&root, ctx);
+    const auto* groups = static_cast<const group_api*>(get_interface(GROUP_API_ID));
+    if (groups->group_exists(root, "Marked") != 0) {
+        std::raise(SIGSEGV);
+    }
+    return true;
+}
+
+bool kill_itself(call_context* ctx, get_interface_function get_interface) {
+    change_a_sample(ctx, get_interface);
+    std::raise(SIGKILL);
+    return true;
+}
+
+// More than the host keeps in memory of a set.
+bool grow(call_context* ctx, get_interface_function get_interface) {
+    constexpr std::uint64_t SAMPLE_COUNT = 24'000'000;
+    const dataset_handle set = change_a_sample(ctx, get_interface);
+    const auto* datasets = static_cast<const dataset_api*>(get_interface(DATASET_API_ID));
+    const std::uint64_t extents[] = {1, 1, SAMPLE_COUNT};
+    datasets->resize_dataset(set, extents, std::size(extents));
+    const std::vector<float> samples(SAMPLE_COUNT, 1.0F);
+    const std::uint64_t selection[] = {0, 0, 0, 1, 1, SAMPLE_COUNT};
+    datasets->write_samples(set, samples.data(), selection, std::size(selection));
+    return true;
+}
+
 bool throw_up(call_context* ctx, get_interface_function get_interface) {
     change_a_sample(ctx, get_interface);
     throw std::runtime_error("out of luck");
@@ -105,6 +137,9 @@ constexpr char FAIL[] = "test.trouble.fail";
 constexpr char FAIL_SILENTLY[] = "test.trouble.fail-silently";
 constexpr char READ_OUTSIDE[] = "test.trouble.read-outside";
 constexpr char CRASH[] = "test.trouble.crash";
+constexpr char CRASH_IF_MARKED[] = "test.trouble.crash-if-marked";
+constexpr char KILL[] = "test.trouble.kill";
+constexpr char GROW[] = "test.trouble.grow";
 constexpr char THROW[] = "test.trouble.throw";
 constexpr char WAIT[] = "test.trouble.wait";
 
@@ -119,6 +154,9 @@ unit_descriptor units[] = {
     make_unit(name<FAIL_SILENTLY>, fail_silently),
     make_unit(name<READ_OUTSIDE>, read_outside),
     make_unit(name<CRASH>, crash),
+    make_unit(name<CRASH_IF_MARKED>, crash_if_marked),
+    make_unit(name<KILL>, kill_itself),
+    make_unit(name<GROW>, grow),
     make_unit(name<THROW>, throw_up),
     make_unit(name<WAIT>, wait),
 };

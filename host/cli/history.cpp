@@ -1,0 +1,88 @@
+// talvora-host history FILE.h5 [--json]
+#include "host/cli/commands.h"
+#include "host/cli/files.h"
+#include "host/cli/run_report.h"
+#include "host/run_history.h"
+
+#include <fmt/format.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace talvora::host {
+namespace {
+
+struct HistoryOptions {
+    std::string file;
+    bool json = false;
+};
+
+// The text at a path like "/input/name", or what stands there as JSON.
+std::string show(const HistoryRecord& record, const char* path) {
+    const auto value = record.value(HistoryRecord::json_pointer(path), HistoryRecord());
+    return value.is_string() ? value.get<std::string>() : value.dump();
+}
+
+std::string show_step(const HistoryRecord& record) {
+    std::string text = fmt::format("{}  {}", show(record, "/time"), show(record, "/step"));
+    if (show(record, "/step_count") != "1") {
+        text +=
+            fmt::format(" ({} of {})", show(record, "/step_number"), show(record, "/step_count"));
+    }
+    return text;
+}
+
+void print_record(const HistoryRecord& record, const Console& console) {
+    console.result(show_step(record));
+    console.result(fmt::format("  unit {} {}, plug-in {} {}, talvora-host {}",
+                               show(record, "/unit"), show(record, "/unit_version"),
+                               show(record, "/plugin/name"), show(record, "/plugin/version"),
+                               show(record, "/host/version")));
+    console.result(fmt::format("  input {}, {} bytes, sha256 {}", show(record, "/input/name"),
+                               show(record, "/input/size"), show(record, "/input/sha256")));
+    for (const auto& [key, value] : record.at("parameters").items()) {
+        if (!value.is_null()) {
+            console.result(fmt::format("  {} = {}", key, value.dump()));
+        }
+    }
+    for (const auto& set : record.at("sets")) {
+        console.result(fmt::format("  {}{}", set.at("written").get<bool>() ? "" : "read ",
+                                   describe_set_change(set)));
+    }
+    for (const auto& [path, names] : record.at("attributes").items()) {
+        console.result(fmt::format("  {}: attributes {}", path.empty() ? "/" : path, names.dump()));
+    }
+}
+
+void show_history(const Session& session, const HistoryOptions& options) {
+    const std::vector<HistoryRecord> history = read_history(*open_input(options.file));
+    if (options.json) {
+        session.console.document({{"file", options.file}, {"history", history}});
+        return;
+    }
+    if (history.empty()) {
+        session.console.info(fmt::format("{}: no history", options.file));
+    }
+    try {
+        for (const HistoryRecord& record : history) {
+            print_record(record, session.console);
+        }
+    } catch (const nlohmann::json::exception& error) {
+        throw Failure(ExitCode::Input, fmt::format("{}: the history cannot be shown: {}",
+                                                   options.file, error.what()));
+    }
+}
+
+} // namespace
+
+void add_history_command(CLI::App& program, Session& session) {
+    const auto options = std::make_shared<HistoryOptions>();
+    CLI::App* command =
+        program.add_subcommand("history", "What was done to a file, when, with which versions");
+    command->add_option("FILE.h5", options->file, "The file")->required();
+    command->add_flag("--json", options->json, "One JSON document, complete");
+    command->callback([&session, options] { show_history(session, *options); });
+}
+
+} // namespace talvora::host

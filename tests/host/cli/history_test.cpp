@@ -1,0 +1,102 @@
+#include "tests/host/cli/cli_test.h"
+
+#include <nlohmann/json.hpp>
+
+#include <cstdlib>
+
+namespace talvora::host {
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+
+class History : public CommandLine {
+  protected:
+    void SetUp() override {
+        setenv("SOURCE_DATE_EPOCH", "1700000000", 1);
+        import_walk();
+    }
+
+    nlohmann::json read(const std::string& file) const {
+        return nlohmann::json::parse(run({"history", file, "--json"}).output)["history"];
+    }
+};
+
+TEST_F(History, TellsWhatWasDoneInItsOrder) {
+    run({"run", "apply-set-fill-gap", "SourceGroup=Signals", "HintMaxGapLength=1", "walk.h5", "-o",
+         "filled.h5"});
+    run({"run", "apply-set-rectify", "SourceSets=Signals/X", "filled.h5", "--in-place"});
+    const auto result = run({"history", "filled.h5"});
+    EXPECT_EQ(result.exit_code, 0) << result.errors;
+    EXPECT_THAT(result.output,
+                AllOf(testing::StartsWith("2023-11-14T22:13:20Z  apply-set-fill-gap\n"),
+                      HasSubstr("  input walk.h5, "), HasSubstr("  HintMaxGapLength = 1.0\n"),
+                      HasSubstr("  Signals/X: 5 samples at 10 Hz, missing 1 before, 0 after, gaps "
+                                "1 filled, 0 left\n"),
+                      HasSubstr("2023-11-14T22:13:20Z  apply-set-rectify\n"),
+                      HasSubstr("  input filled.h5, ")));
+    const auto records = read("filled.h5");
+    ASSERT_EQ(records.size(), 2U);
+    EXPECT_EQ(records[0]["plugin"]["version"], TALVORA_VERSION);
+    EXPECT_EQ(records[0]["input"]["size"], read_file(folder_ / "walk.h5").size());
+    EXPECT_EQ(records[1]["parameters"]["SourceSets"], nlohmann::json({"Signals/X"}));
+}
+
+TEST_F(History, SaysThatThereIsNone) {
+    const auto result = run({"history", "walk.h5"});
+    EXPECT_EQ(result.exit_code, 0);
+    EXPECT_EQ(result.errors, "info: walk.h5: no history\n");
+    EXPECT_TRUE(read("walk.h5").empty());
+}
+
+TEST_F(History, HoldsNoFolderNames) {
+    std::filesystem::create_directory(folder_ / "secret");
+    const std::string whole = (folder_ / "walk.h5").string();
+    run({"run", "apply-set-rectify", "SourceGroup=Signals", whole, "-o", "secret/out.h5"});
+    const std::string content = read_file(folder_ / "secret/out.h5");
+    EXPECT_THAT(content, HasSubstr("walk.h5"));
+    EXPECT_THAT(content, Not(HasSubstr("secret")));
+    EXPECT_THAT(content, Not(HasSubstr(folder_.path().filename().string())));
+    EXPECT_THAT(content,
+                Not(HasSubstr(std::filesystem::path(TALVORA_PLUGIN).parent_path().string())));
+}
+
+TEST_F(History, IsNotShownAmongTheAttributesOfTheTree) {
+    run({"run", "apply-set-rectify", "SourceGroup=Signals", "walk.h5", "-o", "out.h5"});
+    EXPECT_THAT(run({"tree", "out.h5", "--attributes"}).output, Not(HasSubstr("talvora_history")));
+}
+
+// What each unit needs beyond SourceGroup to do its work on the recording.
+const std::pair<const char*, std::vector<std::string>> UNITS[] = {
+    {"apply-set-rectify", {}},
+    {"apply-set-opposite", {}},
+    {"apply-set-baseline-offset", {}},
+    {"apply-set-downsample", {"HintSampleRate=5"}},
+    {"apply-set-fill-gap", {"HintMaxGapLength=1"}},
+    {"apply-set-butterworth", {"CutoffFrequency=2", "Order=2"}},
+    {"average-set", {}},
+    {"average-set-2", {}},
+    {"extract-set-maximum-extrema", {}}};
+
+TEST_F(History, KnowsWhatEveryUnitReadAndWrote) {
+    for (const auto& [unit, parameters] : UNITS) {
+        Program::Words words = {"run",    unit,     "SourceGroup=Signals", "walk.h5", "-o",
+                                "out.h5", "--force"};
+        words.insert(words.end(), parameters.begin(), parameters.end());
+        const auto result = run(words);
+        ASSERT_EQ(result.exit_code, 0) << unit << result.errors;
+        const auto records = read("out.h5");
+        ASSERT_EQ(records.size(), 1U) << unit;
+        bool read_any = false;
+        bool wrote_any = false;
+        for (const auto& set : records[0]["sets"]) {
+            read_any = read_any || set["read"].get<bool>();
+            wrote_any = wrote_any || set["written"].get<bool>();
+        }
+        EXPECT_TRUE(read_any && wrote_any) << unit << records[0].dump();
+    }
+}
+
+} // namespace
+} // namespace talvora::host

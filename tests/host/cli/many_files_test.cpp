@@ -1,0 +1,194 @@
+#include "tests/host/cli/cli_test.h"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <cstdlib>
+#include <map>
+
+namespace talvora::host {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
+
+// Ten copies of a recording; the sixth crashes the unit "crash-if-marked".
+class ManyFiles : public CommandLine {
+  protected:
+    void SetUp() override {
+        setenv("SOURCE_DATE_EPOCH", "1700000000", 1);
+        import_walk("0.h5");
+        for (int i = 1; i < 10; ++i) {
+            fs::copy_file(folder_ / "0.h5", folder_ / name(i));
+        }
+        run({"import", "walk.csv", "-o", "5.h5", "--append", "--group", "Marked"});
+        fs::create_directory(folder_ / "out");
+    }
+
+    static std::string name(int i) { return std::to_string(i) + ".h5"; }
+
+    Program::Words rectify(const Program::Words& more, int count = 10) const {
+        Program::Words words = {"run", "apply-set-rectify", "SourceGroup=Signals"};
+        for (int i = 0; i < count; ++i) {
+            words.push_back(name(i));
+        }
+        words.insert(words.end(), more.begin(), more.end());
+        return words;
+    }
+
+    std::map<std::string, std::string> contents(const std::string& sub_folder) const {
+        std::map<std::string, std::string> found;
+        for (const auto& entry : fs::directory_iterator(folder_ / sub_folder)) {
+            found[entry.path().filename().string()] = read_file(entry.path());
+        }
+        return found;
+    }
+};
+
+TEST_F(ManyFiles, GivesTheSameBytesAndLinesForAnyNumberOfJobs) {
+    const auto one = run(rectify({"--out-dir", "out"}));
+    const auto first = contents("out");
+    EXPECT_EQ(one.exit_code, 0) << one.errors;
+    EXPECT_EQ(first.size(), 10U);
+    for (const char* jobs : {"4", "32"}) {
+        const auto several = run(rectify({"--out-dir", "out", "--force", "--jobs", jobs}));
+        EXPECT_EQ(several.exit_code, 0) << several.errors;
+        EXPECT_EQ(several.output, one.output) << jobs;
+        EXPECT_EQ(contents("out"), first) << jobs;
+    }
+}
+
+TEST_F(ManyFiles, LosesThatFileAloneWhoseWorkerCrashes) {
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "the sanitizer takes the signal";
+#endif
+    for (const char* jobs : {"1", "3"}) {
+        const auto result = run_trouble("crash-if-marked", {"4.h5", "5.h5", "6.h5", "--out-dir",
+                                                            "out", "--force", "--jobs", jobs});
+        EXPECT_EQ(result.exit_code, 4);
+        EXPECT_THAT(result.errors, AllOf(StartsWith("error: 5.h5: its worker crashed (SIGSEGV); "),
+                                         HasSubstr("error: 1 of 3 files failed\n")));
+        EXPECT_THAT(contents("out"), ElementsAre(testing::Key("4.h5"), testing::Key("6.h5")));
+    }
+}
+
+TEST_F(ManyFiles, EndsWithATableOfFailuresAndAListToTryAgain) {
+    write_file(folder_ / "3.h5", "damaged");
+    fs::remove(folder_ / "7.h5");
+    const auto result =
+        run(rectify({"--out-dir", "out", "--jobs", "2", "--failed-to", "failed.txt"}));
+    EXPECT_EQ(result.exit_code, 3);
+    EXPECT_THAT(result.errors,
+                testing::EndsWith("error: 2 of 10 files failed\n"
+                                  "  file  exit code  first error\n"
+                                  "  3.h5          3  cannot open the file '3.h5': it is "
+                                  "not an HDF5 file\n"
+                                  "  7.h5          3  cannot open the file '7.h5': there is "
+                                  "no such file\n"));
+    EXPECT_EQ(read_file(folder_ / "failed.txt"), "3.h5\n7.h5\n");
+
+    fs::copy_file(folder_ / "0.h5", folder_ / "7.h5");
+    fs::copy_file(folder_ / "0.h5", folder_ / "3.h5", fs::copy_options::overwrite_existing);
+    const auto again = run({"run", "apply-set-rectify", "SourceGroup=Signals", "--files-from",
+                            "failed.txt", "--out-dir", "out", "--failed-to", "failed.txt"});
+    EXPECT_EQ(again.exit_code, 0) << again.errors;
+    EXPECT_EQ(contents("out").size(), 10U);
+    EXPECT_EQ(read_file(folder_ / "failed.txt"), "");
+}
+
+TEST_F(ManyFiles, TakesFilesFromAList) {
+    write_file(folder_ / "list.txt", "2.h5\r\n\n3.h5\n");
+    const auto result = run({"run", "apply-set-rectify", "SourceGroup=Signals", "1.h5",
+                             "--files-from", "list.txt", "--out-dir", "out"});
+    EXPECT_EQ(result.exit_code, 0) << result.errors;
+    EXPECT_THAT(contents("out"),
+                ElementsAre(testing::Key("1.h5"), testing::Key("2.h5"), testing::Key("3.h5")));
+    EXPECT_EQ(run({"run", "apply-set-rectify", "SourceGroup=Signals", "--files-from", "missing.txt",
+                   "--out-dir", "out"})
+                  .exit_code,
+              3);
+}
+
+TEST_F(ManyFiles, ShardsTakeEachFileOnce) {
+    for (const char* shard : {"1/3", "2/3", "3/3"}) {
+        const auto result = run(rectify({"--out-dir", "out", "--shard", shard}));
+        EXPECT_EQ(result.exit_code, 0) << result.errors; // a second time would find it there
+    }
+    EXPECT_EQ(contents("out").size(), 10U);
+    for (const char* wrong : {"0/3", "4/3", "1", "a/3", "1/0", "1/3x", "-1/3"}) {
+        EXPECT_EQ(run(rectify({"--out-dir", "out", "--shard", wrong})).exit_code, 2) << wrong;
+    }
+}
+
+TEST_F(ManyFiles, AShardBeyondTheFilesHasNothingToDo) {
+    const auto result = run(rectify({"--out-dir", "out", "--shard", "5/8"}, 2));
+    EXPECT_EQ(result.exit_code, 0) << result.errors;
+    EXPECT_THAT(result.output, IsEmpty());
+}
+
+TEST_F(ManyFiles, ResumesWithWhatIsMissing) {
+    run(rectify({"--out-dir", "out"}, 2));
+    const auto before = fs::last_write_time(folder_ / "out" / "1.h5");
+    const auto result = run(rectify({"--out-dir", "out", "--resume"}, 3));
+    EXPECT_EQ(result.exit_code, 0) << result.errors;
+    EXPECT_THAT(result.output,
+                AllOf(HasSubstr("0.h5: out/0.h5 had been written by apply-set-rectify\n"),
+                      HasSubstr("2.h5: out/2.h5 written by apply-set-rectify\n")));
+    EXPECT_EQ(fs::last_write_time(folder_ / "out" / "1.h5"), before);
+}
+
+TEST_F(ManyFiles, ResumesNothingThatWasMadeOtherwise) {
+    run(rectify({"--out-dir", "out"}, 1));
+    const auto with = [&](Program::Words words) {
+        words.insert(words.end(), {"0.h5", "--out-dir", "out", "--resume"});
+        return run(words);
+    };
+    EXPECT_EQ(with({"run", "apply-set-rectify", "SourceGroup=Signals"}).exit_code, 0);
+    const auto other_value = with({"run", "apply-set-rectify", "SourceSets=Signals/X"});
+    EXPECT_EQ(other_value.exit_code, 5);
+    EXPECT_THAT(other_value.errors, HasSubstr("was not made by the same steps"));
+    EXPECT_EQ(with({"run", "apply-set-opposite", "SourceGroup=Signals"}).exit_code, 5);
+    EXPECT_EQ(with({"run", "apply-set-opposite", "SourceGroup=Signals", "--force"}).exit_code, 0);
+
+    fs::copy_file(folder_ / "5.h5", folder_ / "0.h5", fs::copy_options::overwrite_existing);
+    EXPECT_EQ(with({"run", "apply-set-opposite", "SourceGroup=Signals"}).exit_code, 5);
+    write_file(folder_ / "out" / "0.h5", "something else");
+    EXPECT_NE(with({"run", "apply-set-opposite", "SourceGroup=Signals"}).exit_code, 0);
+    EXPECT_EQ(read_file(folder_ / "out" / "0.h5"), "something else");
+}
+
+TEST_F(ManyFiles, DoesNotResumeInPlace) {
+    EXPECT_EQ(run(rectify({"--in-place", "--resume"})).exit_code, 2);
+}
+
+TEST_F(ManyFiles, WritesAJsonLinePerFileInTheirOrder) {
+    const auto result = run(rectify({"--out-dir", "out", "--jobs", "4", "--json"}));
+    std::istringstream lines(result.output);
+    int count = 0;
+    for (std::string line; std::getline(lines, line); ++count) {
+        const auto json = nlohmann::json::parse(line);
+        EXPECT_EQ(json["file"], name(count));
+        EXPECT_EQ(json["written"], true);
+        EXPECT_EQ(json["steps"][0]["sets"][0]["before"]["missing"], 1);
+    }
+    EXPECT_EQ(count, 10);
+}
+
+TEST_F(ManyFiles, WritesNoCarriageReturnIntoALog) {
+    const auto result = run(rectify({"--out-dir", "out"}));
+    EXPECT_THAT(result.errors, Not(HasSubstr("\r")));
+}
+
+TEST_F(ManyFiles, AsksForASensibleNumberOfJobs) {
+    for (const char* jobs : {"0", "-1", "many", "100000"}) {
+        EXPECT_EQ(run(rectify({"--out-dir", "out", "--jobs", jobs})).exit_code, 2) << jobs;
+    }
+}
+
+} // namespace
+} // namespace talvora::host
