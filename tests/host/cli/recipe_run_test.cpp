@@ -19,7 +19,7 @@ class RecipeRun : public CommandLine {
         setenv("SOURCE_DATE_EPOCH", "1700000000", 1);
         import_walk();
         write_file(folder_ / "r.yaml",
-                   "variables: {cutoff: 2}\n"
+                   "variables: {cutoff: 2, set: Signals/X}\n"
                    "steps:\n"
                    "  - name: fill\n"
                    "    unit: apply-set-fill-gap\n"
@@ -27,7 +27,7 @@ class RecipeRun : public CommandLine {
                    "  - name: smooth\n"
                    "    unit: apply-set-butterworth\n"
                    "    parameters:\n"
-                   "      SourceSets: [Signals/X]\n"
+                   "      SourceSets: [\"${set}\"]\n"
                    "      CutoffFrequency: ${cutoff}\n"
                    "      Order: 2\n");
     }
@@ -55,7 +55,7 @@ TEST_F(RecipeRun, RunsAllStepsOnOneWorkingCopy) {
 }
 
 TEST_F(RecipeRun, PublishesNothingWhenALaterStepFails) {
-    const auto result = run_recipe({"walk.h5", "-o", "out.h5", "--set", "cutoff=-1"});
+    const auto result = run_recipe({"walk.h5", "-o", "out.h5", "--set", "set=Signals/Z"});
     EXPECT_EQ(result.exit_code, 1);
     EXPECT_THAT(result.errors, HasSubstr("error: walk.h5: smooth: "));
     EXPECT_THAT(folder_.names(), ElementsAre("r.yaml", "walk.csv", "walk.h5"));
