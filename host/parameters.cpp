@@ -259,6 +259,10 @@ bool is_key(std::string_view text) {
     return !text.empty() && is_letter(text[0]) && std::ranges::all_of(text, is_key_letter);
 }
 
+void ParameterValues::set(std::string_view key, ParameterValue value) {
+    given_.insert_or_assign(std::string(key), std::move(value));
+}
+
 bool is_parameter_word(std::string_view word) {
     const std::size_t equals = word.find('=');
     return equals != std::string_view::npos && is_key(word.substr(0, equals));

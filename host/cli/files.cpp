@@ -1,6 +1,5 @@
 #include "host/cli/files.h"
 
-#include <algorithm>
 #include <set>
 
 namespace talvora::host {
@@ -21,12 +20,6 @@ void visit_objects(DataTree& tree, ObjectId group, std::set<ObjectId>& visited) 
     }
 }
 
-bool is_plain(char c) {
-    constexpr std::string_view PLAIN = "/._-+:@%,";
-    return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') ||
-           PLAIN.find(c) != std::string_view::npos;
-}
-
 } // namespace
 
 TreePlace parse_tree_place(std::string_view word) {
@@ -36,17 +29,6 @@ TreePlace parse_tree_place(std::string_view word) {
         return {word, {}};
     }
     return {word.substr(0, mark), std::string(word.substr(mark + 2))};
-}
-
-std::string quote_word(std::string_view word) {
-    if (!word.empty() && std::ranges::all_of(word, is_plain)) {
-        return std::string(word);
-    }
-    std::string quoted = "'";
-    for (const char c : word) {
-        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    }
-    return quoted + "'";
 }
 
 std::unique_ptr<Hdf5Tree> open_input(const fs::path& file) {

@@ -4,6 +4,7 @@
 
 #include "host/failure.h"
 #include "host/hdf5_tree.h"
+#include "host/quote_word.h"
 
 #include <filesystem>
 #include <memory>
@@ -20,9 +21,6 @@ struct TreePlace {
 
 // A word that names an existing file as it stands is that file, whatever it holds.
 TreePlace parse_tree_place(std::string_view word);
-
-// As one word of a shell command.
-std::string quote_word(std::string_view word);
 
 // Opens an HDF5 file to read; a TreeError says what is wrong with it.
 std::unique_ptr<Hdf5Tree> open_input(const std::filesystem::path& file);

@@ -5,8 +5,10 @@
 #include "host/history_attribute.h"
 #include "host/nearest_text.h"
 #include "host/path_glob.h"
+#include "host/path_patterns.h"
 #include "host/sample_rate.h"
 #include "host/set_statistics.h"
+#include "host/shortest_double.h"
 #include "host/tree_rules.h"
 
 #include <fmt/format.h>
@@ -51,10 +53,16 @@ struct Entry {
 // ---------------------------------------------------------------------------
 // Gathering, in the order of the tree: what a group holds stands below it.
 
+std::vector<std::string> in_natural_order(std::vector<std::string> names) {
+    sort_naturally(names);
+    return names;
+}
+
 class Gatherer {
   public:
     Gatherer(DataTree& tree, TreeOptions options, std::string glob)
-        : tree_(tree), options_(std::move(options)), glob_(std::move(glob)) {}
+        : tree_(tree), options_(std::move(options)), glob_(std::move(glob)),
+          is_path_(!glob_.empty() && tree_.find(tree_.root(), glob_)) {}
 
     std::vector<Entry> gather() {
         const bool everything = glob_.empty();
@@ -68,7 +76,8 @@ class Gatherer {
   private:
     // A group that the pattern matches is shown with all that it holds.
     bool chosen(const std::string& path, bool group_chosen) const {
-        return group_chosen || matches_path(glob_, path);
+        return group_chosen ||
+               (is_path_ ? split_names(glob_) == split_names(path) : matches_path(glob_, path));
     }
 
     void gather_below(ObjectId group, const std::string& group_path, bool group_chosen) {
@@ -81,13 +90,13 @@ class Gatherer {
                 entry.kind = other.description;
             }
         }
-        for (const std::string& name : tree_.list_datasets(group)) {
+        for (const std::string& name : in_natural_order(tree_.list_datasets(group))) {
             const std::string path = join_path(group_path, name);
             if (chosen(path, group_chosen)) {
                 add_set(tree_.find(group, name).value(), path);
             }
         }
-        for (const std::string& name : tree_.list_groups(group)) {
+        for (const std::string& name : in_natural_order(tree_.list_groups(group))) {
             const std::string path = join_path(group_path, name);
             gather_group(tree_.find(group, name).value(), path, chosen(path, group_chosen));
         }
@@ -140,6 +149,7 @@ class Gatherer {
     DataTree& tree_;
     TreeOptions options_;
     std::string glob_;
+    bool is_path_; // the pattern names an object as it stands
     std::vector<Entry> entries_;
     std::set<ObjectId> visited_;
 };
@@ -266,26 +276,12 @@ Json make_json(const Entry& entry, const TreeOptions& options) {
 
 // ---------------------------------------------------------------------------
 
-// A pattern that is nearly a path was probably meant to be it.
-Failure explain_no_match(DataTree& tree, const TreePlace& place) {
-    std::vector<std::string> paths;
-    for (const Entry& entry : Gatherer(tree, {}, "").gather()) {
-        paths.push_back(entry.path);
-    }
-    const auto nearest = find_nearest(place.glob, paths);
-    return {ExitCode::Input,
-            fmt::format("{}: nothing matches '{}'", place.file.string(), place.glob),
-            {fmt::format("{}list them: talvora-host tree {}",
-                         nearest ? fmt::format("nearest: {}    ", *nearest) : "",
-                         quote_word(place.file.string()))}};
-}
-
 void show_tree(const Session& session, const TreeOptions& options) {
     const TreePlace place = parse_tree_place(options.place);
     const auto tree = open_input(place.file);
     const std::vector<Entry> entries = Gatherer(*tree, options, place.glob).gather();
     if (entries.empty() && !place.glob.empty()) {
-        throw explain_no_match(*tree, place);
+        throw explain_no_match(*tree, place.glob, place.file.string());
     }
     if (!options.json) {
         print_text(entries, options, session.console);
