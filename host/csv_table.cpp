@@ -75,11 +75,27 @@ void for_each_row(std::string_view text, char delimiter, const std::string& sour
     }
 }
 
+// The first row without what stands in double quotes.
+std::string take_unquoted_names(std::string_view text) {
+    std::string names;
+    bool is_quoted = false;
+    for (const char c : text) {
+        if (!is_quoted && (c == '\r' || c == '\n')) {
+            break;
+        }
+        is_quoted ^= c == '"';
+        if (!is_quoted) {
+            names += c;
+        }
+    }
+    return names;
+}
+
 char detect_delimiter(std::string_view text) {
     constexpr std::array<char, 3> candidates = {',', ';', '\t'};
-    const std::string_view first_row = text.substr(0, text.find_first_of("\r\n"));
+    const std::string names = take_unquoted_names(text);
     return *std::ranges::max_element(
-        candidates, {}, [&](char candidate) { return std::ranges::count(first_row, candidate); });
+        candidates, {}, [&](char candidate) { return std::ranges::count(names, candidate); });
 }
 
 // Nothing for a text that is no number or does not fit a sample.

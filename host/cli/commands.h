@@ -15,6 +15,7 @@ using AddCommand = void(CLI::App& program, Session& session);
 AddCommand add_units_command;
 AddCommand add_describe_command;
 AddCommand add_import_command;
+AddCommand add_export_command;
 AddCommand add_tree_command;
 AddCommand add_run_command;
 AddCommand add_recipe_command;

@@ -1,6 +1,12 @@
 #include "host/cli/files.h"
 
+#include "host/safe_write.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <fstream>
 #include <set>
+#include <system_error>
 
 namespace talvora::host {
 namespace {
@@ -50,6 +56,23 @@ void check_written(const fs::path& temporary) {
     Hdf5Tree tree(temporary, Hdf5Access::ReadOnly);
     std::set<ObjectId> visited;
     visit_objects(tree, tree.root(), visited);
+}
+
+void write_text_file(const std::string& output, bool replace,
+                     const std::function<void(const TextSink&)>& work) {
+    if (output == "-") {
+        // What goes wrong is found when the program has ended its work (Console::finish).
+        work([](std::string_view text) { std::fwrite(text.data(), 1, text.size(), stdout); });
+        return;
+    }
+    PendingFile pending(output, {.replace = replace});
+    std::ofstream stream(pending.path(), std::ios::binary);
+    work([&](std::string_view text) { stream << text; });
+    if (!stream.flush()) {
+        throw Failure(ExitCode::Output,
+                      output + ": cannot be written: " + std::generic_category().message(errno));
+    }
+    pending.publish();
 }
 
 } // namespace talvora::host

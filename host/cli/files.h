@@ -7,6 +7,7 @@
 #include "host/quote_word.h"
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -33,6 +34,13 @@ void copy_content(const std::filesystem::path& from, const std::filesystem::path
 
 // Opens what was written once more and visits its objects.
 void check_written(const std::filesystem::path& temporary);
+
+using TextSink = std::function<void(std::string_view)>;
+
+// Makes a file of the text that `work` sends piece by piece, or sends it to standard output
+// where `output` is "-".
+void write_text_file(const std::string& output, bool replace,
+                     const std::function<void(const TextSink&)>& work);
 
 // Does a step on the way to `output`; what fails in it is a Failure of the output, unless
 // it is that the copied input cannot be read.

@@ -1,0 +1,83 @@
+// talvora-host export FILE.h5[::GLOB] -o FILE.csv
+#include "host/cli/commands.h"
+#include "host/cli/files.h"
+#include "host/csv_export.h"
+#include "host/path_patterns.h"
+#include "host/safe_write.h"
+
+#include <fmt/format.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace talvora::host {
+namespace {
+
+struct ExportCommand {
+    std::string place; // FILE.h5[::GLOB]
+    std::string output;
+    bool force = false;
+};
+
+std::vector<SignalSet> read_sets(const TreePlace& place) {
+    const auto tree = open_input(place.file);
+    std::vector<SignalSet> sets;
+    for (const std::string& path : choose_sets(*tree, place.glob, place.file.string())) {
+        sets.push_back(read_signal_set(*tree, path));
+    }
+    return sets;
+}
+
+void show_way_back(const ExportReport& report, const std::string& output, const Console& console) {
+    if (report.import_words.empty()) {
+        return;
+    }
+    std::string words;
+    for (const std::string& word : report.import_words) {
+        words += " " + quote_word(word);
+    }
+    console.info(
+        fmt::format("back: talvora-host import {} -o FILE.h5{}", quote_word(output), words));
+}
+
+void export_file(const Session& session, const ExportCommand& command) {
+    const TreePlace place = parse_tree_place(command.place);
+    const std::string source = place.file.string();
+    const bool to_output = command.output == "-";
+    if (!to_output) {
+        refuse_same_file(place.file, command.output);
+        check_destination(command.output, {.replace = command.force});
+    }
+    const std::vector<SignalSet> sets = read_sets(place);
+    ExportReport report;
+    write_text_file(command.output, command.force,
+                    [&](const TextSink& write) { report = export_sets(sets, source, write); });
+    for (const std::string& warning : report.warnings) {
+        session.console.warning(warning);
+    }
+    if (!to_output) {
+        session.console.report_done(fmt::format("{}: {} rows of {} columns", command.output,
+                                                report.row_count, report.columns.size() + 1));
+        show_way_back(report, command.output, session.console);
+    }
+}
+
+} // namespace
+
+void add_export_command(CLI::App& program, Session& session) {
+    const auto state = std::make_shared<ExportCommand>();
+    CLI::App* command = program.add_subcommand(
+        "export", "Data sets to the columns of a CSV file; missing samples become empty cells");
+    command
+        ->add_option("FILE.h5[::GLOB]", state->place,
+                     "The file; of it, the data sets that match GLOB over full paths (*, ?, [..] "
+                     "within a name, ** for any names), or are in a group that does")
+        ->required();
+    command->add_option("-o,--output", state->output, "The CSV file to make; - for standard output")
+        ->required();
+    command->add_flag("--force", state->force, "Replace an existing file");
+    command->callback([&session, state] { export_file(session, *state); });
+}
+
+} // namespace talvora::host
