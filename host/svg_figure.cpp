@@ -160,8 +160,7 @@ class PanelDrawing {
     void draw_line(const FigureLine& line) {
         const std::string path = trace(line.points);
         if (!path.empty()) {
-            add(R"(<path class="{}" {}d="{}"/>)", line.is_guide ? "guide" : "line", stroke_of(line),
-                path);
+            add(R"(<path class="{}" {}d="{}"/>)", look_of(line), stroke_of(line), path);
         }
     }
 
@@ -184,10 +183,12 @@ class PanelDrawing {
         return path;
     }
 
+    static std::string_view look_of(const FigureLine& line) {
+        return line.is_guide ? "guide" : line.is_pale ? "pale" : "line";
+    }
+
     static std::string stroke_of(const FigureLine& line) {
-        return line.is_guide
-                   ? ""
-                   : fmt::format("stroke=\"{}\" ", PALETTE[line.color_index % std::size(PALETTE)]);
+        return line.is_guide ? "" : fmt::format("stroke=\"{}\" ", line_color(line.color_index));
     }
 
     void draw_frame() {
@@ -216,9 +217,8 @@ class PanelDrawing {
             }
             add_text(right, y, "end", line->label);
             right -= LETTER_WIDTH * count_letters(line->label) + LEGEND_GAP;
-            add(R"(<path class="{}" {}d="M{:.1f} {:.1f}h{:.1f}"/>)",
-                line->is_guide ? "guide" : "line", stroke_of(*line), right - LEGEND_DASH,
-                y - FONT_SIZE / 3.0, LEGEND_DASH);
+            add(R"(<path class="{}" {}d="M{:.1f} {:.1f}h{:.1f}"/>)", look_of(*line),
+                stroke_of(*line), right - LEGEND_DASH, y - FONT_SIZE / 3.0, LEGEND_DASH);
             right -= LEGEND_DASH + 2.0 * LEGEND_GAP;
         }
     }
@@ -244,10 +244,15 @@ constexpr std::string_view STYLE =
     "path{fill:none}.axis{stroke:#222;stroke-width:1}\n"
     ".grid{stroke:#ddd;stroke-width:.8}.fine{stroke:#eee;stroke-width:.6}\n"
     ".line{stroke-width:1.8;stroke-linejoin:round;stroke-linecap:round}\n"
+    ".pale{stroke-width:4.5;stroke-opacity:.4;stroke-linejoin:round;stroke-linecap:round}\n"
     ".guide{stroke:#666;stroke-width:1;stroke-dasharray:5 4}\n"
     "</style>\n";
 
 } // namespace
+
+std::string_view line_color(std::size_t color_index) {
+    return PALETTE[color_index % std::size(PALETTE)];
+}
 
 std::string draw_figure(const Figure& figure) {
     const double head = figure.title.empty() ? 0.0 : HEAD;

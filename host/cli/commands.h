@@ -16,6 +16,7 @@ AddCommand add_units_command;
 AddCommand add_describe_command;
 AddCommand add_import_command;
 AddCommand add_export_command;
+AddCommand add_plot_command;
 AddCommand add_tree_command;
 AddCommand add_run_command;
 AddCommand add_recipe_command;

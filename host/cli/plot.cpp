@@ -1,0 +1,163 @@
+// talvora-host plot FILE.h5[::GLOB] [--with OTHER.h5] -o plot.html | plot.svg
+#include "host/cli/commands.h"
+#include "host/cli/files.h"
+#include "host/path_patterns.h"
+#include "host/plot_figure.h"
+#include "host/plot_page.h"
+#include "host/safe_write.h"
+
+#include <fmt/format.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace talvora::host {
+namespace {
+
+struct PlotCommand {
+    std::string place; // FILE.h5[::GLOB]
+    std::string other; // what came of the file; empty: it is shown alone
+    std::string output;
+    PlotChoice choice;
+    std::optional<std::string> title;
+    std::optional<double> from;
+    std::optional<double> to;
+    bool force = false;
+};
+
+using Draw = std::string (*)(const Plot& plot);
+
+std::string draw_svg(const Plot& plot) {
+    return draw_figure(make_plot_figure(plot));
+}
+
+Draw choose_format(const std::string& output) {
+    if (output.ends_with(".html")) {
+        return make_plot_page;
+    }
+    if (output.ends_with(".svg")) {
+        return draw_svg;
+    }
+    throw Failure(ExitCode::Usage, fmt::format("-o {}: neither .html nor .svg", output),
+                  {"plot.html for a page to zoom in, plot.svg for a paper"});
+}
+
+void check_span(const PlotCommand& command) {
+    if (command.from && command.to && !(*command.from < *command.to)) {
+        throw Failure(ExitCode::Usage, fmt::format("--from {} --to {}: the span is empty",
+                                                   *command.from, *command.to));
+    }
+}
+
+// Files are told apart by their names, or by the words that name them.
+std::pair<std::string, std::string> name_files(const std::filesystem::path& file,
+                                               const std::filesystem::path& other) {
+    const bool differ = file.filename() != other.filename();
+    return {differ ? file.filename().string() : file.string(),
+            differ ? other.filename().string() : other.string()};
+}
+
+class Builder {
+  public:
+    Builder(const Session& session, const PlotCommand& command)
+        : session_(session), command_(command), place_(parse_tree_place(command.place)),
+          tree_(open_input(place_.file)) {
+        if (!command.other.empty()) {
+            other_ = open_input(command.other);
+            std::tie(name_, other_name_) = name_files(place_.file, command.other);
+        }
+    }
+
+    Plot build() {
+        Plot plot{.title = command_.title.value_or(describe_files()),
+                  .panels = {},
+                  .from = command_.from,
+                  .to = command_.to};
+        const std::string source = place_.file.string();
+        for (const std::string& path : choose_sets(*tree_, place_.glob, source)) {
+            const PlotSource shown{name_, read_signal_set(*tree_, path)};
+            plot.panels.push_back(make_panel(shown, find_other(path), command_.choice));
+            check_lines(plot.panels.back());
+        }
+        return plot;
+    }
+
+  private:
+    std::string describe_files() const {
+        const std::string name = place_.file.filename().string();
+        return other_ ? fmt::format("{} and {}", name_, other_name_) : name;
+    }
+
+    std::optional<PlotSource> find_other(const std::string& path) {
+        if (!other_) {
+            return std::nullopt;
+        }
+        const auto set = other_->find(other_->root(), path);
+        if (!set || other_->kind(*set) != ObjectKind::DataSet) {
+            session_.console.warning(fmt::format("{}: no data set '{}'", command_.other, path));
+            return std::nullopt;
+        }
+        return PlotSource{other_name_, read_signal_set(*other_, path)};
+    }
+
+    void check_lines(const PlotPanel& panel) const {
+        if (panel.lines.empty() && !command_.choice.lines.empty()) {
+            session_.console.warning(fmt::format("{}: '{}' has none of the chosen lines",
+                                                 place_.file.string(), panel.title));
+        }
+    }
+
+    const Session& session_;
+    const PlotCommand& command_;
+    TreePlace place_;
+    std::unique_ptr<Hdf5Tree> tree_;
+    std::unique_ptr<Hdf5Tree> other_;
+    std::string name_;
+    std::string other_name_;
+};
+
+void plot_file(const Session& session, const PlotCommand& command) {
+    const Draw draw = choose_format(command.output);
+    check_span(command);
+    refuse_same_file(parse_tree_place(command.place).file, command.output);
+    check_destination(command.output, {.replace = command.force});
+    const Plot plot = Builder(session, command).build();
+    write_text_file(command.output, command.force,
+                    [&](const TextSink& write) { write(draw(plot)); });
+    session.console.report_done(
+        fmt::format("{}: {} data sets", command.output, plot.panels.size()));
+}
+
+} // namespace
+
+void add_plot_command(CLI::App& program, Session& session) {
+    const auto state = std::make_shared<PlotCommand>();
+    CLI::App* command =
+        program.add_subcommand("plot", "Data sets as a page to zoom in, or as a picture");
+    command
+        ->add_option("FILE.h5[::GLOB]", state->place,
+                     "The file; of it, the data sets that match GLOB over full paths (*, ?, [..] "
+                     "within a name, ** for any names), or are in a group that does")
+        ->required();
+    command->add_option("--with", state->other,
+                        "Another file, whose sets of the same names are drawn over them");
+    command
+        ->add_option("-o,--output", state->output,
+                     "plot.html: one page that needs nothing else; plot.svg: a picture")
+        ->required();
+    command->add_option("--from", state->from, "Where the span shown begins, on the time axis");
+    command->add_option("--to", state->to, "Where it ends");
+    command
+        ->add_option("--line", state->choice.lines,
+                     "A line of each set, counted from 0 (repeatable; else all)")
+        ->expected(1)
+        ->take_all();
+    command->add_option("--label", state->choice.y_title,
+                        "What stands beside the value axes (else the sets' names)");
+    command->add_option("--title", state->title, "The title (else the names of the files)");
+    command->add_flag("--force", state->force, "Replace an existing file");
+    command->callback([&session, state] { plot_file(session, *state); });
+}
+
+} // namespace talvora::host
