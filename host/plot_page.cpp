@@ -98,24 +98,24 @@ std::string describe_plot(const Plot& plot) {
     return escape_script(json.dump(-1, ' ', true, Json::error_handler_t::replace));
 }
 
-void check_size(const Plot& plot) {
+void check_size(const Plot& plot, std::size_t max_samples) {
     std::size_t count = 0;
     for (const PlotPanel& panel : plot.panels) {
         for (const PlotLine& line : panel.lines) {
             count += line.samples.size();
         }
     }
-    if (count > MAX_PAGE_SAMPLES) {
+    if (count > max_samples) {
         throw Failure(ExitCode::Input,
-                      fmt::format("{} samples, a page holds at most {}", count, MAX_PAGE_SAMPLES),
+                      fmt::format("{} samples, a page holds at most {}", count, max_samples),
                       {"choose fewer sets or lines, or write a picture: -o plot.svg"});
     }
 }
 
 } // namespace
 
-std::string make_plot_page(const Plot& plot) {
-    check_size(plot);
+std::string make_plot_page(const Plot& plot, std::size_t max_samples) {
+    check_size(plot, max_samples);
     const std::string title = escape_html(plot.title);
     std::string page = fmt::format("<!doctype html>\n<html lang=\"en\">\n<head>\n"
                                    "<meta charset=\"utf-8\">\n<title>{}</title>\n"

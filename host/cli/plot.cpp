@@ -28,13 +28,17 @@ struct PlotCommand {
 
 using Draw = std::string (*)(const Plot& plot);
 
+std::string draw_page(const Plot& plot) {
+    return make_plot_page(plot);
+}
+
 std::string draw_svg(const Plot& plot) {
     return draw_figure(make_plot_figure(plot));
 }
 
 Draw choose_format(const std::string& output) {
     if (output.ends_with(".html")) {
-        return make_plot_page;
+        return draw_page;
     }
     if (output.ends_with(".svg")) {
         return draw_svg;

@@ -142,7 +142,8 @@
              {...axis, label: panel.y_title, labelSize: 20, size: AXIS_WIDTH}],
       series: [{label: panel.x_title}, ...panel.lines.map(makeSeries)],
       cursor: {
-        sync: {key: panel.x_title},
+        // A drag is for one chart to answer: it moves the others along.
+        sync: {key: panel.x_title, filters: {pub: (type) => type.startsWith("mousemove")}},
         drag: {x: true, y: false, setScale: false},
         bind: {dblclick: () => () => { show(view, view.full); return null; }},
       },
@@ -189,8 +190,7 @@
   }
 
   function redraw(panel, [from, to]) {
-    const pixelCount = Math.max(1, Math.floor(panel.chart.bbox.width / devicePixelRatio));
-    const tables = panel.groups.map((group) => makeTable(group, from, to, pixelCount));
+    const tables = panel.groups.map((group) => makeTable(group, from, to, panel.chart.width));
     const expandCuts = tables.map((table) => table.map(() => 2));
     panel.chart.batch(() => {
       panel.chart.setData(uPlot.join(tables, expandCuts), false);
