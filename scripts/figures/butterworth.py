@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""Draws what the Butterworth unit does: its responses and a recording filtered.
+"""Draws the responses of the Butterworth unit.
 
     scripts/figures/butterworth.py [BUILD_FOLDER]
 
@@ -13,7 +13,8 @@ import h5py
 import numpy
 from matplotlib import pyplot
 
-from drawing import ECG, draw_before_after, host, read_line, save, simplify_lines
+from drawing import save
+from host import host
 
 SAMPLE_RATE, SAMPLE_COUNT = 1000, 20000
 FREQUENCIES = numpy.geomspace(2, 490, 120)
@@ -67,20 +68,9 @@ def draw_responses(folder):
     save(figure, "butterworth-responses")
 
 
-def draw_recording(folder):
-    source, result = folder / "ecg.h5", folder / "level.h5"
-    host("import", *ECG, "-o", source)
-    host("run", "apply-set-butterworth", "SourceGroup=Ecg", "Bandform=ZeroLagHighPass",
-         "CutoffFrequency=0.3218", "Order=4", source, "-o", result)
-    draw_before_after("butterworth", read_line(source, "Ecg/Voltage", 0),
-                      read_line(result, "Ecg/Voltage", 0), (4, 18), "voltage (mV)")
-
-
 def main():
-    simplify_lines()
     with tempfile.TemporaryDirectory() as folder:
         draw_responses(pathlib.Path(folder))
-        draw_recording(pathlib.Path(folder))
 
 
 main()

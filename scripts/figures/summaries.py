@@ -11,7 +11,8 @@ import h5py
 import numpy
 from matplotlib import pyplot
 
-from drawing import IMU, host, save, simplify_lines
+from drawing import save
+from host import IMU, host
 
 COMPONENTS = "XYZ"
 
@@ -67,7 +68,6 @@ def draw_table(name, means):
 
 
 def main():
-    simplify_lines()
     with tempfile.TemporaryDirectory() as folder:
         recording = make_recording(pathlib.Path(folder))
         source = h5py.File(recording)
