@@ -1,8 +1,8 @@
 #include "host/plot_page.h"
 
 #include "host/failure.h"
+#include "host/page_texts.h"
 #include "host/svg_figure.h"
-#include "page_texts.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>

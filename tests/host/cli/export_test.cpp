@@ -61,7 +61,8 @@ TEST_F(Export, NamesTheNearestWhenNothingMatches) {
     const auto result = run({"export", "walk.h5::Signals/Xx*", "-o", "back.csv"});
     EXPECT_EQ(result.exit_code, 3);
     EXPECT_THAT(result.errors, HasSubstr("error: walk.h5: nothing matches 'Signals/Xx*'\n"));
-    EXPECT_THAT(result.errors, HasSubstr("in '/Signals': X, Y    list them: talvora-host tree walk.h5"));
+    EXPECT_THAT(result.errors,
+                HasSubstr("in '/Signals': X, Y    list them: talvora-host tree walk.h5"));
 }
 
 TEST_F(Export, NeedsAFolderToWriteTo) {

@@ -1,0 +1,53 @@
+#include "tests/host/cli/cli_test.h"
+
+namespace talvora::host {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::HasSubstr;
+
+using Patterns = CommandLine;
+
+TEST_F(Patterns, NameTheSetsThatAUnitWorksOn) {
+    import_walk();
+    const auto result =
+        run({"run", "apply-set-rectify", "SourceSets=**/[XZ]", "walk.h5", "-o", "up.h5"});
+    EXPECT_EQ(result.exit_code, 0) << result.errors;
+    run({"run", "apply-set-rectify", "SourceSets=Signals/X", "walk.h5", "-o", "same.h5"});
+    EXPECT_EQ(run({"export", "up.h5", "-o", "-"}).output,
+              run({"export", "same.h5", "-o", "-"}).output);
+    EXPECT_EQ(run({"export", "up.h5::*/X", "-o", "-"}).output,
+              "Time (s),X\n0,1\n0.1,2\n0.2,\n0.3,4\n0.4,5\n");
+}
+
+TEST_F(Patterns, NameTheGroupThatAUnitWorksOn) {
+    import_walk();
+    const auto result =
+        run({"run", "apply-set-rectify", "SourceGroup=Sig*", "walk.h5", "-o", "up.h5"});
+    EXPECT_EQ(result.exit_code, 0) << result.errors;
+    EXPECT_THAT(run({"export", "up.h5::*/X", "-o", "-"}).output, HasSubstr("\n0.4,5\n"));
+}
+
+TEST_F(Patterns, FailBeforeTheUnitRunsWhenNothingMatches) {
+    import_walk();
+    const auto result =
+        run({"run", "apply-set-rectify", "SourceSets=Signal/*", "walk.h5", "-o", "up.h5"});
+    EXPECT_EQ(result.exit_code, 3);
+    EXPECT_THAT(result.errors,
+                HasSubstr("error: walk.h5: SourceSets=Signal/*: no data set matches\n"
+                          "hint: nearest: Signals    list them: talvora-host tree walk.h5\n"));
+    EXPECT_FALSE(fs::exists(folder_ / "up.h5"));
+}
+
+TEST_F(Patterns, AreLookedForInEachFileByItself) {
+    import_walk("a.h5");
+    write_file(folder_ / "b.csv", "Z\n-1\n-2\n");
+    run({"import", "b.csv", "-o", "b.h5", "--rate", "10"});
+    const auto result =
+        run({"run", "apply-set-rectify", "SourceSets=Signals/*", "a.h5", "b.h5", "--in-place"});
+    EXPECT_EQ(result.exit_code, 0) << result.errors;
+    EXPECT_EQ(run({"export", "b.h5", "-o", "-"}).output, "Time (s),Z\n0,1\n0.1,2\n");
+}
+
+} // namespace
+} // namespace talvora::host
