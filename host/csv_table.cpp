@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cerrno>
 #include <charconv>
 #include <cmath>
@@ -98,6 +99,24 @@ char detect_delimiter(std::string_view text) {
         candidates, {}, [&](char candidate) { return std::ranges::count(names, candidate); });
 }
 
+// The value, moved by its last digit where that makes it round to the float nearest to the
+// text. A double halfway between two floats may stand for a text that is not, and would be
+// rounded a second time, perhaps the wrong way.
+double round_once(std::string_view text, double value) {
+    constexpr std::uint64_t BELOW_A_FLOAT = (std::uint64_t{1} << 29) - 1;
+    constexpr std::uint64_t HALFWAY = std::uint64_t{1} << 28;
+    const bool is_normal =
+        std::abs(value) >= static_cast<double>(std::numeric_limits<float>::min());
+    if (is_normal && (std::bit_cast<std::uint64_t>(value) & BELOW_A_FLOAT) != HALFWAY) {
+        return value;
+    }
+    float sample = 0;
+    const auto result = std::from_chars(text.data(), text.data() + text.size(), sample);
+    return result.ec == std::errc{} && static_cast<float>(value) != sample
+               ? std::nextafter(value, static_cast<double>(sample))
+               : value;
+}
+
 // Nothing for a text that is no number or does not fit a sample.
 std::optional<double> read_number(std::string_view text) {
     if (text.starts_with('+')) {
@@ -110,7 +129,7 @@ std::optional<double> read_number(std::string_view text) {
          std::abs(value) > static_cast<double>(std::numeric_limits<float>::max()))) {
         return std::nullopt;
     }
-    return value;
+    return round_once(text, value);
 }
 
 void add_cell(CsvColumn& column, const std::string& text, std::size_t row_number) {

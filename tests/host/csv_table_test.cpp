@@ -47,6 +47,30 @@ TEST(ParseCsv, FindsTheDelimiterInTheFirstRow) {
     EXPECT_THAT(parse_csv("t\tx\n1\t2\n", "").columns[1].values, ElementsAre(2));
 }
 
+TEST(ParseCsv, FindsTheDelimiterOutsideQuotes) {
+    const CsvTable table = parse_csv("\"a;b;c\",d\n1,2\n", "walk.csv");
+    ASSERT_EQ(table.columns.size(), 2U);
+    EXPECT_EQ(table.columns[0].name, "a;b;c");
+}
+
+// Halfway between 1 + 2^-23 and 1 + 2^-22 lies 1.000000178813934326171875; a double cannot
+// tell the texts beside it from it.
+TEST(ParseCsv, ReadsValuesThatRoundToTheFloatNearestToTheText) {
+    const CsvTable table = parse_csv("X\n1.00000017881393432617187499\n1.000000178813934326171875\n"
+                                     "1.00000017881393432617187501\n",
+                                     "walk.csv");
+    const std::vector<double>& values = table.columns[0].values;
+    EXPECT_EQ(static_cast<float>(values[0]), 1 + 0x1p-23F);
+    EXPECT_EQ(static_cast<float>(values[1]), 1 + 0x1p-22F);
+    EXPECT_EQ(static_cast<float>(values[2]), 1 + 0x1p-22F);
+    EXPECT_EQ(values[1], 1.000000178813934326171875);
+}
+
+TEST(ParseCsv, KeepsWideNumbersHalfwayBetweenTwoFloats) {
+    const CsvTable table = parse_csv("Time (s)\n1700000064\n1700000192\n", "walk.csv");
+    EXPECT_THAT(table.columns[0].values, ElementsAre(1700000064.0, 1700000192.0));
+}
+
 TEST(ParseCsv, KeepsDelimitersAndLineEndsInsideQuotes) {
     const CsvTable table = parse_csv("\"a, b\",\"say \"\"x\"\"\",\"two\nlines\"\n1,\"2\",3\n", "");
     ASSERT_EQ(table.columns.size(), 3U);
