@@ -17,10 +17,7 @@ bool is_chosen(std::size_t line, const PlotChoice& choice) {
 
 std::string make_label(const SignalSet& set, std::size_t line, const std::string& file) {
     const std::string indices = set.line_indices(line);
-    if (file.empty()) {
-        return indices.empty() ? split_last(set.path).second : indices;
-    }
-    return indices.empty() ? file : file + " " + indices;
+    return indices.empty() && file.empty() ? split_last(set.path).second : indices;
 }
 
 void add_lines(PlotPanel& panel, const SignalSet& set, const PlotChoice& choice,
@@ -29,6 +26,7 @@ void add_lines(PlotPanel& panel, const SignalSet& set, const PlotChoice& choice,
         if (is_chosen(i, choice)) {
             const std::span<const float> samples = set.line(i);
             panel.lines.push_back({.label = make_label(set, i, file),
+                                   .file = file,
                                    .color_index = i,
                                    .is_before = is_before,
                                    .start = set.time_of(0),
@@ -105,6 +103,11 @@ PlotPanel make_panel(const PlotSource& source, const std::optional<PlotSource>& 
         add_lines(panel, after->set, choice, after->file, false);
     }
     return panel;
+}
+
+std::string full_label(const PlotLine& line) {
+    const bool needs_space = !line.file.empty() && !line.label.empty();
+    return line.file + (needs_space ? " " : "") + line.label;
 }
 
 std::vector<ThinSample> thin_samples(std::span<const float> samples, std::size_t first,

@@ -13,7 +13,8 @@
 namespace talvora::host {
 
 struct PlotLine {
-    std::string label;
+    std::string label;           // may be empty where the file says enough
+    std::string file = {};       // where there are several
     std::size_t color_index = 0; // the same for a line before and after
     bool is_before = false;      // drawn wide and pale, below what came of it
     double start = 0;            // position of the first sample, in the unit of the axis
@@ -51,6 +52,9 @@ struct PlotSource {
 // Chosen lines that the set does not have are left out.
 PlotPanel make_panel(const PlotSource& source, const std::optional<PlotSource>& after,
                      const PlotChoice& choice);
+
+// "walk.h5 [2]"
+std::string full_label(const PlotLine& line);
 
 struct ThinSample {
     double position = 0; // counted in samples

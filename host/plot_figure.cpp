@@ -59,7 +59,6 @@ std::vector<ThinSample> thin_line(const PlotLine& line, const Range& span) {
 
 FigureLine make_line(const PlotLine& line, const Range& span, Range& values) {
     FigureLine figure_line;
-    figure_line.label = line.label;
     figure_line.color_index = line.color_index;
     figure_line.is_pale = line.is_before;
     for (const ThinSample& sample : thin_line(line, span)) {
@@ -72,13 +71,24 @@ FigureLine make_line(const PlotLine& line, const Range& span, Range& values) {
     return figure_line;
 }
 
+// There is little room: the file stands with its first line, and what was before has the
+// colours of what came of it.
+std::string make_legend(const PlotPanel& panel, std::size_t index) {
+    const PlotLine& line = panel.lines[index];
+    if (index == 0 || panel.lines[index - 1].file != line.file) {
+        return full_label(line);
+    }
+    return line.is_before ? "" : line.label;
+}
+
 FigurePanel make_figure_panel(const Plot& plot, const PlotPanel& panel) {
     FigurePanel figure_panel;
     figure_panel.title = panel.title;
     const Range span = find_span(plot, panel);
     Range values;
-    for (const PlotLine& line : panel.lines) {
-        figure_panel.lines.push_back(make_line(line, span, values));
+    for (std::size_t i = 0; i < panel.lines.size(); ++i) {
+        figure_panel.lines.push_back(make_line(panel.lines[i], span, values));
+        figure_panel.lines.back().label = make_legend(panel, i);
     }
     figure_panel.x = {panel.x_title, span.from < span.to ? AxisRange{span.from, span.to}
                                                          : fit_range(span.from, span.to)};

@@ -71,9 +71,9 @@ std::string escape_html(std::string_view text) {
 }
 
 Json describe_line(const PlotLine& line) {
-    return {{"label", line.label},    {"color", line_color(line.color_index)},
-            {"pale", line.is_before}, {"start", line.start},
-            {"step", line.step},      {"samples", encode_base64(line.samples)}};
+    return {{"label", full_label(line)}, {"color", line_color(line.color_index)},
+            {"pale", line.is_before},    {"start", line.start},
+            {"step", line.step},         {"samples", encode_base64(line.samples)}};
 }
 
 Json describe_panel(const PlotPanel& panel) {

@@ -8,6 +8,7 @@
 
 #include <fmt/format.h>
 
+#include <cmath>
 #include <memory>
 #include <string>
 #include <vector>
@@ -48,6 +49,11 @@ Draw choose_format(const std::string& output) {
 }
 
 void check_span(const PlotCommand& command) {
+    for (const std::optional<double>& end : {command.from, command.to}) {
+        if (end && !std::isfinite(*end)) {
+            throw Failure(ExitCode::Usage, "--from and --to are finite numbers");
+        }
+    }
     if (command.from && command.to && !(*command.from < *command.to)) {
         throw Failure(ExitCode::Usage, fmt::format("--from {} --to {}: the span is empty",
                                                    *command.from, *command.to));

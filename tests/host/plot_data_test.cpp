@@ -66,7 +66,7 @@ SignalSet make_set(Extents extents, std::optional<double> rate = 4) {
 std::vector<std::string> labels(const PlotPanel& panel) {
     std::vector<std::string> texts;
     for (const PlotLine& line : panel.lines) {
-        texts.push_back(line.label + (line.is_before ? " before" : ""));
+        texts.push_back(full_label(line) + (line.is_before ? " before" : ""));
     }
     return texts;
 }

@@ -30,6 +30,23 @@ TEST(PlotFigure, HasAPanelPerSetOverOneSpan) {
     EXPECT_EQ(figure.panels[1].lines[0].color_index, 3U);
 }
 
+TEST(PlotFigure, NamesEachFileOnceInItsLegend) {
+    const auto make_line = [](const char* label, const char* file, bool is_before) {
+        return PlotLine{.label = label, .file = file, .is_before = is_before, .samples = {1, 2}};
+    };
+    const PlotPanel panel{"A",
+                          "time (s)",
+                          "value",
+                          {make_line("[0]", "a.h5", true), make_line("[1]", "a.h5", true),
+                           make_line("[0]", "b.h5", false), make_line("[1]", "b.h5", false)}};
+    const Figure figure = make_plot_figure({"", {panel}, {}, {}});
+    std::vector<std::string> legend;
+    for (const FigureLine& line : figure.panels[0].lines) {
+        legend.push_back(line.label);
+    }
+    EXPECT_THAT(legend, testing::ElementsAre("a.h5 [0]", "", "b.h5 [0]", "[1]"));
+}
+
 TEST(PlotFigure, CutsALineAtMissingSamples) {
     const Figure figure = make_plot_figure({"", {make_panel("A", {1, NaN, 3})}, {}, {}});
     const auto& points = figure.panels[0].lines[0].points;

@@ -61,6 +61,7 @@ TEST_F(PlotCommands, RefusesWhatItCannotWrite) {
 TEST_F(PlotCommands, RefusesAnEmptySpanAndAFileThatIsNotThere) {
     import_walk();
     EXPECT_EQ(run({"plot", "walk.h5", "--from", "2", "--to", "2", "-o", "p.svg"}).exit_code, 2);
+    EXPECT_EQ(run({"plot", "walk.h5", "--from", "nan", "-o", "p.svg"}).exit_code, 2);
     EXPECT_EQ(run({"plot", "none.h5", "-o", "p.svg"}).exit_code, 3);
     EXPECT_EQ(run({"plot", "walk.h5", "--with", "none.h5", "-o", "p.svg"}).exit_code, 3);
     EXPECT_EQ(run({"plot", "walk.h5::Z", "-o", "p.svg"}).exit_code, 3);
