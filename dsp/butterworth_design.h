@@ -13,6 +13,7 @@
 #include <complex>
 #include <cstdint>
 #include <span>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -23,6 +24,19 @@ enum class Bandform : std::int32_t {
     ZeroLagHighPass = 1,
     ZeroLagBandPass = 2,
     ZeroLagBandStop = 3,
+};
+
+// As the unit's "Bandform" names them, letter case included.
+struct NamedBandform {
+    std::string_view name;
+    Bandform bandform;
+};
+
+constexpr NamedBandform BANDFORMS[] = {
+    {"ZeroLagLowPass", Bandform::ZeroLagLowPass},
+    {"ZeroLagHighPass", Bandform::ZeroLagHighPass},
+    {"ZeroLagBandPass", Bandform::ZeroLagBandPass},
+    {"ZeroLagBandStop", Bandform::ZeroLagBandStop},
 };
 
 struct ButterworthParameters {

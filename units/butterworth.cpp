@@ -23,18 +23,6 @@ std::int32_t read_low_word(const context_api& context, call_context* ctx, const 
     return static_cast<std::int32_t>(context.read_integer(ctx, key));
 }
 
-struct NamedBandform {
-    std::string_view name;
-    dsp::Bandform bandform;
-};
-
-constexpr NamedBandform BANDFORMS[] = {
-    {"ZeroLagLowPass", dsp::Bandform::ZeroLagLowPass},
-    {"ZeroLagHighPass", dsp::Bandform::ZeroLagHighPass},
-    {"ZeroLagBandPass", dsp::Bandform::ZeroLagBandPass},
-    {"ZeroLagBandStop", dsp::Bandform::ZeroLagBandStop},
-};
-
 // Reports what is wrong with a text that names no band form.
 std::optional<dsp::Bandform> parse_bandform(const context_api& context, call_context* ctx) {
     const OwnedText text = read_text(context, ctx, "Bandform");
@@ -42,8 +30,9 @@ std::optional<dsp::Bandform> parse_bandform(const context_api& context, call_con
         context.log_error(ctx, "Invalid bandform");
         return std::nullopt;
     }
-    const auto* const named = std::ranges::find(BANDFORMS, text.view(), &NamedBandform::name);
-    if (named == std::end(BANDFORMS)) {
+    const auto* const named =
+        std::ranges::find(dsp::BANDFORMS, text.view(), &dsp::NamedBandform::name);
+    if (named == std::end(dsp::BANDFORMS)) {
         context.log_error(ctx, "Unknown bandform '%s'", text.c_str());
         return std::nullopt;
     }
