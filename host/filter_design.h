@@ -3,7 +3,7 @@
 // The one place where the host uses the plug-in's numerics: the interface does not tell
 // coefficients, and taken from a response they would lack their last digits. A test
 // holds them against what the built plug-in does to a signal. See
-// docs/decisions/0006-filter-facts.md.
+// docs/decisions/0007-filter-facts.md.
 #pragma once
 
 #include "dsp/butterworth_design.h"

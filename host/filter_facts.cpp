@@ -131,20 +131,13 @@ FilterState judge(const FilterDesign& design) {
 
 constexpr double DEVIATION = 0.05;
 
-std::string write_parameters(const ButterworthParameters& parameters) {
+std::string write_numbers(const ButterworthParameters& parameters) {
+    const bool has_band = count_edges(parameters.bandform) == 2;
     return fmt::format("CutoffFrequency={} Order={}{}", parameters.cutoff, parameters.order,
-                       count_edges(parameters.bandform) == 2
-                           ? fmt::format(" BandWidth={}", parameters.bandwidth)
-                           : "");
+                       has_band ? fmt::format(" BandWidth={}", parameters.bandwidth) : "");
 }
 
-std::string suggest_a_look(const FilterDesign& design) {
-    return fmt::format("talvora-host design {} {} --rate {}",
-                       bandform_name(design.parameters.bandform),
-                       write_parameters(design.parameters), name_rate(design));
-}
-
-std::string suggest_a_choice(const FilterDesign& design) {
+std::string write_choice_command(const FilterDesign& design) {
     std::string edges;
     for (const double edge : design.suggested_edges) {
         edges += fmt::format(" --edge {}", edge);
@@ -230,18 +223,16 @@ FilterFacts find_facts(const ButterworthParameters& parameters, float sample_rat
 std::vector<FilterWarning> find_warnings(const FilterFacts& facts) {
     const std::string at = fmt::format("at {} Hz ", name_rate(facts.design));
     if (const std::string problem = find_range_problem(facts.design); !problem.empty()) {
-        return {{fmt::format("{}{}; the unit takes it as it comes", at, problem),
-                 suggest_a_look(facts.design)}};
+        return {{fmt::format("{}{}; the unit takes it as it comes", at, problem)}};
     }
     if (facts.state != FilterState::Useful) {
-        return {{fmt::format("{}the filter is {}", at, tell_state(facts.state)),
-                 suggest_a_look(facts.design)}};
+        return {{fmt::format("{}the filter is {}", at, tell_state(facts.state))}};
     }
     if (!is_as_suggested(facts)) {
         return {{fmt::format(
                      "{}both passes together are 3 dB down at {}; the parameters suggest {}", at,
                      name_edges(facts.three_db_points), name_edges(facts.design.suggested_edges)),
-                 suggest_a_choice(facts.design)}};
+                 write_choice_command(facts.design)}};
     }
     return {};
 }
@@ -252,6 +243,17 @@ std::string name_edges(const std::vector<double>& edges) {
         text += fmt::format("{}{:.6g}", text.empty() ? "" : " and ", edge);
     }
     return text.empty() ? "no frequency" : text + " Hz";
+}
+
+std::string write_parameters(const ButterworthParameters& parameters) {
+    return fmt::format("Bandform={} {}", bandform_name(parameters.bandform),
+                       write_numbers(parameters));
+}
+
+std::string write_design_command(const FilterDesign& design) {
+    const ButterworthParameters& parameters = design.parameters;
+    return fmt::format("talvora-host design {} {} --rate {}", bandform_name(parameters.bandform),
+                       write_numbers(parameters), name_rate(design));
 }
 
 std::string name_rate(const FilterDesign& design) {

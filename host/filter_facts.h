@@ -29,11 +29,11 @@ struct FilterFacts {
 // A few milliseconds.
 FilterFacts find_facts(const ButterworthParameters& parameters, float sample_rate);
 
-// What the user is to know before a run: one sentence, complete in itself, and where to
-// read on.
+// What the user is to know before a run: one sentence, complete in itself.
 struct FilterWarning {
     std::string text;
-    std::string hint; // a command
+    std::string choice = {}; // the command that gives the filter with the suggested edges,
+                             // where that is the remedy
 };
 
 // An edge that is not below half the rate or not above 0; a filter of no use; 3 dB
@@ -43,6 +43,11 @@ std::vector<FilterWarning> find_warnings(const FilterFacts& facts);
 
 // Edges, in Hz, as a sentence names them: "40 and 60 Hz", or "no frequency".
 std::string name_edges(const std::vector<double>& edges);
+// As words of a command, with all digits of each number:
+// "Bandform=ZeroLagLowPass CutoffFrequency=49.775 Order=4".
+std::string write_parameters(const ButterworthParameters& parameters);
+// The command that tells of this filter.
+std::string write_design_command(const FilterDesign& design);
 // A rate that was widened from a float, with the digits that it was given with.
 std::string name_rate(const FilterDesign& design);
 

@@ -21,6 +21,7 @@ AddCommand add_tree_command;
 AddCommand add_run_command;
 AddCommand add_recipe_command;
 AddCommand add_history_command;
+AddCommand add_design_command;
 AddCommand add_version_command;
 
 } // namespace talvora::host

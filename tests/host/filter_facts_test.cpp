@@ -13,7 +13,6 @@
 namespace talvora::host {
 namespace {
 
-using testing::AllOf;
 using testing::DoubleNear;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -62,9 +61,9 @@ TEST(FilterFacts, FindTheEdgesThatSciPyFinds) {
         EXPECT_EQ(facts.state, FilterState::Useful) << line;
         ASSERT_THAT(facts.three_db_points, SizeIs(points.size())) << line;
         for (std::size_t i = 0; i < points.size(); ++i) {
-            // Coefficients of polynomials have fewer digits than SciPy's sections: the edge of
-            // order 8 at a thousandth of the rate moves by 5e-7.
-            EXPECT_NEAR(facts.three_db_points[i] / points[i], 1.0, 1e-6) << line;
+            // Coefficients of polynomials have fewer digits than SciPy's sections: an edge of
+            // order 8 at a fiftieth of the rate moves by 5e-6.
+            EXPECT_NEAR(facts.three_db_points[i] / points[i], 1.0, 1e-5) << line;
         }
     }
 }
@@ -122,8 +121,8 @@ struct WarningCase {
     double cutoff;
     std::int32_t order;
     double bandwidth;
-    std::string text; // part of it; empty: no warning
-    std::string hint; // part of it
+    std::string text;   // part of it; empty: no warning
+    std::string choice; // part of it; empty: none
 };
 
 const WarningCase WARNING_CASES[] = {
@@ -141,14 +140,14 @@ const WarningCase WARNING_CASES[] = {
     {"ZeroLagLowPass", 402, 4, 0,
      "the edge at 402 Hz, moved to 501.095 Hz for two passes, is not "
      "below half the rate, 500 Hz; the unit takes it as it comes",
-     "talvora-host design ZeroLagLowPass CutoffFrequency=402 Order=4 --rate 1000"},
+     ""},
     {"ZeroLagHighPass", 500, 4, 0, "the edge at 500 Hz is not below half the rate, 500 Hz", ""},
-    {"ZeroLagBandStop", 395, 4, 20, "the edge at 405 Hz, moved to", "BandWidth=20"},
+    {"ZeroLagBandStop", 395, 4, 20, "the edge at 405 Hz, moved to", ""},
     {"ZeroLagBandPass", 10, 4, 20, "the lower edge, 0 Hz, is not above 0", ""},
     {"ZeroLagBandPass", 10, 4, 30, "the lower edge, -5 Hz, is not above 0", ""},
     {"ZeroLagLowPass", NaN, 4, 0, "the lower edge, nan Hz, is not above 0", ""},
-    {"ZeroLagLowPass", 50, 1, 0, "the filter is of order 0 in each pass", "Order=1"},
-    {"ZeroLagLowPass", 1, 20, 0, "the filter is unstable", "Order=20"},
+    {"ZeroLagLowPass", 50, 1, 0, "the filter is of order 0 in each pass", ""},
+    {"ZeroLagLowPass", 1, 20, 0, "the filter is unstable", ""},
 };
 
 TEST(FilterWarnings, TellWhatTheParametersDoNotSuggest) {
@@ -159,10 +158,17 @@ TEST(FilterWarnings, TellWhatTheParametersDoNotSuggest) {
         ASSERT_THAT(warnings, SizeIs(row.text.empty() ? 0 : 1)) << what;
         for (const FilterWarning& warning : warnings) {
             EXPECT_THAT(warning.text, HasSubstr(row.text)) << what;
-            EXPECT_THAT(warning.hint, AllOf(HasSubstr("talvora-host design "), HasSubstr(row.hint)))
-                << what;
+            EXPECT_THAT(warning.choice, HasSubstr(row.choice)) << what;
+            EXPECT_EQ(warning.choice.empty(), row.choice.empty()) << what;
         }
     }
+}
+
+TEST(FilterWarnings, GoWithTheCommandThatTellsMore) {
+    EXPECT_EQ(
+        write_design_command(facts_of("ZeroLagBandStop", 50, 4, 20.5).design),
+        "talvora-host design ZeroLagBandStop CutoffFrequency=50 Order=4 BandWidth=20.5 --rate "
+        "1000");
 }
 
 TEST(FilterWarnings, NameARateAsItWasGiven) {
@@ -187,7 +193,7 @@ TEST(FilterChoice, PutsTheEdgesOfTheResponseWhereTheyAreWanted) {
                     const auto chosen = choose_parameters(form, order, edges, rate);
                     const FilterDesign design = design_filter(chosen, rate);
                     for (const double edge : edges) {
-                        EXPECT_NEAR(two_pass_gain(design, edge), std::sqrt(0.5), 1e-9)
+                        EXPECT_NEAR(two_pass_gain(design, edge), std::sqrt(0.5), 1e-6)
                             << name << " " << order << " " << edge << " of " << rate;
                     }
                 }

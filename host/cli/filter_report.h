@@ -1,0 +1,20 @@
+// What a filter does, for the commands to print.
+#pragma once
+
+#include "host/filter_facts.h"
+
+#include <nlohmann/json.hpp>
+
+#include <string>
+
+namespace talvora::host {
+
+// On one line: "at 1000 Hz 3 dB down at 77.1836 Hz after both passes, each of order 2
+// with its edge at 62.3252 Hz".
+std::string summarize(const FilterFacts& facts);
+
+// The sample rate, the order and edges of one pass, the 3 dB points, the edges that the
+// parameters suggest, whether it is stable: frequencies in Hz.
+nlohmann::ordered_json make_json(const FilterFacts& facts);
+
+} // namespace talvora::host
