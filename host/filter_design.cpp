@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <numbers>
 
 namespace talvora::host {
@@ -135,13 +136,18 @@ std::string_view bandform_name(Bandform bandform) {
     return std::ranges::find(dsp::BANDFORMS, bandform, &dsp::NamedBandform::bandform)->name;
 }
 
+std::optional<Bandform> parse_bandform(std::string_view name) {
+    const auto* const named = std::ranges::find(dsp::BANDFORMS, name, &dsp::NamedBandform::name);
+    return named != std::end(dsp::BANDFORMS) ? std::optional(named->bandform) : std::nullopt;
+}
+
 Bandform find_bandform(std::string_view name) {
+    if (const auto bandform = parse_bandform(name)) {
+        return *bandform;
+    }
     std::vector<std::string> names;
     std::string known;
     for (const auto& [text, bandform] : dsp::BANDFORMS) {
-        if (text == name) {
-            return bandform;
-        }
         names.emplace_back(text);
         known += fmt::format("{}{}", known.empty() ? "" : ", ", text);
     }
