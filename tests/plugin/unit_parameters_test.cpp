@@ -104,7 +104,8 @@ TEST_P(UnitParameters, AreDeclaredInOrderWithTheirRequiredFlags) {
 
 TEST_P(UnitParameters, HandBackTheLastResultWithAllItsBits) {
     RecordingHost host;
-    for (const std::uint64_t first : {0x8000'0001'7FFF'FF00UL, 0xFFFF'FFFF'0000'0000UL, 0x100UL}) {
+    constexpr std::uint64_t FIRST[] = {0x8000'0001'7FFF'FF00, 0xFFFF'FFFF'0000'0000, 0x100};
+    for (const std::uint64_t first : FIRST) {
         const std::uint64_t last = first + GetParam().declarations.size() - 1;
         EXPECT_EQ(host.declare(GetParam().identifier, first).result, last);
     }

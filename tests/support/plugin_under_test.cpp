@@ -1,7 +1,9 @@
 #include "tests/support/plugin_under_test.h"
 
+#include "tests/support/heap_watch.h"
+#include "tests/support/shared_library.h"
+
 #include <cstring>
-#include <dlfcn.h>
 #include <stdexcept>
 
 namespace talvora::test_support {
@@ -14,10 +16,11 @@ constexpr std::int32_t UNIT_TABLE = 3;
 
 // The library stays loaded to the end: its texts are kept in test names.
 EntryFunction load_entry() {
-    void* library = ::dlopen(TALVORA_PLUGIN_FILE, RTLD_NOW | RTLD_LOCAL);
-    void* entry = library == nullptr ? nullptr : ::dlsym(library, "talvora_plugin_api");
+    void* library = load_library(TALVORA_PLUGIN_FILE);
+    watch_heap_of(library);
+    void* entry = find_symbol(library, "talvora_plugin_api");
     if (entry == nullptr) {
-        throw std::runtime_error(::dlerror());
+        throw std::runtime_error("the library lacks talvora_plugin_api");
     }
     return reinterpret_cast<EntryFunction>(entry);
 }

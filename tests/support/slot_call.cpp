@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstring>
 #include <optional>
 #include <sstream>
@@ -136,7 +137,11 @@ std::int64_t integer_of(const Attributes& attributes, const std::string& name) {
     return static_cast<std::int64_t>(number_of(attributes, name).value_or(0.0));
 }
 
+// The sign of a NaN is shown on every system.
 std::string number_text(double value) {
+    if (std::isnan(value)) {
+        return std::signbit(value) ? "-nan" : "nan";
+    }
     std::ostringstream text;
     text << value;
     return text.str();

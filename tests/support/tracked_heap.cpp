@@ -1,5 +1,6 @@
 #include "tests/support/tracked_heap.h"
 
+#include "tests/support/heap_watch.h"
 #include "tests/support/plugin_memory.h"
 
 #include <algorithm>
@@ -8,19 +9,7 @@
 #include <cstring>
 #include <map>
 #include <stdexcept>
-#include <sys/mman.h>
 #include <utility>
-
-#if defined(__SANITIZE_ADDRESS__)
-#define TALVORA_SANITIZER_HEAP 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define TALVORA_SANITIZER_HEAP 1
-#endif
-#endif
-#ifndef TALVORA_SANITIZER_HEAP
-#define TALVORA_SANITIZER_HEAP 0
-#endif
 
 namespace talvora::test_support {
 
@@ -119,23 +108,9 @@ struct Arena {
 };
 Arena arena{};
 
-bool is_in_arena(const void* address) {
-    const auto* byte = static_cast<const unsigned char*>(address);
-    return arena.begin != nullptr && byte >= arena.begin && byte < arena.begin + ARENA_SIZE;
-}
-
-void reserve_arena() {
-    void* memory = ::mmap(nullptr, ARENA_SIZE, PROT_READ | PROT_WRITE,
-                          MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-    if (memory == MAP_FAILED) {
-        throw std::runtime_error("no address range for tracked blocks");
-    }
-    arena.begin = static_cast<unsigned char*>(memory);
-}
-
 unsigned char* take_bytes(std::size_t byte_count) {
     if (arena.begin == nullptr) {
-        reserve_arena();
+        arena.begin = static_cast<unsigned char*>(reserve_address_range(ARENA_SIZE));
     }
     const std::size_t rounded = (byte_count + 15) / 16 * 16;
     if (arena.used + rounded + 2 * GUARD_SIZE > ARENA_SIZE) {
@@ -165,27 +140,6 @@ void give_back(const Block&) {}
 
 void start_over() {
     arena.used = 0;
-}
-
-void free_tracked(void* address) {
-    const HostSection host;
-    Block* block = find_block(address);
-    if (block == nullptr) {
-        tracked().problems.push_back("an address inside a tracked block was freed");
-        return;
-    }
-    if (++block->free_count == 1) {
-        std::memset(block->bytes, FREED_BYTE, block->size);
-    }
-}
-
-// True for an allocation that a test wants to see refused.
-bool refuse_allocation() {
-    const bool is_refused = note_plugin_allocation();
-    if (is_refused) {
-        errno = ENOMEM;
-    }
-    return is_refused;
 }
 
 #endif
@@ -229,68 +183,31 @@ bool can_refuse_allocations() {
     return TALVORA_SANITIZER_HEAP == 0;
 }
 
-} // namespace talvora::test_support
-
 #if !TALVORA_SANITIZER_HEAP
 
-// Visible to the libraries of the process, whatever the build hides by default.
-#pragma GCC visibility push(default)
-extern "C" {
-// The C library's own allocator under its other names.
-void* __libc_malloc(std::size_t);
-void* __libc_calloc(std::size_t, std::size_t);
-void* __libc_realloc(void*, std::size_t);
-void* __libc_memalign(std::size_t, std::size_t);
-void __libc_free(void*);
-
-using namespace talvora::test_support;
-
-void* malloc(std::size_t size) noexcept {
-    return refuse_allocation() ? nullptr : __libc_malloc(size);
-}
-
-void* calloc(std::size_t count, std::size_t size) noexcept {
-    return refuse_allocation() ? nullptr : __libc_calloc(count, size);
-}
-
-void* realloc(void* old, std::size_t size) noexcept {
-    if (refuse_allocation()) {
-        return nullptr;
+bool refuse_allocation() {
+    const bool is_refused = note_plugin_allocation();
+    if (is_refused) {
+        errno = ENOMEM;
     }
-    if (old != nullptr) {
-        note_plugin_free();
-    }
-    return __libc_realloc(old, size);
+    return is_refused;
 }
 
-void* memalign(std::size_t alignment, std::size_t size) noexcept {
-    return refuse_allocation() ? nullptr : __libc_memalign(alignment, size);
-}
-
-void* aligned_alloc(std::size_t alignment, std::size_t size) noexcept {
-    return memalign(alignment, size);
-}
-
-int posix_memalign(void** out, std::size_t alignment, std::size_t size) noexcept {
-    void* memory = memalign(alignment, size);
-    if (memory == nullptr) {
-        return ENOMEM;
+bool free_tracked(void* address) {
+    const auto* byte = static_cast<const unsigned char*>(address);
+    if (arena.begin == nullptr || byte < arena.begin || byte >= arena.begin + ARENA_SIZE) {
+        return false;
     }
-    *out = memory;
-    return 0;
-}
-
-void free(void* address) noexcept {
-    if (is_in_arena(address)) {
-        free_tracked(address);
-        return;
+    const HostSection host;
+    Block* block = find_block(address);
+    if (block == nullptr) {
+        tracked().problems.push_back("an address inside a tracked block was freed");
+    } else if (++block->free_count == 1) {
+        std::memset(block->bytes, FREED_BYTE, block->size);
     }
-    if (address != nullptr) {
-        note_plugin_free();
-    }
-    __libc_free(address);
+    return true;
 }
-}
-#pragma GCC visibility pop
 
 #endif
+
+} // namespace talvora::test_support

@@ -4,8 +4,8 @@
 // A tracked block is one that the plug-in has to free exactly once. Both its ends are
 // guarded and its bytes start as garbage.
 //
-// In an ordinary build the test program defines malloc, free and their relatives,
-// which every library of the process then uses. Under AddressSanitizer the
+// In an ordinary build malloc, free and their relatives are the test program's own, for
+// every library of the process (heap_watch.h says how). Under AddressSanitizer the
 // sanitizer's allocator stays in place: it guards the blocks and stops the program
 // at a second free, and its hooks do the counting.
 //
