@@ -1,5 +1,4 @@
 #include "tests/support/heap_watch.h"
-
 #include "tests/support/plugin_memory.h"
 
 #include <cstdint>
