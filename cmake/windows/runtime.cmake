@@ -23,7 +23,12 @@ foreach(name mbrtowc wcrtomb)
   list(APPEND talvora_compat_objects ${object})
 endforeach()
 
-add_library(talvora_crt_compat STATIC ${CMAKE_CURRENT_LIST_DIR}/setjmp.c ${talvora_compat_objects})
+add_library(talvora_crt_compat STATIC
+  ${CMAKE_CURRENT_LIST_DIR}/maths.c
+  ${CMAKE_CURRENT_LIST_DIR}/setjmp.c
+  ${talvora_compat_objects})
+set_source_files_properties(${CMAKE_CURRENT_LIST_DIR}/maths.c PROPERTIES
+  COMPILE_OPTIONS -fno-builtin)
 set_source_files_properties(${talvora_compat_objects} PROPERTIES EXTERNAL_OBJECT ON GENERATED ON)
 
 set(talvora_uses_ucrt $<NOT:$<BOOL:$<TARGET_PROPERTY:TALVORA_OTHER_RUNTIME>>>)
