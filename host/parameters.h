@@ -86,8 +86,6 @@ class ParameterValues {
     const ParameterSignature* signature(std::string_view key) const;
     // Null when there is neither a value nor a default.
     const ParameterValue* find(std::string_view key) const;
-    // In the order of declaration.
-    std::span<const ParameterSignature> signatures() const { return signatures_; }
     // The value is of the declared type.
     void set(std::string_view key, ParameterValue value);
 

@@ -1,10 +1,6 @@
 #include "host/sample_rate.h"
 
-#include <fmt/format.h>
-
-#include <charconv>
-#include <cmath>
-#include <string>
+#include "host/shortest_double.h"
 
 namespace talvora::host {
 
@@ -27,16 +23,6 @@ std::optional<double> read_sample_rate(DataTree& tree, ObjectId object) {
     } catch (const TreeError&) {
         return std::nullopt; // of a type that is no number
     }
-}
-
-double shortest_double(float value) {
-    if (!std::isfinite(value)) {
-        return static_cast<double>(value);
-    }
-    const std::string text = fmt::format("{}", value);
-    double result = 0;
-    std::from_chars(text.data(), text.data() + text.size(), result);
-    return result;
 }
 
 } // namespace talvora::host

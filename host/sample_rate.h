@@ -14,8 +14,4 @@ constexpr char SAMPLE_RATE_ATTRIBUTE[] = "SampleRate";
 std::optional<double> as_sample_rate(const std::optional<AttributeValue>& value);
 std::optional<double> read_sample_rate(DataTree& tree, ObjectId object);
 
-// The double that the shortest decimal text of a float reads as: 0.1, not
-// 0.10000000149.
-double shortest_double(float value);
-
 } // namespace talvora::host

@@ -34,6 +34,7 @@ set_source_files_properties(${talvora_compat_objects} PROPERTIES EXTERNAL_OBJECT
 set(talvora_uses_ucrt $<NOT:$<BOOL:$<TARGET_PROPERTY:TALVORA_OTHER_RUNTIME>>>)
 target_link_options(talvora_runtime INTERFACE
   -static
+  LINKER:--no-insert-timestamp # the same sources, the same bytes
   $<${talvora_uses_ucrt}:-specs=${CMAKE_CURRENT_LIST_DIR}/ucrt.specs>
   # Asked for by name, because libraries that want them come after the archive.
   $<${talvora_uses_ucrt}:LINKER:-u,_setjmp,-u,mbrtowc,-u,wcrtomb>)

@@ -34,7 +34,8 @@ class StepRun {
 
     // Throws a Failure when the step's results are not to be kept.
     void run(DataTree& tree) {
-        const UnitOutcome outcome = run_unit(*step_.unit, tree, step_.values,
+        const ParameterValues values = expand_patterns(step_.values, tree, source_);
+        const UnitOutcome outcome = run_unit(*step_.unit, tree, values,
                                              [&](const Message& message) { say(message); });
         judge(outcome);
     }
