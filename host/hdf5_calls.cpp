@@ -346,10 +346,11 @@ Id create_float_set(hid_t group, const std::string& name, hid_t space, hid_t pro
                  "create the data set", name);
 }
 
-Id open_set(hid_t file, const std::string& path) {
+Id open_set(hid_t file, const std::string& path, SetUse use) {
     const Id access = make_properties(H5P_DATASET_ACCESS);
-    checked(H5Pset_chunk_cache(access, CHUNK_CACHE_SLOTS, CHUNK_CACHE_BYTES,
-                               H5D_CHUNK_CACHE_W0_DEFAULT),
+    const bool in_parts = use == SetUse::Parts;
+    checked(H5Pset_chunk_cache(access, in_parts ? CHUNK_CACHE_SLOTS : 0,
+                               in_parts ? CHUNK_CACHE_BYTES : 0, H5D_CHUNK_CACHE_W0_DEFAULT),
             "set", "the cache of chunks");
     return owned(H5Dopen2(file, path.c_str(), access), "open the data set", path);
 }

@@ -112,8 +112,11 @@ Id set_properties(hid_t set);
 // set given, its filters are kept.
 Id chunked_properties(std::span<const std::uint64_t> chunk, std::optional<hid_t> older = {});
 Id create_float_set(hid_t group, const std::string& name, hid_t space, hid_t properties);
-// With a cache that holds many chunks, for lines across them.
-Id open_set(hid_t file, const std::string& path);
+enum class SetUse {
+    Whole, // each chunk is passed on as it is read or written, and none is kept
+    Parts  // with a cache that holds many chunks, for lines across them
+};
+Id open_set(hid_t file, const std::string& path, SetUse use);
 void resize_set(hid_t set, const Extents& extents, std::string_view path);
 
 // True when the set can take the extents as it is: in chunks that do not become too many,

@@ -39,6 +39,10 @@ hdf5::Id open_file(const std::filesystem::path& file, Hdf5Access access) {
                                         : hdf5::open_file(file, access == Hdf5Access::ReadWrite);
 }
 
+hdf5::SetUse use_of(const Hyperslab& slab, const Extents& extents) {
+    return std::ranges::equal(slab.counts, extents) ? hdf5::SetUse::Whole : hdf5::SetUse::Parts;
+}
+
 std::string absolute(const std::string& path) {
     return "/" + path;
 }
@@ -141,8 +145,9 @@ void Hdf5Tree::resize(ObjectId id, const Extents& extents) {
     check_resize(set.extents, extents, set.path);
     if (extents == set.extents)
         return;
-    if (hdf5::can_resize(open_set(id).set, extents))
-        hdf5::resize_set(open_set(id).set, extents, set.path);
+    const OpenSet& open = open_set(id, hdf5::SetUse::Whole);
+    if (hdf5::can_resize(open.set, extents))
+        hdf5::resize_set(open.set, extents, set.path);
     else
         make_anew(id, extents);
     open_set_ = OpenSet{};
@@ -154,7 +159,7 @@ void Hdf5Tree::read(ObjectId id, const Hyperslab& slab, std::span<float> samples
     check_hyperslab(set.extents, slab, samples.size(), set.path);
     if (samples.empty())
         return;
-    const OpenSet& open = open_set(id);
+    const OpenSet& open = open_set(id, use_of(slab, set.extents));
     hdf5::read_floats(open.set, open.space, slab, samples, set.path);
 }
 
@@ -163,7 +168,7 @@ void Hdf5Tree::write(ObjectId id, const Hyperslab& slab, std::span<const float> 
     check_hyperslab(set.extents, slab, samples.size(), set.path);
     if (samples.empty())
         return;
-    const OpenSet& open = open_set(id);
+    const OpenSet& open = open_set(id, use_of(slab, set.extents));
     hdf5::write_floats(open.set, open.space, slab, samples, set.path);
 }
 
@@ -204,12 +209,13 @@ hdf5::Id Hdf5Tree::open(ObjectId id) const {
     return hdf5::open_object(file_, absolute(node(id).path));
 }
 
-Hdf5Tree::OpenSet& Hdf5Tree::open_set(ObjectId id) {
-    if (open_set_.id != id) {
+// One that is open for parts serves for the whole as well.
+Hdf5Tree::OpenSet& Hdf5Tree::open_set(ObjectId id, hdf5::SetUse use) {
+    if (open_set_.id != id || open_set_.use < use) {
         open_set_ = OpenSet{};
-        hdf5::Id set = hdf5::open_set(file_, absolute(node(id).path));
+        hdf5::Id set = hdf5::open_set(file_, absolute(node(id).path), use);
         hdf5::Id space = hdf5::set_space(set);
-        open_set_ = {id, std::move(set), std::move(space)};
+        open_set_ = {id, use, std::move(set), std::move(space)};
     }
     return open_set_;
 }
@@ -292,7 +298,7 @@ void Hdf5Tree::make_anew(ObjectId id, const Extents& extents) {
     const Node& old_node = node(id);
     const auto [group_path, name] = split_last(old_node.path);
     const hdf5::Id group = hdf5::open_object(file_, absolute(group_path));
-    const hdf5::Id& old_set = open_set(id).set;
+    const hdf5::Id& old_set = open_set(id, hdf5::SetUse::Whole).set;
     const hdf5::ObjectInfo old_info = hdf5::object_info(old_set);
     if (old_info.link_count > 1)
         throw TreeError(fmt::format("'{}' has a fixed layout and {} hard links: it cannot be "

@@ -25,8 +25,8 @@ enum class Hdf5Access {
     Create // the file must not exist
 };
 
-// One set is held open at a time, with a cache of its chunks. The HDF5 library may not
-// be used by two threads at once, and so may not two of these trees.
+// One set is held open at a time, with a cache of its chunks once a part of it was asked for. The
+// HDF5 library may not be used by two threads at once, and so may not two of these trees.
 class Hdf5Tree final : public DataTree {
   public:
     // A TreeError says what is wrong with the file.
@@ -68,6 +68,7 @@ class Hdf5Tree final : public DataTree {
     };
     struct OpenSet {
         ObjectId id{};
+        hdf5::SetUse use{};
         hdf5::Id set;
         hdf5::Id space;
     };
@@ -75,7 +76,7 @@ class Hdf5Tree final : public DataTree {
     const Node& node(ObjectId id) const;
     const Node& node(ObjectId id, ObjectKind kind) const;
     hdf5::Id open(ObjectId id) const;
-    OpenSet& open_set(ObjectId id);
+    OpenSet& open_set(ObjectId id, hdf5::SetUse use);
 
     std::optional<ObjectId> find_child(ObjectId group, const std::string& name);
     std::optional<ObjectId> find_unknown_child(ObjectId group, const std::string& name,

@@ -1,7 +1,9 @@
 #include "host/cli/file_work.h"
 
+#include "host/cached_tree.h"
 #include "host/cli/files.h"
 #include "host/observed_tree.h"
+#include "host/path_patterns.h"
 #include "host/safe_write.h"
 #include "host/unit_run.h"
 
@@ -30,7 +32,9 @@ struct StepFailed {
 
 class StepRun {
   public:
-    StepRun(const Step& step, const TellMessage& tell) : step_(step), tell_(tell) {}
+    // `source` names the file in messages.
+    StepRun(const Step& step, std::string source, const TellMessage& tell)
+        : step_(step), source_(std::move(source)), tell_(tell) {}
 
     // Throws a Failure when the step's results are not to be kept.
     void run(DataTree& tree) {
@@ -69,6 +73,7 @@ class StepRun {
     }
 
     const Step& step_;
+    const std::string source_;
     const TellMessage& tell_;
     bool has_error_ = false;
 };
@@ -191,16 +196,18 @@ class FileRun {
 
     void run_steps(const fs::path& file, std::future<InputIdentity>& identity) {
         Hdf5Tree tree(file, Hdf5Access::ReadWrite);
-        ObservedTree observed(tree);
+        CachedTree cached(tree);
+        ObservedTree observed(cached);
         observed.on_samples([&](std::uint64_t count) { meter_.add(count); });
         std::vector<StepObservations> observations;
         for (const Step& step : work_.recipe.steps) {
-            StepRun(step, tell_).run(observed);
+            StepRun(step, job_.input.string(), tell_).run(observed);
             observations.push_back(observed.finish_step());
             steps_.push_back({{"name", step.name},
                               {"unit", step.unit->name},
                               {"sets", describe_sets(observations.back())}});
         }
+        cached.flush();
         origin_.input = identity.get();
         append_history(tree, make_records(observations));
         tree.close();

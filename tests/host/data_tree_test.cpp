@@ -1,4 +1,5 @@
 // What every tree promises (host/data_tree.h), asked of each of them.
+#include "host/cached_tree.h"
 #include "host/hdf5_tree.h"
 #include "host/memory_tree.h"
 #include "host/observed_tree.h"
@@ -29,6 +30,13 @@ struct InFile {
 struct Observed {
     InFile file;
     ObservedTree tree{file.tree};
+};
+
+// Room for the sets of most cases; the others go through.
+struct InFileCached {
+    TemporaryFolder folder;
+    Hdf5Tree file{folder / "tree.h5", Hdf5Access::Create};
+    CachedTree tree{file, 256};
 };
 
 template <typename Place>
@@ -73,14 +81,16 @@ class DataTreeTest : public testing::Test {
     DataTree& tree_ = place.tree;
 };
 
-using Places = testing::Types<InMemory, InFile, Observed>;
+using Places = testing::Types<InMemory, InFile, Observed, InFileCached>;
 
 struct PlaceNames {
     template <typename Place>
     static std::string GetName(int) {
+        if (std::is_same_v<Place, InMemory>)
+            return "Memory";
         if (std::is_same_v<Place, Observed>)
             return "Observed";
-        return std::is_same_v<Place, InMemory> ? "Memory" : "Hdf5";
+        return std::is_same_v<Place, InFile> ? "Hdf5" : "CachedHdf5";
     }
 };
 
