@@ -28,6 +28,12 @@ void add_shared_options(CLI::App& program, Session& session) {
     program.add_option("--plugin", session.plugin_option,
                        "The plug-in library (else TALVORA_PLUGIN_PATH, else the one beside the "
                        "program)");
+    program
+        .add_option("--memory", session.memory_mib,
+                    "MiB of data sets that may be kept in memory while a unit goes through them "
+                    "line by line")
+        ->check(CLI::Range(0, 1 << 20))
+        ->capture_default_str();
     program.add_flag_callback(
         "--quiet", [&] { session.console.set_quiet(true); }, "Warnings and errors alone");
     program.add_flag_callback(

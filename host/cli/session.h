@@ -1,10 +1,12 @@
 // What every command of one call of the program shares.
 #pragma once
 
+#include "host/cached_tree.h"
 #include "host/cli/console.h"
 #include "host/failure.h"
 #include "host/plugin_library.h"
 
+#include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -17,6 +19,7 @@ class Session {
   public:
     Console console;
     std::string plugin_option; // of --plugin; empty when it was not given
+    std::uint64_t memory_mib = CachedTree::DEFAULT_BOUND >> 20U; // of --memory
     // A command that did part of its work says so here; one that did nothing throws.
     ExitCode exit_code = ExitCode::Done;
 
