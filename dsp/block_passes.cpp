@@ -6,16 +6,16 @@
 namespace talvora::dsp {
 
 void filter_block_forward(const LaneGroup& group, LanePass& pass, std::ptrdiff_t first,
-                          std::ptrdiff_t last, double* rows, Rows use) {
+                          std::ptrdiff_t last, double* block, double* rows) {
     const auto step = static_cast<std::ptrdiff_t>(pass.lane_count());
     if (pass.state_repeats(last - first) && group.rows_repeat(first, last)) {
-        if (use == Rows::Kept) {
+        if (rows != nullptr) {
             std::copy_n(rows - (last - first) * step, (last - first) * step, rows);
         }
         return;
     }
-    group.load_rows(first, last, rows);
-    pass.filter(rows, rows, last - first, step); // in place: the rows are in the cache
+    group.load_rows(first, last, block);
+    pass.filter(block, rows != nullptr ? rows : block, last - first, step);
 }
 
 void filter_block_backward(LanePass& pass, const double* rows, std::ptrdiff_t row_count,

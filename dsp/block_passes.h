@@ -13,13 +13,12 @@
 
 namespace talvora::dsp {
 
-// Whether the rows of a block are wanted later, or only the state after it.
-enum class Rows { Kept, Dropped };
-
 // Rows [first, last) of the group, which follow the last ones of this pass, from samples
-// to filtered rows at `rows`; kept rows follow those of the last block in memory.
+// through the rows of `block`, which stay in the first-level cache, to filtered rows at
+// `rows`, which follow those of the last block in memory. Without `rows` only the state
+// after them is wanted.
 void filter_block_forward(const LaneGroup& group, LanePass& pass, std::ptrdiff_t first,
-                          std::ptrdiff_t last, double* rows, Rows use);
+                          std::ptrdiff_t last, double* block, double* rows = nullptr);
 
 // `row_count` rows from the last to the first, which come before the last ones of this
 // pass in memory, to the rows at `out`, which is the same in every call.

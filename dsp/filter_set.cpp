@@ -14,6 +14,7 @@ namespace {
 // while their list stays in the first-level caches.
 constexpr std::size_t MAX_COLLECTED_RUN_COUNT = 2048;
 constexpr std::size_t ENOUGH_SAMPLES = 256U << 10U;
+constexpr std::size_t ENOUGH_SAMPLES_OF_ONE_LENGTH = 32U << 10U; // a quarter of the second-level cache
 
 void filter_run(std::span<float> run, const PreparedFilter& filter) {
     const std::vector<double> x(run.begin(), run.end());
@@ -64,7 +65,7 @@ void SetFilter::filter_in_place(std::span<float> samples, std::uint64_t line_len
     }
     prepare(coefficients);
     for (; samples.size() >= line_length; samples = samples.subspan(line_length)) {
-        collect_runs(samples.first(line_length));
+        collect_runs(samples.first(line_length), samples);
     }
     filter_collected_runs();
 }
@@ -77,7 +78,7 @@ void SetFilter::prepare(const FilterCoefficients& coefficients) {
     }
 }
 
-void SetFilter::collect_runs(std::span<float> line) {
+void SetFilter::collect_runs(std::span<float> line, std::span<const float> line_and_rest) {
     find_valid_runs(line, 3 * static_cast<std::int64_t>(filter_.tap_count()) - 1, line_runs_);
     if (line_runs_.empty()) {
         return;
@@ -86,14 +87,23 @@ void SetFilter::collect_runs(std::span<float> line) {
         runs_.push_back(line.subspan(static_cast<std::size_t>(run.start),
                                      static_cast<std::size_t>(run.length)));
         collected_sample_count_ += static_cast<std::size_t>(run.length);
-        if (runs_.size() == MAX_COLLECTED_RUN_COUNT ||
-            (runs_.size() % MAX_LANE_COUNT == 0 && collected_sample_count_ >= ENOUGH_SAMPLES)) {
+        if (has_enough_runs()) {
+            scratch_.upcoming = UpcomingSamples(
+                line_and_rest.subspan(static_cast<std::size_t>(run.start + run.length)));
             filter_collected_runs();
         }
     }
     const ValidRun& last = line_runs_.back();
     fill_missing(line.first(static_cast<std::size_t>(line_runs_.front().start)));
     fill_missing(line.subspan(static_cast<std::size_t>(last.start + last.length)));
+}
+
+// Runs of one length need no others to choose from.
+bool SetFilter::has_enough_runs() const {
+    const bool have_one_length = runs_.front().size() == runs_.back().size();
+    const std::size_t enough = have_one_length ? ENOUGH_SAMPLES_OF_ONE_LENGTH : ENOUGH_SAMPLES;
+    return runs_.size() == MAX_COLLECTED_RUN_COUNT ||
+           (runs_.size() % MAX_LANE_COUNT == 0 && collected_sample_count_ >= enough);
 }
 
 void SetFilter::filter_collected_runs() {
@@ -108,6 +118,7 @@ void SetFilter::filter_collected_runs() {
     }
     runs_.clear();
     collected_sample_count_ = 0;
+    scratch_.upcoming = {};
 }
 
 void SetFilter::filter_together(std::span<const std::span<float>> runs) {

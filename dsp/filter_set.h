@@ -39,7 +39,8 @@ class SetFilter {
 
   private:
     void prepare(const FilterCoefficients& coefficients);
-    void collect_runs(std::span<float> line);
+    void collect_runs(std::span<float> line, std::span<const float> line_and_rest);
+    bool has_enough_runs() const;
     void filter_collected_runs();
     void filter_together(std::span<const std::span<float>> runs);
 

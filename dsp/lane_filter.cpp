@@ -27,7 +27,7 @@ class GroupPasses {
           backward_(filter, kernels, group_.lane_count()),
           rows_(scratch.rows.reserve(static_cast<std::size_t>(segment_row_count_ * step_))),
           block_(scratch.block.reserve(BLOCK_ROW_COUNT * group_.lane_count())),
-          states_(scratch.states) {}
+          states_(scratch.states), upcoming_(scratch.upcoming) {}
 
     void run() {
         for (std::size_t lane = 0; lane < group_.lane_count(); ++lane) {
@@ -63,7 +63,7 @@ class GroupPasses {
             const std::ptrdiff_t last = first + segment_row_count_;
             for (std::ptrdiff_t row = first, end = 0; row < last; row = end) {
                 end = std::min(block_end(row), last);
-                filter_block_forward(group_, forward_, row, end, block_, Rows::Dropped);
+                filter_block_forward(group_, forward_, row, end, block_);
             }
         }
         return first;
@@ -80,8 +80,9 @@ class GroupPasses {
         backward_.start_over();
         for (std::ptrdiff_t row = first, end = 0; row < last; row = end) {
             end = std::min(block_end(row), last);
-            filter_block_forward(group_, forward_, row, end, rows_ + (row - first) * step_,
-                                 Rows::Kept);
+            filter_block_forward(group_, forward_, row, end, block_,
+                                 rows_ + (row - first) * step_);
+            upcoming_.prefetch(static_cast<std::size_t>((end - row) * step_));
         }
         // Padding before the first sample need not be filtered backward.
         const std::ptrdiff_t stop = std::max(first, samples_begin_);
@@ -142,6 +143,7 @@ class GroupPasses {
     double* rows_;
     double* block_;
     std::vector<double>& states_;
+    UpcomingSamples& upcoming_;
 };
 
 } // namespace

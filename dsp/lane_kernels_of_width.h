@@ -5,6 +5,10 @@
 
 #include "dsp/lane_kernels.h"
 
+#ifdef __AVX__
+#include <immintrin.h>
+#endif
+
 namespace talvora::dsp {
 
 namespace {
@@ -30,10 +34,36 @@ inline void store(const Vector& vector, Element* address) {
     __builtin_memcpy(address, &vector, sizeof vector);
 }
 
+// The numerators of most designs read the same from both ends: half of their products
+// with a sample are the others once more.
+enum class Numerator { Any, Palindrome };
+
+// Rows of state between registers and memory; unrolled, so that they stay in registers.
+template <std::size_t VectorCount, std::size_t Order>
+inline void load_state(Lanes (&z)[VectorCount][Order], const double* state, std::size_t stride) {
+#pragma GCC unroll 8
+    for (std::size_t v = 0; v < VectorCount; ++v) {
+#pragma GCC unroll 8
+        for (std::size_t i = 0; i < Order; ++i) {
+            load(z[v][i], state + i * stride + v * WIDTH);
+        }
+    }
+}
+template <std::size_t VectorCount, std::size_t Order>
+inline void store_state(const Lanes (&z)[VectorCount][Order], double* state, std::size_t stride) {
+#pragma GCC unroll 8
+    for (std::size_t v = 0; v < VectorCount; ++v) {
+#pragma GCC unroll 8
+        for (std::size_t i = 0; i < Order; ++i) {
+            store(z[v][i], state + i * stride + v * WIDTH);
+        }
+    }
+}
+
 // `VectorCount` registers of lanes from the column on, with coefficients and state held
 // in registers as far as there are any. A step waits for the one before through a
 // multiplication, a subtraction and an addition: vectors side by side fill that time.
-template <std::size_t VectorCount, std::size_t TapCount>
+template <std::size_t VectorCount, std::size_t TapCount, Numerator Kind>
 void filter_columns(const RowPass& pass, std::size_t column) {
     constexpr std::size_t ORDER = TapCount - 1;
     Lanes b[TapCount];
@@ -43,32 +73,30 @@ void filter_columns(const RowPass& pass, std::size_t column) {
         a[i] = pass.a[i] - Lanes{};
     }
     Lanes z[VectorCount][ORDER];
-    for (std::size_t v = 0; v < VectorCount; ++v) {
-        for (std::size_t i = 0; i < ORDER; ++i) {
-            load(z[v][i], pass.state + i * pass.lane_count + column + v * WIDTH);
-        }
-    }
+    load_state(z, pass.state + column, pass.lane_count);
     const double* in = pass.in + column;
     double* out = pass.out + column;
-    for (std::size_t row = 0; row < pass.row_count; ++row) {
+    const std::ptrdiff_t row_step = pass.row_step;
+    for (std::size_t rows_left = pass.row_count; rows_left > 0; --rows_left) {
         for (std::size_t v = 0; v < VectorCount; ++v) {
             Lanes x;
             load(x, in + v * WIDTH);
-            const Lanes y = b[0] * x + z[v][0];
-            for (std::size_t i = 0; i + 1 < ORDER; ++i) {
-                z[v][i] = z[v][i + 1] + b[i + 1] * x - a[i + 1] * y;
+            Lanes bx[TapCount];
+            for (std::size_t i = 0; i < TapCount; ++i) {
+                const bool mirrored = Kind == Numerator::Palindrome && i > ORDER - i;
+                bx[i] = mirrored ? bx[ORDER - i] : b[i] * x;
             }
-            z[v][ORDER - 1] = b[ORDER] * x - a[ORDER] * y;
+            const Lanes y = bx[0] + z[v][0];
+            for (std::size_t i = 0; i + 1 < ORDER; ++i) {
+                z[v][i] = z[v][i + 1] + bx[i + 1] - a[i + 1] * y;
+            }
+            z[v][ORDER - 1] = bx[ORDER] - a[ORDER] * y;
             store(y, out + v * WIDTH);
         }
-        in += pass.row_step;
-        out += pass.row_step;
+        in += row_step;
+        out += row_step;
     }
-    for (std::size_t v = 0; v < VectorCount; ++v) {
-        for (std::size_t i = 0; i < ORDER; ++i) {
-            store(z[v][i], pass.state + i * pass.lane_count + column + v * WIDTH);
-        }
-    }
+    store_state(z, pass.state + column, pass.lane_count);
 }
 
 // Any number of taps, with the state in memory.
@@ -95,34 +123,52 @@ void filter_columns_of_any_order(const RowPass& pass, std::size_t column) {
     }
 }
 
-template <std::size_t VectorCount, std::size_t TapCount>
+template <std::size_t VectorCount, std::size_t TapCount, Numerator Kind>
 void filter_all_columns(const RowPass& pass, std::size_t column) {
     for (; column + VectorCount * WIDTH <= pass.lane_count; column += VectorCount * WIDTH) {
-        filter_columns<VectorCount, TapCount>(pass, column);
+        filter_columns<VectorCount, TapCount, Kind>(pass, column);
     }
     if constexpr (VectorCount > 1) {
-        filter_all_columns<VectorCount / 2, TapCount>(pass, column);
+        filter_all_columns<VectorCount / 2, TapCount, Kind>(pass, column);
+    }
+}
+
+bool is_palindrome(const double* b, std::size_t tap_count) {
+    for (std::size_t i = 0; i < tap_count / 2; ++i) {
+        if (__builtin_memcmp(b + i, b + tap_count - 1 - i, sizeof *b) != 0) {
+            return false;
+        }
+    }
+    return true;
+}
+
+template <std::size_t VectorCount, std::size_t TapCount>
+void filter_rows_of_order(const RowPass& pass) {
+    if (is_palindrome(pass.b, TapCount)) {
+        filter_all_columns<VectorCount, TapCount, Numerator::Palindrome>(pass, 0);
+    } else {
+        filter_all_columns<VectorCount, TapCount, Numerator::Any>(pass, 0);
     }
 }
 
 void filter_rows(const RowPass& pass) {
     switch (pass.tap_count) {
     case 2:
-        return filter_all_columns<4, 2>(pass, 0);
+        return filter_rows_of_order<4, 2>(pass);
     case 3:
-        return filter_all_columns<4, 3>(pass, 0);
+        return filter_rows_of_order<4, 3>(pass);
     case 4:
-        return filter_all_columns<2, 4>(pass, 0);
+        return filter_rows_of_order<2, 4>(pass);
     case 5:
-        return filter_all_columns<2, 5>(pass, 0);
+        return filter_rows_of_order<2, 5>(pass);
     case 6:
-        return filter_all_columns<2, 6>(pass, 0);
+        return filter_rows_of_order<2, 6>(pass);
     case 7:
-        return filter_all_columns<2, 7>(pass, 0);
+        return filter_rows_of_order<2, 7>(pass);
     case 8:
-        return filter_all_columns<2, 8>(pass, 0);
+        return filter_rows_of_order<2, 8>(pass);
     case 9:
-        return filter_all_columns<1, 9>(pass, 0);
+        return filter_rows_of_order<2, 9>(pass);
     default:
         for (std::size_t column = 0; column < pass.lane_count; column += WIDTH) {
             filter_columns_of_any_order(pass, column);
@@ -142,6 +188,15 @@ inline void transpose(FourFloats (&m)[4]) {
     m[3] = __builtin_shufflevector(high01, high23, 2, 3, 6, 7);
 }
 
+// In one instruction where there is one: GCC would make two of the portable form.
+inline void widen(const FourFloats& narrow, FourDoubles& wide) {
+#ifdef __AVX__
+    wide = _mm256_cvtps_pd(narrow);
+#else
+    wide = __builtin_convertvector(narrow, FourDoubles);
+#endif
+}
+
 void widen_lines(const float* const lines[4], std::size_t row_count, double* column,
                  std::size_t row_stride) {
     for (std::size_t line = 0; line < 4; ++line) {
@@ -157,7 +212,9 @@ void widen_lines(const float* const lines[4], std::size_t row_count, double* col
         }
         transpose(m);
         for (std::size_t i = 0; i < 4; ++i) {
-            store(__builtin_convertvector(m[i], FourDoubles), column + (row + i) * row_stride);
+            FourDoubles wide;
+            widen(m[i], wide);
+            store(wide, column + (row + i) * row_stride);
         }
     }
     for (; row < row_count; ++row) {

@@ -17,6 +17,15 @@ double* RowBuffer::reserve(std::size_t count) {
     return lines_[0].values;
 }
 
+void UpcomingSamples::prefetch(std::size_t count) {
+    constexpr std::size_t SAMPLES_PER_CACHE_LINE = 16;
+    const std::size_t now = std::min(count, rest_.size());
+    for (std::size_t i = 0; i < now; i += SAMPLES_PER_CACHE_LINE) {
+        __builtin_prefetch(&rest_[i], 0, 2); // into the second level
+    }
+    rest_ = rest_.subspan(now);
+}
+
 LanePass::LanePass(const PreparedFilter& filter, const LaneKernels& kernels, std::size_t lane_count)
     : filter_(filter), kernels_(kernels), lane_count_(lane_count),
       state_(filter.steady_state.size() * lane_count), state_before_(state_) {}

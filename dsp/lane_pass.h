@@ -24,6 +24,18 @@ class RowBuffer {
     std::size_t line_count_ = 0;
 };
 
+// Samples that will be wanted soon: while a block is filtered, as many of them are asked of
+// the memory, which is slow to answer but can be kept busy meanwhile.
+class UpcomingSamples {
+  public:
+    UpcomingSamples() = default;
+    explicit UpcomingSamples(std::span<const float> samples) : rest_(samples) {}
+    void prefetch(std::size_t count);
+
+  private:
+    std::span<const float> rest_;
+};
+
 // Made once and used for any number of runs and filters. Rows grow to 4 MiB and a block,
 // whatever the length of the runs; the states kept along long runs come to less than a
 // thousandth of the samples' own size for each tap.
@@ -31,6 +43,7 @@ struct LaneScratch {
     RowBuffer rows;
     RowBuffer block;
     std::vector<double> states;
+    UpcomingSamples upcoming;
 };
 
 // The state of a filter in every lane, carried from one stretch of rows to the next.

@@ -132,13 +132,12 @@ class LongRunPasses {
             forward_.rest(lane, parts.sample(lane, -warm_up_));
         }
         for_each_block(warm_up_, [&](std::ptrdiff_t first, std::ptrdiff_t last) {
-            filter_block_forward(parts, forward_, first - warm_up_, last - warm_up_, block_,
-                                 Rows::Dropped);
+            filter_block_forward(parts, forward_, first - warm_up_, last - warm_up_, block_);
         });
         forward_.set_lane_state(0, true_state_);
         guess_.set_state(forward_.state());
         for_each_block(part_length_, [&](std::ptrdiff_t first, std::ptrdiff_t last) {
-            filter_block_forward(parts, forward_, first, last, block_, Rows::Dropped);
+            filter_block_forward(parts, forward_, first, last, block_);
         });
     }
 
@@ -172,8 +171,7 @@ class LongRunPasses {
         forward_.set_state({kept, states_.end()});
         states_.erase(kept, states_.end());
         for_each_block(part_length_, [&](std::ptrdiff_t first, std::ptrdiff_t last) {
-            filter_block_forward(parts, forward_, first, last, rows_ + first * LANE_COUNT,
-                                 Rows::Kept);
+            filter_block_forward(parts, forward_, first, last, block_, rows_ + first * LANE_COUNT);
         });
         filter_batch_backward(batch, parts);
     }
