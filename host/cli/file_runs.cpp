@@ -163,7 +163,8 @@ void run_on_files(Session& session, const Recipe& recipe, const FileRunOptions& 
                         .dry_run = options.dry_run,
                         .backup = options.plan.backup,
                         .replace_backup = options.plan.force,
-                        .resume = options.plan.resume};
+                        .resume = options.plan.resume,
+                        .memory_bound = session.memory_mib << 20U};
     FileRuns runs(
         session.console, jobs,
         {.worked_by = name_work(recipe), .dry_run = options.dry_run, .json = options.json});

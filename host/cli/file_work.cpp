@@ -196,7 +196,7 @@ class FileRun {
 
     void run_steps(const fs::path& file, std::future<InputIdentity>& identity) {
         Hdf5Tree tree(file, Hdf5Access::ReadWrite);
-        CachedTree cached(tree);
+        CachedTree cached(tree, work_.memory_bound);
         ObservedTree observed(cached);
         observed.on_samples([&](std::uint64_t count) { meter_.add(count); });
         std::vector<StepObservations> observations;

@@ -1,6 +1,7 @@
 // What a run does to one file: all steps on one working copy, published by one rename.
 #pragma once
 
+#include "host/cached_tree.h"
 #include "host/cli/file_plan.h"
 #include "host/failure.h"
 #include "host/recipe.h"
@@ -20,6 +21,7 @@ struct FileWork {
     bool backup = false;
     bool replace_backup = false;
     bool resume = false;
+    std::uint64_t memory_bound = CachedTree::DEFAULT_BOUND; // bytes, of the sets in work
 };
 
 // A message on the way to the user: level ("error", "warning", "info", "hint"), text, and
