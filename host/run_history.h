@@ -16,6 +16,8 @@
 //                    before (null for a new one) and after with shape, rate, missing and
 //                    gaps, and gaps_filled (null where the shape changed)
 //     attributes     names of the attributes written, by the path of their object
+//     filters        of the Butterworth unit alone: for each rate what its filter does, see
+//                    filter_report.h
 //
 // The same input, steps, programs and time give the same bytes.
 #pragma once

@@ -2,9 +2,11 @@
 
 #include "host/cached_tree.h"
 #include "host/cli/files.h"
+#include "host/cli/filter_report.h"
 #include "host/observed_tree.h"
 #include "host/path_patterns.h"
 #include "host/safe_write.h"
+#include "host/step_filters.h"
 #include "host/unit_run.h"
 
 #include <fmt/format.h>
@@ -14,7 +16,9 @@
 #include <memory>
 #include <new>
 #include <optional>
+#include <span>
 #include <utility>
+#include <vector>
 
 namespace talvora::host {
 namespace {
@@ -32,14 +36,11 @@ struct StepFailed {
 
 class StepRun {
   public:
-    // `source` names the file in messages.
-    StepRun(const Step& step, std::string source, const TellMessage& tell)
-        : step_(step), source_(std::move(source)), tell_(tell) {}
+    StepRun(const Step& step, const TellMessage& tell) : step_(step), tell_(tell) {}
 
     // Throws a Failure when the step's results are not to be kept.
     void run(DataTree& tree) {
-        const ParameterValues values = expand_patterns(step_.values, tree, source_);
-        const UnitOutcome outcome = run_unit(*step_.unit, tree, values,
+        const UnitOutcome outcome = run_unit(*step_.unit, tree, step_.values,
                                              [&](const Message& message) { say(message); });
         judge(outcome);
     }
@@ -73,7 +74,6 @@ class StepRun {
     }
 
     const Step& step_;
-    const std::string source_;
     const TellMessage& tell_;
     bool has_error_ = false;
 };
@@ -201,11 +201,18 @@ class FileRun {
         observed.on_samples([&](std::uint64_t count) { meter_.add(count); });
         std::vector<StepObservations> observations;
         for (const Step& step : work_.recipe.steps) {
-            StepRun(step, job_.input.string(), tell_).run(observed);
+            // The record keeps the parameters as given; the unit gets the names that they stand
+            // for.
+            const Step expanded{step.name, step.unit,
+                                expand_patterns(step.values, cached, job_.input.string())};
+            filters_.push_back(find_step_filters(expanded, cached));
+            tell_filters(step, filters_.back());
+            StepRun(expanded, tell_).run(observed);
             observations.push_back(observed.finish_step());
             steps_.push_back({{"name", step.name},
                               {"unit", step.unit->name},
-                              {"sets", describe_sets(observations.back())}});
+                              {"sets", describe_sets(observations.back())},
+                              {"filters", make_json(filters_.back())}});
         }
         cached.flush();
         origin_.input = identity.get();
@@ -213,10 +220,26 @@ class FileRun {
         tree.close();
     }
 
+    // Before the step, so that who reads along can stop it.
+    void tell_filters(const Step& step, std::span<const FilterFacts> filters) {
+        for (const FilterFacts& facts : filters) {
+            tell_({{"level", "detail"}, {"step", step.name}, {"text", summarize(facts)}});
+            for (const FilterWarning& warning : find_warnings(facts)) {
+                tell_({{"level", "warning"}, {"step", step.name}, {"text", warning.text}});
+                tell_({{"level", "hint"},
+                       {"text", warning.choice.empty() ? write_design_command(facts.design)
+                                                       : warning.choice}});
+            }
+        }
+    }
+
     std::vector<HistoryRecord> make_records(std::span<const StepObservations> observations) const {
         std::vector<HistoryRecord> records;
         for (std::size_t i = 0; i < observations.size(); ++i) {
             records.push_back(make_record(origin_, work_.recipe, i, observations[i]));
+            if (!filters_[i].empty()) {
+                records.back()["filters"] = make_json(filters_[i]);
+            }
         }
         return records;
     }
@@ -237,6 +260,7 @@ class FileRun {
     const TellMessage& tell_;
     SampleMeter meter_;
     Json steps_ = Json::array();
+    std::vector<std::vector<FilterFacts>> filters_; // of each step
     bool skipped_ = false;
 };
 

@@ -24,7 +24,7 @@ struct FileWork {
     std::uint64_t memory_bound = CachedTree::DEFAULT_BOUND; // bytes, of the sets in work
 };
 
-// A message on the way to the user: level ("error", "warning", "info", "hint"), text, and
+// A message on the way to the user: level ("error", "warning", "info", "hint", "detail"), text, and
 // for what a unit says its step.
 using TellMessage = std::function<void(const nlohmann::ordered_json& message)>;
 
@@ -36,7 +36,7 @@ using TellSamples = std::function<void(std::uint64_t count)>;
 //     exit_code   of this file
 //     written     true when the output was made
 //     skipped     true when an earlier run had made it, with `resume`
-//     steps       those that were run: name, unit, sets as in the history
+//     steps       those that were run: name, unit, sets and filters as in the history
 nlohmann::ordered_json work_on_file(const FileJob& job, const FileWork& work,
                                     const TellMessage& tell, const TellSamples& tell_samples);
 

@@ -29,4 +29,12 @@ nlohmann::ordered_json make_json(const FilterFacts& facts) {
             {"usable", facts.state == FilterState::Useful}};
 }
 
+nlohmann::ordered_json make_json(std::span<const FilterFacts> filters) {
+    auto list = nlohmann::ordered_json::array();
+    for (const FilterFacts& facts : filters) {
+        list.push_back(make_json(facts));
+    }
+    return list;
+}
+
 } // namespace talvora::host

@@ -5,6 +5,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <span>
 #include <string>
 
 namespace talvora::host {
@@ -16,5 +17,7 @@ std::string summarize(const FilterFacts& facts);
 // The sample rate, the order and edges of one pass, the 3 dB points, the edges that the
 // parameters suggest, whether it is stable: frequencies in Hz.
 nlohmann::ordered_json make_json(const FilterFacts& facts);
+
+nlohmann::ordered_json make_json(std::span<const FilterFacts> filters);
 
 } // namespace talvora::host

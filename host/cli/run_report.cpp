@@ -101,7 +101,8 @@ void RunReport::print_message(std::size_t index, const Json& message) const {
     static constexpr std::pair<const char*, Print> LEVELS[] = {{"error", &Console::error},
                                                                {"warning", &Console::warning},
                                                                {"info", &Console::info},
-                                                               {"hint", &Console::hint}};
+                                                               {"hint", &Console::hint},
+                                                               {"detail", &Console::detail}};
     std::string text = message.at("text");
     if (message.contains("step")) {
         text = fmt::format("{}: {}: {}", jobs_[index].input.string(),
