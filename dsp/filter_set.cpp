@@ -14,7 +14,8 @@ namespace {
 // while their list stays in the first-level caches.
 constexpr std::size_t MAX_COLLECTED_RUN_COUNT = 2048;
 constexpr std::size_t ENOUGH_SAMPLES = 256U << 10U;
-constexpr std::size_t ENOUGH_SAMPLES_OF_ONE_LENGTH = 32U << 10U; // a quarter of the second-level cache
+constexpr std::size_t ENOUGH_SAMPLES_OF_ONE_LENGTH = 32U
+                                                     << 10U; // a quarter of the second-level cache
 
 void filter_run(std::span<float> run, const PreparedFilter& filter) {
     const std::vector<double> x(run.begin(), run.end());

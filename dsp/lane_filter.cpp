@@ -80,8 +80,7 @@ class GroupPasses {
         backward_.start_over();
         for (std::ptrdiff_t row = first, end = 0; row < last; row = end) {
             end = std::min(block_end(row), last);
-            filter_block_forward(group_, forward_, row, end, block_,
-                                 rows_ + (row - first) * step_);
+            filter_block_forward(group_, forward_, row, end, block_, rows_ + (row - first) * step_);
             upcoming_.prefetch(static_cast<std::size_t>((end - row) * step_));
         }
         // Padding before the first sample need not be filtered backward.

@@ -1,11 +1,11 @@
 #include "host/cli/file_runs.h"
 
 #include "host/cli/file_work.h"
+#include "host/cli/files.h"
 #include "host/cli/progress.h"
 #include "host/cli/run_report.h"
 #include "host/cli/workers.h"
 #include "host/pending_cleanup.h"
-#include "host/safe_write.h"
 
 #include <fmt/format.h>
 
@@ -13,7 +13,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
 #include <span>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -110,17 +109,12 @@ class FileRuns {
     ProgressState state_;
 };
 
-void write_list(const fs::path& file, const std::vector<std::string>& lines) {
-    PendingFile pending(file, {.replace = true});
-    std::ofstream list(pending.path());
-    for (const std::string& line : lines) {
-        list << line << '\n';
-    }
-    list.close();
-    if (!list) {
-        throw Failure(ExitCode::Output, file.string() + ": cannot be written");
-    }
-    pending.publish();
+void write_list(const std::string& file, const std::vector<std::string>& lines) {
+    write_text_file(file, true, [&](const TextSink& send) {
+        for (const std::string& line : lines) {
+            send(line + '\n');
+        }
+    });
 }
 
 std::string name_work(const Recipe& recipe) {

@@ -34,7 +34,9 @@ struct RecipeOptions {
 
 struct ExtractOptions {
     std::string file;
+    std::string output = "-"; // standard output
     bool all = false;
+    bool force = false;
 };
 
 void print_problems(const Console& console, const std::vector<ParameterProblem>& problems,
@@ -96,12 +98,12 @@ void run_recipe(Session& session, RecipeOptions& options) {
 void extract_from_file(Session& session, const ExtractOptions& options) {
     const std::vector<HistoryRecord> history = read_history(*open_input(options.file));
     if (history.empty()) {
-        throw Failure(ExitCode::Input, fmt::format("{}: no history", options.file));
+        throw Failure(ExitCode::Input,
+                      fmt::format("{}: no history to take a recipe from", options.file));
     }
     const auto records = options.all ? std::span<const HistoryRecord>(history) : last_run(history);
-    std::string text = write_recipe(extract_recipe(records, session.plugin()));
-    text.erase(text.find_last_not_of('\n') + 1);
-    session.console.result(text);
+    const std::string text = write_recipe(extract_recipe(records, session.plugin()));
+    write_text_file(options.output, options.force, [&](const TextSink& send) { send(text); });
 }
 
 void add_recipe_options(CLI::App& command, RecipeOptions& options) {
@@ -137,7 +139,10 @@ void add_extract_command(CLI::App& recipe, Session& session) {
     CLI::App* command =
         recipe.add_subcommand("extract", "Writes the recipe that made a file, from its history");
     command->add_option("FILE.h5", options->file, "The file")->required();
+    command->add_option("-o,--output", options->output,
+                        "Where the recipe goes (else standard output)");
     command->add_flag("--all", options->all, "The steps of all runs, not of the last one alone");
+    command->add_flag("--force", options->force, "Replace an existing output");
     command->callback([&session, options] { extract_from_file(session, *options); });
 }
 
