@@ -6,6 +6,7 @@
 #include "host/cli/run_report.h"
 #include "host/cli/workers.h"
 #include "host/pending_cleanup.h"
+#include "host/safe_write.h"
 
 #include <fmt/format.h>
 
