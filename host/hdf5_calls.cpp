@@ -1,11 +1,13 @@
 #include "host/hdf5_calls.h"
 
+#include "host/hdf5_error_stack.h"
 #include "host/tree_rules.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
 #include <cstdlib>
 
 namespace talvora::host::hdf5 {
@@ -42,7 +44,12 @@ std::optional<StorageError::Access> failed_access() {
     return access;
 }
 
+bool prints_error_stacks = false;
+
 std::string innermost_error() {
+    if (prints_error_stacks) {
+        H5Eprint2(H5E_DEFAULT, stderr);
+    }
     std::string text;
     H5Ewalk2(H5E_DEFAULT, H5E_WALK_UPWARD, keep_description, &text);
     return text.empty() ? "the HDF5 library gives no reason" : text;
@@ -167,6 +174,10 @@ bool has_sane_chunks(hid_t properties, const Extents& extents) {
 }
 
 } // namespace
+
+void print_error_stacks() {
+    prints_error_stacks = true;
+}
 
 void fail(std::string_view action, std::string_view object) {
     const std::string text = fmt::format("cannot {} '{}': {}", action, object, innermost_error());

@@ -3,6 +3,7 @@
 #include "host/cli/session.h"
 #include "host/data_tree.h"
 #include "host/failure.h"
+#include "host/hdf5_error_stack.h"
 #include "host/nearest_text.h"
 #include "host/pending_cleanup.h"
 
@@ -37,7 +38,12 @@ void add_shared_options(CLI::App& program, Session& session) {
     program.add_flag_callback(
         "--quiet", [&] { session.console.set_quiet(true); }, "Warnings and errors alone");
     program.add_flag_callback(
-        "-v,--verbose", [&] { session.console.set_verbose(true); }, "Say more on what is done");
+        "-v,--verbose",
+        [&] {
+            session.console.set_verbose(true);
+            hdf5::print_error_stacks();
+        },
+        "Say more on what is done, and what the HDF5 library knows of a failure");
 }
 
 void add_commands(CLI::App& program, Session& session) {

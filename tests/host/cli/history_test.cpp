@@ -72,14 +72,16 @@ const std::pair<const char*, std::vector<std::string>> UNITS[] = {
     {"apply-set-rectify", {}},
     {"apply-set-opposite", {}},
     {"apply-set-baseline-offset", {}},
-    {"apply-set-downsample", {"HintSampleRate=5"}},
+    {"apply-set-downsample", {"HintSet=Slow/Z"}},
     {"apply-set-fill-gap", {"HintMaxGapLength=1"}},
     {"apply-set-butterworth", {"CutoffFrequency=2", "Order=2"}},
-    {"average-set", {}},
-    {"average-set-2", {}},
-    {"extract-set-maximum-extrema", {}}};
+    {"average-set", {"DestinationGroup=Results"}},
+    {"average-set-2", {"DestinationSet=Results/Means"}},
+    {"extract-set-maximum-extrema", {"DestinationGroup=Results"}}};
 
 TEST_F(History, KnowsWhatEveryUnitReadAndWrote) {
+    write_file(folder_ / "slow.csv", "Z\n1\n2\n3\n");
+    run({"import", "slow.csv", "-o", "walk.h5", "--append", "--group", "Slow", "--rate", "5"});
     for (const auto& [unit, parameters] : UNITS) {
         Program::Words words = {"run",    unit,     "SourceGroup=Signals", "walk.h5", "-o",
                                 "out.h5", "--force"};

@@ -232,6 +232,16 @@ TEST_F(Run, ReportsInputsThatAreNoHdf5Files) {
     }
 }
 
+TEST_F(Run, ShowsTheErrorStackOfTheLibraryOnlyWhenAsked) {
+    write_file(folder_ / "truncated.h5", original_.substr(0, original_.size() / 2));
+    const Program::Words words = {"run",    "apply-set-rectify", "SourceGroup=Signals", "-o",
+                                  "out.h5", "truncated.h5"};
+    EXPECT_THAT(run(words).errors, Not(HasSubstr("HDF5-DIAG")));
+    Program::Words verbose = words;
+    verbose.emplace_back("-v");
+    EXPECT_THAT(run(verbose).errors, HasSubstr("HDF5-DIAG"));
+}
+
 TEST_F(Run, WritesOneJsonLinePerFile) {
     const auto result =
         run({"run", "apply-set-rectify", "SourceGroup=Imv", "walk.h5", "-o", "out.h5", "--json"});
@@ -335,7 +345,7 @@ TEST_F(Run, BlamesTheOutputWhenTheDiskIsFullInTheMiddleOfAUnit) {
     const auto result =
         run({"-c", line}, {.environment = {}, .without_privileges = false, .program = "/bin/bash"});
     EXPECT_EQ(result.exit_code, 5) << result.errors;
-    EXPECT_THAT(result.errors, StartsWith("error: walk.h5: cannot write the samples of"));
+    EXPECT_THAT(result.errors, StartsWith("error: walk.h5: cannot write 'Signals/X': "));
     expect_nothing_changed();
 }
 
