@@ -18,8 +18,11 @@ namespace {
 constexpr std::size_t CHUNK_CACHE_BYTES = 64UL << 20;
 constexpr std::size_t CHUNK_CACHE_SLOTS = 12'421; // a prime, as the library asks for
 
-// The library prints its errors by itself unless it is told not to.
-void stop_printing() {
+// The library prints its errors by itself unless it is told not to. At the end of the
+// process it would close files again that it could not write before, and crash: ours are
+// closed by then, or not worth it.
+void tame_library() {
+    H5dont_atexit();
     H5Eset_auto2(H5E_DEFAULT, nullptr, nullptr);
 }
 
@@ -191,14 +194,14 @@ std::vector<hsize_t> to_hsize(std::span<const std::uint64_t> extents) {
 }
 
 Id create_file(const std::filesystem::path& file) {
-    stop_printing();
+    tame_library();
     return owned(
         H5Fcreate(file.c_str(), H5F_ACC_EXCL, creation_properties(H5P_FILE_CREATE), file_access()),
         "create the file", file.string());
 }
 
 Id open_file(const std::filesystem::path& file, bool for_writing) {
-    stop_printing();
+    tame_library();
     check_file(file);
     const Id access = file_access(); // letting it go would clear the stack of errors
     Id opened(H5Fopen(file.c_str(), for_writing ? H5F_ACC_RDWR : H5F_ACC_RDONLY, access));

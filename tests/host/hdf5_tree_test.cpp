@@ -8,11 +8,14 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <csignal>
+#include <cstdlib>
 #include <fcntl.h>
 #include <functional>
 #include <numeric>
 #include <optional>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <thread>
 #include <unistd.h>
 
@@ -458,6 +461,31 @@ TEST(Hdf5TreeTest, ReadsLinesAcrossChunks) {
     tree.read(set, {Extents{0, 999}, Extents{200, 1}}, line);
     for (std::size_t row = 0; row < 200; ++row)
         ASSERT_EQ(line[row], static_cast<float>(row));
+}
+
+// Ends as a program does that was told so, the library's own clean-up included.
+[[noreturn]] void write_without_room(const std::filesystem::path& file) {
+    signal(SIGXFSZ, SIG_IGN);
+    Hdf5Tree tree(file, Hdf5Access::Create);
+    const ObjectId set = tree.create_dataset(tree.root(), "set", {1'000'000});
+    const rlimit limit{100'000, 100'000};
+    setrlimit(RLIMIT_FSIZE, &limit);
+    try {
+        tree.write(set, {Extents{0}, Extents{1'000'000}}, std::vector<float>(1'000'000, 1.0F));
+        tree.close();
+    } catch (const TreeError&) {
+        std::exit(5);
+    }
+    std::exit(0);
+}
+
+TEST(Hdf5TreeDeathTest, LeavesTheProcessInOrderWhenThereIsNoRoom) {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "what the library could not write is not given back";
+#endif
+    GTEST_FLAG_SET(death_test_style, "threadsafe"); // a process that has not used the library
+    const TemporaryFolder folder;
+    EXPECT_EXIT(write_without_room(folder / "tree.h5"), testing::ExitedWithCode(5), "");
 }
 
 } // namespace
