@@ -71,7 +71,8 @@ TEST_F(RecipeRun, IsExtractedToARecipeThatMakesTheSameFileAgain) {
     const auto extracted = run({"recipe", "extract", "out.h5"});
     EXPECT_EQ(extracted.exit_code, 0) << extracted.errors;
     EXPECT_THAT(extracted.output, AllOf(HasSubstr("name: fill"), HasSubstr("2.5")));
-    write_file(folder_ / "r.yaml", extracted.output);
+    run({"recipe", "extract", "out.h5", "-o", "r.yaml", "--force"});
+    EXPECT_EQ(read_file(folder_ / "r.yaml"), extracted.output);
     const auto again = run_recipe({"walk.h5", "-o", "again.h5"});
     EXPECT_EQ(again.exit_code, 0) << again.errors;
     expect_same("out.h5", "again.h5");
@@ -93,7 +94,7 @@ TEST_F(RecipeRun, ExtractsTheLastRunOrAllOfThem) {
 TEST_F(RecipeRun, ExtractsNothingFromAFileWithoutAHistory) {
     const auto result = run({"recipe", "extract", "walk.h5"});
     EXPECT_EQ(result.exit_code, 3);
-    EXPECT_EQ(result.errors, "error: walk.h5: no history\n");
+    EXPECT_EQ(result.errors, "error: walk.h5: no history to take a recipe from\n");
 }
 
 TEST_F(RecipeRun, ResumesByTheSameSteps) {
