@@ -89,8 +89,10 @@ void SetFilter::collect_runs(std::span<float> line, std::span<const float> line_
                                      static_cast<std::size_t>(run.length)));
         collected_sample_count_ += static_cast<std::size_t>(run.length);
         if (has_enough_runs()) {
-            scratch_.upcoming = UpcomingSamples(
-                line_and_rest.subspan(static_cast<std::size_t>(run.start + run.length)));
+            const auto end = static_cast<std::size_t>(run.start + run.length);
+            if (collected_sample_count_ <= 2 * ENOUGH_SAMPLES) { // or they would be gone again
+                scratch_.upcoming = UpcomingSamples(line_and_rest.subspan(end));
+            }
             filter_collected_runs();
         }
     }

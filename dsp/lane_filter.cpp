@@ -12,7 +12,7 @@ namespace {
 // Rows of this size are kept from pass to pass in the third-level cache; beyond it, memory is
 // slower than a second forward pass over segments that stay in the second-level cache.
 constexpr std::ptrdiff_t MAX_KEPT_DOUBLES = 512 << 10;
-constexpr std::ptrdiff_t SEGMENT_DOUBLES = 64 << 10;
+constexpr std::ptrdiff_t SEGMENT_DOUBLES = 32 << 10;
 
 // All lanes begin at row 0; the first one is the last to end.
 class GroupPasses {

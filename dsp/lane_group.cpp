@@ -36,9 +36,19 @@ double ExtendedRun::operator[](std::ptrdiff_t position) const {
 
 void ExtendedRun::load(std::ptrdiff_t first, std::ptrdiff_t last, double* values,
                        std::size_t stride) const {
-    for (std::ptrdiff_t position = first; position < last; ++position) {
-        *values = (*this)[position];
+    std::ptrdiff_t position = first;
+    const auto put = [&values, stride](double value) {
+        *values = value;
         values += stride;
+    };
+    for (; position < std::min(last, samples_begin()); ++position) {
+        put((*this)[position]);
+    }
+    for (; position < std::min(last, samples_end()); ++position) {
+        put(static_cast<double>(*address(position)));
+    }
+    for (; position < last; ++position) {
+        put((*this)[position]);
     }
 }
 

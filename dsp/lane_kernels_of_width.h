@@ -82,15 +82,13 @@ void filter_columns(const RowPass& pass, std::size_t column) {
             Lanes x;
             load(x, in + v * WIDTH);
             Lanes bx[TapCount];
-            for (std::size_t i = 0; i < TapCount; ++i) {
+            bx[0] = b[0] * x;
+            const Lanes y = bx[0] + z[v][0];
+            for (std::size_t i = 1; i < TapCount; ++i) {
                 const bool mirrored = Kind == Numerator::Palindrome && i > ORDER - i;
                 bx[i] = mirrored ? bx[ORDER - i] : b[i] * x;
+                z[v][i - 1] = i < ORDER ? z[v][i] + bx[i] - a[i] * y : bx[i] - a[i] * y;
             }
-            const Lanes y = bx[0] + z[v][0];
-            for (std::size_t i = 0; i + 1 < ORDER; ++i) {
-                z[v][i] = z[v][i + 1] + bx[i + 1] - a[i + 1] * y;
-            }
-            z[v][ORDER - 1] = bx[ORDER] - a[ORDER] * y;
             store(y, out + v * WIDTH);
         }
         in += row_step;
@@ -144,7 +142,9 @@ bool is_palindrome(const double* b, std::size_t tap_count) {
 
 template <std::size_t VectorCount, std::size_t TapCount>
 void filter_rows_of_order(const RowPass& pass) {
-    if (is_palindrome(pass.b, TapCount)) {
+    // With few registers and instructions that overwrite an operand, the shared products of a
+    // long filter would be spilt.
+    if ((WIDTH > 2 || TapCount <= 5) && is_palindrome(pass.b, TapCount)) {
         filter_all_columns<VectorCount, TapCount, Numerator::Palindrome>(pass, 0);
     } else {
         filter_all_columns<VectorCount, TapCount, Numerator::Any>(pass, 0);
@@ -168,7 +168,7 @@ void filter_rows(const RowPass& pass) {
     case 8:
         return filter_rows_of_order<2, 8>(pass);
     case 9:
-        return filter_rows_of_order<2, 9>(pass);
+        return filter_rows_of_order<1, 9>(pass);
     default:
         for (std::size_t column = 0; column < pass.lane_count; column += WIDTH) {
             filter_columns_of_any_order(pass, column);
