@@ -14,8 +14,8 @@ namespace {
 // while their list stays in the first-level caches.
 constexpr std::size_t MAX_COLLECTED_RUN_COUNT = 2048;
 constexpr std::size_t ENOUGH_SAMPLES = 256U << 10U;
-constexpr std::size_t ENOUGH_SAMPLES_OF_ONE_LENGTH = 32U
-                                                     << 10U; // a quarter of the second-level cache
+// Runs of one length need no others to choose from: a quarter of the second-level cache.
+constexpr std::size_t ENOUGH_SAMPLES_OF_ONE_LENGTH = 32U << 10U;
 
 void filter_run(std::span<float> run, const PreparedFilter& filter) {
     const std::vector<double> x(run.begin(), run.end());
@@ -101,7 +101,6 @@ void SetFilter::collect_runs(std::span<float> line, std::span<const float> line_
     fill_missing(line.subspan(static_cast<std::size_t>(last.start + last.length)));
 }
 
-// Runs of one length need no others to choose from.
 bool SetFilter::has_enough_runs() const {
     const bool have_one_length = runs_.front().size() == runs_.back().size();
     const std::size_t enough = have_one_length ? ENOUGH_SAMPLES_OF_ONE_LENGTH : ENOUGH_SAMPLES;

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <bit>
+#include <cstdint>
 #include <limits>
 #include <vector>
 
@@ -30,6 +32,27 @@ TEST(FindValidRuns, KeepsARunOfExactlyTheMinimumAndDropsOneShorter) {
 TEST(FindValidRuns, CountsInfinitiesAsSamples) {
     const std::vector<float> line = {INF, -INF, NaN, INF};
     EXPECT_THAT(find_valid_runs(line, 1), ElementsAre(ValidRun{0, 2}, ValidRun{3, 1}));
+}
+
+TEST(FindValidRuns, TakesEveryNanAndNothingElseForMissingWhereverItStands) {
+    const std::uint32_t missing[] = {0x7F800001U, 0x7FC00000U, 0x7FFFFFFFU,
+                                     0xFF800001U, 0xFFC00000U, 0xFFFFFFFFU};
+    const std::uint32_t valid[] = {0x7F800000U, 0xFF800000U, 0x7F7FFFFFU, 0x80000000U, 1U};
+    for (std::size_t place = 0; place < 100; ++place) {
+        std::vector<float> line(100, 1.0F);
+        for (const std::uint32_t bits : valid) {
+            line[place] = std::bit_cast<float>(bits);
+            EXPECT_EQ(find_valid_runs(line, 1).size(), 1U);
+        }
+        for (const std::uint32_t bits : missing) {
+            line[place] = std::bit_cast<float>(bits);
+            std::int64_t sample_count = 0;
+            for (const ValidRun& run : find_valid_runs(line, 1)) {
+                sample_count += run.length;
+            }
+            EXPECT_EQ(sample_count, 99) << "place " << place << ", bits " << bits;
+        }
+    }
 }
 
 TEST(FindValidRuns, FindsNothingInAnEmptyOrMissingLine) {
