@@ -37,19 +37,24 @@ double ExtendedRun::operator[](std::ptrdiff_t position) const {
 void ExtendedRun::load(std::ptrdiff_t first, std::ptrdiff_t last, double* values,
                        std::size_t stride) const {
     std::ptrdiff_t position = first;
-    const auto put = [&values, stride](double value) {
-        *values = value;
-        values += stride;
+    const auto put_up_to = [&](std::ptrdiff_t end, auto value_at) {
+        for (end = std::min(end, last); position < end; ++position) {
+            *values = value_at(position);
+            values += stride;
+        }
     };
-    for (; position < std::min(last, samples_begin()); ++position) {
-        put((*this)[position]);
-    }
-    for (; position < std::min(last, samples_end()); ++position) {
-        put(static_cast<double>(*address(position)));
-    }
-    for (; position < last; ++position) {
-        put((*this)[position]);
-    }
+    const auto sample = [this](std::ptrdiff_t at) { return static_cast<double>(*address(at)); };
+    const auto nothing = [](std::ptrdiff_t) { return 0.0; };
+    const auto mirror_at = [sample](std::ptrdiff_t end) {
+        return [sample, end, twice = 2.0 * sample(end)](std::ptrdiff_t at) {
+            return twice - sample(2 * end - at);
+        };
+    };
+    put_up_to(0, nothing);
+    put_up_to(samples_begin(), mirror_at(samples_begin()));
+    put_up_to(samples_end(), sample);
+    put_up_to(size(), mirror_at(samples_end() - 1));
+    put_up_to(last, nothing);
 }
 
 void ExtendedRun::store(std::ptrdiff_t first, std::ptrdiff_t last, const double* values,
