@@ -69,8 +69,11 @@ void extract_maxima(const AggregationCall& call, const FilteredSet& source, grou
     const dataset_api& sets = call.sets;
     const char* const name = source.name.c_str();
     const OwnedShape shape = read_shape(sets, source.handle);
+    // A host that gave a good shape for the check above may still refuse it here.
     const FeatureSet feature =
-        open_or_create_feature_set(sets, group, name, shape.extents(), keeps_greater);
+        shape.rank() != 3
+            ? FeatureSet{}
+            : open_or_create_feature_set(sets, group, name, shape.extents(), keeps_greater);
     if (sets.dataset_is_valid(feature.handle) == 0) {
         call.log.log_error(
             "Could not create nor retrieve the %s destination set due to an internal "
