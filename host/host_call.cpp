@@ -15,6 +15,7 @@ constexpr std::size_t MAX_PROBLEMS = 100;
 constexpr std::uint64_t ANSWER_BASE = 0xC0FF'EE00'0000'0000;
 
 thread_local HostCall* active_call = nullptr;
+thread_local int slot_depth = 0;
 
 void note(std::vector<std::string>& problems, std::string problem) {
     if (problems.size() < MAX_PROBLEMS && std::ranges::find(problems, problem) == problems.end())
@@ -58,6 +59,18 @@ std::uint64_t HostCall::declare(const char* signature, bool required) {
 
 std::uint64_t HostCall::last_answer() const {
     return declared_.empty() ? 0 : ANSWER_BASE + declared_.size();
+}
+
+SlotScope::SlotScope() noexcept {
+    ++slot_depth;
+}
+
+SlotScope::~SlotScope() {
+    --slot_depth;
+}
+
+bool SlotScope::is_active() {
+    return slot_depth > 0;
 }
 
 const char* checked_text(const char* text) {

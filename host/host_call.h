@@ -84,12 +84,24 @@ class HostCall {
     HostCall* outer_; // active before this one
 };
 
+// While it lives, its thread is at work for the plug-in in code of the host's.
+class SlotScope {
+  public:
+    SlotScope() noexcept;
+    SlotScope(const SlotScope&) = delete;
+    SlotScope& operator=(const SlotScope&) = delete;
+    ~SlotScope();
+
+    static bool is_active();
+};
+
 // Runs the work of a slot for the active call and gives its result. When the work
 // throws, the reason is noted in the call and the result is zero, for no slot may throw
 // into the plug-in. A thread without a call gets zero as well.
 template <typename Work>
 auto answer(const char* slot, Work work) noexcept {
     using Result = std::invoke_result_t<Work, HostCall&>;
+    const SlotScope scope;
     HostCall* call = HostCall::active();
     if (call == nullptr)
         return Result();

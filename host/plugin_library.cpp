@@ -5,7 +5,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <dlfcn.h>
 #include <utility>
 
 namespace talvora::host {
@@ -19,18 +18,19 @@ constexpr std::uint32_t MAX_UNIT_COUNT = 10'000;
     throw PluginError(fmt::format("{}: {}", file.string(), reason));
 }
 
-void* load(const std::filesystem::path& file) {
+SharedLibrary load(const std::filesystem::path& file) {
     std::error_code ignored;
     if (!std::filesystem::is_regular_file(file, ignored))
         refuse(file, "no such plug-in library");
-    void* library = dlopen(std::filesystem::absolute(file).c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (library == nullptr)
-        refuse(file, fmt::format("cannot be loaded: {}", dlerror()));
-    return library;
+    try {
+        return SharedLibrary(file);
+    } catch (const std::runtime_error& error) {
+        refuse(file, fmt::format("cannot be loaded: {}", error.what()));
+    }
 }
 
-plugin_entry look_up_entry(const std::filesystem::path& file, void* library) {
-    void* entry = dlsym(library, PLUGIN_ENTRY_NAME);
+plugin_entry look_up_entry(const std::filesystem::path& file, const SharedLibrary& library) {
+    void* entry = library.find(PLUGIN_ENTRY_NAME);
     if (entry == nullptr)
         refuse(file, fmt::format("is no plug-in: it has no function '{}'", PLUGIN_ENTRY_NAME));
     return reinterpret_cast<plugin_entry>(entry);
@@ -125,7 +125,7 @@ std::string_view last_part(std::string_view name) {
 
 PluginLibrary::PluginLibrary(const std::filesystem::path& file)
     : file_(file), library_(load(file)) {
-    const plugin_entry entry = look_up_entry(file_, library_.get());
+    const plugin_entry entry = look_up_entry(file_, library_);
     try {
         info_ = read_info(file_, entry);
         units_ = read_units(file_, entry);
@@ -148,10 +148,6 @@ const Unit* PluginLibrary::find_unit(std::string_view name) const {
         }
     }
     return found;
-}
-
-void PluginLibrary::Unload::operator()(void* library) const {
-    dlclose(library);
 }
 
 std::string short_name(const Unit& unit) {

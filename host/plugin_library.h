@@ -1,10 +1,10 @@
 // A plug-in library: loaded, its entry looked up and its tables read and checked.
 #pragma once
 
+#include "host/shared_library.h"
 #include "plugin/plugin_api.h"
 
 #include <filesystem>
-#include <memory>
 #include <optional>
 #include <span>
 #include <stdexcept>
@@ -57,12 +57,8 @@ class PluginLibrary {
     const Unit* find_unit(std::string_view name) const;
 
   private:
-    struct Unload {
-        void operator()(void* library) const;
-    };
-
     std::filesystem::path file_;
-    std::unique_ptr<void, Unload> library_; // unloads when the object goes
+    SharedLibrary library_;
     PluginInfo info_;
     std::vector<Unit> units_;
 };

@@ -10,8 +10,10 @@ namespace talvora::host {
 
 namespace {
 
+RecordHeap record_heap{std::malloc, std::free};
+
 struct Free {
-    void operator()(void* block) const { std::free(block); }
+    void operator()(void* block) const { record_heap.release(block); }
 };
 
 template <typename Item>
@@ -21,7 +23,7 @@ using Block = std::unique_ptr<Item[], Free>;
 template <typename Item>
 Block<Item> allocate(std::size_t count) {
     Block<Item> block(
-        static_cast<Item*>(std::malloc(std::max<std::size_t>(count, 1) * sizeof(Item))));
+        static_cast<Item*>(record_heap.allocate(std::max<std::size_t>(count, 1) * sizeof(Item))));
     if (block == nullptr)
         throw std::bad_alloc();
     return block;
@@ -49,7 +51,7 @@ class TextItems {
     TextItems& operator=(const TextItems&) = delete;
     ~TextItems() {
         for (std::size_t i = 0; items_ != nullptr && i < count_; ++i)
-            std::free(items_[i]);
+            record_heap.release(items_[i]);
     }
 
     void add(Block<char> text) { items_[count_++] = text.release(); }
@@ -61,6 +63,10 @@ class TextItems {
 };
 
 } // namespace
+
+void set_record_heap(const RecordHeap& heap) {
+    record_heap = heap;
+}
 
 host_list make_text_list(std::span<const std::string> texts) {
     TextItems items(texts.size());

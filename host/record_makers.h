@@ -5,12 +5,21 @@
 
 #include "plugin/host_interfaces.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string>
 #include <string_view>
 
 namespace talvora::host {
+
+// Where the buffers come from: malloc and free, unless someone watches what becomes of
+// them. `release` takes back what a receiver never got.
+struct RecordHeap {
+    void* (*allocate)(std::size_t byte_count);
+    void (*release)(void* block);
+};
+void set_record_heap(const RecordHeap& heap);
 
 // A present list has items even when it is empty; an absent one is a record of zeros.
 host_list make_text_list(std::span<const std::string> texts);

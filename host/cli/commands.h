@@ -22,6 +22,7 @@ AddCommand add_run_command;
 AddCommand add_recipe_command;
 AddCommand add_history_command;
 AddCommand add_design_command;
+AddCommand add_validate_command;
 AddCommand add_version_command;
 
 } // namespace talvora::host

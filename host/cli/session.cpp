@@ -32,19 +32,19 @@ fs::path find_beside_program() {
                   {"name the library: --plugin FILE or TALVORA_PLUGIN_PATH"});
 }
 
-fs::path find_plugin(const std::string& option) {
-    if (!option.empty()) {
-        return option;
+} // namespace
+
+fs::path Session::plugin_file() const {
+    if (!plugin_option.empty()) {
+        return plugin_option;
     }
     const char* path = std::getenv("TALVORA_PLUGIN_PATH");
     return path != nullptr && *path != '\0' ? fs::path(path) : find_beside_program();
 }
 
-} // namespace
-
 const PluginLibrary& Session::plugin() {
     if (!plugin_) {
-        const fs::path file = find_plugin(plugin_option);
+        const fs::path file = plugin_file();
         console.detail(fmt::format("plug-in {}", file.string()));
         plugin_.emplace(file);
     }

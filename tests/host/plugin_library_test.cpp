@@ -15,7 +15,7 @@ using testing::Not;
 using testing::ThrowsMessage;
 
 std::filesystem::path sample(const std::string& fault) {
-    return std::filesystem::path(SAMPLE_PLUGIN_FOLDER) / ("sample_plugin_" + fault + ".so");
+    return std::filesystem::path(FAULTY_PLUGINS) / (fault + ".so");
 }
 
 // One line that names the file and the reason.
@@ -26,19 +26,21 @@ void expect_refused(const std::filesystem::path& file, const std::string& reason
 }
 
 TEST(PluginLibraryTest, ReadsBothTables) {
-    const PluginLibrary library(sample("NONE"));
+    const PluginLibrary library(sample("good"));
     EXPECT_EQ(library.info().name, "sample");
     ASSERT_EQ(library.units().size(), 3U);
     const Unit& unit = library.units()[0];
     EXPECT_EQ(unit.name, "maker.area.first-unit");
-    EXPECT_EQ(unit.version, "sample");
-    EXPECT_FALSE(unit.description.has_value());
+    EXPECT_EQ(unit.version, "1.0.0");
+    EXPECT_EQ(unit.description, "Negates the sets of a group");
     EXPECT_FALSE(unit.date.has_value());
+    EXPECT_FALSE(library.units()[2].description.has_value());
+    EXPECT_EQ(library.units()[2].date, "2020-02-29");
     EXPECT_TRUE(unit.run(nullptr, nullptr));
 }
 
 TEST(PluginLibraryTest, FindsAUnitByItsNameOrTheLastPartOfIt) {
-    const PluginLibrary library(sample("NONE"));
+    const PluginLibrary library(sample("good"));
     EXPECT_EQ(library.find_unit("maker.area.first-unit"), &library.units()[0]);
     EXPECT_EQ(library.find_unit("first-unit"), &library.units()[0]);
     EXPECT_EQ(library.find_unit("area.second-unit"), &library.units()[2]);
@@ -47,18 +49,18 @@ TEST(PluginLibraryTest, FindsAUnitByItsNameOrTheLastPartOfIt) {
 }
 
 TEST(PluginLibraryTest, FindsNoUnitByAnAmbiguousLastPart) {
-    EXPECT_EQ(PluginLibrary(sample("NONE")).find_unit("second-unit"), nullptr);
+    EXPECT_EQ(PluginLibrary(sample("good")).find_unit("second-unit"), nullptr);
 }
 
 TEST(PluginLibraryTest, UnloadsWithTheObject) {
     const auto is_loaded = [] {
-        void* library = dlopen(sample("NONE").c_str(), RTLD_NOLOAD | RTLD_NOW);
+        void* library = dlopen(sample("good").c_str(), RTLD_NOLOAD | RTLD_NOW);
         if (library != nullptr)
             dlclose(library);
         return library != nullptr;
     };
     {
-        const PluginLibrary library(sample("NONE"));
+        const PluginLibrary library(sample("good"));
         EXPECT_TRUE(is_loaded());
     }
     EXPECT_FALSE(is_loaded());
@@ -73,22 +75,22 @@ TEST(PluginLibraryTest, RefusesWhatIsNoLibrary) {
 }
 
 TEST(PluginLibraryTest, RefusesALibraryWithoutTheEntry) {
-    expect_refused(sample("NO_ENTRY"), "it has no function 'talvora_plugin_api'");
+    expect_refused(sample("no_entry"), "it has no function 'talvora_plugin_api'");
 }
 
 TEST(PluginLibraryTest, RefusesFaultyTables) {
-    expect_refused(sample("NO_DESCRIPTOR"), "gives no table for kind 0");
-    expect_refused(sample("NO_UNITS"), "gives no table for kind 3");
-    expect_refused(sample("COUNT_NOT_WRITTEN"), "counts 0 rows for kind 3");
-    expect_refused(sample("TOO_MANY_UNITS"), "counts 4294967295 rows for kind 3");
-    expect_refused(sample("NO_PLUGIN_NAME"), "the plug-in descriptor has no name");
-    expect_refused(sample("NULL_UNIT_NAME"), "unit 1 has no name");
-    expect_refused(sample("EMPTY_UNIT_NAME"), "unit 1 has the empty name");
-    expect_refused(sample("NO_DECLARE"),
-                   "unit 0 'maker.area.first-unit' has no operation 'declare'");
-    expect_refused(sample("NO_RUN"), "has no operation 'run'");
-    expect_refused(sample("SAME_NAME_TWICE"), "has two units 'maker.area.first-unit'");
-    expect_refused(sample("THROWS"), "threw an exception");
+    expect_refused(sample("no_descriptor"), "gives no table for kind 0");
+    expect_refused(sample("no_units"), "gives no table for kind 3");
+    expect_refused(sample("count_not_written"), "counts 0 rows for kind 3");
+    expect_refused(sample("too_many_units"), "counts 4294967295 rows for kind 3");
+    expect_refused(sample("no_plugin_name"), "the plug-in descriptor has no name");
+    expect_refused(sample("null_unit_name"), "unit 1 has no name");
+    expect_refused(sample("empty_unit_name"), "unit 1 has the empty name");
+    expect_refused(sample("no_declare"),
+                   "unit 0 'maker.samples.negate-group' has no operation 'declare'");
+    expect_refused(sample("no_run"), "has no operation 'run'");
+    expect_refused(sample("same_name_twice"), "has two units 'maker.samples.negate-group'");
+    expect_refused(sample("throws_at_entry"), "threw an exception");
 }
 
 TEST(PluginLibraryTest, LoadsTheSignalPlugin) {

@@ -1,0 +1,132 @@
+// talvora-host validate [PLUGIN] [--list] [--only PATTERN] [--json] [--timeout SECONDS]
+#include "host/cli/commands.h"
+#include "host/validate/child_process.h"
+#include "host/validate/validator.h"
+
+#include <fmt/format.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace talvora::host {
+namespace {
+
+struct ValidateOptions {
+    std::string plugin;
+    std::string only = "*";
+    double seconds = 60;
+    bool json = false;
+    bool list = false;
+    std::string child; // the id of the check that this process is to run
+};
+
+std::vector<std::string> child_words() {
+    return {own_program(), "validate", "--child"};
+}
+
+ValidatorOptions make_options(const Session& session, const ValidateOptions& options) {
+    ValidatorOptions made;
+    made.plugin =
+        options.plugin.empty() ? session.plugin_file() : std::filesystem::path(options.plugin);
+    made.self = child_words();
+    made.only = options.only;
+    made.limit = std::chrono::milliseconds(static_cast<std::int64_t>(1000 * options.seconds));
+    return made;
+}
+
+std::vector<const Check*> select_some(const ValidateOptions& options) {
+    auto checks = select_checks(options.only);
+    if (checks.empty()) {
+        throw Failure(ExitCode::Usage, fmt::format("no check matches '{}'", options.only),
+                      {"list them: talvora-host validate --list"});
+    }
+    return checks;
+}
+
+void list_checks(const Console& console, const ValidateOptions& options) {
+    std::vector<std::vector<std::string>> rows;
+    auto list = nlohmann::ordered_json::array();
+    for (const Check* check : select_some(options)) {
+        rows.push_back({std::string(check->id), std::string(check->description)});
+        list.push_back({{"id", check->id}, {"description", check->description}});
+    }
+    if (options.json) {
+        return console.document(list);
+    }
+    for (const std::string& line : align_columns(rows, {false, false})) {
+        console.result(line);
+    }
+}
+
+void print_result(const Console& console, const CheckResult& result) {
+    console.result(fmt::format("{:<9} {:<24} {}", name_of(result.verdict), result.check->id,
+                               result.check->description));
+    for (const std::string& finding : result.findings) {
+        console.result("          " + finding);
+    }
+}
+
+void print_json(const Console& console, const ValidatorOptions& options,
+                const std::vector<CheckResult>& results) {
+    auto list = nlohmann::ordered_json::array();
+    for (const CheckResult& result : results) {
+        list.push_back({{"id", result.check->id},
+                        {"description", result.check->description},
+                        {"result", name_of(result.verdict)},
+                        {"findings", result.findings}});
+    }
+    console.document({{"plugin", options.plugin.string()},
+                      {"good", all_good(results)},
+                      {"summary", summarise(results)},
+                      {"checks", list}});
+}
+
+void validate_plugin(Session& session, const ValidateOptions& options) {
+    select_some(options);
+    const ValidatorOptions validator = make_options(session, options);
+    if (!std::filesystem::is_regular_file(validator.plugin)) {
+        throw Failure(ExitCode::Plugin,
+                      fmt::format("{}: no such plug-in library", validator.plugin.string()));
+    }
+    const auto results = validate(validator, [&](const CheckResult& result) {
+        if (!options.json) {
+            print_result(session.console, result);
+        }
+    });
+    if (options.json) {
+        print_json(session.console, validator, results);
+    } else {
+        session.console.result(
+            fmt::format("{}: {}", validator.plugin.string(), summarise(results)));
+    }
+    session.exit_code = all_good(results) ? ExitCode::Done : ExitCode::Plugin;
+}
+
+void run_command(Session& session, const ValidateOptions& options) {
+    if (!options.child.empty()) {
+        session.exit_code = ExitCode{run_check_here(options.child, options.plugin, child_words())};
+    } else if (options.list) {
+        list_checks(session.console, options);
+    } else {
+        validate_plugin(session, options);
+    }
+}
+
+} // namespace
+
+void add_validate_command(CLI::App& program, Session& session) {
+    const auto options = std::make_shared<ValidateOptions>();
+    CLI::App* command =
+        program.add_subcommand("validate", "Does a plug-in library keep to the interface");
+    command->add_option("PLUGIN", options->plugin, "The library (else the one of --plugin)");
+    command->add_flag("--list", options->list, "The checks, without running them");
+    command->add_option("--only", options->only, "Checks whose ids match, as in 'run.*'");
+    command->add_flag("--json", options->json, "One JSON document");
+    command->add_option("--timeout", options->seconds, "Seconds that each check may take (60)")
+        ->check(CLI::Range(0.01, 86400.0));
+    command->add_option("--child", options->child)->group(""); // started by this program alone
+    command->callback([&session, options] { run_command(session, *options); });
+}
+
+} // namespace talvora::host

@@ -1,0 +1,96 @@
+// The child's side of the validator.
+#include "host/record_makers.h"
+#include "host/validate/child_process.h"
+#include "host/validate/guard_pages.h"
+#include "host/validate/guarded_heap.h"
+#include "host/validate/protocol.h"
+#include "host/validate/validator.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#if defined(_WIN32)
+#include <io.h>
+#else
+#include <unistd.h>
+#endif
+
+namespace talvora::host {
+
+namespace {
+
+// Keeps a check that asks for too much from taking the machine. A sanitizer maps more
+// than that before it begins.
+#if defined(__SANITIZE_ADDRESS__)
+constexpr std::size_t MAX_MEMORY = 0;
+#else
+constexpr std::size_t MAX_MEMORY = std::size_t{4} << 30;
+#endif
+
+// Its own way to the parent, whatever becomes of standard output.
+int parent = -1;
+
+bool write_some(std::string_view text, std::size_t& at) {
+#if defined(_WIN32)
+    const int count = _write(parent, text.data() + at, static_cast<unsigned>(text.size() - at));
+#else
+    const ssize_t count = write(parent, text.data() + at, text.size() - at);
+#endif
+    at += count > 0 ? static_cast<std::size_t>(count) : 0;
+    return count > 0;
+}
+
+void tell(std::string_view kind, std::string_view text) {
+    const std::string line = format_line(kind, text);
+    for (std::size_t at = 0; at < line.size();)
+        if (!write_some(line, at))
+            std::_Exit(EXIT_FAILURE); // nobody listens any more
+}
+
+// In the midst of a crash: nothing is allocated.
+void tell_fault(const void* address, bool is_write) {
+    static char line[300];
+    const char* what = GuardedHeap::explain(address, is_write);
+    if (*what == '\0')
+        return;
+    std::snprintf(line, sizeof(line), "\n\x1etalvora\tfault\t%s\n", what);
+    std::size_t at = 0;
+    write_some(line, at);
+}
+
+void* allocate_record(std::size_t byte_count) {
+    void* block = GuardedHeap::allocate(byte_count, BlockOwner::Record);
+    return block != nullptr ? block : std::malloc(byte_count);
+}
+
+void release_record(void* block) {
+    GuardedHeap::contains(block) ? GuardedHeap::release(block) : std::free(block);
+}
+
+} // namespace
+
+int run_check_here(const std::string& id, const std::filesystem::path& plugin,
+                   const std::vector<std::string>& self) {
+    const Check* check = find_check(id);
+    if (check == nullptr)
+        return EXIT_FAILURE;
+    limit_this_process(MAX_MEMORY);
+    parent = dup(1);
+    set_record_heap({allocate_record, release_record});
+    GuardedHeap::open(GuardedEnd::Back, 0xCD);
+    note_page_faults(tell_fault);
+    Examination examination(plugin, self, tell);
+    try {
+        check->run(examination);
+    } catch (const std::exception& error) {
+        examination.fail(std::string("throws: ") + error.what());
+    } catch (...) {
+        examination.fail("throws something that is no std::exception");
+    }
+    tell("done", "");
+    // A plug-in that is unloaded here, or at the exit, has nothing to add.
+    std::_Exit(EXIT_SUCCESS);
+}
+
+} // namespace talvora::host

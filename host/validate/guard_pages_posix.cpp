@@ -1,0 +1,68 @@
+#include "host/validate/guard_pages.h"
+
+#include <array>
+#include <csignal>
+#include <cstdint>
+#include <initializer_list>
+#include <sys/mman.h>
+#include <ucontext.h>
+#include <unistd.h>
+
+namespace talvora::host {
+
+namespace {
+
+PageFaultHandler page_fault_handler = nullptr;
+
+bool is_write(const void* context) {
+    constexpr greg_t WRITE_BIT = 2; // of the processor's page-fault error code
+    return (static_cast<const ucontext_t*>(context)->uc_mcontext.gregs[REG_ERR] & WRITE_BIT) != 0;
+}
+
+void handle_fault(int, siginfo_t* info, void* context) {
+    page_fault_handler(info->si_addr, is_write(context));
+    // The handler is gone (SA_RESETHAND): going on repeats the access and ends of it.
+}
+
+} // namespace
+
+std::size_t page_size() {
+    static const auto size = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    return size;
+}
+
+unsigned char* reserve_pages(std::size_t byte_count) {
+    void* range =
+        mmap(nullptr, byte_count, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    return range == MAP_FAILED ? nullptr : static_cast<unsigned char*>(range);
+}
+
+bool open_pages(unsigned char* begin, std::size_t byte_count) {
+    return mprotect(begin, byte_count, PROT_READ | PROT_WRITE) == 0;
+}
+
+void close_pages(unsigned char* begin, std::size_t byte_count) {
+    mprotect(begin, byte_count, PROT_NONE);
+}
+
+void drop_pages(unsigned char* begin, std::size_t byte_count) {
+    mmap(begin, byte_count, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE | MAP_FIXED, -1,
+         0);
+}
+
+void note_page_faults(PageFaultHandler handler) {
+    // The fault may be that of a stack which has run out.
+    static std::array<unsigned char, 64 * 1024> stack;
+    page_fault_handler = handler;
+    stack_t alternate{};
+    alternate.ss_sp = stack.data();
+    alternate.ss_size = stack.size();
+    sigaltstack(&alternate, nullptr);
+    struct sigaction action {};
+    action.sa_sigaction = handle_fault;
+    action.sa_flags = static_cast<int>(SA_SIGINFO | SA_ONSTACK | SA_RESETHAND);
+    for (const int signal : {SIGSEGV, SIGBUS})
+        sigaction(signal, &action, nullptr);
+}
+
+} // namespace talvora::host

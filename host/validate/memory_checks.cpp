@@ -1,0 +1,162 @@
+// Checks of `run`: records, buffers, and what stays behind from call to call.
+#include "host/validate/child_process.h"
+#include "host/validate/protocol.h"
+#include "host/validate/run_checks.h"
+#include "host/validate/run_visits.h"
+
+#include <algorithm>
+
+namespace talvora::host {
+
+namespace {
+
+void expect_freed_records(Examination& examination, const HeapSettlement& heap) {
+    if (heap.unfreed_records > 0)
+        examination.fail(fmt::format("does not free {} buffers of host records ({} bytes)",
+                                     heap.unfreed_records, heap.unfreed_record_bytes));
+    for (const std::string& problem : heap.record_problems)
+        examination.fail(problem);
+}
+
+void check_records(Examination& examination, std::initializer_list<MakePlans> makers,
+                   bool of_successes) {
+    bool was_seen = false;
+    visit_runs(examination, makers,
+               [&](const ExaminedUnit&, const RunPlan&, const RunOutcome& outcome) {
+                   if (outcome.report.is_success != of_successes)
+                       return;
+                   was_seen = true;
+                   expect_freed_records(examination, outcome.report.heap);
+               });
+    if (!was_seen)
+        examination.skip(fmt::format("no run {}", of_successes ? "succeeded" : "failed"));
+}
+
+// Once for each end of the blocks that is guarded to the byte.
+void check_buffers_at(Examination& examination, GuardedEnd end) {
+    visit_runs(
+        examination, {ordinary_runs, runs_on_odd_trees},
+        [&](const ExaminedUnit&, const RunPlan&, const RunOutcome& outcome) {
+            for (const std::string& problem : outcome.report.heap.block_problems)
+                examination.fail(problem);
+        },
+        end);
+}
+
+void expect_nothing_held(Examination& examination, const HeapSettlement& heap) {
+    if (heap.held_blocks > 0)
+        examination.fail(fmt::format("holds {} more blocks of memory ({} bytes) after each call",
+                                     heap.held_blocks, heap.held_bytes));
+}
+
+void expect_no_memory_of_calls(Examination& examination, const CallReport& report) {
+    for (const std::string& kept : report.kept)
+        examination.fail(kept);
+    for (const std::string& problem : report.problems.interface_breaks)
+        examination.fail("only in a later call: " + problem);
+    if (!report.thrown.empty())
+        examination.fail("only in a later call: throws: " + report.thrown);
+}
+
+bool is_clean(const CallReport& report) {
+    return report.problems.interface_breaks.empty() && report.thrown.empty();
+}
+
+void give_all_digests(Examination& examination, GuardedEnd end, unsigned char fill) {
+    const ExaminedUnits examined = load_units(examination, end, fill);
+    visit_plans(examination, examined, {ordinary_runs, runs_on_odd_trees},
+                [&](const ExaminedUnit& unit, const RunPlan& plan) {
+                    for (const auto& [path, digest] : try_run(unit, plan).after)
+                        examination.give(
+                            fmt::format("{}: '{}' {:016x}", examination.where(), path, digest));
+                });
+}
+
+ChildOutcome run_other(const Examination& examination, const std::string& id) {
+    std::vector<std::string> command = examination.self();
+    command.push_back(id);
+    command.push_back(examination.file().string());
+    return run_child(command, std::chrono::minutes(1), ".");
+}
+
+std::vector<std::string> read_values(const std::string& output) {
+    std::vector<std::string> values;
+    for (const ToldLine& line : parse_lines(output))
+        if (line.kind == "value")
+            values.push_back(line.text);
+    return values;
+}
+
+} // namespace
+
+void check_records_of_successes(Examination& examination) {
+    check_records(
+        examination,
+        {ordinary_runs, runs_on_odd_trees, runs_with_extreme_numbers, runs_with_wrong_texts}, true);
+}
+
+void check_records_of_failures(Examination& examination) {
+    check_records(examination,
+                  {ordinary_runs, runs_without_values, runs_with_wrong_texts, runs_on_odd_trees,
+                   runs_with_extreme_numbers, runs_with_refusals},
+                  false);
+}
+
+void check_buffers(Examination& examination) {
+    check_buffers_at(examination, GuardedEnd::Back);
+    check_buffers_at(examination, GuardedEnd::Front);
+}
+
+// What the first calls keep may be made once for the whole process.
+void check_memory(Examination& examination) {
+    const ExaminedUnits examined = load_units(examination);
+    visit_plans(examination, examined, {ordinary_runs, runs_without_values},
+                [&](const ExaminedUnit& unit, const RunPlan& plan) {
+                    try_run(unit, plan);
+                    const HeapSettlement second = try_run(unit, plan).report.heap;
+                    const HeapSettlement third = try_run(unit, plan).report.heap;
+                    if (second.held_blocks > 0)
+                        expect_nothing_held(examination, third);
+                });
+}
+
+void check_kept_state(Examination& examination) {
+    const ExaminedUnits examined = load_units(examination);
+    visit_plans(examination, examined, {ordinary_runs},
+                [&](const ExaminedUnit& unit, const RunPlan& plan) {
+                    const RunOutcome first = try_run(unit, plan);
+                    call_declare(unit.unit);
+                    const RunOutcome second = try_run(unit, plan);
+                    if (is_clean(first.report))
+                        expect_no_memory_of_calls(examination, second.report);
+                    examination.expect(first.after == second.after,
+                                       "gives other results at the second call");
+                });
+}
+
+void give_digests(Examination& examination) {
+    give_all_digests(examination, GuardedEnd::Back, 0xCD);
+}
+
+void give_digests_on_other_memory(Examination& examination) {
+    give_all_digests(examination, GuardedEnd::Front, 0x3F);
+}
+
+void check_same_bits(Examination& examination) {
+    const ChildOutcome first = run_other(examination, "digests.first");
+    const ChildOutcome second = run_other(examination, "digests.second");
+    for (const ChildOutcome& outcome : {first, second})
+        if (outcome.end != ChildOutcome::End::Exited)
+            return examination.fail("a process that runs every unit does not come to its end " +
+                                    outcome.reason);
+    const auto lines = read_values(first.output);
+    const auto other_lines = read_values(second.output);
+    if (lines.empty() && other_lines.empty())
+        return examination.skip("there are no results to compare");
+    for (std::size_t i = 0; i < std::max(lines.size(), other_lines.size()); ++i)
+        if (i >= lines.size() || i >= other_lines.size() || lines[i] != other_lines[i])
+            return examination.fail(fmt::format("two processes give other results, first at {}",
+                                                i < lines.size() ? lines[i] : other_lines[i]));
+}
+
+} // namespace talvora::host

@@ -1,0 +1,99 @@
+// Checks that a plug-in leaves the process as it found it: a tour of all its operations
+// under each kind of watch.
+#include "host/validate/captured_output.h"
+#include "host/validate/process_state.h"
+#include "host/validate/run_checks.h"
+#include "host/validate/run_visits.h"
+#include "host/validate/watched_imports.h"
+
+#include <chrono>
+#include <thread>
+
+namespace talvora::host {
+
+namespace {
+
+// Loads the plug-in, declares, and runs every unit well and badly. `after_step` is called
+// after each of these.
+template <typename AfterStep>
+void tour(Examination& examination, AfterStep after_step) {
+    const ExaminedUnits examined = load_units(examination);
+    after_step();
+    visit_plans(examination, examined, {ordinary_runs, runs_without_values},
+                [&](const ExaminedUnit& unit, const RunPlan& plan) {
+                    call_declare(unit.unit);
+                    after_step();
+                    try_run(unit, plan);
+                    after_step();
+                });
+}
+
+void check_aspect(Examination& examination, StateAspect aspect) {
+    if (!is_known(aspect))
+        return examination.skip("this platform does not tell");
+    const ProcessState before = read_process_state();
+    tour(examination, [&] {
+        for (const std::string& change : list_changes(aspect, before, read_process_state()))
+            examination.fail(change);
+    });
+}
+
+void check_calls(Examination& examination, Forbidden kind) {
+    tour(examination, [&] {
+        for (const std::string& name : take_forbidden_calls(kind))
+            examination.fail(fmt::format("calls '{}'", name));
+    });
+}
+
+// The beginning, without what would break the line.
+std::string shorten(std::string text) {
+    constexpr std::size_t MOST = 60;
+    for (char& letter : text)
+        letter = letter >= '\0' && letter < ' ' ? ' ' : letter;
+    return text.substr(0, MOST);
+}
+
+} // namespace
+
+void check_silence(Examination& examination) {
+    std::string printed;
+    {
+        const CapturedOutput output;
+        std::string where;
+        tour(examination, [&] {
+            if (printed.empty() && !(printed = output.read()).empty())
+                where = examination.where();
+        });
+        examination.at(where);
+    }
+    examination.expect(printed.empty(), fmt::format("prints '{}'", shorten(printed)));
+}
+
+void check_threads(Examination& examination) {
+    check_calls(examination, Forbidden::Thread);
+    check_aspect(examination, StateAspect::Threads);
+}
+
+void check_files(Examination& examination) {
+    check_calls(examination, Forbidden::File);
+    check_calls(examination, Forbidden::Process);
+    check_aspect(examination, StateAspect::Files);
+}
+
+void check_floating_point(Examination& examination) {
+    check_aspect(examination, StateAspect::FloatingPoint);
+}
+
+void check_locale(Examination& examination) {
+    check_aspect(examination, StateAspect::Locale);
+}
+
+void check_signals(Examination& examination) {
+    check_aspect(examination, StateAspect::Signals);
+}
+
+void check_surroundings(Examination& examination) {
+    check_aspect(examination, StateAspect::Surroundings);
+}
+
+} // namespace talvora::host

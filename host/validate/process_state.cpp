@@ -1,0 +1,163 @@
+#include "host/validate/process_state.h"
+
+#include <fmt/format.h>
+
+#include <cfenv>
+#include <clocale>
+#include <filesystem>
+#include <locale>
+
+#if defined(__x86_64__)
+#include <xmmintrin.h>
+#endif
+#if !defined(_WIN32)
+#include <csignal>
+#include <pthread.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#endif
+
+#if !defined(_WIN32)
+extern char** environ;
+#endif
+
+namespace talvora::host {
+
+namespace {
+
+using Settings = std::map<std::string, std::string>;
+
+Settings read_floating_point() {
+    Settings settings{{"rounding mode", fmt::format("{}", std::fegetround())}};
+#if defined(__x86_64__)
+    // The lowest six bits tell what has happened, not what is to happen.
+    settings["control bits"] = fmt::format("{:#x}", _mm_getcsr() & ~0x3FU);
+    unsigned short word = 0;
+    __asm__("fnstcw %0" : "=m"(word));
+    settings["x87 control word"] = fmt::format("{:#x}", word);
+#endif
+    return settings;
+}
+
+Settings read_locale() {
+    Settings settings{{"C locale", std::setlocale(LC_ALL, nullptr)},
+                      {"C++ locale", std::locale().name()}};
+#if !defined(_WIN32)
+    settings["thread's locale"] = fmt::format("{}", static_cast<void*>(uselocale(nullptr)));
+#endif
+    return settings;
+}
+
+#if defined(_WIN32)
+
+Settings read_signals() {
+    return {};
+}
+
+Settings read_surroundings() {
+    return {{"working folder", std::filesystem::current_path().string()}};
+}
+
+Settings read_threads() {
+    return {};
+}
+
+Settings read_files() {
+    return {};
+}
+
+#else
+
+std::string describe_action(int signal) {
+    struct sigaction action {};
+    sigaction(signal, nullptr, &action);
+    return fmt::format("{} {:#x}", reinterpret_cast<void*>(action.sa_handler), action.sa_flags);
+}
+
+Settings read_signals() {
+    Settings settings;
+    sigset_t blocked;
+    pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
+    for (int signal = 1; signal < NSIG; ++signal) {
+        settings[fmt::format("mask of signal {}", signal)] =
+            sigismember(&blocked, signal) == 1 ? "blocked" : "open";
+        settings[fmt::format("handler of signal {}", signal)] = describe_action(signal);
+    }
+    return settings;
+}
+
+Settings read_surroundings() {
+    const mode_t mask = umask(0);
+    umask(mask);
+    Settings settings{{"working folder", std::filesystem::current_path().string()},
+                      {"file mode mask", fmt::format("{:o}", mask)}};
+    for (char** variable = environ; *variable != nullptr; ++variable) {
+        const std::string text = *variable;
+        settings["variable " + text.substr(0, text.find('='))] = text.substr(text.find('=') + 1);
+    }
+    return settings;
+}
+
+// The folder /proc/self/fd shows the descriptor that it is read with as well.
+Settings list_folder(const char* folder) {
+    Settings settings;
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(folder, error))
+        settings[entry.path().filename().string()] =
+            std::filesystem::read_symlink(entry.path(), error).string();
+    std::erase_if(settings, [](const auto& entry) { return entry.second.starts_with("/proc/"); });
+    return settings;
+}
+
+Settings read_threads() {
+    return list_folder("/proc/self/task");
+}
+
+Settings read_files() {
+    return list_folder("/proc/self/fd");
+}
+
+#endif
+
+std::string find_or_nothing(const Settings& settings, const std::string& name) {
+    const auto found = settings.find(name);
+    return found == settings.end() ? "nothing" : "'" + found->second + "'";
+}
+
+} // namespace
+
+ProcessState read_process_state() {
+    return {{StateAspect::FloatingPoint, read_floating_point()},
+            {StateAspect::Locale, read_locale()},
+            {StateAspect::Signals, read_signals()},
+            {StateAspect::Surroundings, read_surroundings()},
+            {StateAspect::Threads, read_threads()},
+            {StateAspect::Files, read_files()}};
+}
+
+bool is_known(StateAspect aspect) {
+#if defined(_WIN32)
+    return aspect == StateAspect::FloatingPoint || aspect == StateAspect::Locale ||
+           aspect == StateAspect::Surroundings;
+#else
+    return aspect <= StateAspect::Files;
+#endif
+}
+
+std::vector<std::string> list_changes(StateAspect aspect, const ProcessState& before,
+                                      const ProcessState& after) {
+    const Settings& old_settings = before.at(aspect);
+    const Settings& new_settings = after.at(aspect);
+    Settings all = old_settings;
+    all.insert(new_settings.begin(), new_settings.end());
+    std::vector<std::string> changes;
+    for (const auto& [name, value] : all) {
+        const std::string was = find_or_nothing(old_settings, name);
+        const std::string is = find_or_nothing(new_settings, name);
+        if (was != is)
+            changes.push_back(fmt::format("{} was {}, is {}", name, was, is));
+    }
+    return changes;
+}
+
+} // namespace talvora::host

@@ -1,0 +1,24 @@
+// What of the process a plug-in has to leave as it found it.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace talvora::host {
+
+enum class StateAspect { FloatingPoint, Locale, Signals, Surroundings, Threads, Files };
+
+// By aspect and name: the setting as a text, so that a difference can be shown.
+using ProcessState = std::map<StateAspect, std::map<std::string, std::string>>;
+
+// Settings that the platform does not tell are left away; which aspects are complete, is
+// told by `is_known`.
+ProcessState read_process_state();
+bool is_known(StateAspect aspect);
+
+// One sentence per setting of the aspect that differs.
+std::vector<std::string> list_changes(StateAspect aspect, const ProcessState& before,
+                                      const ProcessState& after);
+
+} // namespace talvora::host

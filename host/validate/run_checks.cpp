@@ -1,0 +1,144 @@
+#include "host/validate/run_checks.h"
+
+#include "host/validate/run_visits.h"
+
+#include <algorithm>
+
+namespace talvora::host {
+
+namespace {
+
+// A refusal that this host made up is none of the plug-in's requests.
+void expect_kept_interface(Examination& examination, const CallReport& report) {
+    if (!report.thrown.empty() && report.is_out_of_memory)
+        examination.warn("asks for more memory than there is: " + report.thrown);
+    else if (!report.thrown.empty())
+        examination.fail("throws: " + report.thrown);
+    for (const std::string& problem : report.problems.interface_breaks)
+        examination.fail(problem);
+}
+
+void run_all(Examination& examination, MakePlans plans) {
+    visit_runs(examination, {plans},
+               [&](const ExaminedUnit&, const RunPlan&, const RunOutcome& outcome) {
+                   expect_kept_interface(examination, outcome.report);
+               });
+}
+
+bool has_error(const CallReport& report) {
+    return std::ranges::count(report.messages, Message::Error, &Message::level) > 0;
+}
+
+bool changed_the_tree(const RunOutcome& outcome) {
+    return outcome.report.is_success && outcome.before != outcome.after;
+}
+
+// A key of its own says that a unit writes somewhere else than it reads.
+const std::string* find_destination(const ExaminedUnit& unit) {
+    for (const auto& [key, value] : unit.usual)
+        if (key.starts_with("Destination"))
+            return std::get_if<std::string>(&value);
+    return nullptr;
+}
+
+bool is_at_or_below(const std::string& path, const std::string& place) {
+    return path == place || path.starts_with(place + "/");
+}
+
+void expect_untouched_sources(Examination& examination, const RunOutcome& outcome,
+                              const std::string& destination) {
+    for (const auto& [path, digest] : outcome.before) {
+        if (is_at_or_below(path, destination))
+            continue;
+        const auto after = outcome.after.find(path);
+        examination.expect(after != outcome.after.end() && after->second == digest,
+                           fmt::format("changes '{}', which it only reads", path));
+    }
+}
+
+// An attribute of another type is the tree's matter: to ask for it is no fault.
+bool is_about_an_attribute(std::string_view problem) {
+    const std::string_view slot = problem.substr(0, problem.find(':'));
+    return slot.starts_with("read_") && slot.ends_with("_attribute");
+}
+
+} // namespace
+
+void check_ordinary_runs(Examination& examination) {
+    std::vector<std::string> idle;
+    std::string last;
+    visit_runs(examination, {ordinary_runs},
+               [&](const ExaminedUnit& unit, const RunPlan&, const RunOutcome& outcome) {
+                   expect_kept_interface(examination, outcome.report);
+                   if (std::exchange(last, unit.unit.name) != unit.unit.name)
+                       idle.push_back(unit.unit.name);
+                   if (!idle.empty() && idle.back() == last && changed_the_tree(outcome))
+                       idle.pop_back();
+               });
+    examination.at("");
+    for (const std::string& name : idle)
+        examination.warn(fmt::format("'{}' changes nothing with the values that were guessed for "
+                                     "it: its work is not examined",
+                                     name));
+}
+
+void check_runs_without_values(Examination& examination) {
+    run_all(examination, runs_without_values);
+}
+
+void check_runs_with_wrong_texts(Examination& examination) {
+    run_all(examination, runs_with_wrong_texts);
+}
+
+void check_runs_with_extreme_numbers(Examination& examination) {
+    run_all(examination, runs_with_extreme_numbers);
+}
+
+void check_runs_on_odd_trees(Examination& examination) {
+    run_all(examination, runs_on_odd_trees);
+}
+
+void check_runs_with_refusals(Examination& examination) {
+    run_all(examination, runs_with_refusals);
+}
+
+void check_reported_failures(Examination& examination) {
+    visit_runs(
+        examination, {ordinary_runs, runs_without_values, runs_with_wrong_texts, runs_on_odd_trees},
+        [&](const ExaminedUnit&, const RunPlan&, const RunOutcome& outcome) {
+            const CallReport& report = outcome.report;
+            examination.expect(report.is_success || !report.thrown.empty() || has_error(report),
+                               "returns false without an error message");
+        });
+}
+
+// With values at every limit the user may have asked for what cannot be done; the host has
+// refused it, and nothing came to harm.
+void check_extents(Examination& examination) {
+    const auto judge = [&](void (Examination::*tell)(std::string_view)) {
+        return
+            [&examination, tell](const ExaminedUnit&, const RunPlan&, const RunOutcome& outcome) {
+                for (const std::string& problem : outcome.report.problems.refused_requests)
+                    if (!is_about_an_attribute(problem))
+                        (examination.*tell)(problem);
+            };
+    };
+    visit_runs(examination, {ordinary_runs, runs_on_odd_trees}, judge(&Examination::fail));
+    visit_runs(examination, {runs_with_extreme_numbers}, judge(&Examination::warn));
+}
+
+void check_sources(Examination& examination) {
+    bool has_destinations = false;
+    visit_runs(examination, {ordinary_runs, runs_on_odd_trees},
+               [&](const ExaminedUnit& unit, const RunPlan&, const RunOutcome& outcome) {
+                   const std::string* destination = find_destination(unit);
+                   if (destination == nullptr)
+                       return;
+                   has_destinations = true;
+                   expect_untouched_sources(examination, outcome, *destination);
+               });
+    if (!has_destinations)
+        examination.skip("no unit has a key 'Destination...'");
+}
+
+} // namespace talvora::host

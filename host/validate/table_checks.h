@@ -1,0 +1,18 @@
+// Checks of the library's file, of its entry and of the tables that it gives.
+#pragma once
+
+#include "host/validate/check.h"
+
+namespace talvora::host {
+
+void check_loading(Examination& examination);
+void check_exported_names(Examination& examination);
+void check_descriptor(Examination& examination);
+void check_unit_rows(Examination& examination);
+void check_null_rules(Examination& examination);
+void check_texts(Examination& examination);
+void check_reserved_bytes(Examination& examination);
+void check_repeated_entry(Examination& examination);
+void check_unknown_kinds(Examination& examination);
+
+} // namespace talvora::host

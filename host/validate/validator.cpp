@@ -1,0 +1,210 @@
+#include "host/validate/validator.h"
+
+#include "host/path_glob.h"
+#include "host/validate/child_process.h"
+#include "host/validate/protocol.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <iterator>
+#include <map>
+#include <system_error>
+
+namespace talvora::host {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::size_t MAX_FINDINGS = 8;
+
+// What a child told, in parts.
+struct Story {
+    std::string last_place;
+    std::vector<std::string> failures, warnings, reasons_to_skip;
+    std::string fault;
+    std::string last_words; // the last line that the library printed
+    bool is_done = false;
+};
+
+// Where a kind of line is kept; null for one that is counted alone.
+std::string* text_of(Story& story, std::string_view kind) {
+    return kind == "at"      ? &story.last_place
+           : kind == "fault" ? &story.fault
+           : kind == "other" ? &story.last_words
+                             : nullptr;
+}
+
+std::vector<std::string>* list_of(Story& story, std::string_view kind) {
+    return kind == "fail"   ? &story.failures
+           : kind == "warn" ? &story.warnings
+           : kind == "skip" ? &story.reasons_to_skip
+                            : nullptr;
+}
+
+Story read_story(const std::string& output) {
+    Story story;
+    for (const ToldLine& line : parse_lines(output)) {
+        if (std::string* text = text_of(story, line.kind))
+            *text = line.text;
+        if (std::vector<std::string>* list = list_of(story, line.kind))
+            list->push_back(line.text);
+        story.is_done = story.is_done || line.kind == "done";
+    }
+    return story;
+}
+
+// What a crash leaves to be said: where, how, and on what block or with which last words.
+std::string describe_crash(const Story& story, const ChildOutcome& outcome) {
+    std::string text = outcome.reason;
+    if (!story.last_place.empty())
+        text = story.last_place + ": " + text;
+    const std::string& more = story.fault.empty() ? story.last_words : story.fault;
+    return more.empty() ? text : text + ": " + more;
+}
+
+std::string place_of(const Story& story) {
+    return story.last_place.empty() ? "" : story.last_place + ": ";
+}
+
+void judge(const Story& story, const ChildOutcome& outcome, CheckResult& result) {
+    const auto set = [&](Verdict verdict, const std::string& finding) {
+        result.verdict = verdict;
+        result.findings.push_back(finding);
+    };
+    if (outcome.end == ChildOutcome::End::Crashed)
+        set(Verdict::Crash, describe_crash(story, outcome));
+    else if (outcome.end == ChildOutcome::End::TimedOut)
+        set(Verdict::TimeOut, place_of(story) + "does not come back in time");
+    else if (!story.is_done)
+        set(Verdict::Fail, fmt::format("{}ends the process with exit code {}", place_of(story),
+                                       outcome.exit_code));
+    else if (!story.failures.empty())
+        result.verdict = Verdict::Fail;
+    else if (!story.warnings.empty())
+        result.verdict = Verdict::Warn;
+    else if (!story.reasons_to_skip.empty())
+        result.verdict = Verdict::Skipped;
+}
+
+void shorten(std::vector<std::string>& findings) {
+    if (findings.size() <= MAX_FINDINGS)
+        return;
+    const std::size_t more = findings.size() - MAX_FINDINGS;
+    findings.resize(MAX_FINDINGS);
+    findings.push_back(fmt::format("and {} more", more));
+}
+
+CheckResult run_in_child(const Check& check, const ValidatorOptions& options,
+                         const std::string& folder) {
+    std::vector<std::string> command = options.self;
+    command.emplace_back(check.id);
+    command.push_back(fs::absolute(options.plugin).string());
+    const ChildOutcome outcome = run_child(command, options.limit, folder);
+    const Story story = read_story(outcome.output);
+    CheckResult result{&check, Verdict::Pass, {}};
+    judge(story, outcome, result);
+    for (const auto* findings : {&story.failures, &story.warnings, &story.reasons_to_skip})
+        std::ranges::copy(*findings, std::back_inserter(result.findings));
+    shorten(result.findings);
+    return result;
+}
+
+std::string_view stage_of(const Check& check) {
+    return check.id.substr(0, check.id.find('.'));
+}
+
+// The stages that call an operation which another check has called before. Where that one
+// did not come back, these would not either.
+struct Dependence {
+    std::string_view stage;
+    std::string_view first;
+};
+constexpr Dependence DEPENDENCES[] = {
+    {"tables", "library.loads"},     {"declare", "library.loads"},
+    {"run", "library.loads"},        {"records", "library.loads"},
+    {"calls", "library.loads"},      {"process", "library.loads"},
+    {"declare", "declare.ordinary"}, {"run", "declare.ordinary"},
+    {"records", "declare.ordinary"}, {"calls", "declare.ordinary"},
+    {"process", "declare.ordinary"}, {"run", "run.ordinary"},
+    {"records", "run.ordinary"},     {"calls", "run.ordinary"},
+    {"process", "run.ordinary"}};
+
+const CheckResult* find_obstacle(const Check& check, const std::vector<CheckResult>& results) {
+    for (const Dependence& dependence : DEPENDENCES)
+        for (const CheckResult& result : results)
+            if (dependence.stage == stage_of(check) && dependence.first == result.check->id &&
+                result.verdict == Verdict::TimeOut)
+                return &result;
+    return nullptr;
+}
+
+// Gone with everything that a plug-in left in it.
+class WorkFolder {
+  public:
+    WorkFolder() {
+        for (int i = 0;; ++i) {
+            path_ = fs::temp_directory_path() / fmt::format("talvora-validate-{}-{}", stamp(), i);
+            if (fs::create_directory(path_))
+                return;
+        }
+    }
+    WorkFolder(const WorkFolder&) = delete;
+    WorkFolder& operator=(const WorkFolder&) = delete;
+    ~WorkFolder() {
+        std::error_code ignored;
+        fs::remove_all(path_, ignored);
+    }
+
+    std::string path() const { return path_.string(); }
+
+  private:
+    static std::int64_t stamp() {
+        return std::chrono::steady_clock::now().time_since_epoch().count();
+    }
+    fs::path path_;
+};
+
+} // namespace
+
+std::vector<const Check*> select_checks(std::string_view only) {
+    std::vector<const Check*> checks;
+    for (const Check& check : all_checks())
+        if (matches_path(only, check.id))
+            checks.push_back(&check);
+    return checks;
+}
+
+std::vector<CheckResult> validate(const ValidatorOptions& options,
+                                  const std::function<void(const CheckResult&)>& on_result) {
+    const WorkFolder folder;
+    std::vector<CheckResult> results;
+    for (const Check* check : select_checks(options.only)) {
+        if (const CheckResult* obstacle = find_obstacle(*check, results))
+            results.push_back({check,
+                               Verdict::Skipped,
+                               {fmt::format("{} ran out of time", obstacle->check->id)}});
+        else
+            results.push_back(run_in_child(*check, options, folder.path()));
+        on_result(results.back());
+    }
+    return results;
+}
+
+std::string summarise(const std::vector<CheckResult>& results) {
+    std::map<Verdict, std::size_t> counts;
+    for (const CheckResult& result : results)
+        ++counts[result.verdict];
+    std::string text = fmt::format("{} checks:", results.size());
+    for (const auto& [verdict, count] : counts)
+        text += fmt::format("{} {} {}", text.ends_with(':') ? "" : ",", count, name_of(verdict));
+    return text;
+}
+
+bool all_good(const std::vector<CheckResult>& results) {
+    return std::ranges::all_of(results,
+                               [](const CheckResult& result) { return is_good(result.verdict); });
+}
+
+} // namespace talvora::host

@@ -1,0 +1,48 @@
+// Tries whether a plug-in library keeps to the interface. Each check runs in a process of
+// its own under a time limit: a crash or a hang is a result.
+#pragma once
+
+#include "host/validate/check.h"
+
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace talvora::host {
+
+struct CheckResult {
+    const Check* check = nullptr;
+    Verdict verdict = Verdict::Pass;
+    std::vector<std::string> findings; // a line each
+};
+
+struct ValidatorOptions {
+    std::filesystem::path plugin;
+    // The words that start a program which hands what follows, the id of a check and the
+    // file of a plug-in, to run_check_here.
+    std::vector<std::string> self;
+    std::string only = "*";                                     // a pattern over the ids
+    std::chrono::milliseconds limit = std::chrono::seconds(60); // of each check
+};
+
+// The checks whose ids match. A pattern is one of path_glob.h.
+std::vector<const Check*> select_checks(std::string_view only);
+
+// Runs them one after the other, handing on each result as it comes. What builds on a
+// check that ran out of time is skipped. Throws when no process can be started.
+std::vector<CheckResult> validate(const ValidatorOptions& options,
+                                  const std::function<void(const CheckResult&)>& on_result);
+
+// "36 checks: 35 pass, 1 skipped"
+std::string summarise(const std::vector<CheckResult>& results);
+bool all_good(const std::vector<CheckResult>& results);
+
+// The child's side: runs the check on the library in this process and writes what it
+// finds to standard output. Returns the exit code of the process.
+int run_check_here(const std::string& id, const std::filesystem::path& plugin,
+                   const std::vector<std::string>& self);
+
+} // namespace talvora::host

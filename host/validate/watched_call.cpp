@@ -1,0 +1,107 @@
+#include "host/validate/watched_call.h"
+
+#include "host/host_tables.h"
+#include "host/memory_tree.h"
+#include "host/validate/watched_imports.h"
+
+#include <cstring>
+#include <map>
+#include <new>
+#include <optional>
+
+namespace talvora::host {
+
+namespace {
+
+// What the callbacks of the call under way have to know.
+struct CallInterface {
+    std::size_t turn = 0;
+    std::map<std::int32_t, void*> tables;
+    std::vector<std::string> kept;
+};
+CallInterface current;
+
+void* copy_table(std::int32_t table_id) {
+    constexpr std::size_t SIZE = TABLE_SIZE * sizeof(void*);
+    void* copy = GuardedHeap::allocate(SIZE, BlockOwner::Table);
+    void* original = get_interface(table_id);
+    return copy == nullptr ? original : std::memcpy(copy, original, SIZE);
+}
+
+// Callbacks and contexts are used in turn, so that those of the last few calls are told by
+// their addresses.
+constexpr std::size_t TURN_COUNT = 5;
+
+template <std::size_t TURN>
+void* give_table(std::int32_t table_id) {
+    const SlotScope scope;
+    if (current.turn % TURN_COUNT != TURN)
+        current.kept.emplace_back("the callback get_interface of an earlier call was used");
+    void*& table = current.tables[table_id];
+    return table = table != nullptr ? table : copy_table(table_id);
+}
+
+constexpr get_interface_function CALLBACKS[TURN_COUNT] = {
+    give_table<0>, give_table<1>, give_table<2>, give_table<3>, give_table<4>};
+std::optional<HostCall> calls[TURN_COUNT];
+
+void retire_tables() {
+    for (const auto& [id, table] : current.tables)
+        if (GuardedHeap::contains(table))
+            GuardedHeap::retire(table);
+    current.tables.clear();
+}
+
+template <typename Result>
+Result call_operation(Result (*operation)(call_context*, get_interface_function), HostCall& call,
+                      CallReport& report) {
+    try {
+        const PluginAtWork at_work;
+        return operation(call.context(), CALLBACKS[current.turn % TURN_COUNT]);
+    } catch (const std::bad_alloc& error) {
+        report.is_out_of_memory = true;
+        report.thrown = error.what();
+    } catch (const std::exception& error) {
+        report.thrown = error.what();
+    } catch (...) {
+        report.thrown = "something that is no std::exception";
+    }
+    return Result();
+}
+
+template <typename Result>
+CallReport watch(Operation operation, Result (*function)(call_context*, get_interface_function),
+                 InjectingTree& tree, const ParameterValues& values) {
+    CallReport report;
+    const MessageSink sink = [&](const Message& message) { report.messages.push_back(message); };
+    std::optional<HostCall>& call = calls[++current.turn % TURN_COUNT];
+    call.emplace(operation, tree, values, sink);
+    const Result result = call_operation(function, *call, report);
+    report.is_success = result != Result();
+    report.answer = static_cast<std::uint64_t>(result);
+    report.last_answer = call->last_answer();
+    report.problems = call->problems();
+    report.declared = call->declared();
+    call.reset();
+    retire_tables();
+    report.kept = std::exchange(current.kept, {});
+    if (tree.foreign_handle_count() > 0)
+        report.kept.emplace_back("a handle was used that this call did not give");
+    report.heap = GuardedHeap::settle();
+    return report;
+}
+
+} // namespace
+
+CallReport call_declare(const Unit& unit) {
+    MemoryTree nothing;
+    InjectingTree tree(nothing);
+    const ParameterValues none;
+    return watch(Operation::Declare, unit.declare, tree, none);
+}
+
+CallReport call_run(const Unit& unit, InjectingTree& tree, const ParameterValues& values) {
+    return watch(Operation::Run, unit.run, tree, values);
+}
+
+} // namespace talvora::host

@@ -1,0 +1,223 @@
+#include "host/validate/watched_imports.h"
+
+#include "host/host_call.h"
+#include "host/validate/guarded_heap.h"
+#include "host/validate/import_redirection.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#if !defined(_WIN32)
+#include <cstdarg>
+#include <dirent.h>
+#include <fcntl.h>
+#include <malloc.h>
+#include <pthread.h>
+#include <spawn.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#endif
+
+namespace talvora::host {
+
+namespace {
+
+thread_local int at_work_depth = 0;
+
+bool is_plugin_at_work() {
+    return at_work_depth > 0 && !SlotScope::is_active();
+}
+
+// ---------------------------------------------------------------------------
+// Memory
+
+void* allocate_guarded(std::size_t size, std::size_t alignment = alignof(std::max_align_t)) {
+    return is_plugin_at_work() ? GuardedHeap::allocate(size, BlockOwner::Plugin, alignment)
+                               : nullptr;
+}
+
+void* watched_malloc(std::size_t size) {
+    void* block = allocate_guarded(size);
+    return block != nullptr ? block : std::malloc(size);
+}
+
+void* watched_calloc(std::size_t count, std::size_t size) {
+    const bool fits = size == 0 || count <= SIZE_MAX / size;
+    void* block = fits ? allocate_guarded(count * size) : nullptr;
+    return block != nullptr ? std::memset(block, 0, count * size) : std::calloc(count, size);
+}
+
+void watched_free(void* address) {
+    GuardedHeap::contains(address) ? GuardedHeap::release(address) : std::free(address);
+}
+
+void* watched_realloc(void* old, std::size_t size) {
+    if (!GuardedHeap::contains(old))
+        return old == nullptr ? watched_malloc(size) : std::realloc(old, size);
+    void* block = watched_malloc(size);
+    if (block != nullptr)
+        std::memcpy(block, old, std::min(size, GuardedHeap::size_of(old)));
+    watched_free(old);
+    return block;
+}
+
+#if !defined(_WIN32)
+void* watched_aligned_alloc(std::size_t alignment, std::size_t size) {
+    void* block = allocate_guarded(size, alignment);
+    return block != nullptr ? block : memalign(alignment, size);
+}
+
+int watched_posix_memalign(void** out, std::size_t alignment, std::size_t size) {
+    void* block = watched_aligned_alloc(alignment, size);
+    if (block == nullptr)
+        return ENOMEM;
+    *out = block;
+    return 0;
+}
+#endif
+
+// ---------------------------------------------------------------------------
+// Calls that an operation has no use for
+
+// By the pointer to its name, which is a literal: noting a call allocates nothing.
+struct ForbiddenCalls {
+    std::array<const char*, 64> names{};
+    std::size_t count = 0;
+};
+std::array<ForbiddenCalls, 3> forbidden_calls;
+
+void note(Forbidden kind, const char* name) {
+    ForbiddenCalls& calls = forbidden_calls[static_cast<std::size_t>(kind)];
+    if (is_plugin_at_work() && calls.count < calls.names.size())
+        calls.names[calls.count++] = name;
+}
+
+// A literal as a template argument.
+template <std::size_t Size>
+struct Name {
+    char text[Size];
+    consteval Name(const char (&literal)[Size]) { std::ranges::copy(literal, text); }
+};
+
+// The address of a function that notes the call and makes it.
+template <Forbidden KIND, Name NAME, auto FUNCTION, typename Result, typename... Arguments>
+void* noted(Result (*)(Arguments...)) {
+    Result (*const call)(Arguments...) = [](Arguments... arguments) -> Result {
+        note(KIND, NAME.text);
+        return FUNCTION(arguments...);
+    };
+    return reinterpret_cast<void*>(call);
+}
+
+#define TALVORA_NOTED(kind, function)                                                              \
+    { #function, noted < Forbidden::kind, #function, &::function>(&::function) }
+
+#if defined(_WIN32)
+
+Redirections list_redirections() {
+    return {{"malloc", reinterpret_cast<void*>(watched_malloc)},
+            {"calloc", reinterpret_cast<void*>(watched_calloc)},
+            {"realloc", reinterpret_cast<void*>(watched_realloc)},
+            {"free", reinterpret_cast<void*>(watched_free)},
+            TALVORA_NOTED(File, fopen),
+            TALVORA_NOTED(File, remove),
+            TALVORA_NOTED(File, rename),
+            TALVORA_NOTED(Process, system)};
+}
+
+#else
+
+// The third argument counts when a file is created; otherwise it is not looked at.
+mode_t mode_argument(int flags, std::va_list arguments) {
+    return (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, mode_t) : 0;
+}
+
+int noted_open(const char* path, int flags, ...) {
+    note(Forbidden::File, "open");
+    std::va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = mode_argument(flags, arguments);
+    va_end(arguments);
+    return ::open(path, flags, mode);
+}
+
+int noted_openat(int folder, const char* path, int flags, ...) {
+    note(Forbidden::File, "openat");
+    std::va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = mode_argument(flags, arguments);
+    va_end(arguments);
+    return ::openat(folder, path, flags, mode);
+}
+
+Redirections list_redirections() {
+    void* const open_function = reinterpret_cast<void*>(noted_open);
+    void* const openat_function = reinterpret_cast<void*>(noted_openat);
+    return {{"malloc", reinterpret_cast<void*>(watched_malloc)},
+            {"calloc", reinterpret_cast<void*>(watched_calloc)},
+            {"realloc", reinterpret_cast<void*>(watched_realloc)},
+            {"free", reinterpret_cast<void*>(watched_free)},
+            {"aligned_alloc", reinterpret_cast<void*>(watched_aligned_alloc)},
+            {"memalign", reinterpret_cast<void*>(watched_aligned_alloc)},
+            {"posix_memalign", reinterpret_cast<void*>(watched_posix_memalign)},
+            {"open", open_function},
+            {"open64", open_function},
+            {"openat", openat_function},
+            {"openat64", openat_function},
+            TALVORA_NOTED(File, creat),
+            TALVORA_NOTED(File, fopen),
+            TALVORA_NOTED(File, fopen64),
+            TALVORA_NOTED(File, freopen),
+            TALVORA_NOTED(File, opendir),
+            TALVORA_NOTED(File, mkdir),
+            TALVORA_NOTED(File, unlink),
+            TALVORA_NOTED(File, remove),
+            TALVORA_NOTED(File, rename),
+            TALVORA_NOTED(File, socket),
+            TALVORA_NOTED(Thread, pthread_create),
+            TALVORA_NOTED(Process, fork),
+            TALVORA_NOTED(Process, system),
+            TALVORA_NOTED(Process, popen),
+            TALVORA_NOTED(Process, posix_spawn),
+            TALVORA_NOTED(Process, posix_spawnp),
+            TALVORA_NOTED(Process, execv),
+            TALVORA_NOTED(Process, execve),
+            TALVORA_NOTED(Process, execvp)};
+}
+
+#endif
+
+bool is_cpp_library(std::string_view file) {
+    return file.find("libstdc++") != std::string_view::npos ||
+           file.find("libc++") != std::string_view::npos;
+}
+
+} // namespace
+
+void watch_imports(const std::set<std::string>& own_libraries) {
+    redirect_imports(list_redirections(), [&](std::string_view file) {
+        return !own_libraries.contains(std::string(file)) || is_cpp_library(file);
+    });
+}
+
+PluginAtWork::PluginAtWork() {
+    ++at_work_depth;
+}
+
+PluginAtWork::~PluginAtWork() {
+    --at_work_depth;
+}
+
+std::set<std::string> take_forbidden_calls(Forbidden kind) {
+    ForbiddenCalls& calls = forbidden_calls[static_cast<std::size_t>(kind)];
+    std::set<std::string> names(calls.names.begin(), calls.names.begin() + calls.count);
+    calls.count = 0;
+    return names;
+}
+
+} // namespace talvora::host

@@ -1,0 +1,18 @@
+// Leaves the locale changed.
+#include "tests/faulty_plugins/good_parts.h"
+
+#include <clocale>
+
+namespace {
+
+using namespace talvora;
+using namespace talvora::sample;
+
+bool run(call_context* ctx, get_interface_function get) {
+    std::setlocale(LC_ALL, "C.UTF-8");
+    return negate_group(ctx, get);
+}
+
+} // namespace
+
+TALVORA_SAMPLE_PLUGIN(declare_group, run)

@@ -1,0 +1,20 @@
+// Frees the buffer of a text twice.
+#include "tests/faulty_plugins/good_parts.h"
+
+namespace {
+
+using namespace talvora;
+using namespace talvora::sample;
+
+bool run(call_context* ctx, get_interface_function get) {
+    host_string name{};
+    context(get).read_string(&name, ctx, "SourceGroup");
+    char* volatile text = name.text;
+    std::free(text);
+    std::free(text);
+    return negate_group(ctx, get);
+}
+
+} // namespace
+
+TALVORA_SAMPLE_PLUGIN(declare_group, run)

@@ -1,0 +1,25 @@
+// The plug-in descriptor has no name.
+#include "tests/faulty_plugins/good_parts.h"
+
+namespace {
+
+using namespace talvora;
+using namespace talvora::sample;
+
+constexpr plugin_descriptor make_nameless() {
+    plugin_descriptor descriptor = DESCRIPTOR;
+    descriptor.name = nullptr;
+    return descriptor;
+}
+
+constexpr plugin_descriptor NAMELESS = make_nameless();
+constexpr unit_descriptor UNITS[] = {
+    make_unit(text<"maker.samples.negate-group">, declare_group, negate_group)};
+
+} // namespace
+
+extern "C" TALVORA_EXPORT const void* talvora_plugin_api(std::uint32_t* count_out,
+                                                         std::int32_t kind) {
+    const void* rows = answer(count_out, kind, UNITS);
+    return kind == PLUGIN_DESCRIPTOR_KIND ? &NAMELESS : rows;
+}

@@ -1,0 +1,18 @@
+// Prints.
+#include "tests/faulty_plugins/good_parts.h"
+
+#include <cstdio>
+
+namespace {
+
+using namespace talvora;
+using namespace talvora::sample;
+
+bool run(call_context* ctx, get_interface_function get) {
+    std::puts("negating");
+    return negate_group(ctx, get);
+}
+
+} // namespace
+
+TALVORA_SAMPLE_PLUGIN(declare_group, run)

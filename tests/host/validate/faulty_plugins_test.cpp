@@ -1,0 +1,118 @@
+#include "tests/host/validate/validating.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <set>
+
+namespace talvora::host {
+
+namespace {
+
+using testing::Contains;
+using testing::HasSubstr;
+using testing::SizeIs;
+
+// A plug-in, the check that is about its fault, and what has to be said.
+struct Fault {
+    const char* plugin;
+    const char* check;
+    Verdict verdict;
+    const char* finding;
+};
+
+constexpr Fault FAULTS[] = {
+    {"no_entry", "library.loads", Verdict::Fail, "no function 'talvora_plugin_api'"},
+    {"second_export", "library.one-name", Verdict::Fail, "exports 'another_function' too"},
+    {"throws_at_entry", "tables.descriptor", Verdict::Fail, "throws: not today"},
+    {"no_descriptor", "tables.descriptor", Verdict::Fail, "gives no descriptor"},
+    {"no_plugin_name", "tables.descriptor", Verdict::Fail, "has no name"},
+    {"no_units", "tables.units", Verdict::Fail, "gives no table"},
+    {"count_not_written", "tables.units", Verdict::Fail, "does not write the count"},
+    {"too_many_units", "tables.units", Verdict::Fail, "counts 4294967295 rows"},
+    {"wrong_count", "tables.units", Verdict::Fail, "unit 1 of 2: has no name"},
+    {"null_unit_name", "tables.units", Verdict::Fail, "unit 1 of 2: has no name"},
+    {"empty_unit_name", "tables.units", Verdict::Fail, "unit 1 of 2: has the empty name"},
+    {"no_declare", "tables.units", Verdict::Fail, "has no operation 'declare'"},
+    {"no_run", "tables.units", Verdict::Fail, "has no operation 'run'"},
+    {"same_name_twice", "tables.units", Verdict::Fail, "has the name"},
+    {"date_and_version", "tables.null-rules", Verdict::Fail, "both a date and a version"},
+    {"changing_text", "tables.texts", Verdict::Fail, "is another at the second call"},
+    {"reserved_not_zero", "tables.reserved", Verdict::Fail, "reserved byte 164 is 0x1"},
+    {"answers_unknown_kind", "tables.unknown-kinds", Verdict::Fail, "answered by a table"},
+
+    {"bad_signature", "declare.signatures", Verdict::Fail, "unknown type"},
+    {"same_key_twice", "declare.signatures", Verdict::Fail, "'SourceGroup' is declared twice"},
+    {"required_with_default", "declare.required", Verdict::Fail, "required and has a default"},
+    {"declares_differently", "declare.repeatable", Verdict::Fail, "something else"},
+    {"narrow_answer", "declare.answer", Verdict::Fail, "not the answer"},
+
+    {"crashes", "run.ordinary", Verdict::Crash, "SIGSEGV"},
+    {"never_returns", "run.ordinary", Verdict::TimeOut, "does not come back in time"},
+    {"ends_process", "run.ordinary", Verdict::Fail, "ends the process with exit code 0"},
+    {"throws", "run.ordinary", Verdict::Fail, "throws: out of luck"},
+    {"calls_unused_slot", "run.ordinary", Verdict::Fail, "slot 6 was called"},
+    {"uses_null_name", "run.ordinary", Verdict::Fail, "null text"},
+    {"fails_silently", "run.reported-failures", Verdict::Fail, "without an error message"},
+    {"asks_outside", "run.extents", Verdict::Fail, "has no samples from"},
+    {"changes_source", "run.sources", Verdict::Fail, "changes 'Imu/acc'"},
+    {"writes_past_end", "run.buffers", Verdict::Crash,
+     "wrote past the end of a block of the plug-in"},
+    {"writes_before_beginning", "run.buffers", Verdict::Crash, "before the beginning of a block"},
+    {"small_buffer", "run.buffers", Verdict::Crash, "wrote past the end of a block of the plug-in"},
+
+    {"leaks_record", "records.of-successes", Verdict::Fail, "does not free 4 buffers"},
+    {"double_free", "records.of-successes", Verdict::Fail, "was freed twice"},
+    {"reads_freed", "records.of-successes", Verdict::Crash, "after it was freed, a host record"},
+    {"leaks_record_on_failure", "records.of-failures", Verdict::Fail, "does not free 1 buffers"},
+
+    {"leaks_memory", "calls.memory", Verdict::Fail, "holds 1 more blocks"},
+    {"keeps_table", "calls.nothing-kept", Verdict::Crash, "good for an earlier call alone"},
+    {"keeps_callback", "calls.nothing-kept", Verdict::Fail, "callback get_interface"},
+    {"keeps_context", "calls.nothing-kept", Verdict::Fail, "context that is not the call's"},
+    {"keeps_handle", "calls.nothing-kept", Verdict::Fail, "handle was used that this call"},
+    {"remembers", "calls.nothing-kept", Verdict::Fail, "other results at the second call"},
+    {"uses_fresh_memory", "calls.same-bits", Verdict::Fail, "two processes give other results"},
+
+    {"prints", "process.silent", Verdict::Fail, "prints 'negating"},
+    {"starts_thread", "process.threads", Verdict::Fail, "pthread_create"},
+    {"opens_file", "process.files", Verdict::Fail, "calls 'fopen"},
+    {"changes_rounding", "process.floating-point", Verdict::Fail, "rounding mode was"},
+    {"changes_locale", "process.locale", Verdict::Fail, "C locale was 'C'"},
+    {"handles_signal", "process.signals", Verdict::Fail, "handler of signal 15"},
+    {"changes_environment", "process.surroundings", Verdict::Fail, "SAMPLE_WAS_HERE"},
+};
+
+class FaultyPlugins : public testing::TestWithParam<Fault> {};
+
+TEST_P(FaultyPlugins, AreNamedByTheCheckThatIsAboutTheirFault) {
+    const Fault& fault = GetParam();
+    const bool is_endless = fault.verdict == Verdict::TimeOut;
+    const auto results =
+        validate(faulty_plugin(fault.plugin), fault.check,
+                 is_endless ? std::chrono::milliseconds(500) : std::chrono::minutes(2));
+    ASSERT_THAT(results, SizeIs(1));
+    EXPECT_STREQ(name_of(results[0].verdict), name_of(fault.verdict));
+    EXPECT_THAT(results[0].findings, Contains(HasSubstr(fault.finding)));
+    EXPECT_FALSE(all_good(results));
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, FaultyPlugins, testing::ValuesIn(FAULTS),
+                         [](const auto& instance) { return instance.param.plugin; });
+
+// A folder that no row is about would be a fault that nobody looks for.
+TEST(FaultyPluginsTest, HaveARowEach) {
+    std::set<std::string> rows{"good"};
+    for (const Fault& fault : FAULTS)
+        rows.insert(fault.plugin);
+    std::set<std::string> libraries;
+    for (const auto& entry : std::filesystem::directory_iterator(FAULTY_PLUGINS))
+        if (entry.path().extension() == ".so")
+            libraries.insert(entry.path().stem().string());
+    EXPECT_EQ(libraries, rows);
+}
+
+} // namespace
+
+} // namespace talvora::host

@@ -1,0 +1,80 @@
+#include "tests/host/validate/validating.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <set>
+
+namespace talvora::host {
+
+namespace {
+
+using testing::AnyOf;
+using testing::Each;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+// "verdict id" of everything that is no pass.
+std::vector<std::string> list_exceptions(const std::vector<CheckResult>& results) {
+    std::vector<std::string> lines;
+    for (const CheckResult& result : results)
+        if (result.verdict != Verdict::Pass)
+            lines.push_back(std::string(name_of(result.verdict)) + " " +
+                            std::string(result.check->id));
+    return lines;
+}
+
+TEST(ValidatorTest, FindsNothingAgainstAGoodPlugin) {
+    const auto results = validate(faulty_plugin("good"));
+    // One of its units does nothing on purpose, and none has a destination.
+    EXPECT_THAT(list_exceptions(results), ElementsAre("warn run.ordinary", "skipped run.sources"));
+    EXPECT_TRUE(all_good(results));
+}
+
+// The warning is about requests for an axis that is not the last, which the downsample
+// unit makes as its page says.
+TEST(ValidatorTest, FindsNothingAgainstTheSignalPlugin) {
+    const auto results = validate(SIGNAL_PLUGIN);
+    EXPECT_THAT(list_exceptions(results), ElementsAre("warn run.extents"));
+    const auto extents = std::ranges::find(results, Verdict::Warn, &CheckResult::verdict);
+    ASSERT_NE(extents, results.end());
+    EXPECT_THAT(extents->findings,
+                Each(AnyOf(HasSubstr("apply-set-downsample"), StartsWith("and "))));
+}
+
+TEST(ValidatorTest, SkipsWhatBuildsOnACheckThatDidNotEnd) {
+    const auto results =
+        validate(faulty_plugin("never_returns"), "r*.o*", std::chrono::milliseconds(500));
+    EXPECT_THAT(list_exceptions(results),
+                ElementsAre("time-out run.ordinary", "skipped run.odd-sets",
+                            "skipped records.of-successes", "skipped records.of-failures"));
+    EXPECT_EQ(summarise(results), "4 checks: 3 skipped, 1 time-out");
+}
+
+TEST(ValidatorTest, SaysWhyAFileIsNoLibrary) {
+    const auto results = validate(__FILE__, "library.*");
+    EXPECT_THAT(list_exceptions(results),
+                ElementsAre("fail library.loads", "fail library.one-name"));
+}
+
+TEST(ValidatorTest, SelectsChecksByPattern) {
+    EXPECT_EQ(select_checks("*").size(), all_checks().size());
+    ASSERT_EQ(select_checks("tables.reserved").size(), 1U);
+    EXPECT_THAT(select_checks("nothing.*"), IsEmpty());
+}
+
+TEST(ValidatorTest, GivesEveryCheckAnIdOfItsOwnAndADescription) {
+    std::set<std::string_view> ids;
+    for (const Check& check : all_checks()) {
+        EXPECT_TRUE(ids.insert(check.id).second) << check.id;
+        EXPECT_FALSE(check.description.empty()) << check.id;
+        EXPECT_EQ(find_check(check.id), &check);
+    }
+}
+
+} // namespace
+
+} // namespace talvora::host
