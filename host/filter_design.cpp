@@ -20,7 +20,8 @@ long double square_of(const std::vector<double>& polynomial, long double cosine,
     long double real = 0.0L;
     long double imaginary = 0.0L;
     for (const double coefficient : polynomial) {
-        const long double turned = real * cosine - imaginary * sine + coefficient;
+        const long double turned =
+            real * cosine - imaginary * sine + static_cast<long double>(coefficient);
         imaginary = real * sine + imaginary * cosine;
         real = turned;
     }
@@ -87,7 +88,8 @@ FilterDesign design_filter(const ButterworthParameters& parameters, float sample
 
 double two_pass_gain(const FilterDesign& design, double frequency_hz) {
     constexpr auto TURN = 2.0L * std::numbers::pi_v<long double>;
-    const long double angle = TURN * frequency_hz / design.sample_rate;
+    const long double angle = TURN * static_cast<long double>(frequency_hz) /
+                              static_cast<long double>(design.sample_rate);
     const long double cosine = std::cos(angle);
     const long double sine = std::sin(angle);
     return static_cast<double>(square_of(design.coefficients.b, cosine, sine) /

@@ -4,12 +4,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <limits>
 
 namespace talvora::host {
 
 namespace {
+
+constexpr double MISSING = std::numeric_limits<double>::quiet_NaN();
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -52,7 +53,7 @@ TEST_F(AttributeCacheTest, ListsOnceAndNamesWhatCameSince) {
 }
 
 TEST_F(AttributeCacheTest, WritesTheSameValueOnce) {
-    write_twice(NumberArray{{1, NAN}, {2}}, NumberArray{{1, NAN}, {2}});
+    write_twice(NumberArray{{1, MISSING}, {2}}, NumberArray{{1, MISSING}, {2}});
     EXPECT_THAT(recorder.requests, ElementsAre("set name"));
 }
 
