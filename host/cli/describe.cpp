@@ -1,6 +1,7 @@
 // talvora-host describe UNIT [--json|--recipe]
 #include "host/cli/commands.h"
 #include "host/cli/files.h"
+#include "host/cli/help_layout.h"
 #include "host/parameters.h"
 #include "host/recipe_writer.h"
 #include "host/unit_run.h"
@@ -178,6 +179,9 @@ void add_describe_command(CLI::App& program, Session& session) {
     CLI::Option* json = command->add_flag("--json", options->json, "One JSON document");
     command->add_flag("--recipe", options->recipe, "A recipe of one step, to be filled in")
         ->excludes(json);
+    add_examples(*command, {{"What the unit takes", "talvora-host describe apply-set-fill-gap"},
+                            {"A recipe to begin with",
+                             "talvora-host describe apply-set-butterworth --recipe"}});
     command->callback([&session, options] {
         const Unit& unit = session.find_unit(options->unit);
         const std::vector<ParameterSignature> signatures = declare_unit(unit);

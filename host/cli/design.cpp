@@ -2,6 +2,7 @@
 // talvora-host design BANDFORM --edge HZ [--edge HZ] --order N --rate HZ
 #include "host/cli/commands.h"
 #include "host/cli/filter_report.h"
+#include "host/cli/help_layout.h"
 #include "host/filter_response.h"
 #include "host/memory_tree.h"
 #include "host/safe_write.h"
@@ -265,13 +266,23 @@ void add_design_command(CLI::App& program, Session& session) {
         ->add_option("--edge", options->edges,
                      "Instead: where both passes together are to be 3 dB down, in Hz; twice for "
                      "a band")
+        ->option_text("HZ")
         ->expected(1)
         ->take_all();
-    command->add_option("--order", options->order, "With --edge: the order over both passes");
-    command->add_option("--rate", options->rate, "Samples per second")->required();
-    command->add_option("-o,--output", options->output, "Draw the response to a file NAME.svg");
+    command->add_option("--order", options->order, "With --edge: the order over both passes")
+        ->option_text("N");
+    command->add_option("--rate", options->rate, "Samples per second")
+        ->option_text("HZ")
+        ->required();
+    command->add_option("-o,--output", options->output, "Draw the response to a file NAME.svg")
+        ->option_text("FILE");
     command->add_flag("--json", options->json, "One JSON document");
     command->add_flag("--force", options->force, "Replace an existing picture");
+    add_examples(*command,
+                 {{"What the unit does with these parameters at 100 Hz",
+                   "talvora-host design ZeroLagLowPass CutoffFrequency=5 Order=4 --rate 100"},
+                  {"The parameters for a band that is 3 dB down at 1 and 20 Hz",
+                   "talvora-host design ZeroLagBandPass --edge 1 --edge 20 --order 4 --rate 100"}});
     command->callback([&session, options] { tell_design(session, *options); });
 }
 

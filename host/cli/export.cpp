@@ -1,6 +1,7 @@
 // talvora-host export FILE.h5[::GLOB] -o FILE.csv
 #include "host/cli/commands.h"
 #include "host/cli/files.h"
+#include "host/cli/help_layout.h"
 #include "host/csv_export.h"
 #include "host/path_patterns.h"
 #include "host/safe_write.h"
@@ -75,8 +76,12 @@ void add_export_command(CLI::App& program, Session& session) {
                      "within a name, ** for any names), or are in a group that does")
         ->required();
     command->add_option("-o,--output", state->output, "The CSV file to make; - for standard output")
+        ->option_text("FILE")
         ->required();
     command->add_flag("--force", state->force, "Replace an existing file");
+    add_examples(*command, {{"All data sets that are in the group Imu",
+                             "talvora-host export walk.h5::Imu -o walk.csv"},
+                            {"To standard output", "talvora-host export walk.h5 -o -"}});
     command->callback([&session, state] { export_file(session, *state); });
 }
 

@@ -127,24 +127,33 @@ std::string name_work(const Recipe& recipe) {
 
 void add_file_run_options(CLI::App& command, FileRunOptions& options) {
     FilePlanOptions& plan = options.plan;
-    command.add_option("--files-from", plan.files_from,
-                       "A list of further files, one per line (- for standard input)");
-    command.add_option("-o,--output", plan.output, "Where the result of one file goes");
-    command.add_option("--out-dir", plan.out_dir,
-                       "The folder where results go, named as their inputs");
+    command
+        .add_option("--files-from", plan.files_from,
+                    "A list of further files, one per line (- for standard input)")
+        ->option_text("LIST");
+    command.add_option("-o,--output", plan.output, "Where the result of one file goes")
+        ->option_text("FILE");
+    command
+        .add_option("--out-dir", plan.out_dir, "The folder where results go, named as their inputs")
+        ->option_text("FOLDER");
     command.add_flag("--in-place", plan.in_place, "Replace each input by its result");
     command.add_flag("--backup", plan.backup, "Keep what it replaces as FILE.bak");
     command.add_flag("-n,--dry-run", options.dry_run, "Do all but writing the result");
     command.add_flag("--force", plan.force, "Replace an existing output");
     command.add_option("--jobs", options.job_count, "How many files to work on at a time")
+        ->option_text("N")
         ->check(CLI::Range(1, MAX_WORKERS))
         ->capture_default_str();
     command.add_flag("--resume", plan.resume,
                      "Leave alone what the same steps, plug-in and input have made before");
-    command.add_option("--shard", plan.shard,
-                       "i/n: every n-th file from the i-th on, for a job of an array");
-    command.add_option("--failed-to", options.failed_to,
-                       "Write a list of the files that failed, for --files-from");
+    command
+        .add_option("--shard", plan.shard,
+                    "i/n: every n-th file from the i-th on, for a job of an array")
+        ->option_text("I/N");
+    command
+        .add_option("--failed-to", options.failed_to,
+                    "Write a list of the files that failed, for --files-from")
+        ->option_text("LIST");
     command.add_flag("--json", options.json, "One JSON document per file and line");
 }
 

@@ -1,6 +1,7 @@
 // talvora-host history FILE.h5 [--json]
 #include "host/cli/commands.h"
 #include "host/cli/files.h"
+#include "host/cli/help_layout.h"
 #include "host/cli/run_report.h"
 #include "host/run_history.h"
 
@@ -82,6 +83,9 @@ void add_history_command(CLI::App& program, Session& session) {
         program.add_subcommand("history", "What was done to a file, when, with which versions");
     command->add_option("FILE.h5", options->file, "The file")->required();
     command->add_flag("--json", options->json, "One JSON document, complete");
+    add_examples(*command,
+                 {{"What was done to a file", "talvora-host history smooth.h5"},
+                  {"All that is recorded, for a script", "talvora-host history smooth.h5 --json"}});
     command->callback([&session, options] { show_history(session, *options); });
 }
 

@@ -2,6 +2,7 @@
 //                                         [--rate HZ | --time COLUMN]
 #include "host/cli/commands.h"
 #include "host/cli/files.h"
+#include "host/cli/help_layout.h"
 #include "host/csv_import.h"
 #include "host/memory_tree.h"
 #include "host/safe_write.h"
@@ -90,24 +91,38 @@ void add_import_command(CLI::App& program, Session& session) {
         "import", "Columns of a CSV file to data sets; missing rows and cells become NaN");
     command->add_option("FILE.csv", state->input, "Rows of numbers below a row of column names")
         ->required();
-    command->add_option("-o,--output", state->output, "The HDF5 file to make")->required();
+    command->add_option("-o,--output", state->output, "The HDF5 file to make")
+        ->option_text("FILE")
+        ->required();
     command->add_option("--group", state->options.group, "Where the data sets go")
+        ->option_text("GROUP")
         ->capture_default_str();
     command
         ->add_option("--set", state->sets,
                      "NAME=COLUMN,COLUMN,...: one data set [columns, 1, samples] (repeatable; "
                      "without it each column becomes one)")
+        ->option_text("NAME=COLUMNS")
         ->expected(1)
         ->allow_extra_args(false)
         ->take_all();
-    command->add_option("--rate", state->options.sample_rate,
-                        "Rows are equally spaced: samples per second");
-    command->add_option("--time", state->options.time_column,
-                        "Rows are placed by this column, its unit s, ms or us in brackets (else "
-                        "a column named time or t)");
+    command
+        ->add_option("--rate", state->options.sample_rate,
+                     "Rows are equally spaced: samples per second")
+        ->option_text("HZ");
+    command
+        ->add_option("--time", state->options.time_column,
+                     "Rows are placed by this column, its unit s, ms or us in brackets (else "
+                     "a column named time or t)")
+        ->option_text("COLUMN");
     command->add_flag("--append", state->append, "Add a new group to an existing file");
     command->add_flag("--force", state->force, "Replace an existing file");
     command->add_flag("-n,--dry-run", state->dry_run, "Check everything, write nothing");
+    add_examples(
+        *command,
+        {{"Each column becomes a data set; rows are placed by the column Time (s)",
+          "talvora-host import walk.csv -o walk.h5 --group Imu --time 'Time (s)'"},
+         {"Three columns become the components of one data set, at 100 Hz",
+          "talvora-host import walk.csv -o walk.h5 --group Imu --set Rate=X,Y,Z --rate 100"}});
     command->callback([&session, state] { import_file(session, *state); });
 }
 

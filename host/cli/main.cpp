@@ -1,5 +1,6 @@
 // The command line of the reference host.
 #include "host/cli/commands.h"
+#include "host/cli/help_layout.h"
 #include "host/cli/session.h"
 #include "host/data_tree.h"
 #include "host/failure.h"
@@ -23,20 +24,26 @@ namespace {
 constexpr AddCommand* COMMANDS[] = {add_units_command,   add_describe_command, add_import_command,
                                     add_tree_command,    add_run_command,      add_recipe_command,
                                     add_history_command, add_export_command,   add_plot_command,
-                                    add_design_command,  add_validate_command, add_version_command};
+                                    add_design_command,  add_validate_command, add_version_command,
+                                    add_manual_command,  add_complete_command};
 
 void add_shared_options(CLI::App& program, Session& session) {
-    program.add_option("--plugin", session.plugin_option,
-                       "The plug-in library (else TALVORA_PLUGIN_PATH, else the one beside the "
-                       "program)");
+    program
+        .add_option("--plugin", session.plugin_option,
+                    "The plug-in library (else TALVORA_PLUGIN_PATH, else the one beside the "
+                    "program)")
+        ->option_text("FILE");
     program
         .add_option("--memory", session.memory_mib,
                     "MiB of data sets that may be kept in memory while a unit goes through them "
                     "line by line")
         ->check(CLI::Range(0, 1 << 20))
+        ->option_text("MIB")
         ->capture_default_str();
     program.add_flag_callback(
         "--quiet", [&] { session.console.set_quiet(true); }, "Warnings and errors alone");
+    program.set_version_flag("--version", "talvora-host " TALVORA_VERSION,
+                             "The version of the program (`version`: of the plug-in too)");
     program.add_flag_callback(
         "-v,--verbose",
         [&] {
@@ -57,7 +64,7 @@ void add_commands(CLI::App& program, Session& session) {
 
 std::vector<std::string> list_commands(const CLI::App& program) {
     std::vector<std::string> names;
-    std::ranges::transform(program.get_subcommands({}), std::back_inserter(names),
+    std::ranges::transform(visible_commands(program), std::back_inserter(names),
                            [](const CLI::App* command) { return command->get_name(); });
     return names;
 }
@@ -105,6 +112,8 @@ ExitCode guard(const Console& console, const Work& work) {
 ExitCode run_command_line(int argument_count, char** arguments, Session& session) {
     CLI::App program("Runs the units of a signal-processing plug-in on HDF5 files.",
                      "talvora-host");
+    set_help_layout(program);
+    add_program_sections(program);
     add_shared_options(program, session);
     add_commands(program, session);
     try {

@@ -1,6 +1,7 @@
 // talvora-host plot FILE.h5[::GLOB] [--with OTHER.h5] -o plot.html | plot.svg
 #include "host/cli/commands.h"
 #include "host/cli/files.h"
+#include "host/cli/help_layout.h"
 #include "host/path_patterns.h"
 #include "host/plot_figure.h"
 #include "host/plot_page.h"
@@ -150,23 +151,35 @@ void add_plot_command(CLI::App& program, Session& session) {
                      "The file; of it, the data sets that match GLOB over full paths (*, ?, [..] "
                      "within a name, ** for any names), or are in a group that does")
         ->required();
-    command->add_option("--with", state->other,
-                        "Another file, whose sets of the same names are drawn over them");
+    command
+        ->add_option("--with", state->other,
+                     "Another file, whose sets of the same names are drawn over them")
+        ->option_text("FILE");
     command
         ->add_option("-o,--output", state->output,
                      "plot.html: one page that needs nothing else; plot.svg: a picture")
+        ->option_text("FILE")
         ->required();
-    command->add_option("--from", state->from, "Where the span shown begins, on the time axis");
-    command->add_option("--to", state->to, "Where it ends");
+    command->add_option("--from", state->from, "Where the span shown begins, on the time axis")
+        ->option_text("S");
+    command->add_option("--to", state->to, "Where it ends")->option_text("S");
     command
         ->add_option("--line", state->choice.lines,
                      "A line of each set, counted from 0 (repeatable; else all)")
+        ->option_text("N")
         ->expected(1)
         ->take_all();
-    command->add_option("--label", state->choice.y_title,
-                        "What stands beside the value axes (else the sets' names)");
+    command
+        ->add_option("--label", state->choice.y_title,
+                     "What stands beside the value axes (else the sets' names)")
+        ->option_text("TEXT");
     command->add_option("--title", state->title, "The title (else the names of the files)");
     command->add_flag("--force", state->force, "Replace an existing file");
+    add_examples(
+        *command,
+        {{"A page to zoom in", "talvora-host plot walk.h5 -o walk.html"},
+         {"Before and after, ten seconds, as a picture",
+          "talvora-host plot walk.h5::Imu/Rate --with smooth.h5 --from 10 --to 20 -o walk.svg"}});
     command->callback([&session, state] { plot_file(session, *state); });
 }
 

@@ -6,6 +6,7 @@
 #include "host/cli/commands.h"
 #include "host/cli/file_runs.h"
 #include "host/cli/files.h"
+#include "host/cli/help_layout.h"
 #include "host/recipe_places.h"
 #include "host/recipe_reader.h"
 #include "host/recipe_writer.h"
@@ -113,6 +114,7 @@ void add_recipe_options(CLI::App& command, RecipeOptions& options) {
         .add_option("--set", options.settings,
                     "NAME=VALUE: a variable of the recipe (repeatable; a repeated name makes a "
                     "list)")
+        ->option_text("NAME=VALUE")
         ->expected(1)
         ->allow_extra_args(false)
         ->take_all();
@@ -139,8 +141,9 @@ void add_extract_command(CLI::App& recipe, Session& session) {
     CLI::App* command =
         recipe.add_subcommand("extract", "Writes the recipe that made a file, from its history");
     command->add_option("FILE.h5", options->file, "The file")->required();
-    command->add_option("-o,--output", options->output,
-                        "Where the recipe goes (else standard output)");
+    command
+        ->add_option("-o,--output", options->output, "Where the recipe goes (else standard output)")
+        ->option_text("FILE");
     command->add_flag("--all", options->all, "The steps of all runs, not of the last one alone");
     command->add_flag("--force", options->force, "Replace an existing output");
     command->callback([&session, options] { extract_from_file(session, *options); });
@@ -150,6 +153,13 @@ void add_extract_command(CLI::App& recipe, Session& session) {
 
 void add_recipe_command(CLI::App& program, Session& session) {
     CLI::App* recipe = program.add_subcommand("recipe", "Named steps from a file");
+    add_examples(
+        *recipe,
+        {{"Is anything wrong with a recipe, does the file have what it asks for",
+          "talvora-host recipe check clean.yaml walk.h5"},
+         {"Its steps, with another value for a variable",
+          "talvora-host recipe run clean.yaml walk.h5 -o clean.h5 --set cutoff=8"},
+         {"The recipe that made a file", "talvora-host recipe extract clean.h5 -o again.yaml"}});
     recipe->require_subcommand(1);
     add_recipe_run_command(*recipe, session);
     add_check_command(*recipe, session);

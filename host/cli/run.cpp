@@ -1,6 +1,7 @@
 // talvora-host run UNIT [Key=Value ...] FILE ... OUTPUT
 #include "host/cli/commands.h"
 #include "host/cli/file_runs.h"
+#include "host/cli/help_layout.h"
 #include "host/parameters.h"
 #include "host/unit_run.h"
 
@@ -62,8 +63,15 @@ void add_run_command(CLI::App& program, Session& session) {
                         "Key=Value parameters (a repeated key builds a list) and files; a file "
                         "with '=' in its name is given as ./NAME");
     add_file_run_options(*command, options->files);
-    command->footer("talvora-host run UNIT [Key=Value ...] FILE ... "
-                    "(-o FILE | --out-dir DIR | --in-place [--backup])");
+    add_examples(
+        *command,
+        {{"One file to another",
+          "talvora-host run apply-set-rectify SourceSets=Imu/Rate walk.h5 -o rectified.h5"},
+         {"A folder of files, four at a time",
+          "talvora-host run apply-set-fill-gap SourceGroup=Imu MaxGapLength=10 *.h5 --out-dir "
+          "filled --jobs 4"},
+         {"In place, what it replaces kept",
+          "talvora-host run apply-set-opposite SourceSets=Imu/Rate walk.h5 --in-place --backup"}});
     command->callback([&session, options] { run_unit_on_files(session, *options); });
 }
 

@@ -23,7 +23,7 @@ fs::path find_beside_program() {
     };
     for (const fs::path& candidate : candidates) {
         if (fs::exists(candidate, error)) {
-            return candidate;
+            return candidate.lexically_normal();
         }
     }
     throw Failure(ExitCode::Plugin,

@@ -1,6 +1,7 @@
 // talvora-host tree FILE.h5[::GLOB] [--attributes] [--statistics] [--json]
 #include "host/cli/commands.h"
 #include "host/cli/files.h"
+#include "host/cli/help_layout.h"
 #include "host/data_tree.h"
 #include "host/history_attribute.h"
 #include "host/nearest_text.h"
@@ -310,6 +311,9 @@ void add_tree_command(CLI::App& program, Session& session) {
     command->add_flag("--statistics", options->statistics,
                       "Per data set: samples, missing ones (NaN), min, max and mean");
     command->add_flag("--json", options->json, "One JSON document");
+    add_examples(*command, {{"Everything in a file", "talvora-host tree walk.h5 --attributes"},
+                            {"The data sets at any depth below Imu",
+                             "talvora-host tree walk.h5::Imu/** --statistics"}});
     command->callback([&session, options] { show_tree(session, *options); });
 }
 

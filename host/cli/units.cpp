@@ -1,5 +1,6 @@
 // talvora-host units [--json]
 #include "host/cli/commands.h"
+#include "host/cli/help_layout.h"
 
 #include <memory>
 #include <string>
@@ -51,6 +52,9 @@ void add_units_command(CLI::App& program, Session& session) {
     const auto json = std::make_shared<bool>(false);
     CLI::App* command = program.add_subcommand("units", "One line per unit of the plug-in");
     command->add_flag("--json", *json, "One JSON document");
+    add_examples(*command, {{"The units of the plug-in beside the program", "talvora-host units"},
+                            {"Those of another plug-in, for a script",
+                             "talvora-host units --plugin ./other.so --json"}});
     command->callback([&session, json] {
         (*json ? print_json : print_lines)(session.plugin(), session.console);
     });

@@ -1,5 +1,6 @@
 // talvora-host validate [PLUGIN] [--list] [--only PATTERN] [--json] [--timeout SECONDS]
 #include "host/cli/commands.h"
+#include "host/cli/help_layout.h"
 #include "host/validate/child_process.h"
 #include "host/validate/validator.h"
 
@@ -121,11 +122,18 @@ void add_validate_command(CLI::App& program, Session& session) {
         program.add_subcommand("validate", "Does a plug-in library keep to the interface");
     command->add_option("PLUGIN", options->plugin, "The library (else the one of --plugin)");
     command->add_flag("--list", options->list, "The checks, without running them");
-    command->add_option("--only", options->only, "Checks whose ids match, as in 'run.*'");
+    command->add_option("--only", options->only, "Checks whose ids match, as in 'run.*'")
+        ->option_text("PATTERN");
     command->add_flag("--json", options->json, "One JSON document");
-    command->add_option("--timeout", options->seconds, "Seconds that each check may take (60)")
+    command->add_option("--timeout", options->seconds, "Seconds that each check may take")
+        ->option_text("S")
+        ->capture_default_str()
         ->check(CLI::Range(0.01, 86400.0));
     command->add_option("--child", options->child)->group(""); // started by this program alone
+    add_examples(
+        *command,
+        {{"Every check, each in a process of its own", "talvora-host validate ./plugin.so"},
+         {"Those of one area", "talvora-host validate ./plugin.so --only 'run.*'"}});
     command->callback([&session, options] { run_command(session, *options); });
 }
 

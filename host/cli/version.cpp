@@ -1,5 +1,6 @@
 // talvora-host version
 #include "host/cli/commands.h"
+#include "host/cli/help_layout.h"
 
 #include <fmt/format.h>
 
@@ -19,8 +20,11 @@ void show_version(Session& session) {
 } // namespace
 
 void add_version_command(CLI::App& program, Session& session) {
-    program.add_subcommand("version", "The versions of the program and of the plug-in")
-        ->callback([&session] { show_version(session); });
+    CLI::App* command =
+        program.add_subcommand("version", "The versions of the program and of the plug-in");
+    add_examples(*command,
+                 {{"Both versions, and where the plug-in was found", "talvora-host version"}});
+    command->callback([&session] { show_version(session); });
 }
 
 } // namespace talvora::host

@@ -1,0 +1,55 @@
+# What `cmake --install` puts where, by components: the plug-in, the host, the headers.
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+# Where the program looks for the plug-in, seen from its own folder.
+install(TARGETS kpl-talvora_signal
+  LIBRARY DESTINATION lib/talvora COMPONENT plugin
+  RUNTIME DESTINATION lib/talvora COMPONENT plugin
+  ARCHIVE DESTINATION lib/talvora COMPONENT plugin EXCLUDE_FROM_ALL)
+
+# The two headers in which host and plug-in meet, for those who write one of them.
+add_library(talvora_interface INTERFACE)
+set_target_properties(talvora_interface PROPERTIES EXPORT_NAME interface)
+target_compile_features(talvora_interface INTERFACE cxx_std_17)
+target_sources(talvora_interface INTERFACE FILE_SET HEADERS
+  BASE_DIRS ${PROJECT_SOURCE_DIR}
+  FILES plugin/host_interfaces.h plugin/plugin_api.h)
+install(TARGETS talvora_interface EXPORT talvora_signal
+  FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/talvora_signal COMPONENT headers)
+
+set(package_folder ${CMAKE_INSTALL_DATADIR}/cmake/talvora_signal)
+install(EXPORT talvora_signal NAMESPACE talvora_signal:: FILE talvora_signalConfig.cmake
+  DESTINATION ${package_folder} COMPONENT headers)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/talvora_signalConfigVersion.cmake
+  COMPATIBILITY SameMinorVersion ARCH_INDEPENDENT)
+install(FILES ${PROJECT_BINARY_DIR}/talvora_signalConfigVersion.cmake
+  DESTINATION ${package_folder} COMPONENT headers)
+
+find_program(GZIP gzip)
+if(NOT TARGET talvora-host OR NOT GZIP)
+  return()
+endif()
+
+install(TARGETS talvora-host RUNTIME COMPONENT host)
+install(FILES host/cli/completion.bash RENAME talvora-host
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT host)
+# The program carries these texts and this library in it.
+set(documents ${CMAKE_INSTALL_DATADIR}/doc/talvora-host)
+install(FILES third_party/uplot/LICENSE RENAME uplot_license
+  DESTINATION ${documents} COMPONENT host)
+if(TALVORA_STATIC_HDF5)
+  install(FILES /usr/share/doc/libhdf5-dev/copyright RENAME hdf5_license
+    DESTINATION ${documents} COMPONENT host OPTIONAL)
+endif()
+
+# A page for the program and one for each command, written by the program itself.
+set(man_folder ${PROJECT_BINARY_DIR}/man)
+add_custom_command(OUTPUT ${man_folder}/talvora-host.1.gz
+  COMMAND ${CMAKE_COMMAND} -E rm -rf ${man_folder}
+  COMMAND ${CMAKE_COMMAND} -E make_directory ${man_folder}
+  COMMAND talvora-host manual ${man_folder}
+  COMMAND ${GZIP} -9nr ${man_folder}
+  VERBATIM)
+add_custom_target(talvora_manual ALL DEPENDS ${man_folder}/talvora-host.1.gz)
+install(DIRECTORY ${man_folder}/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT host)

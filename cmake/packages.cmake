@@ -1,0 +1,43 @@
+# Debian packages of the plug-in, the host and the headers: `cpack` in the build folder.
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME talvora-signal)
+set(CPACK_PACKAGE_CONTACT "Orvane Solution inc. <maintainers@orvane.example>")
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
+  OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_COMPONENTS_ALL headers plugin)
+if(TARGET talvora-host)
+  list(APPEND CPACK_COMPONENTS_ALL host)
+endif()
+
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_COMPONENTS_GROUPING IGNORE)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_HOMEPAGE https://www.orvane.example/)
+
+set(CPACK_DEBIAN_PLUGIN_PACKAGE_NAME kpl-talvora-signal)
+set(CPACK_DEBIAN_PLUGIN_PACKAGE_SECTION science)
+set(CPACK_DEBIAN_PLUGIN_DESCRIPTION "signal-processing units as a plug-in library
+Rectifies, negates, repairs, filters, downsamples and summarises measured
+signals for a host application that keeps them as data sets in a tree of
+groups.")
+
+set(CPACK_DEBIAN_HOST_PACKAGE_NAME talvora-host)
+set(CPACK_DEBIAN_HOST_PACKAGE_SECTION science)
+set(CPACK_DEBIAN_HOST_PACKAGE_DEPENDS "kpl-talvora-signal (= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_HOST_DESCRIPTION "runs signal-processing units on HDF5 files
+The reference host of the plug-in kpl-talvora_signal: imports recordings,
+runs units and recipes on one or many files, shows, plots and exports what
+came of them.")
+
+set(CPACK_DEBIAN_HEADERS_PACKAGE_NAME talvora-signal-dev)
+set(CPACK_DEBIAN_HEADERS_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_HEADERS_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_HEADERS_PACKAGE_SHLIBDEPS OFF)
+set(CPACK_DEBIAN_HEADERS_DESCRIPTION "interface between signal-processing hosts and plug-ins
+The two headers in which a host and a plug-in meet, with a CMake package
+for those who write one of them.")
+
+include(CPack)

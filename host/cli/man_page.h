@@ -1,0 +1,17 @@
+// Manual pages, written of what a command tells with --help.
+#pragma once
+
+#include <CLI/App.hpp>
+
+#include <string>
+
+namespace talvora::host {
+
+// "talvora-host" for the program, "talvora-host-run" for a command of it.
+std::string man_page_name(const CLI::App& command);
+
+// The page of the program or of one of its commands, in roff with the `man` macros;
+// commands below a command are sections of its page.
+std::string write_man_page(const CLI::App& command);
+
+} // namespace talvora::host

@@ -1,0 +1,39 @@
+// talvora-host manual FOLDER: the manual pages, for the build; not shown in --help.
+#include "host/cli/commands.h"
+#include "host/cli/files.h"
+#include "host/cli/help_layout.h"
+#include "host/cli/man_page.h"
+
+#include <fmt/format.h>
+
+#include <filesystem>
+#include <memory>
+#include <string>
+
+namespace talvora::host {
+namespace {
+
+void write_page(const CLI::App& command, const std::filesystem::path& folder) {
+    const std::filesystem::path file = folder / (man_page_name(command) + ".1");
+    write_text_file(file.string(), true,
+                    [&](const TextSink& send) { send(write_man_page(command)); });
+}
+
+void write_pages(const CLI::App& program, const std::filesystem::path& folder) {
+    write_page(program, folder);
+    for (const CLI::App* command : visible_commands(program)) {
+        write_page(*command, folder);
+    }
+}
+
+} // namespace
+
+void add_manual_command(CLI::App& program, Session&) {
+    const auto folder = std::make_shared<std::string>();
+    CLI::App* command = program.add_subcommand("manual", "Writes the manual pages to a folder");
+    command->group("");
+    command->add_option("FOLDER", *folder, "The folder, which exists")->required();
+    command->callback([&program, folder] { write_pages(program, *folder); });
+}
+
+} // namespace talvora::host

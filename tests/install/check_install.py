@@ -1,0 +1,40 @@
+#!/usr/bin/env python3
+"""Installs a build, moves it, and builds a plug-in and a host against it.
+
+    check_install.py BUILD CONSUMER CXX
+"""
+
+import pathlib
+import sys
+import tempfile
+
+from installed import check_program, expect, expected_files, list_files, run
+
+
+def build_consumer(prefix, source, folder, compiler):
+    run("cmake", "-S", source, "-B", folder, "-G", "Ninja", f"-DCMAKE_PREFIX_PATH={prefix}",
+        f"-DCMAKE_CXX_COMPILER={compiler}", "-DCMAKE_FIND_USE_PACKAGE_REGISTRY=OFF")
+    run("cmake", "--build", folder)
+    return folder / "consumer_host", folder / "consumer_plugin.so"
+
+
+def main():
+    build, consumer, compiler = sys.argv[1:]
+    with tempfile.TemporaryDirectory() as temporary:
+        folder = pathlib.Path(temporary).resolve()
+        run("cmake", "--install", build, "--prefix", folder / "staged")
+        prefix = (folder / "staged").rename(folder / "moved")
+        host, plugin = check_program(prefix)
+        expected = set().union(*expected_files(host).values())
+        expect(list_files(prefix) == expected,
+               f"installed otherwise: {list_files(prefix) ^ expected}")
+
+        their_host, their_plugin = build_consumer(prefix, consumer, folder / "build", compiler)
+        names = [line.split()[0] for line in run(host, "units").splitlines()]
+        expect(run(their_host, plugin).splitlines() == names, "their host sees other units")
+        expect(run(host, "--plugin", their_plugin, "units").split()[:2] == ["consumer.idle", "1.0.0"],
+               "talvora-host does not see their unit")
+        expect(run(their_host, their_plugin) == "consumer.idle", "their host, their plug-in")
+
+
+main()

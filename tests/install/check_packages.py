@@ -1,0 +1,58 @@
+#!/usr/bin/env python3
+"""Makes the Debian packages of a build, looks into them and runs what they hold.
+
+    check_packages.py BUILD VERSION
+"""
+
+import pathlib
+import re
+import sys
+import tempfile
+
+from installed import check_program, expect, expected_files, list_files, run
+
+# Package: its architecture and section, and what it depends on, among others.
+EXPECTED = {
+    "kpl-talvora-signal": ("amd64", "science", ["libc6", "libstdc++6"]),
+    "talvora-host": ("amd64", "science", ["kpl-talvora-signal", "libc6", "libfmt9"]),
+    "talvora-signal-dev": ("all", "libdevel", []),
+}
+
+
+def check_fields(package, file, version):
+    architecture, section, dependencies = EXPECTED[package]
+    for field, value in (("Version", version), ("Architecture", architecture),
+                         ("Section", section)):
+        expect(run("dpkg-deb", "-f", file, field) == value, f"{file.name}: {field}")
+    expect("\n " in run("dpkg-deb", "-f", file, "Description"), f"{file.name}: no description")
+    depends = re.findall(r"([a-z0-9.+-]+)(?: \([^)]*\))?", run("dpkg-deb", "-f", file, "Depends"))
+    missing = set(dependencies) - set(depends)
+    expect(not missing, f"{file.name}: depends on {depends}, not on {missing}")
+
+
+def check_rights(file):
+    for line in run("dpkg-deb", "-c", file).splitlines():
+        rights, owner = line.split()[:2]
+        expect(owner == "root/root" and rights[7] == "r", f"{file.name}: {line}")
+
+
+def main():
+    build, version = sys.argv[1:]
+    with tempfile.TemporaryDirectory() as temporary:
+        folder = pathlib.Path(temporary).resolve()
+        run("cpack", "--config", pathlib.Path(build) / "CPackConfig.cmake", "-B", folder / "made")
+        made = {file.name.split("_")[0]: file for file in (folder / "made").glob("*.deb")}
+        expect(made.keys() == EXPECTED.keys(), f"made: {sorted(made)}")
+        contents = {}
+        for package, file in made.items():
+            check_fields(package, file, version)
+            check_rights(file)
+            run("dpkg-deb", "-x", file, folder / package)
+            run("dpkg-deb", "-x", file, folder / "all")
+            contents[package] = list_files(folder / package / "usr")
+        host, _ = check_program(folder / "all/usr")
+        for package, files in expected_files(host).items():
+            expect(contents[package] == files, f"{package}: {contents[package] ^ files}")
+
+
+main()
