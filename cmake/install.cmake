@@ -50,6 +50,7 @@ add_custom_command(OUTPUT ${man_folder}/talvora-host.1.gz
   COMMAND ${CMAKE_COMMAND} -E make_directory ${man_folder}
   COMMAND talvora-host manual ${man_folder}
   COMMAND ${GZIP} -9nr ${man_folder}
+  DEPENDS talvora-host
   VERBATIM)
 add_custom_target(talvora_manual ALL DEPENDS ${man_folder}/talvora-host.1.gz)
 install(DIRECTORY ${man_folder}/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT host)
