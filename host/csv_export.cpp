@@ -1,6 +1,7 @@
 #include "host/csv_export.h"
 
 #include "host/failure.h"
+#include "host/plural.h"
 #include "host/tree_rules.h"
 
 #include <fmt/format.h>
@@ -24,9 +25,10 @@ struct Column {
 // What may stand side by side
 
 std::string describe_times(const SignalSet& set) {
-    return set.sample_rate ? fmt::format("{} samples at {} Hz from {} s", set.line_length(),
-                                         *set.sample_rate, set.start_time)
-                           : fmt::format("{} samples of unknown rate", set.line_length());
+    return set.sample_rate
+               ? fmt::format("{} at {} Hz from {} s", count_things(set.line_length(), "sample"),
+                             *set.sample_rate, set.start_time)
+               : fmt::format("{} of unknown rate", count_things(set.line_length(), "sample"));
 }
 
 void check_alike(std::span<const SignalSet> sets, const std::string& source) {

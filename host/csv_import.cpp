@@ -1,13 +1,17 @@
 #include "host/csv_import.h"
 
 #include "host/failure.h"
+#include "host/nearest_text.h"
+#include "host/plural.h"
 #include "host/time_grid.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <limits>
+#include <map>
 #include <numeric>
 #include <set>
 
@@ -26,12 +30,13 @@ const CsvColumn& find_column(const CsvTable& table, const std::string& name,
                              const std::string& source) {
     const auto column = std::ranges::find(table.columns, name, &CsvColumn::name);
     if (column == table.columns.end()) {
-        std::string known;
-        for (const CsvColumn& other : table.columns) {
-            known += (known.empty() ? "" : ", ") + other.name;
-        }
-        throw Failure(ExitCode::Usage,
-                      fmt::format("{}: no column '{}' (known: {})", source, name, known));
+        std::vector<std::string> known;
+        std::ranges::transform(table.columns, std::back_inserter(known), &CsvColumn::name);
+        const std::string hint = suggest_nearest(name, known);
+        throw Failure(
+            ExitCode::Usage,
+            fmt::format("{}: no column '{}' (known: {})", source, name, list_texts(known)),
+            hint.empty() ? std::vector<std::string>() : std::vector{hint});
     }
     return *column;
 }
@@ -83,6 +88,15 @@ std::vector<double> read_seconds(const CsvColumn& column, const std::string& sou
                       fmt::format("{}: column '{}' is a time in '{}' (known: s, ms, us)", source,
                                   column.name, unit));
     }
+    if (column.missing_count > 0) {
+        throw Failure(
+            ExitCode::Input,
+            fmt::format("{}: row {}, column '{}': '{}' is no time (allowed: a number of "
+                        "{} with a decimal point)",
+                        source, column.first_missing_row, column.name, column.first_missing_text,
+                        unit),
+            {"leave the times aside with --rate HZ, or name their column: --time COLUMN"});
+    }
     std::vector<double> seconds = column.values;
     for (double& second : seconds) {
         second /= known->per_second;
@@ -103,6 +117,29 @@ std::string make_safe_name(std::string name) {
     return name == "." || name == ".." ? "_" : name;
 }
 
+// The name of the set that a column becomes; another one than its own is told.
+std::string name_set(const CsvColumn& column, const std::string& source, ImportReport& report) {
+    std::string name = make_safe_name(column.name);
+    if (name != column.name) {
+        report.infos.push_back(
+            fmt::format("{}: column '{}' becomes the set '{}'", source, column.name, name));
+    }
+    return name;
+}
+
+void refuse_same_names(std::span<const SetOfColumns> sets, const std::string& source) {
+    std::map<std::string, std::string> columns;
+    for (const SetOfColumns& set : sets) {
+        const auto [first, is_new] = columns.emplace(set.name, set.columns.front());
+        if (!is_new) {
+            throw Failure(ExitCode::Input,
+                          fmt::format("{}: the columns '{}' and '{}' would both make the set '{}'",
+                                      source, first->second, set.columns.front(), set.name),
+                          {"name the sets: --set NAME=COLUMN --set NAME=COLUMN"});
+        }
+    }
+}
+
 std::vector<SetOfColumns> choose_sets(const CsvTable& table, const ImportOptions& options,
                                       const CsvColumn* time, const std::string& source,
                                       ImportReport& report) {
@@ -119,12 +156,13 @@ std::vector<SetOfColumns> choose_sets(const CsvTable& table, const ImportOptions
                                                   source, column.name));
             continue;
         }
-        sets.push_back({make_safe_name(column.name), {column.name}});
+        sets.push_back({name_set(column, source, report), {column.name}});
     }
     if (sets.empty()) {
         throw Failure(ExitCode::Input, fmt::format("{}: no column with numbers", source),
                       {"numbers have a decimal point; columns are parted by ',', ';' or a tab"});
     }
+    refuse_same_names(sets, source);
     return sets;
 }
 
@@ -181,13 +219,13 @@ void report_grid(const CsvColumn& time, const TimeGrid& grid, const std::string&
     }
     const std::uint64_t placed_count = grid.sample_of_row.size() - shared_count;
     report.infos.push_back(fmt::format(
-        "{}: {} rows by '{}' on {} samples at {:.6g} Hz; {} samples have no row and are NaN",
-        source, placed_count, time.name, grid.sample_count, grid.sample_rate,
-        grid.sample_count - placed_count));
+        "{}: {} by '{}' on {} at {:.6g} Hz; {} without a row, NaN there", source,
+        count_things(placed_count, "row"), time.name, count_things(grid.sample_count, "sample"),
+        grid.sample_rate, count_things(grid.sample_count - placed_count, "sample")));
     if (shared_count > 0) {
         report.warnings.push_back(fmt::format(
-            "{}: {} rows left out, less than half a sample after the row before (first: row {})",
-            source, shared_count, first_shared_row + 2));
+            "{}: {} left out, less than half a sample after the row before (first: row {})", source,
+            count_things(shared_count, "row"), first_shared_row + 2));
     }
 }
 

@@ -1,6 +1,7 @@
 #include "host/csv_table.h"
 
 #include "host/failure.h"
+#include "host/quote_word.h"
 
 #include <fmt/format.h>
 
@@ -26,6 +27,7 @@ namespace {
 
 constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
 constexpr std::string_view BYTE_ORDER_MARK = "\xEF\xBB\xBF";
+constexpr std::string_view HDF5_SIGNATURE = "\x89HDF\r\n\x1A\n";
 
 using Row = std::vector<std::string>;
 using RowReceiver = std::function<void(const Row&)>;
@@ -179,6 +181,10 @@ CsvTable parse_csv(std::string_view text, const std::string& source) {
     if (text.starts_with("\xFF\xFE") || text.starts_with("\xFE\xFF")) {
         throw Failure(ExitCode::Input, fmt::format("{}: UTF-16 text, UTF-8 is read", source),
                       {"save it as UTF-8"});
+    }
+    if (text.starts_with(HDF5_SIGNATURE)) {
+        throw Failure(ExitCode::Input, fmt::format("{}: an HDF5 file, no CSV file", source),
+                      {"what it holds: talvora-host tree " + quote_word(source)});
     }
     if (text.starts_with(BYTE_ORDER_MARK)) {
         text.remove_prefix(BYTE_ORDER_MARK.size());

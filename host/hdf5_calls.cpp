@@ -7,8 +7,10 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 
 namespace talvora::host::hdf5 {
 
@@ -115,6 +117,20 @@ H5L_info_t link_info(hid_t group, const std::string& name) {
     throw TreeError(fmt::format("cannot open the file '{}': {}", file.string(), reason));
 }
 
+// What a text begins with, as it tells best what the file is.
+std::string describe_beginning(const std::filesystem::path& file) {
+    constexpr std::size_t MAX_SHOWN = 40;
+    const auto is_printable = [](char c) { return c >= ' ' && c <= '~'; };
+    std::string line;
+    std::getline(std::ifstream(file, std::ios::binary), line);
+    if (line.ends_with('\r'))
+        line.pop_back();
+    line.resize(std::min(line.size(), MAX_SHOWN));
+    return line.empty() || !std::ranges::all_of(line, is_printable)
+               ? ""
+               : fmt::format(": it begins with '{}'", line);
+}
+
 void check_file(const std::filesystem::path& file) {
     std::error_code error;
     const auto status = std::filesystem::status(file, error);
@@ -122,10 +138,12 @@ void check_file(const std::filesystem::path& file) {
         refuse_file(file, "there is no such file");
     if (std::filesystem::is_directory(status))
         refuse_file(file, "it is a folder");
-    if (std::filesystem::is_regular_file(status) && std::filesystem::file_size(file, error) == 0)
+    if (!std::filesystem::is_regular_file(status))
+        refuse_file(file, "it is no regular file");
+    if (std::filesystem::file_size(file, error) == 0)
         refuse_file(file, "it is empty");
     if (checked(H5Fis_hdf5(file.c_str()), "open the file", file.string()) == 0)
-        refuse_file(file, "it is not an HDF5 file");
+        refuse_file(file, "it is not an HDF5 file" + describe_beginning(file));
 }
 
 using Words = std::array<hsize_t, MAX_RANK>;
@@ -208,8 +226,8 @@ Id open_file(const std::filesystem::path& file, bool for_writing) {
     if (opened >= 0)
         return opened;
     const std::string reason = innermost_error();
-    if (reason.starts_with("unable to lock file"))
-        refuse_file(file, "another program has it open (it is locked)");
+    if (reason.starts_with(fmt::format("unable to lock file, errno = {},", EAGAIN)))
+        refuse_file(file, "another program has it open: " + reason);
     refuse_file(file, reason);
 }
 

@@ -38,10 +38,12 @@ HostCall* HostCall::active() {
 }
 
 void HostCall::refuse(std::string_view slot, std::string_view reason) {
+    ++problems_.refused_count;
     note(problems_.refused_requests, fmt::format("{}: {}", slot, reason));
 }
 
 void HostCall::report_break(std::string_view slot, std::string_view reason) {
+    ++problems_.break_count;
     note(problems_.interface_breaks, fmt::format("{}: {}", slot, reason));
 }
 

@@ -33,6 +33,9 @@ struct CallProblems {
     std::vector<std::string> interface_breaks;
     // The first time that the file could not be read or written.
     std::optional<StorageError> storage_error;
+    // How many there were in all, those repeated or left out included.
+    std::uint64_t refused_count = 0;
+    std::uint64_t break_count = 0;
 };
 
 // Thrown inside a slot for a use that the interface does not allow.

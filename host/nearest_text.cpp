@@ -30,6 +30,17 @@ std::size_t edit_distance(std::string_view a, std::string_view b) {
     return row.back();
 }
 
+// The first known text that holds the word; a shorter word says too little.
+std::optional<std::string> find_containing(std::string_view word,
+                                           std::span<const std::string> known) {
+    constexpr std::size_t MIN_LENGTH = 4;
+    const auto holds_word = [&](const std::string& text) {
+        return !std::ranges::search(text, word, {}, to_lower, to_lower).empty();
+    };
+    const auto found = std::ranges::find_if(known, holds_word);
+    return word.size() < MIN_LENGTH || found == known.end() ? std::nullopt : std::optional(*found);
+}
+
 } // namespace
 
 std::optional<std::string> find_nearest(std::string_view word, std::span<const std::string> known) {
@@ -42,7 +53,7 @@ std::optional<std::string> find_nearest(std::string_view word, std::span<const s
             limit = distance;
         }
     }
-    return nearest;
+    return nearest ? nearest : find_containing(word, known);
 }
 
 std::string suggest_nearest(std::string_view word, std::span<const std::string> known) {

@@ -147,10 +147,6 @@ std::string describe_nearest(DataTree& tree, std::string_view pattern) {
     return describe_nearest(tree, group, path, "");
 }
 
-std::string hint_tree(const std::string& source) {
-    return "list them: talvora-host tree " + quote_word(source);
-}
-
 // An object that is there, but is nothing to work on.
 Failure explain_other(DataTree& tree, const std::string& path, const std::string& source) {
     const auto [group, name] = split_last(path);
@@ -276,6 +272,10 @@ ParameterValues expand_patterns(const ParameterValues& values, DataTree& tree,
         }
     }
     return expanded;
+}
+
+std::string hint_tree(const std::string& source) {
+    return "list them: talvora-host tree " + quote_word(source);
 }
 
 Failure explain_no_match(DataTree& tree, std::string_view pattern, const std::string& source) {

@@ -32,6 +32,9 @@ std::vector<std::string> choose_sets(DataTree& tree, std::string_view pattern,
 ParameterValues expand_patterns(const ParameterValues& values, DataTree& tree,
                                 const std::string& source);
 
+// What lists the objects of a file.
+std::string hint_tree(const std::string& source);
+
 // Why nothing was chosen.
 Failure explain_no_match(DataTree& tree, std::string_view pattern, const std::string& source);
 

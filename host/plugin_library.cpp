@@ -154,11 +154,19 @@ std::string short_name(const Unit& unit) {
     return std::string(last_part(unit.name));
 }
 
+std::vector<const Unit*> list_current_first(const PluginLibrary& library) {
+    std::vector<const Unit*> units;
+    for (const Unit& unit : library.units())
+        units.push_back(&unit);
+    std::ranges::stable_partition(units, [](const Unit* unit) { return !unit->date; });
+    return units;
+}
+
 std::optional<std::string> find_nearest_unit(const PluginLibrary& library, std::string_view name) {
     std::vector<std::string> known;
-    for (const Unit& unit : library.units()) {
-        known.push_back(unit.name);
-        known.push_back(short_name(unit));
+    for (const Unit* unit : list_current_first(library)) {
+        known.push_back(short_name(*unit));
+        known.push_back(unit->name);
     }
     return find_nearest(name, known);
 }

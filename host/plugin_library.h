@@ -66,6 +66,9 @@ class PluginLibrary {
 // What follows the last dot: "apply-set-rectify".
 std::string short_name(const Unit& unit);
 
+// The units of the table, those with a date of their own, which are legacy identifiers, last.
+std::vector<const Unit*> list_current_first(const PluginLibrary& library);
+
 // The identifier, whole or what follows its last dot, that a mistyped name was probably
 // meant to be.
 std::optional<std::string> find_nearest_unit(const PluginLibrary& library, std::string_view name);

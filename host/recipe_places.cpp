@@ -60,6 +60,17 @@ void collect_paths(DataTree& tree, ObjectId group, ObjectKind kind, std::set<Obj
     }
 }
 
+// " Key=a Key=b" for "a,b"
+std::string repeat_key(std::string_view key, std::string_view names) {
+    std::string words;
+    while (!names.empty()) {
+        const std::string_view name = names.substr(0, names.find(','));
+        names.remove_prefix(std::min(names.size(), name.size() + 1));
+        words += fmt::format(" {}={}", key, name);
+    }
+    return words;
+}
+
 class PlaceFinder {
   public:
     explicit PlaceFinder(DataTree& tree) : tree_(tree) {}
@@ -103,10 +114,18 @@ class PlaceFinder {
             {fmt::format("step '{}': {} '{}' is {}", step.name, row.key, path,
                          object ? fmt::format("there, but is no {} that units can use", kind)
                                 : fmt::format("not there (a {} is wanted)", kind)),
-             suggest(path, row.kind)});
+             suggest(step, row, path)});
     }
 
-    std::string suggest(const std::string& path, ObjectKind kind) {
+    std::string suggest(const Step& step, const PlaceRow& row, const std::string& path) {
+        const ParameterSignature* signature = step.values.signature(row.key);
+        if (signature != nullptr && is_list(signature->type) && path.find(',') != path.npos) {
+            return "repeat the key for each name:" + repeat_key(row.key, path);
+        }
+        return find_nearest_place(path, row.kind);
+    }
+
+    std::string find_nearest_place(const std::string& path, ObjectKind kind) {
         std::vector<std::string> known;
         std::set<ObjectId> visited;
         collect_paths(tree_, tree_.root(), kind, visited, known);

@@ -2,6 +2,7 @@
 
 #include "host/failure.h"
 #include "host/pending_cleanup.h"
+#include "host/quote_word.h"
 
 #include <fmt/format.h>
 
@@ -82,6 +83,23 @@ fs::path folder_of(const fs::path& file) {
     return file.has_parent_path() ? file.parent_path() : fs::path(".");
 }
 
+// The folder itself, or the nearest one above it that is there.
+fs::path find_existing(fs::path folder) {
+    std::error_code error;
+    while (!fs::exists(folder, error) && folder.has_relative_path()) {
+        folder = folder_of(folder);
+    }
+    return folder;
+}
+
+void make_folders(const fs::path& folder) {
+    std::error_code error;
+    fs::create_directories(folder, error);
+    if (error) {
+        fail(folder, "the folder cannot be made", error.value());
+    }
+}
+
 // A write through a symbolic link goes to what it points to.
 fs::path follow_links(const fs::path& path) {
     std::error_code error;
@@ -139,6 +157,9 @@ void check_destination(const fs::path& destination, const WriteOptions& options)
     const fs::path folder = folder_of(follow_links(destination));
     std::error_code error;
     const fs::file_status status = fs::status(destination, error);
+    if (error && status.type() != fs::file_type::not_found) {
+        fail(destination, "cannot be written", error.value());
+    }
     if (fs::exists(status) && !fs::is_regular_file(status)) {
         throw Failure(ExitCode::Output,
                       fmt::format("{}: exists and is no regular file", destination.string()));
@@ -150,21 +171,23 @@ void check_destination(const fs::path& destination, const WriteOptions& options)
     if (fs::exists(status) && access(destination.c_str(), W_OK) != 0) {
         fail(destination, "cannot be written");
     }
-    if (!fs::is_directory(folder, error)) {
+    const fs::path found = options.make_folder ? find_existing(folder) : folder;
+    if (!fs::is_directory(found, error)) {
         throw Failure(ExitCode::Output,
-                      fmt::format("{}: no folder '{}'", destination.string(), folder.string()));
+                      fmt::format("{}: no folder '{}'", destination.string(), found.string()),
+                      {"make it: mkdir -p " + quote_word(found.string())});
     }
-    if (access(folder.c_str(), W_OK | X_OK) != 0) {
-        fail(destination, fmt::format("folder '{}' cannot be written", folder.string()));
+    if (access(found.c_str(), W_OK | X_OK) != 0) {
+        fail(destination, fmt::format("folder '{}' cannot be written", found.string()));
     }
 }
 
-void refuse_same_file(const fs::path& input, const fs::path& output) {
+void refuse_same_file(const fs::path& input, const fs::path& output, std::string_view hint) {
     std::error_code ignored;
     if (fs::equivalent(input, output, ignored)) {
         throw Failure(ExitCode::Usage,
                       fmt::format("{}: input and output are the same file", output.string()),
-                      {"--in-place replaces the input, --in-place --backup keeps it beside"});
+                      {std::string(hint)});
     }
 }
 
@@ -175,6 +198,9 @@ void sweep_beside(const fs::path& destination) {
 PendingFile::PendingFile(const fs::path& destination, const WriteOptions& options)
     : destination_(follow_links(destination)), options_(options) {
     check_destination(destination, options);
+    if (options.make_folder) {
+        make_folders(folder_of(destination_));
+    }
     sweep_beside(destination);
     make(folder_of(destination_), destination_.filename().string());
 }

@@ -14,11 +14,13 @@
 
 #include <filesystem>
 #include <string>
+#include <string_view>
 
 namespace talvora::host {
 
 struct WriteOptions {
-    bool replace = false; // an existing destination
+    bool replace = false;     // an existing destination
+    bool make_folder = false; // of the destination, where there is none
     // Whose mode and owner a new destination takes; empty: as the process makes files.
     std::filesystem::path like = {};
 };
@@ -28,8 +30,10 @@ struct WriteOptions {
 // closed.
 void check_destination(const std::filesystem::path& destination, const WriteOptions& options);
 
-// Throws a Failure of usage when both name one file, by whatever path.
-void refuse_same_file(const std::filesystem::path& input, const std::filesystem::path& output);
+// Throws a Failure of usage when both name one file, by whatever path; the hint says what to
+// do instead.
+void refuse_same_file(const std::filesystem::path& input, const std::filesystem::path& output,
+                      std::string_view hint = "give the output a name of its own");
 
 // Removes the temporary files that dead processes of this machine left beside it.
 void sweep_beside(const std::filesystem::path& destination);

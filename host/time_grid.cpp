@@ -23,7 +23,8 @@ std::vector<double> measure_steps(std::span<const double> times, const std::stri
     for (std::size_t i = 0; i < times.size(); ++i) {
         if (!std::isfinite(times[i])) {
             throw Failure(ExitCode::Input,
-                          fmt::format("{}: row {} has no time", source, i + FIRST_ROW_NUMBER));
+                          fmt::format("{}: row {}: a time cannot be {} (allowed: finite numbers)",
+                                      source, i + FIRST_ROW_NUMBER, times[i]));
         }
         if (i > 0 && times[i] < times[i - 1]) {
             throw Failure(ExitCode::Input,

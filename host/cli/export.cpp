@@ -4,6 +4,7 @@
 #include "host/cli/help_layout.h"
 #include "host/csv_export.h"
 #include "host/path_patterns.h"
+#include "host/plural.h"
 #include "host/safe_write.h"
 
 #include <fmt/format.h>
@@ -58,8 +59,9 @@ void export_file(const Session& session, const ExportCommand& command) {
         session.console.warning(warning);
     }
     if (!to_output) {
-        session.console.report_done(fmt::format("{}: {} rows of {} columns", command.output,
-                                                report.row_count, report.columns.size() + 1));
+        session.console.report_done(fmt::format("{}: {} of {}", command.output,
+                                                count_things(report.row_count, "row"),
+                                                count_things(report.columns.size() + 1, "column")));
         show_way_back(report, command.output, session.console);
     }
 }

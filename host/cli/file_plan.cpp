@@ -105,11 +105,31 @@ FileJob make_job(const std::string& file, const FilePlanOptions& options) {
     const fs::path input = file;
     const fs::path output =
         options.out_dir.empty() ? fs::path(options.output) : options.out_dir / input.filename();
-    refuse_same_file(input, output);
-    return {input, output, options.force};
+    refuse_same_file(input, output,
+                     "--in-place replaces the input, --in-place --backup keeps it beside");
+    return {input, output, options.force, !options.out_dir.empty()};
+}
+
+// A path, or a name with an ending such as .h5.
+bool looks_like_file(const std::string& word) {
+    const std::string ending = fs::path(word).extension().string();
+    return word.find('/') != std::string::npos ||
+           (ending.size() > 1 && (ending[1] < '0' || ending[1] > '9'));
 }
 
 } // namespace
+
+void refuse_stray_words(std::span<const std::string> words, const std::string& hint) {
+    std::error_code ignored;
+    for (const std::string& word : words) {
+        if (!looks_like_file(word) && !fs::exists(word, ignored)) {
+            throw Failure(
+                ExitCode::Usage,
+                fmt::format("'{}' was taken for a file, and there is none of that name", word),
+                {hint});
+        }
+    }
+}
 
 std::vector<FileJob> plan_files(const FilePlanOptions& options) {
     const std::vector<std::string> files = gather_files(options);

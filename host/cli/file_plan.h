@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <filesystem>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -25,7 +26,12 @@ struct FileJob {
     std::filesystem::path input;
     std::filesystem::path output;
     bool replace = false;
+    bool make_folder = false; // of the output, where there is none
 };
+
+// Throws a Failure of usage for a word that names no file and does not look like one either;
+// the hint says what else it may have been meant to be.
+void refuse_stray_words(std::span<const std::string> words, const std::string& hint);
 
 // In the order of the files. Throws a Failure of usage for options that do not go together
 // and for two files that would be written to one place; the files of other shards are

@@ -134,7 +134,8 @@ void add_file_run_options(CLI::App& command, FileRunOptions& options) {
     command.add_option("-o,--output", plan.output, "Where the result of one file goes")
         ->option_text("FILE");
     command
-        .add_option("--out-dir", plan.out_dir, "The folder where results go, named as their inputs")
+        .add_option("--out-dir", plan.out_dir,
+                    "The folder where results go, named as their inputs; made when missing")
         ->option_text("FOLDER");
     command.add_flag("--in-place", plan.in_place, "Replace each input by its result");
     command.add_flag("--backup", plan.backup, "Keep what it replaces as FILE.bak");

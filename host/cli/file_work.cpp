@@ -5,18 +5,24 @@
 #include "host/cli/filter_report.h"
 #include "host/observed_tree.h"
 #include "host/path_patterns.h"
+#include "host/plural.h"
+#include "host/recipe_places.h"
 #include "host/safe_write.h"
 #include "host/step_filters.h"
 #include "host/unit_run.h"
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <chrono>
+#include <cstdint>
 #include <future>
 #include <memory>
 #include <new>
 #include <optional>
 #include <span>
+#include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -36,23 +42,23 @@ struct StepFailed {
 
 class StepRun {
   public:
-    StepRun(const Step& step, const TellMessage& tell) : step_(step), tell_(tell) {}
+    StepRun(const Step& step, const std::string& source, const TellMessage& tell)
+        : step_(step), source_(source), tell_(tell) {}
 
     // Throws a Failure when the step's results are not to be kept.
     void run(DataTree& tree) {
         const UnitOutcome outcome = run_unit(*step_.unit, tree, step_.values,
                                              [&](const Message& message) { say(message); });
-        judge(outcome);
+        judge(outcome, tree);
     }
 
   private:
-    void judge(const UnitOutcome& outcome) {
-        for (const std::string& text : outcome.problems.refused_requests) {
-            say({Message::Error, "refused: " + text});
-        }
-        for (const std::string& text : outcome.problems.interface_breaks) {
-            say({Message::Error, "broke the interface: " + text});
-        }
+    void judge(const UnitOutcome& outcome, DataTree& tree) {
+        const CallProblems& problems = outcome.problems;
+        say_first("refused: ", problems.refused_requests);
+        say_rest(problems.refused_count, problems.refused_requests.size(), "were refused");
+        say_first("broke the interface: ", problems.interface_breaks);
+        say_rest(problems.break_count, problems.interface_breaks.size(), "broke the interface");
         if (const auto& error = outcome.problems.storage_error) {
             throw *error;
         }
@@ -63,7 +69,34 @@ class StepRun {
             if (!has_error_) {
                 say({Message::Error, "failed without a message"});
             }
+            hint_at_places(tree);
             throw StepFailed{ExitCode::UnitFailed};
+        }
+    }
+
+    static constexpr std::size_t MAX_SENTENCES = 3;
+
+    void say_first(std::string_view what, const std::vector<std::string>& sentences) {
+        for (std::size_t i = 0; i < std::min(MAX_SENTENCES, sentences.size()); ++i) {
+            say({Message::Error, fmt::format("{}{}", what, sentences[i])});
+        }
+    }
+
+    void say_rest(std::uint64_t count, std::size_t sentence_count, std::string_view what) {
+        const std::uint64_t said = std::min(MAX_SENTENCES, sentence_count);
+        if (sentence_count > said) {
+            say({Message::Error,
+                 fmt::format("{} {}", count_things(count - said, "more request"), what)});
+        }
+    }
+
+    // The unit has said what it did not find; this says what there is.
+    void hint_at_places(DataTree& tree) const {
+        const auto problems = find_missing_places({.description = {}, .steps = {step_}}, tree);
+        if (!problems.empty()) {
+            const std::string& near = problems.front().hint;
+            tell_({{"level", "hint"},
+                   {"text", near + (near.empty() ? "" : "    ") + hint_tree(source_)}});
         }
     }
 
@@ -74,6 +107,7 @@ class StepRun {
     }
 
     const Step& step_;
+    std::string source_; // the file, in messages
     const TellMessage& tell_;
     bool has_error_ = false;
 };
@@ -156,8 +190,11 @@ class FileRun {
                 return;
             }
         }
-        check_destination(job_.output, {.replace = job_.replace});
         make_result();
+    }
+
+    WriteOptions write_options() const {
+        return {.replace = job_.replace, .make_folder = job_.make_folder};
     }
 
     bool has_been_made() {
@@ -177,12 +214,12 @@ class FileRun {
     void make_result() {
         // Open until all is read, so that nobody writes to it meanwhile.
         const auto input = open_input(job_.input);
+        check_destination(job_.output, write_options());
         // Beside the work, for it takes as long as a quick unit.
         auto identity = std::async(std::launch::async, identify_input, job_.input);
-        const auto pending =
-            work_.dry_run
-                ? std::make_unique<PendingFile>()
-                : std::make_unique<PendingFile>(job_.output, WriteOptions{.replace = job_.replace});
+        const auto pending = work_.dry_run
+                                 ? std::make_unique<PendingFile>()
+                                 : std::make_unique<PendingFile>(job_.output, write_options());
         make_output(job_.output, [&] {
             copy_content(job_.input, pending->path());
             run_steps(pending->path(), identity);
@@ -207,7 +244,7 @@ class FileRun {
                                 expand_patterns(step.values, cached, job_.input.string())};
             filters_.push_back(find_step_filters(expanded, cached));
             tell_filters(step, filters_.back());
-            StepRun(expanded, tell_).run(observed);
+            StepRun(expanded, job_.input.string(), tell_).run(observed);
             observations.push_back(observed.finish_step());
             steps_.push_back({{"name", step.name},
                               {"unit", step.unit->name},

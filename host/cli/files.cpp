@@ -2,6 +2,8 @@
 
 #include "host/safe_write.h"
 
+#include <fmt/format.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <fstream>
@@ -26,6 +28,15 @@ void visit_objects(DataTree& tree, ObjectId group, std::set<ObjectId>& visited) 
     }
 }
 
+std::vector<std::string> hint_at_table(const fs::path& file) {
+    std::error_code ignored;
+    if (file.extension() != ".csv" || !fs::is_regular_file(file, ignored)) {
+        return {};
+    }
+    return {fmt::format("is it a table?  talvora-host import {} -o {}", quote_word(file.string()),
+                        quote_word(fs::path(file).replace_extension(".h5").string()))};
+}
+
 } // namespace
 
 TreePlace parse_tree_place(std::string_view word) {
@@ -38,7 +49,11 @@ TreePlace parse_tree_place(std::string_view word) {
 }
 
 std::unique_ptr<Hdf5Tree> open_input(const fs::path& file) {
-    return std::make_unique<Hdf5Tree>(file, Hdf5Access::ReadOnly);
+    try {
+        return std::make_unique<Hdf5Tree>(file, Hdf5Access::ReadOnly);
+    } catch (const TreeError& error) {
+        throw Failure(ExitCode::Input, error.what(), hint_at_table(file));
+    }
 }
 
 std::unique_ptr<Hdf5Tree> create_over(const fs::path& temporary) {

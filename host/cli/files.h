@@ -23,7 +23,7 @@ struct TreePlace {
 // A word that names an existing file as it stands is that file, whatever it holds.
 TreePlace parse_tree_place(std::string_view word);
 
-// Opens an HDF5 file to read; a TreeError says what is wrong with it.
+// Opens an HDF5 file to read; a Failure of the input says what is wrong with it.
 std::unique_ptr<Hdf5Tree> open_input(const std::filesystem::path& file);
 
 // Makes an HDF5 file in the place of the temporary file at this path.

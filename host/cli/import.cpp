@@ -5,6 +5,7 @@
 #include "host/cli/help_layout.h"
 #include "host/csv_import.h"
 #include "host/memory_tree.h"
+#include "host/plural.h"
 #include "host/safe_write.h"
 
 #include <fmt/format.h>
@@ -78,9 +79,9 @@ void import_file(const Session& session, ImportCommand& command) {
     const ImportReport report = build_file(table, command, pending.path());
     pending.publish();
     say(report, session.console);
-    session.console.report_done(fmt::format("{}: {} ({} samples at {:.6g} Hz)", command.output,
-                                            fmt::join(report.sets, ", "), report.sample_count,
-                                            report.sample_rate));
+    session.console.report_done(
+        fmt::format("{}: {} ({} at {:.6g} Hz)", command.output, fmt::join(report.sets, ", "),
+                    count_things(report.sample_count, "sample"), report.sample_rate));
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 #include "host/path_patterns.h"
 #include "host/plot_figure.h"
 #include "host/plot_page.h"
+#include "host/plural.h"
 #include "host/safe_write.h"
 
 #include <fmt/format.h>
@@ -137,7 +138,7 @@ void plot_file(const Session& session, const PlotCommand& command) {
     write_text_file(command.output, command.force,
                     [&](const TextSink& write) { write(draw(plot)); });
     session.console.report_done(
-        fmt::format("{}: {} data sets", command.output, plot.panels.size()));
+        fmt::format("{}: {}", command.output, count_things(plot.panels.size(), "data set")));
 }
 
 } // namespace

@@ -7,10 +7,12 @@
 #include "host/cli/file_runs.h"
 #include "host/cli/files.h"
 #include "host/cli/help_layout.h"
+#include "host/plural.h"
 #include "host/recipe_places.h"
 #include "host/recipe_reader.h"
 #include "host/recipe_writer.h"
 #include "host/run_history.h"
+#include "host/safe_write.h"
 
 #include <fmt/format.h>
 
@@ -67,6 +69,9 @@ ExitCode check_file(const Console& console, const Recipe& recipe, const std::str
         const auto problems = find_missing_places(recipe, *tree);
         print_problems(console, problems, file + ": ");
         return problems.empty() ? ExitCode::Done : ExitCode::Input;
+    } catch (const Failure& failure) {
+        console.failure(failure);
+        return failure.code();
     } catch (const TreeError& error) {
         console.error(error.what());
         return ExitCode::Input;
@@ -82,21 +87,22 @@ void check_recipe(Session& session, const RecipeOptions& options) {
         session.exit_code = std::max(session.exit_code, check_file(session.console, *recipe, file));
     }
     if (session.exit_code == ExitCode::Done) {
-        session.console.report_done(fmt::format("{}: {} {}, nothing wrong", options.recipe,
-                                                recipe->steps.size(),
-                                                recipe->steps.size() == 1 ? "step" : "steps"));
+        session.console.report_done(fmt::format("{}: {}, nothing wrong", options.recipe,
+                                                count_things(recipe->steps.size(), "step")));
     }
 }
 
 void run_recipe(Session& session, RecipeOptions& options) {
     const auto recipe = read_recipe_option(session, options);
     if (recipe) {
+        refuse_stray_words(options.files, "a variable is set by --set NAME=VALUE");
         options.runs.plan.files = options.files;
         run_on_files(session, *recipe, options.runs);
     }
 }
 
 void extract_from_file(Session& session, const ExtractOptions& options) {
+    refuse_same_file(options.file, options.output);
     const std::vector<HistoryRecord> history = read_history(*open_input(options.file));
     if (history.empty()) {
         throw Failure(ExitCode::Input,

@@ -48,6 +48,9 @@ void run_unit_on_files(Session& session, RunOptions& options) {
         session.exit_code = ExitCode::Usage;
         return;
     }
+    refuse_stray_words(
+        options.files.plan.files,
+        fmt::format("a parameter is Key=Value, as in talvora-host describe {}", short_name(unit)));
     run_on_files(session, {.description = {}, .steps = {{short_name(unit), &unit, *values}}},
                  options.files);
 }

@@ -1,5 +1,7 @@
 #include "host/cli/run_report.h"
 
+#include "host/plural.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -35,8 +37,8 @@ std::string first_error(std::span<const Json> messages) {
 std::string describe_set_change(const Json& set) {
     const Json& before = set.at("before");
     const Json& after = set.at("after");
-    std::string text = fmt::format("{}: {} samples", set.at("path").get<std::string>(),
-                                   count_samples(after.at("shape")));
+    std::string text = fmt::format("{}: {}", set.at("path").get<std::string>(),
+                                   count_things(count_samples(after.at("shape")), "sample"));
     if (after.at("rate").is_number()) {
         text += fmt::format(" at {:.6g} Hz", after.at("rate").get<double>());
     }

@@ -1,9 +1,12 @@
 #include "host/cli/session.h"
 
+#include "host/nearest_text.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <cstdlib>
+#include <vector>
 
 namespace talvora::host {
 namespace {
@@ -32,14 +35,41 @@ fs::path find_beside_program() {
                   {"name the library: --plugin FILE or TALVORA_PLUGIN_PATH"});
 }
 
+// A folder stands for the project's plug-in in it, else for the one library that it holds.
+fs::path find_in_folder(const fs::path& folder) {
+    std::error_code error;
+    if (fs::exists(folder / PLUGIN_FILE, error)) {
+        return folder / PLUGIN_FILE;
+    }
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(folder, error)) {
+        if (entry.path().extension() == ".so") {
+            names.push_back(entry.path().filename().string());
+        }
+    }
+    if (names.size() == 1) {
+        return folder / names.front();
+    }
+    std::ranges::sort(names);
+    throw Failure(ExitCode::Plugin,
+                  names.empty() ? fmt::format("{}: a folder without a plug-in library (allowed: a "
+                                              "library, or a folder with one *.so in it)",
+                                              folder.string())
+                                : fmt::format("{}: a folder with {} libraries ({})",
+                                              folder.string(), names.size(), list_texts(names)),
+                  {"name the library: --plugin FILE or TALVORA_PLUGIN_PATH"});
+}
+
 } // namespace
 
 fs::path Session::plugin_file() const {
-    if (!plugin_option.empty()) {
-        return plugin_option;
+    const char* variable = std::getenv("TALVORA_PLUGIN_PATH");
+    const fs::path path = plugin_option.empty() && variable != nullptr ? variable : plugin_option;
+    if (path.empty()) {
+        return find_beside_program();
     }
-    const char* path = std::getenv("TALVORA_PLUGIN_PATH");
-    return path != nullptr && *path != '\0' ? fs::path(path) : find_beside_program();
+    std::error_code error;
+    return fs::is_directory(path, error) ? find_in_folder(path) : path;
 }
 
 const PluginLibrary& Session::plugin() {

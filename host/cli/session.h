@@ -23,8 +23,8 @@ class Session {
     // A command that did part of its work says so here; one that did nothing throws.
     ExitCode exit_code = ExitCode::Done;
 
-    // The file named by --plugin, by TALVORA_PLUGIN_PATH, or found beside the program.
-    // Throws a Failure of the plug-in when there is none.
+    // The file named by --plugin, by TALVORA_PLUGIN_PATH, or found beside the program; for a
+    // folder the library in it. Throws a Failure of the plug-in when there is none.
     std::filesystem::path plugin_file() const;
     // The library in it, loaded at the first call. Throws a Failure of the plug-in.
     const PluginLibrary& plugin();

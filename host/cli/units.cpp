@@ -22,9 +22,9 @@ std::string describe_in_a_line(const PluginLibrary& plugin, const Unit& unit) {
 
 void print_lines(const PluginLibrary& plugin, const Console& console) {
     std::vector<std::vector<std::string>> rows;
-    for (const Unit& unit : plugin.units()) {
-        rows.push_back({unit.name, unit.version.value_or(unit.date.value_or("")),
-                        describe_in_a_line(plugin, unit)});
+    for (const Unit* unit : list_current_first(plugin)) {
+        rows.push_back({unit->name, unit->version.value_or(unit->date.value_or("")),
+                        describe_in_a_line(plugin, *unit)});
     }
     for (const std::string& line : align_columns(rows, {false, false, false})) {
         console.result(line);

@@ -95,9 +95,9 @@ TEST(ExportSets, RefusesSetsThatShareNoTimes) {
               "walk.h5: 'A' has 2 samples at 10 Hz from 0 s, 'B' 3 samples at 10 Hz from 0 s: they "
               "share no column of times");
     EXPECT_THAT(failure_text({make_set("A", {1}, {1}), make_set("B", {1}, {1}, 20)}),
-                HasSubstr("'B' 1 samples at 20 Hz"));
+                HasSubstr("'B' 1 sample at 20 Hz"));
     EXPECT_THAT(failure_text({make_set("A", {1}, {1}), make_set("B", {1}, {1}, std::nullopt)}),
-                HasSubstr("'B' 1 samples of unknown rate"));
+                HasSubstr("'B' 1 sample of unknown rate"));
     SignalSet late = make_set("B", {1}, {1});
     late.start_time = 2;
     EXPECT_THAT(failure_text({make_set("A", {1}, {1}), late}), HasSubstr("from 2 s"));

@@ -85,8 +85,8 @@ TEST(ImportTable, PutsNanWhereARowOrACellIsMissing) {
                 ElementsAre("walk.csv: column 'X': 1 of 5 cells hold no number, NaN stands there "
                             "(first in row 3: 'x')"));
     EXPECT_THAT(result.report.infos,
-                ElementsAre("walk.csv: 5 rows by 't' on 6 samples at 1 Hz; 1 samples have no row "
-                            "and are NaN"));
+                ElementsAre("walk.csv: 5 rows by 't' on 6 samples at 1 Hz; 1 sample without a "
+                            "row, NaN there"));
 }
 
 TEST(ImportTable, KeepsTheFirstOfRowsThatShareASample) {
@@ -94,7 +94,7 @@ TEST(ImportTable, KeepsTheFirstOfRowsThatShareASample) {
     import_text(result, "t,X\n0,1\n1,2\n1,99\n2,3\n3,4\n");
     EXPECT_THAT(result.samples("Signals/X"), ElementsAre(1, 2, 3, 4));
     EXPECT_THAT(result.report.warnings,
-                ElementsAre("walk.csv: 1 rows left out, less than half a sample after the row "
+                ElementsAre("walk.csv: 1 row left out, less than half a sample after the row "
                             "before (first: row 4)"));
 }
 

@@ -20,6 +20,15 @@ TEST(NearestTextTest, IgnoresLetterCase) {
     EXPECT_EQ(find_nearest("cutofffrequency", KEYS), "CutoffFrequency");
 }
 
+TEST(NearestTextTest, FindsATextThatHoldsTheWord) {
+    EXPECT_EQ(find_nearest("frequency", KEYS), "CutoffFrequency");
+    EXPECT_EQ(find_nearest("Source", KEYS), "SourceSets");
+}
+
+TEST(NearestTextTest, FindsNothingForAShortPart) {
+    EXPECT_FALSE(find_nearest("Fre", KEYS).has_value());
+}
+
 TEST(NearestTextTest, FindsNothingFarAway) {
     EXPECT_FALSE(find_nearest("Bandform", KEYS).has_value());
     EXPECT_FALSE(find_nearest("", KEYS).has_value());

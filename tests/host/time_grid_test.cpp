@@ -91,8 +91,10 @@ TEST(PlaceOnGrid, RefusesTimesThatGiveNoGrid) {
     const double nan = std::numeric_limits<double>::quiet_NaN();
     const double inf = std::numeric_limits<double>::infinity();
     EXPECT_EQ(failure_of({1}), "walk.csv: one row gives no sample rate");
-    EXPECT_EQ(failure_of({0, nan, 2}), "walk.csv: row 3 has no time");
-    EXPECT_EQ(failure_of({0, 1, inf}), "walk.csv: row 4 has no time");
+    EXPECT_EQ(failure_of({0, nan, 2}),
+              "walk.csv: row 3: a time cannot be nan (allowed: finite numbers)");
+    EXPECT_EQ(failure_of({0, 1, inf}),
+              "walk.csv: row 4: a time cannot be inf (allowed: finite numbers)");
     EXPECT_EQ(failure_of({0, 2, 1}), "walk.csv: time goes back from 2 to 1 in row 4");
     EXPECT_EQ(failure_of({0, 0, 0, 1}), "walk.csv: most rows have the time of the row before");
     EXPECT_THAT(failure_of({0, 1, 2, 1e300}), StartsWith("walk.csv: 4 rows span "));

@@ -23,8 +23,8 @@ TEST_F(Import, TellsWhatItMadeAndHowRowsWerePlaced) {
     EXPECT_EQ(result.errors,
               "warning: walk.csv: column 'X': 1 of 4 cells hold no number, NaN stands there (first "
               "in row 4: 'x')\n"
-              "info: walk.csv: 4 rows by 'Time (s)' on 5 samples at 2 Hz; 1 samples have no row "
-              "and are NaN\n");
+              "info: walk.csv: 4 rows by 'Time (s)' on 5 samples at 2 Hz; 1 sample without a "
+              "row, NaN there\n");
 }
 
 TEST_F(Import, SaysNothingButWarningsWhenQuiet) {
@@ -56,7 +56,7 @@ TEST_F(Import, AddsAGroupToAFileAndKeepsTheOthers) {
     const auto result =
         run({"import", "two.csv", "-o", "both.h5", "--group", "Two", "--rate", "10", "--append"});
     EXPECT_EQ(result.exit_code, 0) << result.errors;
-    EXPECT_EQ(result.output, "both.h5: Two/Y (1 samples at 10 Hz)\n");
+    EXPECT_EQ(result.output, "both.h5: Two/Y (1 sample at 10 Hz)\n");
     const std::string listing = run({"tree", "both.h5"}).output;
     EXPECT_THAT(listing, HasSubstr("One/X"));
     EXPECT_THAT(listing, HasSubstr("Two/Y"));

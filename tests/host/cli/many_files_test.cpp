@@ -87,7 +87,7 @@ TEST_F(ManyFiles, EndsWithATableOfFailuresAndAListToTryAgain) {
                 testing::EndsWith("error: 2 of 10 files failed\n"
                                   "  file  exit code  first error\n"
                                   "  3.h5          3  cannot open the file '3.h5': it is "
-                                  "not an HDF5 file\n"
+                                  "not an HDF5 file: it begins with 'damaged'\n"
                                   "  7.h5          3  cannot open the file '7.h5': there is "
                                   "no such file\n"));
     EXPECT_EQ(read_file(folder_ / "failed.txt"), "3.h5\n7.h5\n");

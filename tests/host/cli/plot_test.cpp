@@ -14,7 +14,7 @@ TEST_F(PlotCommands, WritesAPageOfTheChosenSets) {
     import_walk();
     const auto result = run({"plot", "walk.h5::*/X", "-o", "plot.html"});
     EXPECT_EQ(result.exit_code, 0) << result.errors;
-    EXPECT_EQ(result.output, "plot.html: 1 data sets\n");
+    EXPECT_EQ(result.output, "plot.html: 1 data set\n");
     const std::string page = read_file(folder_ / "plot.html");
     EXPECT_THAT(page, StartsWith("<!doctype html>"));
     EXPECT_THAT(page, HasSubstr("\"title\":\"Signals/X\""));

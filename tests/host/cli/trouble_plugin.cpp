@@ -77,6 +77,17 @@ bool read_outside(call_context* ctx, get_interface_function get_interface) {
     return true;
 }
 
+bool read_everywhere(call_context* ctx, get_interface_function get_interface) {
+    const dataset_handle set = change_a_sample(ctx, get_interface);
+    float sample = 0;
+    for (std::uint64_t i = 0; i < 200; ++i) {
+        const std::uint64_t selection[] = {0, 0, 1'000'000 + i, 1, 1, 1};
+        static_cast<const dataset_api*>(get_interface(DATASET_API_ID))
+            ->read_samples(set, &sample, selection, std::size(selection));
+    }
+    return true;
+}
+
 bool crash(call_context* ctx, get_interface_function get_interface) {
     change_a_sample(ctx, get_interface);
     std::raise(SIGSEGV);
@@ -136,6 +147,7 @@ constexpr char SUCCEED[] = "test.trouble.succeed";
 constexpr char FAIL[] = "test.trouble.fail";
 constexpr char FAIL_SILENTLY[] = "test.trouble.fail-silently";
 constexpr char READ_OUTSIDE[] = "test.trouble.read-outside";
+constexpr char READ_EVERYWHERE[] = "test.trouble.read-everywhere";
 constexpr char CRASH[] = "test.trouble.crash";
 constexpr char CRASH_IF_MARKED[] = "test.trouble.crash-if-marked";
 constexpr char KILL[] = "test.trouble.kill";
@@ -153,6 +165,7 @@ unit_descriptor units[] = {
     make_unit(name<FAIL>, fail),
     make_unit(name<FAIL_SILENTLY>, fail_silently),
     make_unit(name<READ_OUTSIDE>, read_outside),
+    make_unit(name<READ_EVERYWHERE>, read_everywhere),
     make_unit(name<CRASH>, crash),
     make_unit(name<CRASH_IF_MARKED>, crash_if_marked),
     make_unit(name<KILL>, kill_itself),
