@@ -1,6 +1,7 @@
 #include "host/recipe_places.h"
 
 #include "host/nearest_text.h"
+#include "host/path_glob.h"
 #include "host/tree_rules.h"
 
 #include <fmt/format.h>
@@ -101,12 +102,22 @@ class PlaceFinder {
         });
     }
 
+    // What an earlier step makes is not known by name, so a pattern may be for that.
+    bool is_matched(ObjectKind kind, const std::string& pattern) {
+        std::set<ObjectId> visited;
+        std::vector<std::string> paths;
+        collect_paths(tree_, tree_.root(), kind, visited, paths);
+        return !made_.empty() || std::ranges::any_of(paths, [&](const std::string& path) {
+            return matches_path(pattern, path);
+        });
+    }
+
     void check(const Step& step, const PlaceRow& row, const std::string& path) {
         const auto object = tree_.find(tree_.root(), path);
         if (object && tree_.kind(*object) == row.kind) {
             return;
         }
-        if (!object && is_made(path)) {
+        if (!object && (is_made(path) || (is_pattern(path) && is_matched(row.kind, path)))) {
             return;
         }
         const std::string_view kind = name_kind(row.kind);

@@ -11,6 +11,9 @@ std::optional<double> as_sample_rate(const std::optional<AttributeValue>& value)
     if (const auto* rate = std::get_if<float>(&*value)) {
         return shortest_double(*rate);
     }
+    if (const auto* whole = std::get_if<std::int64_t>(&*value)) {
+        return static_cast<double>(*whole);
+    }
     const auto* wide = std::get_if<double>(&*value);
     return wide != nullptr ? std::optional(*wide) : std::nullopt;
 }

@@ -32,10 +32,11 @@ bool wants_colours() {
     return isatty(STDERR_FILENO) != 0 && (no_colour == nullptr || *no_colour == '\0');
 }
 
+// Control characters, which names in files may hold, do nothing to the terminal.
 std::string on_one_line(std::string_view text) {
     std::string line(text);
     std::ranges::replace_if(
-        line, [](char c) { return c == '\n' || c == '\r'; }, ' ');
+        line, [](unsigned char c) { return (c < 0x20 && c != '\t') || c == 0x7f; }, ' ');
     return line;
 }
 
@@ -90,14 +91,18 @@ void Console::note(std::string_view line) const {
     fmt::print(stderr, "{}\n", on_one_line(line));
 }
 
-void Console::result(std::string_view line) const {
-    std::fwrite(line.data(), 1, line.size(), stdout);
+void Console::result(std::string_view text) const {
+    std::fwrite(text.data(), 1, text.size(), stdout);
     std::fputc('\n', stdout);
+}
+
+void Console::result_line(std::string_view line) const {
+    result(on_one_line(line));
 }
 
 void Console::report_done(std::string_view line) const {
     if (!quiet_) {
-        result(line);
+        result_line(line);
     }
 }
 

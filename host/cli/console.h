@@ -35,7 +35,9 @@ class Console {
     // A line of a table below an error, as it is.
     void note(std::string_view line) const;
 
-    void result(std::string_view line) const;
+    void result(std::string_view text) const;
+    // One line, whatever the names in it hold.
+    void result_line(std::string_view line) const;
     // A result that only tells what was done: left away with --quiet.
     void report_done(std::string_view line) const;
     // NaN and infinities as null; bytes that are no UTF-8 replaced.

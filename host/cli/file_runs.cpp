@@ -30,12 +30,13 @@ std::string describe_end(int wait_status) {
     if (WIFSIGNALED(wait_status)) {
         const int number = WTERMSIG(wait_status);
         const char* name = sigabbrev_np(number);
-        return fmt::format("its worker {} (SIG{}); the file in work is as it was",
+        return fmt::format("its worker {} (SIG{}); the output is as it was, or complete",
                            number == SIGKILL ? "was killed" : "crashed",
                            name != nullptr ? name : std::to_string(number));
     }
-    return fmt::format("its worker broke off with exit code {}; the file in work is as it was",
-                       WEXITSTATUS(wait_status));
+    return fmt::format(
+        "its worker broke off with exit code {}; the output is as it was, or complete",
+        WEXITSTATUS(wait_status));
 }
 
 // One JSON document per line: a message, or the result.
@@ -123,6 +124,23 @@ std::string name_work(const Recipe& recipe) {
                                     : fmt::format("{} steps", recipe.steps.size());
 }
 
+// What the command reads stays, and the list takes no result's place.
+void refuse_mixed_up_files(std::span<const FileJob> jobs, const fs::path& plugin,
+                           const FileRunOptions& options) {
+    std::vector<fs::path> sources = options.also_read;
+    sources.push_back(plugin);
+    for (const fs::path& source : sources) {
+        refuse_same_file(source, options.failed_to);
+    }
+    for (const FileJob& job : jobs) {
+        refuse_same_file(job.input, options.failed_to);
+        refuse_same_file(job.output, options.failed_to);
+        for (const fs::path& source : sources) {
+            refuse_same_file(source, job.output);
+        }
+    }
+}
+
 } // namespace
 
 void add_file_run_options(CLI::App& command, FileRunOptions& options) {
@@ -160,6 +178,7 @@ void add_file_run_options(CLI::App& command, FileRunOptions& options) {
 
 void run_on_files(Session& session, const Recipe& recipe, const FileRunOptions& options) {
     const std::vector<FileJob> jobs = plan_files(options.plan);
+    refuse_mixed_up_files(jobs, session.plugin().file(), options);
     const FileWork work{.recipe = recipe,
                         .origin = {.time = tell_time(),
                                    .host_version = TALVORA_VERSION,
@@ -176,7 +195,7 @@ void run_on_files(Session& session, const Recipe& recipe, const FileRunOptions& 
     runs.run(work, options.job_count);
     const RunReport& report = runs.report();
     report.print_failures();
-    if (!options.failed_to.empty()) {
+    if (!options.failed_to.empty() && !options.dry_run) {
         write_list(options.failed_to, report.failed_files());
     }
     session.exit_code = std::max(session.exit_code, report.worst());

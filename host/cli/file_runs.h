@@ -8,6 +8,7 @@
 #include <CLI/CLI.hpp>
 
 #include <cstddef>
+#include <filesystem>
 #include <string>
 
 namespace talvora::host {
@@ -16,6 +17,8 @@ struct FileRunOptions {
     FilePlanOptions plan;
     std::size_t job_count = 1;
     std::string failed_to; // where the names of files that failed go
+    // Read by the command besides its inputs: no result may take their place.
+    std::vector<std::filesystem::path> also_read = {};
     bool dry_run = false;
     bool json = false;
 };

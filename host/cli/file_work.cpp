@@ -198,8 +198,13 @@ class FileRun {
     }
 
     bool has_been_made() {
-        if (was_made_by(read_history(*open_input(job_.output)), origin_, work_.recipe)) {
-            return true;
+        try {
+            if (was_made_by(read_history(*open_input(job_.output)), origin_, work_.recipe)) {
+                return true;
+            }
+        } catch (const TreeError&) {
+            // No file of ours, or a damaged one: made otherwise in any case.
+        } catch (const Failure&) {
         }
         if (!job_.replace) {
             throw Failure(ExitCode::Output,

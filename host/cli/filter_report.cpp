@@ -26,7 +26,8 @@ nlohmann::ordered_json make_json(const FilterFacts& facts) {
             {"corrected_edges", design.corrected_edges},
             {"suggested_edges", design.suggested_edges},
             {"three_db_points", facts.three_db_points},
-            {"usable", facts.state == FilterState::Useful}};
+            {"usable", facts.state == FilterState::Useful},
+            {"summary", summarize(facts)}};
 }
 
 nlohmann::ordered_json make_json(std::span<const FilterFacts> filters) {

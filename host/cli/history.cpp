@@ -35,24 +35,28 @@ std::string show_step(const HistoryRecord& record) {
 }
 
 void print_record(const HistoryRecord& record, const Console& console) {
-    console.result(show_step(record));
-    console.result(fmt::format("  unit {} {}, plug-in {} {}, talvora-host {}",
-                               show(record, "/unit"), show(record, "/unit_version"),
-                               show(record, "/plugin/name"), show(record, "/plugin/version"),
-                               show(record, "/host/version")));
-    console.result(fmt::format("  input {}, {} bytes, sha256 {}", show(record, "/input/name"),
-                               show(record, "/input/size"), show(record, "/input/sha256")));
+    console.result_line(show_step(record));
+    console.result_line(fmt::format("  unit {} {}, plug-in {} {}, talvora-host {}",
+                                    show(record, "/unit"), show(record, "/unit_version"),
+                                    show(record, "/plugin/name"), show(record, "/plugin/version"),
+                                    show(record, "/host/version")));
+    console.result_line(fmt::format("  input {}, {} bytes, sha256 {}", show(record, "/input/name"),
+                                    show(record, "/input/size"), show(record, "/input/sha256")));
     for (const auto& [key, value] : record.at("parameters").items()) {
         if (!value.is_null()) {
-            console.result(fmt::format("  {} = {}", key, value.dump()));
+            console.result_line(fmt::format("  {} = {}", key, value.dump()));
         }
     }
+    for (const auto& filter : record.value("filters", HistoryRecord::array())) {
+        console.result_line(fmt::format("  filter {}", filter.at("summary").get<std::string>()));
+    }
     for (const auto& set : record.at("sets")) {
-        console.result(fmt::format("  {}{}", set.at("written").get<bool>() ? "" : "read ",
-                                   describe_set_change(set)));
+        console.result_line(fmt::format("  {}{}", set.at("written").get<bool>() ? "" : "read ",
+                                        describe_set_change(set)));
     }
     for (const auto& [path, names] : record.at("attributes").items()) {
-        console.result(fmt::format("  {}: attributes {}", path.empty() ? "/" : path, names.dump()));
+        console.result_line(
+            fmt::format("  {}: attributes {}", path.empty() ? "/" : path, names.dump()));
     }
 }
 

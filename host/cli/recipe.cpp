@@ -97,6 +97,7 @@ void run_recipe(Session& session, RecipeOptions& options) {
     if (recipe) {
         refuse_stray_words(options.files, "a variable is set by --set NAME=VALUE");
         options.runs.plan.files = options.files;
+        options.runs.also_read.push_back(options.recipe);
         run_on_files(session, *recipe, options.runs);
     }
 }
@@ -109,6 +110,7 @@ void extract_from_file(Session& session, const ExtractOptions& options) {
                       fmt::format("{}: no history to take a recipe from", options.file));
     }
     const auto records = options.all ? std::span<const HistoryRecord>(history) : last_run(history);
+    refuse_same_file(options.file, options.output);
     const std::string text = write_recipe(extract_recipe(records, session.plugin()));
     write_text_file(options.output, options.force, [&](const TextSink& send) { send(text); });
 }

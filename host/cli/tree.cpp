@@ -229,10 +229,10 @@ void print_text(const std::vector<Entry>& entries, const TreeOptions& options,
     }
     const std::vector<std::string> lines = align_columns(rows, numeric);
     for (std::size_t i = 0; i < lines.size(); ++i) {
-        console.result(lines[i]);
+        console.result_line(lines[i]);
         if (i >= head_count) {
             for (const Attribute& attribute : entries[i - head_count].attributes) {
-                console.result(show_attribute(attribute));
+                console.result_line(show_attribute(attribute));
             }
         }
     }
