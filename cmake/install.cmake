@@ -27,6 +27,20 @@ install(FILES ${PROJECT_BINARY_DIR}/talvora_signalConfigVersion.cmake
   DESTINATION ${package_folder} COMPONENT headers)
 
 find_program(GZIP gzip)
+if(GZIP)
+  set(changelog ${PROJECT_BINARY_DIR}/changelog.gz)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS CHANGELOG.md)
+  execute_process(COMMAND ${GZIP} -9nc ${PROJECT_SOURCE_DIR}/CHANGELOG.md
+    OUTPUT_FILE ${changelog} COMMAND_ERROR_IS_FATAL ANY)
+  foreach(pair plugin=kpl-talvora-signal headers=talvora-signal-dev host=talvora-host)
+    string(REPLACE "=" ";" pair ${pair})
+    list(GET pair 0 component)
+    list(GET pair 1 package)
+    install(FILES ${changelog} DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${package}
+      COMPONENT ${component})
+  endforeach()
+endif()
+
 if(NOT TARGET talvora-host OR NOT GZIP)
   return()
 endif()

@@ -46,7 +46,7 @@ def list_commands(host):
 def expected_files(host):
     """By package: what an installation consists of, below its prefix."""
     pages = ["talvora-host"] + [f"talvora-host-{command}" for command in list_commands(host)]
-    return {
+    files = {
         "kpl-talvora-signal": {"lib/talvora/kpl-talvora_signal.so"},
         "talvora-signal-dev": {
             "include/talvora_signal/plugin/host_interfaces.h",
@@ -62,3 +62,6 @@ def expected_files(host):
             *(f"share/man/man1/{page}.1.gz" for page in pages),
         },
     }
+    for package, names in files.items():
+        names.add(f"share/doc/{package}/changelog.gz")
+    return files

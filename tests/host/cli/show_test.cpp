@@ -194,5 +194,29 @@ TEST_F(TheProgram, TellsItsVersionAndThePlugins) {
                                      HasSubstr("kpl-talvra.signal 0.7.0, Orvane Solution inc.")));
 }
 
+TEST_F(TheProgram, TellsItsVersionWithoutAPlugin) {
+    const auto result = run({"--version", "--plugin", "missing.so"});
+    EXPECT_EQ(result.exit_code, 0);
+    EXPECT_EQ(result.output, "talvora-host " TALVORA_VERSION "\n");
+}
+
+TEST_F(TheProgram, TellsExitCodesAndEnvironmentInItsHelp) {
+    EXPECT_THAT(run({"--help"}).output,
+                AllOf(HasSubstr("\nExit codes:\n"), HasSubstr("\n  130, 143  interrupted"),
+                      HasSubstr("\n  TALVORA_PLUGIN_PATH  "), HasSubstr("\nExamples:\n")));
+}
+
+TEST_F(TheProgram, KeepsWhatServesTheBuildAndTheShellOutOfItsHelp) {
+    EXPECT_THAT(run({"--help"}).output,
+                AllOf(Not(HasSubstr("\n  complete ")), Not(HasSubstr("\n  manual "))));
+    EXPECT_THAT(run({"complte"}).errors, Not(HasSubstr("did you mean 'complete'")));
+}
+
+TEST_F(TheProgram, ShowsDefaultsAndNamesValuesInItsHelp) {
+    EXPECT_THAT(run({"run", "--help"}).output,
+                AllOf(HasSubstr("  --jobs N "), HasSubstr("(default 1)"),
+                      HasSubstr("  --out-dir FOLDER "), HasSubstr("  --in-place  ")));
+}
+
 } // namespace
 } // namespace talvora::host
