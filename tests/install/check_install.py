@@ -4,6 +4,7 @@
     check_install.py BUILD CONSUMER CXX
 """
 
+import json
 import pathlib
 import sys
 import tempfile
@@ -30,7 +31,7 @@ def main():
                f"installed otherwise: {list_files(prefix) ^ expected}")
 
         their_host, their_plugin = build_consumer(prefix, consumer, folder / "build", compiler)
-        names = [line.split()[0] for line in run(host, "units").splitlines()]
+        names = [unit["name"] for unit in json.loads(run(host, "units", "--json"))]
         expect(run(their_host, plugin).splitlines() == names, "their host sees other units")
         expect(run(host, "--plugin", their_plugin, "units").split()[:2] == ["consumer.idle", "1.0.0"],
                "talvora-host does not see their unit")
