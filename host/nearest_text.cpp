@@ -34,8 +34,10 @@ std::size_t edit_distance(std::string_view a, std::string_view b) {
 std::optional<std::string> find_containing(std::string_view word,
                                            std::span<const std::string> known) {
     constexpr std::size_t MIN_LENGTH = 4;
+    const auto same_letter = [](char a, char b) { return to_lower(a) == to_lower(b); };
     const auto holds_word = [&](const std::string& text) {
-        return !std::ranges::search(text, word, {}, to_lower, to_lower).empty();
+        return std::search(text.begin(), text.end(), word.begin(), word.end(), same_letter) !=
+               text.end();
     };
     const auto found = std::ranges::find_if(known, holds_word);
     return word.size() < MIN_LENGTH || found == known.end() ? std::nullopt : std::optional(*found);

@@ -158,7 +158,7 @@ std::vector<const Unit*> list_current_first(const PluginLibrary& library) {
     std::vector<const Unit*> units;
     for (const Unit& unit : library.units())
         units.push_back(&unit);
-    std::ranges::stable_partition(units, [](const Unit* unit) { return !unit->date; });
+    std::stable_partition(units.begin(), units.end(), [](const Unit* unit) { return !unit->date; });
     return units;
 }
 

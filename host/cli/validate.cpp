@@ -26,10 +26,12 @@ std::vector<std::string> child_words() {
     return {own_program(), "validate", "--child"};
 }
 
-ValidatorOptions make_options(const Session& session, const ValidateOptions& options) {
+ValidatorOptions make_options(Session& session, const ValidateOptions& options) {
+    if (!options.plugin.empty()) {
+        session.plugin_option = options.plugin;
+    }
     ValidatorOptions made;
-    made.plugin =
-        options.plugin.empty() ? session.plugin_file() : std::filesystem::path(options.plugin);
+    made.plugin = session.plugin_file();
     made.self = child_words();
     made.only = options.only;
     made.limit = std::chrono::milliseconds(static_cast<std::int64_t>(1000 * options.seconds));

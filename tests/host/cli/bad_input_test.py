@@ -491,9 +491,9 @@ class OddWords(CommandLine):
             self.assertEqual(by_folder.stdout, self.call(words).stdout)
         plugins = self.folder / "plugins"
         plugins.mkdir()
-        self.expect_failure(["units", "--plugin", "plugins"], 4,
-                            "plugins: a folder without a plug-in library (allowed: a library, or a "
-                            "folder with one *.so in it)")
+        for words in (["units", "--plugin", "plugins"], ["validate", "plugins"]):
+            self.expect_failure(words, 4, "plugins: a folder without a plug-in library (allowed: a "
+                                "library, or a folder with one *.so in it)")
         for name in ("b.so", "a.so"):
             shutil.copy(PLUGIN, plugins / name)
         self.expect_failure(["units", "--plugin", "plugins"], 4,
