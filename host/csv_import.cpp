@@ -14,11 +14,15 @@
 #include <map>
 #include <numeric>
 #include <set>
+#include <span>
 
 namespace talvora::host {
 namespace {
 
 constexpr float NaN = std::numeric_limits<float>::quiet_NaN();
+
+// Jitter moves a row by less.
+constexpr double MAX_DRIFT_SAMPLES = 1.0;
 
 struct TimeUnit {
     std::string_view name;
@@ -229,6 +233,27 @@ void report_grid(const CsvColumn& time, const TimeGrid& grid, const std::string&
     }
 }
 
+// Rows are placed step by step, so where the rate changes they drift from their times.
+void warn_of_drift(std::span<const double> times, const TimeGrid& grid, const std::string& source,
+                   ImportReport& report) {
+    double largest = 0;
+    std::size_t at_row = 0;
+    for (std::size_t row = 0; row < grid.sample_of_row.size(); ++row) {
+        const double placed =
+            grid.start_time + static_cast<double>(grid.sample_of_row[row]) / grid.sample_rate;
+        const double distance = std::abs(times[row] - placed);
+        if (distance > largest) {
+            largest = distance;
+            at_row = row;
+        }
+    }
+    if (largest * grid.sample_rate > MAX_DRIFT_SAMPLES) {
+        report.warnings.push_back(fmt::format(
+            "{}: row {} stands {:.3g} s from its time, {:.9g} s: the rows are not equally spaced",
+            source, at_row + 2, largest, times[at_row]));
+    }
+}
+
 void refuse_bad_options(const ImportOptions& options, const std::string& source) {
     if (options.sample_rate && !(*options.sample_rate > 0 && std::isfinite(*options.sample_rate))) {
         throw Failure(ExitCode::Usage,
@@ -277,6 +302,7 @@ ImportReport import_table(const CsvTable& table, const ImportOptions& options, D
                               : make_uniform_grid(*options.sample_rate, table.row_count);
     if (time != nullptr) {
         report_grid(*time, grid, source, report);
+        warn_of_drift(read_seconds(*time, source), grid, source, report);
     }
     report.sample_count = grid.sample_count;
     report.sample_rate = grid.sample_rate;

@@ -269,8 +269,11 @@ class FileRun {
             for (const FilterWarning& warning : find_warnings(facts)) {
                 tell_({{"level", "warning"}, {"step", step.name}, {"text", warning.text}});
                 tell_({{"level", "hint"},
-                       {"text", warning.choice.empty() ? write_design_command(facts.design)
-                                                       : warning.choice}});
+                       {"text", warning.choice.empty()
+                                    ? write_design_command(facts.design)
+                                    : fmt::format("if {} is meant: {}",
+                                                  name_edges(facts.design.suggested_edges),
+                                                  warning.choice)}});
             }
         }
     }

@@ -98,6 +98,23 @@ TEST(ImportTable, KeepsTheFirstOfRowsThatShareASample) {
                             "before (first: row 4)"));
 }
 
+// Ten steps of 1 s and ten of 1.3 s have a mean of 1.15 s: row 12, stamped 10 s, comes to
+// stand at 10 x 1.15 s.
+TEST(ImportTable, WarnsWhenRowsStandMoreThanASampleFromTheirTimes) {
+    std::string csv = "t,X\n";
+    for (int i = 0; i <= 20; ++i) {
+        csv += std::to_string(i <= 10 ? i : 10 + 1.3 * (i - 10)) + ",1\n";
+    }
+    Imported drifting;
+    import_text(drifting, csv);
+    EXPECT_THAT(drifting.report.warnings,
+                ElementsAre("walk.csv: row 12 stands 1.5 s from its time, 10 s: the rows are not "
+                            "equally spaced"));
+    Imported jittering;
+    import_text(jittering, "t,X\n0,1\n1.2,1\n1.9,1\n3.1,1\n4,1\n");
+    EXPECT_THAT(jittering.report.warnings, IsEmpty());
+}
+
 TEST(ImportTable, SpacesRowsEvenlyAtAGivenRate) {
     Imported result;
     import_text(result, "t,X\n0,1\n7,2\n", {.sets = {}, .sample_rate = 100, .time_column = {}});

@@ -53,12 +53,15 @@ TEST_F(RunFilters, WarnsOnceForEachRate) {
     import_sets();
     const auto result = filter({"CutoffFrequency=50", "Order=4", "Bandform=ZeroLagHighPass"});
     EXPECT_EQ(result.exit_code, 0);
-    EXPECT_THAT(result.errors,
-                AllOf(HasSubstr("warning: in.h5: apply-set-butterworth: at 200 Hz both passes"),
-                      HasSubstr("warning: in.h5: apply-set-butterworth: at 1000 Hz both passes "
-                                "together are 3 dB down at 77.1499 Hz; the parameters suggest 50 "
-                                "Hz\nhint: talvora-host design ZeroLagHighPass --edge 50 --rate "
-                                "1000 --order 4\n")));
+    EXPECT_THAT(
+        result.errors,
+        AllOf(
+            HasSubstr("warning: in.h5: apply-set-butterworth: at 200 Hz both passes"),
+            HasSubstr(
+                "warning: in.h5: apply-set-butterworth: at 1000 Hz both passes "
+                "together are 3 dB down at 77.1499 Hz; the parameters suggest 50 "
+                "Hz\nhint: if 50 Hz is meant: talvora-host design ZeroLagHighPass --edge 50 --rate "
+                "1000 --order 4\n")));
     EXPECT_EQ(std::ranges::count(result.errors, '\n'), 4);
 }
 
