@@ -4,4 +4,8 @@ if(TALVORA_SANITIZE)
     -fsanitize=${TALVORA_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_compile_options(talvora_sanitizers INTERFACE ${talvora_sanitize_flags})
   target_link_options(talvora_sanitizers INTERFACE ${talvora_sanitize_flags})
+  if(TALVORA_SANITIZE MATCHES address)
+    # Each compiler tells of it in another way.
+    target_compile_definitions(talvora_sanitizers INTERFACE TALVORA_ADDRESS_SANITIZER)
+  endif()
 endif()

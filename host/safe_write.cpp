@@ -184,7 +184,10 @@ void check_destination(const fs::path& destination, const WriteOptions& options)
 
 void refuse_same_file(const fs::path& input, const fs::path& output, std::string_view hint) {
     std::error_code ignored;
-    if (fs::equivalent(input, output, ignored)) {
+    // By name as well, for files that are yet to be made.
+    if (fs::equivalent(input, output, ignored) ||
+        (!output.empty() &&
+         fs::weakly_canonical(input, ignored) == fs::weakly_canonical(output, ignored))) {
         throw Failure(ExitCode::Usage,
                       fmt::format("{}: input and output are the same file", output.string()),
                       {std::string(hint)});

@@ -22,7 +22,7 @@ namespace {
 
 // Keeps a check that asks for too much from taking the machine. A sanitizer maps more
 // than that before it begins.
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(TALVORA_ADDRESS_SANITIZER)
 constexpr std::size_t MAX_MEMORY = 0;
 #else
 constexpr std::size_t MAX_MEMORY = std::size_t{4} << 30;

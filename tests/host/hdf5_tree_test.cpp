@@ -19,7 +19,7 @@
 #include <thread>
 #include <unistd.h>
 
-#ifdef __SANITIZE_ADDRESS__
+#ifdef TALVORA_ADDRESS_SANITIZER
 #include <sanitizer/lsan_interface.h>
 #endif
 
@@ -393,7 +393,7 @@ TEST(Hdf5TreeTest, RefusesTruncatedFiles) {
 // The HDF5 library loses memory of its own over some of these files.
 class WithoutLeakCheck {
   public:
-#ifdef __SANITIZE_ADDRESS__
+#ifdef TALVORA_ADDRESS_SANITIZER
     WithoutLeakCheck() {
         __lsan_disable();
     }
@@ -480,7 +480,7 @@ TEST(Hdf5TreeTest, ReadsLinesAcrossChunks) {
 }
 
 TEST(Hdf5TreeDeathTest, LeavesTheProcessInOrderWhenThereIsNoRoom) {
-#ifdef __SANITIZE_ADDRESS__
+#ifdef TALVORA_ADDRESS_SANITIZER
     GTEST_SKIP() << "what the library could not write is not given back";
 #endif
     GTEST_FLAG_SET(death_test_style, "threadsafe"); // a process that has not used the library

@@ -62,6 +62,13 @@ TEST_F(ObservedTreeTest, NotesNothingWhereNoSamplesWereAskedFor) {
     EXPECT_THAT(step.attributes, IsEmpty());
 }
 
+TEST_F(ObservedTreeTest, KnowsARateThatIsAWholeNumber) {
+    const ObjectId set = add_set("X", {1, 2}, 10);
+    tree_.write_attribute(set, "SampleRate", std::int64_t{20});
+    write_whole(tree_, set, {3, 4});
+    EXPECT_EQ(only_set().after.sample_rate, 20.0);
+}
+
 TEST_F(ObservedTreeTest, CountsBeforeAndAfterAChangeOfTheWholeSet) {
     const ObjectId set = add_set("X", {1, N, N, 4, N}, 10);
     std::vector<float> samples = read_whole(tree_, set);

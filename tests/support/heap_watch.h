@@ -6,7 +6,7 @@
 
 #include <cstddef>
 
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(TALVORA_ADDRESS_SANITIZER)
 #define TALVORA_SANITIZER_HEAP 1
 #elif defined(__has_feature)
 #if __has_feature(address_sanitizer)

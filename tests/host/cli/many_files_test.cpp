@@ -44,6 +44,9 @@ class ManyFiles : public CommandLine {
     std::map<std::string, std::string> contents(const std::string& sub_folder) const {
         std::map<std::string, std::string> found;
         for (const auto& entry : fs::directory_iterator(folder_ / sub_folder)) {
+            if (!entry.is_regular_file()) {
+                continue;
+            }
             found[entry.path().filename().string()] = read_file(entry.path());
         }
         return found;
@@ -64,7 +67,7 @@ TEST_F(ManyFiles, GivesTheSameBytesAndLinesForAnyNumberOfJobs) {
 }
 
 TEST_F(ManyFiles, LosesThatFileAloneWhoseWorkerCrashes) {
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(TALVORA_ADDRESS_SANITIZER)
     GTEST_SKIP() << "the sanitizer takes the signal";
 #endif
     for (const char* jobs : {"1", "3"}) {
@@ -99,6 +102,25 @@ TEST_F(ManyFiles, EndsWithATableOfFailuresAndAListToTryAgain) {
     EXPECT_EQ(again.exit_code, 0) << again.errors;
     EXPECT_EQ(contents("out").size(), 10U);
     EXPECT_EQ(read_file(folder_ / "failed.txt"), "");
+}
+
+TEST_F(ManyFiles, LetsNoListTakeThePlaceOfWhatIsReadOrWritten) {
+    const auto before = contents(".");
+    for (const char* list : {"0.h5", "new.h5"}) {
+        const auto result = run({"run", "apply-set-rectify", "SourceGroup=Signals", "0.h5", "-o",
+                                 "new.h5", "--failed-to", list});
+        EXPECT_EQ(result.exit_code, 2) << list;
+        EXPECT_TRUE(contents(".") == before) << list;
+    }
+    EXPECT_EQ(run(rectify({"--out-dir", "out", "-n", "--failed-to", "failed.txt"})).exit_code, 0);
+    EXPECT_FALSE(fs::exists(folder_ / "failed.txt"));
+}
+
+TEST_F(ManyFiles, ReplacesADamagedOutputWhenItIsForcedToResume) {
+    write_file(folder_ / "out/0.h5", "damaged");
+    EXPECT_EQ(run(rectify({"--out-dir", "out", "--resume"}, 1)).exit_code, 5);
+    EXPECT_EQ(run(rectify({"--out-dir", "out", "--resume", "--force"}, 1)).exit_code, 0);
+    EXPECT_EQ(run(rectify({"--out-dir", "out", "--resume"}, 1)).exit_code, 0);
 }
 
 TEST_F(ManyFiles, TakesFilesFromAList) {

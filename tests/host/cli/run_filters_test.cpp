@@ -99,6 +99,8 @@ TEST_F(RunFilters, KeepsThemInTheHistoryAndTheDocument) {
     const auto history = tree.read_attribute(tree.root(), "talvora_history");
     ASSERT_TRUE(history.has_value());
     expect_filters(nlohmann::json::parse(std::get<TextArray>(*history).values.at(0))["filters"]);
+    EXPECT_THAT(run({"history", "out.h5"}).output,
+                HasSubstr("\n  filter at 1000 Hz 3 dB down at 5.0002"));
 }
 
 } // namespace

@@ -286,7 +286,7 @@ TEST_F(Run, SurvivesAUnitThatThrows) {
 }
 
 TEST_F(Run, LeavesEverythingAsItWasWhenTheUnitCrashes) {
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(TALVORA_ADDRESS_SANITIZER)
     GTEST_SKIP() << "the sanitizer takes the signal";
 #endif
     const auto result = run_trouble("crash", {"walk.h5", "--in-place"});
