@@ -9,8 +9,9 @@ namespace talvora::dsp {
 
 namespace {
 
-// Rows of this size are kept from pass to pass in the third-level cache; beyond it, memory is
-// slower than a second forward pass over segments that stay in the second-level cache.
+// The last rows are kept from pass to pass in the third-level cache, up to this size; beyond
+// it, memory is slower than a second forward pass over segments that stay in the second-level
+// cache.
 constexpr std::ptrdiff_t MAX_KEPT_DOUBLES = 512 << 10;
 constexpr std::ptrdiff_t SEGMENT_DOUBLES = 32 << 10;
 
@@ -22,10 +23,12 @@ class GroupPasses {
         : group_(runs, filter.pad_count(), kernels), step_(as_step(group_.lane_count())),
           row_count_(group_.run(0).size()), samples_begin_(group_.run(0).samples_begin()),
           samples_end_(group_.run(runs.size() - 1).samples_end()),
-          segment_row_count_(choose_segment_row_count()),
+          last_segment_row_count_(std::max(MAX_KEPT_DOUBLES / step_, fewest_rows())),
+          segment_row_count_(std::max(SEGMENT_DOUBLES / step_, fewest_rows())),
           forward_(filter, kernels, group_.lane_count()),
           backward_(filter, kernels, group_.lane_count()),
-          rows_(scratch.rows.reserve(static_cast<std::size_t>(segment_row_count_ * step_))),
+          rows_(scratch.rows.reserve(
+              static_cast<std::size_t>(std::min(row_count_, last_segment_row_count_) * step_))),
           block_(scratch.block.reserve(BLOCK_ROW_COUNT * group_.lane_count())),
           states_(scratch.states), upcoming_(scratch.upcoming) {}
 
@@ -46,19 +49,14 @@ class GroupPasses {
   private:
     static std::ptrdiff_t as_step(std::size_t count) { return static_cast<std::ptrdiff_t>(count); }
 
-    std::ptrdiff_t choose_segment_row_count() const {
-        if (row_count_ * step_ <= MAX_KEPT_DOUBLES) {
-            return row_count_;
-        }
-        // The padding before a run is made of samples that must still be there.
-        return std::max(SEGMENT_DOUBLES / step_, 2 * samples_begin_ + 1);
-    }
+    // The padding before a run is made of samples that must still be there.
+    std::ptrdiff_t fewest_rows() const { return 2 * samples_begin_ + 1; }
 
     // Runs the forward pass for its states alone; gives where the last segment begins.
     std::ptrdiff_t filter_up_to_last_segment() {
         states_.clear();
         std::ptrdiff_t first = 0;
-        for (; first + segment_row_count_ < row_count_; first += segment_row_count_) {
+        for (; first + last_segment_row_count_ < row_count_; first += segment_row_count_) {
             states_.insert(states_.end(), forward_.state().begin(), forward_.state().end());
             const std::ptrdiff_t last = first + segment_row_count_;
             for (std::ptrdiff_t row = first, end = 0; row < last; row = end) {
@@ -136,6 +134,7 @@ class GroupPasses {
     std::ptrdiff_t row_count_;
     std::ptrdiff_t samples_begin_;
     std::ptrdiff_t samples_end_; // in the lane that ends first
+    std::ptrdiff_t last_segment_row_count_;
     std::ptrdiff_t segment_row_count_;
     LanePass forward_;
     LanePass backward_;

@@ -101,13 +101,23 @@ TEST_P(LaneFilter, GivesThePlainBitsWhenTheFilterGrowsWithoutBound) {
     }
 }
 
-// Many segments: sixteen lanes keep up to 32,768 rows whole, and 2,048 in a segment.
+// Many segments: sixteen lanes keep the last 32,768 rows whole, and 2,048 in each segment
+// before them.
 TEST_P(LaneFilter, GivesThePlainBitsForLinesLongerThanItsScratch) {
     RandomFilters random(4);
     std::vector<std::size_t> lengths(9, 250'000);
     lengths[8] = 130'000;
     lengths[7] = 4'096; // ends where a segment does
     expect_plain_bits(random, lengths, random.filter(3, false));
+}
+
+// Three taps pad a run with six samples at either end.
+TEST_P(LaneFilter, GivesThePlainBitsAboutTheLengthThatIsKeptWhole) {
+    RandomFilters random(5);
+    const FilterCoefficients filter = random.filter(3, false);
+    for (const std::size_t length : {32'755U, 32'756U, 32'757U, 32'758U, 34'804U, 34'805U}) {
+        expect_plain_bits(random, std::vector<std::size_t>(9, length), filter);
+    }
 }
 
 } // namespace
