@@ -57,7 +57,10 @@ void dataset_shape(Words* out, Handle set) {
     Call call;
     call.record("dataset_shape", call.host.name_of(set));
     const DataSet* found = call.host.dataset_of(set);
-    fill_shape(out, found == nullptr ? std::vector<std::uint64_t>{} : found->extents(),
+    int& shapes_left = call.host.habits.shapes_left;
+    const bool refuses = shapes_left == 0;
+    shapes_left -= shapes_left > 0 ? 1 : 0;
+    fill_shape(out, found == nullptr || refuses ? std::vector<std::uint64_t>{} : found->extents(),
                "dataset_shape");
 }
 

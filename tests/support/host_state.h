@@ -42,6 +42,8 @@ struct Habits {
     bool visits_starting_group = false;
     // visit_groups reports failure after this many groups; negative: never.
     int failing_visit = -1;
+    // dataset_shape gives this many shapes, and rank 0 from then on; negative: all.
+    int shapes_left = -1;
     // read_samples leaves the destination as it is.
     bool ignores_reads = false;
     // write_samples is recorded, its samples are neither looked at nor stored.

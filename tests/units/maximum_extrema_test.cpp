@@ -243,5 +243,16 @@ TEST_F(MaximumExtrema, PassesOverSetsThatCannotBeCreatedAndSucceeds) {
     EXPECT_THAT(host.samples("Out/b"), ElementsAre(2));
 }
 
+// The shape is asked for when the sets are checked and once more when a set is worked on.
+TEST_F(MaximumExtrema, PassesOverASetWhoseShapeIsRefusedAfterTheCheck) {
+    host.dataset("Imu/a", {1, 1, 1}, {1});
+    host.habits().shapes_left = 1;
+    EXPECT_TRUE(run());
+    EXPECT_THAT(host.message_texts(),
+                ElementsAre("error: Could not create nor retrieve the a destination set due to an "
+                            "internal error. It will be skipped."));
+    EXPECT_EQ(host.calls_of({"create_dataset", "write_samples"}).size(), 0U);
+}
+
 } // namespace
 } // namespace talvora::test_support
