@@ -1,5 +1,6 @@
 #include "host/path_patterns.h"
 
+#include "host/named_objects.h"
 #include "host/nearest_text.h"
 #include "host/path_glob.h"
 #include "host/quote_word.h"
@@ -8,9 +9,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <functional>
-#include <optional>
-#include <set>
 #include <variant>
 
 namespace talvora::host {
@@ -19,91 +17,9 @@ namespace {
 // More names than a message can hold are cut short.
 constexpr std::size_t MAX_SHOWN_NAMES = 5;
 
-struct NamedObject {
-    std::string path;
-    ObjectKind kind = ObjectKind::Group;
-};
-
-// ---------------------------------------------------------------------------
-// Walking a tree
-
-// Calls `visit` for every group and data set below a group. A group linked into several
-// places is followed in the first of them.
-class Walk {
-  public:
-    Walk(DataTree& tree, std::function<void(const NamedObject&)> visit)
-        : tree_(tree), visit_(std::move(visit)) {}
-
-    void below(ObjectId group, const std::string& group_path) {
-        if (!visited_.insert(group).second) {
-            return;
-        }
-        for (const std::string& name : tree_.list_datasets(group)) {
-            visit_({join_path(group_path, name), ObjectKind::DataSet});
-        }
-        for (const std::string& name : tree_.list_groups(group)) {
-            const std::string path = join_path(group_path, name);
-            visit_({path, ObjectKind::Group});
-            below(tree_.find(group, name).value(), path);
-        }
-    }
-
-  private:
-    DataTree& tree_;
-    std::function<void(const NamedObject&)> visit_;
-    std::set<ObjectId> visited_;
-};
-
-std::vector<NamedObject> list_objects(DataTree& tree, ObjectId group, const std::string& path) {
-    std::vector<NamedObject> objects;
-    Walk(tree, [&](const NamedObject& object) { objects.push_back(object); }).below(group, path);
-    return objects;
-}
-
-std::string join_names(const std::vector<std::string>& names) {
-    std::string path;
-    for (const std::string& name : names) {
-        path = join_path(path, name);
-    }
-    return path;
-}
-
-// The group from which a pattern has to be looked for: what stands in front of its first
-// wildcard. Names in front of it may lead through links, which a walk does not follow twice.
-std::string find_fixed_part(std::string_view pattern) {
-    std::vector<std::string> names = split_names(pattern);
-    names.erase(std::ranges::find_if(names, is_pattern), names.end());
-    return join_names(names);
-}
-
-std::vector<NamedObject> find_matches(DataTree& tree, std::string_view pattern) {
-    if (const auto object = tree.find(tree.root(), pattern)) {
-        return {{join_names(split_names(pattern)), tree.kind(*object)}};
-    }
-    const std::string start = find_fixed_part(pattern);
-    const auto group = tree.find(tree.root(), start);
-    if (!is_pattern(pattern) || !group || tree.kind(*group) != ObjectKind::Group) {
-        return {};
-    }
-    std::vector<NamedObject> matches = list_objects(tree, *group, start);
-    std::erase_if(matches,
-                  [&](const NamedObject& object) { return !matches_path(pattern, object.path); });
-    return matches;
-}
-
 std::vector<std::string> sort_names(std::vector<std::string> names) {
     sort_naturally(names);
     names.erase(std::unique(names.begin(), names.end()), names.end());
-    return names;
-}
-
-std::vector<std::string> names_of_kind(const std::vector<NamedObject>& objects, ObjectKind kind) {
-    std::vector<std::string> names;
-    for (const NamedObject& object : objects) {
-        if (object.kind == kind) {
-            names.push_back(object.path);
-        }
-    }
     return names;
 }
 
@@ -165,20 +81,6 @@ Failure explain_other(DataTree& tree, const std::string& path, const std::string
 // ---------------------------------------------------------------------------
 // Parameters
 
-// What a key says that its texts name; nothing when they are no names of objects.
-std::optional<ObjectKind> named_kind(std::string_view key) {
-    if (key.starts_with("Destination")) {
-        return std::nullopt;
-    }
-    if (key.ends_with("Set") || key.ends_with("Sets")) {
-        return ObjectKind::DataSet;
-    }
-    if (key.ends_with("Group") || key.ends_with("Groups")) {
-        return ObjectKind::Group;
-    }
-    return std::nullopt;
-}
-
 class Expansion {
   public:
     Expansion(DataTree& tree, ObjectKind kind, const std::string& key, const std::string& source)
@@ -215,13 +117,13 @@ class Expansion {
         if (!is_pattern(name) || tree_.find(tree_.root(), name)) {
             return {name};
         }
-        const auto found = sort_names(names_of_kind(find_matches(tree_, name), kind_));
+        const auto found = sort_names(paths_of_kind(find_matches(tree_, name), kind_));
         if (found.empty()) {
             const Failure failure = explain_no_match(tree_, name, source_);
-            throw Failure(failure.code(),
-                          fmt::format("{}: {}={}: no {} matches", source_, key_, name,
-                                      kind_ == ObjectKind::Group ? "group" : "data set"),
-                          failure.hints());
+            throw Failure(
+                failure.code(),
+                fmt::format("{}: {}={}: no {} matches", source_, key_, name, name_kind(kind_)),
+                failure.hints());
         }
         return found;
     }
@@ -247,7 +149,7 @@ std::vector<std::string> choose_sets(DataTree& tree, std::string_view pattern,
         }
         const ObjectId group = tree.find(tree.root(), object.path).value();
         std::ranges::copy(
-            names_of_kind(list_objects(tree, group, object.path), ObjectKind::DataSet),
+            paths_of_kind(list_objects(tree, group, object.path), ObjectKind::DataSet),
             std::back_inserter(sets));
     }
     if (sets.empty()) {
@@ -260,11 +162,11 @@ ParameterValues expand_patterns(const ParameterValues& values, DataTree& tree,
                                 const std::string& source) {
     ParameterValues expanded = values;
     for (const ParameterSignature& signature : values.signatures()) {
-        const auto kind = named_kind(signature.key);
+        const auto place = named_place(signature.key);
         const ParameterValue* given = values.find(signature.key);
-        if (kind && given != nullptr) {
+        if (place && !place->is_made && given != nullptr) {
             ParameterValue value = *given;
-            const Expansion expansion(tree, *kind, signature.key, source);
+            const Expansion expansion(tree, place->kind, signature.key, source);
             std::visit([&](auto& alternative) { expansion.expand(alternative); }, value);
             if (value != *given) {
                 expanded.set(signature.key, std::move(value));

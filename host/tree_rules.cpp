@@ -1,5 +1,7 @@
 #include "host/tree_rules.h"
 
+#include "host/path_glob.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -48,13 +50,9 @@ void check_array(const std::string& name, std::size_t value_count, const Extents
 } // namespace
 
 std::vector<std::string> split_path(std::string_view path) {
-    std::vector<std::string> names;
-    while (!path.empty()) {
-        const std::string_view name = path.substr(0, path.find('/'));
-        path.remove_prefix(std::min(path.size(), name.size() + 1));
+    std::vector<std::string> names = split_names(path);
+    for (const std::string& name : names) {
         check_name(name, "a path");
-        if (!name.empty())
-            names.emplace_back(name);
     }
     return names;
 }

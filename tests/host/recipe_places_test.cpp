@@ -61,5 +61,34 @@ TEST_F(RecipePlaces, AreThereWhenAnEarlierStepMakesThem) {
     EXPECT_EQ(missing("steps:\n" + rectify + average).size(), 2U);
 }
 
+TEST_F(RecipePlaces, MayBeMatchedByPatterns) {
+    EXPECT_EQ(missing(with_parameters("      SourceGroup: I*\n"
+                                      "      SourceSets: ['**/Rate', 'Imu/R?te']\n")),
+              Texts{});
+    EXPECT_EQ(missing(with_parameters("      SourceGroup: '*/*'\n"
+                                      "      SourceSets: ['Imu/F*', 'Im[n-t]/Rate']\n")),
+              (Texts{"step 'apply-set-opposite': SourceSets 'Imu/F*' is not there (a data set is "
+                     "wanted)",
+                     "step 'apply-set-opposite': SourceSets 'Im[n-t]/Rate' is not there (a data "
+                     "set is wanted)",
+                     "step 'apply-set-opposite': SourceGroup '*/*' is not there (a group is "
+                     "wanted)"}));
+}
+
+TEST_F(RecipePlaces, MayBeMatchedByPatternsBelowWhatAnEarlierStepMakes) {
+    const std::string average = "  - unit: average-set\n"
+                                "    parameters: {SourceGroup: Imu, DestinationGroup: All/Means}\n";
+    const auto rectify = [](const std::string& pattern) {
+        return "  - unit: apply-set-rectify\n"
+               "    parameters: {SourceSets: ['" +
+               pattern + "']}\n";
+    };
+    EXPECT_EQ(missing("steps:\n" + average + rectify("All/Means/R*")), Texts{});
+    EXPECT_EQ(missing("steps:\n" + average + rectify("All/M*/Rate")), Texts{});
+    EXPECT_EQ(missing("steps:\n" + average + rectify("**/Mean")), Texts{});
+    EXPECT_EQ(missing("steps:\n" + average + rectify("Elsewhere/R*")).size(), 1U);
+    EXPECT_EQ(missing("steps:\n" + average + rectify("All/Maxima/*")).size(), 1U);
+}
+
 } // namespace
 } // namespace talvora::host
