@@ -1,7 +1,7 @@
 #include "host/observed_tree.h"
 
 #include "host/history_attribute.h"
-#include "host/sample_rate.h"
+#include "host/number_attribute.h"
 #include "host/slabs.h"
 #include "host/tree_rules.h"
 
@@ -69,7 +69,7 @@ ObservedTree::Watched& ObservedTree::watch_samples(ObjectId set) {
 
 SetObservation ObservedTree::conclude(ObjectId set, Watched& watched) {
     if (!watched.rate) {
-        watched.rate = read_sample_rate(tree_, set);
+        watched.rate = read_number_attribute(tree_, set, SAMPLE_RATE_ATTRIBUTE);
     }
     const auto make_state = [](const Content& content, const Rate& rate) {
         return SetState{content.extents, rate, content.gaps->missing_count(),
@@ -160,7 +160,7 @@ std::optional<AttributeValue> ObservedTree::read_attribute(ObjectId object,
     }
     auto value = tree_.read_attribute(object, name);
     if (name == SAMPLE_RATE_ATTRIBUTE) {
-        watched_[object].rate = as_sample_rate(value);
+        watched_[object].rate = as_number(value);
     }
     return value;
 }
@@ -173,46 +173,17 @@ void ObservedTree::write_attribute(ObjectId object, const std::string& name,
     if (name == SAMPLE_RATE_ATTRIBUTE) {
         Watched& watched = watched_[object];
         if (!watched.rate_before) {
-            watched.rate_before = watched.rate ? *watched.rate : read_sample_rate(tree_, object);
+            watched.rate_before = watched.rate
+                                      ? *watched.rate
+                                      : read_number_attribute(tree_, object, SAMPLE_RATE_ATTRIBUTE);
         }
         watched.rate.reset();
     }
     tree_.write_attribute(object, name, value);
     attributes_[tree_.path(object)].insert(name);
     if (name == SAMPLE_RATE_ATTRIBUTE) {
-        watched_[object].rate = as_sample_rate(value);
+        watched_[object].rate = as_number(value);
     }
-}
-
-// ---------------------------------------------------------------------------
-// Requests that are passed on
-
-ObjectId ObservedTree::root() const {
-    return tree_.root();
-}
-std::optional<ObjectId> ObservedTree::find(ObjectId group, std::string_view path) {
-    return tree_.find(group, path);
-}
-ObjectKind ObservedTree::kind(ObjectId object) const {
-    return tree_.kind(object);
-}
-std::string ObservedTree::path(ObjectId object) const {
-    return tree_.path(object);
-}
-std::vector<std::string> ObservedTree::list_groups(ObjectId group) {
-    return tree_.list_groups(group);
-}
-std::vector<std::string> ObservedTree::list_datasets(ObjectId group) {
-    return tree_.list_datasets(group);
-}
-std::vector<OtherObject> ObservedTree::list_others(ObjectId group) {
-    return tree_.list_others(group);
-}
-ObjectId ObservedTree::create_group(ObjectId parent, std::string_view path) {
-    return tree_.create_group(parent, path);
-}
-Extents ObservedTree::extents(ObjectId set) const {
-    return tree_.extents(set);
 }
 
 } // namespace talvora::host

@@ -9,7 +9,7 @@
 // listed nor read, and writing to it is refused.
 #pragma once
 
-#include "host/data_tree.h"
+#include "host/forwarding_tree.h"
 #include "host/gaps.h"
 
 #include <functional>
@@ -46,10 +46,10 @@ struct StepObservations {
     std::map<std::string, std::set<std::string>> attributes;
 };
 
-class ObservedTree final : public DataTree {
+class ObservedTree final : public ForwardingTree {
   public:
     // The tree is borrowed. It is changed through this one alone.
-    explicit ObservedTree(DataTree& tree) : tree_(tree) {}
+    explicit ObservedTree(DataTree& tree) : ForwardingTree(tree) {}
 
     // Called with the number of samples of each request to read or write them.
     void on_samples(std::function<void(std::uint64_t count)> call) {
@@ -59,19 +59,7 @@ class ObservedTree final : public DataTree {
     // What was done since the last call, or since the beginning.
     StepObservations finish_step();
 
-    ObjectId root() const override;
-    std::optional<ObjectId> find(ObjectId group, std::string_view path) override;
-    ObjectKind kind(ObjectId object) const override;
-    std::string path(ObjectId object) const override;
-
-    std::vector<std::string> list_groups(ObjectId group) override;
-    std::vector<std::string> list_datasets(ObjectId group) override;
-    std::vector<OtherObject> list_others(ObjectId group) override;
-
-    ObjectId create_group(ObjectId parent, std::string_view path) override;
     ObjectId create_dataset(ObjectId group, std::string_view path, const Extents& extents) override;
-
-    Extents extents(ObjectId set) const override;
     void resize(ObjectId set, const Extents& extents) override;
     void read(ObjectId set, const Hyperslab& slab, std::span<float> samples) override;
     void write(ObjectId set, const Hyperslab& slab, std::span<const float> samples) override;
@@ -105,7 +93,6 @@ class ObservedTree final : public DataTree {
     Watched& watch_samples(ObjectId set);
     SetObservation conclude(ObjectId set, Watched& watched);
 
-    DataTree& tree_;
     std::function<void(std::uint64_t count)> on_samples_ = [](std::uint64_t) {};
     std::map<ObjectId, Watched> watched_;
     std::map<std::string, std::set<std::string>> attributes_;

@@ -1,6 +1,7 @@
 #include "host/plot_page.h"
 
 #include "host/failure.h"
+#include "host/markup.h"
 #include "host/page_texts.h"
 #include "host/svg_figure.h"
 
@@ -46,26 +47,6 @@ std::string escape_script(const std::string& json) {
     escaped.reserve(json.size());
     for (const char letter : json) {
         letter == '<' ? escaped += "\\u003c" : escaped += letter;
-    }
-    return escaped;
-}
-
-std::string escape_html(std::string_view text) {
-    std::string escaped;
-    for (const char letter : text) {
-        switch (letter) {
-        case '&':
-            escaped += "&amp;";
-            break;
-        case '<':
-            escaped += "&lt;";
-            break;
-        case '>':
-            escaped += "&gt;";
-            break;
-        default:
-            escaped += letter;
-        }
     }
     return escaped;
 }
@@ -116,7 +97,7 @@ void check_size(const Plot& plot, std::size_t max_samples) {
 
 std::string make_plot_page(const Plot& plot, std::size_t max_samples) {
     check_size(plot, max_samples);
-    const std::string title = escape_html(plot.title);
+    const std::string title = escape_markup(plot.title);
     std::string page = fmt::format("<!doctype html>\n<html lang=\"en\">\n<head>\n"
                                    "<meta charset=\"utf-8\">\n<title>{}</title>\n"
                                    "<meta http-equiv=\"Content-Security-Policy\" content=\"{}\">\n",

@@ -1,30 +1,17 @@
 #include "host/signal_set.h"
 
-#include "host/shortest_double.h"
+#include "host/number_attribute.h"
 #include "host/tree_rules.h"
 
 #include <fmt/format.h>
 
 #include <cmath>
-#include <variant>
 
 namespace talvora::host {
 namespace {
 
-struct AsNumber {
-    std::optional<double> operator()(std::int64_t value) const {
-        return static_cast<double>(value);
-    }
-    std::optional<double> operator()(float value) const { return shortest_double(value); }
-    std::optional<double> operator()(double value) const { return value; }
-    template <typename Other>
-    std::optional<double> operator()(const Other&) const {
-        return std::nullopt;
-    }
-};
-
 std::optional<double> read_rate(DataTree& tree, ObjectId set) {
-    const auto rate = read_number_attribute(tree, set, "SampleRate");
+    const auto rate = read_number_attribute(tree, set, SAMPLE_RATE_ATTRIBUTE);
     return rate && *rate > 0 && std::isfinite(*rate) ? rate : std::nullopt;
 }
 
@@ -70,16 +57,6 @@ SignalSet read_signal_set(DataTree& tree, const std::string& path) {
     const Extents starts(set.extents.size(), 0);
     tree.read(id, {.starts = starts, .counts = set.extents}, set.samples);
     return set;
-}
-
-std::optional<double> read_number_attribute(DataTree& tree, ObjectId object,
-                                            const std::string& name) {
-    try {
-        const auto value = tree.read_attribute(object, name);
-        return value ? std::visit(AsNumber{}, *value) : std::nullopt;
-    } catch (const TreeError&) {
-        return std::nullopt; // of a type that cannot be read
-    }
 }
 
 } // namespace talvora::host

@@ -34,8 +34,4 @@ struct SignalSet {
 // Reads the whole set, and its attributes SampleRate and StartTime (a number of any kind).
 SignalSet read_signal_set(DataTree& tree, const std::string& path);
 
-// Nothing when there is no such attribute or it is no single number.
-std::optional<double> read_number_attribute(DataTree& tree, ObjectId object,
-                                            const std::string& name);
-
 } // namespace talvora::host

@@ -1,5 +1,7 @@
 #include "host/svg_figure.h"
 
+#include "host/markup.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -28,27 +30,6 @@ constexpr double FONT_SIZE = 12.0;
 constexpr double LETTER_WIDTH = 0.56 * FONT_SIZE;
 constexpr double LEGEND_DASH = 22.0;
 constexpr double LEGEND_GAP = 6.0;
-
-std::string escape(std::string_view text) {
-    std::string escaped;
-    for (const char letter : text) {
-        switch (letter) {
-        case '&':
-            escaped += "&amp;";
-            break;
-        case '<':
-            escaped += "&lt;";
-            break;
-        case '>':
-            escaped += "&gt;";
-            break;
-        default:
-            // No other control character may stand in XML.
-            escaped += static_cast<unsigned char>(letter) < ' ' ? ' ' : letter;
-        }
-    }
-    return escaped;
-}
 
 // Maps an axis to pixels.
 class Scale {
@@ -110,7 +91,7 @@ class PanelDrawing {
 
     void add_text(double x, double y, std::string_view anchor, std::string_view text) {
         add(R"(<text x="{:.1f}" y="{:.1f}" text-anchor="{}">{}</text>)", x, y, anchor,
-            escape(text));
+            escape_markup(text));
     }
 
     void add_segment(std::string_view look, double x1, double y1, double x2, double y2) {
@@ -198,13 +179,13 @@ class PanelDrawing {
 
     void draw_titles() {
         add(R"(<text class="panel" x="{:.1f}" y="{:.1f}">{}</text>)", frame_.left,
-            frame_.top - 10.0, escape(panel_.title));
+            frame_.top - 10.0, escape_markup(panel_.title));
         add_text((frame_.left + frame_.right) / 2.0, frame_.bottom + TICK_LENGTH + 2.7 * FONT_SIZE,
                  "middle", panel_.x.title);
         const double middle = (frame_.top + frame_.bottom) / 2.0;
         const double left = frame_.left - LEFT + 1.2 * FONT_SIZE;
         add(R"svg(<text transform="translate({:.1f} {:.1f}) rotate(-90)" text-anchor="middle">{}</text>)svg",
-            left, middle, escape(panel_.y.title));
+            left, middle, escape_markup(panel_.y.title));
     }
 
     // Above the frame, from right to left.
@@ -265,7 +246,7 @@ std::string draw_figure(const Figure& figure) {
         figure.width, height, STYLE);
     if (head > 0.0) {
         svg += fmt::format("<text class=\"title\" x=\"{:.1f}\" y=\"24\">{}</text>\n", LEFT,
-                           escape(figure.title));
+                           escape_markup(figure.title));
     }
     double top = head + TOP;
     for (std::size_t i = 0; i < figure.panels.size(); ++i) {

@@ -198,13 +198,8 @@ class FileRun {
     }
 
     bool has_been_made() {
-        try {
-            if (was_made_by(read_history(*open_input(job_.output)), origin_, work_.recipe)) {
-                return true;
-            }
-        } catch (const TreeError&) {
-            // No file of ours, or a damaged one: made otherwise in any case.
-        } catch (const Failure&) {
+        if (is_of_same_origin()) {
+            return true;
         }
         if (!job_.replace) {
             throw Failure(ExitCode::Output,
@@ -214,6 +209,17 @@ class FileRun {
                           {"--force replaces it"});
         }
         return false;
+    }
+
+    // A damaged file, or none of ours, is not.
+    bool is_of_same_origin() const {
+        try {
+            return was_made_by(read_history(*open_input(job_.output)), origin_, work_.recipe);
+        } catch (const TreeError&) {
+            return false;
+        } catch (const Failure&) {
+            return false;
+        }
     }
 
     void make_result() {

@@ -110,7 +110,6 @@ void extract_from_file(Session& session, const ExtractOptions& options) {
                       fmt::format("{}: no history to take a recipe from", options.file));
     }
     const auto records = options.all ? std::span<const HistoryRecord>(history) : last_run(history);
-    refuse_same_file(options.file, options.output);
     const std::string text = write_recipe(extract_recipe(records, session.plugin()));
     write_text_file(options.output, options.force, [&](const TextSink& send) { send(text); });
 }

@@ -5,9 +5,9 @@
 #include "host/data_tree.h"
 #include "host/history_attribute.h"
 #include "host/nearest_text.h"
+#include "host/number_attribute.h"
 #include "host/path_glob.h"
 #include "host/path_patterns.h"
-#include "host/sample_rate.h"
 #include "host/set_statistics.h"
 #include "host/shortest_double.h"
 #include "host/tree_rules.h"
@@ -133,7 +133,7 @@ class Gatherer {
     void add_set(ObjectId set, const std::string& path) {
         Entry& entry = add_object(set, path, "data set");
         entry.extents = tree_.extents(set);
-        entry.sample_rate = read_sample_rate(tree_, set);
+        entry.sample_rate = read_number_attribute(tree_, set, SAMPLE_RATE_ATTRIBUTE);
         if (options_.statistics) {
             entry.statistics = measure_set(tree_, set);
         }

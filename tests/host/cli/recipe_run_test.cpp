@@ -66,6 +66,21 @@ TEST_F(RecipeRun, TouchesNoFileWhenTheRecipeIsWrong) {
     EXPECT_EQ(run_recipe({"missing.h5", "-o", "out.h5"}).exit_code, 2);
 }
 
+TEST_F(RecipeRun, NeverReplacesWhatItReads) {
+    const std::string recipe = read_file(folder_ / "r.yaml");
+    fs::copy_file(TALVORA_PLUGIN, folder_ / "plugin.so");
+    const std::string plugin = read_file(folder_ / "plugin.so");
+    for (const char* output : {"r.yaml", "plugin.so"}) {
+        const auto result =
+            run_recipe({"walk.h5", "--plugin", "./plugin.so", "-o", output, "--force"});
+        EXPECT_EQ(result.exit_code, 2) << output;
+        EXPECT_EQ(result.errors,
+                  "error: " + std::string(output) + ": input and output are the same file\n");
+    }
+    EXPECT_EQ(read_file(folder_ / "r.yaml"), recipe);
+    EXPECT_EQ(read_file(folder_ / "plugin.so"), plugin);
+}
+
 TEST_F(RecipeRun, IsExtractedToARecipeThatMakesTheSameFileAgain) {
     run_recipe({"walk.h5", "-o", "out.h5", "--set", "cutoff=2.5"});
     const auto extracted = run({"recipe", "extract", "out.h5"});

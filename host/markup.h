@@ -1,0 +1,12 @@
+// Text as it stands in HTML and SVG.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace talvora::host {
+
+// Between tags, not within them. Control characters, which XML does not allow, become spaces.
+std::string escape_markup(std::string_view text);
+
+} // namespace talvora::host
