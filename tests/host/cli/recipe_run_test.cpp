@@ -74,8 +74,9 @@ TEST_F(RecipeRun, NeverReplacesWhatItReads) {
         const auto result =
             run_recipe({"walk.h5", "--plugin", "./plugin.so", "-o", output, "--force"});
         EXPECT_EQ(result.exit_code, 2) << output;
-        EXPECT_EQ(result.errors,
-                  "error: " + std::string(output) + ": input and output are the same file\n");
+        EXPECT_EQ(result.errors, "error: " + std::string(output) +
+                                     ": input and output are the same file\n"
+                                     "hint: give the output a name of its own\n");
     }
     EXPECT_EQ(read_file(folder_ / "r.yaml"), recipe);
     EXPECT_EQ(read_file(folder_ / "plugin.so"), plugin);
