@@ -191,5 +191,27 @@ TEST_P(FilterSetInPlace, GivesThePlainBitsForAnyLinesAndGaps) {
     }
 }
 
+// Runs of one length, and of many: long ones, and more short ones than are collected.
+TEST_P(FilterSetInPlace, GivesThePlainBitsWhenNotAllRunsAreCollectedAtOnce) {
+    RandomFilters random(6);
+    const FilterCoefficients coefficients = random.filter(3, false);
+    struct {
+        std::size_t line_length;
+        std::size_t line_count;
+        bool have_gaps;
+    } const sets[] = {{2100, 40, false}, {9000, 64, true}, {40, 3000, true}};
+    for (const auto& set : sets) {
+        Line samples = random.samples(set.line_length * set.line_count);
+        for (std::size_t first = 0; set.have_gaps && first < samples.size();
+             first += set.line_length) {
+            samples[first + random.count(0, set.line_length - 1)] = NaN;
+        }
+        Line expected = samples;
+        filter_set_in_place(expected, set.line_length, coefficients, FilterPath::Plain);
+        filter(samples, set.line_length, coefficients);
+        EXPECT_EQ(first_difference(samples, expected), expected.size()) << set.line_length;
+    }
+}
+
 } // namespace
 } // namespace talvora::dsp

@@ -94,6 +94,11 @@ TEST(LinearFilter, GivesTheInputBackAndSaysSoWhenThereIsNoLeadingCoefficient) {
               "0.\n");
 }
 
+TEST(LinearFilter, GivesTheInputBackWithoutATap) {
+    EXPECT_THAT(linear_filter(Samples{}, Samples{}, Samples{2, 4, 8}, Samples{}),
+                ElementsAre(2, 4, 8));
+}
+
 TEST(ZeroPhaseFilter, WeighsNeighboursSymmetricallyAndKeepsTheEnds) {
     // [1 2 1] / 4 inside; at the ends the odd reflection makes it the sample itself.
     EXPECT_THAT(zero_phase_filter(Samples{0, 4, 0, 8, 4}, MEAN_B, MEAN_A),

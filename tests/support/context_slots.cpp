@@ -39,10 +39,11 @@ const T* parameter(Call& call, const std::string& key) {
     for (const Declaration& one : call.host.declarations)
         if (one.key() == key && one.type() != type_name(type))
             call.host.add_violation(key + " was read as another type than it was declared");
-    for (const auto* values : {&call.host.parameters, &call.host.defaults})
-        if (const auto found = values->find(key); found != values->end())
-            return &std::get<T>(found->second);
-    return nullptr;
+    if (const auto given = call.host.parameters.find(key); given != call.host.parameters.end())
+        return &std::get<T>(given->second);
+    const auto found = call.host.defaults.find(key);
+    const bool has_default = call.host.habits.gives_defaults && found != call.host.defaults.end();
+    return has_default ? &std::get<T>(found->second) : nullptr;
 }
 
 template <typename T>

@@ -38,6 +38,8 @@ struct Habits {
     bool noise_in_text_counts = false;
     // Word 0 of a list without items is noise instead of 0.
     bool noise_in_absent_counts = true;
+    // A parameter that is not set has the default that the unit declared.
+    bool gives_defaults = true;
     // visit_groups calls back for the group it starts from, too.
     bool visits_starting_group = false;
     // visit_groups reports failure after this many groups; negative: never.

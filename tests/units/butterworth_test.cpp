@@ -262,6 +262,12 @@ TEST_F(Butterworth, RefusesAnUnknownBandform) {
     }
 }
 
+TEST_F(Butterworth, RefusesAHostThatHasNoTextForTheBandform) {
+    host.habits().gives_defaults = false;
+    expect_refusal("context error: Invalid bandform");
+    EXPECT_THAT(host.calls_of({"read_number"}), ElementsAre("read_number CutoffFrequency"));
+}
+
 TEST_F(Butterworth, DoesNotRelyOnTheCountOfATextRecord) {
     host.habits().noise_in_text_counts = true;
     add_line("a", 50);

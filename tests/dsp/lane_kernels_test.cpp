@@ -1,0 +1,110 @@
+#include "dsp/filter_set.h"
+#include "dsp/lane_kernels.h"
+#include "tests/dsp/wide_lane_kernels.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace talvora::dsp {
+namespace {
+
+struct NamedKernels {
+    const char* name;
+    const LaneKernels* kernels;
+    FilterPath needs;
+};
+
+// Filters impulses that differ from lane to lane: what comes out is the numerator, times them.
+class LaneKernelsOfWidth : public testing::TestWithParam<NamedKernels> {
+  protected:
+    void SetUp() override {
+        if (!can_take(GetParam().needs)) {
+            GTEST_SKIP() << "this processor lacks the instructions";
+        }
+    }
+
+    void filter(std::span<const double> b, std::span<const double> a, std::vector<double>& rows) {
+        std::vector<double> state((b.size() - 1) * MAX_LANE_COUNT);
+        GetParam().kernels->filter_rows({.b = b.data(),
+                                         .a = a.data(),
+                                         .tap_count = b.size(),
+                                         .lane_count = MAX_LANE_COUNT,
+                                         .state = state.data(),
+                                         .in = rows.data(),
+                                         .out = rows.data(),
+                                         .row_step = MAX_LANE_COUNT,
+                                         .row_count = rows.size() / MAX_LANE_COUNT});
+    }
+
+    void expect_impulse_response(std::span<const double> b) {
+        std::vector<double> a(b.size());
+        a[0] = 1.0;
+        std::vector<double> rows(b.size() * MAX_LANE_COUNT);
+        for (std::size_t lane = 0; lane < MAX_LANE_COUNT; ++lane) {
+            rows[lane] = static_cast<double>(lane + 1);
+        }
+        filter(b, a, rows);
+        for (std::size_t i = 0; i < rows.size(); ++i) {
+            ASSERT_EQ(rows[i], b[i / MAX_LANE_COUNT] * static_cast<double>(i % MAX_LANE_COUNT + 1))
+                << b.size() << " taps, row " << i / MAX_LANE_COUNT;
+        }
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(
+    Kernels, LaneKernelsOfWidth,
+    testing::Values(NamedKernels{"One", &SERIAL_LANE_KERNELS, FilterPath::Sse2},
+                    NamedKernels{"Sse2", &SSE2_LANE_KERNELS, FilterPath::Sse2},
+                    NamedKernels{"Avx2", &AVX2_LANE_KERNELS, FilterPath::Avx2},
+                    NamedKernels{"Avx512", &AVX512_LANE_KERNELS, FilterPath::Avx512},
+                    NamedKernels{"EightLanesOnTheBaseline", &WIDE_LANE_KERNELS, FilterPath::Sse2}),
+    [](const auto& kernels) { return std::string(kernels.param.name); });
+
+TEST_P(LaneKernelsOfWidth, GiveTheNumeratorForAnImpulse) {
+    for (std::size_t tap_count = 2; tap_count <= 12; ++tap_count) {
+        std::vector<double> b(tap_count);
+        for (std::size_t i = 0; i < tap_count; ++i) {
+            b[i] = static_cast<double>(i + 2);
+        }
+        expect_impulse_response(b);
+        for (std::size_t i = 0; i < tap_count; ++i) {
+            b[i] = static_cast<double>(std::min(i, tap_count - 1 - i) + 2); // from both ends
+        }
+        expect_impulse_response(b);
+    }
+}
+
+// Both ends of the numerator are equal and nothing else, while what lies before it in memory
+// equals what lies before its end.
+TEST_P(LaneKernelsOfWidth, LookAtNothingButTheNumeratorForItsSymmetry) {
+    for (std::size_t tap_count = 4; tap_count <= 9; ++tap_count) {
+        std::vector<double> memory(2 * tap_count);
+        for (std::size_t i = 0; i < tap_count; ++i) {
+            memory[tap_count + i] = i + 1 < tap_count ? static_cast<double>(i + 1) : 1.0;
+        }
+        for (std::size_t i = 1; i < tap_count; ++i) {
+            memory[tap_count - i] = memory[2 * tap_count - 1 - i];
+        }
+        expect_impulse_response(std::span(memory).subspan(tap_count));
+    }
+}
+
+// The state is -0/2 - (-0 * 0) = +0 after the second row; with +0 in place of the
+// coefficient -0 it were -0, and so were what comes out of the third.
+TEST_P(LaneKernelsOfWidth, KeepTheSignOfACoefficientThatIsZero) {
+    std::vector<double> rows(3 * MAX_LANE_COUNT, -0.0);
+    std::fill_n(rows.begin(), MAX_LANE_COUNT, 0.0);
+    filter(std::vector{0.5, 0.5}, std::vector{1.0, -0.0}, rows);
+    for (const double sample : rows) {
+        EXPECT_EQ(sample, 0.0);
+        EXPECT_FALSE(std::signbit(sample));
+    }
+}
+
+} // namespace
+} // namespace talvora::dsp
