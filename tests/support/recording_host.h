@@ -111,7 +111,7 @@ class RecordingHost {
   private:
     std::uint64_t perform_declare(const std::string& identifier);
     bool perform_run(RunFunction function);
-    void finish_operation(bool has_returned);
+    void finish_operation(std::int64_t most_left);
 
     HostState state_;
     std::uint64_t refused_allocation_ = 0;

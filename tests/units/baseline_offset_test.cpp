@@ -1,5 +1,4 @@
 #include "tests/support/recording_host.h"
-#include "tests/units/every_allocation.h"
 #include "tests/units/sample_patterns.h"
 
 #include <gmock/gmock.h>
@@ -193,12 +192,6 @@ TEST(BaselineOffset, DoesTheSameUnderItsLegacyIdentifier) {
     EXPECT_TRUE(host.run(LEGACY_BASELINE));
     EXPECT_THAT(host.samples("x"), ElementsAre(-1, 1));
     EXPECT_THAT(host.message_texts(), ElementsAre("info: Computed SNR: 1.414214"));
-}
-
-TEST(BaselineOffset, FreesEverythingWhenMemoryEnds) {
-    expect_clean_end_of_memory(BASELINE, [](RecordingHost& host) {
-        prepare(host, {2, 1, 2}, {1, 3, 5, 5});
-    });
 }
 
 } // namespace

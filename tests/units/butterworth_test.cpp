@@ -1,5 +1,4 @@
 #include "tests/support/recording_host.h"
-#include "tests/units/every_allocation.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -478,20 +477,6 @@ TEST_F(Butterworth, FiltersARunOfExactlyTheLeastLength) {
     EXPECT_TRUE(run_on({"a"}));
     EXPECT_NE(host.samples("a")[3], samples[3]);
     EXPECT_EQ(bits(host.samples("a")[8]), MISSING_BITS);
-}
-
-// --- shortage of memory
-
-TEST(ButterworthWithoutMemory, LetsTheExceptionThroughAndFreesEveryRecord) {
-    expect_clean_end_of_memory(BUTTERWORTH, [](RecordingHost& host) {
-        for (const char* const path : {"Imu/a", "Imu/b"}) {
-            host.dataset(path, {3, 1, 60}, zigzag(180)).attribute_float("SampleRate", 100);
-        }
-        host.set_parameter("SourceGroup", "Imu");
-        host.set_parameter("ScanRecursive", true);
-        host.set_parameter("CutoffFrequency", 6.0);
-        host.set_parameter("Order", std::int64_t{4});
-    });
 }
 
 // --- batches

@@ -1,5 +1,4 @@
 #include "tests/support/recording_host.h"
-#include "tests/units/every_allocation.h"
 #include "tests/units/sample_patterns.h"
 
 #include <gmock/gmock.h>
@@ -482,15 +481,6 @@ TEST(Downsample, DoesTheSameUnderItsLegacyIdentifier) {
     prepare(host, {10}, 90, 30);
     EXPECT_TRUE(host.run(LEGACY_DOWNSAMPLE));
     EXPECT_THAT(host.samples("x"), ElementsAre(0, 3, 6));
-}
-
-TEST(Downsample, FreesEverythingWhenMemoryEnds) {
-    expect_clean_end_of_memory(DOWNSAMPLE, [](RecordingHost& host) {
-        prepare(host, {2, 4}, 20, 10);
-        host.group("Imu/Left").attribute_float("SampleRate", 20);
-        host.set_parameter("SourceGroup", "Imu");
-        host.set_parameter("ScanRecursive", true);
-    });
 }
 
 } // namespace

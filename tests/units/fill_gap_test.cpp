@@ -1,5 +1,4 @@
 #include "tests/support/recording_host.h"
-#include "tests/units/every_allocation.h"
 #include "tests/units/sample_patterns.h"
 
 #include <gmock/gmock.h>
@@ -330,12 +329,6 @@ TEST(FillGap, DoesTheSameUnderItsLegacyIdentifier) {
     prepare(host, {3}, {0, NaN, 2}, 1);
     EXPECT_TRUE(host.run(LEGACY_FILL_GAP));
     EXPECT_THAT(host.samples("x"), ElementsAre(0, 1, 2));
-}
-
-TEST(FillGap, FreesEverythingWhenMemoryEnds) {
-    expect_clean_end_of_memory(FILL_GAP, [](RecordingHost& host) {
-        prepare(host, {2, 3}, {0, NaN, 2, NaN, 2, 3}, 1);
-    });
 }
 
 } // namespace

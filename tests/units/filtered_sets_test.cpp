@@ -1,6 +1,5 @@
 // The choice of sources and the destination group, alike in the units that summarise
 // sets: each claim is put to all units that it concerns.
-#include "tests/support/tracked_heap.h"
 #include "tests/units/aggregation_host.h"
 
 #include <gmock/gmock.h>
@@ -38,25 +37,7 @@ class AggregationUnit : public testing::TestWithParam<const char*> {
 };
 
 // Makes its hosts itself.
-class AggregationUnitOnNewHosts : public testing::TestWithParam<const char*> {
-  protected:
-    // A run that comes past every kind of record.
-    static void prepare(RecordingHost& host) {
-        choose_places(host);
-        host.dataset("Imu/a", {1, 1, 2}, {3, 5}).attribute_text("MetricType", "Angle");
-        host.dataset("Imu/b", {1, 1, 2}, {4, 6}).attribute_text("MetricType", "Angle");
-        host.set_parameter("NamesFilter", Texts{"a", "b"});
-        host.set_parameter("MetricFilter", "Angle");
-        host.set_parameter("TranslationMap", Texts{"left", "a", "right", "b"});
-    }
-
-    static std::uint64_t count_allocations() {
-        RecordingHost host;
-        prepare(host);
-        EXPECT_TRUE(host.run(GetParam()));
-        return host.allocation_count();
-    }
-};
+class AggregationUnitOnNewHosts : public testing::TestWithParam<const char*> {};
 
 class AggregationUnitWithGroup : public AggregationUnit {};
 
@@ -300,20 +281,6 @@ TEST_P(DestinationShape, ThatDiffersFailsTheRunBeforeAnythingIsWritten) {
         ElementsAre(
             "context error: Data set with incompatible shape found in destination for set a"));
     EXPECT_THAT(find_changes(host), IsEmpty());
-}
-
-TEST_P(AggregationUnitOnNewHosts, FreesItsRecordsWhenMemoryRunsOut) {
-    if (!can_refuse_allocations()) {
-        GTEST_SKIP() << "allocations cannot be refused in this build";
-    }
-    const std::uint64_t count = count_allocations();
-    ASSERT_GT(count, 0U);
-    for (std::uint64_t n = 1; n <= count; ++n) {
-        RecordingHost host;
-        prepare(host);
-        host.refuse_allocation(n);
-        EXPECT_THROW(host.run(GetParam()), std::bad_alloc) << n << " of " << count;
-    }
 }
 
 TEST_P(AggregationUnitOnNewHosts, HandsAbsentPlacesToTheHostAsEmptyTexts) {

@@ -1,5 +1,4 @@
 #include "tests/support/recording_host.h"
-#include "tests/units/every_allocation.h"
 #include "tests/units/sample_patterns.h"
 
 #include <gmock/gmock.h>
@@ -211,10 +210,6 @@ TEST(Opposite, DoesTheSameUnderItsLegacyIdentifier) {
     EXPECT_TRUE(host.run(LEGACY_OPPOSITE));
     EXPECT_EQ(host.calls(), calls);
     EXPECT_THAT(host.samples("Imu/Rate"), ElementsAre(1, 2, 3, 4, 5, 6));
-}
-
-TEST(Opposite, FreesEverythingWhenMemoryEnds) {
-    expect_clean_end_of_memory(OPPOSITE, [](RecordingHost& host) { prepare(host, 1, {0, 9}); });
 }
 
 } // namespace

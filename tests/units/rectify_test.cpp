@@ -1,5 +1,4 @@
 #include "tests/support/recording_host.h"
-#include "tests/support/tracked_heap.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -7,7 +6,6 @@
 #include <bit>
 #include <cstdint>
 #include <limits>
-#include <new>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -337,33 +335,6 @@ TEST_P(RectifyBatches, AreCutAndPlacedSo) {
         expected.back() = 100 * number;
         EXPECT_TRUE(host.samples(paths[i]) == expected) << i;
     }
-}
-
-// --- memory -----------------------------------------------------------------
-
-TEST(RectifyOutOfMemory, ReleasesEverythingWhicheverAllocationFails) {
-    if (!can_refuse_allocations()) {
-        GTEST_SKIP() << "the sanitizer's allocator refuses nothing";
-    }
-    constexpr std::uint64_t MORE_THAN_ENOUGH = 1000;
-    for (std::uint64_t n = 1; n < MORE_THAN_ENOUGH; ++n) {
-        RecordingHost host;
-        for (const char* path : {"a", "Imu/b", "Imu/Left/c", "Imu/Left/d"}) {
-            host.dataset(path, {2, 1}, {-1, -2}).attribute_float("SampleRate", 100);
-        }
-        host.set_parameter("SourceSets", Texts{"a"});
-        host.set_parameter("SourceGroup", "Imu");
-        host.set_parameter("ScanRecursive", true);
-        host.refuse_allocation(n);
-        try {
-            EXPECT_TRUE(host.run(RECTIFY));
-            EXPECT_GT(n, 1U) << "no allocation was refused";
-            return;
-        } catch (const std::bad_alloc&) {
-            EXPECT_THAT(host.calls_of({"write_samples"}), IsEmpty()) << n;
-        }
-    }
-    FAIL() << "the run never succeeded";
 }
 
 } // namespace

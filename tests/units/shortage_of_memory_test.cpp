@@ -1,0 +1,204 @@
+// Every row of the library's table on every tree, with each allocation refused in turn.
+#include "tests/support/plugin_under_test.h"
+#include "tests/units/every_allocation.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <limits>
+#include <string>
+#include <vector>
+
+namespace talvora::test_support {
+namespace {
+
+// --- the rows
+
+struct Row {
+    const char* identifier;
+    // Reads, computes and then writes: what a shortage ends has changed no set.
+    bool writes_at_the_end = false;
+};
+
+void PrintTo(const Row& row, std::ostream* out) {
+    *out << row.identifier;
+}
+
+const Row ROWS[] = {
+    {"signal.set-downsample"},
+    {"signal.set-fill-gap"},
+    {"signal.set-butterworth", true},
+    {"signal.set-baseline-offset"},
+    {"signal.set-opposite"},
+    {"signal.set-rectify", true},
+    {"orvane.signal.extract-set-maximum-extrema"},
+    {"orvane.signal.apply-set-downsample"},
+    {"orvane.signal.apply-set-fill-gap"},
+    {"orvane.signal.apply-set-butterworth", true},
+    {"orvane.signal.apply-set-baseline-offset"},
+    {"orvane.signal.apply-set-opposite"},
+    {"orvane.signal.apply-set-rectify", true},
+    {"orvane.signal.average-set"},
+    {"orvane.signal.average-set-2"},
+};
+
+// One choice for all units, each of which reads the keys that it declares. It comes past
+// every kind of record that a host returns.
+void set_parameters(RecordingHost& host) {
+    host.set_parameter("SourceSets", Texts{"Imu/a"});
+    host.set_parameter("SourceGroup", "Imu");
+    host.set_parameter("ScanRecursive", true);
+    host.set_parameter("Axis", std::int64_t{2});
+    host.set_parameter("Components", Integers{1, 0, 99});
+    host.set_parameter("HintGroup", "Hint");
+    host.set_parameter("MaxGapLength", std::int64_t{2});
+    host.set_parameter("CutoffFrequency", 6.0);
+    host.set_parameter("Order", std::int64_t{4});
+    host.set_parameter("DestinationGroup", "Out");
+    host.set_parameter("DestinationSet", "Out");
+    host.set_parameter("NamesFilter", Texts{"a", "b", "ghost"});
+    host.set_parameter("MetricFilter", "Angle");
+    host.set_parameter("TranslationMap", Texts{"left", "a", "right", "b"});
+}
+
+// --- the trees
+
+constexpr float NaN = std::numeric_limits<float>::quiet_NaN();
+
+DataSet& add_set(RecordingHost& host, const std::string& path, std::vector<std::uint64_t> extents,
+                 float rate = 100) {
+    std::uint64_t count = 1;
+    for (const std::uint64_t extent : extents) {
+        count *= extent;
+    }
+    std::vector<float> samples;
+    for (std::uint64_t i = 0; i < count; ++i) {
+        samples.push_back(static_cast<float>(i % 7) - 3.0F);
+    }
+    return host.dataset(path, std::move(extents), samples)
+        .attribute_float("SampleRate", rate)
+        .attribute_text("MetricType", "Angle");
+}
+
+void add_hint(RecordingHost& host) {
+    host.group("Hint").attribute_float("SampleRate", 10);
+}
+
+void grow_one_set(RecordingHost& host) {
+    add_hint(host);
+    add_set(host, "Imu/a", {1, 1, 40});
+}
+
+void grow_groups_below_groups(RecordingHost& host) {
+    add_hint(host);
+    host.group("Imu").attribute_float("SampleRate", 100).attribute_integer("NumSamples", 40);
+    add_set(host, "Imu/a", {3, 1, 40});
+    add_set(host, "Imu/b", {3, 1, 40}, 50);
+    add_set(host, "Imu/Left/c", {1, 2, 40});
+    add_set(host, "Imu/Left/Foot/d", {1, 1, 40}, 200);
+}
+
+void grow_gaps_and_unusable_rates(RecordingHost& host) {
+    add_hint(host);
+    std::vector<float> samples(2 * 60, 1.0F);
+    for (const std::size_t missing : {0U, 20U, 21U, 40U, 41U, 42U, 70U, 119U}) {
+        samples[missing] = NaN;
+    }
+    host.dataset("Imu/a", {2, 1, 60}, samples)
+        .attribute_float("SampleRate", 100)
+        .attribute_text("MetricType", "Angle");
+    add_set(host, "Imu/b", {2, 1, 60}, NaN);
+}
+
+void grow_a_long_line(RecordingHost& host) {
+    add_hint(host);
+    add_set(host, "Imu/a", {1, 1, 20'000});
+}
+
+// The axis lies beyond these sets, and the units that summarise want three dimensions.
+void grow_flat_sets(RecordingHost& host) {
+    add_hint(host);
+    add_set(host, "Imu/a", {40});
+    add_set(host, "Imu/b", {5, 8});
+}
+
+void grow_nothing(RecordingHost&) {}
+
+struct Tree {
+    const char* name;
+    void (*grow)(RecordingHost&);
+    bool suits_every_unit;
+};
+
+constexpr Tree TREES[] = {
+    {"one set", grow_one_set, true},
+    {"groups below groups", grow_groups_below_groups, true},
+    {"gaps and unusable rates", grow_gaps_and_unusable_rates, true},
+    {"a long line", grow_a_long_line, true},
+    {"flat sets", grow_flat_sets, false},
+    {"nothing", grow_nothing, false},
+};
+
+void prepare(RecordingHost& host, const Tree& tree) {
+    set_parameters(host);
+    tree.grow(host);
+}
+
+// --- the claims
+
+TEST(ShortageOfMemoryTable, HasEveryRowOfTheLibrary) {
+    std::vector<std::string> tried;
+    for (const Row& row : ROWS) {
+        tried.emplace_back(row.identifier);
+    }
+    std::vector<std::string> offered;
+    for (const UnitRow& row : unit_rows()) {
+        offered.push_back(row.text_at(NAME_OFFSET));
+    }
+    EXPECT_EQ(tried, offered);
+}
+
+class ShortageOfMemory : public testing::TestWithParam<Row> {};
+
+std::string name_row(const testing::TestParamInfo<Row>& info) {
+    std::string name = info.param.identifier;
+    std::ranges::replace_if(
+        name, [](char c) { return c == '.' || c == '-'; }, '_');
+    return name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, ShortageOfMemory, testing::ValuesIn(ROWS), name_row);
+
+TEST_P(ShortageOfMemory, LeavesTheRunAsItsExceptionAndEveryRecordFreedOnce) {
+    if (!can_refuse_allocations()) {
+        GTEST_SKIP() << "the sanitizer's allocator refuses nothing";
+    }
+    for (const Tree& tree : TREES) {
+        SCOPED_TRACE(tree.name);
+        expect_clean_end_of_memory(
+            GetParam().identifier, [&](RecordingHost& host) { prepare(host, tree); },
+            [](RecordingHost& host) {
+                if (GetParam().writes_at_the_end) {
+                    EXPECT_THAT(host.calls_of({"write_samples"}), testing::IsEmpty());
+                }
+            });
+    }
+}
+
+// Without this the trees might end every run before it begins.
+TEST_P(ShortageOfMemory, IsTriedOnRunsThatSucceed) {
+    for (const Tree& tree : TREES) {
+        if (tree.suits_every_unit) {
+            SCOPED_TRACE(tree.name);
+            RecordingHost host;
+            prepare(host, tree);
+            EXPECT_TRUE(host.run(GetParam().identifier))
+                << testing::PrintToString(host.message_texts());
+            EXPECT_GT(host.allocation_count(), 0U);
+        }
+    }
+}
+
+} // namespace
+} // namespace talvora::test_support
