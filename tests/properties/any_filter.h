@@ -76,24 +76,24 @@ inline std::vector<double> impulse_response(const std::vector<double>& b,
 // multiplies the error of the first by H and adds its own, made of samples H times as large.
 inline double bound_of_rounding(const AnyFilter& filter, double magnitude) {
     const auto& [b, a, steady_state] = filter.prepared;
-    const std::vector<double> numerator_of_one = {1.0};
     const double h = sum_of_magnitudes(impulse_response(b, a));
-    const double g = sum_of_magnitudes(impulse_response(numerator_of_one, a));
+    const double g = sum_of_magnitudes(impulse_response({1.0}, a));
     const double state = sum_of_magnitudes(b) + sum_of_magnitudes(a) * h;
     const double one_pass = 3.0 * static_cast<double>(b.size()) *
                             std::numeric_limits<double>::epsilon() / 2.0 * state * g;
     return 3.0 * magnitude * one_pass * 2.0 * h;
 }
 
-// The same for a constant, where the coefficients' own rounding shows too. The state at rest
-// solves a system whose inverse is made of running sums of the response of 1 / A(z), so
-// that another G comes in, and with it the gain at frequency zero, the sum of b over the
-// sum of a. A coefficient is a sum of products of a few dozen roundings (exponentials of
-// logarithms among them).
+// The same for a constant, where the rounding of the coefficients shows too: it moves their
+// sums by some roundings of B and A, and so the gain at frequency zero, the one sum over the
+// other, by as many of G (A + B) in each pass, since the sum of a is no less than 1 / G.
 inline double bound_for_constant(const AnyFilter& filter, double magnitude) {
-    constexpr double ROUNDINGS_OF_A_COEFFICIENT = 64.0;
-    const double g = sum_of_magnitudes(impulse_response({1.0}, filter.prepared.a));
-    return ROUNDINGS_OF_A_COEFFICIENT * g * bound_of_rounding(filter, magnitude);
+    constexpr double ROUNDINGS_OF_A_COEFFICIENT = 16.0;
+    const auto& [b, a, steady_state] = filter.prepared;
+    const double g = sum_of_magnitudes(impulse_response({1.0}, a));
+    const double gain = ROUNDINGS_OF_A_COEFFICIENT * std::numeric_limits<double>::epsilon() * g *
+                        (sum_of_magnitudes(a) + sum_of_magnitudes(b));
+    return 2.0 * gain * magnitude + bound_of_rounding(filter, magnitude);
 }
 
 // After how many samples nothing is left of an impulse that a double beside it could hold.

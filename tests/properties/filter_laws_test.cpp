@@ -93,7 +93,7 @@ RC_GTEST_PROP(ZeroPhaseFilterLaws, KeepsOrRemovesAConstant, ()) {
     const Signal x(a_length_for(filter), constant);
     const Signal expected(x.size(), filter.passes_constants() ? constant : 0.0);
     const double bound = bound_for_constant(filter, std::abs(constant));
-    RC_ASSERT(bound <= std::abs(constant) / 100); // or it would tell nothing
+    RC_ASSERT(bound <= 1e-5 * std::abs(constant)); // or it would tell nothing
     RC_ASSERT(greatest_difference(filtered(x, filter), expected) <= bound);
 }
 
