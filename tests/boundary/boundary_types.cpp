@@ -1,27 +1,19 @@
 // Every type that crosses between host and plug-in, in a library of its own that is built
-// to be looked at: the records of its debug information and the layouts that a compiler
-// gives these types are compared with those kept in reference/.
+// to be looked at: its debug information, and the layouts that a compiler gives these types,
+// are compared with those kept in reference/.
 #include "plugin/plugin_api.h"
 
 namespace talvora {
 
-// What the library answers.
-extern const plugin_descriptor boundary_plugin{};
-extern const unit_descriptor boundary_unit{};
-extern const plugin_entry boundary_entry = nullptr;
-extern decltype(&talvora_plugin_api) const boundary_entry_as_declared = nullptr;
+// What the library answers to its host, and how it is asked.
+extern "C" void plugin_side(plugin_descriptor, unit_descriptor, plugin_entry,
+                            decltype(&talvora_plugin_api)) {}
 
-// The tables and records of the host.
-extern const context_api boundary_context{};
-extern const group_api boundary_group{};
-extern const dataset_api boundary_dataset{};
-extern const log_api boundary_log{};
-extern const host_list boundary_list{};
-extern const host_string boundary_string{};
-extern const host_shape boundary_shape{};
+// What it asks of its host.
+extern "C" void host_side(get_interface_function, context_api, group_api, dataset_api, log_api,
+                          visit_groups_callback) {}
 
-// What is called in either direction outside the tables.
-extern const get_interface_function boundary_get_interface = nullptr;
-extern const visit_groups_callback boundary_visit = nullptr;
+// What it gets from its host.
+extern "C" void records(host_list, host_string, host_shape, group_handle, dataset_handle) {}
 
 } // namespace talvora
