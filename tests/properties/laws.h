@@ -52,10 +52,10 @@ inline rc::Gen<float> finite_sample() {
         });
 }
 
-// One in four is missing.
-inline rc::Gen<float> with_gaps(const rc::Gen<float>& sample) {
+// One of `chances` is missing.
+inline rc::Gen<float> with_gaps(const rc::Gen<float>& sample, std::size_t chances = 4) {
     return rc::gen::weightedOneOf<float>(
-        {{3, sample}, {1, rc::gen::just(std::numeric_limits<float>::quiet_NaN())}});
+        {{chances - 1, sample}, {1, rc::gen::just(std::numeric_limits<float>::quiet_NaN())}});
 }
 
 inline rc::Gen<Line> line_of(const rc::Gen<float>& sample, std::size_t least, std::size_t most) {
