@@ -2,10 +2,10 @@
 
 #include "tests/support/slot_call.h"
 
+#include <deque>
 #include <map>
 #include <memory>
 #include <utility>
-#include <vector>
 
 namespace talvora::test_support {
 
@@ -31,9 +31,11 @@ void set_unlisted(Table& table, std::index_sequence<SLOTS...>) {
 
 using TablesById = std::map<std::int32_t, Table>;
 
-// Old tables stay where they are, so that a pointer kept by mistake is harmless.
-std::vector<std::unique_ptr<TablesById>>& generations() {
-    static std::vector<std::unique_ptr<TablesById>> tables;
+// Old tables stay where they are for a while, so that a pointer kept by mistake is harmless.
+constexpr std::size_t KEPT_GENERATION_COUNT = 64;
+
+std::deque<std::unique_ptr<TablesById>>& generations() {
+    static std::deque<std::unique_ptr<TablesById>> tables;
     return tables;
 }
 
@@ -52,6 +54,8 @@ void renew_tables() {
     if (!generations().empty())
         for (auto& [id, table] : *generations().back())
             table.expire();
+    if (generations().size() == KEPT_GENERATION_COUNT)
+        generations().pop_front();
     generations().push_back(std::make_unique<TablesById>());
     TablesById& tables = *generations().back();
     lay_out_context_table(tables[4]);

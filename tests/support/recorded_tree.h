@@ -79,6 +79,7 @@ class DataSet {
     }
 
     Attributes& attributes() { return attributes_; }
+    const Attributes& attributes() const { return attributes_; }
     // Copies between the set and `samples`, one float per sample of the slab. What
     // the slab names outside the set's extents is passed over.
     void read(const Hyperslab& slab, float* samples) const;
@@ -110,6 +111,7 @@ class Group {
         return std::get<T>(attributes_.at(name).value);
     }
     Attributes& attributes() { return attributes_; }
+    const Attributes& attributes() const { return attributes_; }
 
   private:
     std::string path_;

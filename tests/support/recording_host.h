@@ -75,6 +75,7 @@ class RecordingHost {
     const std::vector<float>& samples(const std::string& path);
     bool has_dataset(const std::string& path) const;
     bool has_group(const std::string& path) const;
+    const RecordedTree& tree() const { return state_.tree; }
     // Creating the object with this path is refused.
     void refuse_creation(const std::string& path) { state_.refused_creations.insert(path); }
 

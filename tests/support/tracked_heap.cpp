@@ -9,6 +9,7 @@
 #include <cstring>
 #include <map>
 #include <stdexcept>
+#include <thread>
 #include <utility>
 
 namespace talvora::test_support {
@@ -61,13 +62,22 @@ extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*malloc_hook)(con
                                                                              std::size_t),
                                                          void (*free_hook)(const volatile void*));
 
+// Sanitizers and fuzzers start threads of their own.
+const std::thread::id WATCHED_THREAD = std::this_thread::get_id();
+
+bool is_watched() {
+    return is_in_plugin() && std::this_thread::get_id() == WATCHED_THREAD;
+}
+
 void note_malloc(const volatile void*, std::size_t) {
-    note_plugin_allocation();
+    if (is_watched()) {
+        note_plugin_allocation();
+    }
 }
 
 // Only what the plug-in frees: the map of blocks itself is freed piecemeal, too.
 void note_free(const volatile void* address) {
-    if (!is_in_plugin() || address == nullptr)
+    if (!is_watched() || address == nullptr)
         return;
     Block* block = find_block(const_cast<const void*>(address));
     if (block != nullptr && block->free_count == 0)
