@@ -82,7 +82,7 @@ std::vector<double> filter_from_rest(const PreparedFilter& filter, std::span<con
 } // namespace
 
 bool PreparedFilter::has_missing_coefficient() const {
-    return has_nan(b) || has_nan(a);
+    return has_nan(steady_state) && (has_nan(b) || has_nan(a));
 }
 
 PreparedFilter prepare_filter(const FilterCoefficients& coefficients) {

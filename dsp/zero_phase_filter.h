@@ -22,8 +22,8 @@ struct PreparedFilter {
     std::vector<double> steady_state;
 
     std::size_t tap_count() const { return b.size(); }
-    // Whether a coefficient is NaN: so is every sample of a run then, since the state is
-    // NaN from the start.
+    // Whether a coefficient is NaN and the state with it, as every sample of a run is then.
+    // Two taps make no use of a[0].
     bool has_missing_coefficient() const;
     // Samples added at each end of a run, three times the filter's order.
     std::size_t pad_count() const { return b.empty() ? 0 : 3 * (b.size() - 1); }

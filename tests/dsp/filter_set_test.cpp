@@ -152,6 +152,13 @@ TEST_P(FilterSetInPlace, MakesARunMissingWithAMissingCoefficient) {
     EXPECT_THAT(line, Each(testing::IsNan()));
 }
 
+TEST_P(FilterSetInPlace, HasNoUseForAMissingLeadingCoefficientOfTwoTaps) {
+    // It is taken as 1 by the recurrence, and the state of two taps is found without it.
+    Line samples = {0, 4, 0, 8, 4};
+    filter(samples, 5, {{0.5, 0.5}, {static_cast<double>(NaN)}});
+    EXPECT_THAT(samples, ElementsAre(0, 2, 3, 5, 4));
+}
+
 TEST_P(FilterSetInPlace, TakesEachSetsOwnFilter) {
     SetFilter set_filter(GetParam());
     Line first = {0, 4, 0, 8, 4};
