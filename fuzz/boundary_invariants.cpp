@@ -1,10 +1,9 @@
 #include "fuzz/boundary_invariants.h"
 
 #include "fuzz/finding.h"
+#include "fuzz/same_bits.h"
 
 #include <algorithm>
-#include <bit>
-#include <cstring>
 #include <set>
 
 namespace talvora::fuzz {
@@ -12,7 +11,6 @@ namespace talvora::fuzz {
 namespace {
 
 using test_support::Attributes;
-using test_support::AttributeValue;
 using test_support::Channel;
 using test_support::DataSet;
 using test_support::Group;
@@ -25,42 +23,16 @@ using test_support::Texts;
     report_finding(world.unit->identifier + ": " + sentence);
 }
 
-// --- equality of bits
-
-template <typename T>
-bool same_bits(const T& left, const T& right) {
-    return left == right;
-}
-
-bool same_bits(float left, float right) {
-    return std::bit_cast<std::uint32_t>(left) == std::bit_cast<std::uint32_t>(right);
-}
-
-bool same_bits(double left, double right) {
-    return std::bit_cast<std::uint64_t>(left) == std::bit_cast<std::uint64_t>(right);
-}
-
-bool same_value(const AttributeValue& left, const AttributeValue& right) {
-    return left.index() == right.index() &&
-           std::visit([&right]<typename T>(
-                          const T& value) { return same_bits(value, std::get<T>(right)); },
-                      left);
-}
+// --- equality
 
 bool same_attributes(const Attributes& left, const Attributes& right) {
     return std::ranges::equal(left, right, [](const auto& one, const auto& other) {
-        return one.first == other.first && same_value(one.second.value, other.second.value);
+        return one.first == other.first && same_bits(one.second.value, other.second.value);
     });
 }
 
-bool same_samples(const std::vector<float>& left, const std::vector<float>& right) {
-    return left.size() == right.size() &&
-           (left.empty() ||
-            std::memcmp(left.data(), right.data(), left.size() * sizeof(float)) == 0);
-}
-
 bool same_set(const DataSet& left, const DataSet& right) {
-    return left.extents() == right.extents() && same_samples(left.samples(), right.samples()) &&
+    return left.extents() == right.extents() && same_bits(left.samples(), right.samples()) &&
            same_attributes(left.attributes(), right.attributes());
 }
 

@@ -1,9 +1,9 @@
 #include "fuzz/boundary_world.h"
 
 #include "fuzz/choices.h"
+#include "fuzz/signals.h"
 
 #include <algorithm>
-#include <cmath>
 #include <limits>
 
 namespace talvora::fuzz {
@@ -14,7 +14,7 @@ using test_support::AttributeValue;
 using test_support::Declaration;
 using test_support::ParameterValue;
 
-constexpr std::uint64_t MOST_SAMPLES = 2048;
+constexpr std::uint64_t MOST_SAMPLES = 1024;
 constexpr float NO_FLOAT = std::numeric_limits<float>::quiet_NaN();
 constexpr float INFINITE_FLOAT = std::numeric_limits<float>::infinity();
 constexpr std::int64_t LEAST = std::numeric_limits<std::int64_t>::min();
@@ -35,8 +35,6 @@ constexpr const char* BANDFORMS[] = {"ZeroLagLowPass", "ZeroLagHighPass", "ZeroL
 constexpr float RATES[] = {100.0F, 50.0F,  200.0F,         25.0F, 1000.0F, 33.3F,
                            0.0F,   -1.0F,  NO_FLOAT,       1.0F,  0.5F,    1e-30F,
                            1e30F,  1e-45F, INFINITE_FLOAT, 99.0F, 30.0F,   -INFINITE_FLOAT};
-constexpr float SAMPLES[] = {0.0F,   -0.0F,   1.0F,           -1.0F,           0.5F,  1e30F,
-                             1e-40F, 3.4e38F, INFINITE_FLOAT, -INFINITE_FLOAT, -2.5F, NO_FLOAT};
 constexpr std::uint64_t EXTENTS[] = {1, 3, 100, 2, 0, 5, 17, 64, 300, 4};
 constexpr std::int64_t INTEGERS[] = {0, 1, 2, -1, 3, 5, -2, LEAST, GREATEST, 4294967296, 1000, 7};
 constexpr std::int64_t ORDERS[] = {2, 1, 4, 3, 5, 8, 0, -1, 12, LEAST, 4294967298, 24};
@@ -57,53 +55,9 @@ constexpr double NUMBERS[] = {0.0,
                               std::numeric_limits<double>::quiet_NaN(),
                               std::numeric_limits<double>::infinity()};
 
-// --- samples
-
-// Any bits, or one of the values that arithmetic finds hard.
-float any_float(Choices& choices) {
-    return choices.ConsumeBool() ? pick(choices, SAMPLES)
-                                 : static_cast<float>(choices.ConsumeIntegral<std::int16_t>());
-}
-
-// A slow oscillation with a little of everything else in it; no two periods are alike.
-void fill_with_wave(std::vector<float>& samples, std::uint8_t shape) {
-    std::uint32_t state = shape + 1U;
-    for (std::size_t i = 0; i < samples.size(); ++i) {
-        state = state * 1664525U + 1013904223U;
-        samples[i] = std::sin(static_cast<float>(i) * 0.07F) * 10.0F +
-                     static_cast<float>(state >> 20U) / 4096.0F;
-    }
-}
-
-// Pieces of the set are overwritten, most often with missing samples.
-void scatter_pieces(Choices& choices, std::vector<float>& samples) {
-    const auto piece_count = choices.ConsumeIntegralInRange<int>(0, 6);
-    for (int i = 0; i < piece_count; ++i) {
-        const auto start = choices.ConsumeIntegralInRange<std::size_t>(0, samples.size() - 1);
-        const auto length = choices.ConsumeIntegralInRange<std::size_t>(0, 40);
-        const float value = choices.ConsumeBool() ? NO_FLOAT : any_float(choices);
-        const auto begin = samples.begin() + static_cast<std::ptrdiff_t>(start);
-        std::fill_n(begin, std::min(length, samples.size() - start), value);
-    }
-}
-
-std::vector<float> make_samples(Choices& choices, std::size_t count) {
-    std::vector<float> samples(count);
-    if (count == 0) {
-        return samples;
-    }
-    if (choices.ConsumeBool()) {
-        fill_with_wave(samples, choices.ConsumeIntegral<std::uint8_t>());
-    } else {
-        std::fill(samples.begin(), samples.end(), any_float(choices));
-    }
-    scatter_pieces(choices, samples);
-    return samples;
-}
-
 // --- the tree
 
-// An extent that would make the set too large becomes 1.
+// An extent that would make the set too large, or its lines too many, becomes 1.
 std::vector<std::uint64_t> make_extents(Choices& choices) {
     static constexpr std::size_t RANKS[] = {3, 3, 3, 1, 2, 4, 0, 5};
     std::vector<std::uint64_t> extents(pick(choices, RANKS));
@@ -111,7 +65,7 @@ std::vector<std::uint64_t> make_extents(Choices& choices) {
     for (std::uint64_t& extent : extents) {
         extent = pick(choices, EXTENTS);
         extent = sample_count * extent > MOST_SAMPLES ? 1 : extent;
-        sample_count *= extent;
+        sample_count *= std::max<std::uint64_t>(extent, 1);
     }
     return extents;
 }
@@ -142,7 +96,7 @@ NamedAttributes make_attributes(Choices& choices) {
         attributes.emplace_back("NumSamples", pick(choices, INTEGERS));
     }
     if (one_in(choices, 4)) {
-        attributes.emplace_back("StartTime", any_float(choices));
+        attributes.emplace_back("StartTime", make_float(choices));
     }
     return attributes;
 }

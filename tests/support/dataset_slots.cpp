@@ -118,9 +118,10 @@ void read_samples(Handle set, float* destination, const std::uint64_t* selection
         found->read(slab, destination);
 }
 
-// Takes all samples that the request names, as a host does that trusts it.
-std::vector<float> take_samples(const Hyperslab& slab, const float* source) {
-    return {source, source + slab.sample_count()};
+// Takes all samples that the request names, as a host does that trusts it, though never
+// more than the set holds.
+std::vector<float> take_samples(const Hyperslab& slab, const float* source, const DataSet& set) {
+    return {source, source + std::min(slab.sample_count(), set.samples().size())};
 }
 
 void write_samples(Handle set, const float* source, const std::uint64_t* selection,
@@ -131,7 +132,7 @@ void write_samples(Handle set, const float* source, const std::uint64_t* selecti
         return;
     const Hyperslab slab = note_request(call, "write_samples", *found, selection, word_count);
     if (!call.host.habits.ignores_writes && can_copy(call, slab, source))
-        found->write(slab, take_samples(slab, source).data());
+        found->write(slab, take_samples(slab, source, *found).data());
 }
 
 void copy_attribute(Handle destination, Handle source, const char* name) {

@@ -50,8 +50,8 @@ struct Habits {
     bool ignores_reads = false;
     // write_samples is recorded, its samples are neither looked at nor stored.
     bool ignores_writes = false;
-    // A slab beyond the set's extents is no mistake: all samples that it names are
-    // taken from the caller's array and those inside the set are stored.
+    // A slab beyond the set's extents is no mistake: the samples that it names, as many
+    // as the set holds, are taken from the caller's array and those inside it are stored.
     bool clips_requests = false;
     // create_dataset hands out the set that exists instead of refusing.
     bool creation_opens_existing = false;
