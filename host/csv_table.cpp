@@ -119,6 +119,14 @@ double round_once(std::string_view text, double value) {
                : value;
 }
 
+// A number beyond the greatest float, unless it still rounds to it: so does the shortest
+// text of the greatest float itself.
+std::optional<double> read_greatest(std::string_view text) {
+    float sample = 0;
+    const auto result = std::from_chars(text.data(), text.data() + text.size(), sample);
+    return result.ec == std::errc{} ? std::optional(static_cast<double>(sample)) : std::nullopt;
+}
+
 // Nothing for a text that is no number or does not fit a sample.
 std::optional<double> read_number(std::string_view text) {
     if (text.starts_with('+')) {
@@ -126,12 +134,12 @@ std::optional<double> read_number(std::string_view text) {
     }
     double value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error != std::errc{} || end != text.data() + text.size() || std::isnan(value) ||
-        (std::isfinite(value) &&
-         std::abs(value) > static_cast<double>(std::numeric_limits<float>::max()))) {
+    if (error != std::errc{} || end != text.data() + text.size() || std::isnan(value)) {
         return std::nullopt;
     }
-    return round_once(text, value);
+    const bool is_beyond = std::isfinite(value) &&
+                           std::abs(value) > static_cast<double>(std::numeric_limits<float>::max());
+    return is_beyond ? read_greatest(text) : round_once(text, value);
 }
 
 void add_cell(CsvColumn& column, const std::string& text, std::size_t row_number) {

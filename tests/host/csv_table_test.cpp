@@ -71,6 +71,15 @@ TEST(ParseCsv, KeepsWideNumbersHalfwayBetweenTwoFloats) {
     EXPECT_THAT(table.columns[0].values, ElementsAre(1700000064.0, 1700000192.0));
 }
 
+// The greatest float is 2^128 - 2^104; numbers below 2^128 - 2^103 = 3.40282356779...e38
+// round to it.
+TEST(ParseCsv, ReadsTheGreatestFloatFromItsShortestText) {
+    const CsvTable table =
+        parse_csv("X\n3.4028235e38\n-3.4028235e+38\n3.4028235677e38\n3.4028235678e38\n", "");
+    EXPECT_THAT(table.columns[0].values,
+                ElementsAre(0x1.fffffep127, -0x1.fffffep127, 0x1.fffffep127, IsNan()));
+}
+
 TEST(ParseCsv, KeepsDelimitersAndLineEndsInsideQuotes) {
     const CsvTable table = parse_csv("\"a, b\",\"say \"\"x\"\"\",\"two\nlines\"\n1,\"2\",3\n", "");
     ASSERT_EQ(table.columns.size(), 3U);
