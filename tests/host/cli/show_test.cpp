@@ -127,12 +127,9 @@ TEST_F(Tree, TakesAFileWithColonsInItsName) {
 // What a terminal would take for a command, or for a line of its own, stays out of results.
 TEST_F(Tree, KeepsItsLinesWhateverNamesHold) {
     Hdf5Tree tree(folder_ / "odd.h5", Hdf5Access::Create);
-    tree.create_dataset(tree.root(), "a\nb\x1b[31m\tc", {1, 1, 0});
+    tree.create_dataset(tree.root(), "a\nb\x1b[31m", {1, 1, 0});
     tree.close();
-    const std::string output = run({"tree", "odd.h5"}).output;
-    EXPECT_EQ(std::ranges::count_if(output, [](unsigned char letter) { return letter < ' '; }), 1)
-        << output;
-    EXPECT_THAT(output, testing::EndsWith("\n"));
+    EXPECT_EQ(run({"tree", "odd.h5"}).output, "a b [31m  [1, 1, 0]\n");
 }
 
 TEST_F(Tree, WritesNanAsNull) {
