@@ -42,8 +42,8 @@ class LaneKernelsOfWidth : public testing::TestWithParam<NamedKernels> {
     }
 
     void expect_impulse_response(std::span<const double> b) {
-        std::vector<double> a(b.size());
-        a[0] = 1.0;
+        std::vector<double> a = {1.0};
+        a.resize(b.size());
         std::vector<double> rows(b.size() * MAX_LANE_COUNT);
         for (std::size_t lane = 0; lane < MAX_LANE_COUNT; ++lane) {
             rows[lane] = static_cast<double>(lane + 1);
