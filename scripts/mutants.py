@@ -4,8 +4,9 @@ Works on the form that scripts/format gives: operators of two operands stand bet
 brackets of templates and marks of references do not, and so the two are told apart.
 """
 
+import collections
+import dataclasses
 import re
-from dataclasses import dataclass
 
 # Which text in place of which; every entry is a mutant of its own.
 OPERATORS = {
@@ -33,7 +34,7 @@ STATEMENT = re.compile(r"^ +(?!return\b|case\b|default\b|throw\b|delete\b|using\
                        r"(?:[\w.:>\[\]*()-]+?(?:\([^\n]*\)| [-+*/]?= [^\n]+)|\+\+\w+|break|continue|return);$", re.M)
 
 
-@dataclass(frozen=True)
+@dataclasses.dataclass(frozen=True)
 class Mutant:
     file: str
     line: int
@@ -43,10 +44,12 @@ class Mutant:
     kind: str
     original: str  # the line, without its indentation
     mutated: str
+    number: int = 1  # among those of the file that read the same
 
     @property
     def name(self):
-        return f"{self.file}: {self.original} -> {self.mutated}"
+        which = f" ({self.number})" if self.number > 1 else ""
+        return f"{self.file}: {self.original} -> {self.mutated}{which}"
 
 
 def blank_out(text):
@@ -107,8 +110,18 @@ def make_mutant(file, text, start, end, replacement, kind):
                   line_around(mutated, start, start + len(replacement)))
 
 
+def number_by_place(found):
+    """No two of a file get the same name, and they keep theirs wherever other lines move."""
+    same, numbers = collections.Counter(), {}
+    for mutant in sorted(found, key=lambda mutant: mutant.start):
+        same[mutant.name] += 1
+        numbers[mutant] = same[mutant.name]
+    return [dataclasses.replace(mutant, number=numbers[mutant]) for mutant in found]
+
+
 def find_mutants(file, text):
-    return [make_mutant(file, text, *change) for change in sorted(set(list_changes(blank_out(text))), key=str)]
+    changes = sorted(set(list_changes(blank_out(text))), key=str)
+    return number_by_place([make_mutant(file, text, *change) for change in changes])
 
 
 def apply(mutant, text):

@@ -6,6 +6,7 @@
 
 #include <bit>
 #include <cstdint>
+#include <fstream>
 #include <limits>
 #include <string>
 #include <vector>
@@ -196,6 +197,26 @@ TEST_P(FilterSetInPlace, GivesThePlainBitsForAnyLinesAndGaps) {
         ASSERT_EQ(first_difference(samples, expected), expected.size())
             << tap_count << " taps, lines of " << line_length;
     }
+}
+
+// Where the system tells which instructions the processor has.
+TEST(FilterPath, IsTheWidestThatTheProcessorHas) {
+    std::ifstream processors("/proc/cpuinfo");
+    std::string flags;
+    while (std::getline(processors, flags) && flags.find("flags") != 0) {
+    }
+    if (!processors) {
+        GTEST_SKIP() << "no list of the processor's instructions";
+    }
+    flags += ' ';
+    const bool has_avx2 = flags.find(" avx2 ") != std::string::npos;
+    const bool has_avx512 = flags.find(" avx512f ") != std::string::npos;
+    EXPECT_TRUE(can_take(FilterPath::Sse2));
+    EXPECT_EQ(can_take(FilterPath::Avx2), has_avx2);
+    EXPECT_EQ(can_take(FilterPath::Avx512), has_avx512);
+    EXPECT_EQ(best_filter_path(), has_avx512 ? FilterPath::Avx512
+                                  : has_avx2 ? FilterPath::Avx2
+                                             : FilterPath::Sse2);
 }
 
 // Runs of one length, and of many: long ones, and more short ones than are collected.

@@ -19,7 +19,6 @@ struct NamedKernels {
     FilterPath needs;
 };
 
-// Filters impulses that differ from lane to lane: what comes out is the numerator, times them.
 class LaneKernelsOfWidth : public testing::TestWithParam<NamedKernels> {
   protected:
     void SetUp() override {
@@ -41,6 +40,7 @@ class LaneKernelsOfWidth : public testing::TestWithParam<NamedKernels> {
                                          .row_count = rows.size() / MAX_LANE_COUNT});
     }
 
+    // Impulses that differ from lane to lane: what comes out is the numerator, times them.
     void expect_impulse_response(std::span<const double> b) {
         std::vector<double> a = {1.0};
         a.resize(b.size());
@@ -103,6 +103,53 @@ TEST_P(LaneKernelsOfWidth, KeepTheSignOfACoefficientThatIsZero) {
     for (const double sample : rows) {
         EXPECT_EQ(sample, 0.0);
         EXPECT_FALSE(std::signbit(sample));
+    }
+}
+
+constexpr std::size_t MOST_ROWS = 9; // two steps of four and one
+constexpr std::size_t STRIDE = 6;    // of columns with two others beside them
+
+// Sample `row` of line `line`, and the other way round.
+constexpr double value_at(std::size_t row, std::size_t line) {
+    return static_cast<double>(10 * row + line);
+}
+
+TEST_P(LaneKernelsOfWidth, WidenFourLinesToColumnsAndTouchNothingElse) {
+    std::vector<std::vector<float>> lines(4);
+    const float* addresses[4];
+    for (std::size_t line = 0; line < 4; ++line) {
+        for (std::size_t row = 0; row < MOST_ROWS + 4; ++row) {
+            lines[line].push_back(static_cast<float>(value_at(row, line)));
+        }
+        addresses[line] = lines[line].data();
+    }
+    for (std::size_t row_count = 0; row_count <= MOST_ROWS; ++row_count) {
+        std::vector<double> columns(STRIDE * (MOST_ROWS + 4), -1.0);
+        GetParam().kernels->widen_lines(addresses, row_count, columns.data(), STRIDE);
+        for (std::size_t i = 0; i < columns.size(); ++i) {
+            const bool written = i / STRIDE < row_count && i % STRIDE < 4;
+            ASSERT_EQ(columns[i], written ? value_at(i / STRIDE, i % STRIDE) : -1.0)
+                << row_count << " rows, number " << i;
+        }
+    }
+}
+
+TEST_P(LaneKernelsOfWidth, NarrowColumnsToFourLinesAndTouchNothingElse) {
+    std::vector<double> columns(STRIDE * (MOST_ROWS + 4));
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+        columns[i] = value_at(i / STRIDE, i % STRIDE);
+    }
+    for (std::size_t row_count = 0; row_count <= MOST_ROWS; ++row_count) {
+        std::vector<std::vector<float>> lines(4, std::vector<float>(MOST_ROWS + 4, -1.0F));
+        float* addresses[] = {lines[0].data(), lines[1].data(), lines[2].data(), lines[3].data()};
+        GetParam().kernels->narrow_lines(columns.data(), row_count, STRIDE, addresses);
+        for (std::size_t line = 0; line < 4; ++line) {
+            for (std::size_t row = 0; row < MOST_ROWS + 4; ++row) {
+                const double expected = row < row_count ? value_at(row, line) : -1.0;
+                ASSERT_EQ(lines[line][row], static_cast<float>(expected))
+                    << row_count << " rows, row " << row << " of line " << line;
+            }
+        }
     }
 }
 

@@ -29,6 +29,7 @@ TEST(Percentile, AveragesTheMiddleValuesWithoutOverflow) {
 TEST(Percentile, GivesTheOnlyValueWhateverThePercentage) {
     EXPECT_EQ(percentile(std::vector<float>{3.5F}, 0), 3.5F);
     EXPECT_EQ(percentile(std::vector<float>{3.5F}, 99), 3.5F);
+    EXPECT_EQ(percentile(std::vector<float>{3.5F}, NaN), 3.5F);
 }
 
 TEST(Percentile, HoldsTheOutermostValuesBeyondTheirRanks) {

@@ -35,6 +35,9 @@ TEST(SteadyStateInitialConditions, FollowsTheClosedFormForTwoTaps) {
     // (0.5 + 0.5 * 0.5) / (1 - 0.5)
     EXPECT_THAT(steady_state_initial_conditions(Samples{0.5, 0.5}, Samples{1.0, -0.5}),
                 ElementsAre(1.5));
+    // Nothing over nothing: (-1 + 1 * 1) / (1 - 1)
+    EXPECT_THAT(steady_state_initial_conditions(Samples{1.0, -1.0}, Samples{1.0, -1.0}),
+                ElementsAre(testing::IsNan()));
 }
 
 TEST(SteadyStateInitialConditions, HoldsTheGainOnAConstantInput) {
