@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -173,7 +174,7 @@ bool new_room_is_zero(hid_t properties) {
         return false;
     float value = 0;
     checked(H5Pget_fill_value(properties, H5T_NATIVE_FLOAT, &value), "read", "the fill value");
-    return value == 0;
+    return value == 0 && !std::signbit(value);
 }
 
 bool fits_max_extents(hid_t set, const Extents& extents) {

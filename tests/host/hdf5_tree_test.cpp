@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cmath>
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
@@ -268,10 +269,10 @@ TEST_F(ForeignFile, RefusesToMakeASetWithTwoHardLinksAnew) {
     EXPECT_EQ(read_all(tree, set)[23], 23.0F);
 }
 
-TEST_F(ForeignFile, FillsNewRoomWithZerosWhateverTheFillValueWas) {
+// A resizable set of 24 samples that nobody wrote.
+void make_filled_set(hid_t file, float fill) {
     const Id properties(H5Pcreate(H5P_DATASET_CREATE));
     const hsize_t chunk = 24;
-    const float fill = -9;
     H5Pset_chunk(properties, 1, &chunk);
     H5Pset_deflate(properties, 6);
     H5Pset_fill_value(properties, H5T_NATIVE_FLOAT, &fill);
@@ -279,7 +280,11 @@ TEST_F(ForeignFile, FillsNewRoomWithZerosWhateverTheFillValueWas) {
     const hsize_t most = H5S_UNLIMITED;
     const Id space(H5Screate_simple(1, &extent, &most));
     const Id made(
-        H5Dcreate2(writer_, "set", H5T_IEEE_F32LE, space, H5P_DEFAULT, properties, H5P_DEFAULT));
+        H5Dcreate2(file, "set", H5T_IEEE_F32LE, space, H5P_DEFAULT, properties, H5P_DEFAULT));
+}
+
+TEST_F(ForeignFile, FillsNewRoomWithZerosWhateverTheFillValueWas) {
+    make_filled_set(writer_, -9);
     Hdf5Tree& tree = open(Hdf5Access::ReadWrite);
     const ObjectId set = *tree.find(tree.root(), "set");
     tree.resize(set, {26});
@@ -287,6 +292,17 @@ TEST_F(ForeignFile, FillsNewRoomWithZerosWhateverTheFillValueWas) {
     EXPECT_EQ(samples[23], -9.0F);
     EXPECT_EQ(samples[24], 0.0F);
     EXPECT_EQ(samples[25], 0.0F);
+}
+
+TEST_F(ForeignFile, FillsNewRoomWithoutTheSignOfAFillValueOfMinusZero) {
+    make_filled_set(writer_, -0.0F);
+    Hdf5Tree& tree = open(Hdf5Access::ReadWrite);
+    const ObjectId set = *tree.find(tree.root(), "set");
+    tree.resize(set, {26});
+    const std::vector<float> samples = read_all(tree, set);
+    EXPECT_TRUE(std::signbit(samples[23]));
+    EXPECT_FALSE(std::signbit(samples[24]));
+    EXPECT_FALSE(std::signbit(samples[25]));
 }
 
 // ---------------------------------------------------------------------------
