@@ -60,14 +60,27 @@ void check_attributes(DataTree& tree, ObjectId object, const std::string& path,
     }
 }
 
+void check_samples(const std::vector<float>& samples, const std::vector<float>& written,
+                   const std::string& path) {
+    const auto [sample, expected] = std::ranges::mismatch(
+        samples, written, [](float left, float right) { return same_bits(left, right); });
+    if (expected != written.end()) {
+        report_finding("sample " + std::to_string(sample - samples.begin()) + " of " + path +
+                       " is " + std::to_string(*sample) + ", written was " +
+                       std::to_string(*expected));
+    }
+}
+
 void check_set(DataTree& tree, ObjectId set, const std::string& path,
                const ForeignContent& content) {
     check_attributes(tree, set, path, content);
     const std::vector<float> samples = read_all(tree, set);
     const auto written = content.float_sets.find(path);
-    if (written != content.float_sets.end() && (tree.extents(set) != written->second.extents ||
-                                                !same_bits(samples, written->second.samples))) {
-        report_finding("a data set reads otherwise than it was written: " + path);
+    if (written != content.float_sets.end()) {
+        if (tree.extents(set) != written->second.extents) {
+            report_finding("a data set has another shape than was written: " + path);
+        }
+        check_samples(samples, written->second.samples, path);
     }
 }
 
