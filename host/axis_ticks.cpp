@@ -7,7 +7,7 @@
 namespace talvora::host {
 namespace {
 
-constexpr double MOST_STEPS = 7.0;
+constexpr int MOST_STEPS = 7;
 // Ranges narrower than this part of their values have no ticks that differ in print.
 constexpr double NARROWEST_PART = 1e-9;
 
@@ -35,7 +35,7 @@ std::vector<AxisTick> place_linear(const AxisRange& range) {
     const double step = choose_step(range.to - range.from);
     const double first = std::ceil(range.from / step - TOLERANCE);
     std::vector<AxisTick> ticks;
-    for (double i = 0.0; i <= MOST_STEPS + 1.0; ++i) {
+    for (int i = 0; i <= MOST_STEPS + 1; ++i) {
         // The sum makes a negative zero positive.
         const double value = (first + i) * step + 0.0;
         if (value <= range.to + TOLERANCE * step) {
@@ -52,6 +52,7 @@ bool is_labelled(int multiple, double decade_count) {
 std::vector<AxisTick> place_logarithmic(const AxisRange& range) {
     const double decade_count = std::log10(range.to / range.from);
     std::vector<AxisTick> ticks;
+    // NOLINTNEXTLINE(clang-analyzer-security.FloatLoopCounter): few whole numbers, all exact
     for (double exponent = std::floor(std::log10(range.from)); exponent <= std::log10(range.to);
          ++exponent) {
         for (int multiple = 1; multiple <= 9; ++multiple) {

@@ -38,11 +38,11 @@ class CachedTree final : public ForwardingTree {
     // after every set was tried.
     void flush();
 
-    void resize(ObjectId set, const Extents& extents) override;
+    void resize(ObjectId id, const Extents& extents) override;
     // Both may throw for another set, which could not be written back to make room:
     // that one is not lost.
-    void read(ObjectId set, const Hyperslab& slab, std::span<float> samples) override;
-    void write(ObjectId set, const Hyperslab& slab, std::span<const float> samples) override;
+    void read(ObjectId id, const Hyperslab& slab, std::span<float> samples) override;
+    void write(ObjectId id, const Hyperslab& slab, std::span<const float> samples) override;
 
     std::vector<std::string> list_attributes(ObjectId object) override;
     std::optional<AttributeValue> read_attribute(ObjectId object, const std::string& name) override;

@@ -17,7 +17,7 @@ namespace talvora::host {
 namespace {
 
 // Stays in the second-level cache between reading and hashing.
-constexpr std::size_t BLOCK_BYTES = 256 * 1024;
+constexpr std::size_t BLOCK_BYTES = std::size_t{256} * 1024;
 
 [[noreturn]] void fail(const std::filesystem::path& file, int error) {
     throw Failure(ExitCode::Input, fmt::format("cannot read the file '{}': {}", file.string(),
@@ -59,8 +59,8 @@ void check(int answer) {
 
 } // namespace
 
-std::string hash_file(const std::filesystem::path& name) {
-    const OpenFile file(name);
+std::string hash_file(const std::filesystem::path& path) {
+    const OpenFile file(path);
     const std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> state(EVP_MD_CTX_new(),
                                                                         EVP_MD_CTX_free);
     check(EVP_DigestInit_ex(state.get(), EVP_sha256(), nullptr));

@@ -279,7 +279,7 @@ FilterFacts choose_filter(Bandform bandform, std::int64_t order, const std::vect
     refuse(order < 2 || order > std::numeric_limits<std::int32_t>::max(),
            fmt::format("an order of {} has no edges: it must be 2 or more", order));
     check_edges(bandform, edges, static_cast<double>(sample_rate));
-    const FilterFacts facts = find_facts(
+    FilterFacts facts = find_facts(
         choose_parameters(bandform, static_cast<std::int32_t>(order), edges, sample_rate),
         sample_rate);
     refuse(!are_nearly(facts.three_db_points, edges),

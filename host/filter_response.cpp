@@ -27,6 +27,7 @@ std::vector<double> choose_frequencies(const FilterFacts& facts) {
     frequencies.push_back(half_rate);
     const double lowest = *std::ranges::min_element(frequencies);
     const double first_exponent = std::floor(std::log10(lowest)) - 1.0;
+    // NOLINTNEXTLINE(clang-analyzer-security.FloatLoopCounter): few whole numbers, all exact
     for (double exponent = first_exponent; exponent < std::log10(half_rate); ++exponent) {
         for (const double multiple : {1.0, 2.0, 5.0}) {
             frequencies.push_back(multiple * std::pow(10.0, exponent));

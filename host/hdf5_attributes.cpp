@@ -90,13 +90,17 @@ std::vector<std::int64_t> read_integers(const OpenAttribute& attribute) {
 struct Reclaim {
     const OpenAttribute& attribute;
     void* values;
+    Reclaim(const OpenAttribute& of, void* given) : attribute(of), values(given) {}
+    Reclaim(const Reclaim&) = delete;
+    Reclaim& operator=(const Reclaim&) = delete;
     ~Reclaim() { H5Dvlen_reclaim(attribute.type, attribute.space, H5P_DEFAULT, values); }
 };
 
 std::vector<std::string> read_variable_texts(const OpenAttribute& attribute) {
     std::vector<char*> pointers = read_values<char*>(attribute, attribute.type);
-    const Reclaim reclaim{attribute, pointers.data()};
+    const Reclaim reclaim(attribute, pointers.data());
     std::vector<std::string> texts;
+    texts.reserve(pointers.size());
     for (const char* text : pointers)
         texts.emplace_back(text == nullptr ? "" : text);
     return texts;

@@ -187,7 +187,7 @@ bool fits_max_extents(hid_t set, const Extents& extents) {
 // was made for a few samples cannot take millions.
 bool has_sane_chunks(hid_t properties, const Extents& extents) {
     constexpr std::uint64_t SMALL_CHUNK = 1024;
-    constexpr std::uint64_t MANY_CHUNKS = 16 * 1024;
+    constexpr std::uint64_t MANY_CHUNKS = std::uint64_t{16} * 1024;
     Words chunk{};
     checked(H5Pget_chunk(properties, MAX_RANK, chunk.data()), "read", "the shape of chunks");
     const Extents used(chunk.begin(), chunk.begin() + std::ssize(extents));

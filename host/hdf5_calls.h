@@ -24,6 +24,8 @@ class Id {
   public:
     Id() = default;
     explicit Id(hid_t id) : id_(id) {}
+    Id(const Id&) = delete;
+    Id& operator=(const Id&) = delete;
     Id(Id&& other) noexcept : id_(std::exchange(other.id_, H5I_INVALID_HID)) {}
     Id& operator=(Id&& other) noexcept {
         std::swap(id_, other.id_);

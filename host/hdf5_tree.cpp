@@ -17,7 +17,7 @@ constexpr ObjectId ROOT{1};
 
 // A quarter of a mebibyte per chunk: large enough to be read at once at full speed,
 // small enough that a line through a few hundred of them stays in the cache.
-constexpr std::uint64_t CHUNK_SAMPLES = 64 * 1024;
+constexpr std::uint64_t CHUNK_SAMPLES = std::uint64_t{64} * 1024;
 
 // Takes the place of a set that is made anew until it is complete.
 constexpr char UNFINISHED_NAME[] = ".talvora-unfinished";
@@ -53,7 +53,7 @@ bool is_float_set(hid_t type, const Extents& extents) {
 }
 
 // Samples that are copied at once.
-constexpr std::uint64_t BUFFER_SAMPLES = 4 * 1024 * 1024;
+constexpr std::uint64_t BUFFER_SAMPLES = std::uint64_t{4} * 1024 * 1024;
 
 void copy_samples(hid_t from, hid_t to, const Extents& counts, const std::string& path) {
     const hdf5::Id from_space = hdf5::set_space(from);

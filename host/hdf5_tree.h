@@ -47,12 +47,13 @@ class Hdf5Tree final : public DataTree {
     std::vector<OtherObject> list_others(ObjectId group) override;
 
     ObjectId create_group(ObjectId parent, std::string_view path) override;
-    ObjectId create_dataset(ObjectId group, std::string_view path, const Extents& extents) override;
+    ObjectId create_dataset(ObjectId parent, std::string_view path,
+                            const Extents& extents) override;
 
     Extents extents(ObjectId set) const override;
-    void resize(ObjectId set, const Extents& extents) override;
-    void read(ObjectId set, const Hyperslab& slab, std::span<float> samples) override;
-    void write(ObjectId set, const Hyperslab& slab, std::span<const float> samples) override;
+    void resize(ObjectId id, const Extents& extents) override;
+    void read(ObjectId id, const Hyperslab& slab, std::span<float> samples) override;
+    void write(ObjectId id, const Hyperslab& slab, std::span<const float> samples) override;
 
     std::vector<std::string> list_attributes(ObjectId object) override;
     std::optional<AttributeValue> read_attribute(ObjectId object, const std::string& name) override;

@@ -28,6 +28,6 @@ using MessageSink = std::function<void(const Message&)>;
 // a per cent sign. Anything else, %n and * included, stands for itself and takes no
 // argument, and a width or precision above 999 is not a conversion: a template may ask
 // for nothing but text. (That its arguments fit is the sender's promise.)
-std::string format_message(const char* message, std::va_list arguments);
+std::string format_message(const char* message, std::va_list list);
 
 } // namespace talvora::host

@@ -14,7 +14,7 @@ namespace talvora::host {
 namespace {
 
 // Samples of a set that are read at once to be counted.
-constexpr std::uint64_t BUFFER_SAMPLES = 1024 * 1024;
+constexpr std::uint64_t BUFFER_SAMPLES = std::uint64_t{1024} * 1024;
 
 std::uint64_t line_length(const Extents& extents) {
     return extents.empty() ? 1 : extents.back();

@@ -117,7 +117,7 @@ class Expansion {
         if (!is_pattern(name) || tree_.find(tree_.root(), name)) {
             return {name};
         }
-        const auto found = sort_names(paths_of_kind(find_matches(tree_, name), kind_));
+        auto found = sort_names(paths_of_kind(find_matches(tree_, name), kind_));
         if (found.empty()) {
             const Failure failure = explain_no_match(tree_, name, source_);
             throw Failure(

@@ -104,7 +104,7 @@ void handle(int signal_number, void (*handler)(int)) {
 
 // A stack overflow leaves no stack for its own handler.
 void set_signal_stack() {
-    static std::array<char, 64 * 1024> room;
+    static std::array<char, std::size_t{64} * 1024> room;
     stack_t stack{};
     stack.ss_sp = room.data();
     stack.ss_size = room.size();

@@ -20,6 +20,7 @@ std::string make_label(const SignalSet& set, std::size_t line, const std::string
     return indices.empty() && file.empty() ? split_last(set.path).second : indices;
 }
 
+// cppcheck-suppress constParameter; its lines are appended to
 void add_lines(PlotPanel& panel, const SignalSet& set, const PlotChoice& choice,
                const std::string& file, bool is_before) {
     for (std::size_t i = 0; i < set.line_count(); ++i) {

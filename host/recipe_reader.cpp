@@ -127,7 +127,7 @@ class RecipeReader {
         const bool has_parameters =
             parameters != nullptr && parameters->kind != Kind::Null &&
             is_of_kind(*parameters, Kind::Map, "'parameters' is a map of keys to values");
-        const YamlNode none;
+        const YamlNode none{};
         const YamlNode& map = has_parameters ? *parameters : none;
         if (step.unit == nullptr) {
             variables_.fill_in(map, false); // so that what it uses counts as used

@@ -91,6 +91,7 @@ std::string write_item(double number) {
 template <typename Item>
 std::string write_item(const std::vector<Item>& items) {
     std::vector<std::string> texts;
+    texts.reserve(items.size());
     for (const Item& item : items) {
         texts.push_back(write_item(item));
     }

@@ -41,7 +41,7 @@ std::optional<AttributeValue> read_unwrapped(DataTree& tree, ObjectId object,
     return value ? std::optional(unwrap(*value)) : std::nullopt;
 }
 
-[[noreturn]] void refuse_type(DataTree& tree, ObjectId object, const std::string& name,
+[[noreturn]] void refuse_type(const DataTree& tree, ObjectId object, const std::string& name,
                               const AttributeValue& value, std::string_view wanted) {
     throw TreeError(fmt::format("the attribute '{}' of '{}' is {}, not {}", name, tree.path(object),
                                 describe_value(value), wanted));

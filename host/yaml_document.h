@@ -20,6 +20,7 @@ constexpr std::size_t MAX_YAML_DEPTH = 16;
 struct YamlPlace {
     std::size_t line = 1;
     std::size_t column = 1;
+    // NOLINTNEXTLINE(modernize-use-nullptr): no pointer, a comparison with 0 by the compiler
     friend auto operator<=>(const YamlPlace&, const YamlPlace&) = default;
 };
 

@@ -202,7 +202,8 @@ struct log_api {
     void (*log_error)(const char* message, ...);
 };
 
-#define TALVORA_ASSERT_SLOT(table, slot, name) static_assert(offsetof(table, name) == 8 * (slot))
+#define TALVORA_ASSERT_SLOT(table, slot, name)                                                     \
+    static_assert(offsetof(table, name) == std::size_t{8} * (slot))
 
 TALVORA_ASSERT_SLOT(context_api, 0, declare_parameter);
 TALVORA_ASSERT_SLOT(context_api, 1, root_group);

@@ -12,6 +12,7 @@ namespace {
 // A text of static lifetime, usable as a template argument.
 template <std::size_t SIZE>
 struct StaticText {
+    // cppcheck-suppress noExplicitConstructor; a literal becomes one as a template argument
     constexpr StaticText(const char (&text)[SIZE]) { std::copy_n(text, SIZE, characters); }
     char characters[SIZE]{};
 };

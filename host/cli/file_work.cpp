@@ -60,7 +60,7 @@ class StepRun {
         say_first("broke the interface: ", problems.interface_breaks);
         say_rest(problems.break_count, problems.interface_breaks.size(), "broke the interface");
         if (const auto& error = outcome.problems.storage_error) {
-            throw *error;
+            throw StorageError(*error);
         }
         if (!outcome.problems.interface_breaks.empty()) {
             throw StepFailed{ExitCode::Plugin};

@@ -51,7 +51,7 @@ ImportReport build_file(const CsvTable& table, const ImportCommand& command,
                         const std::filesystem::path& file) {
     return make_output(command.output, [&] {
         const auto tree = start_file(command, file);
-        const ImportReport report = import_table(table, command.options, *tree, command.input);
+        ImportReport report = import_table(table, command.options, *tree, command.input);
         tree->close();
         check_written(file);
         return report;

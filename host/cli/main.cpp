@@ -131,6 +131,7 @@ ExitCode run_command_line(int argument_count, char** arguments, Session& session
 } // namespace
 } // namespace talvora::host
 
+// NOLINTNEXTLINE(bugprone-exception-escape): without memory to start there is none to tell
 int main(int argument_count, char** arguments) {
     using namespace talvora::host;
     Session session;

@@ -41,6 +41,7 @@ class RunReport {
     void print_failures() const;
 
   private:
+    // NOLINTNEXTLINE(bugprone-exception-escape): values of JSON are moved without exceptions
     struct File {
         std::vector<nlohmann::ordered_json> messages;
         std::size_t printed_count = 0;

@@ -125,7 +125,7 @@ class Pool {
 
     // False at the end of the stream.
     bool take_lines(Worker& worker) const {
-        std::array<char, 64 * 1024> block{};
+        std::array<char, std::size_t{64} * 1024> block{};
         const ssize_t count = read(worker.stream, block.data(), block.size());
         if (count < 0) {
             return errno == EINTR || errno == EAGAIN;

@@ -76,6 +76,7 @@ class SpawnPlan {
   private:
     static std::vector<char*> pointers(std::vector<std::string>& texts) {
         std::vector<char*> result;
+        result.reserve(texts.size() + 1);
         for (std::string& text : texts)
             result.push_back(text.data());
         result.push_back(nullptr);

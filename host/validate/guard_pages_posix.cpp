@@ -46,13 +46,14 @@ void close_pages(unsigned char* begin, std::size_t byte_count) {
 }
 
 void drop_pages(unsigned char* begin, std::size_t byte_count) {
+    // NOLINTNEXTLINE(bugprone-unused-return-value): pages that stay cost memory alone
     mmap(begin, byte_count, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE | MAP_FIXED, -1,
          0);
 }
 
 void note_page_faults(PageFaultHandler handler) {
     // The fault may be that of a stack which has run out.
-    static std::array<unsigned char, 64 * 1024> stack;
+    static std::array<unsigned char, std::size_t{64} * 1024> stack;
     page_fault_handler = handler;
     stack_t alternate{};
     alternate.ss_sp = stack.data();

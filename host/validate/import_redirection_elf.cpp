@@ -20,6 +20,9 @@ void visit_libraries(Visit visit) {
     dl_iterate_phdr(call, &visit);
 }
 
+// The format gives addresses as integers.
+// NOLINTBEGIN(performance-no-int-to-ptr)
+
 // The parts of a library's dynamic section that say which names it imports, and where
 // their addresses stand.
 struct DynamicSection {
@@ -72,6 +75,8 @@ void write_address(std::uintptr_t place, void* address) {
     open_pages(reinterpret_cast<unsigned char*>(page), place + sizeof(address) - page);
     std::memcpy(reinterpret_cast<void*>(place), &address, sizeof(address));
 }
+
+// NOLINTEND(performance-no-int-to-ptr)
 
 std::size_t redirect_library(const dl_phdr_info& library, const Redirections& redirections) {
     const DynamicSection section = find_section(library);

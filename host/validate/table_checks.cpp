@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::uint32_t UNTOUCHED = 0xDEADBEEF;
 constexpr std::uint32_t MAX_ROWS = 10'000;
-constexpr std::size_t MAX_TEXT = 64 * 1024;
+constexpr std::size_t MAX_TEXT = std::size_t{64} * 1024;
 
 struct Answer {
     const void* rows = nullptr;

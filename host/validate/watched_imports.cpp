@@ -101,6 +101,7 @@ void note(Forbidden kind, const char* name) {
 template <std::size_t Size>
 struct Name {
     char text[Size];
+    // cppcheck-suppress noExplicitConstructor; a literal becomes one as a template argument
     consteval Name(const char (&literal)[Size]) { std::ranges::copy(literal, text); }
 };
 
