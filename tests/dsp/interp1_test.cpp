@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <limits>
 #include <type_traits>
 #include <vector>
@@ -97,6 +98,42 @@ TEST(Interp1Linear, HuntsToWhereBisectionLeads) {
             }
         }
     }
+}
+
+// Rising abscissae, counting how often one is looked at.
+struct CountedLine {
+    std::int64_t size() const { return 1 << 16; }
+    float operator[](std::int64_t index) const {
+        ++count;
+        return static_cast<float>(index);
+    }
+    mutable int count = 0;
+};
+
+template <typename Search>
+int count_looks(CountedLine& line, Search search) {
+    line.count = 0;
+    search();
+    return line.count;
+}
+
+TEST(Interp1Linear, LooksAtFewPointsWhenTheyAreNearTheLastOnes) {
+    CountedLine line;
+    const CountedLine values;
+    Eigen::internal::Interp1Linear<CountedLine, CountedLine> interpolator(line, values);
+    const int in_all = count_looks(line, [&] { interpolator.interpolate(30000.5F); });
+    interpolator.interpolate(30001.5F);
+    const int nearby = count_looks(line, [&] { interpolator.interpolate(30002.5F); });
+    EXPECT_LT(2 * nearby, in_all);
+}
+
+TEST(Interp1Linear, HuntsFarWithNotManyMoreLooksThanByBisection) {
+    CountedLine line;
+    Eigen::internal::Interp1Linear<CountedLine, CountedLine> interpolator(line, line);
+    const int in_all = count_looks(line, [&] { interpolator.locate(60000.5F); });
+    interpolator.lastIndex = 10;
+    EXPECT_LE(count_looks(line, [&] { interpolator.hunt(60000.5F); }), 3 * in_all);
+    EXPECT_LE(count_looks(line, [&] { interpolator.hunt(10.5F); }), 3 * in_all);
 }
 
 TEST(Interp1Linear, HuntsAmongAllPointsFromAnIndexOutsideThem) {

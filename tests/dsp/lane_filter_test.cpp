@@ -111,6 +111,16 @@ TEST_P(LaneFilter, GivesThePlainBitsForLinesLongerThanItsScratch) {
     expect_plain_bits(random, lengths, random.filter(3, false));
 }
 
+// 352 taps pad a run with 1,053 samples, which are made of as many that follow: sixteen lanes
+// need segments of more rows than 2,048 then, or later ones were filtered before.
+TEST_P(LaneFilter, GivesThePlainBitsWhenThePaddingIsLongerThanASegment) {
+    RandomFilters random(8);
+    std::vector<std::size_t> lengths(9, 1'055);
+    lengths[0] = 33'000;
+    const FilterCoefficients mean = {std::vector<double>(352, 1.0 / 352.0), {1.0}};
+    expect_plain_bits(random, lengths, mean);
+}
+
 // Three taps pad a run with six samples at either end.
 TEST_P(LaneFilter, GivesThePlainBitsAboutTheLengthThatIsKeptWhole) {
     RandomFilters random(5);

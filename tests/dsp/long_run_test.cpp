@@ -61,6 +61,16 @@ TEST_P(LongRun, GivesThePlainBitsForAnyFilterAndLength) {
     }
 }
 
+// Too short to be cut, and with padding that is made of most of the run.
+TEST_P(LongRun, GivesThePlainBitsForEveryLengthFromTheShortestOn) {
+    RandomFilters random(9);
+    for (const std::size_t tap_count : {2U, 5U, 17U}) {
+        for (std::size_t length = 3 * tap_count - 1; length < 8 * tap_count; ++length) {
+            expect_plain_bits(random.samples(length), random.filter(tap_count, false));
+        }
+    }
+}
+
 TEST(CountWarmUpSamples, FollowsTheDecayOfThePoles) {
     // One pole at 1/2: 54 halvings, times 2.5, and sixteen.
     EXPECT_EQ(count_warm_up_samples(prepare_filter({{1.0, 1.0}, {1.0, -0.5}}), 1000), 151);
