@@ -64,7 +64,7 @@ TEST_P(LongRun, GivesThePlainBitsForAnyFilterAndLength) {
 // Too short to be cut, and with padding that is made of most of the run.
 TEST_P(LongRun, GivesThePlainBitsForEveryLengthFromTheShortestOn) {
     RandomFilters random(9);
-    for (const std::size_t tap_count : {2U, 5U, 17U}) {
+    for (std::size_t tap_count = 2; tap_count <= 17; ++tap_count) {
         for (std::size_t length = 3 * tap_count - 1; length < 8 * tap_count; ++length) {
             expect_plain_bits(random.samples(length), random.filter(tap_count, false));
         }
