@@ -1,7 +1,6 @@
-#include "dsp/filter_set.h"
 #include "dsp/lane_filter.h"
+#include "tests/dsp/kernels_test.h"
 #include "tests/dsp/random_filters.h"
-#include "tests/dsp/wide_lane_kernels.h"
 
 #include <gtest/gtest.h>
 
@@ -12,20 +11,8 @@
 namespace talvora::dsp {
 namespace {
 
-struct NamedKernels {
-    const char* name;
-    const LaneKernels* kernels;
-    FilterPath needs;
-};
-
-class LaneFilter : public testing::TestWithParam<NamedKernels> {
+class LaneFilter : public KernelsTest {
   protected:
-    void SetUp() override {
-        if (!can_take(GetParam().needs)) {
-            GTEST_SKIP() << "this processor lacks the instructions";
-        }
-    }
-
     // Filters lines of the given lengths side by side and one by one.
     void expect_plain_bits(RandomFilters& random, std::vector<std::size_t> lengths,
                            const FilterCoefficients& coefficients) {
@@ -53,18 +40,9 @@ class LaneFilter : public testing::TestWithParam<NamedKernels> {
 // What takes long and is the same whatever the kernels.
 class LongLaneFilter : public LaneFilter {};
 
-INSTANTIATE_TEST_SUITE_P(Narrowest, LongLaneFilter,
-                         testing::Values(NamedKernels{"Sse2", &SSE2_LANE_KERNELS,
-                                                      FilterPath::Sse2}),
-                         [](const auto& kernels) { return std::string(kernels.param.name); });
+INSTANTIATE_TEST_SUITE_P(Narrowest, LongLaneFilter, testing::Values(LANE_KERNELS[0]), name_kernels);
 
-INSTANTIATE_TEST_SUITE_P(
-    Kernels, LaneFilter,
-    testing::Values(NamedKernels{"Sse2", &SSE2_LANE_KERNELS, FilterPath::Sse2},
-                    NamedKernels{"Avx2", &AVX2_LANE_KERNELS, FilterPath::Avx2},
-                    NamedKernels{"Avx512", &AVX512_LANE_KERNELS, FilterPath::Avx512},
-                    NamedKernels{"EightLanesOnTheBaseline", &WIDE_LANE_KERNELS, FilterPath::Sse2}),
-    [](const auto& kernels) { return std::string(kernels.param.name); });
+INSTANTIATE_TEST_SUITE_P(Kernels, LaneFilter, testing::ValuesIn(LANE_KERNELS), name_kernels);
 
 TEST_P(LaneFilter, GivesThePlainBitsForEveryCountOfLinesAndTaps) {
     RandomFilters random(1);

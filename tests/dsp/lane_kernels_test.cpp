@@ -1,6 +1,4 @@
-#include "dsp/filter_set.h"
-#include "dsp/lane_kernels.h"
-#include "tests/dsp/wide_lane_kernels.h"
+#include "tests/dsp/kernels_test.h"
 
 #include <gtest/gtest.h>
 
@@ -13,20 +11,8 @@
 namespace talvora::dsp {
 namespace {
 
-struct NamedKernels {
-    const char* name;
-    const LaneKernels* kernels;
-    FilterPath needs;
-};
-
-class LaneKernelsOfWidth : public testing::TestWithParam<NamedKernels> {
+class LaneKernelsOfWidth : public KernelsTest {
   protected:
-    void SetUp() override {
-        if (!can_take(GetParam().needs)) {
-            GTEST_SKIP() << "this processor lacks the instructions";
-        }
-    }
-
     void filter(std::span<const double> b, std::span<const double> a, std::vector<double>& rows) {
         std::vector<double> state((b.size() - 1) * MAX_LANE_COUNT);
         GetParam().kernels->filter_rows({.b = b.data(),
@@ -56,14 +42,12 @@ class LaneKernelsOfWidth : public testing::TestWithParam<NamedKernels> {
     }
 };
 
-INSTANTIATE_TEST_SUITE_P(
-    Kernels, LaneKernelsOfWidth,
-    testing::Values(NamedKernels{"One", &SERIAL_LANE_KERNELS, FilterPath::Sse2},
-                    NamedKernels{"Sse2", &SSE2_LANE_KERNELS, FilterPath::Sse2},
-                    NamedKernels{"Avx2", &AVX2_LANE_KERNELS, FilterPath::Avx2},
-                    NamedKernels{"Avx512", &AVX512_LANE_KERNELS, FilterPath::Avx512},
-                    NamedKernels{"EightLanesOnTheBaseline", &WIDE_LANE_KERNELS, FilterPath::Sse2}),
-    [](const auto& kernels) { return std::string(kernels.param.name); });
+INSTANTIATE_TEST_SUITE_P(Kernels, LaneKernelsOfWidth, testing::ValuesIn(LANE_KERNELS),
+                         name_kernels);
+INSTANTIATE_TEST_SUITE_P(OneLane, LaneKernelsOfWidth,
+                         testing::Values(NamedKernels{"Serial", &SERIAL_LANE_KERNELS,
+                                                      FilterPath::Sse2}),
+                         name_kernels);
 
 TEST_P(LaneKernelsOfWidth, GiveTheNumeratorForAnImpulse) {
     for (std::size_t tap_count = 2; tap_count <= 12; ++tap_count) {

@@ -1,0 +1,42 @@
+// What tests of the kernels share: each set of kernels under its name, and whether this
+// processor can take it.
+#pragma once
+
+#include "dsp/filter_set.h"
+#include "dsp/lane_kernels.h"
+#include "tests/dsp/wide_lane_kernels.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace talvora::dsp {
+
+struct NamedKernels {
+    const char* name;
+    const LaneKernels* kernels;
+    FilterPath needs;
+};
+
+// Side by side, from the narrowest to the widest.
+inline constexpr NamedKernels LANE_KERNELS[] = {
+    {"Sse2", &SSE2_LANE_KERNELS, FilterPath::Sse2},
+    {"Avx2", &AVX2_LANE_KERNELS, FilterPath::Avx2},
+    {"Avx512", &AVX512_LANE_KERNELS, FilterPath::Avx512},
+    {"EightLanesOnTheBaseline", &WIDE_LANE_KERNELS, FilterPath::Sse2},
+};
+
+inline std::string name_kernels(const testing::TestParamInfo<NamedKernels>& kernels) {
+    return kernels.param.name;
+}
+
+class KernelsTest : public testing::TestWithParam<NamedKernels> {
+  protected:
+    void SetUp() override {
+        if (!can_take(GetParam().needs)) {
+            GTEST_SKIP() << "this processor lacks the instructions";
+        }
+    }
+};
+
+} // namespace talvora::dsp
