@@ -57,17 +57,9 @@ constexpr double NUMBERS[] = {0.0,
 
 // --- the tree
 
-// An extent that would make the set too large, or its lines too many, becomes 1.
 std::vector<std::uint64_t> make_extents(Choices& choices) {
     static constexpr std::size_t RANKS[] = {3, 3, 3, 1, 2, 4, 0, 5};
-    std::vector<std::uint64_t> extents(pick(choices, RANKS));
-    std::uint64_t sample_count = 1;
-    for (std::uint64_t& extent : extents) {
-        extent = pick(choices, EXTENTS);
-        extent = sample_count * extent > MOST_SAMPLES ? 1 : extent;
-        sample_count *= std::max<std::uint64_t>(extent, 1);
-    }
-    return extents;
+    return pick_extents(choices, pick(choices, RANKS), EXTENTS, MOST_SAMPLES);
 }
 
 AttributeValue make_rate(Choices& choices) {

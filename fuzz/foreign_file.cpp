@@ -111,14 +111,8 @@ Id make_type(Choices& choices) {
 
 std::vector<std::uint64_t> make_extents(Choices& choices) {
     static constexpr std::uint64_t EXTENTS[] = {3, 1, 2, 0, 7, 100, 1000};
-    std::vector<std::uint64_t> extents(choices.ConsumeIntegralInRange<std::size_t>(0, 3));
-    std::uint64_t count = 1;
-    for (std::uint64_t& extent : extents) {
-        extent = pick(choices, EXTENTS);
-        extent = count * extent > MOST_SAMPLES ? 1 : extent;
-        count *= std::max<std::uint64_t>(extent, 1);
-    }
-    return extents;
+    const auto rank = choices.ConsumeIntegralInRange<std::size_t>(0, 3);
+    return pick_extents(choices, rank, EXTENTS, MOST_SAMPLES);
 }
 
 std::uint64_t count_of(const std::vector<std::uint64_t>& extents) {
