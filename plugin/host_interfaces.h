@@ -203,7 +203,7 @@ struct log_api {
 };
 
 #define TALVORA_ASSERT_SLOT(table, slot, name)                                                     \
-    static_assert(offsetof(table, name) == std::size_t{8} * (slot))
+    static_assert(offsetof(table, name) == std::uint64_t{8} * (slot))
 
 TALVORA_ASSERT_SLOT(context_api, 0, declare_parameter);
 TALVORA_ASSERT_SLOT(context_api, 1, root_group);
