@@ -117,7 +117,7 @@ int note_pending_file(const std::filesystem::path& path) {
     for (int note = 0; note < MAX_PENDING_FILES; ++note) {
         PendingSlot& slot = slot_of(note);
         if (path.native().size() < PATH_MAX && !slot.taken.exchange(true)) {
-            std::strcpy(slot.path.data(), path.c_str());
+            std::memcpy(slot.path.data(), path.c_str(), path.native().size() + 1);
             slot.set = true;
             return note;
         }
