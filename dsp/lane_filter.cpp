@@ -15,6 +15,8 @@ namespace {
 constexpr std::ptrdiff_t MAX_KEPT_DOUBLES = 512 << 10;
 constexpr std::ptrdiff_t SEGMENT_DOUBLES = 32 << 10;
 
+constexpr auto BLOCK_ROWS = static_cast<std::ptrdiff_t>(BLOCK_ROW_COUNT);
+
 // All lanes begin at row 0; the first one is the last to end.
 class GroupPasses {
   public:
@@ -22,7 +24,6 @@ class GroupPasses {
                 const LaneKernels& kernels, LaneScratch& scratch)
         : group_(runs, filter.pad_count(), kernels), step_(as_step(group_.lane_count())),
           row_count_(group_.run(0).size()), samples_begin_(group_.run(0).samples_begin()),
-          samples_end_(group_.run(runs.size() - 1).samples_end()),
           last_segment_row_count_(std::max(MAX_KEPT_DOUBLES / step_, fewest_rows())),
           segment_row_count_(std::max(SEGMENT_DOUBLES / step_, fewest_rows())),
           forward_(filter, kernels, group_.lane_count()),
@@ -60,7 +61,7 @@ class GroupPasses {
             states_.insert(states_.end(), forward_.state().begin(), forward_.state().end());
             const std::ptrdiff_t last = first + segment_row_count_;
             for (std::ptrdiff_t row = first, end = 0; row < last; row = end) {
-                end = std::min(block_end(row), last);
+                end = std::min(row + BLOCK_ROWS, last);
                 filter_block_forward(group_, forward_, row, end, block_);
             }
         }
@@ -77,7 +78,7 @@ class GroupPasses {
         forward_.start_over();
         backward_.start_over();
         for (std::ptrdiff_t row = first, end = 0; row < last; row = end) {
-            end = std::min(block_end(row), last);
+            end = std::min(row + BLOCK_ROWS, last);
             filter_block_forward(group_, forward_, row, end, block_, rows_ + (row - first) * step_);
             upcoming_.prefetch(static_cast<std::size_t>((end - row) * step_));
         }
@@ -85,7 +86,7 @@ class GroupPasses {
         const std::ptrdiff_t stop = std::max(first, samples_begin_);
         for (std::ptrdiff_t end = last, begin = 0; end > stop; end = begin) {
             rest_lanes_that_end_at(end, rows_ + (end - 1 - first) * step_);
-            begin = std::max({block_begin(end), last_lane_end_before(end), stop});
+            begin = std::max({end - BLOCK_ROWS, last_lane_end_before(end), stop});
             filter_block_backward(backward_, rows_ + (begin - first) * step_, end - begin, block_);
             group_.store_rows(begin, end, block_);
         }
@@ -108,32 +109,10 @@ class GroupPasses {
         return 0;
     }
 
-    // Blocks are cut where padding and samples meet, so that few rows hold both.
-    std::ptrdiff_t block_end(std::ptrdiff_t row) const {
-        const std::ptrdiff_t end = std::min(row + as_step(BLOCK_ROW_COUNT), row_count_);
-        for (const std::ptrdiff_t edge : {samples_begin_, samples_end_}) {
-            if (row < edge && edge < end) {
-                return edge;
-            }
-        }
-        return end;
-    }
-
-    std::ptrdiff_t block_begin(std::ptrdiff_t row) const {
-        const std::ptrdiff_t begin = row - as_step(BLOCK_ROW_COUNT);
-        for (const std::ptrdiff_t edge : {samples_end_, samples_begin_}) {
-            if (begin < edge && edge < row) {
-                return edge;
-            }
-        }
-        return begin;
-    }
-
     LaneGroup group_;
     std::ptrdiff_t step_;
     std::ptrdiff_t row_count_;
     std::ptrdiff_t samples_begin_;
-    std::ptrdiff_t samples_end_; // in the lane that ends first
     std::ptrdiff_t last_segment_row_count_;
     std::ptrdiff_t segment_row_count_;
     LanePass forward_;

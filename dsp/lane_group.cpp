@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 
 namespace talvora::dsp {
 
@@ -75,6 +76,7 @@ LaneGroup::LaneGroup(std::span<const std::span<float>> runs, std::size_t pad_cou
     std::ranges::transform(runs, lanes_.begin(), [pad_count](std::span<float> run) {
         return Lane{ExtendedRun(run, pad_count), 0};
     });
+    find_sample_rows();
 }
 
 LaneGroup::LaneGroup(const ExtendedRun& run, std::ptrdiff_t first, std::ptrdiff_t length,
@@ -84,41 +86,52 @@ LaneGroup::LaneGroup(const ExtendedRun& run, std::ptrdiff_t first, std::ptrdiff_
         lane = {run, first};
         first += length;
     }
+    find_sample_rows();
 }
 
 void LaneGroup::load_rows(std::ptrdiff_t first, std::ptrdiff_t last, double* rows) const {
     for (std::size_t lane = 0; lane < lane_count_; lane += QUAD) {
-        if (has_samples_only(lane, first, last)) {
-            const float* lines[QUAD];
-            for (std::size_t i = 0; i < QUAD; ++i) {
-                lines[i] = lanes_[lane + i].run.address(lanes_[lane + i].first + first);
+        const auto load_each = [&](Rows part) {
+            double* const column =
+                rows + static_cast<std::size_t>(part.first - first) * lane_count_;
+            for (std::size_t i = lane; i < lane + QUAD && !part.empty(); ++i) {
+                const std::ptrdiff_t offset = lanes_[i].first;
+                lanes_[i].run.load(offset + part.first, offset + part.last, column + i,
+                                   lane_count_);
             }
-            kernels_.widen_lines(lines, static_cast<std::size_t>(last - first), rows + lane,
+        };
+        const Rows samples = sample_rows(lane, first, last);
+        load_each({first, samples.first});
+        if (!samples.empty()) {
+            kernels_.widen_lines(addresses(lane, samples.first).data(), samples.size(),
+                                 rows + Rows{first, samples.first}.size() * lane_count_ + lane,
                                  lane_count_);
-            continue;
         }
-        for (std::size_t i = lane; i < lane + QUAD; ++i) {
-            const std::ptrdiff_t offset = lanes_[i].first;
-            lanes_[i].run.load(offset + first, offset + last, rows + i, lane_count_);
-        }
+        load_each({samples.last, last});
     }
 }
 
 void LaneGroup::store_rows(std::ptrdiff_t first, std::ptrdiff_t last, const double* rows) const {
     for (std::size_t lane = 0; lane < given_count_; lane += QUAD) {
-        if (lane + QUAD <= given_count_ && has_samples_only(lane, first, last)) {
-            float* lines[QUAD];
-            for (std::size_t i = 0; i < QUAD; ++i) {
-                lines[i] = lanes_[lane + i].run.address(lanes_[lane + i].first + first);
+        const auto store_each = [&](Rows part) {
+            const double* const column =
+                rows + static_cast<std::size_t>(part.first - first) * lane_count_;
+            for (std::size_t i = lane; i < std::min(lane + QUAD, given_count_) && !part.empty();
+                 ++i) {
+                const std::ptrdiff_t offset = lanes_[i].first;
+                lanes_[i].run.store(offset + part.first, offset + part.last, column + i,
+                                    lane_count_);
             }
-            kernels_.narrow_lines(rows + lane, static_cast<std::size_t>(last - first), lane_count_,
-                                  lines);
-            continue;
+        };
+        const bool all_given = lane + QUAD <= given_count_;
+        const Rows samples = all_given ? sample_rows(lane, first, last) : Rows{first, first};
+        store_each({first, samples.first});
+        if (!samples.empty()) {
+            kernels_.narrow_lines(rows + Rows{first, samples.first}.size() * lane_count_ + lane,
+                                  samples.size(), lane_count_,
+                                  addresses(lane, samples.first).data());
         }
-        for (std::size_t i = lane; i < std::min(lane + QUAD, given_count_); ++i) {
-            const std::ptrdiff_t offset = lanes_[i].first;
-            lanes_[i].run.store(offset + first, offset + last, rows + i, lane_count_);
-        }
+        store_each({samples.last, last});
     }
 }
 
@@ -132,11 +145,33 @@ bool LaneGroup::rows_repeat(std::ptrdiff_t first, std::ptrdiff_t last) const {
     });
 }
 
-bool LaneGroup::has_samples_only(std::size_t lane, std::ptrdiff_t first,
-                                 std::ptrdiff_t last) const {
-    return std::all_of(lanes_.begin() + lane, lanes_.begin() + lane + QUAD, [=](const Lane& l) {
-        return l.run.has_samples_only(l.first + first, l.first + last);
-    });
+void LaneGroup::find_sample_rows() {
+    for (std::size_t lane = 0; lane < lane_count_; lane += QUAD) {
+        Rows& rows = sample_rows_[lane / QUAD];
+        rows = {std::numeric_limits<std::ptrdiff_t>::min(),
+                std::numeric_limits<std::ptrdiff_t>::max()};
+        for (std::size_t i = lane; i < lane + QUAD; ++i) {
+            const Lane& each = lanes_[i];
+            rows.first = std::max(rows.first, each.run.samples_begin() - each.first);
+            rows.last = std::min(rows.last, each.run.samples_end() - each.first);
+        }
+    }
+}
+
+LaneGroup::Rows LaneGroup::sample_rows(std::size_t lane, std::ptrdiff_t first,
+                                       std::ptrdiff_t last) const {
+    const Rows& samples = sample_rows_[lane / QUAD];
+    const std::ptrdiff_t begin = std::clamp(samples.first, first, last);
+    return {begin, std::clamp(samples.last, begin, last)};
+}
+
+std::array<float*, LaneGroup::QUAD> LaneGroup::addresses(std::size_t lane,
+                                                         std::ptrdiff_t row) const {
+    std::array<float*, QUAD> lines;
+    for (std::size_t i = 0; i < QUAD; ++i) {
+        lines[i] = lanes_[lane + i].run.address(lanes_[lane + i].first + row);
+    }
+    return lines;
 }
 
 } // namespace talvora::dsp

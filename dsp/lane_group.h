@@ -70,15 +70,25 @@ class LaneGroup {
         ExtendedRun run;
         std::ptrdiff_t first = 0;
     };
+    struct Rows {
+        std::ptrdiff_t first;
+        std::ptrdiff_t last;
+        bool empty() const { return first >= last; }
+        std::size_t size() const { return static_cast<std::size_t>(last - first); }
+    };
     static constexpr std::size_t QUAD = 4;
 
-    // Whether the rows lie among the samples in all four lanes from `lane` on.
-    bool has_samples_only(std::size_t lane, std::ptrdiff_t first, std::ptrdiff_t last) const;
+    void find_sample_rows();
+    // Those of [first, last) that are samples in all four lanes from `lane` on.
+    Rows sample_rows(std::size_t lane, std::ptrdiff_t first, std::ptrdiff_t last) const;
+    // Where the samples of a row are in these lanes.
+    std::array<float*, QUAD> addresses(std::size_t lane, std::ptrdiff_t row) const;
 
     const LaneKernels& kernels_;
     std::array<Lane, MAX_LANE_COUNT> lanes_;
     std::size_t given_count_;
     std::size_t lane_count_;
+    std::array<Rows, MAX_LANE_COUNT / QUAD> sample_rows_{};
 };
 
 } // namespace talvora::dsp

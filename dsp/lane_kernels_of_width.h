@@ -204,12 +204,17 @@ void widen_lines(const float* const lines[4], std::size_t row_count, double* col
             __builtin_prefetch(lines[line] + ahead);
         }
     }
+    const float* const line0 = lines[0];
+    const float* const line1 = lines[1];
+    const float* const line2 = lines[2];
+    const float* const line3 = lines[3];
     std::size_t row = 0;
     for (; row + 4 <= row_count; row += 4) {
         FourFloats m[4];
-        for (std::size_t line = 0; line < 4; ++line) {
-            load(m[line], lines[line] + row);
-        }
+        load(m[0], line0 + row);
+        load(m[1], line1 + row);
+        load(m[2], line2 + row);
+        load(m[3], line3 + row);
         transpose(m);
         for (std::size_t i = 0; i < 4; ++i) {
             FourDoubles wide;

@@ -1,8 +1,8 @@
 #include "dsp/valid_runs.h"
 
-#include <bit>
 #include <cmath>
 #include <cstdint>
+#include <xmmintrin.h>
 
 namespace talvora::dsp {
 
@@ -22,21 +22,20 @@ std::size_t skip_missing(std::span<const float> line, std::size_t index) {
 // of a run costs little.
 constexpr std::size_t BLOCK_SIZE = 32;
 
-// Without a branch per sample, and by the bits: compilers take several integers at once
-// where they compare floats one by one. A magnitude beyond infinity leaves the sign bit.
-bool has_missing(std::span<const float, BLOCK_SIZE> block) {
-    constexpr std::int32_t MAGNITUDE_BITS = 0x7FFFFFFF;
-    constexpr std::int32_t INFINITY_BITS = 0x7F800000;
-    std::int32_t missing = 0;
-    for (const float sample : block) {
-        missing |= INFINITY_BITS - (std::bit_cast<std::int32_t>(sample) & MAGNITUDE_BITS);
+// Every x86-64 processor tells in one instruction which of four pairs of floats hold a NaN.
+bool has_missing(const float* block) {
+    constexpr std::size_t WIDTH = 4;
+    __m128 missing = _mm_setzero_ps();
+    for (std::size_t i = 0; i < BLOCK_SIZE; i += 2 * WIDTH) {
+        const __m128 left = _mm_loadu_ps(block + i);
+        const __m128 right = _mm_loadu_ps(block + i + WIDTH);
+        missing = _mm_or_ps(missing, _mm_cmpunord_ps(left, right));
     }
-    return missing < 0;
+    return _mm_movemask_ps(missing) != 0;
 }
 
 std::size_t skip_valid(std::span<const float> line, std::size_t index) {
-    while (line.size() - index >= BLOCK_SIZE &&
-           !has_missing(line.subspan(index).first<BLOCK_SIZE>())) {
+    while (line.size() - index >= BLOCK_SIZE && !has_missing(line.data() + index)) {
         index += BLOCK_SIZE;
     }
     while (index < line.size() && !std::isnan(line[index])) {
