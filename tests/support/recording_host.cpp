@@ -24,12 +24,18 @@ namespace {
 // it was kept and thrown again, another; of others nothing is known.
 constexpr std::int64_t NOTHING = 0;
 constexpr std::int64_t ANYTHING = std::numeric_limits<std::int64_t>::max();
-#ifdef _WIN32
-// Blocks are still counted there after an exception; whose they are is not known yet.
-constexpr std::int64_t THE_EXCEPTION = ANYTHING;
-#else
 constexpr std::int64_t THE_EXCEPTION = 2;
+
+// With the first exception of a process the C++ runtime of the library for Windows sets up what
+// it keeps for a thread, some fourteen blocks, and holds it until the process ends.
+std::int64_t most_left_by_exception() {
+#ifdef _WIN32
+    static bool is_first = true;
+    return std::exchange(is_first, false) ? ANYTHING : THE_EXCEPTION;
+#else
+    return THE_EXCEPTION;
 #endif
+}
 
 using DeclareFunction = std::uint64_t (*)(void* ctx, GetInterface get_interface);
 
@@ -151,7 +157,7 @@ bool RecordingHost::perform_run(RunFunction function) {
     try {
         result = call_plugin(function, state_.context());
     } catch (const std::bad_alloc&) {
-        finish_operation(THE_EXCEPTION);
+        finish_operation(most_left_by_exception());
         throw;
     } catch (...) {
         finish_operation(ANYTHING);
