@@ -2,7 +2,7 @@
 
 #include <cmath>
 #include <cstdint>
-#include <xmmintrin.h>
+#include <immintrin.h>
 
 namespace talvora::dsp {
 
