@@ -43,7 +43,7 @@ void* give_table(std::int32_t table_id) {
 
 constexpr get_interface_function CALLBACKS[TURN_COUNT] = {
     give_table<0>, give_table<1>, give_table<2>, give_table<3>, give_table<4>};
-std::optional<HostCall> calls[TURN_COUNT];
+std::optional<HostCall> latest_calls[TURN_COUNT];
 
 void retire_tables() {
     for (const auto& [id, table] : current.tables)
@@ -74,7 +74,7 @@ CallReport watch(Operation operation, Result (*function)(call_context*, get_inte
                  InjectingTree& tree, const ParameterValues& values) {
     CallReport report;
     const MessageSink sink = [&](const Message& message) { report.messages.push_back(message); };
-    std::optional<HostCall>& call = calls[++current.turn % TURN_COUNT];
+    std::optional<HostCall>& call = latest_calls[++current.turn % TURN_COUNT];
     call.emplace(operation, tree, values, sink);
     const Result result = call_operation(function, *call, report);
     report.is_success = result != Result();
