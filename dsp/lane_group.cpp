@@ -89,49 +89,33 @@ LaneGroup::LaneGroup(const ExtendedRun& run, std::ptrdiff_t first, std::ptrdiff_
     find_sample_rows();
 }
 
+// In each four lanes some padding, samples, and some padding again, of which any may be empty.
 void LaneGroup::load_rows(std::ptrdiff_t first, std::ptrdiff_t last, double* rows) const {
-    for (std::size_t lane = 0; lane < lane_count_; lane += QUAD) {
-        const auto load_each = [&](Rows part) {
-            double* const column =
-                rows + static_cast<std::size_t>(part.first - first) * lane_count_;
-            for (std::size_t i = lane; i < lane + QUAD && !part.empty(); ++i) {
-                const std::ptrdiff_t offset = lanes_[i].first;
-                lanes_[i].run.load(offset + part.first, offset + part.last, column + i,
-                                   lane_count_);
-            }
-        };
-        const Rows samples = sample_rows(lane, first, last);
-        load_each({first, samples.first});
-        if (!samples.empty()) {
-            kernels_.widen_lines(addresses(lane, samples.first).data(), samples.size(),
-                                 rows + Rows{first, samples.first}.size() * lane_count_ + lane,
-                                 lane_count_);
+    const auto row_at = [=, this](std::ptrdiff_t row) {
+        return rows + (row - first) * static_cast<std::ptrdiff_t>(lane_count_);
+    };
+    for (std::size_t quad = 0; quad < lane_count_; quad += QUAD) {
+        const Rows samples = sample_rows(quad, {first, last});
+        for (std::size_t lane = quad; lane < quad + QUAD; ++lane) {
+            load(lane, {first, samples.first}, row_at(first) + lane);
+            load(lane, {samples.last, last}, row_at(samples.last) + lane);
         }
-        load_each({samples.last, last});
+        load_four(quad, samples, row_at(samples.first) + quad);
     }
 }
 
 void LaneGroup::store_rows(std::ptrdiff_t first, std::ptrdiff_t last, const double* rows) const {
-    for (std::size_t lane = 0; lane < given_count_; lane += QUAD) {
-        const auto store_each = [&](Rows part) {
-            const double* const column =
-                rows + static_cast<std::size_t>(part.first - first) * lane_count_;
-            for (std::size_t i = lane; i < std::min(lane + QUAD, given_count_) && !part.empty();
-                 ++i) {
-                const std::ptrdiff_t offset = lanes_[i].first;
-                lanes_[i].run.store(offset + part.first, offset + part.last, column + i,
-                                    lane_count_);
-            }
-        };
-        const bool all_given = lane + QUAD <= given_count_;
-        const Rows samples = all_given ? sample_rows(lane, first, last) : Rows{first, first};
-        store_each({first, samples.first});
-        if (!samples.empty()) {
-            kernels_.narrow_lines(rows + Rows{first, samples.first}.size() * lane_count_ + lane,
-                                  samples.size(), lane_count_,
-                                  addresses(lane, samples.first).data());
+    const auto row_at = [=, this](std::ptrdiff_t row) {
+        return rows + (row - first) * static_cast<std::ptrdiff_t>(lane_count_);
+    };
+    for (std::size_t quad = 0; quad < given_count_; quad += QUAD) {
+        const bool all_given = quad + QUAD <= given_count_;
+        const Rows samples = sample_rows(quad, all_given ? Rows{first, last} : Rows{first, first});
+        for (std::size_t lane = quad; lane < std::min(quad + QUAD, given_count_); ++lane) {
+            store(lane, {first, samples.first}, row_at(first) + lane);
+            store(lane, {samples.last, last}, row_at(samples.last) + lane);
         }
-        store_each({samples.last, last});
+        store_four(quad, samples, row_at(samples.first) + quad);
     }
 }
 
@@ -158,18 +142,46 @@ void LaneGroup::find_sample_rows() {
     }
 }
 
-LaneGroup::Rows LaneGroup::sample_rows(std::size_t lane, std::ptrdiff_t first,
-                                       std::ptrdiff_t last) const {
+LaneGroup::Rows LaneGroup::sample_rows(std::size_t lane, Rows rows) const {
     const Rows& samples = sample_rows_[lane / QUAD];
-    const std::ptrdiff_t begin = std::clamp(samples.first, first, last);
-    return {begin, std::clamp(samples.last, begin, last)};
+    const std::ptrdiff_t begin = std::clamp(samples.first, rows.first, rows.last);
+    return {begin, std::clamp(samples.last, begin, rows.last)};
+}
+
+void LaneGroup::load(std::size_t lane, Rows rows, double* column) const {
+    const auto& [run, offset] = lanes_[lane];
+    if (!rows.empty()) {
+        run.load(offset + rows.first, offset + rows.last, column, lane_count_);
+    }
+}
+
+void LaneGroup::store(std::size_t lane, Rows rows, const double* column) const {
+    const auto& [run, offset] = lanes_[lane];
+    if (!rows.empty()) {
+        run.store(offset + rows.first, offset + rows.last, column, lane_count_);
+    }
+}
+
+void LaneGroup::load_four(std::size_t lane, Rows samples, double* column) const {
+    if (!samples.empty()) {
+        const std::array<float*, QUAD> lines = addresses(lane, samples.first);
+        kernels_.widen_lines(lines.data(), samples.size(), column, lane_count_);
+    }
+}
+
+void LaneGroup::store_four(std::size_t lane, Rows samples, const double* column) const {
+    if (!samples.empty()) {
+        const std::array<float*, QUAD> lines = addresses(lane, samples.first);
+        kernels_.narrow_lines(column, samples.size(), lane_count_, lines.data());
+    }
 }
 
 std::array<float*, LaneGroup::QUAD> LaneGroup::addresses(std::size_t lane,
                                                          std::ptrdiff_t row) const {
     std::array<float*, QUAD> lines;
     for (std::size_t i = 0; i < QUAD; ++i) {
-        lines[i] = lanes_[lane + i].run.address(lanes_[lane + i].first + row);
+        const auto& [run, offset] = lanes_[lane + i];
+        lines[i] = run.address(offset + row);
     }
     return lines;
 }

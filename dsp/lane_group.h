@@ -79,9 +79,15 @@ class LaneGroup {
     static constexpr std::size_t QUAD = 4;
 
     void find_sample_rows();
-    // Those of [first, last) that are samples in all four lanes from `lane` on.
-    Rows sample_rows(std::size_t lane, std::ptrdiff_t first, std::ptrdiff_t last) const;
-    // Where the samples of a row are in these lanes.
+    // Those of some rows that are samples in all four lanes from `lane` on.
+    Rows sample_rows(std::size_t lane, Rows rows) const;
+    // Rows of one lane or, where they are samples, of four to columns that begin at `column`,
+    // and back.
+    void load(std::size_t lane, Rows rows, double* column) const;
+    void load_four(std::size_t lane, Rows samples, double* column) const;
+    void store(std::size_t lane, Rows rows, const double* column) const;
+    void store_four(std::size_t lane, Rows samples, const double* column) const;
+    // Where the samples of a row are in four lanes.
     std::array<float*, QUAD> addresses(std::size_t lane, std::ptrdiff_t row) const;
 
     const LaneKernels& kernels_;

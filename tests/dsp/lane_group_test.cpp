@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <numeric>
 #include <span>
 #include <vector>
 
@@ -69,6 +70,74 @@ TEST(LaneGroupOfRuns, RepeatsTheLastRunInLanesThatAreLeftAndWritesItOnce) {
     group.store_rows(1, 3, rows.data());
     EXPECT_THAT(first, ElementsAre(1, -1, -5));
     EXPECT_THAT(second, ElementsAre(4, -2, -6));
+}
+
+// Runs of 7, 6, 5 and 4 samples that count from 10, 20, 30 and 40 on, with two positions of
+// padding at each end. A count that is turned about its ends goes on as it was: 8, 9, 10, ...
+class LaneGroupOfUnevenRuns : public testing::Test {
+  protected:
+    static constexpr std::size_t LANE_COUNT = 4;
+    static constexpr std::ptrdiff_t ROW_COUNT = 11;
+    using Rows = std::array<double, LANE_COUNT * ROW_COUNT>;
+
+    LaneGroupOfUnevenRuns() {
+        for (std::size_t lane = 0; lane < LANE_COUNT; ++lane) {
+            runs_[lane] = std::span(samples_[lane]).first(7 - lane);
+            std::iota(runs_[lane].begin(), runs_[lane].end(), static_cast<float>(10 * lane + 10));
+        }
+    }
+
+    static std::ptrdiff_t samples_end(std::size_t lane) {
+        return 9 - static_cast<std::ptrdiff_t>(lane);
+    }
+    static double value_at(std::size_t lane, std::ptrdiff_t row) {
+        const double count = static_cast<double>(10 * lane + 10) + static_cast<double>(row - 2);
+        return row < samples_end(lane) + 2 ? count : 0.0;
+    }
+    static double& at(Rows& rows, std::size_t lane, std::ptrdiff_t row) {
+        return rows[static_cast<std::size_t>(row) * LANE_COUNT + lane];
+    }
+
+    std::array<std::array<float, 7>, LANE_COUNT> samples_{};
+    std::array<std::span<float>, LANE_COUNT> runs_;
+};
+
+TEST_F(LaneGroupOfUnevenRuns, LoadsAnyRows) {
+    const LaneGroup group(runs_, 2, SSE2_LANE_KERNELS);
+    for (std::ptrdiff_t first = 0; first < ROW_COUNT; ++first) {
+        for (std::ptrdiff_t last = first; last <= ROW_COUNT; ++last) {
+            Rows rows{};
+            group.load_rows(first, last, rows.data());
+            Rows expected{};
+            for (std::ptrdiff_t row = first; row < last; ++row) {
+                for (std::size_t lane = 0; lane < LANE_COUNT; ++lane) {
+                    at(expected, lane, row - first) = value_at(lane, row);
+                }
+            }
+            ASSERT_THAT(rows, ElementsAreArray(expected)) << first << " to " << last;
+        }
+    }
+}
+
+TEST_F(LaneGroupOfUnevenRuns, StoresAnyRowsAmongTheSamplesAlone) {
+    const LaneGroup group(runs_, 2, SSE2_LANE_KERNELS);
+    Rows rows{};
+    for (std::ptrdiff_t first = 0; first < ROW_COUNT; ++first) {
+        for (std::ptrdiff_t last = first; last <= ROW_COUNT; ++last) {
+            auto expected = samples_;
+            for (std::ptrdiff_t row = first; row < last; ++row) {
+                for (std::size_t lane = 0; lane < LANE_COUNT; ++lane) {
+                    at(rows, lane, row - first) += 1.0; // never what is there already
+                    if (2 <= row && row < samples_end(lane)) {
+                        expected[lane][static_cast<std::size_t>(row - 2)] =
+                            static_cast<float>(at(rows, lane, row - first));
+                    }
+                }
+            }
+            group.store_rows(first, last, rows.data());
+            ASSERT_EQ(samples_, expected) << first << " to " << last;
+        }
+    }
 }
 
 TEST(LaneGroupOfRuns, RepeatsWhereEveryLaneDoesToTheBit) {
