@@ -32,6 +32,13 @@ const TypeRow& row_of(ParameterType type) {
     return *std::ranges::find(TYPES, type, &TypeRow::type);
 }
 
+std::string list_types() {
+    std::string names;
+    for (const TypeRow& row : TYPES)
+        names += fmt::format("{}{}", names.empty() ? "" : ", ", row.name);
+    return names;
+}
+
 bool is_letter(char c) {
     return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
 }
@@ -229,7 +236,7 @@ ParameterSignature parse_signature(std::string_view text, bool required) {
     const bool has_default = rest.find(" = ") != std::string_view::npos;
     const auto row = std::ranges::find(TYPES, take_until(rest, " = "), &TypeRow::name);
     if (row == TYPES.end())
-        refuse_signature(text, "has an unknown type");
+        refuse_signature(text, fmt::format("has an unknown type (known: {})", list_types()));
     signature.type = row->type;
     if (!has_default)
         return signature;

@@ -73,7 +73,8 @@ TEST(UnitRunTest, RefusesFaultyDeclarations) {
         [](call_context* ctx, get_interface_function get) {
             return context_of(get).declare_parameter(ctx, "Axis: whole", 0);
         },
-        "the signature 'Axis: whole' has an unknown type");
+        "the signature 'Axis: whole' has an unknown type (known: string, boolean, integer, number, "
+        "list(string), list(integer))");
     expect_declaration_refused(
         [](call_context* ctx, get_interface_function get) {
             context_of(get).declare_parameter(ctx, "Axis: integer", 0);
