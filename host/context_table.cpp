@@ -2,6 +2,7 @@
 #include "host/host_call.h"
 #include "host/host_tables.h"
 #include "host/record_makers.h"
+#include "host/table_objects.h"
 
 #include <fmt/format.h>
 
@@ -39,10 +40,11 @@ Value read_scalar(const char* slot, call_context* ctx, const char* key) {
 }
 
 template <typename Value, typename Record, typename Make>
-void read_record(const char* slot, Record* out, call_context* ctx, const char* key, Make make) {
-    *out = answer(slot, [&](HostCall& call) {
+void read_record(const char* slot, Record* out, call_context* ctx, const char* key, Make make,
+                 Record (*make_absent)()) {
+    fill_record(slot, out, [&](HostCall& call) {
         const Value* value = find_value<Value>(call, ctx, key);
-        return value == nullptr ? Record{} : make(*value);
+        return value == nullptr ? make_absent() : make(*value);
     });
 }
 
@@ -73,15 +75,17 @@ double read_number(call_context* ctx, const char* key) {
 }
 
 void read_string(host_string* out, call_context* ctx, const char* key) {
-    read_record<std::string>("read_string", out, ctx, key, make_string);
+    read_record<std::string>("read_string", out, ctx, key, make_string, make_absent_string);
 }
 
 void read_integer_list(host_list* out, call_context* ctx, const char* key) {
-    read_record<std::vector<std::int64_t>>("read_integer_list", out, ctx, key, make_integer_list);
+    read_record<std::vector<std::int64_t>>("read_integer_list", out, ctx, key, make_integer_list,
+                                           make_absent_list);
 }
 
 void read_string_list(host_list* out, call_context* ctx, const char* key) {
-    read_record<std::vector<std::string>>("read_string_list", out, ctx, key, make_text_list);
+    read_record<std::vector<std::string>>("read_string_list", out, ctx, key, make_text_list,
+                                          make_absent_list);
 }
 
 void log_error(call_context* ctx, const char* message, ...) {
@@ -89,7 +93,7 @@ void log_error(call_context* ctx, const char* message, ...) {
     va_start(arguments, message);
     answer("log_error", [&](HostCall& call) {
         check_context(call, ctx);
-        call.send(Message::Error, format_message(checked_text(message), arguments));
+        call.send_message("log_error", Message::Error, message, arguments);
     });
     va_end(arguments);
 }

@@ -113,7 +113,7 @@ void open_dataset(dataset_handle* out, group_handle group, const char* path) {
 }
 
 void dataset_shape(host_shape* out, dataset_handle set) {
-    *out = answer("dataset_shape", [&](HostCall& call) {
+    fill_record("dataset_shape", out, [&](HostCall& call) {
         return make_shape(call.tree().extents(object_of(call, set)));
     });
 }
@@ -160,7 +160,7 @@ void copy_attribute(dataset_handle destination, dataset_handle source, const cha
 }
 
 void list_attributes(host_list* out, dataset_handle set) {
-    *out = answer("list_attributes", [&](HostCall& call) {
+    fill_record("list_attributes", out, [&](HostCall& call) {
         return make_text_list(call.tree().list_attributes(object_of(call, set)));
     });
 }
@@ -217,9 +217,9 @@ float read_float_attribute(dataset_handle set, const char* name) {
 }
 
 void read_string_attribute(host_string* out, dataset_handle set, const char* name) {
-    *out = answer("read_string_attribute", [&](HostCall& call) {
+    fill_record("read_string_attribute", out, [&](HostCall& call) {
         const auto text = read_text(call.tree(), object_of(call, set), checked_text(name));
-        return text ? make_string(*text) : host_string{};
+        return text ? make_string(*text) : make_absent_string();
     });
 }
 

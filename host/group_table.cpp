@@ -32,13 +32,13 @@ host_flag group_is_valid(group_handle group) {
 }
 
 void list_groups(host_list* out, group_handle group) {
-    *out = answer("list_groups", [&](HostCall& call) {
+    fill_record("list_groups", out, [&](HostCall& call) {
         return make_text_list(call.tree().list_groups(object_of(call, group)));
     });
 }
 
 void list_datasets(host_list* out, group_handle group) {
-    *out = answer("list_datasets", [&](HostCall& call) {
+    fill_record("list_datasets", out, [&](HostCall& call) {
         return make_text_list(call.tree().list_datasets(object_of(call, group)));
     });
 }

@@ -22,6 +22,13 @@ void note(std::vector<std::string>& problems, std::string problem) {
         problems.push_back(std::move(problem));
 }
 
+bool is_given_text(const ParameterValues& values, std::string_view text) {
+    return std::ranges::any_of(values.given(), [text](const auto& given) {
+        const auto* value = std::get_if<std::string>(&given.second);
+        return value != nullptr && *value == text;
+    });
+}
+
 } // namespace
 
 HostCall::HostCall(Operation operation, DataTree& tree, const ParameterValues& values,
@@ -40,6 +47,14 @@ HostCall* HostCall::active() {
 void HostCall::refuse(std::string_view slot, std::string_view reason) {
     ++problems_.refused_count;
     note(problems_.refused_requests, fmt::format("{}: {}", slot, reason));
+}
+
+void HostCall::send_message(const char* slot, Message::Level level, const char* message,
+                            std::va_list arguments) {
+    const std::string_view text = checked_text(message);
+    if (text.find('%') != std::string_view::npos && is_given_text(values_, text))
+        report_break(slot, "called with a text of the user's as the template of a message");
+    send(level, format_message(message, arguments));
 }
 
 void HostCall::report_break(std::string_view slot, std::string_view reason) {

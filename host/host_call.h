@@ -66,6 +66,9 @@ class HostCall {
     const ParameterValues& values() const { return values_; }
 
     void send(Message::Level level, std::string text) const { sink_({level, std::move(text)}); }
+    // A template filled in, sent by a slot. One that is a text of the user's is a break.
+    void send_message(const char* slot, Message::Level level, const char* message,
+                      std::va_list arguments);
     void refuse(std::string_view slot, std::string_view reason);
     void report_break(std::string_view slot, std::string_view reason);
     void report_storage(const StorageError& error);

@@ -8,9 +8,7 @@ namespace {
 
 void send_message(const char* slot, Message::Level level, const char* message,
                   std::va_list arguments) {
-    answer(slot, [&](const HostCall& call) {
-        call.send(level, format_message(checked_text(message), arguments));
-    });
+    answer(slot, [&](HostCall& call) { call.send_message(slot, level, message, arguments); });
 }
 
 void log_info(const char* message, ...) {

@@ -36,6 +36,21 @@ Block<Item> copy_items(std::span<const Item> items) {
     return block;
 }
 
+// A block that says nothing, which the receiver frees all the same.
+Block<std::uint64_t> make_aux() {
+    return record_heap.is_untidy ? allocate<std::uint64_t>(1) : nullptr;
+}
+
+std::uint64_t count_or_other(std::uint64_t count) {
+    constexpr std::uint64_t OTHER = 3;
+    return record_heap.is_untidy ? count + OTHER : count;
+}
+
+constexpr std::uint64_t UNUSED = 0xA5A5'5A5A'A5A5'5A5A;
+std::uint64_t unused_word() {
+    return record_heap.is_untidy ? UNUSED : 0;
+}
+
 Block<char> copy_text(std::string_view text) {
     Block<char> block = allocate<char>(text.size() + 1);
     std::ranges::copy(text, block.get());
@@ -68,30 +83,52 @@ void set_record_heap(const RecordHeap& heap) {
     record_heap = heap;
 }
 
+host_list make_absent_list() {
+    return {.count = count_or_other(0),
+            .unused = unused_word(),
+            .aux = make_aux().release(),
+            .items = nullptr};
+}
+
+host_string make_absent_string() {
+    return {.unread_count = count_or_other(0),
+            .unused = unused_word(),
+            .aux = make_aux().release(),
+            .text = nullptr};
+}
+
 host_list make_text_list(std::span<const std::string> texts) {
     TextItems items(texts.size());
     for (const std::string& text : texts)
         items.add(copy_text(text));
-    return {.count = texts.size(), .unused = 0, .aux = nullptr, .items = items.release()};
+    return {.count = texts.size(),
+            .unused = unused_word(),
+            .aux = make_aux().release(),
+            .items = items.release()};
 }
 
 host_list make_integer_list(std::span<const std::int64_t> integers) {
+    Block<std::int64_t> items = copy_items(integers);
     return {.count = integers.size(),
-            .unused = 0,
-            .aux = nullptr,
-            .items = copy_items(integers).release()};
+            .unused = unused_word(),
+            .aux = make_aux().release(),
+            .items = items.release()};
 }
 
 host_string make_string(std::string_view text) {
-    return {.unread_count = text.empty() ? 0 : text.size() + 1,
-            .unused = 0,
-            .aux = nullptr,
-            .text = copy_text(text).release()};
+    Block<char> copy = copy_text(text);
+    return {.unread_count = count_or_other(text.empty() ? 0 : text.size() + 1),
+            .unused = unused_word(),
+            .aux = make_aux().release(),
+            .text = copy.release()};
 }
 
 host_shape make_shape(std::span<const std::uint64_t> extents) {
-    return {
-        .rank = extents.size(), .unused = 0, .aux = nullptr, .dims = copy_items(extents).release()};
+    Block<std::uint64_t> dims = copy_items(extents);
+    return {.rank = extents.size(),
+            .unused = unused_word(),
+            .aux = make_aux().release(),
+            .dims = dims.release()};
 }
 
 } // namespace talvora::host

@@ -18,10 +18,17 @@ namespace talvora::host {
 struct RecordHeap {
     void* (*allocate)(std::size_t byte_count);
     void (*release)(void* block);
+    // Whether records have everything that they may have: a block in `aux`, and any number
+    // where none may be relied on.
+    bool is_untidy = false;
 };
 void set_record_heap(const RecordHeap& heap);
 
-// A present list has items even when it is empty; an absent one is a record of zeros.
+// Without a value. Records of zeros, unless the heap is untidy.
+host_list make_absent_list();
+host_string make_absent_string();
+
+// A present list has items even when it is empty.
 host_list make_text_list(std::span<const std::string> texts);
 host_list make_integer_list(std::span<const std::int64_t> integers);
 // Word 0 counts the terminating zero, but is 0 for the empty text.

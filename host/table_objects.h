@@ -5,10 +5,22 @@
 #include "host/host_call.h"
 
 #include <cstdint>
+#include <cstring>
 #include <optional>
 #include <string>
 
 namespace talvora::host {
+
+// Fills a host record, which the caller has zeroed: one that was not is a break.
+template <typename Record, typename Work>
+void fill_record(const char* slot, Record* out, Work work) {
+    *out = answer(slot, [&](HostCall& call) {
+        const Record zeros{};
+        if (std::memcmp(out, &zeros, sizeof zeros) != 0)
+            call.report_break(slot, "called with a record that is not zeroed");
+        return work(call);
+    });
+}
 
 template <typename Handle>
 Handle to_handle(ObjectId object) {
