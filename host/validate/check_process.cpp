@@ -60,7 +60,9 @@ void tell_fault(const void* address, bool is_write) {
 }
 
 void* allocate_record(std::size_t byte_count) {
-    void* block = GuardedHeap::allocate(byte_count, BlockOwner::Record);
+    // A text ends where the closed page begins; words are where words may be.
+    const std::size_t alignment = byte_count % alignof(void*) == 0 ? alignof(void*) : 1;
+    void* block = GuardedHeap::allocate(byte_count, BlockOwner::Record, alignment);
     return block != nullptr ? block : std::malloc(byte_count);
 }
 
@@ -77,7 +79,7 @@ int run_check_here(const std::string& id, const std::filesystem::path& plugin,
         return EXIT_FAILURE;
     limit_this_process(MAX_MEMORY);
     parent = dup(1);
-    set_record_heap({allocate_record, release_record});
+    set_record_heap({allocate_record, release_record, true});
     GuardedHeap::open(GuardedEnd::Back, 0xCD);
     note_page_faults(tell_fault);
     Examination examination(plugin, self, tell);

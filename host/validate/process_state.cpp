@@ -25,8 +25,6 @@ namespace talvora::host {
 
 namespace {
 
-using Settings = std::map<std::string, std::string>;
-
 Settings read_floating_point() {
     Settings settings{{"rounding mode", fmt::format("{}", std::fegetround())}};
 #if defined(__x86_64__)
@@ -126,13 +124,22 @@ std::string find_or_nothing(const Settings& settings, const std::string& name) {
 
 } // namespace
 
-ProcessState read_process_state() {
-    return {{StateAspect::FloatingPoint, read_floating_point()},
-            {StateAspect::Locale, read_locale()},
-            {StateAspect::Signals, read_signals()},
-            {StateAspect::Surroundings, read_surroundings()},
-            {StateAspect::Threads, read_threads()},
-            {StateAspect::Files, read_files()}};
+Settings read_process_state(StateAspect aspect) {
+    switch (aspect) {
+    case StateAspect::FloatingPoint:
+        return read_floating_point();
+    case StateAspect::Locale:
+        return read_locale();
+    case StateAspect::Signals:
+        return read_signals();
+    case StateAspect::Surroundings:
+        return read_surroundings();
+    case StateAspect::Threads:
+        return read_threads();
+    case StateAspect::Files:
+        return read_files();
+    }
+    return {};
 }
 
 bool is_known(StateAspect aspect) {
@@ -144,16 +151,13 @@ bool is_known(StateAspect aspect) {
 #endif
 }
 
-std::vector<std::string> list_changes(StateAspect aspect, const ProcessState& before,
-                                      const ProcessState& after) {
-    const Settings& old_settings = before.at(aspect);
-    const Settings& new_settings = after.at(aspect);
-    Settings all = old_settings;
-    all.insert(new_settings.begin(), new_settings.end());
+std::vector<std::string> list_changes(const Settings& before, const Settings& after) {
+    Settings all = before;
+    all.insert(after.begin(), after.end());
     std::vector<std::string> changes;
     for (const auto& [name, value] : all) {
-        const std::string was = find_or_nothing(old_settings, name);
-        const std::string is = find_or_nothing(new_settings, name);
+        const std::string was = find_or_nothing(before, name);
+        const std::string is = find_or_nothing(after, name);
         if (was != is)
             changes.push_back(fmt::format("{} was {}, is {}", name, was, is));
     }

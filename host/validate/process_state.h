@@ -9,16 +9,15 @@ namespace talvora::host {
 
 enum class StateAspect { FloatingPoint, Locale, Signals, Surroundings, Threads, Files };
 
-// By aspect and name: the setting as a text, so that a difference can be shown.
-using ProcessState = std::map<StateAspect, std::map<std::string, std::string>>;
+// By name: the setting as a text, so that a difference can be shown.
+using Settings = std::map<std::string, std::string>;
 
 // Settings that the platform does not tell are left away; which aspects are complete, is
 // told by `is_known`.
-ProcessState read_process_state();
+Settings read_process_state(StateAspect aspect);
 bool is_known(StateAspect aspect);
 
-// One sentence per setting of the aspect that differs.
-std::vector<std::string> list_changes(StateAspect aspect, const ProcessState& before,
-                                      const ProcessState& after);
+// One sentence per setting that differs.
+std::vector<std::string> list_changes(const Settings& before, const Settings& after);
 
 } // namespace talvora::host

@@ -45,6 +45,10 @@ bool is_at_or_below(const std::string& path, const std::string& place) {
     return path == place || path.starts_with(place + "/");
 }
 
+bool is_on_the_way(const std::string& path, const std::string& place) {
+    return is_at_or_below(path, place) || is_at_or_below(place, path);
+}
+
 void expect_untouched_sources(Examination& examination, const RunOutcome& outcome,
                               const std::string& destination) {
     for (const auto& [path, digest] : outcome.before) {
@@ -54,6 +58,9 @@ void expect_untouched_sources(Examination& examination, const RunOutcome& outcom
         examination.expect(after != outcome.after.end() && after->second == digest,
                            fmt::format("changes '{}', which it only reads", path));
     }
+    for (const auto& [path, digest] : outcome.after)
+        examination.expect(outcome.before.contains(path) || is_on_the_way(path, destination),
+                           fmt::format("makes '{}', which is not in its destination", path));
 }
 
 // An attribute of another type is the tree's matter: to ask for it is no fault.

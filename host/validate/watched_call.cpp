@@ -2,8 +2,12 @@
 
 #include "host/host_tables.h"
 #include "host/memory_tree.h"
+#include "host/validate/untidy_flags.h"
 #include "host/validate/watched_imports.h"
 
+#include <fmt/format.h>
+
+#include <array>
 #include <cstring>
 #include <map>
 #include <new>
@@ -21,11 +25,30 @@ struct CallInterface {
 };
 CallInterface current;
 
+using TableSlots = std::array<void*, TABLE_SIZE>;
+
+TableSlots slots_of(std::int32_t table_id) {
+    TableSlots slots;
+    std::memcpy(slots.data(), get_interface(table_id), sizeof slots);
+    make_flags_untidy(table_id, slots);
+    return slots;
+}
+
 void* copy_table(std::int32_t table_id) {
-    constexpr std::size_t SIZE = TABLE_SIZE * sizeof(void*);
-    void* copy = GuardedHeap::allocate(SIZE, BlockOwner::Table);
-    void* original = get_interface(table_id);
-    return copy == nullptr ? original : std::memcpy(copy, original, SIZE);
+    void* copy = GuardedHeap::allocate(sizeof(TableSlots), BlockOwner::Table);
+    return copy == nullptr ? get_interface(table_id)
+                           : std::memcpy(copy, slots_of(table_id).data(), sizeof(TableSlots));
+}
+
+// A host has one table for all calls: what a plug-in writes there stays.
+void expect_unchanged(std::int32_t table_id, const void* table, CallReport& report) {
+    const TableSlots expected = slots_of(table_id);
+    TableSlots slots;
+    std::memcpy(slots.data(), table, sizeof slots);
+    for (std::size_t i = 0; i < slots.size(); ++i)
+        if (slots[i] != expected[i])
+            report.problems.interface_breaks.push_back(
+                fmt::format("slot {} of the host's table {} was written", i, table_id));
 }
 
 // Callbacks and contexts are used in turn, so that those of the last few calls are told by
@@ -45,10 +68,12 @@ constexpr get_interface_function CALLBACKS[TURN_COUNT] = {
     give_table<0>, give_table<1>, give_table<2>, give_table<3>, give_table<4>};
 std::optional<HostCall> latest_calls[TURN_COUNT];
 
-void retire_tables() {
+void retire_tables(CallReport& report) {
     for (const auto& [id, table] : current.tables)
-        if (GuardedHeap::contains(table))
+        if (GuardedHeap::contains(table)) {
+            expect_unchanged(id, table, report);
             GuardedHeap::retire(table);
+        }
     current.tables.clear();
 }
 
@@ -83,7 +108,7 @@ CallReport watch(Operation operation, Result (*function)(call_context*, get_inte
     report.problems = call->problems();
     report.declared = call->declared();
     call.reset();
-    retire_tables();
+    retire_tables(report);
     report.kept = std::exchange(current.kept, {});
     if (tree.foreign_handle_count() > 0)
         report.kept.emplace_back("a handle was used that this call did not give");

@@ -12,14 +12,19 @@
 #include <cstring>
 
 #if !defined(_WIN32)
+#include <csignal>
 #include <cstdarg>
+#include <ctime>
 #include <dirent.h>
 #include <fcntl.h>
 #include <malloc.h>
 #include <pthread.h>
 #include <spawn.h>
+#include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/time.h>
+#include <threads.h>
 #include <unistd.h>
 #endif
 
@@ -90,7 +95,7 @@ struct ForbiddenCalls {
     std::array<const char*, 64> names{};
     std::size_t count = 0;
 };
-std::array<ForbiddenCalls, 3> forbidden_calls;
+std::array<ForbiddenCalls, 4> forbidden_calls;
 
 void note(Forbidden kind, const char* name) {
     ForbiddenCalls& calls = forbidden_calls[static_cast<std::size_t>(kind)];
@@ -157,6 +162,12 @@ int noted_openat(int folder, const char* path, int flags, ...) {
     return ::openat(folder, path, flags, mode);
 }
 
+// Its first argument is an enumeration in C++ alone.
+int noted_setitimer(int timer, const itimerval* value, itimerval* old) {
+    note(Forbidden::Signal, "setitimer");
+    return ::setitimer(static_cast<__itimer_which_t>(timer), value, old);
+}
+
 Redirections list_redirections() {
     void* const open_function = reinterpret_cast<void*>(noted_open);
     void* const openat_function = reinterpret_cast<void*>(noted_openat);
@@ -181,7 +192,16 @@ Redirections list_redirections() {
             TALVORA_NOTED(File, remove),
             TALVORA_NOTED(File, rename),
             TALVORA_NOTED(File, socket),
+            TALVORA_NOTED(File, tmpfile),
+            TALVORA_NOTED(File, mkstemp),
+            TALVORA_NOTED(File, memfd_create),
             TALVORA_NOTED(Thread, pthread_create),
+            TALVORA_NOTED(Thread, thrd_create),
+            TALVORA_NOTED(Signal, alarm),
+            TALVORA_NOTED(Signal, sigaltstack),
+            TALVORA_NOTED(Signal, timer_create),
+            {"setitimer", reinterpret_cast<void*>(noted_setitimer)},
+            {"vfork", noted<Forbidden::Process, "vfork", &::fork>(&::fork)},
             TALVORA_NOTED(Process, fork),
             TALVORA_NOTED(Process, system),
             TALVORA_NOTED(Process, popen),

@@ -1,5 +1,5 @@
 // What a plug-in asks of the platform while one of its operations is at work: memory, which
-// it gets from the guarded heap, and files, threads and processes, which are noted.
+// it gets from the guarded heap, and files, threads, processes and signals, which are noted.
 #pragma once
 
 #include <set>
@@ -20,7 +20,7 @@ class PluginAtWork {
     ~PluginAtWork();
 };
 
-enum class Forbidden { File, Thread, Process };
+enum class Forbidden { File, Thread, Process, Signal };
 
 // Names of the functions of a kind that were called since the last time it was asked.
 std::set<std::string> take_forbidden_calls(Forbidden kind);
