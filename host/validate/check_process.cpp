@@ -78,6 +78,7 @@ int run_check_here(const std::string& id, const std::filesystem::path& plugin,
     if (check == nullptr)
         return EXIT_FAILURE;
     limit_this_process(MAX_MEMORY);
+    take_default_signals();
     parent = dup(1);
     set_record_heap({allocate_record, release_record, true});
     GuardedHeap::open(GuardedEnd::Back, 0xCD);

@@ -29,4 +29,8 @@ std::string own_program();
 // may use at most so many bytes of memory (0: as many as there are).
 void limit_this_process(std::size_t max_bytes);
 
+// Signals end this process from here on, whatever its own start arranged or it was started
+// with.
+void take_default_signals();
+
 } // namespace talvora::host

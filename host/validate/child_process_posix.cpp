@@ -174,4 +174,9 @@ void limit_this_process(std::size_t max_bytes) {
         setrlimit(RLIMIT_DATA, &memory);
 }
 
+void take_default_signals() {
+    for (int number = 1; number < NSIG; ++number)
+        std::signal(number, SIG_DFL);
+}
+
 } // namespace talvora::host

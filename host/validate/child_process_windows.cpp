@@ -132,4 +132,6 @@ void limit_this_process(std::size_t) {
     SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
 }
 
+void take_default_signals() {}
+
 } // namespace talvora::host

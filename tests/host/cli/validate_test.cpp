@@ -65,6 +65,13 @@ TEST_F(Validate, RefusesPatternsAndFilesThatNameNothing) {
     EXPECT_EQ(run({"validate", "missing.so"}).exit_code, 4);
 }
 
+TEST_F(Validate, NamesTheSignalOfAnAbort) {
+    const auto result = run({"validate", faulty_plugin("aborts"), "--only", "run.ordinary"});
+    EXPECT_EQ(result.exit_code, 4);
+    EXPECT_THAT(result.output, StartsWith("crash     run.ordinary"));
+    EXPECT_THAT(result.output, HasSubstr("Aborted (SIGABRT)"));
+}
+
 // What `run` itself notices, without guards and on the user's file.
 struct Noticed {
     const char* plugin;

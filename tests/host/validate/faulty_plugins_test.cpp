@@ -49,6 +49,7 @@ constexpr Fault FAULTS[] = {
     {"narrow_answer", "declare.answer", Verdict::Fail, "not the answer"},
 
     {"crashes", "run.ordinary", Verdict::Crash, "SIGSEGV"},
+    {"aborts", "run.ordinary", Verdict::Crash, "SIGABRT"},
     {"never_returns", "run.ordinary", Verdict::TimeOut, "does not come back in time"},
     {"ends_process", "run.ordinary", Verdict::Fail, "ends the process with exit code 0"},
     {"throws", "run.ordinary", Verdict::Fail, "throws: out of luck"},
