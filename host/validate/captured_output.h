@@ -12,7 +12,8 @@ class CapturedOutput {
     CapturedOutput& operator=(const CapturedOutput&) = delete;
     ~CapturedOutput();
 
-    // What was written since the beginning, buffered text included.
+    // How what was written since the beginning begins, buffered text included: at most 4096
+    // bytes. Once there is some, what follows is let go.
     std::string read() const;
 
   private:

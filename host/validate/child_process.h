@@ -2,25 +2,44 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
 namespace talvora::host {
 
 struct ChildOutcome {
-    enum class End { Exited, Crashed, TimedOut };
+    enum class End { Exited, Crashed, TimedOut, Interrupted };
 
     End end = End::Exited;
     int exit_code = 0;  // of a program that exited
     std::string reason; // of one that crashed: "segmentation fault (SIGSEGV)"
-    std::string output; // what it wrote to its standard output and error, in its order
+    // Of what it wrote to its standard output and error, what KeptOutput keeps.
+    std::string output;
+    std::uint64_t unkept_bytes = 0;
+    // How many processes it started were still there when it had come to its end. They are
+    // ended. Linux alone tells.
+    std::size_t left_processes = 0;
 };
 
 // Starts `command`, its first word the program's file, without input and with `folder` as
-// its place for temporary files. What it started itself ends with it. Throws
-// std::system_error when it cannot be started.
+// its place for temporary files. What it started itself ends with it, also what left its
+// session, and nothing of it is waited for. Throws std::system_error when it cannot be
+// started.
 ChildOutcome run_child(const std::vector<std::string>& command, std::chrono::milliseconds limit,
                        const std::string& folder);
+
+// Holds back the signals that interrupt a program, save those that it ignores, so that it
+// can tidy up: run_child ends its child and comes back when one is there, and the destructor
+// lets it have its effect. On Windows it does nothing.
+class InterruptionsHeldBack {
+  public:
+    InterruptionsHeldBack();
+    InterruptionsHeldBack(const InterruptionsHeldBack&) = delete;
+    InterruptionsHeldBack& operator=(const InterruptionsHeldBack&) = delete;
+    ~InterruptionsHeldBack();
+};
 
 // The file of this program.
 std::string own_program();

@@ -1,14 +1,20 @@
 #include "host/validate/child_process.h"
+#include "host/validate/protocol.h"
 
 #include <array>
+#include <cerrno>
 #include <csignal>
-#include <cstring>
+#include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
+#include <fstream>
 #include <poll.h>
+#include <set>
 #include <spawn.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/signalfd.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <system_error>
 #include <unistd.h>
@@ -27,7 +33,10 @@ void check(int error, const char* what) {
 }
 
 struct Pipe {
-    Pipe() { check(pipe2(ends.data(), O_CLOEXEC) == 0 ? 0 : errno, "no pipe for a child process"); }
+    Pipe() {
+        check(pipe2(ends.data(), O_CLOEXEC) == 0 ? 0 : errno, "no pipe for a child process");
+        fcntl(ends[0], F_SETFL, O_NONBLOCK);
+    }
     Pipe(const Pipe&) = delete;
     Pipe& operator=(const Pipe&) = delete;
     ~Pipe() {
@@ -96,34 +105,104 @@ std::vector<std::string> environment_with(const std::string& folder) {
     return variables;
 }
 
-// False when the time is over before the child has closed its output.
-bool read_output(int file, Clock::time_point end, std::string& output) {
-    std::array<char, 4096> buffer;
+struct Descriptor {
+    explicit Descriptor(int file, const char* what) : number(file) {
+        check(file >= 0 ? 0 : errno, what);
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    ~Descriptor() { close(number); }
+
+    int number;
+};
+
+// Those of InterruptionsHeldBack.
+sigset_t held_back{};
+
+// False at the end of the output, and when there is nothing to be read now.
+bool read_some(int file, KeptOutput& output) {
+    std::array<char, 65536> buffer;
+    const ssize_t count = read(file, buffer.data(), buffer.size());
+    if (count > 0)
+        output.append({buffer.data(), static_cast<std::size_t>(count)});
+    return count > 0;
+}
+
+// Reads until the child has ended, whoever still holds the other end then: why it stopped.
+ChildOutcome::End follow(pid_t child, int file, Clock::time_point end, KeptOutput& output) {
+    const Descriptor process(static_cast<int>(syscall(SYS_pidfd_open, child, 0)),
+                             "no descriptor of a child process");
+    const Descriptor interruption(signalfd(-1, &held_back, SFD_CLOEXEC), "no signal descriptor");
+    std::array<pollfd, 3> waits{
+        {{process.number, POLLIN, 0}, {interruption.number, POLLIN, 0}, {file, POLLIN, 0}}};
     for (;;) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now());
-        pollfd wait{file, POLLIN, 0};
-        if (left.count() <= 0 || poll(&wait, 1, static_cast<int>(left.count())) == 0)
-            return false;
-        const ssize_t count = read(file, buffer.data(), buffer.size());
-        if (count == 0)
-            return true;
-        if (count > 0)
-            output.append(buffer.data(), static_cast<std::size_t>(count));
+        if (left.count() <= 0 ||
+            poll(waits.data(), waits.size(), static_cast<int>(left.count())) == 0)
+            return ChildOutcome::End::TimedOut;
+        if (waits[1].revents != 0)
+            return ChildOutcome::End::Interrupted;
+        if (waits[0].revents != 0)
+            return ChildOutcome::End::Exited;
+        if (waits[2].revents != 0 && !read_some(file, output))
+            waits[2].fd = -1; // the child closed it and goes on
     }
 }
 
-// A child that closed its output may still go on. One that has ended is not let go yet:
-// its number is that of its group.
-bool wait_until(pid_t child, Clock::time_point end) {
-    siginfo_t ended{};
-    while (waitid(P_PID, static_cast<id_t>(child), &ended, WEXITED | WNOHANG | WNOWAIT) == 0 &&
-           ended.si_pid == 0) {
-        if (Clock::now() >= end)
-            return false;
-        usleep(500);
-    }
-    return true;
+// What is in the pipe when nobody writes any more; a pipe holds no more than that.
+void read_rest(int file, KeptOutput& output) {
+    for (int i = 0; i < 64 && read_some(file, output); ++i)
+        ;
 }
+
+// The number of the parent stands behind the name, which may hold anything, and the state.
+pid_t read_parent(const std::filesystem::path& process) {
+    std::string text;
+    std::getline(std::ifstream(process / "stat"), text, '\0');
+    const std::size_t name_end = text.rfind(')');
+    const std::size_t parent_at = name_end == std::string::npos ? name_end : name_end + 4;
+    return parent_at < text.size() ? std::atoi(text.c_str() + parent_at) : 0;
+}
+
+std::set<pid_t> list_children() {
+    std::set<pid_t> children;
+    siginfo_t any{};
+    if (waitid(P_ALL, 0, &any, WEXITED | WNOHANG | WNOWAIT) != 0)
+        return children; // the usual case, in which nothing has to be looked through
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc", error))
+        if (const pid_t process = std::atoi(entry.path().filename().c_str());
+            process > 0 && read_parent(entry.path()) == getpid())
+            children.insert(process);
+    return children;
+}
+
+// What a child started comes to this process when the child is gone.
+class StrayProcesses {
+  public:
+    StrayProcesses() : before_(list_children()) { prctl(PR_SET_CHILD_SUBREAPER, 1); }
+
+    // Returns how many there were. Ending one may bring its own children.
+    std::size_t end() const {
+        std::size_t count = 0;
+        for (std::set<pid_t> found = find(); !found.empty(); found = find())
+            for (const pid_t stray : found) {
+                kill(stray, SIGKILL);
+                waitpid(stray, nullptr, 0);
+                ++count;
+            }
+        return count;
+    }
+
+  private:
+    std::set<pid_t> find() const {
+        std::set<pid_t> found = list_children();
+        std::erase_if(found, [&](pid_t process) { return before_.contains(process); });
+        return found;
+    }
+
+    std::set<pid_t> before_;
+};
 
 std::string name_signal(int signal) {
     const char* name = sigabbrev_np(signal);
@@ -146,19 +225,40 @@ void set_end(int status, ChildOutcome& outcome) {
 ChildOutcome run_child(const std::vector<std::string>& command, std::chrono::milliseconds limit,
                        const std::string& folder) {
     const auto end = Clock::now() + limit;
+    const StrayProcesses strays;
     Pipe pipe;
     const pid_t child = SpawnPlan(pipe).start(command, environment_with(folder));
     pipe.close_write_end();
     ChildOutcome outcome;
-    const bool has_ended = read_output(pipe.ends[0], end, outcome.output) && wait_until(child, end);
-    kill(-child, SIGKILL);
+    KeptOutput output;
+    outcome.end = follow(child, pipe.ends[0], end, output);
+    kill(-child, SIGKILL); // before it is let go: its number is that of its group
     int status = 0;
     waitpid(child, &status, 0);
-    if (has_ended)
+    outcome.left_processes = strays.end();
+    read_rest(pipe.ends[0], output);
+    if (outcome.end == ChildOutcome::End::Exited)
         set_end(status, outcome);
-    else
-        outcome.end = ChildOutcome::End::TimedOut;
+    outcome.output = output.text();
+    outcome.unkept_bytes = output.unkept_bytes();
     return outcome;
+}
+
+InterruptionsHeldBack::InterruptionsHeldBack() {
+    sigemptyset(&held_back);
+    for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) {
+        struct sigaction action {};
+        sigaction(number, nullptr, &action);
+        if (action.sa_handler != SIG_IGN)
+            sigaddset(&held_back, number);
+    }
+    pthread_sigmask(SIG_BLOCK, &held_back, nullptr);
+}
+
+InterruptionsHeldBack::~InterruptionsHeldBack() {
+    const sigset_t held = held_back;
+    sigemptyset(&held_back);
+    pthread_sigmask(SIG_UNBLOCK, &held, nullptr);
 }
 
 std::string own_program() {

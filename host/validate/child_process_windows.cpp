@@ -1,4 +1,5 @@
 #include "host/validate/child_process.h"
+#include "host/validate/protocol.h"
 
 #include <array>
 #include <cstdio>
@@ -70,11 +71,11 @@ PROCESS_INFORMATION start(const std::vector<std::string>& command, const Pipe& p
     return process;
 }
 
-void read_output(HANDLE file, std::string& output) {
-    std::array<char, 4096> buffer;
+void read_output(HANDLE file, KeptOutput& output) {
+    std::array<char, 65536> buffer;
     DWORD count = 0;
     while (ReadFile(file, buffer.data(), buffer.size(), &count, nullptr) != 0 && count > 0)
-        output.append(buffer.data(), count);
+        output.append({buffer.data(), count});
 }
 
 std::string name_exception(DWORD code) {
@@ -111,7 +112,8 @@ ChildOutcome run_child(const std::vector<std::string>& command, milliseconds lim
     ResumeThread(thread.get());
     pipe.write_end.reset();
     ChildOutcome outcome;
-    std::thread reader([&] { read_output(pipe.read_end.get(), outcome.output); });
+    KeptOutput output;
+    std::thread reader([&] { read_output(pipe.read_end.get(), output); });
     DWORD code = 0;
     if (WaitForSingleObject(process.get(), static_cast<DWORD>(limit.count())) == WAIT_TIMEOUT)
         outcome.end = ChildOutcome::End::TimedOut;
@@ -119,8 +121,13 @@ ChildOutcome run_child(const std::vector<std::string>& command, milliseconds lim
         set_end(code, outcome);
     job.reset();
     reader.join();
+    outcome.output = output.text();
+    outcome.unkept_bytes = output.unkept_bytes();
     return outcome;
 }
+
+InterruptionsHeldBack::InterruptionsHeldBack() = default;
+InterruptionsHeldBack::~InterruptionsHeldBack() = default;
 
 std::string own_program() {
     std::array<char, 4096> path{};

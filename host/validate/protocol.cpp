@@ -1,5 +1,6 @@
 #include "host/validate/protocol.h"
 
+#include <algorithm>
 #include <sstream>
 
 namespace talvora::host {
@@ -35,6 +36,31 @@ std::vector<ToldLine> parse_lines(const std::string& output) {
             lines.push_back(parse_line(line));
     }
     return lines;
+}
+
+void KeptOutput::append(std::string_view bytes) {
+    while (!bytes.empty()) {
+        const std::size_t end = std::min(bytes.find('\n'), bytes.size());
+        const std::size_t kept = std::min(end, MAX_LINE - line_.size());
+        line_ += bytes.substr(0, kept);
+        unkept_bytes_ += end - kept;
+        if (end == bytes.size())
+            return;
+        end_line();
+        bytes.remove_prefix(end + 1);
+    }
+}
+
+void KeptOutput::end_line() {
+    if (line_.ends_with('\r'))
+        line_.pop_back();
+    if (line_.starts_with(MARK) && told_.size() + line_.size() < MAX_TOLD) {
+        told_ += line_ + '\n';
+    } else if (!line_.empty()) {
+        unkept_bytes_ += last_line_.size();
+        last_line_.swap(line_);
+    }
+    line_.clear();
 }
 
 } // namespace talvora::host

@@ -1,6 +1,7 @@
 #include "host/validate/validator.h"
 
 #include "host/path_glob.h"
+#include "host/plural.h"
 #include "host/validate/child_process.h"
 #include "host/validate/protocol.h"
 
@@ -18,6 +19,8 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::size_t MAX_FINDINGS = 8;
+constexpr std::size_t MAX_LAST_WORDS = 200; // bytes of what the library printed last
+constexpr std::uint64_t MANY_BYTES = 4096;  // printed besides: worth a word
 
 // What a child told, in parts.
 struct Story {
@@ -55,17 +58,31 @@ Story read_story(const std::string& output) {
     return story;
 }
 
+// The last line that the library printed, and how much more it printed.
+std::string quote_last_words(const Story& story, const ChildOutcome& outcome) {
+    const std::string begin = story.last_words.substr(0, MAX_LAST_WORDS);
+    const std::uint64_t more =
+        outcome.unkept_bytes + static_cast<std::uint64_t>(story.last_words.size() - begin.size());
+    return more < MANY_BYTES ? begin
+                             : fmt::format("{} (and {} more)", begin, count_things(more, "byte"));
+}
+
 // What a crash leaves to be said: where, how, and on what block or with which last words.
 std::string describe_crash(const Story& story, const ChildOutcome& outcome) {
     std::string text = outcome.reason;
     if (!story.last_place.empty())
         text = story.last_place + ": " + text;
-    const std::string& more = story.fault.empty() ? story.last_words : story.fault;
+    const std::string more = story.fault.empty() ? quote_last_words(story, outcome) : story.fault;
     return more.empty() ? text : text + ": " + more;
 }
 
 std::string place_of(const Story& story) {
     return story.last_place.empty() ? "" : story.last_place + ": ";
+}
+
+std::string describe_left(std::size_t processes) {
+    return processes == 1 ? "leaves a process behind"
+                          : fmt::format("leaves {} processes behind", processes);
 }
 
 void judge(const Story& story, const ChildOutcome& outcome, CheckResult& result) {
@@ -80,6 +97,8 @@ void judge(const Story& story, const ChildOutcome& outcome, CheckResult& result)
     else if (!story.is_done)
         set(Verdict::Fail, fmt::format("{}ends the process with exit code {}", place_of(story),
                                        outcome.exit_code));
+    else if (outcome.left_processes > 0)
+        set(Verdict::Fail, describe_left(outcome.left_processes));
     else if (!story.failures.empty())
         result.verdict = Verdict::Fail;
     else if (!story.warnings.empty())

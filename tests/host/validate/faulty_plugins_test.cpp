@@ -50,6 +50,7 @@ constexpr Fault FAULTS[] = {
 
     {"crashes", "run.ordinary", Verdict::Crash, "SIGSEGV"},
     {"aborts", "run.ordinary", Verdict::Crash, "SIGABRT"},
+    {"leaves_process", "run.ordinary", Verdict::Fail, "leaves a process behind"},
     {"never_returns", "run.ordinary", Verdict::TimeOut, "does not come back in time"},
     {"ends_process", "run.ordinary", Verdict::Fail, "ends the process with exit code 0"},
     {"throws", "run.ordinary", Verdict::Fail, "throws: out of luck"},
@@ -93,6 +94,7 @@ constexpr Fault FAULTS[] = {
 
     {"prints", "process.silent", Verdict::Fail, "prints 'negating"},
     {"prints_on_odd_sets", "process.silent", Verdict::Fail, "prints 'a set without"},
+    {"prints_much", "process.silent", Verdict::Fail, "prints '000000"},
     {"starts_thread", "process.threads", Verdict::Fail, "pthread_create"},
     {"opens_file", "process.files", Verdict::Fail, "calls 'fopen"},
     {"closes_stream", "process.files", Verdict::Fail, "is nothing"},

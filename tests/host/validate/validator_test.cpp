@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <set>
+#include <sys/wait.h>
 
 namespace talvora::host {
 
@@ -58,6 +59,13 @@ TEST(ValidatorTest, SaysWhyAFileIsNoLibrary) {
     const auto results = validate(__FILE__, "library.*");
     EXPECT_THAT(list_exceptions(results),
                 ElementsAre("fail library.loads", "fail library.one-name"));
+}
+
+// Each leaves some: were they waited for, every check would take minutes.
+TEST(ValidatorTest, EndsWhatAPluginLeavesBehind) {
+    const auto results = validate(faulty_plugin("leaves_process"), "run.o*");
+    EXPECT_THAT(list_exceptions(results), ElementsAre("fail run.ordinary", "fail run.odd-sets"));
+    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a process is still there";
 }
 
 TEST(ValidatorTest, SelectsChecksByPattern) {
