@@ -3,17 +3,14 @@
 #include "host/failure.h"
 #include "host/pending_cleanup.h"
 #include "host/quote_word.h"
+#include "host/temporary_names.h"
 
 #include <fmt/format.h>
 
-#include <array>
 #include <cerrno>
-#include <charconv>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <sys/stat.h>
@@ -24,55 +21,6 @@ namespace talvora::host {
 namespace {
 
 namespace fs = std::filesystem;
-
-// ---------------------------------------------------------------------------
-// Temporary names: .NAME.HOST.PID.XXXXXX.talvora-tmp. The machine stands in the name
-// because a folder may be shared by several, each with processes of its own.
-
-constexpr std::string_view SUFFIX = ".talvora-tmp";
-constexpr std::size_t RANDOM_LENGTH = 6;
-
-// File systems take names of up to 255 bytes; a long name is cut to leave room.
-constexpr std::size_t MAX_STEM_LENGTH = 100;
-
-std::string host_name() {
-    std::array<char, 64> name{};
-    gethostname(name.data(), name.size() - 1);
-    return name.data();
-}
-
-std::string make_template(const std::string& stem) {
-    return fmt::format(".{}.{}.{}.{:X>{}}{}", stem.substr(0, MAX_STEM_LENGTH), host_name(),
-                       getpid(), "", RANDOM_LENGTH, SUFFIX);
-}
-
-// Nothing when the name is not one that this machine gave to a temporary file.
-std::optional<pid_t> find_owner(std::string_view name) {
-    const std::string host = fmt::format(".{}.", host_name());
-    const std::size_t tail = RANDOM_LENGTH + 1 + SUFFIX.size();
-    const std::size_t host_at = name.rfind(host);
-    if (!name.ends_with(SUFFIX) || host_at == std::string_view::npos ||
-        host_at + host.size() + tail >= name.size()) {
-        return std::nullopt;
-    }
-    const char* digits = name.data() + host_at + host.size();
-    const char* digits_end = name.data() + name.size() - tail;
-    pid_t owner = 0;
-    const auto [end, error] = std::from_chars(digits, digits_end, owner);
-    return error == std::errc{} && end == digits_end ? std::optional(owner) : std::nullopt;
-}
-
-void sweep_dead_files(const fs::path& folder) {
-    std::error_code ignored;
-    for (const auto& entry : fs::directory_iterator(folder, ignored)) {
-        const std::optional<pid_t> owner = find_owner(entry.path().filename().native());
-        if (owner && *owner > 0 && kill(*owner, 0) != 0 && errno == ESRCH) {
-            fs::remove(entry.path(), ignored);
-        }
-    }
-}
-
-// ---------------------------------------------------------------------------
 
 [[noreturn]] void fail(const fs::path& path, std::string_view what, int error = errno) {
     throw Failure(ExitCode::Output, fmt::format("{}: {}: {}", path.string(), what,
@@ -219,9 +167,9 @@ PendingFile::PendingFile() {
 }
 
 void PendingFile::make(const fs::path& folder, const std::string& stem) {
-    std::string name = (folder / make_template(stem)).string();
+    std::string name = (folder / make_temporary_name(stem, "XXXXXX")).string();
     const SignalsHeldBack held_back;
-    const int file = mkostemps(name.data(), static_cast<int>(SUFFIX.size()), O_CLOEXEC);
+    const int file = mkostemps(name.data(), static_cast<int>(TEMPORARY_SUFFIX.size()), O_CLOEXEC);
     if (file < 0) {
         fail(folder, "no temporary file can be made there");
     }
