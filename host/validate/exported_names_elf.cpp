@@ -1,5 +1,6 @@
 #include "host/validate/exported_names.h"
 
+#include <cstddef>
 #include <cstring>
 #include <elf.h>
 #include <fstream>
@@ -38,10 +39,28 @@ class Bytes {
     std::string bytes_;
 };
 
+// The part that both widths of libraries have in common; all zero where the file is shorter.
+Elf64_Ehdr read_beginning(const std::filesystem::path& file) {
+    Elf64_Ehdr header{};
+    std::ifstream(file, std::ios::binary)
+        .read(reinterpret_cast<char*>(&header), offsetof(Elf64_Ehdr, e_version));
+    return header;
+}
+
+bool is_elf(const Elf64_Ehdr& header) {
+    return std::memcmp(header.e_ident, ELFMAG, SELFMAG) == 0;
+}
+
+// The number's own bytes may be the other way round.
+unsigned machine_of(const Elf64_Ehdr& header, const Elf64_Ehdr& own) {
+    const unsigned number = header.e_machine;
+    const bool is_swapped = header.e_ident[EI_DATA] != own.e_ident[EI_DATA];
+    return is_swapped ? (number & 0xFF) << 8 | number >> 8 : number;
+}
+
 Elf64_Ehdr read_header(const Bytes& bytes) {
     const auto header = bytes.read<Elf64_Ehdr>(0);
-    if (std::memcmp(header.e_ident, ELFMAG, SELFMAG) != 0 ||
-        header.e_ident[EI_CLASS] != ELFCLASS64 || header.e_type != ET_DYN)
+    if (!is_elf(header) || header.e_ident[EI_CLASS] != ELFCLASS64 || header.e_type != ET_DYN)
         throw std::runtime_error("is no shared library of 64 bits");
     return header;
 }
@@ -70,7 +89,19 @@ std::vector<std::string> read_names(const Bytes& bytes, const Elf64_Shdr& symbol
 
 } // namespace
 
+std::string describe_other_machine(const std::filesystem::path& file) {
+    const Elf64_Ehdr own = read_beginning("/proc/self/exe");
+    const Elf64_Ehdr header = read_beginning(file);
+    const unsigned machine = machine_of(header, own);
+    if (!is_elf(header) || machine == own.e_machine)
+        return {};
+    return "is built for another machine (" + std::to_string(machine) +
+           " in its ELF header, this one is " + std::to_string(own.e_machine) + ")";
+}
+
 std::vector<std::string> list_exported_names(const std::filesystem::path& file) {
+    if (const std::string other = describe_other_machine(file); !other.empty())
+        throw std::runtime_error(other);
     const Bytes bytes(file);
     const Elf64_Ehdr header = read_header(bytes);
     for (std::uint64_t i = 0; i < header.e_shnum; ++i) {

@@ -43,4 +43,8 @@ std::vector<std::string> list_exported_names(const std::filesystem::path& file) 
     return names;
 }
 
+std::string describe_other_machine(const std::filesystem::path&) {
+    return {};
+}
+
 } // namespace talvora::host

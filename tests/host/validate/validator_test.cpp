@@ -1,3 +1,4 @@
+#include "tests/host/temporary_folder.h"
 #include "tests/host/validate/validating.h"
 
 #include <gmock/gmock.h>
@@ -59,6 +60,21 @@ TEST(ValidatorTest, SaysWhyAFileIsNoLibrary) {
     const auto results = validate(__FILE__, "library.*");
     EXPECT_THAT(list_exceptions(results),
                 ElementsAre("fail library.loads", "fail library.one-name"));
+}
+
+// The number of the machine stands at the 18th byte of a library's file.
+TEST(ValidatorTest, SaysThatALibraryIsBuiltForAnotherMachine) {
+    const TemporaryFolder folder;
+    const auto file = folder / "other.so";
+    std::string bytes = read_file(faulty_plugin("good"));
+    bytes.replace(18, 2, std::string("\xB7\0", 2));
+    write_file(file, bytes);
+    const auto results = validate(file, "library.*");
+    ASSERT_EQ(results.size(), 2U);
+    for (const CheckResult& result : results) {
+        EXPECT_EQ(result.verdict, Verdict::Fail) << result.check->id;
+        EXPECT_THAT(result.findings, ElementsAre(HasSubstr("is built for another machine (183")));
+    }
 }
 
 // Each leaves some: were they waited for, every check would take minutes.
