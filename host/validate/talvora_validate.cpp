@@ -1,20 +1,29 @@
 // talvora-validate PLUGIN [PATTERN [SECONDS]]: the validator alone, for machines that
-// talvora-host is not built for. Exit code 0 when the plug-in keeps to the interface, 4
-// when it does not, 2 for a wrong command line.
+// talvora-host is not built for. Exit codes are those of talvora-host: 0 when the plug-in
+// keeps to the interface, 4 when it does not, 2 for a wrong command line, 5 when the report
+// or temporary files cannot be written.
 #include "host/failure.h"
 #include "host/validate/child_process.h"
 #include "host/validate/validator.h"
 
 #include <fmt/format.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <string>
+#include <system_error>
+#include <vector>
 
 namespace talvora::host {
 namespace {
 
 constexpr char CHILD_WORD[] = "--child";
+constexpr char USAGE[] = "usage: talvora-validate PLUGIN [PATTERN [SECONDS]]\n"
+                         "  PLUGIN   the library to try\n"
+                         "  PATTERN  checks whose ids match, as in 'run.*' (else all)\n"
+                         "  SECONDS  that each check may take (else 60)\n";
 
 int exit_code(ExitCode code) {
     return static_cast<int>(code);
@@ -27,6 +36,13 @@ void print_result(const CheckResult& result) {
     std::fflush(stdout);
 }
 
+// Throws a Failure of the output when standard output could not take everything.
+void finish_output() {
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
+        throw Failure(ExitCode::Output,
+                      fmt::format("standard output: {}", std::generic_category().message(errno)));
+}
+
 int validate_and_print(const std::vector<std::string>& words) {
     ValidatorOptions options;
     options.plugin = words.at(0);
@@ -34,7 +50,7 @@ int validate_and_print(const std::vector<std::string>& words) {
     if (words.size() > 1)
         options.only = words[1];
     if (words.size() > 2)
-        options.limit = std::chrono::seconds(std::strtoul(words[2].c_str(), nullptr, 10));
+        options.limit = read_time_limit("SECONDS", words[2]);
     const auto results = validate(options, print_result);
     fmt::print("{}\n", summarise(results));
     return exit_code(all_good(results) ? ExitCode::Done : ExitCode::Plugin);
@@ -43,11 +59,18 @@ int validate_and_print(const std::vector<std::string>& words) {
 int run(const std::vector<std::string>& words) {
     if (words.size() == 3 && words[0] == CHILD_WORD)
         return run_check_here(words[1], words[2], {own_program(), CHILD_WORD});
-    if (words.empty() || words.size() > 3) {
-        fmt::print(stderr, "usage: talvora-validate PLUGIN [PATTERN [SECONDS]]\n");
-        return exit_code(ExitCode::Usage);
+    const bool wants_help = words.size() == 1 && (words[0] == "--help" || words[0] == "-h");
+    if (wants_help || words.empty() || words.size() > 3 || words[0].starts_with('-')) {
+        fmt::print(wants_help ? stdout : stderr, "{}", USAGE);
+        return exit_code(wants_help ? ExitCode::Done : ExitCode::Usage);
     }
     return validate_and_print(words);
+}
+
+int run_and_finish(const std::vector<std::string>& words) {
+    const int code = run(words);
+    finish_output();
+    return code;
 }
 
 } // namespace
@@ -55,7 +78,12 @@ int run(const std::vector<std::string>& words) {
 
 int main(int argument_count, char** arguments) {
     try {
-        return talvora::host::run({arguments + 1, arguments + argument_count});
+        return talvora::host::run_and_finish({arguments + 1, arguments + argument_count});
+    } catch (const talvora::host::Failure& failure) {
+        fmt::print(stderr, "error: {}\n", failure.what());
+        for (const std::string& hint : failure.hints())
+            fmt::print(stderr, "hint: {}\n", hint);
+        return talvora::host::exit_code(failure.code());
     } catch (const std::exception& error) {
         fmt::print(stderr, "error: {}\n", error.what());
         return EXIT_FAILURE;

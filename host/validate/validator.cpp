@@ -1,13 +1,17 @@
 #include "host/validate/validator.h"
 
+#include "host/failure.h"
 #include "host/path_glob.h"
 #include "host/plural.h"
+#include "host/temporary_names.h"
 #include "host/validate/child_process.h"
 #include "host/validate/protocol.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <charconv>
+#include <cstdlib>
 #include <iterator>
 #include <map>
 #include <system_error>
@@ -21,6 +25,8 @@ namespace fs = std::filesystem;
 constexpr std::size_t MAX_FINDINGS = 8;
 constexpr std::size_t MAX_LAST_WORDS = 200; // bytes of what the library printed last
 constexpr std::uint64_t MANY_BYTES = 4096;  // printed besides: worth a word
+constexpr double MIN_SECONDS = 0.01;
+constexpr double MAX_SECONDS = 86400;
 
 // What a child told, in parts.
 struct Story {
@@ -115,12 +121,15 @@ void shorten(std::vector<std::string>& findings) {
     findings.push_back(fmt::format("and {} more", more));
 }
 
-CheckResult run_in_child(const Check& check, const ValidatorOptions& options,
-                         const std::string& folder) {
+ChildOutcome run_in_child(const Check& check, const ValidatorOptions& options,
+                          const std::string& folder) {
     std::vector<std::string> command = options.self;
     command.emplace_back(check.id);
     command.push_back(fs::absolute(options.plugin).string());
-    const ChildOutcome outcome = run_child(command, options.limit, folder);
+    return run_child(command, options.limit, folder);
+}
+
+CheckResult make_result(const Check& check, const ChildOutcome& outcome) {
     const Story story = read_story(outcome.output);
     CheckResult result{&check, Verdict::Pass, {}};
     judge(story, outcome, result);
@@ -159,15 +168,36 @@ const CheckResult* find_obstacle(const Check& check, const std::vector<CheckResu
     return nullptr;
 }
 
+// The place for temporary files, and who says so: the first of the variables that is set.
+struct TemporaryPlace {
+    std::string variable = "temporary files";
+    fs::path folder = "/tmp";
+};
+
+TemporaryPlace find_temporary_place() {
+    for (const char* variable : {"TMPDIR", "TMP", "TEMP", "TEMPDIR"})
+        if (const char* folder = std::getenv(variable))
+            return {variable, folder};
+    return {};
+}
+
 // Gone with everything that a plug-in left in it.
 class WorkFolder {
   public:
     WorkFolder() {
-        for (int i = 0;; ++i) {
-            path_ = fs::temp_directory_path() / fmt::format("talvora-validate-{}-{}", stamp(), i);
-            if (fs::create_directory(path_))
-                return;
+        std::error_code error;
+        const fs::path place = fs::temp_directory_path(error);
+        if (error)
+            refuse();
+        sweep_dead_files(place);
+        for (int i = 0; path_.empty() && !error; ++i) {
+            const auto path =
+                place / make_temporary_name("talvora-validate", fmt::format("{:06}", i));
+            if (fs::create_directory(path, error))
+                path_ = path;
         }
+        if (error)
+            refuse();
     }
     WorkFolder(const WorkFolder&) = delete;
     WorkFolder& operator=(const WorkFolder&) = delete;
@@ -179,11 +209,19 @@ class WorkFolder {
     std::string path() const { return path_.string(); }
 
   private:
-    static std::int64_t stamp() {
-        return std::chrono::steady_clock::now().time_since_epoch().count();
+    [[noreturn]] static void refuse() {
+        const TemporaryPlace place = find_temporary_place();
+        throw Failure(ExitCode::Output, fmt::format("{}: no folder for temporary files at '{}' "
+                                                    "(allowed: a folder that can be written)",
+                                                    place.variable, place.folder.string()));
     }
+
     fs::path path_;
 };
+
+CheckResult skip_after(const Check& check, const CheckResult& obstacle) {
+    return {&check, Verdict::Skipped, {fmt::format("{} ran out of time", obstacle.check->id)}};
+}
 
 } // namespace
 
@@ -192,20 +230,42 @@ std::vector<const Check*> select_checks(std::string_view only) {
     for (const Check& check : all_checks())
         if (matches_path(only, check.id))
             checks.push_back(&check);
+    if (checks.empty())
+        throw Failure(ExitCode::Usage, fmt::format("no check matches '{}'", only),
+                      {"list them: talvora-host validate --list"});
     return checks;
+}
+
+std::chrono::milliseconds read_time_limit(std::string_view option, std::string_view seconds) {
+    double value = 0;
+    const char* text_end = seconds.data() + seconds.size();
+    const auto [end, error] = std::from_chars(seconds.data(), text_end, value);
+    if (error != std::errc{} || end != text_end || !(value >= MIN_SECONDS && value <= MAX_SECONDS))
+        throw Failure(ExitCode::Usage,
+                      fmt::format("{}: '{}' is no number of seconds (allowed: {} to {})", option,
+                                  seconds, MIN_SECONDS, MAX_SECONDS));
+    return std::chrono::milliseconds(static_cast<std::int64_t>(1000 * value));
 }
 
 std::vector<CheckResult> validate(const ValidatorOptions& options,
                                   const std::function<void(const CheckResult&)>& on_result) {
+    const auto checks = select_checks(options.only);
+    std::error_code ignored;
+    if (!fs::is_regular_file(options.plugin, ignored))
+        throw Failure(ExitCode::Plugin,
+                      fmt::format("{}: no such plug-in library", options.plugin.string()));
+    const InterruptionsHeldBack held_back;
     const WorkFolder folder;
     std::vector<CheckResult> results;
-    for (const Check* check : select_checks(options.only)) {
-        if (const CheckResult* obstacle = find_obstacle(*check, results))
-            results.push_back({check,
-                               Verdict::Skipped,
-                               {fmt::format("{} ran out of time", obstacle->check->id)}});
-        else
-            results.push_back(run_in_child(*check, options, folder.path()));
+    for (const Check* check : checks) {
+        if (const CheckResult* obstacle = find_obstacle(*check, results)) {
+            results.push_back(skip_after(*check, *obstacle));
+        } else {
+            const ChildOutcome outcome = run_in_child(*check, options, folder.path());
+            if (outcome.end == ChildOutcome::End::Interrupted)
+                break;
+            results.push_back(make_result(*check, outcome));
+        }
         on_result(results.back());
     }
     return results;

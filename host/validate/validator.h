@@ -28,11 +28,19 @@ struct ValidatorOptions {
     std::chrono::milliseconds limit = std::chrono::seconds(60); // of each check
 };
 
-// The checks whose ids match. A pattern is one of path_glob.h.
+// The checks whose ids match. A pattern is one of path_glob.h. Throws a Failure of usage
+// when there is none.
 std::vector<const Check*> select_checks(std::string_view only);
 
+// A time limit as a user writes it, in seconds. Throws a Failure of usage that names
+// `option` unless it is a number from 0.01 to 86400, the seconds of a day.
+std::chrono::milliseconds read_time_limit(std::string_view option, std::string_view seconds);
+
 // Runs them one after the other, handing on each result as it comes. What builds on a
-// check that ran out of time is skipped. Throws when no process can be started.
+// check that ran out of time is skipped. Works in a temporary folder that goes with it, also
+// when a signal interrupts it (InterruptionsHeldBack); one that a killed process left
+// is swept at the beginning. Throws a Failure when there is no such plug-in or no place for
+// the folder, and std::system_error when no process can be started.
 std::vector<CheckResult> validate(const ValidatorOptions& options,
                                   const std::function<void(const CheckResult&)>& on_result);
 

@@ -2,7 +2,12 @@
 
 #include <nlohmann/json.hpp>
 
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <memory>
 #include <string>
+#include <thread>
 
 namespace talvora::host {
 namespace {
@@ -70,6 +75,133 @@ TEST_F(Validate, NamesTheSignalOfAnAbort) {
     EXPECT_EQ(result.exit_code, 4);
     EXPECT_THAT(result.output, StartsWith("crash     run.ordinary"));
     EXPECT_THAT(result.output, HasSubstr("Aborted (SIGABRT)"));
+}
+
+// The two programs, each with the words that its pattern and its time limit take.
+struct Twin {
+    const char* name;
+    const char* program;
+    Program::Words command, only, timeout;
+
+    Program::Words words(const std::string& plugin, const std::string& pattern,
+                         const std::string& seconds) const {
+        Program::Words all = command;
+        for (const auto& part :
+             std::initializer_list<Program::Words>{{plugin}, only, {pattern}, timeout, {seconds}}) {
+            all.insert(all.end(), part.begin(), part.end());
+        }
+        return all;
+    }
+};
+
+const Twin TWINS[] = {
+    {"host", TALVORA_HOST_PROGRAM, {"validate"}, {"--only"}, {"--timeout"}},
+    {"alone", VALIDATE_PROGRAM, {}, {}, {}},
+};
+
+class BothValidators : public CommandLine, public testing::WithParamInterface<Twin> {
+  protected:
+    BothValidators() {
+        create_directory(folder_ / "place");
+        options_.program = GetParam().program;
+        options_.environment["TMPDIR"] = (folder_ / "place").string();
+    }
+
+    ProgramResult try_with(const std::string& plugin, const std::string& pattern = "library.*",
+                           const std::string& seconds = "60") const {
+        return run(GetParam().words(plugin, pattern, seconds), options_);
+    }
+
+    bool is_place_empty() const { return std::filesystem::is_empty(folder_ / "place"); }
+
+    // Started on a plug-in that never comes back, and under way.
+    std::unique_ptr<Program> start_endless() const {
+        auto program = std::make_unique<Program>(
+            folder_.path(), GetParam().words(faulty_plugin("never_returns"), "run.ordinary", "600"),
+            options_);
+        for (int i = 0; i < 2000 && is_place_empty(); ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        EXPECT_FALSE(is_place_empty());
+        return program;
+    }
+
+    ProgramOptions options_;
+};
+
+TEST_P(BothValidators, RefuseAPatternThatNoCheckMatches) {
+    const auto result = try_with(faulty_plugin("good"), "nothing");
+    EXPECT_EQ(result.exit_code, 2);
+    EXPECT_THAT(result.errors, StartsWith("error: no check matches 'nothing'\n"));
+    EXPECT_THAT(result.output, IsEmpty());
+}
+
+TEST_P(BothValidators, RefuseATimeThatIsNoNumberAboveZero) {
+    for (const char* seconds : {"abc", "-5", "0", "nan", "inf", "1e300", "5s"}) {
+        const auto result = try_with(faulty_plugin("good"), "library.*", seconds);
+        EXPECT_EQ(result.exit_code, 2) << seconds;
+        EXPECT_THAT(result.errors, HasSubstr(" (allowed: 0.01 to 86400)\n"));
+    }
+    EXPECT_EQ(try_with(faulty_plugin("good"), "library.*", "2.5").exit_code, 0);
+}
+
+TEST_P(BothValidators, RefuseAFileThatIsNotThere) {
+    const auto result = try_with("missing.so");
+    EXPECT_EQ(result.exit_code, 4);
+    EXPECT_EQ(result.errors, "error: missing.so: no such plug-in library\n");
+}
+
+TEST_P(BothValidators, RefuseAPlaceForTemporaryFilesThatIsNotThere) {
+    options_.environment["TMPDIR"] = "/nowhere";
+    const auto result = try_with(faulty_plugin("good"));
+    EXPECT_EQ(result.exit_code, 5);
+    EXPECT_EQ(result.errors, "error: TMPDIR: no folder for temporary files at '/nowhere' "
+                             "(allowed: a folder that can be written)\n");
+}
+
+TEST_P(BothValidators, LeaveNothingBehindWhenASignalEndsThem) {
+    for (const int signal_number : {SIGINT, SIGTERM, SIGHUP}) {
+        const auto program = start_endless();
+        program->send(signal_number);
+        const int exit_code = program->finish().exit_code;
+        EXPECT_THAT(exit_code, testing::AnyOf(128 + signal_number, -1));
+        EXPECT_TRUE(is_place_empty()) << signal_number;
+    }
+}
+
+TEST_P(BothValidators, SweepWhatAKilledOneLeft) {
+    const auto program = start_endless();
+    program->send(SIGKILL);
+    program->finish();
+    EXPECT_FALSE(is_place_empty());
+    EXPECT_EQ(try_with(faulty_plugin("good")).exit_code, 0);
+    EXPECT_TRUE(is_place_empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, BothValidators, testing::ValuesIn(TWINS),
+                         [](const auto& instance) { return instance.param.name; });
+
+class ValidateAlone : public CommandLine {
+  protected:
+    ProgramResult run_alone(const Program::Words& words) const {
+        return run(words, {.environment = {}, .program = VALIDATE_PROGRAM});
+    }
+};
+
+TEST_F(ValidateAlone, ExplainsItself) {
+    const auto result = run_alone({"--help"});
+    EXPECT_EQ(result.exit_code, 0);
+    EXPECT_THAT(result.output, StartsWith("usage: talvora-validate PLUGIN [PATTERN [SECONDS]]\n"));
+    EXPECT_EQ(run_alone({}).exit_code, 2);
+    EXPECT_EQ(run_alone({"--other"}).exit_code, 2);
+}
+
+TEST_F(ValidateAlone, ReportsAnOutputThatTakesNothing) {
+    const auto result =
+        run({"-c", "exec " VALIDATE_PROGRAM " " + faulty_plugin("good") + " library.* > /dev/full"},
+            {.environment = {}, .program = "/bin/sh"});
+    EXPECT_EQ(result.exit_code, 5);
+    EXPECT_THAT(result.errors, HasSubstr("error: standard output: No space left on device"));
 }
 
 // What `run` itself notices, without guards and on the user's file.
