@@ -100,6 +100,23 @@ bool check_lines(const TextLines& lines, Problems& problems) {
     return problems.size() == known_count;
 }
 
+// The parser leaves the escapes \_ and \N, U+00A0 and U+0085, as single bytes, and what it reads is
+// UTF-8: a byte of them that stands alone is one of these.
+std::string complete_escapes(std::string_view text) {
+    constexpr char LEAD_BYTE = '\xC2';
+    std::string complete;
+    for (auto at = find_invalid_utf8(text); at != std::string_view::npos;
+         at = find_invalid_utf8(text)) {
+        complete += text.substr(0, at);
+        if (!begins_code_point(text[at])) {
+            complete += LEAD_BYTE;
+        }
+        complete += text[at];
+        text.remove_prefix(at + 1);
+    }
+    return complete += text;
+}
+
 // ---------------------------------------------------------------------------
 // The parser's events as nodes
 
@@ -126,7 +143,7 @@ class NodeBuilder : public YAML::EventHandler {
     void OnScalar(const YAML::Mark& mark, const std::string& tag, YAML::anchor_t anchor,
                   const std::string& value) override {
         YamlNode node = make_node(Kind::Scalar, mark, tag, anchor);
-        node.text = value;
+        node.text = complete_escapes(value);
         node.is_quoted = tag != PLAIN;
         add(std::move(node));
     }

@@ -136,6 +136,15 @@ TEST(YamlDocumentTest, RefusesTextsThatAreNoUtf8) {
                 ElementsAre(problem(1, 1, "the byte 0xff")));
 }
 
+// YAML 1.2.2, section 5.7: \_ is U+00A0, \N is U+0085.
+TEST(YamlDocumentTest, TakesTheEscapesOfLettersBeyondAscii) {
+    EXPECT_EQ(read_good(R"("\_")").text, "\xC2\xA0");
+    EXPECT_EQ(read_good(R"("\N")").text, "\xC2\x85");
+    EXPECT_EQ(read_good(R"("a\_\_\N\u00e9\_b\L\P\xA0")").text,
+              "a\xC2\xA0\xC2\xA0\xC2\x85\xC3\xA9\xC2\xA0"
+              "b\xE2\x80\xA8\xE2\x80\xA9\xC2\xA0");
+}
+
 TEST(YamlDocumentTest, RefusesBinaryContent) {
     EXPECT_THAT(problems_of(std::string("\x89HDF\r\n\x1a\n\0\0\0", 11)), SizeIs(1));
     EXPECT_THAT(problems_of(std::string("a: b\0c", 6)),
