@@ -30,7 +30,9 @@ void become_worker(pid_t parent);
 // stay so.
 void clean_up_on_signals();
 
-// Holds back the signals that clean up while a file and its note are made together.
+// Holds back the signals that clean up while a file and its note are made together. Only the
+// calling thread does: any other is to be started with them held back, which it keeps, or it
+// would take the signal meanwhile.
 class SignalsHeldBack {
   public:
     SignalsHeldBack();

@@ -5,6 +5,7 @@
 #include "host/cli/filter_report.h"
 #include "host/observed_tree.h"
 #include "host/path_patterns.h"
+#include "host/pending_cleanup.h"
 #include "host/plural.h"
 #include "host/recipe_places.h"
 #include "host/safe_write.h"
@@ -139,6 +140,12 @@ class SampleMeter {
 // ---------------------------------------------------------------------------
 // One file
 
+// Beside the work, for it takes as long as a quick unit.
+std::future<InputIdentity> identify_beside(const fs::path& input) {
+    const SignalsHeldBack held_back; // in the new thread they stay so
+    return std::async(std::launch::async, identify_input, input);
+}
+
 class FileRun {
   public:
     FileRun(const FileJob& job, const FileWork& work, const TellMessage& tell,
@@ -226,8 +233,7 @@ class FileRun {
         // Open until all is read, so that nobody writes to it meanwhile.
         const auto input = open_input(job_.input);
         check_destination(job_.output, write_options());
-        // Beside the work, for it takes as long as a quick unit.
-        auto identity = std::async(std::launch::async, identify_input, job_.input);
+        auto identity = identify_beside(job_.input);
         const auto pending = work_.dry_run
                                  ? std::make_unique<PendingFile>()
                                  : std::make_unique<PendingFile>(job_.output, write_options());

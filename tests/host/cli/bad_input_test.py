@@ -165,6 +165,25 @@ def is_alive(group):
     return True
 
 
+def processes_of(group):
+    """The folders in /proc of a group's processes."""
+    for folder in pathlib.Path("/proc").glob("[0-9]*"):
+        with contextlib.suppress(OSError):
+            # Behind the name, which may hold blanks: state, parent, group.
+            if int((folder / "stat").read_text().rpartition(")")[2].split()[2]) == group:
+                yield folder
+
+
+def held_back_by_threads(process):
+    """The signals that each thread beside the first holds back."""
+    for thread in (process / "task").glob("[0-9]*"):
+        with contextlib.suppress(OSError):
+            if thread.name != process.name:
+                status = (thread / "status").read_text()
+                mask = int(status.partition("SigBlk:")[2].split()[0], 16)
+                yield {number for number in signal.Signals if mask >> (number - 1) & 1}
+
+
 class BadInput(CommandLine):
     @classmethod
     def setUpClass(cls):
@@ -598,6 +617,27 @@ class Killed(CommandLine):
         code = process.wait(timeout=60)
         self.wait_for_the_dead(process.pid)
         return code
+
+    def test_only_the_first_thread_takes_signals(self):
+        """Another one would clean up while the first is making a file."""
+        interrupting = {signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGPIPE}
+        # Long to hash, which is what another thread does.
+        self.restore()
+        shutil.copy(self.folder / "one.h5", self.folder / "long.h5")
+        os.truncate(self.folder / "long.h5", 256 << 20)
+        process = subprocess.Popen([self.host, *RUN, "long.h5", "-o", "out.h5"], cwd=self.folder,
+                                   stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+                                   start_new_session=True)
+        found = []
+        while not found and process.poll() is None:
+            for member in processes_of(process.pid):
+                found += held_back_by_threads(member)
+        process.terminate()
+        process.wait()
+        self.wait_for_the_dead(process.pid)
+        self.assertTrue(found, "the thread that hashes has not been seen")
+        for held_back in found:
+            self.assertLessEqual(interrupting, held_back)
 
     def test_no_moment_leaves_a_mix(self):
         print(f"\nTALVORA_SEED={SEED} repeats the moments", flush=True)
