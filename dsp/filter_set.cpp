@@ -65,8 +65,8 @@ void SetFilter::filter_in_place(std::span<float> samples, std::uint64_t line_len
         return; // no line holds a run that is long enough
     }
     prepare(coefficients);
-    for (; samples.size() >= line_length; samples = samples.subspan(line_length)) {
-        collect_runs(samples.first(line_length), samples);
+    while (samples.size() >= line_length) {
+        samples = take_lines(samples, line_length);
     }
     filter_collected_runs();
 }
@@ -77,6 +77,46 @@ void SetFilter::prepare(const FilterCoefficients& coefficients) {
         filter_ = prepare_filter(coefficients);
         coefficients_ = coefficients;
     }
+}
+
+// Filters up to sixteen lines, or collects their runs; gives the samples after them.
+std::span<float> SetFilter::take_lines(std::span<float> samples, std::size_t line_length) {
+    lines_.clear();
+    std::span<float> rest = samples;
+    for (; rest.size() >= line_length && lines_.size() < MAX_LANE_COUNT;
+         rest = rest.subspan(line_length)) {
+        lines_.push_back(rest.first(line_length));
+    }
+    if (!expects_whole_lines_ || !filter_whole_lines(rest)) {
+        expects_whole_lines_ = true;
+        for (const std::span<float> line : lines_) {
+            collect_runs(line, samples);
+            samples = samples.subspan(line_length);
+            expects_whole_lines_ = expects_whole_lines_ && is_one_run(line);
+        }
+    }
+    return rest;
+}
+
+// False, and they are as they were, when a sample may be missing.
+bool SetFilter::filter_whole_lines(std::span<const float> rest) {
+    ask_for(rest, lines_.size() * lines_.front().size());
+    const bool filtered = filter_together(lines_, Searched::No);
+    scratch_.upcoming = {};
+    return filtered;
+}
+
+// While `count` samples are filtered the next ones are asked of the memory, unless these are so
+// many that those would be gone again.
+void SetFilter::ask_for(std::span<const float> rest, std::size_t count) {
+    if (count <= 2 * ENOUGH_SAMPLES) {
+        scratch_.upcoming = UpcomingSamples(rest);
+    }
+}
+
+bool SetFilter::is_one_run(std::span<const float> line) const {
+    return !line_runs_.empty() &&
+           static_cast<std::size_t>(line_runs_.front().length) == line.size();
 }
 
 void SetFilter::collect_runs(std::span<float> line, std::span<const float> line_and_rest) {
@@ -90,9 +130,7 @@ void SetFilter::collect_runs(std::span<float> line, std::span<const float> line_
         collected_sample_count_ += static_cast<std::size_t>(run.length);
         if (has_enough_runs()) {
             const auto end = static_cast<std::size_t>(run.start + run.length);
-            if (collected_sample_count_ <= 2 * ENOUGH_SAMPLES) { // or they would be gone again
-                scratch_.upcoming = UpcomingSamples(line_and_rest.subspan(end));
-            }
+            ask_for(line_and_rest.subspan(end), collected_sample_count_);
             filter_collected_runs();
         }
     }
@@ -115,7 +153,7 @@ void SetFilter::filter_collected_runs() {
     }
     for (std::span<const std::span<float>> rest = runs_; !rest.empty();) {
         const std::size_t count = std::min(rest.size(), MAX_LANE_COUNT);
-        filter_together(rest.first(count));
+        filter_together(rest.first(count), Searched::Yes);
         rest = rest.subspan(count);
     }
     runs_.clear();
@@ -123,15 +161,25 @@ void SetFilter::filter_collected_runs() {
     scratch_.upcoming = {};
 }
 
-void SetFilter::filter_together(std::span<const std::span<float>> runs) {
-    if (path_ == FilterPath::Plain || filter_.tap_count() == 1) {
-        std::ranges::for_each(runs, [this](std::span<float> run) { filter_run(run, filter_); });
-    } else if (filter_.has_missing_coefficient()) {
-        std::ranges::for_each(runs, fill_missing);
-    } else if (runs.size() == 1) {
-        filter_long_run(runs[0], filter_, lane_kernels(path_), scratch_);
-    } else {
-        filter_side_by_side(runs, filter_, lane_kernels(path_), scratch_);
+// False, and they are as they were, when they were not searched and a sample may be missing.
+bool SetFilter::filter_together(std::span<const std::span<float>> runs, Searched searched) {
+    const bool fills_lanes =
+        path_ != FilterPath::Plain && filter_.tap_count() > 1 && !filter_.has_missing_coefficient();
+    if (fills_lanes) {
+        const LaneKernels& kernels = lane_kernels(path_);
+        return runs.size() == 1 ? filter_long_run(runs[0], filter_, kernels, scratch_, searched)
+                                : filter_side_by_side(runs, filter_, kernels, scratch_, searched);
+    }
+    if (searched == Searched::Yes) {
+        filter_one_by_one(runs);
+    }
+    return searched == Searched::Yes;
+}
+
+void SetFilter::filter_one_by_one(std::span<const std::span<float>> runs) {
+    const bool has_result = path_ == FilterPath::Plain || !filter_.has_missing_coefficient();
+    for (const std::span<float> run : runs) {
+        has_result ? filter_run(run, filter_) : fill_missing(run);
     }
 }
 

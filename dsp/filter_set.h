@@ -39,14 +39,21 @@ class SetFilter {
 
   private:
     void prepare(const FilterCoefficients& coefficients);
+    std::span<float> take_lines(std::span<float> samples, std::size_t line_length);
+    bool filter_whole_lines(std::span<const float> rest);
+    void ask_for(std::span<const float> rest, std::size_t count);
+    bool is_one_run(std::span<const float> line) const;
     void collect_runs(std::span<float> line, std::span<const float> line_and_rest);
     bool has_enough_runs() const;
     void filter_collected_runs();
-    void filter_together(std::span<const std::span<float>> runs);
+    bool filter_together(std::span<const std::span<float>> runs, Searched searched);
+    void filter_one_by_one(std::span<const std::span<float>> runs);
 
     FilterPath path_;
     FilterCoefficients coefficients_;
-    PreparedFilter filter_; // for these coefficients
+    PreparedFilter filter_;           // for these coefficients
+    bool expects_whole_lines_ = true; // as the last ones were
+    std::vector<std::span<float>> lines_;
     std::vector<ValidRun> line_runs_;
     std::vector<std::span<float>> runs_;
     std::size_t collected_sample_count_ = 0;

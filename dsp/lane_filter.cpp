@@ -33,18 +33,32 @@ class GroupPasses {
           block_(scratch.block.reserve(BLOCK_ROW_COUNT * group_.lane_count())),
           states_(scratch.states), upcoming_(scratch.upcoming) {}
 
-    void run() {
+    bool run(Searched searched) {
         for (std::size_t lane = 0; lane < group_.lane_count(); ++lane) {
             forward_.rest(lane, group_.run(lane)[0]);
         }
-        std::ptrdiff_t first = filter_up_to_last_segment();
-        filter_segment(first, row_count_);
+        states_.clear();
+        std::ptrdiff_t first = 0;
+        while (first + last_segment_row_count_ < row_count_) {
+            pass_segment(first, first + segment_row_count_);
+            first += segment_row_count_;
+            if (has_to_stop(searched)) {
+                return false;
+            }
+        }
+        filter_forward(first, row_count_);
+        if (has_to_stop(searched)) {
+            return false;
+        }
+        filter_backward(first, row_count_);
         while (first > 0) {
             const std::ptrdiff_t last = first;
             first -= segment_row_count_;
             restore_forward_state();
-            filter_segment(first, last);
+            filter_forward(first, last);
+            filter_backward(first, last);
         }
+        return true;
     }
 
   private:
@@ -53,19 +67,17 @@ class GroupPasses {
     // The padding before a run is made of samples that must still be there.
     std::ptrdiff_t fewest_rows() const { return 2 * samples_begin_ + 1; }
 
-    // Runs the forward pass for its states alone; gives where the last segment begins.
-    std::ptrdiff_t filter_up_to_last_segment() {
-        states_.clear();
-        std::ptrdiff_t first = 0;
-        for (; first + last_segment_row_count_ < row_count_; first += segment_row_count_) {
-            states_.insert(states_.end(), forward_.state().begin(), forward_.state().end());
-            const std::ptrdiff_t last = first + segment_row_count_;
-            for (std::ptrdiff_t row = first, end = 0; row < last; row = end) {
-                end = std::min(row + BLOCK_ROWS, last);
-                filter_block_forward(group_, forward_, row, end, block_);
-            }
+    bool has_to_stop(Searched searched) const {
+        return searched == Searched::No && forward_.has_met_missing();
+    }
+
+    // Keeps the state before a segment, and passes over it for the state after it.
+    void pass_segment(std::ptrdiff_t first, std::ptrdiff_t last) {
+        states_.insert(states_.end(), forward_.state().begin(), forward_.state().end());
+        for (std::ptrdiff_t row = first, end = 0; row < last; row = end) {
+            end = std::min(row + BLOCK_ROWS, last);
+            filter_block_forward(group_, forward_, row, end, block_);
         }
-        return first;
     }
 
     void restore_forward_state() {
@@ -74,14 +86,18 @@ class GroupPasses {
         states_.erase(kept, states_.end());
     }
 
-    void filter_segment(std::ptrdiff_t first, std::ptrdiff_t last) {
+    void filter_forward(std::ptrdiff_t first, std::ptrdiff_t last) {
         forward_.start_over();
-        backward_.start_over();
         for (std::ptrdiff_t row = first, end = 0; row < last; row = end) {
             end = std::min(row + BLOCK_ROWS, last);
             filter_block_forward(group_, forward_, row, end, block_, rows_ + (row - first) * step_);
             upcoming_.prefetch(static_cast<std::size_t>((end - row) * step_));
         }
+    }
+
+    // Back over the rows of filter_forward, and to the samples.
+    void filter_backward(std::ptrdiff_t first, std::ptrdiff_t last) {
+        backward_.start_over();
         // Padding before the first sample need not be filtered backward.
         const std::ptrdiff_t stop = std::max(first, samples_begin_);
         for (std::ptrdiff_t end = last, begin = 0; end > stop; end = begin) {
@@ -125,9 +141,9 @@ class GroupPasses {
 
 } // namespace
 
-void filter_side_by_side(std::span<const std::span<float>> runs, const PreparedFilter& filter,
-                         const LaneKernels& kernels, LaneScratch& scratch) {
-    GroupPasses(runs, filter, kernels, scratch).run();
+bool filter_side_by_side(std::span<const std::span<float>> runs, const PreparedFilter& filter,
+                         const LaneKernels& kernels, LaneScratch& scratch, Searched searched) {
+    return GroupPasses(runs, filter, kernels, scratch).run(searched);
 }
 
 } // namespace talvora::dsp

@@ -15,7 +15,11 @@ namespace talvora::dsp {
 // scratch holds are cut into segments: a first forward pass keeps the state before
 // each, then each segment, from the last to the first, is filtered forward again and
 // backward.
-void filter_side_by_side(std::span<const std::span<float>> runs, const PreparedFilter& filter,
-                         const LaneKernels& kernels, LaneScratch& scratch);
+//
+// Runs that were not searched are left as they are, and the result is false, when one holds a
+// missing sample, or infinities that make a NaN.
+bool filter_side_by_side(std::span<const std::span<float>> runs, const PreparedFilter& filter,
+                         const LaneKernels& kernels, LaneScratch& scratch,
+                         Searched searched = Searched::Yes);
 
 } // namespace talvora::dsp

@@ -1,6 +1,7 @@
 #include "dsp/lane_pass.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 namespace talvora::dsp {
@@ -60,6 +61,12 @@ void LanePass::filter(const double* in, double* out, std::ptrdiff_t row_count,
 bool LanePass::state_repeats(std::ptrdiff_t row_count) const {
     return row_count == last_row_count_ &&
            std::memcmp(state_.data(), state_before_.data(), state_.size() * sizeof(double)) == 0;
+}
+
+bool LanePass::has_met_missing() const {
+    const auto count = static_cast<std::ptrdiff_t>(lane_count_);
+    return std::any_of(state_.begin(), state_.begin() + count,
+                       [](double value) { return std::isnan(value); });
 }
 
 std::vector<double> LanePass::lane_state(std::size_t lane) const {

@@ -46,6 +46,11 @@ struct LaneScratch {
     UpcomingSamples upcoming;
 };
 
+// Whether runs have been searched for missing samples, which takes a fifth of the time of
+// filtering. The recurrence never loses a NaN that it has met, so the states after the forward
+// pass, before which nothing is written, tell as well.
+enum class Searched { Yes, No };
+
 // The state of a filter in every lane, carried from one stretch of rows to the next.
 class LanePass {
   public:
@@ -67,6 +72,9 @@ class LanePass {
     bool state_repeats(std::ptrdiff_t row_count) const;
     // What comes next does not follow the last call of filter. Setting a state implies it.
     void start_over() { last_row_count_ = 0; }
+
+    // Whether some lane has met a NaN, or made one of infinities.
+    bool has_met_missing() const;
 
     // The state of one lane, on its own.
     std::vector<double> lane_state(std::size_t lane) const;

@@ -78,17 +78,24 @@ class LongRunPasses {
         }
     }
 
-    void run() {
+    bool run(Searched searched) {
         serial_.rest(0, run_[0]);
         true_state_ = serial_.lane_state(0);
         states_.clear();
         for (std::ptrdiff_t batch = 0; batch < batch_count_; ++batch) {
-            find_forward_states(batch);
+            if (!find_forward_states(batch, searched)) {
+                return false;
+            }
         }
-        filter_remainder();
+        filter_remainder_forward();
+        if (has_to_stop(serial_, searched)) {
+            return false;
+        }
+        filter_remainder_backward();
         for (std::ptrdiff_t batch = batch_count_; batch-- > 0;) {
             filter_batch(batch);
         }
+        return true;
     }
 
   private:
@@ -107,10 +114,17 @@ class LongRunPasses {
         }
     }
 
-    // Appends the true state before each part of a batch to states_.
-    void find_forward_states(std::ptrdiff_t batch) {
+    static bool has_to_stop(const LanePass& pass, Searched searched) {
+        return searched == Searched::No && pass.has_met_missing();
+    }
+
+    // Appends the true state before each part of a batch to states_; false when it has to stop.
+    bool find_forward_states(std::ptrdiff_t batch, Searched searched) {
         if (guesses_) {
             guess_forward(parts_of(batch));
+            if (has_to_stop(forward_, searched)) {
+                return false;
+            }
         }
         int wrong_count = 0;
         for (std::size_t lane = 0; lane < MAX_LANE_COUNT; ++lane) {
@@ -120,10 +134,14 @@ class LongRunPasses {
             } else {
                 filter_part_forward_in_order(batch, lane);
                 ++wrong_count;
+                if (has_to_stop(serial_, searched)) {
+                    return false;
+                }
             }
         }
         states_.insert(states_.end(), starts_.state().begin(), starts_.state().end());
         guesses_ = guesses_ && wrong_count < TOO_MANY_WRONG_GUESSES;
+        return true;
     }
 
     // From a warm-up before each part to its end; what each began with stays in guess_.
@@ -151,17 +169,21 @@ class LongRunPasses {
         true_state_ = serial_.lane_state(0);
     }
 
-    // Both passes over what follows the parts; leaves the state of the backward pass.
-    void filter_remainder() {
+    // What follows the parts.
+    void filter_remainder_forward() {
         const std::ptrdiff_t begin = part_begin(batch_count_, 0);
-        std::vector<double> values(static_cast<std::size_t>(run_.size() - begin));
-        const std::ptrdiff_t last = run_.size() - begin - 1;
-        run_.load(begin, run_.size(), values.data(), 1);
+        remainder_.resize(static_cast<std::size_t>(run_.size() - begin));
+        run_.load(begin, run_.size(), remainder_.data(), 1);
         serial_.set_state(true_state_);
-        serial_.filter(values.data(), values.data(), last + 1, 1);
-        serial_.rest(0, values.back());
-        serial_.filter(values.data() + last, values.data() + last, last + 1, -1);
-        run_.store(begin, run_.size(), values.data(), 1);
+        serial_.filter(remainder_.data(), remainder_.data(), run_.size() - begin, 1);
+    }
+
+    // Leaves the true state of the backward pass.
+    void filter_remainder_backward() {
+        const auto count = static_cast<std::ptrdiff_t>(remainder_.size());
+        serial_.rest(0, remainder_.back());
+        serial_.filter(&remainder_.back(), &remainder_.back(), count, -1);
+        run_.store(run_.size() - count, run_.size(), remainder_.data(), 1);
         true_state_ = serial_.lane_state(0);
     }
 
@@ -242,6 +264,7 @@ class LongRunPasses {
     LanePass guess_;                 // the states that parts were begun with
     LanePass starts_;                // the states that they should have begun with
     std::vector<double> true_state_; // where the parts done so far end
+    std::vector<double> remainder_;  // behind the parts
     double* rows_ = nullptr;
     double* block_ = nullptr;
     std::vector<double>& states_;
@@ -249,9 +272,9 @@ class LongRunPasses {
 
 } // namespace
 
-void filter_long_run(std::span<float> run, const PreparedFilter& filter, const LaneKernels& kernels,
-                     LaneScratch& scratch) {
-    LongRunPasses(run, filter, kernels, scratch).run();
+bool filter_long_run(std::span<float> run, const PreparedFilter& filter, const LaneKernels& kernels,
+                     LaneScratch& scratch, Searched searched) {
+    return LongRunPasses(run, filter, kernels, scratch).run(searched);
 }
 
 std::ptrdiff_t count_warm_up_samples(const PreparedFilter& filter, std::ptrdiff_t limit) {

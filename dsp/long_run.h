@@ -20,8 +20,11 @@ namespace talvora::dsp {
 // A first forward pass finds the true state before each part and keeps nothing else; then,
 // sixteen parts at a time from the end of the run, the forward pass is computed again
 // from there and the backward pass after it.
-void filter_long_run(std::span<float> run, const PreparedFilter& filter, const LaneKernels& kernels,
-                     LaneScratch& scratch);
+//
+// A run that was not searched is left as it is, and the result is false, when it holds a missing
+// sample, or infinities that make a NaN.
+bool filter_long_run(std::span<float> run, const PreparedFilter& filter, const LaneKernels& kernels,
+                     LaneScratch& scratch, Searched searched = Searched::Yes);
 
 // How many samples a guessed state needs to come to the true one, or `limit` if that is
 // not fewer: from the decay of the response to an impulse.

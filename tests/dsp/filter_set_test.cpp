@@ -199,6 +199,25 @@ TEST_P(FilterSetInPlace, GivesThePlainBitsForAnyLinesAndGaps) {
     }
 }
 
+// Whole lines are tried without a search, and searched after all when a sample is missing.
+TEST_P(FilterSetInPlace, GivesThePlainBitsWhereLinesWithGapsComeAmongWholeOnes) {
+    RandomFilters random(11);
+    SetFilter set_filter(GetParam());
+    for (int trial = 0; trial < 100; ++trial) {
+        const std::size_t line_length = random.count(8, 200);
+        const std::size_t line_count = random.count(1, 70);
+        Line samples = random.samples(line_length * line_count);
+        for (std::size_t gap = random.count(0, 3); gap > 0; --gap) {
+            samples[random.count(0, samples.size() - 1)] = random.one_in(5) ? INF : NaN;
+        }
+        Line expected = samples;
+        filter_set_in_place(expected, line_length, LOW, FilterPath::Plain);
+        set_filter.filter_in_place(samples, line_length, LOW);
+        ASSERT_EQ(first_difference(samples, expected), expected.size())
+            << line_count << " lines of " << line_length;
+    }
+}
+
 // Where the system tells which instructions the processor has.
 TEST(FilterPath, IsTheWidestThatTheProcessorHas) {
     std::ifstream processors("/proc/cpuinfo");

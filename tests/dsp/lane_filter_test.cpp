@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -88,13 +89,60 @@ TEST_P(LaneFilter, GivesThePlainBitsWhenTheFilterGrowsWithoutBound) {
 }
 
 // Many segments: sixteen lanes keep the last 32,768 rows whole, and 2,048 in each segment
-// before them.
+// before them; eight and four lanes two and four times as many.
 TEST_P(LaneFilter, GivesThePlainBitsForLinesLongerThanItsScratch) {
     RandomFilters random(4);
     std::vector<std::size_t> lengths(9, 250'000);
     lengths[8] = 130'000;
     lengths[7] = 4'096; // ends where a segment does
     expect_plain_bits(random, lengths, random.filter(3, false));
+    for (const std::size_t line_count : {5U, 2U}) {
+        lengths.resize(line_count);
+        lengths.back() = 16'384;
+        expect_plain_bits(random, lengths, random.filter(3, false));
+    }
+}
+
+constexpr float NaN = std::numeric_limits<float>::quiet_NaN();
+
+// In the first and the last lane and one that shares a vector with others; where the padding is
+// made, in a segment that is passed over, and among the rows that are kept.
+TEST_P(LaneFilter, LeavesRunsAsTheyAreWhenASampleTurnsOutToBeMissing) {
+    RandomFilters random(9);
+    const PreparedFilter filter = prepare_filter({{0.25, 0.5, 0.25}, {1.0, -0.5, 0.25}});
+    for (const std::size_t length : {8U, 300U, 40'000U}) {
+        for (const std::size_t lane : {0U, 5U, 8U}) {
+            for (const std::size_t place :
+                 {std::size_t{0}, std::size_t{3}, length / 8, length / 2, length - 1}) {
+                std::vector<std::vector<float>> lines(9, std::vector<float>(length, 1.0F));
+                lines[lane][place] = NaN;
+                const auto samples = lines;
+                const std::vector<std::span<float>> runs(lines.begin(), lines.end());
+                EXPECT_FALSE(
+                    filter_side_by_side(runs, filter, *GetParam().kernels, scratch_, Searched::No));
+                for (std::size_t line = 0; line < lines.size(); ++line) {
+                    ASSERT_EQ(first_difference(lines[line], samples[line]), length)
+                        << "missing: sample " << place << " of line " << lane;
+                }
+            }
+        }
+    }
+}
+
+TEST_P(LaneFilter, FiltersRunsThatTurnOutToBeValid) {
+    const PreparedFilter filter = prepare_filter({{0.25, 0.5, 0.25}, {1.0}}); // unit gain
+    for (const std::size_t length : {8U, 300U, 40'000U}) {
+        std::vector<float> line(length, 0.0F);
+        line[length / 2] = 16.0F;
+        std::vector<float> other = line;
+        const std::vector<std::span<float>> runs = {line, other};
+        EXPECT_TRUE(filter_side_by_side(runs, filter, *GetParam().kernels, scratch_, Searched::No));
+        // Forward and backward: [1 4 6 4 1] / 16.
+        EXPECT_EQ(line[length / 2], 6.0F);
+        EXPECT_EQ(line[length / 2 + 1], 4.0F);
+        EXPECT_EQ(line[length / 2 - 2], 1.0F);
+        EXPECT_EQ(other, line);
+    }
 }
 
 // 352 taps pad a run with 1,053 samples, which are made of as many that follow: sixteen lanes

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <limits>
 #include <vector>
 
 namespace talvora::dsp {
@@ -68,6 +70,37 @@ TEST_P(LongRun, GivesThePlainBitsForEveryLengthFromTheShortestOn) {
         for (std::size_t length = 3 * tap_count - 1; length < 8 * tap_count; ++length) {
             expect_plain_bits(random.samples(length), random.filter(tap_count, false));
         }
+    }
+}
+
+// In the first part and a later one, in the last batch, and after the parts; in runs that are not
+// cut, too; whether guesses hold or not.
+TEST_P(LongRun, LeavesARunAsItIsWhenASampleTurnsOutToBeMissing) {
+    for (const auto& filter : {EDGE_50_PERCENT, EDGE_1_PERCENT}) {
+        for (const std::size_t length : {8U, 1'100U, 200'001U}) {
+            for (const std::size_t place :
+                 {std::size_t{0}, std::size_t{3}, length / 3, 7 * length / 8, length - 1}) {
+                std::vector<float> samples(length, 1.0F);
+                samples[place] = std::numeric_limits<float>::quiet_NaN();
+                const std::vector<float> before = samples;
+                EXPECT_FALSE(filter_long_run(samples, prepare_filter(filter), *GetParam(), scratch_,
+                                             Searched::No));
+                ASSERT_EQ(first_difference(samples, before), length) << "missing: " << place;
+            }
+        }
+    }
+}
+
+TEST_P(LongRun, FiltersARunThatTurnsOutToBeValid) {
+    RandomFilters random(10);
+    for (const std::size_t length : {8U, 1'100U, 200'001U}) {
+        std::vector<float> samples(length);
+        std::ranges::generate(samples, [&] { return static_cast<float>(random.number(-1, 1)); });
+        std::vector<float> expected = samples;
+        filter_set_in_place(expected, length, EDGE_5_PERCENT, FilterPath::Plain);
+        EXPECT_TRUE(filter_long_run(samples, prepare_filter(EDGE_5_PERCENT), *GetParam(), scratch_,
+                                    Searched::No));
+        EXPECT_EQ(first_difference(samples, expected), length);
     }
 }
 
