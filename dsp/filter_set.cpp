@@ -79,11 +79,11 @@ void SetFilter::prepare(const FilterCoefficients& coefficients) {
     }
 }
 
-// Filters up to sixteen lines, or collects their runs; gives the samples after them.
+// Filters as many lines as there are lanes, or collects their runs; gives the samples after them.
 std::span<float> SetFilter::take_lines(std::span<float> samples, std::size_t line_length) {
     lines_.clear();
     std::span<float> rest = samples;
-    for (; rest.size() >= line_length && lines_.size() < MAX_LANE_COUNT;
+    for (; rest.size() >= line_length && lines_.size() < lanes_at_once();
          rest = rest.subspan(line_length)) {
         lines_.push_back(rest.first(line_length));
     }
@@ -143,7 +143,7 @@ bool SetFilter::has_enough_runs() const {
     const bool have_one_length = runs_.front().size() == runs_.back().size();
     const std::size_t enough = have_one_length ? ENOUGH_SAMPLES_OF_ONE_LENGTH : ENOUGH_SAMPLES;
     return runs_.size() == MAX_COLLECTED_RUN_COUNT ||
-           (runs_.size() % MAX_LANE_COUNT == 0 && collected_sample_count_ >= enough);
+           (runs_.size() % lanes_at_once() == 0 && collected_sample_count_ >= enough);
 }
 
 void SetFilter::filter_collected_runs() {
@@ -152,7 +152,7 @@ void SetFilter::filter_collected_runs() {
         std::ranges::stable_sort(runs_, std::ranges::greater{}, &std::span<float>::size);
     }
     for (std::span<const std::span<float>> rest = runs_; !rest.empty();) {
-        const std::size_t count = std::min(rest.size(), MAX_LANE_COUNT);
+        const std::size_t count = std::min(rest.size(), lanes_at_once());
         filter_together(rest.first(count), Searched::Yes);
         rest = rest.subspan(count);
     }
@@ -174,6 +174,10 @@ bool SetFilter::filter_together(std::span<const std::span<float>> runs, Searched
         filter_one_by_one(runs);
     }
     return searched == Searched::Yes;
+}
+
+std::size_t SetFilter::lanes_at_once() const {
+    return lane_kernels(path_).lanes_at_once(filter_.tap_count());
 }
 
 void SetFilter::filter_one_by_one(std::span<const std::span<float>> runs) {

@@ -46,6 +46,7 @@ class SetFilter {
     void collect_runs(std::span<float> line, std::span<const float> line_and_rest);
     bool has_enough_runs() const;
     void filter_collected_runs();
+    std::size_t lanes_at_once() const;
     bool filter_together(std::span<const std::span<float>> runs, Searched searched);
     void filter_one_by_one(std::span<const std::span<float>> runs);
 

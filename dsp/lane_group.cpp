@@ -80,10 +80,10 @@ LaneGroup::LaneGroup(std::span<const std::span<float>> runs, std::size_t pad_cou
 }
 
 LaneGroup::LaneGroup(const ExtendedRun& run, std::ptrdiff_t first, std::ptrdiff_t length,
-                     const LaneKernels& kernels)
-    : kernels_(kernels), given_count_(MAX_LANE_COUNT), lane_count_(MAX_LANE_COUNT) {
-    for (Lane& lane : lanes_) {
-        lane = {run, first};
+                     std::size_t lane_count, const LaneKernels& kernels)
+    : kernels_(kernels), given_count_(lane_count), lane_count_(lane_count) {
+    for (std::size_t lane = 0; lane < lane_count; ++lane) {
+        lanes_[lane] = {run, first};
         first += length;
     }
     find_sample_rows();

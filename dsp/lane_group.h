@@ -48,9 +48,9 @@ class LaneGroup {
     // Whole runs, from one to MAX_LANE_COUNT of them.
     LaneGroup(std::span<const std::span<float>> runs, std::size_t pad_count,
               const LaneKernels& kernels);
-    // As many lanes as there can be, each with the `length` positions after the lane before.
+    // 4, 8 or 16 lanes, each with the `length` positions after the lane before.
     LaneGroup(const ExtendedRun& run, std::ptrdiff_t first, std::ptrdiff_t length,
-              const LaneKernels& kernels);
+              std::size_t lane_count, const LaneKernels& kernels);
 
     std::size_t lane_count() const { return lane_count_; }
     const ExtendedRun& run(std::size_t lane) const { return lanes_[lane].run; }

@@ -42,6 +42,10 @@ struct LaneKernels {
     // Doubles to a register; lane_count is a multiple of it.
     std::size_t width;
 
+    // The lanes to fill with a filter of `tap_count`: 4, 8 or 16, as many vectors as can be in
+    // flight at once. More of them would gain nothing and take more of the caches.
+    std::size_t (*lanes_at_once)(std::size_t tap_count);
+
     void (*filter_rows)(const RowPass& pass);
     // Four lines of `row_count` floats to four columns of doubles, `row_stride` apart.
     void (*widen_lines)(const float* const lines[4], std::size_t row_count, double* column,

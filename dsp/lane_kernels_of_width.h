@@ -121,6 +121,17 @@ void filter_columns_of_any_order(const RowPass& pass, std::size_t column) {
     }
 }
 
+// Vectors in flight: longer filters have more to do in a step, and leave fewer registers.
+constexpr std::size_t vectors_for(std::size_t tap_count) {
+    return tap_count <= 3 ? 4 : tap_count <= 6 ? 2 : 1;
+}
+
+std::size_t lanes_at_once(std::size_t tap_count) {
+    constexpr std::size_t FEWEST = 4; // lines are widened by fours
+    const std::size_t count = WIDTH * vectors_for(tap_count);
+    return count < FEWEST ? FEWEST : count > MAX_LANE_COUNT ? MAX_LANE_COUNT : count;
+}
+
 template <std::size_t VectorCount, std::size_t TapCount, Numerator Kind>
 void filter_all_columns(const RowPass& pass, std::size_t column) {
     for (; column + VectorCount * WIDTH <= pass.lane_count; column += VectorCount * WIDTH) {
@@ -140,35 +151,36 @@ bool is_palindrome(const double* b, std::size_t tap_count) {
     return true;
 }
 
-template <std::size_t VectorCount, std::size_t TapCount>
-void filter_rows_of_order(const RowPass& pass) {
+template <std::size_t TapCount>
+void filter_rows_of_taps(const RowPass& pass) {
+    constexpr std::size_t VECTORS = vectors_for(TapCount);
     // With few registers and instructions that overwrite an operand, the shared products of a
     // long filter would be spilt.
     if ((WIDTH > 2 || TapCount <= 5) && is_palindrome(pass.b, TapCount)) {
-        filter_all_columns<VectorCount, TapCount, Numerator::Palindrome>(pass, 0);
+        filter_all_columns<VECTORS, TapCount, Numerator::Palindrome>(pass, 0);
     } else {
-        filter_all_columns<VectorCount, TapCount, Numerator::Any>(pass, 0);
+        filter_all_columns<VECTORS, TapCount, Numerator::Any>(pass, 0);
     }
 }
 
 void filter_rows(const RowPass& pass) {
     switch (pass.tap_count) {
     case 2:
-        return filter_rows_of_order<4, 2>(pass);
+        return filter_rows_of_taps<2>(pass);
     case 3:
-        return filter_rows_of_order<4, 3>(pass);
+        return filter_rows_of_taps<3>(pass);
     case 4:
-        return filter_rows_of_order<2, 4>(pass);
+        return filter_rows_of_taps<4>(pass);
     case 5:
-        return filter_rows_of_order<2, 5>(pass);
+        return filter_rows_of_taps<5>(pass);
     case 6:
-        return filter_rows_of_order<2, 6>(pass);
+        return filter_rows_of_taps<6>(pass);
     case 7:
-        return filter_rows_of_order<2, 7>(pass);
+        return filter_rows_of_taps<7>(pass);
     case 8:
-        return filter_rows_of_order<2, 8>(pass);
+        return filter_rows_of_taps<8>(pass);
     case 9:
-        return filter_rows_of_order<1, 9>(pass);
+        return filter_rows_of_taps<9>(pass);
     default:
         for (std::size_t column = 0; column < pass.lane_count; column += WIDTH) {
             filter_columns_of_any_order(pass, column);

@@ -3,6 +3,7 @@
 
 namespace talvora::dsp {
 
-const LaneKernels SSE2_LANE_KERNELS = {WIDTH, filter_rows, widen_lines, narrow_lines};
+const LaneKernels SSE2_LANE_KERNELS = {WIDTH, lanes_at_once, filter_rows, widen_lines,
+                                       narrow_lines};
 
 } // namespace talvora::dsp

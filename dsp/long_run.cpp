@@ -13,20 +13,21 @@ namespace talvora::dsp {
 
 namespace {
 
-constexpr auto LANE_COUNT = static_cast<std::ptrdiff_t>(MAX_LANE_COUNT);
 constexpr auto BLOCK_ROWS = static_cast<std::ptrdiff_t>(BLOCK_ROW_COUNT);
 
-// Sixteen parts of 4,096 doubles, half a megabyte, stay in the second-level cache between
-// the passes; shorter ones than 64 are not worth cutting.
-constexpr std::ptrdiff_t MAX_PART_LENGTH = 4096;
+// The parts of one batch, half a megabyte, stay in the second-level cache between the passes;
+// shorter ones than 64 samples are not worth cutting.
+constexpr std::ptrdiff_t MAX_BATCH_DOUBLES = 64 << 10;
 constexpr std::ptrdiff_t MIN_PART_LENGTH = 64;
 
 // A warm-up is work done twice, so it may be a quarter of a part.
 constexpr std::ptrdiff_t PARTS_PER_WARM_UP = 4;
 
-// Wrong guesses among sixteen, from which on guessing is given up: each costs a part in
-// order, which takes about as long as sixteen parts side by side.
-constexpr int TOO_MANY_WRONG_GUESSES = 8;
+// Guessing is given up when so many of the guesses of a batch were wrong: each costs a part in
+// order, which takes about as long as all parts side by side.
+constexpr std::ptrdiff_t too_many_wrong_guesses(std::ptrdiff_t lane_count) {
+    return lane_count / 2;
+}
 
 // States become the same to the last bit later than the response to an impulse fades,
 // when the last roundings fall alike: with this margin nine guesses in ten hold.
@@ -64,13 +65,14 @@ class LongRunPasses {
     LongRunPasses(std::span<float> run, const PreparedFilter& filter, const LaneKernels& kernels,
                   LaneScratch& scratch)
         : run_(run, filter.pad_count()), kernels_(kernels),
-          forward_(filter, kernels, MAX_LANE_COUNT), backward_(filter, kernels, MAX_LANE_COUNT),
+          lane_count_(kernels.lanes_at_once(filter.tap_count())), step_(as_step(lane_count_)),
+          forward_(filter, kernels, lane_count_), backward_(filter, kernels, lane_count_),
           serial_(filter, SERIAL_LANE_KERNELS, 1), guess_(forward_), starts_(forward_),
           states_(scratch.states) {
         cut_into_parts();
         // One double more than the rows: the last one is read past in a warm-up.
-        rows_ = scratch.rows.reserve(static_cast<std::size_t>(part_length_ * LANE_COUNT + 1));
-        block_ = scratch.block.reserve(BLOCK_ROW_COUNT * MAX_LANE_COUNT);
+        rows_ = scratch.rows.reserve(static_cast<std::size_t>(part_length_ * step_ + 1));
+        block_ = scratch.block.reserve(BLOCK_ROW_COUNT * lane_count_);
         if (part_length_ > 0) {
             const std::ptrdiff_t limit = part_length_ / PARTS_PER_WARM_UP;
             warm_up_ = count_warm_up_samples(filter, limit);
@@ -99,15 +101,14 @@ class LongRunPasses {
     }
 
   private:
-    // Batches of sixteen parts, all of one length, and a remainder of at least one sample
-    // with which the backward pass starts.
+    // Batches of as many parts as there are lanes, all of one length, and a remainder of at least
+    // one sample with which the backward pass starts.
     void cut_into_parts() {
-        const std::ptrdiff_t most = MAX_PART_LENGTH * LANE_COUNT;
-        batch_count_ = (run_.size() + most - 1) / most;
-        part_length_ = (run_.size() - 1) / (batch_count_ * LANE_COUNT);
+        batch_count_ = (run_.size() + MAX_BATCH_DOUBLES - 1) / MAX_BATCH_DOUBLES;
+        part_length_ = (run_.size() - 1) / (batch_count_ * step_);
         // The padding before the run is made of the samples of the first batch alone: those
         // after it are no longer there when the forward pass is computed again.
-        const bool padding_fits = LANE_COUNT * part_length_ > 2 * run_.samples_begin();
+        const bool padding_fits = step_ * part_length_ > 2 * run_.samples_begin();
         if (part_length_ < MIN_PART_LENGTH || !padding_fits) {
             batch_count_ = 0;
             part_length_ = 0;
@@ -126,8 +127,8 @@ class LongRunPasses {
                 return false;
             }
         }
-        int wrong_count = 0;
-        for (std::size_t lane = 0; lane < MAX_LANE_COUNT; ++lane) {
+        std::ptrdiff_t wrong_count = 0;
+        for (std::size_t lane = 0; lane < lane_count_; ++lane) {
             starts_.set_lane_state(lane, true_state_);
             if (guesses_ && same_bits(guess_.lane_state(lane), true_state_)) {
                 true_state_ = forward_.lane_state(lane);
@@ -140,13 +141,13 @@ class LongRunPasses {
             }
         }
         states_.insert(states_.end(), starts_.state().begin(), starts_.state().end());
-        guesses_ = guesses_ && wrong_count < TOO_MANY_WRONG_GUESSES;
+        guesses_ = guesses_ && wrong_count < too_many_wrong_guesses(step_);
         return true;
     }
 
     // From a warm-up before each part to its end; what each began with stays in guess_.
     void guess_forward(const LaneGroup& parts) {
-        for (std::size_t lane = 0; lane < MAX_LANE_COUNT; ++lane) {
+        for (std::size_t lane = 0; lane < lane_count_; ++lane) {
             forward_.rest(lane, parts.sample(lane, -warm_up_));
         }
         for_each_block(warm_up_, [&](std::ptrdiff_t first, std::ptrdiff_t last) {
@@ -193,7 +194,7 @@ class LongRunPasses {
         forward_.set_state({kept, states_.end()});
         states_.erase(kept, states_.end());
         for_each_block(part_length_, [&](std::ptrdiff_t first, std::ptrdiff_t last) {
-            filter_block_forward(parts, forward_, first, last, block_, rows_ + first * LANE_COUNT);
+            filter_block_forward(parts, forward_, first, last, block_, rows_ + first * step_);
         });
         filter_batch_backward(batch, parts);
     }
@@ -202,8 +203,8 @@ class LongRunPasses {
         if (guesses_) {
             guess_backward(parts);
         }
-        int wrong_count = 0;
-        for (std::size_t lane = MAX_LANE_COUNT; lane-- > 0;) {
+        std::ptrdiff_t wrong_count = 0;
+        for (std::size_t lane = lane_count_; lane-- > 0;) {
             if (guesses_ && same_bits(guess_.lane_state(lane), true_state_)) {
                 true_state_ = backward_.lane_state(lane);
             } else {
@@ -211,22 +212,22 @@ class LongRunPasses {
                 ++wrong_count;
             }
         }
-        guesses_ = guesses_ && wrong_count < TOO_MANY_WRONG_GUESSES;
+        guesses_ = guesses_ && wrong_count < too_many_wrong_guesses(step_);
     }
 
     // A part warms up on the first rows of the next one, which is the next column.
     void guess_backward(const LaneGroup& parts) {
         const double* next = rows_ + 1;
-        for (std::size_t lane = 0; lane + 1 < MAX_LANE_COUNT; ++lane) {
-            backward_.rest(lane, next[(warm_up_ - 1) * LANE_COUNT + as_step(lane)]);
+        for (std::size_t lane = 0; lane + 1 < lane_count_; ++lane) {
+            backward_.rest(lane, next[(warm_up_ - 1) * step_ + as_step(lane)]);
         }
         for_each_block_from_the_end(warm_up_, [&](std::ptrdiff_t first, std::ptrdiff_t last) {
-            filter_block_backward(backward_, next + first * LANE_COUNT, last - first, block_);
+            filter_block_backward(backward_, next + first * step_, last - first, block_);
         });
-        backward_.set_lane_state(MAX_LANE_COUNT - 1, true_state_);
+        backward_.set_lane_state(lane_count_ - 1, true_state_);
         guess_.set_state(backward_.state());
         for_each_block_from_the_end(part_length_, [&](std::ptrdiff_t first, std::ptrdiff_t last) {
-            filter_block_backward(backward_, rows_ + first * LANE_COUNT, last - first, block_);
+            filter_block_backward(backward_, rows_ + first * step_, last - first, block_);
             parts.store_rows(first, last, block_);
         });
     }
@@ -236,9 +237,9 @@ class LongRunPasses {
         const double* column = rows_ + lane;
         serial_.set_state(true_state_);
         for_each_block_from_the_end(part_length_, [&](std::ptrdiff_t first, std::ptrdiff_t last) {
-            serial_.filter(column + (last - 1) * LANE_COUNT,
-                           block_ + (last - first - 1) * LANE_COUNT, last - first, -LANE_COUNT);
-            run_.store(begin + first, begin + last, block_, MAX_LANE_COUNT);
+            serial_.filter(column + (last - 1) * step_, block_ + (last - first - 1) * step_,
+                           last - first, -step_);
+            run_.store(begin + first, begin + last, block_, lane_count_);
         });
         true_state_ = serial_.lane_state(0);
     }
@@ -246,14 +247,16 @@ class LongRunPasses {
     static std::ptrdiff_t as_step(std::size_t count) { return static_cast<std::ptrdiff_t>(count); }
 
     std::ptrdiff_t part_begin(std::ptrdiff_t batch, std::size_t lane) const {
-        return (batch * LANE_COUNT + as_step(lane)) * part_length_;
+        return (batch * step_ + as_step(lane)) * part_length_;
     }
     LaneGroup parts_of(std::ptrdiff_t batch) const {
-        return {run_, part_begin(batch, 0), part_length_, kernels_};
+        return {run_, part_begin(batch, 0), part_length_, lane_count_, kernels_};
     }
 
     ExtendedRun run_;
     const LaneKernels& kernels_;
+    std::size_t lane_count_;
+    std::ptrdiff_t step_; // from row to row
     std::ptrdiff_t batch_count_ = 0;
     std::ptrdiff_t part_length_ = 0;
     std::ptrdiff_t warm_up_ = 0;

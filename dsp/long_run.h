@@ -18,8 +18,8 @@ namespace talvora::dsp {
 // whose memory is too long for the warm-up is filtered in order from the start.
 //
 // A first forward pass finds the true state before each part and keeps nothing else; then,
-// sixteen parts at a time from the end of the run, the forward pass is computed again
-// from there and the backward pass after it.
+// as many parts at a time as there are lanes, from the end of the run, the forward pass is computed
+// again from there and the backward pass after it.
 //
 // A run that was not searched is left as it is, and the result is false, when it holds a missing
 // sample, or infinities that make a NaN.

@@ -163,18 +163,22 @@ TEST(LaneGroupOfRuns, DoesNotRepeatWhereZerosDifferInSign) {
     EXPECT_TRUE(group.rows_repeat(2, 3));
 }
 
-TEST(LaneGroupOfParts, CutsOneRunIntoSixteen) {
+TEST(LaneGroupOfParts, CutsOneRunIntoAsManyAsItIsAskedFor) {
     std::vector<float> samples(40);
     for (std::size_t i = 0; i < samples.size(); ++i) {
         samples[i] = static_cast<float>(i);
     }
-    const LaneGroup group({samples, 2}, 4, 2, SSE2_LANE_KERNELS); // from the third sample on
-    std::array<double, 2 * MAX_LANE_COUNT> rows{};
-    group.load_rows(0, 2, rows.data());
-    for (std::size_t lane = 0; lane < MAX_LANE_COUNT; ++lane) {
-        EXPECT_EQ(rows[lane], static_cast<double>(2 + 2 * lane));
-        EXPECT_EQ(rows[lane + MAX_LANE_COUNT], static_cast<double>(3 + 2 * lane));
-        EXPECT_EQ(group.sample(lane, 1), static_cast<double>(3 + 2 * lane));
+    for (const std::size_t lane_count : {4U, 8U, 16U}) {
+        // From the third sample on.
+        const LaneGroup group({samples, 2}, 4, 2, lane_count, SSE2_LANE_KERNELS);
+        EXPECT_EQ(group.lane_count(), lane_count);
+        std::array<double, 2 * MAX_LANE_COUNT> rows{};
+        group.load_rows(0, 2, rows.data());
+        for (std::size_t lane = 0; lane < lane_count; ++lane) {
+            EXPECT_EQ(rows[lane], static_cast<double>(2 + 2 * lane));
+            EXPECT_EQ(rows[lane + lane_count], static_cast<double>(3 + 2 * lane));
+            EXPECT_EQ(group.sample(lane, 1), static_cast<double>(3 + 2 * lane));
+        }
     }
 }
 

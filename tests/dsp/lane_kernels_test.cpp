@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <map>
 #include <span>
 #include <string>
 #include <vector>
@@ -87,6 +88,22 @@ TEST_P(LaneKernelsOfWidth, KeepTheSignOfACoefficientThatIsZero) {
     for (const double sample : rows) {
         EXPECT_EQ(sample, 0.0);
         EXPECT_FALSE(std::signbit(sample));
+    }
+}
+
+// Four vectors, two or one, and no fewer than four lines are widened, nor more than sixteen.
+TEST_P(LaneKernelsOfWidth, NameAsManyLanesAsTheyKeepInFlight) {
+    const std::map<std::size_t, std::vector<std::size_t>> by_width = {
+        {1, {4, 4, 4}}, {2, {8, 4, 4}}, {4, {16, 8, 4}}, {8, {16, 16, 8}}};
+    const std::vector<std::size_t>& expected = by_width.at(GetParam().kernels->width);
+    for (const std::size_t tap_count : {2U, 3U}) {
+        EXPECT_EQ(GetParam().kernels->lanes_at_once(tap_count), expected[0]);
+    }
+    for (const std::size_t tap_count : {4U, 6U}) {
+        EXPECT_EQ(GetParam().kernels->lanes_at_once(tap_count), expected[1]);
+    }
+    for (const std::size_t tap_count : {7U, 9U, 30U}) {
+        EXPECT_EQ(GetParam().kernels->lanes_at_once(tap_count), expected[2]);
     }
 }
 

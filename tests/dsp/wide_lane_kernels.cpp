@@ -7,6 +7,7 @@
 
 namespace talvora::dsp {
 
-const LaneKernels WIDE_LANE_KERNELS = {WIDTH, filter_rows, widen_lines, narrow_lines};
+const LaneKernels WIDE_LANE_KERNELS = {WIDTH, lanes_at_once, filter_rows, widen_lines,
+                                       narrow_lines};
 
 } // namespace talvora::dsp
