@@ -10,7 +10,7 @@ namespace talvora::dsp {
 
 namespace {
 
-// Runs collected before they are filtered: enough to find sixteen of similar length,
+// Runs collected before they are filtered: enough to find some of similar length,
 // while their list stays in the first-level caches.
 constexpr std::size_t MAX_COLLECTED_RUN_COUNT = 2048;
 constexpr std::size_t ENOUGH_SAMPLES = 256U << 10U;
