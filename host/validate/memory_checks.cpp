@@ -96,10 +96,7 @@ void check_records_of_successes(Examination& examination) {
 }
 
 void check_records_of_failures(Examination& examination) {
-    check_records(examination,
-                  {ordinary_runs, runs_without_values, runs_with_wrong_texts, runs_on_odd_trees,
-                   runs_with_extreme_numbers, runs_with_refusals},
-                  false);
+    check_records(examination, {all_requested_runs, runs_with_refusals}, false);
 }
 
 void check_buffers(Examination& examination) {
@@ -110,9 +107,7 @@ void check_buffers(Examination& examination) {
 // What the first calls keep may be made once for the whole process.
 void check_memory(Examination& examination) {
     const ExaminedUnits examined = load_units(examination);
-    visit_plans(examination, examined,
-                {ordinary_runs, runs_without_values, runs_with_wrong_texts,
-                 runs_with_extreme_numbers, runs_on_odd_trees},
+    visit_plans(examination, examined, {all_requested_runs},
                 [&](const ExaminedUnit& unit, const RunPlan& plan) {
                     try_run(unit, plan);
                     const HeapSettlement second = try_run(unit, plan).report.heap;
@@ -138,13 +133,11 @@ void check_kept_state(Examination& examination) {
         };
         call_declare(unit.unit);
         expect_the_same();
-        for (const MakePlans make :
-             {ordinary_runs, runs_without_values, runs_with_wrong_texts, runs_on_odd_trees})
-            for (const RunPlan& plan : make(unit)) {
-                examination.at(fmt::format("'{}' after a call {}", unit.unit.name, plan.name));
-                try_run(unit, plan);
-                expect_the_same();
-            }
+        for (const RunPlan& plan : all_requested_runs(unit)) {
+            examination.at(fmt::format("'{}' after a call {}", unit.unit.name, plan.name));
+            try_run(unit, plan);
+            expect_the_same();
+        }
     }
 }
 

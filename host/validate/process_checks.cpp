@@ -19,9 +19,7 @@ template <typename AfterStep>
 void tour(Examination& examination, AfterStep after_step) {
     const ExaminedUnits examined = load_units(examination);
     after_step();
-    visit_plans(examination, examined,
-                {ordinary_runs, runs_without_values, runs_with_wrong_texts,
-                 runs_with_extreme_numbers, runs_on_odd_trees},
+    visit_plans(examination, examined, {all_requested_runs},
                 [&](const ExaminedUnit& unit, const RunPlan& plan) {
                     call_declare(unit.unit);
                     after_step();

@@ -274,6 +274,14 @@ std::vector<RunPlan> runs_on_odd_trees(const ExaminedUnit& unit) {
     return plans;
 }
 
+std::vector<RunPlan> all_requested_runs(const ExaminedUnit& unit) {
+    std::vector<RunPlan> plans;
+    for (const auto make : {ordinary_runs, runs_without_values, runs_with_wrong_texts,
+                            runs_with_extreme_numbers, runs_on_odd_trees})
+        std::ranges::move(make(unit), std::back_inserter(plans));
+    return plans;
+}
+
 std::vector<RunPlan> runs_with_refusals(const ExaminedUnit& unit) {
     std::vector<RunPlan> plans;
     for (const RunPlan& plan : ordinary_runs(unit)) {

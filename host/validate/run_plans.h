@@ -39,6 +39,8 @@ std::vector<RunPlan> runs_with_wrong_texts(const ExaminedUnit& unit);
 // Numbers at and beyond every limit, one parameter at a time.
 std::vector<RunPlan> runs_with_extreme_numbers(const ExaminedUnit& unit);
 std::vector<RunPlan> runs_on_odd_trees(const ExaminedUnit& unit);
+// All of these: whatever a user may ask for.
+std::vector<RunPlan> all_requested_runs(const ExaminedUnit& unit);
 // The first requests of each kind that the ordinary runs make, refused one by one.
 std::vector<RunPlan> runs_with_refusals(const ExaminedUnit& unit);
 

@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::uint64_t OTHER_BITS = 0xA5A5'5A5A'A5A5'5A00;
 
-// The function that fills the register of a flag which `FUNCTION` returns.
+// The function that fills the register of a flag which the slot returns.
 template <const auto& TABLE, auto FLAG, typename... Arguments>
 void* untidy(host_flag (*)(Arguments...)) {
     std::uint64_t (*const function)(Arguments...) = [](Arguments... arguments) -> std::uint64_t {

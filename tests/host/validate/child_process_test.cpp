@@ -43,6 +43,7 @@ TEST(ChildProcess, DoesNotWaitForAProcessThatOutlivesIt) {
     const auto outcome = run_script("setsid sleep 300 & echo done", std::chrono::seconds(60));
     EXPECT_EQ(outcome.end, ChildOutcome::End::Exited);
     EXPECT_THAT(outcome.output, HasSubstr("done"));
+    EXPECT_EQ(outcome.left_processes, 1U);
 }
 
 TEST(ChildProcess, StillReadsWhatWasWrittenAtTheEnd) {
