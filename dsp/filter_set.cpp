@@ -14,8 +14,6 @@ namespace {
 // while their list stays in the first-level caches.
 constexpr std::size_t MAX_COLLECTED_RUN_COUNT = 2048;
 constexpr std::size_t ENOUGH_SAMPLES = 256U << 10U;
-// Runs of one length need no others to choose from: a quarter of the second-level cache.
-constexpr std::size_t ENOUGH_SAMPLES_OF_ONE_LENGTH = 32U << 10U;
 
 void filter_run(std::span<float> run, const PreparedFilter& filter) {
     const std::vector<double> x(run.begin(), run.end());
@@ -140,10 +138,8 @@ void SetFilter::collect_runs(std::span<float> line, std::span<const float> line_
 }
 
 bool SetFilter::has_enough_runs() const {
-    const bool have_one_length = runs_.front().size() == runs_.back().size();
-    const std::size_t enough = have_one_length ? ENOUGH_SAMPLES_OF_ONE_LENGTH : ENOUGH_SAMPLES;
     return runs_.size() == MAX_COLLECTED_RUN_COUNT ||
-           (runs_.size() % lanes_at_once() == 0 && collected_sample_count_ >= enough);
+           (runs_.size() % lanes_at_once() == 0 && collected_sample_count_ >= ENOUGH_SAMPLES);
 }
 
 void SetFilter::filter_collected_runs() {
