@@ -59,14 +59,16 @@ void end_workers() {
     }
 }
 
-void say_and_exit(std::string_view text, int code) {
+// Before a call that does not return the address sanitizer asks for memory, which a handler may
+// not do: what was interrupted may be the allocator. Hence the attribute.
+[[gnu::no_sanitize_address]] void say_and_exit(std::string_view text, int code) {
     if (!is_worker) {
         [[maybe_unused]] const auto written = write(STDERR_FILENO, text.data(), text.size());
     }
     _exit(code);
 }
 
-void end_interrupted(int signal_number) {
+[[gnu::no_sanitize_address]] void end_interrupted(int signal_number) {
     remove_pending_files();
     end_workers();
     // Nobody reads the results any more: what `head` does is no error.
@@ -76,7 +78,7 @@ void end_interrupted(int signal_number) {
     say_and_exit("error: interrupted; the file in work is as it was\n", 128 + signal_number);
 }
 
-void end_crashed(int signal_number) {
+[[gnu::no_sanitize_address]] void end_crashed(int signal_number) {
     remove_pending_files();
     end_workers();
     if (is_worker) {
