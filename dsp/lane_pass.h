@@ -46,7 +46,7 @@ struct LaneScratch {
     UpcomingSamples upcoming;
 };
 
-// Whether runs have been searched for missing samples, which takes a fifth of the time of
+// Whether runs have been searched for missing samples, which takes up to a tenth of the time of
 // filtering. The recurrence never loses a NaN that it has met, so the states after the forward
 // pass, before which nothing is written, tell as well.
 enum class Searched { Yes, No };
