@@ -9,8 +9,8 @@
 // second of this thread's processor time. bench/peers/aggregation_units_peer.py runs
 // this program in turn with NumPy and pandas on the same samples and prints the table.
 #include "bench/timing.h"
-#include "host/memory_tree.h"
-#include "host/unit_run.h"
+#include "host/interface/unit_run.h"
+#include "host/tree/memory_tree.h"
 
 #include <cstdint>
 #include <cstdio>

@@ -10,8 +10,8 @@
 #include "bench/timing.h"
 #include "dsp/butterworth_design.h"
 #include "dsp/filter_set.h"
-#include "host/memory_tree.h"
-#include "host/unit_run.h"
+#include "host/interface/unit_run.h"
+#include "host/tree/memory_tree.h"
 
 #include <cstdint>
 #include <cstdio>

@@ -10,8 +10,8 @@
 // bench/peers/inplace_units_peer.py runs this program, does the same with NumPy and
 // pandas on the same samples in turn, and prints the table.
 #include "bench/timing.h"
-#include "host/memory_tree.h"
-#include "host/unit_run.h"
+#include "host/interface/unit_run.h"
+#include "host/tree/memory_tree.h"
 
 #include <algorithm>
 #include <cmath>

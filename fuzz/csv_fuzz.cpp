@@ -3,11 +3,11 @@
 #include "fuzz/choices.h"
 #include "fuzz/finding.h"
 #include "fuzz/same_bits.h"
-#include "host/csv_export.h"
-#include "host/csv_import.h"
-#include "host/failure.h"
-#include "host/memory_tree.h"
-#include "host/signal_set.h"
+#include "host/tables/csv_export.h"
+#include "host/tables/csv_import.h"
+#include "host/text/failure.h"
+#include "host/tree/memory_tree.h"
+#include "host/tree/signal_set.h"
 
 #include <cmath>
 #include <limits>

@@ -2,7 +2,7 @@
 
 #include "fuzz/finding.h"
 #include "fuzz/signals.h"
-#include "host/hdf5_calls.h"
+#include "host/hdf5/hdf5_calls.h"
 
 #include <algorithm>
 #include <numeric>

@@ -4,8 +4,8 @@
 #include "fuzz/foreign_file.h"
 #include "fuzz/same_bits.h"
 #include "fuzz/signals.h"
-#include "host/hdf5_tree.h"
-#include "host/memory_tree.h"
+#include "host/hdf5/hdf5_tree.h"
+#include "host/tree/memory_tree.h"
 
 #include <algorithm>
 #include <fstream>

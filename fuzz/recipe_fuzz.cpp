@@ -2,8 +2,8 @@
 #include "fuzz/finding.h"
 #include "fuzz/lines.h"
 #include "fuzz/same_bits.h"
-#include "host/recipe_reader.h"
-#include "host/recipe_writer.h"
+#include "host/recipes/recipe_reader.h"
+#include "host/recipes/recipe_writer.h"
 
 #include <cmath>
 #include <optional>

@@ -3,7 +3,7 @@
 #include "fuzz/finding.h"
 #include "fuzz/lines.h"
 #include "fuzz/same_bits.h"
-#include "host/parameters.h"
+#include "host/interface/parameters.h"
 
 #include <cmath>
 #include <optional>

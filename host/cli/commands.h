@@ -1,5 +1,5 @@
 // The commands of the program, one source file each. A new one is its file, its name
-// here and its line in the table of main.cpp.
+// here and its line in the table of command_line.cpp.
 #pragma once
 
 #include "host/cli/session.h"

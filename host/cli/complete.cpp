@@ -2,9 +2,9 @@
 // completion of a shell; not shown in --help. The words are those behind the program's name.
 #include "host/cli/commands.h"
 #include "host/cli/help_layout.h"
-#include "host/filter_design.h"
-#include "host/parameters.h"
-#include "host/unit_run.h"
+#include "host/filters/filter_design.h"
+#include "host/interface/parameters.h"
+#include "host/interface/unit_run.h"
 
 #include <fmt/format.h>
 

@@ -1,6 +1,6 @@
 #include "host/cli/console.h"
 
-#include "host/utf8.h"
+#include "host/text/utf8.h"
 
 #include <fmt/color.h>
 #include <fmt/format.h>

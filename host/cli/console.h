@@ -2,7 +2,7 @@
 // error, one line each.
 #pragma once
 
-#include "host/failure.h"
+#include "host/text/failure.h"
 
 #include <nlohmann/json.hpp>
 

@@ -2,9 +2,9 @@
 #include "host/cli/commands.h"
 #include "host/cli/files.h"
 #include "host/cli/help_layout.h"
-#include "host/parameters.h"
-#include "host/recipe_writer.h"
-#include "host/unit_run.h"
+#include "host/interface/parameters.h"
+#include "host/interface/unit_run.h"
+#include "host/recipes/recipe_writer.h"
 
 #include <fmt/format.h>
 

@@ -3,11 +3,11 @@
 #include "host/cli/commands.h"
 #include "host/cli/filter_report.h"
 #include "host/cli/help_layout.h"
-#include "host/filter_response.h"
-#include "host/memory_tree.h"
-#include "host/safe_write.h"
-#include "host/svg_figure.h"
-#include "host/unit_run.h"
+#include "host/filters/filter_response.h"
+#include "host/interface/unit_run.h"
+#include "host/pictures/svg_figure.h"
+#include "host/system/safe_write.h"
+#include "host/tree/memory_tree.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>

@@ -2,10 +2,10 @@
 #include "host/cli/commands.h"
 #include "host/cli/files.h"
 #include "host/cli/help_layout.h"
-#include "host/csv_export.h"
-#include "host/path_patterns.h"
-#include "host/plural.h"
-#include "host/safe_write.h"
+#include "host/interface/path_patterns.h"
+#include "host/system/safe_write.h"
+#include "host/tables/csv_export.h"
+#include "host/text/plural.h"
 
 #include <fmt/format.h>
 

@@ -1,7 +1,7 @@
 #include "host/cli/file_plan.h"
 
-#include "host/failure.h"
-#include "host/safe_write.h"
+#include "host/system/safe_write.h"
+#include "host/text/failure.h"
 
 #include <fmt/format.h>
 

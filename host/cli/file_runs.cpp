@@ -5,8 +5,8 @@
 #include "host/cli/progress.h"
 #include "host/cli/run_report.h"
 #include "host/cli/workers.h"
-#include "host/pending_cleanup.h"
-#include "host/safe_write.h"
+#include "host/system/pending_cleanup.h"
+#include "host/system/safe_write.h"
 
 #include <fmt/format.h>
 

@@ -3,7 +3,7 @@
 
 #include "host/cli/file_plan.h"
 #include "host/cli/session.h"
-#include "host/recipe.h"
+#include "host/recipes/recipe.h"
 
 #include <CLI/CLI.hpp>
 

@@ -1,16 +1,16 @@
 #include "host/cli/file_work.h"
 
-#include "host/cached_tree.h"
 #include "host/cli/files.h"
 #include "host/cli/filter_report.h"
-#include "host/observed_tree.h"
-#include "host/path_patterns.h"
-#include "host/pending_cleanup.h"
-#include "host/plural.h"
-#include "host/recipe_places.h"
-#include "host/safe_write.h"
-#include "host/step_filters.h"
-#include "host/unit_run.h"
+#include "host/filters/step_filters.h"
+#include "host/interface/path_patterns.h"
+#include "host/interface/unit_run.h"
+#include "host/recipes/recipe_places.h"
+#include "host/system/pending_cleanup.h"
+#include "host/system/safe_write.h"
+#include "host/text/plural.h"
+#include "host/tree/cached_tree.h"
+#include "host/tree/observed_tree.h"
 
 #include <fmt/format.h>
 

@@ -1,11 +1,11 @@
 // What a run does to one file: all steps on one working copy, published by one rename.
 #pragma once
 
-#include "host/cached_tree.h"
 #include "host/cli/file_plan.h"
-#include "host/failure.h"
-#include "host/recipe.h"
-#include "host/run_history.h"
+#include "host/recipes/recipe.h"
+#include "host/recipes/run_history.h"
+#include "host/text/failure.h"
+#include "host/tree/cached_tree.h"
 
 #include <nlohmann/json.hpp>
 

@@ -1,6 +1,6 @@
 #include "host/cli/files.h"
 
-#include "host/safe_write.h"
+#include "host/system/safe_write.h"
 
 #include <fmt/format.h>
 

@@ -2,9 +2,9 @@
 // HDF5 files that the commands share.
 #pragma once
 
-#include "host/failure.h"
-#include "host/hdf5_tree.h"
-#include "host/quote_word.h"
+#include "host/hdf5/hdf5_tree.h"
+#include "host/text/failure.h"
+#include "host/text/quote_word.h"
 
 #include <filesystem>
 #include <functional>

@@ -1,7 +1,7 @@
 #include "host/cli/filter_report.h"
 
 #include "host/cli/console.h"
-#include "host/shortest_double.h"
+#include "host/text/shortest_double.h"
 
 #include <fmt/format.h>
 

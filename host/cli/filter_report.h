@@ -1,7 +1,7 @@
 // What a filter does, for the commands to print.
 #pragma once
 
-#include "host/filter_facts.h"
+#include "host/filters/filter_facts.h"
 
 #include <nlohmann/json.hpp>
 

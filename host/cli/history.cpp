@@ -3,7 +3,7 @@
 #include "host/cli/files.h"
 #include "host/cli/help_layout.h"
 #include "host/cli/run_report.h"
-#include "host/run_history.h"
+#include "host/recipes/run_history.h"
 
 #include <fmt/format.h>
 

@@ -3,10 +3,10 @@
 #include "host/cli/commands.h"
 #include "host/cli/files.h"
 #include "host/cli/help_layout.h"
-#include "host/csv_import.h"
-#include "host/memory_tree.h"
-#include "host/plural.h"
-#include "host/safe_write.h"
+#include "host/system/safe_write.h"
+#include "host/tables/csv_import.h"
+#include "host/text/plural.h"
+#include "host/tree/memory_tree.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>

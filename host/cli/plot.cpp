@@ -2,11 +2,11 @@
 #include "host/cli/commands.h"
 #include "host/cli/files.h"
 #include "host/cli/help_layout.h"
-#include "host/path_patterns.h"
-#include "host/plot_figure.h"
-#include "host/plot_page.h"
-#include "host/plural.h"
-#include "host/safe_write.h"
+#include "host/interface/path_patterns.h"
+#include "host/pictures/plot_figure.h"
+#include "host/pictures/plot_page.h"
+#include "host/system/safe_write.h"
+#include "host/text/plural.h"
 
 #include <fmt/format.h>
 

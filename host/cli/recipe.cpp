@@ -1,18 +1,18 @@
 // talvora-host recipe run R.yaml FILE ... OUTPUT [--set name=value]
 //                     check R.yaml [FILE ...] [--set name=value]
 //                     extract FILE.h5 [--all]
-#include "host/recipe.h"
+#include "host/recipes/recipe.h"
 
 #include "host/cli/commands.h"
 #include "host/cli/file_runs.h"
 #include "host/cli/files.h"
 #include "host/cli/help_layout.h"
-#include "host/plural.h"
-#include "host/recipe_places.h"
-#include "host/recipe_reader.h"
-#include "host/recipe_writer.h"
-#include "host/run_history.h"
-#include "host/safe_write.h"
+#include "host/recipes/recipe_places.h"
+#include "host/recipes/recipe_reader.h"
+#include "host/recipes/recipe_writer.h"
+#include "host/recipes/run_history.h"
+#include "host/system/safe_write.h"
+#include "host/text/plural.h"
 
 #include <fmt/format.h>
 

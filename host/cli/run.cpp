@@ -2,8 +2,8 @@
 #include "host/cli/commands.h"
 #include "host/cli/file_runs.h"
 #include "host/cli/help_layout.h"
-#include "host/parameters.h"
-#include "host/unit_run.h"
+#include "host/interface/parameters.h"
+#include "host/interface/unit_run.h"
 
 #include <fmt/format.h>
 

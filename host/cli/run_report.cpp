@@ -1,6 +1,6 @@
 #include "host/cli/run_report.h"
 
-#include "host/plural.h"
+#include "host/text/plural.h"
 
 #include <fmt/format.h>
 

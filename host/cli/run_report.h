@@ -4,7 +4,7 @@
 
 #include "host/cli/console.h"
 #include "host/cli/file_plan.h"
-#include "host/failure.h"
+#include "host/text/failure.h"
 
 #include <nlohmann/json.hpp>
 

@@ -1,6 +1,6 @@
 #include "host/cli/session.h"
 
-#include "host/nearest_text.h"
+#include "host/text/nearest_text.h"
 
 #include <fmt/format.h>
 

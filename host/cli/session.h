@@ -1,10 +1,10 @@
 // What every command of one call of the program shares.
 #pragma once
 
-#include "host/cached_tree.h"
 #include "host/cli/console.h"
-#include "host/failure.h"
-#include "host/plugin_library.h"
+#include "host/interface/plugin_library.h"
+#include "host/text/failure.h"
+#include "host/tree/cached_tree.h"
 
 #include <cstdint>
 #include <filesystem>

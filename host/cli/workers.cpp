@@ -1,7 +1,7 @@
 #include "host/cli/workers.h"
 
-#include "host/failure.h"
-#include "host/pending_cleanup.h"
+#include "host/system/pending_cleanup.h"
+#include "host/text/failure.h"
 
 #include <fmt/format.h>
 

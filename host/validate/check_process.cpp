@@ -1,5 +1,5 @@
 // The child's side of the validator.
-#include "host/record_makers.h"
+#include "host/interface/record_makers.h"
 #include "host/validate/child_process.h"
 #include "host/validate/guard_pages.h"
 #include "host/validate/guarded_heap.h"

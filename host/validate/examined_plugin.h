@@ -1,8 +1,8 @@
 // A plug-in library as the checks work on it: loaded, watched, its tables as they are.
 #pragma once
 
-#include "host/plugin_library.h"
-#include "host/shared_library.h"
+#include "host/interface/plugin_library.h"
+#include "host/system/shared_library.h"
 #include "host/validate/check.h"
 
 #include <optional>

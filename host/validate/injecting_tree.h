@@ -2,7 +2,7 @@
 // good for one call alone.
 #pragma once
 
-#include "host/data_tree.h"
+#include "host/tree/data_tree.h"
 
 #include <array>
 #include <cstdint>

@@ -1,6 +1,6 @@
 #include "host/validate/run_plans.h"
 
-#include "host/memory_tree.h"
+#include "host/tree/memory_tree.h"
 
 #include <fmt/format.h>
 

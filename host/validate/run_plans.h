@@ -1,8 +1,8 @@
 // What a unit is tried with: values for its parameters, a tree, and a request that fails.
 #pragma once
 
-#include "host/parameters.h"
-#include "host/plugin_library.h"
+#include "host/interface/parameters.h"
+#include "host/interface/plugin_library.h"
 #include "host/validate/injecting_tree.h"
 #include "host/validate/sample_trees.h"
 #include "host/validate/watched_call.h"

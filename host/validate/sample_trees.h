@@ -1,7 +1,7 @@
 // The trees that units are tried on, small and the same every time.
 #pragma once
 
-#include "host/data_tree.h"
+#include "host/tree/data_tree.h"
 
 #include <cstdint>
 #include <map>

@@ -2,7 +2,7 @@
 // talvora-host is not built for. Exit codes are those of talvora-host: 0 when the plug-in
 // keeps to the interface, 4 when it does not, 2 for a wrong command line, 5 when the report
 // or temporary files cannot be written.
-#include "host/failure.h"
+#include "host/text/failure.h"
 #include "host/validate/child_process.h"
 #include "host/validate/validator.h"
 

@@ -1,9 +1,9 @@
 #include "host/validate/validator.h"
 
-#include "host/failure.h"
-#include "host/path_glob.h"
-#include "host/plural.h"
-#include "host/temporary_names.h"
+#include "host/system/temporary_names.h"
+#include "host/text/failure.h"
+#include "host/text/path_glob.h"
+#include "host/text/plural.h"
 #include "host/validate/child_process.h"
 #include "host/validate/protocol.h"
 

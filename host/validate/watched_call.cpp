@@ -1,7 +1,7 @@
 #include "host/validate/watched_call.h"
 
-#include "host/host_tables.h"
-#include "host/memory_tree.h"
+#include "host/interface/host_tables.h"
+#include "host/tree/memory_tree.h"
 #include "host/validate/untidy_flags.h"
 #include "host/validate/watched_imports.h"
 

@@ -2,8 +2,8 @@
 // became of the memory, and whether anything of an earlier call was used.
 #pragma once
 
-#include "host/host_call.h"
-#include "host/plugin_library.h"
+#include "host/interface/host_call.h"
+#include "host/interface/plugin_library.h"
 #include "host/validate/guarded_heap.h"
 #include "host/validate/injecting_tree.h"
 

@@ -1,6 +1,6 @@
 #include "host/validate/watched_imports.h"
 
-#include "host/host_call.h"
+#include "host/interface/host_call.h"
 #include "host/validate/guarded_heap.h"
 #include "host/validate/import_redirection.h"
 

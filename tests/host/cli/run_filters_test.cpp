@@ -1,5 +1,5 @@
 // What run tells of the filters that it applies.
-#include "host/hdf5_tree.h"
+#include "host/hdf5/hdf5_tree.h"
 #include "tests/host/cli/cli_test.h"
 
 #include <nlohmann/json.hpp>

@@ -1,4 +1,4 @@
-#include "host/hdf5_tree.h"
+#include "host/hdf5/hdf5_tree.h"
 #include "tests/host/cli/cli_test.h"
 
 #include <nlohmann/json.hpp>

@@ -1,5 +1,5 @@
 // The commands that show something: units, describe, tree, version; and the program.
-#include "host/hdf5_tree.h"
+#include "host/hdf5/hdf5_tree.h"
 #include "tests/host/cli/cli_test.h"
 
 #include <nlohmann/json.hpp>

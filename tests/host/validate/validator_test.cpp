@@ -1,4 +1,4 @@
-#include "host/failure.h"
+#include "host/text/failure.h"
 #include "tests/host/temporary_folder.h"
 #include "tests/host/validate/validating.h"
 

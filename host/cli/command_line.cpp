@@ -1,0 +1,140 @@
+#include "host/cli/command_line.h"
+
+#include "host/cli/commands.h"
+#include "host/cli/help_layout.h"
+#include "host/cli/session.h"
+#include "host/hdf5/hdf5_error_stack.h"
+#include "host/system/pending_cleanup.h"
+#include "host/text/failure.h"
+#include "host/text/nearest_text.h"
+#include "host/tree/data_tree.h"
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <iterator>
+#include <new>
+#include <string>
+#include <vector>
+
+namespace talvora::host {
+namespace {
+
+constexpr AddCommand* COMMANDS[] = {add_units_command,   add_describe_command, add_import_command,
+                                    add_tree_command,    add_run_command,      add_recipe_command,
+                                    add_history_command, add_export_command,   add_plot_command,
+                                    add_design_command,  add_validate_command, add_version_command,
+                                    add_manual_command,  add_complete_command};
+
+void add_shared_options(CLI::App& program, Session& session) {
+    program
+        .add_option("--plugin", session.plugin_option,
+                    "The plug-in library (else TALVORA_PLUGIN_PATH, else the one beside the "
+                    "program)")
+        ->option_text("FILE");
+    program
+        .add_option("--memory", session.memory_mib,
+                    "MiB of data sets that may be kept in memory while a unit goes through them "
+                    "line by line")
+        ->check(CLI::Range(0, 1 << 20))
+        ->option_text("MIB")
+        ->capture_default_str();
+    program.add_flag_callback(
+        "--quiet", [&] { session.console.set_quiet(true); }, "Warnings and errors alone");
+    program.set_version_flag("--version", "talvora-host " TALVORA_VERSION,
+                             "The version of the program (`version`: of the plug-in too)");
+    program.add_flag_callback(
+        "-v,--verbose",
+        [&] {
+            session.console.set_verbose(true);
+            hdf5::print_error_stacks();
+        },
+        "Say more on what is done, and what the HDF5 library knows of a failure");
+}
+
+void add_commands(CLI::App& program, Session& session) {
+    // Options of the program may stand behind the command too.
+    program.fallthrough();
+    program.require_subcommand(1);
+    for (AddCommand* add_command : COMMANDS) {
+        add_command(program, session);
+    }
+}
+
+std::vector<std::string> list_commands(const CLI::App& program) {
+    std::vector<std::string> names;
+    std::ranges::transform(visible_commands(program), std::back_inserter(names),
+                           [](const CLI::App* command) { return command->get_name(); });
+    return names;
+}
+
+Failure explain_usage(const CLI::App& program, const CLI::ParseError& error,
+                      std::string_view first_word) {
+    const std::vector<std::string> commands = list_commands(program);
+    if (program.get_subcommands().empty() && !first_word.empty() && !first_word.starts_with('-')) {
+        const auto nearest = find_nearest(first_word, commands);
+        return {ExitCode::Usage,
+                fmt::format("no command '{}'", first_word),
+                {nearest ? fmt::format("did you mean '{}'?  talvora-host --help", *nearest)
+                         : "list them: talvora-host --help"}};
+    }
+    const bool has_command = !program.get_subcommands().empty();
+    return {ExitCode::Usage,
+            error.what(),
+            {fmt::format("talvora-host {}--help",
+                         has_command ? program.get_subcommands().front()->get_name() + " " : "")}};
+}
+
+ExitCode report(const Console& console, const Failure& failure) {
+    console.failure(failure);
+    return failure.code();
+}
+
+// What a command throws, as messages and an exit code.
+template <typename Work>
+ExitCode guard(const Console& console, const Work& work) {
+    try {
+        return work();
+    } catch (const Failure& failure) {
+        return report(console, failure);
+    } catch (const PluginError& error) {
+        return report(console, {ExitCode::Plugin, error.what()});
+    } catch (const TreeError& error) {
+        return report(console, {ExitCode::Input, error.what()});
+    } catch (const std::filesystem::filesystem_error& error) {
+        return report(console, {ExitCode::Input, error.what()});
+    } catch (const std::bad_alloc&) {
+        return report(console, {ExitCode::Output, "not enough memory"});
+    }
+}
+
+ExitCode run_command(int argument_count, char** arguments, Session& session) {
+    CLI::App program("Runs the units of a signal-processing plug-in on HDF5 files.",
+                     "talvora-host");
+    set_help_layout(program);
+    add_program_sections(program);
+    add_shared_options(program, session);
+    add_commands(program, session);
+    try {
+        program.parse(argument_count, arguments);
+    } catch (const CLI::Success& help) {
+        program.exit(help);
+        return ExitCode::Done;
+    } catch (const CLI::ParseError& error) {
+        throw explain_usage(program, error, argument_count > 1 ? arguments[1] : "");
+    }
+    session.console.finish();
+    return session.exit_code;
+}
+
+} // namespace
+
+ExitCode run_command_line(int argument_count, char** arguments) {
+    Session session;
+    clean_up_on_signals();
+    return guard(session.console, [&] { return run_command(argument_count, arguments, session); });
+}
+
+} // namespace talvora::host

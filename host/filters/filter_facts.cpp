@@ -1,0 +1,293 @@
+#include "host/filters/filter_facts.h"
+
+#include "host/text/failure.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <numbers>
+
+namespace talvora::host {
+namespace {
+
+using std::numbers::pi;
+
+constexpr double HALF_POWER_GAIN = std::numbers::sqrt2 / 2.0;
+
+struct Sample {
+    double frequency = 0.0; // Hz
+    double gain = 0.0;
+    bool passes() const { return gain >= HALF_POWER_GAIN; }
+};
+
+// ---------------------------------------------------------------------------
+// The 3 dB points: sample the response, look between the samples for a peak or a notch
+// that they miss, and halve each interval in which the gain crosses.
+
+class Response {
+  public:
+    explicit Response(const FilterDesign& design) : design_(design) {}
+
+    std::vector<double> find_crossings() const {
+        const std::vector<Sample> samples = add_hidden_extrema(sample_band());
+        std::vector<double> crossings;
+        for (std::size_t i = 1; i < samples.size(); ++i) {
+            if (samples[i - 1].passes() != samples[i].passes()) {
+                crossings.push_back(bisect(samples[i - 1], samples[i]));
+            }
+        }
+        return crossings;
+    }
+
+  private:
+    // In steps of 1 % in the analogue frequency, in which every edge looks alike.
+    static constexpr double LOWEST_TANGENT = 3e-6; // a millionth of the rate
+    static constexpr int STEPS_PER_DECADE = 230;
+
+    Sample sample(double frequency) const { return {frequency, two_pass_gain(design_, frequency)}; }
+
+    std::vector<Sample> sample_band() const {
+        const double decade_count = -2.0 * std::log10(LOWEST_TANGENT);
+        std::vector<Sample> samples;
+        for (int i = 0; i <= decade_count * STEPS_PER_DECADE; ++i) {
+            const double tangent =
+                LOWEST_TANGENT * std::pow(10.0, static_cast<double>(i) / STEPS_PER_DECADE);
+            samples.push_back(sample(design_.sample_rate / pi * std::atan(tangent)));
+        }
+        return samples;
+    }
+
+    // A narrow band may lie between two samples; the skirts tell where.
+    std::vector<Sample> add_hidden_extrema(const std::vector<Sample>& samples) const {
+        std::vector<Sample> all = {samples.front()};
+        for (std::size_t i = 1; i + 1 < samples.size(); ++i) {
+            const Sample& here = samples[i];
+            all.push_back(here);
+            if (is_extremum(samples[i - 1], here, samples[i + 1])) {
+                const Sample found = refine(samples[i - 1].frequency, samples[i + 1].frequency,
+                                            here.passes() ? -1.0 : 1.0);
+                if (found.passes() != here.passes()) {
+                    all.push_back(found);
+                }
+            }
+        }
+        all.push_back(samples.back());
+        std::ranges::sort(all, {}, &Sample::frequency);
+        return all;
+    }
+
+    // One that could reach the other side of the level: a peak below, a notch above it.
+    static bool is_extremum(const Sample& before, const Sample& here, const Sample& after) {
+        return here.passes() ? here.gain < before.gain && here.gain < after.gain
+                             : here.gain > before.gain && here.gain > after.gain;
+    }
+
+    // The largest gain times sign between two frequencies, by golden sections.
+    Sample refine(double from, double to, double sign) const {
+        constexpr double SECTION = 1.0 / std::numbers::phi;
+        constexpr int STEPS = 60;
+        Sample left = sample(to - SECTION * (to - from));
+        Sample right = sample(from + SECTION * (to - from));
+        for (int i = 0; i < STEPS; ++i) {
+            if (sign * left.gain > sign * right.gain) {
+                to = right.frequency;
+                right = left;
+                left = sample(to - SECTION * (to - from));
+            } else {
+                from = left.frequency;
+                left = right;
+                right = sample(from + SECTION * (to - from));
+            }
+        }
+        return left;
+    }
+
+    double bisect(Sample low, Sample high) const {
+        constexpr int STEPS = 60; // beyond the digits of a double
+        for (int i = 0; i < STEPS; ++i) {
+            const Sample middle = sample((low.frequency + high.frequency) / 2.0);
+            (middle.passes() == low.passes() ? low : high) = middle;
+        }
+        return (low.frequency + high.frequency) / 2.0;
+    }
+
+    const FilterDesign& design_;
+};
+
+FilterState judge(const FilterDesign& design) {
+    if (design.pass_order == 0) {
+        return FilterState::Neutral;
+    }
+    if (!has_finite_coefficients(design)) {
+        return FilterState::NotFinite;
+    }
+    return is_stable(design) ? FilterState::Useful : FilterState::Unstable;
+}
+
+// ---------------------------------------------------------------------------
+// Warnings
+
+constexpr double DEVIATION = 0.05;
+
+std::string write_numbers(const ButterworthParameters& parameters) {
+    const bool has_band = count_edges(parameters.bandform) == 2;
+    return fmt::format("CutoffFrequency={} Order={}{}", parameters.cutoff, parameters.order,
+                       has_band ? fmt::format(" BandWidth={}", parameters.bandwidth) : "");
+}
+
+std::string write_choice_command(const FilterDesign& design) {
+    std::string edges;
+    for (const double edge : design.suggested_edges) {
+        edges += fmt::format(" --edge {}", edge);
+    }
+    return fmt::format("talvora-host design {}{} --rate {} --order {}",
+                       bandform_name(design.parameters.bandform), edges, name_rate(design),
+                       design.parameters.order);
+}
+
+// Empty when all edges are in range. The negations take NaN for out of range.
+std::string find_range_problem(const FilterDesign& design) {
+    const double half_rate = design.sample_rate / 2.0;
+    if (!(design.suggested_edges.front() > 0.0)) {
+        return fmt::format("the lower edge, {:.6g} Hz, is not above 0",
+                           design.suggested_edges.front());
+    }
+    const double edge = design.suggested_edges.back();
+    if (!(edge < half_rate)) {
+        return fmt::format("the edge at {:.6g} Hz is not below half the rate, {:.6g} Hz", edge,
+                           half_rate);
+    }
+    const double corrected = design.corrected_edges.back();
+    if (!(corrected < half_rate)) {
+        return fmt::format("the edge at {:.6g} Hz, moved to {:.6g} Hz for two passes, is not below "
+                           "half the rate, {:.6g} Hz",
+                           edge, corrected, half_rate);
+    }
+    return "";
+}
+
+bool is_as_suggested(const FilterFacts& facts) {
+    return std::ranges::equal(facts.three_db_points, facts.design.suggested_edges,
+                              [](double found, double suggested) {
+                                  return std::abs(found - suggested) <= DEVIATION * suggested;
+                              });
+}
+
+// ---------------------------------------------------------------------------
+// Wanted edges
+
+// What the closed form gives may be off by the digits of the coefficients.
+constexpr double CHOICE_TOLERANCE = 1e-3;
+
+void refuse(bool wrong, const std::string& text) {
+    if (wrong) {
+        throw Failure(ExitCode::Usage, text);
+    }
+}
+
+void check_edges(Bandform bandform, const std::vector<double>& edges, double rate) {
+    const std::size_t count = count_edges(bandform);
+    refuse(edges.size() != count, fmt::format("{} has {}, {} given", bandform_name(bandform),
+                                              count == 1 ? "one edge" : "two edges", edges.size()));
+    for (const double edge : edges) {
+        refuse(!(edge > 0.0 && edge < rate / 2.0),
+               fmt::format("an edge of {:.6g} Hz cannot be had at {:.6g} Hz: it must lie above 0 "
+                           "and below half the rate, {:.6g} Hz",
+                           edge, rate, rate / 2.0));
+    }
+    refuse(count == 2 && !(edges[0] < edges[1]),
+           fmt::format("the edges {:.6g} and {:.6g} Hz are not ascending", edges.front(),
+                       edges.back()));
+}
+
+bool are_nearly(const std::vector<double>& found, const std::vector<double>& wanted) {
+    return std::ranges::equal(found, wanted, [](double one, double other) {
+        return std::abs(one - other) <= CHOICE_TOLERANCE * other;
+    });
+}
+
+} // namespace
+
+FilterFacts find_facts(const ButterworthParameters& parameters, float sample_rate) {
+    FilterFacts facts;
+    facts.design = design_filter(parameters, sample_rate);
+    facts.state = judge(facts.design);
+    if (facts.state == FilterState::Useful) {
+        facts.three_db_points = Response(facts.design).find_crossings();
+    }
+    return facts;
+}
+
+std::vector<FilterWarning> find_warnings(const FilterFacts& facts) {
+    const std::string at = fmt::format("at {} Hz ", name_rate(facts.design));
+    if (const std::string problem = find_range_problem(facts.design); !problem.empty()) {
+        return {{fmt::format("{}{}; the unit takes it as it comes", at, problem)}};
+    }
+    if (facts.state != FilterState::Useful) {
+        return {{fmt::format("{}the filter is {}", at, tell_state(facts.state))}};
+    }
+    if (!is_as_suggested(facts)) {
+        return {{fmt::format(
+                     "{}both passes together are 3 dB down at {}; the parameters suggest {}", at,
+                     name_edges(facts.three_db_points), name_edges(facts.design.suggested_edges)),
+                 write_choice_command(facts.design)}};
+    }
+    return {};
+}
+
+std::string name_edges(const std::vector<double>& edges) {
+    std::string text;
+    for (const double edge : edges) {
+        text += fmt::format("{}{:.6g}", text.empty() ? "" : " and ", edge);
+    }
+    return text.empty() ? "no frequency" : text + " Hz";
+}
+
+std::string write_parameters(const ButterworthParameters& parameters) {
+    return fmt::format("Bandform={} {}", bandform_name(parameters.bandform),
+                       write_numbers(parameters));
+}
+
+std::string write_design_command(const FilterDesign& design) {
+    const ButterworthParameters& parameters = design.parameters;
+    return fmt::format("talvora-host design {} {} --rate {}", bandform_name(parameters.bandform),
+                       write_numbers(parameters), name_rate(design));
+}
+
+std::string name_rate(const FilterDesign& design) {
+    return fmt::format("{}", static_cast<float>(design.sample_rate));
+}
+
+std::string_view tell_state(FilterState state) {
+    switch (state) {
+    case FilterState::Useful:
+        return "";
+    case FilterState::Neutral:
+        return "of order 0 in each pass: it changes no value";
+    case FilterState::Unstable:
+        return "unstable: what it gives grows without bound";
+    case FilterState::NotFinite:
+        break;
+    }
+    return "not finite: it makes every run missing";
+}
+
+FilterFacts choose_filter(Bandform bandform, std::int64_t order, const std::vector<double>& edges,
+                          float sample_rate) {
+    refuse(order < 2 || order > std::numeric_limits<std::int32_t>::max(),
+           fmt::format("an order of {} has no edges: it must be 2 or more", order));
+    check_edges(bandform, edges, static_cast<double>(sample_rate));
+    FilterFacts facts = find_facts(
+        choose_parameters(bandform, static_cast<std::int32_t>(order), edges, sample_rate),
+        sample_rate);
+    refuse(!are_nearly(facts.three_db_points, edges),
+           fmt::format("order {} asks for more digits than the coefficients have: {}", order,
+                       facts.state == FilterState::Useful
+                           ? "3 dB down at " + name_edges(facts.three_db_points)
+                           : "the filter would be " + std::string(tell_state(facts.state))));
+    return facts;
+}
+
+} // namespace talvora::host

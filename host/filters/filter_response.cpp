@@ -1,0 +1,88 @@
+#include "host/filters/filter_response.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+
+namespace talvora::host {
+namespace {
+
+// An edge that is found at a round frequency differs from it in its last digits.
+constexpr double SAME_FREQUENCY = 1e-6;
+
+constexpr double PICTURE_FLOOR = -80.0; // dB
+constexpr double PICTURE_CEILING = 5.0;
+constexpr int PICTURE_STEPS = 2000;
+
+ResponseRow compute_row(const FilterDesign& design, double frequency) {
+    const double gain = two_pass_gain(design, frequency);
+    return {frequency, gain, 20.0 * std::log10(gain)};
+}
+
+std::vector<double> choose_frequencies(const FilterFacts& facts) {
+    std::vector<double> frequencies = facts.three_db_points;
+    const double half_rate = facts.design.sample_rate / 2.0;
+    frequencies.push_back(half_rate);
+    const double lowest = *std::ranges::min_element(frequencies);
+    const double first_exponent = std::floor(std::log10(lowest)) - 1.0;
+    // NOLINTNEXTLINE(clang-analyzer-security.FloatLoopCounter): few whole numbers, all exact
+    for (double exponent = first_exponent; exponent < std::log10(half_rate); ++exponent) {
+        for (const double multiple : {1.0, 2.0, 5.0}) {
+            frequencies.push_back(multiple * std::pow(10.0, exponent));
+        }
+    }
+    std::erase_if(frequencies, [&](double f) { return f > half_rate; });
+    std::ranges::sort(frequencies);
+    return frequencies;
+}
+
+FigureLine trace_gain(const FilterDesign& design, const AxisRange& range) {
+    FigureLine line = {{}, "both passes"};
+    for (int i = 0; i <= PICTURE_STEPS; ++i) {
+        const double part = static_cast<double>(i) / PICTURE_STEPS;
+        const double frequency = range.from * std::pow(range.to / range.from, part);
+        line.points.push_back({frequency, compute_row(design, frequency).decibels});
+    }
+    return line;
+}
+
+FigureLine make_guide(const FigurePoint& from, const FigurePoint& to) {
+    return {.points = {from, to}, .is_guide = true};
+}
+
+} // namespace
+
+std::vector<ResponseRow> tabulate_response(const FilterFacts& facts) {
+    std::vector<ResponseRow> rows;
+    if (facts.state == FilterState::Useful) {
+        for (const double frequency : choose_frequencies(facts)) {
+            if (rows.empty() || frequency > rows.back().frequency * (1.0 + SAME_FREQUENCY)) {
+                rows.push_back(compute_row(facts.design, frequency));
+            }
+        }
+    }
+    return rows;
+}
+
+Figure draw_response(const FilterFacts& facts) {
+    const FilterDesign& design = facts.design;
+    const std::vector<double> frequencies = choose_frequencies(facts);
+    const AxisRange range = {frequencies.front(), frequencies.back(), true};
+    const double level = -10.0 * std::log10(2.0);
+    FigurePanel panel;
+    panel.title = fmt::format("3 dB down at {}", name_edges(facts.three_db_points));
+    panel.x = {"frequency (Hz)", range};
+    panel.y = {"gain (dB)", {PICTURE_FLOOR, PICTURE_CEILING}};
+    panel.lines.push_back(make_guide({range.from, level}, {range.to, level}));
+    for (const double point : facts.three_db_points) {
+        panel.lines.push_back(make_guide({point, PICTURE_FLOOR}, {point, PICTURE_CEILING}));
+    }
+    panel.lines.push_back(trace_gain(design, range));
+    return {fmt::format("{}, order {}, at {} Hz", bandform_name(design.parameters.bandform),
+                        design.parameters.order, name_rate(design)),
+            {panel}};
+}
+
+} // namespace talvora::host

@@ -1,0 +1,325 @@
+#include "host/hdf5/hdf5_tree.h"
+
+#include "host/hdf5/hdf5_attributes.h"
+#include "host/tree/slabs.h"
+#include "host/tree/tree_rules.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace talvora::host {
+
+namespace {
+
+constexpr ObjectId ROOT{1};
+
+// A quarter of a mebibyte per chunk: large enough to be read at once at full speed,
+// small enough that a line through a few hundred of them stays in the cache.
+constexpr std::uint64_t CHUNK_SAMPLES = std::uint64_t{64} * 1024;
+
+// Takes the place of a set that is made anew until it is complete.
+constexpr char UNFINISHED_NAME[] = ".talvora-unfinished";
+
+// As much of the fast dimensions as fits a chunk. A dimension without samples will grow:
+// it gets as much room as is left.
+Extents choose_chunk(const Extents& extents) {
+    Extents chunk(extents.size(), 1);
+    std::uint64_t room = CHUNK_SAMPLES;
+    for (std::size_t d = extents.size(); d-- > 0;) {
+        chunk[d] = extents[d] == 0 ? room : std::min(extents[d], room);
+        room /= chunk[d];
+    }
+    return chunk;
+}
+
+hdf5::Id open_file(const std::filesystem::path& file, Hdf5Access access) {
+    return access == Hdf5Access::Create ? hdf5::create_file(file)
+                                        : hdf5::open_file(file, access == Hdf5Access::ReadWrite);
+}
+
+hdf5::SetUse use_of(const Hyperslab& slab, const Extents& extents) {
+    return std::ranges::equal(slab.counts, extents) ? hdf5::SetUse::Whole : hdf5::SetUse::Parts;
+}
+
+std::string absolute(const std::string& path) {
+    return "/" + path;
+}
+
+bool is_float_set(hid_t type, const Extents& extents) {
+    return !extents.empty() && H5Tget_class(type) == H5T_FLOAT &&
+           (H5Tequal(type, H5T_IEEE_F32LE) > 0 || H5Tequal(type, H5T_IEEE_F32BE) > 0);
+}
+
+// Samples that are copied at once.
+constexpr std::uint64_t BUFFER_SAMPLES = std::uint64_t{4} * 1024 * 1024;
+
+void copy_samples(hid_t from, hid_t to, const Extents& counts, const std::string& path) {
+    const hdf5::Id from_space = hdf5::set_space(from);
+    const hdf5::Id to_space = hdf5::set_space(to);
+    std::vector<float> samples;
+    visit_slabs(counts, BUFFER_SAMPLES, [&](const Hyperslab& slab, std::uint64_t count) {
+        samples.resize(count);
+        hdf5::read_floats(from, from_space, slab, samples, path);
+        hdf5::write_floats(to, to_space, slab, samples, path);
+    });
+}
+
+} // namespace
+
+Hdf5Tree::Hdf5Tree(const std::filesystem::path& file, Hdf5Access access)
+    : name_(file), file_(open_file(file, access)) {
+    add_object(hdf5::open_object(file_, "/"), "");
+}
+
+void Hdf5Tree::close() {
+    open_set_ = OpenSet{};
+    hdf5::flush_file(file_, name_);
+    hdf5::close_file(std::exchange(file_, hdf5::Id{}), name_);
+}
+
+ObjectId Hdf5Tree::root() const {
+    return ROOT;
+}
+
+std::optional<ObjectId> Hdf5Tree::find(ObjectId group, std::string_view path) {
+    node(group, ObjectKind::Group);
+    std::optional<ObjectId> found = group;
+    for (const std::string& name : split_path(path)) {
+        if (node(*found).kind != ObjectKind::Group)
+            return std::nullopt;
+        found = find_child(*found, name);
+        if (!found)
+            return std::nullopt;
+    }
+    return found;
+}
+
+ObjectKind Hdf5Tree::kind(ObjectId object) const {
+    return node(object).kind;
+}
+
+std::string Hdf5Tree::path(ObjectId object) const {
+    return node(object).path;
+}
+
+std::vector<std::string> Hdf5Tree::list_groups(ObjectId group) {
+    return list_children(group, ObjectKind::Group);
+}
+
+std::vector<std::string> Hdf5Tree::list_datasets(ObjectId group) {
+    return list_children(group, ObjectKind::DataSet);
+}
+
+std::vector<OtherObject> Hdf5Tree::list_others(ObjectId group) {
+    std::vector<OtherObject> others;
+    for (const std::string& name : list_children(group, ObjectKind::Other))
+        others.push_back({name, node(*find_child(group, name)).description});
+    return others;
+}
+
+ObjectId Hdf5Tree::create_group(ObjectId parent, std::string_view path) {
+    node(parent, ObjectKind::Group);
+    NewPlace place = find_new_place(*this, parent, path);
+    place.missing_groups.push_back(place.name);
+    return create_groups(place.group, place.missing_groups);
+}
+
+ObjectId Hdf5Tree::create_dataset(ObjectId parent, std::string_view path, const Extents& extents) {
+    node(parent, ObjectKind::Group);
+    check_extents(extents, 1, path);
+    const NewPlace place = find_new_place(*this, parent, path);
+    const ObjectId group = create_groups(place.group, place.missing_groups);
+    hdf5::Id set = hdf5::create_float_set(open(group), place.name, hdf5::make_space(extents, true),
+                                          hdf5::chunked_properties(choose_chunk(extents)));
+    return add_object(std::move(set), join_path(node(group).path, place.name));
+}
+
+Extents Hdf5Tree::extents(ObjectId set) const {
+    return node(set, ObjectKind::DataSet).extents;
+}
+
+void Hdf5Tree::resize(ObjectId id, const Extents& extents) {
+    const Node& set = node(id, ObjectKind::DataSet);
+    check_resize(set.extents, extents, set.path);
+    if (extents == set.extents)
+        return;
+    const OpenSet& open = open_set(id, hdf5::SetUse::Whole);
+    if (hdf5::can_resize(open.set, extents))
+        hdf5::resize_set(open.set, extents, set.path);
+    else
+        make_anew(id, extents);
+    open_set_ = OpenSet{};
+    nodes_[static_cast<std::uint64_t>(id) - 1].extents = extents;
+}
+
+void Hdf5Tree::read(ObjectId id, const Hyperslab& slab, std::span<float> samples) {
+    const Node& set = node(id, ObjectKind::DataSet);
+    check_hyperslab(set.extents, slab, samples.size(), set.path);
+    if (samples.empty())
+        return;
+    const OpenSet& open = open_set(id, use_of(slab, set.extents));
+    hdf5::read_floats(open.set, open.space, slab, samples, set.path);
+}
+
+void Hdf5Tree::write(ObjectId id, const Hyperslab& slab, std::span<const float> samples) {
+    const Node& set = node(id, ObjectKind::DataSet);
+    check_hyperslab(set.extents, slab, samples.size(), set.path);
+    if (samples.empty())
+        return;
+    const OpenSet& open = open_set(id, use_of(slab, set.extents));
+    hdf5::write_floats(open.set, open.space, slab, samples, set.path);
+}
+
+std::vector<std::string> Hdf5Tree::list_attributes(ObjectId object) {
+    return hdf5::list_attributes(open(object));
+}
+
+std::optional<AttributeValue> Hdf5Tree::read_attribute(ObjectId object, const std::string& name) {
+    return hdf5::read_attribute(open(object), name, node(object).path);
+}
+
+void Hdf5Tree::write_attribute(ObjectId object, const std::string& name,
+                               const AttributeValue& value) {
+    check_attribute(name, value);
+    hdf5::write_attribute(open(object), name, value);
+}
+
+// ---------------------------------------------------------------------------
+// Objects by id
+
+const Hdf5Tree::Node& Hdf5Tree::node(ObjectId id) const {
+    const std::uint64_t index = static_cast<std::uint64_t>(id) - 1;
+    if (index >= nodes_.size())
+        throw TreeError(
+            fmt::format("{} is no object of '{}'", static_cast<std::uint64_t>(id), name_.string()));
+    return nodes_[index];
+}
+
+const Hdf5Tree::Node& Hdf5Tree::node(ObjectId id, ObjectKind kind) const {
+    const Node& found = node(id);
+    if (found.kind != kind)
+        throw TreeError(fmt::format("'{}' is no {}", found.path,
+                                    kind == ObjectKind::Group ? "group" : "data set"));
+    return found;
+}
+
+hdf5::Id Hdf5Tree::open(ObjectId id) const {
+    return hdf5::open_object(file_, absolute(node(id).path));
+}
+
+// One that is open for parts serves for the whole as well.
+Hdf5Tree::OpenSet& Hdf5Tree::open_set(ObjectId id, hdf5::SetUse use) {
+    if (open_set_.id != id || open_set_.use < use) {
+        open_set_ = OpenSet{};
+        hdf5::Id set = hdf5::open_set(file_, absolute(node(id).path), use);
+        hdf5::Id space = hdf5::set_space(set);
+        open_set_ = {id, use, std::move(set), std::move(space)};
+    }
+    return open_set_;
+}
+
+// ---------------------------------------------------------------------------
+// Finding objects
+
+std::optional<ObjectId> Hdf5Tree::find_child(ObjectId group, const std::string& name) {
+    const std::string child_path = join_path(node(group).path, name);
+    const auto known = by_path_.find(child_path);
+    return known != by_path_.end() ? std::optional(known->second)
+                                   : find_unknown_child(group, name, child_path);
+}
+
+std::optional<ObjectId> Hdf5Tree::find_unknown_child(ObjectId group, const std::string& name,
+                                                     const std::string& child_path) {
+    const hdf5::Id parent = open(group);
+    if (!hdf5::link_exists(parent, name))
+        return std::nullopt;
+    try {
+        return add_object(hdf5::open_object(parent, name), child_path);
+    } catch (const TreeError&) {
+        // It is there, but cannot be opened: damaged, or a link that is not followed.
+        Node other{ObjectKind::Other, child_path, {}, hdf5::describe_link(parent, name)};
+        return add_node(std::move(other));
+    }
+}
+
+// The id of an object that was found at a path, by this path or by another.
+ObjectId Hdf5Tree::add_object(hdf5::Id object, const std::string& path) {
+    const hdf5::ObjectInfo info = hdf5::object_info(object);
+    const auto known = by_address_.find(info.address);
+    if (known != by_address_.end()) {
+        by_path_.emplace(path, known->second);
+        return known->second;
+    }
+    Node node{ObjectKind::Other, path, {}, "named type"};
+    if (info.type == H5O_TYPE_GROUP) {
+        node.kind = ObjectKind::Group;
+    } else if (info.type == H5O_TYPE_DATASET) {
+        const hdf5::Id type = hdf5::set_type(object);
+        node.extents = hdf5::space_extents(hdf5::set_space(object));
+        node.kind = is_float_set(type, node.extents) ? ObjectKind::DataSet : ObjectKind::Other;
+        node.description = fmt::format("data set of {} {}", hdf5::describe_type(type),
+                                       describe_extents(node.extents));
+    }
+    const ObjectId id = add_node(std::move(node));
+    by_address_.emplace(info.address, id);
+    return id;
+}
+
+ObjectId Hdf5Tree::add_node(Node node) {
+    const ObjectId id{nodes_.size() + 1};
+    by_path_.emplace(node.path, id);
+    nodes_.push_back(std::move(node));
+    return id;
+}
+
+std::vector<std::string> Hdf5Tree::list_children(ObjectId group, ObjectKind kind) {
+    node(group, ObjectKind::Group);
+    std::vector<std::string> names;
+    for (std::string& name : hdf5::list_links(open(group)))
+        if (const auto child = find_child(group, name); child && node(*child).kind == kind)
+            names.push_back(std::move(name));
+    return names;
+}
+
+// ---------------------------------------------------------------------------
+// Making objects
+
+ObjectId Hdf5Tree::create_groups(ObjectId parent, const std::vector<std::string>& names) {
+    for (const std::string& name : names)
+        parent =
+            add_object(hdf5::create_group(open(parent), name), join_path(node(parent).path, name));
+    return parent;
+}
+
+// The old set stays until the new one is complete.
+void Hdf5Tree::make_anew(ObjectId id, const Extents& extents) {
+    const Node& old_node = node(id);
+    const auto [group_path, name] = split_last(old_node.path);
+    const hdf5::Id group = hdf5::open_object(file_, absolute(group_path));
+    const hdf5::Id& old_set = open_set(id, hdf5::SetUse::Whole).set;
+    const hdf5::ObjectInfo old_info = hdf5::object_info(old_set);
+    if (old_info.link_count > 1)
+        throw TreeError(fmt::format("'{}' has a fixed layout and {} hard links: it cannot be "
+                                    "made anew with other extents",
+                                    old_node.path, old_info.link_count));
+    if (hdf5::link_exists(group, UNFINISHED_NAME))
+        hdf5::delete_link(group, UNFINISHED_NAME);
+    const hdf5::Id new_set = hdf5::create_float_set(
+        group, UNFINISHED_NAME, hdf5::make_space(extents, true),
+        hdf5::chunked_properties(choose_chunk(extents), hdf5::set_properties(old_set)));
+    try {
+        copy_samples(old_set, new_set, smaller_of(extents, old_node.extents), old_node.path);
+        hdf5::copy_attributes(old_set, new_set);
+    } catch (const TreeError&) {
+        hdf5::delete_link(group, UNFINISHED_NAME);
+        throw;
+    }
+    hdf5::delete_link(group, name);
+    hdf5::rename_link(group, UNFINISHED_NAME, name);
+    by_address_.erase(old_info.address);
+    by_address_.emplace(hdf5::object_info(new_set).address, id);
+}
+
+} // namespace talvora::host

@@ -1,0 +1,99 @@
+// A tree in one HDF5 file.
+//
+// Groups are HDF5 groups; data sets are those of 32-bit IEEE floats, of rank 1 or more.
+// Everything else in the file is kept as it is and listed among the other objects, with
+// links into other files and links that lead nowhere. Soft links are followed. An object
+// with several names has one id, and the path by which it was found first.
+//
+// New data sets are stored in chunks and can be resized. Resizing a set of another layout
+// makes it anew, with its attributes; refused when it has further hard links. Objects
+// carry no times: the same requests give the same bytes.
+#pragma once
+
+#include "host/hdf5/hdf5_calls.h"
+#include "host/tree/data_tree.h"
+
+#include <filesystem>
+#include <functional>
+#include <map>
+
+namespace talvora::host {
+
+enum class Hdf5Access {
+    ReadOnly,
+    ReadWrite,
+    Create // the file must not exist
+};
+
+// One set is held open at a time, with a cache of its chunks once a part of it was asked for. The
+// HDF5 library may not be used by two threads at once, and so may not two of these trees.
+class Hdf5Tree final : public DataTree {
+  public:
+    // A TreeError says what is wrong with the file.
+    Hdf5Tree(const std::filesystem::path& file, Hdf5Access access);
+    // Closes the file; call close first to hear of failures.
+    ~Hdf5Tree() override = default;
+
+    // Writes what is left to write and closes the file. Every later request is refused.
+    void close();
+
+    ObjectId root() const override;
+    std::optional<ObjectId> find(ObjectId group, std::string_view path) override;
+    ObjectKind kind(ObjectId object) const override;
+    std::string path(ObjectId object) const override;
+
+    std::vector<std::string> list_groups(ObjectId group) override;
+    std::vector<std::string> list_datasets(ObjectId group) override;
+    std::vector<OtherObject> list_others(ObjectId group) override;
+
+    ObjectId create_group(ObjectId parent, std::string_view path) override;
+    ObjectId create_dataset(ObjectId parent, std::string_view path,
+                            const Extents& extents) override;
+
+    Extents extents(ObjectId set) const override;
+    void resize(ObjectId id, const Extents& extents) override;
+    void read(ObjectId id, const Hyperslab& slab, std::span<float> samples) override;
+    void write(ObjectId id, const Hyperslab& slab, std::span<const float> samples) override;
+
+    std::vector<std::string> list_attributes(ObjectId object) override;
+    std::optional<AttributeValue> read_attribute(ObjectId object, const std::string& name) override;
+    void write_attribute(ObjectId object, const std::string& name,
+                         const AttributeValue& value) override;
+
+  private:
+    struct Node {
+        ObjectKind kind = ObjectKind::Other;
+        std::string path;
+        Extents extents;         // of a data set
+        std::string description; // of another object
+    };
+    struct OpenSet {
+        ObjectId id{};
+        hdf5::SetUse use{};
+        hdf5::Id set;
+        hdf5::Id space;
+    };
+
+    const Node& node(ObjectId id) const;
+    const Node& node(ObjectId id, ObjectKind kind) const;
+    hdf5::Id open(ObjectId id) const;
+    OpenSet& open_set(ObjectId id, hdf5::SetUse use);
+
+    std::optional<ObjectId> find_child(ObjectId group, const std::string& name);
+    std::optional<ObjectId> find_unknown_child(ObjectId group, const std::string& name,
+                                               const std::string& child_path);
+    ObjectId add_object(hdf5::Id object, const std::string& path);
+    ObjectId add_node(Node node);
+    std::vector<std::string> list_children(ObjectId group, ObjectKind kind);
+    ObjectId create_groups(ObjectId parent, const std::vector<std::string>& names);
+    void make_anew(ObjectId id, const Extents& extents);
+
+    std::filesystem::path name_;
+    hdf5::Id file_;
+    std::vector<Node> nodes_; // the object with the id n stands at n - 1
+    std::map<std::string, ObjectId, std::less<>> by_path_;
+    std::map<haddr_t, ObjectId> by_address_;
+    OpenSet open_set_;
+};
+
+} // namespace talvora::host

@@ -1,0 +1,192 @@
+#include "host/interface/path_patterns.h"
+
+#include "host/text/nearest_text.h"
+#include "host/text/path_glob.h"
+#include "host/text/quote_word.h"
+#include "host/tree/named_objects.h"
+#include "host/tree/tree_rules.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <variant>
+
+namespace talvora::host {
+namespace {
+
+// More names than a message can hold are cut short.
+constexpr std::size_t MAX_SHOWN_NAMES = 5;
+
+std::vector<std::string> sort_names(std::vector<std::string> names) {
+    sort_naturally(names);
+    names.erase(std::unique(names.begin(), names.end()), names.end());
+    return names;
+}
+
+// ---------------------------------------------------------------------------
+// Messages
+
+std::string list_names(const std::vector<std::string>& names) {
+    std::string listed;
+    for (std::size_t i = 0; i < std::min(names.size(), MAX_SHOWN_NAMES); ++i) {
+        listed += (i == 0 ? "" : ", ") + names[i];
+    }
+    return names.size() <= MAX_SHOWN_NAMES ? listed
+                                           : fmt::format("{}, ... {} in all", listed, names.size());
+}
+
+// The names in a group, for a text that is near to one of them.
+std::string describe_nearest(DataTree& tree, ObjectId group, const std::string& path,
+                             std::string_view name) {
+    std::vector<std::string> names = tree.list_groups(group);
+    std::ranges::copy(tree.list_datasets(group), std::back_inserter(names));
+    const auto nearest = find_nearest(name, names);
+    if (nearest) {
+        return fmt::format("nearest: {}", join_path(path, *nearest));
+    }
+    return names.empty() ? fmt::format("'{}' is empty", path)
+                         : fmt::format("in '/{}': {}", path, list_names(sort_names(names)));
+}
+
+// Follows the pattern's names as far as they exist.
+std::string describe_nearest(DataTree& tree, std::string_view pattern) {
+    ObjectId group = tree.root();
+    std::string path;
+    for (const std::string& name : split_names(pattern)) {
+        const auto next = tree.find(group, name);
+        if (!next || tree.kind(*next) != ObjectKind::Group) {
+            return describe_nearest(tree, group, path, name);
+        }
+        group = *next;
+        path = join_path(path, name);
+    }
+    return describe_nearest(tree, group, path, "");
+}
+
+// An object that is there, but is nothing to work on.
+Failure explain_other(DataTree& tree, const std::string& path, const std::string& source) {
+    const auto [group, name] = split_last(path);
+    std::string description = "something else";
+    for (const OtherObject& other : tree.list_others(tree.find(tree.root(), group).value())) {
+        if (other.name == name) {
+            description = other.description;
+        }
+    }
+    return {
+        ExitCode::Input,
+        fmt::format("{}: '{}' is a {}, no data set of 32-bit floats", source, path, description),
+        {"convert it to 32-bit floats with the tool that made it"}};
+}
+
+// ---------------------------------------------------------------------------
+// Parameters
+
+class Expansion {
+  public:
+    Expansion(DataTree& tree, ObjectKind kind, const std::string& key, const std::string& source)
+        : tree_(tree), kind_(kind), key_(key), source_(source) {}
+
+    void expand(std::string& name) const {
+        const std::vector<std::string> found = find(name);
+        if (found.size() > 1) {
+            throw Failure(ExitCode::Input,
+                          fmt::format("{}: {}={}: {} objects match, one is taken: {}", source_,
+                                      key_, name, found.size(), list_names(found)),
+                          {"write a pattern that matches one of them alone"});
+        }
+        name = found.front();
+    }
+
+    void expand(std::vector<std::string>& names) const {
+        std::vector<std::string> expanded;
+        for (const std::string& name : names) {
+            for (const std::string& found : find(name)) {
+                if (found == name || std::ranges::find(expanded, found) == expanded.end()) {
+                    expanded.push_back(found);
+                }
+            }
+        }
+        names = std::move(expanded);
+    }
+
+    template <typename Other>
+    void expand(Other&) const {}
+
+  private:
+    std::vector<std::string> find(const std::string& name) const {
+        if (!is_pattern(name) || tree_.find(tree_.root(), name)) {
+            return {name};
+        }
+        auto found = sort_names(paths_of_kind(find_matches(tree_, name), kind_));
+        if (found.empty()) {
+            const Failure failure = explain_no_match(tree_, name, source_);
+            throw Failure(
+                failure.code(),
+                fmt::format("{}: {}={}: no {} matches", source_, key_, name, name_kind(kind_)),
+                failure.hints());
+        }
+        return found;
+    }
+
+    DataTree& tree_;
+    ObjectKind kind_;
+    const std::string& key_;
+    const std::string& source_;
+};
+
+} // namespace
+
+std::vector<std::string> choose_sets(DataTree& tree, std::string_view pattern,
+                                     const std::string& source) {
+    std::vector<std::string> sets;
+    for (const NamedObject& object : find_matches(tree, pattern)) {
+        if (object.kind == ObjectKind::Other) {
+            throw explain_other(tree, object.path, source);
+        }
+        if (object.kind == ObjectKind::DataSet) {
+            sets.push_back(object.path);
+            continue;
+        }
+        const ObjectId group = tree.find(tree.root(), object.path).value();
+        std::ranges::copy(
+            paths_of_kind(list_objects(tree, group, object.path), ObjectKind::DataSet),
+            std::back_inserter(sets));
+    }
+    if (sets.empty()) {
+        throw explain_no_match(tree, pattern, source);
+    }
+    return sort_names(std::move(sets));
+}
+
+ParameterValues expand_patterns(const ParameterValues& values, DataTree& tree,
+                                const std::string& source) {
+    ParameterValues expanded = values;
+    for (const ParameterSignature& signature : values.signatures()) {
+        const auto place = named_place(signature.key);
+        const ParameterValue* given = values.find(signature.key);
+        if (place && !place->is_made && given != nullptr) {
+            ParameterValue value = *given;
+            const Expansion expansion(tree, place->kind, signature.key, source);
+            std::visit([&](auto& alternative) { expansion.expand(alternative); }, value);
+            if (value != *given) {
+                expanded.set(signature.key, std::move(value));
+            }
+        }
+    }
+    return expanded;
+}
+
+std::string hint_tree(const std::string& source) {
+    return "list them: talvora-host tree " + quote_word(source);
+}
+
+Failure explain_no_match(DataTree& tree, std::string_view pattern, const std::string& source) {
+    const std::string what = pattern.empty()
+                                 ? fmt::format("{}: no data set of 32-bit floats", source)
+                                 : fmt::format("{}: nothing matches '{}'", source, pattern);
+    return {ExitCode::Input,
+            what,
+            {fmt::format("{}    {}", describe_nearest(tree, pattern), hint_tree(source))}};
+}
+
+} // namespace talvora::host

@@ -1,0 +1,41 @@
+// What patterns (path_glob.h) choose in the tree of one file: the data sets that a command
+// works on, and the names in the parameters of a unit.
+//
+// A path that names an existing object as it stands is that object, whatever letters it
+// holds. Chosen names come in natural order, each once. A pattern that nothing matches is
+// a Failure of the input that names what is nearest.
+#pragma once
+
+#include "host/interface/parameters.h"
+#include "host/text/failure.h"
+#include "host/tree/data_tree.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace talvora::host {
+
+// The paths of the data sets that a pattern chooses: those it matches, and all that are
+// below a group it matches. The empty pattern chooses every one. `source` names the file
+// in messages.
+std::vector<std::string> choose_sets(DataTree& tree, std::string_view pattern,
+                                     const std::string& source);
+
+// Puts the names that exist in place of the patterns among a unit's parameters.
+//
+// Which parameters are names of sets or groups follows from their keys: those of type
+// string or list(string) that end in Set, Sets, Group or Groups, unless they begin with
+// Destination, for what they name is yet to be made. In a list each pattern becomes all
+// that it matches; a single name must be matched by one object. Names without wildcards
+// stay as they are, existing or not: to miss them is up to the unit.
+ParameterValues expand_patterns(const ParameterValues& values, DataTree& tree,
+                                const std::string& source);
+
+// What lists the objects of a file.
+std::string hint_tree(const std::string& source);
+
+// Why nothing was chosen.
+Failure explain_no_match(DataTree& tree, std::string_view pattern, const std::string& source);
+
+} // namespace talvora::host

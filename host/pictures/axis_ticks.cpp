@@ -1,0 +1,87 @@
+#include "host/pictures/axis_ticks.h"
+
+#include <fmt/format.h>
+
+#include <cmath>
+
+namespace talvora::host {
+namespace {
+
+constexpr int MOST_STEPS = 7;
+// Ranges narrower than this part of their values have no ticks that differ in print.
+constexpr double NARROWEST_PART = 1e-9;
+
+// Ten digits leave the rounding errors of a multiple away.
+std::string write_value(double value) {
+    std::string text = fmt::format("{:.10g}", value);
+    return text.starts_with('-') ? "\u2212" + text.substr(1) : text;
+}
+
+// The smallest of 1, 2 and 5 times a power of ten that needs few steps for the span.
+double choose_step(double span) {
+    const double power = std::pow(10.0, std::floor(std::log10(span / MOST_STEPS)));
+    for (const double multiple : {1.0, 2.0, 5.0}) {
+        if (span / (multiple * power) <= MOST_STEPS) {
+            return multiple * power;
+        }
+    }
+    return 10.0 * power;
+}
+
+// Rounding may put a tick at the very end just beyond it.
+constexpr double TOLERANCE = 1e-9;
+
+std::vector<AxisTick> place_linear(const AxisRange& range) {
+    const double step = choose_step(range.to - range.from);
+    const double first = std::ceil(range.from / step - TOLERANCE);
+    std::vector<AxisTick> ticks;
+    for (int i = 0; i <= MOST_STEPS + 1; ++i) {
+        // The sum makes a negative zero positive.
+        const double value = (first + i) * step + 0.0;
+        if (value <= range.to + TOLERANCE * step) {
+            ticks.push_back({value, write_value(value)});
+        }
+    }
+    return ticks;
+}
+
+bool is_labelled(int multiple, double decade_count) {
+    return multiple == 1 || (decade_count <= 2.0 && (multiple == 2 || multiple == 5));
+}
+
+std::vector<AxisTick> place_logarithmic(const AxisRange& range) {
+    const double decade_count = std::log10(range.to / range.from);
+    std::vector<AxisTick> ticks;
+    // NOLINTNEXTLINE(clang-analyzer-security.FloatLoopCounter): few whole numbers, all exact
+    for (double exponent = std::floor(std::log10(range.from)); exponent <= std::log10(range.to);
+         ++exponent) {
+        for (int multiple = 1; multiple <= 9; ++multiple) {
+            const double value = multiple * std::pow(10.0, exponent);
+            if (value >= range.from * (1.0 - TOLERANCE) && value <= range.to * (1.0 + TOLERANCE)) {
+                ticks.push_back(
+                    {value, is_labelled(multiple, decade_count) ? write_value(value) : ""});
+            }
+        }
+    }
+    return ticks;
+}
+
+} // namespace
+
+std::vector<AxisTick> place_ticks(const AxisRange& range) {
+    return range.logarithmic ? place_logarithmic(range) : place_linear(range);
+}
+
+AxisRange fit_range(double smallest, double largest) {
+    if (!std::isfinite(smallest) || !std::isfinite(largest)) {
+        return {};
+    }
+    if (largest - smallest <= NARROWEST_PART * std::abs(largest)) {
+        const double half = std::max(0.5, NARROWEST_PART * std::abs(largest));
+        return {smallest - half, largest + half};
+    }
+    const double step = choose_step(largest - smallest);
+    return {std::floor(smallest / step) * step, std::ceil(largest / step) * step};
+}
+
+} // namespace talvora::host

@@ -1,0 +1,256 @@
+#include "host/recipes/recipe_reader.h"
+
+#include "host/interface/unit_run.h"
+#include "host/recipes/recipe_value.h"
+#include "host/recipes/recipe_variables.h"
+#include "host/recipes/yaml_document.h"
+#include "host/text/failure.h"
+#include "host/text/nearest_text.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <fstream>
+#include <map>
+#include <system_error>
+#include <utility>
+
+namespace talvora::host {
+namespace {
+
+using Kind = YamlNode::Kind;
+
+// ---------------------------------------------------------------------------
+// Maps with fixed keys
+
+using Keys = std::vector<std::string>;
+
+class Fields {
+  public:
+    // Reports the keys that are none of these.
+    Fields(const YamlNode& map, const Keys& allowed, RecipeProblems& problems) : map_(map) {
+        for (const YamlNode& entry : map.items) {
+            if (std::ranges::find(allowed, entry.key) == allowed.end()) {
+                problems.add(
+                    entry.key_place,
+                    fmt::format("unknown key '{}' (known: {})", entry.key, list_texts(allowed)),
+                    suggest_nearest(entry.key, allowed));
+            }
+        }
+    }
+
+    // Null when the key is not there.
+    const YamlNode* find(std::string_view key) const {
+        const auto found = std::ranges::find(map_.items, key, &YamlNode::key);
+        return found == map_.items.end() ? nullptr : &*found;
+    }
+
+  private:
+    const YamlNode& map_;
+};
+
+// ---------------------------------------------------------------------------
+// Steps
+
+class RecipeReader {
+  public:
+    RecipeReader(const PluginLibrary& library, RecipeProblems& problems)
+        : library_(library), problems_(problems), variables_(problems) {}
+
+    Recipe read(const YamlNode& root, std::span<const std::string> settings) {
+        Recipe recipe;
+        if (!is_of_kind(root, Kind::Map,
+                        "a recipe is a map with the keys description, "
+                        "variables, steps")) {
+            return recipe;
+        }
+        const Fields fields(root, {"description", "variables", "steps"}, problems_);
+        recipe.description = read_text(fields.find("description")).value_or("");
+        read_variables(fields.find("variables"), settings);
+        read_steps(root, fields.find("steps"), recipe);
+        variables_.check_uses();
+        return recipe;
+    }
+
+  private:
+    bool is_of_kind(const YamlNode& node, Kind kind, std::string_view otherwise) {
+        if (node.kind != kind && node.kind != Kind::Broken) {
+            problems_.add(node.place,
+                          fmt::format("{} (this is {})", otherwise, describe_node(node)));
+        }
+        return node.kind == kind;
+    }
+
+    // Nothing when there is none, or a problem.
+    std::optional<std::string> read_text(const YamlNode* node) {
+        if (node == nullptr || node->kind == Kind::Null ||
+            !is_of_kind(*node, Kind::Scalar, fmt::format("'{}' is a text", node->key))) {
+            return std::nullopt;
+        }
+        return node->text;
+    }
+
+    void read_variables(const YamlNode* node, std::span<const std::string> settings) {
+        if (node != nullptr && node->kind != Kind::Null &&
+            is_of_kind(*node, Kind::Map, "'variables' is a map of names to defaults")) {
+            variables_.declare(*node);
+        }
+        variables_.set(settings);
+        variables_.check_values();
+    }
+
+    void read_steps(const YamlNode& root, const YamlNode* node, Recipe& recipe) {
+        if (node == nullptr || node->kind == Kind::Null ||
+            (node->kind == Kind::List && node->items.empty())) {
+            return problems_.add(node == nullptr ? root.place : node->key_place,
+                                 "the recipe has no steps");
+        }
+        if (!is_of_kind(*node, Kind::List, "'steps' is a list")) {
+            return;
+        }
+        for (const YamlNode& step : node->items) {
+            if (is_of_kind(step, Kind::Map,
+                           "a step is a map with the keys name, unit, "
+                           "parameters")) {
+                recipe.steps.push_back(read_step(step));
+            }
+        }
+    }
+
+    Step read_step(const YamlNode& node) {
+        const Fields fields(node, {"name", "unit", "parameters"}, problems_);
+        Step step;
+        step.unit = read_unit(node, fields.find("unit"));
+        step.name = read_name(node, fields.find("name"), step.unit);
+        const YamlNode* parameters = fields.find("parameters");
+        const bool has_parameters =
+            parameters != nullptr && parameters->kind != Kind::Null &&
+            is_of_kind(*parameters, Kind::Map, "'parameters' is a map of keys to values");
+        const YamlNode none{};
+        const YamlNode& map = has_parameters ? *parameters : none;
+        if (step.unit == nullptr) {
+            variables_.fill_in(map, false); // so that what it uses counts as used
+        } else {
+            step.values = read_parameters(
+                *step.unit, map, parameters == nullptr ? node.place : parameters->key_place);
+        }
+        return step;
+    }
+
+    const Unit* read_unit(const YamlNode& step, const YamlNode* node) {
+        const auto name = read_text(node);
+        if (!name) {
+            if (node == nullptr || node->kind == Kind::Null) {
+                problems_.add(step.place, "the step has no unit", "talvora-host units");
+            }
+            return nullptr;
+        }
+        const Unit* unit = library_.find_unit(*name);
+        if (unit == nullptr) {
+            const auto nearest = find_nearest_unit(library_, *name);
+            problems_.add(node->place, fmt::format("no unit '{}'", *name),
+                          nearest ? fmt::format("did you mean '{}'?", *nearest)
+                                  : "list them: talvora-host units");
+        }
+        return unit;
+    }
+
+    std::string read_name(const YamlNode& step, const YamlNode* node, const Unit* unit) {
+        std::string name = read_text(node).value_or(unit == nullptr ? "" : short_name(*unit));
+        const YamlPlace place = node == nullptr ? step.place : node->place;
+        if (name.empty() && node != nullptr && node->kind == Kind::Scalar) {
+            problems_.add(place, "the name of a step cannot be empty");
+        }
+        if (name.empty()) {
+            return name;
+        }
+        const auto [first, is_new] = names_.emplace(name, place);
+        if (!is_new) {
+            problems_.add(place,
+                          fmt::format("a second step with the name '{}' (the first is in line {})",
+                                      name, first->second.line),
+                          node == nullptr ? "without a name, a step has that of its unit" : "");
+        }
+        return name;
+    }
+
+    ParameterValues read_parameters(const Unit& unit, const YamlNode& map, YamlPlace place) {
+        const auto signatures = declare_unit(unit);
+        ParameterValues::Given given;
+        for (const YamlNode& entry : map.items) {
+            const auto signature =
+                std::ranges::find(signatures, entry.key, &ParameterSignature::key);
+            const bool is_known = signature != signatures.end();
+            const YamlNode value = variables_.fill_in(entry, is_known && is_list(signature->type));
+            if (!is_known) {
+                const auto [text, hint] = explain_unknown(signatures, entry.key);
+                problems_.add(entry.key_place, text, hint);
+            } else if (const auto read = read_recipe_value(*signature, value, problems_)) {
+                given.emplace(entry.key, *read);
+            }
+        }
+        report_missing(signatures, map, place);
+        return {signatures, std::move(given)};
+    }
+
+    void report_missing(std::span<const ParameterSignature> signatures, const YamlNode& map,
+                        YamlPlace place) {
+        for (const ParameterSignature& signature : signatures) {
+            if (signature.required &&
+                std::ranges::find(map.items, signature.key, &YamlNode::key) == map.items.end()) {
+                problems_.add(place, explain_missing(signature).text,
+                              fmt::format("{}: {}", signature.key, allowed_values(signature.type)));
+            }
+        }
+    }
+
+    const PluginLibrary& library_;
+    RecipeProblems& problems_;
+    RecipeVariables variables_;
+    std::map<std::string, YamlPlace> names_;
+};
+
+// One byte more than is read at most tells a file that is too long.
+std::string read_text_file(const std::filesystem::path& file) {
+    std::error_code error;
+    if (std::filesystem::is_directory(file, error)) {
+        throw Failure(ExitCode::Input, fmt::format("{}: a folder, no recipe", file.string()));
+    }
+    std::ifstream stream(file, std::ios::binary);
+    if (!stream) {
+        throw Failure(ExitCode::Input,
+                      fmt::format("{}: {}", file.string(), std::generic_category().message(errno)));
+    }
+    std::string text(MAX_YAML_BYTES + 1, '\0');
+    stream.read(text.data(), static_cast<std::streamsize>(text.size()));
+    text.resize(static_cast<std::size_t>(stream.gcount()));
+    return text;
+}
+
+} // namespace
+
+Recipe read_recipe(std::string_view text, std::string_view file,
+                   std::span<const std::string> settings, const PluginLibrary& library) {
+    RecipeProblems problems(file);
+    std::vector<YamlProblem> yaml_problems;
+    const auto root = read_yaml(text, yaml_problems);
+    for (const auto& [place, what, hint] : yaml_problems) {
+        problems.add(place, what, hint);
+    }
+    Recipe recipe;
+    if (root && root->kind != Kind::Null) {
+        recipe = RecipeReader(library, problems).read(*root, settings);
+    } else if (yaml_problems.empty()) {
+        problems.add({}, "the recipe is empty");
+    }
+    problems.throw_if_any();
+    return recipe;
+}
+
+Recipe read_recipe_file(const std::filesystem::path& file, std::span<const std::string> settings,
+                        const PluginLibrary& library) {
+    return read_recipe(read_text_file(file), file.string(), settings, library);
+}
+
+} // namespace talvora::host

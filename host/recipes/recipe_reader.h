@@ -1,0 +1,41 @@
+// Reads a recipe: a YAML text with named steps, each a unit and its parameters, and
+// variables that they use.
+//
+//     description: Fills and smooths
+//     variables:
+//       cutoff: 5
+//     steps:
+//       - name: smooth
+//         unit: apply-set-butterworth
+//         parameters:
+//           SourceGroup: Imu
+//           CutoffFrequency: ${cutoff}
+//           Order: 4
+//
+// Values are read against the types that the units declare. A text in quotes is a text and
+// no number or boolean; without quotes, what stands there is read as the declared type
+// wants it, so that a group may be called 5 or true. See docs/recipes.md.
+#pragma once
+
+#include "host/interface/plugin_library.h"
+#include "host/recipes/recipe.h"
+#include "host/recipes/recipe_problems.h"
+
+#include <filesystem>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace talvora::host {
+
+// The recipe in `text`; `file` is how problems name it, `settings` are "name=value" for its
+// variables. Throws RecipeError with everything that is wrong, or PluginError when a
+// unit's own declaration is. The steps point into the library.
+Recipe read_recipe(std::string_view text, std::string_view file,
+                   std::span<const std::string> settings, const PluginLibrary& library);
+
+// The same from a file. Throws a Failure of the input when it cannot be read.
+Recipe read_recipe_file(const std::filesystem::path& file, std::span<const std::string> settings,
+                        const PluginLibrary& library);
+
+} // namespace talvora::host

@@ -1,0 +1,299 @@
+#include "host/recipes/run_history.h"
+
+#include "host/interface/unit_run.h"
+#include "host/system/content_hash.h"
+#include "host/text/failure.h"
+#include "host/tree/history_attribute.h"
+
+#include <fmt/chrono.h>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstdlib>
+#include <ctime>
+#include <set>
+#include <string_view>
+
+namespace talvora::host {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+// The last second of the year 9999.
+constexpr std::int64_t LAST_SECOND = 253'402'300'799;
+
+std::time_t read_epoch(std::string_view text) {
+    std::int64_t seconds = -1;
+    const char* text_end = text.data() + text.size();
+    const auto [end, error] = std::from_chars(text.data(), text_end, seconds);
+    if (error != std::errc{} || end != text_end || seconds < 0 || seconds > LAST_SECOND) {
+        throw Failure(ExitCode::Usage,
+                      fmt::format("SOURCE_DATE_EPOCH is '{}' (allowed: seconds since 1970)", text));
+    }
+    return seconds;
+}
+
+// ---------------------------------------------------------------------------
+// Writing
+
+struct ValueJson {
+    Json operator()(double value) const {
+        return std::isfinite(value) ? Json(value) : Json(fmt::format("{}", value));
+    }
+    template <typename Value>
+    Json operator()(const Value& value) const {
+        return value;
+    }
+};
+
+Json describe_parameters(const ParameterValues& values) {
+    Json json = Json::object();
+    for (const ParameterSignature& signature : values.signatures()) {
+        const ParameterValue* value = values.find(signature.key);
+        json[signature.key] = value != nullptr ? std::visit(ValueJson{}, *value) : Json(nullptr);
+    }
+    return json;
+}
+
+Json describe_step(const Step& step) {
+    return {{"step", step.name},
+            {"unit", step.unit->name},
+            {"parameters", describe_parameters(step.values)}};
+}
+
+template <typename Value>
+Json value_or_null(const std::optional<Value>& value) {
+    return value ? Json(*value) : Json(nullptr);
+}
+
+Json describe_state(const SetState& state) {
+    return {{"shape", state.extents},
+            {"rate", value_or_null(state.sample_rate)},
+            {"missing", state.missing_count},
+            {"gaps", state.gap_count}};
+}
+
+// ---------------------------------------------------------------------------
+// Reading
+
+[[noreturn]] void refuse_history(std::string_view reason) {
+    throw Failure(ExitCode::Input,
+                  fmt::format("the history in the file cannot be read: {}", reason));
+}
+
+HistoryRecord parse_record(const std::string& text) {
+    try {
+        return Json::parse(text);
+    } catch (const Json::exception& error) {
+        refuse_history(error.what());
+    }
+}
+
+// A history may have been written by anything.
+const Json& member(const HistoryRecord& record, const char* name) {
+    const auto found = record.find(name);
+    if (found == record.end()) {
+        refuse_history(fmt::format("a record lacks '{}'", name));
+    }
+    return *found;
+}
+
+template <typename Value>
+Value value_of(const HistoryRecord& record, const char* name) {
+    try {
+        return member(record, name).get<Value>();
+    } catch (const Json::exception& error) {
+        refuse_history(fmt::format("'{}': {}", name, error.what()));
+    }
+}
+
+// Infinite ones and NaN stand there as texts.
+double parse_number(const Json& json) {
+    if (!json.is_string()) {
+        return json.get<double>();
+    }
+    const auto text = json.get<std::string>();
+    const auto value = read_value(ParameterType::Number, text);
+    return value ? std::get<double>(*value)
+                 : throw Failure(ExitCode::Input,
+                                 fmt::format("'{}' in the history is no number", text));
+}
+
+ParameterValue parse_value(ParameterType type, const Json& json) {
+    switch (type) {
+    case ParameterType::String:
+        return json.get<std::string>();
+    case ParameterType::Boolean:
+        return json.get<bool>();
+    case ParameterType::Integer:
+        return json.get<std::int64_t>();
+    case ParameterType::Number:
+        return parse_number(json);
+    case ParameterType::StringList:
+        return json.get<std::vector<std::string>>();
+    case ParameterType::IntegerList:
+        return json.get<std::vector<std::int64_t>>();
+    }
+    throw std::logic_error("a parameter type without a way to read it");
+}
+
+ParameterValues read_values(const Unit& unit, const HistoryRecord& record) {
+    const std::vector<ParameterSignature> signatures = declare_unit(unit);
+    ParameterValues::Given given;
+    for (const auto& [key, value] : member(record, "parameters").items()) {
+        const auto signature = std::ranges::find(signatures, key, &ParameterSignature::key);
+        if (signature == signatures.end()) {
+            throw Failure(ExitCode::Plugin, fmt::format("the plug-in's unit '{}' has no parameter "
+                                                        "'{}', which the history names",
+                                                        unit.name, key));
+        }
+        if (!value.is_null()) {
+            try {
+                given.emplace(key, parse_value(signature->type, value));
+            } catch (const Json::exception& error) {
+                refuse_history(fmt::format("the value of '{}': {}", key, error.what()));
+            }
+        }
+    }
+    return {signatures, std::move(given)};
+}
+
+Step extract_step(const HistoryRecord& record, const PluginLibrary& plugin) {
+    const auto unit_name = value_of<std::string>(record, "unit");
+    const Unit* unit = plugin.find_unit(unit_name);
+    if (unit == nullptr) {
+        throw Failure(
+            ExitCode::Plugin,
+            fmt::format("the plug-in has no unit '{}', which the history names", unit_name));
+    }
+    return {value_of<std::string>(record, "step"), unit, read_values(*unit, record)};
+}
+
+// Steps of several runs may be called the same.
+void make_names_unique(std::vector<Step>& steps) {
+    std::set<std::string> taken;
+    for (Step& step : steps) {
+        const std::string name = step.name;
+        for (int number = 2; !taken.insert(step.name).second; ++number) {
+            step.name = fmt::format("{}-{}", name, number);
+        }
+    }
+}
+
+} // namespace
+
+// ---------------------------------------------------------------------------
+
+std::string tell_time() {
+    const char* epoch = std::getenv("SOURCE_DATE_EPOCH");
+    const std::time_t now =
+        epoch != nullptr && *epoch != '\0' ? read_epoch(epoch) : std::time(nullptr);
+    return fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(now));
+}
+
+PluginIdentity identify_plugin(const PluginLibrary& plugin) {
+    return {plugin.info().name, plugin.info().version, hash_file(plugin.file())};
+}
+
+InputIdentity identify_input(const std::filesystem::path& file) {
+    return {file.filename().string(), std::filesystem::file_size(file), hash_file(file)};
+}
+
+Json describe_sets(const StepObservations& observations) {
+    Json sets = Json::array();
+    for (const SetObservation& set : observations.sets) {
+        sets.push_back({{"path", set.path},
+                        {"read", set.read},
+                        {"written", set.written},
+                        {"before", set.before ? describe_state(*set.before) : Json(nullptr)},
+                        {"after", describe_state(set.after)},
+                        {"gaps_filled", value_or_null(set.filled_gap_count)}});
+    }
+    return sets;
+}
+
+HistoryRecord make_record(const RunOrigin& origin, const Recipe& recipe, std::size_t step_index,
+                          const StepObservations& observations) {
+    const Step& step = recipe.steps[step_index];
+    const PluginIdentity& plugin = origin.plugin;
+    const InputIdentity& input = origin.input;
+    return {
+        {"time", origin.time},
+        {"host", {{"name", "talvora-host"}, {"version", origin.host_version}}},
+        {"plugin", {{"name", plugin.name}, {"version", plugin.version}, {"sha256", plugin.sha256}}},
+        {"input", {{"name", input.name}, {"size", input.size}, {"sha256", input.sha256}}},
+        {"step", step.name},
+        {"step_number", step_index + 1},
+        {"step_count", recipe.steps.size()},
+        {"unit", step.unit->name},
+        {"unit_version", value_or_null(step.unit->version)},
+        {"parameters", describe_parameters(step.values)},
+        {"sets", describe_sets(observations)},
+        {"attributes", observations.attributes}};
+}
+
+std::vector<HistoryRecord> read_history(DataTree& tree) {
+    const auto value = tree.read_attribute(tree.root(), HISTORY_ATTRIBUTE);
+    if (!value) {
+        return {};
+    }
+    const auto* texts = std::get_if<TextArray>(&*value);
+    if (texts == nullptr) {
+        refuse_history(fmt::format("the attribute '{}' is no list of texts", HISTORY_ATTRIBUTE));
+    }
+    std::vector<HistoryRecord> records;
+    std::ranges::transform(texts->values, std::back_inserter(records), parse_record);
+    return records;
+}
+
+void append_history(DataTree& tree, std::span<const HistoryRecord> records) {
+    TextArray texts;
+    if (const auto value = tree.read_attribute(tree.root(), HISTORY_ATTRIBUTE)) {
+        if (const auto* older = std::get_if<TextArray>(&*value)) {
+            texts = *older;
+        } else {
+            refuse_history(
+                fmt::format("the attribute '{}' is no list of texts", HISTORY_ATTRIBUTE));
+        }
+    }
+    for (const HistoryRecord& record : records) {
+        texts.values.push_back(record.dump(-1, ' ', false, Json::error_handler_t::replace));
+    }
+    texts.extents = {texts.values.size()};
+    tree.write_attribute(tree.root(), HISTORY_ATTRIBUTE, texts);
+}
+
+std::span<const HistoryRecord> last_run(std::span<const HistoryRecord> history) {
+    if (history.empty()) {
+        return history;
+    }
+    const auto count = value_of<std::size_t>(history.back(), "step_count");
+    return history.last(std::min(count, history.size()));
+}
+
+bool was_made_by(std::span<const HistoryRecord> history, const RunOrigin& origin,
+                 const Recipe& recipe) {
+    const auto records = last_run(history);
+    const auto is_same = [&](const HistoryRecord& record, const Step& step) {
+        const Json expected = describe_step(step);
+        return member(member(record, "input"), "sha256") == origin.input.sha256 &&
+               member(member(record, "plugin"), "sha256") == origin.plugin.sha256 &&
+               std::ranges::all_of(expected.items(), [&](const auto& item) {
+                   return member(record, item.key().c_str()) == item.value();
+               });
+    };
+    return std::ranges::equal(records, recipe.steps, is_same);
+}
+
+Recipe extract_recipe(std::span<const HistoryRecord> records, const PluginLibrary& plugin) {
+    Recipe recipe;
+    for (const HistoryRecord& record : records) {
+        recipe.steps.push_back(extract_step(record, plugin));
+    }
+    make_names_unique(recipe.steps);
+    return recipe;
+}
+
+} // namespace talvora::host

@@ -1,0 +1,90 @@
+// What was done to a file, kept in the file: one record per step that was run, in an
+// attribute of the root group. A record is a JSON document:
+//
+//     time           UTC, ISO 8601; from SOURCE_DATE_EPOCH where that is set
+//     host           name, version
+//     plugin         name, version, sha256 of the library
+//     input          name without folders, size, sha256: of the command's input file
+//     step           name; unique in its run
+//     step_number    from 1 to
+//     step_count     steps of the run
+//     unit           identifier
+//     unit_version   null when the unit tells none
+//     parameters     every one that the unit declares, defaults filled in; null without a
+//                    value; a number that JSON does not know as a text: "nan", "inf", "-inf"
+//     sets           of which samples were read or changed: path, read, written,
+//                    before (null for a new one) and after with shape, rate, missing and
+//                    gaps, and gaps_filled (null where the shape changed)
+//     attributes     names of the attributes written, by the path of their object
+//     filters        of the Butterworth unit alone: for each rate what its filter does, see
+//                    filter_report.h
+//
+// The same input, steps, programs and time give the same bytes.
+#pragma once
+
+#include "host/recipes/recipe.h"
+#include "host/tree/observed_tree.h"
+
+#include <nlohmann/json.hpp>
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace talvora::host {
+
+using HistoryRecord = nlohmann::ordered_json;
+
+struct InputIdentity {
+    std::string name; // without folders
+    std::uint64_t size = 0;
+    std::string sha256;
+};
+
+struct PluginIdentity {
+    std::string name;
+    std::string version;
+    std::string sha256;
+};
+
+// Where a run comes from: the same for each of its steps.
+struct RunOrigin {
+    std::string time;
+    std::string host_version;
+    PluginIdentity plugin;
+    InputIdentity input;
+};
+
+// Now, or the second that SOURCE_DATE_EPOCH gives: "2026-11-21T09:30:00Z". Throws a Failure
+// of usage when that is no count of seconds.
+std::string tell_time();
+
+PluginIdentity identify_plugin(const PluginLibrary& plugin);
+// Reads the file through.
+InputIdentity identify_input(const std::filesystem::path& file);
+
+nlohmann::ordered_json describe_sets(const StepObservations& observations);
+
+HistoryRecord make_record(const RunOrigin& origin, const Recipe& recipe, std::size_t step_index,
+                          const StepObservations& observations);
+
+// Oldest first; empty for a file without a history. Throws a Failure of the input when the
+// attribute holds something else.
+std::vector<HistoryRecord> read_history(DataTree& tree);
+void append_history(DataTree& tree, std::span<const HistoryRecord> records);
+
+// The records of the last run.
+std::span<const HistoryRecord> last_run(std::span<const HistoryRecord> history);
+
+// True when the last run came from the same steps, plug-in and input content.
+bool was_made_by(std::span<const HistoryRecord> history, const RunOrigin& origin,
+                 const Recipe& recipe);
+
+// The steps of the records. Throws a Failure of the plug-in when it lacks a unit, or a unit
+// a parameter, that they name.
+Recipe extract_recipe(std::span<const HistoryRecord> records, const PluginLibrary& plugin);
+
+} // namespace talvora::host

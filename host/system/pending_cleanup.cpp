@@ -1,0 +1,189 @@
+#include "host/system/pending_cleanup.h"
+
+#include "host/text/failure.h"
+
+#include <climits>
+#include <fmt/format.h>
+
+#include <array>
+#include <atomic>
+#include <cstring>
+#include <string_view>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace talvora::host {
+namespace {
+
+constexpr int INTERRUPTING_SIGNALS[] = {SIGINT, SIGTERM, SIGHUP, SIGPIPE};
+constexpr int CRASHING_SIGNALS[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT};
+
+// Handlers may touch nothing but lock-free atomics and plain bytes, so the paths
+// stand in a fixed table.
+constexpr int MAX_PENDING_FILES = 16;
+
+struct PendingSlot {
+    std::atomic<bool> taken = false;
+    std::atomic<bool> set = false;
+    std::array<char, PATH_MAX> path{};
+};
+std::array<PendingSlot, MAX_PENDING_FILES> pending_slots;
+
+std::array<std::atomic<pid_t>, MAX_WORKERS> workers; // 0: free
+std::atomic<bool> is_worker = false;
+
+PendingSlot& slot_of(int note) {
+    return pending_slots[static_cast<std::size_t>(note)];
+}
+
+void remove_pending_files() {
+    for (PendingSlot& slot : pending_slots) {
+        if (slot.set) {
+            unlink(slot.path.data());
+        }
+    }
+}
+
+// They remove their files themselves, which is waited for.
+void end_workers() {
+    for (const std::atomic<pid_t>& worker : workers) {
+        if (worker > 0) {
+            kill(worker, SIGTERM);
+        }
+    }
+    for (const std::atomic<pid_t>& worker : workers) {
+        if (worker > 0) {
+            waitpid(worker, nullptr, 0);
+        }
+    }
+}
+
+// Before a call that does not return the address sanitizer asks for memory, which a handler may
+// not do: what was interrupted may be the allocator. Hence the attribute.
+[[gnu::no_sanitize_address]] void say_and_exit(std::string_view text, int code) {
+    if (!is_worker) {
+        [[maybe_unused]] const auto written = write(STDERR_FILENO, text.data(), text.size());
+    }
+    _exit(code);
+}
+
+[[gnu::no_sanitize_address]] void end_interrupted(int signal_number) {
+    remove_pending_files();
+    end_workers();
+    // Nobody reads the results any more: what `head` does is no error.
+    if (signal_number == SIGPIPE) {
+        _exit(128 + signal_number);
+    }
+    say_and_exit("error: interrupted; the file in work is as it was\n", 128 + signal_number);
+}
+
+[[gnu::no_sanitize_address]] void end_crashed(int signal_number) {
+    remove_pending_files();
+    end_workers();
+    if (is_worker) {
+        // Its handler was reset when it was called: the signal ends the process as soon as
+        // this one returns, and tells the parent its name.
+        raise(signal_number);
+        return;
+    }
+    say_and_exit("error: the plug-in crashed; the file in work is as it was\n",
+                 static_cast<int>(ExitCode::Plugin));
+}
+
+void handle(int signal_number, void (*handler)(int)) {
+    struct sigaction action {};
+    sigaction(signal_number, nullptr, &action);
+    if (action.sa_handler != SIG_DFL) {
+        return;
+    }
+    action = {};
+    action.sa_handler = handler;
+    action.sa_flags = static_cast<int>(SA_RESETHAND) | SA_ONSTACK;
+    sigfillset(&action.sa_mask);
+    sigaction(signal_number, &action, nullptr);
+}
+
+// A stack overflow leaves no stack for its own handler.
+void set_signal_stack() {
+    static std::array<char, std::size_t{64} * 1024> room;
+    stack_t stack{};
+    stack.ss_sp = room.data();
+    stack.ss_size = room.size();
+    sigaltstack(&stack, nullptr);
+}
+
+} // namespace
+
+int note_pending_file(const std::filesystem::path& path) {
+    for (int note = 0; note < MAX_PENDING_FILES; ++note) {
+        PendingSlot& slot = slot_of(note);
+        if (path.native().size() < PATH_MAX && !slot.taken.exchange(true)) {
+            std::memcpy(slot.path.data(), path.c_str(), path.native().size() + 1);
+            slot.set = true;
+            return note;
+        }
+    }
+    throw Failure(ExitCode::Output,
+                  fmt::format("{}: too many files at once, or too long a path", path.string()));
+}
+
+void forget_pending_file(int note) {
+    slot_of(note).set = false;
+    slot_of(note).taken = false;
+}
+
+void note_worker(pid_t process) {
+    for (std::atomic<pid_t>& worker : workers) {
+        pid_t none = 0;
+        if (worker.compare_exchange_strong(none, process)) {
+            return;
+        }
+    }
+}
+
+void forget_worker(pid_t process) {
+    for (std::atomic<pid_t>& worker : workers) {
+        pid_t expected = process;
+        worker.compare_exchange_strong(expected, 0);
+    }
+}
+
+void become_worker(pid_t parent) {
+    is_worker = true;
+    for (std::atomic<pid_t>& worker : workers) {
+        worker = 0;
+    }
+    for (int note = 0; note < MAX_PENDING_FILES; ++note) {
+        forget_pending_file(note);
+    }
+    prctl(PR_SET_PDEATHSIG, SIGTERM);
+    if (getppid() != parent) {
+        _exit(128 + SIGTERM);
+    }
+}
+
+void clean_up_on_signals() {
+    set_signal_stack();
+    for (const int number : INTERRUPTING_SIGNALS) {
+        handle(number, end_interrupted);
+    }
+    for (const int number : CRASHING_SIGNALS) {
+        handle(number, end_crashed);
+    }
+}
+
+SignalsHeldBack::SignalsHeldBack() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int number : INTERRUPTING_SIGNALS) {
+        sigaddset(&signals, number);
+    }
+    pthread_sigmask(SIG_BLOCK, &signals, &before_);
+}
+
+SignalsHeldBack::~SignalsHeldBack() {
+    pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+}
+
+} // namespace talvora::host

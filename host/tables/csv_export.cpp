@@ -1,0 +1,205 @@
+#include "host/tables/csv_export.h"
+
+#include "host/text/failure.h"
+#include "host/text/plural.h"
+#include "host/tree/tree_rules.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <set>
+
+namespace talvora::host {
+namespace {
+
+constexpr std::size_t PIECE_BYTES = 1 << 16;
+
+// One column: its name and the line of samples below it.
+struct Column {
+    std::string name;
+    std::span<const float> samples;
+};
+
+// ---------------------------------------------------------------------------
+// What may stand side by side
+
+std::string describe_times(const SignalSet& set) {
+    return set.sample_rate
+               ? fmt::format("{} at {} Hz from {} s", count_things(set.line_length(), "sample"),
+                             *set.sample_rate, set.start_time)
+               : fmt::format("{} of unknown rate", count_things(set.line_length(), "sample"));
+}
+
+void check_alike(std::span<const SignalSet> sets, const std::string& source) {
+    const SignalSet& first = sets.front();
+    for (const SignalSet& set : sets) {
+        if (set.line_length() != first.line_length() || set.sample_rate != first.sample_rate ||
+            set.start_time != first.start_time) {
+            throw Failure(ExitCode::Input,
+                          fmt::format("{}: '{}' has {}, '{}' {}: they share no column of times",
+                                      source, first.path, describe_times(first), set.path,
+                                      describe_times(set)),
+                          {"export them apart, each with a pattern of its own"});
+        }
+    }
+}
+
+// ---------------------------------------------------------------------------
+// Columns
+
+// The group that all sets are in, at any depth; empty for the root.
+std::string find_shared_group(std::span<const SignalSet> sets) {
+    std::string shared = split_last(sets.front().path).first;
+    for (const SignalSet& set : sets) {
+        while (!shared.empty() && !set.path.starts_with(shared + "/")) {
+            shared = split_last(shared).first;
+        }
+    }
+    return shared;
+}
+
+std::vector<Column> make_columns(std::span<const SignalSet> sets) {
+    const std::string shared = find_shared_group(sets);
+    std::vector<Column> columns;
+    for (const SignalSet& set : sets) {
+        const std::string name = set.path.substr(shared.empty() ? 0 : shared.size() + 1);
+        for (std::size_t i = 0; i < set.line_count(); ++i) {
+            columns.push_back({name + set.line_indices(i), set.line(i)});
+        }
+    }
+    return columns;
+}
+
+void check_names(const std::string& first, std::span<const Column> columns,
+                 const std::string& source) {
+    std::set<std::string> seen = {first};
+    for (const Column& column : columns) {
+        if (!seen.insert(column.name).second) {
+            throw Failure(ExitCode::Input,
+                          fmt::format("{}: two columns named '{}'", source, column.name),
+                          {"export the sets apart, each with a pattern of its own"});
+        }
+    }
+}
+
+// In double quotes where a reader could take it for something else.
+std::string quote_field(const std::string& text) {
+    const bool is_plain = text.find_first_of(",;\t\"\r\n") == std::string::npos &&
+                          !text.starts_with(' ') && !text.ends_with(' ');
+    if (is_plain) {
+        return text;
+    }
+    std::string quoted = "\"";
+    for (const char c : text) {
+        quoted += c == '"' ? "\"\"" : std::string(1, c);
+    }
+    return quoted + '"';
+}
+
+// ---------------------------------------------------------------------------
+// The way back
+
+bool is_in_one_group(std::span<const SignalSet> sets) {
+    const std::string group = split_last(sets.front().path).first;
+    return std::ranges::all_of(
+        sets, [&](const SignalSet& set) { return split_last(set.path).first == group; });
+}
+
+// A set's name behind --set ends at the first '='.
+bool can_be_named(const SignalSet& set) {
+    return split_last(set.path).second.find('=') == std::string::npos;
+}
+
+std::string describe_columns(const SignalSet& set) {
+    const std::string name = split_last(set.path).second;
+    std::string columns;
+    for (std::size_t i = 0; i < set.line_count(); ++i) {
+        columns += i == 0 ? "" : ",";
+        columns += quote_field(name + set.line_indices(i));
+    }
+    return fmt::format("{}={}", name, columns);
+}
+
+// Not for sets in several groups, nor for those in the root: import makes one group.
+std::vector<std::string> make_import_words(std::span<const SignalSet> sets) {
+    const SignalSet& first = sets.front();
+    const std::string group = split_last(first.path).first;
+    if (group.empty() || !is_in_one_group(sets) || !std::ranges::all_of(sets, can_be_named) ||
+        !first.sample_rate || first.line_length() == 0) {
+        return {};
+    }
+    std::vector<std::string> words = {"--group", group};
+    if (first.line_length() == 1) { // the times of a single row give no rate
+        words.insert(words.end(), {"--rate", fmt::format("{}", *first.sample_rate)});
+    }
+    for (const SignalSet& set : sets) {
+        words.insert(words.end(), {"--set", describe_columns(set)});
+    }
+    return words;
+}
+
+// ---------------------------------------------------------------------------
+
+void append_row(std::string& text, double time, std::uint64_t row,
+                std::span<const Column> columns) {
+    fmt::format_to(std::back_inserter(text), "{}", time);
+    for (const Column& column : columns) {
+        text += ',';
+        if (const float sample = column.samples[row]; !std::isnan(sample)) {
+            fmt::format_to(std::back_inserter(text), "{}", sample);
+        }
+    }
+    text += '\n';
+}
+
+void write_rows(const SignalSet& times, std::span<const Column> columns, std::string text,
+                const std::function<void(std::string_view)>& write) {
+    for (std::uint64_t row = 0; row < times.line_length(); ++row) {
+        append_row(text, times.time_of(row), row, columns);
+        if (text.size() >= PIECE_BYTES) {
+            write(text);
+            text.clear();
+        }
+    }
+    write(text);
+}
+
+bool is_missing_throughout(const Column& column) {
+    return std::ranges::all_of(column.samples, [](float sample) { return std::isnan(sample); });
+}
+
+ExportReport make_report(std::span<const SignalSet> sets, std::span<const Column> columns,
+                         const std::string& source) {
+    ExportReport report;
+    report.row_count = sets.front().line_length();
+    report.import_words = make_import_words(sets);
+    for (const Column& column : columns) {
+        report.columns.push_back(column.name);
+        if (is_missing_throughout(column)) {
+            report.warnings.push_back(fmt::format(
+                "{}: column '{}' is empty: all of its samples are missing", source, column.name));
+            report.import_words.clear();
+        }
+    }
+    return report;
+}
+
+} // namespace
+
+ExportReport export_sets(std::span<const SignalSet> sets, const std::string& source,
+                         const std::function<void(std::string_view)>& write) {
+    check_alike(sets, source);
+    const std::string first = sets.front().sample_rate ? "Time (s)" : "Sample";
+    const std::vector<Column> columns = make_columns(sets);
+    check_names(first, columns, source);
+    std::string names = first;
+    for (const Column& column : columns) {
+        names += ',';
+        names += quote_field(column.name);
+    }
+    write_rows(sets.front(), columns, names + "\n", write);
+    return make_report(sets, columns, source);
+}
+
+} // namespace talvora::host

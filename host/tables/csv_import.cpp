@@ -1,0 +1,318 @@
+#include "host/tables/csv_import.h"
+
+#include "host/tables/time_grid.h"
+#include "host/text/failure.h"
+#include "host/text/nearest_text.h"
+#include "host/text/plural.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <iterator>
+#include <limits>
+#include <map>
+#include <numeric>
+#include <set>
+#include <span>
+
+namespace talvora::host {
+namespace {
+
+constexpr float NaN = std::numeric_limits<float>::quiet_NaN();
+
+// Jitter moves a row by less.
+constexpr double MAX_DRIFT_SAMPLES = 1.0;
+
+struct TimeUnit {
+    std::string_view name;
+    double per_second;
+};
+constexpr TimeUnit TIME_UNITS[] = {{"s", 1}, {"ms", 1e3}, {"us", 1e6}, {"µs", 1e6}};
+
+const CsvColumn& find_column(const CsvTable& table, const std::string& name,
+                             const std::string& source) {
+    const auto column = std::ranges::find(table.columns, name, &CsvColumn::name);
+    if (column == table.columns.end()) {
+        std::vector<std::string> known;
+        std::ranges::transform(table.columns, std::back_inserter(known), &CsvColumn::name);
+        const std::string hint = suggest_nearest(name, known);
+        throw Failure(
+            ExitCode::Usage,
+            fmt::format("{}: no column '{}' (known: {})", source, name, list_texts(known)),
+            hint.empty() ? std::vector<std::string>() : std::vector{hint});
+    }
+    return *column;
+}
+
+struct NameWithUnit {
+    std::string_view name;
+    std::string_view unit;
+};
+
+// "Time (ms)" is "Time" in "ms", a bare name is in seconds.
+NameWithUnit split_unit(std::string_view text) {
+    const std::size_t open = text.find_last_of("([");
+    if (open == std::string_view::npos || !(text.ends_with(')') || text.ends_with(']'))) {
+        return {text, "s"};
+    }
+    const std::size_t name_end = text.find_last_not_of(' ', open == 0 ? 0 : open - 1);
+    return {text.substr(0, name_end + 1), text.substr(open + 1, text.size() - open - 2)};
+}
+
+bool is_named_time(std::string_view text) {
+    std::string name(split_unit(text).name);
+    std::ranges::transform(name, name.begin(),
+                           [](char c) { return c >= 'A' && c <= 'Z' ? char(c - 'A' + 'a') : c; });
+    return name == "time" || name == "t";
+}
+
+const CsvColumn* find_time_column(const CsvTable& table, const ImportOptions& options,
+                                  const std::string& source) {
+    if (options.time_column) {
+        return &find_column(table, *options.time_column, source);
+    }
+    if (options.sample_rate) {
+        return nullptr;
+    }
+    const auto column = std::ranges::find_if(
+        table.columns, [](const CsvColumn& candidate) { return is_named_time(candidate.name); });
+    if (column == table.columns.end()) {
+        throw Failure(ExitCode::Usage, fmt::format("{}: neither a sample rate nor a time", source),
+                      {"give --rate HZ or --time COLUMN"});
+    }
+    return &*column;
+}
+
+std::vector<double> read_seconds(const CsvColumn& column, const std::string& source) {
+    const std::string_view unit = split_unit(column.name).unit;
+    const auto known = std::ranges::find(TIME_UNITS, unit, &TimeUnit::name);
+    if (known == std::end(TIME_UNITS)) {
+        throw Failure(ExitCode::Usage,
+                      fmt::format("{}: column '{}' is a time in '{}' (known: s, ms, us)", source,
+                                  column.name, unit));
+    }
+    if (column.missing_count > 0) {
+        throw Failure(
+            ExitCode::Input,
+            fmt::format("{}: row {}, column '{}': '{}' is no time (allowed: a number of "
+                        "{} with a decimal point)",
+                        source, column.first_missing_row, column.name, column.first_missing_text,
+                        unit),
+            {"leave the times aside with --rate HZ, or name their column: --time COLUMN"});
+    }
+    std::vector<double> seconds = column.values;
+    for (double& second : seconds) {
+        second /= known->per_second;
+    }
+    return seconds;
+}
+
+TimeGrid make_uniform_grid(double sample_rate, std::uint64_t row_count) {
+    TimeGrid grid{.sample_rate = sample_rate, .sample_count = row_count, .sample_of_row = {}};
+    grid.sample_of_row.resize(row_count);
+    std::iota(grid.sample_of_row.begin(), grid.sample_of_row.end(), 0);
+    return grid;
+}
+
+// '/' parts the names of a path, '.' and '..' are steps in one.
+std::string make_safe_name(std::string name) {
+    std::ranges::replace(name, '/', '_');
+    return name == "." || name == ".." ? "_" : name;
+}
+
+// The name of the set that a column becomes; another one than its own is told.
+std::string name_set(const CsvColumn& column, const std::string& source, ImportReport& report) {
+    std::string name = make_safe_name(column.name);
+    if (name != column.name) {
+        report.infos.push_back(
+            fmt::format("{}: column '{}' becomes the set '{}'", source, column.name, name));
+    }
+    return name;
+}
+
+void refuse_same_names(std::span<const SetOfColumns> sets, const std::string& source) {
+    std::map<std::string, std::string> columns;
+    for (const SetOfColumns& set : sets) {
+        const auto [first, is_new] = columns.emplace(set.name, set.columns.front());
+        if (!is_new) {
+            throw Failure(ExitCode::Input,
+                          fmt::format("{}: the columns '{}' and '{}' would both make the set '{}'",
+                                      source, first->second, set.columns.front(), set.name),
+                          {"name the sets: --set NAME=COLUMN --set NAME=COLUMN"});
+        }
+    }
+}
+
+std::vector<SetOfColumns> choose_sets(const CsvTable& table, const ImportOptions& options,
+                                      const CsvColumn* time, const std::string& source,
+                                      ImportReport& report) {
+    if (!options.sets.empty()) {
+        return options.sets;
+    }
+    std::vector<SetOfColumns> sets;
+    for (const CsvColumn& column : table.columns) {
+        if (&column == time) {
+            continue;
+        }
+        if (!column.holds_numbers()) {
+            report.warnings.push_back(fmt::format("{}: column '{}' holds no number and is left out",
+                                                  source, column.name));
+            continue;
+        }
+        sets.push_back({name_set(column, source, report), {column.name}});
+    }
+    if (sets.empty()) {
+        throw Failure(ExitCode::Input, fmt::format("{}: no column with numbers", source),
+                      {"numbers have a decimal point; columns are parted by ',', ';' or a tab"});
+    }
+    refuse_same_names(sets, source);
+    return sets;
+}
+
+void report_missing_cells(const CsvColumn& column, const std::string& source,
+                          ImportReport& report) {
+    if (column.missing_count > 0) {
+        report.warnings.push_back(fmt::format(
+            "{}: column '{}': {} of {} cells hold no number, NaN stands there (first in row {}: "
+            "'{}')",
+            source, column.name, column.missing_count, column.values.size(),
+            column.first_missing_row, column.first_missing_text));
+    }
+}
+
+// One line of samples: what the rows hold, NaN where the grid has no row.
+void place_column(const CsvColumn& column, const TimeGrid& grid, std::span<float> samples) {
+    std::ranges::fill(samples, NaN);
+    for (std::size_t row = grid.sample_of_row.size(); row-- > 0;) {
+        samples[grid.sample_of_row[row]] = static_cast<float>(column.values[row]);
+    }
+}
+
+void write_set(const SetOfColumns& set, const CsvTable& table, const TimeGrid& grid, DataTree& tree,
+               ObjectId group, const std::string& source, ImportReport& report) {
+    std::vector<float> samples(set.columns.size() * grid.sample_count);
+    const std::span<float> all(samples);
+    for (std::size_t i = 0; i < set.columns.size(); ++i) {
+        const CsvColumn& column = find_column(table, set.columns[i], source);
+        if (!column.holds_numbers()) {
+            throw Failure(ExitCode::Input,
+                          fmt::format("{}: column '{}' holds no number (first cell: '{}')", source,
+                                      column.name, column.first_missing_text),
+                          {"numbers have a decimal point, whatever the locale"});
+        }
+        report_missing_cells(column, source, report);
+        place_column(column, grid, all.subspan(i * grid.sample_count, grid.sample_count));
+    }
+    const Extents extents = {set.columns.size(), 1, grid.sample_count};
+    const ObjectId id = tree.create_dataset(group, set.name, extents);
+    tree.write(id, {.starts = Extents{0, 0, 0}, .counts = extents}, samples);
+    tree.write_attribute(id, "SampleRate", static_cast<float>(grid.sample_rate));
+    tree.write_attribute(id, "StartTime", static_cast<float>(grid.start_time));
+    report.sets.push_back(tree.path(id));
+}
+
+void report_grid(const CsvColumn& time, const TimeGrid& grid, const std::string& source,
+                 ImportReport& report) {
+    std::uint64_t shared_count = 0;
+    std::size_t first_shared_row = 0;
+    for (std::size_t row = 1; row < grid.sample_of_row.size(); ++row) {
+        if (grid.sample_of_row[row] == grid.sample_of_row[row - 1] && shared_count++ == 0) {
+            first_shared_row = row;
+        }
+    }
+    const std::uint64_t placed_count = grid.sample_of_row.size() - shared_count;
+    report.infos.push_back(fmt::format(
+        "{}: {} by '{}' on {} at {:.6g} Hz; {} without a row, NaN there", source,
+        count_things(placed_count, "row"), time.name, count_things(grid.sample_count, "sample"),
+        grid.sample_rate, count_things(grid.sample_count - placed_count, "sample")));
+    if (shared_count > 0) {
+        report.warnings.push_back(fmt::format(
+            "{}: {} left out, less than half a sample after the row before (first: row {})", source,
+            count_things(shared_count, "row"), first_shared_row + 2));
+    }
+}
+
+// Rows are placed step by step, so where the rate changes they drift from their times.
+void warn_of_drift(std::span<const double> times, const TimeGrid& grid, const std::string& source,
+                   ImportReport& report) {
+    double largest = 0;
+    std::size_t at_row = 0;
+    for (std::size_t row = 0; row < grid.sample_of_row.size(); ++row) {
+        const double placed =
+            grid.start_time + static_cast<double>(grid.sample_of_row[row]) / grid.sample_rate;
+        const double distance = std::abs(times[row] - placed);
+        if (distance > largest) {
+            largest = distance;
+            at_row = row;
+        }
+    }
+    if (largest * grid.sample_rate > MAX_DRIFT_SAMPLES) {
+        report.warnings.push_back(fmt::format(
+            "{}: row {} stands {:.3g} s from its time, {:.9g} s: the rows are not equally spaced",
+            source, at_row + 2, largest, times[at_row]));
+    }
+}
+
+void refuse_bad_options(const ImportOptions& options, const std::string& source) {
+    if (options.sample_rate && !(*options.sample_rate > 0 && std::isfinite(*options.sample_rate))) {
+        throw Failure(ExitCode::Usage,
+                      fmt::format("--rate {}: a sample rate is greater than 0 Hz and finite",
+                                  *options.sample_rate));
+    }
+    if (options.sample_rate && options.time_column) {
+        throw Failure(
+            ExitCode::Usage,
+            fmt::format("{}: the sample rate and the time column exclude each other", source),
+            {"give --rate HZ or --time COLUMN"});
+    }
+    std::set<std::string> seen;
+    for (const SetOfColumns& set : options.sets) {
+        if (!seen.insert(set.name).second) {
+            throw Failure(ExitCode::Usage, fmt::format("--set: two sets named '{}'", set.name));
+        }
+    }
+}
+
+} // namespace
+
+SetOfColumns parse_set_of_columns(std::string_view text) {
+    const std::size_t equals = text.find('=');
+    if (equals == std::string_view::npos || equals == 0 || equals + 1 == text.size()) {
+        throw Failure(ExitCode::Usage,
+                      fmt::format("--set '{}': not of the form NAME=COLUMN,...", text));
+    }
+    SetOfColumns set{std::string(text.substr(0, equals)),
+                     split_csv_row(text.substr(equals + 1), ',')};
+    if (make_safe_name(set.name) != set.name) {
+        throw Failure(ExitCode::Usage,
+                      fmt::format("--set '{}': a set's name holds no '/'", set.name),
+                      {"the group is given with --group"});
+    }
+    return set;
+}
+
+ImportReport import_table(const CsvTable& table, const ImportOptions& options, DataTree& tree,
+                          const std::string& source) {
+    refuse_bad_options(options, source);
+    ImportReport report;
+    const CsvColumn* time = find_time_column(table, options, source);
+    const TimeGrid grid = time != nullptr
+                              ? place_on_grid(read_seconds(*time, source), source)
+                              : make_uniform_grid(*options.sample_rate, table.row_count);
+    if (time != nullptr) {
+        report_grid(*time, grid, source, report);
+        warn_of_drift(read_seconds(*time, source), grid, source, report);
+    }
+    report.sample_count = grid.sample_count;
+    report.sample_rate = grid.sample_rate;
+    const ObjectId group = tree.create_group(tree.root(), options.group);
+    for (const SetOfColumns& set : choose_sets(table, options, time, source, report)) {
+        write_set(set, table, grid, tree, group, source, report);
+    }
+    tree.write_attribute(group, "SampleRate", static_cast<float>(grid.sample_rate));
+    tree.write_attribute(group, "NumSamples", static_cast<float>(grid.sample_count));
+    return report;
+}
+
+} // namespace talvora::host

@@ -1,0 +1,56 @@
+// Data sets from the columns of a table.
+#pragma once
+
+#include "host/tables/csv_table.h"
+#include "host/tree/data_tree.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace talvora::host {
+
+// One data set out of several columns, in the order given.
+struct SetOfColumns {
+    std::string name;
+    std::vector<std::string> columns;
+};
+
+struct ImportOptions {
+    std::string group = "Signals"; // where the sets go, a path from the root
+    // Empty: every column with numbers but the time becomes a set named after it.
+    std::vector<SetOfColumns> sets;
+    std::optional<double> sample_rate;      // rows are equally spaced, 0 s first
+    std::optional<std::string> time_column; // rows are placed by their times
+};
+
+struct ImportReport {
+    std::vector<std::string> infos;
+    std::vector<std::string> warnings;
+    std::vector<std::string> sets; // paths from the root
+    std::uint64_t sample_count = 0;
+    double sample_rate = 0;
+};
+
+// "AngularRate=Gyroscope X,Gyroscope Y" as a set of two columns; a column name that
+// holds a comma stands in double quotes. Throws a Failure of usage.
+SetOfColumns parse_set_of_columns(std::string_view text);
+
+// Writes the table into the tree: sets of shape [components, 1, samples] with the
+// attributes SampleRate and StartTime (s), in a group with SampleRate and NumSamples,
+// all of them floats.
+//
+// With neither a sample rate nor a time column, a column named time or t (in either
+// case, with its unit or without) is taken as the time. The time's unit, s when the
+// column names none, may be s, ms or us in brackets. Rows are placed on a uniform
+// grid (time_grid.h); samples without a row are NaN. Of rows that share a sample the
+// first one stays.
+//
+// Throws a Failure of usage for a column, rate or name that cannot be, of the input
+// for times that cannot be placed and for columns without any number.
+ImportReport import_table(const CsvTable& table, const ImportOptions& options, DataTree& tree,
+                          const std::string& source);
+
+} // namespace talvora::host

@@ -1,0 +1,231 @@
+#include "host/text/path_glob.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <optional>
+#include <span>
+#include <tuple>
+
+namespace talvora::host {
+namespace {
+
+// ---------------------------------------------------------------------------
+// Wildcards
+
+// Whether the pattern's items stand for the whole text, item by item, where an item with
+// `any_number` stands for any number of the text's. Of several such items only the last
+// one met has ever to be tried again: what the earlier ones took is as good as any other
+// choice.
+template <typename Item, typename Element, typename Matches>
+bool matches_items(std::span<const Item> pattern, std::span<const Element> text, Matches matches) {
+    std::size_t p = 0;
+    std::size_t t = 0;
+    std::optional<std::size_t> retry_pattern;
+    std::size_t retry_text = 0;
+    while (t < text.size()) {
+        if (p < pattern.size() && pattern[p].any_number) {
+            retry_pattern = ++p;
+            retry_text = t;
+        } else if (p < pattern.size() && matches(pattern[p], text[t])) {
+            ++p;
+            ++t;
+        } else if (retry_pattern) {
+            p = *retry_pattern;
+            t = ++retry_text;
+        } else {
+            return false;
+        }
+    }
+    return std::all_of(pattern.begin() + static_cast<std::ptrdiff_t>(p), pattern.end(),
+                       [](const Item& item) { return item.any_number; });
+}
+
+// ---------------------------------------------------------------------------
+// Letters
+
+// Bytes that are no UTF-8 become letters that no text can hold.
+constexpr char32_t FIRST_STRAY_BYTE = 0xDC00;
+
+std::size_t sequence_length(unsigned char lead) {
+    return lead < 0x80   ? 1
+           : lead < 0xC2 ? 0
+           : lead < 0xE0 ? 2
+           : lead < 0xF0 ? 3
+           : lead < 0xF5 ? 4
+                         : 0;
+}
+
+bool is_continuation(char c) {
+    return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
+}
+
+std::u32string decode_letters(std::string_view text) {
+    constexpr unsigned char LEAD_BITS[] = {0, 0x7F, 0x1F, 0x0F, 0x07};
+    std::u32string letters;
+    while (!text.empty()) {
+        const auto lead = static_cast<unsigned char>(text.front());
+        const std::size_t length = sequence_length(lead);
+        const bool is_whole = length > 0 && length <= text.size() &&
+                              std::ranges::all_of(text.substr(1, length - 1), is_continuation);
+        char32_t letter = is_whole ? lead & LEAD_BITS[length] : FIRST_STRAY_BYTE + lead;
+        for (std::size_t i = 1; is_whole && i < length; ++i) {
+            letter = (letter << 6) | (static_cast<unsigned char>(text[i]) & 0x3F);
+        }
+        letters += letter;
+        text.remove_prefix(is_whole ? length : 1);
+    }
+    return letters;
+}
+
+// ---------------------------------------------------------------------------
+// One name
+
+struct LetterRange {
+    char32_t first = 0;
+    char32_t last = 0;
+};
+
+// What one place of a pattern stands for.
+struct LetterItem {
+    bool any_number = false;         // *
+    bool others = false;             // all letters but those of the ranges
+    std::vector<LetterRange> ranges; // a single letter is a range of itself
+
+    bool holds(char32_t letter) const {
+        const bool listed = std::ranges::any_of(ranges, [&](const LetterRange& range) {
+            return range.first <= letter && letter <= range.last;
+        });
+        return listed != others;
+    }
+};
+
+// The place of the `]` that ends the class opened in front of `start`; one at its very
+// beginning is a letter of it.
+std::size_t find_class_end(std::u32string_view pattern, std::size_t start) {
+    if (start < pattern.size() && pattern[start] == U'!') {
+        ++start;
+    }
+    return pattern.find(U']', start + 1);
+}
+
+LetterItem read_class(std::u32string_view letters) {
+    LetterItem item;
+    item.others = letters.front() == U'!';
+    letters.remove_prefix(item.others ? 1 : 0);
+    while (!letters.empty()) {
+        const bool is_range = letters.size() > 2 && letters[1] == U'-';
+        item.ranges.push_back({letters[0], letters[is_range ? 2 : 0]});
+        letters.remove_prefix(is_range ? 3 : 1);
+    }
+    return item;
+}
+
+std::vector<LetterItem> read_name_pattern(std::u32string_view pattern) {
+    std::vector<LetterItem> items;
+    for (std::size_t i = 0; i < pattern.size(); ++i) {
+        const std::size_t end =
+            pattern[i] == U'[' ? find_class_end(pattern, i + 1) : std::u32string_view::npos;
+        if (end != std::u32string_view::npos) {
+            items.push_back(read_class(pattern.substr(i + 1, end - i - 1)));
+            i = end;
+        } else if (pattern[i] == U'*' || pattern[i] == U'?') {
+            items.push_back({.any_number = pattern[i] == U'*', .others = true, .ranges = {}});
+        } else {
+            items.push_back({.ranges = {{pattern[i], pattern[i]}}});
+        }
+    }
+    return items;
+}
+
+bool matches_name(std::string_view pattern, std::string_view name) {
+    const std::vector<LetterItem> items = read_name_pattern(decode_letters(pattern));
+    const std::u32string letters = decode_letters(name);
+    return matches_items(
+        std::span(items), std::span<const char32_t>(letters),
+        [](const LetterItem& item, char32_t letter) { return item.holds(letter); });
+}
+
+// ---------------------------------------------------------------------------
+// Natural order
+
+bool is_digit(char c) {
+    return c >= '0' && c <= '9';
+}
+
+// What both texts begin with up to a place where they can be compared: a number or a letter.
+std::string_view take_part(std::string_view& text) {
+    std::size_t length = 0;
+    while (length < text.size() && is_digit(text[length])) {
+        ++length;
+    }
+    const std::string_view part = text.substr(0, std::max<std::size_t>(length, 1));
+    text.remove_prefix(part.size());
+    return part;
+}
+
+// Numbers of any length, by their digits; zeros in front decide last.
+int compare_parts(std::string_view a, std::string_view b) {
+    if (!is_digit(a.front()) || !is_digit(b.front())) {
+        return a.compare(b);
+    }
+    const auto strip = [](std::string_view digits) {
+        return digits.substr(std::min(digits.find_first_not_of('0'), digits.size()));
+    };
+    const std::string_view x = strip(a);
+    const std::string_view y = strip(b);
+    return x.size() != y.size() ? (x.size() < y.size() ? -1 : 1) : x.compare(y);
+}
+
+} // namespace
+
+bool matches_path(std::string_view pattern, std::string_view path) {
+    struct NameItem {
+        bool any_number;
+        std::string name;
+    };
+    std::vector<NameItem> items;
+    for (std::string& name : split_names(pattern)) {
+        const bool any_number = name == "**";
+        items.push_back({any_number, std::move(name)});
+    }
+    const std::vector<std::string> names = split_names(path);
+    return matches_items(std::span<const NameItem>(items), std::span<const std::string>(names),
+                         [](const NameItem& item, const std::string& name) {
+                             return matches_name(item.name, name);
+                         });
+}
+
+bool is_pattern(std::string_view text) {
+    return text.find_first_of("*?[") != std::string_view::npos;
+}
+
+bool precedes_naturally(std::string_view a, std::string_view b) {
+    const std::string_view whole_a = a;
+    const std::string_view whole_b = b;
+    while (!a.empty() && !b.empty()) {
+        const std::string_view part_a = take_part(a);
+        const std::string_view part_b = take_part(b);
+        if (const int order = compare_parts(part_a, part_b); order != 0) {
+            return order < 0;
+        }
+    }
+    return a.empty() && b.empty() ? whole_a < whole_b : a.empty();
+}
+
+void sort_naturally(std::vector<std::string>& texts) {
+    std::ranges::sort(texts, precedes_naturally);
+}
+
+std::vector<std::string> split_names(std::string_view path) {
+    std::vector<std::string> names;
+    while (!path.empty()) {
+        const std::size_t end = path.find('/');
+        if (end != 0) {
+            names.emplace_back(path.substr(0, end));
+        }
+        path.remove_prefix(end == std::string_view::npos ? path.size() : end + 1);
+    }
+    return names;
+}
+
+} // namespace talvora::host

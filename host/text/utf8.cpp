@@ -1,0 +1,58 @@
+#include "host/text/utf8.h"
+
+#include <algorithm>
+#include <array>
+
+namespace talvora::host {
+namespace {
+
+// The well-formed byte sequences by their first byte: how many bytes follow, and what the
+// next one may be; all others are 80 to BF (The Unicode Standard, table 3-7).
+struct Sequence {
+    unsigned char first_min, first_max;
+    std::size_t more;
+    unsigned char next_min, next_max;
+};
+constexpr std::array SEQUENCES = {
+    Sequence{0x00, 0x7F, 0, 0x00, 0x00}, Sequence{0xC2, 0xDF, 1, 0x80, 0xBF},
+    Sequence{0xE0, 0xE0, 2, 0xA0, 0xBF}, Sequence{0xE1, 0xEC, 2, 0x80, 0xBF},
+    Sequence{0xED, 0xED, 2, 0x80, 0x9F}, Sequence{0xEE, 0xEF, 2, 0x80, 0xBF},
+    Sequence{0xF0, 0xF0, 3, 0x90, 0xBF}, Sequence{0xF1, 0xF3, 3, 0x80, 0xBF},
+    Sequence{0xF4, 0xF4, 3, 0x80, 0x8F}};
+
+// Zero when the text does not begin with a code point.
+std::size_t measure_code_point(std::string_view text) {
+    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+    const auto row = std::ranges::find_if(SEQUENCES, [&](const Sequence& sequence) {
+        return byte(0) >= sequence.first_min && byte(0) <= sequence.first_max;
+    });
+    if (row == SEQUENCES.end() || text.size() <= row->more) {
+        return 0;
+    }
+    if (row->more > 0 && (byte(1) < row->next_min || byte(1) > row->next_max)) {
+        return 0;
+    }
+    const std::string_view rest =
+        text.substr(0, row->more + 1).substr(std::min<std::size_t>(2, row->more + 1));
+    return std::ranges::none_of(rest, begins_code_point) ? row->more + 1 : 0;
+}
+
+} // namespace
+
+std::size_t count_code_points(std::string_view text) {
+    return static_cast<std::size_t>(std::ranges::count_if(text, begins_code_point));
+}
+
+std::size_t find_invalid_utf8(std::string_view text) {
+    std::size_t at = 0;
+    while (at < text.size()) {
+        const std::size_t length = measure_code_point(text.substr(at));
+        if (length == 0) {
+            return at;
+        }
+        at += length;
+    }
+    return std::string_view::npos;
+}
+
+} // namespace talvora::host

@@ -1,0 +1,102 @@
+#include "host/tree/named_objects.h"
+
+#include "host/text/path_glob.h"
+#include "host/tree/tree_rules.h"
+
+#include <algorithm>
+#include <set>
+
+namespace talvora::host {
+namespace {
+
+class Walk {
+  public:
+    explicit Walk(DataTree& tree) : tree_(tree) {}
+
+    void below(ObjectId group, const std::string& group_path) {
+        if (!visited_.insert(group).second) {
+            return;
+        }
+        for (const std::string& name : tree_.list_datasets(group)) {
+            objects_.push_back({join_path(group_path, name), ObjectKind::DataSet});
+        }
+        for (const std::string& name : tree_.list_groups(group)) {
+            const std::string path = join_path(group_path, name);
+            objects_.push_back({path, ObjectKind::Group});
+            below(tree_.find(group, name).value(), path);
+        }
+    }
+
+    std::vector<NamedObject> take_objects() { return std::move(objects_); }
+
+  private:
+    DataTree& tree_;
+    std::vector<NamedObject> objects_;
+    std::set<ObjectId> visited_;
+};
+
+std::string join_names(const std::vector<std::string>& names) {
+    std::string path;
+    for (const std::string& name : names) {
+        path = join_path(path, name);
+    }
+    return path;
+}
+
+} // namespace
+
+std::vector<NamedObject> list_objects(DataTree& tree, ObjectId group, const std::string& path) {
+    Walk walk(tree);
+    walk.below(group, path);
+    return walk.take_objects();
+}
+
+// Names in front of the first wildcard may lead through links, which a walk does not follow
+// twice.
+std::vector<NamedObject> find_matches(DataTree& tree, std::string_view pattern) {
+    if (const auto object = tree.find(tree.root(), pattern)) {
+        return {{join_names(split_names(pattern)), tree.kind(*object)}};
+    }
+    const std::string start = find_fixed_part(pattern);
+    const auto group = tree.find(tree.root(), start);
+    if (!is_pattern(pattern) || !group || tree.kind(*group) != ObjectKind::Group) {
+        return {};
+    }
+    std::vector<NamedObject> matches = list_objects(tree, *group, start);
+    std::erase_if(matches,
+                  [&](const NamedObject& object) { return !matches_path(pattern, object.path); });
+    return matches;
+}
+
+std::string find_fixed_part(std::string_view pattern) {
+    std::vector<std::string> names = split_names(pattern);
+    names.erase(std::ranges::find_if(names, is_pattern), names.end());
+    return join_names(names);
+}
+
+std::vector<std::string> paths_of_kind(const std::vector<NamedObject>& objects, ObjectKind kind) {
+    std::vector<std::string> paths;
+    for (const NamedObject& object : objects) {
+        if (object.kind == kind) {
+            paths.push_back(object.path);
+        }
+    }
+    return paths;
+}
+
+std::string_view name_kind(ObjectKind kind) {
+    return kind == ObjectKind::Group ? "group" : "data set";
+}
+
+std::optional<NamedPlace> named_place(std::string_view key) {
+    const bool is_made = key.starts_with("Destination");
+    if (key.ends_with("Set") || key.ends_with("Sets")) {
+        return NamedPlace{ObjectKind::DataSet, is_made};
+    }
+    if (key.ends_with("Group") || key.ends_with("Groups")) {
+        return NamedPlace{ObjectKind::Group, is_made};
+    }
+    return std::nullopt;
+}
+
+} // namespace talvora::host

@@ -1,0 +1,47 @@
+// The objects of a tree by their paths: all that there are, those that a pattern matches,
+// and what the parameters of units name of them.
+#pragma once
+
+#include "host/tree/data_tree.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace talvora::host {
+
+struct NamedObject {
+    std::string path;
+    ObjectKind kind = ObjectKind::Group;
+};
+
+// Every group and data set below a group, which has this path. A group that is linked into
+// several places is entered in the first of them.
+std::vector<NamedObject> list_objects(DataTree& tree, ObjectId group, const std::string& path);
+
+// The objects that a pattern (path_glob.h) matches. A path that names an existing object
+// as it stands is that object alone, of any kind, whatever letters it holds.
+std::vector<NamedObject> find_matches(DataTree& tree, std::string_view pattern);
+
+// The path of the group below which a pattern has to be looked for: what stands in front
+// of its first wildcard.
+std::string find_fixed_part(std::string_view pattern);
+
+std::vector<std::string> paths_of_kind(const std::vector<NamedObject>& objects, ObjectKind kind);
+
+// "group" or "data set"
+std::string_view name_kind(ObjectKind kind);
+
+// What the texts of a unit's parameter name in the tree.
+struct NamedPlace {
+    ObjectKind kind = ObjectKind::DataSet;
+    bool is_made = false; // by the unit, when it is not there
+};
+
+// Parameters of type string or list(string) name data sets when their keys end in Set or Sets,
+// and groups when they end in Group or Groups; what the unit makes begins with Destination.
+// Nothing for other keys.
+std::optional<NamedPlace> named_place(std::string_view key);
+
+} // namespace talvora::host

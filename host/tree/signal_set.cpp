@@ -1,0 +1,62 @@
+#include "host/tree/signal_set.h"
+
+#include "host/tree/number_attribute.h"
+#include "host/tree/tree_rules.h"
+
+#include <fmt/format.h>
+
+#include <cmath>
+
+namespace talvora::host {
+namespace {
+
+std::optional<double> read_rate(DataTree& tree, ObjectId set) {
+    const auto rate = read_number_attribute(tree, set, SAMPLE_RATE_ATTRIBUTE);
+    return rate && *rate > 0 && std::isfinite(*rate) ? rate : std::nullopt;
+}
+
+double read_start_time(DataTree& tree, ObjectId set) {
+    const double start = read_number_attribute(tree, set, "StartTime").value_or(0);
+    return std::isfinite(start) ? start : 0;
+}
+
+} // namespace
+
+std::size_t SignalSet::line_count() const {
+    return line_length() == 0 ? 0 : samples.size() / line_length();
+}
+
+std::span<const float> SignalSet::line(std::size_t index) const {
+    return std::span(samples).subspan(index * line_length(), line_length());
+}
+
+std::string SignalSet::line_indices(std::size_t index) const {
+    std::string indices;
+    for (std::size_t dimension = extents.empty() ? 0 : extents.size() - 1; dimension-- > 0;) {
+        if (extents[dimension] > 1) {
+            indices = fmt::format("[{}]{}", index % extents[dimension], indices);
+        }
+        index /= extents[dimension];
+    }
+    return indices;
+}
+
+double SignalSet::time_of(std::uint64_t sample) const {
+    const auto position = static_cast<double>(sample);
+    return sample_rate ? start_time + position / *sample_rate : position;
+}
+
+SignalSet read_signal_set(DataTree& tree, const std::string& path) {
+    const ObjectId id = tree.find(tree.root(), path).value();
+    SignalSet set{.path = path,
+                  .extents = tree.extents(id),
+                  .sample_rate = read_rate(tree, id),
+                  .start_time = read_start_time(tree, id),
+                  .samples = {}};
+    set.samples.resize(count_samples(set.extents));
+    const Extents starts(set.extents.size(), 0);
+    tree.read(id, {.starts = starts, .counts = set.extents}, set.samples);
+    return set;
+}
+
+} // namespace talvora::host

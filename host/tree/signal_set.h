@@ -1,0 +1,37 @@
+// A data set as a signal: lines of samples over time.
+//
+// The samples run along the last dimension; each choice of the other indices is a line.
+#pragma once
+
+#include "host/tree/data_tree.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace talvora::host {
+
+struct SignalSet {
+    std::string path;
+    Extents extents;
+    std::optional<double> sample_rate; // Hz, above 0 and finite; nothing when unknown
+    double start_time = 0;             // of sample 0, in seconds
+    std::vector<float> samples;        // line after line
+
+    std::uint64_t line_length() const { return extents.empty() ? 1 : extents.back(); }
+    std::size_t line_count() const;
+    std::span<const float> line(std::size_t index) const;
+    // The indices of a line in the dimensions that have more than one: "[2]", "[0][3]", and
+    // nothing for the only line of a set.
+    std::string line_indices(std::size_t index) const;
+    // In seconds, or in samples where the rate is unknown.
+    double time_of(std::uint64_t sample) const;
+};
+
+// Reads the whole set, and its attributes SampleRate and StartTime (a number of any kind).
+SignalSet read_signal_set(DataTree& tree, const std::string& path);
+
+} // namespace talvora::host

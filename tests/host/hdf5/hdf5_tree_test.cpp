@@ -1,0 +1,509 @@
+// What is particular to trees in HDF5 files: files from elsewhere, files that are no
+// HDF5 files, layouts, links, and the bytes of a file.
+#include "host/hdf5/hdf5_calls.h"
+#include "host/hdf5/hdf5_tree.h"
+#include "tests/host/temporary_folder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cmath>
+#include <csignal>
+#include <cstdlib>
+#include <fcntl.h>
+#include <functional>
+#include <numeric>
+#include <optional>
+#include <sys/file.h>
+#include <sys/resource.h>
+#include <thread>
+#include <unistd.h>
+
+#ifdef TALVORA_ADDRESS_SANITIZER
+#include <sanitizer/lsan_interface.h>
+#endif
+
+namespace talvora::host {
+
+namespace {
+
+using hdf5::Id;
+using testing::HasSubstr;
+using testing::ThrowsMessage;
+
+// Closing it closes what the test has still open in it.
+Id create_foreign_file(const std::filesystem::path& file) {
+    const Id access(H5Pcreate(H5P_FILE_ACCESS));
+    H5Pset_fclose_degree(access, H5F_CLOSE_STRONG);
+    return Id(H5Fcreate(file.c_str(), H5F_ACC_TRUNC, H5P_DEFAULT, access));
+}
+
+// A file as another program would have written it, made with the HDF5 library alone.
+class ForeignFile : public testing::Test {
+  protected:
+    void make_set(const char* name, hid_t type, const std::vector<hsize_t>& extents,
+                  hid_t properties = H5P_DEFAULT) {
+        const Id space(extents.empty() ? H5Screate(H5S_SCALAR)
+                                       : H5Screate_simple(static_cast<int>(extents.size()),
+                                                          extents.data(), nullptr));
+        const Id set(H5Dcreate2(writer_, name, type, space, H5P_DEFAULT, properties, H5P_DEFAULT));
+        ASSERT_GE(set, 0);
+    }
+    void make_counting_set(const char* name, const std::vector<hsize_t>& extents,
+                           hid_t properties = H5P_DEFAULT) {
+        make_set(name, H5T_IEEE_F32BE, extents, properties);
+        const Id set(H5Dopen2(writer_, name, H5P_DEFAULT));
+        std::vector<float> samples(24);
+        for (std::size_t i = 0; i < samples.size(); ++i)
+            samples[i] = static_cast<float>(i);
+        ASSERT_GE(H5Dwrite(set, H5T_NATIVE_FLOAT, H5S_ALL, H5S_ALL, H5P_DEFAULT, samples.data()),
+                  0);
+    }
+    void make_attribute(const char* name, hid_t file_type, const std::vector<hsize_t>& extents,
+                        hid_t memory_type, const void* values, const char* object = "/") {
+        const Id space(extents.empty() ? H5Screate(H5S_SCALAR)
+                                       : H5Screate_simple(static_cast<int>(extents.size()),
+                                                          extents.data(), nullptr));
+        const Id owner(H5Oopen(writer_, object, H5P_DEFAULT));
+        const Id attribute(H5Acreate2(owner, name, file_type, space, H5P_DEFAULT, H5P_DEFAULT));
+        ASSERT_GE(H5Awrite(attribute, memory_type, values), 0);
+    }
+    Hdf5Tree& open(Hdf5Access access = Hdf5Access::ReadOnly) {
+        writer_ = Id{};
+        return tree_.emplace(file_, access);
+    }
+    static std::vector<float> read_all(Hdf5Tree& tree, ObjectId set) {
+        const Extents extents = tree.extents(set);
+        std::vector<float> samples(
+            std::accumulate(extents.begin(), extents.end(), std::size_t{1}, std::multiplies()));
+        tree.read(set, {Extents(extents.size(), 0), extents}, samples);
+        return samples;
+    }
+
+    TemporaryFolder folder_;
+    std::filesystem::path file_ = folder_ / "foreign.h5";
+    Id writer_ = create_foreign_file(file_);
+    std::optional<Hdf5Tree> tree_;
+};
+
+Id fixed_text(std::size_t size, H5T_str_t padding) {
+    Id type(H5Tcopy(H5T_C_S1));
+    H5Tset_size(type, size);
+    H5Tset_strpad(type, padding);
+    return type;
+}
+
+// ---------------------------------------------------------------------------
+// Kinds of objects
+
+TEST_F(ForeignFile, OffersFloatsOfEitherByteOrder) {
+    make_counting_set("big", {4, 6});
+    make_set("little", H5T_IEEE_F32LE, {2});
+    Hdf5Tree& tree = open();
+    EXPECT_EQ(tree.list_datasets(tree.root()), (std::vector<std::string>{"big", "little"}));
+    EXPECT_EQ(read_all(tree, *tree.find(tree.root(), "big"))[23], 23.0F);
+}
+
+TEST_F(ForeignFile, DescribesWhatItDoesNotOffer) {
+    make_set("doubles", H5T_IEEE_F64LE, {3, 100});
+    make_set("integers", H5T_STD_U16LE, {5});
+    make_set("scalar", H5T_IEEE_F32LE, {});
+    H5Lcreate_soft("/nowhere", writer_, "soft", H5P_DEFAULT, H5P_DEFAULT);
+    H5Lcreate_external("other.h5", "/set", writer_, "external", H5P_DEFAULT, H5P_DEFAULT);
+    Hdf5Tree& tree = open();
+    std::vector<std::string> lines;
+    for (const OtherObject& other : tree.list_others(tree.root()))
+        lines.push_back(other.name + ": " + other.description);
+    EXPECT_EQ(lines, (std::vector<std::string>{
+                         "doubles: data set of 64-bit floats [3, 100]",
+                         "external: link to '/set' in the file 'other.h5'",
+                         "integers: data set of unsigned 16-bit integers [5]",
+                         "scalar: data set of 32-bit floats []",
+                         "soft: link to '/nowhere', where no object can be opened"}));
+    EXPECT_TRUE(tree.list_datasets(tree.root()).empty());
+    EXPECT_EQ(tree.kind(*tree.find(tree.root(), "external")), ObjectKind::Other);
+    EXPECT_FALSE(tree.find(tree.root(), "external/below").has_value());
+}
+
+TEST_F(ForeignFile, GivesAnObjectWithTwoNamesOneId) {
+    make_counting_set("set", {24});
+    H5Lcreate_hard(writer_, "set", writer_, "hard", H5P_DEFAULT, H5P_DEFAULT);
+    H5Lcreate_soft("/set", writer_, "soft", H5P_DEFAULT, H5P_DEFAULT);
+    Hdf5Tree& tree = open();
+    EXPECT_EQ(tree.find(tree.root(), "hard"), tree.find(tree.root(), "set"));
+    EXPECT_EQ(tree.find(tree.root(), "soft"), tree.find(tree.root(), "set"));
+}
+
+TEST_F(ForeignFile, SurvivesGroupsAndLinksThatLeadToThemselves) {
+    const Id group(H5Gcreate2(writer_, "group", H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT));
+    H5Lcreate_hard(writer_, "/", group, "up", H5P_DEFAULT, H5P_DEFAULT);
+    H5Lcreate_soft("/loop", writer_, "loop", H5P_DEFAULT, H5P_DEFAULT);
+    Hdf5Tree& tree = open();
+    EXPECT_EQ(tree.find(tree.root(), "group/up"), tree.root());
+    EXPECT_EQ(tree.kind(*tree.find(tree.root(), "loop")), ObjectKind::Other);
+}
+
+// ---------------------------------------------------------------------------
+// Attributes
+
+TEST_F(ForeignFile, ReadsIntegersAndFloatsOfAnyWidth) {
+    const std::int64_t minus_three = -3;
+    const double half = 0.5;
+    make_attribute("i8", H5T_STD_I8LE, {}, H5T_NATIVE_INT64, &minus_three);
+    make_attribute("i32", H5T_STD_I32BE, {}, H5T_NATIVE_INT64, &minus_three);
+    make_attribute("f32", H5T_IEEE_F32BE, {}, H5T_NATIVE_DOUBLE, &half);
+    make_attribute("f64", H5T_IEEE_F64BE, {}, H5T_NATIVE_DOUBLE, &half);
+    make_attribute("f128", H5T_NATIVE_LDOUBLE, {}, H5T_NATIVE_DOUBLE, &half);
+    Hdf5Tree& tree = open();
+    const ObjectId root = tree.root();
+    EXPECT_EQ(tree.read_attribute(root, "i8"), AttributeValue(std::int64_t{-3}));
+    EXPECT_EQ(tree.read_attribute(root, "i32"), AttributeValue(std::int64_t{-3}));
+    EXPECT_EQ(tree.read_attribute(root, "f32"), AttributeValue(0.5F));
+    EXPECT_EQ(tree.read_attribute(root, "f64"), AttributeValue(0.5));
+    EXPECT_EQ(tree.read_attribute(root, "f128"), AttributeValue(0.5));
+}
+
+TEST_F(ForeignFile, RefusesUnsignedIntegersThatDoNotFit) {
+    const std::uint64_t values[] = {1ULL << 63, (1ULL << 63) - 1};
+    make_attribute("large", H5T_STD_U64LE, {}, H5T_NATIVE_UINT64, &values[0]);
+    make_attribute("fits", H5T_STD_U64LE, {}, H5T_NATIVE_UINT64, &values[1]);
+    Hdf5Tree& tree = open();
+    EXPECT_THAT([&] { tree.read_attribute(tree.root(), "large"); },
+                ThrowsMessage<TreeError>(HasSubstr("9223372036854775808")));
+    EXPECT_EQ(tree.read_attribute(tree.root(), "fits"),
+              AttributeValue(std::int64_t{0x7FFF'FFFF'FFFF'FFFF}));
+}
+
+TEST_F(ForeignFile, ReadsTextsOfFixedLength) {
+    make_attribute("padded", fixed_text(6, H5T_STR_SPACEPAD), {}, fixed_text(6, H5T_STR_SPACEPAD),
+                   "m/s   ");
+    make_attribute("ended", fixed_text(4, H5T_STR_NULLTERM), {}, fixed_text(4, H5T_STR_NULLTERM),
+                   "abc");
+    make_attribute("list", fixed_text(2, H5T_STR_NULLPAD), {2}, fixed_text(2, H5T_STR_NULLPAD),
+                   "xyz\0");
+    Hdf5Tree& tree = open();
+    EXPECT_EQ(tree.read_attribute(tree.root(), "padded"), AttributeValue("m/s"));
+    EXPECT_EQ(tree.read_attribute(tree.root(), "ended"), AttributeValue("abc"));
+    EXPECT_EQ(tree.read_attribute(tree.root(), "list"),
+              AttributeValue(TextArray{{"xy", "z"}, {2}}));
+}
+
+TEST_F(ForeignFile, ReadsEnumerationsAsIntegers) {
+    const Id type(H5Tenum_create(H5T_STD_I8LE));
+    const std::int8_t values[] = {0, 1};
+    H5Tenum_insert(type, "FALSE", &values[0]);
+    H5Tenum_insert(type, "TRUE", &values[1]);
+    make_attribute("flag", type, {}, type, &values[1]);
+    Hdf5Tree& tree = open();
+    EXPECT_EQ(tree.read_attribute(tree.root(), "flag"), AttributeValue(std::int64_t{1}));
+}
+
+TEST_F(ForeignFile, RefusesAttributesOfOtherTypes) {
+    const Id type(H5Tcreate(H5T_COMPOUND, 8));
+    H5Tinsert(type, "x", 0, H5T_NATIVE_INT64);
+    const std::int64_t value = 1;
+    make_attribute("compound", type, {}, type, &value);
+    const Id nothing(H5Screate(H5S_NULL));
+    const Id attribute(
+        H5Acreate2(writer_, "null", H5T_STD_I8LE, nothing, H5P_DEFAULT, H5P_DEFAULT));
+    Hdf5Tree& tree = open();
+    EXPECT_EQ(tree.list_attributes(tree.root()), (std::vector<std::string>{"compound", "null"}));
+    EXPECT_THAT([&] { tree.read_attribute(tree.root(), "compound"); },
+                ThrowsMessage<TreeError>(HasSubstr("compound values")));
+    EXPECT_THAT([&] { tree.read_attribute(tree.root(), "null"); },
+                ThrowsMessage<TreeError>(HasSubstr("has no value")));
+}
+
+// ---------------------------------------------------------------------------
+// Resizing other layouts
+
+TEST_F(ForeignFile, MakesAFixedSetAnewWithItsAttributes) {
+    make_counting_set("group", {1, 24});
+    H5Ldelete(writer_, "group", H5P_DEFAULT);
+    const Id group(H5Gcreate2(writer_, "group", H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT));
+    make_counting_set("group/set", {4, 6});
+    const float rate = 100;
+    make_attribute("SampleRate", H5T_IEEE_F32BE, {}, H5T_NATIVE_FLOAT, &rate, "group/set");
+    const Id compound(H5Tcreate(H5T_COMPOUND, 16));
+    const Id text(H5Tcopy(H5T_C_S1));
+    H5Tset_size(text, H5T_VARIABLE);
+    H5Tinsert(compound, "number", 0, H5T_NATIVE_INT64);
+    H5Tinsert(compound, "text", 8, text);
+    const struct {
+        std::int64_t number;
+        const char* text;
+    } pair{7, "seven"};
+    make_attribute("Pair", compound, {}, compound, &pair, "group/set");
+
+    Hdf5Tree& tree = open(Hdf5Access::ReadWrite);
+    const ObjectId set = *tree.find(tree.root(), "group/set");
+    tree.resize(set, {3, 2});
+    EXPECT_EQ(read_all(tree, set), (std::vector<float>{0, 1, 6, 7, 12, 13}));
+    EXPECT_EQ(tree.find(tree.root(), "group/set"), set);
+    EXPECT_EQ(tree.list_datasets(*tree.find(tree.root(), "group")),
+              std::vector<std::string>{"set"});
+    EXPECT_EQ(tree.read_attribute(set, "SampleRate"), AttributeValue(100.0F));
+    tree.close();
+
+    const Id file(H5Fopen(file_.c_str(), H5F_ACC_RDONLY, H5P_DEFAULT));
+    const Id kept(H5Aopen_by_name(file, "group/set", "Pair", H5P_DEFAULT, H5P_DEFAULT));
+    struct {
+        std::int64_t number;
+        char* text;
+    } back{};
+    ASSERT_GE(H5Aread(kept, compound, &back), 0);
+    EXPECT_EQ(back.number, 7);
+    EXPECT_STREQ(back.text, "seven");
+    H5free_memory(back.text);
+}
+
+TEST_F(ForeignFile, RefusesToMakeASetWithTwoHardLinksAnew) {
+    make_counting_set("set", {24});
+    H5Lcreate_hard(writer_, "set", writer_, "hard", H5P_DEFAULT, H5P_DEFAULT);
+    Hdf5Tree& tree = open(Hdf5Access::ReadWrite);
+    const ObjectId set = *tree.find(tree.root(), "set");
+    EXPECT_THAT([&] { tree.resize(set, {2}); },
+                ThrowsMessage<TreeError>(HasSubstr("2 hard links")));
+    EXPECT_EQ(tree.extents(set), Extents{24});
+    EXPECT_EQ(read_all(tree, set)[23], 23.0F);
+}
+
+// A resizable set of 24 samples that nobody wrote.
+void make_filled_set(hid_t file, float fill) {
+    const Id properties(H5Pcreate(H5P_DATASET_CREATE));
+    const hsize_t chunk = 24;
+    H5Pset_chunk(properties, 1, &chunk);
+    H5Pset_deflate(properties, 6);
+    H5Pset_fill_value(properties, H5T_NATIVE_FLOAT, &fill);
+    const hsize_t extent = 24;
+    const hsize_t most = H5S_UNLIMITED;
+    const Id space(H5Screate_simple(1, &extent, &most));
+    const Id made(
+        H5Dcreate2(file, "set", H5T_IEEE_F32LE, space, H5P_DEFAULT, properties, H5P_DEFAULT));
+}
+
+TEST_F(ForeignFile, FillsNewRoomWithZerosWhateverTheFillValueWas) {
+    make_filled_set(writer_, -9);
+    Hdf5Tree& tree = open(Hdf5Access::ReadWrite);
+    const ObjectId set = *tree.find(tree.root(), "set");
+    tree.resize(set, {26});
+    const std::vector<float> samples = read_all(tree, set);
+    EXPECT_EQ(samples[23], -9.0F);
+    EXPECT_EQ(samples[24], 0.0F);
+    EXPECT_EQ(samples[25], 0.0F);
+}
+
+TEST_F(ForeignFile, FillsNewRoomWithoutTheSignOfAFillValueOfMinusZero) {
+    make_filled_set(writer_, -0.0F);
+    Hdf5Tree& tree = open(Hdf5Access::ReadWrite);
+    const ObjectId set = *tree.find(tree.root(), "set");
+    tree.resize(set, {26});
+    const std::vector<float> samples = read_all(tree, set);
+    EXPECT_TRUE(std::signbit(samples[23]));
+    EXPECT_FALSE(std::signbit(samples[24]));
+    EXPECT_FALSE(std::signbit(samples[25]));
+}
+
+// ---------------------------------------------------------------------------
+// Files
+
+void fill(Hdf5Tree& tree) {
+    const ObjectId set = tree.create_dataset(tree.root(), "Imu/acc", {3, 1000});
+    tree.write(set, {Extents{0, 0}, Extents{3, 1000}}, std::vector<float>(3000, 1.5F));
+    tree.write_attribute(set, "SampleRate", 100.0F);
+    tree.write_attribute(set, "Unit", std::string("m/s2"));
+    tree.write_attribute(set, "Unit", std::string("m/s²"));
+    tree.write_attribute(tree.root(), "Labels", TextArray{{"a", "b"}, {2}});
+    tree.resize(set, {3, 700});
+}
+
+TEST(Hdf5TreeTest, GivesTheSameBytesForTheSameRequests) {
+    const TemporaryFolder folder;
+    for (const char* name : {"first.h5", "second.h5"}) {
+        Hdf5Tree tree(folder / name, Hdf5Access::Create);
+        fill(tree);
+        tree.close();
+        // Times in objects have a resolution of a second.
+        std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+    }
+    EXPECT_GT(read_file(folder / "first.h5").size(), 700U * 3 * 4);
+    EXPECT_EQ(read_file(folder / "first.h5"), read_file(folder / "second.h5"));
+}
+
+TEST(Hdf5TreeTest, FindsWhatItWrote) {
+    const TemporaryFolder folder;
+    {
+        Hdf5Tree tree(folder / "tree.h5", Hdf5Access::Create);
+        fill(tree);
+        tree.close();
+    }
+    Hdf5Tree tree(folder / "tree.h5", Hdf5Access::ReadOnly);
+    const ObjectId set = *tree.find(tree.root(), "Imu/acc");
+    EXPECT_EQ(tree.extents(set), (Extents{3, 700}));
+    EXPECT_EQ(tree.list_attributes(set), (std::vector<std::string>{"SampleRate", "Unit"}));
+    EXPECT_EQ(tree.read_attribute(set, "Unit"), AttributeValue("m/s²"));
+    float last = 0;
+    tree.read(set, {Extents{2, 699}, Extents{1, 1}}, {&last, 1});
+    EXPECT_EQ(last, 1.5F);
+}
+
+TEST(Hdf5TreeTest, ChangesNothingInAFileOpenedForReading) {
+    const TemporaryFolder folder;
+    Hdf5Tree(folder / "tree.h5", Hdf5Access::Create).create_dataset(ObjectId{1}, "set", {2});
+    const std::string before = read_file(folder / "tree.h5");
+    Hdf5Tree tree(folder / "tree.h5", Hdf5Access::ReadOnly);
+    const ObjectId set = *tree.find(tree.root(), "set");
+    const float sample = 1;
+    EXPECT_THROW(tree.create_group(tree.root(), "new"), TreeError);
+    EXPECT_THROW(tree.create_dataset(tree.root(), "new", {1}), TreeError);
+    EXPECT_THROW(tree.write(set, {Extents{0}, Extents{1}}, {&sample, 1}), TreeError);
+    EXPECT_THROW(tree.resize(set, {1}), TreeError);
+    EXPECT_THROW(tree.write_attribute(set, "a", 1.0F), TreeError);
+    tree.close();
+    EXPECT_EQ(read_file(folder / "tree.h5"), before);
+}
+
+TEST(Hdf5TreeTest, RefusesRequestsOnceItIsClosed) {
+    const TemporaryFolder folder;
+    Hdf5Tree tree(folder / "tree.h5", Hdf5Access::Create);
+    tree.close();
+    EXPECT_THROW(tree.list_groups(tree.root()), TreeError);
+    EXPECT_THROW(tree.create_group(tree.root(), "a"), TreeError);
+    EXPECT_THROW(tree.close(), TreeError);
+}
+
+void expect_refused(const std::filesystem::path& file, const std::string& reason) {
+    EXPECT_THAT(
+        [&] { Hdf5Tree(file, Hdf5Access::ReadOnly); },
+        ThrowsMessage<TreeError>(testing::AllOf(HasSubstr(file.string()), HasSubstr(reason))));
+}
+
+TEST(Hdf5TreeTest, SaysWhatIsWrongWithAFile) {
+    const TemporaryFolder folder;
+    expect_refused(folder / "missing.h5", "there is no such file");
+    expect_refused(folder / "", "it is a folder");
+    write_file(folder / "empty.h5", "");
+    expect_refused(folder / "empty.h5", "it is empty");
+    write_file(folder / "text.h5", "Time,x,y\n0,1,2\n");
+    expect_refused(folder / "text.h5", "it is not an HDF5 file");
+}
+
+TEST(Hdf5TreeTest, RefusesTruncatedFiles) {
+    const TemporaryFolder folder;
+    {
+        Hdf5Tree tree(folder / "whole.h5", Hdf5Access::Create);
+        fill(tree);
+        tree.close();
+    }
+    const std::string bytes = read_file(folder / "whole.h5");
+    for (const std::size_t size : {bytes.size() - 1, bytes.size() / 2, std::size_t{100}}) {
+        write_file(folder / "cut.h5", bytes.substr(0, size));
+        expect_refused(folder / "cut.h5", "truncated file");
+    }
+    write_file(folder / "cut.h5", bytes.substr(0, 9));
+    EXPECT_THROW(Hdf5Tree(folder / "cut.h5", Hdf5Access::ReadOnly), TreeError);
+}
+
+// Whatever byte is wrong: an answer or a TreeError, and no other end.
+// The HDF5 library loses memory of its own over some of these files.
+class WithoutLeakCheck {
+  public:
+#ifdef TALVORA_ADDRESS_SANITIZER
+    WithoutLeakCheck() {
+        __lsan_disable();
+    }
+    ~WithoutLeakCheck() {
+        __lsan_enable();
+    }
+#else
+    WithoutLeakCheck() = default;
+    ~WithoutLeakCheck() = default;
+#endif
+    WithoutLeakCheck(const WithoutLeakCheck&) = delete;
+    WithoutLeakCheck& operator=(const WithoutLeakCheck&) = delete;
+};
+
+TEST(Hdf5TreeTest, SurvivesOverwrittenMetadata) {
+    [[maybe_unused]] const WithoutLeakCheck library_leaks;
+    const TemporaryFolder folder;
+    {
+        Hdf5Tree tree(folder / "whole.h5", Hdf5Access::Create);
+        fill(tree);
+        tree.close();
+    }
+    const std::string bytes = read_file(folder / "whole.h5");
+    int refused = 0;
+    for (std::size_t at = 0; at < 600; at += 7) {
+        std::string damaged = bytes;
+        damaged[at] = static_cast<char>(damaged[at] ^ 0x55);
+        write_file(folder / "damaged.h5", damaged);
+        try {
+            Hdf5Tree tree(folder / "damaged.h5", Hdf5Access::ReadOnly);
+            for (const std::string& group : tree.list_groups(tree.root()))
+                tree.list_others(*tree.find(tree.root(), group));
+        } catch (const TreeError&) {
+            ++refused;
+        }
+    }
+    EXPECT_GT(refused, 10);
+}
+
+TEST(Hdf5TreeTest, SaysThatAFileIsLocked) {
+    const TemporaryFolder folder;
+    Hdf5Tree(folder / "tree.h5", Hdf5Access::Create).close();
+    const int lock_holder = open((folder / "tree.h5").c_str(), O_RDWR);
+    ASSERT_EQ(flock(lock_holder, LOCK_EX | LOCK_NB), 0);
+    expect_refused(folder / "tree.h5", "another program has it open");
+    close(lock_holder);
+}
+
+TEST(Hdf5TreeTest, CreatesNoFileOverAnother) {
+    const TemporaryFolder folder;
+    write_file(folder / "taken.h5", "mine");
+    EXPECT_THROW(Hdf5Tree(folder / "taken.h5", Hdf5Access::Create), TreeError);
+    EXPECT_EQ(read_file(folder / "taken.h5"), "mine");
+}
+
+// A set that is long along its first axis, with lines that cross all of its chunks.
+TEST(Hdf5TreeTest, ReadsLinesAcrossChunks) {
+    const TemporaryFolder folder;
+    Hdf5Tree tree(folder / "tree.h5", Hdf5Access::Create);
+    const ObjectId set = tree.create_dataset(tree.root(), "set", {200, 1000});
+    for (std::uint64_t row = 0; row < 200; ++row)
+        tree.write(set, {Extents{row, 0}, Extents{1, 1000}},
+                   std::vector<float>(1000, static_cast<float>(row)));
+    std::vector<float> line(200);
+    tree.read(set, {Extents{0, 999}, Extents{200, 1}}, line);
+    for (std::size_t row = 0; row < 200; ++row)
+        ASSERT_EQ(line[row], static_cast<float>(row));
+}
+
+// Ends as a program does that was told so, the library's own clean-up included.
+[[noreturn]] void write_without_room(const std::filesystem::path& file) {
+    signal(SIGXFSZ, SIG_IGN);
+    Hdf5Tree tree(file, Hdf5Access::Create);
+    const ObjectId set = tree.create_dataset(tree.root(), "set", {1'000'000});
+    const rlimit limit{100'000, 100'000};
+    setrlimit(RLIMIT_FSIZE, &limit);
+    try {
+        tree.write(set, {Extents{0}, Extents{1'000'000}}, std::vector<float>(1'000'000, 1.0F));
+        tree.close();
+    } catch (const TreeError&) {
+        std::exit(5);
+    }
+    std::exit(0);
+}
+
+TEST(Hdf5TreeDeathTest, LeavesTheProcessInOrderWhenThereIsNoRoom) {
+#ifdef TALVORA_ADDRESS_SANITIZER
+    GTEST_SKIP() << "what the library could not write is not given back";
+#endif
+    GTEST_FLAG_SET(death_test_style, "threadsafe"); // a process that has not used the library
+    const TemporaryFolder folder;
+    EXPECT_EXIT(write_without_room(folder / "tree.h5"), testing::ExitedWithCode(5), "");
+}
+
+} // namespace
+
+} // namespace talvora::host

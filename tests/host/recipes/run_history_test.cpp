@@ -1,0 +1,140 @@
+#include "host/hdf5/hdf5_tree.h"
+#include "host/recipes/run_history.h"
+#include "host/text/failure.h"
+#include "host/tree/history_attribute.h"
+#include "host/tree/memory_tree.h"
+#include "tests/host/temporary_folder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <limits>
+
+namespace talvora::host {
+namespace {
+
+using testing::IsEmpty;
+
+class RunHistory : public testing::Test {
+  protected:
+    RunHistory() {
+        unit_.name = "maker.sample";
+        const std::vector<ParameterSignature> signatures = {
+            parse_signature("Sets: list(string)", false),
+            parse_signature("Axis: integer = -1", false), parse_signature("Limit: number", false),
+            parse_signature("Deep: boolean = false", false)};
+        recipe_.steps.push_back(
+            {"first", &unit_, {signatures, {{"Limit", std::numeric_limits<double>::infinity()}}}});
+        recipe_.steps.push_back(
+            {"second", &unit_, {signatures, {{"Sets", std::vector<std::string>{"a", "ü"}}}}});
+    }
+
+    std::vector<HistoryRecord> make_records() const {
+        return {make_record(origin_, recipe_, 0, {}), make_record(origin_, recipe_, 1, {})};
+    }
+
+    Unit unit_;
+    Recipe recipe_;
+    RunOrigin origin_{
+        "2026-01-02T03:04:05Z", "1.2.3", {"plug-in", "4.5.6", "aa"}, {"walk.h5", 1234, "bb"}};
+};
+
+TEST_F(RunHistory, TellsTheTimeThatTheEnvironmentGives) {
+    setenv("SOURCE_DATE_EPOCH", "1700000000", 1); // date -u -d @1700000000
+    EXPECT_EQ(tell_time(), "2023-11-14T22:13:20Z");
+    for (const char* wrong : {"yesterday", "-1", "1.5", "999999999999999999999"}) {
+        setenv("SOURCE_DATE_EPOCH", wrong, 1);
+        EXPECT_THROW(tell_time(), Failure) << wrong;
+    }
+    unsetenv("SOURCE_DATE_EPOCH");
+    EXPECT_EQ(tell_time().size(), 20U);
+}
+
+TEST_F(RunHistory, RecordsEveryParameterAfterDefaults) {
+    const HistoryRecord record = make_record(origin_, recipe_, 0, {});
+    EXPECT_EQ(record.at("parameters").dump(),
+              R"({"Sets":null,"Axis":-1,"Limit":"inf","Deep":false})");
+    EXPECT_EQ(record.at("step"), "first");
+    EXPECT_EQ(record.at("step_number"), 1);
+    EXPECT_EQ(record.at("step_count"), 2);
+}
+
+TEST_F(RunHistory, ReadsWhatItWroteOldestFirst) {
+    MemoryTree tree;
+    EXPECT_THAT(read_history(tree), IsEmpty());
+    const auto records = make_records();
+    append_history(tree, std::span(records).first(1));
+    append_history(tree, std::span(records).last(1));
+    EXPECT_EQ(read_history(tree), records);
+}
+
+TEST_F(RunHistory, GoesFarBeyondTheSixtyFourKibibytesOfAnAttribute) {
+    const TemporaryFolder folder;
+    HistoryRecord large = make_records()[0];
+    large["step"] = std::string(200'000, 'x');
+    const std::vector<HistoryRecord> records(5, large);
+    {
+        Hdf5Tree tree(folder / "file.h5", Hdf5Access::Create);
+        append_history(tree, records);
+        append_history(tree, records);
+        tree.close();
+    }
+    Hdf5Tree tree(folder / "file.h5", Hdf5Access::ReadOnly);
+    const auto history = read_history(tree);
+    ASSERT_EQ(history.size(), 10U);
+    EXPECT_EQ(history.back(), large);
+}
+
+TEST_F(RunHistory, KeepsThousandsOfRecords) {
+    const TemporaryFolder folder;
+    Hdf5Tree tree(folder / "file.h5", Hdf5Access::Create);
+    const std::vector<HistoryRecord> records(6000, HistoryRecord{{"step", "x"}});
+    append_history(tree, records);
+    EXPECT_EQ(read_history(tree).size(), records.size());
+}
+
+TEST_F(RunHistory, FindsTheLastRun) {
+    auto history = make_records();
+    history.push_back(make_record(origin_, recipe_, 0, {}));
+    history.push_back(make_record(origin_, recipe_, 1, {}));
+    EXPECT_EQ(last_run(history).size(), 2U);
+    EXPECT_THAT(last_run({}), IsEmpty());
+}
+
+TEST_F(RunHistory, KnowsARunByItsStepsPluginAndInput) {
+    const auto history = make_records();
+    EXPECT_TRUE(was_made_by(history, origin_, recipe_));
+    EXPECT_FALSE(was_made_by({}, origin_, recipe_));
+
+    RunOrigin other = origin_;
+    other.time = "2030-01-01T00:00:00Z"; // no matter
+    other.input.name = "copy.h5";
+    EXPECT_TRUE(was_made_by(history, other, recipe_));
+    other.input.sha256 = "cc";
+    EXPECT_FALSE(was_made_by(history, other, recipe_));
+    other = origin_;
+    other.plugin.sha256 = "cc";
+    EXPECT_FALSE(was_made_by(history, other, recipe_));
+
+    Recipe recipe = recipe_;
+    recipe.steps.pop_back();
+    EXPECT_FALSE(was_made_by(history, origin_, recipe));
+    recipe = recipe_;
+    recipe.steps[1].values = recipe.steps[0].values;
+    EXPECT_FALSE(was_made_by(history, origin_, recipe));
+}
+
+TEST_F(RunHistory, RefusesWhatIsNoHistory) {
+    MemoryTree tree;
+    const auto records = make_records();
+    for (const AttributeValue& value :
+         {AttributeValue(1.0F), AttributeValue(TextArray{{"no JSON"}, {1}})}) {
+        tree.write_attribute(tree.root(), HISTORY_ATTRIBUTE, value);
+        EXPECT_THROW(read_history(tree), Failure);
+    }
+    EXPECT_THROW(was_made_by(std::vector{HistoryRecord{{"step", 1}}}, origin_, recipe_), Failure);
+}
+
+} // namespace
+} // namespace talvora::host

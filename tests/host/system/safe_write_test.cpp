@@ -1,0 +1,222 @@
+#include "host/system/pending_cleanup.h"
+#include "host/system/safe_write.h"
+#include "host/text/failure.h"
+#include "tests/host/temporary_folder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <fcntl.h>
+#include <functional>
+#include <string>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace talvora::host {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::ElementsAre;
+
+ExitCode code_of(const std::function<void()>& work) {
+    try {
+        work();
+    } catch (const Failure& failure) {
+        return failure.code();
+    }
+    return ExitCode::Done;
+}
+
+// The exit code of a process that does the work.
+int exit_code_of(const std::function<void()>& work) {
+    const pid_t child = fork();
+    if (child == 0) {
+        // The message of a handler belongs to the test, not on its error stream.
+        const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+        dup2(nowhere, STDERR_FILENO);
+        work();
+        _exit(0);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+mode_t mode_of(const fs::path& file) {
+    struct stat status {};
+    stat(file.c_str(), &status);
+    return status.st_mode & 07777;
+}
+
+TEST(PendingFile, TakesTheDestinationsPlaceWhenPublished) {
+    const TemporaryFolder folder;
+    PendingFile pending(folder / "walk.h5", {});
+    write_file(pending.path(), "new");
+    EXPECT_FALSE(fs::exists(folder / "walk.h5"));
+    pending.publish();
+    EXPECT_EQ(read_file(folder / "walk.h5"), "new");
+    EXPECT_THAT(folder.names(), ElementsAre("walk.h5"));
+}
+
+TEST(PendingFile, LeavesTheDestinationAloneUnlessPublished) {
+    const TemporaryFolder folder;
+    write_file(folder / "walk.h5", "old");
+    {
+        const PendingFile pending(folder / "walk.h5", {.replace = true});
+        write_file(pending.path(), "new");
+    }
+    EXPECT_EQ(read_file(folder / "walk.h5"), "old");
+    EXPECT_THAT(folder.names(), ElementsAre("walk.h5"));
+}
+
+TEST(PendingFile, RefusesAnExistingDestinationUnlessItIsToBeReplaced) {
+    const TemporaryFolder folder;
+    write_file(folder / "walk.h5", "old");
+    EXPECT_EQ(code_of([&] { PendingFile(folder / "walk.h5", {}); }), ExitCode::Output);
+    EXPECT_EQ(code_of([&] { PendingFile(folder / "walk.h5", {.replace = true}); }), ExitCode::Done);
+}
+
+TEST(PendingFile, LeavesADestinationThatCameUpMeanwhile) {
+    const TemporaryFolder folder;
+    EXPECT_EQ(code_of([&] {
+                  PendingFile pending(folder / "walk.h5", {});
+                  write_file(folder / "walk.h5", "another's");
+                  pending.publish();
+              }),
+              ExitCode::Output);
+    EXPECT_EQ(read_file(folder / "walk.h5"), "another's");
+    EXPECT_THAT(folder.names(), ElementsAre("walk.h5"));
+}
+
+TEST(PendingFile, KeepsTheModeOfWhatItReplaces) {
+    const TemporaryFolder folder;
+    write_file(folder / "walk.h5", "old");
+    fs::permissions(folder / "walk.h5", fs::perms{0640});
+    PendingFile(folder / "walk.h5", {.replace = true}).publish();
+    EXPECT_EQ(mode_of(folder / "walk.h5"), 0640U);
+}
+
+TEST(PendingFile, GivesANewFileTheModeOfTheProcess) {
+    const TemporaryFolder folder;
+    const mode_t before = umask(027);
+    PendingFile(folder / "walk.h5", {}).publish();
+    umask(before);
+    EXPECT_EQ(mode_of(folder / "walk.h5"), 0640U);
+}
+
+TEST(PendingFile, GivesANewFileTheModeOfTheOneItIsLike) {
+    const TemporaryFolder folder;
+    write_file(folder / "walk.h5", "");
+    fs::permissions(folder / "walk.h5", fs::perms{0600});
+    PendingFile(folder / "walk.h5.bak", {.like = folder / "walk.h5"}).publish();
+    EXPECT_EQ(mode_of(folder / "walk.h5.bak"), 0600U);
+}
+
+TEST(PendingFile, WritesToWhatASymbolicLinkPointsTo) {
+    const TemporaryFolder folder;
+    const TemporaryFolder link_folder;
+    write_file(folder / "walk.h5", "old");
+    fs::create_symlink(folder / "walk.h5", link_folder / "link.h5");
+    PendingFile pending(link_folder / "link.h5", {.replace = true});
+    write_file(pending.path(), "new");
+    pending.publish();
+    EXPECT_TRUE(fs::is_symlink(link_folder / "link.h5"));
+    EXPECT_EQ(read_file(folder / "walk.h5"), "new");
+}
+
+TEST(PendingFile, SweepsWhatADeadProcessLeftAndNothingElse) {
+    const TemporaryFolder folder;
+    exit_code_of([&] {
+        // _exit in the helper runs no destructor: this is what a kill leaves behind.
+        new PendingFile(folder / "walk.h5", {});
+    });
+    ASSERT_EQ(folder.names().size(), 1U);
+    const PendingFile living(folder / "other.h5", {});
+    const PendingFile next(folder / "walk.h5", {});
+    EXPECT_THAT(folder.names(), ElementsAre(living.path().filename(), next.path().filename()));
+}
+
+TEST(PendingFile, RefusesFoldersAndMissingFoldersAsDestinations) {
+    const TemporaryFolder folder;
+    EXPECT_EQ(code_of([&] { PendingFile(folder.path(), {.replace = true}); }), ExitCode::Output);
+    EXPECT_EQ(code_of([&] { PendingFile(folder / "missing/walk.h5", {}); }), ExitCode::Output);
+    EXPECT_EQ(code_of([&] { PendingFile("/dev/null", {.replace = true}); }), ExitCode::Output);
+}
+
+// The code of making a pending file without privileges.
+int code_as_nobody(const fs::path& destination) {
+    return exit_code_of([&] {
+        if (geteuid() == 0) {
+            [[maybe_unused]] const int dropped = setresuid(65534, 65534, 65534);
+        }
+        _exit(static_cast<int>(code_of([&] { PendingFile(destination, {.replace = true}); })));
+    });
+}
+
+TEST(PendingFile, RefusesAFolderThatCannotBeWritten) {
+    const TemporaryFolder folder;
+    fs::permissions(folder.path(), fs::perms{0555});
+    EXPECT_EQ(code_as_nobody(folder / "walk.h5"), static_cast<int>(ExitCode::Output));
+    fs::permissions(folder.path(), fs::perms{0777});
+    EXPECT_EQ(code_as_nobody(folder / "walk.h5"), static_cast<int>(ExitCode::Done));
+}
+
+TEST(PendingFile, RefusesToReplaceAReadOnlyFile) {
+    const TemporaryFolder folder;
+    write_file(folder / "walk.h5", "old");
+    fs::permissions(folder.path(), fs::perms{0777});
+    fs::permissions(folder / "walk.h5", fs::perms{0444});
+    EXPECT_EQ(code_as_nobody(folder / "walk.h5"), static_cast<int>(ExitCode::Output));
+}
+
+TEST(PendingFile, TakesNamesAsLongAsTheFileSystemDoes) {
+    const TemporaryFolder folder;
+    const std::string name(255, 'x');
+    PendingFile(folder / name, {}).publish();
+    EXPECT_TRUE(folder.names().contains(name));
+    EXPECT_EQ(folder.names().size(), 1U);
+}
+
+class CleanUpOnSignals : public testing::TestWithParam<std::pair<int, int>> {};
+
+TEST_P(CleanUpOnSignals, RemovesPendingFilesAndTellsBySignal) {
+    const int signal_number = GetParam().first;
+    const int exit_code = GetParam().second;
+    const TemporaryFolder folder;
+    write_file(folder / "walk.h5", "old");
+    EXPECT_EQ(exit_code_of([&] {
+                  // A sanitizer's own handlers would stay.
+                  std::signal(signal_number, SIG_DFL);
+                  clean_up_on_signals();
+                  const PendingFile pending(folder / "walk.h5", {.replace = true});
+                  std::raise(signal_number);
+              }),
+              exit_code);
+    EXPECT_THAT(folder.names(), ElementsAre("walk.h5"));
+    EXPECT_EQ(read_file(folder / "walk.h5"), "old");
+}
+
+INSTANTIATE_TEST_SUITE_P(Signals, CleanUpOnSignals,
+                         testing::Values(std::pair{SIGINT, 130}, std::pair{SIGTERM, 143},
+                                         std::pair{SIGHUP, 129}, std::pair{SIGPIPE, 141},
+                                         std::pair{SIGSEGV, 4}, std::pair{SIGFPE, 4},
+                                         std::pair{SIGABRT, 4}));
+
+TEST(RefuseSameFile, KnowsAFileByAnyOfItsPaths) {
+    const TemporaryFolder folder;
+    write_file(folder / "walk.h5", "");
+    fs::create_symlink(folder / "walk.h5", folder / "link.h5");
+    fs::create_hard_link(folder / "walk.h5", folder / "twin.h5");
+    for (const char* name : {"walk.h5", "./walk.h5", "link.h5", "twin.h5"}) {
+        EXPECT_EQ(code_of([&] { refuse_same_file(folder / "walk.h5", folder / name); }),
+                  ExitCode::Usage)
+            << name;
+    }
+    EXPECT_EQ(code_of([&] { refuse_same_file(folder / "walk.h5", folder / "new.h5"); }),
+              ExitCode::Done);
+}
+
+} // namespace
+} // namespace talvora::host

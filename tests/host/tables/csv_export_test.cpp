@@ -1,0 +1,173 @@
+#include "host/tables/csv_export.h"
+#include "host/tables/csv_import.h"
+#include "host/text/failure.h"
+#include "host/tree/memory_tree.h"
+#include "host/tree/tree_rules.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <random>
+
+namespace talvora::host {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+constexpr float NaN = std::numeric_limits<float>::quiet_NaN();
+
+SignalSet make_set(const std::string& path, Extents extents, std::vector<float> samples,
+                   std::optional<double> rate = 10) {
+    return {path, std::move(extents), rate, 0, std::move(samples)};
+}
+
+struct Exported {
+    std::string text;
+    ExportReport report;
+};
+
+Exported export_all(const std::vector<SignalSet>& sets) {
+    Exported result;
+    result.report =
+        export_sets(sets, "walk.h5", [&](std::string_view piece) { result.text += piece; });
+    return result;
+}
+
+std::string failure_text(const std::vector<SignalSet>& sets) {
+    std::string text;
+    try {
+        export_sets(sets, "walk.h5", [&](std::string_view piece) { text += piece; });
+    } catch (const Failure& failure) {
+        EXPECT_EQ(failure.code(), ExitCode::Input);
+        EXPECT_THAT(text, IsEmpty()) << "something was written";
+        return failure.what();
+    }
+    return "did not fail";
+}
+
+TEST(ExportSets, WritesAColumnPerLineAfterTheTimes) {
+    const auto result = export_all({make_set("Imu/Rate", {2, 1, 3}, {1, 2, 3, -4, 0.1F, 1e-30F}),
+                                    make_set("Imu/Up", {1, 1, 3}, {-0.0F, 16777216, 5})});
+    EXPECT_EQ(result.text, "Time (s),Rate[0],Rate[1],Up\n"
+                           "0,1,-4,-0\n"
+                           "0.1,2,0.1,16777216\n"
+                           "0.2,3,1e-30,5\n");
+    EXPECT_EQ(result.report.row_count, 3U);
+    EXPECT_THAT(result.report.columns, ElementsAre("Rate[0]", "Rate[1]", "Up"));
+}
+
+TEST(ExportSets, LeavesTheCellsOfMissingSamplesEmpty) {
+    EXPECT_EQ(export_all({make_set("X", {3}, {1, NaN, 3})}).text, "Time (s),X\n0,1\n0.1,\n0.2,3\n");
+}
+
+TEST(ExportSets, CountsSamplesWhereTheRateIsUnknown) {
+    EXPECT_EQ(export_all({make_set("X", {2}, {5, 6}, std::nullopt)}).text, "Sample,X\n0,5\n1,6\n");
+}
+
+TEST(ExportSets, BeginsAtTheStartTime) {
+    SignalSet set = make_set("X", {2}, {5, 6}, 4);
+    set.start_time = 15.5;
+    EXPECT_EQ(export_all({set}).text, "Time (s),X\n15.5,5\n15.75,6\n");
+}
+
+TEST(ExportSets, NumbersTheDimensionsThatHaveMoreThanOneIndex) {
+    const auto result = export_all({make_set("G/X", {2, 1, 2, 1}, {1, 2, 3, 4})});
+    EXPECT_EQ(result.text, "Time (s),X[0][0],X[0][1],X[1][0],X[1][1]\n0,1,2,3,4\n");
+}
+
+TEST(ExportSets, NamesColumnsBelowTheSharedGroup) {
+    const auto result =
+        export_all({make_set("Walk/Left/X", {1}, {1}), make_set("Walk/LeftHand/X", {1}, {2})});
+    EXPECT_THAT(result.report.columns, ElementsAre("Left/X", "LeftHand/X"));
+    EXPECT_THAT(result.report.import_words, IsEmpty());
+}
+
+TEST(ExportSets, QuotesNamesThatCouldBeMistaken) {
+    const auto result = export_all({make_set("G/a,b;c \"d\"", {1}, {1})});
+    EXPECT_THAT(result.text, testing::StartsWith("Time (s),\"a,b;c \"\"d\"\"\"\n"));
+}
+
+TEST(ExportSets, RefusesSetsThatShareNoTimes) {
+    EXPECT_EQ(failure_text({make_set("A", {2}, {1, 2}), make_set("B", {3}, {1, 2, 3})}),
+              "walk.h5: 'A' has 2 samples at 10 Hz from 0 s, 'B' 3 samples at 10 Hz from 0 s: they "
+              "share no column of times");
+    EXPECT_THAT(failure_text({make_set("A", {1}, {1}), make_set("B", {1}, {1}, 20)}),
+                HasSubstr("'B' 1 sample at 20 Hz"));
+    EXPECT_THAT(failure_text({make_set("A", {1}, {1}), make_set("B", {1}, {1}, std::nullopt)}),
+                HasSubstr("'B' 1 sample of unknown rate"));
+    SignalSet late = make_set("B", {1}, {1});
+    late.start_time = 2;
+    EXPECT_THAT(failure_text({make_set("A", {1}, {1}), late}), HasSubstr("from 2 s"));
+}
+
+TEST(ExportSets, RefusesTwoColumnsOfOneName) {
+    EXPECT_EQ(failure_text({make_set("A", {2, 1}, {1, 2}), make_set("A[1]", {1}, {1})}),
+              "walk.h5: two columns named 'A[1]'");
+    EXPECT_EQ(failure_text({make_set("Time (s)", {1}, {1})}),
+              "walk.h5: two columns named 'Time (s)'");
+}
+
+TEST(ExportSets, WarnsOfColumnsWithoutAnyValue) {
+    const auto result = export_all({make_set("G/X", {2, 1}, {1, NaN})});
+    EXPECT_THAT(result.report.warnings,
+                ElementsAre("walk.h5: column 'X[1]' is empty: all of its samples are missing"));
+    EXPECT_THAT(result.report.import_words, IsEmpty());
+}
+
+// ---------------------------------------------------------------------------
+// There and back
+
+std::vector<SetOfColumns> read_set_words(const std::vector<std::string>& words) {
+    std::vector<SetOfColumns> sets;
+    for (std::size_t i = 0; i + 1 < words.size(); ++i) {
+        if (words[i] == "--set") {
+            sets.push_back(parse_set_of_columns(words[i + 1]));
+        }
+    }
+    return sets;
+}
+
+// Any bits but those of NaN, so that exponents of all sizes come up.
+std::vector<float> make_random_samples(std::size_t count) {
+    std::mt19937 random(7);
+    std::vector<float> samples;
+    while (samples.size() < count) {
+        const float sample = std::bit_cast<float>(static_cast<std::uint32_t>(random()));
+        samples.push_back(std::isnan(sample) ? 0.5F : sample);
+    }
+    return samples;
+}
+
+TEST(ExportSets, WritesWhatImportReadsBackBitForBit) {
+    std::vector<float> samples = make_random_samples(3 * 4000);
+    samples[1] = samples[17] = samples[8000] = NaN;
+    SignalSet rate = make_set("Imu/a \"b\", c", {3, 1, 4000}, samples, 100.002625);
+    rate.start_time = 15.007977;
+    SignalSet up = make_set("Imu/Up", {1, 1, 4000}, make_random_samples(4000), 100.002625);
+    up.start_time = rate.start_time;
+    const Exported exported = export_all({rate, up});
+
+    MemoryTree tree;
+    ImportOptions options;
+    options.group = "Imu";
+    options.sets = read_set_words(exported.report.import_words);
+    import_table(parse_csv(exported.text, "walk.csv"), options, tree, "walk.csv");
+
+    const SignalSet back = read_signal_set(tree, rate.path);
+    EXPECT_EQ(back.extents, rate.extents);
+    EXPECT_EQ(static_cast<float>(*back.sample_rate), 100.002625F);
+    EXPECT_EQ(static_cast<float>(back.start_time), 15.007977F);
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        ASSERT_TRUE(std::bit_cast<std::uint32_t>(back.samples[i]) ==
+                        std::bit_cast<std::uint32_t>(samples[i]) ||
+                    (std::isnan(back.samples[i]) && std::isnan(samples[i])))
+            << i;
+    }
+    EXPECT_EQ(read_signal_set(tree, up.path).samples, up.samples);
+}
+
+} // namespace
+} // namespace talvora::host

@@ -1,0 +1,169 @@
+#include "host/tables/csv_import.h"
+#include "host/text/failure.h"
+#include "host/tree/memory_tree.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace talvora::host {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::NanSensitiveFloatEq;
+
+constexpr float NaN = std::numeric_limits<float>::quiet_NaN();
+
+struct Imported {
+    MemoryTree tree;
+    ImportReport report;
+
+    ObjectId find(const std::string& path) { return tree.find(tree.root(), path).value(); }
+    std::vector<float> samples(const std::string& path) {
+        const ObjectId set = find(path);
+        const Extents extents = tree.extents(set);
+        std::vector<float> values(extents[0] * extents[1] * extents[2]);
+        tree.read(set, {.starts = Extents{0, 0, 0}, .counts = extents}, values);
+        return values;
+    }
+    AttributeValue attribute(const std::string& path, const std::string& name) {
+        return tree.read_attribute(find(path), name).value();
+    }
+};
+
+void import_text(Imported& result, std::string_view csv, const ImportOptions& options = {}) {
+    result.report = import_table(parse_csv(csv, "walk.csv"), options, result.tree, "walk.csv");
+}
+
+Failure failure_of(std::string_view csv, const ImportOptions& options = {}) {
+    Imported result;
+    try {
+        import_text(result, csv, options);
+    } catch (const Failure& failure) {
+        return failure;
+    }
+    return {ExitCode::Done, "none"};
+}
+
+TEST(ImportTable, StacksTheColumnsOfASetInTheOrderGiven) {
+    Imported result;
+    import_text(
+        result, "t,X,Y\n0,1,10\n1,2,20\n2,3,30\n",
+        {.group = "Imu", .sets = {{"Rate", {"Y", "X"}}}, .sample_rate = {}, .time_column = {}});
+    EXPECT_EQ(result.tree.extents(result.find("Imu/Rate")), (Extents{2, 1, 3}));
+    EXPECT_THAT(result.samples("Imu/Rate"), ElementsAre(10, 20, 30, 1, 2, 3));
+    EXPECT_THAT(result.report.sets, ElementsAre("Imu/Rate"));
+}
+
+TEST(ImportTable, WritesRateStartAndNumberOfSamplesAsFloats) {
+    Imported result;
+    import_text(result, "t,X\n2.5,1\n3,2\n3.5,3\n");
+    EXPECT_EQ(result.attribute("Signals/X", "SampleRate"), AttributeValue(2.0F));
+    EXPECT_EQ(result.attribute("Signals/X", "StartTime"), AttributeValue(2.5F));
+    EXPECT_EQ(result.attribute("Signals", "SampleRate"), AttributeValue(2.0F));
+    EXPECT_EQ(result.attribute("Signals", "NumSamples"), AttributeValue(3.0F));
+}
+
+TEST(ImportTable, MakesASetOfEveryColumnWithNumbersButTheTime) {
+    Imported result;
+    import_text(result, "Time [s],X,note,a/b\n0,1,left,3\n1,2,,4\n");
+    EXPECT_THAT(result.report.sets, ElementsAre("Signals/X", "Signals/a_b"));
+    EXPECT_THAT(result.report.warnings,
+                ElementsAre("walk.csv: column 'note' holds no number and is left out"));
+}
+
+TEST(ImportTable, PutsNanWhereARowOrACellIsMissing) {
+    Imported result;
+    import_text(result, "t,X\n0,1\n1,x\n2,3\n4,5\n5,6\n");
+    EXPECT_THAT(result.samples("Signals/X"),
+                ElementsAre(1, NanSensitiveFloatEq(NaN), 3, NanSensitiveFloatEq(NaN), 5, 6));
+    EXPECT_THAT(result.report.warnings,
+                ElementsAre("walk.csv: column 'X': 1 of 5 cells hold no number, NaN stands there "
+                            "(first in row 3: 'x')"));
+    EXPECT_THAT(result.report.infos,
+                ElementsAre("walk.csv: 5 rows by 't' on 6 samples at 1 Hz; 1 sample without a "
+                            "row, NaN there"));
+}
+
+TEST(ImportTable, KeepsTheFirstOfRowsThatShareASample) {
+    Imported result;
+    import_text(result, "t,X\n0,1\n1,2\n1,99\n2,3\n3,4\n");
+    EXPECT_THAT(result.samples("Signals/X"), ElementsAre(1, 2, 3, 4));
+    EXPECT_THAT(result.report.warnings,
+                ElementsAre("walk.csv: 1 row left out, less than half a sample after the row "
+                            "before (first: row 4)"));
+}
+
+// Ten steps of 1 s and ten of 1.3 s have a mean of 1.15 s: row 12, stamped 10 s, comes to
+// stand at 10 x 1.15 s.
+TEST(ImportTable, WarnsWhenRowsStandMoreThanASampleFromTheirTimes) {
+    std::string csv = "t,X\n";
+    for (int i = 0; i <= 20; ++i) {
+        csv += std::to_string(i <= 10 ? i : 10 + 1.3 * (i - 10)) + ",1\n";
+    }
+    Imported drifting;
+    import_text(drifting, csv);
+    EXPECT_THAT(drifting.report.warnings,
+                ElementsAre("walk.csv: row 12 stands 1.5 s from its time, 10 s: the rows are not "
+                            "equally spaced"));
+    Imported jittering;
+    import_text(jittering, "t,X\n0,1\n1.2,1\n1.9,1\n3.1,1\n4,1\n");
+    EXPECT_THAT(jittering.report.warnings, IsEmpty());
+}
+
+TEST(ImportTable, SpacesRowsEvenlyAtAGivenRate) {
+    Imported result;
+    import_text(result, "t,X\n0,1\n7,2\n", {.sets = {}, .sample_rate = 100, .time_column = {}});
+    EXPECT_THAT(result.report.sets, ElementsAre("Signals/t", "Signals/X"));
+    EXPECT_EQ(result.attribute("Signals/X", "SampleRate"), AttributeValue(100.0F));
+    EXPECT_EQ(result.attribute("Signals/X", "StartTime"), AttributeValue(0.0F));
+}
+
+TEST(ImportTable, ReadsTheUnitOfTheTimeFromItsName) {
+    Imported result;
+    import_text(result, "clock (ms),X\n500,1\n510,2\n520,3\n",
+                {.sets = {}, .sample_rate = {}, .time_column = "clock (ms)"});
+    EXPECT_EQ(result.attribute("Signals/X", "SampleRate"), AttributeValue(100.0F));
+    EXPECT_EQ(result.attribute("Signals/X", "StartTime"), AttributeValue(0.5F));
+}
+
+TEST(ImportTable, RefusesWhatCannotBe) {
+    const std::string csv = "t,X,note\n0,1,left\n1,2,right\n";
+    const auto usage = [&](const ImportOptions& options) {
+        const Failure failure = failure_of(csv, options);
+        EXPECT_EQ(failure.code(), ExitCode::Usage) << failure.what();
+        return std::string(failure.what());
+    };
+    EXPECT_EQ(usage({.sets = {{"A", {"Z"}}}, .sample_rate = {}, .time_column = {}}),
+              "walk.csv: no column 'Z' (known: t, X, note)");
+    EXPECT_EQ(usage({.sets = {{"A", {"X"}}, {"A", {"X"}}}, .sample_rate = {}, .time_column = {}}),
+              "--set: two sets named 'A'");
+    EXPECT_EQ(usage({.sets = {}, .sample_rate = 0, .time_column = {}}),
+              "--rate 0: a sample rate is greater than 0 Hz and finite");
+    EXPECT_THAT(usage({.sets = {}, .sample_rate = 1, .time_column = "t"}), HasSubstr("exclude"));
+    EXPECT_EQ(failure_of("X\n1\n").code(), ExitCode::Usage);
+    EXPECT_EQ(failure_of("Time (h),X\n1,1\n2,2\n").code(), ExitCode::Usage);
+    EXPECT_EQ(
+        failure_of(csv, {.sets = {{"A", {"note"}}}, .sample_rate = {}, .time_column = {}}).code(),
+        ExitCode::Input);
+    EXPECT_EQ(failure_of("t,note\n0,left\n1,right\n").code(), ExitCode::Input);
+}
+
+TEST(ParseSetOfColumns, SplitsAtTheFirstEqualsSignAndAtCommas) {
+    const SetOfColumns set = parse_set_of_columns("Rate=X (deg/s),\"Y, a=b\"");
+    EXPECT_EQ(set.name, "Rate");
+    EXPECT_THAT(set.columns, ElementsAre("X (deg/s)", "Y, a=b"));
+}
+
+TEST(ParseSetOfColumns, RefusesAMissingNameAndPaths) {
+    for (const std::string text : {"Rate", "=X", "Rate=", "a/b=X", "..=X"}) {
+        EXPECT_THROW(parse_set_of_columns(text), Failure) << text;
+    }
+}
+
+} // namespace
+} // namespace talvora::host

@@ -1,0 +1,134 @@
+#include "host/tables/csv_table.h"
+#include "host/text/failure.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <clocale>
+#include <cmath>
+#include <string>
+
+namespace talvora::host {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::IsNan;
+
+std::string failure_of(std::string_view text) {
+    try {
+        parse_csv(text, "walk.csv");
+    } catch (const Failure& failure) {
+        EXPECT_EQ(failure.code(), ExitCode::Input);
+        return failure.what();
+    }
+    return "none";
+}
+
+TEST(ParseCsv, ReadsNamesAndNumbers) {
+    const CsvTable table = parse_csv("Time (s),X\n0,1.5\n0.01,-2e3\n", "walk.csv");
+    ASSERT_EQ(table.columns.size(), 2U);
+    EXPECT_EQ(table.row_count, 2U);
+    EXPECT_EQ(table.columns[0].name, "Time (s)");
+    EXPECT_THAT(table.columns[0].values, ElementsAre(0, 0.01));
+    EXPECT_THAT(table.columns[1].values, ElementsAre(1.5, -2000));
+    EXPECT_EQ(table.columns[1].missing_count, 0U);
+}
+
+TEST(ParseCsv, TakesAByteOrderMarkEitherLineEndAndBlankLines) {
+    const CsvTable table = parse_csv("\xEF\xBB\xBFt,x\r\n1,2\r\n\r\n3,4", "walk.csv");
+    EXPECT_EQ(table.columns[0].name, "t");
+    EXPECT_THAT(table.columns[1].values, ElementsAre(2, 4));
+}
+
+TEST(ParseCsv, FindsTheDelimiterInTheFirstRow) {
+    EXPECT_THAT(parse_csv("t;x\n1;2\n", "").columns[1].values, ElementsAre(2));
+    EXPECT_THAT(parse_csv("t\tx\n1\t2\n", "").columns[1].values, ElementsAre(2));
+}
+
+TEST(ParseCsv, FindsTheDelimiterOutsideQuotes) {
+    const CsvTable table = parse_csv("\"a;b;c\",d\n1,2\n", "walk.csv");
+    ASSERT_EQ(table.columns.size(), 2U);
+    EXPECT_EQ(table.columns[0].name, "a;b;c");
+}
+
+// Halfway between 1 + 2^-23 and 1 + 2^-22 lies 1.000000178813934326171875; a double cannot
+// tell the texts beside it from it.
+TEST(ParseCsv, ReadsValuesThatRoundToTheFloatNearestToTheText) {
+    const CsvTable table = parse_csv("X\n1.00000017881393432617187499\n1.000000178813934326171875\n"
+                                     "1.00000017881393432617187501\n",
+                                     "walk.csv");
+    const std::vector<double>& values = table.columns[0].values;
+    EXPECT_EQ(static_cast<float>(values[0]), 1 + 0x1p-23F);
+    EXPECT_EQ(static_cast<float>(values[1]), 1 + 0x1p-22F);
+    EXPECT_EQ(static_cast<float>(values[2]), 1 + 0x1p-22F);
+    EXPECT_EQ(values[1], 1.000000178813934326171875);
+}
+
+TEST(ParseCsv, KeepsWideNumbersHalfwayBetweenTwoFloats) {
+    const CsvTable table = parse_csv("Time (s)\n1700000064\n1700000192\n", "walk.csv");
+    EXPECT_THAT(table.columns[0].values, ElementsAre(1700000064.0, 1700000192.0));
+}
+
+// The greatest float is 2^128 - 2^104; numbers below 2^128 - 2^103 = 3.40282356779...e38
+// round to it.
+TEST(ParseCsv, ReadsTheGreatestFloatFromItsShortestText) {
+    const CsvTable table =
+        parse_csv("X\n3.4028235e38\n-3.4028235e+38\n3.4028235677e38\n3.4028235678e38\n", "");
+    EXPECT_THAT(table.columns[0].values,
+                ElementsAre(0x1.fffffep127, -0x1.fffffep127, 0x1.fffffep127, IsNan()));
+}
+
+TEST(ParseCsv, KeepsDelimitersAndLineEndsInsideQuotes) {
+    const CsvTable table = parse_csv("\"a, b\",\"say \"\"x\"\"\",\"two\nlines\"\n1,\"2\",3\n", "");
+    ASSERT_EQ(table.columns.size(), 3U);
+    EXPECT_EQ(table.columns[0].name, "a, b");
+    EXPECT_EQ(table.columns[1].name, "say \"x\"");
+    EXPECT_EQ(table.columns[2].name, "two\nlines");
+    EXPECT_THAT(table.columns[1].values, ElementsAre(2));
+}
+
+TEST(ParseCsv, CountsCellsWithoutANumberPerColumn) {
+    const CsvTable table = parse_csv("t,x\n1,\n2,n/a\n3,7\n4\n5,1e39\n6,nan\n7,0x10\n8,+4\n", "");
+    const CsvColumn& column = table.columns[1];
+    EXPECT_THAT(column.values,
+                ElementsAre(IsNan(), IsNan(), 7, IsNan(), IsNan(), IsNan(), IsNan(), 4));
+    EXPECT_EQ(column.missing_count, 6U);
+    EXPECT_EQ(column.first_missing_row, 2U);
+    EXPECT_EQ(column.first_missing_text, "");
+    EXPECT_TRUE(column.holds_numbers());
+}
+
+TEST(ParseCsv, TellsAColumnWithoutAnyNumber) {
+    EXPECT_FALSE(parse_csv("t,note\n1,left\n2,\n", "").columns[1].holds_numbers());
+}
+
+TEST(ParseCsv, TakesADelimiterAtTheEndOfARow) {
+    EXPECT_THAT(parse_csv("t,x\n1,2,\n", "").columns[1].values, ElementsAre(2));
+}
+
+TEST(ParseCsv, RefusesWhatIsNoTable) {
+    EXPECT_EQ(failure_of(""), "walk.csv: empty");
+    EXPECT_EQ(failure_of("t,x\n"), "walk.csv: no row below the names");
+    EXPECT_EQ(failure_of("1,2\n3,4\n"), "walk.csv: the first row holds numbers, no column names");
+    EXPECT_EQ(failure_of("t,t\n1,2\n"), "walk.csv: two columns named 't'");
+    EXPECT_EQ(failure_of("t,,x\n1,2,3\n"), "walk.csv: column 2 of 3 has no name");
+    EXPECT_EQ(failure_of("t,x\n1,2,3\n"), "walk.csv: row 2 has 3 fields, the row of names 2");
+    EXPECT_EQ(failure_of("t,x\n1,\"2\n"), "walk.csv: the text ends inside a quoted field");
+    EXPECT_THAT(failure_of("t,x\n1,\"2\"3\n"), HasSubstr("a double quote inside a field"));
+    EXPECT_EQ(failure_of(std::string("\xFF\xFEt\0", 4)), "walk.csv: UTF-16 text, UTF-8 is read");
+}
+
+TEST(ReadCsv, RefusesAMissingFileAndAFolder) {
+    EXPECT_THROW(read_csv("no such file.csv"), Failure);
+    EXPECT_THROW(read_csv("."), Failure);
+}
+
+TEST(SplitCsvRow, TakesQuotedNames) {
+    EXPECT_THAT(split_csv_row("X,\"Y, left\",Z", ','), ElementsAre("X", "Y, left", "Z"));
+    EXPECT_THAT(split_csv_row("", ','), IsEmpty());
+}
+
+} // namespace
+} // namespace talvora::host

@@ -1,0 +1,104 @@
+#include "host/tables/time_grid.h"
+#include "host/text/failure.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <string>
+#include <vector>
+
+namespace talvora::host {
+namespace {
+
+using testing::DoubleNear;
+using testing::ElementsAre;
+using testing::StartsWith;
+
+std::string failure_of(const std::vector<double>& times) {
+    try {
+        place_on_grid(times, "walk.csv");
+    } catch (const Failure& failure) {
+        return failure.what();
+    }
+    return "none";
+}
+
+TEST(PlaceOnGrid, GivesEachRowItsSampleWhenTimesAreEven) {
+    const TimeGrid grid = place_on_grid(std::vector<double>{5, 5.5, 6, 6.5}, "");
+    EXPECT_EQ(grid.start_time, 5);
+    EXPECT_EQ(grid.sample_rate, 2);
+    EXPECT_EQ(grid.sample_count, 4U);
+    EXPECT_THAT(grid.sample_of_row, ElementsAre(0, 1, 2, 3));
+}
+
+TEST(PlaceOnGrid, LeavesRoomForMissedRows) {
+    const TimeGrid grid = place_on_grid(std::vector<double>{0, 1, 2, 5, 6, 8, 9}, "");
+    EXPECT_THAT(grid.sample_of_row, ElementsAre(0, 1, 2, 5, 6, 8, 9));
+    EXPECT_EQ(grid.sample_count, 10U);
+}
+
+TEST(PlaceOnGrid, TakesJitterOfAThirdOfAPeriod) {
+    const TimeGrid grid =
+        place_on_grid(std::vector<double>{0, 1.15, 1.9, 3.1, 3.95, 5.15, 6, 6.85, 8.15}, "");
+    EXPECT_THAT(grid.sample_of_row, ElementsAre(0, 1, 2, 3, 4, 5, 6, 7, 8));
+}
+
+// A clock that runs two per cent slow in the second half is two thousand periods off
+// at the end; counted from the first row, rows would be skipped and doubled.
+TEST(PlaceOnGrid, FollowsAClockThatDrifts) {
+    constexpr std::size_t COUNT = 200'000;
+    std::vector<double> times = {0};
+    for (std::size_t i = 1; i < COUNT; ++i) {
+        times.push_back(times.back() + (i < COUNT / 2 ? 0.01 : 0.0102));
+    }
+    const TimeGrid grid = place_on_grid(times, "");
+    EXPECT_EQ(grid.sample_count, COUNT);
+    EXPECT_EQ(grid.sample_of_row.back(), COUNT - 1);
+}
+
+// Steps of 4, 4, 4, 3 ticks: the median step is 4, the period is 3.75.
+TEST(PlaceOnGrid, TakesTheMeanOfRegularStepsAsThePeriod) {
+    std::vector<double> times = {0};
+    for (int i = 0; i < 400; ++i) {
+        times.push_back(times.back() + (i % 4 == 3 ? 3 : 4));
+    }
+    EXPECT_THAT(place_on_grid(times, "").sample_rate, DoubleNear(1 / 3.75, 1e-15));
+}
+
+TEST(PlaceOnGrid, DoesNotLetGapsChangeTheRate) {
+    EXPECT_EQ(place_on_grid(std::vector<double>{0, 1, 2, 3, 53, 54, 55}, "").sample_rate, 1);
+}
+
+TEST(PlaceOnGrid, MovesARowStampedLateBackIntoTheGap) {
+    const TimeGrid grid = place_on_grid(std::vector<double>{0, 1, 2, 3.7, 4, 5, 6}, "");
+    EXPECT_THAT(grid.sample_of_row, ElementsAre(0, 1, 2, 3, 4, 5, 6));
+}
+
+TEST(PlaceOnGrid, MovesARowStampedEarlyOnIntoTheGap) {
+    const TimeGrid grid = place_on_grid(std::vector<double>{0, 1, 2, 2.3, 4, 5, 6}, "");
+    EXPECT_THAT(grid.sample_of_row, ElementsAre(0, 1, 2, 3, 4, 5, 6));
+}
+
+TEST(PlaceOnGrid, LetsARepeatedRowShareItsSample) {
+    const TimeGrid grid = place_on_grid(std::vector<double>{0, 1, 2, 2, 3, 4}, "");
+    EXPECT_THAT(grid.sample_of_row, ElementsAre(0, 1, 2, 2, 3, 4));
+    EXPECT_EQ(grid.sample_count, 5U);
+}
+
+TEST(PlaceOnGrid, RefusesTimesThatGiveNoGrid) {
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    const double inf = std::numeric_limits<double>::infinity();
+    EXPECT_EQ(failure_of({1}), "walk.csv: one row gives no sample rate");
+    EXPECT_EQ(failure_of({0, nan, 2}),
+              "walk.csv: row 3: a time cannot be nan (allowed: finite numbers)");
+    EXPECT_EQ(failure_of({0, 1, inf}),
+              "walk.csv: row 4: a time cannot be inf (allowed: finite numbers)");
+    EXPECT_EQ(failure_of({0, 2, 1}), "walk.csv: time goes back from 2 to 1 in row 4");
+    EXPECT_EQ(failure_of({0, 0, 0, 1}), "walk.csv: most rows have the time of the row before");
+    EXPECT_THAT(failure_of({0, 1, 2, 1e300}), StartsWith("walk.csv: 4 rows span "));
+}
+
+} // namespace
+} // namespace talvora::host

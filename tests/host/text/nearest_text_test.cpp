@@ -1,0 +1,44 @@
+#include "host/text/nearest_text.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+namespace talvora::host {
+
+namespace {
+
+const std::vector<std::string> KEYS{"SourceSets", "SourceGroup", "CutoffFrequency", "Order"};
+
+TEST(NearestTextTest, FindsATextWithASlip) {
+    EXPECT_EQ(find_nearest("SourceSet", KEYS), "SourceSets");
+    EXPECT_EQ(find_nearest("SuorceGroup", KEYS), "SourceGroup");
+    EXPECT_EQ(find_nearest("Ordr", KEYS), "Order");
+}
+
+TEST(NearestTextTest, IgnoresLetterCase) {
+    EXPECT_EQ(find_nearest("cutofffrequency", KEYS), "CutoffFrequency");
+}
+
+TEST(NearestTextTest, FindsATextThatHoldsTheWord) {
+    EXPECT_EQ(find_nearest("frequency", KEYS), "CutoffFrequency");
+    EXPECT_EQ(find_nearest("Source", KEYS), "SourceSets");
+}
+
+TEST(NearestTextTest, FindsNothingForAShortPart) {
+    EXPECT_FALSE(find_nearest("Fre", KEYS).has_value());
+}
+
+TEST(NearestTextTest, FindsNothingFarAway) {
+    EXPECT_FALSE(find_nearest("Bandform", KEYS).has_value());
+    EXPECT_FALSE(find_nearest("", KEYS).has_value());
+    EXPECT_FALSE(find_nearest("Order", {}).has_value());
+}
+
+TEST(NearestTextTest, TakesTheFirstOfSeveral) {
+    EXPECT_EQ(find_nearest("ab", std::vector<std::string>{"xab", "abx"}), "xab");
+}
+
+} // namespace
+
+} // namespace talvora::host
