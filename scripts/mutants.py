@@ -2,6 +2,10 @@
 
 Works on the form that scripts/format gives: operators of two operands stand between spaces,
 brackets of templates and marks of references do not, and so the two are told apart.
+
+A mutant has two names. `name` quotes the lines that it changes: what was found out about it holds
+while they stay as they are. `place` tells the function and the operator or the like in it, as in
+"dsp/percentile.cpp interpolate_ranks: < -> <=": it lasts while other lines move and names change.
 """
 
 import collections
@@ -44,12 +48,8 @@ class Mutant:
     kind: str
     original: str  # the line, without its indentation
     mutated: str
-    number: int = 1  # among those of the file that read the same
-
-    @property
-    def name(self):
-        which = f" ({self.number})" if self.number > 1 else ""
-        return f"{self.file}: {self.original} -> {self.mutated}{which}"
+    name: str  # the file and both forms of the line, with a number if others read the same
+    place: str  # the file, the declaration and the change, numbered likewise
 
 
 def blank_out(text):
@@ -101,27 +101,79 @@ def line_around(text, start, end):
     return " ".join(text[text.rfind("\n", 0, start) + 1:(text + "\n").find("\n", end)].split())
 
 
-def make_mutant(file, text, start, end, replacement, kind):
+def split_declarations(code, begin, end):
+    """(start, end) of each declaration between two offsets: to a semicolon or a closing brace."""
+    start, depth = begin, 0
+    for at in range(begin, end):
+        depth = max(0, depth + {"(": 1, "{": 1, ")": -1, "}": -1}.get(code[at], 0))
+        ends = code[at] == ";" or code[at] == "}" and re.match(r"\s*(?:[\w~[}]|$)", code[at + 1:])
+        if depth == 0 and ends:
+            yield start, at + 1
+            start = at + 1
+
+
+def name_declaration(declaration):
+    """The declared name: the word before parameters, an initial value or a bound, templates' aside."""
+    text, last = declaration, None
+    while text != last:
+        text, last = re.sub(r"<[^<>;{}=]*>", "", text), text
+    name = (re.match(r"\s*enum class (\w+)", text) or re.match(r"[^(={]*\(\*(\w+)\)", text)
+            or re.match(r"[^(={[;]*?([\w:~]+) *[(={[;]", text))
+    return name.group(1) if name else ""
+
+
+def list_declarations(code, begin, end, scope=""):
+    """(start, end, name) of what is declared outside functions, members by name of their class too."""
+    for start, stop in split_declarations(code, begin, end):
+        declared = re.sub(r"^\s*(?:(?:public|protected|private):\s*)*", "", code[start:stop])
+        type_name = re.match(r"(?:class|struct) (?:alignas\(\d+\) )?(\w+)[^;={(]*\{", declared)
+        if type_name:
+            name, body = scope + type_name.group(1), code.index("{", start) + 1
+            yield start, body, name
+            yield from list_declarations(code, body, code.rindex("}", start, stop), f"{name}::")
+        else:
+            yield start, stop, scope + name_declaration(declared)
+
+
+def describe(original, replacement, kind):
+    """The change by itself, without the names and values that it is made to."""
+    if kind == "condition":
+        return "condition negated"
+    if kind == "statement":
+        return f"{re.match(r'[^(=]*[^(=;+*/ -]|[^;]*', original).group()} left out"
+    return f"{original} -> {replacement}" if replacement else f"{original} left out"
+
+
+def make_mutant(file, text, declarations, start, end, replacement, kind):
+    original = text[start:end]
     if replacement is None:
-        replacement = f"!({text[start:end]})"
+        replacement = f"!({original})"
     mutated = text[:start] + replacement + text[end:]
-    return Mutant(file, text.count("\n", 0, start) + 1, start, end, replacement, kind,
-                  line_around(text, start, end),
-                  line_around(mutated, start, start + len(replacement)))
+    before = line_around(text, start, end)
+    after = line_around(mutated, start, start + len(replacement))
+    declared = next(name for first, last, name in declarations if first <= start < last)
+    return Mutant(file, text.count("\n", 0, start) + 1, start, end, replacement, kind, before, after,
+                  name=f"{file}: {before} -> {after}",
+                  place=f"{file} {declared}: {describe(original, replacement, kind)}")
 
 
-def number_by_place(found):
-    """No two of a file get the same name, and they keep theirs wherever other lines move."""
-    same, numbers = collections.Counter(), {}
+def number_equals(found, field):
+    """No two get the same name: all but the first of equal ones say which they are."""
+    same, numbered = collections.Counter(), {}
     for mutant in sorted(found, key=lambda mutant: mutant.start):
-        same[mutant.name] += 1
-        numbers[mutant] = same[mutant.name]
-    return [dataclasses.replace(mutant, number=numbers[mutant]) for mutant in found]
+        name = getattr(mutant, field)
+        same[name] += 1
+        which = f" ({same[name]})" if same[name] > 1 else ""
+        numbered[mutant] = dataclasses.replace(mutant, **{field: name + which})
+    return [numbered[mutant] for mutant in found]
 
 
 def find_mutants(file, text):
-    changes = sorted(set(list_changes(blank_out(text))), key=str)
-    return number_by_place([make_mutant(file, text, *change) for change in changes])
+    code = blank_out(text)
+    declarations = list(list_declarations(code, 0, len(code)))
+    changes = sorted(set(list_changes(code)), key=str)
+    found = [make_mutant(file, text, declarations, *change) for change in changes]
+    return number_equals(number_equals(found, "name"), "place")
 
 
 def apply(mutant, text):
