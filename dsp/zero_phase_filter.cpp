@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <limits>
 #include <stdexcept>
+#include <utility>
 
 namespace talvora::dsp {
 
@@ -20,9 +21,17 @@ std::vector<double> pad_with_zeros(std::span<const double> values, std::size_t l
     return padded;
 }
 
-void divide_all(std::vector<double>& values, double divisor) {
-    for (double& value : values) {
-        value /= divisor;
+FilterCoefficients pad_to_one_length(std::span<const double> b, std::span<const double> a) {
+    const std::size_t tap_count = std::max(b.size(), a.size());
+    return {pad_with_zeros(b, tap_count), pad_with_zeros(a, tap_count)};
+}
+
+void divide_by_leading(FilterCoefficients& filter) {
+    const double leading = filter.a[0];
+    for (std::vector<double>* const values : {&filter.b, &filter.a}) {
+        for (double& value : *values) {
+            value /= leading;
+        }
     }
 }
 
@@ -74,6 +83,28 @@ std::vector<double> extend_by_odd_reflection(std::span<const double> x, std::siz
     return extended;
 }
 
+// One step of the recurrence: takes a sample, gives one, and leaves the state after it in `z`.
+double filter_sample(const FilterCoefficients& filter, std::vector<double>& z, double x) {
+    const auto& [b, a] = filter;
+    const std::size_t last = b.size() - 1;
+    if (last == 0) {
+        return b[0] * x;
+    }
+    const double y = b[0] * x + z[0];
+    for (std::size_t i = 0; i + 1 < last; ++i) {
+        z[i] = z[i + 1] + b[i + 1] * x - a[i + 1] * y;
+    }
+    z[last - 1] = b[last] * x - a[last] * y;
+    return y;
+}
+
+// Straight to the stream: the numbers know no host that could be told instead.
+void report_missing_denominator() {
+    std::fputs("Impossible to filter the signal, the first element of the denominator is "
+               "equal to 0.\n",
+               stderr);
+}
+
 // A pass that begins at rest on its own first sample.
 std::vector<double> filter_from_rest(const PreparedFilter& filter, std::span<const double> x) {
     return linear_filter(filter.b, filter.a, x, scaled(filter.steady_state, x.front()));
@@ -86,20 +117,15 @@ bool PreparedFilter::has_missing_coefficient() const {
 }
 
 PreparedFilter prepare_filter(const FilterCoefficients& coefficients) {
-    PreparedFilter filter;
-    const std::size_t tap_count = std::max(coefficients.b.size(), coefficients.a.size());
-    filter.b = pad_with_zeros(coefficients.b, tap_count);
-    filter.a = pad_with_zeros(coefficients.a, tap_count);
-    if (tap_count == 0) {
-        return filter;
+    FilterCoefficients filter = pad_to_one_length(coefficients.b, coefficients.a);
+    if (filter.a.empty()) {
+        return {};
     }
-    const double leading = filter.a[0];
-    if (std::abs(leading - 1.0) >= ROUNDING_UNIT) {
-        divide_all(filter.b, leading);
-        divide_all(filter.a, leading);
+    if (std::abs(filter.a[0] - 1.0) >= ROUNDING_UNIT) {
+        divide_by_leading(filter);
     }
-    filter.steady_state = steady_state_initial_conditions(filter.b, filter.a);
-    return filter;
+    std::vector<double> steady_state = steady_state_initial_conditions(filter.b, filter.a);
+    return {std::move(filter.b), std::move(filter.a), std::move(steady_state)};
 }
 
 std::vector<double> steady_state_initial_conditions(std::span<const double> b,
@@ -123,36 +149,20 @@ std::vector<double> steady_state_initial_conditions(std::span<const double> b,
 std::vector<double> linear_filter(std::span<const double> b, std::span<const double> a,
                                   std::span<const double> x, std::span<const double> z0) {
     std::vector<double> y(x.begin(), x.end());
-    const std::size_t tap_count = std::max(b.size(), a.size());
-    if (tap_count == 0) {
+    FilterCoefficients filter = pad_to_one_length(b, a);
+    if (filter.a.empty()) {
         return y;
     }
-    std::vector<double> b_taps = pad_with_zeros(b, tap_count);
-    std::vector<double> a_taps = pad_with_zeros(a, tap_count);
-    const double leading = a_taps[0];
-    if (leading == 0.0) {
-        std::fputs("Impossible to filter the signal, the first element of the denominator is "
-                   "equal to 0.\n",
-                   stderr);
+    if (filter.a[0] == 0.0) {
+        report_missing_denominator();
         return y;
     }
-    if (std::abs(leading - 1.0) > ROUNDING_UNIT) {
-        divide_all(b_taps, leading);
-        divide_all(a_taps, leading);
+    if (std::abs(filter.a[0] - 1.0) > ROUNDING_UNIT) {
+        divide_by_leading(filter);
     }
-    std::vector<double> z = pad_with_zeros(z0, std::max(tap_count - 1, z0.size()));
-    const std::size_t last = tap_count - 1;
+    std::vector<double> z = pad_with_zeros(z0, std::max(filter.a.size() - 1, z0.size()));
     for (double& sample : y) {
-        const double input = sample;
-        sample = b_taps[0] * input;
-        if (last == 0) {
-            continue;
-        }
-        sample += z[0];
-        for (std::size_t i = 0; i + 1 < last; ++i) {
-            z[i] = z[i + 1] + b_taps[i + 1] * input - a_taps[i + 1] * sample;
-        }
-        z[last - 1] = b_taps[last] * input - a_taps[last] * sample;
+        sample = filter_sample(filter, z, sample);
     }
     return y;
 }

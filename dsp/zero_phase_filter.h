@@ -47,7 +47,8 @@ std::vector<double> steady_state_initial_conditions(std::span<const double> b,
 // One causal pass over x in direct form II transposed (Oppenheim and Schafer,
 // "Discrete-Time Signal Processing", section 6.3), started from the state z0 of
 // tap_count - 1 elements (missing ones are zero). With a[0] = 0 there is no filter: one
-// line is written to the standard error stream and x is given back.
+// line is written to the standard error stream and x is given back. A prepared filter never
+// comes to that, nor does a unit: its division has made NaN of such a coefficient.
 std::vector<double> linear_filter(std::span<const double> b, std::span<const double> a,
                                   std::span<const double> x, std::span<const double> z0);
 
