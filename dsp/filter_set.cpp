@@ -179,13 +179,12 @@ std::size_t SetFilter::lanes_at_once() const {
 void SetFilter::filter_one_by_one(std::span<const std::span<float>> runs) {
     const bool has_result = path_ == FilterPath::Plain || !filter_.has_missing_coefficient();
     for (const std::span<float> run : runs) {
-        has_result ? filter_run(run, filter_) : fill_missing(run);
+        if (has_result) {
+            filter_run(run, filter_);
+        } else {
+            fill_missing(run);
+        }
     }
-}
-
-void filter_set_in_place(std::span<float> samples, std::uint64_t line_length,
-                         const FilterCoefficients& coefficients, FilterPath path) {
-    SetFilter(path).filter_in_place(samples, line_length, coefficients);
 }
 
 } // namespace talvora::dsp

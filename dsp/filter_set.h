@@ -11,14 +11,15 @@
 
 namespace talvora::dsp {
 
-// How the runs are filtered. Every path gives the same bits; Plain is the definition
-// of zero_phase_filter.h run by run, the others filter several runs at once, one to a
-// lane of the processor's vector registers.
+// How the runs are filtered. Every path gives the same bits: Plain is the definition of
+// zero_phase_filter.h run by run, with which tests, fuzz targets and benchmarks compare;
+// the others filter several runs at once, one to a lane of the processor's vector
+// registers.
 enum class FilterPath { Plain, Sse2, Avx2, Avx512 };
 
 // Whether this processor, under this operating system, can take the path.
 bool can_take(FilterPath path);
-// The widest path that can be taken here.
+// The widest path that can be taken here; never the plain one.
 FilterPath best_filter_path();
 
 // Filters any number of sets, one after the other, in scratch memory of its own that it
@@ -60,10 +61,5 @@ class SetFilter {
     std::size_t collected_sample_count_ = 0;
     LaneScratch scratch_;
 };
-
-// The same for one set.
-void filter_set_in_place(std::span<float> samples, std::uint64_t line_length,
-                         const FilterCoefficients& coefficients,
-                         FilterPath path = best_filter_path());
 
 } // namespace talvora::dsp

@@ -60,10 +60,4 @@ void find_valid_runs(std::span<const float> line, std::int64_t min_length,
     }
 }
 
-std::vector<ValidRun> find_valid_runs(std::span<const float> line, std::int64_t min_length) {
-    std::vector<ValidRun> runs;
-    find_valid_runs(line, min_length, runs);
-    return runs;
-}
-
 } // namespace talvora::dsp

@@ -15,13 +15,10 @@ struct ValidRun {
     friend bool operator==(const ValidRun&, const ValidRun&) = default;
 };
 
-// The runs of a line with at least `min_length` samples, in increasing order of
-// start. The comparison is signed: a negative minimum keeps every run. Linear in
-// the samples; allocates the result alone.
-std::vector<ValidRun> find_valid_runs(std::span<const float> line, std::int64_t min_length);
-
-// The same into a list that the caller reuses from line to line; what it held is
-// dropped.
+// Lists the runs of a line with at least `min_length` samples, in increasing order of
+// start, in place of what `runs` held. The comparison is signed: a negative minimum keeps
+// every run. Linear in the samples; allocates only where the list grows, so that callers
+// reuse one list from line to line.
 void find_valid_runs(std::span<const float> line, std::int64_t min_length,
                      std::vector<ValidRun>& runs);
 

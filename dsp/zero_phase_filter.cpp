@@ -183,9 +183,4 @@ std::vector<double> zero_phase_filter(std::span<const double> x, const PreparedF
     return {first, first + static_cast<std::ptrdiff_t>(x.size())};
 }
 
-std::vector<double> zero_phase_filter(std::span<const double> x, std::span<const double> b,
-                                      std::span<const double> a) {
-    return zero_phase_filter(x, prepare_filter({{b.begin(), b.end()}, {a.begin(), a.end()}}));
-}
-
 } // namespace talvora::dsp

@@ -58,7 +58,5 @@ std::vector<double> linear_filter(std::span<const double> b, std::span<const dou
 // away from the ends. Throws std::invalid_argument when x has no more than pad_count
 // samples; an empty filter gives x back. Needs a few copies of x in double.
 std::vector<double> zero_phase_filter(std::span<const double> x, const PreparedFilter& filter);
-std::vector<double> zero_phase_filter(std::span<const double> x, std::span<const double> b,
-                                      std::span<const double> a);
 
 } // namespace talvora::dsp

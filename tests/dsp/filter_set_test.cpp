@@ -49,7 +49,7 @@ class FilterSetInPlace : public testing::TestWithParam<FilterPath> {
         }
     }
     void filter(Line& samples, std::uint64_t line_length, const FilterCoefficients& coefficients) {
-        filter_set_in_place(samples, line_length, coefficients, GetParam());
+        SetFilter(GetParam()).filter_in_place(samples, line_length, coefficients);
     }
 };
 
@@ -191,8 +191,7 @@ TEST_P(FilterSetInPlace, GivesThePlainBitsForAnyLinesAndGaps) {
         const std::size_t line_length = random.count(1, 500);
         Line samples = random.samples(line_length * random.count(1, 40));
         random.make_gaps(samples);
-        Line expected = samples;
-        filter_set_in_place(expected, line_length, coefficients, FilterPath::Plain);
+        const Line expected = filter_plainly(samples, line_length, coefficients);
         set_filter.filter_in_place(samples, line_length, coefficients);
         ASSERT_EQ(first_difference(samples, expected), expected.size())
             << tap_count << " taps, lines of " << line_length;
@@ -210,8 +209,7 @@ TEST_P(FilterSetInPlace, GivesThePlainBitsWhereLinesWithGapsComeAmongWholeOnes) 
         for (std::size_t gap = random.count(0, 3); gap > 0; --gap) {
             samples[random.count(0, samples.size() - 1)] = random.one_in(5) ? INF : NaN;
         }
-        Line expected = samples;
-        filter_set_in_place(expected, line_length, LOW, FilterPath::Plain);
+        const Line expected = filter_plainly(samples, line_length, LOW);
         set_filter.filter_in_place(samples, line_length, LOW);
         ASSERT_EQ(first_difference(samples, expected), expected.size())
             << line_count << " lines of " << line_length;
@@ -233,9 +231,8 @@ TEST(FilterPath, IsTheWidestThatTheProcessorHas) {
     EXPECT_TRUE(can_take(FilterPath::Sse2));
     EXPECT_EQ(can_take(FilterPath::Avx2), has_avx2);
     EXPECT_EQ(can_take(FilterPath::Avx512), has_avx512);
-    EXPECT_EQ(best_filter_path(), has_avx512 ? FilterPath::Avx512
-                                  : has_avx2 ? FilterPath::Avx2
-                                             : FilterPath::Sse2);
+    const FilterPath widest_without_avx512 = has_avx2 ? FilterPath::Avx2 : FilterPath::Sse2;
+    EXPECT_EQ(best_filter_path(), has_avx512 ? FilterPath::Avx512 : widest_without_avx512);
 }
 
 // Runs of one length, and of many: long ones, and more short ones than are collected.
@@ -253,8 +250,7 @@ TEST_P(FilterSetInPlace, GivesThePlainBitsWhenNotAllRunsAreCollectedAtOnce) {
              first += set.line_length) {
             samples[first + random.count(0, set.line_length - 1)] = NaN;
         }
-        Line expected = samples;
-        filter_set_in_place(expected, set.line_length, coefficients, FilterPath::Plain);
+        const Line expected = filter_plainly(samples, set.line_length, coefficients);
         filter(samples, set.line_length, coefficients);
         EXPECT_EQ(first_difference(samples, expected), expected.size()) << set.line_length;
     }

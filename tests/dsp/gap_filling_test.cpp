@@ -1,4 +1,5 @@
 #include "dsp/gap_filling.h"
+#include "tests/dsp/list_valid_runs.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -28,13 +29,13 @@ std::vector<std::uint32_t> as_bits(const std::vector<float>& line) {
 
 GapRows find_gaps(const std::vector<float>& line, std::int64_t max_length) {
     GapRows rows;
-    append_gaps(find_valid_runs(line, -1), max_length, rows);
+    append_gaps(list_valid_runs(line, -1), max_length, rows);
     return rows;
 }
 
 std::vector<float> fill(std::vector<float> line, std::int64_t max_length) {
     const GapRows rows = find_gaps(line, max_length);
-    fill_gaps(line, find_valid_runs(line, -1), rows);
+    fill_gaps(line, list_valid_runs(line, -1), rows);
     return line;
 }
 
@@ -51,7 +52,7 @@ TEST(AppendGaps, ListsNothingForTheSmallestMaximum) {
 
 TEST(AppendGaps, KeepsTheRowsOfEarlierLines) {
     GapRows rows = {9, 9};
-    append_gaps(find_valid_runs(std::vector<float>{1, NaN, 2}, -1), 1, rows);
+    append_gaps(list_valid_runs(std::vector<float>{1, NaN, 2}, -1), 1, rows);
     EXPECT_THAT(rows, ElementsAre(9, 9, 1, 1));
 }
 
@@ -85,7 +86,7 @@ TEST(FillGapsFromNeighbours, GivesTheBitsOfTheSearch) {
                 line[i] = NaN;
             }
         }
-        const auto runs = find_valid_runs(line, -1);
+        const auto runs = list_valid_runs(line, -1);
         GapRows rows;
         append_gaps(runs, 40, rows);
         std::vector<float> searched = line;
@@ -106,7 +107,7 @@ TEST(FillGapsFromNeighbours, GivesTheBitsOfTheSearchAtTheEndOfTheLongestExactLin
     std::vector<float> searched = line;
     const GapRows rows = find_gaps(line, UNLIMITED);
     ASSERT_THAT(rows, ElementsAre(16777208, 7));
-    fill_gaps_by_search(searched, find_valid_runs(line, -1), rows);
+    fill_gaps_by_search(searched, list_valid_runs(line, -1), rows);
     fill_gaps_from_neighbours(line, rows);
     for (std::size_t i = line.size() - 8; i < line.size(); ++i) {
         ASSERT_EQ(std::bit_cast<std::uint32_t>(line[i]), std::bit_cast<std::uint32_t>(searched[i]));

@@ -31,8 +31,7 @@ class LongRun : public testing::TestWithParam<const LaneKernels*> {
         }
     }
     void expect_plain_bits(std::vector<float> samples, const FilterCoefficients& coefficients) {
-        std::vector<float> expected = samples;
-        filter_set_in_place(expected, expected.size(), coefficients, FilterPath::Plain);
+        const std::vector<float> expected = filter_plainly(samples, samples.size(), coefficients);
         filter_long_run(samples, prepare_filter(coefficients), *GetParam(), scratch_);
         ASSERT_EQ(first_difference(samples, expected), expected.size())
             << coefficients.a.size() << " taps, " << samples.size() << " samples";
@@ -96,8 +95,7 @@ TEST_P(LongRun, FiltersARunThatTurnsOutToBeValid) {
     for (const std::size_t length : {8U, 1'100U, 200'001U}) {
         std::vector<float> samples(length);
         std::ranges::generate(samples, [&] { return static_cast<float>(random.number(-1, 1)); });
-        std::vector<float> expected = samples;
-        filter_set_in_place(expected, length, EDGE_5_PERCENT, FilterPath::Plain);
+        const std::vector<float> expected = filter_plainly(samples, length, EDGE_5_PERCENT);
         EXPECT_TRUE(filter_long_run(samples, prepare_filter(EDGE_5_PERCENT), *GetParam(), scratch_,
                                     Searched::No));
         EXPECT_EQ(first_difference(samples, expected), length);

@@ -2,7 +2,7 @@
 // ones, and those that overflow, vanish or grow without bound.
 #pragma once
 
-#include "dsp/filter_coefficients.h"
+#include "dsp/filter_set.h"
 
 #include <algorithm>
 #include <bit>
@@ -80,6 +80,13 @@ class RandomFilters {
 
     std::mt19937_64 engine_;
 };
+
+// The lines of a set as the plain definition filters them.
+inline std::vector<float> filter_plainly(std::vector<float> samples, std::size_t line_length,
+                                         const FilterCoefficients& coefficients) {
+    SetFilter(FilterPath::Plain).filter_in_place(samples, line_length, coefficients);
+    return samples;
+}
 
 // The place of the first sample whose bits differ, or the size when none does. A NaN
 // is a NaN whatever its sign and payload: they follow the order in which a processor

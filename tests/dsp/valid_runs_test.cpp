@@ -1,4 +1,5 @@
 #include "dsp/valid_runs.h"
+#include "tests/dsp/list_valid_runs.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -19,19 +20,19 @@ constexpr float INF = std::numeric_limits<float>::infinity();
 
 TEST(FindValidRuns, KeepsEveryRunInOrderWithANegativeMinimum) {
     const std::vector<float> line = {NaN, 1, 2, NaN, NaN, 3, NaN, 4, 5, 6};
-    EXPECT_THAT(find_valid_runs(line, -1),
+    EXPECT_THAT(list_valid_runs(line, -1),
                 ElementsAre(ValidRun{1, 2}, ValidRun{5, 1}, ValidRun{7, 3}));
 }
 
 TEST(FindValidRuns, KeepsARunOfExactlyTheMinimumAndDropsOneShorter) {
     const std::vector<float> line = {1, 2, 3, NaN, 4, 5};
-    EXPECT_THAT(find_valid_runs(line, 3), ElementsAre(ValidRun{0, 3}));
-    EXPECT_THAT(find_valid_runs(line, 2), ElementsAre(ValidRun{0, 3}, ValidRun{4, 2}));
+    EXPECT_THAT(list_valid_runs(line, 3), ElementsAre(ValidRun{0, 3}));
+    EXPECT_THAT(list_valid_runs(line, 2), ElementsAre(ValidRun{0, 3}, ValidRun{4, 2}));
 }
 
 TEST(FindValidRuns, CountsInfinitiesAsSamples) {
     const std::vector<float> line = {INF, -INF, NaN, INF};
-    EXPECT_THAT(find_valid_runs(line, 1), ElementsAre(ValidRun{0, 2}, ValidRun{3, 1}));
+    EXPECT_THAT(list_valid_runs(line, 1), ElementsAre(ValidRun{0, 2}, ValidRun{3, 1}));
 }
 
 TEST(FindValidRuns, TakesEveryNanAndNothingElseForMissingWhereverItStands) {
@@ -42,12 +43,12 @@ TEST(FindValidRuns, TakesEveryNanAndNothingElseForMissingWhereverItStands) {
         std::vector<float> line(100, 1.0F);
         for (const std::uint32_t bits : valid) {
             line[place] = std::bit_cast<float>(bits);
-            EXPECT_EQ(find_valid_runs(line, 1).size(), 1U);
+            EXPECT_EQ(list_valid_runs(line, 1).size(), 1U);
         }
         for (const std::uint32_t bits : missing) {
             line[place] = std::bit_cast<float>(bits);
             std::int64_t sample_count = 0;
-            for (const ValidRun& run : find_valid_runs(line, 1)) {
+            for (const ValidRun& run : list_valid_runs(line, 1)) {
                 sample_count += run.length;
             }
             EXPECT_EQ(sample_count, 99) << "place " << place << ", bits " << bits;
@@ -56,8 +57,8 @@ TEST(FindValidRuns, TakesEveryNanAndNothingElseForMissingWhereverItStands) {
 }
 
 TEST(FindValidRuns, FindsNothingInAnEmptyOrMissingLine) {
-    EXPECT_THAT(find_valid_runs(std::vector<float>{}, -1), IsEmpty());
-    EXPECT_THAT(find_valid_runs(std::vector<float>{NaN, NaN}, -1), IsEmpty());
+    EXPECT_THAT(list_valid_runs(std::vector<float>{}, -1), IsEmpty());
+    EXPECT_THAT(list_valid_runs(std::vector<float>{NaN, NaN}, -1), IsEmpty());
 }
 
 TEST(FindValidRuns, GrowsPastItsFirstRoom) {
@@ -65,7 +66,7 @@ TEST(FindValidRuns, GrowsPastItsFirstRoom) {
     for (int run = 0; run < 1000; ++run) {
         line.insert(line.end(), {1.0F, NaN});
     }
-    const auto runs = find_valid_runs(line, 1);
+    const auto runs = list_valid_runs(line, 1);
     ASSERT_EQ(runs.size(), 1000U);
     EXPECT_EQ(runs.back(), (ValidRun{1998, 1}));
 }

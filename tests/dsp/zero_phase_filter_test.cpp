@@ -31,6 +31,10 @@ const Samples LOW_A = {1.0, -0.5, 0.25};
 const Samples MEAN_B = {0.5, 0.5};
 const Samples MEAN_A = {1.0};
 
+Samples zero_phase_filter(const Samples& x, const Samples& b, const Samples& a) {
+    return dsp::zero_phase_filter(x, prepare_filter({b, a}));
+}
+
 TEST(SteadyStateInitialConditions, FollowsTheClosedFormForTwoTaps) {
     // (0.5 + 0.5 * 0.5) / (1 - 0.5)
     EXPECT_THAT(steady_state_initial_conditions(Samples{0.5, 0.5}, Samples{1.0, -0.5}),

@@ -1,6 +1,6 @@
 // Laws of what is done with samples before and beside filtering.
 #include "dsp/reductions.h"
-#include "dsp/valid_runs.h"
+#include "tests/dsp/list_valid_runs.h"
 #include "tests/properties/laws.h"
 
 #include <gtest/gtest.h>
@@ -51,13 +51,13 @@ RC_GTEST_PROP(ValidRunLaws, HoldEverySampleThatIsNotMissingAndNoOther, ()) {
     for (const float sample : line) {
         valid.push_back(!std::isnan(sample));
     }
-    RC_ASSERT(mark(dsp::find_valid_runs(line, -1), line.size()) == valid);
+    RC_ASSERT(mark(dsp::list_valid_runs(line, -1), line.size()) == valid);
 }
 
 RC_GTEST_PROP(ValidRunLaws, DoNotTouchEachOther, ()) {
     const auto line = *line_of(with_gaps(any_sample()), 0, 80);
     std::int64_t end = -1;
-    for (const dsp::ValidRun& run : dsp::find_valid_runs(line, -1)) {
+    for (const dsp::ValidRun& run : dsp::list_valid_runs(line, -1)) {
         RC_ASSERT(run.length > 0 && run.start > end);
         end = run.start + run.length;
     }
@@ -66,9 +66,9 @@ RC_GTEST_PROP(ValidRunLaws, DoNotTouchEachOther, ()) {
 RC_GTEST_PROP(ValidRunLaws, OfALeastLengthAreTheLongEnoughOfAll, ()) {
     const auto line = *line_of(with_gaps(any_sample()), 0, 80);
     const auto least = *rc::gen::inRange<std::int64_t>(-1, 8);
-    auto expected = dsp::find_valid_runs(line, -1);
+    auto expected = dsp::list_valid_runs(line, -1);
     std::erase_if(expected, [&](const dsp::ValidRun& run) { return run.length < least; });
-    RC_ASSERT(dsp::find_valid_runs(line, least) == expected);
+    RC_ASSERT(dsp::list_valid_runs(line, least) == expected);
 }
 
 } // namespace

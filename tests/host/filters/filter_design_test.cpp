@@ -83,7 +83,7 @@ TEST(FilterDesign, HasCoefficientsThatGiveThePluginsBits) {
     for (const ButterworthParameters& parameters : PARAMETERS) {
         const auto& [b, a] = design_filter(parameters, SAMPLE_RATE).coefficients;
         std::vector<float> expected;
-        for (const double value : dsp::zero_phase_filter(samples, b, a)) {
+        for (const double value : dsp::zero_phase_filter(samples, dsp::prepare_filter({b, a}))) {
             expected.push_back(static_cast<float>(value));
         }
         EXPECT_EQ(filter_by_plugin(parameters), expected) << bandform_name(parameters.bandform);
