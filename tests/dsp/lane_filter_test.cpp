@@ -1,5 +1,5 @@
 #include "dsp/lane_filter.h"
-#include "tests/dsp/kernels_test.h"
+#include "tests/dsp/all_kernels.h"
 #include "tests/dsp/random_filters.h"
 
 #include <gtest/gtest.h>
@@ -12,7 +12,7 @@
 namespace talvora::dsp {
 namespace {
 
-class LaneFilter : public KernelsTest {
+class LaneFilter : public ForAllKernels {
   protected:
     // Filters lines of the given lengths side by side and one by one.
     void expect_plain_bits(RandomFilters& random, std::vector<std::size_t> lengths,

@@ -1,4 +1,4 @@
-#include "tests/dsp/kernels_test.h"
+#include "tests/dsp/all_kernels.h"
 
 #include <gtest/gtest.h>
 
@@ -12,7 +12,7 @@
 namespace talvora::dsp {
 namespace {
 
-class LaneKernelsOfWidth : public KernelsTest {
+class LaneKernelsOfWidth : public ForAllKernels {
   protected:
     void filter(std::span<const double> b, std::span<const double> a, std::vector<double>& rows) {
         std::vector<double> state((b.size() - 1) * MAX_LANE_COUNT);

@@ -1,5 +1,5 @@
-#include "dsp/filter_set.h"
 #include "dsp/long_run.h"
+#include "tests/dsp/all_kernels.h"
 #include "tests/dsp/random_filters.h"
 
 #include <gtest/gtest.h>
@@ -23,26 +23,18 @@ const FilterCoefficients EDGE_1_PERCENT = {
     {0.00024135904904194806, 0.0004827180980838961, 0.00024135904904194806},
     {1.0, -1.955578240315036, 0.9565436765112033}};
 
-class LongRun : public testing::TestWithParam<const LaneKernels*> {
+class LongRun : public ForAllKernels {
   protected:
-    void SetUp() override {
-        if (GetParam() == &AVX2_LANE_KERNELS && !can_take(FilterPath::Avx2)) {
-            GTEST_SKIP() << "this processor lacks the instructions";
-        }
-    }
     void expect_plain_bits(std::vector<float> samples, const FilterCoefficients& coefficients) {
         const std::vector<float> expected = filter_plainly(samples, samples.size(), coefficients);
-        filter_long_run(samples, prepare_filter(coefficients), *GetParam(), scratch_);
+        filter_long_run(samples, prepare_filter(coefficients), *GetParam().kernels, scratch_);
         ASSERT_EQ(first_difference(samples, expected), expected.size())
             << coefficients.a.size() << " taps, " << samples.size() << " samples";
     }
     LaneScratch scratch_;
 };
 
-INSTANTIATE_TEST_SUITE_P(Kernels, LongRun, testing::Values(&SSE2_LANE_KERNELS, &AVX2_LANE_KERNELS),
-                         [](const auto& kernels) {
-                             return kernels.param == &AVX2_LANE_KERNELS ? "Avx2" : "Sse2";
-                         });
+INSTANTIATE_TEST_SUITE_P(Kernels, LongRun, testing::ValuesIn(LANE_KERNELS), name_kernels);
 
 TEST_P(LongRun, GivesThePlainBitsWhetherGuessesHoldOrNot) {
     RandomFilters random(6);
@@ -82,8 +74,8 @@ TEST_P(LongRun, LeavesARunAsItIsWhenASampleTurnsOutToBeMissing) {
                 std::vector<float> samples(length, 1.0F);
                 samples[place] = std::numeric_limits<float>::quiet_NaN();
                 const std::vector<float> before = samples;
-                EXPECT_FALSE(filter_long_run(samples, prepare_filter(filter), *GetParam(), scratch_,
-                                             Searched::No));
+                EXPECT_FALSE(filter_long_run(samples, prepare_filter(filter), *GetParam().kernels,
+                                             scratch_, Searched::No));
                 ASSERT_EQ(first_difference(samples, before), length) << "missing: " << place;
             }
         }
@@ -96,8 +88,8 @@ TEST_P(LongRun, FiltersARunThatTurnsOutToBeValid) {
         std::vector<float> samples(length);
         std::ranges::generate(samples, [&] { return static_cast<float>(random.number(-1, 1)); });
         const std::vector<float> expected = filter_plainly(samples, length, EDGE_5_PERCENT);
-        EXPECT_TRUE(filter_long_run(samples, prepare_filter(EDGE_5_PERCENT), *GetParam(), scratch_,
-                                    Searched::No));
+        EXPECT_TRUE(filter_long_run(samples, prepare_filter(EDGE_5_PERCENT), *GetParam().kernels,
+                                    scratch_, Searched::No));
         EXPECT_EQ(first_difference(samples, expected), length);
     }
 }

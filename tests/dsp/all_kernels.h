@@ -1,5 +1,5 @@
-// What tests of the kernels share: each set of kernels under its name, and whether this
-// processor can take it.
+// What tests of the kernels share: each set of kernels under its name, and tests on those that
+// this processor can take. Eight lanes are tried on the baseline too, where every one can.
 #pragma once
 
 #include "dsp/filter_set.h"
@@ -30,7 +30,7 @@ inline std::string name_kernels(const testing::TestParamInfo<NamedKernels>& kern
     return kernels.param.name;
 }
 
-class KernelsTest : public testing::TestWithParam<NamedKernels> {
+class ForAllKernels : public testing::TestWithParam<NamedKernels> {
   protected:
     void SetUp() override {
         if (!can_take(GetParam().needs)) {
