@@ -12,6 +12,9 @@
 #include <cstdint>
 #include <cstdlib>
 
+// The names of the classes, this namespace included, are part of the library's type information,
+// by which stack traces and profiles know them, so they stay. Eigen has no name that begins
+// with Interp1.
 namespace Eigen {
 namespace internal {
 
@@ -61,6 +64,8 @@ class Interp1Base {
         return ((*xs)[index] <= x) == isAscending();
     }
     bool isBefore(float x, std::int64_t index) const { return (x < (*xs)[index]) == isAscending(); }
+    std::int64_t huntUp(float x, std::int64_t lo);
+    std::int64_t huntDown(float x, std::int64_t hi);
     std::int64_t bisect(float x, std::int64_t lo, std::int64_t hi);
 };
 
@@ -89,30 +94,31 @@ std::int64_t Interp1Base<X, Y>::locate(float x) {
 
 template <typename X, typename Y>
 std::int64_t Interp1Base<X, Y>::hunt(float x) {
+    if (lastIndex < 0 || lastIndex >= pointCount) {
+        return locate(x);
+    }
+    return isAtOrBehind(lastIndex, x) ? huntUp(x, lastIndex) : huntDown(x, lastIndex);
+}
+
+template <typename X, typename Y>
+std::int64_t Interp1Base<X, Y>::huntUp(float x, std::int64_t lo) {
     const std::int64_t last = pointCount - 1;
-    std::int64_t lo = lastIndex;
-    std::int64_t hi = lo;
-    if (lo < 0 || lo > last) {
-        return bisect(x, 0, last);
+    std::int64_t step = 1;
+    while (lo + step < last && !isBefore(x, lo + step)) {
+        lo += step;
+        step *= 2;
     }
-    if (isAtOrBehind(lo, x)) {
-        for (std::int64_t step = 1;; step *= 2) {
-            hi = lo + step;
-            if (hi >= last || isBefore(x, hi)) {
-                break;
-            }
-            lo = hi;
-        }
-    } else {
-        for (std::int64_t step = 1;; step *= 2) {
-            lo -= step;
-            if (lo <= 0 || isAtOrBehind(lo, x)) {
-                break;
-            }
-            hi = lo;
-        }
+    return bisect(x, lo, std::min(lo + step, last));
+}
+
+template <typename X, typename Y>
+std::int64_t Interp1Base<X, Y>::huntDown(float x, std::int64_t hi) {
+    std::int64_t step = 1;
+    while (hi - step > 0 && !isAtOrBehind(hi - step, x)) {
+        hi -= step;
+        step *= 2;
     }
-    return bisect(x, std::max<std::int64_t>(lo, 0), std::min(hi, last));
+    return bisect(x, std::max<std::int64_t>(hi - step, 0), hi);
 }
 
 // Narrows [lo, hi] down to one interval and keeps it for the next search.
@@ -120,7 +126,11 @@ template <typename X, typename Y>
 std::int64_t Interp1Base<X, Y>::bisect(float x, std::int64_t lo, std::int64_t hi) {
     while (hi - lo > 1) {
         const std::int64_t mid = (lo + hi) >> 1;
-        (isAtOrBehind(mid, x) ? lo : hi) = mid;
+        if (isAtOrBehind(mid, x)) {
+            lo = mid;
+        } else {
+            hi = mid;
+        }
     }
     correlated = std::abs(lo - lastIndex) <= huntLimit ? 1 : 0;
     lastIndex = lo;

@@ -123,13 +123,19 @@ void filter_columns_of_any_order(const RowPass& pass, std::size_t column) {
 
 // Vectors in flight: longer filters have more to do in a step, and leave fewer registers.
 constexpr std::size_t vectors_for(std::size_t tap_count) {
-    return tap_count <= 3 ? 4 : tap_count <= 6 ? 2 : 1;
+    if (tap_count <= 3) {
+        return 4;
+    }
+    return tap_count <= 6 ? 2 : 1;
 }
 
 std::size_t lanes_at_once(std::size_t tap_count) {
     constexpr std::size_t FEWEST = 4; // lines are widened by fours
     const std::size_t count = WIDTH * vectors_for(tap_count);
-    return count < FEWEST ? FEWEST : count > MAX_LANE_COUNT ? MAX_LANE_COUNT : count;
+    if (count < FEWEST) {
+        return FEWEST;
+    }
+    return count < MAX_LANE_COUNT ? count : MAX_LANE_COUNT;
 }
 
 template <std::size_t VectorCount, std::size_t TapCount, Numerator Kind>

@@ -22,9 +22,11 @@ void sort_ascending(std::span<float> values, std::int64_t low, std::int64_t high
         std::int64_t i = low;
         std::int64_t j = high;
         while (i <= j) {
-            for (; values[static_cast<std::size_t>(i)] < pivot; ++i) {
+            while (values[static_cast<std::size_t>(i)] < pivot) {
+                ++i;
             }
-            for (; values[static_cast<std::size_t>(j)] > pivot; --j) {
+            while (values[static_cast<std::size_t>(j)] > pivot) {
+                --j;
             }
             if (i <= j) {
                 std::swap(values[static_cast<std::size_t>(i++)],
