@@ -11,7 +11,8 @@ namespace talvora::dsp {
 namespace {
 
 // Runs collected before they are filtered: enough to find some of similar length,
-// while their list stays in the first-level caches.
+// while their list stays in the first-level caches, and no more than a megabyte of samples,
+// which the caches still hold when they are filtered after the search.
 constexpr std::size_t MAX_COLLECTED_RUN_COUNT = 2048;
 constexpr std::size_t ENOUGH_SAMPLES = 256U << 10U;
 

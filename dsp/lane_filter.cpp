@@ -35,7 +35,7 @@ class GroupPasses {
 
     bool run(Searched searched) {
         for (std::size_t lane = 0; lane < group_.lane_count(); ++lane) {
-            forward_.rest(lane, group_.run(lane)[0]);
+            forward_.put_to_rest(lane, group_.run(lane)[0]);
         }
         states_.clear();
         std::ptrdiff_t first = 0;
@@ -101,17 +101,17 @@ class GroupPasses {
         // Padding before the first sample need not be filtered backward.
         const std::ptrdiff_t stop = std::max(first, samples_begin_);
         for (std::ptrdiff_t end = last, begin = 0; end > stop; end = begin) {
-            rest_lanes_that_end_at(end, rows_ + (end - 1 - first) * step_);
+            put_to_rest_lanes_that_end_at(end, rows_ + (end - 1 - first) * step_);
             begin = std::max({end - BLOCK_ROWS, last_lane_end_before(end), stop});
             filter_block_backward(backward_, rows_ + (begin - first) * step_, end - begin, block_);
             group_.store_rows(begin, end, block_);
         }
     }
 
-    void rest_lanes_that_end_at(std::ptrdiff_t end, const double* last_row) {
+    void put_to_rest_lanes_that_end_at(std::ptrdiff_t end, const double* last_row) {
         for (std::size_t lane = 0; lane < group_.lane_count(); ++lane) {
             if (group_.run(lane).size() == end) {
-                backward_.rest(lane, last_row[lane]);
+                backward_.put_to_rest(lane, last_row[lane]);
             }
         }
     }

@@ -36,7 +36,7 @@ void LanePass::set_state(std::span<const double> state) {
     start_over();
 }
 
-void LanePass::rest(std::size_t lane, double input) {
+void LanePass::put_to_rest(std::size_t lane, double input) {
     start_over();
     for (std::size_t i = 0; i < filter_.steady_state.size(); ++i) {
         state_[i * lane_count_ + lane] = filter_.steady_state[i] * input;

@@ -63,7 +63,7 @@ class LanePass {
     void set_state(std::span<const double> state);
 
     // Puts a lane to rest on a constant input.
-    void rest(std::size_t lane, double input);
+    void put_to_rest(std::size_t lane, double input);
 
     // Filters `row_count` rows, from the one at `in` on in steps of `row_step` doubles.
     void filter(const double* in, double* out, std::ptrdiff_t row_count, std::ptrdiff_t row_step);

@@ -81,7 +81,7 @@ class LongRunPasses {
     }
 
     bool run(Searched searched) {
-        serial_.rest(0, run_[0]);
+        serial_.put_to_rest(0, run_[0]);
         true_state_ = serial_.lane_state(0);
         states_.clear();
         for (std::ptrdiff_t batch = 0; batch < batch_count_; ++batch) {
@@ -148,7 +148,7 @@ class LongRunPasses {
     // From a warm-up before each part to its end; what each began with stays in guess_.
     void guess_forward(const LaneGroup& parts) {
         for (std::size_t lane = 0; lane < lane_count_; ++lane) {
-            forward_.rest(lane, parts.sample(lane, -warm_up_));
+            forward_.put_to_rest(lane, parts.sample(lane, -warm_up_));
         }
         for_each_block(warm_up_, [&](std::ptrdiff_t first, std::ptrdiff_t last) {
             filter_block_forward(parts, forward_, first - warm_up_, last - warm_up_, block_);
@@ -182,7 +182,7 @@ class LongRunPasses {
     // Leaves the true state of the backward pass.
     void filter_remainder_backward() {
         const auto count = static_cast<std::ptrdiff_t>(remainder_.size());
-        serial_.rest(0, remainder_.back());
+        serial_.put_to_rest(0, remainder_.back());
         serial_.filter(&remainder_.back(), &remainder_.back(), count, -1);
         run_.store(run_.size() - count, run_.size(), remainder_.data(), 1);
         true_state_ = serial_.lane_state(0);
@@ -219,7 +219,7 @@ class LongRunPasses {
     void guess_backward(const LaneGroup& parts) {
         const double* next = rows_ + 1;
         for (std::size_t lane = 0; lane + 1 < lane_count_; ++lane) {
-            backward_.rest(lane, next[(warm_up_ - 1) * step_ + as_step(lane)]);
+            backward_.put_to_rest(lane, next[(warm_up_ - 1) * step_ + as_step(lane)]);
         }
         for_each_block_from_the_end(warm_up_, [&](std::ptrdiff_t first, std::ptrdiff_t last) {
             filter_block_backward(backward_, next + first * step_, last - first, block_);

@@ -1,6 +1,7 @@
 // Filtering one run of samples forward and backward, so that no frequency is
-// delayed. This is the plain definition in double precision; filter_set.h filters
-// whole sets, many runs at once, to the same bits.
+// delayed. This is the plain definition in double precision, with which all faster ways are
+// compared; filter_set.h filters whole sets, many runs at once, to the same bits, and comes
+// here for filters of one tap alone.
 //
 // A filter is a numerator `b` and a denominator `a`, from the highest power of z to
 // the constant term; the shorter one counts as padded with zeros at its end. Both

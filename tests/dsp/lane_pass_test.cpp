@@ -23,7 +23,7 @@ class LanePassAtRest : public testing::Test {
   protected:
     LanePassAtRest() {
         for (std::size_t lane = 0; lane < 4; ++lane) {
-            pass_.rest(lane, 1.0);
+            pass_.put_to_rest(lane, 1.0);
         }
         filter_ones();
     }
@@ -57,7 +57,7 @@ TEST_F(LanePassAtRest, StartsOverWithWhateverStateItIsGiven) {
     pass_.set_lane_state(3, std::array{0.5});
     EXPECT_FALSE(pass_.state_repeats(2));
     filter_ones();
-    pass_.rest(3, 1.0);
+    pass_.put_to_rest(3, 1.0);
     EXPECT_FALSE(pass_.state_repeats(2));
     filter_ones();
     pass_.start_over();
@@ -70,7 +70,7 @@ TEST(LanePass, KeepsTheStateOfEachLaneByItself) {
     LanePass pass(LOW, SSE2_LANE_KERNELS, 4);
     pass.set_lane_state(1, std::array{5.0, 7.0});
     EXPECT_THAT(pass.state(), ElementsAre(0, 5, 0, 0, 0, 7, 0, 0));
-    pass.rest(2, 4.0); // (1/2 + 1/4) * 4 and 1/4 * 4
+    pass.put_to_rest(2, 4.0); // (1/2 + 1/4) * 4 and 1/4 * 4
     EXPECT_THAT(pass.state(), ElementsAre(0, 5, 3, 0, 0, 7, 1, 0));
     EXPECT_THAT(pass.lane_state(1), ElementsAre(5, 7));
     EXPECT_THAT(pass.lane_state(2), ElementsAre(3, 1));
