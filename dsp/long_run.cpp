@@ -2,12 +2,11 @@
 
 #include "dsp/block_passes.h"
 #include "dsp/lane_group.h"
+#include "dsp/warm_up.h"
 
 #include <algorithm>
 #include <bit>
-#include <cmath>
 #include <cstdint>
-#include <numeric>
 
 namespace talvora::dsp {
 
@@ -27,17 +26,6 @@ constexpr std::ptrdiff_t PARTS_PER_WARM_UP = 4;
 // order, which takes about as long as all parts side by side.
 constexpr std::ptrdiff_t too_many_wrong_guesses(std::ptrdiff_t lane_count) {
     return lane_count / 2;
-}
-
-// States become the same to the last bit later than the response to an impulse fades,
-// when the last roundings fall alike: with this margin nine guesses in ten hold.
-constexpr std::ptrdiff_t warm_up_for(std::ptrdiff_t faded_count) {
-    return 5 * faded_count / 2 + 16;
-}
-
-double sum_of_magnitudes(const std::vector<double>& values) {
-    return std::accumulate(values.begin(), values.end(), 0.0,
-                           [](double sum, double value) { return sum + std::abs(value); });
 }
 
 bool same_bits(const std::vector<double>& left, const std::vector<double>& right) {
@@ -278,28 +266,6 @@ class LongRunPasses {
 bool filter_long_run(std::span<float> run, const PreparedFilter& filter, const LaneKernels& kernels,
                      LaneScratch& scratch, Searched searched) {
     return LongRunPasses(run, filter, kernels, scratch).run(searched);
-}
-
-std::ptrdiff_t count_warm_up_samples(const PreparedFilter& filter, std::ptrdiff_t limit) {
-    constexpr double FADED = 0x1p-53; // a rounding of the largest
-    std::vector<double> z;
-    for (std::size_t i = 1; i < filter.tap_count(); ++i) {
-        z.push_back(filter.b[i] - filter.a[i] * filter.b[0]);
-    }
-    double largest = sum_of_magnitudes(z);
-    std::ptrdiff_t faded_count = 0;
-    while (warm_up_for(faded_count) < limit) {
-        if (sum_of_magnitudes(z) < FADED * largest) {
-            return warm_up_for(faded_count);
-        }
-        const double y = z[0];
-        for (std::size_t i = 0; i < z.size(); ++i) {
-            z[i] = (i + 1 < z.size() ? z[i + 1] : 0.0) - filter.a[i + 1] * y;
-        }
-        largest = std::max(largest, sum_of_magnitudes(z));
-        ++faded_count;
-    }
-    return limit;
 }
 
 } // namespace talvora::dsp

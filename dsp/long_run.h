@@ -26,8 +26,4 @@ namespace talvora::dsp {
 bool filter_long_run(std::span<float> run, const PreparedFilter& filter, const LaneKernels& kernels,
                      LaneScratch& scratch, Searched searched = Searched::Yes);
 
-// How many samples a guessed state needs to come to the true one, or `limit` if that is
-// not fewer: from the decay of the response to an impulse.
-std::ptrdiff_t count_warm_up_samples(const PreparedFilter& filter, std::ptrdiff_t limit);
-
 } // namespace talvora::dsp

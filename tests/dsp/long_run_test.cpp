@@ -94,19 +94,5 @@ TEST_P(LongRun, FiltersARunThatTurnsOutToBeValid) {
     }
 }
 
-TEST(CountWarmUpSamples, FollowsTheDecayOfThePoles) {
-    // One pole at 1/2: 54 halvings, times 2.5, and sixteen.
-    EXPECT_EQ(count_warm_up_samples(prepare_filter({{1.0, 1.0}, {1.0, -0.5}}), 1000), 151);
-    // Without poles a filter has forgotten after its taps.
-    EXPECT_EQ(count_warm_up_samples(prepare_filter({{1.0, 1.0, 1.0}, {1.0}}), 1000), 21);
-}
-
-TEST(CountWarmUpSamples, GivesTheLimitForALongMemory) {
-    EXPECT_EQ(count_warm_up_samples(prepare_filter(EDGE_1_PERCENT), 1000), 1000);
-    EXPECT_EQ(count_warm_up_samples(prepare_filter({{1.0, 1.0}, {1.0, -2.0}}), 1000), 1000);
-    const double nan = std::numeric_limits<double>::quiet_NaN();
-    EXPECT_EQ(count_warm_up_samples(prepare_filter({{1.0, 1.0}, {1.0, nan}}), 1000), 1000);
-}
-
 } // namespace
 } // namespace talvora::dsp
