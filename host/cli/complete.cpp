@@ -3,10 +3,9 @@
 #include "host/cli/commands.h"
 #include "host/cli/help_layout.h"
 #include "host/filters/filter_design.h"
+#include "host/filters/known_units.h"
 #include "host/interface/parameters.h"
 #include "host/interface/unit_run.h"
-
-#include <fmt/format.h>
 
 #include <algorithm>
 #include <memory>
@@ -111,21 +110,6 @@ Words list_units(const PluginLibrary& plugin) {
     return names;
 }
 
-Words list_bandforms() {
-    Words names;
-    for (const dsp::NamedBandform& named : dsp::BANDFORMS) {
-        names.push_back(std::string(named.name));
-    }
-    return names;
-}
-
-Words list_values(const ParameterSignature& signature) {
-    if (signature.key == "Bandform") {
-        return list_bandforms();
-    }
-    return signature.type == ParameterType::Boolean ? Words{"true", "false"} : Words{};
-}
-
 // "Key=" for each parameter, or "Key=value" where the word has its key already.
 Words list_parameter_words(const Unit& unit, const std::string& word) {
     Words words;
@@ -135,7 +119,7 @@ Words list_parameter_words(const Unit& unit, const std::string& word) {
             words.push_back(start);
             continue;
         }
-        for (const std::string& value : list_values(signature)) {
+        for (const std::string& value : list_value_words(signature)) {
             words.push_back(start + value);
         }
     }

@@ -1,19 +1,18 @@
 // talvora-host describe UNIT [--json|--recipe]
 #include "host/cli/commands.h"
-#include "host/cli/files.h"
 #include "host/cli/help_layout.h"
+#include "host/filters/known_units.h"
 #include "host/interface/parameters.h"
 #include "host/interface/unit_run.h"
 #include "host/recipes/recipe_writer.h"
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
-#include <string_view>
-#include <utility>
+#include <variant>
 #include <vector>
 
 namespace talvora::host {
@@ -22,88 +21,25 @@ namespace {
 using Json = nlohmann::ordered_json;
 using Signatures = std::span<const ParameterSignature>;
 
-bool declares(Signatures signatures, std::string_view key) {
-    return std::ranges::find(signatures, key, &ParameterSignature::key) != signatures.end();
-}
-
-// ---------------------------------------------------------------------------
-// What a unit reads and writes shows in the names of its parameters: a destination
-// keeps the sources as they are, without one they are rewritten in place.
-
-std::string tell_reads(Signatures signatures) {
-    std::string text = "data sets";
-    if (declares(signatures, "SourceSets")) {
-        text += " named by SourceSets or";
-    }
-    if (declares(signatures, "SourceGroup")) {
-        text += " in the group SourceGroup";
-    }
-    if (declares(signatures, "ScanRecursive")) {
-        text += " (with ScanRecursive=true, below it too)";
-    }
-    return text + ", and their attributes";
-}
-
-std::string tell_writes(Signatures signatures) {
-    for (const std::string_view key : {"DestinationGroup", "DestinationSet"}) {
-        if (declares(signatures, key)) {
-            return fmt::format("{}, made when missing; the sources stay as they are", key);
-        }
-    }
-    return "the same data sets, in place";
-}
-
-// ---------------------------------------------------------------------------
-
-std::string example_value(const ParameterSignature& parameter) {
-    switch (parameter.type) {
-    case ParameterType::Boolean:
-        return "true";
-    case ParameterType::Integer:
-    case ParameterType::IntegerList:
-        return "2";
-    case ParameterType::Number:
-        return "10";
-    case ParameterType::String:
-    case ParameterType::StringList:
-        break;
-    }
-    return parameter.key.starts_with("Source") ? "Signals" : "Results";
-}
-
-// What a unit asks for beyond its required parameters, one out of several, which no
-// signature tells.
-constexpr std::pair<std::string_view, std::string_view> CHOICES[] = {
-    {"set-downsample", " HintGroup=Reference"},
-    {"set-fill-gap", " MaxGapLength=10"},
-};
-
-std::string_view find_choice(const Unit& unit) {
-    for (const auto& [ending, parameters] : CHOICES) {
-        if (unit.name.ends_with(ending)) {
-            return parameters;
-        }
-    }
-    return {};
-}
-
-// Required parameters, and a source where none is required.
-std::string make_example(const Unit& unit, Signatures signatures) {
-    std::string text = fmt::format("talvora-host run {}", short_name(unit));
-    for (const ParameterSignature& parameter : signatures) {
-        if (parameter.required || parameter.key == "SourceGroup") {
-            text += fmt::format(" {}={}", parameter.key, example_value(parameter));
-        }
-    }
-    return fmt::format("{}{} in.h5 -o out.h5", text, find_choice(unit));
-}
-
 std::string tell_value(const ParameterSignature& parameter) {
     if (parameter.required) {
         return "required";
     }
     return parameter.default_value ? "default " + format_value(*parameter.default_value)
                                    : "optional";
+}
+
+void print_parameters(const Console& console, Signatures signatures) {
+    std::vector<std::vector<std::string>> rows;
+    for (const ParameterSignature& parameter : signatures) {
+        rows.push_back(
+            {"  " + parameter.key, std::string(type_name(parameter.type)), tell_value(parameter)});
+    }
+    console.result("\nParameters");
+    for (const std::string& line : align_columns(rows, {false, false, false})) {
+        console.result(line);
+    }
+    console.result("  (a list is given by repeating its key)");
 }
 
 void print_text(Session& session, const Unit& unit, Signatures signatures) {
@@ -114,47 +50,41 @@ void print_text(Session& session, const Unit& unit, Signatures signatures) {
                                unit.vendor));
     console.result(current != nullptr ? "Legacy identifier of " + current->name
                                       : unit.description.value_or(""));
-    console.result("\nParameters");
-    std::vector<std::vector<std::string>> rows;
-    for (const ParameterSignature& parameter : signatures) {
-        rows.push_back(
-            {"  " + parameter.key, std::string(type_name(parameter.type)), tell_value(parameter)});
-    }
-    for (const std::string& line : align_columns(rows, {false, false, false})) {
-        console.result(line);
-    }
-    console.result("  (a list is given by repeating its key)");
+    print_parameters(console, signatures);
     console.result(fmt::format("\nReads    {}", tell_reads(signatures)));
     console.result(fmt::format("Writes   {}", tell_writes(signatures)));
     console.result(fmt::format("Example  {}", make_example(unit, signatures)));
 }
 
-struct DefaultJson {
-    template <typename Value>
-    Json operator()(const Value& value) const {
-        return value;
+Json make_json(const std::optional<ParameterValue>& value) {
+    return value ? std::visit([](const auto& held) { return Json(held); }, *value) : Json(nullptr);
+}
+
+Json make_json(const ParameterSignature& parameter) {
+    return {{"key", parameter.key},
+            {"type", type_name(parameter.type)},
+            {"required", parameter.required},
+            {"default", make_json(parameter.default_value)}};
+}
+
+Json make_json(Signatures signatures) {
+    Json list = Json::array();
+    for (const ParameterSignature& parameter : signatures) {
+        list.push_back(make_json(parameter));
     }
-};
+    return list;
+}
 
 void print_json(Session& session, const Unit& unit, Signatures signatures) {
-    const Unit* current = find_current_unit(session.plugin(), unit);
-    Json parameters = Json::array();
-    for (const ParameterSignature& parameter : signatures) {
-        parameters.push_back({{"key", parameter.key},
-                              {"type", type_name(parameter.type)},
-                              {"required", parameter.required},
-                              {"default", parameter.default_value
-                                              ? std::visit(DefaultJson{}, *parameter.default_value)
-                                              : Json(nullptr)}});
-    }
-    session.console.document(
-        {{"name", unit.name},
-         {"current", current != nullptr ? current->name : unit.name},
-         {"description", (current != nullptr ? current : &unit)->description.value_or("")},
-         {"parameters", parameters},
-         {"reads", tell_reads(signatures)},
-         {"writes", tell_writes(signatures)},
-         {"example", make_example(unit, signatures)}});
+    const Unit* found = find_current_unit(session.plugin(), unit);
+    const Unit& current = found != nullptr ? *found : unit;
+    session.console.document({{"name", unit.name},
+                              {"current", current.name},
+                              {"description", current.description.value_or("")},
+                              {"parameters", make_json(signatures)},
+                              {"reads", tell_reads(signatures)},
+                              {"writes", tell_writes(signatures)},
+                              {"example", make_example(unit, signatures)}});
 }
 
 void print_recipe(Session& session, const Unit& unit, Signatures signatures) {

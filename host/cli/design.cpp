@@ -3,11 +3,13 @@
 #include "host/cli/commands.h"
 #include "host/cli/filter_report.h"
 #include "host/cli/help_layout.h"
+#include "host/filters/filter_parameters.h"
 #include "host/filters/filter_response.h"
+#include "host/filters/filter_trial.h"
+#include "host/filters/known_units.h"
 #include "host/interface/unit_run.h"
 #include "host/pictures/svg_figure.h"
 #include "host/system/safe_write.h"
-#include "host/tree/memory_tree.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -15,6 +17,7 @@
 #include <algorithm>
 #include <cmath>
 #include <fstream>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -25,9 +28,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr const char* UNIT_NAME = "apply-set-butterworth";
-// The parameters of the unit that make the filter; the others choose data.
-constexpr std::string_view FILTER_KEYS[] = {"CutoffFrequency", "Order", "Bandform", "BandWidth"};
+constexpr const char* HELP_HINT = "talvora-host design --help";
 
 struct DesignOptions {
     std::string bandform;
@@ -39,6 +40,32 @@ struct DesignOptions {
     bool json = false;
     bool force = false;
 };
+
+// ---------------------------------------------------------------------------
+// The question
+
+void check_question(const DesignOptions& options) {
+    const bool by_edges = !options.edges.empty();
+    if (by_edges == !options.words.empty()) {
+        throw Failure(ExitCode::Usage,
+                      by_edges ? "edges and parameters exclude each other"
+                               : "what filter? neither parameters nor edges are given",
+                      {"talvora-host design BANDFORM CutoffFrequency=HZ Order=N [BandWidth=HZ] "
+                       "--rate HZ",
+                       "talvora-host design BANDFORM --edge HZ [--edge HZ] --order N --rate HZ"});
+    }
+    if (by_edges != options.order.has_value()) {
+        throw Failure(ExitCode::Usage, by_edges ? "--edge asks for --order N"
+                                                : "--order goes with --edge; else give Order=N");
+    }
+}
+
+void check_output(const std::string& output) {
+    if (!output.empty() && !output.ends_with(".svg")) {
+        throw Failure(ExitCode::Usage,
+                      fmt::format("-o {}: the picture is SVG: name it .svg", output));
+    }
+}
 
 // ---------------------------------------------------------------------------
 // The filter that is asked for
@@ -56,7 +83,7 @@ float read_rate(double rate) {
 std::vector<ParameterSignature> select_filter_signatures(const Unit& unit) {
     std::vector<ParameterSignature> signatures = declare_unit(unit);
     std::erase_if(signatures, [](const ParameterSignature& signature) {
-        return std::ranges::find(FILTER_KEYS, signature.key) == std::end(FILTER_KEYS);
+        return std::ranges::find(FILTER_KEYS, signature.key) == FILTER_KEYS.end();
     });
     return signatures;
 }
@@ -70,56 +97,43 @@ Failure join(const ParameterError& error) {
             hints.push_back(problem.hint);
         }
     }
-    hints.push_back("talvora-host design --help");
+    hints.push_back(HELP_HINT);
     return {ExitCode::Usage, fmt::format("{}", fmt::join(texts, "; ")), hints};
 }
 
-// Whatever the unit refuses: it is run on a set of one sample.
-void check_with_unit(const Unit& unit, const ParameterValues& values, float rate) {
-    MemoryTree tree;
-    const ObjectId set = tree.create_dataset(tree.root(), "Trial", {1});
-    tree.write_attribute(set, "SampleRate", rate);
-    ParameterValues::Given given = {{"SourceSets", std::vector<std::string>{"Trial"}}};
-    for (const std::string_view key : FILTER_KEYS) {
-        if (const ParameterValue* value = values.find(key)) {
-            given.emplace(key, *value);
-        }
-    }
-    std::string refusal = "refused by the unit";
-    const UnitOutcome outcome = run_unit(unit, tree, {declare_unit(unit), given},
-                                         [&](const Message& message) { refusal = message.text; });
-    if (!outcome.is_good()) {
-        throw Failure(ExitCode::Usage, fmt::format("{}: {}", UNIT_NAME, refusal),
-                      {"talvora-host design --help"});
-    }
-}
-
-template <typename Value>
-Value get(const ParameterValues& values, std::string_view key) {
-    return std::get<Value>(*values.find(key));
-}
-
-ButterworthParameters read_filter(Session& session, const DesignOptions& options, Bandform bandform,
-                                  float rate) {
-    std::vector<std::string> words = options.words;
+void check_words(const std::vector<std::string>& words) {
     for (const std::string& word : words) {
         if (!is_parameter_word(word)) {
-            throw Failure(ExitCode::Usage, fmt::format("'{}' is no parameter", word),
-                          {"talvora-host design --help"});
+            throw Failure(ExitCode::Usage, fmt::format("'{}' is no parameter", word), {HELP_HINT});
         }
     }
-    words.push_back("Bandform=" + options.bandform);
-    const Unit& unit = session.find_unit(UNIT_NAME);
+}
+
+ParameterValues read_words(const Unit& unit, const DesignOptions& options) {
+    std::vector<std::string> words = options.words;
+    words.push_back(fmt::format("{}={}", BANDFORM_KEY, options.bandform));
     try {
-        const ParameterValues values = read_parameters(select_filter_signatures(unit), words);
-        check_with_unit(unit, values, rate);
-        // Of the order the unit takes the low 32 bits.
-        return {get<double>(values, "CutoffFrequency"),
-                static_cast<std::int32_t>(get<std::int64_t>(values, "Order")),
-                get<double>(values, "BandWidth"), bandform};
+        return read_parameters(select_filter_signatures(unit), words);
     } catch (const ParameterError& error) {
         throw join(error);
     }
+}
+
+ButterworthParameters read_parameters_of_unit(Session& session, const DesignOptions& options,
+                                              float rate) {
+    check_words(options.words);
+    const Unit& unit = session.find_unit(FILTER_UNIT);
+    const ParameterValues values = read_words(unit, options);
+    if (const auto refusal = find_refusal(unit, values, rate)) {
+        throw Failure(ExitCode::Usage, fmt::format("{}: {}", FILTER_UNIT, *refusal), {HELP_HINT});
+    }
+    const auto parameters = read_filter(values);
+    if (!parameters) {
+        throw Failure(ExitCode::Plugin,
+                      fmt::format("{}: declares other parameters than a Butterworth filter has",
+                                  FILTER_UNIT));
+    }
+    return *parameters;
 }
 
 // What is asked for, and what its user is to know. A filter for chosen edges is what it
@@ -135,28 +149,8 @@ Answer find_answer(Session& session, const DesignOptions& options) {
     if (!options.edges.empty()) {
         return {choose_filter(bandform, *options.order, options.edges, rate), {}};
     }
-    const FilterFacts facts = find_facts(read_filter(session, options, bandform, rate), rate);
+    const FilterFacts facts = find_facts(read_parameters_of_unit(session, options, rate), rate);
     return {facts, find_warnings(facts)};
-}
-
-void check_options(const DesignOptions& options) {
-    const bool by_edges = !options.edges.empty();
-    if (by_edges == !options.words.empty()) {
-        throw Failure(ExitCode::Usage,
-                      by_edges ? "edges and parameters exclude each other"
-                               : "what filter? neither parameters nor edges are given",
-                      {"talvora-host design BANDFORM CutoffFrequency=HZ Order=N [BandWidth=HZ] "
-                       "--rate HZ",
-                       "talvora-host design BANDFORM --edge HZ [--edge HZ] --order N --rate HZ"});
-    }
-    if (by_edges != options.order.has_value()) {
-        throw Failure(ExitCode::Usage, by_edges ? "--edge asks for --order N"
-                                                : "--order goes with --edge; else give Order=N");
-    }
-    if (!options.output.empty() && !options.output.ends_with(".svg")) {
-        throw Failure(ExitCode::Usage,
-                      fmt::format("-o {}: the picture is SVG: name it .svg", options.output));
-    }
 }
 
 // ---------------------------------------------------------------------------
@@ -177,25 +171,9 @@ void write_picture(const DesignOptions& options, const FilterFacts& facts) {
     pending.publish();
 }
 
-// Below it nothing is left but the rounding of the coefficients.
-constexpr double LOWEST_DECIBELS = -200.0;
-
-std::string write_decibels(double decibels) {
-    if (decibels < LOWEST_DECIBELS) {
-        return fmt::format("below {}", LOWEST_DECIBELS);
-    }
-    const std::string text = fmt::format("{:.2f}", decibels);
-    return text == "-0.00" ? "0.00" : text;
-}
-
 void print_response(const std::vector<ResponseRow>& response, const Console& console) {
-    std::vector<std::vector<std::string>> rows = {{"frequency (Hz)", "gain", "dB"}};
-    for (const ResponseRow& row : response) {
-        rows.push_back({fmt::format("{:.6g}", row.frequency), fmt::format("{:.6f}", row.gain),
-                        write_decibels(row.decibels)});
-    }
     console.result("");
-    for (const std::string& line : align_columns(rows, {true, true, true})) {
+    for (const std::string& line : list_rows(response)) {
         console.result(line);
     }
 }
@@ -210,20 +188,19 @@ void print_text(const FilterFacts& facts, const Console& console) {
     }
 }
 
+Json list_parameters(const ButterworthParameters& parameters) {
+    return {{BANDFORM_KEY, bandform_name(parameters.bandform)},
+            {CUTOFF_KEY, parameters.cutoff},
+            {ORDER_KEY, parameters.order},
+            {BANDWIDTH_KEY, parameters.bandwidth}};
+}
+
 Json make_document(const Answer& answer) {
     const FilterDesign& design = answer.facts.design;
-    Json json = {{"parameters",
-                  {{"Bandform", bandform_name(design.parameters.bandform)},
-                   {"CutoffFrequency", design.parameters.cutoff},
-                   {"Order", design.parameters.order},
-                   {"BandWidth", design.parameters.bandwidth}}}};
+    Json json = {{"parameters", list_parameters(design.parameters)}};
     json.update(make_json(answer.facts));
     json["coefficients"] = {{"b", design.coefficients.b}, {"a", design.coefficients.a}};
-    json["response"] = Json::array();
-    for (const ResponseRow& row : tabulate_response(answer.facts)) {
-        json["response"].push_back(
-            {{"frequency", row.frequency}, {"gain", row.gain}, {"decibels", row.decibels}});
-    }
+    json["response"] = make_json(tabulate_response(answer.facts));
     json["warnings"] = Json::array();
     for (const FilterWarning& warning : answer.warnings) {
         json["warnings"].push_back(warning.text);
@@ -231,23 +208,54 @@ Json make_document(const Answer& answer) {
     return json;
 }
 
+void print_warnings(const std::vector<FilterWarning>& warnings, const Console& console) {
+    for (const FilterWarning& warning : warnings) {
+        console.warning(warning.text);
+        if (!warning.choice.empty()) {
+            console.hint(warning.choice);
+        }
+    }
+}
+
 void tell_design(Session& session, const DesignOptions& options) {
-    check_options(options);
+    check_question(options);
+    check_output(options.output);
     const Answer answer = find_answer(session, options);
     if (!options.output.empty()) {
         write_picture(options, answer.facts);
     }
-    for (const FilterWarning& warning : answer.warnings) {
-        session.console.warning(warning.text);
-        if (!warning.choice.empty()) {
-            session.console.hint(warning.choice);
-        }
-    }
+    print_warnings(answer.warnings, session.console);
     if (options.json) {
         session.console.document(make_document(answer));
     } else {
         print_text(answer.facts, session.console);
     }
+}
+
+void add_question(CLI::App& command, DesignOptions& options) {
+    command
+        .add_option("BANDFORM", options.bandform,
+                    "ZeroLagLowPass, ZeroLagHighPass, ZeroLagBandPass or ZeroLagBandStop")
+        ->required();
+    command.add_option("WORDS", options.words,
+                       "CutoffFrequency=HZ Order=N [BandWidth=HZ], as for the unit");
+    command
+        .add_option("--edge", options.edges,
+                    "Instead: where both passes together are to be 3 dB down, in Hz; twice for "
+                    "a band")
+        ->option_text("HZ")
+        ->expected(1)
+        ->take_all();
+    command.add_option("--order", options.order, "With --edge: the order over both passes")
+        ->option_text("N");
+    command.add_option("--rate", options.rate, "Samples per second")->option_text("HZ")->required();
+}
+
+void add_output(CLI::App& command, DesignOptions& options) {
+    command.add_option("-o,--output", options.output, "Draw the response to a file NAME.svg")
+        ->option_text("FILE");
+    command.add_flag("--json", options.json, "One JSON document");
+    command.add_flag("--force", options.force, "Replace an existing picture");
 }
 
 } // namespace
@@ -256,28 +264,8 @@ void add_design_command(CLI::App& program, Session& session) {
     const auto options = std::make_shared<DesignOptions>();
     CLI::App* command = program.add_subcommand(
         "design", "What a Butterworth filter really does, and the parameters for wanted edges");
-    command
-        ->add_option("BANDFORM", options->bandform,
-                     "ZeroLagLowPass, ZeroLagHighPass, ZeroLagBandPass or ZeroLagBandStop")
-        ->required();
-    command->add_option("WORDS", options->words,
-                        "CutoffFrequency=HZ Order=N [BandWidth=HZ], as for the unit");
-    command
-        ->add_option("--edge", options->edges,
-                     "Instead: where both passes together are to be 3 dB down, in Hz; twice for "
-                     "a band")
-        ->option_text("HZ")
-        ->expected(1)
-        ->take_all();
-    command->add_option("--order", options->order, "With --edge: the order over both passes")
-        ->option_text("N");
-    command->add_option("--rate", options->rate, "Samples per second")
-        ->option_text("HZ")
-        ->required();
-    command->add_option("-o,--output", options->output, "Draw the response to a file NAME.svg")
-        ->option_text("FILE");
-    command->add_flag("--json", options->json, "One JSON document");
-    command->add_flag("--force", options->force, "Replace an existing picture");
+    add_question(*command, *options);
+    add_output(*command, *options);
     add_examples(*command,
                  {{"What the unit does with these parameters at 100 Hz",
                    "talvora-host design ZeroLagLowPass CutoffFrequency=5 Order=4 --rate 100"},

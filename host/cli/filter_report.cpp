@@ -6,6 +6,19 @@
 #include <fmt/format.h>
 
 namespace talvora::host {
+namespace {
+
+constexpr double LOWEST_DECIBELS = -200.0;
+
+std::string write_decibels(double decibels) {
+    if (decibels < LOWEST_DECIBELS) {
+        return fmt::format("below {}", LOWEST_DECIBELS);
+    }
+    const std::string text = fmt::format("{:.2f}", decibels);
+    return text == "-0.00" ? "0.00" : text;
+}
+
+} // namespace
 
 std::string summarize(const FilterFacts& facts) {
     const FilterDesign& design = facts.design;
@@ -34,6 +47,24 @@ nlohmann::ordered_json make_json(std::span<const FilterFacts> filters) {
     auto list = nlohmann::ordered_json::array();
     for (const FilterFacts& facts : filters) {
         list.push_back(make_json(facts));
+    }
+    return list;
+}
+
+std::vector<std::string> list_rows(std::span<const ResponseRow> response) {
+    std::vector<std::vector<std::string>> rows = {{"frequency (Hz)", "gain", "dB"}};
+    for (const ResponseRow& row : response) {
+        rows.push_back({fmt::format("{:.6g}", row.frequency), fmt::format("{:.6f}", row.gain),
+                        write_decibels(row.decibels)});
+    }
+    return align_columns(rows, {true, true, true});
+}
+
+nlohmann::ordered_json make_json(std::span<const ResponseRow> response) {
+    auto list = nlohmann::ordered_json::array();
+    for (const ResponseRow& row : response) {
+        list.push_back(
+            {{"frequency", row.frequency}, {"gain", row.gain}, {"decibels", row.decibels}});
     }
     return list;
 }

@@ -2,11 +2,13 @@
 #pragma once
 
 #include "host/filters/filter_facts.h"
+#include "host/filters/filter_response.h"
 
 #include <nlohmann/json.hpp>
 
 #include <span>
 #include <string>
+#include <vector>
 
 namespace talvora::host {
 
@@ -19,5 +21,11 @@ std::string summarize(const FilterFacts& facts);
 nlohmann::ordered_json make_json(const FilterFacts& facts);
 
 nlohmann::ordered_json make_json(std::span<const FilterFacts> filters);
+
+// The response as lines of a table under its heads; loss beyond 200 dB is told as such, for
+// it is the rounding of the coefficients.
+std::vector<std::string> list_rows(std::span<const ResponseRow> response);
+
+nlohmann::ordered_json make_json(std::span<const ResponseRow> response);
 
 } // namespace talvora::host

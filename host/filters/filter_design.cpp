@@ -138,6 +138,14 @@ std::string_view bandform_name(Bandform bandform) {
     return std::ranges::find(dsp::BANDFORMS, bandform, &dsp::NamedBandform::bandform)->name;
 }
 
+std::vector<std::string> list_bandforms() {
+    std::vector<std::string> names;
+    for (const dsp::NamedBandform& named : dsp::BANDFORMS) {
+        names.emplace_back(named.name);
+    }
+    return names;
+}
+
 std::optional<Bandform> parse_bandform(std::string_view name) {
     const auto* const named = std::ranges::find(dsp::BANDFORMS, name, &dsp::NamedBandform::name);
     return named != std::end(dsp::BANDFORMS) ? std::optional(named->bandform) : std::nullopt;
@@ -147,18 +155,11 @@ Bandform find_bandform(std::string_view name) {
     if (const auto bandform = parse_bandform(name)) {
         return *bandform;
     }
-    std::vector<std::string> names;
-    std::string known;
-    for (const auto& [text, bandform] : dsp::BANDFORMS) {
-        names.emplace_back(text);
-        known += fmt::format("{}{}", known.empty() ? "" : ", ", text);
-    }
-    std::vector<std::string> hints;
-    if (const auto nearest = find_nearest(name, names)) {
-        hints.push_back(fmt::format("did you mean '{}'?", *nearest));
-    }
-    throw Failure(ExitCode::Usage, fmt::format("unknown band form '{}' (known: {})", name, known),
-                  hints);
+    const std::vector<std::string> known = list_bandforms();
+    const std::string hint = suggest_nearest(name, known);
+    throw Failure(ExitCode::Usage,
+                  fmt::format("unknown band form '{}' (known: {})", name, list_texts(known)),
+                  hint.empty() ? std::vector<std::string>() : std::vector{hint});
 }
 
 std::size_t count_edges(Bandform bandform) {

@@ -51,6 +51,7 @@ ButterworthParameters choose_parameters(Bandform bandform, std::int32_t order,
                                         const std::vector<double>& edges, float sample_rate);
 
 std::string_view bandform_name(Bandform bandform);
+std::vector<std::string> list_bandforms();
 std::optional<Bandform> parse_bandform(std::string_view name);
 // Throws a Failure of usage that names the nearest one.
 Bandform find_bandform(std::string_view name);

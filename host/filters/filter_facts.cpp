@@ -1,5 +1,6 @@
 #include "host/filters/filter_facts.h"
 
+#include "host/filters/filter_parameters.h"
 #include "host/text/failure.h"
 
 #include <fmt/format.h>
@@ -131,12 +132,6 @@ FilterState judge(const FilterDesign& design) {
 
 constexpr double DEVIATION = 0.05;
 
-std::string write_numbers(const ButterworthParameters& parameters) {
-    const bool has_band = count_edges(parameters.bandform) == 2;
-    return fmt::format("CutoffFrequency={} Order={}{}", parameters.cutoff, parameters.order,
-                       has_band ? fmt::format(" BandWidth={}", parameters.bandwidth) : "");
-}
-
 std::string write_choice_command(const FilterDesign& design) {
     std::string edges;
     for (const double edge : design.suggested_edges) {
@@ -243,11 +238,6 @@ std::string name_edges(const std::vector<double>& edges) {
         text += fmt::format("{}{:.6g}", text.empty() ? "" : " and ", edge);
     }
     return text.empty() ? "no frequency" : text + " Hz";
-}
-
-std::string write_parameters(const ButterworthParameters& parameters) {
-    return fmt::format("Bandform={} {}", bandform_name(parameters.bandform),
-                       write_numbers(parameters));
 }
 
 std::string write_design_command(const FilterDesign& design) {

@@ -43,9 +43,6 @@ std::vector<FilterWarning> find_warnings(const FilterFacts& facts);
 
 // Edges, in Hz, as a sentence names them: "40 and 60 Hz", or "no frequency".
 std::string name_edges(const std::vector<double>& edges);
-// As words of a command, with all digits of each number:
-// "Bandform=ZeroLagLowPass CutoffFrequency=49.775 Order=4".
-std::string write_parameters(const ButterworthParameters& parameters);
 // The command that tells of this filter.
 std::string write_design_command(const FilterDesign& design);
 // A rate that was widened from a float, with the digits that it was given with.

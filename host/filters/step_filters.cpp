@@ -1,5 +1,7 @@
 #include "host/filters/step_filters.h"
 
+#include "host/filters/filter_parameters.h"
+#include "host/filters/known_units.h"
 #include "host/interface/table_objects.h"
 
 #include <algorithm>
@@ -11,53 +13,34 @@
 namespace talvora::host {
 namespace {
 
-// Both identifiers end so.
-constexpr std::string_view UNIT_ENDING = "set-butterworth";
-
-// Null when the parameter has no value, or one of another type.
-template <typename Value>
-const Value* get(const ParameterValues& values, std::string_view key) {
-    const ParameterValue* value = values.find(key);
-    return value == nullptr ? nullptr : std::get_if<Value>(value);
-}
-
+// What the unit itself would refuse, so that nothing is told of a filter that never runs.
 bool is_refused(const ButterworthParameters& parameters) {
     return 0.0 >= parameters.cutoff || parameters.order <= 0 ||
            (count_edges(parameters.bandform) == 2) != (parameters.bandwidth != 0.0) ||
            0.0 > parameters.bandwidth;
 }
 
-std::optional<ButterworthParameters> read_filter(const ParameterValues& values) {
-    const auto* cutoff = get<double>(values, "CutoffFrequency");
-    const auto* order = get<std::int64_t>(values, "Order");
-    const auto* bandwidth = get<double>(values, "BandWidth");
-    const auto* name = get<std::string>(values, "Bandform");
-    if (cutoff == nullptr || order == nullptr || bandwidth == nullptr || name == nullptr) {
+std::optional<ButterworthParameters> find_filter(const Step& step) {
+    if (!makes_filter(*step.unit)) {
         return std::nullopt;
     }
-    const auto bandform = parse_bandform(*name);
-    if (!bandform) {
-        return std::nullopt;
-    }
-    // Of the order the unit takes the low 32 bits.
-    const ButterworthParameters parameters = {*cutoff, static_cast<std::int32_t>(*order),
-                                              *bandwidth, *bandform};
-    return is_refused(parameters) ? std::nullopt : std::optional(parameters);
+    const auto parameters = read_filter(step.values);
+    return parameters && !is_refused(*parameters) ? parameters : std::nullopt;
 }
 
-// The rates of the sets that "SourceSets", "SourceGroup" and "ScanRecursive" choose.
+// The rates of the sets that a step's parameters choose.
 class RateFinder {
   public:
     explicit RateFinder(DataTree& tree) : tree_(tree) {}
 
     std::set<float> find(const ParameterValues& values) {
-        if (const auto* sets = get<std::vector<std::string>>(values, "SourceSets")) {
+        if (const auto* sets = find_value<std::vector<std::string>>(values, SOURCE_SETS_KEY)) {
             for (const std::string& path : *sets) {
                 note_set(tree_.root(), path);
             }
         }
-        const auto* group = get<std::string>(values, "SourceGroup");
-        const auto* recursive = get<bool>(values, "ScanRecursive");
+        const auto* group = find_value<std::string>(values, SOURCE_GROUP_KEY);
+        const auto* recursive = find_value<bool>(values, SCAN_RECURSIVE_KEY);
         if (group != nullptr) {
             note_group(tree_.root(), *group, recursive != nullptr && *recursive);
         }
@@ -116,9 +99,7 @@ class RateFinder {
 
 std::vector<FilterFacts> find_step_filters(const Step& step, DataTree& tree) {
     std::vector<FilterFacts> filters;
-    const auto parameters =
-        step.unit->name.ends_with(UNIT_ENDING) ? read_filter(step.values) : std::nullopt;
-    if (parameters) {
+    if (const auto parameters = find_filter(step)) {
         for (const float rate : RateFinder(tree).find(step.values)) {
             filters.push_back(find_facts(*parameters, rate));
         }

@@ -1,0 +1,52 @@
+// What the host knows about single units beyond what they declare.
+//
+// The one place that names units and their parameters; whoever needs such a fact asks here.
+// Names, types, defaults and needs of parameters are no part of it: they come from the
+// signatures that the plug-in declares. A unit that is new to the plug-in needs nothing here:
+// it is listed, described, completed and run from its signatures alone. A row is worth adding
+// when its example lacks what no signature tells, or when it makes a filter.
+//
+// Which parameters name data sets and groups follows from their keys, for all units alike:
+// named_place() of host/tree/named_objects.h.
+#pragma once
+
+#include "host/interface/parameters.h"
+#include "host/interface/plugin_library.h"
+
+#include <array>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace talvora::host {
+
+// The keys by which units choose the data sets that they work on.
+constexpr std::string_view SOURCE_SETS_KEY = "SourceSets";
+constexpr std::string_view SOURCE_GROUP_KEY = "SourceGroup";
+constexpr std::string_view SCAN_RECURSIVE_KEY = "ScanRecursive";
+
+// The unit that makes a filter, and the keys by which it does; its others choose data.
+constexpr std::string_view FILTER_UNIT = "apply-set-butterworth";
+constexpr std::string_view CUTOFF_KEY = "CutoffFrequency"; // number, Hz
+constexpr std::string_view ORDER_KEY = "Order";            // integer, over both passes
+constexpr std::string_view BANDFORM_KEY = "Bandform";      // string, of list_bandforms()
+constexpr std::string_view BANDWIDTH_KEY = "BandWidth";    // number, Hz
+inline constexpr std::array FILTER_KEYS = {CUTOFF_KEY, ORDER_KEY, BANDFORM_KEY, BANDWIDTH_KEY};
+
+// By the unit's current or its legacy identifier, of whatever maker.
+bool makes_filter(const Unit& unit);
+
+// What a unit reads and writes, as it shows in the keys of its parameters, in a sentence's
+// part: "the same data sets, in place".
+std::string tell_reads(std::span<const ParameterSignature> signatures);
+std::string tell_writes(std::span<const ParameterSignature> signatures);
+
+// A command that runs the unit, to copy: with its required parameters, a group to work on
+// and what it asks for besides.
+std::string make_example(const Unit& unit, std::span<const ParameterSignature> signatures);
+
+// The words that a value of the parameter is one of; none where it may be anything.
+std::vector<std::string> list_value_words(const ParameterSignature& signature);
+
+} // namespace talvora::host

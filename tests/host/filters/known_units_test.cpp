@@ -1,0 +1,111 @@
+// What the host knows about single units, and that a unit needs none of it.
+#include "host/filters/known_units.h"
+#include "host/interface/unit_run.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <initializer_list>
+
+namespace talvora::host {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using Signatures = std::vector<ParameterSignature>;
+
+Signatures parse(std::initializer_list<const char*> optional,
+                 std::initializer_list<const char*> required = {}) {
+    Signatures signatures;
+    for (const char* text : optional) {
+        signatures.push_back(parse_signature(text, false));
+    }
+    for (const char* text : required) {
+        signatures.push_back(parse_signature(text, true));
+    }
+    return signatures;
+}
+
+Unit make_unit(const char* name) {
+    Unit unit;
+    unit.name = name;
+    return unit;
+}
+
+// ---------------------------------------------------------------------------
+// The table
+
+TEST(KnownUnits, AreKnownByBothTheirIdentifiers) {
+    for (const char* name : {"orvane.signal.apply-set-butterworth", "signal.set-butterworth",
+                             "maker.signal.apply-set-butterworth"}) {
+        EXPECT_TRUE(makes_filter(make_unit(name))) << name;
+    }
+    EXPECT_FALSE(makes_filter(make_unit("orvane.signal.apply-set-fill-gap")));
+}
+
+TEST(KnownUnits, ShowInTheirExampleWhatNoSignatureTells) {
+    const Signatures signatures = parse({"SourceGroup: string"});
+    const auto example = [&](const char* name) {
+        return make_example(make_unit(name), signatures);
+    };
+    EXPECT_EQ(example("orvane.signal.apply-set-downsample"),
+              "talvora-host run apply-set-downsample SourceGroup=Signals HintGroup=Reference in.h5 "
+              "-o out.h5");
+    EXPECT_EQ(example("signal.set-fill-gap"),
+              "talvora-host run set-fill-gap SourceGroup=Signals MaxGapLength=10 in.h5 -o out.h5");
+}
+
+// A key that the plug-in renames shows here, not in the hands of a user.
+TEST(KnownUnits, HaveTheKeysThatThePluginDeclares) {
+    const PluginLibrary plugin(SIGNAL_PLUGIN);
+    const Unit* filter = plugin.find_unit(FILTER_UNIT);
+    ASSERT_NE(filter, nullptr);
+    EXPECT_TRUE(makes_filter(*filter));
+    const Signatures signatures = declare_unit(*filter);
+    std::vector<std::string_view> keys = {SOURCE_SETS_KEY, SOURCE_GROUP_KEY, SCAN_RECURSIVE_KEY};
+    keys.insert(keys.end(), FILTER_KEYS.begin(), FILTER_KEYS.end());
+    for (const std::string_view key : keys) {
+        EXPECT_THAT(signatures, testing::Contains(testing::Field(&ParameterSignature::key, key)));
+    }
+}
+
+// ---------------------------------------------------------------------------
+// Units that the table does not know
+
+TEST(UnknownUnits, AreDescribedFromTheirSignatures) {
+    const Unit unit = make_unit("maker.sound.make-echo");
+    const Signatures signatures =
+        parse({"SourceSets: list(string)", "SourceGroup: string", "Loud: boolean = false"},
+              {"Delay: number", "Times: integer", "Steps: list(integer)", "Again: boolean",
+               "SourceOfNoise: string", "DestinationSet: string"});
+    EXPECT_FALSE(makes_filter(unit));
+    EXPECT_EQ(tell_reads(signatures),
+              "data sets named by SourceSets or in the group SourceGroup, and their attributes");
+    EXPECT_EQ(tell_writes(signatures),
+              "DestinationSet, made when missing; the sources stay as they are");
+    EXPECT_EQ(make_example(unit, signatures),
+              "talvora-host run make-echo SourceGroup=Signals Delay=10 Times=2 Steps=2 Again=true "
+              "SourceOfNoise=Signals DestinationSet=Results in.h5 -o out.h5");
+}
+
+TEST(UnknownUnits, MayDeclareNothing) {
+    EXPECT_EQ(tell_reads({}), "data sets, and their attributes");
+    EXPECT_EQ(tell_writes({}), "the same data sets, in place");
+    EXPECT_EQ(make_example(make_unit("echo"), {}), "talvora-host run echo in.h5 -o out.h5");
+}
+
+// ---------------------------------------------------------------------------
+
+TEST(ValueWords, AreThoseOfBooleansAndBandForms) {
+    const auto words = [](const char* signature) {
+        return list_value_words(parse_signature(signature, false));
+    };
+    EXPECT_THAT(words("Loud: boolean = false"), ElementsAre("true", "false"));
+    EXPECT_THAT(words("Bandform: string"), ElementsAre("ZeroLagLowPass", "ZeroLagHighPass",
+                                                       "ZeroLagBandPass", "ZeroLagBandStop"));
+    EXPECT_THAT(words("Delay: number"), IsEmpty());
+    EXPECT_THAT(words("DestinationSet: string"), IsEmpty());
+}
+
+} // namespace
+} // namespace talvora::host
