@@ -1,6 +1,7 @@
 // talvora-host design BANDFORM CutoffFrequency=.. Order=.. [BandWidth=..] --rate HZ
 // talvora-host design BANDFORM --edge HZ [--edge HZ] --order N --rate HZ
 #include "host/cli/commands.h"
+#include "host/cli/files.h"
 #include "host/cli/filter_report.h"
 #include "host/cli/help_layout.h"
 #include "host/filters/filter_parameters.h"
@@ -9,14 +10,12 @@
 #include "host/filters/known_units.h"
 #include "host/interface/unit_run.h"
 #include "host/pictures/svg_figure.h"
-#include "host/system/safe_write.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
 #include <algorithm>
 #include <cmath>
-#include <fstream>
 #include <limits>
 #include <memory>
 #include <optional>
@@ -161,14 +160,8 @@ void write_picture(const DesignOptions& options, const FilterFacts& facts) {
         throw Failure(ExitCode::Usage,
                       fmt::format("no picture: the filter is {}", tell_state(facts.state)));
     }
-    PendingFile pending(options.output, {.replace = options.force});
-    std::ofstream file(pending.path(), std::ios::binary);
-    file << draw_figure(draw_response(facts));
-    file.close();
-    if (!file) {
-        throw Failure(ExitCode::Output, fmt::format("{}: cannot be written", options.output));
-    }
-    pending.publish();
+    write_text_file(options.output, options.force,
+                    [&](const TextSink& sink) { sink(draw_figure(draw_response(facts))); });
 }
 
 void print_response(const std::vector<ResponseRow>& response, const Console& console) {
