@@ -32,6 +32,16 @@ bool are_finite(const std::vector<double>& values) {
     return std::ranges::all_of(values, [](double value) { return std::isfinite(value); });
 }
 
+// The polynomial of one degree less that is left when its reflection coefficient is taken off.
+std::vector<long double> step_down(const std::vector<long double>& polynomial,
+                                   long double reflection) {
+    std::vector<long double> lower(polynomial.size() - 1);
+    for (std::size_t i = 0; i < lower.size(); ++i) {
+        lower[i] = polynomial[i] - reflection * polynomial[polynomial.size() - 1 - i];
+    }
+    return lower;
+}
+
 std::vector<double> list_suggested_edges(const ButterworthParameters& parameters) {
     if (count_edges(parameters.bandform) == 1) {
         return {parameters.cutoff};
@@ -110,11 +120,7 @@ bool is_stable(const FilterDesign& design) {
         if (!(std::abs(reflection) < 1.0L)) {
             return false;
         }
-        std::vector<long double> lower(rest.size() - 1);
-        for (std::size_t i = 0; i < lower.size(); ++i) {
-            lower[i] = rest[i] - reflection * rest[rest.size() - 1 - i];
-        }
-        rest = std::move(lower);
+        rest = step_down(rest, reflection);
     }
     return true;
 }

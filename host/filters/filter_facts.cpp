@@ -9,6 +9,7 @@
 #include <cmath>
 #include <limits>
 #include <numbers>
+#include <optional>
 
 namespace talvora::host {
 namespace {
@@ -66,17 +67,25 @@ class Response {
         for (std::size_t i = 1; i + 1 < samples.size(); ++i) {
             const Sample& here = samples[i];
             all.push_back(here);
-            if (is_extremum(samples[i - 1], here, samples[i + 1])) {
-                const Sample found = refine(samples[i - 1].frequency, samples[i + 1].frequency,
-                                            here.passes() ? -1.0 : 1.0);
-                if (found.passes() != here.passes()) {
-                    all.push_back(found);
-                }
+            if (const auto hidden = find_hidden(samples[i - 1], here, samples[i + 1])) {
+                all.push_back(*hidden);
             }
         }
         all.push_back(samples.back());
         std::ranges::sort(all, {}, &Sample::frequency);
         return all;
+    }
+
+    // The peak or the notch that lies around a sample, where it reaches the other side of the
+    // level.
+    std::optional<Sample> find_hidden(const Sample& before, const Sample& here,
+                                      const Sample& after) const {
+        if (!is_extremum(before, here, after)) {
+            return std::nullopt;
+        }
+        const double sign = here.passes() ? -1.0 : 1.0;
+        const Sample found = refine(before.frequency, after.frequency, sign);
+        return found.passes() != here.passes() ? std::optional(found) : std::nullopt;
     }
 
     // One that could reach the other side of the level: a peak below, a notch above it.
@@ -130,6 +139,7 @@ FilterState judge(const FilterDesign& design) {
 // ---------------------------------------------------------------------------
 // Warnings
 
+// Of the edges that the parameters suggest: a larger one is told.
 constexpr double DEVIATION = 0.05;
 
 std::string write_choice_command(const FilterDesign& design) {
@@ -142,8 +152,8 @@ std::string write_choice_command(const FilterDesign& design) {
                        design.parameters.order);
 }
 
-// Empty when all edges are in range. The negations take NaN for out of range.
-std::string find_range_problem(const FilterDesign& design) {
+// Nothing when all edges are in range. The negations take NaN for out of range.
+std::optional<std::string> find_range_problem(const FilterDesign& design) {
     const double half_rate = design.sample_rate / 2.0;
     if (!(design.suggested_edges.front() > 0.0)) {
         return fmt::format("the lower edge, {:.6g} Hz, is not above 0",
@@ -160,7 +170,7 @@ std::string find_range_problem(const FilterDesign& design) {
                            "half the rate, {:.6g} Hz",
                            edge, corrected, half_rate);
     }
-    return "";
+    return std::nullopt;
 }
 
 bool is_as_suggested(const FilterFacts& facts) {
@@ -176,7 +186,7 @@ bool is_as_suggested(const FilterFacts& facts) {
 // What the closed form gives may be off by the digits of the coefficients.
 constexpr double CHOICE_TOLERANCE = 1e-3;
 
-void refuse(bool wrong, const std::string& text) {
+void refuse_if(bool wrong, const std::string& text) {
     if (wrong) {
         throw Failure(ExitCode::Usage, text);
     }
@@ -184,17 +194,19 @@ void refuse(bool wrong, const std::string& text) {
 
 void check_edges(Bandform bandform, const std::vector<double>& edges, double rate) {
     const std::size_t count = count_edges(bandform);
-    refuse(edges.size() != count, fmt::format("{} has {}, {} given", bandform_name(bandform),
-                                              count == 1 ? "one edge" : "two edges", edges.size()));
+    refuse_if(edges.size() != count,
+              fmt::format("{} has {}, {} given", bandform_name(bandform),
+                          count == 1 ? "one edge" : "two edges", edges.size()));
     for (const double edge : edges) {
-        refuse(!(edge > 0.0 && edge < rate / 2.0),
-               fmt::format("an edge of {:.6g} Hz cannot be had at {:.6g} Hz: it must lie above 0 "
-                           "and below half the rate, {:.6g} Hz",
-                           edge, rate, rate / 2.0));
+        refuse_if(
+            !(edge > 0.0 && edge < rate / 2.0),
+            fmt::format("an edge of {:.6g} Hz cannot be had at {:.6g} Hz: it must lie above 0 "
+                        "and below half the rate, {:.6g} Hz",
+                        edge, rate, rate / 2.0));
     }
-    refuse(count == 2 && !(edges[0] < edges[1]),
-           fmt::format("the edges {:.6g} and {:.6g} Hz are not ascending", edges.front(),
-                       edges.back()));
+    refuse_if(count == 2 && !(edges[0] < edges[1]),
+              fmt::format("the edges {:.6g} and {:.6g} Hz are not ascending", edges.front(),
+                          edges.back()));
 }
 
 bool are_nearly(const std::vector<double>& found, const std::vector<double>& wanted) {
@@ -217,8 +229,8 @@ FilterFacts find_facts(const ButterworthParameters& parameters, float sample_rat
 
 std::vector<FilterWarning> find_warnings(const FilterFacts& facts) {
     const std::string at = fmt::format("at {} Hz ", name_rate(facts.design));
-    if (const std::string problem = find_range_problem(facts.design); !problem.empty()) {
-        return {{fmt::format("{}{}; the unit takes it as it comes", at, problem)}};
+    if (const auto problem = find_range_problem(facts.design)) {
+        return {{fmt::format("{}{}; the unit takes it as it comes", at, *problem)}};
     }
     if (facts.state != FilterState::Useful) {
         return {{fmt::format("{}the filter is {}", at, tell_state(facts.state))}};
@@ -266,17 +278,17 @@ std::string_view tell_state(FilterState state) {
 
 FilterFacts choose_filter(Bandform bandform, std::int64_t order, const std::vector<double>& edges,
                           float sample_rate) {
-    refuse(order < 2 || order > std::numeric_limits<std::int32_t>::max(),
-           fmt::format("an order of {} has no edges: it must be 2 or more", order));
+    refuse_if(order < 2 || order > std::numeric_limits<std::int32_t>::max(),
+              fmt::format("an order of {} has no edges: it must be 2 or more", order));
     check_edges(bandform, edges, static_cast<double>(sample_rate));
     FilterFacts facts = find_facts(
         choose_parameters(bandform, static_cast<std::int32_t>(order), edges, sample_rate),
         sample_rate);
-    refuse(!are_nearly(facts.three_db_points, edges),
-           fmt::format("order {} asks for more digits than the coefficients have: {}", order,
-                       facts.state == FilterState::Useful
-                           ? "3 dB down at " + name_edges(facts.three_db_points)
-                           : "the filter would be " + std::string(tell_state(facts.state))));
+    refuse_if(!are_nearly(facts.three_db_points, edges),
+              fmt::format("order {} asks for more digits than the coefficients have: {}", order,
+                          facts.state == FilterState::Useful
+                              ? "3 dB down at " + name_edges(facts.three_db_points)
+                              : "the filter would be " + std::string(tell_state(facts.state))));
     return facts;
 }
 

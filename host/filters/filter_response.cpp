@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <numbers>
 
 namespace talvora::host {
@@ -21,19 +22,26 @@ ResponseRow compute_row(const FilterDesign& design, double frequency) {
     return {frequency, gain, 20.0 * std::log10(gain)};
 }
 
+// 1, 2 and 5 times the powers of ten, from a decade below the lowest on, up to the highest.
+std::vector<double> list_round_frequencies(double lowest, double highest) {
+    std::vector<double> frequencies;
+    const double first_exponent = std::floor(std::log10(lowest)) - 1.0;
+    // NOLINTNEXTLINE(clang-analyzer-security.FloatLoopCounter): few whole numbers, all exact
+    for (double exponent = first_exponent; exponent < std::log10(highest); ++exponent) {
+        for (const double multiple : {1.0, 2.0, 5.0}) {
+            frequencies.push_back(multiple * std::pow(10.0, exponent));
+        }
+    }
+    std::erase_if(frequencies, [&](double frequency) { return frequency > highest; });
+    return frequencies;
+}
+
 std::vector<double> choose_frequencies(const FilterFacts& facts) {
     std::vector<double> frequencies = facts.three_db_points;
     const double half_rate = facts.design.sample_rate / 2.0;
     frequencies.push_back(half_rate);
     const double lowest = *std::ranges::min_element(frequencies);
-    const double first_exponent = std::floor(std::log10(lowest)) - 1.0;
-    // NOLINTNEXTLINE(clang-analyzer-security.FloatLoopCounter): few whole numbers, all exact
-    for (double exponent = first_exponent; exponent < std::log10(half_rate); ++exponent) {
-        for (const double multiple : {1.0, 2.0, 5.0}) {
-            frequencies.push_back(multiple * std::pow(10.0, exponent));
-        }
-    }
-    std::erase_if(frequencies, [&](double f) { return f > half_rate; });
+    std::ranges::copy(list_round_frequencies(lowest, half_rate), std::back_inserter(frequencies));
     std::ranges::sort(frequencies);
     return frequencies;
 }
@@ -50,6 +58,16 @@ FigureLine trace_gain(const FilterDesign& design, const AxisRange& range) {
 
 FigureLine make_guide(const FigurePoint& from, const FigurePoint& to) {
     return {.points = {from, to}, .is_guide = true};
+}
+
+// Along the 3 dB level, and upwards at each point that reaches it.
+std::vector<FigureLine> draw_guides(const std::vector<double>& points, const AxisRange& range) {
+    const double level = -10.0 * std::log10(2.0);
+    std::vector<FigureLine> guides = {make_guide({range.from, level}, {range.to, level})};
+    for (const double point : points) {
+        guides.push_back(make_guide({point, PICTURE_FLOOR}, {point, PICTURE_CEILING}));
+    }
+    return guides;
 }
 
 } // namespace
@@ -70,15 +88,11 @@ Figure draw_response(const FilterFacts& facts) {
     const FilterDesign& design = facts.design;
     const std::vector<double> frequencies = choose_frequencies(facts);
     const AxisRange range = {frequencies.front(), frequencies.back(), true};
-    const double level = -10.0 * std::log10(2.0);
     FigurePanel panel;
     panel.title = fmt::format("3 dB down at {}", name_edges(facts.three_db_points));
     panel.x = {"frequency (Hz)", range};
     panel.y = {"gain (dB)", {PICTURE_FLOOR, PICTURE_CEILING}};
-    panel.lines.push_back(make_guide({range.from, level}, {range.to, level}));
-    for (const double point : facts.three_db_points) {
-        panel.lines.push_back(make_guide({point, PICTURE_FLOOR}, {point, PICTURE_CEILING}));
-    }
+    panel.lines = draw_guides(facts.three_db_points, range);
     panel.lines.push_back(trace_gain(design, range));
     return {fmt::format("{}, order {}, at {} Hz", bandform_name(design.parameters.bandform),
                         design.parameters.order, name_rate(design)),
