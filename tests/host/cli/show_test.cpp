@@ -63,6 +63,15 @@ TEST_F(Describe, GivesDefaultsAsJsonValues) {
     EXPECT_TRUE(json["parameters"][0]["default"].is_null());
 }
 
+TEST_F(Describe, NeedsToKnowNothingOfAUnitButItsSignatures) {
+    const auto result = run({"describe", "test.trouble.fail", "--plugin", TROUBLE_PLUGIN});
+    EXPECT_EQ(result.exit_code, 0) << result.errors;
+    EXPECT_THAT(result.output,
+                AllOf(HasSubstr("  Count  integer  default 1\n"),
+                      HasSubstr("\nWrites   the same data sets, in place\n"),
+                      HasSubstr("\nExample  talvora-host run fail in.h5 -o out.h5\n")));
+}
+
 TEST_F(Describe, ShowsAnExampleThatRuns) {
     import_walk("in.h5");
     EXPECT_EQ(
