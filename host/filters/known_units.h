@@ -1,10 +1,10 @@
 // What the host knows about single units beyond what they declare.
 //
-// The one place that names units and their parameters; whoever needs such a fact asks here.
-// Names, types, defaults and needs of parameters are no part of it: they come from the
-// signatures that the plug-in declares. A unit that is new to the plug-in needs nothing here:
-// it is listed, described, completed and run from its signatures alone. A row is worth adding
-// when its example lacks what no signature tells, or when it makes a filter.
+// Nowhere else does the program go by the name of a unit; whoever needs such a fact asks here.
+// Types, defaults and needs of parameters are no part of it: they come from the signatures that
+// the plug-in declares. A unit that is new to the plug-in needs nothing here: it is listed,
+// described, completed and run from its signatures alone. A row in known_units.cpp is worth
+// adding when its example lacks what no signature tells, or when it makes a filter.
 //
 // Which parameters name data sets and groups follows from their keys, for all units alike:
 // named_place() of host/tree/named_objects.h.
@@ -26,7 +26,8 @@ constexpr std::string_view SOURCE_SETS_KEY = "SourceSets";
 constexpr std::string_view SOURCE_GROUP_KEY = "SourceGroup";
 constexpr std::string_view SCAN_RECURSIVE_KEY = "ScanRecursive";
 
-// The unit that makes a filter, and the keys by which it does; its others choose data.
+// The unit that makes a filter, by what follows the last dot of its identifier, and the keys by
+// which it does; its others choose data.
 constexpr std::string_view FILTER_UNIT = "apply-set-butterworth";
 constexpr std::string_view CUTOFF_KEY = "CutoffFrequency"; // number, Hz
 constexpr std::string_view ORDER_KEY = "Order";            // integer, over both passes
