@@ -3,7 +3,7 @@
 #include "plugin/set_records.h"
 #include "plugin/unit_parameters.h"
 #include "units/axis.h"
-#include "units/filtered_sets.h"
+#include "units/chosen_sets.h"
 #include "units/line_loop.h"
 #include "units/messages.h"
 #include "units/units.h"
@@ -62,7 +62,7 @@ void mark_as_mean(const dataset_api& sets, dataset_handle source, dataset_handle
 }
 
 // Reports a set of that name; what becomes of the creation is then the host's decision.
-bool check_destination_free(const Averaging& averaging, const FilteredSet& source) {
+bool check_destination_free(const Averaging& averaging, const ChosenSet& source) {
     const auto& [call, destination, axis] = averaging;
     if (call.sets.dataset_exists(destination.handle, source.name.c_str()) == 0) {
         return true;
@@ -74,8 +74,8 @@ bool check_destination_free(const Averaging& averaging, const FilteredSet& sourc
     return false;
 }
 
-std::optional<std::size_t> resolve_source_axis(const Averaging& averaging,
-                                               const FilteredSet& source, std::uint64_t rank) {
+std::optional<std::size_t> resolve_source_axis(const Averaging& averaging, const ChosenSet& source,
+                                               std::uint64_t rank) {
     const auto axis = resolve_axis(averaging.axis, rank);
     if (!axis) {
         averaging.call.context.log_error(
@@ -88,7 +88,7 @@ std::optional<std::size_t> resolve_source_axis(const Averaging& averaging,
 }
 
 std::optional<dataset_handle> create_destination(const Averaging& averaging,
-                                                 const FilteredSet& source, const OwnedShape& shape,
+                                                 const ChosenSet& source, const OwnedShape& shape,
                                                  std::size_t axis) {
     const AggregationCall& call = averaging.call;
     std::vector<std::uint64_t> extents(shape.extents().begin(), shape.extents().end());
@@ -104,7 +104,7 @@ std::optional<dataset_handle> create_destination(const Averaging& averaging,
 
 // True when the set was averaged and nothing was found amiss on the way. A destination
 // that exists is reported and yet asked for; without an axis there is nothing to ask for.
-bool average_set(const Averaging& averaging, const FilteredSet& source) {
+bool average_set(const Averaging& averaging, const ChosenSet& source) {
     const dataset_api& sets = averaging.call.sets;
     const OwnedShape shape = read_shape(sets, source.handle);
     const auto axis = resolve_source_axis(averaging, source, shape.rank());
@@ -121,9 +121,9 @@ bool average_set(const Averaging& averaging, const FilteredSet& source) {
     return is_free;
 }
 
-bool average_sets(const Averaging& averaging, const std::vector<FilteredSet>& sources) {
+bool average_sets(const Averaging& averaging, const std::vector<ChosenSet>& sources) {
     bool succeeded = true;
-    for (const FilteredSet& source : sources) {
+    for (const ChosenSet& source : sources) {
         succeeded = average_set(averaging, source) && succeeded;
     }
     return succeeded;
@@ -141,10 +141,10 @@ bool run_average_set(call_context* ctx, get_interface_function get_interface) {
     if (!groups) {
         return false;
     }
-    const SetFilters filters = read_filters(call);
+    const SourceChoice choice = read_choice(call);
     const std::int64_t axis = call.context.read_integer(ctx, "Axis");
 
-    const auto sources = select_filtered_sets(call, groups->source, filters);
+    const auto sources = choose_sets(call, groups->source, choice);
     return check_destination_shapes(call, sources, groups->destination.handle) &&
            average_sets({call, groups->destination, axis}, sources);
 }

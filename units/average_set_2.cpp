@@ -1,7 +1,7 @@
 #include "dsp/reductions.h"
 #include "plugin/set_records.h"
 #include "plugin/unit_parameters.h"
-#include "units/filtered_sets.h"
+#include "units/chosen_sets.h"
 #include "units/messages.h"
 #include "units/sample_buffer.h"
 #include "units/units.h"
@@ -53,10 +53,10 @@ const char* find_shape_fault(OwnedShape shape, std::optional<OwnedShape>& refere
 
 // The shape that all sources have; every source that differs is reported.
 std::optional<OwnedShape> find_common_shape(const AggregationCall& call,
-                                            const std::vector<FilteredSet>& sources) {
+                                            const std::vector<ChosenSet>& sources) {
     std::optional<OwnedShape> reference;
     bool passed = true;
-    for (const FilteredSet& source : sources) {
+    for (const ChosenSet& source : sources) {
         const char* const fault = find_shape_fault(read_shape(call.sets, source.handle), reference);
         if (fault != nullptr) {
             call.context.log_error(call.ctx, fault, source.name.c_str());
@@ -101,7 +101,7 @@ std::optional<dataset_handle> open_or_create_destination(const AggregationCall& 
 }
 
 const char* find_label(const AggregationCall& call, const TextMap& label_of_source,
-                       const FilteredSet& source) {
+                       const ChosenSet& source) {
     if (label_of_source.empty()) {
         return source.name.c_str();
     }
@@ -125,14 +125,14 @@ void take_means(std::span<const float> samples, std::uint64_t line_length, std::
 // Writes one column per source; returns the columns' labels, borrowed from the sources
 // and the map.
 std::vector<const char*> write_columns(const AggregationCall& call,
-                                       const std::vector<FilteredSet>& sources,
+                                       const std::vector<ChosenSet>& sources,
                                        std::span<const std::uint64_t> extents,
                                        const TextMap& label_of_source, dataset_handle destination) {
     const std::vector<std::uint64_t> whole = select_whole_set(extents);
     const SampleBuffer buffer(count_samples(extents));
     const SampleBuffer means(extents[0]);
     std::vector<const char*> labels;
-    for (const FilteredSet& source : sources) {
+    for (const ChosenSet& source : sources) {
         call.sets.read_samples(source.handle, buffer.samples().data(), whole.data(), whole.size());
         take_means(buffer.samples(), extents[2], means.samples());
         const std::array<std::uint64_t, 6> column = {0, labels.size(), 0, extents[0], 1, 1};
@@ -148,7 +148,7 @@ void write_labels(const dataset_api& sets, dataset_handle destination,
     sets.write_string_list_attribute(destination, "Labels", labels.data(), &label_count, 1);
 }
 
-bool average_sets(const AggregationCall& call, const std::vector<FilteredSet>& sources,
+bool average_sets(const AggregationCall& call, const std::vector<ChosenSet>& sources,
                   const TextMap& label_of_source) {
     const auto shape = find_common_shape(call, sources);
     if (!shape) {
@@ -176,7 +176,7 @@ bool run_average_set_2(call_context* ctx, get_interface_function get_interface) 
     if (!source_group) {
         return false;
     }
-    const SetFilters filters = read_filters(call);
+    const SourceChoice choice = read_choice(call);
     const OwnedTextList pairs = read_text_list(call.context, ctx, "TranslationMap");
     if (pairs.size() % 2 != 0) {
         call.context.log_error(ctx,
@@ -184,8 +184,7 @@ bool run_average_set_2(call_context* ctx, get_interface_function get_interface) 
         return false;
     }
     const Translation translation = build_translation(pairs);
-    const auto sources =
-        select_filtered_sets(call, *source_group, filters, translation.source_of_label);
+    const auto sources = choose_sets(call, *source_group, choice, translation.source_of_label);
     if (sources.empty()) {
         call.log.log_warning(
             "No source sets found matching the specified filters. Aborting operation.");

@@ -1,7 +1,7 @@
 #include "dsp/reductions.h"
 #include "plugin/set_records.h"
 #include "plugin/unit_parameters.h"
-#include "units/filtered_sets.h"
+#include "units/chosen_sets.h"
 #include "units/sample_buffer.h"
 #include "units/units.h"
 
@@ -64,7 +64,7 @@ FeatureSet open_or_create_feature_set(const dataset_api& sets, group_handle grou
 }
 
 // A set whose feature set cannot be had is reported and passed over.
-void extract_maxima(const AggregationCall& call, const FilteredSet& source, group_handle group,
+void extract_maxima(const AggregationCall& call, const ChosenSet& source, group_handle group,
                     bool keeps_greater) {
     const dataset_api& sets = call.sets;
     const char* const name = source.name.c_str();
@@ -98,14 +98,14 @@ bool run_maximum_extrema(call_context* ctx, get_interface_function get_interface
     if (!groups) {
         return false;
     }
-    const SetFilters filters = read_filters(call);
+    const SourceChoice choice = read_choice(call);
     const bool keeps_greater = call.context.read_boolean(ctx, "OverwriteIfGreater") != 0;
 
-    const auto sources = select_filtered_sets(call, groups->source, filters);
+    const auto sources = choose_sets(call, groups->source, choice);
     if (!check_destination_shapes(call, sources, groups->destination.handle)) {
         return false;
     }
-    for (const FilteredSet& source : sources) {
+    for (const ChosenSet& source : sources) {
         extract_maxima(call, source, groups->destination.handle, keeps_greater);
     }
     return true;

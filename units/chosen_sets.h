@@ -30,7 +30,7 @@ struct AggregationCall {
 AggregationCall begin_aggregation(call_context* ctx, get_interface_function get_interface);
 
 // A source set with the name under which it was asked for.
-struct FilteredSet {
+struct ChosenSet {
     std::string name;
     dataset_handle handle{};
 };
@@ -40,12 +40,12 @@ struct FilteredSet {
 using TextMap = std::map<std::string_view, const char*>;
 
 // The values of "NamesFilter" and "MetricFilter".
-struct SetFilters {
+struct SourceChoice {
     OwnedTextList names;
     OwnedText metric;
 };
 
-SetFilters read_filters(const AggregationCall& call);
+SourceChoice read_choice(const AggregationCall& call);
 
 // The group named in "SourceGroup". Nothing when there is no such group, which has
 // been reported through log_error.
@@ -73,14 +73,13 @@ std::optional<SourceAndDestination> open_groups(const AggregationCall& call);
 // set is opened. A name that is a key of `source_names` opens the set that it is mapped
 // to. A name that opens no set is warned of and passed over. With a metric, only sets
 // whose "MetricType" equals it are taken. A name given twice is taken twice.
-std::vector<FilteredSet> select_filtered_sets(const AggregationCall& call,
-                                              group_handle source_group, const SetFilters& filters,
-                                              const TextMap& source_names = {});
+std::vector<ChosenSet> choose_sets(const AggregationCall& call, group_handle source_group,
+                                   const SourceChoice& choice, const TextMap& source_names = {});
 
 // True when every set has three dimensions and no set of its name, or one of extents
 // [e0, e1, 1], in the destination group; e0 and e1 are its own. Every set that fails is
 // reported through log_error.
-bool check_destination_shapes(const AggregationCall& call, const std::vector<FilteredSet>& sources,
+bool check_destination_shapes(const AggregationCall& call, const std::vector<ChosenSet>& sources,
                               group_handle destination);
 
 OwnedShape read_shape(const dataset_api& sets, dataset_handle set);

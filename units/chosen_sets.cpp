@@ -1,4 +1,4 @@
-#include "units/filtered_sets.h"
+#include "units/chosen_sets.h"
 
 #include "plugin/host_tables.h"
 #include "plugin/source_sets.h"
@@ -37,7 +37,7 @@ bool is_one_value_per_line(const OwnedShape& shape, const OwnedShape& source) {
            shape.extents()[1] == source.extents()[1] && shape.extents()[2] == 1;
 }
 
-bool has_room_for(const AggregationCall& call, const FilteredSet& source, const OwnedShape& shape,
+bool has_room_for(const AggregationCall& call, const ChosenSet& source, const OwnedShape& shape,
                   group_handle destination) {
     const char* const name = source.name.c_str();
     return call.sets.dataset_exists(destination, name) == 0 ||
@@ -45,7 +45,7 @@ bool has_room_for(const AggregationCall& call, const FilteredSet& source, const 
                                  shape);
 }
 
-bool check_destination_shape(const AggregationCall& call, const FilteredSet& source,
+bool check_destination_shape(const AggregationCall& call, const ChosenSet& source,
                              group_handle destination) {
     const OwnedShape shape = read_shape(call.sets, source.handle);
     if (shape.rank() != 3) {
@@ -74,11 +74,11 @@ AggregationCall begin_aggregation(call_context* ctx, get_interface_function get_
     return call;
 }
 
-SetFilters read_filters(const AggregationCall& call) {
-    SetFilters filters;
-    filters.names = read_text_list(call.context, call.ctx, "NamesFilter");
-    filters.metric = read_text(call.context, call.ctx, "MetricFilter");
-    return filters;
+SourceChoice read_choice(const AggregationCall& call) {
+    SourceChoice choice;
+    choice.names = read_text_list(call.context, call.ctx, "NamesFilter");
+    choice.metric = read_text(call.context, call.ctx, "MetricFilter");
+    return choice;
 }
 
 std::optional<group_handle> open_source_group(const AggregationCall& call) {
@@ -107,29 +107,28 @@ std::optional<SourceAndDestination> open_groups(const AggregationCall& call) {
     return SourceAndDestination{*source, std::move(*destination)};
 }
 
-std::vector<FilteredSet> select_filtered_sets(const AggregationCall& call,
-                                              group_handle source_group, const SetFilters& filters,
-                                              const TextMap& source_names) {
+std::vector<ChosenSet> choose_sets(const AggregationCall& call, group_handle source_group,
+                                   const SourceChoice& choice, const TextMap& source_names) {
     OwnedTextList listed;
     call.groups.list_datasets(listed.out(), source_group);
-    const OwnedTextList& names = filters.names.size() != 0 ? filters.names : listed;
-    std::vector<FilteredSet> selected;
+    const OwnedTextList& names = choice.names.size() != 0 ? choice.names : listed;
+    std::vector<ChosenSet> chosen;
     for (std::size_t i = 0; i < names.size(); ++i) {
         const dataset_handle set =
             open_dataset(call.sets, source_group, translate(source_names, names[i]));
         if (call.sets.dataset_is_valid(set) == 0) {
             call.log.log_warning(NO_DATA_SET_MESSAGE, names[i]);
-        } else if (matches_metric(call.sets, set, filters.metric.view())) {
-            selected.push_back({names[i], set});
+        } else if (matches_metric(call.sets, set, choice.metric.view())) {
+            chosen.push_back({names[i], set});
         }
     }
-    return selected;
+    return chosen;
 }
 
-bool check_destination_shapes(const AggregationCall& call, const std::vector<FilteredSet>& sources,
+bool check_destination_shapes(const AggregationCall& call, const std::vector<ChosenSet>& sources,
                               group_handle destination) {
     bool passed = true;
-    for (const FilteredSet& source : sources) {
+    for (const ChosenSet& source : sources) {
         passed = check_destination_shape(call, source, destination) && passed;
     }
     return passed;
