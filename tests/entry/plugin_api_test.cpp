@@ -1,71 +1,57 @@
 // The library's one function, the two descriptors behind it, their texts.
 
 #include "tests/support/plugin_under_test.h"
+#include "tests/support/unit_table.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <array>
-#include <cstring>
+#include <iterator>
 #include <limits>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
 namespace talvora::test_support {
 namespace {
 
-constexpr std::int32_t DESCRIPTOR = 0;
-constexpr std::int32_t UNIT_TABLE = 3;
-constexpr std::size_t LEGACY_COUNT = 6;
+constexpr std::int32_t DESCRIPTOR_KIND = 0;
+constexpr std::int32_t UNIT_TABLE_KIND = 3;
+constexpr char VENDOR[] = "Orvane Solution inc.";
+constexpr char CATEGORY[] = "Signal Processing";
+constexpr char UNIT_VERSION[] = "0.1.0";
+constexpr char LEGACY_DATE[] = "2024-10-15";
 
-struct ExpectedRow {
-    const char* name;
-    const char* description; // null for a legacy identifier
-};
-
-constexpr std::array<ExpectedRow, 15> ROWS{{
-    {"signal.set-downsample", nullptr},
-    {"signal.set-fill-gap", nullptr},
-    {"signal.set-butterworth", nullptr},
-    {"signal.set-baseline-offset", nullptr},
-    {"signal.set-opposite", nullptr},
-    {"signal.set-rectify", nullptr},
-    {"orvane.signal.extract-set-maximum-extrema", "Extract the maximum on each component"},
-    {"orvane.signal.apply-set-downsample", "Downsample the signal in place"},
-    {"orvane.signal.apply-set-fill-gap", "Fill gap the signal in place"},
-    {"orvane.signal.apply-set-butterworth", "Apply a Butterworth filter in place on the signal"},
-    {"orvane.signal.apply-set-baseline-offset",
-     "Compute a baseline offset from the signal and remove it in place"},
-    {"orvane.signal.apply-set-opposite", "Opposite the signal in place"},
-    {"orvane.signal.apply-set-rectify", "Rectify the signal in place"},
-    {"orvane.signal.average-set", "Average all samples of the signal"},
-    {"orvane.signal.average-set-2",
-     "Average all samples of the signal and output to a single data set"},
-}};
+// Of the plug-in descriptor, in the order of its fields.
+constexpr std::array PLUGIN_TEXTS{"kpl-talvra.signal", VENDOR, "0.7.0",
+                                  "Callable units to do signal processing on data",
+                                  "https://www.orvane.example/"};
 
 UnitRow plugin_descriptor() {
     std::uint32_t count = 0;
-    return {static_cast<const unsigned char*>(call_plugin_entry(&count, DESCRIPTOR))};
+    return {static_cast<const unsigned char*>(call_plugin_entry(&count, DESCRIPTOR_KIND))};
 }
 
 std::vector<unsigned char> bytes_of_table() {
     std::uint32_t count = 0;
-    const auto* first = static_cast<const unsigned char*>(call_plugin_entry(&count, UNIT_TABLE));
+    const auto* first =
+        static_cast<const unsigned char*>(call_plugin_entry(&count, UNIT_TABLE_KIND));
     return {first, first + count * UNIT_STRIDE};
 }
 
 TEST(PluginApi, GivesOneDescriptorForKindZero) {
     std::uint32_t count = 77;
-    EXPECT_NE(call_plugin_entry(&count, DESCRIPTOR), nullptr);
+    EXPECT_NE(call_plugin_entry(&count, DESCRIPTOR_KIND), nullptr);
     EXPECT_EQ(count, 1U);
 }
 
-TEST(PluginApi, GivesFifteenUnitsForKindThree) {
+TEST(PluginApi, GivesTheUnitsForKindThree) {
     std::uint32_t count = 77;
-    EXPECT_NE(call_plugin_entry(&count, UNIT_TABLE), nullptr);
-    EXPECT_EQ(count, 15U);
+    EXPECT_NE(call_plugin_entry(&count, UNIT_TABLE_KIND), nullptr);
+    EXPECT_EQ(count, std::size(UNIT_TABLE));
 }
 
 TEST(PluginApi, GivesNothingForOtherKindsAndLeavesTheCountAlone) {
@@ -79,7 +65,7 @@ TEST(PluginApi, GivesNothingForOtherKindsAndLeavesTheCountAlone) {
 }
 
 TEST(PluginApi, WritesNoMoreThanTheThirtyTwoBitsOfTheCount) {
-    for (const std::int32_t kind : {DESCRIPTOR, UNIT_TABLE}) {
+    for (const std::int32_t kind : {DESCRIPTOR_KIND, UNIT_TABLE_KIND}) {
         std::array<std::uint32_t, 2> words{0, 0xABCD'1234};
         call_plugin_entry(words.data(), kind);
         EXPECT_EQ(words[1], 0xABCD'1234U);
@@ -88,11 +74,9 @@ TEST(PluginApi, WritesNoMoreThanTheThirtyTwoBitsOfTheCount) {
 
 TEST(PluginApi, TellsWhoThePluginIs) {
     const UnitRow plugin = plugin_descriptor();
-    EXPECT_EQ(plugin.text_at(0), "kpl-talvra.signal");
-    EXPECT_EQ(plugin.text_at(8), "Orvane Solution inc.");
-    EXPECT_EQ(plugin.text_at(16), "0.7.0");
-    EXPECT_EQ(plugin.text_at(24), "Callable units to do signal processing on data");
-    EXPECT_EQ(plugin.text_at(32), "https://www.orvane.example/");
+    for (std::size_t i = 0; i < PLUGIN_TEXTS.size(); ++i) {
+        EXPECT_EQ(plugin.text_at(8 * i), PLUGIN_TEXTS[i]);
+    }
 }
 
 TEST(PluginApi, KeepsTheRestOfThePluginDescriptorAtZero) {
@@ -102,59 +86,84 @@ TEST(PluginApi, KeepsTheRestOfThePluginDescriptorAtZero) {
 }
 
 TEST(PluginApi, ListsTheUnitsInOrder) {
-    const std::vector<UnitRow> rows = unit_rows();
-    ASSERT_EQ(rows.size(), ROWS.size());
-    for (std::size_t i = 0; i < ROWS.size(); ++i) {
-        EXPECT_EQ(rows[i].text_at(NAME_OFFSET), ROWS[i].name) << i;
+    std::vector<std::string> identifiers;
+    for (const UnitRow& row : unit_rows()) {
+        identifiers.push_back(row.text_at(NAME_OFFSET));
     }
+    std::vector<std::string> expected;
+    for (const ListedUnit& unit : UNIT_TABLE) {
+        expected.emplace_back(unit.identifier);
+    }
+    EXPECT_EQ(identifiers, expected);
 }
 
 TEST(PluginApi, GivesEveryUnitAVendorACategoryAndTwoOperations) {
     for (const UnitRow& row : unit_rows()) {
-        EXPECT_EQ(row.text_at(VENDOR_OFFSET), "Orvane Solution inc.");
-        EXPECT_EQ(row.text_at(CATEGORY_OFFSET), "Signal Processing");
+        EXPECT_EQ(row.text_at(VENDOR_OFFSET), VENDOR);
+        EXPECT_EQ(row.text_at(CATEGORY_OFFSET), CATEGORY);
         EXPECT_NE(row.operation_at(DECLARE_OFFSET), nullptr);
         EXPECT_NE(row.operation_at(RUN_OFFSET), nullptr);
     }
 }
 
 TEST(PluginApi, GivesCurrentIdentifiersAVersionAndADescriptionButNoDate) {
-    const std::vector<UnitRow> rows = unit_rows();
-    for (std::size_t i = LEGACY_COUNT; i < rows.size(); ++i) {
-        EXPECT_EQ(rows[i].text_at(VERSION_OFFSET), "0.1.0") << i;
-        EXPECT_EQ(rows[i].text_at(DESCRIPTION_OFFSET), ROWS[i].description) << i;
-        EXPECT_EQ(rows[i].getter_at(DATE_OFFSET), nullptr) << i;
+    for (const ListedUnit& unit : UNIT_TABLE) {
+        if (unit.alias_of == nullptr) {
+            const UnitRow row = find_unit(unit.identifier);
+            EXPECT_EQ(row.text_at(VERSION_OFFSET), UNIT_VERSION) << unit.identifier;
+            EXPECT_EQ(row.text_at(DESCRIPTION_OFFSET), unit.description) << unit.identifier;
+            EXPECT_EQ(row.getter_at(DATE_OFFSET), nullptr) << unit.identifier;
+        }
     }
 }
 
 TEST(PluginApi, GivesLegacyIdentifiersADateButNoVersionAndNoDescription) {
-    const std::vector<UnitRow> rows = unit_rows();
-    for (std::size_t i = 0; i < LEGACY_COUNT; ++i) {
-        EXPECT_EQ(rows[i].text_at(DATE_OFFSET), "2024-10-15") << i;
-        EXPECT_EQ(rows[i].getter_at(VERSION_OFFSET), nullptr) << i;
-        EXPECT_EQ(rows[i].getter_at(DESCRIPTION_OFFSET), nullptr) << i;
+    for (const ListedUnit& unit : UNIT_TABLE) {
+        if (unit.alias_of != nullptr) {
+            const UnitRow row = find_unit(unit.identifier);
+            EXPECT_EQ(row.text_at(DATE_OFFSET), LEGACY_DATE) << unit.identifier;
+            EXPECT_EQ(row.getter_at(VERSION_OFFSET), nullptr) << unit.identifier;
+            EXPECT_EQ(row.getter_at(DESCRIPTION_OFFSET), nullptr) << unit.identifier;
+        }
     }
 }
 
 TEST(PluginApi, SharesOperationsBetweenALegacyAndACurrentIdentifier) {
-    const std::vector<UnitRow> rows = unit_rows();
-    for (std::size_t i = 0; i < LEGACY_COUNT; ++i) {
-        const UnitRow& current = rows[i + 7];
-        EXPECT_EQ(rows[i].operation_at(DECLARE_OFFSET), current.operation_at(DECLARE_OFFSET)) << i;
-        EXPECT_EQ(rows[i].operation_at(RUN_OFFSET), current.operation_at(RUN_OFFSET)) << i;
+    for (const ListedUnit& unit : UNIT_TABLE) {
+        if (unit.alias_of != nullptr) {
+            const UnitRow legacy = find_unit(unit.identifier);
+            const UnitRow current = find_unit(unit.alias_of);
+            for (const std::size_t offset : {DECLARE_OFFSET, RUN_OFFSET}) {
+                EXPECT_EQ(legacy.operation_at(offset), current.operation_at(offset))
+                    << unit.identifier;
+            }
+        }
     }
 }
 
 TEST(PluginApi, SharesNoOperationBetweenTwoCurrentIdentifiers) {
     std::vector<Operation> operations;
-    const std::vector<UnitRow> rows = unit_rows();
-    for (std::size_t i = LEGACY_COUNT; i < rows.size(); ++i) {
-        for (const std::size_t offset : {DECLARE_OFFSET, RUN_OFFSET}) {
-            operations.push_back(rows[i].operation_at(offset));
+    for (const ListedUnit& unit : UNIT_TABLE) {
+        if (unit.alias_of == nullptr) {
+            for (const std::size_t offset : {DECLARE_OFFSET, RUN_OFFSET}) {
+                operations.push_back(find_unit(unit.identifier).operation_at(offset));
+            }
         }
     }
     std::sort(operations.begin(), operations.end());
     EXPECT_EQ(std::adjacent_find(operations.begin(), operations.end()), operations.end());
+}
+
+std::set<std::string> expected_texts() {
+    std::set<std::string> texts(PLUGIN_TEXTS.begin(), PLUGIN_TEXTS.end());
+    texts.insert({VENDOR, CATEGORY, UNIT_VERSION, LEGACY_DATE});
+    for (const ListedUnit& unit : UNIT_TABLE) {
+        texts.insert(unit.identifier);
+        if (unit.description != nullptr) {
+            texts.insert(unit.description);
+        }
+    }
+    return texts;
 }
 
 TEST(PluginApi, HasOneGetterPerDistinctText) {
@@ -175,9 +184,11 @@ TEST(PluginApi, HasOneGetterPerDistinctText) {
             check(row, offset);
         }
     }
-    // Five of the plug-in, of which the vendor is shared; fifteen names, nine
-    // descriptions, category, version and date of the units.
-    EXPECT_EQ(getter_of_text.size(), 5U + 15 + 9 + 3);
+    std::set<std::string> texts;
+    for (const auto& [text, getter] : getter_of_text) {
+        texts.insert(text);
+    }
+    EXPECT_EQ(texts, expected_texts());
 }
 
 TEST(PluginApi, GivesTheSameTextAddressEachTime) {
@@ -196,20 +207,21 @@ TEST(PluginApi, KeepsTheReservedBytesOfEveryUnitAtZero) {
 
 TEST(PluginApi, GivesTheSameTableAgain) {
     std::uint32_t count = 0;
-    const void* first = call_plugin_entry(&count, UNIT_TABLE);
+    const void* first = call_plugin_entry(&count, UNIT_TABLE_KIND);
     const std::vector<unsigned char> bytes = bytes_of_table();
-    const void* descriptor = call_plugin_entry(&count, DESCRIPTOR);
-    EXPECT_EQ(call_plugin_entry(&count, UNIT_TABLE), first);
+    const void* descriptor = call_plugin_entry(&count, DESCRIPTOR_KIND);
+    EXPECT_EQ(call_plugin_entry(&count, UNIT_TABLE_KIND), first);
     EXPECT_EQ(bytes_of_table(), bytes);
-    EXPECT_EQ(call_plugin_entry(&count, DESCRIPTOR), descriptor);
+    EXPECT_EQ(call_plugin_entry(&count, DESCRIPTOR_KIND), descriptor);
 }
 
 TEST(PluginApi, KeepsTheDescriptorApartFromTheTable) {
     std::uint32_t count = 0;
-    const auto* table = static_cast<const unsigned char*>(call_plugin_entry(&count, UNIT_TABLE));
+    const auto* table =
+        static_cast<const unsigned char*>(call_plugin_entry(&count, UNIT_TABLE_KIND));
     const unsigned char* descriptor = plugin_descriptor().bytes;
     EXPECT_TRUE(descriptor + UNIT_STRIDE <= table ||
-                descriptor >= table + ROWS.size() * UNIT_STRIDE);
+                descriptor >= table + std::size(UNIT_TABLE) * UNIT_STRIDE);
 }
 
 } // namespace

@@ -2,8 +2,11 @@
 
 import os
 import pathlib
+import re
 import subprocess
 import sys
+
+UNIT_TABLE = pathlib.Path(__file__).resolve().parent.parent / "support/unit_table.h"
 
 # Nothing of the build may be found by chance.
 ENVIRONMENT = {key: value for key, value in os.environ.items() if key != "TALVORA_PLUGIN_PATH"}
@@ -23,6 +26,11 @@ def expect(condition, text):
         sys.exit(text)
 
 
+def list_identifiers():
+    """Of every row of the plug-in's table, in order."""
+    return re.findall(r'^    \{"([^"]+)"', UNIT_TABLE.read_text(), re.M)
+
+
 def check_program(prefix):
     """The program of an installation runs a unit of the plug-in beside it."""
     host = prefix / "bin/talvora-host"
@@ -30,7 +38,8 @@ def check_program(prefix):
     version = run(host, "version").splitlines()
     expect(version[-1] == f"loaded from {plugin}", f"another plug-in: {version}")
     expect(run(host, "--version") == version[0], "--version differs from version")
-    expect(len(run(host, "units").splitlines()) == 15, "not fifteen units")
+    units = [line.split()[0] for line in run(host, "units").splitlines()]
+    expect(units == list_identifiers(), f"other units than in {UNIT_TABLE}: {units}")
     return host, plugin
 
 

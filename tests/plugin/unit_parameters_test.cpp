@@ -1,11 +1,13 @@
 // What every unit declares: signatures, order, the required flag, the result.
 
 #include "tests/support/recording_host.h"
+#include "tests/support/unit_table.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <ostream>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -22,7 +24,6 @@ constexpr std::uint8_t REQUIRED = 1;
 
 struct Unit {
     std::string identifier;
-    std::string legacy_identifier; // empty when there is none
     std::vector<Declaration> declarations;
 };
 
@@ -37,41 +38,35 @@ std::vector<Declaration> in_place(const std::vector<Declaration>& own) {
 
 const std::vector<Unit>& units() {
     static const std::vector<Unit> UNITS{
-        {"orvane.signal.apply-set-rectify", "signal.set-rectify", in_place({})},
-        {"orvane.signal.apply-set-opposite", "signal.set-opposite",
+        {"orvane.signal.apply-set-rectify", in_place({})},
+        {"orvane.signal.apply-set-opposite",
          in_place({{"Axis: integer = -1", OPTIONAL}, {"Components: list(integer)", OPTIONAL}})},
-        {"orvane.signal.apply-set-baseline-offset", "signal.set-baseline-offset",
-         in_place({{"Axis: integer = -1", OPTIONAL}})},
-        {"orvane.signal.apply-set-downsample", "signal.set-downsample",
-         in_place({{"HintGroup: string", OPTIONAL},
-                   {"HintSet: string", OPTIONAL},
-                   {"Axis: integer = -1", OPTIONAL}})},
-        {"orvane.signal.apply-set-fill-gap", "signal.set-fill-gap",
-         in_place({{"MaxGapLength: integer", OPTIONAL},
-                   {"HintMaxGapLength: number", OPTIONAL},
-                   {"Axis: integer = -1", OPTIONAL}})},
-        {"orvane.signal.apply-set-butterworth", "signal.set-butterworth",
+        {"orvane.signal.apply-set-baseline-offset", in_place({{"Axis: integer = -1", OPTIONAL}})},
+        {"orvane.signal.apply-set-downsample", in_place({{"HintGroup: string", OPTIONAL},
+                                                         {"HintSet: string", OPTIONAL},
+                                                         {"Axis: integer = -1", OPTIONAL}})},
+        {"orvane.signal.apply-set-fill-gap", in_place({{"MaxGapLength: integer", OPTIONAL},
+                                                       {"HintMaxGapLength: number", OPTIONAL},
+                                                       {"Axis: integer = -1", OPTIONAL}})},
+        {"orvane.signal.apply-set-butterworth",
          in_place({{"CutoffFrequency: number", REQUIRED},
                    {"Order: integer", REQUIRED},
                    {"Bandform: string = \"ZeroLagLowPass\"", OPTIONAL},
                    {"BandWidth: number = 0.0", OPTIONAL},
                    {"Axis: integer = -1", OPTIONAL}})},
         {"orvane.signal.extract-set-maximum-extrema",
-         "",
          {{"SourceGroup: string", REQUIRED},
           {"DestinationGroup: string", REQUIRED},
           {"NamesFilter: list(string)", OPTIONAL},
           {"MetricFilter: string", OPTIONAL},
           {"OverwriteIfGreater: boolean = false", OPTIONAL}}},
         {"orvane.signal.average-set",
-         "",
          {{"SourceGroup: string", REQUIRED},
           {"DestinationGroup: string", REQUIRED},
           {"NamesFilter: list(string)", OPTIONAL},
           {"MetricFilter: string", OPTIONAL},
           {"Axis: integer = -1", OPTIONAL}}},
         {"orvane.signal.average-set-2",
-         "",
          {{"SourceGroup: string", REQUIRED},
           {"DestinationSet: string", REQUIRED},
           {"NamesFilter: list(string)", OPTIONAL},
@@ -86,11 +81,7 @@ void PrintTo(const Unit& unit, std::ostream* out) {
 }
 
 std::string case_name(const ::testing::TestParamInfo<Unit>& info) {
-    std::string name = info.param.identifier;
-    for (char& letter : name)
-        if (letter == '.' || letter == '-')
-            letter = '_';
-    return name;
+    return as_test_name(info.param.identifier);
 }
 
 class UnitParameters : public ::testing::TestWithParam<Unit> {};
@@ -120,17 +111,23 @@ TEST_P(UnitParameters, AreDeclaredThroughTheContextTableAlone) {
 
 TEST(UnitParameterList, IsTheSameUnderALegacyIdentifier) {
     RecordingHost host;
-    for (const Unit& unit : units())
-        if (!unit.legacy_identifier.empty()) {
-            EXPECT_EQ(host.declare(unit.legacy_identifier).declarations, unit.declarations);
+    for (const ListedUnit& unit : UNIT_TABLE)
+        if (unit.alias_of != nullptr) {
+            EXPECT_EQ(host.declare(unit.identifier).declarations,
+                      host.declare(unit.alias_of).declarations);
         }
 }
 
-TEST(UnitParameterList, CoversAllFifteenIdentifiers) {
-    std::size_t count = 0;
+TEST(UnitParameterList, CoversEveryCurrentIdentifier) {
+    std::set<std::string> covered;
     for (const Unit& unit : units())
-        count += unit.legacy_identifier.empty() ? 1U : 2U;
-    EXPECT_EQ(count, 15U);
+        covered.insert(unit.identifier);
+    std::set<std::string> current;
+    for (const ListedUnit& unit : UNIT_TABLE)
+        if (unit.alias_of == nullptr) {
+            current.insert(unit.identifier);
+        }
+    EXPECT_EQ(covered, current);
 }
 
 } // namespace

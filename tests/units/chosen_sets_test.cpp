@@ -1,5 +1,6 @@
 // The choice of sources and the destination group, alike in the units that summarise
 // sets: each claim is put to all units that it concerns.
+#include "tests/support/unit_table.h"
 #include "tests/units/aggregation_host.h"
 
 #include <gmock/gmock.h>
@@ -42,10 +43,7 @@ class AggregationUnitOnNewHosts : public testing::TestWithParam<const char*> {};
 class AggregationUnitWithGroup : public AggregationUnit {};
 
 std::string name_unit(const testing::TestParamInfo<const char*>& info) {
-    std::string name = info.param;
-    std::ranges::replace_if(
-        name, [](char c) { return c == '.' || c == '-'; }, '_');
-    return name;
+    return as_test_name(info.param);
 }
 
 INSTANTIATE_TEST_SUITE_P(Units, AggregationUnit,
