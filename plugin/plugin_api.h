@@ -1,8 +1,8 @@
 // What the library shows to a host that has just loaded it.
 //
 // The library exports one function, talvora_plugin_api. Asked for kind 0 it
-// returns one plugin_descriptor, asked for kind 3 the table of fifteen
-// unit_descriptors; a host walks that table with the stride of one record.
+// returns one plugin_descriptor, asked for kind 3 the table of unit_descriptors; a host
+// walks that table with the stride of one record.
 //
 // Words used here
 //   getter          a function without arguments that returns a NUL-terminated
@@ -81,8 +81,6 @@ static_assert(sizeof(unit_descriptor) == 296);
 constexpr std::int32_t PLUGIN_DESCRIPTOR_KIND = 0;
 constexpr std::int32_t UNIT_TABLE_KIND = 3;
 
-constexpr std::uint32_t UNIT_COUNT = 15;
-
 // The name a host looks up in the loaded library, and the type of what it finds.
 constexpr char PLUGIN_ENTRY_NAME[] = "talvora_plugin_api";
 using plugin_entry = const void* (*)(std::uint32_t* count_out, std::int32_t kind);
@@ -96,7 +94,7 @@ using plugin_entry = const void* (*)(std::uint32_t* count_out, std::int32_t kind
 #endif
 
 // kind 0: writes 1 to *count_out, returns the plugin_descriptor.
-// kind 3: writes 15, returns the first of 15 contiguous unit_descriptors.
+// kind 3: writes the number of rows, returns the first of so many contiguous unit_descriptors.
 // Any other kind: writes nothing, returns null.
 extern "C" TALVORA_EXPORT const void* talvora_plugin_api(std::uint32_t* count_out,
                                                          std::int32_t kind);

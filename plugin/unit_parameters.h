@@ -1,5 +1,5 @@
-// The parameters of every unit: their signatures as data, the one routine that
-// declares them, and the readers of text and list values.
+// The parameters of a unit as data, the operation that declares them, and the readers of
+// text and list values.
 //
 // A signature reads "Key: type" or "Key: type = default", with the types string,
 // boolean, integer, number, list(string) and list(integer). The host parses it,
@@ -9,6 +9,7 @@
 #include "plugin/host_interfaces.h"
 #include "plugin/host_records.h"
 
+#include <cstdint>
 #include <span>
 
 namespace talvora {
@@ -19,20 +20,16 @@ struct parameter_signature {
     bool required;
 };
 
-// In the order of declaration.
-extern const std::span<const parameter_signature> RECTIFY_PARAMETERS;
-extern const std::span<const parameter_signature> OPPOSITE_PARAMETERS;
-extern const std::span<const parameter_signature> BASELINE_OFFSET_PARAMETERS;
-extern const std::span<const parameter_signature> DOWNSAMPLE_PARAMETERS;
-extern const std::span<const parameter_signature> FILL_GAP_PARAMETERS;
-extern const std::span<const parameter_signature> BUTTERWORTH_PARAMETERS;
-extern const std::span<const parameter_signature> MAXIMUM_EXTREMA_PARAMETERS;
-extern const std::span<const parameter_signature> AVERAGE_SET_PARAMETERS;
-extern const std::span<const parameter_signature> AVERAGE_SET_2_PARAMETERS;
-
 // Declares the parameters one by one; returns what the host answered to the last.
 std::uint64_t declare_parameters(std::span<const parameter_signature> parameters, call_context* ctx,
                                  get_interface_function get_interface);
+
+// The `declare` operation of the unit with these parameters, which stand in an array of
+// static lifetime in the order of declaration.
+template <const auto& PARAMETERS>
+std::uint64_t declare(call_context* ctx, get_interface_function get_interface) {
+    return declare_parameters(PARAMETERS, ctx, get_interface);
+}
 
 OwnedText read_text(const context_api& context, call_context* ctx, const char* key);
 OwnedTextList read_text_list(const context_api& context, call_context* ctx, const char* key);

@@ -129,13 +129,7 @@ bool average_sets(const Averaging& averaging, const std::vector<ChosenSet>& sour
     return succeeded;
 }
 
-} // namespace
-
-std::uint64_t declare_average_set(call_context* ctx, get_interface_function get_interface) {
-    return declare_parameters(AVERAGE_SET_PARAMETERS, ctx, get_interface);
-}
-
-bool run_average_set(call_context* ctx, get_interface_function get_interface) {
+bool run(call_context* ctx, get_interface_function get_interface) {
     const AggregationCall call = begin_aggregation(ctx, get_interface);
     const auto groups = open_groups(call);
     if (!groups) {
@@ -148,5 +142,21 @@ bool run_average_set(call_context* ctx, get_interface_function get_interface) {
     return check_destination_shapes(call, sources, groups->destination.handle) &&
            average_sets({call, groups->destination, axis}, sources);
 }
+
+constexpr parameter_signature PARAMETERS[] = {
+    {"SourceGroup: string", true},        {"DestinationGroup: string", true},
+    {"NamesFilter: list(string)", false}, {"MetricFilter: string", false},
+    {"Axis: integer = -1", false},
+};
+
+} // namespace
+
+constinit const UnitDescription AVERAGE_SET = {
+    .identifier = get_text<"orvane.signal.average-set">,
+    .legacy_identifier = nullptr,
+    .description = get_text<"Average all samples of the signal">,
+    .declare = declare<PARAMETERS>,
+    .run = run,
+};
 
 } // namespace talvora::units

@@ -164,13 +164,7 @@ bool average_sets(const AggregationCall& call, const std::vector<ChosenSet>& sou
     return true;
 }
 
-} // namespace
-
-std::uint64_t declare_average_set_2(call_context* ctx, get_interface_function get_interface) {
-    return declare_parameters(AVERAGE_SET_2_PARAMETERS, ctx, get_interface);
-}
-
-bool run_average_set_2(call_context* ctx, get_interface_function get_interface) {
+bool run(call_context* ctx, get_interface_function get_interface) {
     const AggregationCall call = begin_aggregation(ctx, get_interface);
     const auto source_group = open_source_group(call);
     if (!source_group) {
@@ -192,5 +186,21 @@ bool run_average_set_2(call_context* ctx, get_interface_function get_interface) 
     }
     return average_sets(call, sources, translation.label_of_source);
 }
+
+constexpr parameter_signature PARAMETERS[] = {
+    {"SourceGroup: string", true},           {"DestinationSet: string", true},
+    {"NamesFilter: list(string)", false},    {"MetricFilter: string", false},
+    {"TranslationMap: list(string)", false},
+};
+
+} // namespace
+
+constinit const UnitDescription AVERAGE_SET_2 = {
+    .identifier = get_text<"orvane.signal.average-set-2">,
+    .legacy_identifier = nullptr,
+    .description = get_text<"Average all samples of the signal and output to a single data set">,
+    .declare = declare<PARAMETERS>,
+    .run = run,
+};
 
 } // namespace talvora::units

@@ -60,13 +60,7 @@ void remove_set_offsets(const AxisSet& set, const dataset_api& sets, const log_a
     });
 }
 
-} // namespace
-
-std::uint64_t declare_baseline_offset(call_context* ctx, get_interface_function get_interface) {
-    return declare_parameters(BASELINE_OFFSET_PARAMETERS, ctx, get_interface);
-}
-
-bool run_baseline_offset(call_context* ctx, get_interface_function get_interface) {
+bool run(call_context* ctx, get_interface_function get_interface) {
     DatasetHandleList handles;
     if (!select_source_sets(handles, ctx, get_interface)) {
         return false;
@@ -90,5 +84,22 @@ bool run_baseline_offset(call_context* ctx, get_interface_function get_interface
     }
     return true;
 }
+
+constexpr parameter_signature PARAMETERS[] = {
+    {"SourceSets: list(string)", false},
+    {"SourceGroup: string", false},
+    {"ScanRecursive: boolean = false", false},
+    {"Axis: integer = -1", false},
+};
+
+} // namespace
+
+constinit const UnitDescription BASELINE_OFFSET = {
+    .identifier = get_text<"orvane.signal.apply-set-baseline-offset">,
+    .legacy_identifier = get_text<"signal.set-baseline-offset">,
+    .description = get_text<"Compute a baseline offset from the signal and remove it in place">,
+    .declare = declare<PARAMETERS>,
+    .run = run,
+};
 
 } // namespace talvora::units

@@ -123,13 +123,7 @@ void filter_sets(std::span<const axis_set_record> records, const dataset_api& se
     });
 }
 
-} // namespace
-
-std::uint64_t declare_butterworth(call_context* ctx, get_interface_function get_interface) {
-    return declare_parameters(BUTTERWORTH_PARAMETERS, ctx, get_interface);
-}
-
-bool run_butterworth(call_context* ctx, get_interface_function get_interface) {
+bool run(call_context* ctx, get_interface_function get_interface) {
     const context_api& context = get_context_api(get_interface);
     const dataset_api& sets = get_dataset_api(get_interface);
     const log_api& log = get_log_api(get_interface);
@@ -154,5 +148,26 @@ bool run_butterworth(call_context* ctx, get_interface_function get_interface) {
     filter_sets(records, sets, build_designs(records, *parameters));
     return true;
 }
+
+constexpr parameter_signature PARAMETERS[] = {
+    {"SourceSets: list(string)", false},
+    {"SourceGroup: string", false},
+    {"ScanRecursive: boolean = false", false},
+    {"CutoffFrequency: number", true},
+    {"Order: integer", true},
+    {"Bandform: string = \"ZeroLagLowPass\"", false},
+    {"BandWidth: number = 0.0", false},
+    {"Axis: integer = -1", false},
+};
+
+} // namespace
+
+constinit const UnitDescription BUTTERWORTH = {
+    .identifier = get_text<"orvane.signal.apply-set-butterworth">,
+    .legacy_identifier = get_text<"signal.set-butterworth">,
+    .description = get_text<"Apply a Butterworth filter in place on the signal">,
+    .declare = declare<PARAMETERS>,
+    .run = run,
+};
 
 } // namespace talvora::units

@@ -233,13 +233,7 @@ void update_source_group(const DownsampleCall& call, group_handle root, float ta
     }
 }
 
-} // namespace
-
-std::uint64_t declare_downsample(call_context* ctx, get_interface_function get_interface) {
-    return declare_parameters(DOWNSAMPLE_PARAMETERS, ctx, get_interface);
-}
-
-bool run_downsample(call_context* ctx, get_interface_function get_interface) {
+bool run(call_context* ctx, get_interface_function get_interface) {
     DatasetHandleList handles;
     if (!select_source_sets(handles, ctx, get_interface)) {
         return false;
@@ -262,5 +256,24 @@ bool run_downsample(call_context* ctx, get_interface_function get_interface) {
     update_source_group(call, root, target_rate);
     return true;
 }
+
+constexpr parameter_signature PARAMETERS[] = {
+    {"SourceSets: list(string)", false},
+    {"SourceGroup: string", false},
+    {"ScanRecursive: boolean = false", false},
+    {"HintGroup: string", false},
+    {"HintSet: string", false},
+    {"Axis: integer = -1", false},
+};
+
+} // namespace
+
+constinit const UnitDescription DOWNSAMPLE = {
+    .identifier = get_text<"orvane.signal.apply-set-downsample">,
+    .legacy_identifier = get_text<"signal.set-downsample">,
+    .description = get_text<"Downsample the signal in place">,
+    .declare = declare<PARAMETERS>,
+    .run = run,
+};
 
 } // namespace talvora::units

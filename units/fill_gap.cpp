@@ -123,13 +123,7 @@ bool fill_set(FillGapCall& call, dataset_handle set) {
     return true;
 }
 
-} // namespace
-
-std::uint64_t declare_fill_gap(call_context* ctx, get_interface_function get_interface) {
-    return declare_parameters(FILL_GAP_PARAMETERS, ctx, get_interface);
-}
-
-bool run_fill_gap(call_context* ctx, get_interface_function get_interface) {
+bool run(call_context* ctx, get_interface_function get_interface) {
     DatasetHandleList handles;
     if (!select_source_sets(handles, ctx, get_interface)) {
         return false;
@@ -150,5 +144,21 @@ bool run_fill_gap(call_context* ctx, get_interface_function get_interface) {
     return std::ranges::all_of(handles,
                                [&call](dataset_handle set) { return fill_set(call, set); });
 }
+
+constexpr parameter_signature PARAMETERS[] = {
+    {"SourceSets: list(string)", false},       {"SourceGroup: string", false},
+    {"ScanRecursive: boolean = false", false}, {"MaxGapLength: integer", false},
+    {"HintMaxGapLength: number", false},       {"Axis: integer = -1", false},
+};
+
+} // namespace
+
+constinit const UnitDescription FILL_GAP = {
+    .identifier = get_text<"orvane.signal.apply-set-fill-gap">,
+    .legacy_identifier = get_text<"signal.set-fill-gap">,
+    .description = get_text<"Fill gap the signal in place">,
+    .declare = declare<PARAMETERS>,
+    .run = run,
+};
 
 } // namespace talvora::units

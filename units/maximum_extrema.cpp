@@ -86,13 +86,7 @@ void extract_maxima(const AggregationCall& call, const ChosenSet& source, group_
     sets.write_string_attribute(feature.handle, "FeatureType", "MaximumExtrema");
 }
 
-} // namespace
-
-std::uint64_t declare_maximum_extrema(call_context* ctx, get_interface_function get_interface) {
-    return declare_parameters(MAXIMUM_EXTREMA_PARAMETERS, ctx, get_interface);
-}
-
-bool run_maximum_extrema(call_context* ctx, get_interface_function get_interface) {
+bool run(call_context* ctx, get_interface_function get_interface) {
     const AggregationCall call = begin_aggregation(ctx, get_interface);
     const auto groups = open_groups(call);
     if (!groups) {
@@ -110,5 +104,23 @@ bool run_maximum_extrema(call_context* ctx, get_interface_function get_interface
     }
     return true;
 }
+
+constexpr parameter_signature PARAMETERS[] = {
+    {"SourceGroup: string", true},
+    {"DestinationGroup: string", true},
+    {"NamesFilter: list(string)", false},
+    {"MetricFilter: string", false},
+    {"OverwriteIfGreater: boolean = false", false},
+};
+
+} // namespace
+
+constinit const UnitDescription MAXIMUM_EXTREMA = {
+    .identifier = get_text<"orvane.signal.extract-set-maximum-extrema">,
+    .legacy_identifier = nullptr,
+    .description = get_text<"Extract the maximum on each component">,
+    .declare = declare<PARAMETERS>,
+    .run = run,
+};
 
 } // namespace talvora::units

@@ -80,13 +80,7 @@ void negate_selection(const dataset_api& sets, dataset_handle set, const Selecti
     sets.write_samples(set, buffer.samples().data(), selection.data(), selection.size());
 }
 
-} // namespace
-
-std::uint64_t declare_opposite(call_context* ctx, get_interface_function get_interface) {
-    return declare_parameters(OPPOSITE_PARAMETERS, ctx, get_interface);
-}
-
-bool run_opposite(call_context* ctx, get_interface_function get_interface) {
+bool run(call_context* ctx, get_interface_function get_interface) {
     DatasetHandleList handles;
     if (!select_source_sets(handles, ctx, get_interface)) {
         return false;
@@ -112,5 +106,21 @@ bool run_opposite(call_context* ctx, get_interface_function get_interface) {
     }
     return true;
 }
+
+constexpr parameter_signature PARAMETERS[] = {
+    {"SourceSets: list(string)", false},       {"SourceGroup: string", false},
+    {"ScanRecursive: boolean = false", false}, {"Axis: integer = -1", false},
+    {"Components: list(integer)", false},
+};
+
+} // namespace
+
+constinit const UnitDescription OPPOSITE = {
+    .identifier = get_text<"orvane.signal.apply-set-opposite">,
+    .legacy_identifier = get_text<"signal.set-opposite">,
+    .description = get_text<"Opposite the signal in place">,
+    .declare = declare<PARAMETERS>,
+    .run = run,
+};
 
 } // namespace talvora::units

@@ -37,13 +37,7 @@ void rectify_set(const set_record& record, std::span<float> samples) {
     }
 }
 
-} // namespace
-
-std::uint64_t declare_rectify(call_context* ctx, get_interface_function get_interface) {
-    return declare_parameters(RECTIFY_PARAMETERS, ctx, get_interface);
-}
-
-bool run_rectify(call_context* ctx, get_interface_function get_interface) {
+bool run(call_context* ctx, get_interface_function get_interface) {
     const context_api& context = get_context_api(get_interface);
     const dataset_api& sets = get_dataset_api(get_interface);
     const log_api& log = get_log_api(get_interface);
@@ -63,5 +57,21 @@ bool run_rectify(call_context* ctx, get_interface_function get_interface) {
     process_in_batches(std::span(records), sets, rectify_set);
     return true;
 }
+
+constexpr parameter_signature PARAMETERS[] = {
+    {"SourceSets: list(string)", false},
+    {"SourceGroup: string", false},
+    {"ScanRecursive: boolean = false", false},
+};
+
+} // namespace
+
+constinit const UnitDescription RECTIFY = {
+    .identifier = get_text<"orvane.signal.apply-set-rectify">,
+    .legacy_identifier = get_text<"signal.set-rectify">,
+    .description = get_text<"Rectify the signal in place">,
+    .declare = declare<PARAMETERS>,
+    .run = run,
+};
 
 } // namespace talvora::units

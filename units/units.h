@@ -1,48 +1,36 @@
-// The operations of the nine callable units, in alphabetical order. How a host calls
-// them, and what they return, stands with declare_operation and run_operation in
-// plugin/plugin_api.h.
+// The callable units, in alphabetical order. What each of them is stands at the end of its
+// file; which row of the library's table it has is the entry's to say.
 #pragma once
 
-#include "plugin/host_interfaces.h"
-
-#include <cstdint>
+#include "plugin/unit_description.h"
 
 namespace talvora::units {
 
 // The mean of each source set along an axis, as a set of the same name elsewhere.
-std::uint64_t declare_average_set(call_context* ctx, get_interface_function get_interface);
-bool run_average_set(call_context* ctx, get_interface_function get_interface);
+extern const UnitDescription AVERAGE_SET;
 
 // The means of many sets, a labelled column for each, gathered into one set.
-std::uint64_t declare_average_set_2(call_context* ctx, get_interface_function get_interface);
-bool run_average_set_2(call_context* ctx, get_interface_function get_interface);
+extern const UnitDescription AVERAGE_SET_2;
 
 // Takes the median of its first samples off each line.
-std::uint64_t declare_baseline_offset(call_context* ctx, get_interface_function get_interface);
-bool run_baseline_offset(call_context* ctx, get_interface_function get_interface);
+extern const UnitDescription BASELINE_OFFSET;
 
 // Zero-lag Butterworth filtering.
-std::uint64_t declare_butterworth(call_context* ctx, get_interface_function get_interface);
-bool run_butterworth(call_context* ctx, get_interface_function get_interface);
+extern const UnitDescription BUTTERWORTH;
 
 // Keeps every k-th sample, to come near a hinted sample rate.
-std::uint64_t declare_downsample(call_context* ctx, get_interface_function get_interface);
-bool run_downsample(call_context* ctx, get_interface_function get_interface);
+extern const UnitDescription DOWNSAMPLE;
 
 // Fills stretches of missing samples by linear interpolation.
-std::uint64_t declare_fill_gap(call_context* ctx, get_interface_function get_interface);
-bool run_fill_gap(call_context* ctx, get_interface_function get_interface);
+extern const UnitDescription FILL_GAP;
 
 // The greatest sample of each component, as a feature set.
-std::uint64_t declare_maximum_extrema(call_context* ctx, get_interface_function get_interface);
-bool run_maximum_extrema(call_context* ctx, get_interface_function get_interface);
+extern const UnitDescription MAXIMUM_EXTREMA;
 
 // Changes the sign of whole sets or of chosen components.
-std::uint64_t declare_opposite(call_context* ctx, get_interface_function get_interface);
-bool run_opposite(call_context* ctx, get_interface_function get_interface);
+extern const UnitDescription OPPOSITE;
 
 // Takes absolute values.
-std::uint64_t declare_rectify(call_context* ctx, get_interface_function get_interface);
-bool run_rectify(call_context* ctx, get_interface_function get_interface);
+extern const UnitDescription RECTIFY;
 
 } // namespace talvora::units
