@@ -1,9 +1,12 @@
 #include "plugin/set_records.h"
 
+#include "plugin/host_tables.h"
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
 #include <new>
+#include <utility>
 
 namespace talvora {
 
@@ -26,47 +29,24 @@ float read_sample_rate(dataset_handle set, const dataset_api& sets, const log_ap
     return rate;
 }
 
-template <typename Record>
-std::vector<Record> build_records(const DatasetHandleList& handles, const dataset_api& sets,
-                                  const log_api& log) {
-    std::vector<Record> records;
+} // namespace
+
+std::vector<set_record> build_set_records(const DatasetHandleList& handles, const dataset_api& sets,
+                                          const log_api& log) {
+    std::vector<set_record> records;
     for (const dataset_handle handle : handles) {
-        Record record;
-        record.handle = handle;
-        record.sample_rate = read_sample_rate(handle, sets, log);
-        sets.dataset_shape(record.shape.out(), handle);
-        if (record.shape.rank() != 0) {
-            record.selection = select_whole_set(record.shape.extents());
-            records.push_back(std::move(record));
+        const float sample_rate = read_sample_rate(handle, sets, log);
+        OwnedShape shape = read_shape(sets, handle);
+        if (shape.rank() != 0) {
+            Selection whole = select_whole_set(shape.extents());
+            records.push_back({handle, std::move(shape), std::move(whole), sample_rate});
         }
     }
     return records;
 }
 
-// Any negative axis is the last one.
-std::int32_t resolve_record_axis(std::int32_t axis, std::uint64_t rank) {
-    return axis < 0 ? static_cast<std::int32_t>(rank - 1) : axis;
-}
-
-} // namespace
-
-std::vector<set_record> build_set_records(const DatasetHandleList& handles, const dataset_api& sets,
-                                          const log_api& log) {
-    return build_records<set_record>(handles, sets, log);
-}
-
-std::vector<axis_set_record> build_set_records(const DatasetHandleList& handles,
-                                               const dataset_api& sets, const log_api& log,
-                                               std::int32_t axis) {
-    auto records = build_records<axis_set_record>(handles, sets, log);
-    for (axis_set_record& record : records) {
-        record.axis = resolve_record_axis(axis, record.shape.rank());
-    }
-    return records;
-}
-
-std::vector<std::uint64_t> select_whole_set(std::span<const std::uint64_t> extents) {
-    std::vector<std::uint64_t> selection(2 * extents.size(), 0);
+Selection select_whole_set(std::span<const std::uint64_t> extents) {
+    Selection selection(2 * extents.size(), 0);
     std::ranges::copy(extents, selection.begin() + static_cast<std::ptrdiff_t>(extents.size()));
     return selection;
 }
@@ -80,6 +60,11 @@ std::uint64_t count_samples(std::span<const std::uint64_t> extents) {
         count = multiply_checked(count, extent);
     }
     return count;
+}
+
+std::optional<std::size_t> resolve_axis(std::int64_t axis, std::uint64_t rank) {
+    const std::uint64_t resolved = axis < 0 ? rank - 1 : static_cast<std::uint64_t>(axis);
+    return resolved < rank ? std::optional<std::size_t>(resolved) : std::nullopt;
 }
 
 void AxisLines::select_line(std::uint64_t line) {

@@ -3,10 +3,13 @@
 #pragma once
 
 #include "plugin/host_interfaces.h"
+#include "plugin/host_records.h"
+#include "plugin/unit_call.h"
 
 #include <exception>
 #include <optional>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 namespace talvora {
@@ -35,17 +38,14 @@ class DatasetHandleList {
     std::exception_ptr failure_;
 };
 
-// Fills the empty list: the named sets first, then the group's. True when every
-// source was found; otherwise the reason has been reported through log_error and what
-// the list holds is not to be used.
-bool select_source_sets(DatasetHandleList& handles, call_context* ctx,
-                        get_interface_function get_interface);
+// The named sets first, then the group's. Nothing when a source was not found, which has
+// been reported.
+std::optional<DatasetHandleList> select_source_sets(call_context* ctx,
+                                                    get_interface_function get_interface);
 
-// The source group of that name below the root. Nothing when it is not valid, which has
-// been reported through log_error.
-std::optional<group_handle> open_source_group(call_context* ctx, const context_api& context,
-                                              const group_api& groups, group_handle root,
-                                              const char* name);
+// The source group of that name below the root of the call. Nothing when it is not valid,
+// which has been reported.
+std::optional<group_handle> open_source_group(const UnitCall& call, const OwnedText& name);
 
 // Adds the data sets listed directly in a group. `handle_list` is a
 // DatasetHandleList. 0 on success, -1 when a listed set is not valid (those before it

@@ -14,22 +14,4 @@ std::uint64_t declare_parameters(std::span<const parameter_signature> parameters
     return answer;
 }
 
-OwnedText read_text(const context_api& context, call_context* ctx, const char* key) {
-    OwnedText text;
-    context.read_string(text.out(), ctx, key);
-    return text;
-}
-
-OwnedTextList read_text_list(const context_api& context, call_context* ctx, const char* key) {
-    OwnedTextList list;
-    context.read_string_list(list.out(), ctx, key);
-    return list;
-}
-
-OwnedIntegerList read_integer_list(const context_api& context, call_context* ctx, const char* key) {
-    OwnedIntegerList list;
-    context.read_integer_list(list.out(), ctx, key);
-    return list;
-}
-
 } // namespace talvora

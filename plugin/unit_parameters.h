@@ -1,13 +1,12 @@
-// The parameters of a unit as data, the operation that declares them, and the readers of
-// text and list values.
+// The parameters of a unit as data, and the operation that declares them.
 //
 // A signature reads "Key: type" or "Key: type = default", with the types string,
 // boolean, integer, number, list(string) and list(integer). The host parses it,
-// keeps the value and supplies the default; a unit asks for the value by its key.
+// keeps the value and supplies the default; a unit asks for the value by its key
+// (plugin/unit_call.h).
 #pragma once
 
 #include "plugin/host_interfaces.h"
-#include "plugin/host_records.h"
 
 #include <cstdint>
 #include <span>
@@ -30,9 +29,5 @@ template <const auto& PARAMETERS>
 std::uint64_t declare(call_context* ctx, get_interface_function get_interface) {
     return declare_parameters(PARAMETERS, ctx, get_interface);
 }
-
-OwnedText read_text(const context_api& context, call_context* ctx, const char* key);
-OwnedTextList read_text_list(const context_api& context, call_context* ctx, const char* key);
-OwnedIntegerList read_integer_list(const context_api& context, call_context* ctx, const char* key);
 
 } // namespace talvora

@@ -1,11 +1,10 @@
 #include "dsp/missing_samples.h"
 #include "dsp/reductions.h"
+#include "plugin/host_tables.h"
 #include "plugin/set_records.h"
-#include "plugin/unit_parameters.h"
-#include "units/axis.h"
+#include "plugin/unit_call.h"
 #include "units/chosen_sets.h"
 #include "units/line_loop.h"
-#include "units/messages.h"
 #include "units/units.h"
 
 #include <algorithm>
@@ -16,14 +15,13 @@ namespace {
 
 // One run: where its results go and which axis they are the means along.
 struct Averaging {
-    const AggregationCall& call;
+    const UnitCall& call;
     const DestinationGroup& destination;
     std::int64_t axis; // as asked for
 };
 
 void copy_attributes(const dataset_api& sets, dataset_handle source, dataset_handle destination) {
-    OwnedTextList names;
-    sets.list_attributes(names.out(), source);
+    const OwnedTextList names = list_attributes(sets, source);
     for (std::size_t i = 0; i < names.size(); ++i) {
         sets.copy_attribute(destination, source, names[i]);
     }
@@ -35,7 +33,7 @@ void write_mean(const CurrentLine& line, std::size_t axis, dataset_handle destin
     const float mean = dsp::mean(line.samples);
     std::ranges::copy(line.selection, place.begin());
     place[place.size() / 2 + axis] = 1;
-    line.sets.write_samples(destination, &mean, place.data(), place.size());
+    write_samples(line.sets, destination, {&mean, 1}, place);
 }
 
 // Hosts follow the calls line by line, the attributes among them: they are copied anew
@@ -45,7 +43,7 @@ void average_lines(const dataset_api& sets, dataset_handle source, const OwnedSh
     AxisLines lines = plan_axis_lines(shape.extents(), axis);
     const SampleBuffer buffer(lines.line_length);
     dsp::fill_missing(buffer.samples());
-    std::vector<std::uint64_t> place(lines.selection.size());
+    Selection place(lines.selection.size());
     for_each_line(sets, source, lines, buffer, [&](const CurrentLine& line) {
         write_mean(line, axis, destination, place);
         copy_attributes(sets, source, destination);
@@ -64,22 +62,18 @@ void mark_as_mean(const dataset_api& sets, dataset_handle source, dataset_handle
 // Reports a set of that name; what becomes of the creation is then the host's decision.
 bool check_destination_free(const Averaging& averaging, const ChosenSet& source) {
     const auto& [call, destination, axis] = averaging;
-    if (call.sets.dataset_exists(destination.handle, source.name.c_str()) == 0) {
-        return true;
-    }
-    call.context.log_error(
-        call.ctx,
-        "The destination set '%s' already exists in the group '%s' and cannot be overwritten",
-        source.name.c_str(), destination.name.c_str());
-    return false;
+    const char* const name = source.name.c_str();
+    return call.sets().dataset_exists(destination.handle, name) == 0 ||
+           call.fail("The destination set '%s' already exists in the group '%s' and cannot be "
+                     "overwritten",
+                     name, destination.name.c_str());
 }
 
 std::optional<std::size_t> resolve_source_axis(const Averaging& averaging, const ChosenSet& source,
                                                std::uint64_t rank) {
     const auto axis = resolve_axis(averaging.axis, rank);
     if (!axis) {
-        averaging.call.context.log_error(
-            averaging.call.ctx,
+        averaging.call.report(
             "The source set '%s' cannot be processed because the axis to use is out of range "
             "(axis = %i, # dims = %lu)",
             source.name.c_str(), averaging.axis, rank);
@@ -90,22 +84,16 @@ std::optional<std::size_t> resolve_source_axis(const Averaging& averaging, const
 std::optional<dataset_handle> create_destination(const Averaging& averaging,
                                                  const ChosenSet& source, const OwnedShape& shape,
                                                  std::size_t axis) {
-    const AggregationCall& call = averaging.call;
     std::vector<std::uint64_t> extents(shape.extents().begin(), shape.extents().end());
     extents[axis] = 1;
-    const dataset_handle set =
-        create_dataset(call.sets, averaging.destination.handle, source.name.c_str(), extents);
-    if (call.sets.dataset_is_valid(set) == 0) {
-        call.context.log_error(call.ctx, DESTINATION_NOT_CREATED_MESSAGE, source.name.c_str());
-        return std::nullopt;
-    }
-    return set;
+    return create_destination_set(averaging.call, averaging.destination.handle, source.name.c_str(),
+                                  extents);
 }
 
 // True when the set was averaged and nothing was found amiss on the way. A destination
 // that exists is reported and yet asked for; without an axis there is nothing to ask for.
 bool average_set(const Averaging& averaging, const ChosenSet& source) {
-    const dataset_api& sets = averaging.call.sets;
+    const dataset_api& sets = averaging.call.sets();
     const OwnedShape shape = read_shape(sets, source.handle);
     const auto axis = resolve_source_axis(averaging, source, shape.rank());
     const bool is_free = check_destination_free(averaging, source);
@@ -130,13 +118,13 @@ bool average_sets(const Averaging& averaging, const std::vector<ChosenSet>& sour
 }
 
 bool run(call_context* ctx, get_interface_function get_interface) {
-    const AggregationCall call = begin_aggregation(ctx, get_interface);
+    const UnitCall call = begin_full_call(ctx, get_interface);
     const auto groups = open_groups(call);
     if (!groups) {
         return false;
     }
     const SourceChoice choice = read_choice(call);
-    const std::int64_t axis = call.context.read_integer(ctx, "Axis");
+    const std::int64_t axis = call.read_integer("Axis");
 
     const auto sources = choose_sets(call, groups->source, choice);
     return check_destination_shapes(call, sources, groups->destination.handle) &&

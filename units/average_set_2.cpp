@@ -1,6 +1,7 @@
 #include "dsp/reductions.h"
+#include "plugin/host_tables.h"
 #include "plugin/set_records.h"
-#include "plugin/unit_parameters.h"
+#include "plugin/unit_call.h"
 #include "units/chosen_sets.h"
 #include "units/messages.h"
 #include "units/sample_buffer.h"
@@ -52,64 +53,54 @@ const char* find_shape_fault(OwnedShape shape, std::optional<OwnedShape>& refere
 }
 
 // The shape that all sources have; every source that differs is reported.
-std::optional<OwnedShape> find_common_shape(const AggregationCall& call,
+std::optional<OwnedShape> find_common_shape(const UnitCall& call,
                                             const std::vector<ChosenSet>& sources) {
     std::optional<OwnedShape> reference;
     bool passed = true;
     for (const ChosenSet& source : sources) {
-        const char* const fault = find_shape_fault(read_shape(call.sets, source.handle), reference);
+        const char* const fault =
+            find_shape_fault(read_shape(call.sets(), source.handle), reference);
         if (fault != nullptr) {
-            call.context.log_error(call.ctx, fault, source.name.c_str());
+            call.report(fault, source.name.c_str());
             passed = false;
         }
     }
     return passed ? std::move(reference) : std::nullopt;
 }
 
-std::optional<dataset_handle> open_destination(const AggregationCall& call, const char* name,
+std::optional<dataset_handle> open_destination(const UnitCall& call, const char* name,
                                                std::span<const std::uint64_t> extents) {
-    const dataset_handle set = open_dataset(call.sets, call.root, name);
-    if (!std::ranges::equal(read_shape(call.sets, set).extents(), extents)) {
-        call.context.log_error(call.ctx,
-                               "Existing '%s' destination set did not have a compatible shape for "
-                               "the requested calculation.",
-                               name);
-        return std::nullopt;
-    }
-    return set;
-}
-
-std::optional<dataset_handle> create_destination(const AggregationCall& call, const char* name,
-                                                 std::span<const std::uint64_t> extents) {
-    const dataset_handle set = create_dataset(call.sets, call.root, name, extents);
-    if (call.sets.dataset_is_valid(set) == 0) {
-        call.context.log_error(call.ctx, DESTINATION_NOT_CREATED_MESSAGE, name);
+    const dataset_handle set = open_dataset(call.sets(), call.root(), name);
+    if (!std::ranges::equal(read_shape(call.sets(), set).extents(), extents)) {
+        call.report("Existing '%s' destination set did not have a compatible shape for "
+                    "the requested calculation.",
+                    name);
         return std::nullopt;
     }
     return set;
 }
 
 // The set named in "DestinationSet", a column for each source.
-std::optional<dataset_handle> open_or_create_destination(const AggregationCall& call,
+std::optional<dataset_handle> open_or_create_destination(const UnitCall& call,
                                                          std::uint64_t component_count,
                                                          std::uint64_t source_count) {
-    const OwnedText name = read_text(call.context, call.ctx, "DestinationSet");
+    const OwnedText name = call.read_text("DestinationSet");
     const std::array<std::uint64_t, 3> extents = {component_count, source_count, 1};
-    return call.sets.dataset_exists(call.root, name.c_str()) != 0
+    return call.sets().dataset_exists(call.root(), name.c_str()) != 0
                ? open_destination(call, name.c_str(), extents)
-               : create_destination(call, name.c_str(), extents);
+               : create_destination_set(call, call.root(), name.c_str(), extents);
 }
 
-const char* find_label(const AggregationCall& call, const TextMap& label_of_source,
+const char* find_label(const UnitCall& call, const TextMap& label_of_source,
                        const ChosenSet& source) {
     if (label_of_source.empty()) {
         return source.name.c_str();
     }
     const auto found = label_of_source.find(source.name);
     if (found == label_of_source.end()) {
-        call.log.log_warning("Source data set name '%s' not found in provided translation map. "
-                             "Will resort to using this name as the destination label.",
-                             source.name.c_str());
+        call.log().log_warning("Source data set name '%s' not found in provided translation map. "
+                               "Will resort to using this name as the destination label.",
+                               source.name.c_str());
         return source.name.c_str();
     }
     return found->second;
@@ -124,19 +115,18 @@ void take_means(std::span<const float> samples, std::uint64_t line_length, std::
 
 // Writes one column per source; returns the columns' labels, borrowed from the sources
 // and the map.
-std::vector<const char*> write_columns(const AggregationCall& call,
-                                       const std::vector<ChosenSet>& sources,
+std::vector<const char*> write_columns(const UnitCall& call, const std::vector<ChosenSet>& sources,
                                        std::span<const std::uint64_t> extents,
                                        const TextMap& label_of_source, dataset_handle destination) {
-    const std::vector<std::uint64_t> whole = select_whole_set(extents);
+    const Selection whole = select_whole_set(extents);
     const SampleBuffer buffer(count_samples(extents));
     const SampleBuffer means(extents[0]);
     std::vector<const char*> labels;
     for (const ChosenSet& source : sources) {
-        call.sets.read_samples(source.handle, buffer.samples().data(), whole.data(), whole.size());
+        read_samples(call.sets(), source.handle, buffer.samples(), whole);
         take_means(buffer.samples(), extents[2], means.samples());
-        const std::array<std::uint64_t, 6> column = {0, labels.size(), 0, extents[0], 1, 1};
-        call.sets.write_samples(destination, means.samples().data(), column.data(), column.size());
+        const Selection3D column = {0, labels.size(), 0, extents[0], 1, 1};
+        write_samples(call.sets(), destination, means.samples(), column);
         labels.push_back(find_label(call, label_of_source, source));
     }
     return labels;
@@ -148,7 +138,7 @@ void write_labels(const dataset_api& sets, dataset_handle destination,
     sets.write_string_list_attribute(destination, "Labels", labels.data(), &label_count, 1);
 }
 
-bool average_sets(const AggregationCall& call, const std::vector<ChosenSet>& sources,
+bool average_sets(const UnitCall& call, const std::vector<ChosenSet>& sources,
                   const TextMap& label_of_source) {
     const auto shape = find_common_shape(call, sources);
     if (!shape) {
@@ -159,28 +149,26 @@ bool average_sets(const AggregationCall& call, const std::vector<ChosenSet>& sou
     if (!destination) {
         return false;
     }
-    write_labels(call.sets, *destination,
+    write_labels(call.sets(), *destination,
                  write_columns(call, sources, extents, label_of_source, *destination));
     return true;
 }
 
 bool run(call_context* ctx, get_interface_function get_interface) {
-    const AggregationCall call = begin_aggregation(ctx, get_interface);
+    const UnitCall call = begin_full_call(ctx, get_interface);
     const auto source_group = open_source_group(call);
     if (!source_group) {
         return false;
     }
     const SourceChoice choice = read_choice(call);
-    const OwnedTextList pairs = read_text_list(call.context, ctx, "TranslationMap");
+    const OwnedTextList pairs = call.read_text_list("TranslationMap");
     if (pairs.size() % 2 != 0) {
-        call.context.log_error(ctx,
-                               "Invalid translation map not having an even number of elements");
-        return false;
+        return call.fail("Invalid translation map not having an even number of elements");
     }
     const Translation translation = build_translation(pairs);
     const auto sources = choose_sets(call, *source_group, choice, translation.source_of_label);
     if (sources.empty()) {
-        call.log.log_warning(
+        call.log().log_warning(
             "No source sets found matching the specified filters. Aborting operation.");
         return true;
     }

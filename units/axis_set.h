@@ -1,11 +1,12 @@
 // A data set together with the axis that its lines run along.
 #pragma once
 
+#include "plugin/host_tables.h"
 #include "plugin/set_records.h"
-#include "units/axis.h"
 
 #include <cstddef>
 #include <optional>
+#include <utility>
 #include <vector>
 
 namespace talvora::units {
@@ -21,14 +22,9 @@ struct AxisSet {
 // Asks the host for the shape. Nothing when the axis is out of range for the set.
 inline std::optional<AxisSet> read_axis_set(const dataset_api& sets, dataset_handle handle,
                                             std::int64_t axis) {
-    AxisSet set{handle, {}, 0};
-    sets.dataset_shape(set.shape.out(), handle);
-    const std::optional<std::size_t> resolved = resolve_axis(axis, set.shape.rank());
-    if (!resolved) {
-        return std::nullopt;
-    }
-    set.axis = *resolved;
-    return set;
+    OwnedShape shape = read_shape(sets, handle);
+    const auto resolved = resolve_axis(axis, shape.rank());
+    return resolved ? std::optional<AxisSet>({handle, std::move(shape), *resolved}) : std::nullopt;
 }
 
 } // namespace talvora::units

@@ -1,8 +1,7 @@
 #include "dsp/percentile.h"
 #include "dsp/signal_to_noise.h"
-#include "plugin/host_tables.h"
 #include "plugin/source_sets.h"
-#include "plugin/unit_parameters.h"
+#include "plugin/unit_call.h"
 #include "units/axis_set.h"
 #include "units/line_loop.h"
 #include "units/messages.h"
@@ -19,7 +18,7 @@ namespace {
 // How many samples at the start of a line tell its baseline.
 constexpr std::size_t BASELINE_SAMPLE_COUNT = 10;
 
-// Empty when the axis is out of range for any of the sets.
+// Nothing when the axis is out of range for any of the sets.
 std::optional<std::vector<AxisSet>>
 read_axis_sets(const dataset_api& sets, const DatasetHandleList& handles, std::int64_t axis) {
     std::vector<AxisSet> axis_sets;
@@ -61,26 +60,18 @@ void remove_set_offsets(const AxisSet& set, const dataset_api& sets, const log_a
 }
 
 bool run(call_context* ctx, get_interface_function get_interface) {
-    DatasetHandleList handles;
-    if (!select_source_sets(handles, ctx, get_interface)) {
+    const auto handles = select_source_sets(ctx, get_interface);
+    if (!handles) {
         return false;
     }
-    const context_api& context = get_context_api(get_interface);
-    // Neither groups nor the root are used, yet asking for them is part of the sequence
-    // of calls by which hosts know this unit.
-    get_group_api(get_interface);
-    const dataset_api& sets = get_dataset_api(get_interface);
-    const log_api& log = get_log_api(get_interface);
-    get_root_group(context, ctx);
-
-    const std::int64_t axis = context.read_integer(ctx, "Axis");
-    const auto axis_sets = read_axis_sets(sets, handles, axis);
+    const UnitCall call = begin_full_call(ctx, get_interface);
+    const std::int64_t axis = call.read_integer("Axis");
+    const auto axis_sets = read_axis_sets(call.sets(), *handles, axis);
     if (!axis_sets) {
-        context.log_error(ctx, AXIS_OUT_OF_RANGE_MESSAGE);
-        return false;
+        return call.fail(AXIS_OUT_OF_RANGE_MESSAGE);
     }
     for (const AxisSet& set : *axis_sets) {
-        remove_set_offsets(set, sets, log);
+        remove_set_offsets(set, call.sets(), call.log());
     }
     return true;
 }

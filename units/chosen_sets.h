@@ -8,26 +8,16 @@
 
 #include "plugin/host_interfaces.h"
 #include "plugin/host_records.h"
+#include "plugin/unit_call.h"
 
 #include <map>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace talvora::units {
-
-// The tables and the root that every step of a run works with, borrowed for the run.
-struct AggregationCall {
-    call_context* ctx;
-    const context_api& context;
-    const group_api& groups;
-    const dataset_api& sets;
-    const log_api& log;
-    group_handle root;
-};
-
-AggregationCall begin_aggregation(call_context* ctx, get_interface_function get_interface);
 
 // A source set with the name under which it was asked for.
 struct ChosenSet {
@@ -45,11 +35,11 @@ struct SourceChoice {
     OwnedText metric;
 };
 
-SourceChoice read_choice(const AggregationCall& call);
+SourceChoice read_choice(const UnitCall& call);
 
 // The group named in "SourceGroup". Nothing when there is no such group, which has
-// been reported through log_error.
-std::optional<group_handle> open_source_group(const AggregationCall& call);
+// been reported.
+std::optional<group_handle> open_source_group(const UnitCall& call);
 
 struct DestinationGroup {
     OwnedText name; // the value of "DestinationGroup"
@@ -57,8 +47,8 @@ struct DestinationGroup {
 };
 
 // Opens the group named in "DestinationGroup", or creates it. Nothing when that gives
-// no valid group; a refused creation has been reported through log_error.
-std::optional<DestinationGroup> open_or_create_destination_group(const AggregationCall& call);
+// no valid group; a refused creation has been reported.
+std::optional<DestinationGroup> open_or_create_destination_group(const UnitCall& call);
 
 struct SourceAndDestination {
     group_handle source;
@@ -66,30 +56,26 @@ struct SourceAndDestination {
 };
 
 // Both of them, the source group first.
-std::optional<SourceAndDestination> open_groups(const AggregationCall& call);
+std::optional<SourceAndDestination> open_groups(const UnitCall& call);
 
 // The sets of the source group, in the order of the names asked for, when there are any,
 // and of the group's listing otherwise; the listing is asked for in any case, before a
 // set is opened. A name that is a key of `source_names` opens the set that it is mapped
 // to. A name that opens no set is warned of and passed over. With a metric, only sets
 // whose "MetricType" equals it are taken. A name given twice is taken twice.
-std::vector<ChosenSet> choose_sets(const AggregationCall& call, group_handle source_group,
+std::vector<ChosenSet> choose_sets(const UnitCall& call, group_handle source_group,
                                    const SourceChoice& choice, const TextMap& source_names = {});
+
+// A new set of that name in the group. Nothing when the host did not create it, which has
+// been reported.
+std::optional<dataset_handle> create_destination_set(const UnitCall& call, group_handle group,
+                                                     const char* name,
+                                                     std::span<const std::uint64_t> extents);
 
 // True when every set has three dimensions and no set of its name, or one of extents
 // [e0, e1, 1], in the destination group; e0 and e1 are its own. Every set that fails is
-// reported through log_error.
-bool check_destination_shapes(const AggregationCall& call, const std::vector<ChosenSet>& sources,
+// reported.
+bool check_destination_shapes(const UnitCall& call, const std::vector<ChosenSet>& sources,
                               group_handle destination);
-
-OwnedShape read_shape(const dataset_api& sets, dataset_handle set);
-
-// The text, or the empty one when there is no such attribute.
-OwnedText read_text_attribute(const dataset_api& sets, dataset_handle set, const char* name);
-
-// The handle may name no set: dataset_is_valid tells.
-dataset_handle open_dataset(const dataset_api& sets, group_handle group, const char* name);
-dataset_handle create_dataset(const dataset_api& sets, group_handle group, const char* name,
-                              std::span<const std::uint64_t> extents);
 
 } // namespace talvora::units

@@ -1,7 +1,7 @@
 #include "dsp/integer_conversion.h"
 #include "plugin/host_tables.h"
 #include "plugin/source_sets.h"
-#include "plugin/unit_parameters.h"
+#include "plugin/unit_call.h"
 #include "units/axis_set.h"
 #include "units/line_loop.h"
 #include "units/messages.h"
@@ -25,19 +25,6 @@ constexpr char DENOMINATOR_MESSAGE[] = "At least one denominator is NaN or 0";
 constexpr char FACTOR_MESSAGE[] = "At least one factor is NaN, this may be caused by hint "
                                   "set/group attribute SampleRate being 0 or NAN";
 
-// The tables and the context of one run.
-struct DownsampleCall {
-    call_context* ctx;
-    const context_api& context;
-    const group_api& groups;
-    const dataset_api& sets;
-
-    bool fail(const char* message) const {
-        context.log_error(ctx, message);
-        return false;
-    }
-};
-
 // The selected sets and their rates. Every rate stands twice in a row, so that the
 // i-th set is scaled by the rate of set i / 2: that is how this unit reduces sets of
 // several rates, and its page says what follows from it.
@@ -54,57 +41,58 @@ struct Reduction {
 
 // --- the rate to come down to
 
-bool read_group_rate(const DownsampleCall& call, group_handle root, const OwnedText& path,
-                     float& rate) {
-    if (call.groups.group_exists(root, path.c_str()) == 0) {
-        return call.fail(INVALID_HINT_GROUP_MESSAGE);
+std::optional<float> read_group_rate(const UnitCall& call, const char* path) {
+    if (call.groups().group_exists(call.root(), path) == 0) {
+        call.report(INVALID_HINT_GROUP_MESSAGE);
+        return std::nullopt;
     }
-    group_handle group{};
-    call.groups.open_group(&group, root, path.c_str());
-    rate = call.groups.read_float_attribute(group, "SampleRate");
-    return true;
+    return call.groups().read_float_attribute(open_group(call.groups(), call.root(), path),
+                                              "SampleRate");
 }
 
-bool read_set_rate(const DownsampleCall& call, group_handle root, const OwnedText& path,
-                   float& rate) {
-    if (call.sets.dataset_exists(root, path.c_str()) == 0) {
-        return call.fail(INVALID_HINT_SET_MESSAGE);
+std::optional<float> read_set_rate(const UnitCall& call, const char* path) {
+    if (call.sets().dataset_exists(call.root(), path) == 0) {
+        call.report(INVALID_HINT_SET_MESSAGE);
+        return std::nullopt;
     }
-    dataset_handle set{};
-    call.sets.open_dataset(&set, root, path.c_str());
-    rate = call.sets.read_float_attribute(set, "SampleRate");
-    return true;
+    return call.sets().read_float_attribute(open_dataset(call.sets(), call.root(), path),
+                                            "SampleRate");
 }
 
-// The group wins when both are given; an empty text is given too.
-bool read_target_rate(const DownsampleCall& call, group_handle& root, float& rate) {
-    const OwnedText hint_group = read_text(call.context, call.ctx, "HintGroup");
-    const OwnedText hint_set = read_text(call.context, call.ctx, "HintSet");
+// The group wins when both are given; an empty text is given too. The root is asked for
+// once there is something to look for below it.
+std::optional<float> read_target_rate(UnitCall& call) {
+    const OwnedText hint_group = call.read_text("HintGroup");
+    const OwnedText hint_set = call.read_text("HintSet");
     if (!hint_group.has_value() && !hint_set.has_value()) {
-        return call.fail(NO_HINT_MESSAGE);
+        call.report(NO_HINT_MESSAGE);
+        return std::nullopt;
     }
-    root = get_root_group(call.context, call.ctx);
-    return hint_group.has_value() ? read_group_rate(call, root, hint_group, rate)
-                                  : read_set_rate(call, root, hint_set, rate);
+    call.fetch_root();
+    return hint_group.has_value() ? read_group_rate(call, hint_group.c_str())
+                                  : read_set_rate(call, hint_set.c_str());
 }
 
 // --- the sets to reduce
 
-bool read_sources(const DownsampleCall& call, const DatasetHandleList& handles, std::int64_t axis,
-                  DownsampleSources& sources) {
+std::optional<DownsampleSources> read_sources(const UnitCall& call,
+                                              const DatasetHandleList& handles, std::int64_t axis) {
+    DownsampleSources sources;
     for (const dataset_handle handle : handles) {
-        const float rate = call.sets.read_float_attribute(handle, "SampleRate");
+        const float rate = call.sets().read_float_attribute(handle, "SampleRate");
         if (rate <= 0.0F) {
-            return call.fail(MISSING_SAMPLE_RATE_MESSAGE);
+            call.report(MISSING_SAMPLE_RATE_MESSAGE);
+            return std::nullopt;
         }
-        std::optional<AxisSet> set = read_axis_set(call.sets, handle, axis);
+        std::optional<AxisSet> set = read_axis_set(call.sets(), handle, axis);
         if (!set) {
-            return call.fail(AXIS_OUT_OF_RANGE_MESSAGE);
+            call.report(AXIS_OUT_OF_RANGE_MESSAGE);
+            return std::nullopt;
         }
         sources.rates.insert(sources.rates.end(), 2, rate);
         sources.sets.push_back(std::move(*set));
     }
-    return true;
+    return sources;
 }
 
 // --- one set
@@ -126,7 +114,7 @@ std::uint64_t count_named_samples(std::span<const std::uint64_t> counts, std::ui
 // when the axis is the last dimension; for any other axis it is another entry, the
 // count of the axis stays, and the host is asked to take what it can.
 void request_reduced_line(std::span<const std::uint64_t> selection, std::size_t axis,
-                          std::uint64_t new_length, std::vector<std::uint64_t>& request) {
+                          std::uint64_t new_length, Selection& request) {
     request.assign(selection.begin(), selection.end());
     request[2 * axis + 1] = new_length;
 }
@@ -135,7 +123,7 @@ void request_reduced_line(std::span<const std::uint64_t> selection, std::size_t 
 // names: a host that copies what it is asked to must find it. No request can be met
 // beyond what the set holds.
 SampleBuffer allocate_output(const AxisSet& set, const AxisLines& lines, std::uint64_t new_length) {
-    std::vector<std::uint64_t> request;
+    Selection request;
     request_reduced_line(lines.selection, set.axis, new_length, request);
     const std::uint64_t named = count_named_samples(std::span(request).subspan(request.size() / 2),
                                                     count_samples(set.shape.extents()));
@@ -153,11 +141,11 @@ void reduce_lines(const dataset_api& sets, const AxisSet& set, const Reduction& 
     const SampleBuffer input(lines.line_length);
     const SampleBuffer output = allocate_output(set, lines, reduction.new_length);
     const std::span<float> kept = output.samples().first(reduction.new_length);
-    std::vector<std::uint64_t> request;
+    Selection request;
     for_each_line(sets, set.handle, lines, input, [&](const CurrentLine& line) {
         keep_every_stride(line.samples, reduction.stride, kept);
         request_reduced_line(line.selection, set.axis, reduction.new_length, request);
-        sets.write_samples(set.handle, kept.data(), request.data(), request.size());
+        write_samples(sets, set.handle, kept, request);
     });
 }
 
@@ -174,7 +162,7 @@ void reduce_set(const dataset_api& sets, AxisSet& set, float rate, float factor)
 }
 
 // Sets before one whose factor is NaN stay reduced.
-bool reduce_sets(const DownsampleCall& call, DownsampleSources& sources, float target_rate) {
+bool reduce_sets(const UnitCall& call, DownsampleSources& sources, float target_rate) {
     for (std::size_t i = 0; i < sources.sets.size(); ++i) {
         const float rate = sources.rates[i];
         const float factor = rate / target_rate;
@@ -182,7 +170,7 @@ bool reduce_sets(const DownsampleCall& call, DownsampleSources& sources, float t
             return call.fail(FACTOR_MESSAGE);
         }
         if (factor > 1.0F) {
-            reduce_set(call.sets, sources.sets[i], rate, factor);
+            reduce_set(call.sets(), sources.sets[i], rate, factor);
         }
     }
     return true;
@@ -214,46 +202,40 @@ void update_groups(const group_api& groups, group_handle group, float target_rat
     if (!recursive) {
         return;
     }
-    OwnedTextList names;
-    groups.list_groups(names.out(), group);
+    const OwnedTextList names = list_groups(groups, group);
     for (std::size_t i = 0; i < names.size(); ++i) {
-        group_handle child{};
-        groups.open_group(&child, group, names[i]);
-        update_groups(groups, child, target_rate, recursive);
+        update_groups(groups, open_group(groups, group, names[i]), target_rate, recursive);
     }
 }
 
-void update_source_group(const DownsampleCall& call, group_handle root, float target_rate) {
-    const OwnedText path = read_text(call.context, call.ctx, "SourceGroup");
-    const bool recursive = call.context.read_boolean(call.ctx, "ScanRecursive") != 0;
+void update_source_group(const UnitCall& call, float target_rate) {
+    const OwnedText path = call.read_text("SourceGroup");
+    const bool recursive = call.read_boolean("ScanRecursive");
     if (path.has_value()) {
-        group_handle group{};
-        call.groups.open_group(&group, root, path.c_str());
-        update_groups(call.groups, group, target_rate, recursive);
+        const group_handle group = open_group(call.groups(), call.root(), path.c_str());
+        update_groups(call.groups(), group, target_rate, recursive);
     }
 }
 
 bool run(call_context* ctx, get_interface_function get_interface) {
-    DatasetHandleList handles;
-    if (!select_source_sets(handles, ctx, get_interface)) {
+    const auto handles = select_source_sets(ctx, get_interface);
+    if (!handles) {
         return false;
     }
-    const DownsampleCall call{ctx, get_context_api(get_interface), get_group_api(get_interface),
-                              get_dataset_api(get_interface)};
-    group_handle root{};
-    float target_rate = 0.0F;
-    if (!read_target_rate(call, root, target_rate)) {
+    UnitCall call(ctx, get_interface, {CONTEXT_API_ID, GROUP_API_ID, DATASET_API_ID});
+    const auto target_rate = read_target_rate(call);
+    if (!target_rate) {
         return false;
     }
-    const std::int64_t axis = call.context.read_integer(ctx, "Axis");
-    if (std::isnan(target_rate) || target_rate == 0.0F) {
+    const std::int64_t axis = call.read_integer("Axis");
+    if (std::isnan(*target_rate) || *target_rate == 0.0F) {
         return call.fail(DENOMINATOR_MESSAGE);
     }
-    DownsampleSources sources;
-    if (!read_sources(call, handles, axis, sources) || !reduce_sets(call, sources, target_rate)) {
+    auto sources = read_sources(call, *handles, axis);
+    if (!sources || !reduce_sets(call, *sources, *target_rate)) {
         return false;
     }
-    update_source_group(call, root, target_rate);
+    update_source_group(call, *target_rate);
     return true;
 }
 

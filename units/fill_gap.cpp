@@ -1,9 +1,9 @@
 #include "dsp/gap_filling.h"
 #include "dsp/integer_conversion.h"
 #include "plugin/host_tables.h"
+#include "plugin/set_records.h"
 #include "plugin/source_sets.h"
-#include "plugin/unit_parameters.h"
-#include "units/axis.h"
+#include "plugin/unit_call.h"
 #include "units/line_loop.h"
 #include "units/messages.h"
 #include "units/units.h"
@@ -36,12 +36,10 @@ struct GapLimit {
 };
 
 // What one run works with, and the lists that it reuses from line to line.
-struct FillGapCall {
-    call_context* ctx;
-    const context_api& context;
-    const dataset_api& sets;
+struct GapFilling {
+    const UnitCall& call;
     GapLimit limit;
-    std::int64_t axis;
+    std::int64_t axis; // as asked for
     std::vector<dsp::ValidRun> runs;
     dsp::GapRows filled; // of the whole set, line after line
 };
@@ -72,77 +70,73 @@ std::optional<std::int64_t> resolve_max_length(const GapLimit& limit, const data
 }
 
 // A line with a gap inside is written back, also when all its gaps are too long.
-void fill_line(FillGapCall& call, const CurrentLine& line, std::int64_t max_length) {
-    dsp::find_valid_runs(line.samples, -1, call.runs);
-    if (call.runs.size() < 2) {
+void fill_line(GapFilling& filling, const CurrentLine& line, std::int64_t max_length) {
+    dsp::find_valid_runs(line.samples, -1, filling.runs);
+    if (filling.runs.size() < 2) {
         return;
     }
-    const std::size_t earlier = call.filled.size();
-    dsp::append_gaps(call.runs, max_length, call.filled);
-    dsp::fill_gaps(line.samples, call.runs, std::span(call.filled).subspan(earlier));
+    const std::size_t earlier = filling.filled.size();
+    dsp::append_gaps(filling.runs, max_length, filling.filled);
+    dsp::fill_gaps(line.samples, filling.runs, std::span(filling.filled).subspan(earlier));
     line.write_back();
 }
 
-void write_attributes(const FillGapCall& call, dataset_handle set, std::int64_t max_length) {
-    const std::uint64_t extents[] = {call.filled.size() / 2, 2};
-    call.sets.write_string_attribute(set, "FillGapType", "LinearInterpolation");
-    call.sets.write_integer_attribute(set, "FillGapMaxGapLength", max_length);
-    call.sets.write_number_attribute(set, "FillGapMaxGapLengthHint", call.limit.hint);
-    call.sets.write_integer_array_attribute(set, "FillGapSamplesFilled", call.filled.data(),
-                                            extents, 2);
+void write_attributes(const GapFilling& filling, dataset_handle set, std::int64_t max_length) {
+    const dataset_api& sets = filling.call.sets();
+    const std::uint64_t extents[] = {filling.filled.size() / 2, 2};
+    sets.write_string_attribute(set, "FillGapType", "LinearInterpolation");
+    sets.write_integer_attribute(set, "FillGapMaxGapLength", max_length);
+    sets.write_number_attribute(set, "FillGapMaxGapLengthHint", filling.limit.hint);
+    sets.write_integer_array_attribute(set, "FillGapSamplesFilled", filling.filled.data(), extents,
+                                       2);
 }
 
-void fill_lines(FillGapCall& call, dataset_handle set, AxisLines lines, std::int64_t max_length) {
+void fill_lines(GapFilling& filling, dataset_handle set, AxisLines lines, std::int64_t max_length) {
     const SampleBuffer buffer(lines.line_length);
-    call.filled.clear();
-    call.filled.reserve(lines.line_length);
-    for_each_line(call.sets, set, lines, buffer,
-                  [&](const CurrentLine& line) { fill_line(call, line, max_length); });
+    filling.filled.clear();
+    filling.filled.reserve(lines.line_length);
+    for_each_line(filling.call.sets(), set, lines, buffer,
+                  [&](const CurrentLine& line) { fill_line(filling, line, max_length); });
 }
 
 // False when the axis is out of range. A set whose rate cannot be used is reported and
 // passed over; one of rank 0 is passed over.
-bool fill_set(FillGapCall& call, dataset_handle set) {
-    const auto max_length = resolve_max_length(call.limit, call.sets, set);
+bool fill_set(GapFilling& filling, dataset_handle set) {
+    const UnitCall& call = filling.call;
+    const auto max_length = resolve_max_length(filling.limit, call.sets(), set);
     if (!max_length) {
-        call.context.log_error(call.ctx, NO_RATE_MESSAGE);
+        call.report(NO_RATE_MESSAGE);
         return true;
     }
-    OwnedShape shape;
-    call.sets.dataset_shape(shape.out(), set);
+    const OwnedShape shape = read_shape(call.sets(), set);
     if (shape.rank() == 0) {
         return true;
     }
-    const auto axis = resolve_axis(call.axis, shape.rank());
+    const auto axis = resolve_axis(filling.axis, shape.rank());
     if (!axis) {
-        call.context.log_error(call.ctx, AXIS_OUT_OF_RANGE_MESSAGE);
-        return false;
+        return call.fail(AXIS_OUT_OF_RANGE_MESSAGE);
     }
-    fill_lines(call, set, plan_axis_lines(shape.extents(), *axis), *max_length);
-    write_attributes(call, set, *max_length);
+    fill_lines(filling, set, plan_axis_lines(shape.extents(), *axis), *max_length);
+    write_attributes(filling, set, *max_length);
     return true;
 }
 
 bool run(call_context* ctx, get_interface_function get_interface) {
-    DatasetHandleList handles;
-    if (!select_source_sets(handles, ctx, get_interface)) {
+    const auto handles = select_source_sets(ctx, get_interface);
+    if (!handles) {
         return false;
     }
-    const context_api& context = get_context_api(get_interface);
-    const dataset_api& sets = get_dataset_api(get_interface);
-
-    const std::int64_t samples = context.read_integer(ctx, "MaxGapLength");
-    const double hint = context.read_number(ctx, "HintMaxGapLength");
+    const UnitCall call(ctx, get_interface, {CONTEXT_API_ID, DATASET_API_ID});
+    const std::int64_t samples = call.read_integer("MaxGapLength");
+    const double hint = call.read_number("HintMaxGapLength");
     const GapLimit limit{samples, hint};
     if (const char* const fault = find_limit_fault(limit)) {
-        context.log_error(ctx, fault);
-        return false;
+        return call.fail(fault);
     }
-    const std::int64_t axis = context.read_integer(ctx, "Axis");
-    FillGapCall call{ctx, context, sets, limit, axis, {}, {}};
+    GapFilling filling{call, limit, call.read_integer("Axis"), {}, {}};
     // Sets repaired before one that fails stay repaired.
-    return std::ranges::all_of(handles,
-                               [&call](dataset_handle set) { return fill_set(call, set); });
+    return std::ranges::all_of(*handles,
+                               [&](dataset_handle set) { return fill_set(filling, set); });
 }
 
 constexpr parameter_signature PARAMETERS[] = {

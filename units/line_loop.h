@@ -1,6 +1,7 @@
 // Working through a data set one line along an axis at a time.
 #pragma once
 
+#include "plugin/host_tables.h"
 #include "plugin/set_records.h"
 #include "units/sample_buffer.h"
 
@@ -13,12 +14,10 @@ struct CurrentLine {
     const dataset_api& sets;
     dataset_handle set;
     std::span<float> samples;
-    std::span<const std::uint64_t> selection; // the line's hyperslab in the set
+    std::span<const std::uint64_t> selection; // of the line in the set
 
     // Writes the samples back to where they were read.
-    void write_back() const {
-        sets.write_samples(set, samples.data(), selection.data(), selection.size());
-    }
+    void write_back() const { write_samples(sets, set, samples, selection); }
 };
 
 // Reads each line of a set in turn and calls `work` with it. `buffer` has room for
@@ -30,8 +29,7 @@ void for_each_line(const dataset_api& sets, dataset_handle set, AxisLines& lines
                               lines.selection};
     for (std::uint64_t line = 0; line < lines.line_count; ++line) {
         lines.select_line(line);
-        sets.read_samples(set, current.samples.data(), current.selection.data(),
-                          current.selection.size());
+        read_samples(sets, set, current.samples, current.selection);
         work(current);
     }
 }

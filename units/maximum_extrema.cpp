@@ -1,6 +1,7 @@
 #include "dsp/reductions.h"
+#include "plugin/host_tables.h"
 #include "plugin/set_records.h"
-#include "plugin/unit_parameters.h"
+#include "plugin/unit_call.h"
 #include "units/chosen_sets.h"
 #include "units/sample_buffer.h"
 #include "units/units.h"
@@ -17,18 +18,16 @@ struct FeatureSet {
     bool keeps_greater = false; // than what it holds already
 };
 
-// Three starts, three counts: the samples of one position, or its one value.
-using Selection = std::array<std::uint64_t, 6>;
-
-Selection select_position(std::span<const std::uint64_t> extents, std::uint64_t position,
-                          std::uint64_t sample_count) {
+// The samples of one position, or its one value.
+Selection3D select_position(std::span<const std::uint64_t> extents, std::uint64_t position,
+                            std::uint64_t sample_count) {
     return {position / extents[1], position % extents[1], 0, 1, 1, sample_count};
 }
 
-float keep_greater(const dataset_api& sets, dataset_handle feature, const Selection& place,
+float keep_greater(const dataset_api& sets, dataset_handle feature, const Selection3D& place,
                    float maximum) {
     std::array<float, 2> values{};
-    sets.read_samples(feature, values.data(), place.data(), place.size());
+    read_samples(sets, feature, values, place);
     values[1] = maximum;
     return dsp::maximum(values);
 }
@@ -43,14 +42,14 @@ void write_maxima(const dataset_api& sets, dataset_handle source, const OwnedSha
     }
     const SampleBuffer buffer(extents[2]);
     for (std::uint64_t position = 0; position < position_count; ++position) {
-        const Selection samples = select_position(extents, position, extents[2]);
-        sets.read_samples(source, buffer.samples().data(), samples.data(), samples.size());
+        const Selection3D samples = select_position(extents, position, extents[2]);
+        read_samples(sets, source, buffer.samples(), samples);
         float maximum = dsp::maximum(buffer.samples());
-        const Selection place = select_position(extents, position, 1);
+        const Selection3D place = select_position(extents, position, 1);
         if (feature.keeps_greater) {
             maximum = keep_greater(sets, feature.handle, place, maximum);
         }
-        sets.write_samples(feature.handle, &maximum, place.data(), place.size());
+        write_samples(sets, feature.handle, {&maximum, 1}, place);
     }
 }
 
@@ -64,9 +63,9 @@ FeatureSet open_or_create_feature_set(const dataset_api& sets, group_handle grou
 }
 
 // A set whose feature set cannot be had is reported and passed over.
-void extract_maxima(const AggregationCall& call, const ChosenSet& source, group_handle group,
+void extract_maxima(const UnitCall& call, const ChosenSet& source, group_handle group,
                     bool keeps_greater) {
-    const dataset_api& sets = call.sets;
+    const dataset_api& sets = call.sets();
     const char* const name = source.name.c_str();
     const OwnedShape shape = read_shape(sets, source.handle);
     // A host that gave a good shape for the check above may still refuse it here.
@@ -75,7 +74,7 @@ void extract_maxima(const AggregationCall& call, const ChosenSet& source, group_
             ? FeatureSet{}
             : open_or_create_feature_set(sets, group, name, shape.extents(), keeps_greater);
     if (sets.dataset_is_valid(feature.handle) == 0) {
-        call.log.log_error(
+        call.log().log_error(
             "Could not create nor retrieve the %s destination set due to an internal "
             "error. It will be skipped.",
             name);
@@ -87,13 +86,13 @@ void extract_maxima(const AggregationCall& call, const ChosenSet& source, group_
 }
 
 bool run(call_context* ctx, get_interface_function get_interface) {
-    const AggregationCall call = begin_aggregation(ctx, get_interface);
+    const UnitCall call = begin_full_call(ctx, get_interface);
     const auto groups = open_groups(call);
     if (!groups) {
         return false;
     }
     const SourceChoice choice = read_choice(call);
-    const bool keeps_greater = call.context.read_boolean(ctx, "OverwriteIfGreater") != 0;
+    const bool keeps_greater = call.read_boolean("OverwriteIfGreater");
 
     const auto sources = choose_sets(call, groups->source, choice);
     if (!check_destination_shapes(call, sources, groups->destination.handle)) {

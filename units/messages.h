@@ -14,8 +14,4 @@ inline constexpr char AXIS_OUT_OF_RANGE_MESSAGE[] =
 inline constexpr char NOT_THREE_DIMENSIONAL_MESSAGE[] =
     "Shape for data set %s did not contain 3 elements.";
 
-// The argument is the name of the set.
-inline constexpr char DESTINATION_NOT_CREATED_MESSAGE[] =
-    "Could not create the '%s' destination set due to an internal error.";
-
 } // namespace talvora::units

@@ -1,7 +1,7 @@
 #include "plugin/host_tables.h"
 #include "plugin/set_records.h"
 #include "plugin/source_sets.h"
-#include "plugin/unit_parameters.h"
+#include "plugin/unit_call.h"
 #include "units/sample_buffer.h"
 #include "units/units.h"
 
@@ -12,8 +12,6 @@
 namespace talvora::units {
 
 namespace {
-
-using Selection = std::vector<std::uint64_t>;
 
 // The host fills in the braces.
 constexpr char AXIS_WARNING[] =
@@ -75,34 +73,31 @@ void negate_selection(const dataset_api& sets, dataset_handle set, const Selecti
     const std::span<const std::uint64_t> counts =
         std::span(selection).subspan(selection.size() / 2);
     const SampleBuffer buffer(count_samples(counts));
-    sets.read_samples(set, buffer.samples().data(), selection.data(), selection.size());
+    read_samples(sets, set, buffer.samples(), selection);
     negate(buffer.samples());
-    sets.write_samples(set, buffer.samples().data(), selection.data(), selection.size());
+    write_samples(sets, set, buffer.samples(), selection);
+}
+
+// A component listed twice is negated twice.
+void negate_set(const UnitCall& call, dataset_handle set, std::int64_t axis,
+                std::span<const std::int64_t> components) {
+    const OwnedShape shape = read_shape(call.sets(), set);
+    for (const Selection& selection :
+         plan_selections(shape.extents(), axis, components, call.log())) {
+        negate_selection(call.sets(), set, selection);
+    }
 }
 
 bool run(call_context* ctx, get_interface_function get_interface) {
-    DatasetHandleList handles;
-    if (!select_source_sets(handles, ctx, get_interface)) {
+    const auto handles = select_source_sets(ctx, get_interface);
+    if (!handles) {
         return false;
     }
-    const context_api& context = get_context_api(get_interface);
-    // Neither groups nor the root are used, yet asking for them is part of the sequence
-    // of calls by which hosts know this unit.
-    get_group_api(get_interface);
-    const dataset_api& sets = get_dataset_api(get_interface);
-    const log_api& log = get_log_api(get_interface);
-    get_root_group(context, ctx);
-
-    const std::int64_t axis = context.read_integer(ctx, "Axis");
-    const OwnedIntegerList components = read_integer_list(context, ctx, "Components");
-    for (const dataset_handle handle : handles) {
-        OwnedShape shape;
-        sets.dataset_shape(shape.out(), handle);
-        // A component listed twice is negated twice.
-        for (const Selection& selection :
-             plan_selections(shape.extents(), axis, components.values(), log)) {
-            negate_selection(sets, handle, selection);
-        }
+    const UnitCall call = begin_full_call(ctx, get_interface);
+    const std::int64_t axis = call.read_integer("Axis");
+    const OwnedIntegerList components = call.read_integer_list("Components");
+    for (const dataset_handle set : *handles) {
+        negate_set(call, set, axis, components.values());
     }
     return true;
 }

@@ -1,8 +1,7 @@
 #include "dsp/missing_samples.h"
-#include "plugin/host_tables.h"
 #include "plugin/set_records.h"
 #include "plugin/source_sets.h"
-#include "plugin/unit_parameters.h"
+#include "plugin/unit_call.h"
 #include "units/messages.h"
 #include "units/sample_batches.h"
 #include "units/units.h"
@@ -38,23 +37,19 @@ void rectify_set(const set_record& record, std::span<float> samples) {
 }
 
 bool run(call_context* ctx, get_interface_function get_interface) {
-    const context_api& context = get_context_api(get_interface);
-    const dataset_api& sets = get_dataset_api(get_interface);
-    const log_api& log = get_log_api(get_interface);
-
-    DatasetHandleList handles;
-    if (!select_source_sets(handles, ctx, get_interface)) {
+    const UnitCall call(ctx, get_interface, {CONTEXT_API_ID, DATASET_API_ID, LOG_API_ID});
+    const auto handles = select_source_sets(ctx, get_interface);
+    if (!handles) {
         return false;
     }
-    if (handles.empty()) {
+    if (handles->empty()) {
         return true;
     }
-    const std::vector<set_record> records = build_set_records(handles, sets, log);
+    const std::vector<set_record> records = build_set_records(*handles, call.sets(), call.log());
     if (!check_sample_rates(records)) {
-        context.log_error(ctx, MISSING_SAMPLE_RATE_MESSAGE);
-        return false;
+        return call.fail(MISSING_SAMPLE_RATE_MESSAGE);
     }
-    process_in_batches(std::span(records), sets, rectify_set);
+    process_in_batches(records, call.sets(), rectify_set);
     return true;
 }
 

@@ -2,6 +2,7 @@
 // one read and one write per set while the working memory stays bounded.
 #pragma once
 
+#include "plugin/host_tables.h"
 #include "plugin/set_records.h"
 #include "units/sample_buffer.h"
 
@@ -27,49 +28,30 @@ struct SampleBatch {
 std::vector<SampleBatch> plan_batches(std::span<const std::uint64_t> sample_counts);
 
 // One set of a batch in the working buffer.
-template <typename Record>
 struct BatchedSet {
-    const Record& record;
+    const set_record& record;
     std::span<float> samples;
 };
 
 // For each batch: reads every set, calls `transform(record, samples)` for every set,
-// writes every set. Records are set_records. The buffer is allocated once, zeroed and
-// as large as the largest batch; there is none when there are no samples.
-template <typename Record, typename Transform>
-void process_in_batches(std::span<const Record> records, const dataset_api& sets,
+// writes every set. The buffer is allocated once, zeroed and as large as the largest
+// batch; there is none when there are no samples.
+template <typename Transform>
+void process_in_batches(std::span<const set_record> records, const dataset_api& sets,
                         Transform&& transform);
 
 // ---------------------------------------------------------------------------
 
-template <typename Record>
-std::vector<std::uint64_t> count_samples_per_set(std::span<const Record> records) {
-    std::vector<std::uint64_t> counts;
-    counts.reserve(records.size());
-    for (const Record& record : records) {
-        counts.push_back(count_samples(record.shape.extents()));
-    }
-    return counts;
-}
+std::vector<std::uint64_t> count_samples_per_set(std::span<const set_record> records);
 
 SampleBuffer allocate_largest_batch(std::span<const SampleBatch> batches);
 
-template <typename Record>
-std::vector<BatchedSet<Record>>
-place_batch(const SampleBatch& batch, std::span<const Record> records,
-            std::span<const std::uint64_t> sample_counts, std::span<float> buffer) {
-    std::vector<BatchedSet<Record>> placed;
-    placed.reserve(batch.last - batch.first);
-    std::uint64_t position = 0;
-    for (std::size_t i = batch.first; i < batch.last; ++i) {
-        placed.push_back({records[i], buffer.subspan(position, sample_counts[i])});
-        position += sample_counts[i];
-    }
-    return placed;
-}
+std::vector<BatchedSet> place_batch(const SampleBatch& batch, std::span<const set_record> records,
+                                    std::span<const std::uint64_t> sample_counts,
+                                    std::span<float> buffer);
 
-template <typename Record, typename Transform>
-void process_in_batches(std::span<const Record> records, const dataset_api& sets,
+template <typename Transform>
+void process_in_batches(std::span<const set_record> records, const dataset_api& sets,
                         Transform&& transform) {
     const std::vector<std::uint64_t> sample_counts = count_samples_per_set(records);
     const std::vector<SampleBatch> batches = plan_batches(sample_counts);
@@ -77,15 +59,13 @@ void process_in_batches(std::span<const Record> records, const dataset_api& sets
     for (const SampleBatch& batch : batches) {
         const auto placed = place_batch(batch, records, sample_counts, buffer.samples());
         for (const auto& [record, samples] : placed) {
-            sets.read_samples(record.handle, samples.data(), record.selection.data(),
-                              record.selection.size());
+            read_samples(sets, record.handle, samples, record.selection);
         }
         for (const auto& [record, samples] : placed) {
             transform(record, samples);
         }
         for (const auto& [record, samples] : placed) {
-            sets.write_samples(record.handle, samples.data(), record.selection.data(),
-                               record.selection.size());
+            write_samples(sets, record.handle, samples, record.selection);
         }
     }
 }
