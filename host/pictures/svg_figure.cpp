@@ -1,6 +1,7 @@
 #include "host/pictures/svg_figure.h"
 
 #include "host/text/markup.h"
+#include "host/text/utf8.h"
 
 #include <fmt/format.h>
 
@@ -197,17 +198,12 @@ class PanelDrawing {
                 continue;
             }
             add_text(right, y, "end", line->label);
-            right -= LETTER_WIDTH * count_letters(line->label) + LEGEND_GAP;
+            right -=
+                LETTER_WIDTH * static_cast<double>(count_code_points(line->label)) + LEGEND_GAP;
             add(R"(<path class="{}" {}d="M{:.1f} {:.1f}h{:.1f}"/>)", look_of(*line),
                 stroke_of(*line), right - LEGEND_DASH, y - FONT_SIZE / 3.0, LEGEND_DASH);
             right -= LEGEND_DASH + 2.0 * LEGEND_GAP;
         }
-    }
-
-    // In code points of UTF-8.
-    static double count_letters(std::string_view text) {
-        return static_cast<double>(std::ranges::count_if(
-            text, [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
     }
 
     const FigurePanel& panel_;

@@ -57,7 +57,7 @@ std::string escape_letter(char c) {
 }
 
 std::string write_text(std::string_view text) {
-    if (find_invalid_utf8(text) != std::string_view::npos) {
+    if (find_invalid_utf8(text)) {
         throw Failure(ExitCode::Usage,
                       fmt::format("the text '{}' is no UTF-8 and cannot stand in a recipe", text));
     }

@@ -78,9 +78,9 @@ bool check_lines(const TextLines& lines, Problems& problems) {
     const std::size_t known_count = problems.size();
     for (std::size_t i = 0; i < lines.all().size(); ++i) {
         const std::string_view line = lines.all()[i];
-        if (const auto at = find_invalid_utf8(line); at != std::string_view::npos) {
-            problems.push_back({lines.find(i, at),
-                                fmt::format("the byte {:#04x} is no UTF-8", line[at] & 0xFF),
+        if (const auto at = find_invalid_utf8(line)) {
+            problems.push_back({lines.find(i, *at),
+                                fmt::format("the byte {:#04x} is no UTF-8", line[*at] & 0xFF),
                                 "save the file as UTF-8"});
             return false;
         }
@@ -105,14 +105,13 @@ bool check_lines(const TextLines& lines, Problems& problems) {
 std::string complete_escapes(std::string_view text) {
     constexpr char LEAD_BYTE = '\xC2';
     std::string complete;
-    for (auto at = find_invalid_utf8(text); at != std::string_view::npos;
-         at = find_invalid_utf8(text)) {
-        complete += text.substr(0, at);
-        if (!begins_code_point(text[at])) {
+    while (const auto at = find_invalid_utf8(text)) {
+        complete += text.substr(0, *at);
+        if (!begins_code_point(text[*at])) {
             complete += LEAD_BYTE;
         }
-        complete += text[at];
-        text.remove_prefix(at + 1);
+        complete += text[*at];
+        text.remove_prefix(*at + 1);
     }
     return complete += text;
 }

@@ -1,10 +1,11 @@
 #include "host/text/path_glob.h"
 
+#include "host/text/utf8.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <optional>
 #include <span>
-#include <tuple>
 
 namespace talvora::host {
 namespace {
@@ -41,43 +42,6 @@ bool matches_items(std::span<const Item> pattern, std::span<const Element> text,
 }
 
 // ---------------------------------------------------------------------------
-// Letters
-
-// Bytes that are no UTF-8 become letters that no text can hold.
-constexpr char32_t FIRST_STRAY_BYTE = 0xDC00;
-
-std::size_t sequence_length(unsigned char lead) {
-    return lead < 0x80   ? 1
-           : lead < 0xC2 ? 0
-           : lead < 0xE0 ? 2
-           : lead < 0xF0 ? 3
-           : lead < 0xF5 ? 4
-                         : 0;
-}
-
-bool is_continuation(char c) {
-    return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
-}
-
-std::u32string decode_letters(std::string_view text) {
-    constexpr unsigned char LEAD_BITS[] = {0, 0x7F, 0x1F, 0x0F, 0x07};
-    std::u32string letters;
-    while (!text.empty()) {
-        const auto lead = static_cast<unsigned char>(text.front());
-        const std::size_t length = sequence_length(lead);
-        const bool is_whole = length > 0 && length <= text.size() &&
-                              std::ranges::all_of(text.substr(1, length - 1), is_continuation);
-        char32_t letter = is_whole ? lead & LEAD_BITS[length] : FIRST_STRAY_BYTE + lead;
-        for (std::size_t i = 1; is_whole && i < length; ++i) {
-            letter = (letter << 6) | (static_cast<unsigned char>(text[i]) & 0x3F);
-        }
-        letters += letter;
-        text.remove_prefix(is_whole ? length : 1);
-    }
-    return letters;
-}
-
-// ---------------------------------------------------------------------------
 // One name
 
 struct LetterRange {
@@ -101,11 +65,12 @@ struct LetterItem {
 
 // The place of the `]` that ends the class opened in front of `start`; one at its very
 // beginning is a letter of it.
-std::size_t find_class_end(std::u32string_view pattern, std::size_t start) {
+std::optional<std::size_t> find_class_end(std::u32string_view pattern, std::size_t start) {
     if (start < pattern.size() && pattern[start] == U'!') {
         ++start;
     }
-    return pattern.find(U']', start + 1);
+    const std::size_t end = pattern.find(U']', start + 1);
+    return end == std::u32string_view::npos ? std::nullopt : std::optional(end);
 }
 
 LetterItem read_class(std::u32string_view letters) {
@@ -123,11 +88,10 @@ LetterItem read_class(std::u32string_view letters) {
 std::vector<LetterItem> read_name_pattern(std::u32string_view pattern) {
     std::vector<LetterItem> items;
     for (std::size_t i = 0; i < pattern.size(); ++i) {
-        const std::size_t end =
-            pattern[i] == U'[' ? find_class_end(pattern, i + 1) : std::u32string_view::npos;
-        if (end != std::u32string_view::npos) {
-            items.push_back(read_class(pattern.substr(i + 1, end - i - 1)));
-            i = end;
+        const auto class_end = pattern[i] == U'[' ? find_class_end(pattern, i + 1) : std::nullopt;
+        if (class_end) {
+            items.push_back(read_class(pattern.substr(i + 1, *class_end - i - 1)));
+            i = *class_end;
         } else if (pattern[i] == U'*' || pattern[i] == U'?') {
             items.push_back({.any_number = pattern[i] == U'*', .others = true, .ranges = {}});
         } else {
@@ -138,8 +102,8 @@ std::vector<LetterItem> read_name_pattern(std::u32string_view pattern) {
 }
 
 bool matches_name(std::string_view pattern, std::string_view name) {
-    const std::vector<LetterItem> items = read_name_pattern(decode_letters(pattern));
-    const std::u32string letters = decode_letters(name);
+    const std::vector<LetterItem> items = read_name_pattern(decode_utf8(pattern));
+    const std::u32string letters = decode_utf8(name);
     return matches_items(
         std::span(items), std::span<const char32_t>(letters),
         [](const LetterItem& item, char32_t letter) { return item.holds(letter); });
@@ -152,7 +116,7 @@ bool is_digit(char c) {
     return c >= '0' && c <= '9';
 }
 
-// What both texts begin with up to a place where they can be compared: a number or a letter.
+// Takes off the text what is compared at once: the digits that it begins with, or one byte.
 std::string_view take_part(std::string_view& text) {
     std::size_t length = 0;
     while (length < text.size() && is_digit(text[length])) {
@@ -173,7 +137,10 @@ int compare_parts(std::string_view a, std::string_view b) {
     };
     const std::string_view x = strip(a);
     const std::string_view y = strip(b);
-    return x.size() != y.size() ? (x.size() < y.size() ? -1 : 1) : x.compare(y);
+    if (x.size() != y.size()) {
+        return x.size() < y.size() ? -1 : 1;
+    }
+    return x.compare(y);
 }
 
 } // namespace

@@ -20,6 +20,9 @@ constexpr std::array SEQUENCES = {
     Sequence{0xF0, 0xF0, 3, 0x90, 0xBF}, Sequence{0xF1, 0xF3, 3, 0x80, 0xBF},
     Sequence{0xF4, 0xF4, 3, 0x80, 0x8F}};
 
+// Bytes that are no UTF-8 become letters that no text can hold.
+constexpr char32_t FIRST_STRAY_BYTE = 0xDC00;
+
 // Zero when the text does not begin with a code point.
 std::size_t measure_code_point(std::string_view text) {
     const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
@@ -37,13 +40,23 @@ std::size_t measure_code_point(std::string_view text) {
     return std::ranges::none_of(rest, begins_code_point) ? row->more + 1 : 0;
 }
 
+// Of the bytes that were measured.
+char32_t read_code_point(std::string_view bytes) {
+    constexpr unsigned char LEAD_BITS[] = {0x7F, 0x1F, 0x0F, 0x07}; // by the bytes that follow
+    char32_t code_point = static_cast<unsigned char>(bytes[0]) & LEAD_BITS[bytes.size() - 1];
+    for (const char byte : bytes.substr(1)) {
+        code_point = (code_point << 6) | (static_cast<unsigned char>(byte) & 0x3F);
+    }
+    return code_point;
+}
+
 } // namespace
 
 std::size_t count_code_points(std::string_view text) {
     return static_cast<std::size_t>(std::ranges::count_if(text, begins_code_point));
 }
 
-std::size_t find_invalid_utf8(std::string_view text) {
+std::optional<std::size_t> find_invalid_utf8(std::string_view text) {
     std::size_t at = 0;
     while (at < text.size()) {
         const std::size_t length = measure_code_point(text.substr(at));
@@ -52,7 +65,18 @@ std::size_t find_invalid_utf8(std::string_view text) {
         }
         at += length;
     }
-    return std::string_view::npos;
+    return std::nullopt;
+}
+
+std::u32string decode_utf8(std::string_view text) {
+    std::u32string letters;
+    while (!text.empty()) {
+        const std::size_t length = measure_code_point(text);
+        letters += length > 0 ? read_code_point(text.substr(0, length))
+                              : FIRST_STRAY_BYTE + static_cast<unsigned char>(text.front());
+        text.remove_prefix(std::max<std::size_t>(length, 1));
+    }
+    return letters;
 }
 
 } // namespace talvora::host

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
+#include <string>
 #include <string_view>
 
 namespace talvora::host {
@@ -14,7 +16,11 @@ constexpr bool begins_code_point(char byte) {
 std::size_t count_code_points(std::string_view text);
 
 // The position of the first byte that is no UTF-8: not the beginning of a code point, cut
-// off, longer than needed, a surrogate or beyond U+10FFFF; npos when there is none.
-std::size_t find_invalid_utf8(std::string_view text);
+// off, longer than needed, a surrogate or beyond U+10FFFF.
+std::optional<std::size_t> find_invalid_utf8(std::string_view text);
+
+// The code points of a text. A byte that find_invalid_utf8 stops at stands there by itself, as
+// U+DC00 plus its value: a surrogate, which no code point of a text is.
+std::u32string decode_utf8(std::string_view text);
 
 } // namespace talvora::host

@@ -10,32 +10,32 @@ namespace {
 
 const std::vector<std::string> KEYS{"SourceSets", "SourceGroup", "CutoffFrequency", "Order"};
 
-TEST(NearestTextTest, FindsATextWithASlip) {
+TEST(NearestText, FindsATextWithASlip) {
     EXPECT_EQ(find_nearest("SourceSet", KEYS), "SourceSets");
     EXPECT_EQ(find_nearest("SuorceGroup", KEYS), "SourceGroup");
     EXPECT_EQ(find_nearest("Ordr", KEYS), "Order");
 }
 
-TEST(NearestTextTest, IgnoresLetterCase) {
+TEST(NearestText, IgnoresLetterCase) {
     EXPECT_EQ(find_nearest("cutofffrequency", KEYS), "CutoffFrequency");
 }
 
-TEST(NearestTextTest, FindsATextThatHoldsTheWord) {
+TEST(NearestText, FindsATextThatHoldsTheWord) {
     EXPECT_EQ(find_nearest("frequency", KEYS), "CutoffFrequency");
     EXPECT_EQ(find_nearest("Source", KEYS), "SourceSets");
 }
 
-TEST(NearestTextTest, FindsNothingForAShortPart) {
+TEST(NearestText, FindsNothingForAShortPart) {
     EXPECT_FALSE(find_nearest("Fre", KEYS).has_value());
 }
 
-TEST(NearestTextTest, FindsNothingFarAway) {
+TEST(NearestText, FindsNothingFarAway) {
     EXPECT_FALSE(find_nearest("Bandform", KEYS).has_value());
     EXPECT_FALSE(find_nearest("", KEYS).has_value());
     EXPECT_FALSE(find_nearest("Order", {}).has_value());
 }
 
-TEST(NearestTextTest, TakesTheFirstOfSeveral) {
+TEST(NearestText, TakesTheFirstOfSeveral) {
     EXPECT_EQ(find_nearest("ab", std::vector<std::string>{"xab", "abx"}), "xab");
 }
 

@@ -75,6 +75,18 @@ TEST(MatchesPath, TakesEachByteThatIsNoLetterAsOne) {
     EXPECT_FALSE(matches_path("a\xFF", "a\xFE"));
 }
 
+// Longer than needed, a surrogate, beyond U+10FFFF.
+TEST(MatchesPath, TakesNoLetterFromBytesThatAreNoUtf8) {
+    EXPECT_TRUE(matches_path("???", "\xE0\x80\xAF"));
+    EXPECT_TRUE(matches_path("???", "\xED\xA0\x80"));
+    EXPECT_TRUE(matches_path("????", "\xF4\x90\x80\x80"));
+    EXPECT_FALSE(matches_path("?", "\xE0\x80\xAF"));
+    EXPECT_FALSE(matches_path("[-/]", "\xE0\x80\xAF"));
+    EXPECT_FALSE(matches_path("?", "\xED\xA0\x80"));
+    EXPECT_FALSE(matches_path("\x80", "\xED\xB2\x80"));
+    EXPECT_FALSE(matches_path("?", "\xF4\x90\x80\x80"));
+}
+
 TEST(MatchesPath, IsQuickForPatternsOfManyStars) {
     std::string stars;
     std::string names;

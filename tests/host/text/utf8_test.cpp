@@ -3,24 +3,25 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
 namespace talvora::host {
 namespace {
 
-TEST(Utf8Test, CountsLettersAndNotBytes) {
+TEST(Utf8, CountsLettersAndNotBytes) {
     EXPECT_EQ(count_code_points(""), 0U);
     EXPECT_EQ(count_code_points("a\xC3\xBC\xE2\x82\xAC\xF0\x9F\x98\x80"), 4U); // a, ü, €, a face
 }
 
-TEST(Utf8Test, AcceptsTheFirstAndTheLastOfEachLength) {
+TEST(Utf8, AcceptsTheFirstAndTheLastOfEachLength) {
     for (const char* text :
          {"\x01", "\x7F", "\xC2\x80", "\xDF\xBF", "\xE0\xA0\x80", "\xED\x9F\xBF", "\xEE\x80\x80",
           "\xEF\xBF\xBF", "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF"}) {
-        EXPECT_EQ(find_invalid_utf8(text), std::string_view::npos) << text;
+        EXPECT_EQ(find_invalid_utf8(text), std::nullopt) << text;
     }
 }
 
-TEST(Utf8Test, FindsTheFirstByteThatIsNone) {
+TEST(Utf8, FindsTheFirstByteThatIsNone) {
     const std::string_view texts[] = {
         "\x80",             // goes on with nothing before it
         "\xFF",             // never a first byte
@@ -36,6 +37,46 @@ TEST(Utf8Test, FindsTheFirstByteThatIsNone) {
     };
     for (const std::string_view text : texts) {
         EXPECT_EQ(find_invalid_utf8(std::string("\xC3\xBC.") + std::string(text)), 3U) << text;
+    }
+}
+
+TEST(Utf8, DecodesTheFirstAndTheLastOfEachLength) {
+    const std::pair<std::string_view, char32_t> examples[] = {
+        {std::string_view("\0", 1), 0x0},
+        {"\x7F", 0x7F},
+        {"\xC2\x80", 0x80},
+        {"\xDF\xBF", 0x7FF},
+        {"\xE0\xA0\x80", 0x800},
+        {"\xED\x9F\xBF", 0xD7FF},
+        {"\xEE\x80\x80", 0xE000},
+        {"\xEF\xBF\xBF", 0xFFFF},
+        {"\xF0\x90\x80\x80", 0x10000},
+        {"\xF4\x8F\xBF\xBF", 0x10FFFF},
+    };
+    for (const auto& [text, code_point] : examples) {
+        EXPECT_TRUE(decode_utf8(text) == std::u32string(1, code_point)) << text;
+    }
+    EXPECT_TRUE(decode_utf8("").empty());
+    EXPECT_TRUE(decode_utf8("H\xC3\xB6he") == U"H\u00F6he");
+}
+
+// The value of the byte in a surrogate: what comes after it is decoded again.
+TEST(Utf8, LetsAByteThatIsNoneStandByItself) {
+    const std::pair<std::string_view, std::u32string> examples[] = {
+        {"\x80", {0xDC80}},
+        {"\xFF", {0xDCFF}},
+        {"a\xE2\x82", {'a', 0xDCE2, 0xDC82}},
+        {"\xE2\x82z", {0xDCE2, 0xDC82, 'z'}},
+        {"\xC0\xAF", {0xDCC0, 0xDCAF}},
+        {"\xC1\xBF", {0xDCC1, 0xDCBF}},
+        {"\xE0\x9F\xBF", {0xDCE0, 0xDC9F, 0xDCBF}},
+        {"\xED\xB2\x80", {0xDCED, 0xDCB2, 0xDC80}},
+        {"\xF0\x8F\xBF\xBF", {0xDCF0, 0xDC8F, 0xDCBF, 0xDCBF}},
+        {"\xF4\x90\x80\x80", {0xDCF4, 0xDC90, 0xDC80, 0xDC80}},
+        {"\xC3\xC3\xB6", {0xDCC3, 0xF6}},
+    };
+    for (const auto& [text, letters] : examples) {
+        EXPECT_TRUE(decode_utf8(text) == letters) << text;
     }
 }
 
