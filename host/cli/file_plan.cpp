@@ -2,11 +2,11 @@
 
 #include "host/system/safe_write.h"
 #include "host/text/failure.h"
+#include "host/text/parse_number.h"
 
 #include <fmt/format.h>
 
 #include <cerrno>
-#include <charconv>
 #include <fstream>
 #include <iostream>
 #include <set>
@@ -24,9 +24,8 @@ struct Shard {
 };
 
 bool read_count(std::string_view text, std::size_t& count) {
-    const char* text_end = text.data() + text.size();
-    const auto [end, error] = std::from_chars(text.data(), text_end, count);
-    return error == std::errc{} && end == text_end && count > 0;
+    count = parse_number<std::size_t>(text).value_or(0);
+    return count > 0;
 }
 
 Shard parse_shard(const std::string& text) {

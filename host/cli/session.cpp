@@ -1,6 +1,6 @@
 #include "host/cli/session.h"
 
-#include "host/text/nearest_text.h"
+#include "host/text/join_texts.h"
 
 #include <fmt/format.h>
 
@@ -56,7 +56,7 @@ fs::path find_in_folder(const fs::path& folder) {
                                               "library, or a folder with one *.so in it)",
                                               folder.string())
                                 : fmt::format("{}: a folder with {} libraries ({})",
-                                              folder.string(), names.size(), list_texts(names)),
+                                              folder.string(), names.size(), join_texts(names)),
                   {"name the library: --plugin FILE or TALVORA_PLUGIN_PATH"});
 }
 

@@ -1,6 +1,7 @@
 #include "host/filters/filter_design.h"
 
 #include "host/text/failure.h"
+#include "host/text/join_texts.h"
 #include "host/text/nearest_text.h"
 
 #include <fmt/format.h>
@@ -164,7 +165,7 @@ Bandform find_bandform(std::string_view name) {
     const std::vector<std::string> known = list_bandforms();
     const std::string hint = suggest_nearest(name, known);
     throw Failure(ExitCode::Usage,
-                  fmt::format("unknown band form '{}' (known: {})", name, list_texts(known)),
+                  fmt::format("unknown band form '{}' (known: {})", name, join_texts(known)),
                   hint.empty() ? std::vector<std::string>() : std::vector{hint});
 }
 

@@ -2,6 +2,7 @@
 
 #include "host/filters/filter_parameters.h"
 #include "host/text/failure.h"
+#include "host/text/join_texts.h"
 
 #include <fmt/format.h>
 
@@ -245,11 +246,11 @@ std::vector<FilterWarning> find_warnings(const FilterFacts& facts) {
 }
 
 std::string name_edges(const std::vector<double>& edges) {
-    std::string text;
+    std::vector<std::string> texts;
     for (const double edge : edges) {
-        text += fmt::format("{}{:.6g}", text.empty() ? "" : " and ", edge);
+        texts.push_back(fmt::format("{:.6g}", edge));
     }
-    return text.empty() ? "no frequency" : text + " Hz";
+    return texts.empty() ? "no frequency" : join_texts(texts, " and ") + " Hz";
 }
 
 std::string write_design_command(const FilterDesign& design) {

@@ -12,9 +12,6 @@ namespace talvora::host::hdf5 {
 
 namespace {
 
-// Takes the place of an attribute until it is complete.
-constexpr char UNFINISHED_NAME[] = ".talvora-unfinished";
-
 herr_t append_name(hid_t, const char* name, const H5A_info_t*, void* names) {
     static_cast<std::vector<std::string>*>(names)->emplace_back(name);
     return 0;

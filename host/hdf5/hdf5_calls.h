@@ -73,6 +73,9 @@ void close_file(Id file, const std::filesystem::path& name);
 // ---------------------------------------------------------------------------
 // Links and objects
 
+// Of what takes the place of a set or an attribute that is made anew, until it is complete.
+constexpr char UNFINISHED_NAME[] = ".talvora-unfinished";
+
 struct ObjectInfo {
     H5O_type_t type;
     haddr_t address; // tells objects of one file apart

@@ -19,9 +19,6 @@ constexpr ObjectId ROOT{1};
 // small enough that a line through a few hundred of them stays in the cache.
 constexpr std::uint64_t CHUNK_SAMPLES = std::uint64_t{64} * 1024;
 
-// Takes the place of a set that is made anew until it is complete.
-constexpr char UNFINISHED_NAME[] = ".talvora-unfinished";
-
 // As much of the fast dimensions as fits a chunk. A dimension without samples will grow:
 // it gets as much room as is left.
 Extents choose_chunk(const Extents& extents) {
@@ -304,20 +301,20 @@ void Hdf5Tree::make_anew(ObjectId id, const Extents& extents) {
         throw TreeError(fmt::format("'{}' has a fixed layout and {} hard links: it cannot be "
                                     "made anew with other extents",
                                     old_node.path, old_info.link_count));
-    if (hdf5::link_exists(group, UNFINISHED_NAME))
-        hdf5::delete_link(group, UNFINISHED_NAME);
+    if (hdf5::link_exists(group, hdf5::UNFINISHED_NAME))
+        hdf5::delete_link(group, hdf5::UNFINISHED_NAME);
     const hdf5::Id new_set = hdf5::create_float_set(
-        group, UNFINISHED_NAME, hdf5::make_space(extents, true),
+        group, hdf5::UNFINISHED_NAME, hdf5::make_space(extents, true),
         hdf5::chunked_properties(choose_chunk(extents), hdf5::set_properties(old_set)));
     try {
         copy_samples(old_set, new_set, smaller_of(extents, old_node.extents), old_node.path);
         hdf5::copy_attributes(old_set, new_set);
     } catch (const TreeError&) {
-        hdf5::delete_link(group, UNFINISHED_NAME);
+        hdf5::delete_link(group, hdf5::UNFINISHED_NAME);
         throw;
     }
     hdf5::delete_link(group, name);
-    hdf5::rename_link(group, UNFINISHED_NAME, name);
+    hdf5::rename_link(group, hdf5::UNFINISHED_NAME, name);
     by_address_.erase(old_info.address);
     by_address_.emplace(hdf5::object_info(new_set).address, id);
 }

@@ -1,12 +1,14 @@
 #include "host/interface/parameters.h"
 
+#include "host/text/ascii.h"
+#include "host/text/join_texts.h"
 #include "host/text/nearest_text.h"
+#include "host/text/parse_number.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <utility>
 
 namespace talvora::host {
@@ -33,26 +35,14 @@ const TypeRow& row_of(ParameterType type) {
 }
 
 std::string list_types() {
-    std::string names;
+    std::vector<std::string> names;
     for (const TypeRow& row : TYPES)
-        names += fmt::format("{}{}", names.empty() ? "" : ", ", row.name);
-    return names;
+        names.emplace_back(row.name);
+    return join_texts(names);
 }
 
-bool is_letter(char c) {
-    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
-}
 bool is_key_letter(char c) {
-    return is_letter(c) || (c >= '0' && c <= '9') || c == '_';
-}
-
-template <typename Number>
-std::optional<Number> read_whole(std::string_view text) {
-    Number number{};
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc{} || end != text.data() + text.size())
-        return std::nullopt;
-    return number;
+    return is_letter(c) || is_digit(c) || c == '_';
 }
 
 template <typename Item>
@@ -81,10 +71,10 @@ std::string format_item(double number) {
 
 template <typename Item>
 std::string format_item(const std::vector<Item>& items) {
-    std::string list;
+    std::vector<std::string> texts;
     for (const Item& item : items)
-        list += (list.empty() ? "" : ", ") + format_item(item);
-    return "[" + list + "]";
+        texts.push_back(format_item(item));
+    return fmt::format("[{}]", join_texts(texts));
 }
 
 // ---------------------------------------------------------------------------
@@ -178,17 +168,17 @@ std::optional<ParameterValue> read_value(ParameterType type, std::string_view te
             return text == "true";
         break;
     case ParameterType::Integer:
-        if (const auto integer = read_whole<std::int64_t>(text))
+        if (const auto integer = parse_number<std::int64_t>(text))
             return *integer;
         break;
     case ParameterType::Number:
-        if (const auto number = read_whole<double>(text))
+        if (const auto number = parse_number<double>(text))
             return *number;
         break;
     case ParameterType::StringList:
         return std::vector{std::string(text)};
     case ParameterType::IntegerList:
-        if (const auto integer = read_whole<std::int64_t>(text))
+        if (const auto integer = parse_number<std::int64_t>(text))
             return std::vector{*integer};
         break;
     }
@@ -208,7 +198,7 @@ ParameterProblem explain_unknown(std::span<const ParameterSignature> signatures,
     std::vector<std::string> known;
     for (const ParameterSignature& signature : signatures)
         known.push_back(signature.key);
-    return {fmt::format("unknown parameter '{}' (known: {})", key, list_texts(known)),
+    return {fmt::format("unknown parameter '{}' (known: {})", key, join_texts(known)),
             suggest_nearest(key, known)};
 }
 

@@ -1,5 +1,6 @@
 #include "host/interface/path_patterns.h"
 
+#include "host/text/join_texts.h"
 #include "host/text/nearest_text.h"
 #include "host/text/path_glob.h"
 #include "host/text/quote_word.h"
@@ -9,6 +10,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <span>
 #include <variant>
 
 namespace talvora::host {
@@ -27,10 +29,8 @@ std::vector<std::string> sort_names(std::vector<std::string> names) {
 // Messages
 
 std::string list_names(const std::vector<std::string>& names) {
-    std::string listed;
-    for (std::size_t i = 0; i < std::min(names.size(), MAX_SHOWN_NAMES); ++i) {
-        listed += (i == 0 ? "" : ", ") + names[i];
-    }
+    const std::string listed =
+        join_texts(std::span(names).first(std::min(names.size(), MAX_SHOWN_NAMES)));
     return names.size() <= MAX_SHOWN_NAMES ? listed
                                            : fmt::format("{}, ... {} in all", listed, names.size());
 }

@@ -2,6 +2,7 @@
 
 #include "host/pictures/page_texts.h"
 #include "host/pictures/svg_figure.h"
+#include "host/text/base64.h"
 #include "host/text/failure.h"
 #include "host/text/markup.h"
 
@@ -9,7 +10,7 @@
 #include <nlohmann/json.hpp>
 
 #include <bit>
-#include <cstring>
+#include <span>
 
 namespace talvora::host {
 namespace {
@@ -22,25 +23,6 @@ static_assert(std::endian::native == std::endian::little, "pages hold little-end
 constexpr std::string_view SECURITY_POLICY =
     "default-src 'none'; script-src 'unsafe-inline'; style-src 'unsafe-inline'; img-src data:";
 
-std::string encode_base64(std::span<const float> samples) {
-    constexpr std::string_view LETTERS =
-        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    const auto bytes = std::as_bytes(samples);
-    std::string text;
-    text.reserve((bytes.size() + 2) / 3 * 4);
-    for (std::size_t i = 0; i < bytes.size(); i += 3) {
-        const std::size_t count = std::min<std::size_t>(3, bytes.size() - i);
-        std::uint32_t group = 0;
-        for (std::size_t k = 0; k < 3; ++k) {
-            group = (group << 8) | (k < count ? std::to_integer<std::uint32_t>(bytes[i + k]) : 0);
-        }
-        for (std::size_t k = 0; k < 4; ++k) {
-            text += k <= count ? LETTERS[(group >> (18 - 6 * k)) & 0x3F] : '=';
-        }
-    }
-    return text;
-}
-
 // Inside a script element a '<' could end it, whatever the type of its text.
 std::string escape_script(const std::string& json) {
     std::string escaped;
@@ -52,9 +34,12 @@ std::string escape_script(const std::string& json) {
 }
 
 Json describe_line(const PlotLine& line) {
-    return {{"label", full_label(line)}, {"color", line_color(line.color_index)},
-            {"pale", line.is_before},    {"start", line.start},
-            {"step", line.step},         {"samples", encode_base64(line.samples)}};
+    return {{"label", full_label(line)},
+            {"color", line_color(line.color_index)},
+            {"pale", line.is_before},
+            {"start", line.start},
+            {"step", line.step},
+            {"samples", encode_base64(std::as_bytes(std::span(line.samples)))}};
 }
 
 Json describe_panel(const PlotPanel& panel) {

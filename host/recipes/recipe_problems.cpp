@@ -1,5 +1,6 @@
 #include "host/recipes/recipe_problems.h"
 
+#include "host/text/ascii.h"
 #include "host/text/utf8.h"
 
 #include <fmt/format.h>
@@ -20,8 +21,7 @@ std::string make_showable(std::string_view text) {
         if (shown.size() >= MAX_SHOWN && begins_code_point(c)) {
             return shown + "...";
         }
-        const bool is_control = (c >= 0 && c < ' ') || c == '\x7F';
-        shown += is_control ? '?' : c;
+        shown += is_control(c) ? '?' : c;
     }
     return shown;
 }

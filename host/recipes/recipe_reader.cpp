@@ -5,6 +5,7 @@
 #include "host/recipes/recipe_variables.h"
 #include "host/recipes/yaml_document.h"
 #include "host/text/failure.h"
+#include "host/text/join_texts.h"
 #include "host/text/nearest_text.h"
 
 #include <fmt/format.h>
@@ -34,7 +35,7 @@ class Fields {
             if (std::ranges::find(allowed, entry.key) == allowed.end()) {
                 problems.add(
                     entry.key_place,
-                    fmt::format("unknown key '{}' (known: {})", entry.key, list_texts(allowed)),
+                    fmt::format("unknown key '{}' (known: {})", entry.key, join_texts(allowed)),
                     suggest_nearest(entry.key, allowed));
             }
         }

@@ -1,6 +1,7 @@
 #include "host/recipes/recipe_variables.h"
 
 #include "host/interface/parameters.h"
+#include "host/text/join_texts.h"
 #include "host/text/nearest_text.h"
 
 #include <fmt/format.h>
@@ -185,7 +186,7 @@ std::vector<std::string> RecipeVariables::names() const {
 }
 
 std::string RecipeVariables::tell_names() const {
-    return variables_.empty() ? "the recipe has none" : "known: " + list_texts(names());
+    return variables_.empty() ? "the recipe has none" : "known: " + join_texts(names());
 }
 
 // ---------------------------------------------------------------------------

@@ -1,8 +1,9 @@
 #include "host/recipes/recipe_writer.h"
 
 #include "host/recipes/recipe_variables.h"
+#include "host/text/ascii.h"
 #include "host/text/failure.h"
-#include "host/text/nearest_text.h"
+#include "host/text/join_texts.h"
 #include "host/text/utf8.h"
 
 #include <fmt/format.h>
@@ -24,23 +25,16 @@ namespace {
 constexpr std::array<std::string_view, 12> RESERVED = {
     "true", "false", "yes", "no", "on", "off", "null", "y", "n", "nan", "inf", "infinity"};
 
-char to_lower(char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
 bool is_plain_letter(char c) {
     constexpr std::string_view PLAIN = "/._-";
-    const char lower = to_lower(c);
-    return (lower >= 'a' && lower <= 'z') || (c >= '0' && c <= '9') ||
-           PLAIN.find(c) != std::string_view::npos;
+    return is_letter(c) || is_digit(c) || PLAIN.find(c) != std::string_view::npos;
 }
 
 bool can_be_plain(std::string_view text) {
-    const char first = text.empty() ? '\0' : to_lower(text.front());
     const auto is_same = [&](std::string_view word) {
         return std::ranges::equal(text, word, {}, to_lower);
     };
-    return first >= 'a' && first <= 'z' && std::ranges::all_of(text, is_plain_letter) &&
+    return !text.empty() && is_letter(text.front()) && std::ranges::all_of(text, is_plain_letter) &&
            std::ranges::none_of(RESERVED, is_same);
 }
 
@@ -52,8 +46,7 @@ std::string escape_letter(char c) {
             return std::string(escape);
         }
     }
-    const auto code = static_cast<unsigned char>(c);
-    return code < 0x20 || code == 0x7F ? fmt::format("\\x{:02X}", code) : std::string(1, c);
+    return is_control(c) ? fmt::format("\\x{:02X}", c) : std::string(1, c);
 }
 
 std::string write_text(std::string_view text) {
@@ -95,7 +88,7 @@ std::string write_item(const std::vector<Item>& items) {
     for (const Item& item : items) {
         texts.push_back(write_item(item));
     }
-    return "[" + list_texts(texts) + "]";
+    return "[" + join_texts(texts) + "]";
 }
 
 std::string write_value(const ParameterValue& value) {

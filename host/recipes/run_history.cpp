@@ -3,13 +3,13 @@
 #include "host/interface/unit_run.h"
 #include "host/system/content_hash.h"
 #include "host/text/failure.h"
+#include "host/text/parse_number.h"
 #include "host/tree/history_attribute.h"
 
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <cstdlib>
 #include <ctime>
@@ -24,15 +24,13 @@ using Json = nlohmann::ordered_json;
 // The last second of the year 9999.
 constexpr std::int64_t LAST_SECOND = 253'402'300'799;
 
-std::time_t read_epoch(std::string_view text) {
-    std::int64_t seconds = -1;
-    const char* text_end = text.data() + text.size();
-    const auto [end, error] = std::from_chars(text.data(), text_end, seconds);
-    if (error != std::errc{} || end != text_end || seconds < 0 || seconds > LAST_SECOND) {
+std::time_t parse_epoch(std::string_view text) {
+    const auto seconds = parse_number<std::int64_t>(text);
+    if (!seconds || *seconds < 0 || *seconds > LAST_SECOND) {
         throw Failure(ExitCode::Usage,
                       fmt::format("SOURCE_DATE_EPOCH is '{}' (allowed: seconds since 1970)", text));
     }
-    return seconds;
+    return *seconds;
 }
 
 // ---------------------------------------------------------------------------
@@ -189,7 +187,7 @@ void make_names_unique(std::vector<Step>& steps) {
 std::string tell_time() {
     const char* epoch = std::getenv("SOURCE_DATE_EPOCH");
     const std::time_t now =
-        epoch != nullptr && *epoch != '\0' ? read_epoch(epoch) : std::time(nullptr);
+        epoch != nullptr && *epoch != '\0' ? parse_epoch(epoch) : std::time(nullptr);
     return fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(now));
 }
 

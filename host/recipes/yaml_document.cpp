@@ -1,5 +1,6 @@
 #include "host/recipes/yaml_document.h"
 
+#include "host/text/ascii.h"
 #include "host/text/utf8.h"
 
 #include <fmt/format.h>
@@ -23,10 +24,7 @@ using Kind = YamlNode::Kind;
 
 // Every line, the last one too, ends in a single line feed.
 std::string with_plain_line_ends(std::string_view text) {
-    constexpr std::string_view BYTE_ORDER_MARK = "\xEF\xBB\xBF";
-    if (text.starts_with(BYTE_ORDER_MARK)) {
-        text.remove_prefix(BYTE_ORDER_MARK.size());
-    }
+    text = skip_byte_order_mark(text);
     std::string plain;
     for (std::size_t i = 0; i < text.size(); ++i) {
         if (text[i] != '\r') {
@@ -68,8 +66,8 @@ class TextLines {
     std::vector<std::string_view> lines_;
 };
 
-bool is_control(char c) {
-    return (c >= 0 && c < ' ' && c != '\t') || c == '\x7F';
+bool is_misplaced(char c) {
+    return is_control(c) && c != '\t';
 }
 
 // True when the text can be parsed. Reports the first byte of a kind that has no place in
@@ -84,7 +82,7 @@ bool check_lines(const TextLines& lines, Problems& problems) {
                                 "save the file as UTF-8"});
             return false;
         }
-        if (const auto found = std::ranges::find_if(line, is_control); found != line.end()) {
+        if (const auto found = std::ranges::find_if(line, is_misplaced); found != line.end()) {
             const auto at = static_cast<std::size_t>(found - line.begin());
             problems.push_back({lines.find(i, at),
                                 fmt::format("the byte {:#04x} has no place in a text", *found),

@@ -1,8 +1,9 @@
 #include "host/system/temporary_names.h"
 
+#include "host/text/parse_number.h"
+
 #include <fmt/format.h>
 
-#include <charconv>
 #include <optional>
 #include <system_error>
 
@@ -73,11 +74,8 @@ std::optional<long> find_owner(std::string_view name) {
     if (!name.ends_with(TEMPORARY_SUFFIX) || host_at == std::string_view::npos ||
         host_at + host.size() + tail >= name.size())
         return std::nullopt;
-    const char* digits = name.data() + host_at + host.size();
-    const char* digits_end = name.data() + name.size() - tail;
-    int owner = 0;
-    const auto [end, error] = std::from_chars(digits, digits_end, owner);
-    return error == std::errc{} && end == digits_end ? std::optional<long>(owner) : std::nullopt;
+    name.remove_suffix(tail);
+    return parse_number<int>(name.substr(host_at + host.size()));
 }
 
 } // namespace

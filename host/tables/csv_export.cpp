@@ -1,6 +1,7 @@
 #include "host/tables/csv_export.h"
 
 #include "host/text/failure.h"
+#include "host/text/join_texts.h"
 #include "host/text/plural.h"
 #include "host/tree/tree_rules.h"
 
@@ -111,14 +112,14 @@ bool can_be_named(const SignalSet& set) {
     return split_last(set.path).second.find('=') == std::string::npos;
 }
 
-std::string describe_columns(const SignalSet& set) {
+// As parse_set_of_columns takes it.
+std::string format_set_of_columns(const SignalSet& set) {
     const std::string name = split_last(set.path).second;
-    std::string columns;
+    std::vector<std::string> columns;
     for (std::size_t i = 0; i < set.line_count(); ++i) {
-        columns += i == 0 ? "" : ",";
-        columns += quote_field(name + set.line_indices(i));
+        columns.push_back(quote_field(name + set.line_indices(i)));
     }
-    return fmt::format("{}={}", name, columns);
+    return fmt::format("{}={}", name, join_texts(columns, ","));
 }
 
 // Not for sets in several groups, nor for those in the root: import makes one group.
@@ -134,7 +135,7 @@ std::vector<std::string> make_import_words(std::span<const SignalSet> sets) {
         words.insert(words.end(), {"--rate", fmt::format("{}", *first.sample_rate)});
     }
     for (const SignalSet& set : sets) {
-        words.insert(words.end(), {"--set", describe_columns(set)});
+        words.insert(words.end(), {"--set", format_set_of_columns(set)});
     }
     return words;
 }
@@ -193,12 +194,11 @@ ExportReport export_sets(std::span<const SignalSet> sets, const std::string& sou
     const std::string first = sets.front().sample_rate ? "Time (s)" : "Sample";
     const std::vector<Column> columns = make_columns(sets);
     check_names(first, columns, source);
-    std::string names = first;
+    std::vector<std::string> names = {first};
     for (const Column& column : columns) {
-        names += ',';
-        names += quote_field(column.name);
+        names.push_back(quote_field(column.name));
     }
-    write_rows(sets.front(), columns, names + "\n", write);
+    write_rows(sets.front(), columns, join_texts(names, ",") + "\n", write);
     return make_report(sets, columns, source);
 }
 

@@ -1,7 +1,9 @@
 #include "host/tables/csv_import.h"
 
 #include "host/tables/time_grid.h"
+#include "host/text/ascii.h"
 #include "host/text/failure.h"
+#include "host/text/join_texts.h"
 #include "host/text/nearest_text.h"
 #include "host/text/plural.h"
 
@@ -39,7 +41,7 @@ const CsvColumn& find_column(const CsvTable& table, const std::string& name,
         const std::string hint = suggest_nearest(name, known);
         throw Failure(
             ExitCode::Usage,
-            fmt::format("{}: no column '{}' (known: {})", source, name, list_texts(known)),
+            fmt::format("{}: no column '{}' (known: {})", source, name, join_texts(known)),
             hint.empty() ? std::vector<std::string>() : std::vector{hint});
     }
     return *column;
@@ -62,8 +64,7 @@ NameWithUnit split_unit(std::string_view text) {
 
 bool is_named_time(std::string_view text) {
     std::string name(split_unit(text).name);
-    std::ranges::transform(name, name.begin(),
-                           [](char c) { return c >= 'A' && c <= 'Z' ? char(c - 'A' + 'a') : c; });
+    std::ranges::transform(name, name.begin(), to_lower);
     return name == "time" || name == "t";
 }
 

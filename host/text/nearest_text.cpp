@@ -1,5 +1,7 @@
 #include "host/text/nearest_text.h"
 
+#include "host/text/ascii.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <vector>
@@ -8,16 +10,12 @@ namespace talvora::host {
 
 namespace {
 
-// Letters are compared as ASCII whatever the locale is.
-char to_lower(char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
 // One row of the table of distances between all beginnings of the two texts at a time.
 std::size_t edit_distance(std::string_view a, std::string_view b) {
     std::vector<std::size_t> row;
-    for (std::size_t j = 0; j <= b.size(); ++j)
+    for (std::size_t j = 0; j <= b.size(); ++j) {
         row.push_back(j);
+    }
     for (std::size_t i = 0; i < a.size(); ++i) {
         std::size_t diagonal = row[0];
         row[0] = i + 1;
@@ -61,14 +59,6 @@ std::optional<std::string> find_nearest(std::string_view word, std::span<const s
 std::string suggest_nearest(std::string_view word, std::span<const std::string> known) {
     const auto nearest = find_nearest(word, known);
     return nearest ? "did you mean '" + *nearest + "'?" : "";
-}
-
-std::string list_texts(std::span<const std::string> texts) {
-    std::string listed;
-    for (const std::string& text : texts) {
-        listed += (listed.empty() ? "" : ", ") + text;
-    }
-    return listed;
 }
 
 } // namespace talvora::host

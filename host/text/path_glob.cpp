@@ -1,5 +1,6 @@
 #include "host/text/path_glob.h"
 
+#include "host/text/ascii.h"
 #include "host/text/utf8.h"
 
 #include <algorithm>
@@ -111,10 +112,6 @@ bool matches_name(std::string_view pattern, std::string_view name) {
 
 // ---------------------------------------------------------------------------
 // Natural order
-
-bool is_digit(char c) {
-    return c >= '0' && c <= '9';
-}
 
 // Takes off the text what is compared at once: the digits that it begins with, or one byte.
 std::string_view take_part(std::string_view& text) {

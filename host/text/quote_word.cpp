@@ -1,5 +1,7 @@
 #include "host/text/quote_word.h"
 
+#include "host/text/ascii.h"
+
 #include <algorithm>
 
 namespace talvora::host {
@@ -7,8 +9,7 @@ namespace {
 
 bool is_plain(char c) {
     constexpr std::string_view PLAIN = "/._-+:@%,";
-    return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') ||
-           PLAIN.find(c) != std::string_view::npos;
+    return is_digit(c) || is_letter(c) || PLAIN.find(c) != std::string_view::npos;
 }
 
 } // namespace

@@ -1,10 +1,10 @@
 #include "host/text/shortest_double.h"
 
+#include "host/text/parse_number.h"
+
 #include <fmt/format.h>
 
-#include <charconv>
 #include <cmath>
-#include <string>
 
 namespace talvora::host {
 
@@ -12,10 +12,7 @@ double shortest_double(float value) {
     if (!std::isfinite(value)) {
         return static_cast<double>(value);
     }
-    const std::string text = fmt::format("{}", value);
-    double result = 0;
-    std::from_chars(text.data(), text.data() + text.size(), result);
-    return result;
+    return parse_number<double>(fmt::format("{}", value)).value();
 }
 
 } // namespace talvora::host

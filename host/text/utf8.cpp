@@ -52,6 +52,11 @@ char32_t read_code_point(std::string_view bytes) {
 
 } // namespace
 
+std::string_view skip_byte_order_mark(std::string_view text) {
+    constexpr std::string_view MARK = "\xEF\xBB\xBF";
+    return text.substr(text.starts_with(MARK) ? MARK.size() : 0);
+}
+
 std::size_t count_code_points(std::string_view text) {
     return static_cast<std::size_t>(std::ranges::count_if(text, begins_code_point));
 }

@@ -13,6 +13,9 @@ constexpr bool begins_code_point(char byte) {
     return (static_cast<unsigned char>(byte) & 0xC0) != 0x80;
 }
 
+// The text behind the mark that some editors put in front of it.
+std::string_view skip_byte_order_mark(std::string_view text);
+
 std::size_t count_code_points(std::string_view text);
 
 // The position of the first byte that is no UTF-8: not the beginning of a code point, cut

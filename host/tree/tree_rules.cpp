@@ -1,5 +1,6 @@
 #include "host/tree/tree_rules.h"
 
+#include "host/text/join_texts.h"
 #include "host/text/path_glob.h"
 
 #include <fmt/format.h>
@@ -155,10 +156,10 @@ void check_attribute(const std::string& name, const AttributeValue& value) {
 }
 
 std::string describe_extents(std::span<const std::uint64_t> extents) {
-    std::string text = "[";
+    std::vector<std::string> texts;
     for (const std::uint64_t extent : extents)
-        text += (text.size() > 1 ? ", " : "") + std::to_string(extent);
-    return text + "]";
+        texts.push_back(std::to_string(extent));
+    return fmt::format("[{}]", join_texts(texts));
 }
 
 std::string describe_value(const AttributeValue& value) {

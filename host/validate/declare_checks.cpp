@@ -1,5 +1,6 @@
 #include "host/validate/declare_checks.h"
 
+#include "host/text/ascii.h"
 #include "host/validate/examined_plugin.h"
 #include "host/validate/watched_call.h"
 
@@ -24,10 +25,7 @@ void visit_units(Examination& examination, Visit visit) {
 }
 
 bool is_upper_camel_case(const std::string& key) {
-    const auto is_letter_or_digit = [](char letter) {
-        return (letter >= 'A' && letter <= 'Z') || (letter >= 'a' && letter <= 'z') ||
-               (letter >= '0' && letter <= '9');
-    };
+    const auto is_letter_or_digit = [](char c) { return is_letter(c) || is_digit(c); };
     return !key.empty() && key[0] >= 'A' && key[0] <= 'Z' &&
            std::ranges::all_of(key, is_letter_or_digit);
 }

@@ -2,6 +2,7 @@
 
 #include "host/system/temporary_names.h"
 #include "host/text/failure.h"
+#include "host/text/parse_number.h"
 #include "host/text/path_glob.h"
 #include "host/text/plural.h"
 #include "host/validate/child_process.h"
@@ -10,7 +11,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cstdlib>
 #include <iterator>
 #include <map>
@@ -237,14 +237,12 @@ std::vector<const Check*> select_checks(std::string_view only) {
 }
 
 std::chrono::milliseconds read_time_limit(std::string_view option, std::string_view seconds) {
-    double value = 0;
-    const char* text_end = seconds.data() + seconds.size();
-    const auto [end, error] = std::from_chars(seconds.data(), text_end, value);
-    if (error != std::errc{} || end != text_end || !(value >= MIN_SECONDS && value <= MAX_SECONDS))
+    const auto value = parse_number<double>(seconds);
+    if (!value || !(*value >= MIN_SECONDS && *value <= MAX_SECONDS))
         throw Failure(ExitCode::Usage,
                       fmt::format("{}: '{}' is no number of seconds (allowed: {} to {})", option,
                                   seconds, MIN_SECONDS, MAX_SECONDS));
-    return std::chrono::milliseconds(static_cast<std::int64_t>(1000 * value));
+    return std::chrono::milliseconds(static_cast<std::int64_t>(1000 * *value));
 }
 
 std::vector<CheckResult> validate(const ValidatorOptions& options,

@@ -2,32 +2,15 @@
 #pragma once
 
 #include "host/recipes/recipe_reader.h"
+#include "tests/host/comma_locale.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <locale>
 #include <string>
 #include <vector>
 
 namespace talvora::host {
-
-// A decimal comma and parted thousands while it lives.
-class CommaLocale {
-  public:
-    CommaLocale() { std::locale::global(std::locale(std::locale::classic(), new Punctuation)); }
-    CommaLocale(const CommaLocale&) = delete;
-    CommaLocale& operator=(const CommaLocale&) = delete;
-    ~CommaLocale() { std::locale::global(previous_); }
-
-  private:
-    struct Punctuation : std::numpunct<char> {
-        char do_decimal_point() const override { return ','; }
-        char do_thousands_sep() const override { return '.'; }
-        std::string do_grouping() const override { return "\3"; }
-    };
-    std::locale previous_;
-};
 
 class RecipeTest : public testing::Test {
   protected:

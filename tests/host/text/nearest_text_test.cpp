@@ -39,6 +39,11 @@ TEST(NearestText, TakesTheFirstOfSeveral) {
     EXPECT_EQ(find_nearest("ab", std::vector<std::string>{"xab", "abx"}), "xab");
 }
 
+TEST(SuggestNearest, AsksOrSaysNothing) {
+    EXPECT_EQ(suggest_nearest("Ordr", KEYS), "did you mean 'Order'?");
+    EXPECT_EQ(suggest_nearest("Bandform", KEYS), "");
+}
+
 } // namespace
 
 } // namespace talvora::host

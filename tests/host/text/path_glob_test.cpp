@@ -119,5 +119,12 @@ TEST(SortNaturally, TakesNumbersOfAnyLengthAndZerosInFront) {
                                             "x100000000000000000000000"));
 }
 
+TEST(SplitNames, LeavesEmptyOnesOut) {
+    EXPECT_THAT(split_names("/Imu//Rate/"), testing::ElementsAre("Imu", "Rate"));
+    EXPECT_THAT(split_names("**"), testing::ElementsAre("**"));
+    EXPECT_THAT(split_names("/"), testing::IsEmpty());
+    EXPECT_THAT(split_names(""), testing::IsEmpty());
+}
+
 } // namespace
 } // namespace talvora::host

@@ -80,5 +80,12 @@ TEST(Utf8, LetsAByteThatIsNoneStandByItself) {
     }
 }
 
+TEST(Utf8, SkipsAByteOrderMarkAtTheBeginningOnly) {
+    EXPECT_EQ(skip_byte_order_mark("\xEF\xBB\xBFt,x"), "t,x");
+    EXPECT_EQ(skip_byte_order_mark("t\xEF\xBB\xBF"), "t\xEF\xBB\xBF");
+    EXPECT_EQ(skip_byte_order_mark("\xEF\xBB"), "\xEF\xBB");
+    EXPECT_EQ(skip_byte_order_mark(""), "");
+}
+
 } // namespace
 } // namespace talvora::host

@@ -1,0 +1,22 @@
+// Numbers as people write them.
+#pragma once
+
+#include <charconv>
+#include <optional>
+#include <string_view>
+#include <system_error>
+
+namespace talvora::host {
+
+// The whole text as an integer (decimal) or a float, with a decimal point whatever the locale
+// is; "nan" and "inf" are floats. Nothing for a text with anything else in it, a blank or a '+'
+// included, and for a number that does not fit.
+template <typename Number>
+std::optional<Number> parse_number(std::string_view text) {
+    Number number{};
+    const char* text_end = text.data() + text.size();
+    const auto [end, error] = std::from_chars(text.data(), text_end, number);
+    return error == std::errc{} && end == text_end ? std::optional(number) : std::nullopt;
+}
+
+} // namespace talvora::host
