@@ -4,7 +4,8 @@
 #include "fuzz/finding.h"
 #include "fuzz/same_bits.h"
 #include "host/tables/csv_export.h"
-#include "host/tables/csv_import.h"
+#include "host/tables/csv_reader.h"
+#include "host/tables/table_import.h"
 #include "host/text/failure.h"
 #include "host/tree/memory_tree.h"
 #include "host/tree/signal_set.h"
@@ -30,7 +31,7 @@ bool fits_sample(double value) {
            std::abs(value) <= static_cast<double>(std::numeric_limits<float>::max());
 }
 
-void check_column(const CsvColumn& column, std::size_t row_count) {
+void check_column(const NumberColumn& column, std::size_t row_count) {
     if (column.values.size() != row_count) {
         report_finding("a column has another number of rows than its table");
     }
@@ -49,10 +50,10 @@ void check_column(const CsvColumn& column, std::size_t row_count) {
     }
 }
 
-std::optional<CsvTable> parse(std::string_view text) {
+std::optional<NumberTable> parse(std::string_view text) {
     try {
-        CsvTable table = parse_csv(text, SOURCE);
-        for (const CsvColumn& column : table.columns) {
+        NumberTable table = parse_csv(text, SOURCE);
+        for (const NumberColumn& column : table.columns) {
             check_column(column, table.row_count);
         }
         return table;
@@ -77,7 +78,7 @@ Wishes make_wishes(Choices& choices) {
             one_in(choices, 4)};
 }
 
-ImportOptions make_options(const Wishes& wishes, const CsvTable& table) {
+ImportOptions make_options(const Wishes& wishes, const NumberTable& table) {
     ImportOptions options{.sets = {}, .sample_rate = wishes.sample_rate, .time_column = {}};
     if (wishes.first_is_time) {
         options.time_column = table.columns.front().name;
@@ -88,7 +89,7 @@ ImportOptions make_options(const Wishes& wishes, const CsvTable& table) {
     return options;
 }
 
-std::optional<ImportReport> import(const CsvTable& table, const ImportOptions& options,
+std::optional<ImportReport> import(const NumberTable& table, const ImportOptions& options,
                                    MemoryTree& tree) {
     try {
         return import_table(table, options, tree, SOURCE);

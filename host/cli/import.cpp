@@ -4,7 +4,8 @@
 #include "host/cli/files.h"
 #include "host/cli/help_layout.h"
 #include "host/system/safe_write.h"
-#include "host/tables/csv_import.h"
+#include "host/tables/csv_reader.h"
+#include "host/tables/table_import.h"
 #include "host/text/plural.h"
 #include "host/tree/memory_tree.h"
 
@@ -47,7 +48,7 @@ std::unique_ptr<Hdf5Tree> start_file(const ImportCommand& command,
     return std::make_unique<Hdf5Tree>(file, Hdf5Access::ReadWrite);
 }
 
-ImportReport build_file(const CsvTable& table, const ImportCommand& command,
+ImportReport build_file(const NumberTable& table, const ImportCommand& command,
                         const std::filesystem::path& file) {
     return make_output(command.output, [&] {
         const auto tree = start_file(command, file);
@@ -68,7 +69,7 @@ void import_file(const Session& session, ImportCommand& command) {
     }
     const WriteOptions write_options{.replace = command.force || command.append};
     check_destination(command.output, write_options);
-    const CsvTable table = read_csv(command.input);
+    const NumberTable table = read_csv(command.input);
     if (command.dry_run) {
         MemoryTree trial;
         say(import_table(table, command.options, trial, command.input), session.console);

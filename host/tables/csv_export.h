@@ -1,4 +1,4 @@
-// Data sets as the columns of a table, as csv_import.h reads them.
+// Data sets as the columns of a table, as csv_reader.h and table_import.h read them.
 //
 // A column per line of each set, after a column of times in seconds ("Time (s)"), or of
 // sample numbers ("Sample") where the sets have no sample rate. Columns are named after

@@ -1,5 +1,6 @@
 #include "host/tables/csv_export.h"
-#include "host/tables/csv_import.h"
+#include "host/tables/csv_reader.h"
+#include "host/tables/table_import.h"
 #include "host/text/failure.h"
 #include "host/tree/memory_tree.h"
 #include "host/tree/tree_rules.h"

@@ -1,4 +1,4 @@
-#include "host/tables/csv_table.h"
+#include "host/tables/csv_reader.h"
 #include "host/text/failure.h"
 
 #include <gmock/gmock.h>
@@ -27,7 +27,7 @@ std::string failure_of(std::string_view text) {
 }
 
 TEST(ParseCsv, ReadsNamesAndNumbers) {
-    const CsvTable table = parse_csv("Time (s),X\n0,1.5\n0.01,-2e3\n", "walk.csv");
+    const NumberTable table = parse_csv("Time (s),X\n0,1.5\n0.01,-2e3\n", "walk.csv");
     ASSERT_EQ(table.columns.size(), 2U);
     EXPECT_EQ(table.row_count, 2U);
     EXPECT_EQ(table.columns[0].name, "Time (s)");
@@ -37,7 +37,7 @@ TEST(ParseCsv, ReadsNamesAndNumbers) {
 }
 
 TEST(ParseCsv, TakesAByteOrderMarkEitherLineEndAndBlankLines) {
-    const CsvTable table = parse_csv("\xEF\xBB\xBFt,x\r\n1,2\r\n\r\n3,4", "walk.csv");
+    const NumberTable table = parse_csv("\xEF\xBB\xBFt,x\r\n1,2\r\n\r\n3,4", "walk.csv");
     EXPECT_EQ(table.columns[0].name, "t");
     EXPECT_THAT(table.columns[1].values, ElementsAre(2, 4));
 }
@@ -48,7 +48,7 @@ TEST(ParseCsv, FindsTheDelimiterInTheFirstRow) {
 }
 
 TEST(ParseCsv, FindsTheDelimiterOutsideQuotes) {
-    const CsvTable table = parse_csv("\"a;b;c\",d\n1,2\n", "walk.csv");
+    const NumberTable table = parse_csv("\"a;b;c\",d\n1,2\n", "walk.csv");
     ASSERT_EQ(table.columns.size(), 2U);
     EXPECT_EQ(table.columns[0].name, "a;b;c");
 }
@@ -56,9 +56,10 @@ TEST(ParseCsv, FindsTheDelimiterOutsideQuotes) {
 // Halfway between 1 + 2^-23 and 1 + 2^-22 lies 1.000000178813934326171875; a double cannot
 // tell the texts beside it from it.
 TEST(ParseCsv, ReadsValuesThatRoundToTheFloatNearestToTheText) {
-    const CsvTable table = parse_csv("X\n1.00000017881393432617187499\n1.000000178813934326171875\n"
-                                     "1.00000017881393432617187501\n",
-                                     "walk.csv");
+    const NumberTable table =
+        parse_csv("X\n1.00000017881393432617187499\n1.000000178813934326171875\n"
+                  "1.00000017881393432617187501\n",
+                  "walk.csv");
     const std::vector<double>& values = table.columns[0].values;
     EXPECT_EQ(static_cast<float>(values[0]), 1 + 0x1p-23F);
     EXPECT_EQ(static_cast<float>(values[1]), 1 + 0x1p-22F);
@@ -67,21 +68,22 @@ TEST(ParseCsv, ReadsValuesThatRoundToTheFloatNearestToTheText) {
 }
 
 TEST(ParseCsv, KeepsWideNumbersHalfwayBetweenTwoFloats) {
-    const CsvTable table = parse_csv("Time (s)\n1700000064\n1700000192\n", "walk.csv");
+    const NumberTable table = parse_csv("Time (s)\n1700000064\n1700000192\n", "walk.csv");
     EXPECT_THAT(table.columns[0].values, ElementsAre(1700000064.0, 1700000192.0));
 }
 
 // The greatest float is 2^128 - 2^104; numbers below 2^128 - 2^103 = 3.40282356779...e38
 // round to it.
 TEST(ParseCsv, ReadsTheGreatestFloatFromItsShortestText) {
-    const CsvTable table =
+    const NumberTable table =
         parse_csv("X\n3.4028235e38\n-3.4028235e+38\n3.4028235677e38\n3.4028235678e38\n", "");
     EXPECT_THAT(table.columns[0].values,
                 ElementsAre(0x1.fffffep127, -0x1.fffffep127, 0x1.fffffep127, IsNan()));
 }
 
 TEST(ParseCsv, KeepsDelimitersAndLineEndsInsideQuotes) {
-    const CsvTable table = parse_csv("\"a, b\",\"say \"\"x\"\"\",\"two\nlines\"\n1,\"2\",3\n", "");
+    const NumberTable table =
+        parse_csv("\"a, b\",\"say \"\"x\"\"\",\"two\nlines\"\n1,\"2\",3\n", "");
     ASSERT_EQ(table.columns.size(), 3U);
     EXPECT_EQ(table.columns[0].name, "a, b");
     EXPECT_EQ(table.columns[1].name, "say \"x\"");
@@ -90,8 +92,9 @@ TEST(ParseCsv, KeepsDelimitersAndLineEndsInsideQuotes) {
 }
 
 TEST(ParseCsv, CountsCellsWithoutANumberPerColumn) {
-    const CsvTable table = parse_csv("t,x\n1,\n2,n/a\n3,7\n4\n5,1e39\n6,nan\n7,0x10\n8,+4\n", "");
-    const CsvColumn& column = table.columns[1];
+    const NumberTable table =
+        parse_csv("t,x\n1,\n2,n/a\n3,7\n4\n5,1e39\n6,nan\n7,0x10\n8,+4\n", "");
+    const NumberColumn& column = table.columns[1];
     EXPECT_THAT(column.values,
                 ElementsAre(IsNan(), IsNan(), 7, IsNan(), IsNan(), IsNan(), IsNan(), 4));
     EXPECT_EQ(column.missing_count, 6U);

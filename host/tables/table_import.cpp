@@ -1,7 +1,8 @@
-#include "host/tables/csv_import.h"
+#include "host/tables/table_import.h"
 
+#include "host/tables/csv_reader.h"
+#include "host/tables/time_column.h"
 #include "host/tables/time_grid.h"
-#include "host/text/ascii.h"
 #include "host/text/failure.h"
 #include "host/text/join_texts.h"
 #include "host/text/nearest_text.h"
@@ -26,18 +27,12 @@ constexpr float NaN = std::numeric_limits<float>::quiet_NaN();
 // Jitter moves a row by less.
 constexpr double MAX_DRIFT_SAMPLES = 1.0;
 
-struct TimeUnit {
-    std::string_view name;
-    double per_second;
-};
-constexpr TimeUnit TIME_UNITS[] = {{"s", 1}, {"ms", 1e3}, {"us", 1e6}, {"µs", 1e6}};
-
-const CsvColumn& find_column(const CsvTable& table, const std::string& name,
-                             const std::string& source) {
-    const auto column = std::ranges::find(table.columns, name, &CsvColumn::name);
+const NumberColumn& column_named(const NumberTable& table, const std::string& name,
+                                 const std::string& source) {
+    const auto column = std::ranges::find(table.columns, name, &NumberColumn::name);
     if (column == table.columns.end()) {
         std::vector<std::string> known;
-        std::ranges::transform(table.columns, std::back_inserter(known), &CsvColumn::name);
+        std::ranges::transform(table.columns, std::back_inserter(known), &NumberColumn::name);
         const std::string hint = suggest_nearest(name, known);
         throw Failure(
             ExitCode::Usage,
@@ -47,66 +42,22 @@ const CsvColumn& find_column(const CsvTable& table, const std::string& name,
     return *column;
 }
 
-struct NameWithUnit {
-    std::string_view name;
-    std::string_view unit;
-};
-
-// "Time (ms)" is "Time" in "ms", a bare name is in seconds.
-NameWithUnit split_unit(std::string_view text) {
-    const std::size_t open = text.find_last_of("([");
-    if (open == std::string_view::npos || !(text.ends_with(')') || text.ends_with(']'))) {
-        return {text, "s"};
-    }
-    const std::size_t name_end = text.find_last_not_of(' ', open == 0 ? 0 : open - 1);
-    return {text.substr(0, name_end + 1), text.substr(open + 1, text.size() - open - 2)};
-}
-
-bool is_named_time(std::string_view text) {
-    std::string name(split_unit(text).name);
-    std::ranges::transform(name, name.begin(), to_lower);
-    return name == "time" || name == "t";
-}
-
-const CsvColumn* find_time_column(const CsvTable& table, const ImportOptions& options,
-                                  const std::string& source) {
+// Null where the rows are placed by a rate.
+const NumberColumn* find_time_column(const NumberTable& table, const ImportOptions& options,
+                                     const std::string& source) {
     if (options.time_column) {
-        return &find_column(table, *options.time_column, source);
+        return &column_named(table, *options.time_column, source);
     }
     if (options.sample_rate) {
         return nullptr;
     }
     const auto column = std::ranges::find_if(
-        table.columns, [](const CsvColumn& candidate) { return is_named_time(candidate.name); });
+        table.columns, [](const NumberColumn& candidate) { return is_named_time(candidate.name); });
     if (column == table.columns.end()) {
         throw Failure(ExitCode::Usage, fmt::format("{}: neither a sample rate nor a time", source),
                       {"give --rate HZ or --time COLUMN"});
     }
     return &*column;
-}
-
-std::vector<double> read_seconds(const CsvColumn& column, const std::string& source) {
-    const std::string_view unit = split_unit(column.name).unit;
-    const auto known = std::ranges::find(TIME_UNITS, unit, &TimeUnit::name);
-    if (known == std::end(TIME_UNITS)) {
-        throw Failure(ExitCode::Usage,
-                      fmt::format("{}: column '{}' is a time in '{}' (known: s, ms, us)", source,
-                                  column.name, unit));
-    }
-    if (column.missing_count > 0) {
-        throw Failure(
-            ExitCode::Input,
-            fmt::format("{}: row {}, column '{}': '{}' is no time (allowed: a number of "
-                        "{} with a decimal point)",
-                        source, column.first_missing_row, column.name, column.first_missing_text,
-                        unit),
-            {"leave the times aside with --rate HZ, or name their column: --time COLUMN"});
-    }
-    std::vector<double> seconds = column.values;
-    for (double& second : seconds) {
-        second /= known->per_second;
-    }
-    return seconds;
 }
 
 TimeGrid make_uniform_grid(double sample_rate, std::uint64_t row_count) {
@@ -123,7 +74,8 @@ std::string make_safe_name(std::string name) {
 }
 
 // The name of the set that a column becomes; another one than its own is told.
-std::string name_set(const CsvColumn& column, const std::string& source, ImportReport& report) {
+std::string choose_name(const NumberColumn& column, const std::string& source,
+                        ImportReport& report) {
     std::string name = make_safe_name(column.name);
     if (name != column.name) {
         report.infos.push_back(
@@ -145,14 +97,14 @@ void refuse_same_names(std::span<const SetOfColumns> sets, const std::string& so
     }
 }
 
-std::vector<SetOfColumns> choose_sets(const CsvTable& table, const ImportOptions& options,
-                                      const CsvColumn* time, const std::string& source,
+std::vector<SetOfColumns> choose_sets(const NumberTable& table, const ImportOptions& options,
+                                      const NumberColumn* time, const std::string& source,
                                       ImportReport& report) {
     if (!options.sets.empty()) {
         return options.sets;
     }
     std::vector<SetOfColumns> sets;
-    for (const CsvColumn& column : table.columns) {
+    for (const NumberColumn& column : table.columns) {
         if (&column == time) {
             continue;
         }
@@ -161,7 +113,7 @@ std::vector<SetOfColumns> choose_sets(const CsvTable& table, const ImportOptions
                                                   source, column.name));
             continue;
         }
-        sets.push_back({name_set(column, source, report), {column.name}});
+        sets.push_back({choose_name(column, source, report), {column.name}});
     }
     if (sets.empty()) {
         throw Failure(ExitCode::Input, fmt::format("{}: no column with numbers", source),
@@ -171,7 +123,7 @@ std::vector<SetOfColumns> choose_sets(const CsvTable& table, const ImportOptions
     return sets;
 }
 
-void report_missing_cells(const CsvColumn& column, const std::string& source,
+void report_missing_cells(const NumberColumn& column, const std::string& source,
                           ImportReport& report) {
     if (column.missing_count > 0) {
         report.warnings.push_back(fmt::format(
@@ -183,19 +135,19 @@ void report_missing_cells(const CsvColumn& column, const std::string& source,
 }
 
 // One line of samples: what the rows hold, NaN where the grid has no row.
-void place_column(const CsvColumn& column, const TimeGrid& grid, std::span<float> samples) {
+void place_column(const NumberColumn& column, const TimeGrid& grid, std::span<float> samples) {
     std::ranges::fill(samples, NaN);
     for (std::size_t row = grid.sample_of_row.size(); row-- > 0;) {
         samples[grid.sample_of_row[row]] = static_cast<float>(column.values[row]);
     }
 }
 
-void write_set(const SetOfColumns& set, const CsvTable& table, const TimeGrid& grid, DataTree& tree,
-               ObjectId group, const std::string& source, ImportReport& report) {
+void write_set(const SetOfColumns& set, const NumberTable& table, const TimeGrid& grid,
+               DataTree& tree, ObjectId group, const std::string& source, ImportReport& report) {
     std::vector<float> samples(set.columns.size() * grid.sample_count);
     const std::span<float> all(samples);
     for (std::size_t i = 0; i < set.columns.size(); ++i) {
-        const CsvColumn& column = find_column(table, set.columns[i], source);
+        const NumberColumn& column = column_named(table, set.columns[i], source);
         if (!column.holds_numbers()) {
             throw Failure(ExitCode::Input,
                           fmt::format("{}: column '{}' holds no number (first cell: '{}')", source,
@@ -213,7 +165,7 @@ void write_set(const SetOfColumns& set, const CsvTable& table, const TimeGrid& g
     report.sets.push_back(tree.path(id));
 }
 
-void report_grid(const CsvColumn& time, const TimeGrid& grid, const std::string& source,
+void report_grid(const NumberColumn& time, const TimeGrid& grid, const std::string& source,
                  ImportReport& report) {
     std::uint64_t shared_count = 0;
     std::size_t first_shared_row = 0;
@@ -293,11 +245,11 @@ SetOfColumns parse_set_of_columns(std::string_view text) {
     return set;
 }
 
-ImportReport import_table(const CsvTable& table, const ImportOptions& options, DataTree& tree,
+ImportReport import_table(const NumberTable& table, const ImportOptions& options, DataTree& tree,
                           const std::string& source) {
     refuse_bad_options(options, source);
     ImportReport report;
-    const CsvColumn* time = find_time_column(table, options, source);
+    const NumberColumn* time = find_time_column(table, options, source);
     const TimeGrid grid = time != nullptr
                               ? place_on_grid(read_seconds(*time, source), source)
                               : make_uniform_grid(*options.sample_rate, table.row_count);

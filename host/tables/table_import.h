@@ -1,7 +1,7 @@
 // Data sets from the columns of a table.
 #pragma once
 
-#include "host/tables/csv_table.h"
+#include "host/tables/number_table.h"
 #include "host/tree/data_tree.h"
 
 #include <cstdint>
@@ -42,15 +42,14 @@ SetOfColumns parse_set_of_columns(std::string_view text);
 // attributes SampleRate and StartTime (s), in a group with SampleRate and NumSamples,
 // all of them floats.
 //
-// With neither a sample rate nor a time column, a column named time or t (in either
-// case, with its unit or without) is taken as the time. The time's unit, s when the
-// column names none, may be s, ms or us in brackets. Rows are placed on a uniform
+// With neither a sample rate nor a time column, the first column that is named as a time
+// (time_column.h) is taken as it. Rows are placed on a uniform
 // grid (time_grid.h); samples without a row are NaN. Of rows that share a sample the
 // first one stays.
 //
 // Throws a Failure of usage for a column, rate or name that cannot be, of the input
 // for times that cannot be placed and for columns without any number.
-ImportReport import_table(const CsvTable& table, const ImportOptions& options, DataTree& tree,
+ImportReport import_table(const NumberTable& table, const ImportOptions& options, DataTree& tree,
                           const std::string& source);
 
 } // namespace talvora::host

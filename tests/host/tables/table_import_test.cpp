@@ -1,4 +1,5 @@
-#include "host/tables/csv_import.h"
+#include "host/tables/csv_reader.h"
+#include "host/tables/table_import.h"
 #include "host/text/failure.h"
 #include "host/tree/memory_tree.h"
 

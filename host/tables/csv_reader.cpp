@@ -1,0 +1,159 @@
+#include "host/tables/csv_reader.h"
+
+#include "host/text/failure.h"
+#include "host/text/quote_word.h"
+#include "host/text/utf8.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csv.h>
+#include <exception>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <span>
+#include <sstream>
+
+namespace talvora::host {
+namespace {
+
+constexpr std::string_view HDF5_SIGNATURE = "\x89HDF\r\n\x1A\n";
+
+using Row = std::vector<std::string>;
+using RowReceiver = std::function<void(const Row&)>;
+
+// What the parser's two callbacks share. An exception waits here until the parser,
+// which is C, has returned.
+struct RowCollector {
+    Row row;
+    RowReceiver receive;
+    std::exception_ptr failure;
+
+    static void add_field(void* text, std::size_t length, void* self) {
+        static_cast<RowCollector*>(self)->row.emplace_back(static_cast<const char*>(text), length);
+    }
+    static void end_row(int, void* self) {
+        auto* collector = static_cast<RowCollector*>(self);
+        try {
+            if (!collector->failure) {
+                collector->receive(collector->row);
+            }
+        } catch (...) {
+            collector->failure = std::current_exception();
+        }
+        collector->row.clear();
+    }
+};
+
+void for_each_row(std::string_view text, char delimiter, const std::string& source,
+                  RowReceiver receive) {
+    csv_parser parser;
+    csv_init(&parser, CSV_STRICT | CSV_STRICT_FINI);
+    const std::unique_ptr<csv_parser, decltype(&csv_free)> cleanup(&parser, &csv_free);
+    csv_set_delim(&parser, static_cast<unsigned char>(delimiter));
+    RowCollector collector{{}, std::move(receive), {}};
+    const std::size_t parsed = csv_parse(&parser, text.data(), text.size(), RowCollector::add_field,
+                                         RowCollector::end_row, &collector);
+    if (parsed != text.size()) {
+        throw Failure(ExitCode::Input,
+                      fmt::format("{}: a double quote inside a field at byte {}", source, parsed),
+                      {"a field with double quotes stands in double quotes, its own doubled"});
+    }
+    if (csv_fini(&parser, RowCollector::add_field, RowCollector::end_row, &collector) != 0) {
+        throw Failure(ExitCode::Input,
+                      fmt::format("{}: the text ends inside a quoted field", source));
+    }
+    if (collector.failure) {
+        std::rethrow_exception(collector.failure);
+    }
+}
+
+// The first row without what stands in double quotes.
+std::string unquoted_names(std::string_view text) {
+    std::string names;
+    bool is_quoted = false;
+    for (const char c : text) {
+        if (!is_quoted && (c == '\r' || c == '\n')) {
+            break;
+        }
+        is_quoted ^= c == '"';
+        if (!is_quoted) {
+            names += c;
+        }
+    }
+    return names;
+}
+
+char detect_delimiter(std::string_view text) {
+    constexpr std::array<char, 3> CANDIDATES = {',', ';', '\t'};
+    const std::string names = unquoted_names(text);
+    return *std::ranges::max_element(
+        CANDIDATES, {}, [&](char candidate) { return std::ranges::count(names, candidate); });
+}
+
+// The fields of a row of so many columns: a delimiter at its end makes none.
+std::span<const std::string> cells_of(const Row& row, std::size_t column_count) {
+    const bool ends_with_delimiter = row.size() == column_count + 1 && row.back().empty();
+    return std::span(row).first(ends_with_delimiter ? column_count : row.size());
+}
+
+// A file that holds something else, told before it is taken for a faulty table.
+void refuse_other_formats(std::string_view text, const std::string& source) {
+    if (text.starts_with("\xFF\xFE") || text.starts_with("\xFE\xFF")) {
+        throw Failure(ExitCode::Input, fmt::format("{}: UTF-16 text, UTF-8 is read", source),
+                      {"save it as UTF-8"});
+    }
+    if (text.starts_with(HDF5_SIGNATURE)) {
+        throw Failure(ExitCode::Input, fmt::format("{}: an HDF5 file, no CSV file", source),
+                      {"what it holds: talvora-host tree " + quote_word(source)});
+    }
+}
+
+} // namespace
+
+NumberTable parse_csv(std::string_view text, const std::string& source) {
+    refuse_other_formats(text, source);
+    text = skip_byte_order_mark(text);
+    NumberTable table;
+    for_each_row(text, detect_delimiter(text), source, [&](const Row& row) {
+        if (table.columns.empty()) {
+            table = make_table(row, source);
+        } else {
+            add_row(table, cells_of(row, table.columns.size()), source);
+        }
+    });
+    if (table.row_count == 0) {
+        throw Failure(ExitCode::Input,
+                      fmt::format("{}: {}", source,
+                                  table.columns.empty() ? "empty" : "no row below the names"));
+    }
+    return table;
+}
+
+NumberTable read_csv(const std::filesystem::path& file) {
+    std::error_code ignored;
+    if (std::filesystem::is_directory(file, ignored)) {
+        throw Failure(ExitCode::Input, fmt::format("{}: a folder, no CSV file", file.string()));
+    }
+    std::ifstream stream(file, std::ios::binary);
+    if (!stream) {
+        const std::error_code reason(errno, std::generic_category());
+        throw Failure(ExitCode::Input, fmt::format("{}: {}", file.string(), reason.message()));
+    }
+    std::ostringstream text;
+    text << stream.rdbuf();
+    return parse_csv(text.view(), file.string());
+}
+
+std::vector<std::string> split_csv_row(std::string_view row, char delimiter) {
+    Row fields;
+    for_each_row(row, delimiter, std::string(row), [&](const Row& parsed) {
+        fields.insert(fields.end(), parsed.begin(), parsed.end());
+    });
+    return fields;
+}
+
+} // namespace talvora::host

@@ -1,0 +1,68 @@
+#include "host/tables/time_column.h"
+
+#include "host/text/ascii.h"
+#include "host/text/failure.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <iterator>
+#include <string_view>
+
+namespace talvora::host {
+namespace {
+
+struct TimeUnit {
+    std::string_view name;
+    double per_second;
+};
+constexpr TimeUnit TIME_UNITS[] = {{"s", 1}, {"ms", 1e3}, {"us", 1e6}, {"µs", 1e6}};
+
+struct NameWithUnit {
+    std::string_view name;
+    std::string_view unit;
+};
+
+// "Time (ms)" is "Time" in "ms", a bare name is in seconds.
+NameWithUnit split_unit(std::string_view text) {
+    const std::size_t open = text.find_last_of("([");
+    if (open == std::string_view::npos || !(text.ends_with(')') || text.ends_with(']'))) {
+        return {text, "s"};
+    }
+    const std::size_t name_end = text.find_last_not_of(' ', open == 0 ? 0 : open - 1);
+    return {text.substr(0, name_end + 1), text.substr(open + 1, text.size() - open - 2)};
+}
+
+} // namespace
+
+bool is_named_time(std::string_view text) {
+    std::string name(split_unit(text).name);
+    std::ranges::transform(name, name.begin(), to_lower);
+    return name == "time" || name == "t";
+}
+
+std::vector<double> read_seconds(const NumberColumn& column, const std::string& source) {
+    const std::string_view unit = split_unit(column.name).unit;
+    const auto known = std::ranges::find(TIME_UNITS, unit, &TimeUnit::name);
+    if (known == std::end(TIME_UNITS)) {
+        throw Failure(ExitCode::Usage,
+                      fmt::format("{}: column '{}' is a time in '{}' (known: s, ms, us)", source,
+                                  column.name, unit));
+    }
+    if (column.missing_count > 0) {
+        throw Failure(
+            ExitCode::Input,
+            fmt::format("{}: row {}, column '{}': '{}' is no time (allowed: a number of "
+                        "{} with a decimal point)",
+                        source, column.first_missing_row, column.name, column.first_missing_text,
+                        unit),
+            {"leave the times aside with --rate HZ, or name their column: --time COLUMN"});
+    }
+    std::vector<double> seconds = column.values;
+    for (double& second : seconds) {
+        second /= known->per_second;
+    }
+    return seconds;
+}
+
+} // namespace talvora::host

@@ -1,0 +1,56 @@
+#include "host/tables/time_column.h"
+#include "host/text/failure.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace talvora::host {
+namespace {
+
+using testing::ElementsAre;
+
+NumberColumn make_column(const std::string& name, std::vector<double> values) {
+    return {.name = name, .values = std::move(values), .first_missing_text = {}};
+}
+
+std::string failure_of(const NumberColumn& column, ExitCode code) {
+    try {
+        read_seconds(column, "walk.csv");
+    } catch (const Failure& failure) {
+        EXPECT_EQ(failure.code(), code);
+        return failure.what();
+    }
+    return "none";
+}
+
+TEST(IsNamedTime, KnowsTimeInEitherCaseWithAUnitOrWithout) {
+    for (const char* name : {"time", "Time", "TIME (ms)", "t", "T [s]", "t(us)", "time  (s)"}) {
+        EXPECT_TRUE(is_named_time(name)) << name;
+    }
+    for (const char* name : {"", "times", "Zeit", "(s)", "time s", "x (time)", "tt"}) {
+        EXPECT_FALSE(is_named_time(name)) << name;
+    }
+}
+
+TEST(ReadSeconds, TakesTheUnitFromTheName) {
+    EXPECT_THAT(read_seconds(make_column("t", {0.5, 2}), ""), ElementsAre(0.5, 2));
+    EXPECT_THAT(read_seconds(make_column("t (s)", {0.5, 2}), ""), ElementsAre(0.5, 2));
+    EXPECT_THAT(read_seconds(make_column("clock [ms]", {500, 2}), ""), ElementsAre(0.5, 0.002));
+    EXPECT_THAT(read_seconds(make_column("t (us)", {500}), ""), ElementsAre(0.0005));
+    EXPECT_THAT(read_seconds(make_column("t (\xC2\xB5s)", {500}), ""), ElementsAre(0.0005));
+}
+
+TEST(ReadSeconds, RefusesOtherUnitsAndMissingTimes) {
+    EXPECT_EQ(failure_of(make_column("Time (h)", {1}), ExitCode::Usage),
+              "walk.csv: column 'Time (h)' is a time in 'h' (known: s, ms, us)");
+    NumberColumn column = make_column("t", {0, 1});
+    column.missing_count = 1;
+    column.first_missing_row = 3;
+    column.first_missing_text = "x";
+    EXPECT_EQ(failure_of(column, ExitCode::Input),
+              "walk.csv: row 3, column 't': 'x' is no time (allowed: a number of s with a decimal "
+              "point)");
+}
+
+} // namespace
+} // namespace talvora::host
