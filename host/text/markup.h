@@ -6,7 +6,7 @@
 
 namespace talvora::host {
 
-// Between tags, not within them. Control characters, which XML does not allow, become spaces.
+// Between tags, not within them. Control characters, few of which XML allows, become spaces.
 std::string escape_markup(std::string_view text);
 
 } // namespace talvora::host

@@ -8,7 +8,7 @@
 
 namespace talvora::host {
 
-// True for a byte that begins a code point, and for every byte of ASCII.
+// False for the bytes that a code point goes on with, 80 to BF, true for all others.
 constexpr bool begins_code_point(char byte) {
     return (static_cast<unsigned char>(byte) & 0xC0) != 0x80;
 }
