@@ -32,7 +32,7 @@ fs::path folder_of(const fs::path& file) {
 }
 
 // The folder itself, or the nearest one above it that is there.
-fs::path find_existing(fs::path folder) {
+fs::path nearest_existing(fs::path folder) {
     std::error_code error;
     while (!fs::exists(folder, error) && folder.has_relative_path()) {
         folder = folder_of(folder);
@@ -119,7 +119,7 @@ void check_destination(const fs::path& destination, const WriteOptions& options)
     if (fs::exists(status) && access(destination.c_str(), W_OK) != 0) {
         fail(destination, "cannot be written");
     }
-    const fs::path found = options.make_folder ? find_existing(folder) : folder;
+    const fs::path found = options.make_folder ? nearest_existing(folder) : folder;
     if (!fs::is_directory(found, error)) {
         throw Failure(ExitCode::Output,
                       fmt::format("{}: no folder '{}'", destination.string(), found.string()),

@@ -15,8 +15,9 @@ namespace talvora::host {
 
 SharedLibrary::SharedLibrary(const std::filesystem::path& file)
     : library_(LoadLibraryW(std::filesystem::absolute(file).c_str())) {
-    if (library_ == nullptr)
+    if (library_ == nullptr) {
         throw std::runtime_error(std::system_category().message(static_cast<int>(GetLastError())));
+    }
 }
 
 void* SharedLibrary::find(const char* name) const {
@@ -31,8 +32,9 @@ void SharedLibrary::Unload::operator()(void* library) const {
 
 SharedLibrary::SharedLibrary(const std::filesystem::path& file)
     : library_(dlopen(std::filesystem::absolute(file).c_str(), RTLD_NOW | RTLD_LOCAL)) {
-    if (library_ == nullptr)
+    if (library_ == nullptr) {
         throw std::runtime_error(dlerror());
+    }
 }
 
 void* SharedLibrary::find(const char* name) const {

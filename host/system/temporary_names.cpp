@@ -43,8 +43,9 @@ bool is_dead(long process) {
     const HANDLE handle =
         OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, static_cast<DWORD>(process));
     const DWORD error = GetLastError();
-    if (handle != nullptr)
+    if (handle != nullptr) {
         CloseHandle(handle);
+    }
     return handle == nullptr && error == ERROR_INVALID_PARAMETER;
 }
 
@@ -66,14 +67,15 @@ bool is_dead(long process) {
 
 #endif
 
-// Nothing when the name is not one that this machine gave to a temporary file.
+// The process. Nothing when the name is not one that this machine gave to a temporary file.
 std::optional<long> find_owner(std::string_view name) {
     const std::string host = fmt::format(".{}.", host_name());
     const std::size_t tail = RANDOM_LENGTH + 1 + TEMPORARY_SUFFIX.size();
     const std::size_t host_at = name.rfind(host);
     if (!name.ends_with(TEMPORARY_SUFFIX) || host_at == std::string_view::npos ||
-        host_at + host.size() + tail >= name.size())
+        host_at + host.size() + tail >= name.size()) {
         return std::nullopt;
+    }
     name.remove_suffix(tail);
     return parse_number<int>(name.substr(host_at + host.size()));
 }
@@ -89,8 +91,9 @@ void sweep_dead_files(const fs::path& folder) {
     std::error_code ignored;
     for (const auto& entry : fs::directory_iterator(folder, ignored)) {
         const std::optional<long> owner = find_owner(entry.path().filename().string());
-        if (owner && *owner > 0 && is_dead(*owner))
+        if (owner && *owner > 0 && is_dead(*owner)) {
             fs::remove_all(entry.path(), ignored);
+        }
     }
 }
 

@@ -8,11 +8,11 @@
 
 namespace talvora::host {
 
-// .STEM.HOST.PID.XXXXXX.talvora-tmp, of this process. The machine stands in the name because
-// a folder may be shared by several, each with processes of its own.
 constexpr std::string_view TEMPORARY_SUFFIX = ".talvora-tmp";
 
-// `random`: the six letters that make it the only one. A long stem is cut.
+// .STEM.HOST.PID.XXXXXX.talvora-tmp, of this process. The machine stands in the name because
+// a folder may be shared by several, each with processes of its own. `random`: the six letters
+// that make it the only one. A long stem is cut.
 std::string make_temporary_name(const std::string& stem, std::string_view random);
 
 // Removes what dead processes of this machine left in the folder, as far as that is possible.

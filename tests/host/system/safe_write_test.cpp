@@ -1,17 +1,14 @@
-#include "host/system/pending_cleanup.h"
 #include "host/system/safe_write.h"
 #include "host/text/failure.h"
+#include "tests/host/system/child_process.h"
 #include "tests/host/temporary_folder.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <csignal>
-#include <fcntl.h>
 #include <functional>
 #include <string>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace talvora::host {
@@ -27,21 +24,6 @@ ExitCode code_of(const std::function<void()>& work) {
         return failure.code();
     }
     return ExitCode::Done;
-}
-
-// The exit code of a process that does the work.
-int exit_code_of(const std::function<void()>& work) {
-    const pid_t child = fork();
-    if (child == 0) {
-        // The message of a handler belongs to the test, not on its error stream.
-        const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
-        dup2(nowhere, STDERR_FILENO);
-        work();
-        _exit(0);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 mode_t mode_of(const fs::path& file) {
@@ -178,31 +160,6 @@ TEST(PendingFile, TakesNamesAsLongAsTheFileSystemDoes) {
     EXPECT_TRUE(folder.names().contains(name));
     EXPECT_EQ(folder.names().size(), 1U);
 }
-
-class CleanUpOnSignals : public testing::TestWithParam<std::pair<int, int>> {};
-
-TEST_P(CleanUpOnSignals, RemovesPendingFilesAndTellsBySignal) {
-    const int signal_number = GetParam().first;
-    const int exit_code = GetParam().second;
-    const TemporaryFolder folder;
-    write_file(folder / "walk.h5", "old");
-    EXPECT_EQ(exit_code_of([&] {
-                  // A sanitizer's own handlers would stay.
-                  std::signal(signal_number, SIG_DFL);
-                  clean_up_on_signals();
-                  const PendingFile pending(folder / "walk.h5", {.replace = true});
-                  std::raise(signal_number);
-              }),
-              exit_code);
-    EXPECT_THAT(folder.names(), ElementsAre("walk.h5"));
-    EXPECT_EQ(read_file(folder / "walk.h5"), "old");
-}
-
-INSTANTIATE_TEST_SUITE_P(Signals, CleanUpOnSignals,
-                         testing::Values(std::pair{SIGINT, 130}, std::pair{SIGTERM, 143},
-                                         std::pair{SIGHUP, 129}, std::pair{SIGPIPE, 141},
-                                         std::pair{SIGSEGV, 4}, std::pair{SIGFPE, 4},
-                                         std::pair{SIGABRT, 4}));
 
 TEST(RefuseSameFile, KnowsAFileByAnyOfItsPaths) {
     const TemporaryFolder folder;
