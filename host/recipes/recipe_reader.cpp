@@ -235,7 +235,7 @@ Recipe read_recipe(std::string_view text, std::string_view file,
                    std::span<const std::string> settings, const PluginLibrary& library) {
     RecipeProblems problems(file);
     std::vector<YamlProblem> yaml_problems;
-    const auto root = read_yaml(text, yaml_problems);
+    const auto root = parse_yaml(text, yaml_problems);
     for (const auto& [place, what, hint] : yaml_problems) {
         problems.add(place, what, hint);
     }

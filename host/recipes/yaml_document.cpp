@@ -1,6 +1,6 @@
 #include "host/recipes/yaml_document.h"
 
-#include "host/text/ascii.h"
+#include "host/recipes/yaml_lines.h"
 #include "host/text/utf8.h"
 
 #include <fmt/format.h>
@@ -19,83 +19,9 @@ namespace {
 using Problems = std::vector<YamlProblem>;
 using Kind = YamlNode::Kind;
 
-// ---------------------------------------------------------------------------
-// The text before it is parsed
-
-// Every line, the last one too, ends in a single line feed.
-std::string with_plain_line_ends(std::string_view text) {
-    text = skip_byte_order_mark(text);
-    std::string plain;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] != '\r') {
-            plain += text[i];
-        } else if (i + 1 == text.size() || text[i + 1] != '\n') {
-            plain += '\n';
-        }
-    }
-    if (!plain.ends_with('\n')) {
-        plain += '\n';
-    }
-    return plain;
-}
-
-// The lines of a text, and where a byte of it stands.
-class TextLines {
-  public:
-    explicit TextLines(std::string_view text) {
-        for (std::size_t end = 0; end != std::string_view::npos;) {
-            end = text.find('\n');
-            lines_.push_back(text.substr(0, end));
-            text.remove_prefix(std::min(text.size(), lines_.back().size() + 1));
-        }
-    }
-
-    const std::vector<std::string_view>& all() const { return lines_; }
-
-    // Both counted from 0, the column in bytes. What is past the end is the end.
-    YamlPlace find(std::size_t line, std::size_t column) const {
-        line = std::min(line, lines_.size() - 1);
-        return {line + 1, count_code_points(lines_[line].substr(0, column)) + 1};
-    }
-    YamlPlace find(const YAML::Mark& mark) const {
-        return find(static_cast<std::size_t>(std::max(mark.line, 0)),
-                    static_cast<std::size_t>(std::max(mark.column, 0)));
-    }
-
-  private:
-    std::vector<std::string_view> lines_;
-};
-
-bool is_misplaced(char c) {
-    return is_control(c) && c != '\t';
-}
-
-// True when the text can be parsed. Reports the first byte of a kind that has no place in
-// it, and every line that is indented by tabs.
-bool check_lines(const TextLines& lines, Problems& problems) {
-    const std::size_t known_count = problems.size();
-    for (std::size_t i = 0; i < lines.all().size(); ++i) {
-        const std::string_view line = lines.all()[i];
-        if (const auto at = find_invalid_utf8(line)) {
-            problems.push_back({lines.find(i, *at),
-                                fmt::format("the byte {:#04x} is no UTF-8", line[*at] & 0xFF),
-                                "save the file as UTF-8"});
-            return false;
-        }
-        if (const auto found = std::ranges::find_if(line, is_misplaced); found != line.end()) {
-            const auto at = static_cast<std::size_t>(found - line.begin());
-            problems.push_back({lines.find(i, at),
-                                fmt::format("the byte {:#04x} has no place in a text", *found),
-                                ""});
-            return false;
-        }
-        const auto tab = line.substr(0, line.find_first_not_of(" \t")).find('\t');
-        if (tab != std::string_view::npos) {
-            problems.push_back({lines.find(i, tab), "a tab in the blanks that a line begins with",
-                                "indent by blanks"});
-        }
-    }
-    return problems.size() == known_count;
+YamlPlace place_of(const YAML::Mark& mark, const TextLines& lines) {
+    return lines.find(static_cast<std::size_t>(std::max(mark.line, 0)),
+                      static_cast<std::size_t>(std::max(mark.column, 0)));
 }
 
 // The parser leaves the escapes \_ and \N, U+00A0 and U+0085, as single bytes, and what it reads is
@@ -134,7 +60,8 @@ class NodeBuilder : public YAML::EventHandler {
         add(make_node(Kind::Null, mark, "", anchor));
     }
     void OnAlias(const YAML::Mark& mark, YAML::anchor_t /*anchor*/) override {
-        problems_.push_back({lines_.find(mark), "an alias ('*') is not taken", "write it out"});
+        problems_.push_back(
+            {place_of(mark, lines_), "an alias ('*') is not taken", "write it out"});
         add(make_node(Kind::Broken, mark, "", YAML::NullAnchor));
     }
     void OnScalar(const YAML::Mark& mark, const std::string& tag, YAML::anchor_t anchor,
@@ -164,7 +91,7 @@ class NodeBuilder : public YAML::EventHandler {
                        YAML::anchor_t anchor) {
         YamlNode node;
         node.kind = kind;
-        node.place = lines_.find(mark);
+        node.place = place_of(mark, lines_);
         if (anchor != YAML::NullAnchor) {
             problems_.push_back({node.place, "an anchor ('&') is not taken", ""});
         }
@@ -239,7 +166,7 @@ constexpr std::pair<std::string_view, std::string_view> PARSER_HINTS[] = {
     {"end of sequence not found", "the '-' of one list stand in the same column"},
 };
 
-std::string find_hint(const std::string& message, std::string_view line) {
+std::string hint_for(const std::string& message, std::string_view line) {
     if (message.ends_with("flow not found") && line.find("${") != std::string_view::npos) {
         return "between [ ] or { } a value with ${name} stands in quotes";
     }
@@ -248,14 +175,14 @@ std::string find_hint(const std::string& message, std::string_view line) {
     return row == std::end(PARSER_HINTS) ? "" : std::string(row->second);
 }
 
-YamlProblem explain(const YAML::ParserException& error, const TextLines& lines) {
-    const YamlPlace place = lines.find(error.mark);
+YamlProblem make_problem(const YAML::ParserException& error, const TextLines& lines) {
+    const YamlPlace place = place_of(error.mark, lines);
     // The line behind the last one is the end mark.
     if (place.line >= lines.all().size()) {
         return {place, "a quoted text or a bracket is not closed before the end", ""};
     }
     return {place, fmt::format("no YAML: {}", error.msg),
-            find_hint(error.msg, lines.all()[place.line - 1])};
+            hint_for(error.msg, lines.all()[place.line - 1])};
 }
 
 // Notes where a document begins, and that it does.
@@ -275,7 +202,7 @@ std::optional<YamlNode> parse(const std::string& text, const TextLines& lines, P
     Problems ignored;
     DocumentFinder next(lines, ignored);
     if (parser.HandleNextDocument(next)) {
-        problems.push_back({lines.find(next.start), "a second document begins here", ""});
+        problems.push_back({place_of(next.start, lines), "a second document begins here", ""});
     }
     return builder.take_root();
 }
@@ -297,7 +224,7 @@ std::string describe_node(const YamlNode& node) {
     return "nothing";
 }
 
-std::optional<YamlNode> read_yaml(std::string_view text, Problems& problems) {
+std::optional<YamlNode> parse_yaml(std::string_view text, Problems& problems) {
     if (text.size() > MAX_YAML_BYTES) {
         problems.push_back({{}, fmt::format("more than {} bytes", MAX_YAML_BYTES), ""});
         return std::nullopt;
@@ -310,10 +237,10 @@ std::optional<YamlNode> read_yaml(std::string_view text, Problems& problems) {
     try {
         return parse(plain, lines, problems);
     } catch (const TooDeep& deep) {
-        problems.push_back(
-            {lines.find(deep.mark), fmt::format("nested more than {} deep", MAX_YAML_DEPTH), ""});
+        problems.push_back({place_of(deep.mark, lines),
+                            fmt::format("nested more than {} deep", MAX_YAML_DEPTH), ""});
     } catch (const YAML::ParserException& error) {
-        problems.push_back(explain(error, lines));
+        problems.push_back(make_problem(error, lines));
     }
     return std::nullopt;
 }

@@ -2,7 +2,8 @@
 // anchor, an alias, a tag or a second document is a problem, not a surprise.
 #pragma once
 
-#include <compare>
+#include "host/recipes/yaml_problem.h"
+
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -15,14 +16,6 @@ namespace talvora::host {
 // garbage from taking long or using up the stack.
 constexpr std::size_t MAX_YAML_BYTES = std::size_t{1} << 20;
 constexpr std::size_t MAX_YAML_DEPTH = 16;
-
-// Counted from 1, columns in characters.
-struct YamlPlace {
-    std::size_t line = 1;
-    std::size_t column = 1;
-    // NOLINTNEXTLINE(modernize-use-nullptr): no pointer, a comparison with 0 by the compiler
-    friend auto operator<=>(const YamlPlace&, const YamlPlace&) = default;
-};
 
 struct YamlNode {
     enum class Kind { Null, Scalar, List, Map, Broken }; // Broken: reported already
@@ -39,15 +32,9 @@ struct YamlNode {
 // For messages: "a list", "'x'", "the text '5'" when it stands in quotes, "nothing".
 std::string describe_node(const YamlNode& node);
 
-struct YamlProblem {
-    YamlPlace place;
-    std::string text;
-    std::string hint; // may be empty
-};
-
 // UTF-8 with or without a byte order mark, lines ending in any way. What is wrong is
 // appended to the problems; the node then holds what can still be looked at. Nothing when
 // the text holds no document, or none that can be read.
-std::optional<YamlNode> read_yaml(std::string_view text, std::vector<YamlProblem>& problems);
+std::optional<YamlNode> parse_yaml(std::string_view text, std::vector<YamlProblem>& problems);
 
 } // namespace talvora::host
