@@ -10,13 +10,10 @@ namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::SizeIs;
 
 using RecipeReader = RecipeTest;
-using RecipeValues = RecipeTest;
 using RecipeProblemList = RecipeTest;
-using Integers = std::vector<std::int64_t>;
 
 TEST_F(RecipeReader, ReadsStepsInOrder) {
     const Recipe recipe = read("description: Two steps\n"
@@ -61,102 +58,6 @@ TEST_F(RecipeReader, TellsOfAFileThatCannotBeRead) {
             EXPECT_EQ(failure.code(), ExitCode::Input);
         }
     }
-}
-
-// ---------------------------------------------------------------------------
-
-TEST_F(RecipeValues, AreReadAsTheirDeclaredTypes) {
-    const Recipe recipe = read("steps:\n"
-                               "  - unit: apply-set-butterworth\n"
-                               "    parameters:\n"
-                               "      SourceSets: [G/a, 'G/b c', 7]\n"
-                               "      ScanRecursive: true\n"
-                               "      CutoffFrequency: 1.25e1\n"
-                               "      Order: 4\n"
-                               "  - unit: apply-set-opposite\n"
-                               "    parameters:\n"
-                               "      Components:\n"
-                               "        - 2\n"
-                               "        - -1\n");
-    EXPECT_EQ(value_of<Texts>(recipe, "SourceSets"), (Texts{"G/a", "G/b c", "7"}));
-    EXPECT_TRUE(value_of<bool>(recipe, "ScanRecursive"));
-    EXPECT_EQ(value_of<double>(recipe, "CutoffFrequency"), 12.5);
-    EXPECT_EQ(value_of<std::int64_t>(recipe, "Order"), 4);
-    EXPECT_EQ(value_of<Integers>(recipe, "Components", 1), (Integers{2, -1}));
-}
-
-TEST_F(RecipeValues, OfATextAreTakenAsTheyStand) {
-    for (const char* text : {"5", "007", "true", "1e3", "no", "a b",
-                             "gr\xC3\xBC\xC3\x9F"
-                             "e"}) {
-        const Recipe recipe = read(with_parameters("      SourceGroup: " + std::string(text)));
-        EXPECT_EQ(value_of<std::string>(recipe, "SourceGroup"), text);
-    }
-}
-
-TEST_F(RecipeValues, OfAListCanBeNone) {
-    const Recipe recipe = read(with_parameters("      SourceSets: []\n      Components: []\n"));
-    EXPECT_THAT(value_of<Texts>(recipe, "SourceSets"), IsEmpty());
-    EXPECT_THAT(value_of<Integers>(recipe, "Components"), IsEmpty());
-}
-
-TEST_F(RecipeValues, DoNotDependOnTheLocale) {
-    const CommaLocale locale;
-    const Recipe recipe =
-        read(with_parameters("      HintMaxGapLength: 0.5\n", "apply-set-fill-gap"));
-    EXPECT_EQ(value_of<double>(recipe, "HintMaxGapLength"), 0.5);
-    EXPECT_THAT(problems_of(with_parameters("      HintMaxGapLength: 0,5\n", "apply-set-fill-gap")),
-                SizeIs(1));
-}
-
-TEST_F(RecipeValues, OfAnotherTypeAreProblems) {
-    for (const char* line : {"Axis: 1.0",
-                             "Axis: x",
-                             "Axis: '1'",
-                             "Axis: 9223372036854775808",
-                             "Axis: [1]",
-                             "Axis: {}",
-                             "Axis: ~",
-                             "Axis:",
-                             "Axis: 0x10",
-                             "Axis: 1_000",
-                             "Axis: +1",
-                             "ScanRecursive: yes",
-                             "ScanRecursive: True",
-                             "ScanRecursive: 1",
-                             "ScanRecursive: \"true\"",
-                             "SourceSets: G/a",
-                             "SourceSets: {a: b}",
-                             "SourceSets: ~",
-                             "SourceSets: [[a]]",
-                             "SourceSets: [~]",
-                             "Components: 1",
-                             "Components: [a]",
-                             "Components: [1.5]",
-                             "Components: ['1']",
-                             "SourceGroup: [a]",
-                             "SourceGroup: ~",
-                             "SourceGroup: {a: b}",
-                             "SourceGroup: \"a\\0b\""}) {
-        EXPECT_THAT(problems_of(with_parameters("      " + std::string(line) + "\n")), SizeIs(1))
-            << line;
-    }
-}
-
-TEST_F(RecipeValues, ShowWhatIsWrongWithThem) {
-    EXPECT_EQ(problems_of(with_parameters("      Axis: last\n")),
-              Texts{"r.yaml:4:13: parameter 'Axis' cannot be 'last' (allowed: a whole number of "
-                    "64 bits)"});
-    EXPECT_EQ(problems_of(with_parameters("      Axis: '1'\n")),
-              Texts{"r.yaml:4:13: parameter 'Axis' cannot be the text '1' (allowed: a whole number "
-                    "of 64 bits)"});
-    EXPECT_EQ(hint_for(with_parameters("      Axis: '1'\n")), "without the quotes: 1");
-    EXPECT_EQ(problems_of(with_parameters("      Components:\n        - 1\n        - b\n")),
-              Texts{"r.yaml:6:11: parameter 'Components' cannot be 'b' (allowed: a whole number of "
-                    "64 bits)"});
-    EXPECT_THAT(hint_for(with_parameters("      SourceSets: G/a\n")), HasSubstr("[a, b]"));
-    EXPECT_EQ(problems_of(with_parameters("      SourceGroup:\n      Axis: 1\n")),
-              Texts{"r.yaml:4:7: parameter 'SourceGroup' cannot be nothing (allowed: a text)"});
 }
 
 // ---------------------------------------------------------------------------
@@ -238,24 +139,6 @@ TEST_F(RecipeProblemList, SaysNothingMoreOfAnAlias) {
     EXPECT_EQ(problems_of("description: &a G\n" + with_parameters("      SourceGroup: *a\n")),
               (Texts{"r.yaml:1:14: an anchor ('&') is not taken",
                      "r.yaml:5:20: an alias ('*') is not taken"}));
-}
-
-TEST_F(RecipeProblemList, ShowsLongAndOddTextsSafely) {
-    const Texts problems = problems_of(with_parameters(
-        "      Axis: \"\\e[31mred\"\n      Components: [" + std::string(100'000, 'x') + "]\n"));
-    ASSERT_THAT(problems, SizeIs(2));
-    EXPECT_THAT(problems[0], HasSubstr("the text '?[31mred'"));
-    EXPECT_LT(problems[1].size(), 600U);
-}
-
-TEST_F(RecipeProblemList, IsCutAfterAHundred) {
-    std::string text = "steps: [{unit: apply-set-rectify}]\n";
-    for (int i = 0; i < 250; ++i) {
-        text += "key" + std::to_string(i) + ": 1\n";
-    }
-    const Texts problems = problems_of(text);
-    ASSERT_THAT(problems, SizeIs(101));
-    EXPECT_EQ(problems.back(), "r.yaml: 150 further problems");
 }
 
 } // namespace
