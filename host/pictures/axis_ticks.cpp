@@ -12,7 +12,7 @@ constexpr int MOST_STEPS = 7;
 constexpr double NARROWEST_PART = 1e-9;
 
 // Ten digits leave the rounding errors of a multiple away.
-std::string write_value(double value) {
+std::string format_value(double value) {
     std::string text = fmt::format("{:.10g}", value);
     return text.starts_with('-') ? "\u2212" + text.substr(1) : text;
 }
@@ -39,7 +39,7 @@ std::vector<AxisTick> place_linear(const AxisRange& range) {
         // The sum makes a negative zero positive.
         const double value = (first + i) * step + 0.0;
         if (value <= range.to + TOLERANCE * step) {
-            ticks.push_back({value, write_value(value)});
+            ticks.push_back({value, format_value(value)});
         }
     }
     return ticks;
@@ -59,7 +59,7 @@ std::vector<AxisTick> place_logarithmic(const AxisRange& range) {
             const double value = multiple * std::pow(10.0, exponent);
             if (value >= range.from * (1.0 - TOLERANCE) && value <= range.to * (1.0 + TOLERANCE)) {
                 ticks.push_back(
-                    {value, is_labelled(multiple, decade_count) ? write_value(value) : ""});
+                    {value, is_labelled(multiple, decade_count) ? format_value(value) : ""});
             }
         }
     }

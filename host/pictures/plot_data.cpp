@@ -28,7 +28,7 @@ void add_lines(PlotPanel& panel, const SignalSet& set, const PlotChoice& choice,
             const std::span<const float> samples = set.line(i);
             panel.lines.push_back({.label = make_label(set, i, file),
                                    .file = file,
-                                   .color_index = i,
+                                   .colour_index = i,
                                    .is_before = is_before,
                                    .start = set.time_of(0),
                                    .step = set.sample_rate ? 1 / *set.sample_rate : 1,

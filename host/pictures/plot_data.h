@@ -13,11 +13,11 @@
 namespace talvora::host {
 
 struct PlotLine {
-    std::string label;           // may be empty where the file says enough
-    std::string file = {};       // where there are several
-    std::size_t color_index = 0; // the same for a line before and after
-    bool is_before = false;      // drawn wide and pale, below what came of it
-    double start = 0;            // position of the first sample, in the unit of the axis
+    std::string label;            // may be empty where the file says enough
+    std::string file = {};        // where there are several
+    std::size_t colour_index = 0; // the same for a line before and after
+    bool is_before = false;       // drawn wide and pale, below what came of it
+    double start = 0;             // position of the first sample, in the unit of the axis
     double step = 1;
     std::vector<float> samples; // NaN where one is missing
 };

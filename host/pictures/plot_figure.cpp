@@ -27,7 +27,7 @@ double last_position(const PlotLine& line) {
     return line.start + line.step * static_cast<double>(line.samples.size() - 1);
 }
 
-Range find_span(const Plot& plot, const PlotPanel& panel) {
+Range span_of(const Plot& plot, const PlotPanel& panel) {
     Range span;
     for (const PlotPanel& other : plot.panels) {
         for (const PlotLine& line : other.lines) {
@@ -59,7 +59,7 @@ std::vector<ThinSample> thin_line(const PlotLine& line, const Range& span) {
 
 FigureLine make_line(const PlotLine& line, const Range& span, Range& values) {
     FigureLine figure_line;
-    figure_line.color_index = line.color_index;
+    figure_line.colour_index = line.colour_index;
     figure_line.is_pale = line.is_before;
     for (const ThinSample& sample : thin_line(line, span)) {
         const double x = line.start + line.step * sample.position;
@@ -84,7 +84,7 @@ std::string make_legend(const PlotPanel& panel, std::size_t index) {
 FigurePanel make_figure_panel(const Plot& plot, const PlotPanel& panel) {
     FigurePanel figure_panel;
     figure_panel.title = panel.title;
-    const Range span = find_span(plot, panel);
+    const Range span = span_of(plot, panel);
     Range values;
     for (std::size_t i = 0; i < panel.lines.size(); ++i) {
         figure_panel.lines.push_back(make_line(panel.lines[i], span, values));

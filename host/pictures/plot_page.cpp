@@ -28,38 +28,42 @@ std::string escape_script(const std::string& json) {
     std::string escaped;
     escaped.reserve(json.size());
     for (const char letter : json) {
-        letter == '<' ? escaped += "\\u003c" : escaped += letter;
+        if (letter == '<') {
+            escaped += "\\u003c";
+        } else {
+            escaped += letter;
+        }
     }
     return escaped;
 }
 
-Json describe_line(const PlotLine& line) {
+Json make_line_json(const PlotLine& line) {
     return {{"label", full_label(line)},
-            {"color", line_color(line.color_index)},
+            {"color", line_colour(line.colour_index)},
             {"pale", line.is_before},
             {"start", line.start},
             {"step", line.step},
             {"samples", encode_base64(std::as_bytes(std::span(line.samples)))}};
 }
 
-Json describe_panel(const PlotPanel& panel) {
+Json make_panel_json(const PlotPanel& panel) {
     Json json = {{"title", panel.title},
                  {"x_title", panel.x_title},
                  {"y_title", panel.y_title},
                  {"lines", Json::array()}};
     for (const PlotLine& line : panel.lines) {
-        json["lines"].push_back(describe_line(line));
+        json["lines"].push_back(make_line_json(line));
     }
     return json;
 }
 
 // Bytes that are no UTF-8 are replaced.
-std::string describe_plot(const Plot& plot) {
+std::string make_plot_json(const Plot& plot) {
     Json json = {{"from", plot.from ? Json(*plot.from) : Json()},
                  {"to", plot.to ? Json(*plot.to) : Json()},
                  {"panels", Json::array()}};
     for (const PlotPanel& panel : plot.panels) {
-        json["panels"].push_back(describe_panel(panel));
+        json["panels"].push_back(make_panel_json(panel));
     }
     return escape_script(json.dump(-1, ' ', true, Json::error_handler_t::replace));
 }
@@ -93,7 +97,7 @@ std::string make_plot_page(const Plot& plot, std::size_t max_samples) {
     add("<h1>", title, "</h1>\n");
     add("<p class=\"use\">Drag to zoom, double-click for everything, click a name to hide its "
         "line.</p>\n");
-    add("<script type=\"application/json\" id=\"plot-data\">", describe_plot(plot), "</script>\n");
+    add("<script type=\"application/json\" id=\"plot-data\">", make_plot_json(plot), "</script>\n");
     add("<script>\n", page::CHART_SCRIPT, "</script>\n<script>\n", page::PLOT_SCRIPT,
         "</script>\n</body>\n</html>\n");
     return page;

@@ -166,11 +166,14 @@ class PanelDrawing {
     }
 
     static std::string_view look_of(const FigureLine& line) {
-        return line.is_guide ? "guide" : line.is_pale ? "pale" : "line";
+        if (line.is_guide) {
+            return "guide";
+        }
+        return line.is_pale ? "pale" : "line";
     }
 
     static std::string stroke_of(const FigureLine& line) {
-        return line.is_guide ? "" : fmt::format("stroke=\"{}\" ", line_color(line.color_index));
+        return line.is_guide ? "" : fmt::format("stroke=\"{}\" ", line_colour(line.colour_index));
     }
 
     void draw_frame() {
@@ -227,8 +230,8 @@ constexpr std::string_view STYLE =
 
 } // namespace
 
-std::string_view line_color(std::size_t color_index) {
-    return PALETTE[color_index % std::size(PALETTE)];
+std::string_view line_colour(std::size_t colour_index) {
+    return PALETTE[colour_index % std::size(PALETTE)];
 }
 
 std::string draw_figure(const Figure& figure) {

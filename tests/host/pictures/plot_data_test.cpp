@@ -94,7 +94,7 @@ TEST(MakePanel, PutsWhatCameOfASetOverItInTheSameColours) {
         make_panel({"a.h5", make_set({2, 3})}, PlotSource{"b.h5", make_set({2, 3})}, {});
     EXPECT_THAT(labels(panel),
                 ElementsAre("a.h5 [0] before", "a.h5 [1] before", "b.h5 [0]", "b.h5 [1]"));
-    EXPECT_EQ(panel.lines[1].color_index, panel.lines[3].color_index);
+    EXPECT_EQ(panel.lines[1].colour_index, panel.lines[3].colour_index);
 }
 
 TEST(MakePanel, KeepsTheChosenLinesAlone) {

@@ -13,7 +13,7 @@ constexpr float NaN = std::numeric_limits<float>::quiet_NaN();
 
 PlotPanel make_panel(const std::string& title, std::vector<float> samples, double start = 0) {
     PlotLine line{.label = title, .start = start, .step = 0.5, .samples = std::move(samples)};
-    line.color_index = 3;
+    line.colour_index = 3;
     return {title, "time (s)", "value", {line}};
 }
 
@@ -27,7 +27,7 @@ TEST(PlotFigure, HasAPanelPerSetOverOneSpan) {
         EXPECT_EQ(panel.x.range.to, 2.5);
         EXPECT_EQ(panel.x.title, "time (s)");
     }
-    EXPECT_EQ(figure.panels[1].lines[0].color_index, 3U);
+    EXPECT_EQ(figure.panels[1].lines[0].colour_index, 3U);
 }
 
 TEST(PlotFigure, NamesEachFileOnceInItsLegend) {
