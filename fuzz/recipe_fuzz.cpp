@@ -35,7 +35,7 @@ void check_problems(const RecipeError& error) {
 
 std::optional<Recipe> read(std::string_view text, std::span<const std::string> settings) {
     try {
-        return read_recipe(text, FILE_NAME, settings, library());
+        return parse_recipe(text, FILE_NAME, settings, library());
     } catch (const RecipeError& error) {
         check_problems(error);
         return std::nullopt;
@@ -60,13 +60,13 @@ bool same_step(const Step& left, const Step& right) {
 }
 
 void check_way_back(const Recipe& recipe) {
-    const std::string text = write_recipe(recipe);
+    const std::string text = format_recipe(recipe);
     const auto again = read(text, {});
     if (!again || again->description != recipe.description ||
         !std::ranges::equal(again->steps, recipe.steps, same_step)) {
         report_finding("a recipe does not read back:\n" + text);
     }
-    if (write_recipe(*again) != text) {
+    if (format_recipe(*again) != text) {
         report_finding("a recipe is written in two ways:\n" + text);
     }
 }

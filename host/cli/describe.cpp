@@ -88,7 +88,7 @@ void print_json(Session& session, const Unit& unit, Signatures signatures) {
 }
 
 void print_recipe(Session& session, const Unit& unit, Signatures signatures) {
-    std::string text = write_recipe_skeleton(unit, signatures);
+    std::string text = format_recipe_skeleton(unit, signatures);
     text.pop_back(); // the last line end, which comes with a result
     session.console.result(text);
 }

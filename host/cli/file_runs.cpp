@@ -180,7 +180,7 @@ void run_on_files(Session& session, const Recipe& recipe, const FileRunOptions& 
     const std::vector<FileJob> jobs = plan_files(options.plan);
     refuse_mixed_up_files(jobs, session.plugin().file(), options);
     const FileWork work{.recipe = recipe,
-                        .origin = {.time = tell_time(),
+                        .origin = {.time = make_timestamp(),
                                    .host_version = TALVORA_VERSION,
                                    .plugin = identify_plugin(session.plugin()),
                                    .input = {}},

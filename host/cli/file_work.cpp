@@ -93,7 +93,7 @@ class StepRun {
 
     // The unit has said what it did not find; this says what there is.
     void hint_at_places(DataTree& tree) const {
-        const auto problems = find_missing_places({.description = {}, .steps = {step_}}, tree);
+        const auto problems = check_places({.description = {}, .steps = {step_}}, tree);
         if (!problems.empty()) {
             const std::string& near = problems.front().hint;
             tell_({{"level", "hint"},
@@ -265,7 +265,7 @@ class FileRun {
             observations.push_back(observed.finish_step());
             steps_.push_back({{"name", step.name},
                               {"unit", step.unit->name},
-                              {"sets", describe_sets(observations.back())},
+                              {"sets", make_sets_json(observations.back())},
                               {"filters", make_json(filters_.back())}});
         }
         cached.flush();

@@ -55,7 +55,7 @@ void print_problems(const Console& console, const std::vector<ParameterProblem>&
 // Nothing when it is wrong, which has been said then.
 std::optional<Recipe> read_recipe_option(Session& session, const RecipeOptions& options) {
     try {
-        return read_recipe_file(options.recipe, options.settings, session.plugin());
+        return read_recipe(options.recipe, options.settings, session.plugin());
     } catch (const RecipeError& error) {
         print_problems(session.console, error.problems());
         session.exit_code = ExitCode::Usage;
@@ -66,7 +66,7 @@ std::optional<Recipe> read_recipe_option(Session& session, const RecipeOptions& 
 ExitCode check_file(const Console& console, const Recipe& recipe, const std::string& file) {
     try {
         const auto tree = open_input(file);
-        const auto problems = find_missing_places(recipe, *tree);
+        const auto problems = check_places(recipe, *tree);
         print_problems(console, problems, file + ": ");
         return problems.empty() ? ExitCode::Done : ExitCode::Input;
     } catch (const Failure& failure) {
@@ -110,7 +110,7 @@ void extract_from_file(Session& session, const ExtractOptions& options) {
                       fmt::format("{}: no history to take a recipe from", options.file));
     }
     const auto records = options.all ? std::span<const HistoryRecord>(history) : last_run(history);
-    const std::string text = write_recipe(extract_recipe(records, session.plugin()));
+    const std::string text = format_recipe(extract_recipe(records, session.plugin()));
     write_text_file(options.output, options.force, [&](const TextSink& send) { send(text); });
 }
 

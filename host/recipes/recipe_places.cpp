@@ -27,7 +27,7 @@ Names list_given(const Step& step, std::string_view key) {
     return list == nullptr ? Names() : *list;
 }
 
-// " Key=a Key=b" for "a,b"
+// " Key=a Key=b" for "a,b".
 std::string repeat_key(std::string_view key, std::string_view names) {
     std::string words;
     while (!names.empty()) {
@@ -46,7 +46,11 @@ class PlaceFinder {
         for (const ParameterSignature& signature : step.values.signatures()) {
             const auto place = named_place(signature.key);
             for (const std::string& path : place ? list_given(step, signature.key) : Names()) {
-                place->is_made ? note_made(path) : check(step, signature, place->kind, path);
+                if (place->is_made) {
+                    note_made(path);
+                } else {
+                    check(step, signature, place->kind, path);
+                }
             }
         }
     }
@@ -104,7 +108,7 @@ class PlaceFinder {
 
 } // namespace
 
-std::vector<ParameterProblem> find_missing_places(const Recipe& recipe, DataTree& tree) {
+std::vector<ParameterProblem> check_places(const Recipe& recipe, DataTree& tree) {
     PlaceFinder finder(tree);
     for (const Step& step : recipe.steps) {
         finder.check(step);

@@ -10,6 +10,6 @@ namespace talvora::host {
 
 // One problem for each source or hint that a step names and the tree does not hold, or
 // holds as something else. What an earlier step makes counts as there.
-std::vector<ParameterProblem> find_missing_places(const Recipe& recipe, DataTree& tree);
+std::vector<ParameterProblem> check_places(const Recipe& recipe, DataTree& tree);
 
 } // namespace talvora::host

@@ -231,8 +231,8 @@ std::string read_text_file(const std::filesystem::path& file) {
 
 } // namespace
 
-Recipe read_recipe(std::string_view text, std::string_view file,
-                   std::span<const std::string> settings, const PluginLibrary& library) {
+Recipe parse_recipe(std::string_view text, std::string_view file,
+                    std::span<const std::string> settings, const PluginLibrary& library) {
     RecipeProblems problems(file);
     std::vector<YamlProblem> yaml_problems;
     const auto root = parse_yaml(text, yaml_problems);
@@ -249,9 +249,9 @@ Recipe read_recipe(std::string_view text, std::string_view file,
     return recipe;
 }
 
-Recipe read_recipe_file(const std::filesystem::path& file, std::span<const std::string> settings,
-                        const PluginLibrary& library) {
-    return read_recipe(read_text_file(file), file.string(), settings, library);
+Recipe read_recipe(const std::filesystem::path& file, std::span<const std::string> settings,
+                   const PluginLibrary& library) {
+    return parse_recipe(read_text_file(file), file.string(), settings, library);
 }
 
 } // namespace talvora::host

@@ -31,11 +31,11 @@ namespace talvora::host {
 // The recipe in `text`; `file` is how problems name it, `settings` are "name=value" for its
 // variables. Throws RecipeError with everything that is wrong, or PluginError when a
 // unit's own declaration is. The steps point into the library.
-Recipe read_recipe(std::string_view text, std::string_view file,
-                   std::span<const std::string> settings, const PluginLibrary& library);
+Recipe parse_recipe(std::string_view text, std::string_view file,
+                    std::span<const std::string> settings, const PluginLibrary& library);
 
 // The same from a file. Throws a Failure of the input when it cannot be read.
-Recipe read_recipe_file(const std::filesystem::path& file, std::span<const std::string> settings,
-                        const PluginLibrary& library);
+Recipe read_recipe(const std::filesystem::path& file, std::span<const std::string> settings,
+                   const PluginLibrary& library);
 
 } // namespace talvora::host

@@ -152,9 +152,9 @@ void RecipeVariables::set_one(std::string_view setting) {
     const std::string_view name = setting.substr(0, equals);
     const auto found = variables_.find(name);
     if (found == variables_.end()) {
-        return problems_.add_to_setting(name,
-                                        fmt::format("no variable of that name ({})", tell_names()),
-                                        suggest_nearest(name, names()));
+        return problems_.add_to_setting(
+            name, fmt::format("no variable of that name ({})", describe_names()),
+            suggest_nearest(name, names()));
     }
     Variable& variable = found->second;
     YamlNode value = make_scalar(setting.substr(equals + 1));
@@ -185,7 +185,7 @@ std::vector<std::string> RecipeVariables::names() const {
     return names;
 }
 
-std::string RecipeVariables::tell_names() const {
+std::string RecipeVariables::describe_names() const {
     return variables_.empty() ? "the recipe has none" : "known: " + join_texts(names());
 }
 
@@ -206,7 +206,7 @@ YamlNode RecipeVariables::fill_in(const YamlNode& value, bool wants_list) {
 YamlNode RecipeVariables::use(std::string_view name, YamlPlace place, bool wants_list) {
     const auto found = variables_.find(name);
     if (found == variables_.end()) {
-        problems_.add(place, fmt::format("no variable '{}' ({})", name, tell_names()),
+        problems_.add(place, fmt::format("no variable '{}' ({})", name, describe_names()),
                       suggest_nearest(name, names()));
         return make_broken(place);
     }

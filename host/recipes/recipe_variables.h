@@ -49,7 +49,7 @@ class RecipeVariables {
     void check_default(YamlNode& node);
     void set_one(std::string_view setting);
     std::vector<std::string> names() const;
-    std::string tell_names() const;
+    std::string describe_names() const;
     YamlNode use(std::string_view name, YamlPlace place, bool wants_list);
     YamlNode fill_in_text(const YamlNode& scalar, bool wants_list);
 

@@ -49,7 +49,7 @@ std::string escape_letter(char c) {
     return is_control(c) ? fmt::format("\\x{:02X}", c) : std::string(1, c);
 }
 
-std::string write_text(std::string_view text) {
+std::string format_text(std::string_view text) {
     if (find_invalid_utf8(text)) {
         throw Failure(ExitCode::Usage,
                       fmt::format("the text '{}' is no UTF-8 and cannot stand in a recipe", text));
@@ -67,47 +67,48 @@ std::string write_text(std::string_view text) {
 // ---------------------------------------------------------------------------
 // Values
 
-std::string write_item(const std::string& text) {
-    return write_text(escape_variables(text));
+std::string format_item(const std::string& text) {
+    return format_text(escape_variables(text));
 }
-std::string write_item(bool flag) {
+std::string format_item(bool flag) {
     return flag ? "true" : "false";
 }
-std::string write_item(std::int64_t integer) {
+std::string format_item(std::int64_t integer) {
     return fmt::format("{}", integer);
 }
 // The shortest text that gives the same number, and shows that it need not be whole.
-std::string write_item(double number) {
+std::string format_item(double number) {
     const std::string text = fmt::format("{}", number);
     return text.find_first_not_of("-0123456789") == std::string::npos ? text + ".0" : text;
 }
 template <typename Item>
-std::string write_item(const std::vector<Item>& items) {
+std::string format_item(const std::vector<Item>& items) {
     std::vector<std::string> texts;
     texts.reserve(items.size());
     for (const Item& item : items) {
-        texts.push_back(write_item(item));
+        texts.push_back(format_item(item));
     }
     return "[" + join_texts(texts) + "]";
 }
 
-std::string write_value(const ParameterValue& value) {
-    return std::visit([](const auto& v) { return write_item(v); }, value);
+std::string format_recipe_value(const ParameterValue& value) {
+    return std::visit([](const auto& v) { return format_item(v); }, value);
 }
 
-std::string write_head(std::string_view name, const Unit& unit) {
-    return fmt::format("  - name: {}\n    unit: {}\n", write_text(name), write_text(unit.name));
+std::string format_head(std::string_view name, const Unit& unit) {
+    return fmt::format("  - name: {}\n    unit: {}\n", format_text(name), format_text(unit.name));
 }
 
-std::string write_step(const Step& step) {
-    std::string text = write_head(step.name, *step.unit);
+std::string format_step(const Step& step) {
+    std::string text = format_head(step.name, *step.unit);
     const ParameterValues::Given& given = step.values.given();
     if (!given.empty()) {
         text += "    parameters:\n";
     }
     for (const ParameterSignature& signature : step.values.signatures()) {
         if (const auto value = given.find(signature.key); value != given.end()) {
-            text += fmt::format("      {}: {}\n", signature.key, write_value(value->second));
+            text +=
+                fmt::format("      {}: {}\n", signature.key, format_recipe_value(value->second));
         }
     }
     return text;
@@ -116,7 +117,7 @@ std::string write_step(const Step& step) {
 // ---------------------------------------------------------------------------
 // Skeletons
 
-std::string write_placeholder(ParameterType type) {
+std::string format_placeholder(ParameterType type) {
     switch (type) {
     case ParameterType::Boolean:
         return "false";
@@ -133,17 +134,17 @@ std::string write_placeholder(ParameterType type) {
     return "[]";
 }
 
-std::string write_blank_parameter(const ParameterSignature& signature) {
+std::string format_blank_parameter(const ParameterSignature& signature) {
     if (signature.required) {
         return signature.key + ":";
     }
     if (signature.default_value) {
-        return fmt::format("{}: {}", signature.key, write_value(*signature.default_value));
+        return fmt::format("{}: {}", signature.key, format_recipe_value(*signature.default_value));
     }
-    return fmt::format("# {}: {}", signature.key, write_placeholder(signature.type));
+    return fmt::format("# {}: {}", signature.key, format_placeholder(signature.type));
 }
 
-std::string_view tell_need(const ParameterSignature& signature) {
+std::string_view describe_need(const ParameterSignature& signature) {
     if (signature.required) {
         return "required";
     }
@@ -152,32 +153,32 @@ std::string_view tell_need(const ParameterSignature& signature) {
 
 } // namespace
 
-std::string write_recipe(const Recipe& recipe) {
+std::string format_recipe(const Recipe& recipe) {
     std::string text;
     if (!recipe.description.empty()) {
-        text = fmt::format("description: {}\n", write_text(recipe.description));
+        text = fmt::format("description: {}\n", format_text(recipe.description));
     }
     text += "steps:\n";
     for (const Step& step : recipe.steps) {
-        text += write_step(step);
+        text += format_step(step);
     }
     return text;
 }
 
-std::string write_recipe_skeleton(const Unit& unit,
-                                  std::span<const ParameterSignature> signatures) {
+std::string format_recipe_skeleton(const Unit& unit,
+                                   std::span<const ParameterSignature> signatures) {
     std::vector<std::string> lines;
     std::size_t width = 0;
     for (const ParameterSignature& signature : signatures) {
-        lines.push_back(write_blank_parameter(signature));
+        lines.push_back(format_blank_parameter(signature));
         width = std::max(width, lines.back().size());
     }
-    std::string text =
-        fmt::format("description: {}\nsteps:\n{}    parameters:\n",
-                    write_text(unit.description.value_or("")), write_head(short_name(unit), unit));
+    std::string text = fmt::format("description: {}\nsteps:\n{}    parameters:\n",
+                                   format_text(unit.description.value_or("")),
+                                   format_head(short_name(unit), unit));
     for (std::size_t i = 0; i < lines.size(); ++i) {
         text += fmt::format("      {:{}}  # {}, {}\n", lines[i], width,
-                            type_name(signatures[i].type), tell_need(signatures[i]));
+                            type_name(signatures[i].type), describe_need(signatures[i]));
     }
     return text;
 }

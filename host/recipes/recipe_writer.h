@@ -11,10 +11,11 @@ namespace talvora::host {
 // The recipe in one canonical form: each step with its unit's whole identifier and the
 // values that were given, in the order of declaration. Reading the text again gives the
 // same recipe. Throws a Failure of usage when a text is no UTF-8, which a recipe is.
-std::string write_recipe(const Recipe& recipe);
+std::string format_recipe(const Recipe& recipe);
 
 // A recipe of one step to fill in: every parameter with its default, the required ones
 // without a value, and the optional ones that have no default as comments.
-std::string write_recipe_skeleton(const Unit& unit, std::span<const ParameterSignature> signatures);
+std::string format_recipe_skeleton(const Unit& unit,
+                                   std::span<const ParameterSignature> signatures);
 
 } // namespace talvora::host

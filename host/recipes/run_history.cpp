@@ -46,7 +46,7 @@ struct ValueJson {
     }
 };
 
-Json describe_parameters(const ParameterValues& values) {
+Json make_parameters_json(const ParameterValues& values) {
     Json json = Json::object();
     for (const ParameterSignature& signature : values.signatures()) {
         const ParameterValue* value = values.find(signature.key);
@@ -55,10 +55,10 @@ Json describe_parameters(const ParameterValues& values) {
     return json;
 }
 
-Json describe_step(const Step& step) {
+Json make_step_json(const Step& step) {
     return {{"step", step.name},
             {"unit", step.unit->name},
-            {"parameters", describe_parameters(step.values)}};
+            {"parameters", make_parameters_json(step.values)}};
 }
 
 template <typename Value>
@@ -66,7 +66,7 @@ Json value_or_null(const std::optional<Value>& value) {
     return value ? Json(*value) : Json(nullptr);
 }
 
-Json describe_state(const SetState& state) {
+Json make_state_json(const SetState& state) {
     return {{"shape", state.extents},
             {"rate", value_or_null(state.sample_rate)},
             {"missing", state.missing_count},
@@ -108,7 +108,7 @@ Value value_of(const HistoryRecord& record, const char* name) {
 }
 
 // Infinite ones and NaN stand there as texts.
-double parse_number(const Json& json) {
+double read_number(const Json& json) {
     if (!json.is_string()) {
         return json.get<double>();
     }
@@ -119,7 +119,7 @@ double parse_number(const Json& json) {
                                  fmt::format("'{}' in the history is no number", text));
 }
 
-ParameterValue parse_value(ParameterType type, const Json& json) {
+ParameterValue read_parameter(ParameterType type, const Json& json) {
     switch (type) {
     case ParameterType::String:
         return json.get<std::string>();
@@ -128,7 +128,7 @@ ParameterValue parse_value(ParameterType type, const Json& json) {
     case ParameterType::Integer:
         return json.get<std::int64_t>();
     case ParameterType::Number:
-        return parse_number(json);
+        return read_number(json);
     case ParameterType::StringList:
         return json.get<std::vector<std::string>>();
     case ParameterType::IntegerList:
@@ -149,7 +149,7 @@ ParameterValues read_values(const Unit& unit, const HistoryRecord& record) {
         }
         if (!value.is_null()) {
             try {
-                given.emplace(key, parse_value(signature->type, value));
+                given.emplace(key, read_parameter(signature->type, value));
             } catch (const Json::exception& error) {
                 refuse_history(fmt::format("the value of '{}': {}", key, error.what()));
             }
@@ -184,7 +184,7 @@ void make_names_unique(std::vector<Step>& steps) {
 
 // ---------------------------------------------------------------------------
 
-std::string tell_time() {
+std::string make_timestamp() {
     const char* epoch = std::getenv("SOURCE_DATE_EPOCH");
     const std::time_t now =
         epoch != nullptr && *epoch != '\0' ? parse_epoch(epoch) : std::time(nullptr);
@@ -199,14 +199,14 @@ InputIdentity identify_input(const std::filesystem::path& file) {
     return {file.filename().string(), std::filesystem::file_size(file), hash_file(file)};
 }
 
-Json describe_sets(const StepObservations& observations) {
+Json make_sets_json(const StepObservations& observations) {
     Json sets = Json::array();
     for (const SetObservation& set : observations.sets) {
         sets.push_back({{"path", set.path},
                         {"read", set.read},
                         {"written", set.written},
-                        {"before", set.before ? describe_state(*set.before) : Json(nullptr)},
-                        {"after", describe_state(set.after)},
+                        {"before", set.before ? make_state_json(*set.before) : Json(nullptr)},
+                        {"after", make_state_json(set.after)},
                         {"gaps_filled", value_or_null(set.filled_gap_count)}});
     }
     return sets;
@@ -227,8 +227,8 @@ HistoryRecord make_record(const RunOrigin& origin, const Recipe& recipe, std::si
         {"step_count", recipe.steps.size()},
         {"unit", step.unit->name},
         {"unit_version", value_or_null(step.unit->version)},
-        {"parameters", describe_parameters(step.values)},
-        {"sets", describe_sets(observations)},
+        {"parameters", make_parameters_json(step.values)},
+        {"sets", make_sets_json(observations)},
         {"attributes", observations.attributes}};
 }
 
@@ -275,7 +275,7 @@ bool was_made_by(std::span<const HistoryRecord> history, const RunOrigin& origin
                  const Recipe& recipe) {
     const auto records = last_run(history);
     const auto is_same = [&](const HistoryRecord& record, const Step& step) {
-        const Json expected = describe_step(step);
+        const Json expected = make_step_json(step);
         return member(member(record, "input"), "sha256") == origin.input.sha256 &&
                member(member(record, "plugin"), "sha256") == origin.plugin.sha256 &&
                std::ranges::all_of(expected.items(), [&](const auto& item) {

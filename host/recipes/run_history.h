@@ -60,13 +60,13 @@ struct RunOrigin {
 
 // Now, or the second that SOURCE_DATE_EPOCH gives: "2026-11-21T09:30:00Z". Throws a Failure
 // of usage when that is no count of seconds.
-std::string tell_time();
+std::string make_timestamp();
 
 PluginIdentity identify_plugin(const PluginLibrary& plugin);
 // Reads the file through.
 InputIdentity identify_input(const std::filesystem::path& file);
 
-nlohmann::ordered_json describe_sets(const StepObservations& observations);
+nlohmann::ordered_json make_sets_json(const StepObservations& observations);
 
 HistoryRecord make_record(const RunOrigin& origin, const Recipe& recipe, std::size_t step_index,
                           const StepObservations& observations);

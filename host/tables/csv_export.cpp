@@ -50,7 +50,7 @@ void check_alike(std::span<const SignalSet> sets, const std::string& source) {
 // Columns
 
 // The group that all sets are in, at any depth; empty for the root.
-std::string find_shared_group(std::span<const SignalSet> sets) {
+std::string shared_group(std::span<const SignalSet> sets) {
     std::string shared = split_last(sets.front().path).first;
     for (const SignalSet& set : sets) {
         while (!shared.empty() && !set.path.starts_with(shared + "/")) {
@@ -61,7 +61,7 @@ std::string find_shared_group(std::span<const SignalSet> sets) {
 }
 
 std::vector<Column> make_columns(std::span<const SignalSet> sets) {
-    const std::string shared = find_shared_group(sets);
+    const std::string shared = shared_group(sets);
     std::vector<Column> columns;
     for (const SignalSet& set : sets) {
         const std::string name = set.path.substr(shared.empty() ? 0 : shared.size() + 1);

@@ -14,7 +14,7 @@ class RecipePlaces : public RecipeTest {
 
     Texts missing(const std::string& text) {
         Texts texts;
-        for (const ParameterProblem& problem : find_missing_places(read(text), tree_)) {
+        for (const ParameterProblem& problem : check_places(read(text), tree_)) {
             texts.push_back(problem.text);
             hints_.push_back(problem.hint);
         }

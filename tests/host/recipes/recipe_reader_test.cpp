@@ -52,7 +52,7 @@ TEST_F(RecipeReader, TellsOfAFileThatCannotBeRead) {
     const TemporaryFolder folder;
     for (const char* name : {"missing.yaml", "."}) {
         try {
-            read_recipe_file(folder / name, {}, library());
+            read_recipe(folder / name, {}, library());
             ADD_FAILURE() << name;
         } catch (const Failure& failure) {
             EXPECT_EQ(failure.code(), ExitCode::Input);

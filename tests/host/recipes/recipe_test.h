@@ -22,7 +22,7 @@ class RecipeTest : public testing::Test {
     }
 
     static Recipe read(std::string_view text, const Texts& settings = {}) {
-        return read_recipe(text, "r.yaml", settings, library());
+        return parse_recipe(text, "r.yaml", settings, library());
     }
 
     static std::vector<ParameterProblem> find_problems(std::string_view text,

@@ -92,17 +92,17 @@ TEST_F(RecipeWriter, WritesOneCanonicalForm) {
                                       {"ScanRecursive", true},
                                       {"Components", std::vector<std::int64_t>{}}}));
     recipe.steps.push_back({"last", library().find_unit("apply-set-rectify"), {}});
-    EXPECT_EQ(write_recipe(recipe), "description: \"Two \\\"steps\\\"\"\n"
-                                    "steps:\n"
-                                    "  - name: step\n"
-                                    "    unit: orvane.signal.apply-set-opposite\n"
-                                    "    parameters:\n"
-                                    "      SourceSets: [Imu/a, \"Imu/b c\"]\n"
-                                    "      ScanRecursive: true\n"
-                                    "      Axis: -1\n"
-                                    "      Components: []\n"
-                                    "  - name: last\n"
-                                    "    unit: orvane.signal.apply-set-rectify\n");
+    EXPECT_EQ(format_recipe(recipe), "description: \"Two \\\"steps\\\"\"\n"
+                                     "steps:\n"
+                                     "  - name: step\n"
+                                     "    unit: orvane.signal.apply-set-opposite\n"
+                                     "    parameters:\n"
+                                     "      SourceSets: [Imu/a, \"Imu/b c\"]\n"
+                                     "      ScanRecursive: true\n"
+                                     "      Axis: -1\n"
+                                     "      Components: []\n"
+                                     "  - name: last\n"
+                                     "    unit: orvane.signal.apply-set-rectify\n");
 }
 
 TEST_F(RecipeWriter, IsReadBackWithEveryText) {
@@ -113,7 +113,7 @@ TEST_F(RecipeWriter, IsReadBackWithEveryText) {
         if (!text.empty()) {
             recipe.steps.front().name = text;
         }
-        const std::string written = write_recipe(recipe);
+        const std::string written = format_recipe(recipe);
         SCOPED_TRACE(written);
         const Recipe again = read(written);
         EXPECT_EQ(again.description, text);
@@ -121,7 +121,7 @@ TEST_F(RecipeWriter, IsReadBackWithEveryText) {
         EXPECT_EQ(again.steps[0].name, recipe.steps[0].name);
         EXPECT_EQ(again.steps[0].unit, recipe.steps[0].unit);
         EXPECT_EQ(again.steps[0].values.given(), recipe.steps[0].values.given());
-        EXPECT_EQ(write_recipe(again), written);
+        EXPECT_EQ(format_recipe(again), written);
     }
 }
 
@@ -134,7 +134,7 @@ TEST_F(RecipeWriter, IsReadBackWithEveryNumber) {
         recipe.steps.push_back(make_step(
             library(), "apply-set-butterworth",
             {{"CutoffFrequency", number}, {"Order", std::numeric_limits<std::int64_t>::min()}}));
-        const Recipe again = read(write_recipe(recipe));
+        const Recipe again = read(format_recipe(recipe));
         EXPECT_EQ(value_of<double>(again, "CutoffFrequency"), number);
         EXPECT_EQ(std::signbit(value_of<double>(again, "CutoffFrequency")), std::signbit(number));
         EXPECT_EQ(value_of<std::int64_t>(again, "Order"), std::numeric_limits<std::int64_t>::min());
@@ -142,7 +142,7 @@ TEST_F(RecipeWriter, IsReadBackWithEveryNumber) {
     Recipe recipe;
     recipe.steps.push_back(make_step(library(), "apply-set-butterworth",
                                      {{"CutoffFrequency", std::nan("")}, {"Order", 4L}}));
-    EXPECT_TRUE(std::isnan(value_of<double>(read(write_recipe(recipe)), "CutoffFrequency")));
+    EXPECT_TRUE(std::isnan(value_of<double>(read(format_recipe(recipe)), "CutoffFrequency")));
 }
 
 TEST_F(RecipeWriter, WritesNumbersWithAPointInEveryLocale) {
@@ -151,7 +151,7 @@ TEST_F(RecipeWriter, WritesNumbersWithAPointInEveryLocale) {
     recipe.steps.push_back(make_step(
         library(), "apply-set-butterworth",
         {{"CutoffFrequency", 1234.5}, {"BandWidth", 5.0}, {"Order", std::int64_t{1234567}}}));
-    EXPECT_THAT(write_recipe(recipe),
+    EXPECT_THAT(format_recipe(recipe),
                 testing::AllOf(HasSubstr("CutoffFrequency: 1234.5\n"),
                                HasSubstr("BandWidth: 5.0\n"), HasSubstr("Order: 1234567\n")));
 }
@@ -160,7 +160,7 @@ TEST_F(RecipeWriter, RefusesTextsThatAreNoUtf8) {
     Recipe recipe;
     recipe.steps.push_back(
         make_step(library(), "apply-set-rectify", {{"SourceGroup", std::string("\xFC")}}));
-    EXPECT_THROW(write_recipe(recipe), Failure);
+    EXPECT_THROW(format_recipe(recipe), Failure);
 }
 
 // ---------------------------------------------------------------------------
@@ -190,7 +190,7 @@ std::string use_optional(std::string skeleton) {
 TEST_F(RecipeSkeleton, OfEveryUnitIsARecipeOnceItsRequiredParametersAreFilledIn) {
     for (const Unit& unit : library().units()) {
         const auto signatures = declare_unit(unit);
-        const std::string skeleton = fill_in_required(write_recipe_skeleton(unit, signatures));
+        const std::string skeleton = fill_in_required(format_recipe_skeleton(unit, signatures));
         SCOPED_TRACE(skeleton);
         EXPECT_EQ(problems_of(skeleton), Texts{});
         const Recipe full = read(use_optional(skeleton));
@@ -201,7 +201,7 @@ TEST_F(RecipeSkeleton, OfEveryUnitIsARecipeOnceItsRequiredParametersAreFilledIn)
 
 TEST_F(RecipeSkeleton, GivesTheDeclaredDefaults) {
     const Unit& unit = *library().find_unit("apply-set-butterworth");
-    const Recipe recipe = read(fill_in_required(write_recipe_skeleton(unit, declare_unit(unit))));
+    const Recipe recipe = read(fill_in_required(format_recipe_skeleton(unit, declare_unit(unit))));
     const ParameterValues::Given given = {{"CutoffFrequency", 10.0},
                                           {"Order", std::int64_t{2}},
                                           {"Bandform", std::string("ZeroLagLowPass")},
@@ -214,7 +214,7 @@ TEST_F(RecipeSkeleton, GivesTheDeclaredDefaults) {
 TEST_F(RecipeSkeleton, IsNotTakenWithoutWhatIsRequired) {
     const Unit& unit = *library().find_unit("apply-set-butterworth");
     EXPECT_THAT(
-        problems_of(write_recipe_skeleton(unit, declare_unit(unit))),
+        problems_of(format_recipe_skeleton(unit, declare_unit(unit))),
         testing::ElementsAre(HasSubstr("9:7: parameter 'CutoffFrequency' cannot be nothing"),
                              HasSubstr("10:7: parameter 'Order' cannot be nothing")));
 }

@@ -42,13 +42,13 @@ class RunHistory : public testing::Test {
 
 TEST_F(RunHistory, TellsTheTimeThatTheEnvironmentGives) {
     setenv("SOURCE_DATE_EPOCH", "1700000000", 1); // date -u -d @1700000000
-    EXPECT_EQ(tell_time(), "2023-11-14T22:13:20Z");
+    EXPECT_EQ(make_timestamp(), "2023-11-14T22:13:20Z");
     for (const char* wrong : {"yesterday", "-1", "1.5", "999999999999999999999"}) {
         setenv("SOURCE_DATE_EPOCH", wrong, 1);
-        EXPECT_THROW(tell_time(), Failure) << wrong;
+        EXPECT_THROW(make_timestamp(), Failure) << wrong;
     }
     unsetenv("SOURCE_DATE_EPOCH");
-    EXPECT_EQ(tell_time().size(), 20U);
+    EXPECT_EQ(make_timestamp().size(), 20U);
 }
 
 TEST_F(RunHistory, RecordsEveryParameterAfterDefaults) {
