@@ -74,12 +74,15 @@ bool is_wide_unsigned(hid_t type) {
 }
 
 std::vector<std::int64_t> read_integers(const OpenAttribute& attribute) {
-    if (is_wide_unsigned(attribute.type))
-        for (const auto value : read_values<std::uint64_t>(attribute, H5T_NATIVE_UINT64))
-            if (value > std::numeric_limits<std::int64_t>::max())
+    if (is_wide_unsigned(attribute.type)) {
+        for (const auto value : read_values<std::uint64_t>(attribute, H5T_NATIVE_UINT64)) {
+            if (value > std::numeric_limits<std::int64_t>::max()) {
                 throw TreeError(fmt::format("the attribute '{}' holds {}, which is too large for a "
                                             "signed integer of 64 bits",
                                             attribute.name, value));
+            }
+        }
+    }
     return read_values<std::int64_t>(attribute, H5T_NATIVE_INT64);
 }
 
@@ -98,14 +101,16 @@ std::vector<std::string> read_variable_texts(const OpenAttribute& attribute) {
     const Reclaim reclaim(attribute, pointers.data());
     std::vector<std::string> texts;
     texts.reserve(pointers.size());
-    for (const char* text : pointers)
+    for (const char* text : pointers) {
         texts.emplace_back(text == nullptr ? "" : text);
+    }
     return texts;
 }
 
 std::string trim_fixed(std::string_view text, H5T_str_t padding) {
-    if (padding != H5T_STR_SPACEPAD)
+    if (padding != H5T_STR_SPACEPAD) {
         return std::string(text.substr(0, text.find('\0')));
+    }
     return std::string(text.substr(0, text.find_last_not_of(' ') + 1));
 }
 
@@ -114,9 +119,10 @@ std::vector<std::string> read_fixed_texts(const OpenAttribute& attribute) {
     std::string block(std::max<std::size_t>(attribute.count(), 1) * size, '\0');
     attribute.read(attribute.type, block.data());
     std::vector<std::string> texts;
-    for (std::size_t i = 0; i < attribute.count(); ++i)
+    for (std::size_t i = 0; i < attribute.count(); ++i) {
         texts.push_back(trim_fixed(std::string_view(block).substr(i * size, size),
                                    H5Tget_strpad(attribute.type)));
+    }
     return texts;
 }
 
@@ -130,22 +136,25 @@ std::vector<std::string> read_texts(const OpenAttribute& attribute) {
 template <typename Scalar, typename Array, typename Values>
 AttributeValue scalar_or_array(const OpenAttribute& attribute, Values values) {
     Extents extents = space_extents(attribute.space);
-    if (extents.empty())
+    if (extents.empty()) {
         return static_cast<Scalar>(std::move(values.at(0)));
+    }
     return Array{std::move(values), std::move(extents)};
 }
 
 AttributeValue read_floats(const OpenAttribute& attribute) {
     std::vector<double> values = read_values<double>(attribute, H5T_NATIVE_DOUBLE);
-    if (H5Tget_size(attribute.type) <= sizeof(float))
+    if (H5Tget_size(attribute.type) <= sizeof(float)) {
         return scalar_or_array<float, NumberArray>(attribute, std::move(values));
+    }
     return scalar_or_array<double, NumberArray>(attribute, std::move(values));
 }
 
 AttributeValue read_value(const OpenAttribute& attribute, std::string_view path) {
-    if (has_no_elements(attribute.space))
+    if (has_no_elements(attribute.space)) {
         throw TreeError(
             fmt::format("the attribute '{}' of '{}' has no value", attribute.name, path));
+    }
     switch (H5Tget_class(attribute.type)) {
     case H5T_INTEGER:
     case H5T_ENUM:
@@ -168,8 +177,9 @@ AttributeValue read_value(const OpenAttribute& attribute, std::string_view path)
 void create_with_values(hid_t object, const std::string& name, hid_t file_type, hid_t memory_type,
                         hid_t space, const void* values) {
     const Id attribute = create_attribute(object, name, file_type, space);
-    if (H5Awrite(attribute, memory_type, values) >= 0)
+    if (H5Awrite(attribute, memory_type, values) >= 0) {
         return;
+    }
     try {
         fail("write the attribute", name);
     } catch (const TreeError&) {
@@ -211,8 +221,9 @@ struct Creator {
     }
     void operator()(const TextArray& array) const {
         std::vector<const char*> pointers;
-        for (const std::string& text : array.values)
+        for (const std::string& text : array.values) {
             pointers.push_back(text.c_str());
+        }
         create_array(text_type(), text_type(), std::move(pointers), array.extents);
     }
 
@@ -241,17 +252,20 @@ std::vector<std::string> list_attributes(hid_t object) {
 
 std::optional<AttributeValue> read_attribute(hid_t object, const std::string& name,
                                              std::string_view path) {
-    if (name.empty() || !exists(object, name))
+    if (name.empty() || !exists(object, name)) {
         return std::nullopt;
+    }
     return read_value(OpenAttribute(object, name), path);
 }
 
 void write_attribute(hid_t object, const std::string& name, const AttributeValue& value) {
-    if (!exists(object, name))
+    if (!exists(object, name)) {
         return std::visit(Creator{object, name}, value);
+    }
     const std::string unfinished = UNFINISHED_NAME;
-    if (exists(object, unfinished))
+    if (exists(object, unfinished)) {
         delete_attribute(object, unfinished);
+    }
     std::visit(Creator{object, unfinished}, value);
     delete_attribute(object, name);
     checked(H5Arename(object, unfinished.c_str(), name.c_str()), "write the attribute", name);
@@ -262,8 +276,9 @@ void copy_attributes(hid_t from, hid_t to) {
         const OpenAttribute source(from, name);
         std::vector<std::byte> values(std::max<std::size_t>(source.count(), 1) *
                                       H5Tget_size(source.type));
-        if (source.count() > 0)
+        if (source.count() > 0) {
             source.read(source.type, values.data());
+        }
         const Reclaim reclaim{source, values.data()};
         create_with_values(to, name, source.type, source.type, source.space, values.data());
     }

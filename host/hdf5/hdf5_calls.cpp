@@ -37,10 +37,12 @@ herr_t keep_description(unsigned, const H5E_error2_t* error, void* text) {
 // The innermost access to the file that failed, if that was it.
 herr_t find_storage_access(unsigned, const H5E_error2_t* error, void* access) {
     auto& found = *static_cast<std::optional<StorageError::Access>*>(access);
-    if (error->min_num == H5E_WRITEERROR)
+    if (error->min_num == H5E_WRITEERROR) {
         found = StorageError::Access::Writing;
-    if (error->min_num == H5E_READERROR)
+    }
+    if (error->min_num == H5E_READERROR) {
         found = StorageError::Access::Reading;
+    }
     return found ? 1 : 0;
 }
 
@@ -124,8 +126,9 @@ std::string describe_beginning(const std::filesystem::path& file) {
     const auto is_printable = [](char c) { return c >= ' ' && c <= '~'; };
     std::string line;
     std::getline(std::ifstream(file, std::ios::binary), line);
-    if (line.ends_with('\r'))
+    if (line.ends_with('\r')) {
         line.pop_back();
+    }
     line.resize(std::min(line.size(), MAX_SHOWN));
     return line.empty() || !std::ranges::all_of(line, is_printable)
                ? ""
@@ -135,16 +138,21 @@ std::string describe_beginning(const std::filesystem::path& file) {
 void check_file(const std::filesystem::path& file) {
     std::error_code error;
     const auto status = std::filesystem::status(file, error);
-    if (!std::filesystem::exists(status))
+    if (!std::filesystem::exists(status)) {
         refuse_file(file, "there is no such file");
-    if (std::filesystem::is_directory(status))
+    }
+    if (std::filesystem::is_directory(status)) {
         refuse_file(file, "it is a folder");
-    if (!std::filesystem::is_regular_file(status))
+    }
+    if (!std::filesystem::is_regular_file(status)) {
         refuse_file(file, "it is no regular file");
-    if (std::filesystem::file_size(file, error) == 0)
+    }
+    if (std::filesystem::file_size(file, error) == 0) {
         refuse_file(file, "it is empty");
-    if (checked(H5Fis_hdf5(file.c_str()), "open the file", file.string()) == 0)
+    }
+    if (checked(H5Fis_hdf5(file.c_str()), "open the file", file.string()) == 0) {
         refuse_file(file, "it is not an HDF5 file" + describe_beginning(file));
+    }
 }
 
 using Words = std::array<hsize_t, MAX_RANK>;
@@ -170,8 +178,9 @@ bool new_room_is_zero(hid_t properties) {
     H5D_fill_value_t status{};
     checked(H5Pget_fill_time(properties, &time), "read", "when samples are filled");
     checked(H5Pfill_value_defined(properties, &status), "read", "the fill value");
-    if (time == H5D_FILL_TIME_NEVER || status == H5D_FILL_VALUE_UNDEFINED)
+    if (time == H5D_FILL_TIME_NEVER || status == H5D_FILL_VALUE_UNDEFINED) {
         return false;
+    }
     float value = 0;
     checked(H5Pget_fill_value(properties, H5T_NATIVE_FLOAT, &value), "read", "the fill value");
     return value == 0 && !std::signbit(value);
@@ -203,8 +212,9 @@ void print_error_stacks() {
 
 void fail(std::string_view action, std::string_view object) {
     const std::string text = fmt::format("cannot {} '{}': {}", action, object, innermost_error());
-    if (const auto access = failed_access())
+    if (const auto access = failed_access()) {
         throw StorageError(*access, text);
+    }
     throw TreeError(text);
 }
 
@@ -224,11 +234,13 @@ Id open_file(const std::filesystem::path& file, bool for_writing) {
     check_file(file);
     const Id access = file_access(); // letting it go would clear the stack of errors
     Id opened(H5Fopen(file.c_str(), for_writing ? H5F_ACC_RDWR : H5F_ACC_RDONLY, access));
-    if (opened >= 0)
+    if (opened >= 0) {
         return opened;
+    }
     const std::string reason = innermost_error();
-    if (reason.starts_with(fmt::format("unable to lock file, errno = {},", EAGAIN)))
+    if (reason.starts_with(fmt::format("unable to lock file, errno = {},", EAGAIN))) {
         refuse_file(file, "another program has it open: " + reason);
+    }
     refuse_file(file, reason);
 }
 
@@ -250,18 +262,21 @@ H5L_type_t link_type(hid_t group, const std::string& name) {
 
 std::string describe_link(hid_t group, const std::string& name) {
     const H5L_info_t info = link_info(group, name);
-    if (info.type == H5L_TYPE_HARD)
+    if (info.type == H5L_TYPE_HARD) {
         return "an object that cannot be read";
+    }
     std::vector<char> value(info.u.val_size + 1);
     checked(H5Lget_val(group, name.c_str(), value.data(), info.u.val_size, H5P_DEFAULT),
             "read the link", name);
-    if (info.type == H5L_TYPE_SOFT)
+    if (info.type == H5L_TYPE_SOFT) {
         return fmt::format("link to '{}', where no object can be opened", value.data());
+    }
     const char* file = nullptr;
     const char* path = nullptr;
     if (info.type != H5L_TYPE_EXTERNAL ||
-        H5Lunpack_elink_val(value.data(), info.u.val_size, nullptr, &file, &path) < 0)
+        H5Lunpack_elink_val(value.data(), info.u.val_size, nullptr, &file, &path) < 0) {
         return "link of an unknown type";
+    }
     return fmt::format("link to '{}' in the file '{}'", path, file);
 }
 

@@ -32,8 +32,9 @@ class Id {
         return *this;
     }
     ~Id() {
-        if (id_ >= 0)
+        if (id_ >= 0) {
             H5Idec_ref(id_);
+        }
     }
     operator hid_t() const { return id_; }
     hid_t release() { return std::exchange(id_, H5I_INVALID_HID); }
@@ -49,8 +50,9 @@ class Id {
 // The result of a call, negative ones being failures.
 template <typename Result>
 Result checked(Result result, std::string_view action, std::string_view object) {
-    if (result < 0)
+    if (result < 0) {
         fail(action, object);
+    }
     return result;
 }
 

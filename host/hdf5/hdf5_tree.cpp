@@ -84,11 +84,13 @@ std::optional<ObjectId> Hdf5Tree::find(ObjectId group, std::string_view path) {
     node(group, ObjectKind::Group);
     std::optional<ObjectId> found = group;
     for (const std::string& name : split_path(path)) {
-        if (node(*found).kind != ObjectKind::Group)
+        if (node(*found).kind != ObjectKind::Group) {
             return std::nullopt;
+        }
         found = find_child(*found, name);
-        if (!found)
+        if (!found) {
             return std::nullopt;
+        }
     }
     return found;
 }
@@ -111,8 +113,9 @@ std::vector<std::string> Hdf5Tree::list_datasets(ObjectId group) {
 
 std::vector<OtherObject> Hdf5Tree::list_others(ObjectId group) {
     std::vector<OtherObject> others;
-    for (const std::string& name : list_children(group, ObjectKind::Other))
+    for (const std::string& name : list_children(group, ObjectKind::Other)) {
         others.push_back({name, node(*find_child(group, name)).description});
+    }
     return others;
 }
 
@@ -140,13 +143,15 @@ Extents Hdf5Tree::extents(ObjectId set) const {
 void Hdf5Tree::resize(ObjectId id, const Extents& extents) {
     const Node& set = node(id, ObjectKind::DataSet);
     check_resize(set.extents, extents, set.path);
-    if (extents == set.extents)
+    if (extents == set.extents) {
         return;
+    }
     const OpenSet& open = open_set(id, hdf5::SetUse::Whole);
-    if (hdf5::can_resize(open.set, extents))
+    if (hdf5::can_resize(open.set, extents)) {
         hdf5::resize_set(open.set, extents, set.path);
-    else
+    } else {
         make_anew(id, extents);
+    }
     open_set_ = OpenSet{};
     nodes_[static_cast<std::uint64_t>(id) - 1].extents = extents;
 }
@@ -154,8 +159,9 @@ void Hdf5Tree::resize(ObjectId id, const Extents& extents) {
 void Hdf5Tree::read(ObjectId id, const Hyperslab& slab, std::span<float> samples) {
     const Node& set = node(id, ObjectKind::DataSet);
     check_hyperslab(set.extents, slab, samples.size(), set.path);
-    if (samples.empty())
+    if (samples.empty()) {
         return;
+    }
     const OpenSet& open = open_set(id, use_of(slab, set.extents));
     hdf5::read_floats(open.set, open.space, slab, samples, set.path);
 }
@@ -163,8 +169,9 @@ void Hdf5Tree::read(ObjectId id, const Hyperslab& slab, std::span<float> samples
 void Hdf5Tree::write(ObjectId id, const Hyperslab& slab, std::span<const float> samples) {
     const Node& set = node(id, ObjectKind::DataSet);
     check_hyperslab(set.extents, slab, samples.size(), set.path);
-    if (samples.empty())
+    if (samples.empty()) {
         return;
+    }
     const OpenSet& open = open_set(id, use_of(slab, set.extents));
     hdf5::write_floats(open.set, open.space, slab, samples, set.path);
 }
@@ -188,17 +195,19 @@ void Hdf5Tree::write_attribute(ObjectId object, const std::string& name,
 
 const Hdf5Tree::Node& Hdf5Tree::node(ObjectId id) const {
     const std::uint64_t index = static_cast<std::uint64_t>(id) - 1;
-    if (index >= nodes_.size())
+    if (index >= nodes_.size()) {
         throw TreeError(
             fmt::format("{} is no object of '{}'", static_cast<std::uint64_t>(id), name_.string()));
+    }
     return nodes_[index];
 }
 
 const Hdf5Tree::Node& Hdf5Tree::node(ObjectId id, ObjectKind kind) const {
     const Node& found = node(id);
-    if (found.kind != kind)
+    if (found.kind != kind) {
         throw TreeError(fmt::format("'{}' is no {}", found.path,
                                     kind == ObjectKind::Group ? "group" : "data set"));
+    }
     return found;
 }
 
@@ -230,8 +239,9 @@ std::optional<ObjectId> Hdf5Tree::find_child(ObjectId group, const std::string& 
 std::optional<ObjectId> Hdf5Tree::find_unknown_child(ObjectId group, const std::string& name,
                                                      const std::string& child_path) {
     const hdf5::Id parent = open(group);
-    if (!hdf5::link_exists(parent, name))
+    if (!hdf5::link_exists(parent, name)) {
         return std::nullopt;
+    }
     try {
         return add_object(hdf5::open_object(parent, name), child_path);
     } catch (const TreeError&) {
@@ -274,9 +284,11 @@ ObjectId Hdf5Tree::add_node(Node node) {
 std::vector<std::string> Hdf5Tree::list_children(ObjectId group, ObjectKind kind) {
     node(group, ObjectKind::Group);
     std::vector<std::string> names;
-    for (std::string& name : hdf5::list_links(open(group)))
-        if (const auto child = find_child(group, name); child && node(*child).kind == kind)
+    for (std::string& name : hdf5::list_links(open(group))) {
+        if (const auto child = find_child(group, name); child && node(*child).kind == kind) {
             names.push_back(std::move(name));
+        }
+    }
     return names;
 }
 
@@ -284,9 +296,10 @@ std::vector<std::string> Hdf5Tree::list_children(ObjectId group, ObjectKind kind
 // Making objects
 
 ObjectId Hdf5Tree::create_groups(ObjectId parent, const std::vector<std::string>& names) {
-    for (const std::string& name : names)
+    for (const std::string& name : names) {
         parent =
             add_object(hdf5::create_group(open(parent), name), join_path(node(parent).path, name));
+    }
     return parent;
 }
 
@@ -297,12 +310,14 @@ void Hdf5Tree::make_anew(ObjectId id, const Extents& extents) {
     const hdf5::Id group = hdf5::open_object(file_, absolute(group_path));
     const hdf5::Id& old_set = open_set(id, hdf5::SetUse::Whole).set;
     const hdf5::ObjectInfo old_info = hdf5::object_info(old_set);
-    if (old_info.link_count > 1)
+    if (old_info.link_count > 1) {
         throw TreeError(fmt::format("'{}' has a fixed layout and {} hard links: it cannot be "
                                     "made anew with other extents",
                                     old_node.path, old_info.link_count));
-    if (hdf5::link_exists(group, hdf5::UNFINISHED_NAME))
+    }
+    if (hdf5::link_exists(group, hdf5::UNFINISHED_NAME)) {
         hdf5::delete_link(group, hdf5::UNFINISHED_NAME);
+    }
     const hdf5::Id new_set = hdf5::create_float_set(
         group, hdf5::UNFINISHED_NAME, hdf5::make_space(extents, true),
         hdf5::chunked_properties(choose_chunk(extents), hdf5::set_properties(old_set)));

@@ -12,8 +12,9 @@ namespace {
 
 // A foreign context is noted, and the active call is meant all the same.
 void check_context(HostCall& call, const call_context* ctx) {
-    if (ctx != call.context())
+    if (ctx != call.context()) {
         call.report_break("context_api", "called with a context that is not the call's");
+    }
 }
 
 // The value of a parameter, null when it has none. Reading what was not declared, or not
@@ -22,11 +23,13 @@ template <typename Value>
 const Value* find_value(HostCall& call, const call_context* ctx, const char* key) {
     check_context(call, ctx);
     const ParameterSignature* signature = call.values().signature(checked_text(key));
-    if (signature == nullptr)
+    if (signature == nullptr) {
         throw InterfaceBreak(fmt::format("the parameter '{}' was not declared", key));
-    if (ParameterValue(Value{}).index() != static_cast<std::size_t>(signature->type))
+    }
+    if (ParameterValue(Value{}).index() != static_cast<std::size_t>(signature->type)) {
         throw InterfaceBreak(
             fmt::format("the parameter '{}' was declared as {}", key, type_name(signature->type)));
+    }
     const ParameterValue* value = call.values().find(key);
     return value == nullptr ? nullptr : &std::get<Value>(*value);
 }

@@ -17,23 +17,26 @@ namespace {
 
 template <typename Item>
 std::span<const Item> checked_array(const Item* items, std::uint64_t count) {
-    if (items == nullptr && count > 0)
+    if (items == nullptr && count > 0) {
         throw InterfaceBreak("called with a null array");
+    }
     return {items, count};
 }
 
 // No more dimensions are read than a set can have.
 Extents checked_extents(const std::uint64_t* extents, std::uint64_t rank) {
-    if (rank > MAX_RANK)
+    if (rank > MAX_RANK) {
         throw TreeError(fmt::format("the rank {} is above {}", rank, MAX_RANK));
+    }
     const auto given = checked_array(extents, rank);
     return {given.begin(), given.end()};
 }
 
 Hyperslab checked_slab(const std::uint64_t* selection, std::uint64_t word_count) {
-    if (word_count % 2 != 0 || word_count > 2 * MAX_RANK)
+    if (word_count % 2 != 0 || word_count > 2 * MAX_RANK) {
         throw TreeError(
             fmt::format("a selection cannot have {} words (allowed: twice the rank)", word_count));
+    }
     const auto words = checked_array(selection, word_count);
     return {words.first(word_count / 2), words.last(word_count / 2)};
 }
@@ -43,8 +46,9 @@ Hyperslab checked_slab(const std::uint64_t* selection, std::uint64_t word_count)
 template <typename Sample>
 std::span<Sample> checked_samples(Sample* samples, const Hyperslab& slab) {
     const std::uint64_t count = count_samples(slab.counts);
-    if (samples == nullptr && count > 0)
+    if (samples == nullptr && count > 0) {
         throw InterfaceBreak("called with null samples");
+    }
     return {samples, count};
 }
 
@@ -56,8 +60,9 @@ void create_dataset(dataset_handle* out, group_handle group, const char* name,
                     const std::uint64_t* extents, std::uint64_t rank) {
     *out = answer("create_dataset", [&](HostCall& call) {
         const ObjectId parent = object_of(call, group);
-        if (call.tree().find(parent, checked_text(name)))
+        if (call.tree().find(parent, checked_text(name))) {
             return dataset_handle{};
+        }
         return to_handle<dataset_handle>(
             call.tree().create_dataset(parent, name, checked_extents(extents, rank)));
     });
@@ -95,19 +100,22 @@ void explain_other(HostCall& call, ObjectId object) {
     const std::string path = call.tree().path(object);
     const auto [group_path, name] = split_last(path);
     const auto group = call.tree().find(call.tree().root(), group_path);
-    for (const OtherObject& other : call.tree().list_others(group.value_or(call.tree().root())))
-        if (other.name == name)
+    for (const OtherObject& other : call.tree().list_others(group.value_or(call.tree().root()))) {
+        if (other.name == name) {
             call.send(Message::Warning,
                       fmt::format("'{}' cannot be used ({}): convert it to a data set of "
                                   "32-bit floats first",
                                   path, other.description));
+        }
+    }
 }
 
 void open_dataset(dataset_handle* out, group_handle group, const char* path) {
     *out = answer("open_dataset", [&](HostCall& call) {
         const auto found = call.tree().find(object_of(call, group), checked_text(path));
-        if (found && call.tree().kind(*found) == ObjectKind::Other)
+        if (found && call.tree().kind(*found) == ObjectKind::Other) {
             explain_other(call, *found);
+        }
         return to_handle<dataset_handle>(find_object(call, group, path, ObjectKind::DataSet));
     });
 }
@@ -140,9 +148,10 @@ std::optional<AttributeValue> read_or_warn(HostCall& call, ObjectId object,
                                            const std::string& name) {
     try {
         auto value = call.tree().read_attribute(object, name);
-        if (!value)
+        if (!value) {
             call.refuse("copy_attribute",
                         fmt::format("'{}' has no attribute '{}'", call.tree().path(object), name));
+        }
         return value;
     } catch (const TreeError& error) {
         call.send(Message::Warning, fmt::format("not copied: {}", error.what()));
@@ -154,8 +163,9 @@ void copy_attribute(dataset_handle destination, dataset_handle source, const cha
     answer("copy_attribute", [&](HostCall& call) {
         const ObjectId to = object_of(call, destination);
         const std::string key = checked_text(name);
-        if (const auto value = read_or_warn(call, object_of(call, source), key))
+        if (const auto value = read_or_warn(call, object_of(call, source), key)) {
             call.tree().write_attribute(to, key, *value);
+        }
     });
 }
 
@@ -198,8 +208,9 @@ void write_string_list_attribute(dataset_handle set, const char* name, const cha
                                  const std::uint64_t* extents, std::uint64_t rank) {
     answer("write_string_list_attribute", [&](HostCall& call) {
         TextArray array{{}, checked_extents(extents, rank)};
-        for (const char* text : checked_array(values, count_samples(array.extents)))
+        for (const char* text : checked_array(values, count_samples(array.extents))) {
             array.values.emplace_back(checked_text(text));
+        }
         call.tree().write_attribute(object_of(call, set), checked_text(name), array);
     });
 }

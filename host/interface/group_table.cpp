@@ -14,8 +14,9 @@ namespace {
 void create_group(group_handle* out, group_handle parent, const char* path) {
     *out = answer("create_group", [&](HostCall& call) {
         const ObjectId object = object_of(call, parent);
-        if (call.tree().find(object, checked_text(path)))
+        if (call.tree().find(object, checked_text(path))) {
             return NULL_GROUP;
+        }
         return to_handle<group_handle>(call.tree().create_group(object, path));
     });
 }
@@ -54,8 +55,9 @@ void collect_groups(DataTree& tree, ObjectId group, std::set<ObjectId>& seen,
                     std::vector<ObjectId>& groups) {
     for (const std::string& name : tree.list_groups(group)) {
         const auto child = tree.find(group, name);
-        if (!child || !seen.insert(*child).second)
+        if (!child || !seen.insert(*child).second) {
             continue;
+        }
         groups.push_back(*child);
         collect_groups(tree, *child, seen, groups);
     }
@@ -67,17 +69,20 @@ host_flag visit_groups(group_handle group, visit_groups_callback callback, void*
                        get_interface_function get_interface_given) {
     bool listed = false;
     const auto groups = answer("visit_groups", [&](HostCall& call) {
-        if (callback == nullptr)
+        if (callback == nullptr) {
             throw InterfaceBreak("called without a callback");
+        }
         std::vector<ObjectId> below;
         std::set<ObjectId> seen{object_of(call, group)};
         collect_groups(call.tree(), object_of(call, group), seen, below);
         listed = true;
         return below;
     });
-    for (const ObjectId below : groups)
-        if (callback(to_handle<group_handle>(below), user, get_interface_given) != 0)
+    for (const ObjectId below : groups) {
+        if (callback(to_handle<group_handle>(below), user, get_interface_given) != 0) {
             return 0;
+        }
+    }
     return listed ? 1 : 0;
 }
 

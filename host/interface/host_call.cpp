@@ -18,8 +18,9 @@ thread_local HostCall* active_call = nullptr;
 thread_local int slot_depth = 0;
 
 void note(std::vector<std::string>& problems, std::string problem) {
-    if (problems.size() < MAX_PROBLEMS && std::ranges::find(problems, problem) == problems.end())
+    if (problems.size() < MAX_PROBLEMS && std::ranges::find(problems, problem) == problems.end()) {
         problems.push_back(std::move(problem));
+    }
 }
 
 bool is_given_text(const ParameterValues& values, std::string_view text) {
@@ -52,8 +53,9 @@ void HostCall::refuse(std::string_view slot, std::string_view reason) {
 void HostCall::send_message(const char* slot, Message::Level level, const char* message,
                             std::va_list arguments) {
     const std::string_view text = checked_text(message);
-    if (text.find('%') != std::string_view::npos && is_given_text(values_, text))
+    if (text.find('%') != std::string_view::npos && is_given_text(values_, text)) {
         report_break(slot, "called with a text of the user's as the template of a message");
+    }
     send(level, format_message(message, arguments));
 }
 
@@ -63,13 +65,15 @@ void HostCall::report_break(std::string_view slot, std::string_view reason) {
 }
 
 void HostCall::report_storage(const StorageError& error) {
-    if (!problems_.storage_error)
+    if (!problems_.storage_error) {
         problems_.storage_error = error;
+    }
 }
 
 std::uint64_t HostCall::declare(const char* signature, bool required) {
-    if (operation_ != Operation::Declare)
+    if (operation_ != Operation::Declare) {
         throw InterfaceBreak("called outside the operation 'declare'");
+    }
     declared_.push_back({checked_text(signature), required});
     return last_answer();
 }
@@ -91,8 +95,9 @@ bool SlotScope::is_active() {
 }
 
 const char* checked_text(const char* text) {
-    if (text == nullptr)
+    if (text == nullptr) {
         throw InterfaceBreak("called with a null text");
+    }
     return text;
 }
 

@@ -109,8 +109,9 @@ auto answer(const char* slot, Work work) noexcept {
     using Result = std::invoke_result_t<Work, HostCall&>;
     const SlotScope scope;
     HostCall* call = HostCall::active();
-    if (call == nullptr)
+    if (call == nullptr) {
         return Result();
+    }
     try {
         return work(*call);
     } catch (const InterfaceBreak& error) {

@@ -43,9 +43,11 @@ SlotTable make_table(const Api& api) {
     std::array<unused_slot, sizeof(Api) / sizeof(unused_slot)> functions;
     std::memcpy(functions.data(), &api, sizeof(Api));
     SlotTable table = make_unused_slots<Table>(std::make_index_sequence<TABLE_SIZE>());
-    for (std::size_t slot = 0; slot < functions.size(); ++slot)
-        if (functions[slot] != nullptr)
+    for (std::size_t slot = 0; slot < functions.size(); ++slot) {
+        if (functions[slot] != nullptr) {
             table[slot] = functions[slot];
+        }
+    }
     return table;
 }
 

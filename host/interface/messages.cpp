@@ -45,11 +45,13 @@ std::optional<Conversion> parse_conversion(std::string_view text) {
         end += 1 + precision;
     }
     const std::size_t type = end + count_leading(text.substr(end), LENGTH_MODIFIERS);
-    if (type >= text.size() || std::max(width, precision) > MAX_DIGITS)
+    if (type >= text.size() || std::max(width, precision) > MAX_DIGITS) {
         return std::nullopt;
+    }
     if (!contains("sc", text[type]) && !contains(SIGNED_TYPES, text[type]) &&
-        !contains(UNSIGNED_TYPES, text[type]) && !contains(REAL_TYPES, text[type]))
+        !contains(UNSIGNED_TYPES, text[type]) && !contains(REAL_TYPES, text[type])) {
         return std::nullopt;
+    }
     return Conversion{std::string(text.substr(0, end)), text[type], type + 1};
 }
 
@@ -75,16 +77,21 @@ class Arguments {
 
 std::string render(const Conversion& conversion, Arguments& arguments) {
     const char type = conversion.type;
-    if (type == 'p')
+    if (type == 'p') {
         return fmt::sprintf("0x%x", arguments.next_unsigned());
-    if (type == 's')
+    }
+    if (type == 's') {
         return fmt::sprintf(conversion.layout + type, arguments.next_text());
-    if (type == 'c')
+    }
+    if (type == 'c') {
         return fmt::sprintf(conversion.layout + type, static_cast<char>(arguments.next_integer()));
-    if (contains(SIGNED_TYPES, type))
+    }
+    if (contains(SIGNED_TYPES, type)) {
         return fmt::sprintf(conversion.layout + type, arguments.next_integer());
-    if (contains(UNSIGNED_TYPES, type))
+    }
+    if (contains(UNSIGNED_TYPES, type)) {
         return fmt::sprintf(conversion.layout + type, arguments.next_unsigned());
+    }
     return fmt::sprintf(conversion.layout + type, arguments.next_real());
 }
 
@@ -100,8 +107,9 @@ std::string render_or_keep(const Conversion& conversion, std::string_view text,
 
 bool has_conversion(std::string_view text) {
     for (std::size_t at = text.find('%'); at != text.npos; at = text.find('%', at)) {
-        if (parse_conversion(text.substr(at)))
+        if (parse_conversion(text.substr(at))) {
             return true;
+        }
         at += text.substr(at).starts_with("%%") ? 2U : 1U;
     }
     return false;

@@ -36,8 +36,9 @@ const TypeRow& row_of(ParameterType type) {
 
 std::string list_types() {
     std::vector<std::string> names;
-    for (const TypeRow& row : TYPES)
+    for (const TypeRow& row : TYPES) {
         names.emplace_back(row.name);
+    }
     return join_texts(names);
 }
 
@@ -49,8 +50,9 @@ template <typename Item>
 bool append_list(ParameterValue& list, const ParameterValue& more) {
     auto* items = std::get_if<std::vector<Item>>(&list);
     const auto* added = std::get_if<std::vector<Item>>(&more);
-    if (items == nullptr || added == nullptr)
+    if (items == nullptr || added == nullptr) {
         return false;
+    }
     items->insert(items->end(), added->begin(), added->end());
     return true;
 }
@@ -72,8 +74,9 @@ std::string format_item(double number) {
 template <typename Item>
 std::string format_item(const std::vector<Item>& items) {
     std::vector<std::string> texts;
-    for (const Item& item : items)
+    for (const Item& item : items) {
         texts.push_back(format_item(item));
+    }
     return fmt::format("[{}]", join_texts(texts));
 }
 
@@ -85,12 +88,15 @@ std::string format_item(const std::vector<Item>& items) {
 }
 
 std::optional<ParameterValue> read_default(ParameterType type, std::string_view literal) {
-    if (is_list(type))
+    if (is_list(type)) {
         return std::nullopt;
-    if (type != ParameterType::String)
+    }
+    if (type != ParameterType::String) {
         return read_value(type, literal);
-    if (literal.size() < 2 || literal.front() != '"' || literal.back() != '"')
+    }
+    if (literal.size() < 2 || literal.front() != '"' || literal.back() != '"') {
         return std::nullopt;
+    }
     return std::string(literal.substr(1, literal.size() - 2));
 }
 
@@ -112,30 +118,37 @@ class WordReader {
     void read(std::string_view word) {
         const std::string_view key = take_until(word, "=");
         const auto signature = std::ranges::find(signatures_, key, &ParameterSignature::key);
-        if (signature == signatures_.end())
+        if (signature == signatures_.end()) {
             return problems_.push_back(explain_unknown(signatures_, key));
+        }
         const auto value = read_value(signature->type, word);
-        if (!value)
+        if (!value) {
             problems_.push_back(explain_wrong_value(*signature, fmt::format("'{}'", word)));
+        }
         seen_.insert_or_assign(std::string(key), true);
-        if (value)
+        if (value) {
             store(key, *value);
+        }
     }
 
     ParameterValues finish() {
-        for (const ParameterSignature& signature : signatures_)
-            if (signature.required && !seen_.contains(signature.key))
+        for (const ParameterSignature& signature : signatures_) {
+            if (signature.required && !seen_.contains(signature.key)) {
                 problems_.push_back(explain_missing(signature));
-        if (!problems_.empty())
+            }
+        }
+        if (!problems_.empty()) {
             throw ParameterError(std::move(problems_));
+        }
         return {signatures_, std::move(given_)};
     }
 
   private:
     void store(std::string_view key, const ParameterValue& value) {
         const auto [place, is_first] = given_.emplace(key, value);
-        if (is_first || append_items(place->second, value))
+        if (is_first || append_items(place->second, value)) {
             return;
+        }
         problems_.push_back({fmt::format("parameter '{}' is given twice and is no list", key), ""});
     }
 
@@ -164,22 +177,26 @@ std::optional<ParameterValue> read_value(ParameterType type, std::string_view te
     case ParameterType::String:
         return std::string(text);
     case ParameterType::Boolean:
-        if (text == "true" || text == "false")
+        if (text == "true" || text == "false") {
             return text == "true";
+        }
         break;
     case ParameterType::Integer:
-        if (const auto integer = parse_number<std::int64_t>(text))
+        if (const auto integer = parse_number<std::int64_t>(text)) {
             return *integer;
+        }
         break;
     case ParameterType::Number:
-        if (const auto number = parse_number<double>(text))
+        if (const auto number = parse_number<double>(text)) {
             return *number;
+        }
         break;
     case ParameterType::StringList:
         return std::vector{std::string(text)};
     case ParameterType::IntegerList:
-        if (const auto integer = parse_number<std::int64_t>(text))
+        if (const auto integer = parse_number<std::int64_t>(text)) {
             return std::vector{*integer};
+        }
         break;
     }
     return std::nullopt;
@@ -196,8 +213,9 @@ std::string format_value(const ParameterValue& value) {
 ParameterProblem explain_unknown(std::span<const ParameterSignature> signatures,
                                  std::string_view key) {
     std::vector<std::string> known;
-    for (const ParameterSignature& signature : signatures)
+    for (const ParameterSignature& signature : signatures) {
         known.push_back(signature.key);
+    }
     return {fmt::format("unknown parameter '{}' (known: {})", key, join_texts(known)),
             suggest_nearest(key, known)};
 }
@@ -221,18 +239,22 @@ ParameterSignature parse_signature(std::string_view text, bool required) {
     ParameterSignature signature;
     signature.key = take_until(rest, ": ");
     signature.required = required;
-    if (!is_key(signature.key))
+    if (!is_key(signature.key)) {
         refuse_signature(text, "has no key before ': '");
+    }
     const bool has_default = rest.find(" = ") != std::string_view::npos;
     const auto row = std::ranges::find(TYPES, take_until(rest, " = "), &TypeRow::name);
-    if (row == TYPES.end())
+    if (row == TYPES.end()) {
         refuse_signature(text, fmt::format("has an unknown type (known: {})", list_types()));
+    }
     signature.type = row->type;
-    if (!has_default)
+    if (!has_default) {
         return signature;
+    }
     signature.default_value = read_default(signature.type, rest);
-    if (!signature.default_value)
+    if (!signature.default_value) {
         refuse_signature(text, "has a default that is not of its type");
+    }
     return signature;
 }
 
@@ -246,8 +268,9 @@ const ParameterSignature* ParameterValues::signature(std::string_view key) const
 
 const ParameterValue* ParameterValues::find(std::string_view key) const {
     const auto given = given_.find(key);
-    if (given != given_.end())
+    if (given != given_.end()) {
         return &given->second;
+    }
     const ParameterSignature* declared = signature(key);
     return declared != nullptr && declared->default_value ? &*declared->default_value : nullptr;
 }
@@ -268,8 +291,9 @@ bool is_parameter_word(std::string_view word) {
 ParameterValues read_parameters(std::span<const ParameterSignature> signatures,
                                 std::span<const std::string> words) {
     WordReader reader(signatures);
-    for (const std::string& word : words)
+    for (const std::string& word : words) {
         reader.read(word);
+    }
     return reader.finish();
 }
 

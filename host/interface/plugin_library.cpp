@@ -20,8 +20,9 @@ constexpr std::uint32_t MAX_UNIT_COUNT = 10'000;
 
 SharedLibrary load(const std::filesystem::path& file) {
     std::error_code ignored;
-    if (!std::filesystem::is_regular_file(file, ignored))
+    if (!std::filesystem::is_regular_file(file, ignored)) {
         refuse(file, "no such plug-in library");
+    }
     try {
         return SharedLibrary(file);
     } catch (const std::runtime_error& error) {
@@ -31,8 +32,9 @@ SharedLibrary load(const std::filesystem::path& file) {
 
 plugin_entry look_up_entry(const std::filesystem::path& file, const SharedLibrary& library) {
     void* entry = library.find(PLUGIN_ENTRY_NAME);
-    if (entry == nullptr)
+    if (entry == nullptr) {
         refuse(file, fmt::format("is no plug-in: it has no function '{}'", PLUGIN_ENTRY_NAME));
+    }
     return reinterpret_cast<plugin_entry>(entry);
 }
 
@@ -45,11 +47,13 @@ Table ask(const std::filesystem::path& file, plugin_entry entry, std::int32_t ki
           std::uint32_t max_count) {
     Table table;
     table.rows = entry(&table.count, kind);
-    if (table.rows == nullptr)
+    if (table.rows == nullptr) {
         refuse(file, fmt::format("gives no table for kind {}", kind));
-    if (table.count == 0 || table.count > max_count)
+    }
+    if (table.count == 0 || table.count > max_count) {
         refuse(file, fmt::format("counts {} rows for kind {} (allowed: 1 to {})", table.count, kind,
                                  max_count));
+    }
     return table;
 }
 
@@ -61,8 +65,9 @@ class TextReader {
 
     std::string read(text_getter getter, std::string_view what) const {
         const char* text = getter == nullptr ? nullptr : getter();
-        if (text == nullptr)
+        if (text == nullptr) {
             refuse(file_, fmt::format("{} has no {}", owner_, what));
+        }
         return text;
     }
     std::optional<std::string> read_optional(text_getter getter, std::string_view what) const {
@@ -96,11 +101,13 @@ Unit read_unit(const std::filesystem::path& file, const unit_descriptor& record,
               .date = texts.read_optional(record.date, "date"),
               .declare = record.declare,
               .run = record.run};
-    if (unit.name.empty())
+    if (unit.name.empty()) {
         refuse(file, fmt::format("unit {} has the empty name", index));
-    if (unit.declare == nullptr || unit.run == nullptr)
+    }
+    if (unit.declare == nullptr || unit.run == nullptr) {
         refuse(file, fmt::format("unit {} '{}' has no operation '{}'", index, unit.name,
                                  unit.declare == nullptr ? "declare" : "run"));
+    }
     return unit;
 }
 
@@ -111,8 +118,9 @@ std::vector<Unit> read_units(const std::filesystem::path& file, plugin_entry ent
     for (const unit_descriptor& record : records) {
         units.push_back(read_unit(file, record, units.size()));
         const auto same_name = [&](const Unit& unit) { return unit.name == units.back().name; };
-        if (std::find_if(units.begin(), units.end() - 1, same_name) != units.end() - 1)
+        if (std::find_if(units.begin(), units.end() - 1, same_name) != units.end() - 1) {
             refuse(file, fmt::format("has two units '{}'", units.back().name));
+        }
     }
     return units;
 }
@@ -139,11 +147,13 @@ PluginLibrary::PluginLibrary(const std::filesystem::path& file)
 const Unit* PluginLibrary::find_unit(std::string_view name) const {
     const Unit* found = nullptr;
     for (const Unit& unit : units_) {
-        if (unit.name == name)
+        if (unit.name == name) {
             return &unit;
+        }
         if (last_part(unit.name) == name) {
-            if (found != nullptr)
+            if (found != nullptr) {
                 return nullptr;
+            }
             found = &unit;
         }
     }
@@ -156,8 +166,9 @@ std::string short_name(const Unit& unit) {
 
 std::vector<const Unit*> list_current_first(const PluginLibrary& library) {
     std::vector<const Unit*> units;
-    for (const Unit& unit : library.units())
+    for (const Unit& unit : library.units()) {
         units.push_back(&unit);
+    }
     std::stable_partition(units.begin(), units.end(), [](const Unit* unit) { return !unit->date; });
     return units;
 }

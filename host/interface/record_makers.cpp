@@ -24,8 +24,9 @@ template <typename Item>
 Block<Item> allocate(std::size_t count) {
     Block<Item> block(
         static_cast<Item*>(record_heap.allocate(std::max<std::size_t>(count, 1) * sizeof(Item))));
-    if (block == nullptr)
+    if (block == nullptr) {
         throw std::bad_alloc();
+    }
     return block;
 }
 
@@ -65,8 +66,9 @@ class TextItems {
     TextItems(const TextItems&) = delete;
     TextItems& operator=(const TextItems&) = delete;
     ~TextItems() {
-        for (std::size_t i = 0; items_ != nullptr && i < count_; ++i)
+        for (std::size_t i = 0; items_ != nullptr && i < count_; ++i) {
             record_heap.release(items_[i]);
+        }
     }
 
     void add(Block<char> text) { items_[count_++] = text.release(); }
@@ -99,8 +101,9 @@ host_string make_absent_string() {
 
 host_list make_text_list(std::span<const std::string> texts) {
     TextItems items(texts.size());
-    for (const std::string& text : texts)
+    for (const std::string& text : texts) {
         items.add(copy_text(text));
+    }
     return {.count = texts.size(),
             .unused = unused_word(),
             .aux = make_aux().release(),

@@ -13,9 +13,10 @@ namespace {
 
 template <typename Handle>
 ObjectId checked_object(HostCall& call, Handle handle, std::string_view kind) {
-    if (!is_valid(call, handle))
+    if (!is_valid(call, handle)) {
         throw TreeError(
             fmt::format("the handle {} names no {}", static_cast<std::uint64_t>(handle), kind));
+    }
     return ObjectId{static_cast<std::uint64_t>(handle)};
 }
 
@@ -26,12 +27,15 @@ AttributeValue first_of_one(const Array& array) {
 
 // Files from elsewhere often hold a single value as an array of one.
 AttributeValue unwrap(const AttributeValue& value) {
-    if (const auto* integers = std::get_if<IntegerArray>(&value))
+    if (const auto* integers = std::get_if<IntegerArray>(&value)) {
         return first_of_one(*integers);
-    if (const auto* numbers = std::get_if<NumberArray>(&value))
+    }
+    if (const auto* numbers = std::get_if<NumberArray>(&value)) {
         return first_of_one(*numbers);
-    if (const auto* texts = std::get_if<TextArray>(&value))
+    }
+    if (const auto* texts = std::get_if<TextArray>(&value)) {
         return first_of_one(*texts);
+    }
     return value;
 }
 
@@ -59,10 +63,12 @@ float to_float(double number) {
     constexpr auto MAX = static_cast<double>(std::numeric_limits<float>::max());
     constexpr double INF = std::numeric_limits<double>::infinity();
     constexpr double ROUNDS_TO_INF = MAX * (1 + 0x1p-25);
-    if (number >= ROUNDS_TO_INF && number < INF)
+    if (number >= ROUNDS_TO_INF && number < INF) {
         return std::numeric_limits<float>::infinity();
-    if (number <= -ROUNDS_TO_INF && number > -INF)
+    }
+    if (number <= -ROUNDS_TO_INF && number > -INF) {
         return -std::numeric_limits<float>::infinity();
+    }
     return static_cast<float>(number);
 }
 
@@ -100,39 +106,49 @@ std::optional<ObjectId> find_object(HostCall& call, group_handle group, const ch
 
 float read_float(DataTree& tree, ObjectId object, const std::string& name) {
     const auto value = read_unwrapped(tree, object, name);
-    if (!value)
+    if (!value) {
         return 0.0F;
-    if (const auto* single = std::get_if<float>(&*value))
+    }
+    if (const auto* single = std::get_if<float>(&*value)) {
         return *single;
-    if (const auto* number = std::get_if<double>(&*value))
+    }
+    if (const auto* number = std::get_if<double>(&*value)) {
         return to_float(*number);
-    if (const auto* integer = std::get_if<std::int64_t>(&*value))
+    }
+    if (const auto* integer = std::get_if<std::int64_t>(&*value)) {
         return static_cast<float>(*integer);
+    }
     refuse_type(tree, object, name, *value, "a number");
 }
 
 std::int64_t read_integer(DataTree& tree, ObjectId object, const std::string& name) {
     const auto value = read_unwrapped(tree, object, name);
-    if (!value)
+    if (!value) {
         return 0;
-    if (const auto* integer = std::get_if<std::int64_t>(&*value))
+    }
+    if (const auto* integer = std::get_if<std::int64_t>(&*value)) {
         return *integer;
+    }
     const auto* single = std::get_if<float>(&*value);
     const auto* number = std::get_if<double>(&*value);
-    if (single == nullptr && number == nullptr)
+    if (single == nullptr && number == nullptr) {
         refuse_type(tree, object, name, *value, "an integer");
+    }
     const auto integer = to_integer(single != nullptr ? static_cast<double>(*single) : *number);
-    if (!integer)
+    if (!integer) {
         refuse_type(tree, object, name, *value, "one that fits an integer of 64 bits");
+    }
     return *integer;
 }
 
 std::optional<std::string> read_text(DataTree& tree, ObjectId object, const std::string& name) {
     const auto value = read_unwrapped(tree, object, name);
-    if (!value)
+    if (!value) {
         return std::nullopt;
-    if (const auto* text = std::get_if<std::string>(&*value))
+    }
+    if (const auto* text = std::get_if<std::string>(&*value)) {
         return *text;
+    }
     refuse_type(tree, object, name, *value, "a text");
 }
 

@@ -16,8 +16,9 @@ template <typename Record, typename Work>
 void fill_record(const char* slot, Record* out, Work work) {
     *out = answer(slot, [&](HostCall& call) {
         const Record zeros{};
-        if (std::memcmp(out, &zeros, sizeof zeros) != 0)
+        if (std::memcmp(out, &zeros, sizeof zeros) != 0) {
             call.report_break(slot, "called with a record that is not zeroed");
+        }
         return work(call);
     });
 }

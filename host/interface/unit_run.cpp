@@ -27,22 +27,25 @@ Result call_operation(const Unit& unit, std::string_view name,
 }
 
 void check_declaration(const Unit& unit, const HostCall& call, std::uint64_t result) {
-    for (const std::string& problem : call.problems().interface_breaks)
+    for (const std::string& problem : call.problems().interface_breaks) {
         throw PluginError(
             fmt::format("{}: its operation 'declare' broke the interface: {}", unit.name, problem));
-    if (!call.declared().empty() && result != call.last_answer())
+    }
+    if (!call.declared().empty() && result != call.last_answer()) {
         throw PluginError(fmt::format("{}: its operation 'declare' returns {:#x} (allowed: the "
                                       "answer to its last declaration, {:#x})",
                                       unit.name, result, call.last_answer()));
+    }
 }
 
 std::vector<ParameterSignature> parse_declared(const Unit& unit, const HostCall& call) {
     std::vector<ParameterSignature> signatures;
     for (const DeclaredParameter& declared : call.declared()) {
         auto signature = parse_signature(declared.signature, declared.required);
-        if (std::ranges::count(signatures, signature.key, &ParameterSignature::key) > 0)
+        if (std::ranges::count(signatures, signature.key, &ParameterSignature::key) > 0) {
             throw PluginError(
                 fmt::format("{}: declares the parameter '{}' twice", unit.name, signature.key));
+        }
         signatures.push_back(std::move(signature));
     }
     return signatures;

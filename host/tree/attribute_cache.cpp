@@ -33,8 +33,9 @@ bool is_short(const AttributeValue& value) {
         []<typename Value>(const Value& held) {
             if constexpr (IS_ARRAY<Value>) {
                 std::size_t bytes = 0;
-                for (const auto& item : held.values)
+                for (const auto& item : held.values) {
                     bytes += count_bytes(item);
+                }
                 return bytes <= MAX_VALUE_BYTES;
             } else {
                 return count_bytes(held) <= MAX_VALUE_BYTES;
@@ -72,27 +73,31 @@ bool is_same(const AttributeValue& a, const AttributeValue& b) {
 
 void insert_name(std::vector<std::string>& names, const std::string& name) {
     const auto place = std::ranges::lower_bound(names, name);
-    if (place == names.end() || *place != name)
+    if (place == names.end() || *place != name) {
         names.insert(place, name);
+    }
 }
 
 } // namespace
 
 std::vector<std::string> AttributeCache::list(ObjectId object) {
     auto& names = known(object).names;
-    if (!names)
+    if (!names) {
         names = tree_.list_attributes(object);
+    }
     return *names;
 }
 
 std::optional<AttributeValue> AttributeCache::read(ObjectId object, const std::string& name) {
     auto& values = known(object).values;
     const auto found = values.find(name);
-    if (found != values.end())
+    if (found != values.end()) {
         return found->second.value;
+    }
     auto value = tree_.read_attribute(object, name);
-    if (!value || is_short(*value))
+    if (!value || is_short(*value)) {
         values.emplace(name, KnownValue{value, false});
+    }
     return value;
 }
 
@@ -100,19 +105,23 @@ void AttributeCache::write(ObjectId object, const std::string& name, const Attri
     KnownObject& knowledge = known(object);
     const auto found = knowledge.values.find(name);
     if (found != knowledge.values.end() && found->second.written_here &&
-        is_same(*found->second.value, value))
+        is_same(*found->second.value, value)) {
         return;
+    }
     knowledge.values.erase(name); // a write that fails leaves it unknown
     tree_.write_attribute(object, name, value);
-    if (knowledge.names)
+    if (knowledge.names) {
         insert_name(*knowledge.names, name);
-    if (is_short(value))
+    }
+    if (is_short(value)) {
         knowledge.values.insert_or_assign(name, KnownValue{value, true});
+    }
 }
 
 AttributeCache::KnownObject& AttributeCache::known(ObjectId object) {
-    if (objects_.size() == MAX_OBJECTS && !objects_.contains(object))
+    if (objects_.size() == MAX_OBJECTS && !objects_.contains(object)) {
         objects_.clear();
+    }
     return objects_[object];
 }
 

@@ -31,8 +31,9 @@ void CachedTree::flush() {
         }
     }
     std::erase_if(held_, [](const HeldSet& set) { return !set.changed; });
-    if (failure)
+    if (failure) {
         std::rethrow_exception(failure);
+    }
 }
 
 // ---------------------------------------------------------------------------
@@ -40,16 +41,18 @@ void CachedTree::flush() {
 
 void CachedTree::read(ObjectId id, const Hyperslab& slab, std::span<float> samples) {
     HeldSet* const set = hold(id, slab);
-    if (set == nullptr)
+    if (set == nullptr) {
         return tree_.read(id, slab, samples);
+    }
     check_hyperslab(set->extents, slab, samples.size(), set->path);
     gather_samples(set->extents, slab, set->samples.data(), samples);
 }
 
 void CachedTree::write(ObjectId id, const Hyperslab& slab, std::span<const float> samples) {
     HeldSet* const set = hold(id, slab);
-    if (set == nullptr)
+    if (set == nullptr) {
         return tree_.write(id, slab, samples);
+    }
     check_hyperslab(set->extents, slab, samples.size(), set->path);
     scatter_samples(set->extents, slab, samples, set->samples.data());
     set->changed = true;
@@ -68,8 +71,9 @@ CachedTree::HeldSet* CachedTree::hold(ObjectId id, const Hyperslab& slab) {
     Held set = find_held(id);
     if (set == held_.end()) {
         const Extents extents = tree_.extents(id);
-        if (!is_worth_holding(id, extents, slab))
+        if (!is_worth_holding(id, extents, slab)) {
             return nullptr;
+        }
         set = load(id, extents);
     }
     set->last_use = ++use_count_;
@@ -78,11 +82,13 @@ CachedTree::HeldSet* CachedTree::hold(ObjectId id, const Hyperslab& slab) {
 
 bool CachedTree::is_worth_holding(ObjectId id, const Extents& extents, const Hyperslab& slab) {
     const std::uint64_t sample_count = count_samples(extents);
-    if (std::ranges::equal(slab.counts, extents) || sample_count > bound_ / sizeof(float))
+    if (std::ranges::equal(slab.counts, extents) || sample_count > bound_ / sizeof(float)) {
         return false;
+    }
     const auto let_go = asked_since_let_go_.find(id);
-    if (let_go == asked_since_let_go_.end())
+    if (let_go == asked_since_let_go_.end()) {
         return true;
+    }
     let_go->second += count_samples(slab.counts);
     return let_go->second >= sample_count / PART_BEFORE_RETURN;
 }
@@ -100,8 +106,9 @@ CachedTree::Held CachedTree::load(ObjectId id, const Extents& extents) {
 
 void CachedTree::make_room(std::uint64_t sample_count) {
     while (!held_.empty() && (held_.size() >= MAX_HELD_SETS ||
-                              count_held_samples() + sample_count > bound_ / sizeof(float)))
+                              count_held_samples() + sample_count > bound_ / sizeof(float))) {
         let_go(std::ranges::min_element(held_, {}, &HeldSet::last_use));
+    }
 }
 
 void CachedTree::let_go(Held set) {
@@ -111,8 +118,9 @@ void CachedTree::let_go(Held set) {
 }
 
 void CachedTree::write_back(HeldSet& set) {
-    if (set.changed)
+    if (set.changed) {
         tree_.write(set.id, {Extents(set.extents.size(), 0), set.extents}, set.samples);
+    }
     set.changed = false;
 }
 
@@ -122,8 +130,9 @@ CachedTree::Held CachedTree::find_held(ObjectId id) {
 
 std::uint64_t CachedTree::count_held_samples() const {
     std::uint64_t count = 0;
-    for (const HeldSet& set : held_)
+    for (const HeldSet& set : held_) {
         count += set.samples.size();
+    }
     return count;
 }
 

@@ -28,10 +28,11 @@ CopyPlan plan_copy(std::span<const std::uint64_t> extents, const Hyperslab& slab
     for (std::size_t d = extents.size(); d-- > 0;) {
         plan.first += slab.starts[d] * stride;
         const bool faster_ones_are_whole = plan.run == stride;
-        if (faster_ones_are_whole)
+        if (faster_ones_are_whole) {
             plan.run *= slab.counts[d];
-        else if (slab.counts[d] != 1)
+        } else if (slab.counts[d] != 1) {
             plan.levels[plan.level_count++] = {slab.counts[d], stride};
+        }
         stride *= extents[d];
     }
     return plan;
@@ -39,27 +40,31 @@ CopyPlan plan_copy(std::span<const std::uint64_t> extents, const Hyperslab& slab
 
 template <typename CopyRun>
 void visit_runs(const CopyPlan& plan, std::size_t level, std::uint64_t offset, CopyRun& copy) {
-    if (level == 0)
+    if (level == 0) {
         return copy(offset);
+    }
     const auto [count, stride] = plan.levels[level - 1];
-    for (std::uint64_t i = 0; i < count; ++i)
+    for (std::uint64_t i = 0; i < count; ++i) {
         visit_runs(plan, level - 1, offset + i * stride, copy);
+    }
 }
 
 // Single samples are by far the most runs of a line along a slow axis: no call for those.
 void copy_run(float* to, const float* from, std::uint64_t count) {
-    if (count == 1)
+    if (count == 1) {
         *to = *from;
-    else
+    } else {
         std::memcpy(to, from, count * sizeof(float));
+    }
 }
 
 } // namespace
 
 void gather_samples(std::span<const std::uint64_t> extents, const Hyperslab& slab,
                     const float* array, std::span<float> block) {
-    if (block.empty())
+    if (block.empty()) {
         return;
+    }
     const CopyPlan plan = plan_copy(extents, slab);
     float* to = block.data();
     auto copy = [&](std::uint64_t offset) {
@@ -71,8 +76,9 @@ void gather_samples(std::span<const std::uint64_t> extents, const Hyperslab& sla
 
 void scatter_samples(std::span<const std::uint64_t> extents, const Hyperslab& slab,
                      std::span<const float> block, float* array) {
-    if (block.empty())
+    if (block.empty()) {
         return;
+    }
     const CopyPlan plan = plan_copy(extents, slab);
     const float* from = block.data();
     auto copy = [&](std::uint64_t offset) {

@@ -30,8 +30,9 @@ std::vector<float> move_samples(const std::vector<float>& samples, const Extents
     const Extents counts = smaller_of(old_extents, extents);
     std::vector<float> kept = make_samples(counts);
     gather_samples(old_extents, {starts, counts}, samples.data(), kept);
-    if (counts == extents)
+    if (counts == extents) {
         return kept;
+    }
     std::vector<float> moved = make_samples(extents);
     scatter_samples(extents, {starts, counts}, kept, moved.data());
     return moved;
@@ -53,8 +54,9 @@ std::optional<ObjectId> MemoryTree::find(ObjectId group, std::string_view path) 
     for (const std::string& name : split_path(path)) {
         const auto& children = node(found).children;
         const auto child = children.find(name);
-        if (child == children.end())
+        if (child == children.end()) {
             return std::nullopt;
+        }
         found = child->second;
     }
     return found;
@@ -101,8 +103,9 @@ Extents MemoryTree::extents(ObjectId set) const {
 void MemoryTree::resize(ObjectId id, const Extents& extents) {
     Node& set = node(id, ObjectKind::DataSet);
     check_resize(set.extents, extents, set.path);
-    if (extents == set.extents)
+    if (extents == set.extents) {
         return;
+    }
     set.samples = move_samples(set.samples, set.extents, extents);
     set.extents = extents;
 }
@@ -123,8 +126,9 @@ std::vector<std::string> MemoryTree::list_attributes(ObjectId object) {
     const auto& attributes = node(object).attributes;
     std::vector<std::string> names;
     names.reserve(attributes.size());
-    for (const auto& [name, value] : attributes)
+    for (const auto& [name, value] : attributes) {
         names.push_back(name);
+    }
     return names;
 }
 
@@ -142,9 +146,10 @@ void MemoryTree::write_attribute(ObjectId object, const std::string& name,
 
 const MemoryTree::Node& MemoryTree::node(ObjectId id) const {
     const std::uint64_t index = static_cast<std::uint64_t>(id) - 1;
-    if (index >= nodes_.size())
+    if (index >= nodes_.size()) {
         throw TreeError(
             fmt::format("{} is no object of this tree", static_cast<std::uint64_t>(id)));
+    }
     return *nodes_[index];
 }
 
@@ -154,9 +159,10 @@ MemoryTree::Node& MemoryTree::node(ObjectId id) {
 
 const MemoryTree::Node& MemoryTree::node(ObjectId id, ObjectKind kind) const {
     const Node& found = node(id);
-    if (found.kind != kind)
+    if (found.kind != kind) {
         throw TreeError(fmt::format("'{}' is no {}", found.path,
                                     kind == ObjectKind::Group ? "group" : "data set"));
+    }
     return found;
 }
 
@@ -166,17 +172,20 @@ MemoryTree::Node& MemoryTree::node(ObjectId id, ObjectKind kind) {
 
 std::vector<std::string> MemoryTree::list_children(ObjectId group, ObjectKind kind) {
     std::vector<std::string> names;
-    for (const auto& [name, child] : node(group, ObjectKind::Group).children)
-        if (node(child).kind == kind)
+    for (const auto& [name, child] : node(group, ObjectKind::Group).children) {
+        if (node(child).kind == kind) {
             names.push_back(name);
+        }
+    }
     return names;
 }
 
 ObjectId MemoryTree::create(ObjectId parent, std::string_view path, Node new_node) {
     node(parent, ObjectKind::Group);
     NewPlace place = find_new_place(*this, parent, path);
-    for (const std::string& name : place.missing_groups)
+    for (const std::string& name : place.missing_groups) {
         place.group = add_child(place.group, name, Node{});
+    }
     return add_child(place.group, place.name, std::move(new_node));
 }
 

@@ -15,18 +15,21 @@ namespace talvora::host {
 // other, together everything inside the extents in row-major order.
 template <typename Visit>
 void visit_slabs(const Extents& extents, std::uint64_t max_samples, Visit visit) {
-    if (count_samples(extents) == 0)
+    if (count_samples(extents) == 0) {
         return;
-    if (extents.empty())
+    }
+    if (extents.empty()) {
         return visit(Hyperslab{extents, extents}, std::uint64_t{1});
+    }
     const auto count_below = [&](std::size_t dimension) {
         return count_samples(std::span(extents).subspan(dimension + 1));
     };
     // The dimension that is cut: a slab has one position of those before it and all of
     // those behind it.
     std::size_t cut = 0;
-    while (count_below(cut) > max_samples)
+    while (count_below(cut) > max_samples) {
         ++cut;
+    }
     const std::uint64_t at_once = std::max<std::uint64_t>(1, max_samples / count_below(cut));
     Extents starts(extents.size(), 0);
     Extents counts = extents;

@@ -14,8 +14,9 @@ namespace talvora::host {
 namespace {
 
 void check_name(std::string_view name, std::string_view what) {
-    if (name == "." || name.find('\0') != std::string_view::npos)
+    if (name == "." || name.find('\0') != std::string_view::npos) {
         throw TreeError(fmt::format("'{}' cannot be used as a name in {}", name, what));
+    }
 }
 
 bool is_inside(std::uint64_t start, std::uint64_t count, std::uint64_t extent) {
@@ -24,8 +25,9 @@ bool is_inside(std::uint64_t start, std::uint64_t count, std::uint64_t extent) {
 
 std::uint64_t wrapping_product(std::span<const std::uint64_t> counts) {
     std::uint64_t product = 1;
-    for (const std::uint64_t count : counts)
+    for (const std::uint64_t count : counts) {
         product *= count;
+    }
     return product;
 }
 
@@ -37,15 +39,17 @@ std::uint64_t wrapping_product(std::span<const std::uint64_t> counts) {
 }
 
 void check_text(const std::string& name, const std::string& text) {
-    if (text.find('\0') != std::string::npos)
+    if (text.find('\0') != std::string::npos) {
         throw TreeError(fmt::format("the text of the attribute '{}' holds a zero byte", name));
+    }
 }
 
 void check_array(const std::string& name, std::size_t value_count, const Extents& extents) {
     check_extents(extents, 1, name);
-    if (count_samples(extents) != value_count)
+    if (count_samples(extents) != value_count) {
         throw TreeError(fmt::format("the attribute '{}' has {} values for the extents {}", name,
                                     value_count, describe_extents(extents)));
+    }
 }
 
 } // namespace
@@ -70,24 +74,27 @@ std::pair<std::string, std::string> split_last(const std::string& path) {
 
 NewPlace find_new_place(DataTree& tree, ObjectId parent, std::string_view path) {
     std::vector<std::string> names = split_path(path);
-    if (names.empty())
+    if (names.empty()) {
         throw TreeError(fmt::format("'{}' names no new object", path));
+    }
     NewPlace place{parent, {}, std::move(names.back())};
     names.pop_back();
     for (std::string& name : names) {
         const auto next =
             place.missing_groups.empty() ? tree.find(place.group, name) : std::nullopt;
-        if (!next)
+        if (!next) {
             place.missing_groups.push_back(std::move(name));
-        else if (tree.kind(*next) != ObjectKind::Group)
+        } else if (tree.kind(*next) != ObjectKind::Group) {
             throw TreeError(
                 fmt::format("'{}' is no group: nothing can be made in it", tree.path(*next)));
-        else
+        } else {
             place.group = *next;
+        }
     }
-    if (place.missing_groups.empty() && tree.find(place.group, place.name))
+    if (place.missing_groups.empty() && tree.find(place.group, place.name)) {
         throw TreeError(
             fmt::format("'{}' exists already", join_path(tree.path(place.group), place.name)));
+    }
     return place;
 }
 
@@ -95,27 +102,31 @@ std::uint64_t count_samples(std::span<const std::uint64_t> extents) {
     std::uint64_t product = 1;
     bool overflow = false;
     for (const std::uint64_t extent : extents) {
-        if (extent == 0)
+        if (extent == 0) {
             return 0;
+        }
         overflow |= __builtin_mul_overflow(product, extent, &product);
     }
-    if (overflow)
+    if (overflow) {
         throw TreeError(fmt::format("the extents {} hold more samples than can be counted",
                                     describe_extents(extents)));
+    }
     return product;
 }
 
 void check_extents(const Extents& extents, std::size_t min_rank, std::string_view path) {
-    if (extents.size() < min_rank || extents.size() > MAX_RANK)
+    if (extents.size() < min_rank || extents.size() > MAX_RANK) {
         throw TreeError(fmt::format("'{}' cannot have the rank {} (allowed: {} to {})", path,
                                     extents.size(), min_rank, MAX_RANK));
+    }
     count_samples(extents);
 }
 
 void check_resize(const Extents& old_extents, const Extents& extents, std::string_view path) {
-    if (extents.size() != old_extents.size())
+    if (extents.size() != old_extents.size()) {
         throw TreeError(fmt::format("'{}' has the rank {} and keeps it: no resizing to {}", path,
                                     old_extents.size(), describe_extents(extents)));
+    }
     count_samples(extents);
 }
 
@@ -127,56 +138,67 @@ Extents smaller_of(const Extents& a, const Extents& b) {
 
 void check_hyperslab(std::span<const std::uint64_t> extents, const Hyperslab& slab,
                      std::size_t sample_count, std::string_view path) {
-    if (slab.starts.size() != extents.size() || slab.counts.size() != extents.size())
+    if (slab.starts.size() != extents.size() || slab.counts.size() != extents.size()) {
         refuse_hyperslab(extents, slab, path);
-    for (std::size_t d = 0; d < extents.size(); ++d)
-        if (!is_inside(slab.starts[d], slab.counts[d], extents[d]))
+    }
+    for (std::size_t d = 0; d < extents.size(); ++d) {
+        if (!is_inside(slab.starts[d], slab.counts[d], extents[d])) {
             refuse_hyperslab(extents, slab, path);
+        }
+    }
     // Cannot wrap to a wrong value: the counts are inside extents that have a product.
-    if (wrapping_product(slab.counts) != sample_count)
+    if (wrapping_product(slab.counts) != sample_count) {
         throw TreeError(fmt::format("'{}': {} samples were given for the counts {}", path,
                                     sample_count, describe_extents(slab.counts)));
+    }
 }
 
 void check_attribute(const std::string& name, const AttributeValue& value) {
-    if (name.empty())
+    if (name.empty()) {
         throw TreeError("an attribute cannot have the empty name");
+    }
     check_name(name, "an attribute");
-    if (const auto* text = std::get_if<std::string>(&value))
+    if (const auto* text = std::get_if<std::string>(&value)) {
         check_text(name, *text);
-    if (const auto* integers = std::get_if<IntegerArray>(&value))
+    }
+    if (const auto* integers = std::get_if<IntegerArray>(&value)) {
         check_array(name, integers->values.size(), integers->extents);
-    if (const auto* numbers = std::get_if<NumberArray>(&value))
+    }
+    if (const auto* numbers = std::get_if<NumberArray>(&value)) {
         check_array(name, numbers->values.size(), numbers->extents);
+    }
     if (const auto* texts = std::get_if<TextArray>(&value)) {
         check_array(name, texts->values.size(), texts->extents);
-        for (const std::string& text : texts->values)
+        for (const std::string& text : texts->values) {
             check_text(name, text);
+        }
     }
 }
 
 std::string describe_extents(std::span<const std::uint64_t> extents) {
     std::vector<std::string> texts;
-    for (const std::uint64_t extent : extents)
+    for (const std::uint64_t extent : extents) {
         texts.push_back(std::to_string(extent));
+    }
     return fmt::format("[{}]", join_texts(texts));
 }
 
 std::string describe_value(const AttributeValue& value) {
     return std::visit(
         []<typename Value>(const Value& v) -> std::string {
-            if constexpr (std::is_same_v<Value, std::int64_t>)
+            if constexpr (std::is_same_v<Value, std::int64_t>) {
                 return "an integer";
-            else if constexpr (std::is_floating_point_v<Value>)
+            } else if constexpr (std::is_floating_point_v<Value>) {
                 return "a number";
-            else if constexpr (std::is_same_v<Value, std::string>)
+            } else if constexpr (std::is_same_v<Value, std::string>) {
                 return "a text";
-            else if constexpr (std::is_same_v<Value, IntegerArray>)
+            } else if constexpr (std::is_same_v<Value, IntegerArray>) {
                 return fmt::format("an array of {} integers", v.values.size());
-            else if constexpr (std::is_same_v<Value, NumberArray>)
+            } else if constexpr (std::is_same_v<Value, NumberArray>) {
                 return fmt::format("an array of {} numbers", v.values.size());
-            else
+            } else {
                 return fmt::format("an array of {} texts", v.values.size());
+            }
         },
         value);
 }

@@ -43,8 +43,9 @@ int open_nameless_file() {
 
 void let_the_rest_go() {
     if (std::FILE* nowhere = std::fopen(NOWHERE, "w")) {
-        for (const int stream : {1, 2})
+        for (const int stream : {1, 2}) {
             dup2(fileno(nowhere), stream);
+        }
         std::fclose(nowhere);
     }
 }
@@ -52,8 +53,9 @@ void let_the_rest_go() {
 } // namespace
 
 CapturedOutput::CapturedOutput() : file_(open_nameless_file()) {
-    if (file_ < 0)
+    if (file_ < 0) {
         throw std::runtime_error("no file to keep the output in");
+    }
     std::fflush(nullptr);
     for (const int stream : {1, 2}) {
         saved_[stream - 1] = dup(stream);
@@ -75,8 +77,9 @@ std::string CapturedOutput::read() const {
     lseek(file_, 0, SEEK_SET);
     char buffer[4096];
     const auto count = ::read(file_, buffer, sizeof(buffer));
-    if (count <= 0)
+    if (count <= 0) {
         return {};
+    }
     let_the_rest_go();
     return {buffer, static_cast<std::size_t>(count)};
 }

@@ -25,19 +25,22 @@ void Examination::at(std::string where) {
 }
 
 void Examination::expect(bool is_met, std::string_view otherwise) {
-    if (!is_met)
+    if (!is_met) {
         fail(otherwise);
+    }
 }
 
 void Examination::skip(std::string_view reason) {
-    if (!std::exchange(is_skipped_, true))
+    if (!std::exchange(is_skipped_, true)) {
         sink_("skip", reason);
+    }
 }
 
 // The same finding in many places is told of the first.
 void Examination::tell(std::string_view kind, std::string_view text) {
-    if (std::ranges::find(told_, text) != told_.end())
+    if (std::ranges::find(told_, text) != told_.end()) {
         return;
+    }
     told_.emplace_back(text);
     sink_(kind, where_.empty() ? std::string(text) : where_ + ": " + std::string(text));
 }

@@ -43,17 +43,20 @@ bool write_some(std::string_view text, std::size_t& at) {
 
 void tell(std::string_view kind, std::string_view text) {
     const std::string line = format_line(kind, text);
-    for (std::size_t at = 0; at < line.size();)
-        if (!write_some(line, at))
+    for (std::size_t at = 0; at < line.size();) {
+        if (!write_some(line, at)) {
             std::_Exit(EXIT_FAILURE); // nobody listens any more
+        }
+    }
 }
 
 // In the midst of a crash: nothing is allocated.
 void tell_fault(const void* address, bool is_write) {
     static char line[300];
     const char* what = GuardedHeap::explain(address, is_write);
-    if (*what == '\0')
+    if (*what == '\0') {
         return;
+    }
     std::snprintf(line, sizeof(line), "\n\x1etalvora\tfault\t%s\n", what);
     std::size_t at = 0;
     write_some(line, at);
@@ -75,8 +78,9 @@ void release_record(void* block) {
 int run_check_here(const std::string& id, const std::filesystem::path& plugin,
                    const std::vector<std::string>& self) {
     const Check* check = find_check(id);
-    if (check == nullptr)
+    if (check == nullptr) {
         return EXIT_FAILURE;
+    }
     limit_this_process(MAX_MEMORY);
     take_default_signals();
     parent = dup(1);

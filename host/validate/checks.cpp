@@ -87,10 +87,13 @@ std::span<const Check> all_checks() {
 
 const Check* find_check(std::string_view id) {
     for (const std::span<const Check> checks :
-         {std::span<const Check>(CHECKS), std::span<const Check>(PARTS)})
-        for (const Check& check : checks)
-            if (check.id == id)
+         {std::span<const Check>(CHECKS), std::span<const Check>(PARTS)}) {
+        for (const Check& check : checks) {
+            if (check.id == id) {
                 return &check;
+            }
+        }
+    }
     return nullptr;
 }
 

@@ -29,8 +29,9 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 void check(int error, const char* what) {
-    if (error != 0)
+    if (error != 0) {
         throw std::system_error(error, std::generic_category(), what);
+    }
 }
 
 struct Pipe {
@@ -45,8 +46,9 @@ struct Pipe {
         close_write_end();
     }
     void close_write_end() {
-        if (ends[1] >= 0)
+        if (ends[1] >= 0) {
             close(ends[1]);
+        }
         ends[1] = -1;
     }
 
@@ -87,8 +89,9 @@ class SpawnPlan {
     static std::vector<char*> pointers(std::vector<std::string>& texts) {
         std::vector<char*> result;
         result.reserve(texts.size() + 1);
-        for (std::string& text : texts)
+        for (std::string& text : texts) {
             result.push_back(text.data());
+        }
         result.push_back(nullptr);
         return result;
     }
@@ -99,9 +102,11 @@ class SpawnPlan {
 
 std::vector<std::string> environment_with(const std::string& folder) {
     std::vector<std::string> variables;
-    for (char** variable = environ; *variable != nullptr; ++variable)
-        if (!std::string_view(*variable).starts_with("TMPDIR="))
+    for (char** variable = environ; *variable != nullptr; ++variable) {
+        if (!std::string_view(*variable).starts_with("TMPDIR=")) {
             variables.emplace_back(*variable);
+        }
+    }
     variables.push_back("TMPDIR=" + folder);
     return variables;
 }
@@ -124,8 +129,9 @@ sigset_t held_back{};
 bool read_some(int file, KeptOutput& output) {
     std::array<char, 65536> buffer;
     const ssize_t count = read(file, buffer.data(), buffer.size());
-    if (count > 0)
+    if (count > 0) {
         output.append({buffer.data(), static_cast<std::size_t>(count)});
+    }
     return count > 0;
 }
 
@@ -139,21 +145,29 @@ ChildOutcome::End follow(pid_t child, int file, Clock::time_point end, KeptOutpu
     for (;;) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now());
         if (left.count() <= 0 ||
-            poll(waits.data(), waits.size(), static_cast<int>(left.count())) == 0)
+            poll(waits.data(), waits.size(), static_cast<int>(left.count())) == 0) {
             return ChildOutcome::End::TimedOut;
-        if (waits[1].revents != 0)
+        }
+        if (waits[1].revents != 0) {
             return ChildOutcome::End::Interrupted;
-        if (waits[0].revents != 0)
+        }
+        if (waits[0].revents != 0) {
             return ChildOutcome::End::Exited;
-        if (waits[2].revents != 0 && !read_some(file, output))
+        }
+        if (waits[2].revents != 0 && !read_some(file, output)) {
             waits[2].fd = -1; // the child closed it and goes on
+        }
     }
 }
 
-// What is in the pipe when nobody writes any more; a pipe holds no more than that.
+// What is in the pipe when nobody writes any more. A pipe holds less than so many reads
+// give: what still comes then is written by somebody who outlives the child.
 void read_rest(int file, KeptOutput& output) {
-    for (int i = 0; i < 64 && read_some(file, output); ++i)
-        ;
+    constexpr int MAX_READS = 64;
+    int count = 0;
+    while (count < MAX_READS && read_some(file, output)) {
+        ++count;
+    }
 }
 
 // The number of the parent stands behind the name, which may hold anything, and the state.
@@ -168,13 +182,16 @@ pid_t read_parent(const std::filesystem::path& process) {
 std::set<pid_t> list_children() {
     std::set<pid_t> children;
     siginfo_t any{};
-    if (waitid(P_ALL, 0, &any, WEXITED | WNOHANG | WNOWAIT) != 0)
+    if (waitid(P_ALL, 0, &any, WEXITED | WNOHANG | WNOWAIT) != 0) {
         return children; // the usual case, in which nothing has to be looked through
+    }
     std::error_code error;
-    for (const auto& entry : std::filesystem::directory_iterator("/proc", error))
+    for (const auto& entry : std::filesystem::directory_iterator("/proc", error)) {
         if (const pid_t process = std::atoi(entry.path().filename().c_str());
-            process > 0 && read_parent(entry.path()) == getpid())
+            process > 0 && read_parent(entry.path()) == getpid()) {
             children.insert(process);
+        }
+    }
     return children;
 }
 
@@ -186,12 +203,13 @@ class StrayProcesses {
     // Returns how many there were. Ending one may bring its own children.
     std::size_t end() const {
         std::size_t count = 0;
-        for (std::set<pid_t> found = find(); !found.empty(); found = find())
+        for (std::set<pid_t> found = find(); !found.empty(); found = find()) {
             for (const pid_t stray : found) {
                 kill(stray, SIGKILL);
                 waitpid(stray, nullptr, 0);
                 ++count;
             }
+        }
         return count;
     }
 
@@ -238,8 +256,9 @@ ChildOutcome run_child(const std::vector<std::string>& command, std::chrono::mil
     waitpid(child, &status, 0);
     outcome.left_processes = strays.end();
     read_rest(pipe.ends[0], output);
-    if (outcome.end == ChildOutcome::End::Exited)
+    if (outcome.end == ChildOutcome::End::Exited) {
         set_end(status, outcome);
+    }
     outcome.output = output.text();
     outcome.unkept_bytes = output.unkept_bytes();
     return outcome;
@@ -250,8 +269,9 @@ InterruptionsHeldBack::InterruptionsHeldBack() {
     for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) {
         struct sigaction action {};
         sigaction(number, nullptr, &action);
-        if (action.sa_handler != SIG_IGN)
+        if (action.sa_handler != SIG_IGN) {
             sigaddset(&held_back, number);
+        }
     }
     pthread_sigmask(SIG_BLOCK, &held_back, nullptr);
 }
@@ -271,13 +291,15 @@ void limit_this_process(std::size_t max_bytes) {
     const rlimit no_core{0, 0};
     setrlimit(RLIMIT_CORE, &no_core);
     const rlimit memory{max_bytes, max_bytes};
-    if (max_bytes > 0)
+    if (max_bytes > 0) {
         setrlimit(RLIMIT_DATA, &memory);
+    }
 }
 
 void take_default_signals() {
-    for (int number = 1; number < NSIG; ++number)
+    for (int number = 1; number < NSIG; ++number) {
         std::signal(number, SIG_DFL);
+    }
 }
 
 } // namespace talvora::host

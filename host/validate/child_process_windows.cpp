@@ -28,8 +28,9 @@ struct Pipe {
         SECURITY_ATTRIBUTES inherited{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
         HANDLE read = nullptr;
         HANDLE write = nullptr;
-        if (CreatePipe(&read, &write, &inherited, 0) == 0)
+        if (CreatePipe(&read, &write, &inherited, 0) == 0) {
             refuse("no pipe for a child process");
+        }
         read_end.reset(read);
         write_end.reset(write);
         SetHandleInformation(read, HANDLE_FLAG_INHERIT, 0);
@@ -52,8 +53,9 @@ Handle make_job() {
 // Words with quotes in them are not needed here: they are file names and check ids.
 std::string command_line(const std::vector<std::string>& words) {
     std::string line;
-    for (const std::string& word : words)
+    for (const std::string& word : words) {
         line += (line.empty() ? "\"" : " \"") + word + "\"";
+    }
     return line;
 }
 
@@ -66,16 +68,18 @@ PROCESS_INFORMATION start(const std::vector<std::string>& command, const Pipe& p
     PROCESS_INFORMATION process{};
     std::string line = command_line(command);
     if (CreateProcessA(nullptr, line.data(), nullptr, nullptr, TRUE, CREATE_SUSPENDED, nullptr,
-                       nullptr, &startup, &process) == 0)
+                       nullptr, &startup, &process) == 0) {
         refuse(command.front());
+    }
     return process;
 }
 
 void read_output(HANDLE file, KeptOutput& output) {
     std::array<char, 65536> buffer;
     DWORD count = 0;
-    while (ReadFile(file, buffer.data(), buffer.size(), &count, nullptr) != 0 && count > 0)
+    while (ReadFile(file, buffer.data(), buffer.size(), &count, nullptr) != 0 && count > 0) {
         output.append({buffer.data(), count});
+    }
 }
 
 std::string name_exception(DWORD code) {
@@ -115,10 +119,11 @@ ChildOutcome run_child(const std::vector<std::string>& command, milliseconds lim
     KeptOutput output;
     std::thread reader([&] { read_output(pipe.read_end.get(), output); });
     DWORD code = 0;
-    if (WaitForSingleObject(process.get(), static_cast<DWORD>(limit.count())) == WAIT_TIMEOUT)
+    if (WaitForSingleObject(process.get(), static_cast<DWORD>(limit.count())) == WAIT_TIMEOUT) {
         outcome.end = ChildOutcome::End::TimedOut;
-    else if (GetExitCodeProcess(process.get(), &code) != 0)
+    } else if (GetExitCodeProcess(process.get(), &code) != 0) {
         set_end(code, outcome);
+    }
     job.reset();
     reader.join();
     outcome.output = output.text();

@@ -16,8 +16,9 @@ namespace {
 template <typename Visit>
 void visit_units(Examination& examination, Visit visit) {
     const auto plugin = load_plugin(examination);
-    if (!plugin)
+    if (!plugin) {
         return;
+    }
     for (const Unit& unit : plugin->units()) {
         examination.at(fmt::format("declare of '{}'", unit.name));
         visit(unit);
@@ -32,20 +33,22 @@ bool is_upper_camel_case(const std::string& key) {
 
 void expect_new_key(Examination& examination, const std::string& key, std::set<std::string>& keys) {
     examination.expect(keys.insert(key).second, fmt::format("the key '{}' is declared twice", key));
-    if (!is_upper_camel_case(key))
+    if (!is_upper_camel_case(key)) {
         examination.warn(fmt::format("the key '{}' is not in upper camel case", key));
+    }
 }
 
 // Calls back for each declared signature that can be read; the others are left to the
 // check that is about them.
 template <typename Visit>
 void visit_signatures(const CallReport& report, Visit visit) {
-    for (const DeclaredParameter& declared : report.declared)
+    for (const DeclaredParameter& declared : report.declared) {
         try {
             visit(declared, parse_signature(declared.signature, declared.required));
         } catch (const std::invalid_argument&) {
             continue;
         }
+    }
 }
 
 bool is_same(const DeclaredParameter& a, const DeclaredParameter& b) {
@@ -57,27 +60,32 @@ bool is_same(const DeclaredParameter& a, const DeclaredParameter& b) {
 void check_declaring(Examination& examination) {
     visit_units(examination, [&](const Unit& unit) {
         const CallReport report = call_declare(unit);
-        if (!report.thrown.empty())
+        if (!report.thrown.empty()) {
             examination.fail("throws: " + report.thrown);
-        for (const std::string& problem : report.problems.interface_breaks)
+        }
+        for (const std::string& problem : report.problems.interface_breaks) {
             examination.fail(problem);
-        for (const std::string& problem : report.problems.refused_requests)
+        }
+        for (const std::string& problem : report.problems.refused_requests) {
             examination.fail(problem);
-        for (const std::string& problem : report.kept)
+        }
+        for (const std::string& problem : report.kept) {
             examination.fail(problem);
+        }
     });
 }
 
 void check_signatures(Examination& examination) {
     visit_units(examination, [&](const Unit& unit) {
         std::set<std::string> keys;
-        for (const DeclaredParameter& declared : call_declare(unit).declared)
+        for (const DeclaredParameter& declared : call_declare(unit).declared) {
             try {
                 const auto signature = parse_signature(declared.signature, declared.required);
                 expect_new_key(examination, signature.key, keys);
             } catch (const std::invalid_argument& error) {
                 examination.fail(error.what());
             }
+        }
     });
 }
 

@@ -21,8 +21,9 @@ class Bytes {
 
     template <typename Record>
     Record read(std::uint64_t offset) const {
-        if (offset > bytes_.size() || bytes_.size() - offset < sizeof(Record))
+        if (offset > bytes_.size() || bytes_.size() - offset < sizeof(Record)) {
             throw std::runtime_error("ends before its tables do");
+        }
         Record record;
         std::memcpy(&record, bytes_.data() + offset, sizeof(record));
         return record;
@@ -30,8 +31,9 @@ class Bytes {
 
     std::string read_text(std::uint64_t offset) const {
         std::string text;
-        for (char letter = read<char>(offset); letter != '\0'; letter = read<char>(++offset))
+        for (char letter = read<char>(offset); letter != '\0'; letter = read<char>(++offset)) {
             text += letter;
+        }
         return text;
     }
 
@@ -60,8 +62,9 @@ unsigned machine_of(const Elf64_Ehdr& header, const Elf64_Ehdr& own) {
 
 Elf64_Ehdr read_header(const Bytes& bytes) {
     const auto header = bytes.read<Elf64_Ehdr>(0);
-    if (!is_elf(header) || header.e_ident[EI_CLASS] != ELFCLASS64 || header.e_type != ET_DYN)
+    if (!is_elf(header) || header.e_ident[EI_CLASS] != ELFCLASS64 || header.e_type != ET_DYN) {
         throw std::runtime_error("is no shared library of 64 bits");
+    }
     return header;
 }
 
@@ -81,8 +84,9 @@ std::vector<std::string> read_names(const Bytes& bytes, const Elf64_Shdr& symbol
     std::vector<std::string> names;
     for (std::uint64_t at = 0; at + sizeof(Elf64_Sym) <= symbols.sh_size; at += sizeof(Elf64_Sym)) {
         const auto symbol = bytes.read<Elf64_Sym>(symbols.sh_offset + at);
-        if (is_exported(symbol))
+        if (is_exported(symbol)) {
             names.push_back(bytes.read_text(texts.sh_offset + symbol.st_name));
+        }
     }
     return names;
 }
@@ -93,21 +97,24 @@ std::string describe_other_machine(const std::filesystem::path& file) {
     const Elf64_Ehdr own = read_beginning("/proc/self/exe");
     const Elf64_Ehdr header = read_beginning(file);
     const unsigned machine = machine_of(header, own);
-    if (!is_elf(header) || machine == own.e_machine)
+    if (!is_elf(header) || machine == own.e_machine) {
         return {};
+    }
     return "is built for another machine (" + std::to_string(machine) +
            " in its ELF header, this one is " + std::to_string(own.e_machine) + ")";
 }
 
 std::vector<std::string> list_exported_names(const std::filesystem::path& file) {
-    if (const std::string other = describe_other_machine(file); !other.empty())
+    if (const std::string other = describe_other_machine(file); !other.empty()) {
         throw std::runtime_error(other);
+    }
     const Bytes bytes(file);
     const Elf64_Ehdr header = read_header(bytes);
     for (std::uint64_t i = 0; i < header.e_shnum; ++i) {
         const Elf64_Shdr section = read_section(bytes, header, i);
-        if (section.sh_type == SHT_DYNSYM)
+        if (section.sh_type == SHT_DYNSYM) {
             return read_names(bytes, section, read_section(bytes, header, section.sh_link));
+        }
     }
     return {};
 }

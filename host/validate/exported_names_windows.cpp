@@ -30,16 +30,19 @@ std::vector<std::string> list_exported_names(const std::filesystem::path& file) 
     // Mapped without running anything of its own.
     const std::unique_ptr<void, Unmap> library(LoadLibraryExW(
         std::filesystem::absolute(file).c_str(), nullptr, DONT_RESOLVE_DLL_REFERENCES));
-    if (library == nullptr)
+    if (library == nullptr) {
         throw std::runtime_error("is no library of this platform");
+    }
     const IMAGE_DATA_DIRECTORY directory = find_exports(library.get());
-    if (directory.Size == 0)
+    if (directory.Size == 0) {
         return {};
+    }
     const auto* exports = at<IMAGE_EXPORT_DIRECTORY>(library.get(), directory.VirtualAddress);
     const auto* places = at<DWORD>(library.get(), exports->AddressOfNames);
     std::vector<std::string> names;
-    for (DWORD i = 0; i < exports->NumberOfNames; ++i)
+    for (DWORD i = 0; i < exports->NumberOfNames; ++i) {
         names.emplace_back(at<char>(library.get(), places[i]));
+    }
     return names;
 }
 

@@ -62,8 +62,9 @@ void note_page_faults(PageFaultHandler handler) {
     struct sigaction action {};
     action.sa_sigaction = handle_fault;
     action.sa_flags = static_cast<int>(SA_SIGINFO | SA_ONSTACK | SA_RESETHAND);
-    for (const int signal : {SIGSEGV, SIGBUS})
+    for (const int signal : {SIGSEGV, SIGBUS}) {
         sigaction(signal, &action, nullptr);
+    }
 }
 
 } // namespace talvora::host

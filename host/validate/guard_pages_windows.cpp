@@ -10,9 +10,10 @@ PageFaultHandler page_fault_handler = nullptr;
 
 LONG CALLBACK handle_fault(EXCEPTION_POINTERS* fault) {
     const EXCEPTION_RECORD& record = *fault->ExceptionRecord;
-    if (record.ExceptionCode == EXCEPTION_ACCESS_VIOLATION)
+    if (record.ExceptionCode == EXCEPTION_ACCESS_VIOLATION) {
         page_fault_handler(reinterpret_cast<const void*>(record.ExceptionInformation[1]),
                            record.ExceptionInformation[0] == 1);
+    }
     return EXCEPTION_CONTINUE_SEARCH;
 }
 

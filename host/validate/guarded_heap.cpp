@@ -66,8 +66,9 @@ const char* name_of(BlockOwner owner) {
 }
 
 void note(const char* what, const Block& block) {
-    if (state.problem_count < MAX_PROBLEMS)
+    if (state.problem_count < MAX_PROBLEMS) {
         state.problems[state.problem_count++] = {what, block.size, block.owner};
+    }
 }
 
 // The last block whose pages begin at or before the address; blocks lie in order.
@@ -91,10 +92,12 @@ bool is_whole(std::span<const unsigned char> guard) {
 }
 
 void check_guards(const Block& block) {
-    if (!is_whole(before(block)))
+    if (!is_whole(before(block))) {
         note("was written before its beginning", block);
-    if (!is_whole(behind(block)))
+    }
+    if (!is_whole(behind(block))) {
         note("was written past its end", block);
+    }
 }
 
 void close(Block& block) {
@@ -105,8 +108,9 @@ void close(Block& block) {
 Block* place_block(std::size_t size, BlockOwner owner, std::size_t alignment) {
     const std::size_t page = page_size();
     const std::size_t page_bytes = round_up(std::max<std::size_t>(size, 1), page);
-    if (state.block_count == MAX_BLOCKS || page_bytes + page > RANGE_SIZE - state.used)
+    if (state.block_count == MAX_BLOCKS || page_bytes + page > RANGE_SIZE - state.used) {
         return nullptr;
+    }
     unsigned char* pages = state.range + state.used;
     const std::size_t offset =
         state.end == GuardedEnd::Front ? 0 : (page_bytes - size) / alignment * alignment;
@@ -116,10 +120,12 @@ Block* place_block(std::size_t size, BlockOwner owner, std::size_t alignment) {
 }
 
 const char* place_of(const Block& block, const unsigned char* address) {
-    if (address >= block.begin + block.size)
+    if (address >= block.begin + block.size) {
         return "past the end of ";
-    if (address < block.begin)
+    }
+    if (address < block.begin) {
         return "before the beginning of ";
+    }
     return block.is_freed ? (block.owner == BlockOwner::Table ? "in, after the call it was for, "
                                                               : "in, after it was freed, ")
                           : "in ";
@@ -139,15 +145,19 @@ void count_unfreed(const Block& block, HeapSettlement& settlement) {
 // Blocks that the plug-in still holds keep their memory: it may have a use for them.
 void drop_blocks(bool some_are_held) {
     const auto blocks = std::span(state.blocks).first(state.block_count);
-    if (blocks.empty())
+    if (blocks.empty()) {
         return;
-    if (!some_are_held)
+    }
+    if (!some_are_held) {
         return drop_pages(blocks.front().pages,
                           static_cast<std::size_t>(blocks.back().pages + blocks.back().page_bytes -
                                                    blocks.front().pages));
-    for (const Block& block : blocks)
-        if (block.is_freed || block.owner != BlockOwner::Plugin)
+    }
+    for (const Block& block : blocks) {
+        if (block.is_freed || block.owner != BlockOwner::Plugin) {
             drop_pages(block.pages, block.page_bytes);
+        }
+    }
 }
 
 // How far an address is behind a block's end, and ahead of a block's beginning.
@@ -163,13 +173,15 @@ const Block* find_meant(const unsigned char* address) {
     const auto blocks = std::span(state.blocks).first(state.block_count);
     const auto next = std::ranges::upper_bound(blocks, address, {}, &Block::pages);
     const Block* before_it = next == blocks.begin() ? nullptr : &*(next - 1);
-    if (before_it != nullptr && address < before_it->pages + before_it->page_bytes)
+    if (before_it != nullptr && address < before_it->pages + before_it->page_bytes) {
         return before_it;
+    }
     const std::size_t behind =
         before_it == nullptr ? RANGE_SIZE : distance_behind(*before_it, address);
     const std::size_t ahead = next == blocks.end() ? RANGE_SIZE : distance_ahead(*next, address);
-    if (std::min(behind, ahead) > page_size())
+    if (std::min(behind, ahead) > page_size()) {
         return nullptr;
+    }
     return ahead < behind ? &*next : before_it;
 }
 
@@ -178,20 +190,24 @@ const Block* find_meant(const unsigned char* address) {
 void GuardedHeap::open(GuardedEnd end, unsigned char fill) {
     state.end = end;
     state.fill = fill;
-    if (state.range == nullptr)
+    if (state.range == nullptr) {
         state.range = reserve_pages(RANGE_SIZE);
-    if (state.range == nullptr)
+    }
+    if (state.range == nullptr) {
         throw std::bad_alloc();
+    }
     // The first page stays closed, as the one before the first block.
     state.used = std::max(state.used, page_size());
 }
 
 void* GuardedHeap::allocate(std::size_t byte_count, BlockOwner owner, std::size_t alignment) {
-    if (state.range == nullptr || alignment > page_size() || byte_count > RANGE_SIZE)
+    if (state.range == nullptr || alignment > page_size() || byte_count > RANGE_SIZE) {
         return nullptr;
+    }
     const Block* block = place_block(byte_count, owner, alignment);
-    if (block == nullptr)
+    if (block == nullptr) {
         return nullptr;
+    }
     ++state.block_count;
     state.used += block->page_bytes + page_size();
     std::ranges::fill(before(*block), GUARD_BYTE);
@@ -207,8 +223,9 @@ bool GuardedHeap::contains(const void* address) {
 
 void GuardedHeap::release(void* address) {
     Block* block = find_near(address);
-    if (block == nullptr || block->owner == BlockOwner::Table)
+    if (block == nullptr || block->owner == BlockOwner::Table) {
         return;
+    }
     if (block->begin != address) {
         note("was freed by an address that is not its beginning", *block);
     } else if (block->is_freed) {
@@ -225,23 +242,27 @@ std::size_t GuardedHeap::size_of(const void* address) {
 }
 
 void GuardedHeap::retire(void* address) {
-    if (Block* block = find_near(address))
+    if (Block* block = find_near(address)) {
         close(*block);
+    }
 }
 
 HeapSettlement GuardedHeap::settle() {
     HeapSettlement settlement;
     for (const Block& block : std::span(state.blocks).first(state.block_count)) {
-        if (block.is_freed)
+        if (block.is_freed) {
             continue;
+        }
         check_guards(block);
-        if (block.owner != BlockOwner::Table)
+        if (block.owner != BlockOwner::Table) {
             count_unfreed(block, settlement);
+        }
     }
-    for (const Problem& problem : std::span(state.problems).first(state.problem_count))
+    for (const Problem& problem : std::span(state.problems).first(state.problem_count)) {
         (problem.owner == BlockOwner::Record ? settlement.record_problems
                                              : settlement.block_problems)
             .push_back(describe(problem));
+    }
     drop_blocks(settlement.held_blocks > 0);
     state.block_count = 0;
     state.problem_count = 0;
@@ -250,12 +271,14 @@ HeapSettlement GuardedHeap::settle() {
 
 const char* GuardedHeap::explain(const void* address, bool is_write) {
     static std::array<char, 200> text;
-    if (!contains(address))
+    if (!contains(address)) {
         return "";
+    }
     const auto* byte = static_cast<const unsigned char*>(address);
     const Block* block = find_meant(byte);
-    if (block == nullptr)
+    if (block == nullptr) {
         return "touched memory that was good for an earlier call alone";
+    }
     std::snprintf(text.data(), text.size(), "%s %s%s (%zu bytes)", is_write ? "wrote" : "read",
                   place_of(*block, byte), name_of(block->owner), block->size);
     return text.data();

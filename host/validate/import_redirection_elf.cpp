@@ -32,24 +32,28 @@ struct DynamicSection {
 };
 
 std::span<const Elf64_Rela> relocations_at(const Elf64_Dyn* address, const Elf64_Dyn* byte_count) {
-    if (address == nullptr || byte_count == nullptr)
+    if (address == nullptr || byte_count == nullptr) {
         return {};
+    }
     return {reinterpret_cast<const Elf64_Rela*>(address->d_un.d_ptr),
             byte_count->d_un.d_val / sizeof(Elf64_Rela)};
 }
 
 const Elf64_Dyn* find_entry(const Elf64_Dyn* entries, Elf64_Sxword tag) {
-    for (; entries->d_tag != DT_NULL; ++entries)
-        if (entries->d_tag == tag)
+    for (; entries->d_tag != DT_NULL; ++entries) {
+        if (entries->d_tag == tag) {
             return entries;
+        }
+    }
     return nullptr;
 }
 
 DynamicSection read_section(const Elf64_Dyn* entries) {
     const Elf64_Dyn* texts = find_entry(entries, DT_STRTAB);
     const Elf64_Dyn* symbols = find_entry(entries, DT_SYMTAB);
-    if (texts == nullptr || symbols == nullptr)
+    if (texts == nullptr || symbols == nullptr) {
         return {};
+    }
     return {reinterpret_cast<const char*>(texts->d_un.d_ptr),
             reinterpret_cast<const Elf64_Sym*>(symbols->d_un.d_ptr),
             {relocations_at(find_entry(entries, DT_JMPREL), find_entry(entries, DT_PLTRELSZ)),
@@ -57,10 +61,12 @@ DynamicSection read_section(const Elf64_Dyn* entries) {
 }
 
 DynamicSection find_section(const dl_phdr_info& library) {
-    for (const Elf64_Phdr& header : std::span(library.dlpi_phdr, library.dlpi_phnum))
-        if (header.p_type == PT_DYNAMIC)
+    for (const Elf64_Phdr& header : std::span(library.dlpi_phdr, library.dlpi_phnum)) {
+        if (header.p_type == PT_DYNAMIC) {
             return read_section(
                 reinterpret_cast<const Elf64_Dyn*>(library.dlpi_addr + header.p_vaddr));
+        }
+    }
     return {};
 }
 
@@ -81,15 +87,17 @@ void write_address(std::uintptr_t place, void* address) {
 std::size_t redirect_library(const dl_phdr_info& library, const Redirections& redirections) {
     const DynamicSection section = find_section(library);
     std::size_t count = 0;
-    for (const auto relocations : section.relocations)
+    for (const auto relocations : section.relocations) {
         for (const Elf64_Rela& relocation : relocations) {
             const Elf64_Sym& symbol = section.symbols[ELF64_R_SYM(relocation.r_info)];
             const auto found = redirections.find(std::string_view(section.texts + symbol.st_name));
-            if (!holds_an_address(relocation) || found == redirections.end())
+            if (!holds_an_address(relocation) || found == redirections.end()) {
                 continue;
+            }
             write_address(library.dlpi_addr + relocation.r_offset, found->second);
             ++count;
         }
+    }
     return count;
 }
 
@@ -105,8 +113,9 @@ std::size_t redirect_imports(const Redirections& redirections,
                              const std::function<bool(std::string_view file)>& is_meant) {
     std::size_t count = 0;
     visit_libraries([&](const dl_phdr_info& library) {
-        if (is_meant(library.dlpi_name))
+        if (is_meant(library.dlpi_name)) {
             count += redirect_library(library, redirections);
+        }
     });
     return count;
 }

@@ -17,8 +17,9 @@ std::vector<HMODULE> list_modules() {
     std::vector<HMODULE> modules(1024);
     DWORD byte_count = 0;
     const auto room = static_cast<DWORD>(modules.size() * sizeof(HMODULE));
-    if (EnumProcessModules(GetCurrentProcess(), modules.data(), room, &byte_count) == 0)
+    if (EnumProcessModules(GetCurrentProcess(), modules.data(), room, &byte_count) == 0) {
         byte_count = 0;
+    }
     modules.resize(byte_count < room ? byte_count / sizeof(HMODULE) : modules.size());
     return modules;
 }
@@ -59,12 +60,14 @@ std::size_t redirect_module(HMODULE module, const Redirections& redirections) {
         const auto* name = at<const IMAGE_THUNK_DATA>(module, library->OriginalFirstThunk);
         auto* place = at<IMAGE_THUNK_DATA>(module, library->FirstThunk);
         for (; name->u1.AddressOfData != 0; ++name, ++place) {
-            if (IMAGE_SNAP_BY_ORDINAL(name->u1.Ordinal))
+            if (IMAGE_SNAP_BY_ORDINAL(name->u1.Ordinal)) {
                 continue;
+            }
             const auto* import = at<const IMAGE_IMPORT_BY_NAME>(module, name->u1.AddressOfData);
             const auto found = redirections.find(std::string_view(import->Name));
-            if (found == redirections.end())
+            if (found == redirections.end()) {
                 continue;
+            }
             write_address(&place->u1.Function, found->second);
             ++count;
         }
@@ -76,17 +79,20 @@ std::size_t redirect_module(HMODULE module, const Redirections& redirections) {
 
 std::set<std::string> list_loaded_libraries() {
     std::set<std::string> files;
-    for (const HMODULE module : list_modules())
+    for (const HMODULE module : list_modules()) {
         files.insert(file_of(module));
+    }
     return files;
 }
 
 std::size_t redirect_imports(const Redirections& redirections,
                              const std::function<bool(std::string_view file)>& is_meant) {
     std::size_t count = 0;
-    for (const HMODULE module : list_modules())
-        if (is_meant(file_of(module)))
+    for (const HMODULE module : list_modules()) {
+        if (is_meant(file_of(module))) {
             count += redirect_module(module, redirections);
+        }
+    }
     return count;
 }
 

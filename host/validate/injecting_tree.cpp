@@ -61,10 +61,12 @@ InjectingTree::InjectingTree(DataTree& inner, std::optional<Injection> injection
 bool InjectingTree::strike(TreeOperation operation) const {
     const std::size_t count = ++counts_[static_cast<std::size_t>(operation)];
     if (!injection_ || injection_->operation != operation ||
-        (injection_->nth != 0 && injection_->nth != count))
+        (injection_->nth != 0 && injection_->nth != count)) {
         return false;
-    if (injection_->mode == Injection::Refuse)
+    }
+    if (injection_->mode == Injection::Refuse) {
         throw TreeError(fmt::format("made to fail: {}", name_of(operation)));
+    }
     return true;
 }
 
@@ -74,10 +76,12 @@ ObjectId InjectingTree::outward(ObjectId inner) const {
 
 ObjectId InjectingTree::inward(ObjectId object) const {
     const auto value = static_cast<std::uint64_t>(object);
-    if ((value & ~LOWER_HALF) == tag_)
+    if ((value & ~LOWER_HALF) == tag_) {
         return ObjectId{value & LOWER_HALF};
-    if (value != 0)
+    }
+    if (value != 0) {
         ++foreign_handle_count_;
+    }
     throw TreeError(fmt::format("the handle {:#x} is none of this call's", value));
 }
 
@@ -86,8 +90,9 @@ ObjectId InjectingTree::root() const {
 }
 
 std::optional<ObjectId> InjectingTree::find(ObjectId group, std::string_view path) {
-    if (strike(TreeOperation::Find))
+    if (strike(TreeOperation::Find)) {
         return std::nullopt;
+    }
     const auto found = inner_.find(inward(group), path);
     return found ? std::optional(outward(*found)) : std::nullopt;
 }

@@ -11,11 +11,13 @@ namespace talvora::host {
 namespace {
 
 void expect_freed_records(Examination& examination, const HeapSettlement& heap) {
-    if (heap.unfreed_records > 0)
+    if (heap.unfreed_records > 0) {
         examination.fail(fmt::format("does not free {} of the buffers of host records ({} bytes)",
                                      heap.unfreed_records, heap.unfreed_record_bytes));
-    for (const std::string& problem : heap.record_problems)
+    }
+    for (const std::string& problem : heap.record_problems) {
         examination.fail(problem);
+    }
 }
 
 void check_records(Examination& examination, std::initializer_list<MakePlans> makers,
@@ -23,13 +25,15 @@ void check_records(Examination& examination, std::initializer_list<MakePlans> ma
     bool was_seen = false;
     visit_runs(examination, makers,
                [&](const ExaminedUnit&, const RunPlan&, const RunOutcome& outcome) {
-                   if (outcome.report.is_success != of_successes)
+                   if (outcome.report.is_success != of_successes) {
                        return;
+                   }
                    was_seen = true;
                    expect_freed_records(examination, outcome.report.heap);
                });
-    if (!was_seen)
+    if (!was_seen) {
         examination.skip(fmt::format("no run {}", of_successes ? "succeeded" : "failed"));
+    }
 }
 
 // Once for each end of the blocks that is guarded to the byte.
@@ -37,25 +41,30 @@ void check_buffers_at(Examination& examination, GuardedEnd end) {
     visit_runs(
         examination, {ordinary_runs, runs_on_odd_trees},
         [&](const ExaminedUnit&, const RunPlan&, const RunOutcome& outcome) {
-            for (const std::string& problem : outcome.report.heap.block_problems)
+            for (const std::string& problem : outcome.report.heap.block_problems) {
                 examination.fail(problem);
+            }
         },
         end);
 }
 
 void expect_nothing_held(Examination& examination, const HeapSettlement& heap) {
-    if (heap.held_blocks > 0)
+    if (heap.held_blocks > 0) {
         examination.fail(fmt::format("holds {} more blocks of memory ({} bytes) after each call",
                                      heap.held_blocks, heap.held_bytes));
+    }
 }
 
 void expect_no_memory_of_calls(Examination& examination, const CallReport& report) {
-    for (const std::string& kept : report.kept)
+    for (const std::string& kept : report.kept) {
         examination.fail(kept);
-    for (const std::string& problem : report.problems.interface_breaks)
+    }
+    for (const std::string& problem : report.problems.interface_breaks) {
         examination.fail("only in a later call: " + problem);
-    if (!report.thrown.empty())
+    }
+    if (!report.thrown.empty()) {
         examination.fail("only in a later call: throws: " + report.thrown);
+    }
 }
 
 bool is_clean(const CallReport& report) {
@@ -66,9 +75,10 @@ void give_all_digests(Examination& examination, GuardedEnd end, unsigned char fi
     const ExaminedUnits examined = load_units(examination, end, fill);
     visit_plans(examination, examined, {ordinary_runs, runs_on_odd_trees},
                 [&](const ExaminedUnit& unit, const RunPlan& plan) {
-                    for (const auto& [path, digest] : try_run(unit, plan).after)
+                    for (const auto& [path, digest] : try_run(unit, plan).after) {
                         examination.give(
                             fmt::format("{}: '{}' {:016x}", examination.where(), path, digest));
+                    }
                 });
 }
 
@@ -81,9 +91,11 @@ ChildOutcome run_other(const Examination& examination, const std::string& id) {
 
 std::vector<std::string> read_values(const std::string& output) {
     std::vector<std::string> values;
-    for (const ToldLine& line : parse_lines(output))
-        if (line.kind == "value")
+    for (const ToldLine& line : parse_lines(output)) {
+        if (line.kind == "value") {
             values.push_back(line.text);
+        }
+    }
     return values;
 }
 
@@ -112,8 +124,9 @@ void check_memory(Examination& examination) {
                     try_run(unit, plan);
                     const HeapSettlement second = try_run(unit, plan).report.heap;
                     const HeapSettlement third = try_run(unit, plan).report.heap;
-                    if (second.held_blocks > 0)
+                    if (second.held_blocks > 0) {
                         expect_nothing_held(examination, third);
+                    }
                 });
 }
 
@@ -127,8 +140,9 @@ void check_kept_state(Examination& examination) {
         const RunOutcome first = try_run(unit, usual);
         const auto expect_the_same = [&] {
             const RunOutcome later = try_run(unit, usual);
-            if (is_clean(first.report))
+            if (is_clean(first.report)) {
                 expect_no_memory_of_calls(examination, later.report);
+            }
             examination.expect(first.after == later.after, "gives other results at a later call");
         };
         call_declare(unit.unit);
@@ -152,18 +166,23 @@ void give_digests_on_other_memory(Examination& examination) {
 void check_same_bits(Examination& examination) {
     const ChildOutcome first = run_other(examination, "digests.first");
     const ChildOutcome second = run_other(examination, "digests.second");
-    for (const ChildOutcome& outcome : {first, second})
-        if (outcome.end != ChildOutcome::End::Exited)
+    for (const ChildOutcome& outcome : {first, second}) {
+        if (outcome.end != ChildOutcome::End::Exited) {
             return examination.fail("a process that runs every unit does not come to its end " +
                                     outcome.reason);
+        }
+    }
     const auto lines = read_values(first.output);
     const auto other_lines = read_values(second.output);
-    if (lines.empty() && other_lines.empty())
+    if (lines.empty() && other_lines.empty()) {
         return examination.skip("there are no results to compare");
-    for (std::size_t i = 0; i < std::max(lines.size(), other_lines.size()); ++i)
-        if (i >= lines.size() || i >= other_lines.size() || lines[i] != other_lines[i])
+    }
+    for (std::size_t i = 0; i < std::max(lines.size(), other_lines.size()); ++i) {
+        if (i >= lines.size() || i >= other_lines.size() || lines[i] != other_lines[i]) {
             return examination.fail(fmt::format("two processes give other results, first at {}",
                                                 i < lines.size() ? lines[i] : other_lines[i]));
+        }
+    }
 }
 
 } // namespace talvora::host

@@ -29,30 +29,35 @@ void tour(Examination& examination, AfterStep after_step) {
 }
 
 void expect_no_calls(Examination& examination, Forbidden kind) {
-    for (const std::string& name : take_forbidden_calls(kind))
+    for (const std::string& name : take_forbidden_calls(kind)) {
         examination.fail(fmt::format("calls '{}'", name));
+    }
 }
 
 // What there is before the plug-in is loaded is there after each step, and nothing is called
 // that is not to be.
 void check_aspect(Examination& examination, StateAspect aspect,
                   std::initializer_list<Forbidden> kinds = {}) {
-    if (!is_known(aspect) && kinds.size() == 0)
+    if (!is_known(aspect) && kinds.size() == 0) {
         return examination.skip("this platform does not tell");
+    }
     const Settings before = read_process_state(aspect);
     tour(examination, [&] {
-        for (const std::string& change : list_changes(before, read_process_state(aspect)))
+        for (const std::string& change : list_changes(before, read_process_state(aspect))) {
             examination.fail(change);
-        for (const Forbidden kind : kinds)
+        }
+        for (const Forbidden kind : kinds) {
             expect_no_calls(examination, kind);
+        }
     });
 }
 
 // The beginning, without what would break the line.
 std::string shorten(std::string text) {
     constexpr std::size_t MOST = 60;
-    for (char& letter : text)
+    for (char& letter : text) {
         letter = letter >= '\0' && letter < ' ' ? ' ' : letter;
+    }
     return text.substr(0, MOST);
 }
 
@@ -64,8 +69,9 @@ void check_silence(Examination& examination) {
         const CapturedOutput output;
         std::string where;
         tour(examination, [&] {
-            if (printed.empty() && !(printed = output.read()).empty())
+            if (printed.empty() && !(printed = output.read()).empty()) {
                 where = examination.where();
+            }
         });
         examination.at(where);
     }

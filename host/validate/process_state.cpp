@@ -100,9 +100,10 @@ Settings read_surroundings() {
 Settings list_folder(const char* folder) {
     Settings settings;
     std::error_code error;
-    for (const auto& entry : std::filesystem::directory_iterator(folder, error))
+    for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
         settings[entry.path().filename().string()] =
             std::filesystem::read_symlink(entry.path(), error).string();
+    }
     std::erase_if(settings, [](const auto& entry) { return entry.second.starts_with("/proc/"); });
     return settings;
 }
@@ -158,8 +159,9 @@ std::vector<std::string> list_changes(const Settings& before, const Settings& af
     for (const auto& [name, value] : all) {
         const std::string was = find_or_nothing(before, name);
         const std::string is = find_or_nothing(after, name);
-        if (was != is)
+        if (was != is) {
             changes.push_back(fmt::format("{} was {}, is {}", name, was, is));
+        }
     }
     return changes;
 }

@@ -11,8 +11,9 @@ constexpr std::string_view MARK = "\x1etalvora\t";
 
 ToldLine parse_line(const std::string& line) {
     const std::size_t tab = line.find('\t', MARK.size());
-    if (!line.starts_with(MARK) || tab == std::string::npos)
+    if (!line.starts_with(MARK) || tab == std::string::npos) {
         return {"other", line};
+    }
     return {line.substr(MARK.size(), tab - MARK.size()), line.substr(tab + 1)};
 }
 
@@ -20,8 +21,9 @@ ToldLine parse_line(const std::string& line) {
 
 std::string format_line(std::string_view kind, std::string_view text) {
     std::string line = "\n" + std::string(MARK) + std::string(kind) + "\t";
-    for (const char letter : text)
+    for (const char letter : text) {
         line += letter >= '\0' && letter < ' ' ? ' ' : letter;
+    }
     return line + "\n";
 }
 
@@ -30,10 +32,12 @@ std::vector<ToldLine> parse_lines(const std::string& output) {
     std::istringstream stream(output);
     for (std::string line; std::getline(stream, line);) {
         // Windows ends lines with one more letter.
-        if (line.ends_with('\r'))
+        if (line.ends_with('\r')) {
             line.pop_back();
-        if (!line.empty())
+        }
+        if (!line.empty()) {
             lines.push_back(parse_line(line));
+        }
     }
     return lines;
 }
@@ -44,16 +48,18 @@ void KeptOutput::append(std::string_view bytes) {
         const std::size_t kept = std::min(end, MAX_LINE - line_.size());
         line_ += bytes.substr(0, kept);
         unkept_bytes_ += end - kept;
-        if (end == bytes.size())
+        if (end == bytes.size()) {
             return;
+        }
         end_line();
         bytes.remove_prefix(end + 1);
     }
 }
 
 void KeptOutput::end_line() {
-    if (line_.ends_with('\r'))
+    if (line_.ends_with('\r')) {
         line_.pop_back();
+    }
     if (line_.starts_with(MARK) && told_.size() + line_.size() < MAX_TOLD) {
         told_ += line_ + '\n';
     } else if (!line_.empty()) {

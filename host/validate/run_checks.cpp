@@ -10,12 +10,14 @@ namespace {
 
 // A refusal that this host made up is none of the plug-in's requests.
 void expect_kept_interface(Examination& examination, const CallReport& report) {
-    if (!report.thrown.empty() && report.is_out_of_memory)
+    if (!report.thrown.empty() && report.is_out_of_memory) {
         examination.warn("asks for more memory than there is: " + report.thrown);
-    else if (!report.thrown.empty())
+    } else if (!report.thrown.empty()) {
         examination.fail("throws: " + report.thrown);
-    for (const std::string& problem : report.problems.interface_breaks)
+    }
+    for (const std::string& problem : report.problems.interface_breaks) {
         examination.fail(problem);
+    }
 }
 
 void run_all(Examination& examination, MakePlans plans) {
@@ -35,9 +37,11 @@ bool changed_the_tree(const RunOutcome& outcome) {
 
 // A key of its own says that a unit writes somewhere else than it reads.
 const std::string* find_destination(const ExaminedUnit& unit) {
-    for (const auto& [key, value] : unit.usual)
-        if (key.starts_with("Destination"))
+    for (const auto& [key, value] : unit.usual) {
+        if (key.starts_with("Destination")) {
             return std::get_if<std::string>(&value);
+        }
+    }
     return nullptr;
 }
 
@@ -52,15 +56,17 @@ bool is_on_the_way(const std::string& path, const std::string& place) {
 void expect_untouched_sources(Examination& examination, const RunOutcome& outcome,
                               const std::string& destination) {
     for (const auto& [path, digest] : outcome.before) {
-        if (is_at_or_below(path, destination))
+        if (is_at_or_below(path, destination)) {
             continue;
+        }
         const auto after = outcome.after.find(path);
         examination.expect(after != outcome.after.end() && after->second == digest,
                            fmt::format("changes '{}', which it only reads", path));
     }
-    for (const auto& [path, digest] : outcome.after)
+    for (const auto& [path, digest] : outcome.after) {
         examination.expect(outcome.before.contains(path) || is_on_the_way(path, destination),
                            fmt::format("makes '{}', which is not in its destination", path));
+    }
 }
 
 // An attribute of another type is the tree's matter: to ask for it is no fault.
@@ -77,16 +83,19 @@ void check_ordinary_runs(Examination& examination) {
     visit_runs(examination, {ordinary_runs},
                [&](const ExaminedUnit& unit, const RunPlan&, const RunOutcome& outcome) {
                    expect_kept_interface(examination, outcome.report);
-                   if (std::exchange(last, unit.unit.name) != unit.unit.name)
+                   if (std::exchange(last, unit.unit.name) != unit.unit.name) {
                        idle.push_back(unit.unit.name);
-                   if (!idle.empty() && idle.back() == last && changed_the_tree(outcome))
+                   }
+                   if (!idle.empty() && idle.back() == last && changed_the_tree(outcome)) {
                        idle.pop_back();
+                   }
                });
     examination.at("");
-    for (const std::string& name : idle)
+    for (const std::string& name : idle) {
         examination.warn(fmt::format("'{}' changes nothing with the values that were guessed for "
                                      "it: its work is not examined",
                                      name));
+    }
 }
 
 void check_runs_without_values(Examination& examination) {
@@ -125,9 +134,11 @@ void check_extents(Examination& examination) {
     const auto judge = [&](void (Examination::*tell)(std::string_view)) {
         return
             [&examination, tell](const ExaminedUnit&, const RunPlan&, const RunOutcome& outcome) {
-                for (const std::string& problem : outcome.report.problems.refused_requests)
-                    if (!is_about_an_attribute(problem))
+                for (const std::string& problem : outcome.report.problems.refused_requests) {
+                    if (!is_about_an_attribute(problem)) {
                         (examination.*tell)(problem);
+                    }
+                }
             };
     };
     visit_runs(examination, {ordinary_runs, runs_on_odd_trees}, judge(&Examination::fail));
@@ -139,13 +150,15 @@ void check_sources(Examination& examination) {
     visit_runs(examination, {ordinary_runs, runs_on_odd_trees},
                [&](const ExaminedUnit& unit, const RunPlan&, const RunOutcome& outcome) {
                    const std::string* destination = find_destination(unit);
-                   if (destination == nullptr)
+                   if (destination == nullptr) {
                        return;
+                   }
                    has_destinations = true;
                    expect_untouched_sources(examination, outcome, *destination);
                });
-    if (!has_destinations)
+    if (!has_destinations) {
         examination.skip("no unit has a key 'Destination...'");
+    }
 }
 
 } // namespace talvora::host

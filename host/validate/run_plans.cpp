@@ -34,15 +34,18 @@ constexpr Guess GUESSES[] = {{"DestinationSet", "Result/all"},
                              {"Set", SAMPLE_SET}};
 
 std::optional<ParameterValue> guess_text(const std::string& key) {
-    for (const Guess& guess : GUESSES)
-        if (key.find(guess.part) != std::string::npos)
+    for (const Guess& guess : GUESSES) {
+        if (key.find(guess.part) != std::string::npos) {
             return guess.value;
+        }
+    }
     return std::nullopt;
 }
 
 std::optional<ParameterValue> guess(const ParameterSignature& signature) {
-    if (signature.default_value)
+    if (signature.default_value) {
         return std::nullopt;
+    }
     switch (signature.type) {
     case ParameterType::String:
         return guess_text(signature.key);
@@ -93,8 +96,9 @@ const std::vector<ParameterValue>& extreme_integers() {
              {Limits::min(), Limits::min() + 1, -(std::int64_t{1} << 32), std::int64_t{-2},
               std::int64_t{-1}, std::int64_t{0}, std::int64_t{1}, std::int64_t{2}, std::int64_t{3},
               std::int64_t{1} << 31, std::int64_t{1} << 32, (std::int64_t{1} << 32) + 1,
-              (std::int64_t{1} << 53) + 1, Limits::max()})
+              (std::int64_t{1} << 53) + 1, Limits::max()}) {
             values.emplace_back(value);
+        }
         return values;
     }();
     return VALUES;
@@ -132,8 +136,9 @@ const std::vector<ParameterValue>& extreme_integer_lists() {
 
 std::string show(const ParameterValue& value) {
     std::string text = format_value(value);
-    for (char& letter : text)
+    for (char& letter : text) {
         letter = letter >= ' ' && letter <= '~' ? letter : '?';
+    }
     return text.size() <= 40 ? text
                              : fmt::format("{}... ({} letters)", text.substr(0, 30), text.size());
 }
@@ -153,9 +158,11 @@ RunPlan without(const ExaminedUnit& unit, const std::string& key) {
 template <typename ValuesOf>
 std::vector<RunPlan> one_by_one(const ExaminedUnit& unit, ValuesOf values_of) {
     std::vector<RunPlan> plans;
-    for (const ParameterSignature& signature : unit.signatures)
-        for (const ParameterValue& value : values_of(signature.type))
+    for (const ParameterSignature& signature : unit.signatures) {
+        for (const ParameterValue& value : values_of(signature.type)) {
             plans.push_back(with(unit, signature.key, value));
+        }
+    }
     return plans;
 }
 
@@ -181,13 +188,15 @@ const std::vector<ParameterValue>& numbers_of(ParameterType type) {
 std::vector<RunPlan> integer_lists_on_axis(const ExaminedUnit& unit) {
     std::vector<RunPlan> plans;
     const bool has_axis = std::ranges::count(unit.signatures, "Axis", &ParameterSignature::key) > 0;
-    for (const ParameterSignature& signature : unit.signatures)
-        if (has_axis && signature.type == ParameterType::IntegerList)
+    for (const ParameterSignature& signature : unit.signatures) {
+        if (has_axis && signature.type == ParameterType::IntegerList) {
             for (const ParameterValue& value : extreme_integer_lists()) {
                 plans.push_back(with(unit, signature.key, value));
                 plans.back().values.insert_or_assign("Axis", std::int64_t{0});
                 plans.back().name += " Axis=0";
             }
+        }
+    }
     return plans;
 }
 
@@ -197,23 +206,27 @@ std::vector<RunPlan> integer_lists_on_axis(const ExaminedUnit& unit) {
 std::vector<std::size_t> times_to_refuse(std::size_t count) {
     constexpr std::size_t MOST = 6;
     std::vector<std::size_t> times{0}; // every time
-    for (std::size_t nth = 1; nth <= std::min(count, MOST); ++nth)
+    for (std::size_t nth = 1; nth <= std::min(count, MOST); ++nth) {
         times.push_back(nth);
-    if (count > MOST)
+    }
+    if (count > MOST) {
         times.push_back(count);
+    }
     return times;
 }
 
 void add_refusals(const RunPlan& plan, TreeOperation operation, std::size_t count,
                   std::vector<RunPlan>& plans) {
-    for (const Injection::Mode mode : {Injection::Refuse, Injection::GiveNothing})
+    for (const Injection::Mode mode : {Injection::Refuse, Injection::GiveNothing}) {
         for (const std::size_t nth : times_to_refuse(count)) {
-            if (mode == Injection::GiveNothing && !can_give_nothing(operation))
+            if (mode == Injection::GiveNothing && !can_give_nothing(operation)) {
                 continue;
+            }
             plans.push_back(plan);
             plans.back().injection = Injection{operation, nth, mode};
             plans.back().name += ", the host " + describe(*plans.back().injection);
         }
+    }
 }
 
 std::array<std::size_t, TREE_OPERATION_COUNT> count_requests(const ExaminedUnit& unit,
@@ -223,8 +236,9 @@ std::array<std::size_t, TREE_OPERATION_COUNT> count_requests(const ExaminedUnit&
     InjectingTree tree(memory);
     call_run(unit.unit, tree, ParameterValues(unit.signatures, plan.values));
     std::array<std::size_t, TREE_OPERATION_COUNT> counts{};
-    for (std::size_t i = 0; i < counts.size(); ++i)
+    for (std::size_t i = 0; i < counts.size(); ++i) {
         counts[i] = tree.count(TreeOperation{static_cast<int>(i)});
+    }
     return counts;
 }
 
@@ -232,27 +246,32 @@ std::array<std::size_t, TREE_OPERATION_COUNT> count_requests(const ExaminedUnit&
 
 ExaminedUnit examine_unit(const Unit& unit, std::vector<ParameterSignature> signatures) {
     ExaminedUnit examined{unit, std::move(signatures), {}};
-    for (const ParameterSignature& signature : examined.signatures)
-        if (const auto value = guess(signature))
+    for (const ParameterSignature& signature : examined.signatures) {
+        if (const auto value = guess(signature)) {
             examined.usual.emplace(signature.key, *value);
+        }
+    }
     return examined;
 }
 
 std::vector<RunPlan> ordinary_runs(const ExaminedUnit& unit) {
     std::vector<RunPlan> plans{{"with the usual values", unit.usual, build_ordinary_tree, {}}};
     for (const ParameterSignature& signature : unit.signatures) {
-        if (signature.type == ParameterType::Boolean)
+        if (signature.type == ParameterType::Boolean) {
             plans.push_back(with(unit, signature.key, true));
-        if (signature.key == "SourceSets")
+        }
+        if (signature.key == "SourceSets") {
             plans.push_back(with(unit, signature.key, Texts{SAMPLE_SET, "Imu/gyr", SAMPLE_SET}));
+        }
     }
     return plans;
 }
 
 std::vector<RunPlan> runs_without_values(const ExaminedUnit& unit) {
     std::vector<RunPlan> plans;
-    for (const auto& [key, value] : unit.usual)
+    for (const auto& [key, value] : unit.usual) {
         plans.push_back(without(unit, key));
+    }
     plans.push_back({"without any value", {}, build_ordinary_tree, {}});
     return plans;
 }
@@ -269,16 +288,18 @@ std::vector<RunPlan> runs_with_extreme_numbers(const ExaminedUnit& unit) {
 
 std::vector<RunPlan> runs_on_odd_trees(const ExaminedUnit& unit) {
     std::vector<RunPlan> plans;
-    for (const SampleTree& tree : odd_trees())
+    for (const SampleTree& tree : odd_trees()) {
         plans.push_back({fmt::format("on {}", tree.name), unit.usual, tree.build, {}});
+    }
     return plans;
 }
 
 std::vector<RunPlan> all_requested_runs(const ExaminedUnit& unit) {
     std::vector<RunPlan> plans;
     for (const auto make : {ordinary_runs, runs_without_values, runs_with_wrong_texts,
-                            runs_with_extreme_numbers, runs_on_odd_trees})
+                            runs_with_extreme_numbers, runs_on_odd_trees}) {
         std::ranges::move(make(unit), std::back_inserter(plans));
+    }
     return plans;
 }
 
@@ -286,9 +307,11 @@ std::vector<RunPlan> runs_with_refusals(const ExaminedUnit& unit) {
     std::vector<RunPlan> plans;
     for (const RunPlan& plan : ordinary_runs(unit)) {
         const auto counts = count_requests(unit, plan);
-        for (std::size_t i = 0; i < counts.size(); ++i)
-            if (counts[i] > 0)
+        for (std::size_t i = 0; i < counts.size(); ++i) {
+            if (counts[i] > 0) {
                 add_refusals(plan, TreeOperation{static_cast<int>(i)}, counts[i], plans);
+            }
+        }
     }
     return plans;
 }

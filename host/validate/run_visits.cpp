@@ -10,8 +10,9 @@ std::vector<ParameterSignature> parse_all(const std::vector<DeclaredParameter>& 
     std::vector<ParameterSignature> signatures;
     for (const DeclaredParameter& parameter : declared) {
         auto signature = parse_signature(parameter.signature, parameter.required);
-        if (std::ranges::count(signatures, signature.key, &ParameterSignature::key) == 0)
+        if (std::ranges::count(signatures, signature.key, &ParameterSignature::key) == 0) {
             signatures.push_back(std::move(signature));
+        }
     }
     return signatures;
 }
@@ -21,15 +22,17 @@ std::vector<ParameterSignature> parse_all(const std::vector<DeclaredParameter>& 
 ExaminedUnits load_units(Examination& examination, GuardedEnd end, unsigned char fill) {
     GuardedHeap::open(end, fill);
     ExaminedUnits examined{load_plugin(examination), {}};
-    if (!examined.plugin)
+    if (!examined.plugin) {
         return examined;
-    for (const Unit& unit : list_distinct_units(*examined.plugin))
+    }
+    for (const Unit& unit : list_distinct_units(*examined.plugin)) {
         try {
             examination.at(fmt::format("declare of '{}'", unit.name));
             examined.units.push_back(examine_unit(unit, parse_all(call_declare(unit).declared)));
         } catch (const std::invalid_argument&) {
             examination.skip(fmt::format("'{}' declares what cannot be read", unit.name));
         }
+    }
     return examined;
 }
 

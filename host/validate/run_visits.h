@@ -24,7 +24,7 @@ ExaminedUnits load_units(Examination& examination, GuardedEnd end = GuardedEnd::
 template <typename Visit>
 void visit_plans(Examination& examination, const ExaminedUnits& examined,
                  std::initializer_list<MakePlans> makers, Visit visit) {
-    for (const ExaminedUnit& unit : examined.units)
+    for (const ExaminedUnit& unit : examined.units) {
         for (const MakePlans make : makers) {
             examination.at(fmt::format("'{}'", unit.unit.name));
             for (const RunPlan& plan : make(unit)) {
@@ -32,6 +32,7 @@ void visit_plans(Examination& examination, const ExaminedUnits& examined,
                 visit(unit, plan);
             }
         }
+    }
 }
 
 // Runs each unit with each plan: judge(unit, plan, outcome).

@@ -27,16 +27,19 @@ std::vector<float> make_samples(std::uint64_t count) {
 
 // A short gap and a long one, where there is room.
 void cut_gaps(std::vector<float>& samples) {
-    for (std::size_t i = 0; i < samples.size(); ++i)
-        if (i == 7 || i == 8 || (i >= 20 && i < 32))
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        if (i == 7 || i == 8 || (i >= 20 && i < 32)) {
             samples[i] = NO_NUMBER;
+        }
+    }
 }
 
 ObjectId add_set(DataTree& tree, const std::string& path, const Extents& extents,
                  std::vector<float> samples) {
     const ObjectId set = tree.create_dataset(tree.root(), path, extents);
-    if (!extents.empty() && !samples.empty())
+    if (!extents.empty() && !samples.empty()) {
         tree.write(set, {Extents(extents.size()), extents}, samples);
+    }
     return set;
 }
 
@@ -56,8 +59,9 @@ void describe_set(DataTree& tree, ObjectId set, float rate) {
 
 void describe_group(DataTree& tree) {
     const auto group = tree.find(tree.root(), SAMPLE_GROUP);
-    if (!group)
+    if (!group) {
         return;
+    }
     tree.write_attribute(*group, "SampleRate", 50.0F);
     tree.write_attribute(*group, "NumSamples", std::int64_t{120});
 }
@@ -142,13 +146,15 @@ constexpr SampleTree ODD_TREES[] = {
 class Digest {
   public:
     void add(std::uint64_t word) {
-        for (int shift = 0; shift < 64; shift += 8)
+        for (int shift = 0; shift < 64; shift += 8) {
             add_byte(static_cast<unsigned char>(word >> static_cast<unsigned>(shift)));
+        }
     }
     void add(std::string_view text) {
         add(text.size());
-        for (const char letter : text)
+        for (const char letter : text) {
             add_byte(static_cast<unsigned char>(letter));
+        }
     }
     void add(float number) { add(std::uint64_t{std::bit_cast<std::uint32_t>(number)}); }
     void add(double number) { add(std::bit_cast<std::uint64_t>(number)); }
@@ -157,8 +163,9 @@ class Digest {
     template <typename Value>
     void add(const std::vector<Value>& values) {
         add(std::uint64_t{values.size()});
-        for (const Value& value : values)
+        for (const Value& value : values) {
             add(value);
+        }
     }
     template <typename Array>
     requires requires(const Array& array) { array.extents; }
@@ -203,8 +210,9 @@ void digest_group(DataTree& tree, ObjectId group, std::map<std::string, std::uin
         const ObjectId set = tree.find(group, name).value();
         digests[tree.path(set)] = digest_set(tree, set);
     }
-    for (const std::string& name : tree.list_groups(group))
+    for (const std::string& name : tree.list_groups(group)) {
         digest_group(tree, tree.find(group, name).value(), digests);
+    }
 }
 
 } // namespace

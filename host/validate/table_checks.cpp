@@ -36,8 +36,9 @@ std::span<const unit_descriptor> ask_units(Examination& examination,
                                            const ExaminedLibrary& plugin) {
     examination.at("kind 3");
     const Answer answer = ask(plugin, UNIT_TABLE_KIND);
-    if (answer.rows != nullptr && answer.count > 0 && answer.count <= MAX_ROWS)
+    if (answer.rows != nullptr && answer.count > 0 && answer.count <= MAX_ROWS) {
         return {static_cast<const unit_descriptor*>(answer.rows), answer.count};
+    }
     examination.skip("there is no unit table to walk");
     return {};
 }
@@ -70,22 +71,26 @@ template <typename Visit>
 void visit_getters(Examination& examination, const ExaminedLibrary& plugin, Visit visit) {
     const Answer descriptor = ask(plugin, PLUGIN_DESCRIPTOR_KIND);
     examination.at("the plug-in descriptor");
-    if (descriptor.rows != nullptr)
+    if (descriptor.rows != nullptr) {
         for (const NamedGetter& getter :
-             getters_of(*static_cast<const plugin_descriptor*>(descriptor.rows)))
+             getters_of(*static_cast<const plugin_descriptor*>(descriptor.rows))) {
             visit(getter);
+        }
+    }
     std::size_t index = 0;
     for (const unit_descriptor& row : ask_units(examination, plugin)) {
         examination.at(fmt::format("unit {}", index++));
-        for (const NamedGetter& getter : getters_of(row))
+        for (const NamedGetter& getter : getters_of(row)) {
             visit(getter);
+        }
     }
 }
 
 void expect_present(Examination& examination, const NamedGetter& getter) {
-    if (getter.is_required)
+    if (getter.is_required) {
         examination.expect(getter.getter != nullptr && getter.getter() != nullptr,
                            fmt::format("has no {}", getter.name));
+    }
 }
 
 std::string read_name(const unit_descriptor& row) {
@@ -102,9 +107,10 @@ void expect_own_name(Examination& examination, const unit_descriptor& row,
         return (letter >= 'a' && letter <= 'z') || (letter >= '0' && letter <= '9') ||
                letter == '.' || letter == '-';
     };
-    if (!std::ranges::all_of(name, is_usual))
+    if (!std::ranges::all_of(name, is_usual)) {
         examination.warn(
             fmt::format("the name '{}' is not in lower case, parted by '.' and '-'", name));
+    }
 }
 
 bool is_operation_of_current(std::span<const unit_descriptor> rows, const unit_descriptor& legacy) {
@@ -129,18 +135,21 @@ void expect_current(Examination& examination, const unit_descriptor& row) {
 // The same getter twice: the same text in the same place, ended, and fit to be shown.
 void expect_stable(Examination& examination, const NamedGetter& getter) {
     const char* text = getter.getter == nullptr ? nullptr : getter.getter();
-    if (text == nullptr)
+    if (text == nullptr) {
         return;
+    }
     const auto size = static_cast<std::size_t>(std::find(text, text + MAX_TEXT, '\0') - text);
-    if (size == MAX_TEXT)
+    if (size == MAX_TEXT) {
         return examination.fail(fmt::format("the {} has no end", getter.name));
+    }
     const std::string copy(text, size);
     const char* again = getter.getter();
     examination.expect(again == text && copy == again,
                        fmt::format("the {} is another at the second call", getter.name));
     const auto is_control = [](char letter) { return letter >= '\0' && letter < ' '; };
-    if (std::ranges::any_of(copy, is_control))
+    if (std::ranges::any_of(copy, is_control)) {
         examination.warn(fmt::format("the {} holds control characters", getter.name));
+    }
 }
 
 std::string copy_rows(const Answer& answer, std::size_t row_size) {
@@ -166,8 +175,9 @@ void expect_same_again(Examination& examination, const ExaminedLibrary& plugin, 
 } // namespace
 
 void check_loading(Examination& examination) {
-    if (const auto other = describe_other_machine(examination.file()); !other.empty())
+    if (const auto other = describe_other_machine(examination.file()); !other.empty()) {
         return examination.fail(other);
+    }
     for (int i = 0; i < 3; ++i) {
         examination.at(fmt::format("loading, time {}", i + 1));
         try {
@@ -182,8 +192,9 @@ void check_loading(Examination& examination) {
 
 void check_exported_names(Examination& examination) {
     try {
-        for (const std::string& name : list_exported_names(examination.file()))
+        for (const std::string& name : list_exported_names(examination.file())) {
             examination.expect(name == PLUGIN_ENTRY_NAME, fmt::format("exports '{}' too", name));
+        }
     } catch (const std::runtime_error& error) {
         examination.fail(error.what());
     }
@@ -191,37 +202,45 @@ void check_exported_names(Examination& examination) {
 
 void check_descriptor(Examination& examination) {
     const auto plugin = load_library(examination);
-    if (!plugin)
+    if (!plugin) {
         return;
+    }
     examination.at("kind 0");
     const Answer answer = ask(*plugin, PLUGIN_DESCRIPTOR_KIND);
     examination.expect(answer.count == 1, fmt::format("counts {} rows", answer.count));
-    if (answer.rows == nullptr)
+    if (answer.rows == nullptr) {
         return examination.fail("gives no descriptor");
+    }
     for (const NamedGetter& getter :
-         getters_of(*static_cast<const plugin_descriptor*>(answer.rows)))
+         getters_of(*static_cast<const plugin_descriptor*>(answer.rows))) {
         expect_present(examination, getter);
+    }
 }
 
 void check_unit_rows(Examination& examination) {
     const auto plugin = load_library(examination);
-    if (!plugin)
+    if (!plugin) {
         return;
+    }
     examination.at("kind 3");
     const Answer answer = ask(*plugin, UNIT_TABLE_KIND);
-    if (answer.rows == nullptr)
+    if (answer.rows == nullptr) {
         return examination.fail("gives no table");
-    if (answer.count == UNTOUCHED)
+    }
+    if (answer.count == UNTOUCHED) {
         return examination.fail("does not write the count");
-    if (answer.count == 0 || answer.count > MAX_ROWS)
+    }
+    if (answer.count == 0 || answer.count > MAX_ROWS) {
         return examination.fail(
             fmt::format("counts {} rows (allowed: 1 to {})", answer.count, MAX_ROWS));
+    }
     std::set<std::string> names;
     for (std::size_t i = 0; i < answer.count; ++i) {
         examination.at(fmt::format("unit {} of {}", i, answer.count));
         const auto& row = static_cast<const unit_descriptor*>(answer.rows)[i];
-        for (const NamedGetter& getter : getters_of(row))
+        for (const NamedGetter& getter : getters_of(row)) {
             expect_present(examination, getter);
+        }
         expect_own_name(examination, row, names);
         examination.expect(row.declare != nullptr, "has no operation 'declare'");
         examination.expect(row.run != nullptr, "has no operation 'run'");
@@ -230,53 +249,60 @@ void check_unit_rows(Examination& examination) {
 
 void check_null_rules(Examination& examination) {
     const auto plugin = load_library(examination);
-    if (!plugin)
+    if (!plugin) {
         return;
+    }
     const auto rows = ask_units(examination, *plugin);
     for (const unit_descriptor& row : rows) {
         examination.at(fmt::format("unit {} '{}'", &row - rows.data(), read_name(row)));
-        if (row.date != nullptr)
+        if (row.date != nullptr) {
             expect_legacy(examination, rows, row);
-        else
+        } else {
             expect_current(examination, row);
+        }
     }
 }
 
 void check_texts(Examination& examination) {
     const auto plugin = load_library(examination);
-    if (plugin)
+    if (plugin) {
         visit_getters(examination, *plugin,
                       [&](const NamedGetter& getter) { expect_stable(examination, getter); });
+    }
 }
 
 void check_reserved_bytes(Examination& examination) {
     const auto plugin = load_library(examination);
-    if (!plugin)
+    if (!plugin) {
         return;
+    }
     const auto rows = ask_units(examination, *plugin);
     for (const unit_descriptor& row : rows) {
         examination.at(fmt::format("unit {}", &row - rows.data()));
-        for (std::size_t i = 0; i < std::size(row.reserved); ++i)
+        for (std::size_t i = 0; i < std::size(row.reserved); ++i) {
             if (row.reserved[i] != 0) {
                 examination.fail(
                     fmt::format("the reserved byte {} is {:#x}, not 0", 64 + i, row.reserved[i]));
                 break;
             }
+        }
     }
 }
 
 void check_repeated_entry(Examination& examination) {
     const auto plugin = load_library(examination);
-    if (!plugin)
+    if (!plugin) {
         return;
+    }
     expect_same_again(examination, *plugin, PLUGIN_DESCRIPTOR_KIND, 5 * sizeof(text_getter));
     expect_same_again(examination, *plugin, UNIT_TABLE_KIND, sizeof(unit_descriptor));
 }
 
 void check_unknown_kinds(Examination& examination) {
     const auto plugin = load_library(examination);
-    if (!plugin)
+    if (!plugin) {
         return;
+    }
     using Limits = std::numeric_limits<std::int32_t>;
     for (const std::int32_t kind : {1, 2, 4, 5, 7, 8, 100, -1, -3, Limits::min(), Limits::max()}) {
         examination.at(fmt::format("kind {}", kind));

@@ -31,34 +31,39 @@ int exit_code(ExitCode code) {
 
 void print_result(const CheckResult& result) {
     fmt::print("{:<9} {}\n", name_of(result.verdict), result.check->id);
-    for (const std::string& finding : result.findings)
+    for (const std::string& finding : result.findings) {
         fmt::print("          {}\n", finding);
+    }
     std::fflush(stdout);
 }
 
 // Throws a Failure of the output when standard output could not take everything.
 void finish_output() {
-    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
         throw Failure(ExitCode::Output,
                       fmt::format("standard output: {}", std::generic_category().message(errno)));
+    }
 }
 
 int validate_and_print(const std::vector<std::string>& words) {
     ValidatorOptions options;
     options.plugin = words.at(0);
     options.self = {own_program(), CHILD_WORD};
-    if (words.size() > 1)
+    if (words.size() > 1) {
         options.only = words[1];
-    if (words.size() > 2)
+    }
+    if (words.size() > 2) {
         options.limit = read_time_limit("SECONDS", words[2]);
+    }
     const auto results = validate(options, print_result);
     fmt::print("{}\n", summarise(results));
     return exit_code(all_good(results) ? ExitCode::Done : ExitCode::Plugin);
 }
 
 int run(const std::vector<std::string>& words) {
-    if (words.size() == 3 && words[0] == CHILD_WORD)
+    if (words.size() == 3 && words[0] == CHILD_WORD) {
         return run_check_here(words[1], words[2], {own_program(), CHILD_WORD});
+    }
     const bool wants_help = words.size() == 1 && (words[0] == "--help" || words[0] == "-h");
     if (wants_help || words.empty() || words.size() > 3 || words[0].starts_with('-')) {
         fmt::print(wants_help ? stdout : stderr, "{}", USAGE);
@@ -81,8 +86,9 @@ int main(int argument_count, char** arguments) {
         return talvora::host::run_and_finish({arguments + 1, arguments + argument_count});
     } catch (const talvora::host::Failure& failure) {
         fmt::print(stderr, "error: {}\n", failure.what());
-        for (const std::string& hint : failure.hints())
+        for (const std::string& hint : failure.hints()) {
             fmt::print(stderr, "hint: {}\n", hint);
+        }
         return talvora::host::exit_code(failure.code());
     } catch (const std::exception& error) {
         fmt::print(stderr, "error: {}\n", error.what());

@@ -39,9 +39,11 @@ const UntidyFlag FLAGS[] = {
 } // namespace
 
 void make_flags_untidy(std::int32_t table_id, std::array<void*, TABLE_SIZE>& slots) {
-    for (const UntidyFlag& flag : FLAGS)
-        if (flag.table_id == table_id)
+    for (const UntidyFlag& flag : FLAGS) {
+        if (flag.table_id == table_id) {
             slots[flag.offset / sizeof(void*)] = flag.function;
+        }
+    }
 }
 
 } // namespace talvora::host

@@ -55,10 +55,12 @@ std::vector<std::string>* list_of(Story& story, std::string_view kind) {
 Story read_story(const std::string& output) {
     Story story;
     for (const ToldLine& line : parse_lines(output)) {
-        if (std::string* text = text_of(story, line.kind))
+        if (std::string* text = text_of(story, line.kind)) {
             *text = line.text;
-        if (std::vector<std::string>* list = list_of(story, line.kind))
+        }
+        if (std::vector<std::string>* list = list_of(story, line.kind)) {
             list->push_back(line.text);
+        }
         story.is_done = story.is_done || line.kind == "done";
     }
     return story;
@@ -76,8 +78,9 @@ std::string quote_last_words(const Story& story, const ChildOutcome& outcome) {
 // What a crash leaves to be said: where, how, and on what block or with which last words.
 std::string describe_crash(const Story& story, const ChildOutcome& outcome) {
     std::string text = outcome.reason;
-    if (!story.last_place.empty())
+    if (!story.last_place.empty()) {
         text = story.last_place + ": " + text;
+    }
     const std::string more = story.fault.empty() ? quote_last_words(story, outcome) : story.fault;
     return more.empty() ? text : text + ": " + more;
 }
@@ -96,26 +99,28 @@ void judge(const Story& story, const ChildOutcome& outcome, CheckResult& result)
         result.verdict = verdict;
         result.findings.push_back(finding);
     };
-    if (outcome.end == ChildOutcome::End::Crashed)
+    if (outcome.end == ChildOutcome::End::Crashed) {
         set(Verdict::Crash, describe_crash(story, outcome));
-    else if (outcome.end == ChildOutcome::End::TimedOut)
+    } else if (outcome.end == ChildOutcome::End::TimedOut) {
         set(Verdict::TimeOut, place_of(story) + "does not come back in time");
-    else if (!story.is_done)
+    } else if (!story.is_done) {
         set(Verdict::Fail, fmt::format("{}ends the process with exit code {}", place_of(story),
                                        outcome.exit_code));
-    else if (outcome.left_processes > 0)
+    } else if (outcome.left_processes > 0) {
         set(Verdict::Fail, describe_left(outcome.left_processes));
-    else if (!story.failures.empty())
+    } else if (!story.failures.empty()) {
         result.verdict = Verdict::Fail;
-    else if (!story.warnings.empty())
+    } else if (!story.warnings.empty()) {
         result.verdict = Verdict::Warn;
-    else if (!story.reasons_to_skip.empty())
+    } else if (!story.reasons_to_skip.empty()) {
         result.verdict = Verdict::Skipped;
+    }
 }
 
 void shorten(std::vector<std::string>& findings) {
-    if (findings.size() <= MAX_FINDINGS)
+    if (findings.size() <= MAX_FINDINGS) {
         return;
+    }
     const std::size_t more = findings.size() - MAX_FINDINGS;
     findings.resize(MAX_FINDINGS);
     findings.push_back(fmt::format("and {} more", more));
@@ -133,8 +138,9 @@ CheckResult make_result(const Check& check, const ChildOutcome& outcome) {
     const Story story = read_story(outcome.output);
     CheckResult result{&check, Verdict::Pass, {}};
     judge(story, outcome, result);
-    for (const auto* findings : {&story.failures, &story.warnings, &story.reasons_to_skip})
+    for (const auto* findings : {&story.failures, &story.warnings, &story.reasons_to_skip}) {
         std::ranges::copy(*findings, std::back_inserter(result.findings));
+    }
     shorten(result.findings);
     return result;
 }
@@ -160,11 +166,14 @@ constexpr Dependence DEPENDENCES[] = {
     {"process", "run.ordinary"}};
 
 const CheckResult* find_obstacle(const Check& check, const std::vector<CheckResult>& results) {
-    for (const Dependence& dependence : DEPENDENCES)
-        for (const CheckResult& result : results)
+    for (const Dependence& dependence : DEPENDENCES) {
+        for (const CheckResult& result : results) {
             if (dependence.stage == stage_of(check) && dependence.first == result.check->id &&
-                result.verdict == Verdict::TimeOut)
+                result.verdict == Verdict::TimeOut) {
                 return &result;
+            }
+        }
+    }
     return nullptr;
 }
 
@@ -175,9 +184,11 @@ struct TemporaryPlace {
 };
 
 TemporaryPlace find_temporary_place() {
-    for (const char* variable : {"TMPDIR", "TMP", "TEMP", "TEMPDIR"})
-        if (const char* folder = std::getenv(variable))
+    for (const char* variable : {"TMPDIR", "TMP", "TEMP", "TEMPDIR"}) {
+        if (const char* folder = std::getenv(variable)) {
             return {variable, folder};
+        }
+    }
     return {};
 }
 
@@ -187,17 +198,20 @@ class WorkFolder {
     WorkFolder() {
         std::error_code error;
         const fs::path place = fs::temp_directory_path(error);
-        if (error)
+        if (error) {
             refuse();
+        }
         sweep_dead_files(place);
         for (int i = 0; path_.empty() && !error; ++i) {
             const auto path =
                 place / make_temporary_name("talvora-validate", fmt::format("{:06}", i));
-            if (fs::create_directory(path, error))
+            if (fs::create_directory(path, error)) {
                 path_ = path;
+            }
         }
-        if (error)
+        if (error) {
             refuse();
+        }
     }
     WorkFolder(const WorkFolder&) = delete;
     WorkFolder& operator=(const WorkFolder&) = delete;
@@ -227,21 +241,25 @@ CheckResult skip_after(const Check& check, const CheckResult& obstacle) {
 
 std::vector<const Check*> select_checks(std::string_view only) {
     std::vector<const Check*> checks;
-    for (const Check& check : all_checks())
-        if (matches_path(only, check.id))
+    for (const Check& check : all_checks()) {
+        if (matches_path(only, check.id)) {
             checks.push_back(&check);
-    if (checks.empty())
+        }
+    }
+    if (checks.empty()) {
         throw Failure(ExitCode::Usage, fmt::format("no check matches '{}'", only),
                       {"list them: talvora-host validate --list"});
+    }
     return checks;
 }
 
 std::chrono::milliseconds read_time_limit(std::string_view option, std::string_view seconds) {
     const auto value = parse_number<double>(seconds);
-    if (!value || !(*value >= MIN_SECONDS && *value <= MAX_SECONDS))
+    if (!value || !(*value >= MIN_SECONDS && *value <= MAX_SECONDS)) {
         throw Failure(ExitCode::Usage,
                       fmt::format("{}: '{}' is no number of seconds (allowed: {} to {})", option,
                                   seconds, MIN_SECONDS, MAX_SECONDS));
+    }
     return std::chrono::milliseconds(static_cast<std::int64_t>(1000 * *value));
 }
 
@@ -249,9 +267,10 @@ std::vector<CheckResult> validate(const ValidatorOptions& options,
                                   const std::function<void(const CheckResult&)>& on_result) {
     const auto checks = select_checks(options.only);
     std::error_code ignored;
-    if (!fs::is_regular_file(options.plugin, ignored))
+    if (!fs::is_regular_file(options.plugin, ignored)) {
         throw Failure(ExitCode::Plugin,
                       fmt::format("{}: no such plug-in library", options.plugin.string()));
+    }
     const InterruptionsHeldBack held_back;
     const WorkFolder folder;
     std::vector<CheckResult> results;
@@ -260,8 +279,9 @@ std::vector<CheckResult> validate(const ValidatorOptions& options,
             results.push_back(skip_after(*check, *obstacle));
         } else {
             const ChildOutcome outcome = run_in_child(*check, options, folder.path());
-            if (outcome.end == ChildOutcome::End::Interrupted)
+            if (outcome.end == ChildOutcome::End::Interrupted) {
                 break;
+            }
             results.push_back(make_result(*check, outcome));
         }
         on_result(results.back());
@@ -271,11 +291,13 @@ std::vector<CheckResult> validate(const ValidatorOptions& options,
 
 std::string summarise(const std::vector<CheckResult>& results) {
     std::map<Verdict, std::size_t> counts;
-    for (const CheckResult& result : results)
+    for (const CheckResult& result : results) {
         ++counts[result.verdict];
+    }
     std::string text = fmt::format("{} checks:", results.size());
-    for (const auto& [verdict, count] : counts)
+    for (const auto& [verdict, count] : counts) {
         text += fmt::format("{} {} {}", text.ends_with(':') ? "" : ",", count, name_of(verdict));
+    }
     return text;
 }
 

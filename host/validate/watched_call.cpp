@@ -45,10 +45,12 @@ void expect_unchanged(std::int32_t table_id, const void* table, CallReport& repo
     const TableSlots expected = slots_of(table_id);
     TableSlots slots;
     std::memcpy(slots.data(), table, sizeof slots);
-    for (std::size_t i = 0; i < slots.size(); ++i)
-        if (slots[i] != expected[i])
+    for (std::size_t i = 0; i < slots.size(); ++i) {
+        if (slots[i] != expected[i]) {
             report.problems.interface_breaks.push_back(
                 fmt::format("slot {} of the host's table {} was written", i, table_id));
+        }
+    }
 }
 
 // Callbacks and contexts are used in turn, so that those of the last few calls are told by
@@ -58,8 +60,9 @@ constexpr std::size_t TURN_COUNT = 5;
 template <std::size_t TURN>
 void* give_table(std::int32_t table_id) {
     const SlotScope scope;
-    if (current.turn % TURN_COUNT != TURN)
+    if (current.turn % TURN_COUNT != TURN) {
         current.kept.emplace_back("the callback get_interface of an earlier call was used");
+    }
     void*& table = current.tables[table_id];
     return table = table != nullptr ? table : copy_table(table_id);
 }
@@ -69,11 +72,12 @@ constexpr get_interface_function CALLBACKS[TURN_COUNT] = {
 std::optional<HostCall> latest_calls[TURN_COUNT];
 
 void retire_tables(CallReport& report) {
-    for (const auto& [id, table] : current.tables)
+    for (const auto& [id, table] : current.tables) {
         if (GuardedHeap::contains(table)) {
             expect_unchanged(id, table, report);
             GuardedHeap::retire(table);
         }
+    }
     current.tables.clear();
 }
 
@@ -110,8 +114,9 @@ CallReport watch(Operation operation, Result (*function)(call_context*, get_inte
     call.reset();
     retire_tables(report);
     report.kept = std::exchange(current.kept, {});
-    if (tree.foreign_handle_count() > 0)
+    if (tree.foreign_handle_count() > 0) {
         report.kept.emplace_back("a handle was used that this call did not give");
+    }
     report.heap = GuardedHeap::settle();
     return report;
 }

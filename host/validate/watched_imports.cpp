@@ -63,11 +63,13 @@ void watched_free(void* address) {
 }
 
 void* watched_realloc(void* old, std::size_t size) {
-    if (!GuardedHeap::contains(old))
+    if (!GuardedHeap::contains(old)) {
         return old == nullptr ? watched_malloc(size) : std::realloc(old, size);
+    }
     void* block = watched_malloc(size);
-    if (block != nullptr)
+    if (block != nullptr) {
         std::memcpy(block, old, std::min(size, GuardedHeap::size_of(old)));
+    }
     watched_free(old);
     return block;
 }
@@ -80,8 +82,9 @@ void* watched_aligned_alloc(std::size_t alignment, std::size_t size) {
 
 int watched_posix_memalign(void** out, std::size_t alignment, std::size_t size) {
     void* block = watched_aligned_alloc(alignment, size);
-    if (block == nullptr)
+    if (block == nullptr) {
         return ENOMEM;
+    }
     *out = block;
     return 0;
 }
@@ -99,8 +102,9 @@ std::array<ForbiddenCalls, 4> forbidden_calls;
 
 void note(Forbidden kind, const char* name) {
     ForbiddenCalls& calls = forbidden_calls[static_cast<std::size_t>(kind)];
-    if (is_plugin_at_work() && calls.count < calls.names.size())
+    if (is_plugin_at_work() && calls.count < calls.names.size()) {
         calls.names[calls.count++] = name;
+    }
 }
 
 // A literal as a template argument.

@@ -55,8 +55,9 @@ class ForeignFile : public testing::Test {
         make_set(name, H5T_IEEE_F32BE, extents, properties);
         const Id set(H5Dopen2(writer_, name, H5P_DEFAULT));
         std::vector<float> samples(24);
-        for (std::size_t i = 0; i < samples.size(); ++i)
+        for (std::size_t i = 0; i < samples.size(); ++i) {
             samples[i] = static_cast<float>(i);
+        }
         ASSERT_GE(H5Dwrite(set, H5T_NATIVE_FLOAT, H5S_ALL, H5S_ALL, H5P_DEFAULT, samples.data()),
                   0);
     }
@@ -113,8 +114,9 @@ TEST_F(ForeignFile, DescribesWhatItDoesNotOffer) {
     H5Lcreate_external("other.h5", "/set", writer_, "external", H5P_DEFAULT, H5P_DEFAULT);
     Hdf5Tree& tree = open();
     std::vector<std::string> lines;
-    for (const OtherObject& other : tree.list_others(tree.root()))
+    for (const OtherObject& other : tree.list_others(tree.root())) {
         lines.push_back(other.name + ": " + other.description);
+    }
     EXPECT_EQ(lines, (std::vector<std::string>{
                          "doubles: data set of 64-bit floats [3, 100]",
                          "external: link to '/set' in the file 'other.h5'",
@@ -440,8 +442,9 @@ TEST(Hdf5TreeTest, SurvivesOverwrittenMetadata) {
         write_file(folder / "damaged.h5", damaged);
         try {
             Hdf5Tree tree(folder / "damaged.h5", Hdf5Access::ReadOnly);
-            for (const std::string& group : tree.list_groups(tree.root()))
+            for (const std::string& group : tree.list_groups(tree.root())) {
                 tree.list_others(*tree.find(tree.root(), group));
+            }
         } catch (const TreeError&) {
             ++refused;
         }
@@ -470,13 +473,15 @@ TEST(Hdf5TreeTest, ReadsLinesAcrossChunks) {
     const TemporaryFolder folder;
     Hdf5Tree tree(folder / "tree.h5", Hdf5Access::Create);
     const ObjectId set = tree.create_dataset(tree.root(), "set", {200, 1000});
-    for (std::uint64_t row = 0; row < 200; ++row)
+    for (std::uint64_t row = 0; row < 200; ++row) {
         tree.write(set, {Extents{row, 0}, Extents{1, 1000}},
                    std::vector<float>(1000, static_cast<float>(row)));
+    }
     std::vector<float> line(200);
     tree.read(set, {Extents{0, 999}, Extents{200, 1}}, line);
-    for (std::size_t row = 0; row < 200; ++row)
+    for (std::size_t row = 0; row < 200; ++row) {
         ASSERT_EQ(line[row], static_cast<float>(row));
+    }
 }
 
 // Ends as a program does that was told so, the library's own clean-up included.

@@ -40,8 +40,9 @@ Texts take_texts(host_list list) {
 
 std::optional<std::string> take_text(host_string record) {
     std::optional<std::string> text;
-    if (record.text != nullptr)
+    if (record.text != nullptr) {
         text = record.text;
+    }
     std::free(record.text);
     std::free(record.aux);
     return text;
@@ -263,8 +264,9 @@ std::int32_t visit(group_handle group, void* user, get_interface_function) {
 }
 
 TEST_P(HostTablesTest, VisitsTheGroupsBelowDepthFirst) {
-    for (const char* path : {"walk/b/x", "walk/a", "zone"})
+    for (const char* path : {"walk/b/x", "walk/a", "zone"}) {
         tree_.create_group(tree_.root(), path);
+    }
     Visit all;
     EXPECT_EQ(groups_->visit_groups(root(), visit, &all, get_interface), 1);
     EXPECT_EQ(all.seen, (std::vector{open_group(root(), "walk"), open_group(root(), "walk/a"),
@@ -491,8 +493,9 @@ TEST_P(HostTablesTest, PlacesEverySlotAtItsNumber) {
 }
 
 TEST_P(HostTablesTest, KeepsAHundredProblemsAtMost) {
-    for (int i = 0; i < 1000; ++i)
+    for (int i = 0; i < 1000; ++i) {
         groups_->group_exists(group_handle{1000U + static_cast<unsigned>(i)}, "a");
+    }
     EXPECT_EQ(refused().size(), 100U);
 }
 

@@ -30,10 +30,12 @@ TEST(MessagesTest, FillsInTexts) {
 }
 
 TEST(MessagesTest, ShowsAll64BitsWhateverTheLengthModifier) {
-    for (const char* message : {"%i", "%d", "%hhd", "%li", "%lld", "%zd", "%jd"})
+    for (const char* message : {"%i", "%d", "%hhd", "%li", "%lld", "%zd", "%jd"}) {
         EXPECT_EQ(format(message, MIN), "-9223372036854775808") << message;
-    for (const char* message : {"%u", "%hu", "%lu", "%llu", "%zu"})
+    }
+    for (const char* message : {"%u", "%hu", "%lu", "%llu", "%zu"}) {
         EXPECT_EQ(format(message, MAX), "18446744073709551615") << message;
+    }
     EXPECT_EQ(format("%x %lX %o", MAX, std::uint64_t{0xAB}, std::uint64_t{8}),
               "ffffffffffffffff AB 10");
 }

@@ -41,8 +41,9 @@ Texts problems_of(const Texts& words) {
         read_parameters(SIGNATURES, words);
     } catch (const ParameterError& error) {
         Texts texts;
-        for (const ParameterProblem& problem : error.problems())
+        for (const ParameterProblem& problem : error.problems()) {
             texts.push_back(problem.text);
+        }
         return texts;
     }
     return {};
@@ -83,8 +84,9 @@ TEST(SignatureTest, RefusesWhatIsNoSignature) {
     for (const char* text :
          {"", "Axis", "Axis:integer", ": integer", "A b: integer", "1A: integer", "Axis: int",
           "Axis: integer = ", "Axis: integer = x", "Axis: integer = 1 ", "A: boolean = 0",
-          "A: string = text", "A: string = \"", "A: list(string) = \"a\""})
+          "A: string = text", "A: string = \"", "A: list(string) = \"a\""}) {
         EXPECT_THROW(parse_signature(text, false), std::invalid_argument) << text;
+    }
 }
 
 TEST(SignatureTest, ShowsValuesAsSignaturesWriteThem) {
@@ -156,8 +158,9 @@ TEST(ParametersTest, RefusesWhatIsNotOfTheType) {
     for (const char* word :
          {"ScanRecursive=1", "ScanRecursive=True", "Axis=1.0", "Axis=", "Axis=1x", "Axis= 1",
           "Axis=9223372036854775808", "CutoffFrequency=1,5", "CutoffFrequency=", "Components=x",
-          "CutoffFrequency=1e999"})
+          "CutoffFrequency=1e999"}) {
         EXPECT_EQ(problems_of({word, "SourceGroup=g"}).size(), 1U) << word;
+    }
     EXPECT_EQ(problems_of({"Axis=x", "SourceGroup=g"}),
               Texts{"parameter 'Axis' cannot be 'x' (allowed: a whole number of 64 bits)"});
 }

@@ -55,8 +55,9 @@ TEST(PluginLibraryTest, FindsNoUnitByAnAmbiguousLastPart) {
 TEST(PluginLibraryTest, UnloadsWithTheObject) {
     const auto is_loaded = [] {
         void* library = dlopen(sample("good").c_str(), RTLD_NOLOAD | RTLD_NOW);
-        if (library != nullptr)
+        if (library != nullptr) {
             dlclose(library);
+        }
         return library != nullptr;
     };
     {

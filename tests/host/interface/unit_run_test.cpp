@@ -45,8 +45,9 @@ UnitOutcome run(run_operation operation, std::vector<std::string>* messages = nu
     const Unit unit = make_unit(declare_two, operation);
     const ParameterValues values(declare_unit(unit), {{"Axis", std::int64_t{3}}});
     return run_unit(unit, tree, values, [&](const Message& message) {
-        if (messages != nullptr)
+        if (messages != nullptr) {
             messages->push_back(message.text);
+        }
     });
 }
 
@@ -197,8 +198,9 @@ TEST(UnitRunTest, RectifiesThroughTheLibrary) {
 
 TEST(UnitRunTest, ReadsTheParametersOfEveryUnitOfTheLibrary) {
     const PluginLibrary library(SIGNAL_PLUGIN);
-    for (const Unit& unit : library.units())
+    for (const Unit& unit : library.units()) {
         EXPECT_THAT(declare_unit(unit), testing::Not(IsEmpty())) << unit.name;
+    }
 }
 
 } // namespace

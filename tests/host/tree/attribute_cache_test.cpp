@@ -116,8 +116,9 @@ TEST_F(AttributeCacheTest, KeepsNoLongValues) {
 
 TEST_F(AttributeCacheTest, ForgetsObjectsAndNothingElseWhenThereAreMany) {
     cache.write(root, "name", 1.0F);
-    for (int i = 0; i < 100; ++i)
+    for (int i = 0; i < 100; ++i) {
         cache.write(recorder.create_dataset(root, std::to_string(i), {1}), "name", 1.0F);
+    }
     recorder.requests.clear();
     EXPECT_EQ(cache.read(root, "name"), AttributeValue(1.0F));
     EXPECT_THAT(recorder.requests, ElementsAre("get name"));

@@ -191,8 +191,10 @@ class RandomRequests {
         : random_(seed), tree_(tree), reference_(reference) {}
 
     void make_sets() {
-        for (const Extents& extents : std::vector<Extents>{{7}, {3, 4}, {2, 3, 2}, {5, 1, 2}, {40}})
+        for (const Extents& extents :
+             std::vector<Extents>{{7}, {3, 4}, {2, 3, 2}, {5, 1, 2}, {40}}) {
             add_set(extents);
+        }
     }
     void request() {
         const ObjectId set = sets_[pick(sets_.size())];
@@ -222,8 +224,9 @@ class RandomRequests {
 
     Extents random_extents(std::size_t rank) {
         Extents extents(rank);
-        for (std::uint64_t& extent : extents)
+        for (std::uint64_t& extent : extents) {
             extent = pick(6);
+        }
         return extents;
     }
     void add_set(const Extents& extents) {
@@ -235,8 +238,9 @@ class RandomRequests {
         const Extents extents = reference_.extents(set);
         starts_.assign(extents.size(), 0);
         counts_ = extents;
-        if (pick(4) == 0)
+        if (pick(4) == 0) {
             return; // the whole set
+        }
         for (std::size_t d = 0; d < extents.size(); ++d) {
             starts_[d] = pick(extents[d] + 1);
             counts_[d] = pick(extents[d] - starts_[d] + 1);
@@ -253,8 +257,9 @@ class RandomRequests {
     void write(ObjectId set) {
         choose_slab(set);
         std::vector<float> samples(product(counts_));
-        for (float& sample : samples)
+        for (float& sample : samples) {
             sample = static_cast<float>(pick(1000));
+        }
         tree_.write(set, {starts_, counts_}, samples);
         reference_.write(set, {starts_, counts_}, samples);
     }

@@ -161,10 +161,12 @@ TEST_P(DataTreeTest, FindsNothingWhereNothingIs) {
 
 TEST_P(DataTreeTest, ListsByName) {
     DataTree& tree = tree_;
-    for (const char* name : {"b", "a", "C", "z/x"})
+    for (const char* name : {"b", "a", "C", "z/x"}) {
         tree.create_group(tree.root(), name);
-    for (const char* name : {"y", "B", "z/inner"})
+    }
+    for (const char* name : {"y", "B", "z/inner"}) {
         make_set(name, {1});
+    }
     EXPECT_EQ(tree.list_groups(tree.root()), (std::vector<std::string>{"C", "a", "b", "z"}));
     EXPECT_EQ(tree.list_datasets(tree.root()), (std::vector<std::string>{"B", "y"}));
 }
@@ -270,17 +272,20 @@ void check_all_slabs(DataTreeTest& test, ObjectId set, const Extents& extents) {
             ASSERT_EQ(test.read(set, starts, counts), expected());
             return;
         }
-        for (starts[d] = 0; starts[d] <= extents[d]; ++starts[d])
-            for (counts[d] = 0; counts[d] <= extents[d] - starts[d]; ++counts[d])
+        for (starts[d] = 0; starts[d] <= extents[d]; ++starts[d]) {
+            for (counts[d] = 0; counts[d] <= extents[d] - starts[d]; ++counts[d]) {
                 choose(d + 1);
+            }
+        }
     };
     choose(0);
 }
 
 TEST_P(DataTreeTest, ReadsEveryHyperslabOfRanksOneToFour) {
-    for (const Extents& extents : std::vector<Extents>{{5}, {3, 4}, {2, 3, 2}, {2, 1, 2, 2}})
+    for (const Extents& extents : std::vector<Extents>{{5}, {3, 4}, {2, 3, 2}, {2, 1, 2, 2}}) {
         check_all_slabs(*this, make_counting_set(std::to_string(extents.size()).c_str(), extents),
                         extents);
+    }
 }
 
 TEST_P(DataTreeTest, WritesALineAlongEachAxisAndNothingElse) {
@@ -455,8 +460,9 @@ TEST_P(DataTreeTest, ReplacesAnAttributeOfAnotherType) {
 }
 
 TEST_P(DataTreeTest, ListsAttributesByName) {
-    for (const char* name : {"b", "a", "C"})
+    for (const char* name : {"b", "a", "C"}) {
         tree_.write_attribute(tree_.root(), name, std::int64_t{1});
+    }
     EXPECT_EQ(tree_.list_attributes(tree_.root()), (std::vector<std::string>{"C", "a", "b"}));
 }
 

@@ -54,8 +54,9 @@ class RequestRecorder final : private OwnedMemoryTree, public ForwardingTree {
         requests.push_back(request + " " + std::to_string(count));
     }
     void check_room(const std::string& name) const {
-        if (name == without_room)
+        if (name == without_room) {
             throw TreeError("no room for " + name);
+        }
     }
 };
 

@@ -125,12 +125,15 @@ INSTANTIATE_TEST_SUITE_P(Each, FaultyPlugins, testing::ValuesIn(FAULTS),
 // A folder that no row is about would be a fault that nobody looks for.
 TEST(FaultyPluginsTest, HaveARowEach) {
     std::set<std::string> rows{"good"};
-    for (const Fault& fault : FAULTS)
+    for (const Fault& fault : FAULTS) {
         rows.insert(fault.plugin);
+    }
     std::set<std::string> libraries;
-    for (const auto& entry : std::filesystem::directory_iterator(FAULTY_PLUGINS))
-        if (entry.path().extension() == ".so")
+    for (const auto& entry : std::filesystem::directory_iterator(FAULTY_PLUGINS)) {
+        if (entry.path().extension() == ".so") {
             libraries.insert(entry.path().stem().string());
+        }
+    }
     EXPECT_EQ(libraries, rows);
 }
 

@@ -22,10 +22,12 @@ using testing::StartsWith;
 // "verdict id" of everything that is no pass.
 std::vector<std::string> list_exceptions(const std::vector<CheckResult>& results) {
     std::vector<std::string> lines;
-    for (const CheckResult& result : results)
-        if (result.verdict != Verdict::Pass)
+    for (const CheckResult& result : results) {
+        if (result.verdict != Verdict::Pass) {
             lines.push_back(std::string(name_of(result.verdict)) + " " +
                             std::string(result.check->id));
+        }
+    }
     return lines;
 }
 
