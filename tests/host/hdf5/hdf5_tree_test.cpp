@@ -320,7 +320,7 @@ void fill(Hdf5Tree& tree) {
     tree.resize(set, {3, 700});
 }
 
-TEST(Hdf5TreeTest, GivesTheSameBytesForTheSameRequests) {
+TEST(Hdf5Trees, GivesTheSameBytesForTheSameRequests) {
     const TemporaryFolder folder;
     for (const char* name : {"first.h5", "second.h5"}) {
         Hdf5Tree tree(folder / name, Hdf5Access::Create);
@@ -333,7 +333,7 @@ TEST(Hdf5TreeTest, GivesTheSameBytesForTheSameRequests) {
     EXPECT_EQ(read_file(folder / "first.h5"), read_file(folder / "second.h5"));
 }
 
-TEST(Hdf5TreeTest, FindsWhatItWrote) {
+TEST(Hdf5Trees, FindsWhatItWrote) {
     const TemporaryFolder folder;
     {
         Hdf5Tree tree(folder / "tree.h5", Hdf5Access::Create);
@@ -350,7 +350,7 @@ TEST(Hdf5TreeTest, FindsWhatItWrote) {
     EXPECT_EQ(last, 1.5F);
 }
 
-TEST(Hdf5TreeTest, ChangesNothingInAFileOpenedForReading) {
+TEST(Hdf5Trees, ChangesNothingInAFileOpenedForReading) {
     const TemporaryFolder folder;
     Hdf5Tree(folder / "tree.h5", Hdf5Access::Create).create_dataset(ObjectId{1}, "set", {2});
     const std::string before = read_file(folder / "tree.h5");
@@ -366,7 +366,7 @@ TEST(Hdf5TreeTest, ChangesNothingInAFileOpenedForReading) {
     EXPECT_EQ(read_file(folder / "tree.h5"), before);
 }
 
-TEST(Hdf5TreeTest, RefusesRequestsOnceItIsClosed) {
+TEST(Hdf5Trees, RefusesRequestsOnceItIsClosed) {
     const TemporaryFolder folder;
     Hdf5Tree tree(folder / "tree.h5", Hdf5Access::Create);
     tree.close();
@@ -381,7 +381,7 @@ void expect_refused(const std::filesystem::path& file, const std::string& reason
         ThrowsMessage<TreeError>(testing::AllOf(HasSubstr(file.string()), HasSubstr(reason))));
 }
 
-TEST(Hdf5TreeTest, SaysWhatIsWrongWithAFile) {
+TEST(Hdf5Trees, SaysWhatIsWrongWithAFile) {
     const TemporaryFolder folder;
     expect_refused(folder / "missing.h5", "there is no such file");
     expect_refused(folder / "", "it is a folder");
@@ -391,7 +391,7 @@ TEST(Hdf5TreeTest, SaysWhatIsWrongWithAFile) {
     expect_refused(folder / "text.h5", "it is not an HDF5 file");
 }
 
-TEST(Hdf5TreeTest, RefusesTruncatedFiles) {
+TEST(Hdf5Trees, RefusesTruncatedFiles) {
     const TemporaryFolder folder;
     {
         Hdf5Tree tree(folder / "whole.h5", Hdf5Access::Create);
@@ -426,7 +426,7 @@ class WithoutLeakCheck {
     WithoutLeakCheck& operator=(const WithoutLeakCheck&) = delete;
 };
 
-TEST(Hdf5TreeTest, SurvivesOverwrittenMetadata) {
+TEST(Hdf5Trees, SurvivesOverwrittenMetadata) {
     [[maybe_unused]] const WithoutLeakCheck library_leaks;
     const TemporaryFolder folder;
     {
@@ -452,7 +452,7 @@ TEST(Hdf5TreeTest, SurvivesOverwrittenMetadata) {
     EXPECT_GT(refused, 10);
 }
 
-TEST(Hdf5TreeTest, SaysThatAFileIsLocked) {
+TEST(Hdf5Trees, SaysThatAFileIsLocked) {
     const TemporaryFolder folder;
     Hdf5Tree(folder / "tree.h5", Hdf5Access::Create).close();
     const int lock_holder = open((folder / "tree.h5").c_str(), O_RDWR);
@@ -461,7 +461,7 @@ TEST(Hdf5TreeTest, SaysThatAFileIsLocked) {
     close(lock_holder);
 }
 
-TEST(Hdf5TreeTest, CreatesNoFileOverAnother) {
+TEST(Hdf5Trees, CreatesNoFileOverAnother) {
     const TemporaryFolder folder;
     write_file(folder / "taken.h5", "mine");
     EXPECT_THROW(Hdf5Tree(folder / "taken.h5", Hdf5Access::Create), TreeError);
@@ -469,7 +469,7 @@ TEST(Hdf5TreeTest, CreatesNoFileOverAnother) {
 }
 
 // A set that is long along its first axis, with lines that cross all of its chunks.
-TEST(Hdf5TreeTest, ReadsLinesAcrossChunks) {
+TEST(Hdf5Trees, ReadsLinesAcrossChunks) {
     const TemporaryFolder folder;
     Hdf5Tree tree(folder / "tree.h5", Hdf5Access::Create);
     const ObjectId set = tree.create_dataset(tree.root(), "set", {200, 1000});
@@ -500,7 +500,7 @@ TEST(Hdf5TreeTest, ReadsLinesAcrossChunks) {
     std::exit(0);
 }
 
-TEST(Hdf5TreeDeathTest, LeavesTheProcessInOrderWhenThereIsNoRoom) {
+TEST(Hdf5TreesDeathTest, LeavesTheProcessInOrderWhenThereIsNoRoom) {
 #ifdef TALVORA_ADDRESS_SANITIZER
     GTEST_SKIP() << "what the library could not write is not given back";
 #endif

@@ -67,9 +67,9 @@ const std::vector<ParameterSignature> SIGNATURES{
     parse_signature("Rate: number = 0.5", false),   parse_signature("Parts: list(integer)", false),
     parse_signature("Length: integer", false)};
 
-class HostTablesTest : public testing::TestWithParam<const char*> {
+class InterfaceTables : public testing::TestWithParam<const char*> {
   protected:
-    HostTablesTest() {
+    InterfaceTables() {
         set_ = tree_.create_dataset(tree_.root(), "walk/acc", {2, 3});
         const std::vector<float> samples{0, 1, 2, 3, 4, 5};
         tree_.write(set_, {Extents{0, 0}, Extents{2, 3}}, samples);
@@ -115,13 +115,13 @@ class HostTablesTest : public testing::TestWithParam<const char*> {
     const log_api* log_ = static_cast<log_api*>(get_interface(LOG_API_ID));
 };
 
-INSTANTIATE_TEST_SUITE_P(Trees, HostTablesTest, testing::Values("Memory", "Hdf5"),
+INSTANTIATE_TEST_SUITE_P(Trees, InterfaceTables, testing::Values("Memory", "Hdf5"),
                          [](const auto& tree) { return std::string(tree.param); });
 
 // ---------------------------------------------------------------------------
 // Parameters
 
-TEST_P(HostTablesTest, GivesDefaultsAndZeroWithoutOne) {
+TEST_P(InterfaceTables, GivesDefaultsAndZeroWithoutOne) {
     call_context* ctx = call_.context();
     EXPECT_EQ(context_->read_boolean(ctx, "Scan"), 1);
     EXPECT_EQ(context_->read_integer(ctx, "Axis"), -1);
@@ -130,7 +130,7 @@ TEST_P(HostTablesTest, GivesDefaultsAndZeroWithoutOne) {
     EXPECT_THAT(breaks(), IsEmpty());
 }
 
-TEST_P(HostTablesTest, GivesNullRecordsForWhatHasNoValue) {
+TEST_P(InterfaceTables, GivesNullRecordsForWhatHasNoValue) {
     host_string text{7, 7, &text, nullptr};
     context_->read_string(&text, call_.context(), "Group");
     EXPECT_EQ(text.text, nullptr);
@@ -144,7 +144,7 @@ TEST_P(HostTablesTest, GivesNullRecordsForWhatHasNoValue) {
     EXPECT_EQ(list.items, nullptr);
 }
 
-TEST_P(HostTablesTest, GivesTheValuesThatWereGiven) {
+TEST_P(InterfaceTables, GivesTheValuesThatWereGiven) {
     give({{"Sets", Texts{"a", "b/c"}},
           {"Group", std::string("Imu")},
           {"Parts", std::vector<std::int64_t>{3, -1}}});
@@ -161,7 +161,7 @@ TEST_P(HostTablesTest, GivesTheValuesThatWereGiven) {
     EXPECT_EQ(take_text(text), "Imu");
 }
 
-TEST_P(HostTablesTest, GivesAnEmptyTextAndAnEmptyListAsPresent) {
+TEST_P(InterfaceTables, GivesAnEmptyTextAndAnEmptyListAsPresent) {
     give({{"Sets", Texts{}}, {"Group", std::string()}});
     host_list list{};
     context_->read_string_list(&list, call_.context(), "Sets");
@@ -174,7 +174,7 @@ TEST_P(HostTablesTest, GivesAnEmptyTextAndAnEmptyListAsPresent) {
     EXPECT_EQ(take_text(text), "");
 }
 
-TEST_P(HostTablesTest, NotesReadsOfUndeclaredAndOtherwiseDeclaredKeys) {
+TEST_P(InterfaceTables, NotesReadsOfUndeclaredAndOtherwiseDeclaredKeys) {
     EXPECT_EQ(context_->read_integer(call_.context(), "Nothing"), 0);
     EXPECT_EQ(context_->read_integer(call_.context(), "Rate"), 0);
     EXPECT_EQ(context_->read_integer(nullptr, "Axis"), -1);
@@ -185,7 +185,7 @@ TEST_P(HostTablesTest, NotesReadsOfUndeclaredAndOtherwiseDeclaredKeys) {
                             HasSubstr("not the call's"), "read_integer: called with a null text"));
 }
 
-TEST_P(HostTablesTest, NotesDeclarationsOutsideDeclare) {
+TEST_P(InterfaceTables, NotesDeclarationsOutsideDeclare) {
     EXPECT_EQ(context_->declare_parameter(call_.context(), "A: string", 0), 0U);
     EXPECT_EQ(breaks().size(), 1U);
 }
@@ -193,7 +193,7 @@ TEST_P(HostTablesTest, NotesDeclarationsOutsideDeclare) {
 // ---------------------------------------------------------------------------
 // Groups
 
-TEST_P(HostTablesTest, GivesOneHandlePerObject) {
+TEST_P(InterfaceTables, GivesOneHandlePerObject) {
     const group_handle walk = open_group(root(), "walk");
     EXPECT_EQ(groups_->group_is_valid(walk), 1);
     EXPECT_EQ(walk, open_group(root(), "/walk/"));
@@ -202,7 +202,7 @@ TEST_P(HostTablesTest, GivesOneHandlePerObject) {
     EXPECT_THAT(refused(), IsEmpty());
 }
 
-TEST_P(HostTablesTest, GivesInvalidHandlesForWhatIsNotThere) {
+TEST_P(InterfaceTables, GivesInvalidHandlesForWhatIsNotThere) {
     for (const char* path : {"nothing", "walk/acc", "walk/nothing/below"}) {
         EXPECT_EQ(groups_->group_is_valid(open_group(root(), path)), 0) << path;
         EXPECT_EQ(groups_->group_exists(root(), path), 0) << path;
@@ -214,7 +214,7 @@ TEST_P(HostTablesTest, GivesInvalidHandlesForWhatIsNotThere) {
     EXPECT_THAT(refused(), IsEmpty());
 }
 
-TEST_P(HostTablesTest, SaysNoToEveryStrangeHandle) {
+TEST_P(InterfaceTables, SaysNoToEveryStrangeHandle) {
     for (const std::uint64_t handle : {0UL, 77UL, ~0UL}) {
         EXPECT_EQ(groups_->group_is_valid(group_handle{handle}), 0);
         EXPECT_EQ(sets_->dataset_is_valid(dataset_handle{handle}), 0);
@@ -223,7 +223,7 @@ TEST_P(HostTablesTest, SaysNoToEveryStrangeHandle) {
     EXPECT_THAT(refused(), IsEmpty());
 }
 
-TEST_P(HostTablesTest, CreatesGroupsAndGivesNullForTakenNames) {
+TEST_P(InterfaceTables, CreatesGroupsAndGivesNullForTakenNames) {
     group_handle made{};
     groups_->create_group(&made, root(), "new/inner");
     EXPECT_EQ(groups_->group_is_valid(made), 1);
@@ -238,7 +238,7 @@ TEST_P(HostTablesTest, CreatesGroupsAndGivesNullForTakenNames) {
     EXPECT_EQ(refused().size(), 1U);
 }
 
-TEST_P(HostTablesTest, ListsNames) {
+TEST_P(InterfaceTables, ListsNames) {
     tree_.create_group(tree_.root(), "walk/inner");
     host_list list{};
     groups_->list_groups(&list, root());
@@ -263,7 +263,7 @@ std::int32_t visit(group_handle group, void* user, get_interface_function) {
     return record.seen.size() == record.stop_after ? -1 : 0;
 }
 
-TEST_P(HostTablesTest, VisitsTheGroupsBelowDepthFirst) {
+TEST_P(InterfaceTables, VisitsTheGroupsBelowDepthFirst) {
     for (const char* path : {"walk/b/x", "walk/a", "zone"}) {
         tree_.create_group(tree_.root(), path);
     }
@@ -277,7 +277,7 @@ TEST_P(HostTablesTest, VisitsTheGroupsBelowDepthFirst) {
     EXPECT_EQ(two.seen.size(), 2U);
 }
 
-TEST_P(HostTablesTest, RefusesToVisitWhatIsNoGroup) {
+TEST_P(InterfaceTables, RefusesToVisitWhatIsNoGroup) {
     Visit none;
     EXPECT_EQ(groups_->visit_groups(group_handle{77}, visit, &none, get_interface), 0);
     EXPECT_EQ(groups_->visit_groups(root(), nullptr, &none, get_interface), 0);
@@ -286,14 +286,14 @@ TEST_P(HostTablesTest, RefusesToVisitWhatIsNoGroup) {
     EXPECT_EQ(breaks().size(), 1U);
 }
 
-TEST_P(HostTablesTest, LetsAnExceptionOfTheCallbackThrough) {
+TEST_P(InterfaceTables, LetsAnExceptionOfTheCallbackThrough) {
     const auto callback = [](group_handle, void*, get_interface_function) -> std::int32_t {
         throw std::bad_alloc();
     };
     EXPECT_THROW(groups_->visit_groups(root(), callback, nullptr, get_interface), std::bad_alloc);
 }
 
-TEST_P(HostTablesTest, KeepsAttributesOfGroups) {
+TEST_P(InterfaceTables, KeepsAttributesOfGroups) {
     const group_handle walk = open_group(root(), "walk");
     EXPECT_EQ(groups_->has_attribute(walk, "NumSamples"), 0);
     EXPECT_EQ(groups_->read_float_attribute(walk, "NumSamples"), 0.0F);
@@ -305,7 +305,7 @@ TEST_P(HostTablesTest, KeepsAttributesOfGroups) {
     EXPECT_THAT(refused(), IsEmpty());
 }
 
-TEST_P(HostTablesTest, RefusesIntegersThatDoNotFit) {
+TEST_P(InterfaceTables, RefusesIntegersThatDoNotFit) {
     const group_handle walk = open_group(root(), "walk");
     for (const float value : {std::numeric_limits<float>::quiet_NaN(), 0x1p63F, -0x1p80F}) {
         groups_->write_float_attribute(walk, "NumSamples", value);
@@ -320,7 +320,7 @@ TEST_P(HostTablesTest, RefusesIntegersThatDoNotFit) {
 // ---------------------------------------------------------------------------
 // Data sets
 
-TEST_P(HostTablesTest, ReadsWritesAndResizesSamples) {
+TEST_P(InterfaceTables, ReadsWritesAndResizesSamples) {
     const dataset_handle set = open_set("walk/acc");
     host_shape shape{};
     sets_->dataset_shape(&shape, set);
@@ -334,7 +334,7 @@ TEST_P(HostTablesTest, ReadsWritesAndResizesSamples) {
     EXPECT_THAT(refused(), IsEmpty());
 }
 
-TEST_P(HostTablesTest, RefusesAndNotesWhatDoesNotFit) {
+TEST_P(InterfaceTables, RefusesAndNotesWhatDoesNotFit) {
     const dataset_handle set = open_set("walk/acc");
     const std::vector<float> nines(6, 9.0F);
     EXPECT_EQ(read_all(set, 6, {0, 1, 2, 3}), std::vector<float>(6, -1.0F));
@@ -352,7 +352,7 @@ TEST_P(HostTablesTest, RefusesAndNotesWhatDoesNotFit) {
     EXPECT_EQ(read_all(set, 6, {0, 0, 2, 3}), (std::vector<float>{0, 1, 2, 3, 4, 5}));
 }
 
-TEST_P(HostTablesTest, RefusesStrangeHandles) {
+TEST_P(InterfaceTables, RefusesStrangeHandles) {
     const dataset_handle none{};
     float sample = 5;
     host_shape shape{1, 1, &shape, nullptr};
@@ -367,7 +367,7 @@ TEST_P(HostTablesTest, RefusesStrangeHandles) {
     EXPECT_EQ(refused()[0], "read_samples: the handle 0 names no data set");
 }
 
-TEST_P(HostTablesTest, CreatesSetsAndGivesNullForTakenNames) {
+TEST_P(InterfaceTables, CreatesSetsAndGivesNullForTakenNames) {
     dataset_handle made{99};
     sets_->create_dataset(&made, open_group(root(), "walk"), "mean", Words{2, 1}.data(), 2);
     EXPECT_EQ(made, open_set("walk/mean"));
@@ -380,7 +380,7 @@ TEST_P(HostTablesTest, CreatesSetsAndGivesNullForTakenNames) {
     EXPECT_EQ(refused().size(), 1U);
 }
 
-TEST_P(HostTablesTest, KeepsEveryTypeOfAttribute) {
+TEST_P(InterfaceTables, KeepsEveryTypeOfAttribute) {
     const dataset_handle set = open_set("walk/acc");
     const char* labels[] = {"x", "y"};
     sets_->write_integer_attribute(set, "Integer", -5);
@@ -402,7 +402,7 @@ TEST_P(HostTablesTest, KeepsEveryTypeOfAttribute) {
     EXPECT_THAT(refused(), IsEmpty());
 }
 
-TEST_P(HostTablesTest, ReadsNumbersOfAnyTypeAsFloat) {
+TEST_P(InterfaceTables, ReadsNumbersOfAnyTypeAsFloat) {
     const dataset_handle set = open_set("walk/acc");
     tree_.write_attribute(set_, "integer", std::int64_t{100});
     tree_.write_attribute(set_, "number", 0.1);
@@ -420,7 +420,7 @@ TEST_P(HostTablesTest, ReadsNumbersOfAnyTypeAsFloat) {
                                        "is a text, not a number"));
 }
 
-TEST_P(HostTablesTest, ReadsTexts) {
+TEST_P(InterfaceTables, ReadsTexts) {
     const dataset_handle set = open_set("walk/acc");
     tree_.write_attribute(set_, "MetricType", std::string("mean"));
     tree_.write_attribute(set_, "one", TextArray{{"only"}, {1}});
@@ -437,7 +437,7 @@ TEST_P(HostTablesTest, ReadsTexts) {
     EXPECT_THAT(refused(), IsEmpty());
 }
 
-TEST_P(HostTablesTest, CopiesAttributesWithTheirType) {
+TEST_P(InterfaceTables, CopiesAttributesWithTheirType) {
     const dataset_handle source = open_set("walk/acc");
     dataset_handle copy{};
     sets_->create_dataset(&copy, root(), "copy", Words{1}.data(), 1);
@@ -453,7 +453,7 @@ TEST_P(HostTablesTest, CopiesAttributesWithTheirType) {
 // ---------------------------------------------------------------------------
 // Messages and misuse
 
-TEST_P(HostTablesTest, SendsMessagesAsTheyCome) {
+TEST_P(InterfaceTables, SendsMessagesAsTheyCome) {
     context_->log_error(call_.context(), "No data set '%s' found", "x");
     log_->log_info("%lu of %f", std::uint64_t{1} << 40, 0.5);
     log_->log_warning("Component {} is out of range", std::uint64_t{7});
@@ -468,7 +468,7 @@ TEST_P(HostTablesTest, SendsMessagesAsTheyCome) {
     EXPECT_EQ(messages_[3].level, Message::Error);
 }
 
-TEST_P(HostTablesTest, NotesCallsOfUnusedSlotsAndUnknownTables) {
+TEST_P(InterfaceTables, NotesCallsOfUnusedSlotsAndUnknownTables) {
     const auto call_slot = [](std::int32_t table, std::size_t slot) {
         static_cast<unused_slot*>(get_interface(table))[slot]();
     };
@@ -483,7 +483,7 @@ TEST_P(HostTablesTest, NotesCallsOfUnusedSlotsAndUnknownTables) {
                             HasSubstr("no table 11"), HasSubstr("slot 0 ")));
 }
 
-TEST_P(HostTablesTest, PlacesEverySlotAtItsNumber) {
+TEST_P(InterfaceTables, PlacesEverySlotAtItsNumber) {
     const auto* raw = static_cast<const unused_slot*>(get_interface(DATASET_API_ID));
     const auto is_valid = std::bit_cast<host_flag (*)(dataset_handle)>(raw[4]);
     EXPECT_EQ(is_valid(open_set("walk/acc")), 1);
@@ -492,14 +492,14 @@ TEST_P(HostTablesTest, PlacesEverySlotAtItsNumber) {
     EXPECT_THAT(breaks(), IsEmpty());
 }
 
-TEST_P(HostTablesTest, KeepsAHundredProblemsAtMost) {
+TEST_P(InterfaceTables, KeepsAHundredProblemsAtMost) {
     for (int i = 0; i < 1000; ++i) {
         groups_->group_exists(group_handle{1000U + static_cast<unsigned>(i)}, "a");
     }
     EXPECT_EQ(refused().size(), 100U);
 }
 
-TEST_P(HostTablesTest, AnswersWithZerosOnAThreadWithoutACall) {
+TEST_P(InterfaceTables, AnswersWithZerosOnAThreadWithoutACall) {
     std::thread([this] {
         group_handle root{99};
         context_->root_group(&root, call_.context());
@@ -510,7 +510,7 @@ TEST_P(HostTablesTest, AnswersWithZerosOnAThreadWithoutACall) {
     EXPECT_TRUE(messages_.empty());
 }
 
-TEST_P(HostTablesTest, GoesBackToTheOuterCall) {
+TEST_P(InterfaceTables, GoesBackToTheOuterCall) {
     {
         MemoryTree other;
         const ParameterValues values(SIGNATURES, {{"Axis", std::int64_t{5}}});
@@ -520,7 +520,7 @@ TEST_P(HostTablesTest, GoesBackToTheOuterCall) {
     EXPECT_EQ(context_->read_integer(call_.context(), "Axis"), -1);
 }
 
-TEST(HostTablesOnFiles, TellsWhatCannotBeUsedAndWhatIsNotCopied) {
+TEST(InterfaceTablesOnFiles, TellsWhatCannotBeUsedAndWhatIsNotCopied) {
     const TemporaryFolder folder;
     Hdf5Tree tree(folder / "tree.h5", Hdf5Access::Create);
     tree.create_dataset(tree.root(), "Imu/acc", {2});

@@ -20,16 +20,16 @@ std::string format(const char* message, ...) {
 constexpr std::int64_t MIN = std::numeric_limits<std::int64_t>::min();
 constexpr std::uint64_t MAX = std::numeric_limits<std::uint64_t>::max();
 
-TEST(MessagesTest, KeepsATextWithoutPlaceholders) {
+TEST(Messages, KeepsATextWithoutPlaceholders) {
     EXPECT_EQ(format("Invalid order"), "Invalid order");
 }
 
-TEST(MessagesTest, FillsInTexts) {
+TEST(Messages, FillsInTexts) {
     EXPECT_EQ(format("No data set '%s' found in '%s'", "Imu/acc", "walk"),
               "No data set 'Imu/acc' found in 'walk'");
 }
 
-TEST(MessagesTest, ShowsAll64BitsWhateverTheLengthModifier) {
+TEST(Messages, ShowsAll64BitsWhateverTheLengthModifier) {
     for (const char* message : {"%i", "%d", "%hhd", "%li", "%lld", "%zd", "%jd"}) {
         EXPECT_EQ(format(message, MIN), "-9223372036854775808") << message;
     }
@@ -40,12 +40,12 @@ TEST(MessagesTest, ShowsAll64BitsWhateverTheLengthModifier) {
               "ffffffffffffffff AB 10");
 }
 
-TEST(MessagesTest, ShowsReals) {
+TEST(Messages, ShowsReals) {
     EXPECT_EQ(format("%f|%.2f|%g|%e|%lf", 0.5, 2.0 / 3.0, 1e-9, 1500.0, 0.25),
               "0.500000|0.67|1e-09|1.500000e+03|0.250000");
 }
 
-TEST(MessagesTest, KeepsToFlagsWidthAndPrecision) {
+TEST(Messages, KeepsToFlagsWidthAndPrecision) {
     EXPECT_EQ(format("[%5s|%-5s|%.2s]", "ab", "ab", "abcd"), "[   ab|ab   |ab]");
     EXPECT_EQ(format("[%05d|%+d|%-4d|%#x]", std::int64_t{42}, std::int64_t{1}, std::int64_t{7},
                      std::uint64_t{255}),
@@ -53,21 +53,21 @@ TEST(MessagesTest, KeepsToFlagsWidthAndPrecision) {
     EXPECT_EQ(format("[%8.3f]", 3.14159), "[   3.142]");
 }
 
-TEST(MessagesTest, ShowsLettersAndPerCentSigns) {
+TEST(Messages, ShowsLettersAndPerCentSigns) {
     EXPECT_EQ(format("%c is %d%%", std::int64_t{'x'}, std::int64_t{50}), "x is 50%");
     EXPECT_EQ(format("100%%"), "100%");
 }
 
-TEST(MessagesTest, FillsInBraces) {
+TEST(Messages, FillsInBraces) {
     EXPECT_EQ(format("Component {} of {} is out of range", std::uint64_t{7}, MAX),
               "Component 7 of 18446744073709551615 is out of range");
 }
 
-TEST(MessagesTest, LeavesBracesAloneBesideConversions) {
+TEST(Messages, LeavesBracesAloneBesideConversions) {
     EXPECT_EQ(format("{} %s", "a"), "{} a");
 }
 
-TEST(MessagesTest, LeavesWhatIsNoConversionAsItIs) {
+TEST(Messages, LeavesWhatIsNoConversionAsItIs) {
     EXPECT_EQ(format("%n %y % 50%"), "%n %y % 50%");
     EXPECT_EQ(format("%*d"), "%*d");
     EXPECT_EQ(format("%999999999d %.99999f"), "%999999999d %.99999f");
@@ -76,11 +76,11 @@ TEST(MessagesTest, LeavesWhatIsNoConversionAsItIs) {
     EXPECT_EQ(format("{0} {:x}"), "{0} {:x}");
 }
 
-TEST(MessagesTest, SurvivesNullTexts) {
+TEST(Messages, SurvivesNullTexts) {
     EXPECT_EQ(format("'%s'", nullptr), "'(null)'");
 }
 
-TEST(MessagesTest, CountsOnAfterFlagsThatDoNotFit) {
+TEST(Messages, CountsOnAfterFlagsThatDoNotFit) {
     const std::string text = format("%+s %s", "first", "second");
     EXPECT_TRUE(text.ends_with(" second")) << text;
 }

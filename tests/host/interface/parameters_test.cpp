@@ -51,7 +51,7 @@ Texts problems_of(const Texts& words) {
 
 // ---------------------------------------------------------------------------
 
-TEST(SignatureTest, ReadsEveryType) {
+TEST(Signatures, ReadsEveryType) {
     const std::pair<const char*, ParameterType> types[] = {
         {"K: string", ParameterType::String},
         {"K: boolean", ParameterType::Boolean},
@@ -69,7 +69,7 @@ TEST(SignatureTest, ReadsEveryType) {
     }
 }
 
-TEST(SignatureTest, ReadsDefaultsOfTheirType) {
+TEST(Signatures, ReadsDefaultsOfTheirType) {
     EXPECT_EQ(parse_signature("A: boolean = false", false).default_value, ParameterValue(false));
     EXPECT_EQ(parse_signature("A: integer = -1", false).default_value,
               ParameterValue(std::int64_t{-1}));
@@ -80,7 +80,7 @@ TEST(SignatureTest, ReadsDefaultsOfTheirType) {
               ParameterValue(std::string()));
 }
 
-TEST(SignatureTest, RefusesWhatIsNoSignature) {
+TEST(Signatures, RefusesWhatIsNoSignature) {
     for (const char* text :
          {"", "Axis", "Axis:integer", ": integer", "A b: integer", "1A: integer", "Axis: int",
           "Axis: integer = ", "Axis: integer = x", "Axis: integer = 1 ", "A: boolean = 0",
@@ -89,7 +89,7 @@ TEST(SignatureTest, RefusesWhatIsNoSignature) {
     }
 }
 
-TEST(SignatureTest, ShowsValuesAsSignaturesWriteThem) {
+TEST(Signatures, ShowsValuesAsSignaturesWriteThem) {
     EXPECT_EQ(format_value(false), "false");
     EXPECT_EQ(format_value(std::int64_t{-1}), "-1");
     EXPECT_EQ(format_value(0.0), "0.0");
@@ -101,7 +101,7 @@ TEST(SignatureTest, ShowsValuesAsSignaturesWriteThem) {
 
 // ---------------------------------------------------------------------------
 
-TEST(ParametersTest, TellsParametersFromFiles) {
+TEST(Parameters, TellsParametersFromFiles) {
     EXPECT_TRUE(is_parameter_word("Axis=1"));
     EXPECT_TRUE(is_parameter_word("A_1="));
     EXPECT_FALSE(is_parameter_word("walk.h5"));
@@ -110,7 +110,7 @@ TEST(ParametersTest, TellsParametersFromFiles) {
     EXPECT_FALSE(is_parameter_word("=b"));
 }
 
-TEST(ParametersTest, ReadsEachTypeWhole) {
+TEST(Parameters, ReadsEachTypeWhole) {
     const ParameterValues values =
         read({"ScanRecursive=true", "Axis=2", "CutoffFrequency=1.5e1", "Bandform=a=b"});
     EXPECT_TRUE(value_of<bool>(values, "ScanRecursive"));
@@ -119,14 +119,14 @@ TEST(ParametersTest, ReadsEachTypeWhole) {
     EXPECT_EQ(value_of<std::string>(values, "Bandform"), "a=b");
 }
 
-TEST(ParametersTest, GivesDeclaredDefaults) {
+TEST(Parameters, GivesDeclaredDefaults) {
     const ParameterValues values = read({});
     EXPECT_FALSE(value_of<bool>(values, "ScanRecursive"));
     EXPECT_EQ(value_of<std::int64_t>(values, "Axis"), -1);
     EXPECT_EQ(value_of<std::string>(values, "Bandform"), "ZeroLagLowPass");
 }
 
-TEST(ParametersTest, LeavesTheRestWithoutAValue) {
+TEST(Parameters, LeavesTheRestWithoutAValue) {
     const ParameterValues values = read({});
     EXPECT_EQ(values.find("SourceSets"), nullptr);
     EXPECT_EQ(values.find("CutoffFrequency"), nullptr);
@@ -134,27 +134,27 @@ TEST(ParametersTest, LeavesTheRestWithoutAValue) {
     EXPECT_EQ(values.signature("Nothing"), nullptr);
 }
 
-TEST(ParametersTest, BuildsListsInOrder) {
+TEST(Parameters, BuildsListsInOrder) {
     const ParameterValues values =
         read({"SourceSets=A/x", "Components=2", "SourceSets=A/y", "Components=-1"});
     EXPECT_EQ(value_of<Texts>(values, "SourceSets"), (Texts{"A/x", "A/y"}));
     EXPECT_EQ(value_of<Integers>(values, "Components"), (Integers{2, -1}));
 }
 
-TEST(ParametersTest, TakesNothingBehindTheEqualsSignAsTheEmptyText) {
+TEST(Parameters, TakesNothingBehindTheEqualsSignAsTheEmptyText) {
     const ParameterValues values = read({"Bandform=", "SourceSets="});
     EXPECT_EQ(value_of<std::string>(values, "Bandform"), "");
     EXPECT_EQ(value_of<Texts>(values, "SourceSets"), Texts{""});
 }
 
-TEST(ParametersTest, ReadsInfinityNanAndTheExtremes) {
+TEST(Parameters, ReadsInfinityNanAndTheExtremes) {
     EXPECT_TRUE(std::isinf(value_of<double>(read({"CutoffFrequency=-inf"}), "CutoffFrequency")));
     EXPECT_TRUE(std::isnan(value_of<double>(read({"CutoffFrequency=nan"}), "CutoffFrequency")));
     EXPECT_EQ(value_of<std::int64_t>(read({"Axis=-9223372036854775808"}), "Axis"),
               std::numeric_limits<std::int64_t>::min());
 }
 
-TEST(ParametersTest, RefusesWhatIsNotOfTheType) {
+TEST(Parameters, RefusesWhatIsNotOfTheType) {
     for (const char* word :
          {"ScanRecursive=1", "ScanRecursive=True", "Axis=1.0", "Axis=", "Axis=1x", "Axis= 1",
           "Axis=9223372036854775808", "CutoffFrequency=1,5", "CutoffFrequency=", "Components=x",
@@ -165,12 +165,12 @@ TEST(ParametersTest, RefusesWhatIsNotOfTheType) {
               Texts{"parameter 'Axis' cannot be 'x' (allowed: a whole number of 64 bits)"});
 }
 
-TEST(ParametersTest, RefusesARepeatedKeyThatIsNoList) {
+TEST(Parameters, RefusesARepeatedKeyThatIsNoList) {
     EXPECT_EQ(problems_of({"Axis=1", "Axis=1", "SourceGroup=g"}),
               Texts{"parameter 'Axis' is given twice and is no list"});
 }
 
-TEST(ParametersTest, ReportsAllProblemsAtOnce) {
+TEST(Parameters, ReportsAllProblemsAtOnce) {
     const Texts problems = problems_of({"Axis=x", "Cutoff=3", "ScanRecursive=yes"});
     ASSERT_EQ(problems.size(), 4U);
     EXPECT_THAT(problems[0], HasSubstr("'Axis'"));
@@ -179,7 +179,7 @@ TEST(ParametersTest, ReportsAllProblemsAtOnce) {
     EXPECT_EQ(problems[3], "parameter 'SourceGroup' is missing");
 }
 
-TEST(ParametersTest, SuggestsTheNearestKey) {
+TEST(Parameters, SuggestsTheNearestKey) {
     try {
         read({"CutofFrequency=1"});
         FAIL();
@@ -189,7 +189,7 @@ TEST(ParametersTest, SuggestsTheNearestKey) {
     }
 }
 
-TEST(ParametersTest, CountsARequiredKeyWithAWrongValueAsGiven) {
+TEST(Parameters, CountsARequiredKeyWithAWrongValueAsGiven) {
     const std::vector signatures{parse_signature("Order: integer", true)};
     try {
         read_parameters(signatures, Texts{"Order=x"});

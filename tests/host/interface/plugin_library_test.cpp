@@ -25,7 +25,7 @@ void expect_refused(const std::filesystem::path& file, const std::string& reason
                     AllOf(HasSubstr(file.string()), HasSubstr(reason), Not(HasSubstr("\n")))));
 }
 
-TEST(PluginLibraryTest, ReadsBothTables) {
+TEST(PluginLibraries, ReadsBothTables) {
     const PluginLibrary library(sample("good"));
     EXPECT_EQ(library.info().name, "sample");
     ASSERT_EQ(library.units().size(), 3U);
@@ -39,7 +39,7 @@ TEST(PluginLibraryTest, ReadsBothTables) {
     EXPECT_TRUE(unit.run(nullptr, nullptr));
 }
 
-TEST(PluginLibraryTest, FindsAUnitByItsNameOrTheLastPartOfIt) {
+TEST(PluginLibraries, FindsAUnitByItsNameOrTheLastPartOfIt) {
     const PluginLibrary library(sample("good"));
     EXPECT_EQ(library.find_unit("maker.area.first-unit"), &library.units()[0]);
     EXPECT_EQ(library.find_unit("first-unit"), &library.units()[0]);
@@ -48,11 +48,11 @@ TEST(PluginLibraryTest, FindsAUnitByItsNameOrTheLastPartOfIt) {
     EXPECT_EQ(library.find_unit(""), nullptr);
 }
 
-TEST(PluginLibraryTest, FindsNoUnitByAnAmbiguousLastPart) {
+TEST(PluginLibraries, FindsNoUnitByAnAmbiguousLastPart) {
     EXPECT_EQ(PluginLibrary(sample("good")).find_unit("second-unit"), nullptr);
 }
 
-TEST(PluginLibraryTest, UnloadsWithTheObject) {
+TEST(PluginLibraries, UnloadsWithTheObject) {
     const auto is_loaded = [] {
         void* library = dlopen(sample("good").c_str(), RTLD_NOLOAD | RTLD_NOW);
         if (library != nullptr) {
@@ -67,7 +67,7 @@ TEST(PluginLibraryTest, UnloadsWithTheObject) {
     EXPECT_FALSE(is_loaded());
 }
 
-TEST(PluginLibraryTest, RefusesWhatIsNoLibrary) {
+TEST(PluginLibraries, RefusesWhatIsNoLibrary) {
     const TemporaryFolder folder;
     expect_refused(folder / "missing.so", "no such plug-in library");
     expect_refused(folder / "", "no such plug-in library");
@@ -75,11 +75,11 @@ TEST(PluginLibraryTest, RefusesWhatIsNoLibrary) {
     expect_refused(folder / "text.so", "cannot be loaded");
 }
 
-TEST(PluginLibraryTest, RefusesALibraryWithoutTheEntry) {
+TEST(PluginLibraries, RefusesALibraryWithoutTheEntry) {
     expect_refused(sample("no_entry"), "it has no function 'talvora_plugin_api'");
 }
 
-TEST(PluginLibraryTest, RefusesFaultyTables) {
+TEST(PluginLibraries, RefusesFaultyTables) {
     expect_refused(sample("no_descriptor"), "gives no table for kind 0");
     expect_refused(sample("no_units"), "gives no table for kind 3");
     expect_refused(sample("count_not_written"), "counts 0 rows for kind 3");
@@ -94,7 +94,7 @@ TEST(PluginLibraryTest, RefusesFaultyTables) {
     expect_refused(sample("throws_at_entry"), "threw an exception");
 }
 
-TEST(PluginLibraryTest, LoadsTheSignalPlugin) {
+TEST(PluginLibraries, LoadsTheSignalPlugin) {
     const PluginLibrary library(SIGNAL_PLUGIN);
     EXPECT_EQ(library.info().version, "0.7.0");
     ASSERT_EQ(library.units().size(), 15U);

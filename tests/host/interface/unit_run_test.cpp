@@ -56,7 +56,7 @@ void expect_declaration_refused(declare_operation declare, const std::string& re
                 ThrowsMessage<PluginError>(AllOf(HasSubstr("maker.sample"), HasSubstr(reason))));
 }
 
-TEST(UnitRunTest, GivesTheDeclaredParametersInOrder) {
+TEST(UnitRuns, GivesTheDeclaredParametersInOrder) {
     const auto signatures = declare_unit(make_unit(declare_two, succeed));
     ASSERT_EQ(signatures.size(), 2U);
     EXPECT_EQ(signatures[0].key, "SourceGroup");
@@ -65,11 +65,11 @@ TEST(UnitRunTest, GivesTheDeclaredParametersInOrder) {
     EXPECT_FALSE(signatures[1].required);
 }
 
-TEST(UnitRunTest, AllowsAUnitWithoutParameters) {
+TEST(UnitRuns, AllowsAUnitWithoutParameters) {
     EXPECT_THAT(declare_unit(make_unit(declare_nothing, succeed)), IsEmpty());
 }
 
-TEST(UnitRunTest, RefusesFaultyDeclarations) {
+TEST(UnitRuns, RefusesFaultyDeclarations) {
     expect_declaration_refused(
         [](call_context* ctx, get_interface_function get) {
             return context_of(get).declare_parameter(ctx, "Axis: whole", 0);
@@ -92,7 +92,7 @@ TEST(UnitRunTest, RefusesFaultyDeclarations) {
         "'declare' broke off");
 }
 
-TEST(UnitRunTest, NoticesANarrowedAnswer) {
+TEST(UnitRuns, NoticesANarrowedAnswer) {
     expect_declaration_refused(
         [](call_context* ctx, get_interface_function get) -> std::uint64_t {
             return static_cast<std::uint32_t>(
@@ -101,14 +101,14 @@ TEST(UnitRunTest, NoticesANarrowedAnswer) {
         "'declare' returns");
 }
 
-TEST(UnitRunTest, ReportsWhatTheUnitReturned) {
+TEST(UnitRuns, ReportsWhatTheUnitReturned) {
     EXPECT_TRUE(run(succeed).is_good());
     const UnitOutcome failed = run([](call_context*, get_interface_function) { return false; });
     EXPECT_FALSE(failed.succeeded);
     EXPECT_FALSE(failed.is_good());
 }
 
-TEST(UnitRunTest, HandsValuesInAndMessagesOut) {
+TEST(UnitRuns, HandsValuesInAndMessagesOut) {
     std::vector<std::string> messages;
     run(
         [](call_context* ctx, get_interface_function get) {
@@ -120,7 +120,7 @@ TEST(UnitRunTest, HandsValuesInAndMessagesOut) {
     EXPECT_THAT(messages, ElementsAre("axis 3"));
 }
 
-TEST(UnitRunTest, TakesARefusedRequestAsNotGood) {
+TEST(UnitRuns, TakesARefusedRequestAsNotGood) {
     const UnitOutcome outcome = run([](call_context*, get_interface_function get) {
         float sample = 0;
         const std::uint64_t selection[] = {0, 1};
@@ -141,7 +141,7 @@ class FullTree final : public MemoryTree {
     }
 };
 
-TEST(UnitRunTest, TellsAFileThatCannotBeWrittenFromARefusedRequest) {
+TEST(UnitRuns, TellsAFileThatCannotBeWrittenFromARefusedRequest) {
     FullTree tree;
     tree.create_dataset(tree.root(), "X", {1});
     const Unit unit = make_unit(declare_nothing, [](call_context* ctx, get_interface_function get) {
@@ -162,7 +162,7 @@ TEST(UnitRunTest, TellsAFileThatCannotBeWrittenFromARefusedRequest) {
     EXPECT_FALSE(outcome.is_good());
 }
 
-TEST(UnitRunTest, TakesABrokenInterfaceAsNotGood) {
+TEST(UnitRuns, TakesABrokenInterfaceAsNotGood) {
     const UnitOutcome outcome = run([](call_context*, get_interface_function get) {
         get(5);
         return true;
@@ -171,14 +171,14 @@ TEST(UnitRunTest, TakesABrokenInterfaceAsNotGood) {
     EXPECT_THAT(outcome.problems.interface_breaks, ElementsAre(HasSubstr("no table 5")));
 }
 
-TEST(UnitRunTest, ReportsWhatLeavesTheUnit) {
+TEST(UnitRuns, ReportsWhatLeavesTheUnit) {
     EXPECT_THAT(
         [] { run([](call_context*, get_interface_function) -> bool { throw std::bad_alloc(); }); },
         ThrowsMessage<PluginError>(HasSubstr("'run' broke off: std::bad_alloc")));
     EXPECT_THROW(run([](call_context*, get_interface_function) -> bool { throw 1; }), PluginError);
 }
 
-TEST(UnitRunTest, RectifiesThroughTheLibrary) {
+TEST(UnitRuns, RectifiesThroughTheLibrary) {
     const PluginLibrary library(SIGNAL_PLUGIN);
     const Unit* unit = library.find_unit("apply-set-rectify");
     ASSERT_NE(unit, nullptr);
@@ -196,7 +196,7 @@ TEST(UnitRunTest, RectifiesThroughTheLibrary) {
     EXPECT_EQ(samples, (std::vector<float>{1, 2, 3, 4, 5, 6}));
 }
 
-TEST(UnitRunTest, ReadsTheParametersOfEveryUnitOfTheLibrary) {
+TEST(UnitRuns, ReadsTheParametersOfEveryUnitOfTheLibrary) {
     const PluginLibrary library(SIGNAL_PLUGIN);
     for (const Unit& unit : library.units()) {
         EXPECT_THAT(declare_unit(unit), testing::Not(IsEmpty())) << unit.name;

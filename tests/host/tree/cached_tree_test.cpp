@@ -23,7 +23,7 @@ std::uint64_t product(const Extents& counts) {
     return std::accumulate(counts.begin(), counts.end(), std::uint64_t{1}, std::multiplies());
 }
 
-class CachedTreeTest : public testing::Test {
+class CachedTrees : public testing::Test {
   protected:
     ObjectId make_set(const char* name) {
         return cached.create_dataset(cached.root(), name, {3, 2});
@@ -51,7 +51,7 @@ class CachedTreeTest : public testing::Test {
     CachedTree cached{recorder, ROOM_FOR_TWO_SETS};
 };
 
-TEST_F(CachedTreeTest, ReadsAndWritesASetOnceForAllItsLines) {
+TEST_F(CachedTrees, ReadsAndWritesASetOnceForAllItsLines) {
     const ObjectId set = make_set("a");
     for (std::uint64_t line = 0; line < 3; ++line) {
         EXPECT_THAT(read_line(set, line), ElementsAre(0, 0));
@@ -62,13 +62,13 @@ TEST_F(CachedTreeTest, ReadsAndWritesASetOnceForAllItsLines) {
     EXPECT_THAT(stored(set), ElementsAre(0, 9, 1, 9, 2, 9));
 }
 
-TEST_F(CachedTreeTest, WritesNothingThatWasOnlyRead) {
+TEST_F(CachedTrees, WritesNothingThatWasOnlyRead) {
     read_line(make_set("a"), 0);
     cached.flush();
     EXPECT_THAT(recorder.requests, ElementsAre("read a 6"));
 }
 
-TEST_F(CachedTreeTest, PassesWholeSetsStraightThrough) {
+TEST_F(CachedTrees, PassesWholeSetsStraightThrough) {
     const ObjectId set = make_set("a");
     std::vector<float> samples{1, 2, 3, 4, 5, 6};
     cached.write(set, {Extents{0, 0}, Extents{3, 2}}, samples);
@@ -77,20 +77,20 @@ TEST_F(CachedTreeTest, PassesWholeSetsStraightThrough) {
     EXPECT_THAT(recorder.requests, ElementsAre("write a 6", "read a 6"));
 }
 
-TEST_F(CachedTreeTest, GivesTheWholeOfASetAsItsLinesLeftIt) {
+TEST_F(CachedTrees, GivesTheWholeOfASetAsItsLinesLeftIt) {
     const ObjectId set = make_set("a");
     write_line(set, 1, {7, 8});
     EXPECT_THAT(read(cached, set, {0, 0}, {3, 2}), ElementsAre(0, 0, 7, 8, 0, 0));
 }
 
-TEST_F(CachedTreeTest, PassesSetsBeyondTheBoundThrough) {
+TEST_F(CachedTrees, PassesSetsBeyondTheBoundThrough) {
     const ObjectId set = cached.create_dataset(cached.root(), "large", {13});
     cached.write(set, {Extents{2}, Extents{1}}, std::vector<float>{5});
     EXPECT_THAT(recorder.requests, ElementsAre("write large 1"));
     EXPECT_EQ(stored(set)[2], 5);
 }
 
-TEST_F(CachedTreeTest, MakesRoomByWritingTheLeastRecentlyUsed) {
+TEST_F(CachedTrees, MakesRoomByWritingTheLeastRecentlyUsed) {
     const ObjectId a = make_set("a");
     const ObjectId b = make_set("b");
     const ObjectId c = make_set("c");
@@ -103,7 +103,7 @@ TEST_F(CachedTreeTest, MakesRoomByWritingTheLeastRecentlyUsed) {
     EXPECT_THAT(stored(b), ElementsAre(2, 2, 0, 0, 0, 0));
 }
 
-TEST_F(CachedTreeTest, KeepsFewSetsHoweverSmall) {
+TEST_F(CachedTrees, KeepsFewSetsHoweverSmall) {
     CachedTree roomy(recorder, 1 << 20);
     for (const char* name : {"a", "b", "c", "d", "e"}) {
         const ObjectId set = make_set(name);
@@ -114,7 +114,7 @@ TEST_F(CachedTreeTest, KeepsFewSetsHoweverSmall) {
 }
 
 // Each would push the other out with every line.
-TEST_F(CachedTreeTest, DoesNotTakeInSetsAgainAndAgainThatDoNotFitTogether) {
+TEST_F(CachedTrees, DoesNotTakeInSetsAgainAndAgainThatDoNotFitTogether) {
     const Extents extents{1000, 2};
     CachedTree tree(recorder, product(extents) * sizeof(float));
     const ObjectId a = tree.create_dataset(tree.root(), "a", extents);
@@ -126,7 +126,7 @@ TEST_F(CachedTreeTest, DoesNotTakeInSetsAgainAndAgainThatDoNotFitTogether) {
     EXPECT_LT(std::ranges::count(recorder.requests, "read a 2000"), 10);
 }
 
-TEST_F(CachedTreeTest, ResizesASetAsItsLinesLeftIt) {
+TEST_F(CachedTrees, ResizesASetAsItsLinesLeftIt) {
     const ObjectId set = make_set("a");
     write_line(set, 0, {1, 2});
     cached.resize(set, {2, 1});
@@ -135,7 +135,7 @@ TEST_F(CachedTreeTest, ResizesASetAsItsLinesLeftIt) {
     EXPECT_THAT(read(cached, set, {0, 0}, {1, 1}), ElementsAre(1));
 }
 
-TEST_F(CachedTreeTest, LosesNoSetThatCouldNotBeWrittenToMakeRoom) {
+TEST_F(CachedTrees, LosesNoSetThatCouldNotBeWrittenToMakeRoom) {
     const ObjectId a = make_set("a");
     const ObjectId b = make_set("b");
     write_line(a, 0, {1, 1});
@@ -150,7 +150,7 @@ TEST_F(CachedTreeTest, LosesNoSetThatCouldNotBeWrittenToMakeRoom) {
     EXPECT_THAT(stored(b), ElementsAre(2, 2, 0, 0, 0, 0));
 }
 
-TEST_F(CachedTreeTest, WritesTheOthersAndSaysWhichSetCouldNotBeFlushed) {
+TEST_F(CachedTrees, WritesTheOthersAndSaysWhichSetCouldNotBeFlushed) {
     const ObjectId a = make_set("a");
     const ObjectId b = make_set("b");
     write_line(a, 0, {1, 1});
@@ -164,7 +164,7 @@ TEST_F(CachedTreeTest, WritesTheOthersAndSaysWhichSetCouldNotBeFlushed) {
     EXPECT_THAT(stored(a), ElementsAre(1, 1, 0, 0, 0, 0));
 }
 
-TEST_F(CachedTreeTest, LeavesNothingToWriteAfterAFlush) {
+TEST_F(CachedTrees, LeavesNothingToWriteAfterAFlush) {
     write_line(make_set("a"), 0, {1, 1});
     cached.flush();
     recorder.requests.clear();
@@ -172,7 +172,7 @@ TEST_F(CachedTreeTest, LeavesNothingToWriteAfterAFlush) {
     EXPECT_THAT(recorder.requests, IsEmpty());
 }
 
-TEST_F(CachedTreeTest, RefusesWhatIsBeyondTheExtentsAndChangesNothing) {
+TEST_F(CachedTrees, RefusesWhatIsBeyondTheExtentsAndChangesNothing) {
     const ObjectId set = make_set("a");
     write_line(set, 0, {1, 2});
     EXPECT_THROW(read_line(set, 3), TreeError);
@@ -284,7 +284,7 @@ class RandomRequests {
     Extents counts_;
 };
 
-TEST(CachedTreeAgainstPlain, HoldsTheSameAfterAnyRequests) {
+TEST(CachedTreesAgainstPlainOnes, HoldsTheSameAfterAnyRequests) {
     for (unsigned seed = 0; seed < 200; ++seed) {
         MemoryTree below;
         MemoryTree reference;

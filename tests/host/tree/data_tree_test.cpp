@@ -57,7 +57,7 @@ std::unique_ptr<Place> make_place() {
     return std::make_unique<Kind>();
 }
 
-class DataTreeTest : public testing::TestWithParam<PlaceKind> {
+class DataTrees : public testing::TestWithParam<PlaceKind> {
   public:
     ObjectId make_set(const char* path, const Extents& extents) {
         return tree_.create_dataset(tree_.root(), path, extents);
@@ -98,7 +98,7 @@ class DataTreeTest : public testing::TestWithParam<PlaceKind> {
     DataTree& tree_ = place_->tree();
 };
 
-INSTANTIATE_TEST_SUITE_P(Places, DataTreeTest,
+INSTANTIATE_TEST_SUITE_P(Places, DataTrees,
                          testing::Values(PlaceKind{"Memory", make_place<InMemory>},
                                          PlaceKind{"Hdf5", make_place<InFile>},
                                          PlaceKind{"Observed", make_place<Observed>},
@@ -108,7 +108,7 @@ INSTANTIATE_TEST_SUITE_P(Places, DataTreeTest,
 // ---------------------------------------------------------------------------
 // Objects and paths
 
-TEST_P(DataTreeTest, HasAnEmptyRootGroup) {
+TEST_P(DataTrees, HasAnEmptyRootGroup) {
     DataTree& tree = tree_;
     EXPECT_NE(tree.root(), ObjectId{});
     EXPECT_EQ(tree.kind(tree.root()), ObjectKind::Group);
@@ -118,7 +118,7 @@ TEST_P(DataTreeTest, HasAnEmptyRootGroup) {
     EXPECT_TRUE(tree.list_others(tree.root()).empty());
 }
 
-TEST_P(DataTreeTest, MakesTheGroupsOnTheWay) {
+TEST_P(DataTrees, MakesTheGroupsOnTheWay) {
     DataTree& tree = tree_;
     const ObjectId set = make_set("a/b/set", {2});
     const auto group = tree.find(tree.root(), "a/b");
@@ -130,7 +130,7 @@ TEST_P(DataTreeTest, MakesTheGroupsOnTheWay) {
     EXPECT_EQ(tree.path(inner), "a/b/c/d");
 }
 
-TEST_P(DataTreeTest, GivesTheSameIdForTheSameObject) {
+TEST_P(DataTrees, GivesTheSameIdForTheSameObject) {
     DataTree& tree = tree_;
     const ObjectId set = make_set("a/set", {2});
     const auto group = tree.find(tree.root(), "a");
@@ -141,7 +141,7 @@ TEST_P(DataTreeTest, GivesTheSameIdForTheSameObject) {
     EXPECT_NE(*group, set);
 }
 
-TEST_P(DataTreeTest, IgnoresSuperfluousSlashes) {
+TEST_P(DataTrees, IgnoresSuperfluousSlashes) {
     DataTree& tree = tree_;
     const ObjectId set = make_set("/a//set/", {2});
     EXPECT_EQ(tree.path(set), "a/set");
@@ -150,7 +150,7 @@ TEST_P(DataTreeTest, IgnoresSuperfluousSlashes) {
     EXPECT_EQ(tree.find(tree.root(), "/"), tree.root());
 }
 
-TEST_P(DataTreeTest, FindsNothingWhereNothingIs) {
+TEST_P(DataTrees, FindsNothingWhereNothingIs) {
     DataTree& tree = tree_;
     make_set("set", {2});
     EXPECT_FALSE(tree.find(tree.root(), "nothing").has_value());
@@ -159,7 +159,7 @@ TEST_P(DataTreeTest, FindsNothingWhereNothingIs) {
     EXPECT_FALSE(tree.find(tree.root(), "Set").has_value());
 }
 
-TEST_P(DataTreeTest, ListsByName) {
+TEST_P(DataTrees, ListsByName) {
     DataTree& tree = tree_;
     for (const char* name : {"b", "a", "C", "z/x"}) {
         tree.create_group(tree.root(), name);
@@ -171,14 +171,14 @@ TEST_P(DataTreeTest, ListsByName) {
     EXPECT_EQ(tree.list_datasets(tree.root()), (std::vector<std::string>{"B", "y"}));
 }
 
-TEST_P(DataTreeTest, KeepsNamesBeyondAscii) {
+TEST_P(DataTrees, KeepsNamesBeyondAscii) {
     DataTree& tree = tree_;
     const ObjectId set = make_set("Gänge/Fuß 1", {1});
     EXPECT_EQ(tree.path(set), "Gänge/Fuß 1");
     EXPECT_EQ(tree.list_groups(tree.root()), std::vector<std::string>{"Gänge"});
 }
 
-TEST_P(DataTreeTest, RefusesTakenNamesAndChangesNothing) {
+TEST_P(DataTrees, RefusesTakenNamesAndChangesNothing) {
     DataTree& tree = tree_;
     const ObjectId set = make_counting_set("a/set", {3});
     EXPECT_THROW(make_set("a/set", {5}), TreeError);
@@ -190,7 +190,7 @@ TEST_P(DataTreeTest, RefusesTakenNamesAndChangesNothing) {
     EXPECT_EQ(read_all(set), (std::vector<float>{0, 1, 2}));
 }
 
-TEST_P(DataTreeTest, MakesNoGroupsForARefusedSet) {
+TEST_P(DataTrees, MakesNoGroupsForARefusedSet) {
     DataTree& tree = tree_;
     make_set("set", {3});
     EXPECT_THROW(make_set("new/set", Extents(33, 1)), TreeError);
@@ -201,7 +201,7 @@ TEST_P(DataTreeTest, MakesNoGroupsForARefusedSet) {
     EXPECT_TRUE(tree.list_groups(tree.root()).empty());
 }
 
-TEST_P(DataTreeTest, RefusesForeignIds) {
+TEST_P(DataTrees, RefusesForeignIds) {
     DataTree& tree = tree_;
     const std::uint64_t last = std::numeric_limits<std::uint64_t>::max();
     for (const ObjectId id : {ObjectId{0}, ObjectId{99}, ObjectId{last}}) {
@@ -215,7 +215,7 @@ TEST_P(DataTreeTest, RefusesForeignIds) {
     }
 }
 
-TEST_P(DataTreeTest, RefusesGroupsAsSetsAndSetsAsGroups) {
+TEST_P(DataTrees, RefusesGroupsAsSetsAndSetsAsGroups) {
     DataTree& tree = tree_;
     const ObjectId set = make_set("set", {1});
     EXPECT_THROW(tree.extents(tree.root()), TreeError);
@@ -231,13 +231,13 @@ TEST_P(DataTreeTest, RefusesGroupsAsSetsAndSetsAsGroups) {
 // ---------------------------------------------------------------------------
 // Samples
 
-TEST_P(DataTreeTest, FillsANewSetWithZeros) {
+TEST_P(DataTrees, FillsANewSetWithZeros) {
     const ObjectId set = make_set("set", {2, 3});
     EXPECT_EQ(tree_.extents(set), (Extents{2, 3}));
     EXPECT_EQ(read_all(set), std::vector<float>(6, 0.0F));
 }
 
-TEST_P(DataTreeTest, KeepsEveryBitOfASample) {
+TEST_P(DataTrees, KeepsEveryBitOfASample) {
     const ObjectId set = make_set("set", {4});
     const std::vector<std::uint32_t> bits{0xFFC00000, 0x7F800000, 0x80000000, 0x00000001};
     std::vector<float> samples(4);
@@ -248,7 +248,7 @@ TEST_P(DataTreeTest, KeepsEveryBitOfASample) {
 }
 
 // Every hyperslab of a set of small extents, against the samples picked one by one.
-void check_all_slabs(DataTreeTest& test, ObjectId set, const Extents& extents) {
+void check_all_slabs(DataTrees& test, ObjectId set, const Extents& extents) {
     const std::size_t rank = extents.size();
     Extents starts(rank, 0);
     Extents counts(rank, 0);
@@ -281,14 +281,14 @@ void check_all_slabs(DataTreeTest& test, ObjectId set, const Extents& extents) {
     choose(0);
 }
 
-TEST_P(DataTreeTest, ReadsEveryHyperslabOfRanksOneToFour) {
+TEST_P(DataTrees, ReadsEveryHyperslabOfRanksOneToFour) {
     for (const Extents& extents : std::vector<Extents>{{5}, {3, 4}, {2, 3, 2}, {2, 1, 2, 2}}) {
         check_all_slabs(*this, make_counting_set(std::to_string(extents.size()).c_str(), extents),
                         extents);
     }
 }
 
-TEST_P(DataTreeTest, WritesALineAlongEachAxisAndNothingElse) {
+TEST_P(DataTrees, WritesALineAlongEachAxisAndNothingElse) {
     const Extents extents{2, 3, 4};
     for (std::size_t axis = 0; axis < 3; ++axis) {
         const ObjectId set = make_set(("axis " + std::to_string(axis)).c_str(), extents);
@@ -303,13 +303,13 @@ TEST_P(DataTreeTest, WritesALineAlongEachAxisAndNothingElse) {
     }
 }
 
-TEST_P(DataTreeTest, WritesABlockInItsPlace) {
+TEST_P(DataTrees, WritesABlockInItsPlace) {
     const ObjectId set = make_set("set", {3, 4});
     write(set, {1, 1}, {2, 2}, {1, 2, 3, 4});
     EXPECT_EQ(read_all(set), (std::vector<float>{0, 0, 0, 0, 0, 1, 2, 0, 0, 3, 4, 0}));
 }
 
-TEST_P(DataTreeTest, RefusesWhatIsBeyondTheExtents) {
+TEST_P(DataTrees, RefusesWhatIsBeyondTheExtents) {
     const ObjectId set = make_counting_set("set", {2, 3});
     const std::uint64_t last = std::numeric_limits<std::uint64_t>::max();
     EXPECT_THROW(read(set, {0, 1}, {2, 3}), TreeError);
@@ -320,7 +320,7 @@ TEST_P(DataTreeTest, RefusesWhatIsBeyondTheExtents) {
     EXPECT_EQ(read_all(set), (std::vector<float>{0, 1, 2, 3, 4, 5}));
 }
 
-TEST_P(DataTreeTest, RefusesSlabsOfAnotherRankOrSize) {
+TEST_P(DataTrees, RefusesSlabsOfAnotherRankOrSize) {
     const ObjectId set = make_counting_set("set", {2, 3});
     EXPECT_THROW(read(set, {0}, {2}), TreeError);
     EXPECT_THROW(read(set, {0, 0, 0}, {1, 1, 1}), TreeError);
@@ -329,7 +329,7 @@ TEST_P(DataTreeTest, RefusesSlabsOfAnotherRankOrSize) {
     EXPECT_EQ(read_all(set), (std::vector<float>{0, 1, 2, 3, 4, 5}));
 }
 
-TEST_P(DataTreeTest, HoldsSetsWithoutSamples) {
+TEST_P(DataTrees, HoldsSetsWithoutSamples) {
     const ObjectId set = make_set("set", {3, 0});
     EXPECT_EQ(tree_.extents(set), (Extents{3, 0}));
     EXPECT_TRUE(read_all(set).empty());
@@ -339,27 +339,27 @@ TEST_P(DataTreeTest, HoldsSetsWithoutSamples) {
 // ---------------------------------------------------------------------------
 // Resizing
 
-TEST_P(DataTreeTest, KeepsTheSamplesInsideWhenASetShrinks) {
+TEST_P(DataTrees, KeepsTheSamplesInsideWhenASetShrinks) {
     const ObjectId set = make_counting_set("set", {2, 4});
     tree_.resize(set, {2, 2});
     EXPECT_EQ(tree_.extents(set), (Extents{2, 2}));
     EXPECT_EQ(read_all(set), (std::vector<float>{0, 1, 4, 5}));
 }
 
-TEST_P(DataTreeTest, FillsNewRoomWithZeros) {
+TEST_P(DataTrees, FillsNewRoomWithZeros) {
     const ObjectId set = make_counting_set("set", {2, 2});
     tree_.resize(set, {3, 3});
     EXPECT_EQ(read_all(set), (std::vector<float>{0, 1, 0, 2, 3, 0, 0, 0, 0}));
 }
 
-TEST_P(DataTreeTest, ForgetsTheSamplesThatWereCutOff) {
+TEST_P(DataTrees, ForgetsTheSamplesThatWereCutOff) {
     const ObjectId set = make_counting_set("set", {2, 4});
     tree_.resize(set, {2, 1});
     tree_.resize(set, {2, 4});
     EXPECT_EQ(read_all(set), (std::vector<float>{0, 0, 0, 0, 4, 0, 0, 0}));
 }
 
-TEST_P(DataTreeTest, ResizesEachAxisOfRankFour) {
+TEST_P(DataTrees, ResizesEachAxisOfRankFour) {
     const ObjectId set = make_counting_set("set", {2, 2, 2, 2});
     tree_.resize(set, {1, 2, 1, 2});
     EXPECT_EQ(read_all(set), (std::vector<float>{0, 1, 4, 5}));
@@ -367,7 +367,7 @@ TEST_P(DataTreeTest, ResizesEachAxisOfRankFour) {
     EXPECT_EQ(read_all(set), (std::vector<float>{0, 0, 4, 0}));
 }
 
-TEST_P(DataTreeTest, ResizesToNothingAndBack) {
+TEST_P(DataTrees, ResizesToNothingAndBack) {
     const ObjectId set = make_counting_set("set", {3});
     tree_.resize(set, {0});
     EXPECT_TRUE(read_all(set).empty());
@@ -375,7 +375,7 @@ TEST_P(DataTreeTest, ResizesToNothingAndBack) {
     EXPECT_EQ(read_all(set), (std::vector<float>{0, 0}));
 }
 
-TEST_P(DataTreeTest, GrowsFromOneSampleToManyAndKeepsIdAndAttributes) {
+TEST_P(DataTrees, GrowsFromOneSampleToManyAndKeepsIdAndAttributes) {
     const ObjectId set = make_counting_set("group/set", {2});
     tree_.write_attribute(set, "Unit", std::string("m/s"));
     tree_.resize(set, {100'000});
@@ -387,7 +387,7 @@ TEST_P(DataTreeTest, GrowsFromOneSampleToManyAndKeepsIdAndAttributes) {
               std::vector<std::string>{"set"});
 }
 
-TEST_P(DataTreeTest, RefusesAnotherRankAndKeepsTheSet) {
+TEST_P(DataTrees, RefusesAnotherRankAndKeepsTheSet) {
     const ObjectId set = make_counting_set("set", {2, 2});
     EXPECT_THROW(tree_.resize(set, {4}), TreeError);
     EXPECT_THROW(tree_.resize(set, {2, 2, 1}), TreeError);
@@ -399,7 +399,7 @@ TEST_P(DataTreeTest, RefusesAnotherRankAndKeepsTheSet) {
 // ---------------------------------------------------------------------------
 // Attributes
 
-TEST_P(DataTreeTest, HasNoAttributesAtFirst) {
+TEST_P(DataTrees, HasNoAttributesAtFirst) {
     const ObjectId set = make_set("set", {1});
     EXPECT_TRUE(tree_.list_attributes(set).empty());
     EXPECT_TRUE(tree_.list_attributes(tree_.root()).empty());
@@ -407,7 +407,7 @@ TEST_P(DataTreeTest, HasNoAttributesAtFirst) {
     EXPECT_FALSE(tree_.read_attribute(set, "").has_value());
 }
 
-TEST_P(DataTreeTest, KeepsIntegers) {
+TEST_P(DataTrees, KeepsIntegers) {
     for (const std::int64_t value : {std::numeric_limits<std::int64_t>::min(), std::int64_t{-1},
                                      std::numeric_limits<std::int64_t>::max()}) {
         tree_.write_attribute(tree_.root(), "name", value);
@@ -415,42 +415,42 @@ TEST_P(DataTreeTest, KeepsIntegers) {
     }
 }
 
-TEST_P(DataTreeTest, KeepsTheWidthOfFloats) {
+TEST_P(DataTrees, KeepsTheWidthOfFloats) {
     tree_.write_attribute(tree_.root(), "float", 0.1F);
     tree_.write_attribute(tree_.root(), "double", 0.1);
     EXPECT_EQ(tree_.read_attribute(tree_.root(), "float"), AttributeValue(0.1F));
     EXPECT_EQ(tree_.read_attribute(tree_.root(), "double"), AttributeValue(0.1));
 }
 
-TEST_P(DataTreeTest, KeepsTexts) {
+TEST_P(DataTrees, KeepsTexts) {
     round_trip(std::string("größer – 5 µV"));
 }
-TEST_P(DataTreeTest, KeepsTheEmptyText) {
+TEST_P(DataTrees, KeepsTheEmptyText) {
     round_trip(std::string());
 }
-TEST_P(DataTreeTest, KeepsLongTexts) {
+TEST_P(DataTrees, KeepsLongTexts) {
     round_trip(std::string(200'000, 'x'));
 }
 
-TEST_P(DataTreeTest, KeepsIntegerArrays) {
+TEST_P(DataTrees, KeepsIntegerArrays) {
     round_trip(IntegerArray{{1, -2, 3, -4, 5, -6}, {2, 3}});
 }
-TEST_P(DataTreeTest, KeepsLongArrays) {
+TEST_P(DataTrees, KeepsLongArrays) {
     round_trip(IntegerArray{std::vector<std::int64_t>(20'000, 7), {20'000}});
 }
-TEST_P(DataTreeTest, KeepsNumberArrays) {
+TEST_P(DataTrees, KeepsNumberArrays) {
     round_trip(NumberArray{{0.1, 1e300}, {2}});
 }
-TEST_P(DataTreeTest, KeepsTextArrays) {
+TEST_P(DataTrees, KeepsTextArrays) {
     round_trip(TextArray{{"left", "", "rechts – µ"}, {3}});
 }
-TEST_P(DataTreeTest, KeepsArraysWithoutValues) {
+TEST_P(DataTrees, KeepsArraysWithoutValues) {
     round_trip(IntegerArray{{}, {0}});
     tree_.write_attribute(tree_.root(), "texts", TextArray{{}, {0}});
     EXPECT_EQ(tree_.read_attribute(tree_.root(), "texts"), AttributeValue(TextArray{{}, {0}}));
 }
 
-TEST_P(DataTreeTest, ReplacesAnAttributeOfAnotherType) {
+TEST_P(DataTrees, ReplacesAnAttributeOfAnotherType) {
     const ObjectId set = make_set("set", {1});
     tree_.write_attribute(set, "name", std::string("text"));
     tree_.write_attribute(set, "name", 2.5F);
@@ -459,14 +459,14 @@ TEST_P(DataTreeTest, ReplacesAnAttributeOfAnotherType) {
     EXPECT_EQ(tree_.read_attribute(set, "name"), AttributeValue(IntegerArray{{1, 2}, {2}}));
 }
 
-TEST_P(DataTreeTest, ListsAttributesByName) {
+TEST_P(DataTrees, ListsAttributesByName) {
     for (const char* name : {"b", "a", "C"}) {
         tree_.write_attribute(tree_.root(), name, std::int64_t{1});
     }
     EXPECT_EQ(tree_.list_attributes(tree_.root()), (std::vector<std::string>{"C", "a", "b"}));
 }
 
-TEST_P(DataTreeTest, RefusesAttributesThatContradictThemselves) {
+TEST_P(DataTrees, RefusesAttributesThatContradictThemselves) {
     DataTree& tree = tree_;
     const ObjectId root = tree.root();
     tree.write_attribute(root, "name", std::int64_t{1});

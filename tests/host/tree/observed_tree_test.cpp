@@ -18,7 +18,7 @@ using testing::UnorderedElementsAre;
 
 constexpr float N = std::numeric_limits<float>::quiet_NaN();
 
-class ObservedTreeTest : public testing::Test {
+class ObservedTrees : public testing::Test {
   protected:
     ObjectId add_set(const char* path, const std::vector<float>& samples, float rate) {
         const ObjectId set = inner_.create_dataset(inner_.root(), path, {samples.size()});
@@ -53,7 +53,7 @@ class ObservedTreeTest : public testing::Test {
     ObservedTree tree_{inner_};
 };
 
-TEST_F(ObservedTreeTest, NotesNothingWhereNoSamplesWereAskedFor) {
+TEST_F(ObservedTrees, NotesNothingWhereNoSamplesWereAskedFor) {
     const ObjectId set = add_set("X", {1, 2}, 10);
     tree_.extents(set);
     tree_.read_attribute(set, "SampleRate");
@@ -62,14 +62,14 @@ TEST_F(ObservedTreeTest, NotesNothingWhereNoSamplesWereAskedFor) {
     EXPECT_THAT(step.attributes, IsEmpty());
 }
 
-TEST_F(ObservedTreeTest, KnowsARateThatIsAWholeNumber) {
+TEST_F(ObservedTrees, KnowsARateThatIsAWholeNumber) {
     const ObjectId set = add_set("X", {1, 2}, 10);
     tree_.write_attribute(set, "SampleRate", std::int64_t{20});
     write_whole(tree_, set, {3, 4});
     EXPECT_EQ(only_set().after.sample_rate, 20.0);
 }
 
-TEST_F(ObservedTreeTest, CountsBeforeAndAfterAChangeOfTheWholeSet) {
+TEST_F(ObservedTrees, CountsBeforeAndAfterAChangeOfTheWholeSet) {
     const ObjectId set = add_set("X", {1, N, N, 4, N}, 10);
     std::vector<float> samples = read_whole(tree_, set);
     samples[1] = samples[2] = 3;
@@ -87,7 +87,7 @@ TEST_F(ObservedTreeTest, CountsBeforeAndAfterAChangeOfTheWholeSet) {
     EXPECT_EQ(seen.filled_gap_count, 1U);
 }
 
-TEST_F(ObservedTreeTest, CountsBeforeAndAfterChangesInParts) {
+TEST_F(ObservedTrees, CountsBeforeAndAfterChangesInParts) {
     const ObjectId set = add_set("X", {1, N, N, 4, N}, 10);
     write_one(tree_, set, 1, 2);
     write_one(tree_, set, 2, 3);
@@ -99,7 +99,7 @@ TEST_F(ObservedTreeTest, CountsBeforeAndAfterChangesInParts) {
     EXPECT_EQ(seen.filled_gap_count, 1U);
 }
 
-TEST_F(ObservedTreeTest, TellsASetThatWasMade) {
+TEST_F(ObservedTrees, TellsASetThatWasMade) {
     const ObjectId set = tree_.create_dataset(tree_.root(), "Mean", {3});
     write_whole(tree_, set, {1, N, 3});
     const SetObservation seen = only_set();
@@ -109,7 +109,7 @@ TEST_F(ObservedTreeTest, TellsASetThatWasMade) {
     EXPECT_EQ(seen.filled_gap_count, std::nullopt);
 }
 
-TEST_F(ObservedTreeTest, NotesShapesAndRatesOfASetThatShrinks) {
+TEST_F(ObservedTrees, NotesShapesAndRatesOfASetThatShrinks) {
     const ObjectId set = add_set("X", {1, 2, N, 4}, 100);
     tree_.write_attribute(set, "SampleRate", 50.0F);
     tree_.resize(set, {2});
@@ -124,7 +124,7 @@ TEST_F(ObservedTreeTest, NotesShapesAndRatesOfASetThatShrinks) {
     EXPECT_EQ(seen.filled_gap_count, std::nullopt);
 }
 
-TEST_F(ObservedTreeTest, BeginsEachStepWithWhatTheOneBeforeLeft) {
+TEST_F(ObservedTrees, BeginsEachStepWithWhatTheOneBeforeLeft) {
     const ObjectId set = add_set("X", {N, 2, N}, 10);
     write_one(tree_, set, 0, 1);
     tree_.finish_step();
@@ -135,7 +135,7 @@ TEST_F(ObservedTreeTest, BeginsEachStepWithWhatTheOneBeforeLeft) {
     EXPECT_THAT(tree_.finish_step().sets, IsEmpty());
 }
 
-TEST_F(ObservedTreeTest, NotesTheAttributesThatWereWritten) {
+TEST_F(ObservedTrees, NotesTheAttributesThatWereWritten) {
     const ObjectId set = add_set("X", {1}, 10);
     tree_.write_attribute(set, "Filter", std::string("low pass"));
     tree_.write_attribute(set, "Order", std::int64_t{4});
@@ -143,14 +143,14 @@ TEST_F(ObservedTreeTest, NotesTheAttributesThatWereWritten) {
                 ElementsAre(Pair("X", UnorderedElementsAre("Filter", "Order"))));
 }
 
-TEST_F(ObservedTreeTest, ReportsRatesThatAreNoNumberAsNone) {
+TEST_F(ObservedTrees, ReportsRatesThatAreNoNumberAsNone) {
     const ObjectId set = add_set("X", {1}, 10);
     inner_.write_attribute(set, "SampleRate", std::string("fast"));
     read_whole(tree_, set);
     EXPECT_EQ(only_set().after.sample_rate, std::nullopt);
 }
 
-TEST_F(ObservedTreeTest, KeepsTheHistoryFromUnits) {
+TEST_F(ObservedTrees, KeepsTheHistoryFromUnits) {
     const ObjectId root = inner_.root();
     inner_.write_attribute(root, HISTORY_ATTRIBUTE, std::string("mine"));
     inner_.write_attribute(root, "Site", std::string("yours"));

@@ -13,7 +13,7 @@ using testing::IsNan;
 
 constexpr float NaN = std::numeric_limits<float>::quiet_NaN();
 
-TEST(MeasureSamples, LeavesMissingSamplesAside) {
+TEST(SetStatistics, LeavesMissingSamplesAside) {
     const SetStatistics numbers = measure_samples(std::vector<float>{NaN, -1, 4, NaN, 0});
     EXPECT_EQ(numbers.sample_count, 5U);
     EXPECT_EQ(numbers.missing_count, 2U);
@@ -22,7 +22,7 @@ TEST(MeasureSamples, LeavesMissingSamplesAside) {
     EXPECT_EQ(numbers.mean, 1);
 }
 
-TEST(MeasureSamples, HasNoExtremaOfMissingSamples) {
+TEST(SetStatistics, HasNoExtremaOfMissingSamples) {
     const SetStatistics numbers = measure_samples(std::vector<float>{NaN});
     EXPECT_EQ(numbers.missing_count, 1U);
     EXPECT_THAT(numbers.min, IsNan());
@@ -31,7 +31,7 @@ TEST(MeasureSamples, HasNoExtremaOfMissingSamples) {
 }
 
 // 2^24 + 1 is the first integer that no float holds: a sum in floats would stay at 2^24.
-TEST(MeasureSamples, AddsUpInDoubles) {
+TEST(SetStatistics, AddsUpInDoubles) {
     std::vector<float> samples(1 << 16, 1.0F);
     samples.front() = 16777216.0F;
     EXPECT_EQ(measure_samples(samples).mean, (16777216.0 + 65535.0) / 65536.0);

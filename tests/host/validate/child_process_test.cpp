@@ -16,7 +16,7 @@ ChildOutcome run_script(const std::string& script,
     return run_child({"/bin/sh", "-c", script}, limit, ".");
 }
 
-TEST(ChildProcess, KeepsWhatIsToldAndTheLastLineOfALongOutput) {
+TEST(ChildProcesses, KeepsWhatIsToldAndTheLastLineOfALongOutput) {
     const auto outcome = run_script(
         "printf '\\n\\036talvora\\tfail\\tis wrong\\n';"
         "yes | head -c 20000000; echo last words; printf '\\n\\036talvora\\tdone\\t\\n'");
@@ -28,25 +28,25 @@ TEST(ChildProcess, KeepsWhatIsToldAndTheLastLineOfALongOutput) {
     EXPECT_EQ(lines[2].text, "last words");
 }
 
-TEST(ChildProcess, KeepsTheBeginningOfALineWithoutEnd) {
+TEST(ChildProcesses, KeepsTheBeginningOfALineWithoutEnd) {
     const auto outcome = run_script("printf beginning; head -c 20000000 /dev/zero");
     EXPECT_LT(outcome.output.size(), 100'000U);
     EXPECT_THAT(outcome.output, HasSubstr("beginning"));
 }
 
-TEST(ChildProcess, EndsAtTheTimeLimitHoweverMuchIsWritten) {
+TEST(ChildProcesses, EndsAtTheTimeLimitHoweverMuchIsWritten) {
     const auto outcome = run_script("exec yes", std::chrono::milliseconds(200));
     EXPECT_EQ(outcome.end, ChildOutcome::End::TimedOut);
 }
 
-TEST(ChildProcess, DoesNotWaitForAProcessThatOutlivesIt) {
+TEST(ChildProcesses, DoesNotWaitForAProcessThatOutlivesIt) {
     const auto outcome = run_script("setsid sleep 300 & echo done", std::chrono::seconds(60));
     EXPECT_EQ(outcome.end, ChildOutcome::End::Exited);
     EXPECT_THAT(outcome.output, HasSubstr("done"));
     EXPECT_EQ(outcome.left_processes, 1U);
 }
 
-TEST(ChildProcess, StillReadsWhatWasWrittenAtTheEnd) {
+TEST(ChildProcesses, StillReadsWhatWasWrittenAtTheEnd) {
     const auto outcome = run_script("printf '%060000d\\n' 0; exit 7");
     EXPECT_EQ(outcome.exit_code, 7);
     EXPECT_THAT(outcome.output, SizeIs(testing::Ge(60'000U)));

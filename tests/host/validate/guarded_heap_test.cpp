@@ -15,7 +15,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StrEq;
 
-class GuardedHeapTest : public testing::TestWithParam<GuardedEnd> {
+class GuardedHeaps : public testing::TestWithParam<GuardedEnd> {
   protected:
     void SetUp() override {
         GuardedHeap::open(GetParam(), 0x5A);
@@ -26,7 +26,7 @@ class GuardedHeapTest : public testing::TestWithParam<GuardedEnd> {
     }
 };
 
-TEST_P(GuardedHeapTest, FillsABlockAndAlignsItAsMallocDoes) {
+TEST_P(GuardedHeaps, FillsABlockAndAlignsItAsMallocDoes) {
     for (const std::size_t size : {0U, 1U, 15U, 16U, 4096U, 5000U}) {
         unsigned char* block = allocate(size);
         ASSERT_NE(block, nullptr);
@@ -41,7 +41,7 @@ TEST_P(GuardedHeapTest, FillsABlockAndAlignsItAsMallocDoes) {
     EXPECT_THAT(settlement.block_problems, IsEmpty());
 }
 
-TEST_P(GuardedHeapTest, CountsWhatWasNotFreedByItsOwner) {
+TEST_P(GuardedHeaps, CountsWhatWasNotFreedByItsOwner) {
     allocate(10, BlockOwner::Record);
     allocate(20, BlockOwner::Record);
     allocate(300);
@@ -52,7 +52,7 @@ TEST_P(GuardedHeapTest, CountsWhatWasNotFreedByItsOwner) {
     EXPECT_EQ(settlement.held_bytes, 300U);
 }
 
-TEST_P(GuardedHeapTest, TellsOfABlockThatWasFreedTwiceOrInItsMidst) {
+TEST_P(GuardedHeaps, TellsOfABlockThatWasFreedTwiceOrInItsMidst) {
     unsigned char* block = allocate(40, BlockOwner::Record);
     GuardedHeap::release(block + 8);
     GuardedHeap::release(block);
@@ -61,14 +61,14 @@ TEST_P(GuardedHeapTest, TellsOfABlockThatWasFreedTwiceOrInItsMidst) {
                 ElementsAre(HasSubstr("not its beginning"), HasSubstr("freed twice")));
 }
 
-TEST_P(GuardedHeapTest, TellsOfABytePastTheEndInsideThePage) {
+TEST_P(GuardedHeaps, TellsOfABytePastTheEndInsideThePage) {
     unsigned char* block = allocate(5);
     block[5] = 1;
     GuardedHeap::release(block);
     EXPECT_THAT(GuardedHeap::settle().block_problems, ElementsAre(HasSubstr("past its end")));
 }
 
-TEST_P(GuardedHeapTest, ExplainsAnAddressBesideABlock) {
+TEST_P(GuardedHeaps, ExplainsAnAddressBesideABlock) {
     const bool is_back = GetParam() == GuardedEnd::Back;
     unsigned char* block = allocate(32);
     allocate(32);
@@ -79,7 +79,7 @@ TEST_P(GuardedHeapTest, ExplainsAnAddressBesideABlock) {
     EXPECT_THAT(GuardedHeap::explain(this, false), StrEq(""));
 }
 
-INSTANTIATE_TEST_SUITE_P(AtEitherEnd, GuardedHeapTest,
+INSTANTIATE_TEST_SUITE_P(AtEitherEnd, GuardedHeaps,
                          testing::Values(GuardedEnd::Back, GuardedEnd::Front));
 
 } // namespace

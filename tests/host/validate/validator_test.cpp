@@ -31,7 +31,7 @@ std::vector<std::string> list_exceptions(const std::vector<CheckResult>& results
     return lines;
 }
 
-TEST(ValidatorTest, FindsNothingAgainstAGoodPlugin) {
+TEST(Validator, FindsNothingAgainstAGoodPlugin) {
     const auto results = validate(faulty_plugin("good"));
     // One of its units does nothing on purpose, and none has a destination.
     EXPECT_THAT(list_exceptions(results), ElementsAre("warn run.ordinary", "skipped run.sources"));
@@ -40,7 +40,7 @@ TEST(ValidatorTest, FindsNothingAgainstAGoodPlugin) {
 
 // The warning is about requests for an axis that is not the last, which the downsample
 // unit makes as its page says.
-TEST(ValidatorTest, FindsNothingAgainstTheSignalPlugin) {
+TEST(Validator, FindsNothingAgainstTheSignalPlugin) {
     const auto results = validate(SIGNAL_PLUGIN);
     EXPECT_THAT(list_exceptions(results), ElementsAre("warn run.extents"));
     const auto extents = std::ranges::find(results, Verdict::Warn, &CheckResult::verdict);
@@ -49,7 +49,7 @@ TEST(ValidatorTest, FindsNothingAgainstTheSignalPlugin) {
                 Each(AnyOf(HasSubstr("apply-set-downsample"), StartsWith("and "))));
 }
 
-TEST(ValidatorTest, SkipsWhatBuildsOnACheckThatDidNotEnd) {
+TEST(Validator, SkipsWhatBuildsOnACheckThatDidNotEnd) {
     const auto results =
         validate(faulty_plugin("never_returns"), "r*.o*", std::chrono::milliseconds(500));
     EXPECT_THAT(list_exceptions(results),
@@ -58,14 +58,14 @@ TEST(ValidatorTest, SkipsWhatBuildsOnACheckThatDidNotEnd) {
     EXPECT_EQ(summarise(results), "4 checks: 3 skipped, 1 time-out");
 }
 
-TEST(ValidatorTest, SaysWhyAFileIsNoLibrary) {
+TEST(Validator, SaysWhyAFileIsNoLibrary) {
     const auto results = validate(__FILE__, "library.*");
     EXPECT_THAT(list_exceptions(results),
                 ElementsAre("fail library.loads", "fail library.one-name"));
 }
 
 // The number of the machine stands at the 18th byte of a library's file.
-TEST(ValidatorTest, SaysThatALibraryIsBuiltForAnotherMachine) {
+TEST(Validator, SaysThatALibraryIsBuiltForAnotherMachine) {
     const TemporaryFolder folder;
     const auto file = folder / "other.so";
     std::string bytes = read_file(faulty_plugin("good"));
@@ -80,19 +80,19 @@ TEST(ValidatorTest, SaysThatALibraryIsBuiltForAnotherMachine) {
 }
 
 // Each leaves some: were they waited for, every check would take minutes.
-TEST(ValidatorTest, EndsWhatAPluginLeavesBehind) {
+TEST(Validator, EndsWhatAPluginLeavesBehind) {
     const auto results = validate(faulty_plugin("leaves_process"), "run.o*");
     EXPECT_THAT(list_exceptions(results), ElementsAre("fail run.ordinary", "fail run.odd-sets"));
     EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a process is still there";
 }
 
-TEST(ValidatorTest, SelectsChecksByPattern) {
+TEST(Validator, SelectsChecksByPattern) {
     EXPECT_EQ(select_checks("*").size(), all_checks().size());
     ASSERT_EQ(select_checks("tables.reserved").size(), 1U);
     EXPECT_THROW(select_checks("nothing.*"), Failure);
 }
 
-TEST(ValidatorTest, GivesEveryCheckAnIdOfItsOwnAndADescription) {
+TEST(Validator, GivesEveryCheckAnIdOfItsOwnAndADescription) {
     std::set<std::string_view> ids;
     for (const Check& check : all_checks()) {
         EXPECT_TRUE(ids.insert(check.id).second) << check.id;

@@ -123,7 +123,7 @@ INSTANTIATE_TEST_SUITE_P(Each, FaultyPlugins, testing::ValuesIn(FAULTS),
                          [](const auto& instance) { return instance.param.plugin; });
 
 // A folder that no row is about would be a fault that nobody looks for.
-TEST(FaultyPluginsTest, HaveARowEach) {
+TEST(Faults, HaveARowEach) {
     std::set<std::string> rows{"good"};
     for (const Fault& fault : FAULTS) {
         rows.insert(fault.plugin);
