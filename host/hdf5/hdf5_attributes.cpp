@@ -1,5 +1,6 @@
 #include "host/hdf5/hdf5_attributes.h"
 
+#include "host/hdf5/hdf5_types.h"
 #include "host/tree/tree_rules.h"
 
 #include <fmt/format.h>
@@ -26,8 +27,7 @@ Id open_attribute(hid_t object, const std::string& name) {
 }
 
 Id create_attribute(hid_t object, const std::string& name, hid_t type, hid_t space) {
-    const Id properties = owned(H5Pcreate(H5P_ATTRIBUTE_CREATE), "make", "a property list");
-    checked(H5Pset_char_encoding(properties, H5T_CSET_UTF8), "set", "the encoding of names");
+    const Id properties = naming_properties(H5P_ATTRIBUTE_CREATE);
     return owned(H5Acreate2(object, name.c_str(), type, space, properties, H5P_DEFAULT),
                  "create the attribute", name);
 }
@@ -69,8 +69,8 @@ std::vector<Value> read_values(const OpenAttribute& attribute, hid_t memory_type
 }
 
 bool is_wide_unsigned(hid_t type) {
-    return H5Tget_class(type) == H5T_INTEGER && H5Tget_sign(type) == H5T_SGN_NONE &&
-           H5Tget_size(type) >= sizeof(std::uint64_t);
+    return type_class(type) == H5T_INTEGER && is_unsigned(type) &&
+           type_size(type) >= sizeof(std::uint64_t);
 }
 
 std::vector<std::int64_t> read_integers(const OpenAttribute& attribute) {
@@ -86,7 +86,8 @@ std::vector<std::int64_t> read_integers(const OpenAttribute& attribute) {
     return read_values<std::int64_t>(attribute, H5T_NATIVE_INT64);
 }
 
-// Gives back what the library allocated for texts of variable length.
+// Gives back what the library allocated for texts of variable length. Memory that cannot be
+// given back is lost, and nothing else.
 struct Reclaim {
     const OpenAttribute& attribute;
     void* values;
@@ -115,13 +116,14 @@ std::string trim_fixed(std::string_view text, H5T_str_t padding) {
 }
 
 std::vector<std::string> read_fixed_texts(const OpenAttribute& attribute) {
-    const std::size_t size = H5Tget_size(attribute.type);
+    const std::size_t size = type_size(attribute.type);
     std::string block(std::max<std::size_t>(attribute.count(), 1) * size, '\0');
     attribute.read(attribute.type, block.data());
+    const H5T_str_t padding =
+        checked(H5Tget_strpad(attribute.type), "read the padding of", attribute.name);
     std::vector<std::string> texts;
     for (std::size_t i = 0; i < attribute.count(); ++i) {
-        texts.push_back(trim_fixed(std::string_view(block).substr(i * size, size),
-                                   H5Tget_strpad(attribute.type)));
+        texts.push_back(trim_fixed(std::string_view(block).substr(i * size, size), padding));
     }
     return texts;
 }
@@ -144,7 +146,7 @@ AttributeValue scalar_or_array(const OpenAttribute& attribute, Values values) {
 
 AttributeValue read_floats(const OpenAttribute& attribute) {
     std::vector<double> values = read_values<double>(attribute, H5T_NATIVE_DOUBLE);
-    if (H5Tget_size(attribute.type) <= sizeof(float)) {
+    if (type_size(attribute.type) <= sizeof(float)) {
         return scalar_or_array<float, NumberArray>(attribute, std::move(values));
     }
     return scalar_or_array<double, NumberArray>(attribute, std::move(values));
@@ -155,7 +157,7 @@ AttributeValue read_value(const OpenAttribute& attribute, std::string_view path)
         throw TreeError(
             fmt::format("the attribute '{}' of '{}' has no value", attribute.name, path));
     }
-    switch (H5Tget_class(attribute.type)) {
+    switch (type_class(attribute.type)) {
     case H5T_INTEGER:
     case H5T_ENUM:
         return scalar_or_array<std::int64_t, IntegerArray>(attribute, read_integers(attribute));
@@ -177,13 +179,10 @@ AttributeValue read_value(const OpenAttribute& attribute, std::string_view path)
 void create_with_values(hid_t object, const std::string& name, hid_t file_type, hid_t memory_type,
                         hid_t space, const void* values) {
     const Id attribute = create_attribute(object, name, file_type, space);
-    if (H5Awrite(attribute, memory_type, values) >= 0) {
-        return;
-    }
     try {
-        fail("write the attribute", name);
+        checked(H5Awrite(attribute, memory_type, values), "write the attribute", name);
     } catch (const TreeError&) {
-        H5Adelete(object, name.c_str());
+        H5Adelete(object, name.c_str()); // as far as that can be done: the failure is told
         throw;
     }
 }
@@ -275,7 +274,7 @@ void copy_attributes(hid_t from, hid_t to) {
     for (const std::string& name : list_attributes(from)) {
         const OpenAttribute source(from, name);
         std::vector<std::byte> values(std::max<std::size_t>(source.count(), 1) *
-                                      H5Tget_size(source.type));
+                                      type_size(source.type));
         if (source.count() > 0) {
             source.read(source.type, values.data());
         }

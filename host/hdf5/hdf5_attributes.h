@@ -5,6 +5,8 @@
 
 #include "host/hdf5/hdf5_calls.h"
 
+#include <vector>
+
 namespace talvora::host::hdf5 {
 
 std::vector<std::string> list_attributes(hid_t object); // by name

@@ -1,6 +1,11 @@
-// Every call into the HDF5 library that the host makes: its status checked, and its
+// What every call into the HDF5 library goes through: its status is checked, and the library's
 // stack of errors turned into one sentence. Failures are TreeErrors
 // ("cannot open the file 'walk.h5': truncated file: ...").
+//
+// This room alone calls the library: files (hdf5_files.h), links and objects (hdf5_links.h),
+// spaces and types (hdf5_types.h), data sets (hdf5_sets.h) and attributes (hdf5_attributes.h).
+// Not checked are the calls about the stack of errors itself, and what a destructor or a
+// clean-up after a failure lets go of: the first failure is the one to be told.
 //
 // The library keeps global state without locks: one thread at a time.
 #pragma once
@@ -9,17 +14,15 @@
 
 #include <hdf5.h>
 
-#include <filesystem>
 #include <optional>
-#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
-#include <vector>
 
 namespace talvora::host::hdf5 {
 
-// Owns one identifier of the library.
+// Owns one identifier of the library. Letting go of the last one of a file closes it, and a
+// failure to write the rest then goes unheard: close_file is for those who have to know.
 class Id {
   public:
     Id() = default;
@@ -43,6 +46,9 @@ class Id {
     hid_t id_ = H5I_INVALID_HID;
 };
 
+// What the library says of the failure of its last call.
+std::string innermost_error();
+
 // Throws "cannot <action> '<object>': <the innermost error>", as a StorageError when the
 // file could not be read or written.
 [[noreturn]] void fail(std::string_view action, std::string_view object);
@@ -60,80 +66,15 @@ inline Id owned(hid_t id, std::string_view action, std::string_view object) {
     return Id(checked(id, action, object));
 }
 
-std::vector<hsize_t> to_hsize(std::span<const std::uint64_t> extents);
-
 // ---------------------------------------------------------------------------
-// Files
+// Property lists
 
-// New objects are written in the format of library version 1.8 or later.
-Id create_file(const std::filesystem::path& file); // fails when it exists
-// Says what is wrong with a file that is missing, empty, damaged, locked or another kind.
-Id open_file(const std::filesystem::path& file, bool for_writing);
-void flush_file(hid_t file, const std::filesystem::path& name);
-void close_file(Id file, const std::filesystem::path& name);
-
-// ---------------------------------------------------------------------------
-// Links and objects
-
-// Of what takes the place of a set or an attribute that is made anew, until it is complete.
-constexpr char UNFINISHED_NAME[] = ".talvora-unfinished";
-
-struct ObjectInfo {
-    H5O_type_t type;
-    haddr_t address; // tells objects of one file apart
-    unsigned link_count;
-};
-
-bool link_exists(hid_t group, const std::string& name);
-H5L_type_t link_type(hid_t group, const std::string& name);
-// What a soft or external link says, for people.
-std::string describe_link(hid_t group, const std::string& name);
-std::vector<std::string> list_links(hid_t group); // by name
-void delete_link(hid_t group, const std::string& name);
-void rename_link(hid_t group, const std::string& from, const std::string& to);
-
-// Soft links are followed; links into other files are not.
-Id open_object(hid_t group, const std::string& path);
-ObjectInfo object_info(hid_t object);
-Id create_group(hid_t group, const std::string& name);
-
-// ---------------------------------------------------------------------------
-// Data spaces and types
-
-Id make_space(std::span<const std::uint64_t> extents, bool resizable);
-Id make_scalar_space();
-Extents space_extents(hid_t space);
-bool has_no_elements(hid_t space); // a null space, without even one value
-
-// For people: "64-bit floats", "texts".
-std::string describe_type(hid_t type);
-
-// ---------------------------------------------------------------------------
-// Data sets
-
-Id set_type(hid_t set);
-Id set_space(hid_t set);
-Id set_properties(hid_t set);
-
-// A property list for a set in chunks of this shape. With the properties of an older
-// set given, its filters are kept.
-Id chunked_properties(std::span<const std::uint64_t> chunk, std::optional<hid_t> older = {});
-Id create_float_set(hid_t group, const std::string& name, hid_t space, hid_t properties);
-enum class SetUse {
-    Whole, // each chunk is passed on as it is read or written, and none is kept
-    Parts  // with a cache that holds many chunks, for lines across them
-};
-Id open_set(hid_t file, const std::string& path, SetUse use);
-void resize_set(hid_t set, const Extents& extents, std::string_view path);
-
-// True when the set can take the extents as it is: in chunks that do not become too many,
-// large enough at most, and new room in it reads as zero.
-bool can_resize(hid_t set, const Extents& extents);
-
-// `space` is the set's; its selection is changed.
-void read_floats(hid_t set, hid_t space, const Hyperslab& slab, std::span<float> samples,
-                 std::string_view path);
-void write_floats(hid_t set, hid_t space, const Hyperslab& slab, std::span<const float> samples,
-                  std::string_view path);
+Id make_properties(hid_t kind);
+// The same input gives the same bytes: no times in the objects.
+void leave_out_times(hid_t properties);
+// Of files, groups and data sets.
+Id creation_properties(hid_t kind);
+// Of what gives an object or an attribute its name, which is UTF-8.
+Id naming_properties(hid_t kind);
 
 } // namespace talvora::host::hdf5

@@ -1,7 +1,10 @@
 #include "host/hdf5/hdf5_tree.h"
 
 #include "host/hdf5/hdf5_attributes.h"
-#include "host/tree/slabs.h"
+#include "host/hdf5/hdf5_files.h"
+#include "host/hdf5/hdf5_links.h"
+#include "host/hdf5/hdf5_sets.h"
+#include "host/hdf5/hdf5_types.h"
 #include "host/tree/tree_rules.h"
 
 #include <fmt/format.h>
@@ -14,22 +17,6 @@ namespace talvora::host {
 namespace {
 
 constexpr ObjectId ROOT{1};
-
-// A quarter of a mebibyte per chunk: large enough to be read at once at full speed,
-// small enough that a line through a few hundred of them stays in the cache.
-constexpr std::uint64_t CHUNK_SAMPLES = std::uint64_t{64} * 1024;
-
-// As much of the fast dimensions as fits a chunk. A dimension without samples will grow:
-// it gets as much room as is left.
-Extents choose_chunk(const Extents& extents) {
-    Extents chunk(extents.size(), 1);
-    std::uint64_t room = CHUNK_SAMPLES;
-    for (std::size_t d = extents.size(); d-- > 0;) {
-        chunk[d] = extents[d] == 0 ? room : std::min(extents[d], room);
-        room /= chunk[d];
-    }
-    return chunk;
-}
 
 hdf5::Id open_file(const std::filesystem::path& file, Hdf5Access access) {
     return access == Hdf5Access::Create ? hdf5::create_file(file)
@@ -44,36 +31,36 @@ std::string absolute(const std::string& path) {
     return "/" + path;
 }
 
+// Sets of the host's: their samples can be asked for as they are.
 bool is_float_set(hid_t type, const Extents& extents) {
-    return !extents.empty() && H5Tget_class(type) == H5T_FLOAT &&
-           (H5Tequal(type, H5T_IEEE_F32LE) > 0 || H5Tequal(type, H5T_IEEE_F32BE) > 0);
-}
-
-// Samples that are copied at once.
-constexpr std::uint64_t BUFFER_SAMPLES = std::uint64_t{4} * 1024 * 1024;
-
-void copy_samples(hid_t from, hid_t to, const Extents& counts, const std::string& path) {
-    const hdf5::Id from_space = hdf5::set_space(from);
-    const hdf5::Id to_space = hdf5::set_space(to);
-    std::vector<float> samples;
-    visit_slabs(counts, BUFFER_SAMPLES, [&](const Hyperslab& slab, std::uint64_t count) {
-        samples.resize(count);
-        hdf5::read_floats(from, from_space, slab, samples, path);
-        hdf5::write_floats(to, to_space, slab, samples, path);
-    });
+    return !extents.empty() && hdf5::is_single_float(type);
 }
 
 } // namespace
 
+struct Hdf5Tree::OpenSet {
+    ObjectId id{};
+    hdf5::SetUse use{};
+    hdf5::Id set;
+    hdf5::Id space;
+};
+
+struct Hdf5Tree::OpenFile {
+    hdf5::Id file;
+    OpenSet set; // behind the file, so that it is closed before it
+};
+
 Hdf5Tree::Hdf5Tree(const std::filesystem::path& file, Hdf5Access access)
-    : name_(file), file_(open_file(file, access)) {
-    add_object(hdf5::open_object(file_, "/"), "");
+    : name_(file), open_(new OpenFile{open_file(file, access), {}}) {
+    add_object(hdf5::open_object(open_->file, "/"), "");
 }
 
+Hdf5Tree::~Hdf5Tree() = default;
+
 void Hdf5Tree::close() {
-    open_set_ = OpenSet{};
-    hdf5::flush_file(file_, name_);
-    hdf5::close_file(std::exchange(file_, hdf5::Id{}), name_);
+    open_->set = {};
+    hdf5::flush_file(open_->file, name_);
+    hdf5::close_file(std::exchange(open_->file, hdf5::Id{}), name_);
 }
 
 ObjectId Hdf5Tree::root() const {
@@ -131,8 +118,7 @@ ObjectId Hdf5Tree::create_dataset(ObjectId parent, std::string_view path, const 
     check_extents(extents, 1, path);
     const NewPlace place = find_new_place(*this, parent, path);
     const ObjectId group = create_groups(place.group, place.missing_groups);
-    hdf5::Id set = hdf5::create_float_set(open(group), place.name, hdf5::make_space(extents, true),
-                                          hdf5::chunked_properties(choose_chunk(extents)));
+    hdf5::Id set = hdf5::create_float_set(open(group), place.name, extents);
     return add_object(std::move(set), join_path(node(group).path, place.name));
 }
 
@@ -152,7 +138,7 @@ void Hdf5Tree::resize(ObjectId id, const Extents& extents) {
     } else {
         make_anew(id, extents);
     }
-    open_set_ = OpenSet{};
+    open_->set = {};
     nodes_[static_cast<std::uint64_t>(id) - 1].extents = extents;
 }
 
@@ -212,18 +198,18 @@ const Hdf5Tree::Node& Hdf5Tree::node(ObjectId id, ObjectKind kind) const {
 }
 
 hdf5::Id Hdf5Tree::open(ObjectId id) const {
-    return hdf5::open_object(file_, absolute(node(id).path));
+    return hdf5::open_object(open_->file, absolute(node(id).path));
 }
 
 // One that is open for parts serves for the whole as well.
 Hdf5Tree::OpenSet& Hdf5Tree::open_set(ObjectId id, hdf5::SetUse use) {
-    if (open_set_.id != id || open_set_.use < use) {
-        open_set_ = OpenSet{};
-        hdf5::Id set = hdf5::open_set(file_, absolute(node(id).path), use);
+    if (open_->set.id != id || open_->set.use < use) {
+        open_->set = {};
+        hdf5::Id set = hdf5::open_set(open_->file, absolute(node(id).path), use);
         hdf5::Id space = hdf5::set_space(set);
-        open_set_ = {id, use, std::move(set), std::move(space)};
+        open_->set = {id, use, std::move(set), std::move(space)};
     }
-    return open_set_;
+    return open_->set;
 }
 
 // ---------------------------------------------------------------------------
@@ -307,7 +293,7 @@ ObjectId Hdf5Tree::create_groups(ObjectId parent, const std::vector<std::string>
 void Hdf5Tree::make_anew(ObjectId id, const Extents& extents) {
     const Node& old_node = node(id);
     const auto [group_path, name] = split_last(old_node.path);
-    const hdf5::Id group = hdf5::open_object(file_, absolute(group_path));
+    const hdf5::Id group = hdf5::open_object(open_->file, absolute(group_path));
     const hdf5::Id& old_set = open_set(id, hdf5::SetUse::Whole).set;
     const hdf5::ObjectInfo old_info = hdf5::object_info(old_set);
     if (old_info.link_count > 1) {
@@ -318,11 +304,10 @@ void Hdf5Tree::make_anew(ObjectId id, const Extents& extents) {
     if (hdf5::link_exists(group, hdf5::UNFINISHED_NAME)) {
         hdf5::delete_link(group, hdf5::UNFINISHED_NAME);
     }
-    const hdf5::Id new_set = hdf5::create_float_set(
-        group, hdf5::UNFINISHED_NAME, hdf5::make_space(extents, true),
-        hdf5::chunked_properties(choose_chunk(extents), hdf5::set_properties(old_set)));
+    const hdf5::Id new_set = hdf5::create_float_set(group, hdf5::UNFINISHED_NAME, extents,
+                                                    hdf5::set_properties(old_set));
     try {
-        copy_samples(old_set, new_set, smaller_of(extents, old_node.extents), old_node.path);
+        hdf5::copy_floats(old_set, new_set, smaller_of(extents, old_node.extents), old_node.path);
         hdf5::copy_attributes(old_set, new_set);
     } catch (const TreeError&) {
         hdf5::delete_link(group, hdf5::UNFINISHED_NAME);

@@ -10,14 +10,19 @@
 // carry no times: the same requests give the same bytes.
 #pragma once
 
-#include "host/hdf5/hdf5_calls.h"
 #include "host/tree/data_tree.h"
 
 #include <filesystem>
 #include <functional>
 #include <map>
+#include <memory>
 
 namespace talvora::host {
+
+namespace hdf5 {
+class Id;
+enum class SetUse;
+} // namespace hdf5
 
 enum class Hdf5Access {
     ReadOnly,
@@ -31,10 +36,12 @@ class Hdf5Tree final : public DataTree {
   public:
     // A TreeError says what is wrong with the file.
     Hdf5Tree(const std::filesystem::path& file, Hdf5Access access);
-    // Closes the file; call close first to hear of failures.
-    ~Hdf5Tree() override = default;
+    // Closes the file. What cannot be written then is lost without a word: who has changed the
+    // file calls close first.
+    ~Hdf5Tree() override;
 
-    // Writes what is left to write and closes the file. Every later request is refused.
+    // Writes what is left to write and closes the file; a TreeError says that this failed.
+    // Every later request is refused.
     void close();
 
     ObjectId root() const override;
@@ -67,12 +74,8 @@ class Hdf5Tree final : public DataTree {
         Extents extents;         // of a data set
         std::string description; // of another object
     };
-    struct OpenSet {
-        ObjectId id{};
-        hdf5::SetUse use{};
-        hdf5::Id set;
-        hdf5::Id space;
-    };
+    struct OpenSet;
+    struct OpenFile; // what is open in the HDF5 library, which this room alone includes
 
     const Node& node(ObjectId id) const;
     const Node& node(ObjectId id, ObjectKind kind) const;
@@ -89,11 +92,10 @@ class Hdf5Tree final : public DataTree {
     void make_anew(ObjectId id, const Extents& extents);
 
     std::filesystem::path name_;
-    hdf5::Id file_;
+    std::unique_ptr<OpenFile> open_;
     std::vector<Node> nodes_; // the object with the id n stands at n - 1
     std::map<std::string, ObjectId, std::less<>> by_path_;
-    std::map<haddr_t, ObjectId> by_address_;
-    OpenSet open_set_;
+    std::map<std::uint64_t, ObjectId> by_address_; // in the file
 };
 
 } // namespace talvora::host

@@ -2,6 +2,7 @@
 #include "host/hdf5/hdf5_tree.h"
 #include "tests/host/cli/cli_test.h"
 
+#include <hdf5.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>

@@ -1,5 +1,8 @@
 // The function tables, called as a plug-in calls them. Every case runs over both trees.
+#include "host/hdf5/hdf5_files.h"
+#include "host/hdf5/hdf5_links.h"
 #include "host/hdf5/hdf5_tree.h"
+#include "host/hdf5/hdf5_types.h"
 #include "host/interface/host_call.h"
 #include "host/interface/host_tables.h"
 #include "host/tree/memory_tree.h"

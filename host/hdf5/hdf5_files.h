@@ -1,0 +1,17 @@
+// HDF5 files as a whole: made, opened, checked and closed.
+#pragma once
+
+#include "host/hdf5/hdf5_calls.h"
+
+#include <filesystem>
+
+namespace talvora::host::hdf5 {
+
+// New objects are written in the format of library version 1.8 or later.
+Id create_file(const std::filesystem::path& file); // fails when it exists
+// Says what is wrong with a file that is missing, empty, damaged, locked or another kind.
+Id open_file(const std::filesystem::path& file, bool for_writing);
+void flush_file(hid_t file, const std::filesystem::path& name);
+void close_file(Id file, const std::filesystem::path& name);
+
+} // namespace talvora::host::hdf5

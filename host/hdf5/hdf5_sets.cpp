@@ -1,0 +1,166 @@
+#include "host/hdf5/hdf5_sets.h"
+
+#include "host/hdf5/hdf5_types.h"
+#include "host/tree/slabs.h"
+#include "host/tree/tree_rules.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace talvora::host::hdf5 {
+
+namespace {
+
+// Large enough for the chunks that a line along a slow axis crosses in usual files.
+constexpr std::size_t CHUNK_CACHE_BYTES = 64UL << 20;
+constexpr std::size_t CHUNK_CACHE_SLOTS = 12'421; // a prime, as the library asks for
+
+// A quarter of a mebibyte per chunk: large enough to be read at once at full speed,
+// small enough that a line through a few hundred of them stays in the cache.
+constexpr std::uint64_t CHUNK_SAMPLES = std::uint64_t{64} * 1024;
+
+// As much of the fast dimensions as fits a chunk. A dimension without samples will grow:
+// it gets as much room as is left.
+Extents choose_chunk(const Extents& extents) {
+    Extents chunk(extents.size(), 1);
+    std::uint64_t room = CHUNK_SAMPLES;
+    for (std::size_t d = extents.size(); d-- > 0;) {
+        chunk[d] = extents[d] == 0 ? room : std::min(extents[d], room);
+        room /= chunk[d];
+    }
+    return chunk;
+}
+
+Id chunked_properties(std::span<const std::uint64_t> chunk, std::optional<hid_t> older) {
+    Id properties = older ? owned(H5Pcopy(*older), "copy", "the properties of a data set")
+                          : make_properties(H5P_DATASET_CREATE);
+    leave_out_times(properties);
+    const float zero = 0;
+    checked(H5Pset_chunk(properties, static_cast<int>(chunk.size()), to_hsize(chunk).data()), "set",
+            "the shape of chunks");
+    checked(H5Pset_fill_value(properties, H5T_NATIVE_FLOAT, &zero), "set", "the fill value");
+    checked(H5Pset_fill_time(properties, H5D_FILL_TIME_IFSET), "set", "when samples are filled");
+    return properties;
+}
+
+// A block in memory with the dimensions of the slab: between selections of the same shape
+// the library copies whole chunks, from a flat block it would go line by line.
+Id block_space(const Hyperslab& slab) {
+    return make_space(slab.counts, false);
+}
+
+void select_slab(hid_t space, const Hyperslab& slab, std::string_view path) {
+    Words starts{};
+    Words counts{};
+    std::ranges::copy(slab.starts, starts.begin());
+    std::ranges::copy(slab.counts, counts.begin());
+    checked(
+        H5Sselect_hyperslab(space, H5S_SELECT_SET, starts.data(), nullptr, counts.data(), nullptr),
+        "select samples of", path);
+}
+
+H5D_layout_t set_layout(hid_t properties) {
+    return checked(H5Pget_layout(properties), "read", "the layout of a data set");
+}
+
+bool new_room_is_zero(hid_t properties) {
+    H5D_fill_time_t time{};
+    H5D_fill_value_t status{};
+    checked(H5Pget_fill_time(properties, &time), "read", "when samples are filled");
+    checked(H5Pfill_value_defined(properties, &status), "read", "the fill value");
+    if (time == H5D_FILL_TIME_NEVER || status == H5D_FILL_VALUE_UNDEFINED) {
+        return false;
+    }
+    float value = 0;
+    checked(H5Pget_fill_value(properties, H5T_NATIVE_FLOAT, &value), "read", "the fill value");
+    return value == 0 && !std::signbit(value);
+}
+
+bool fits_max_extents(hid_t set, const Extents& extents) {
+    Words most{};
+    checked(H5Sget_simple_extent_dims(set_space(set), nullptr, most.data()), "read", "extents");
+    return std::ranges::equal(extents, std::span(most).first(extents.size()), std::less_equal());
+}
+
+// Each chunk costs an entry in an index, and a read and a write of its own: a set that
+// was made for a few samples cannot take millions.
+bool has_sane_chunks(hid_t properties, const Extents& extents) {
+    constexpr std::uint64_t SMALL_CHUNK = 1024;
+    constexpr std::uint64_t MANY_CHUNKS = std::uint64_t{16} * 1024;
+    Words chunk{};
+    checked(H5Pget_chunk(properties, MAX_RANK, chunk.data()), "read", "the shape of chunks");
+    const Extents used(chunk.begin(), chunk.begin() + std::ssize(extents));
+    const std::uint64_t chunk_samples = count_samples(used);
+    return chunk_samples >= SMALL_CHUNK || count_samples(extents) / chunk_samples < MANY_CHUNKS;
+}
+
+// Samples that are copied at once.
+constexpr std::uint64_t BUFFER_SAMPLES = std::uint64_t{4} * 1024 * 1024;
+
+} // namespace
+
+Id set_type(hid_t set) {
+    return owned(H5Dget_type(set), "read", "the type of a data set");
+}
+
+Id set_space(hid_t set) {
+    return owned(H5Dget_space(set), "read", "the extents of a data set");
+}
+
+Id set_properties(hid_t set) {
+    return owned(H5Dget_create_plist(set), "read", "the properties of a data set");
+}
+
+Id create_float_set(hid_t group, const std::string& name, const Extents& extents,
+                    std::optional<hid_t> older) {
+    const Id properties = chunked_properties(choose_chunk(extents), older);
+    return owned(H5Dcreate2(group, name.c_str(), H5T_IEEE_F32LE, make_space(extents, true),
+                            naming_properties(H5P_LINK_CREATE), properties, H5P_DEFAULT),
+                 "create the data set", name);
+}
+
+Id open_set(hid_t file, const std::string& path, SetUse use) {
+    const Id access = make_properties(H5P_DATASET_ACCESS);
+    const bool in_parts = use == SetUse::Parts;
+    checked(H5Pset_chunk_cache(access, in_parts ? CHUNK_CACHE_SLOTS : 0,
+                               in_parts ? CHUNK_CACHE_BYTES : 0, H5D_CHUNK_CACHE_W0_DEFAULT),
+            "set", "the cache of chunks");
+    return owned(H5Dopen2(file, path.c_str(), access), "open the data set", path);
+}
+
+void resize_set(hid_t set, const Extents& extents, std::string_view path) {
+    checked(H5Dset_extent(set, to_hsize(extents).data()), "resize", path);
+}
+
+bool can_resize(hid_t set, const Extents& extents) {
+    const Id properties = set_properties(set);
+    return set_layout(properties) == H5D_CHUNKED && fits_max_extents(set, extents) &&
+           new_room_is_zero(properties) && has_sane_chunks(properties, extents);
+}
+
+void read_floats(hid_t set, hid_t space, const Hyperslab& slab, std::span<float> samples,
+                 std::string_view path) {
+    select_slab(space, slab, path);
+    checked(H5Dread(set, H5T_NATIVE_FLOAT, block_space(slab), space, H5P_DEFAULT, samples.data()),
+            "read", path);
+}
+
+void write_floats(hid_t set, hid_t space, const Hyperslab& slab, std::span<const float> samples,
+                  std::string_view path) {
+    select_slab(space, slab, path);
+    checked(H5Dwrite(set, H5T_NATIVE_FLOAT, block_space(slab), space, H5P_DEFAULT, samples.data()),
+            "write", path);
+}
+
+void copy_floats(hid_t from, hid_t to, const Extents& counts, const std::string& path) {
+    const Id from_space = set_space(from);
+    const Id to_space = set_space(to);
+    std::vector<float> samples;
+    visit_slabs(counts, BUFFER_SAMPLES, [&](const Hyperslab& slab, std::uint64_t count) {
+        samples.resize(count);
+        read_floats(from, from_space, slab, samples, path);
+        write_floats(to, to_space, slab, samples, path);
+    });
+}
+
+} // namespace talvora::host::hdf5
