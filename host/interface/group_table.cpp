@@ -2,9 +2,7 @@
 #include "host/interface/host_tables.h"
 #include "host/interface/record_makers.h"
 #include "host/interface/table_objects.h"
-#include "host/tree/tree_rules.h"
-
-#include <set>
+#include "host/tree/group_walk.h"
 
 namespace talvora::host {
 
@@ -50,17 +48,15 @@ void open_group(group_handle* out, group_handle parent, const char* path) {
     });
 }
 
-// Depth first, by name. Links can make a group its own descendant: each is seen once.
-void collect_groups(DataTree& tree, ObjectId group, std::set<ObjectId>& seen,
-                    std::vector<ObjectId>& groups) {
-    for (const std::string& name : tree.list_groups(group)) {
-        const auto child = tree.find(group, name);
-        if (!child || !seen.insert(*child).second) {
-            continue;
+// Each once, also where links make a group its own descendant.
+std::vector<ObjectId> list_groups_below(DataTree& tree, ObjectId start) {
+    std::vector<ObjectId> groups;
+    walk_groups(tree, start, [&](ObjectId group) {
+        if (group != start) {
+            groups.push_back(group);
         }
-        groups.push_back(*child);
-        collect_groups(tree, *child, seen, groups);
-    }
+    });
+    return groups;
 }
 
 // The list is complete before the first callback, which may throw through this function
@@ -72,9 +68,7 @@ host_flag visit_groups(group_handle group, visit_groups_callback callback, void*
         if (callback == nullptr) {
             throw InterfaceBreak("called without a callback");
         }
-        std::vector<ObjectId> below;
-        std::set<ObjectId> seen{object_of(call, group)};
-        collect_groups(call.tree(), object_of(call, group), seen, below);
+        auto below = list_groups_below(call.tree(), object_of(call, group));
         listed = true;
         return below;
     });

@@ -1,39 +1,13 @@
 #include "host/tree/named_objects.h"
 
 #include "host/text/path_glob.h"
+#include "host/tree/group_walk.h"
 #include "host/tree/tree_rules.h"
 
 #include <algorithm>
-#include <set>
 
 namespace talvora::host {
 namespace {
-
-class Walk {
-  public:
-    explicit Walk(DataTree& tree) : tree_(tree) {}
-
-    void below(ObjectId group, const std::string& group_path) {
-        if (!visited_.insert(group).second) {
-            return;
-        }
-        for (const std::string& name : tree_.list_datasets(group)) {
-            objects_.push_back({join_path(group_path, name), ObjectKind::DataSet});
-        }
-        for (const std::string& name : tree_.list_groups(group)) {
-            const std::string path = join_path(group_path, name);
-            objects_.push_back({path, ObjectKind::Group});
-            below(tree_.find(group, name).value(), path);
-        }
-    }
-
-    std::vector<NamedObject> take_objects() { return std::move(objects_); }
-
-  private:
-    DataTree& tree_;
-    std::vector<NamedObject> objects_;
-    std::set<ObjectId> visited_;
-};
 
 std::string join_names(const std::vector<std::string>& names) {
     std::string path;
@@ -46,9 +20,19 @@ std::string join_names(const std::vector<std::string>& names) {
 } // namespace
 
 std::vector<NamedObject> list_objects(DataTree& tree, ObjectId group, const std::string& path) {
-    Walk walk(tree);
-    walk.below(group, path);
-    return walk.take_objects();
+    std::vector<NamedObject> objects;
+    walk_group_places(tree, group, path, [&](const GroupPlace& place) {
+        if (place.path != path) {
+            objects.push_back({place.path, ObjectKind::Group});
+        }
+        if (!place.is_first) {
+            return;
+        }
+        for (const std::string& name : tree.list_datasets(place.id)) {
+            objects.push_back({join_path(place.path, name), ObjectKind::DataSet});
+        }
+    });
+    return objects;
 }
 
 // Names in front of the first wildcard may lead through links, which a walk does not follow

@@ -1,5 +1,7 @@
 #include "host/validate/sample_trees.h"
 
+#include "host/tree/group_walk.h"
+
 #include <bit>
 #include <cmath>
 #include <functional>
@@ -202,17 +204,10 @@ std::uint64_t digest_set(DataTree& tree, ObjectId set) {
     return digest.value();
 }
 
-void digest_group(DataTree& tree, ObjectId group, std::map<std::string, std::uint64_t>& digests) {
+std::uint64_t digest_group(DataTree& tree, ObjectId group) {
     Digest digest;
     add_attributes(digest, tree, group);
-    digests[tree.path(group)] = digest.value();
-    for (const std::string& name : tree.list_datasets(group)) {
-        const ObjectId set = tree.find(group, name).value();
-        digests[tree.path(set)] = digest_set(tree, set);
-    }
-    for (const std::string& name : tree.list_groups(group)) {
-        digest_group(tree, tree.find(group, name).value(), digests);
-    }
+    return digest.value();
 }
 
 } // namespace
@@ -234,7 +229,13 @@ std::span<const SampleTree> odd_trees() {
 
 std::map<std::string, std::uint64_t> digest_objects(DataTree& tree) {
     std::map<std::string, std::uint64_t> digests;
-    digest_group(tree, tree.root(), digests);
+    walk_groups(tree, tree.root(), [&](ObjectId group) {
+        digests[tree.path(group)] = digest_group(tree, group);
+        for (const std::string& name : tree.list_datasets(group)) {
+            const ObjectId set = tree.find(group, name).value();
+            digests[tree.path(set)] = digest_set(tree, set);
+        }
+    });
     return digests;
 }
 
