@@ -1,32 +1,19 @@
 #include "host/cli/files.h"
 
 #include "host/system/safe_write.h"
+#include "host/tree/group_walk.h"
 
 #include <fmt/format.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <fstream>
-#include <set>
 #include <system_error>
 
 namespace talvora::host {
 namespace {
 
 namespace fs = std::filesystem;
-
-// Groups may be linked into each other, so each is visited once.
-void visit_objects(DataTree& tree, ObjectId group, std::set<ObjectId>& visited) {
-    if (!visited.insert(group).second) {
-        return;
-    }
-    for (const std::string& name : tree.list_datasets(group)) {
-        tree.extents(tree.find(group, name).value());
-    }
-    for (const std::string& name : tree.list_groups(group)) {
-        visit_objects(tree, tree.find(group, name).value(), visited);
-    }
-}
 
 std::vector<std::string> hint_at_table(const fs::path& file) {
     std::error_code ignored;
@@ -69,8 +56,11 @@ void copy_content(const fs::path& from, const fs::path& temporary) {
 
 void check_written(const fs::path& temporary) {
     Hdf5Tree tree(temporary, Hdf5Access::ReadOnly);
-    std::set<ObjectId> visited;
-    visit_objects(tree, tree.root(), visited);
+    walk_groups(tree, tree.root(), [&](ObjectId group) {
+        for (const std::string& name : tree.list_datasets(group)) {
+            tree.extents(tree.find(group, name).value());
+        }
+    });
 }
 
 void write_text_file(const std::string& output, bool replace,

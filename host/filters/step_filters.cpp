@@ -3,6 +3,7 @@
 #include "host/filters/filter_parameters.h"
 #include "host/filters/known_units.h"
 #include "host/interface/table_objects.h"
+#include "host/tree/group_walk.h"
 
 #include <algorithm>
 #include <cmath>
@@ -42,7 +43,7 @@ class RateFinder {
         const auto* group = find_value<std::string>(values, SOURCE_GROUP_KEY);
         const auto* recursive = find_value<bool>(values, SCAN_RECURSIVE_KEY);
         if (group != nullptr) {
-            note_group(tree_.root(), *group, recursive != nullptr && *recursive);
+            note_group(*group, recursive != nullptr && *recursive);
         }
         return rates_;
     }
@@ -74,24 +75,22 @@ class RateFinder {
         }
     }
 
-    void note_group(ObjectId parent, const std::string& path, bool recursive) {
-        const auto group = look_up(parent, path, ObjectKind::Group);
-        // A group may be linked into itself.
-        if (!group || !visited_.insert(*group).second) {
-            return;
+    void note_sets(ObjectId group) {
+        for (const std::string& name : tree_.list_datasets(group)) {
+            note_set(group, name);
         }
-        for (const std::string& name : tree_.list_datasets(*group)) {
-            note_set(*group, name);
-        }
-        if (recursive) {
-            for (const std::string& name : tree_.list_groups(*group)) {
-                note_group(*group, name, true);
-            }
+    }
+
+    void note_group(const std::string& path, bool recursive) {
+        const auto group = look_up(tree_.root(), path, ObjectKind::Group);
+        if (group && recursive) {
+            walk_groups(tree_, *group, [&](ObjectId below) { note_sets(below); });
+        } else if (group) {
+            note_sets(*group);
         }
     }
 
     DataTree& tree_;
-    std::set<ObjectId> visited_;
     std::set<float> rates_;
 };
 
