@@ -1,6 +1,6 @@
 // Table 4: declarations, parameter values, the root of the tree, the call's errors.
 #include "host/interface/host_call.h"
-#include "host/interface/host_tables.h"
+#include "host/interface/interface_tables.h"
 #include "host/interface/record_makers.h"
 #include "host/interface/table_objects.h"
 

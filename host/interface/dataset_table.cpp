@@ -1,5 +1,5 @@
 // Table 8: data sets, their samples and their attributes.
-#include "host/interface/host_tables.h"
+#include "host/interface/interface_tables.h"
 #include "host/interface/record_makers.h"
 #include "host/interface/table_objects.h"
 #include "host/tree/tree_rules.h"
@@ -32,16 +32,17 @@ Extents checked_extents(const std::uint64_t* extents, std::uint64_t rank) {
     return {given.begin(), given.end()};
 }
 
-Hyperslab checked_slab(const std::uint64_t* selection, std::uint64_t word_count) {
+// What the interface calls a selection: the starts, then the counts.
+Hyperslab checked_slab(const std::uint64_t* given, std::uint64_t word_count) {
     if (word_count % 2 != 0 || word_count > 2 * MAX_RANK) {
         throw TreeError(
             fmt::format("a selection cannot have {} words (allowed: twice the rank)", word_count));
     }
-    const auto words = checked_array(selection, word_count);
+    const auto words = checked_array(given, word_count);
     return {words.first(word_count / 2), words.last(word_count / 2)};
 }
 
-// The samples behind a pointer: as many as the selection names. The tree checks that
+// The samples behind a pointer: as many as the hyperslab holds. The tree checks that
 // they are inside the set before any is touched.
 template <typename Sample>
 std::span<Sample> checked_samples(Sample* samples, const Hyperslab& slab) {

@@ -1,5 +1,5 @@
 // Table 7: groups and their attributes.
-#include "host/interface/host_tables.h"
+#include "host/interface/interface_tables.h"
 #include "host/interface/record_makers.h"
 #include "host/interface/table_objects.h"
 #include "host/tree/group_walk.h"

@@ -1,6 +1,6 @@
 // Table 9: messages that belong to no call's context.
 #include "host/interface/host_call.h"
-#include "host/interface/host_tables.h"
+#include "host/interface/interface_tables.h"
 
 namespace talvora::host {
 

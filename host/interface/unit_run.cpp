@@ -1,6 +1,6 @@
 #include "host/interface/unit_run.h"
 
-#include "host/interface/host_tables.h"
+#include "host/interface/interface_tables.h"
 #include "host/tree/memory_tree.h"
 
 #include <fmt/format.h>

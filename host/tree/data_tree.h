@@ -1,9 +1,10 @@
-// A tree of groups and data sets, as the reference host offers it to units. There
-// are two: one in memory (memory_tree.h) and one on an HDF5 file (hdf5_tree.h); the
-// function tables (host_tables.h) and the commands work on either.
+// A tree of groups and data sets, as the reference host offers it to units. One keeps
+// its objects in memory (memory_tree.h), one in an HDF5 file (hdf5_tree.h); the others
+// stand in front of a tree and pass requests on (forwarding_tree.h). The function tables
+// (interface_tables.h) and the commands work on any.
 //
-// A data set is an n-dimensional array of 32-bit floats of rank 1 or more (the
-// memory tree can hold rank 0 for tests), row-major, last dimension fastest.
+// A data set is an n-dimensional array of 32-bit floats of rank 1 or more (the memory
+// tree can hold rank 0, for tests and the validator), row-major, last dimension fastest.
 // Groups and data sets carry named attributes.
 //
 // Paths are relative to the group they are given with, their names parted by '/';
@@ -49,7 +50,7 @@ enum class ObjectKind { Group, DataSet, Other };
 
 using Extents = std::vector<std::uint64_t>;
 
-// One start and one count per dimension.
+// One start and one count per dimension, borrowed from who asks.
 struct Hyperslab {
     std::span<const std::uint64_t> starts;
     std::span<const std::uint64_t> counts;

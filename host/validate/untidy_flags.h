@@ -2,7 +2,7 @@
 // hold anything.
 #pragma once
 
-#include "host/interface/host_tables.h"
+#include "host/interface/interface_tables.h"
 
 #include <array>
 #include <cstdint>

@@ -1,6 +1,6 @@
 #include "host/validate/watched_call.h"
 
-#include "host/interface/host_tables.h"
+#include "host/interface/interface_tables.h"
 #include "host/tree/memory_tree.h"
 #include "host/validate/untidy_flags.h"
 #include "host/validate/watched_imports.h"

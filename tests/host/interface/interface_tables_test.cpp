@@ -4,7 +4,7 @@
 #include "host/hdf5/hdf5_tree.h"
 #include "host/hdf5/hdf5_types.h"
 #include "host/interface/host_call.h"
-#include "host/interface/host_tables.h"
+#include "host/interface/interface_tables.h"
 #include "host/tree/memory_tree.h"
 #include "tests/host/temporary_folder.h"
 

@@ -1,4 +1,4 @@
-#include "host/interface/host_tables.h"
+#include "host/interface/interface_tables.h"
 
 #include "host/interface/host_call.h"
 
