@@ -1,5 +1,6 @@
 #include "host/hdf5/hdf5_attributes.h"
 
+#include "host/hdf5/hdf5_links.h"
 #include "host/hdf5/hdf5_types.h"
 #include "host/tree/tree_rules.h"
 

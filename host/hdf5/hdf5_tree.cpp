@@ -108,7 +108,7 @@ std::vector<OtherObject> Hdf5Tree::list_others(ObjectId group) {
 
 ObjectId Hdf5Tree::create_group(ObjectId parent, std::string_view path) {
     node(parent, ObjectKind::Group);
-    NewPlace place = find_new_place(*this, parent, path);
+    NewPlace place = plan_new_place(*this, parent, path);
     place.missing_groups.push_back(place.name);
     return create_groups(place.group, place.missing_groups);
 }
@@ -116,7 +116,7 @@ ObjectId Hdf5Tree::create_group(ObjectId parent, std::string_view path) {
 ObjectId Hdf5Tree::create_dataset(ObjectId parent, std::string_view path, const Extents& extents) {
     node(parent, ObjectKind::Group);
     check_extents(extents, 1, path);
-    const NewPlace place = find_new_place(*this, parent, path);
+    const NewPlace place = plan_new_place(*this, parent, path);
     const ObjectId group = create_groups(place.group, place.missing_groups);
     hdf5::Id set = hdf5::create_float_set(open(group), place.name, extents);
     return add_object(std::move(set), join_path(node(group).path, place.name));

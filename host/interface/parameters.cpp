@@ -34,7 +34,7 @@ const TypeRow& row_of(ParameterType type) {
     return *std::ranges::find(TYPES, type, &TypeRow::type);
 }
 
-std::string list_types() {
+std::string describe_types() {
     std::vector<std::string> names;
     for (const TypeRow& row : TYPES) {
         names.emplace_back(row.name);
@@ -245,7 +245,7 @@ ParameterSignature parse_signature(std::string_view text, bool required) {
     const bool has_default = rest.find(" = ") != std::string_view::npos;
     const auto row = std::ranges::find(TYPES, take_until(rest, " = "), &TypeRow::name);
     if (row == TYPES.end()) {
-        refuse_signature(text, fmt::format("has an unknown type (known: {})", list_types()));
+        refuse_signature(text, fmt::format("has an unknown type (known: {})", describe_types()));
     }
     signature.type = row->type;
     if (!has_default) {

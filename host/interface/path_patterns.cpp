@@ -28,7 +28,7 @@ std::vector<std::string> sort_names(std::vector<std::string> names) {
 // ---------------------------------------------------------------------------
 // Messages
 
-std::string list_names(const std::vector<std::string>& names) {
+std::string describe_names(const std::vector<std::string>& names) {
     const std::string listed =
         join_texts(std::span(names).first(std::min(names.size(), MAX_SHOWN_NAMES)));
     return names.size() <= MAX_SHOWN_NAMES ? listed
@@ -45,7 +45,7 @@ std::string describe_nearest(DataTree& tree, ObjectId group, const std::string& 
         return fmt::format("nearest: {}", join_path(path, *nearest));
     }
     return names.empty() ? fmt::format("'{}' is empty", path)
-                         : fmt::format("in '/{}': {}", path, list_names(sort_names(names)));
+                         : fmt::format("in '/{}': {}", path, describe_names(sort_names(names)));
 }
 
 // Follows the pattern's names as far as they exist.
@@ -91,7 +91,7 @@ class Expansion {
         if (found.size() > 1) {
             throw Failure(ExitCode::Input,
                           fmt::format("{}: {}={}: {} objects match, one is taken: {}", source_,
-                                      key_, name, found.size(), list_names(found)),
+                                      key_, name, found.size(), describe_names(found)),
                           {"write a pattern that matches one of them alone"});
         }
         name = found.front();

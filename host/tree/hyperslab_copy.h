@@ -1,5 +1,5 @@
 // Copies the samples of a hyperslab out of and into a row-major array, in as few and as
-// long pieces as the selection allows: a whole set or a line along its last axis is one
+// long pieces as it allows: a whole set or a line along its last axis is one
 // memcpy. Allocates nothing; the hyperslab has been checked against the extents.
 #pragma once
 

@@ -182,7 +182,7 @@ std::vector<std::string> MemoryTree::list_children(ObjectId group, ObjectKind ki
 
 ObjectId MemoryTree::create(ObjectId parent, std::string_view path, Node new_node) {
     node(parent, ObjectKind::Group);
-    NewPlace place = find_new_place(*this, parent, path);
+    NewPlace place = plan_new_place(*this, parent, path);
     for (const std::string& name : place.missing_groups) {
         place.group = add_child(place.group, name, Node{});
     }

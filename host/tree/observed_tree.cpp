@@ -24,7 +24,7 @@ bool is_whole(const Hyperslab& slab, const Extents& extents) {
     return std::ranges::equal(slab.counts, extents);
 }
 
-std::shared_ptr<const GapList> find_gaps(const Extents& extents, std::span<const float> samples) {
+std::shared_ptr<const GapList> gaps_of(const Extents& extents, std::span<const float> samples) {
     GapList gaps(line_length(extents));
     gaps.append(samples);
     return std::make_shared<const GapList>(std::move(gaps));
@@ -131,7 +131,7 @@ void ObservedTree::read(ObjectId set, const Hyperslab& slab, std::span<float> sa
         return;
     }
     if (const Extents extents = tree_.extents(set); !watched.gaps && is_whole(slab, extents)) {
-        watched.gaps = find_gaps(extents, samples);
+        watched.gaps = gaps_of(extents, samples);
     }
     watch_samples(set).read = true;
 }
@@ -143,7 +143,7 @@ void ObservedTree::write(ObjectId set, const Hyperslab& slab, std::span<const fl
     watched.written = true;
     watched.gaps.reset();
     if (const Extents extents = tree_.extents(set); is_whole(slab, extents)) {
-        watched.gaps = find_gaps(extents, samples);
+        watched.gaps = gaps_of(extents, samples);
     }
 }
 

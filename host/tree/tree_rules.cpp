@@ -72,7 +72,7 @@ std::pair<std::string, std::string> split_last(const std::string& path) {
                               : std::pair(path.substr(0, slash), path.substr(slash + 1));
 }
 
-NewPlace find_new_place(DataTree& tree, ObjectId parent, std::string_view path) {
+NewPlace plan_new_place(DataTree& tree, ObjectId parent, std::string_view path) {
     std::vector<std::string> names = split_path(path);
     if (names.empty()) {
         throw TreeError(fmt::format("'{}' names no new object", path));

@@ -32,7 +32,7 @@ struct NewPlace {
 };
 
 // Refuses the empty path, a taken name, and a way through something that is no group.
-NewPlace find_new_place(DataTree& tree, ObjectId parent, std::string_view path);
+NewPlace plan_new_place(DataTree& tree, ObjectId parent, std::string_view path);
 
 // The product of the extents; refused when it does not fit 64 bits.
 std::uint64_t count_samples(std::span<const std::uint64_t> extents);

@@ -18,7 +18,7 @@ const Item* at(const void* begin, std::uint64_t distance) {
     return reinterpret_cast<const Item*>(static_cast<const unsigned char*>(begin) + distance);
 }
 
-IMAGE_DATA_DIRECTORY find_exports(const void* begin) {
+IMAGE_DATA_DIRECTORY exports_of(const void* begin) {
     const auto* start = at<IMAGE_DOS_HEADER>(begin, 0);
     const auto* headers = at<IMAGE_NT_HEADERS>(begin, static_cast<std::uint64_t>(start->e_lfanew));
     return headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_EXPORT];
@@ -33,7 +33,7 @@ std::vector<std::string> list_exported_names(const std::filesystem::path& file) 
     if (library == nullptr) {
         throw std::runtime_error("is no library of this platform");
     }
-    const IMAGE_DATA_DIRECTORY directory = find_exports(library.get());
+    const IMAGE_DATA_DIRECTORY directory = exports_of(library.get());
     if (directory.Size == 0) {
         return {};
     }

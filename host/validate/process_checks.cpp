@@ -43,7 +43,7 @@ void check_aspect(Examination& examination, StateAspect aspect,
     }
     const Settings before = read_process_state(aspect);
     tour(examination, [&] {
-        for (const std::string& change : list_changes(before, read_process_state(aspect))) {
+        for (const std::string& change : describe_changes(before, read_process_state(aspect))) {
             examination.fail(change);
         }
         for (const Forbidden kind : kinds) {

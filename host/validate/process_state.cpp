@@ -97,7 +97,7 @@ Settings read_surroundings() {
 }
 
 // The folder /proc/self/fd shows the descriptor that it is read with as well.
-Settings list_folder(const char* folder) {
+Settings read_folder(const char* folder) {
     Settings settings;
     std::error_code error;
     for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
@@ -109,16 +109,16 @@ Settings list_folder(const char* folder) {
 }
 
 Settings read_threads() {
-    return list_folder("/proc/self/task");
+    return read_folder("/proc/self/task");
 }
 
 Settings read_files() {
-    return list_folder("/proc/self/fd");
+    return read_folder("/proc/self/fd");
 }
 
 #endif
 
-std::string find_or_nothing(const Settings& settings, const std::string& name) {
+std::string describe_setting(const Settings& settings, const std::string& name) {
     const auto found = settings.find(name);
     return found == settings.end() ? "nothing" : "'" + found->second + "'";
 }
@@ -152,13 +152,13 @@ bool is_known(StateAspect aspect) {
 #endif
 }
 
-std::vector<std::string> list_changes(const Settings& before, const Settings& after) {
+std::vector<std::string> describe_changes(const Settings& before, const Settings& after) {
     Settings all = before;
     all.insert(after.begin(), after.end());
     std::vector<std::string> changes;
     for (const auto& [name, value] : all) {
-        const std::string was = find_or_nothing(before, name);
-        const std::string is = find_or_nothing(after, name);
+        const std::string was = describe_setting(before, name);
+        const std::string is = describe_setting(after, name);
         if (was != is) {
             changes.push_back(fmt::format("{} was {}, is {}", name, was, is));
         }

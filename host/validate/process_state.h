@@ -18,6 +18,6 @@ Settings read_process_state(StateAspect aspect);
 bool is_known(StateAspect aspect);
 
 // One sentence per setting that differs.
-std::vector<std::string> list_changes(const Settings& before, const Settings& after);
+std::vector<std::string> describe_changes(const Settings& before, const Settings& after);
 
 } // namespace talvora::host

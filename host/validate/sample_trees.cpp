@@ -53,13 +53,13 @@ ObjectId add_set(DataTree& tree, const std::string& path, const Extents& extents
     return add_set(tree, path, extents, make_samples(count_of(extents)));
 }
 
-void describe_set(DataTree& tree, ObjectId set, float rate) {
+void write_set_attributes(DataTree& tree, ObjectId set, float rate) {
     tree.write_attribute(set, "SampleRate", rate);
     tree.write_attribute(set, "StartTime", 0.25F);
     tree.write_attribute(set, "MetricType", std::string("acceleration"));
 }
 
-void describe_group(DataTree& tree) {
+void write_group_attributes(DataTree& tree) {
     const auto group = tree.find(tree.root(), SAMPLE_GROUP);
     if (!group) {
         return;
@@ -70,15 +70,15 @@ void describe_group(DataTree& tree) {
 
 template <std::uint64_t... EXTENTS>
 void build_with_extents(DataTree& tree) {
-    describe_set(tree, add_set(tree, SAMPLE_SET, {EXTENTS...}), 100.0F);
-    describe_group(tree);
+    write_set_attributes(tree, add_set(tree, SAMPLE_SET, {EXTENTS...}), 100.0F);
+    write_group_attributes(tree);
 }
 
 template <int RATE_INDEX>
 void build_with_rate(DataTree& tree) {
     constexpr float RATES[] = {NO_NUMBER, INFINITE, -INFINITE, 0.0F, -100.0F, 1e-30F, 1e30F};
-    describe_set(tree, add_set(tree, SAMPLE_SET, {3, 1, 40}), RATES[RATE_INDEX]);
-    describe_group(tree);
+    write_set_attributes(tree, add_set(tree, SAMPLE_SET, {3, 1, 40}), RATES[RATE_INDEX]);
+    write_group_attributes(tree);
 }
 
 void build_without_attributes(DataTree& tree) {
@@ -92,13 +92,15 @@ void build_without_sets(DataTree& tree) {
 void build_empty(DataTree&) {}
 
 void build_all_missing(DataTree& tree) {
-    describe_set(tree, add_set(tree, SAMPLE_SET, {2, 40}, std::vector<float>(80, NO_NUMBER)), 100);
-    describe_group(tree);
+    write_set_attributes(
+        tree, add_set(tree, SAMPLE_SET, {2, 40}, std::vector<float>(80, NO_NUMBER)), 100);
+    write_group_attributes(tree);
 }
 
 void build_all_infinite(DataTree& tree) {
-    describe_set(tree, add_set(tree, SAMPLE_SET, {2, 40}, std::vector<float>(80, INFINITE)), 100);
-    describe_group(tree);
+    write_set_attributes(tree, add_set(tree, SAMPLE_SET, {2, 40}, std::vector<float>(80, INFINITE)),
+                         100);
+    write_group_attributes(tree);
 }
 
 void build_swapped(DataTree& tree) {
@@ -213,14 +215,14 @@ std::uint64_t digest_group(DataTree& tree, ObjectId group) {
 } // namespace
 
 void build_ordinary_tree(DataTree& tree) {
-    describe_set(tree, add_set(tree, SAMPLE_SET, {3, 1, 60}), 100.0F);
+    write_set_attributes(tree, add_set(tree, SAMPLE_SET, {3, 1, 60}), 100.0F);
     std::vector<float> with_gaps = make_samples(180);
     cut_gaps(with_gaps);
-    describe_set(tree, add_set(tree, "Imu/gyr", {3, 1, 60}, with_gaps), 100.0F);
-    describe_set(tree, add_set(tree, "Imu/emg", {3, 1, 60}), 200.0F);
-    describe_set(tree, add_set(tree, "Imu/left/acc", {3, 1, 60}), 100.0F);
-    describe_set(tree, add_set(tree, "Imu/left/foot/force", {50}), 100.0F);
-    describe_group(tree);
+    write_set_attributes(tree, add_set(tree, "Imu/gyr", {3, 1, 60}, with_gaps), 100.0F);
+    write_set_attributes(tree, add_set(tree, "Imu/emg", {3, 1, 60}), 200.0F);
+    write_set_attributes(tree, add_set(tree, "Imu/left/acc", {3, 1, 60}), 100.0F);
+    write_set_attributes(tree, add_set(tree, "Imu/left/foot/force", {50}), 100.0F);
+    write_group_attributes(tree);
 }
 
 std::span<const SampleTree> odd_trees() {
