@@ -31,22 +31,24 @@ constexpr std::size_t MAX_MEMORY = std::size_t{4} << 30;
 // Its own way to the parent, whatever becomes of standard output.
 int parent = -1;
 
-bool write_some(std::string_view text, std::size_t& at) {
+// How much of the text went out; 0 when nobody listens any more.
+std::size_t write_some(std::string_view text) {
 #if defined(_WIN32)
-    const int count = _write(parent, text.data() + at, static_cast<unsigned>(text.size() - at));
+    const int count = _write(parent, text.data(), static_cast<unsigned>(text.size()));
 #else
-    const ssize_t count = write(parent, text.data() + at, text.size() - at);
+    const ssize_t count = write(parent, text.data(), text.size());
 #endif
-    at += count > 0 ? static_cast<std::size_t>(count) : 0;
-    return count > 0;
+    return count > 0 ? static_cast<std::size_t>(count) : 0;
 }
 
 void tell(std::string_view kind, std::string_view text) {
     const std::string line = format_line(kind, text);
-    for (std::size_t at = 0; at < line.size();) {
-        if (!write_some(line, at)) {
-            std::_Exit(EXIT_FAILURE); // nobody listens any more
+    for (std::string_view rest = line; !rest.empty();) {
+        const std::size_t count = write_some(rest);
+        if (count == 0) {
+            std::_Exit(EXIT_FAILURE);
         }
+        rest.remove_prefix(count);
     }
 }
 
@@ -58,8 +60,7 @@ void tell_fault(const void* address, bool is_write) {
         return;
     }
     std::snprintf(line, sizeof(line), "\n\x1etalvora\tfault\t%s\n", what);
-    std::size_t at = 0;
-    write_some(line, at);
+    write_some(line);
 }
 
 void* allocate_record(std::size_t byte_count) {

@@ -1,6 +1,7 @@
 // The list of checks.
 #include "host/validate/check.h"
 #include "host/validate/declare_checks.h"
+#include "host/validate/library_checks.h"
 #include "host/validate/run_checks.h"
 #include "host/validate/table_checks.h"
 

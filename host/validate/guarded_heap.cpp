@@ -126,9 +126,11 @@ const char* place_of(const Block& block, const unsigned char* address) {
     if (address < block.begin) {
         return "before the beginning of ";
     }
-    return block.is_freed ? (block.owner == BlockOwner::Table ? "in, after the call it was for, "
-                                                              : "in, after it was freed, ")
-                          : "in ";
+    if (!block.is_freed) {
+        return "in ";
+    }
+    return block.owner == BlockOwner::Table ? "in, after the call it was for, "
+                                            : "in, after it was freed, ";
 }
 
 std::string describe(const Problem& problem) {

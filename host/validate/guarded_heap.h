@@ -18,8 +18,8 @@ namespace talvora::host {
 // Which end of a block the closed page touches.
 enum class GuardedEnd { Back, Front };
 
-// Whose block it is: a host record's, which the plug-in must free exactly once, or one
-// that the plug-in allocated.
+// Whose block it is: a host record's, which the plug-in must free exactly once, one that the
+// plug-in allocated, or a copy of a host table, which is the host's and good for one call.
 enum class BlockOwner : std::uint8_t { Record, Plugin, Table };
 
 struct HeapSettlement {

@@ -46,7 +46,7 @@ std::string describe(const Injection& injection);
 
 class InjectingTree final : public DataTree {
   public:
-    // Everything is borrowed for the life of the tree.
+    // The inner tree is borrowed.
     explicit InjectingTree(DataTree& inner, std::optional<Injection> injection = {});
 
     std::size_t count(TreeOperation operation) const {

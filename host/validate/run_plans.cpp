@@ -1,135 +1,19 @@
 #include "host/validate/run_plans.h"
 
 #include "host/tree/memory_tree.h"
+#include "host/validate/tried_values.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <array>
 #include <iterator>
-#include <limits>
 
 namespace talvora::host {
 
 namespace {
 
-using Given = ParameterValues::Given;
 using Texts = std::vector<std::string>;
-using Integers = std::vector<std::int64_t>;
-using Limits = std::numeric_limits<std::int64_t>;
-
-// ---------------------------------------------------------------------------
-// Usual values, guessed from what the key is called
-
-struct Guess {
-    const char* part;
-    const char* value;
-};
-
-// The first whose part is in the key.
-constexpr Guess GUESSES[] = {{"DestinationSet", "Result/all"},
-                             {"Destination", "Result"},
-                             {"Output", "Result"},
-                             {"Group", SAMPLE_GROUP},
-                             {"Set", SAMPLE_SET}};
-
-std::optional<ParameterValue> guess_text(const std::string& key) {
-    for (const Guess& guess : GUESSES) {
-        if (key.find(guess.part) != std::string::npos) {
-            return guess.value;
-        }
-    }
-    return std::nullopt;
-}
-
-std::optional<ParameterValue> guess(const ParameterSignature& signature) {
-    if (signature.default_value) {
-        return std::nullopt;
-    }
-    switch (signature.type) {
-    case ParameterType::String:
-        return guess_text(signature.key);
-    case ParameterType::Boolean:
-        return false;
-    case ParameterType::Integer:
-        return std::int64_t{4};
-    case ParameterType::Number:
-        return 5.0;
-    default:
-        return std::nullopt;
-    }
-}
-
-// ---------------------------------------------------------------------------
-// Values to try one by one
-
-const std::vector<ParameterValue>& wrong_texts() {
-    static const std::vector<ParameterValue> VALUES{std::string(),
-                                                    std::string("nowhere"),
-                                                    std::string(SAMPLE_GROUP),
-                                                    std::string(SAMPLE_SET),
-                                                    std::string("/"),
-                                                    std::string("../.."),
-                                                    std::string("%s%n%5000d{}"),
-                                                    std::string("\xff\xfe\x80"),
-                                                    std::string(5000, 'x')};
-    return VALUES;
-}
-
-const std::vector<ParameterValue>& wrong_text_lists() {
-    static const std::vector<ParameterValue> VALUES{Texts{},
-                                                    Texts{"nowhere"},
-                                                    Texts{SAMPLE_SET},
-                                                    Texts{""},
-                                                    Texts{SAMPLE_SET, SAMPLE_SET},
-                                                    Texts{SAMPLE_GROUP},
-                                                    Texts{"%n", "=:"},
-                                                    Texts(300, "acc"),
-                                                    Texts{SAMPLE_SET, "nowhere", "Imu/gyr"}};
-    return VALUES;
-}
-
-const std::vector<ParameterValue>& extreme_integers() {
-    static const std::vector<ParameterValue> VALUES = [] {
-        std::vector<ParameterValue> values;
-        for (const std::int64_t value :
-             {Limits::min(), Limits::min() + 1, -(std::int64_t{1} << 32), std::int64_t{-2},
-              std::int64_t{-1}, std::int64_t{0}, std::int64_t{1}, std::int64_t{2}, std::int64_t{3},
-              std::int64_t{1} << 31, std::int64_t{1} << 32, (std::int64_t{1} << 32) + 1,
-              (std::int64_t{1} << 53) + 1, Limits::max()}) {
-            values.emplace_back(value);
-        }
-        return values;
-    }();
-    return VALUES;
-}
-
-const std::vector<ParameterValue>& extreme_numbers() {
-    static const std::vector<ParameterValue> VALUES{0.0,
-                                                    -0.0,
-                                                    -1.0,
-                                                    5e-324,
-                                                    1e-12,
-                                                    49.999999999,
-                                                    50.0,
-                                                    1e9,
-                                                    1e300,
-                                                    std::numeric_limits<double>::max(),
-                                                    std::numeric_limits<double>::infinity(),
-                                                    -std::numeric_limits<double>::infinity(),
-                                                    std::numeric_limits<double>::quiet_NaN()};
-    return VALUES;
-}
-
-const std::vector<ParameterValue>& extreme_integer_lists() {
-    static const std::vector<ParameterValue> VALUES{Integers{},
-                                                    Integers{0},
-                                                    Integers{-1},
-                                                    Integers{0, 0, 2},
-                                                    Integers{Limits::min(), Limits::max()},
-                                                    Integers(2000, 1)};
-    return VALUES;
-}
 
 // ---------------------------------------------------------------------------
 // Plans that differ from the usual run in one value
@@ -166,31 +50,13 @@ std::vector<RunPlan> one_by_one(const ExaminedUnit& unit, ValuesOf values_of) {
     return plans;
 }
 
-const std::vector<ParameterValue>& no_values() {
-    static const std::vector<ParameterValue> NONE;
-    return NONE;
-}
-
-const std::vector<ParameterValue>& texts_of(ParameterType type) {
-    return type == ParameterType::String       ? wrong_texts()
-           : type == ParameterType::StringList ? wrong_text_lists()
-                                               : no_values();
-}
-
-const std::vector<ParameterValue>& numbers_of(ParameterType type) {
-    return type == ParameterType::Integer       ? extreme_integers()
-           : type == ParameterType::Number      ? extreme_numbers()
-           : type == ParameterType::IntegerList ? extreme_integer_lists()
-                                                : no_values();
-}
-
 // Lists of components mean something along an axis alone.
 std::vector<RunPlan> integer_lists_on_axis(const ExaminedUnit& unit) {
     std::vector<RunPlan> plans;
     const bool has_axis = std::ranges::count(unit.signatures, "Axis", &ParameterSignature::key) > 0;
     for (const ParameterSignature& signature : unit.signatures) {
         if (has_axis && signature.type == ParameterType::IntegerList) {
-            for (const ParameterValue& value : extreme_integer_lists()) {
+            for (const ParameterValue& value : extreme_numbers_of(signature.type)) {
                 plans.push_back(with(unit, signature.key, value));
                 plans.back().values.insert_or_assign("Axis", std::int64_t{0});
                 plans.back().name += " Axis=0";
@@ -247,7 +113,7 @@ std::array<std::size_t, TREE_OPERATION_COUNT> count_requests(const ExaminedUnit&
 ExaminedUnit examine_unit(const Unit& unit, std::vector<ParameterSignature> signatures) {
     ExaminedUnit examined{unit, std::move(signatures), {}};
     for (const ParameterSignature& signature : examined.signatures) {
-        if (const auto value = guess(signature)) {
+        if (const auto value = guess_value(signature)) {
             examined.usual.emplace(signature.key, *value);
         }
     }
@@ -277,11 +143,11 @@ std::vector<RunPlan> runs_without_values(const ExaminedUnit& unit) {
 }
 
 std::vector<RunPlan> runs_with_wrong_texts(const ExaminedUnit& unit) {
-    return one_by_one(unit, texts_of);
+    return one_by_one(unit, wrong_texts_of);
 }
 
 std::vector<RunPlan> runs_with_extreme_numbers(const ExaminedUnit& unit) {
-    std::vector<RunPlan> plans = one_by_one(unit, numbers_of);
+    std::vector<RunPlan> plans = one_by_one(unit, extreme_numbers_of);
     std::ranges::move(integer_lists_on_axis(unit), std::back_inserter(plans));
     return plans;
 }

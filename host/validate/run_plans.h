@@ -30,7 +30,7 @@ struct RunPlan {
     std::optional<Injection> injection;
 };
 
-// Everything usual; then each boolean turned over, and the sets named one by one.
+// Everything usual; then each boolean true, and the sets named one by one.
 std::vector<RunPlan> ordinary_runs(const ExaminedUnit& unit);
 // Each parameter left away, then all.
 std::vector<RunPlan> runs_without_values(const ExaminedUnit& unit);

@@ -1,12 +1,10 @@
-// Checks of the library's file, of its entry and of the tables that it gives.
+// Checks of the entry and of the tables that it gives.
 #pragma once
 
 #include "host/validate/check.h"
 
 namespace talvora::host {
 
-void check_loading(Examination& examination);
-void check_exported_names(Examination& examination);
 void check_descriptor(Examination& examination);
 void check_unit_rows(Examination& examination);
 void check_null_rules(Examination& examination);

@@ -1,17 +1,16 @@
 #include "host/validate/validator.h"
 
-#include "host/system/temporary_names.h"
 #include "host/text/failure.h"
 #include "host/text/parse_number.h"
 #include "host/text/path_glob.h"
 #include "host/text/plural.h"
 #include "host/validate/child_process.h"
 #include "host/validate/protocol.h"
+#include "host/validate/work_folder.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <iterator>
 #include <map>
 #include <system_error>
@@ -37,31 +36,39 @@ struct Story {
     bool is_done = false;
 };
 
-// Where a kind of line is kept; null for one that is counted alone.
-std::string* text_of(Story& story, std::string_view kind) {
-    return kind == "at"      ? &story.last_place
-           : kind == "fault" ? &story.fault
-           : kind == "other" ? &story.last_words
-                             : nullptr;
-}
+// Where a kind of line is kept: the last one, or all. A kind without a row is counted alone.
+struct TextOfKind {
+    std::string_view kind;
+    std::string Story::*text;
+};
+constexpr TextOfKind TEXTS[] = {
+    {"at", &Story::last_place}, {"fault", &Story::fault}, {"other", &Story::last_words}};
 
-std::vector<std::string>* list_of(Story& story, std::string_view kind) {
-    return kind == "fail"   ? &story.failures
-           : kind == "warn" ? &story.warnings
-           : kind == "skip" ? &story.reasons_to_skip
-                            : nullptr;
+struct ListOfKind {
+    std::string_view kind;
+    std::vector<std::string> Story::*list;
+};
+constexpr ListOfKind LISTS[] = {
+    {"fail", &Story::failures}, {"warn", &Story::warnings}, {"skip", &Story::reasons_to_skip}};
+
+void keep(const ToldLine& line, Story& story) {
+    for (const auto& [kind, text] : TEXTS) {
+        if (kind == line.kind) {
+            story.*text = line.text;
+        }
+    }
+    for (const auto& [kind, list] : LISTS) {
+        if (kind == line.kind) {
+            (story.*list).push_back(line.text);
+        }
+    }
+    story.is_done = story.is_done || line.kind == "done";
 }
 
 Story read_story(const std::string& output) {
     Story story;
     for (const ToldLine& line : parse_lines(output)) {
-        if (std::string* text = text_of(story, line.kind)) {
-            *text = line.text;
-        }
-        if (std::vector<std::string>* list = list_of(story, line.kind)) {
-            list->push_back(line.text);
-        }
-        story.is_done = story.is_done || line.kind == "done";
+        keep(line, story);
     }
     return story;
 }
@@ -176,62 +183,6 @@ const CheckResult* find_obstacle(const Check& check, const std::vector<CheckResu
     }
     return nullptr;
 }
-
-// The place for temporary files, and who says so: the first of the variables that is set.
-struct TemporaryPlace {
-    std::string variable = "temporary files";
-    fs::path folder = "/tmp";
-};
-
-TemporaryPlace find_temporary_place() {
-    for (const char* variable : {"TMPDIR", "TMP", "TEMP", "TEMPDIR"}) {
-        if (const char* folder = std::getenv(variable)) {
-            return {variable, folder};
-        }
-    }
-    return {};
-}
-
-// Gone with everything that a plug-in left in it.
-class WorkFolder {
-  public:
-    WorkFolder() {
-        std::error_code error;
-        const fs::path place = fs::temp_directory_path(error);
-        if (error) {
-            refuse();
-        }
-        sweep_dead_files(place);
-        for (int i = 0; path_.empty() && !error; ++i) {
-            const auto path =
-                place / make_temporary_name("talvora-validate", fmt::format("{:06}", i));
-            if (fs::create_directory(path, error)) {
-                path_ = path;
-            }
-        }
-        if (error) {
-            refuse();
-        }
-    }
-    WorkFolder(const WorkFolder&) = delete;
-    WorkFolder& operator=(const WorkFolder&) = delete;
-    ~WorkFolder() {
-        std::error_code ignored;
-        fs::remove_all(path_, ignored);
-    }
-
-    std::string path() const { return path_.string(); }
-
-  private:
-    [[noreturn]] static void refuse() {
-        const TemporaryPlace place = find_temporary_place();
-        throw Failure(ExitCode::Output, fmt::format("{}: no folder for temporary files at '{}' "
-                                                    "(allowed: a folder that can be written)",
-                                                    place.variable, place.folder.string()));
-    }
-
-    fs::path path_;
-};
 
 CheckResult skip_after(const Check& check, const CheckResult& obstacle) {
     return {&check, Verdict::Skipped, {fmt::format("{} ran out of time", obstacle.check->id)}};
