@@ -1,7 +1,7 @@
 // talvora-host design BANDFORM CutoffFrequency=.. Order=.. [BandWidth=..] --rate HZ
 // talvora-host design BANDFORM --edge HZ [--edge HZ] --order N --rate HZ
 #include "host/cli/commands.h"
-#include "host/cli/files.h"
+#include "host/cli/output_files.h"
 #include "host/cli/filter_report.h"
 #include "host/cli/help_layout.h"
 #include "host/filters/filter_parameters.h"

@@ -1,11 +1,13 @@
 // talvora-host export FILE.h5[::GLOB] -o FILE.csv
 #include "host/cli/commands.h"
-#include "host/cli/files.h"
 #include "host/cli/help_layout.h"
+#include "host/cli/input_files.h"
+#include "host/cli/output_files.h"
 #include "host/interface/path_patterns.h"
 #include "host/system/safe_write.h"
 #include "host/tables/csv_export.h"
 #include "host/text/plural.h"
+#include "host/text/quote_word.h"
 
 #include <fmt/format.h>
 

@@ -1,7 +1,7 @@
 // talvora-host history FILE.h5 [--json]
 #include "host/cli/commands.h"
-#include "host/cli/files.h"
 #include "host/cli/help_layout.h"
+#include "host/cli/input_files.h"
 #include "host/cli/run_report.h"
 #include "host/recipes/run_history.h"
 

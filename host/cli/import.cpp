@@ -1,8 +1,9 @@
 // talvora-host import FILE.csv -o FILE.h5 [--append] [--group G] [--set ...]
 //                                         [--rate HZ | --time COLUMN]
 #include "host/cli/commands.h"
-#include "host/cli/files.h"
 #include "host/cli/help_layout.h"
+#include "host/cli/input_files.h"
+#include "host/cli/output_files.h"
 #include "host/system/safe_write.h"
 #include "host/tables/csv_reader.h"
 #include "host/tables/table_import.h"

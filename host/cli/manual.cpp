@@ -1,8 +1,8 @@
 // talvora-host manual FOLDER: the manual pages, for the build; not shown in --help.
 #include "host/cli/commands.h"
-#include "host/cli/files.h"
 #include "host/cli/help_layout.h"
 #include "host/cli/man_page.h"
+#include "host/cli/output_files.h"
 
 #include <fmt/format.h>
 

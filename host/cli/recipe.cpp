@@ -4,9 +4,10 @@
 #include "host/recipes/recipe.h"
 
 #include "host/cli/commands.h"
-#include "host/cli/file_runs.h"
-#include "host/cli/files.h"
 #include "host/cli/help_layout.h"
+#include "host/cli/input_files.h"
+#include "host/cli/output_files.h"
+#include "host/cli/worker_runs.h"
 #include "host/recipes/recipe_places.h"
 #include "host/recipes/recipe_reader.h"
 #include "host/recipes/recipe_writer.h"
@@ -32,7 +33,7 @@ struct RecipeOptions {
     std::string recipe;
     std::vector<std::string> settings;
     std::vector<std::string> files;
-    FileRunOptions runs;
+    WorkerRunOptions runs;
 };
 
 struct ExtractOptions {
@@ -98,7 +99,7 @@ void run_recipe(Session& session, RecipeOptions& options) {
         refuse_stray_words(options.files, "a variable is set by --set NAME=VALUE");
         options.runs.plan.files = options.files;
         options.runs.also_read.push_back(options.recipe);
-        run_on_files(session, *recipe, options.runs);
+        run_jobs(session, *recipe, options.runs);
     }
 }
 
@@ -139,7 +140,7 @@ void add_recipe_run_command(CLI::App& recipe, Session& session) {
     const auto options = std::make_shared<RecipeOptions>();
     CLI::App* command = recipe.add_subcommand("run", "Runs the steps of a recipe on files");
     add_recipe_options(*command, *options);
-    add_file_run_options(*command, options->runs);
+    add_worker_run_options(*command, options->runs);
     command->callback([&session, options] { run_recipe(session, *options); });
 }
 

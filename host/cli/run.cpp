@@ -1,7 +1,7 @@
 // talvora-host run UNIT [Key=Value ...] FILE ... OUTPUT
 #include "host/cli/commands.h"
-#include "host/cli/file_runs.h"
 #include "host/cli/help_layout.h"
+#include "host/cli/worker_runs.h"
 #include "host/interface/parameters.h"
 #include "host/interface/unit_run.h"
 
@@ -19,7 +19,7 @@ namespace {
 struct RunOptions {
     std::string unit;
     std::vector<std::string> words; // Key=Value and files, in any order
-    FileRunOptions files;
+    WorkerRunOptions files;
 };
 
 std::optional<ParameterValues> read_values(const Console& console, const Unit& unit,
@@ -51,8 +51,8 @@ void run_unit_on_files(Session& session, RunOptions& options) {
     refuse_stray_words(
         options.files.plan.files,
         fmt::format("a parameter is Key=Value, as in talvora-host describe {}", short_name(unit)));
-    run_on_files(session, {.description = {}, .steps = {{short_name(unit), &unit, *values}}},
-                 options.files);
+    run_jobs(session, {.description = {}, .steps = {{short_name(unit), &unit, *values}}},
+             options.files);
 }
 
 } // namespace
@@ -65,7 +65,7 @@ void add_run_command(CLI::App& program, Session& session) {
     command->add_option("WORDS", options->words,
                         "Key=Value parameters (a repeated key builds a list) and files; a file "
                         "with '=' in its name is given as ./NAME");
-    add_file_run_options(*command, options->files);
+    add_worker_run_options(*command, options->files);
     add_examples(
         *command,
         {{"One file to another",

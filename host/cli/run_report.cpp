@@ -53,8 +53,7 @@ std::string describe_set_change(const Json& set) {
     return text;
 }
 
-RunReport::RunReport(const Console& console, std::span<const FileJob> jobs,
-                     RunReportOptions options)
+RunReport::RunReport(const Console& console, std::span<const Job> jobs, RunReportOptions options)
     : console_(console), jobs_(jobs), options_(std::move(options)), files_(jobs.size()) {}
 
 void RunReport::add_message(std::size_t index, const Json& message) {
@@ -118,7 +117,7 @@ void RunReport::print_message(std::size_t index, const Json& message) const {
 }
 
 void RunReport::print_result(std::size_t index) const {
-    const FileJob& job = jobs_[index];
+    const Job& job = jobs_[index];
     const Json& result = files_[index].result;
     if (options_.json) {
         Json line = {{"file", job.input.string()}, {"output", job.output.string()}};

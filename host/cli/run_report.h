@@ -3,7 +3,7 @@
 #pragma once
 
 #include "host/cli/console.h"
-#include "host/cli/file_plan.h"
+#include "host/cli/job_plan.h"
 #include "host/text/failure.h"
 
 #include <nlohmann/json.hpp>
@@ -24,12 +24,12 @@ struct RunReportOptions {
 class RunReport {
   public:
     // All but the options is borrowed.
-    RunReport(const Console& console, std::span<const FileJob> jobs, RunReportOptions options);
+    RunReport(const Console& console, std::span<const Job> jobs, RunReportOptions options);
 
     // A message of the file at this index; its text becomes known at once when the files
     // before have ended, else after them.
     void add_message(std::size_t index, const nlohmann::ordered_json& message);
-    // What work_on_file gives.
+    // What do_job gives.
     void set_result(std::size_t index, const nlohmann::ordered_json& result);
     // The file's worker has ended. Without a result that was a failure of the plug-in;
     // `reason` says how it ended.
@@ -55,7 +55,7 @@ class RunReport {
     void print_result(std::size_t index) const;
 
     const Console& console_;
-    std::span<const FileJob> jobs_;
+    std::span<const Job> jobs_;
     RunReportOptions options_;
     std::vector<File> files_;
     std::size_t next_ = 0; // the first file that has not been printed to its end

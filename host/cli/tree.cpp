@@ -1,7 +1,7 @@
 // talvora-host tree FILE.h5[::GLOB] [--attributes] [--statistics] [--json]
 #include "host/cli/commands.h"
-#include "host/cli/files.h"
 #include "host/cli/help_layout.h"
+#include "host/cli/input_files.h"
 #include "host/interface/path_patterns.h"
 #include "host/text/nearest_text.h"
 #include "host/text/path_glob.h"

@@ -1,7 +1,8 @@
-#include "host/cli/file_work.h"
+#include "host/cli/job_work.h"
 
-#include "host/cli/files.h"
 #include "host/cli/filter_report.h"
+#include "host/cli/input_files.h"
+#include "host/cli/output_files.h"
 #include "host/filters/step_filters.h"
 #include "host/interface/path_patterns.h"
 #include "host/interface/unit_run.h"
@@ -19,7 +20,6 @@
 #include <cstdint>
 #include <future>
 #include <memory>
-#include <new>
 #include <optional>
 #include <span>
 #include <string>
@@ -148,7 +148,7 @@ std::future<InputIdentity> identify_beside(const fs::path& input) {
 
 class FileRun {
   public:
-    FileRun(const FileJob& job, const FileWork& work, const TellMessage& tell,
+    FileRun(const Job& job, const JobWork& work, const TellMessage& tell,
             const TellSamples& tell_samples)
         : job_(job), work_(work), origin_(work.origin), tell_(tell), meter_(tell_samples) {}
 
@@ -311,8 +311,8 @@ class FileRun {
         backup.publish();
     }
 
-    const FileJob& job_;
-    const FileWork& work_;
+    const Job& job_;
+    const JobWork& work_;
     RunOrigin origin_;
     const TellMessage& tell_;
     SampleMeter meter_;
@@ -323,8 +323,8 @@ class FileRun {
 
 } // namespace
 
-Json work_on_file(const FileJob& job, const FileWork& work, const TellMessage& tell,
-                  const TellSamples& tell_samples) {
+Json do_job(const Job& job, const JobWork& work, const TellMessage& tell,
+            const TellSamples& tell_samples) {
     return FileRun(job, work, tell, tell_samples).run();
 }
 

@@ -1,7 +1,7 @@
 // What a run does to one file: all steps on one working copy, published by one rename.
 #pragma once
 
-#include "host/cli/file_plan.h"
+#include "host/cli/job_plan.h"
 #include "host/recipes/recipe.h"
 #include "host/recipes/run_history.h"
 #include "host/text/failure.h"
@@ -14,7 +14,7 @@
 
 namespace talvora::host {
 
-struct FileWork {
+struct JobWork {
     const Recipe& recipe;
     RunOrigin origin; // but for the input
     bool dry_run = false;
@@ -37,7 +37,7 @@ using TellSamples = std::function<void(std::uint64_t count)>;
 //     written     true when the output was made
 //     skipped     true when an earlier run had made it, with `resume`
 //     steps       those that were run: name, unit, sets and filters as in the history
-nlohmann::ordered_json work_on_file(const FileJob& job, const FileWork& work,
-                                    const TellMessage& tell, const TellSamples& tell_samples);
+nlohmann::ordered_json do_job(const Job& job, const JobWork& work, const TellMessage& tell,
+                              const TellSamples& tell_samples);
 
 } // namespace talvora::host

@@ -1,4 +1,4 @@
-#include "host/cli/file_plan.h"
+#include "host/cli/job_plan.h"
 
 #include "host/system/safe_write.h"
 #include "host/text/failure.h"
@@ -54,7 +54,7 @@ void append_lines(std::istream& list, std::vector<std::string>& files) {
     }
 }
 
-std::vector<std::string> gather_files(const FilePlanOptions& options) {
+std::vector<std::string> gather_files(const JobPlanOptions& options) {
     std::vector<std::string> files = options.files;
     if (options.files_from == "-") {
         append_lines(std::cin, files);
@@ -70,7 +70,7 @@ std::vector<std::string> gather_files(const FilePlanOptions& options) {
     return files;
 }
 
-void check_output_choice(const FilePlanOptions& options, std::size_t file_count) {
+void check_output_choice(const JobPlanOptions& options, std::size_t file_count) {
     const int chosen = !options.output.empty() + !options.out_dir.empty() + options.in_place;
     if (file_count == 0) {
         throw Failure(ExitCode::Usage, "no file to run on",
@@ -97,7 +97,7 @@ void check_output_choice(const FilePlanOptions& options, std::size_t file_count)
     }
 }
 
-FileJob make_job(const std::string& file, const FilePlanOptions& options) {
+Job make_job(const std::string& file, const JobPlanOptions& options) {
     if (options.in_place) {
         return {file, file, true};
     }
@@ -130,14 +130,14 @@ void refuse_stray_words(std::span<const std::string> words, const std::string& h
     }
 }
 
-std::vector<FileJob> plan_files(const FilePlanOptions& options) {
+std::vector<Job> plan_jobs(const JobPlanOptions& options) {
     const std::vector<std::string> files = gather_files(options);
     const Shard shard = options.shard.empty() ? Shard{} : parse_shard(options.shard);
     check_output_choice(options, files.size());
-    std::vector<FileJob> jobs;
+    std::vector<Job> jobs;
     std::set<fs::path> outputs;
     for (std::size_t i = 0; i < files.size(); ++i) {
-        FileJob job = make_job(files[i], options);
+        Job job = make_job(files[i], options);
         std::error_code ignored;
         if (!outputs.insert(fs::weakly_canonical(job.output, ignored)).second) {
             throw Failure(ExitCode::Usage, fmt::format("{}: two inputs would be written there",

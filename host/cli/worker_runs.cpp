@@ -1,10 +1,10 @@
-#include "host/cli/file_runs.h"
+#include "host/cli/worker_runs.h"
 
-#include "host/cli/file_work.h"
-#include "host/cli/files.h"
+#include "host/cli/job_work.h"
+#include "host/cli/output_files.h"
 #include "host/cli/progress.h"
 #include "host/cli/run_report.h"
-#include "host/cli/workers.h"
+#include "host/cli/worker_pool.h"
 #include "host/system/pending_cleanup.h"
 #include "host/system/safe_write.h"
 
@@ -44,22 +44,22 @@ std::string pack(const char* kind, const Json& json) {
     return Json{{kind, json}}.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
-void work_in_child(const FileJob& job, const FileWork& work, const SendLine& send) {
-    const Json result = work_on_file(
+void work_in_child(const Job& job, const JobWork& work, const SendLine& send) {
+    const Json result = do_job(
         job, work, [&](const Json& message) { send(pack("message", message)); },
         [&](std::uint64_t count) { send(pack("samples", count)); });
     send(pack("result", result));
 }
 
 // What the parent does with what its workers send.
-class FileRuns {
+class WorkerRuns {
   public:
-    FileRuns(const Console& console, std::span<const FileJob> jobs, RunReportOptions options)
+    WorkerRuns(const Console& console, std::span<const Job> jobs, RunReportOptions options)
         : jobs_(jobs), report_(console, jobs, std::move(options)),
           shows_progress_(!console.quiet()),
           progress_(isatty(STDERR_FILENO) != 0, jobs.size(), Progress::Clock::now()) {}
 
-    void run(const FileWork& work, std::size_t at_once) {
+    void run(const JobWork& work, std::size_t at_once) {
         run_workers(jobs_.size(), at_once,
                     {.work = [&](std::size_t i,
                                  const SendLine& send) { work_in_child(jobs_[i], work, send); },
@@ -104,7 +104,7 @@ class FileRuns {
         }
     }
 
-    std::span<const FileJob> jobs_;
+    std::span<const Job> jobs_;
     RunReport report_;
     bool shows_progress_;
     Progress progress_;
@@ -125,14 +125,14 @@ std::string name_work(const Recipe& recipe) {
 }
 
 // What the command reads stays, and the list takes no result's place.
-void refuse_mixed_up_files(std::span<const FileJob> jobs, const fs::path& plugin,
-                           const FileRunOptions& options) {
+void refuse_mixed_up_files(std::span<const Job> jobs, const fs::path& plugin,
+                           const WorkerRunOptions& options) {
     std::vector<fs::path> sources = options.also_read;
     sources.push_back(plugin);
     for (const fs::path& source : sources) {
         refuse_same_file(source, options.failed_to);
     }
-    for (const FileJob& job : jobs) {
+    for (const Job& job : jobs) {
         refuse_same_file(job.input, options.failed_to);
         refuse_same_file(job.output, options.failed_to);
         for (const fs::path& source : sources) {
@@ -143,8 +143,8 @@ void refuse_mixed_up_files(std::span<const FileJob> jobs, const fs::path& plugin
 
 } // namespace
 
-void add_file_run_options(CLI::App& command, FileRunOptions& options) {
-    FilePlanOptions& plan = options.plan;
+void add_worker_run_options(CLI::App& command, WorkerRunOptions& options) {
+    JobPlanOptions& plan = options.plan;
     command
         .add_option("--files-from", plan.files_from,
                     "A list of further files, one per line (- for standard input)")
@@ -176,20 +176,20 @@ void add_file_run_options(CLI::App& command, FileRunOptions& options) {
     command.add_flag("--json", options.json, "One JSON document per file and line");
 }
 
-void run_on_files(Session& session, const Recipe& recipe, const FileRunOptions& options) {
-    const std::vector<FileJob> jobs = plan_files(options.plan);
+void run_jobs(Session& session, const Recipe& recipe, const WorkerRunOptions& options) {
+    const std::vector<Job> jobs = plan_jobs(options.plan);
     refuse_mixed_up_files(jobs, session.plugin().file(), options);
-    const FileWork work{.recipe = recipe,
-                        .origin = {.time = make_timestamp(),
-                                   .host_version = TALVORA_VERSION,
-                                   .plugin = identify_plugin(session.plugin()),
-                                   .input = {}},
-                        .dry_run = options.dry_run,
-                        .backup = options.plan.backup,
-                        .replace_backup = options.plan.force,
-                        .resume = options.plan.resume,
-                        .memory_bound = session.memory_mib << 20U};
-    FileRuns runs(
+    const JobWork work{.recipe = recipe,
+                       .origin = {.time = make_timestamp(),
+                                  .host_version = TALVORA_VERSION,
+                                  .plugin = identify_plugin(session.plugin()),
+                                  .input = {}},
+                       .dry_run = options.dry_run,
+                       .backup = options.plan.backup,
+                       .replace_backup = options.plan.force,
+                       .resume = options.plan.resume,
+                       .memory_bound = session.memory_mib << 20U};
+    WorkerRuns runs(
         session.console, jobs,
         {.worked_by = name_work(recipe), .dry_run = options.dry_run, .json = options.json});
     runs.run(work, options.job_count);

@@ -1,7 +1,7 @@
 // Runs the steps of a recipe on files, each in a worker process of its own.
 #pragma once
 
-#include "host/cli/file_plan.h"
+#include "host/cli/job_plan.h"
 #include "host/cli/session.h"
 #include "host/recipes/recipe.h"
 
@@ -13,8 +13,8 @@
 
 namespace talvora::host {
 
-struct FileRunOptions {
-    FilePlanOptions plan;
+struct WorkerRunOptions {
+    JobPlanOptions plan;
     std::size_t job_count = 1;
     std::string failed_to; // where the names of files that failed go
     // Read by the command besides its inputs: no result may take their place.
@@ -24,11 +24,11 @@ struct FileRunOptions {
 };
 
 // All that `run` and `recipe run` have in common but the words for the files.
-void add_file_run_options(CLI::App& command, FileRunOptions& options);
+void add_worker_run_options(CLI::App& command, WorkerRunOptions& options);
 
 // Prints what comes of each file, in the order of the files whatever the number of jobs,
 // and a table of those that failed; the session's exit code becomes the worst one. Throws
 // a Failure before any file is touched when the options do not go together.
-void run_on_files(Session& session, const Recipe& recipe, const FileRunOptions& options);
+void run_jobs(Session& session, const Recipe& recipe, const WorkerRunOptions& options);
 
 } // namespace talvora::host

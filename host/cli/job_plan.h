@@ -9,7 +9,7 @@
 
 namespace talvora::host {
 
-struct FilePlanOptions {
+struct JobPlanOptions {
     std::vector<std::string> files;
     std::string files_from; // a list with one file per line, "-" for standard input
     std::string output;
@@ -22,7 +22,7 @@ struct FilePlanOptions {
 };
 
 // One file to work on.
-struct FileJob {
+struct Job {
     std::filesystem::path input;
     std::filesystem::path output;
     bool replace = false;
@@ -36,6 +36,6 @@ void refuse_stray_words(std::span<const std::string> words, const std::string& h
 // In the order of the files. Throws a Failure of usage for options that do not go together
 // and for two files that would be written to one place; the files of other shards are
 // checked too. Opens no file but the list.
-std::vector<FileJob> plan_files(const FilePlanOptions& options);
+std::vector<Job> plan_jobs(const JobPlanOptions& options);
 
 } // namespace talvora::host

@@ -1,10 +1,8 @@
-// Files as words of the command line name them, and the steps of reading and writing
-// HDF5 files that the commands share.
+// The steps on the way to a file that a command makes.
 #pragma once
 
 #include "host/hdf5/hdf5_tree.h"
 #include "host/text/failure.h"
-#include "host/text/quote_word.h"
 
 #include <filesystem>
 #include <functional>
@@ -13,18 +11,6 @@
 #include <string_view>
 
 namespace talvora::host {
-
-// A file and, behind the last "::", a pattern for objects in it.
-struct TreePlace {
-    std::filesystem::path file;
-    std::string glob; // empty: everything
-};
-
-// A word that names an existing file as it stands is that file, whatever it holds.
-TreePlace parse_tree_place(std::string_view word);
-
-// Opens an HDF5 file to read; a Failure of the input says what is wrong with it.
-std::unique_ptr<Hdf5Tree> open_input(const std::filesystem::path& file);
 
 // Makes an HDF5 file in the place of the temporary file at this path.
 std::unique_ptr<Hdf5Tree> create_over(const std::filesystem::path& temporary);

@@ -1,6 +1,7 @@
-#include "host/cli/files.h"
+#include "host/cli/output_files.h"
 
 #include "host/system/safe_write.h"
+#include "host/text/failure.h"
 #include "host/tree/group_walk.h"
 
 #include <fmt/format.h>
@@ -15,33 +16,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::vector<std::string> hint_at_table(const fs::path& file) {
-    std::error_code ignored;
-    if (file.extension() != ".csv" || !fs::is_regular_file(file, ignored)) {
-        return {};
-    }
-    return {fmt::format("is it a table?  talvora-host import {} -o {}", quote_word(file.string()),
-                        quote_word(fs::path(file).replace_extension(".h5").string()))};
-}
-
 } // namespace
-
-TreePlace parse_tree_place(std::string_view word) {
-    std::error_code ignored;
-    const std::size_t mark = word.rfind("::");
-    if (mark == std::string_view::npos || fs::exists(word, ignored)) {
-        return {word, {}};
-    }
-    return {word.substr(0, mark), std::string(word.substr(mark + 2))};
-}
-
-std::unique_ptr<Hdf5Tree> open_input(const fs::path& file) {
-    try {
-        return std::make_unique<Hdf5Tree>(file, Hdf5Access::ReadOnly);
-    } catch (const TreeError& error) {
-        throw Failure(ExitCode::Input, error.what(), hint_at_table(file));
-    }
-}
 
 std::unique_ptr<Hdf5Tree> create_over(const fs::path& temporary) {
     fs::remove(temporary);
