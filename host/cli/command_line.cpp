@@ -5,6 +5,7 @@
 #include "host/cli/session.h"
 #include "host/hdf5/hdf5_error_stack.h"
 #include "host/system/pending_cleanup.h"
+#include "host/system/standard_output.h"
 #include "host/text/failure.h"
 #include "host/text/nearest_text.h"
 #include "host/tree/data_tree.h"
@@ -125,7 +126,7 @@ ExitCode run_command(int argument_count, char** arguments, Session& session) {
     } catch (const CLI::ParseError& error) {
         throw explain_usage(program, error, argument_count > 1 ? arguments[1] : "");
     }
-    session.console.finish();
+    finish_standard_output();
     return session.exit_code;
 }
 

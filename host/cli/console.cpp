@@ -6,10 +6,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <system_error>
 #include <unistd.h>
 
 namespace talvora::host {
@@ -113,13 +111,6 @@ void Console::document(const nlohmann::ordered_json& json) const {
 void Console::json_line(const nlohmann::ordered_json& json) const {
     result(dump(json, -1));
     std::fflush(stdout);
-}
-
-void Console::finish() const {
-    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
-        throw Failure(ExitCode::Output,
-                      fmt::format("standard output: {}", std::generic_category().message(errno)));
-    }
 }
 
 std::vector<std::string> align_columns(const std::vector<std::vector<std::string>>& rows,

@@ -20,7 +20,6 @@ class Console {
     void set_quiet(bool quiet) { quiet_ = quiet; }         // leaves info lines away
     void set_verbose(bool verbose) { verbose_ = verbose; } // adds detail lines
     bool quiet() const { return quiet_; }
-    bool verbose() const { return verbose_; }
 
     // "error: TEXT" and the like. A line end inside a text becomes a blank, so that a
     // message stays one line.
@@ -43,9 +42,6 @@ class Console {
     // NaN and infinities as null; bytes that are no UTF-8 replaced.
     void document(const nlohmann::ordered_json& json) const; // indented
     void json_line(const nlohmann::ordered_json& json) const;
-
-    // Throws a Failure of the output when standard output could not take everything.
-    void finish() const;
 
   private:
     enum class Level { Error, Warning, Info, Hint };

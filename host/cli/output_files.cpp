@@ -41,7 +41,7 @@ void check_written(const fs::path& temporary) {
 void write_text_file(const std::string& output, bool replace,
                      const std::function<void(const TextSink&)>& work) {
     if (output == "-") {
-        // What goes wrong is found when the program has ended its work (Console::finish).
+        // What goes wrong is found when the program has ended its work (finish_standard_output).
         work([](std::string_view text) { std::fwrite(text.data(), 1, text.size(), stdout); });
         return;
     }

@@ -2,18 +2,17 @@
 // talvora-host is not built for. Exit codes are those of talvora-host: 0 when the plug-in
 // keeps to the interface, 4 when it does not, 2 for a wrong command line, 5 when the report
 // or temporary files cannot be written.
+#include "host/system/standard_output.h"
 #include "host/text/failure.h"
 #include "host/validate/child_process.h"
 #include "host/validate/validator.h"
 
 #include <fmt/format.h>
 
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <string>
-#include <system_error>
 #include <vector>
 
 namespace talvora::host {
@@ -35,14 +34,6 @@ void print_result(const CheckResult& result) {
         fmt::print("          {}\n", finding);
     }
     std::fflush(stdout);
-}
-
-// Throws a Failure of the output when standard output could not take everything.
-void finish_output() {
-    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
-        throw Failure(ExitCode::Output,
-                      fmt::format("standard output: {}", std::generic_category().message(errno)));
-    }
 }
 
 int validate_and_print(const std::vector<std::string>& words) {
@@ -74,7 +65,7 @@ int run(const std::vector<std::string>& words) {
 
 int run_and_finish(const std::vector<std::string>& words) {
     const int code = run(words);
-    finish_output();
+    finish_standard_output();
     return code;
 }
 
