@@ -1,6 +1,7 @@
 #include "host/cli/command_line.h"
 
 #include "host/cli/commands.h"
+#include "host/cli/exceptions.h"
 #include "host/cli/help_layout.h"
 #include "host/cli/session.h"
 #include "host/hdf5/hdf5_error_stack.h"
@@ -8,15 +9,13 @@
 #include "host/system/standard_output.h"
 #include "host/text/failure.h"
 #include "host/text/nearest_text.h"
-#include "host/tree/data_tree.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <filesystem>
+#include <exception>
 #include <iterator>
-#include <new>
 #include <string>
 #include <vector>
 
@@ -88,29 +87,6 @@ Failure explain_usage(const CLI::App& program, const CLI::ParseError& error,
                          has_command ? program.get_subcommands().front()->get_name() + " " : "")}};
 }
 
-ExitCode report(const Console& console, const Failure& failure) {
-    console.failure(failure);
-    return failure.code();
-}
-
-// What a command throws, as messages and an exit code.
-template <typename Work>
-ExitCode guard(const Console& console, const Work& work) {
-    try {
-        return work();
-    } catch (const Failure& failure) {
-        return report(console, failure);
-    } catch (const PluginError& error) {
-        return report(console, {ExitCode::Plugin, error.what()});
-    } catch (const TreeError& error) {
-        return report(console, {ExitCode::Input, error.what()});
-    } catch (const std::filesystem::filesystem_error& error) {
-        return report(console, {ExitCode::Input, error.what()});
-    } catch (const std::bad_alloc&) {
-        return report(console, {ExitCode::Output, "not enough memory"});
-    }
-}
-
 ExitCode run_command(int argument_count, char** arguments, Session& session) {
     CLI::App program("Runs the units of a signal-processing plug-in on HDF5 files.",
                      "talvora-host");
@@ -135,7 +111,11 @@ ExitCode run_command(int argument_count, char** arguments, Session& session) {
 ExitCode run_command_line(int argument_count, char** arguments) {
     Session session;
     clean_up_on_signals();
-    return guard(session.console, [&] { return run_command(argument_count, arguments, session); });
+    try {
+        return run_command(argument_count, arguments, session);
+    } catch (const std::exception&) {
+        return print_exception(session.console);
+    }
 }
 
 } // namespace talvora::host

@@ -51,7 +51,7 @@ std::unique_ptr<Hdf5Tree> start_file(const ImportCommand& command,
 
 ImportReport build_file(const NumberTable& table, const ImportCommand& command,
                         const std::filesystem::path& file) {
-    return make_output(command.output, [&] {
+    return make_output({.output = command.output}, [&] {
         const auto tree = start_file(command, file);
         ImportReport report = import_table(table, command.options, *tree, command.input);
         tree->close();

@@ -168,16 +168,8 @@ class FileRun {
             return ExitCode::Done;
         } catch (const StepFailed& failed) {
             return failed.code;
-        } catch (const Failure& failure) {
-            return fail(failure);
-        } catch (const TreeError& error) {
-            return fail({ExitCode::Input, error.what()});
-        } catch (const PluginError& error) {
-            return fail({ExitCode::Plugin, error.what()});
-        } catch (const std::bad_alloc&) {
-            return fail({ExitCode::Output, job_.input.string() + ": not enough memory"});
-        } catch (const std::exception& error) {
-            return fail({ExitCode::Input, job_.input.string() + ": " + error.what()});
+        } catch (const std::exception&) {
+            return fail(explain_exception({.input = job_.input.string()}));
         }
     }
 
@@ -237,7 +229,7 @@ class FileRun {
         const auto pending = work_.dry_run
                                  ? std::make_unique<PendingFile>()
                                  : std::make_unique<PendingFile>(job_.output, write_options());
-        make_output(job_.output, [&] {
+        make_output({job_.input.string(), job_.output.string()}, [&] {
             copy_content(job_.input, pending->path());
             run_steps(pending->path(), identity);
             check_written(pending->path());
@@ -307,7 +299,8 @@ class FileRun {
         }
         PendingFile backup(job_.input.string() + ".bak",
                            {.replace = work_.replace_backup, .like = job_.input});
-        make_output(job_.input, [&] { copy_content(job_.input, backup.path()); });
+        make_output({job_.input.string(), job_.input.string()},
+                    [&] { copy_content(job_.input, backup.path()); });
         backup.publish();
     }
 

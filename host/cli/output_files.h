@@ -1,9 +1,10 @@
 // The steps on the way to a file that a command makes.
 #pragma once
 
+#include "host/cli/exceptions.h"
 #include "host/hdf5/hdf5_tree.h"
-#include "host/text/failure.h"
 
+#include <exception>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -28,20 +29,14 @@ using TextSink = std::function<void(std::string_view)>;
 void write_text_file(const std::string& output, bool replace,
                      const std::function<void(const TextSink&)>& work);
 
-// Does a step on the way to `output`; what fails in it is a Failure of the output, unless
-// it is that the copied input cannot be read.
+// Does a step on the way to the place's output; what fails in it is thrown as the failure
+// that explain_exception finds.
 template <typename Step>
-auto make_output(const std::filesystem::path& output, Step step) {
+auto make_output(const WorkPlace& place, const Step& step) {
     try {
         return step();
-    } catch (const StorageError& error) {
-        const bool reading = error.access() == StorageError::Access::Reading;
-        throw Failure(reading ? ExitCode::Input : ExitCode::Output,
-                      output.string() + ": " + error.what());
-    } catch (const TreeError& error) {
-        throw Failure(ExitCode::Output, output.string() + ": " + error.what());
-    } catch (const std::filesystem::filesystem_error& error) {
-        throw Failure(ExitCode::Output, output.string() + ": " + error.code().message());
+    } catch (const std::exception&) {
+        throw explain_exception(place);
     }
 }
 

@@ -70,12 +70,8 @@ ExitCode check_file(const Console& console, const Recipe& recipe, const std::str
         const auto problems = check_places(recipe, *tree);
         print_problems(console, problems, file + ": ");
         return problems.empty() ? ExitCode::Done : ExitCode::Input;
-    } catch (const Failure& failure) {
-        console.failure(failure);
-        return failure.code();
-    } catch (const TreeError& error) {
-        console.error(error.what());
-        return ExitCode::Input;
+    } catch (const std::exception&) {
+        return print_exception(console);
     }
 }
 
