@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
 #include <unistd.h>
 
 namespace talvora::host {
@@ -16,14 +17,21 @@ namespace {
 constexpr std::size_t MAX_HINTS = 2;
 
 struct LevelStyle {
-    const char* label;
-    fmt::terminal_color color;
+    MessageLevel level;
+    std::string_view name;
+    fmt::terminal_color colour;
 };
-// In the order of Console::Level.
-constexpr LevelStyle STYLES[] = {{"error", fmt::terminal_color::red},
-                                 {"warning", fmt::terminal_color::yellow},
-                                 {"info", fmt::terminal_color::cyan},
-                                 {"hint", fmt::terminal_color::green}};
+constexpr LevelStyle STYLES[] = {
+    {MessageLevel::Error, "error", fmt::terminal_color::red},
+    {MessageLevel::Warning, "warning", fmt::terminal_color::yellow},
+    {MessageLevel::Info, "info", fmt::terminal_color::cyan},
+    {MessageLevel::Hint, "hint", fmt::terminal_color::green},
+    {MessageLevel::Detail, "detail", fmt::terminal_color::cyan},
+};
+
+const LevelStyle& style_of(MessageLevel level) {
+    return *std::ranges::find(STYLES, level, &LevelStyle::level);
+}
 
 bool wants_colours() {
     const char* no_colour = std::getenv("NO_COLOR");
@@ -52,30 +60,26 @@ std::string pad(const std::string& cell, std::size_t width, bool to_the_right) {
 
 Console::Console() : coloured_(wants_colours()) {}
 
-void Console::print(Level level, std::string_view text) const {
-    const LevelStyle& style = STYLES[static_cast<std::size_t>(level)];
-    const auto look = coloured_ ? fmt::emphasis::bold | fmt::fg(style.color) : fmt::text_style();
-    fmt::print(stderr, "{} {}\n", fmt::format(look, "{}:", style.label), on_one_line(text));
+std::string_view level_name(MessageLevel level) {
+    return style_of(level).name;
 }
 
-void Console::error(std::string_view text) const {
-    print(Level::Error, text);
+std::optional<MessageLevel> find_level(std::string_view name) {
+    const auto style = std::ranges::find(STYLES, name, &LevelStyle::name);
+    return style == std::end(STYLES) ? std::nullopt : std::optional(style->level);
 }
-void Console::warning(std::string_view text) const {
-    print(Level::Warning, text);
+
+bool Console::is_shown(MessageLevel level) const {
+    return level == MessageLevel::Info ? !quiet_ : level == MessageLevel::Detail ? verbose_ : true;
 }
-void Console::info(std::string_view text) const {
-    if (!quiet_) {
-        print(Level::Info, text);
+
+void Console::print(MessageLevel level, std::string_view text) const {
+    if (!is_shown(level)) {
+        return;
     }
-}
-void Console::hint(std::string_view text) const {
-    print(Level::Hint, text);
-}
-void Console::detail(std::string_view text) const {
-    if (verbose_) {
-        print(Level::Info, text);
-    }
+    const LevelStyle& style = style_of(level == MessageLevel::Detail ? MessageLevel::Info : level);
+    const auto look = coloured_ ? fmt::emphasis::bold | fmt::fg(style.colour) : fmt::text_style();
+    fmt::print(stderr, "{} {}\n", fmt::format(look, "{}:", style.name), on_one_line(text));
 }
 
 void Console::failure(const Failure& failure) const {

@@ -6,11 +6,19 @@
 
 #include <nlohmann/json.hpp>
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace talvora::host {
+
+// What a message is to its reader. A detail is an info that --verbose alone shows.
+enum class MessageLevel { Error, Warning, Info, Hint, Detail };
+
+// "error" and the like, in lower case.
+std::string_view level_name(MessageLevel level);
+std::optional<MessageLevel> find_level(std::string_view name);
 
 class Console {
   public:
@@ -23,11 +31,12 @@ class Console {
 
     // "error: TEXT" and the like. A line end inside a text becomes a blank, so that a
     // message stays one line.
-    void error(std::string_view text) const;
-    void warning(std::string_view text) const;
-    void info(std::string_view text) const;
-    void hint(std::string_view text) const;
-    void detail(std::string_view text) const; // an info line with --verbose alone
+    void print(MessageLevel level, std::string_view text) const;
+    void error(std::string_view text) const { print(MessageLevel::Error, text); }
+    void warning(std::string_view text) const { print(MessageLevel::Warning, text); }
+    void info(std::string_view text) const { print(MessageLevel::Info, text); }
+    void hint(std::string_view text) const { print(MessageLevel::Hint, text); }
+    void detail(std::string_view text) const { print(MessageLevel::Detail, text); }
     // The failure's text and its hints, at most two.
     void failure(const Failure& failure) const;
 
@@ -44,8 +53,7 @@ class Console {
     void json_line(const nlohmann::ordered_json& json) const;
 
   private:
-    enum class Level { Error, Warning, Info, Hint };
-    void print(Level level, std::string_view text) const;
+    bool is_shown(MessageLevel level) const;
 
     bool quiet_ = false;
     bool verbose_ = false;

@@ -2,7 +2,7 @@
 #include "host/cli/commands.h"
 #include "host/cli/help_layout.h"
 #include "host/cli/input_files.h"
-#include "host/cli/run_report.h"
+#include "host/cli/set_change.h"
 #include "host/recipes/run_history.h"
 
 #include <fmt/format.h>
@@ -23,6 +23,28 @@ struct HistoryOptions {
 std::string show(const HistoryRecord& record, const char* path) {
     const auto value = record.value(HistoryRecord::json_pointer(path), HistoryRecord());
     return value.is_string() ? value.get<std::string>() : value.dump();
+}
+
+// A record may have been written by anything: no more is asked of it than is told.
+SetObservation read_set(const HistoryRecord& set) {
+    const HistoryRecord& before = set.at("before");
+    const HistoryRecord& after = set.at("after");
+    SetObservation told;
+    told.path = set.at("path").get<std::string>();
+    told.written = set.at("written").get<bool>();
+    told.after.extents = after.at("shape").get<Extents>();
+    if (const HistoryRecord& rate = after.at("rate"); rate.is_number()) {
+        told.after.sample_rate = rate.get<double>();
+    }
+    told.after.missing_count = after.at("missing").get<std::uint64_t>();
+    if (!before.is_null()) {
+        told.before.emplace().missing_count = before.at("missing").get<std::uint64_t>();
+    }
+    if (const HistoryRecord& filled = set.at("gaps_filled"); !filled.is_null()) {
+        told.filled_gap_count = filled.get<std::uint64_t>();
+        told.after.gap_count = after.at("gaps").get<std::uint64_t>();
+    }
+    return told;
 }
 
 std::string show_step(const HistoryRecord& record) {
@@ -50,9 +72,10 @@ void print_record(const HistoryRecord& record, const Console& console) {
     for (const auto& filter : record.value("filters", HistoryRecord::array())) {
         console.result_line(fmt::format("  filter {}", filter.at("summary").get<std::string>()));
     }
-    for (const auto& set : record.at("sets")) {
-        console.result_line(fmt::format("  {}{}", set.at("written").get<bool>() ? "" : "read ",
-                                        describe_set_change(set)));
+    for (const auto& json : record.at("sets")) {
+        const SetObservation set = read_set(json);
+        console.result_line(
+            fmt::format("  {}{}", set.written ? "" : "read ", describe_set_change(set)));
     }
     for (const auto& [path, names] : record.at("attributes").items()) {
         console.result_line(

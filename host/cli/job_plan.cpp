@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <fstream>
 #include <iostream>
+#include <optional>
 #include <set>
 #include <string_view>
 #include <system_error>
@@ -23,24 +24,21 @@ struct Shard {
     std::size_t count = 1;
 };
 
-bool read_count(std::string_view text, std::size_t& count) {
-    count = parse_number<std::size_t>(text).value_or(0);
-    return count > 0;
+std::optional<std::size_t> parse_count(std::string_view text) {
+    const auto count = parse_number<std::size_t>(text);
+    return count.value_or(0) > 0 ? count : std::nullopt;
 }
 
-Shard parse_shard(const std::string& text) {
-    Shard shard;
-    const std::size_t slash = text.find('/');
-    const bool good = slash != std::string::npos &&
-                      read_count(std::string_view(text).substr(0, slash), shard.number) &&
-                      read_count(std::string_view(text).substr(slash + 1), shard.count) &&
-                      shard.number <= shard.count;
-    if (!good) {
-        throw Failure(ExitCode::Usage, fmt::format("--shard cannot be '{}' (allowed: i/n with i "
-                                                   "from 1 to n)",
-                                                   text));
+Shard parse_shard(std::string_view text) {
+    if (const std::size_t slash = text.find('/'); slash != std::string_view::npos) {
+        const auto number = parse_count(text.substr(0, slash));
+        const auto count = parse_count(text.substr(slash + 1));
+        if (number && count && *number <= *count) {
+            return {*number, *count};
+        }
     }
-    return shard;
+    throw Failure(ExitCode::Usage,
+                  fmt::format("--shard cannot be '{}' (allowed: i/n with i from 1 to n)", text));
 }
 
 void append_lines(std::istream& list, std::vector<std::string>& files) {

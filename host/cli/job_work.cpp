@@ -2,28 +2,21 @@
 
 #include "host/cli/filter_report.h"
 #include "host/cli/input_files.h"
+#include "host/cli/job_step.h"
 #include "host/cli/output_files.h"
 #include "host/filters/step_filters.h"
 #include "host/interface/path_patterns.h"
-#include "host/interface/unit_run.h"
-#include "host/recipes/recipe_places.h"
 #include "host/system/pending_cleanup.h"
 #include "host/system/safe_write.h"
-#include "host/text/plural.h"
-#include "host/tree/cached_tree.h"
 #include "host/tree/observed_tree.h"
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <chrono>
-#include <cstdint>
 #include <future>
 #include <memory>
-#include <optional>
 #include <span>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -31,89 +24,6 @@ namespace talvora::host {
 namespace {
 
 namespace fs = std::filesystem;
-using Json = nlohmann::ordered_json;
-
-// ---------------------------------------------------------------------------
-// One step
-
-// Thrown when all that there is to say has been told.
-struct StepFailed {
-    ExitCode code;
-};
-
-class StepRun {
-  public:
-    StepRun(const Step& step, const std::string& source, const TellMessage& tell)
-        : step_(step), source_(source), tell_(tell) {}
-
-    // Throws a Failure when the step's results are not to be kept.
-    void run(DataTree& tree) {
-        const UnitOutcome outcome = run_unit(*step_.unit, tree, step_.values,
-                                             [&](const Message& message) { say(message); });
-        judge(outcome, tree);
-    }
-
-  private:
-    void judge(const UnitOutcome& outcome, DataTree& tree) {
-        const CallProblems& problems = outcome.problems;
-        say_first("refused: ", problems.refused_requests);
-        say_rest(problems.refused_count, problems.refused_requests.size(), "were refused");
-        say_first("broke the interface: ", problems.interface_breaks);
-        say_rest(problems.break_count, problems.interface_breaks.size(), "broke the interface");
-        if (const auto& error = outcome.problems.storage_error) {
-            throw StorageError(*error);
-        }
-        if (!outcome.problems.interface_breaks.empty()) {
-            throw StepFailed{ExitCode::Plugin};
-        }
-        if (!outcome.is_good()) {
-            if (!has_error_) {
-                say({Message::Error, "failed without a message"});
-            }
-            hint_at_places(tree);
-            throw StepFailed{ExitCode::UnitFailed};
-        }
-    }
-
-    static constexpr std::size_t MAX_SENTENCES = 3;
-
-    void say_first(std::string_view what, const std::vector<std::string>& sentences) {
-        for (std::size_t i = 0; i < std::min(MAX_SENTENCES, sentences.size()); ++i) {
-            say({Message::Error, fmt::format("{}{}", what, sentences[i])});
-        }
-    }
-
-    void say_rest(std::uint64_t count, std::size_t sentence_count, std::string_view what) {
-        const std::uint64_t said = std::min(MAX_SENTENCES, sentence_count);
-        if (sentence_count > said) {
-            say({Message::Error,
-                 fmt::format("{} {}", count_things(count - said, "more request"), what)});
-        }
-    }
-
-    // The unit has said what it did not find; this says what there is.
-    void hint_at_places(DataTree& tree) const {
-        const auto problems = check_places({.description = {}, .steps = {step_}}, tree);
-        if (!problems.empty()) {
-            const std::string& near = problems.front().hint;
-            tell_({{"level", "hint"},
-                   {"text", near + (near.empty() ? "" : "    ") + hint_tree(source_)}});
-        }
-    }
-
-    void say(const Message& message) {
-        constexpr const char* LEVELS[] = {"error", "warning", "info"};
-        has_error_ = has_error_ || message.level == Message::Error;
-        tell_({{"level", LEVELS[message.level]}, {"step", step_.name}, {"text", message.text}});
-    }
-
-    const Step& step_;
-    std::string source_; // the file, in messages
-    const TellMessage& tell_;
-    bool has_error_ = false;
-};
-
-// ---------------------------------------------------------------------------
 
 // Gathers samples, to tell of them no more often than anybody looks.
 class SampleMeter {
@@ -137,48 +47,45 @@ class SampleMeter {
     Clock::time_point last_ = Clock::now();
 };
 
-// ---------------------------------------------------------------------------
-// One file
-
 // Beside the work, for it takes as long as a quick unit.
 std::future<InputIdentity> identify_beside(const fs::path& input) {
     const SignalsHeldBack held_back; // in the new thread they stay so
     return std::async(std::launch::async, identify_input, input);
 }
 
-class FileRun {
+class JobRun {
   public:
-    FileRun(const Job& job, const JobWork& work, const TellMessage& tell,
-            const TellSamples& tell_samples)
+    JobRun(const Job& job, const JobWork& work, const TellMessage& tell,
+           const TellSamples& tell_samples)
         : job_(job), work_(work), origin_(work.origin), tell_(tell), meter_(tell_samples) {}
 
-    Json run() {
-        const ExitCode code = guard([&] { work_on(); });
-        return {{"exit_code", static_cast<int>(code)},
-                {"written", code == ExitCode::Done && !skipped_ && !work_.dry_run},
-                {"skipped", skipped_},
-                {"steps", steps_}};
+    JobResult run() {
+        const ExitCode code = try_to_work();
+        return {.exit_code = code,
+                .written = code == ExitCode::Done && !skipped_ && !work_.dry_run,
+                .skipped = skipped_,
+                .steps = std::move(steps_)};
     }
 
   private:
-    template <typename Work>
-    ExitCode guard(const Work& work) {
+    ExitCode try_to_work() {
         try {
-            work();
+            work_on();
             return ExitCode::Done;
         } catch (const StepFailed& failed) {
             return failed.code;
         } catch (const std::exception&) {
-            return fail(explain_exception({.input = job_.input.string()}));
+            const Failure failure = explain_exception({.input = job_.input.string()});
+            tell_failure(failure);
+            return failure.code();
         }
     }
 
-    ExitCode fail(const Failure& failure) {
-        tell_({{"level", "error"}, {"text", failure.what()}});
+    void tell_failure(const Failure& failure) const {
+        tell_({MessageLevel::Error, failure.what()});
         for (const std::string& hint : failure.hints()) {
-            tell_({{"level", "hint"}, {"text", hint}});
+            tell_({MessageLevel::Hint, hint});
         }
-        return failure.code();
     }
 
     void work_on() {
@@ -192,11 +99,7 @@ class FileRun {
         make_result();
     }
 
-    WriteOptions write_options() const {
-        return {.replace = job_.replace, .make_folder = job_.make_folder};
-    }
-
-    bool has_been_made() {
+    bool has_been_made() const {
         if (is_of_same_origin()) {
             return true;
         }
@@ -226,9 +129,7 @@ class FileRun {
         const auto input = open_input(job_.input);
         check_destination(job_.output, write_options());
         auto identity = identify_beside(job_.input);
-        const auto pending = work_.dry_run
-                                 ? std::make_unique<PendingFile>()
-                                 : std::make_unique<PendingFile>(job_.output, write_options());
+        const auto pending = make_working_copy();
         make_output({job_.input.string(), job_.output.string()}, [&] {
             copy_content(job_.input, pending->path());
             run_steps(pending->path(), identity);
@@ -240,6 +141,15 @@ class FileRun {
         }
     }
 
+    WriteOptions write_options() const {
+        return {.replace = job_.replace, .make_folder = job_.make_folder};
+    }
+
+    std::unique_ptr<PendingFile> make_working_copy() const {
+        return work_.dry_run ? std::make_unique<PendingFile>()
+                             : std::make_unique<PendingFile>(job_.output, write_options());
+    }
+
     void run_steps(const fs::path& file, std::future<InputIdentity>& identity) {
         Hdf5Tree tree(file, Hdf5Access::ReadWrite);
         CachedTree cached(tree, work_.memory_bound);
@@ -247,18 +157,7 @@ class FileRun {
         observed.on_samples([&](std::uint64_t count) { meter_.add(count); });
         std::vector<StepObservations> observations;
         for (const Step& step : work_.recipe.steps) {
-            // The record keeps the parameters as given; the unit gets the names that they stand
-            // for.
-            const Step expanded{step.name, step.unit,
-                                expand_patterns(step.values, cached, job_.input.string())};
-            filters_.push_back(find_step_filters(expanded, cached));
-            tell_filters(step, filters_.back());
-            StepRun(expanded, job_.input.string(), tell_).run(observed);
-            observations.push_back(observed.finish_step());
-            steps_.push_back({{"name", step.name},
-                              {"unit", step.unit->name},
-                              {"sets", make_sets_json(observations.back())},
-                              {"filters", make_json(filters_.back())}});
+            observations.push_back(run_one_step(step, cached, observed));
         }
         cached.flush();
         origin_.input = identity.get();
@@ -266,28 +165,24 @@ class FileRun {
         tree.close();
     }
 
-    // Before the step, so that who reads along can stop it.
-    void tell_filters(const Step& step, std::span<const FilterFacts> filters) {
-        for (const FilterFacts& facts : filters) {
-            tell_({{"level", "detail"}, {"step", step.name}, {"text", summarize(facts)}});
-            for (const FilterWarning& warning : find_warnings(facts)) {
-                tell_({{"level", "warning"}, {"step", step.name}, {"text", warning.text}});
-                tell_({{"level", "hint"},
-                       {"text", warning.choice.empty()
-                                    ? write_design_command(facts.design)
-                                    : fmt::format("if {} is meant: {}",
-                                                  name_edges(facts.design.suggested_edges),
-                                                  warning.choice)}});
-            }
-        }
+    StepObservations run_one_step(const Step& step, CachedTree& cached, ObservedTree& observed) {
+        const std::string source = job_.input.string();
+        // The record keeps the parameters as given; the unit gets the names that they stand for.
+        const Step expanded{step.name, step.unit, expand_patterns(step.values, cached, source)};
+        const std::vector<FilterFacts> filters = find_step_filters(expanded, cached);
+        tell_filters(step, filters, tell_);
+        run_step(expanded, observed, source, tell_);
+        StepObservations observations = observed.finish_step();
+        steps_.push_back({step.name, step.unit->name, observations.sets, make_json(filters)});
+        return observations;
     }
 
     std::vector<HistoryRecord> make_records(std::span<const StepObservations> observations) const {
         std::vector<HistoryRecord> records;
         for (std::size_t i = 0; i < observations.size(); ++i) {
             records.push_back(make_record(origin_, work_.recipe, i, observations[i]));
-            if (!filters_[i].empty()) {
-                records.back()["filters"] = make_json(filters_[i]);
+            if (!steps_[i].filters.empty()) {
+                records.back()["filters"] = steps_[i].filters;
             }
         }
         return records;
@@ -297,10 +192,9 @@ class FileRun {
         if (!work_.backup) {
             return;
         }
-        PendingFile backup(job_.input.string() + ".bak",
-                           {.replace = work_.replace_backup, .like = job_.input});
-        make_output({job_.input.string(), job_.input.string()},
-                    [&] { copy_content(job_.input, backup.path()); });
+        const std::string kept = job_.input.string();
+        PendingFile backup(kept + ".bak", {.replace = work_.replace_backup, .like = job_.input});
+        make_output({kept, kept}, [&] { copy_content(job_.input, backup.path()); });
         backup.publish();
     }
 
@@ -309,16 +203,15 @@ class FileRun {
     RunOrigin origin_;
     const TellMessage& tell_;
     SampleMeter meter_;
-    Json steps_ = Json::array();
-    std::vector<std::vector<FilterFacts>> filters_; // of each step
+    std::vector<StepResult> steps_;
     bool skipped_ = false;
 };
 
 } // namespace
 
-Json do_job(const Job& job, const JobWork& work, const TellMessage& tell,
-            const TellSamples& tell_samples) {
-    return FileRun(job, work, tell, tell_samples).run();
+JobResult do_job(const Job& job, const JobWork& work, const TellMessage& tell,
+                 const TellSamples& tell_samples) {
+    return JobRun(job, work, tell, tell_samples).run();
 }
 
 } // namespace talvora::host

@@ -1,82 +1,43 @@
 #include "host/cli/run_report.h"
 
-#include "host/text/plural.h"
+#include "host/cli/set_change.h"
+#include "host/cli/worker_lines.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cstdint>
-#include <functional>
-#include <numeric>
 #include <utility>
 
 namespace talvora::host {
 namespace {
 
-using Json = nlohmann::ordered_json;
-
-std::uint64_t count_samples(const Json& shape) {
-    return std::accumulate(shape.begin(), shape.end(), std::uint64_t{1},
-                           [](std::uint64_t count, const Json& extent) {
-                               return count * extent.get<std::uint64_t>();
-                           });
-}
-
-ExitCode exit_code(const Json& result) {
-    return static_cast<ExitCode>(result.at("exit_code").get<int>());
-}
-
-std::string first_error(std::span<const Json> messages) {
-    const auto error = std::ranges::find_if(
-        messages, [](const Json& message) { return message.at("level") == "error"; });
-    return error != messages.end() ? error->at("text").get<std::string>() : "";
+std::string first_error(std::span<const JobMessage> messages) {
+    const auto error = std::ranges::find(messages, MessageLevel::Error, &JobMessage::level);
+    return error != messages.end() ? error->text : "";
 }
 
 } // namespace
 
-std::string describe_set_change(const Json& set) {
-    const Json& before = set.at("before");
-    const Json& after = set.at("after");
-    std::string text = fmt::format("{}: {}", set.at("path").get<std::string>(),
-                                   count_things(count_samples(after.at("shape")), "sample"));
-    if (after.at("rate").is_number()) {
-        text += fmt::format(" at {:.6g} Hz", after.at("rate").get<double>());
-    }
-    const auto missing = after.at("missing").get<std::uint64_t>();
-    text += before.is_null() ? fmt::format(", new, {} missing", missing)
-                             : fmt::format(", missing {} before, {} after",
-                                           before.at("missing").get<std::uint64_t>(), missing);
-    if (!set.at("gaps_filled").is_null()) {
-        text += fmt::format(", gaps {} filled, {} left", set.at("gaps_filled").get<std::uint64_t>(),
-                            after.at("gaps").get<std::uint64_t>());
-    }
-    return text;
-}
-
 RunReport::RunReport(const Console& console, std::span<const Job> jobs, RunReportOptions options)
     : console_(console), jobs_(jobs), options_(std::move(options)), files_(jobs.size()) {}
 
-void RunReport::add_message(std::size_t index, const Json& message) {
+void RunReport::add_message(std::size_t index, const JobMessage& message) {
     files_[index].messages.push_back(message);
     print_what_is_due();
 }
 
-void RunReport::set_result(std::size_t index, const Json& result) {
+void RunReport::set_result(std::size_t index, const JobResult& result) {
     files_[index].result = result;
 }
 
 void RunReport::finish(std::size_t index, std::string_view reason) {
     File& file = files_[index];
-    if (file.result.is_null()) {
-        const std::string text = fmt::format("{}: {}", jobs_[index].input.string(), reason);
-        file.messages.push_back({{"level", "error"}, {"text", text}});
-        file.result = {{"exit_code", static_cast<int>(ExitCode::Plugin)},
-                       {"written", false},
-                       {"skipped", false},
-                       {"steps", Json::array()}};
+    if (!file.result) {
+        file.messages.push_back({MessageLevel::Error, fmt::format("{}: {}", name(index), reason)});
+        file.result = JobResult{.exit_code = ExitCode::Plugin, .steps = {}};
     }
     file.finished = true;
-    worst_ = std::max(worst_, exit_code(file.result));
+    worst_ = std::max(worst_, file.result->exit_code);
     print_what_is_due();
 }
 
@@ -97,46 +58,42 @@ void RunReport::print_messages(std::size_t index) {
     }
 }
 
-void RunReport::print_message(std::size_t index, const Json& message) const {
-    using Print = void (Console::*)(std::string_view) const;
-    static constexpr std::pair<const char*, Print> LEVELS[] = {{"error", &Console::error},
-                                                               {"warning", &Console::warning},
-                                                               {"info", &Console::info},
-                                                               {"hint", &Console::hint},
-                                                               {"detail", &Console::detail}};
-    std::string text = message.at("text");
-    if (message.contains("step")) {
-        text = fmt::format("{}: {}: {}", jobs_[index].input.string(),
-                           message.at("step").get<std::string>(), text);
-    }
-    for (const auto& [level, print] : LEVELS) {
-        if (message.at("level") == level) {
-            (console_.*print)(text);
-        }
-    }
+void RunReport::print_message(std::size_t index, const JobMessage& message) const {
+    console_.print(message.level, message.step ? fmt::format("{}: {}: {}", name(index),
+                                                             *message.step, message.text)
+                                               : message.text);
 }
 
 void RunReport::print_result(std::size_t index) const {
-    const Job& job = jobs_[index];
-    const Json& result = files_[index].result;
+    const File& file = files_[index];
     if (options_.json) {
-        Json line = {{"file", job.input.string()}, {"output", job.output.string()}};
-        line.update(result);
-        line["messages"] = files_[index].messages;
-        console_.json_line(line);
-        return;
+        print_json(index);
+    } else if (file.result->exit_code == ExitCode::Done) {
+        print_success(index);
     }
-    if (exit_code(result) != ExitCode::Done) {
-        return;
+}
+
+void RunReport::print_json(std::size_t index) const {
+    const File& file = files_[index];
+    nlohmann::ordered_json line = {{"file", name(index)}, {"output", jobs_[index].output.string()}};
+    line.update(make_json(*file.result));
+    line["messages"] = nlohmann::ordered_json::array();
+    for (const JobMessage& message : file.messages) {
+        line["messages"].push_back(make_json(message));
     }
-    const char* what = result.at("skipped").get<bool>() ? "had been written"
-                       : options_.dry_run               ? "could be written"
-                                                        : "written";
-    console_.report_done(fmt::format("{}: {} {} by {}", job.input.string(), job.output.string(),
+    console_.json_line(line);
+}
+
+void RunReport::print_success(std::size_t index) const {
+    const JobResult& result = *files_[index].result;
+    const char* what = result.skipped     ? "had been written"
+                       : options_.dry_run ? "could be written"
+                                          : "written";
+    console_.report_done(fmt::format("{}: {} {} by {}", name(index), jobs_[index].output.string(),
                                      what, options_.worked_by));
-    for (const Json& step : result.at("steps")) {
-        for (const Json& set : step.at("sets")) {
-            if (set.at("written").get<bool>()) {
+    for (const StepResult& step : result.steps) {
+        for (const SetObservation& set : step.sets) {
+            if (set.written) {
                 console_.report_done("  " + describe_set_change(set));
             }
         }
@@ -146,8 +103,8 @@ void RunReport::print_result(std::size_t index) const {
 std::vector<std::string> RunReport::failed_files() const {
     std::vector<std::string> names;
     for (std::size_t i = 0; i < files_.size(); ++i) {
-        if (exit_code(files_[i].result) != ExitCode::Done) {
-            names.push_back(jobs_[i].input.string());
+        if (files_[i].result->exit_code != ExitCode::Done) {
+            names.push_back(name(i));
         }
     }
     return names;
@@ -159,8 +116,8 @@ void RunReport::print_failures() const {
     }
     std::vector<std::vector<std::string>> rows = {{"file", "exit code", "first error"}};
     for (std::size_t i = 0; i < files_.size(); ++i) {
-        if (const ExitCode code = exit_code(files_[i].result); code != ExitCode::Done) {
-            rows.push_back({jobs_[i].input.string(), fmt::format("{}", static_cast<int>(code)),
+        if (const ExitCode code = files_[i].result->exit_code; code != ExitCode::Done) {
+            rows.push_back({name(i), fmt::format("{}", static_cast<int>(code)),
                             first_error(files_[i].messages)});
         }
     }
@@ -168,6 +125,10 @@ void RunReport::print_failures() const {
     for (const std::string& line : align_columns(rows, {false, true, false})) {
         console_.note("  " + line);
     }
+}
+
+std::string RunReport::name(std::size_t index) const {
+    return jobs_[index].input.string();
 }
 
 } // namespace talvora::host

@@ -4,10 +4,11 @@
 
 #include "host/cli/console.h"
 #include "host/cli/job_plan.h"
+#include "host/cli/job_result.h"
 #include "host/text/failure.h"
 
-#include <nlohmann/json.hpp>
-
+#include <cstddef>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -28,9 +29,8 @@ class RunReport {
 
     // A message of the file at this index; its text becomes known at once when the files
     // before have ended, else after them.
-    void add_message(std::size_t index, const nlohmann::ordered_json& message);
-    // What do_job gives.
-    void set_result(std::size_t index, const nlohmann::ordered_json& result);
+    void add_message(std::size_t index, const JobMessage& message);
+    void set_result(std::size_t index, const JobResult& result);
     // The file's worker has ended. Without a result that was a failure of the plug-in;
     // `reason` says how it ended.
     void finish(std::size_t index, std::string_view reason);
@@ -41,18 +41,20 @@ class RunReport {
     void print_failures() const;
 
   private:
-    // NOLINTNEXTLINE(bugprone-exception-escape): values of JSON are moved without exceptions
     struct File {
-        std::vector<nlohmann::ordered_json> messages;
+        std::vector<JobMessage> messages;
         std::size_t printed_count = 0;
-        nlohmann::ordered_json result;
+        std::optional<JobResult> result;
         bool finished = false;
     };
 
     void print_what_is_due();
     void print_messages(std::size_t index);
-    void print_message(std::size_t index, const nlohmann::ordered_json& message) const;
+    void print_message(std::size_t index, const JobMessage& message) const;
     void print_result(std::size_t index) const;
+    void print_json(std::size_t index) const;
+    void print_success(std::size_t index) const;
+    std::string name(std::size_t index) const; // of the file
 
     const Console& console_;
     std::span<const Job> jobs_;
@@ -61,9 +63,5 @@ class RunReport {
     std::size_t next_ = 0; // the first file that has not been printed to its end
     ExitCode worst_ = ExitCode::Done;
 };
-
-// "Imu/Acceleration: 7560 samples at 100 Hz, missing 30 before, 0 after, gaps 3 filled, 0
-// left", of a set as the history describes it.
-std::string describe_set_change(const nlohmann::ordered_json& set);
 
 } // namespace talvora::host

@@ -4,6 +4,7 @@
 #include "host/cli/output_files.h"
 #include "host/cli/progress.h"
 #include "host/cli/run_report.h"
+#include "host/cli/worker_lines.h"
 #include "host/cli/worker_pool.h"
 #include "host/system/pending_cleanup.h"
 #include "host/system/safe_write.h"
@@ -18,13 +19,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 #include <utility>
+#include <variant>
 #include <vector>
 
 namespace talvora::host {
 namespace {
 
 namespace fs = std::filesystem;
-using Json = nlohmann::ordered_json;
 
 std::string describe_end(int wait_status) {
     if (WIFSIGNALED(wait_status)) {
@@ -39,16 +40,11 @@ std::string describe_end(int wait_status) {
         WEXITSTATUS(wait_status));
 }
 
-// One JSON document per line: a message, or the result.
-std::string pack(const char* kind, const Json& json) {
-    return Json{{kind, json}}.dump(-1, ' ', false, Json::error_handler_t::replace);
-}
-
 void work_in_child(const Job& job, const JobWork& work, const SendLine& send) {
-    const Json result = do_job(
-        job, work, [&](const Json& message) { send(pack("message", message)); },
-        [&](std::uint64_t count) { send(pack("samples", count)); });
-    send(pack("result", result));
+    const JobResult result = do_job(
+        job, work, [&](const JobMessage& message) { send(encode_line(message)); },
+        [&](std::uint64_t count) { send(encode_line(SampleCount{count})); });
+    send(encode_line(result));
 }
 
 // What the parent does with what its workers send.
@@ -60,44 +56,46 @@ class WorkerRuns {
           progress_(isatty(STDERR_FILENO) != 0, jobs.size(), Progress::Clock::now()) {}
 
     void run(const JobWork& work, std::size_t at_once) {
-        run_workers(jobs_.size(), at_once,
-                    {.work = [&](std::size_t i,
-                                 const SendLine& send) { work_in_child(jobs_[i], work, send); },
-                     .take_line = [&](std::size_t i, const std::string& line) { take(i, line); },
-                     .take_end = [&](std::size_t i, int wait_status) { finish(i, wait_status); },
-                     .tick = [&] { tick(); }});
-        write(progress_.clear());
+        run_workers(
+            jobs_.size(), at_once,
+            {.work = [&](std::size_t i,
+                         const SendLine& send) { work_in_child(jobs_[i], work, send); },
+             .take_line = [&](std::size_t i, const std::string& line) { take_line(i, line); },
+             .take_end = [&](std::size_t i, int wait_status) { finish(i, wait_status); },
+             .tick = [&] { tick(); }});
+        print(progress_.clear());
     }
 
     const RunReport& report() const { return report_; }
 
   private:
-    void take(std::size_t index, const std::string& line) {
-        const Json json = Json::parse(line);
-        if (json.contains("samples")) {
-            state_.sample_count += json.at("samples").get<std::uint64_t>();
-        } else if (json.contains("result")) {
-            report_.set_result(index, json.at("result"));
-        } else {
-            write(progress_.clear());
-            report_.add_message(index, json.at("message"));
-        }
+    void take_line(std::size_t index, const std::string& line) {
+        std::visit([&](const auto& news) { take(index, news); }, decode_line(line));
     }
+
+    void take(std::size_t index, const JobMessage& message) {
+        print(progress_.clear());
+        report_.add_message(index, message);
+    }
+
+    void take(std::size_t, const SampleCount& samples) { state_.sample_count += samples.count; }
+
+    void take(std::size_t index, const JobResult& result) { report_.set_result(index, result); }
 
     void finish(std::size_t index, int wait_status) {
         sweep_beside(jobs_[index].output);
-        write(progress_.clear());
+        print(progress_.clear());
         report_.finish(index, describe_end(wait_status));
         ++state_.file_count;
     }
 
     void tick() {
         if (shows_progress_) {
-            write(progress_.update(state_, Progress::Clock::now()));
+            print(progress_.update(state_, Progress::Clock::now()));
         }
     }
 
-    static void write(const std::string& text) {
+    static void print(const std::string& text) {
         if (!text.empty()) {
             std::fflush(stdout); // what was printed before comes before
             std::fputs(text.c_str(), stderr);

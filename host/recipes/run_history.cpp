@@ -199,17 +199,17 @@ InputIdentity identify_input(const std::filesystem::path& file) {
     return {file.filename().string(), std::filesystem::file_size(file), hash_file(file)};
 }
 
-Json make_sets_json(const StepObservations& observations) {
-    Json sets = Json::array();
-    for (const SetObservation& set : observations.sets) {
-        sets.push_back({{"path", set.path},
+Json make_sets_json(std::span<const SetObservation> sets) {
+    Json list = Json::array();
+    for (const SetObservation& set : sets) {
+        list.push_back({{"path", set.path},
                         {"read", set.read},
                         {"written", set.written},
                         {"before", set.before ? make_state_json(*set.before) : Json(nullptr)},
                         {"after", make_state_json(set.after)},
                         {"gaps_filled", value_or_null(set.filled_gap_count)}});
     }
-    return sets;
+    return list;
 }
 
 HistoryRecord make_record(const RunOrigin& origin, const Recipe& recipe, std::size_t step_index,
@@ -228,7 +228,7 @@ HistoryRecord make_record(const RunOrigin& origin, const Recipe& recipe, std::si
         {"unit", step.unit->name},
         {"unit_version", value_or_null(step.unit->version)},
         {"parameters", make_parameters_json(step.values)},
-        {"sets", make_sets_json(observations)},
+        {"sets", make_sets_json(observations.sets)},
         {"attributes", observations.attributes}};
 }
 

@@ -66,7 +66,8 @@ PluginIdentity identify_plugin(const PluginLibrary& plugin);
 // Reads the file through.
 InputIdentity identify_input(const std::filesystem::path& file);
 
-nlohmann::ordered_json make_sets_json(const StepObservations& observations);
+// As "sets" of a record.
+nlohmann::ordered_json make_sets_json(std::span<const SetObservation> sets);
 
 HistoryRecord make_record(const RunOrigin& origin, const Recipe& recipe, std::size_t step_index,
                           const StepObservations& observations);

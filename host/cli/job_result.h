@@ -1,0 +1,45 @@
+// What comes of a job: what is said on the way, and what was done.
+#pragma once
+
+#include "host/cli/console.h"
+#include "host/text/failure.h"
+#include "host/tree/observed_tree.h"
+
+#include <nlohmann/json.hpp>
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace talvora::host {
+
+struct JobMessage {
+    MessageLevel level = MessageLevel::Info;
+    std::string text;
+    std::optional<std::string> step = {}; // whose unit or filter it is about
+};
+
+// Receives each message as it comes. It must not throw: units send messages too.
+using TellMessage = std::function<void(const JobMessage& message)>;
+
+// Samples read or written since the last call, a few times a second while there are any.
+using TellSamples = std::function<void(std::uint64_t count)>;
+
+// A step that was run to its end.
+struct StepResult {
+    std::string name;
+    std::string unit; // identifier
+    std::vector<SetObservation> sets;
+    nlohmann::ordered_json filters; // as the history has them
+};
+
+struct JobResult {
+    ExitCode exit_code = ExitCode::Done;
+    bool written = false; // the output was made
+    bool skipped = false; // an earlier run had made it
+    std::vector<StepResult> steps;
+};
+
+} // namespace talvora::host

@@ -1,0 +1,119 @@
+#include "host/cli/job_step.h"
+
+#include "host/cli/filter_report.h"
+#include "host/interface/path_patterns.h"
+#include "host/interface/unit_run.h"
+#include "host/recipes/recipe_places.h"
+#include "host/text/plural.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+namespace talvora::host {
+namespace {
+
+// In the order of Message::Level.
+constexpr MessageLevel LEVELS[] = {MessageLevel::Error, MessageLevel::Warning, MessageLevel::Info};
+
+constexpr std::size_t MAX_SENTENCES = 3;
+
+class StepRun {
+  public:
+    StepRun(const Step& step, const std::string& source, const TellMessage& tell)
+        : step_(step), source_(source), tell_(tell) {}
+
+    void run(DataTree& tree) {
+        const UnitOutcome outcome =
+            run_unit(*step_.unit, tree, step_.values,
+                     [&](const Message& message) { tell(LEVELS[message.level], message.text); });
+        tell_problems(outcome.problems);
+        judge(outcome, tree);
+    }
+
+  private:
+    void tell_problems(const CallProblems& problems) {
+        tell_first("refused: ", problems.refused_requests);
+        tell_rest(problems.refused_count, problems.refused_requests.size(), "were refused");
+        tell_first("broke the interface: ", problems.interface_breaks);
+        tell_rest(problems.break_count, problems.interface_breaks.size(), "broke the interface");
+    }
+
+    void tell_first(std::string_view what, const std::vector<std::string>& sentences) {
+        for (std::size_t i = 0; i < std::min(MAX_SENTENCES, sentences.size()); ++i) {
+            tell(MessageLevel::Error, fmt::format("{}{}", what, sentences[i]));
+        }
+    }
+
+    void tell_rest(std::uint64_t count, std::size_t sentence_count, std::string_view what) {
+        const std::uint64_t told = std::min(MAX_SENTENCES, sentence_count);
+        if (sentence_count > told) {
+            tell(MessageLevel::Error,
+                 fmt::format("{} {}", count_things(count - told, "more request"), what));
+        }
+    }
+
+    void judge(const UnitOutcome& outcome, DataTree& tree) {
+        if (const auto& error = outcome.problems.storage_error) {
+            throw StorageError(*error);
+        }
+        if (!outcome.problems.interface_breaks.empty()) {
+            throw StepFailed{ExitCode::Plugin};
+        }
+        if (!outcome.is_good()) {
+            if (!has_error_) {
+                tell(MessageLevel::Error, "failed without a message");
+            }
+            hint_at_places(tree);
+            throw StepFailed{ExitCode::UnitFailed};
+        }
+    }
+
+    // The unit has said what it did not find; this says what there is.
+    void hint_at_places(DataTree& tree) const {
+        const auto problems = check_places({.description = {}, .steps = {step_}}, tree);
+        if (!problems.empty()) {
+            const std::string& near = problems.front().hint;
+            tell_({MessageLevel::Hint, near + (near.empty() ? "" : "    ") + hint_tree(source_)});
+        }
+    }
+
+    void tell(MessageLevel level, const std::string& text) {
+        has_error_ = has_error_ || level == MessageLevel::Error;
+        tell_({level, text, step_.name});
+    }
+
+    const Step& step_;
+    const std::string& source_;
+    const TellMessage& tell_;
+    bool has_error_ = false;
+};
+
+std::string describe_remedy(const FilterFacts& facts, const FilterWarning& warning) {
+    return warning.choice.empty()
+               ? write_design_command(facts.design)
+               : fmt::format("if {} is meant: {}", name_edges(facts.design.suggested_edges),
+                             warning.choice);
+}
+
+} // namespace
+
+void tell_filters(const Step& step, std::span<const FilterFacts> filters, const TellMessage& tell) {
+    for (const FilterFacts& facts : filters) {
+        tell({MessageLevel::Detail, summarize(facts), step.name});
+        for (const FilterWarning& warning : find_warnings(facts)) {
+            tell({MessageLevel::Warning, warning.text, step.name});
+            tell({MessageLevel::Hint, describe_remedy(facts, warning)});
+        }
+    }
+}
+
+void run_step(const Step& step, DataTree& tree, const std::string& source,
+              const TellMessage& tell) {
+    StepRun(step, source, tell).run(tree);
+}
+
+} // namespace talvora::host

@@ -1,0 +1,27 @@
+// One step of a job: a unit run on the working copy.
+#pragma once
+
+#include "host/cli/job_result.h"
+#include "host/filters/filter_facts.h"
+#include "host/recipes/recipe.h"
+#include "host/text/failure.h"
+#include "host/tree/data_tree.h"
+
+#include <span>
+#include <string>
+
+namespace talvora::host {
+
+// Thrown when all that there is to say has been told.
+struct StepFailed {
+    ExitCode code;
+};
+
+// What the filters of the step do. Told before the step, so that who reads along can stop it.
+void tell_filters(const Step& step, std::span<const FilterFacts> filters, const TellMessage& tell);
+
+// Runs the step's unit, telling what it says; `source` is the file's name in hints. Throws
+// StepFailed or a StorageError when the results are not to be kept.
+void run_step(const Step& step, DataTree& tree, const std::string& source, const TellMessage& tell);
+
+} // namespace talvora::host
