@@ -102,7 +102,7 @@ void Console::result_line(std::string_view line) const {
     result(on_one_line(line));
 }
 
-void Console::report_done(std::string_view line) const {
+void Console::done_line(std::string_view line) const {
     if (!quiet_) {
         result_line(line);
     }

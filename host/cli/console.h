@@ -1,5 +1,16 @@
 // What the program prints: results on standard output, everything else on standard
 // error, one line each.
+//
+// Throughout the program the verb of a function says where the text that it makes goes:
+//
+//     print_      out, through the console
+//     write_      into a file
+//     tell_       to a listener, on the way to the console
+//     describe_   to the caller, as lines or sentences for people; summarise: as one line
+//     name_       to the caller, as a word or two within a sentence
+//     list_       to the caller, as names
+//     make_       to the caller, as a document or a part of one
+//     explain_    to the caller, as a Failure
 #pragma once
 
 #include "host/text/failure.h"
@@ -47,7 +58,7 @@ class Console {
     // One line, whatever the names in it hold.
     void result_line(std::string_view line) const;
     // A result that only tells what was done: left away with --quiet.
-    void report_done(std::string_view line) const;
+    void done_line(std::string_view line) const;
     // NaN and infinities as null; bytes that are no UTF-8 replaced.
     void document(const nlohmann::ordered_json& json) const; // indented
     void json_line(const nlohmann::ordered_json& json) const;

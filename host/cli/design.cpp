@@ -174,7 +174,7 @@ void print_response(const std::vector<ResponseRow>& response, const Console& con
 void print_text(const FilterFacts& facts, const Console& console) {
     const auto& [b, a] = facts.design.coefficients;
     console.result(write_parameters(facts.design.parameters));
-    console.result(summarize(facts));
+    console.result(summarise(facts));
     console.result(fmt::format("\nb  {}\na  {}", fmt::join(b, "  "), fmt::join(a, "  ")));
     if (const auto response = tabulate_response(facts); !response.empty()) {
         print_response(response, console);

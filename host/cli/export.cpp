@@ -33,7 +33,7 @@ std::vector<SignalSet> read_sets(const TreePlace& place) {
     return sets;
 }
 
-void show_way_back(const ExportReport& report, const std::string& output, const Console& console) {
+void print_way_back(const ExportReport& report, const std::string& output, const Console& console) {
     if (report.import_words.empty()) {
         return;
     }
@@ -61,10 +61,10 @@ void export_file(const Session& session, const ExportCommand& command) {
         session.console.warning(warning);
     }
     if (!to_output) {
-        session.console.report_done(fmt::format("{}: {} of {}", command.output,
-                                                count_things(report.row_count, "row"),
-                                                count_things(report.columns.size() + 1, "column")));
-        show_way_back(report, command.output, session.console);
+        session.console.done_line(fmt::format("{}: {} of {}", command.output,
+                                              count_things(report.row_count, "row"),
+                                              count_things(report.columns.size() + 1, "column")));
+        print_way_back(report, command.output, session.console);
     }
 }
 

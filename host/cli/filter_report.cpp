@@ -20,7 +20,7 @@ std::string write_decibels(double decibels) {
 
 } // namespace
 
-std::string summarize(const FilterFacts& facts) {
+std::string summarise(const FilterFacts& facts) {
     const FilterDesign& design = facts.design;
     if (facts.state != FilterState::Useful) {
         return fmt::format("at {} Hz {}", name_rate(design), tell_state(facts.state));
@@ -40,7 +40,7 @@ nlohmann::ordered_json make_json(const FilterFacts& facts) {
             {"suggested_edges", design.suggested_edges},
             {"three_db_points", facts.three_db_points},
             {"usable", facts.state == FilterState::Useful},
-            {"summary", summarize(facts)}};
+            {"summary", summarise(facts)}};
 }
 
 nlohmann::ordered_json make_json(std::span<const FilterFacts> filters) {

@@ -14,7 +14,7 @@ namespace talvora::host {
 
 // On one line: "at 1000 Hz 3 dB down at 77.1836 Hz after both passes, each of order 2
 // with its edge at 62.3252 Hz".
-std::string summarize(const FilterFacts& facts);
+std::string summarise(const FilterFacts& facts);
 
 // The sample rate, the order and edges of one pass, the 3 dB points, the edges that the
 // parameters suggest, whether it is stable: frequencies in Hz.

@@ -20,7 +20,7 @@ struct HistoryOptions {
 };
 
 // The text at a path like "/input/name", or what stands there as JSON.
-std::string show(const HistoryRecord& record, const char* path) {
+std::string text_at(const HistoryRecord& record, const char* path) {
     const auto value = record.value(HistoryRecord::json_pointer(path), HistoryRecord());
     return value.is_string() ? value.get<std::string>() : value.dump();
 }
@@ -47,23 +47,24 @@ SetObservation read_set(const HistoryRecord& set) {
     return told;
 }
 
-std::string show_step(const HistoryRecord& record) {
-    std::string text = fmt::format("{}  {}", show(record, "/time"), show(record, "/step"));
-    if (show(record, "/step_count") != "1") {
-        text +=
-            fmt::format(" ({} of {})", show(record, "/step_number"), show(record, "/step_count"));
+std::string describe_step(const HistoryRecord& record) {
+    std::string text = fmt::format("{}  {}", text_at(record, "/time"), text_at(record, "/step"));
+    if (text_at(record, "/step_count") != "1") {
+        text += fmt::format(" ({} of {})", text_at(record, "/step_number"),
+                            text_at(record, "/step_count"));
     }
     return text;
 }
 
 void print_record(const HistoryRecord& record, const Console& console) {
-    console.result_line(show_step(record));
-    console.result_line(fmt::format("  unit {} {}, plug-in {} {}, talvora-host {}",
-                                    show(record, "/unit"), show(record, "/unit_version"),
-                                    show(record, "/plugin/name"), show(record, "/plugin/version"),
-                                    show(record, "/host/version")));
-    console.result_line(fmt::format("  input {}, {} bytes, sha256 {}", show(record, "/input/name"),
-                                    show(record, "/input/size"), show(record, "/input/sha256")));
+    console.result_line(describe_step(record));
+    console.result_line(
+        fmt::format("  unit {} {}, plug-in {} {}, talvora-host {}", text_at(record, "/unit"),
+                    text_at(record, "/unit_version"), text_at(record, "/plugin/name"),
+                    text_at(record, "/plugin/version"), text_at(record, "/host/version")));
+    console.result_line(fmt::format("  input {}, {} bytes, sha256 {}",
+                                    text_at(record, "/input/name"), text_at(record, "/input/size"),
+                                    text_at(record, "/input/sha256")));
     for (const auto& [key, value] : record.at("parameters").items()) {
         if (!value.is_null()) {
             console.result_line(fmt::format("  {} = {}", key, value.dump()));
@@ -83,7 +84,7 @@ void print_record(const HistoryRecord& record, const Console& console) {
     }
 }
 
-void show_history(const Session& session, const HistoryOptions& options) {
+void print_history(const Session& session, const HistoryOptions& options) {
     const std::vector<HistoryRecord> history = read_history(*open_input(options.file));
     if (options.json) {
         session.console.document({{"file", options.file}, {"history", history}});
@@ -113,7 +114,7 @@ void add_history_command(CLI::App& program, Session& session) {
     add_examples(*command,
                  {{"What was done to a file", "talvora-host history smooth.h5"},
                   {"All that is recorded, for a script", "talvora-host history smooth.h5 --json"}});
-    command->callback([&session, options] { show_history(session, *options); });
+    command->callback([&session, options] { print_history(session, *options); });
 }
 
 } // namespace talvora::host

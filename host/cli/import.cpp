@@ -30,7 +30,7 @@ struct ImportCommand {
     bool dry_run = false;
 };
 
-void say(const ImportReport& report, const Console& console) {
+void print_report(const ImportReport& report, const Console& console) {
     for (const std::string& warning : report.warnings) {
         console.warning(warning);
     }
@@ -73,15 +73,15 @@ void import_file(const Session& session, ImportCommand& command) {
     const NumberTable table = read_csv(command.input);
     if (command.dry_run) {
         MemoryTree trial;
-        say(import_table(table, command.options, trial, command.input), session.console);
+        print_report(import_table(table, command.options, trial, command.input), session.console);
         session.console.info(fmt::format("dry run: {} was not written", command.output));
         return;
     }
     PendingFile pending(command.output, write_options);
     const ImportReport report = build_file(table, command, pending.path());
     pending.publish();
-    say(report, session.console);
-    session.console.report_done(
+    print_report(report, session.console);
+    session.console.done_line(
         fmt::format("{}: {} ({} at {:.6g} Hz)", command.output, fmt::join(report.sets, ", "),
                     count_things(report.sample_count, "sample"), report.sample_rate));
 }

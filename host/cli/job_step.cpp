@@ -103,7 +103,7 @@ std::string describe_remedy(const FilterFacts& facts, const FilterWarning& warni
 
 void tell_filters(const Step& step, std::span<const FilterFacts> filters, const TellMessage& tell) {
     for (const FilterFacts& facts : filters) {
-        tell({MessageLevel::Detail, summarize(facts), step.name});
+        tell({MessageLevel::Detail, summarise(facts), step.name});
         for (const FilterWarning& warning : find_warnings(facts)) {
             tell({MessageLevel::Warning, warning.text, step.name});
             tell({MessageLevel::Hint, describe_remedy(facts, warning)});

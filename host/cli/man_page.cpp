@@ -60,7 +60,7 @@ std::string typed_name(const CLI::App& command) {
                : typed_name(*command.get_parent()) + " " + command.get_name();
 }
 
-std::string write_synopsis(const CLI::App& command) {
+std::string make_synopsis(const CLI::App& command) {
     std::string text = fmt::format("\\fB{}\\fR [\\fIOPTIONS\\fR]", escape(typed_name(command)));
     for (const CLI::Option* option : positionals(command)) {
         const std::string name = fmt::format("\\fI{}\\fR{}", escape(option->get_name()),
@@ -70,12 +70,12 @@ std::string write_synopsis(const CLI::App& command) {
     return text + (visible_commands(command).empty() ? "" : " \\fICOMMAND\\fR ...") + "\n";
 }
 
-std::string write_item(std::string_view tag, std::string_view text) {
+std::string make_item(std::string_view tag, std::string_view text) {
     return fmt::format(".TP\n{}\n{}\n", tag, escape(text));
 }
 
 // "-o,--output" as "-o, --output FILE"
-std::string write_option_tag(const CLI::Option& option) {
+std::string make_option_tag(const CLI::Option& option) {
     std::string names = option.get_name(false, true);
     if (const std::size_t comma = names.find(','); comma != std::string::npos) {
         names.replace(comma, 1, "\\fR, \\fB");
@@ -89,35 +89,35 @@ std::string write_option_tag(const CLI::Option& option) {
            (label.empty() ? "" : fmt::format(" \\fI{}\\fR", escape(label.substr(1))));
 }
 
-std::string write_words_and_options(const CLI::App& command) {
+std::string make_words_and_options(const CLI::App& command) {
     std::string text;
     for (const CLI::Option* option : positionals(command)) {
-        text += write_item(fmt::format("\\fI{}\\fR", escape(option->get_name())),
-                           describe_option(*option));
+        text += make_item(fmt::format("\\fI{}\\fR", escape(option->get_name())),
+                          describe_option(*option));
     }
     for (const CLI::Option* option : visible_options(command)) {
-        text += write_item(write_option_tag(*option), describe_option(*option));
+        text += make_item(make_option_tag(*option), describe_option(*option));
     }
     return text;
 }
 
-std::string write_commands(const CLI::App& command) {
+std::string make_commands(const CLI::App& command) {
     std::string text;
     for (const CLI::App* child : visible_commands(command)) {
         if (command.get_parent() == nullptr) {
-            text += write_item(fmt::format("\\fB{}\\fR(1)", escape(man_page_name(*child))),
-                               child->get_description());
+            text += make_item(fmt::format("\\fB{}\\fR(1)", escape(man_page_name(*child))),
+                              child->get_description());
         } else {
             text += fmt::format(".SS {}\n{}.PP\n{}\n{}", escape(child->get_name()),
-                                write_synopsis(*child), escape(child->get_description()),
-                                write_words_and_options(*child));
+                                make_synopsis(*child), escape(child->get_description()),
+                                make_words_and_options(*child));
         }
     }
     return text.empty() ? "" : ".SH COMMANDS\n" + text;
 }
 
 // A title becomes a section, what is indented stays as it is.
-std::string write_footer(const CLI::App& command) {
+std::string make_footer(const CLI::App& command) {
     std::istringstream lines(command.get_footer());
     std::string text;
     for (std::string line; std::getline(lines, line);) {
@@ -132,7 +132,7 @@ std::string write_footer(const CLI::App& command) {
     return text + (text.empty() ? "" : ".fi\n");
 }
 
-std::string write_see_also(const CLI::App& command) {
+std::string make_see_also(const CLI::App& command) {
     if (command.get_parent() == nullptr) {
         return "";
     }
@@ -150,15 +150,15 @@ std::string man_page_name(const CLI::App& command) {
                : man_page_name(*command.get_parent()) + "-" + command.get_name();
 }
 
-std::string write_man_page(const CLI::App& command) {
+std::string make_man_page(const CLI::App& command) {
     const std::string name = man_page_name(command);
     return fmt::format(".TH {} 1 \"\" \"{} {}\" \"User commands\"\n"
                        ".SH NAME\n{} \\- {}\n.SH SYNOPSIS\n{}.SH DESCRIPTION\n{}\n",
                        upper_case(escape(name)), program_of(command).get_name(), TALVORA_VERSION,
-                       escape(name), escape(command.get_description()), write_synopsis(command),
+                       escape(name), escape(command.get_description()), make_synopsis(command),
                        escape(command.get_description())) +
-           ".SH OPTIONS\n" + write_words_and_options(command) + write_commands(command) +
-           write_footer(command) + write_see_also(command);
+           ".SH OPTIONS\n" + make_words_and_options(command) + make_commands(command) +
+           make_footer(command) + make_see_also(command);
 }
 
 } // namespace talvora::host

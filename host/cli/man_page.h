@@ -1,4 +1,4 @@
-// Manual pages, written of what a command tells with --help.
+// Manual pages, made of what a command tells with --help.
 #pragma once
 
 #include <CLI/App.hpp>
@@ -12,6 +12,6 @@ std::string man_page_name(const CLI::App& command);
 
 // The page of the program or of one of its commands, in roff with the `man` macros;
 // commands below a command are sections of its page.
-std::string write_man_page(const CLI::App& command);
+std::string make_man_page(const CLI::App& command);
 
 } // namespace talvora::host

@@ -16,7 +16,7 @@ namespace {
 void write_page(const CLI::App& command, const std::filesystem::path& folder) {
     const std::filesystem::path file = folder / (man_page_name(command) + ".1");
     write_text_file(file.string(), true,
-                    [&](const TextSink& send) { send(write_man_page(command)); });
+                    [&](const TextSink& send) { send(make_man_page(command)); });
 }
 
 void write_pages(const CLI::App& program, const std::filesystem::path& folder) {

@@ -138,7 +138,7 @@ void plot_file(const Session& session, const PlotCommand& command) {
     const Plot plot = Builder(session, command).build();
     write_text_file(command.output, command.force,
                     [&](const TextSink& write) { write(draw(plot)); });
-    session.console.report_done(
+    session.console.done_line(
         fmt::format("{}: {}", command.output, count_things(plot.panels.size(), "data set")));
 }
 

@@ -24,14 +24,14 @@ std::string Progress::update(const ProgressState& state, Clock::time_point now) 
     if (now - start_ < QUIET_TIME || state.file_count >= total_) {
         return {};
     }
-    return on_terminal_ ? draw_bar(state, now) : write_line(state, now);
+    return on_terminal_ ? make_bar(state, now) : make_line(state, now);
 }
 
 std::string Progress::clear() {
     return std::exchange(bar_shown_, false) ? CLEAR_LINE : "";
 }
 
-std::string Progress::draw_bar(const ProgressState& state, Clock::time_point now) {
+std::string Progress::make_bar(const ProgressState& state, Clock::time_point now) {
     if (now - last_ < TIME_BETWEEN_BARS) {
         return {};
     }
@@ -43,7 +43,7 @@ std::string Progress::draw_bar(const ProgressState& state, Clock::time_point now
                        static_cast<double>(state.sample_count), rate(state, now));
 }
 
-std::string Progress::write_line(const ProgressState& state, Clock::time_point now) {
+std::string Progress::make_line(const ProgressState& state, Clock::time_point now) {
     const std::size_t tenth = 10 * state.file_count / total_;
     if (tenth == last_tenth_ && now - last_ < TIME_BETWEEN_LINES) {
         return {};

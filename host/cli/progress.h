@@ -29,8 +29,8 @@ class Progress {
     std::string clear();
 
   private:
-    std::string draw_bar(const ProgressState& state, Clock::time_point now);
-    std::string write_line(const ProgressState& state, Clock::time_point now);
+    std::string make_bar(const ProgressState& state, Clock::time_point now);
+    std::string make_line(const ProgressState& state, Clock::time_point now);
     double rate(const ProgressState& state, Clock::time_point now) const;
 
     bool on_terminal_;

@@ -84,8 +84,8 @@ void check_recipe(Session& session, const RecipeOptions& options) {
         session.exit_code = std::max(session.exit_code, check_file(session.console, *recipe, file));
     }
     if (session.exit_code == ExitCode::Done) {
-        session.console.report_done(fmt::format("{}: {}, nothing wrong", options.recipe,
-                                                count_things(recipe->steps.size(), "step")));
+        session.console.done_line(fmt::format("{}: {}, nothing wrong", options.recipe,
+                                              count_things(recipe->steps.size(), "step")));
     }
 }
 

@@ -89,12 +89,12 @@ void RunReport::print_success(std::size_t index) const {
     const char* what = result.skipped     ? "had been written"
                        : options_.dry_run ? "could be written"
                                           : "written";
-    console_.report_done(fmt::format("{}: {} {} by {}", name(index), jobs_[index].output.string(),
-                                     what, options_.worked_by));
+    console_.done_line(fmt::format("{}: {} {} by {}", name(index), jobs_[index].output.string(),
+                                   what, options_.worked_by));
     for (const StepResult& step : result.steps) {
         for (const SetObservation& set : step.sets) {
             if (set.written) {
-                console_.report_done("  " + describe_set_change(set));
+                console_.done_line("  " + describe_set_change(set));
             }
         }
     }

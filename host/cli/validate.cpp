@@ -38,7 +38,7 @@ ValidatorOptions make_options(Session& session, const ValidateOptions& options) 
     return made;
 }
 
-void list_checks(const Console& console, const ValidateOptions& options) {
+void print_checks(const Console& console, const ValidateOptions& options) {
     std::vector<std::vector<std::string>> rows;
     auto list = nlohmann::ordered_json::array();
     for (const Check* check : select_checks(options.only)) {
@@ -97,7 +97,7 @@ void run_command(Session& session, const ValidateOptions& options) {
     if (!options.child.empty()) {
         session.exit_code = ExitCode{run_check_here(options.child, options.plugin, child_words())};
     } else if (options.list) {
-        list_checks(session.console, options);
+        print_checks(session.console, options);
     } else {
         validate_plugin(session, options);
     }

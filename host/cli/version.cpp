@@ -9,7 +9,7 @@ namespace {
 
 // The program's own version needs no plug-in; one that cannot be loaded is an error
 // all the same, after the program's line.
-void show_version(Session& session) {
+void print_version(Session& session) {
     session.console.result(fmt::format("talvora-host {}", TALVORA_VERSION));
     const PluginInfo& info = session.plugin().info();
     session.console.result(
@@ -24,7 +24,7 @@ void add_version_command(CLI::App& program, Session& session) {
         program.add_subcommand("version", "The versions of the program and of the plug-in");
     add_examples(*command,
                  {{"Both versions, and where the plug-in was found", "talvora-host version"}});
-    command->callback([&session] { show_version(session); });
+    command->callback([&session] { print_version(session); });
 }
 
 } // namespace talvora::host
