@@ -70,7 +70,7 @@ std::optional<MessageLevel> find_level(std::string_view name) {
 }
 
 bool Console::is_shown(MessageLevel level) const {
-    return level == MessageLevel::Info ? !quiet_ : level == MessageLevel::Detail ? verbose_ : true;
+    return level == MessageLevel::Info ? !quiet_ : level != MessageLevel::Detail || verbose_;
 }
 
 void Console::print(MessageLevel level, std::string_view text) const {

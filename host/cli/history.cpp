@@ -56,7 +56,7 @@ std::string describe_step(const HistoryRecord& record) {
     return text;
 }
 
-void print_record(const HistoryRecord& record, const Console& console) {
+void print_origin(const HistoryRecord& record, const Console& console) {
     console.result_line(describe_step(record));
     console.result_line(
         fmt::format("  unit {} {}, plug-in {} {}, talvora-host {}", text_at(record, "/unit"),
@@ -65,6 +65,9 @@ void print_record(const HistoryRecord& record, const Console& console) {
     console.result_line(fmt::format("  input {}, {} bytes, sha256 {}",
                                     text_at(record, "/input/name"), text_at(record, "/input/size"),
                                     text_at(record, "/input/sha256")));
+}
+
+void print_parameters(const HistoryRecord& record, const Console& console) {
     for (const auto& [key, value] : record.at("parameters").items()) {
         if (!value.is_null()) {
             console.result_line(fmt::format("  {} = {}", key, value.dump()));
@@ -73,6 +76,9 @@ void print_record(const HistoryRecord& record, const Console& console) {
     for (const auto& filter : record.value("filters", HistoryRecord::array())) {
         console.result_line(fmt::format("  filter {}", filter.at("summary").get<std::string>()));
     }
+}
+
+void print_changes(const HistoryRecord& record, const Console& console) {
     for (const auto& json : record.at("sets")) {
         const SetObservation set = read_set(json);
         console.result_line(
@@ -82,6 +88,12 @@ void print_record(const HistoryRecord& record, const Console& console) {
         console.result_line(
             fmt::format("  {}: attributes {}", path.empty() ? "/" : path, names.dump()));
     }
+}
+
+void print_record(const HistoryRecord& record, const Console& console) {
+    print_origin(record, console);
+    print_parameters(record, console);
+    print_changes(record, console);
 }
 
 void print_history(const Session& session, const HistoryOptions& options) {

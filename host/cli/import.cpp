@@ -60,30 +60,45 @@ ImportReport build_file(const NumberTable& table, const ImportCommand& command,
     });
 }
 
-void import_file(const Session& session, ImportCommand& command) {
-    for (const std::string& set : command.sets) {
-        command.options.sets.push_back(parse_set_of_columns(set));
-    }
+// Before anything is read of the table.
+void check_files(const ImportCommand& command, const WriteOptions& write_options) {
     refuse_same_file(command.input, command.output);
     if (command.append) {
         open_input(command.output); // says what is wrong with a file that cannot be added to
     }
-    const WriteOptions write_options{.replace = command.force || command.append};
     check_destination(command.output, write_options);
+}
+
+void try_import(const Console& console, const ImportCommand& command) {
+    MemoryTree trial;
+    print_report(import_table(read_csv(command.input), command.options, trial, command.input),
+                 console);
+    console.info(fmt::format("dry run: {} was not written", command.output));
+}
+
+void make_file(const Console& console, const ImportCommand& command,
+               const WriteOptions& write_options) {
     const NumberTable table = read_csv(command.input);
-    if (command.dry_run) {
-        MemoryTree trial;
-        print_report(import_table(table, command.options, trial, command.input), session.console);
-        session.console.info(fmt::format("dry run: {} was not written", command.output));
-        return;
-    }
     PendingFile pending(command.output, write_options);
     const ImportReport report = build_file(table, command, pending.path());
     pending.publish();
-    print_report(report, session.console);
-    session.console.done_line(
-        fmt::format("{}: {} ({} at {:.6g} Hz)", command.output, fmt::join(report.sets, ", "),
-                    count_things(report.sample_count, "sample"), report.sample_rate));
+    print_report(report, console);
+    console.done_line(fmt::format("{}: {} ({} at {:.6g} Hz)", command.output,
+                                  fmt::join(report.sets, ", "),
+                                  count_things(report.sample_count, "sample"), report.sample_rate));
+}
+
+void import_file(const Session& session, ImportCommand& command) {
+    for (const std::string& set : command.sets) {
+        command.options.sets.push_back(parse_set_of_columns(set));
+    }
+    const WriteOptions write_options{.replace = command.force || command.append};
+    check_files(command, write_options);
+    if (command.dry_run) {
+        try_import(session.console, command);
+    } else {
+        make_file(session.console, command, write_options);
+    }
 }
 
 } // namespace

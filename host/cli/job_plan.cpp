@@ -69,11 +69,11 @@ std::vector<std::string> gather_files(const JobPlanOptions& options) {
 }
 
 void check_output_choice(const JobPlanOptions& options, std::size_t file_count) {
-    const int chosen = !options.output.empty() + !options.out_dir.empty() + options.in_place;
     if (file_count == 0) {
         throw Failure(ExitCode::Usage, "no file to run on",
                       {"talvora-host run UNIT [Key=Value ...] FILE ... -o OUTPUT"});
     }
+    const int chosen = !options.output.empty() + !options.out_dir.empty() + options.in_place;
     if (chosen != 1) {
         throw Failure(ExitCode::Usage,
                       chosen == 0 ? "where is the result to go?"
@@ -86,6 +86,9 @@ void check_output_choice(const JobPlanOptions& options, std::size_t file_count) 
             fmt::format("-o {} takes one input, {} were given", options.output, file_count),
             {"--out-dir DIR, or --in-place, takes several"});
     }
+}
+
+void check_in_place(const JobPlanOptions& options) {
     if (options.backup && !options.in_place) {
         throw Failure(ExitCode::Usage, "--backup goes with --in-place");
     }
@@ -132,6 +135,7 @@ std::vector<Job> plan_jobs(const JobPlanOptions& options) {
     const std::vector<std::string> files = gather_files(options);
     const Shard shard = options.shard.empty() ? Shard{} : parse_shard(options.shard);
     check_output_choice(options, files.size());
+    check_in_place(options);
     std::vector<Job> jobs;
     std::set<fs::path> outputs;
     for (std::size_t i = 0; i < files.size(); ++i) {

@@ -39,7 +39,11 @@ std::string escape(std::string_view text) {
     std::string escaped = text.starts_with('.') ? "\\&" : "";
     for (const char character : text) {
         const std::string_view replaced = escape_character(character);
-        replaced.empty() ? void(escaped += character) : void(escaped += replaced);
+        if (replaced.empty()) {
+            escaped += character;
+        } else {
+            escaped += replaced;
+        }
     }
     return escaped;
 }

@@ -44,13 +44,13 @@ void send_all(int stream, std::string_view bytes) {
     }
 }
 
-class Pool {
+class WorkerPool {
   public:
-    Pool(std::size_t at_once, const WorkerCalls& calls) : at_once_(at_once), calls_(calls) {}
-    Pool(const Pool&) = delete;
-    Pool& operator=(const Pool&) = delete;
+    WorkerPool(std::size_t at_once, const WorkerCalls& calls) : at_once_(at_once), calls_(calls) {}
+    WorkerPool(const WorkerPool&) = delete;
+    WorkerPool& operator=(const WorkerPool&) = delete;
     // Workers are left only when a call threw.
-    ~Pool() {
+    ~WorkerPool() {
         for (const Worker& worker : workers_) {
             kill(worker.process, SIGTERM);
             wait_for(worker);
@@ -131,13 +131,19 @@ class Pool {
             return errno == EINTR || errno == EAGAIN;
         }
         worker.partial.append(block.data(), static_cast<std::size_t>(count));
-        std::size_t line = 0;
-        for (std::size_t end; (end = worker.partial.find('\n', line)) != std::string::npos;
-             line = end + 1) {
-            calls_.take_line(worker.index, worker.partial.substr(line, end - line));
-        }
-        worker.partial.erase(0, line);
+        take_whole_lines(worker);
         return count > 0;
+    }
+
+    void take_whole_lines(Worker& worker) const {
+        std::size_t start = 0;
+        std::size_t end = worker.partial.find('\n');
+        while (end != std::string::npos) {
+            calls_.take_line(worker.index, worker.partial.substr(start, end - start));
+            start = end + 1;
+            end = worker.partial.find('\n', start);
+        }
+        worker.partial.erase(0, start);
     }
 
     void end(std::size_t position) {
@@ -163,7 +169,7 @@ class Pool {
 } // namespace
 
 void run_workers(std::size_t count, std::size_t at_once, const WorkerCalls& calls) {
-    Pool(at_once, calls).run(count);
+    WorkerPool(at_once, calls).run(count);
 }
 
 } // namespace talvora::host

@@ -139,6 +139,19 @@ void refuse_mixed_up_files(std::span<const Job> jobs, const fs::path& plugin,
     }
 }
 
+JobWork make_work(Session& session, const Recipe& recipe, const WorkerRunOptions& options) {
+    return {.recipe = recipe,
+            .origin = {.time = make_timestamp(),
+                       .host_version = TALVORA_VERSION,
+                       .plugin = identify_plugin(session.plugin()),
+                       .input = {}},
+            .dry_run = options.dry_run,
+            .backup = options.plan.backup,
+            .replace_backup = options.plan.force,
+            .resume = options.plan.resume,
+            .memory_bound = session.memory_mib << 20U};
+}
+
 } // namespace
 
 void add_worker_run_options(CLI::App& command, WorkerRunOptions& options) {
@@ -177,16 +190,7 @@ void add_worker_run_options(CLI::App& command, WorkerRunOptions& options) {
 void run_jobs(Session& session, const Recipe& recipe, const WorkerRunOptions& options) {
     const std::vector<Job> jobs = plan_jobs(options.plan);
     refuse_mixed_up_files(jobs, session.plugin().file(), options);
-    const JobWork work{.recipe = recipe,
-                       .origin = {.time = make_timestamp(),
-                                  .host_version = TALVORA_VERSION,
-                                  .plugin = identify_plugin(session.plugin()),
-                                  .input = {}},
-                       .dry_run = options.dry_run,
-                       .backup = options.plan.backup,
-                       .replace_backup = options.plan.force,
-                       .resume = options.plan.resume,
-                       .memory_bound = session.memory_mib << 20U};
+    const JobWork work = make_work(session, recipe, options);
     WorkerRuns runs(
         session.console, jobs,
         {.worked_by = name_work(recipe), .dry_run = options.dry_run, .json = options.json});
