@@ -3,12 +3,12 @@
 #include "host/text/failure.h"
 
 #include <fmt/format.h>
+#include <openssl/evp.h>
 
 #include <array>
 #include <cerrno>
 #include <fcntl.h>
 #include <memory>
-#include <openssl/evp.h>
 #include <system_error>
 #include <unistd.h>
 #include <vector>

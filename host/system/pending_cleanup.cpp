@@ -2,11 +2,11 @@
 
 #include "host/text/failure.h"
 
-#include <climits>
 #include <fmt/format.h>
 
 #include <array>
 #include <atomic>
+#include <climits>
 #include <cstring>
 #include <string_view>
 #include <sys/prctl.h>

@@ -4,12 +4,12 @@
 #include "host/text/quote_word.h"
 #include "host/text/utf8.h"
 
+#include <csv.h>
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <csv.h>
 #include <exception>
 #include <fstream>
 #include <functional>

@@ -15,9 +15,7 @@ constexpr std::size_t MAX_OBJECTS = 64;
 constexpr std::size_t MAX_VALUE_BYTES = 4096;
 
 template <typename Value>
-constexpr bool IS_ARRAY = requires(const Value& value) {
-    value.extents;
-};
+constexpr bool IS_ARRAY = requires(const Value& value) { value.extents; };
 
 std::size_t count_bytes(const std::string& text) {
     return text.size();

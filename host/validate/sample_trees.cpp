@@ -172,7 +172,7 @@ class Digest {
         }
     }
     template <typename Array>
-    requires requires(const Array& array) { array.extents; }
+        requires requires(const Array& array) { array.extents; }
     void add(const Array& array) {
         add(array.values);
         add(array.extents);

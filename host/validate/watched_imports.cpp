@@ -126,7 +126,7 @@ void* noted(Result (*)(Arguments...)) {
 }
 
 #define TALVORA_NOTED(kind, function)                                                              \
-    { #function, noted < Forbidden::kind, #function, &::function>(&::function) }
+    { #function, noted<Forbidden::kind, #function, &::function>(&::function) }
 
 #if defined(_WIN32)
 

@@ -51,8 +51,9 @@ constexpr unit_descriptor make_unit(text_getter name, declare_operation declare,
 
 inline const void* answer(std::uint32_t* count_out, std::int32_t kind,
                           std::span<const unit_descriptor> units) {
-    if (kind != PLUGIN_DESCRIPTOR_KIND && kind != UNIT_TABLE_KIND)
+    if (kind != PLUGIN_DESCRIPTOR_KIND && kind != UNIT_TABLE_KIND) {
         return nullptr;
+    }
     const bool is_descriptor = kind == PLUGIN_DESCRIPTOR_KIND;
     *count_out = is_descriptor ? 1 : static_cast<std::uint32_t>(units.size());
     return is_descriptor ? static_cast<const void*>(&DESCRIPTOR) : units.data();
@@ -76,8 +77,9 @@ inline std::uint64_t declare_group(call_context* ctx, get_interface_function get
 }
 
 inline void free_texts(host_list& list) {
-    for (std::uint64_t i = 0; list.items != nullptr && i < list.count; ++i)
+    for (std::uint64_t i = 0; list.items != nullptr && i < list.count; ++i) {
         std::free(static_cast<char**>(list.items)[i]);
+    }
     std::free(list.items);
     std::free(list.aux);
 }
@@ -93,11 +95,13 @@ inline bool open_source_group(call_context* ctx, get_interface_function get, gro
     context(get).root_group(&root, ctx);
     host_string name{};
     context(get).read_string(&name, ctx, "SourceGroup");
-    if (name.text != nullptr)
+    if (name.text != nullptr) {
         groups(get).open_group(&group, root, name.text);
+    }
     const bool is_valid = name.text != nullptr && groups(get).group_is_valid(group) != 0;
-    if (!is_valid)
+    if (!is_valid) {
         context(get).log_error(ctx, "no group to work on");
+    }
     std::free(name.text);
     std::free(name.aux);
     return is_valid;
@@ -110,8 +114,9 @@ inline std::vector<dataset_handle> open_sets(get_interface_function get, group_h
     for (std::uint64_t i = 0; names.items != nullptr && i < names.count; ++i) {
         dataset_handle set{};
         datasets(get).open_dataset(&set, group, static_cast<char**>(names.items)[i]);
-        if (datasets(get).dataset_is_valid(set) != 0)
+        if (datasets(get).dataset_is_valid(set) != 0) {
             sets.push_back(set);
+        }
     }
     free_texts(names);
     return sets;
@@ -129,44 +134,50 @@ inline std::vector<std::uint64_t> select_all(get_interface_function get, dataset
 
 inline std::uint64_t count_samples(std::span<const std::uint64_t> selection) {
     std::uint64_t count = selection.empty() ? 0 : 1;
-    for (const std::uint64_t extent : selection.last(selection.size() / 2))
+    for (const std::uint64_t extent : selection.last(selection.size() / 2)) {
         count *= extent;
+    }
     return count;
 }
 
 inline std::vector<float> read_all(get_interface_function get, dataset_handle set) {
     const auto selection = select_all(get, set);
     std::vector<float> samples(count_samples(selection));
-    if (!samples.empty())
+    if (!samples.empty()) {
         datasets(get).read_samples(set, samples.data(), selection.data(), selection.size());
+    }
     return samples;
 }
 
 inline void write_all(get_interface_function get, dataset_handle set,
                       const std::vector<float>& samples) {
     const auto selection = select_all(get, set);
-    if (!samples.empty() && count_samples(selection) == samples.size())
+    if (!samples.empty() && count_samples(selection) == samples.size()) {
         datasets(get).write_samples(set, samples.data(), selection.data(), selection.size());
+    }
 }
 
 // The data sets of the group that the unit works on.
 inline bool find_sets(call_context* ctx, get_interface_function get,
                       std::vector<dataset_handle>& sets) {
     group_handle group{};
-    if (!open_source_group(ctx, get, group))
+    if (!open_source_group(ctx, get, group)) {
         return false;
+    }
     sets = open_sets(get, group);
     return true;
 }
 
 inline bool negate_group(call_context* ctx, get_interface_function get) {
     std::vector<dataset_handle> sets;
-    if (!find_sets(ctx, get, sets))
+    if (!find_sets(ctx, get, sets)) {
         return false;
+    }
     for (const dataset_handle set : sets) {
         std::vector<float> samples = read_all(get, set);
-        for (float& sample : samples)
+        for (float& sample : samples) {
             sample = -sample;
+        }
         write_all(get, set, samples);
     }
     return true;

@@ -16,8 +16,9 @@ class TemporaryFolder {
   public:
     TemporaryFolder() {
         std::string name = (std::filesystem::temp_directory_path() / "talvora-XXXXXX").string();
-        if (mkdtemp(name.data()) == nullptr)
+        if (mkdtemp(name.data()) == nullptr) {
             throw std::runtime_error("cannot make a temporary folder");
+        }
         path_ = name;
     }
     TemporaryFolder(const TemporaryFolder&) = delete;
@@ -30,8 +31,9 @@ class TemporaryFolder {
     // What stands directly in it.
     std::set<std::string> names() const {
         std::set<std::string> found;
-        for (const auto& entry : std::filesystem::directory_iterator(path_))
+        for (const auto& entry : std::filesystem::directory_iterator(path_)) {
             found.insert(entry.path().filename().string());
+        }
         return found;
     }
 

@@ -41,16 +41,18 @@ class SourceSets : public ::testing::TestWithParam<bool> {
     }
 
     void add_sets(const Texts& paths) {
-        for (const std::string& path : paths)
+        for (const std::string& path : paths) {
             add_set(path);
+        }
     }
 
     // The sets whose samples were written, in order.
     Texts run_and_list_written() {
         EXPECT_TRUE(host.run(RECTIFY));
         Texts paths;
-        for (const std::string& line : host.calls_of({"write_samples"}))
+        for (const std::string& line : host.calls_of({"write_samples"})) {
             paths.push_back(line.substr(14, line.find(" [") - 14));
+        }
         return paths;
     }
 
@@ -267,8 +269,9 @@ TEST_P(SourceSets, AskForEachTableOfTheHostByItsNumber) {
 
 TEST_P(SourceSets, CanBeMany) {
     Texts paths;
-    for (int i = 0; i < 500; ++i)
+    for (int i = 0; i < 500; ++i) {
         paths.push_back("Imu/" + std::to_string(i));
+    }
     add_sets(paths);
     host.set_parameter("SourceGroup", "Imu");
     EXPECT_EQ(run_and_list_written(), paths);

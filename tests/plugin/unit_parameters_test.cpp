@@ -111,22 +111,25 @@ TEST_P(UnitParameters, AreDeclaredThroughTheContextTableAlone) {
 
 TEST(UnitParameterList, IsTheSameUnderALegacyIdentifier) {
     RecordingHost host;
-    for (const ListedUnit& unit : UNIT_TABLE)
+    for (const ListedUnit& unit : UNIT_TABLE) {
         if (unit.alias_of != nullptr) {
             EXPECT_EQ(host.declare(unit.identifier).declarations,
                       host.declare(unit.alias_of).declarations);
         }
+    }
 }
 
 TEST(UnitParameterList, CoversEveryCurrentIdentifier) {
     std::set<std::string> covered;
-    for (const Unit& unit : units())
+    for (const Unit& unit : units()) {
         covered.insert(unit.identifier);
+    }
     std::set<std::string> current;
-    for (const ListedUnit& unit : UNIT_TABLE)
+    for (const ListedUnit& unit : UNIT_TABLE) {
         if (unit.alias_of == nullptr) {
             current.insert(unit.identifier);
         }
+    }
     EXPECT_EQ(covered, current);
 }
 

@@ -4,11 +4,12 @@
 #include "dsp/butterworth_design.h"
 #include "dsp/zero_phase_filter.h"
 
+#include <rapidcheck.h>
+
 #include <cmath>
 #include <cstdint>
 #include <limits>
 #include <ostream>
-#include <rapidcheck.h>
 #include <vector>
 
 namespace talvora::properties {

@@ -3,6 +3,8 @@
 
 #include "tests/support/recording_host.h"
 
+#include <rapidcheck.h>
+
 #include <bit>
 #include <cmath>
 #include <cstdint>
@@ -10,7 +12,6 @@
 #include <limits>
 #include <numeric>
 #include <ostream>
-#include <rapidcheck.h>
 #include <string>
 #include <vector>
 

@@ -4,9 +4,9 @@
 #include "tests/properties/laws.h"
 
 #include <gtest/gtest.h>
+#include <rapidcheck/gtest.h>
 
 #include <algorithm>
-#include <rapidcheck/gtest.h>
 
 namespace talvora::properties {
 namespace {

@@ -5,9 +5,9 @@
 #include "tests/units/sample_patterns.h"
 
 #include <gtest/gtest.h>
+#include <rapidcheck/gtest.h>
 
 #include <algorithm>
-#include <rapidcheck/gtest.h>
 #include <utility>
 
 namespace talvora::properties {

@@ -36,11 +36,14 @@ const char* type_name(std::size_t variant_index) {
 template <typename T>
 const T* parameter(Call& call, const std::string& key) {
     const std::size_t type = ParameterValue(std::in_place_type<T>).index();
-    for (const Declaration& one : call.host.declarations)
-        if (one.key() == key && one.type() != type_name(type))
+    for (const Declaration& one : call.host.declarations) {
+        if (one.key() == key && one.type() != type_name(type)) {
             call.host.add_violation(key + " was read as another type than it was declared");
-    if (const auto given = call.host.parameters.find(key); given != call.host.parameters.end())
+        }
+    }
+    if (const auto given = call.host.parameters.find(key); given != call.host.parameters.end()) {
         return &std::get<T>(given->second);
+    }
     const auto found = call.host.defaults.find(key);
     const bool has_default = call.host.habits.gives_defaults && found != call.host.defaults.end();
     return has_default ? &std::get<T>(found->second) : nullptr;
@@ -52,8 +55,9 @@ const T* read_parameter(Call& call, const char* slot, void* ctx, const char* key
     call.record(slot, call.text(key));
     const auto is_declared = [&](const Declaration& one) { return one.key() == call.text(key); };
     const auto& declared = call.host.declarations;
-    if (!declared.empty() && std::none_of(declared.begin(), declared.end(), is_declared))
+    if (!declared.empty() && std::none_of(declared.begin(), declared.end(), is_declared)) {
         call.host.add_violation(call.text(key) + " was read but not declared");
+    }
     return parameter<T>(call, call.text(key));
 }
 
@@ -84,19 +88,21 @@ void read_string(Words* out, void* ctx, const char* key) {
 void read_integer_list(Words* out, void* ctx, const char* key) {
     Call call;
     const auto* value = read_parameter<Integers>(call, "read_integer_list", ctx, key);
-    if (value == nullptr)
+    if (value == nullptr) {
         fill_absent_list(out, call.text(key));
-    else
+    } else {
         fill_integers(out, *value, call.text(key));
+    }
 }
 
 void read_string_list(Words* out, void* ctx, const char* key) {
     Call call;
     const auto* value = read_parameter<Texts>(call, "read_string_list", ctx, key);
-    if (value == nullptr)
+    if (value == nullptr) {
         fill_absent_list(out, call.text(key));
-    else
+    } else {
         fill_texts(out, *value, call.text(key));
+    }
 }
 
 void add_message(Call& call, Channel channel, const char* text_template, std::va_list arguments) {

@@ -12,8 +12,9 @@ constexpr std::uint64_t MOST_SAMPLES = 1'000'000'000;
 
 std::vector<std::uint64_t> extents_of(Call& call, const std::uint64_t* extents,
                                       std::uint64_t rank) {
-    if (rank <= MOST_DIMENSIONS && (extents != nullptr || rank == 0))
+    if (rank <= MOST_DIMENSIONS && (extents != nullptr || rank == 0)) {
         return {extents, extents + rank};
+    }
     call.host.add_violation("a slot received no extents of rank " + std::to_string(rank));
     return {};
 }
@@ -69,12 +70,14 @@ void resize_dataset(Handle set, const std::uint64_t* extents, std::uint64_t rank
     const auto shape = extents_of(call, extents, rank);
     call.record("resize_dataset", call.host.name_of(set), extents_text(shape));
     DataSet* found = call.host.dataset_of(set);
-    if (found == nullptr)
+    if (found == nullptr) {
         return;
-    if (shape.size() == found->extents().size())
+    }
+    if (shape.size() == found->extents().size()) {
         found->resize(shape);
-    else
+    } else {
         call.host.add_violation("resize_dataset would change the rank of " + found->path());
+    }
 }
 
 // The request as a hyperslab of the set, written down; empty when it cannot be served.
@@ -88,22 +91,26 @@ Hyperslab note_request(Call& call, const char* slot, const DataSet& set,
     }
     Hyperslab slab{{selection, selection + rank}, {selection + rank, selection + word_count}};
     call.record(slot, set.path(), slab.text());
-    if (slab.lies_inside(set.extents()))
+    if (slab.lies_inside(set.extents())) {
         return slab;
+    }
     const bool matters = !call.host.habits.ignores_writes || std::string(slot) != "write_samples";
-    if (matters && !call.host.habits.clips_requests)
+    if (matters && !call.host.habits.clips_requests) {
         call.host.add_violation(std::string(slot) + " of " + set.path() +
                                 " goes beyond it: " + slab.text());
+    }
     return call.host.habits.clips_requests ? slab : Hyperslab{};
 }
 
 // False when there is nothing to copy, or nowhere to copy it.
 bool can_copy(Call& call, const Hyperslab& slab, const float* samples) {
     const bool is_empty = slab.counts.empty() || slab.sample_count() == 0;
-    if (!is_empty && samples == nullptr)
+    if (!is_empty && samples == nullptr) {
         call.host.add_violation("a request for samples came with a null array");
-    if (!is_empty && slab.sample_count() > MOST_SAMPLES)
+    }
+    if (!is_empty && slab.sample_count() > MOST_SAMPLES) {
         call.host.add_violation("a request names too many samples: " + slab.text());
+    }
     return !is_empty && samples != nullptr && slab.sample_count() <= MOST_SAMPLES;
 }
 
@@ -111,11 +118,13 @@ void read_samples(Handle set, float* destination, const std::uint64_t* selection
                   std::uint64_t word_count) {
     Call call;
     const DataSet* found = call.host.dataset_of(set);
-    if (found == nullptr)
+    if (found == nullptr) {
         return;
+    }
     const Hyperslab slab = note_request(call, "read_samples", *found, selection, word_count);
-    if (can_copy(call, slab, destination) && !call.host.habits.ignores_reads)
+    if (can_copy(call, slab, destination) && !call.host.habits.ignores_reads) {
         found->read(slab, destination);
+    }
 }
 
 // Takes all samples that the request names, as a host does that trusts it, though never
@@ -128,11 +137,13 @@ void write_samples(Handle set, const float* source, const std::uint64_t* selecti
                    std::uint64_t word_count) {
     Call call;
     DataSet* found = call.host.dataset_of(set);
-    if (found == nullptr)
+    if (found == nullptr) {
         return;
+    }
     const Hyperslab slab = note_request(call, "write_samples", *found, selection, word_count);
-    if (!call.host.habits.ignores_writes && can_copy(call, slab, source))
+    if (!call.host.habits.ignores_writes && can_copy(call, slab, source)) {
         found->write(slab, take_samples(slab, source, *found).data());
+    }
 }
 
 void copy_attribute(Handle destination, Handle source, const char* name) {
@@ -141,12 +152,14 @@ void copy_attribute(Handle destination, Handle source, const char* name) {
                 call.text(name));
     DataSet* to = call.host.dataset_of(destination);
     DataSet* from = call.host.dataset_of(source);
-    if (to == nullptr || from == nullptr)
+    if (to == nullptr || from == nullptr) {
         return;
-    if (from->has_attribute(call.text(name)))
+    }
+    if (from->has_attribute(call.text(name))) {
         to->attributes()[call.text(name)] = {from->attributes()[call.text(name)].value, 18};
-    else
+    } else {
         call.host.add_violation("copy_attribute: " + from->path() + " has no " + call.text(name));
+    }
 }
 
 void list_attributes(Words* out, Handle set) {
@@ -157,8 +170,9 @@ void list_attributes(Words* out, Handle set) {
 }
 
 void set_attribute(Call& call, Handle set, const char* name, Attribute attribute) {
-    if (DataSet* found = call.host.dataset_of(set))
+    if (DataSet* found = call.host.dataset_of(set)) {
         found->attributes()[call.text(name)] = std::move(attribute);
+    }
 }
 
 void write_integer_attribute(Handle set, const char* name, std::int64_t value) {
@@ -196,10 +210,11 @@ void write_integer_array_attribute(Handle set, const char* name, const std::int6
     call.record("write_integer_array_attribute", call.host.name_of(set), call.text(name),
                 extents_text(array.extents));
     const Hyperslab all{array.extents, array.extents};
-    if (values != nullptr)
+    if (values != nullptr) {
         array.values.assign(values, values + all.sample_count());
-    else if (all.sample_count() > 0)
+    } else if (all.sample_count() > 0) {
         call.host.add_violation("an integer array attribute came without its values");
+    }
     set_attribute(call, set, name, {std::move(array), 42});
 }
 
@@ -210,8 +225,9 @@ void write_string_list_attribute(Handle set, const char* name, const char* const
     call.record("write_string_list_attribute", call.host.name_of(set), call.text(name),
                 extents_text(list.extents));
     const Hyperslab all{list.extents, list.extents};
-    for (std::uint64_t i = 0; values != nullptr && i < all.sample_count(); ++i)
+    for (std::uint64_t i = 0; values != nullptr && i < all.sample_count(); ++i) {
         list.values.push_back(call.text(values[i]));
+    }
     set_attribute(call, set, name, {std::move(list), 46});
 }
 

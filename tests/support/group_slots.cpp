@@ -63,8 +63,9 @@ void collect_groups(const RecordedTree& tree, const std::string& path, Texts& pa
 
 Texts groups_to_visit(const HostState& host, const std::string& start) {
     Texts paths;
-    if (host.habits.visits_starting_group)
+    if (host.habits.visits_starting_group) {
         paths.push_back(start);
+    }
     collect_groups(host.tree, start, paths);
     return paths;
 }
@@ -76,10 +77,12 @@ std::int32_t call_back(VisitCallback callback, Handle group, void* user) {
 
 bool visit_all(HostState& host, const Texts& paths, VisitCallback callback, void* user) {
     int visited = 0;
-    for (const std::string& path : paths)
+    for (const std::string& path : paths) {
         if (host.habits.failing_visit == visited++ ||
-            call_back(callback, host.group_handle(path), user) < 0)
+            call_back(callback, host.group_handle(path), user) < 0) {
             return false;
+        }
+    }
     return host.habits.failing_visit != visited;
 }
 
@@ -87,8 +90,9 @@ std::uint64_t visit_groups(Handle group, VisitCallback callback, void* user,
                            void* (*interfaces)(std::int32_t)) {
     Call call;
     call.record("visit_groups", call.host.name_of(group));
-    if (interfaces != get_interface)
+    if (interfaces != get_interface) {
         call.host.add_violation("visit_groups received another get_interface");
+    }
     const Group* start = call.host.group_of(group);
     return flag(start != nullptr &&
                 visit_all(call.host, groups_to_visit(call.host, start->path()), callback, user));
@@ -98,8 +102,9 @@ void write_float_attribute(Handle group, const char* name, float value) {
     Call call;
     call.record("write_float_attribute", call.host.name_of(group), call.text(name),
                 number_text(static_cast<double>(value)));
-    if (Group* found = call.host.group_of(group))
+    if (Group* found = call.host.group_of(group)) {
         found->attributes()[call.text(name)] = {value, 21};
+    }
 }
 
 std::uint64_t has_attribute(Handle group, const char* name) {

@@ -46,16 +46,20 @@ Table::Table() : slots_() {
 }
 
 void Table::expire() {
-    for (std::size_t slot = 0; slot < TABLE_LENGTH; ++slot)
+    for (std::size_t slot = 0; slot < TABLE_LENGTH; ++slot) {
         set(slot, report_expired_table);
+    }
 }
 
 void renew_tables() {
-    if (!generations().empty())
-        for (auto& [id, table] : *generations().back())
+    if (!generations().empty()) {
+        for (auto& [id, table] : *generations().back()) {
             table.expire();
-    if (generations().size() == KEPT_GENERATION_COUNT)
+        }
+    }
+    if (generations().size() == KEPT_GENERATION_COUNT) {
         generations().pop_front();
+    }
     generations().push_back(std::make_unique<TablesById>());
     TablesById& tables = *generations().back();
     lay_out_context_table(tables[4]);
@@ -69,8 +73,9 @@ void* get_interface(std::int32_t table_id) {
     call.host.interface_requests.push_back(table_id);
     TablesById& tables = *generations().back();
     const auto found = tables.find(table_id);
-    if (found != tables.end())
+    if (found != tables.end()) {
         return found->second.address();
+    }
     call.host.add_violation("table " + std::to_string(table_id) + " was asked for");
     return tables[table_id].address();
 }

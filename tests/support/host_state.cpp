@@ -25,8 +25,9 @@ std::size_t position_of(const std::vector<std::unique_ptr<Object>>& objects, con
 std::string hexadecimal(std::uint64_t number) {
     constexpr char DIGITS[] = "0123456789abcdef";
     std::string text = "0x";
-    for (int shift = 60; shift >= 0; shift -= 4)
+    for (int shift = 60; shift >= 0; shift -= 4) {
         text += DIGITS[number >> shift & 0xF];
+    }
     return text;
 }
 
@@ -87,22 +88,25 @@ std::size_t HostState::index_of(std::uint64_t handle, HandleKind kind) const {
 std::size_t HostState::absent_index(const std::string& path) {
     const auto found = std::find(absent_paths_.begin(), absent_paths_.end(), path);
     const auto index = static_cast<std::size_t>(found - absent_paths_.begin());
-    if (found == absent_paths_.end())
+    if (found == absent_paths_.end()) {
         absent_paths_.push_back(path);
+    }
     return index;
 }
 
 std::uint64_t HostState::group_handle(const std::string& path) {
     const Group* group = tree.find_group(path);
-    if (group == nullptr || !group->is_valid())
+    if (group == nullptr || !group->is_valid()) {
         return no_group_handle(path);
+    }
     return make_handle(HandleKind::GROUP, position_of(tree.groups(), group));
 }
 
 std::uint64_t HostState::dataset_handle(const std::string& path) {
     const DataSet* set = tree.find_dataset(path);
-    if (set == nullptr || !set->is_valid())
+    if (set == nullptr || !set->is_valid()) {
         return no_dataset_handle(path);
+    }
     return make_handle(HandleKind::DATASET, position_of(tree.datasets(), set));
 }
 
@@ -123,27 +127,32 @@ bool HostState::is_dataset(std::uint64_t handle) {
 }
 
 Group* HostState::group_of(std::uint64_t handle) {
-    if (is_group(handle))
+    if (is_group(handle)) {
         return tree.groups()[index_of(handle, HandleKind::GROUP)].get();
+    }
     add_violation("a slot was called with a handle of no group: " + name_of(handle));
     return nullptr;
 }
 
 DataSet* HostState::dataset_of(std::uint64_t handle) {
-    if (is_dataset(handle))
+    if (is_dataset(handle)) {
         return tree.datasets()[index_of(handle, HandleKind::DATASET)].get();
+    }
     add_violation("a slot was called with a handle of no data set: " + name_of(handle));
     return nullptr;
 }
 
 std::string HostState::name_of(std::uint64_t handle) {
-    if (is_group(handle))
+    if (is_group(handle)) {
         return tree.groups()[index_of(handle, HandleKind::GROUP)]->path() + "/";
-    if (is_dataset(handle))
+    }
+    if (is_dataset(handle)) {
         return tree.datasets()[index_of(handle, HandleKind::DATASET)]->path();
+    }
     const std::size_t no_group = index_of(handle, HandleKind::NO_GROUP);
-    if (no_group < absent_paths_.size())
+    if (no_group < absent_paths_.size()) {
         return absent_paths_[no_group] + "/";
+    }
     const std::size_t no_dataset = index_of(handle, HandleKind::NO_DATASET);
     return no_dataset < absent_paths_.size() ? absent_paths_[no_dataset] : hexadecimal(handle);
 }

@@ -19,11 +19,14 @@ struct Piece {
 };
 
 std::string_view conversion_at(std::string_view rest) {
-    for (const std::string_view conversion : CONVERSIONS)
-        if (rest.starts_with(conversion))
+    for (const std::string_view conversion : CONVERSIONS) {
+        if (rest.starts_with(conversion)) {
             return conversion;
-    if (rest.starts_with('%'))
+        }
+    }
+    if (rest.starts_with('%')) {
         throw std::runtime_error("a message holds an unknown conversion: " + std::string(rest));
+    }
     return {};
 }
 
@@ -43,18 +46,22 @@ std::vector<Piece> split_template(std::string_view rest) {
 }
 
 MessageArgument checked_text(const char* text) {
-    if (text == nullptr)
+    if (text == nullptr) {
         throw std::runtime_error("a message has a null text among its arguments");
+    }
     return std::string(text);
 }
 
 std::string render(const MessageArgument& argument) {
-    if (const auto* text = std::get_if<std::string>(&argument))
+    if (const auto* text = std::get_if<std::string>(&argument)) {
         return *text;
-    if (const auto* number = std::get_if<double>(&argument))
+    }
+    if (const auto* number = std::get_if<double>(&argument)) {
         return std::to_string(*number);
-    if (const auto* natural = std::get_if<std::uint64_t>(&argument))
+    }
+    if (const auto* natural = std::get_if<std::uint64_t>(&argument)) {
         return std::to_string(*natural);
+    }
     return std::to_string(std::get<std::int64_t>(argument));
 }
 
@@ -79,8 +86,9 @@ std::string Message::text() const {
     std::size_t next = 0;
     for (const Piece& piece : split_template(text_template)) {
         text += piece.plain;
-        if (!piece.conversion.empty())
+        if (!piece.conversion.empty()) {
             text += next < arguments.size() ? render(arguments[next++]) : "?";
+        }
     }
     return text;
 }
@@ -88,14 +96,15 @@ std::string Message::text() const {
 std::vector<MessageArgument> read_arguments(const std::string& text_template, std::va_list list) {
     std::vector<MessageArgument> arguments;
     for (const Piece& piece : split_template(text_template)) {
-        if (piece.conversion == "%s")
+        if (piece.conversion == "%s") {
             arguments.push_back(checked_text(va_arg(list, const char*)));
-        else if (piece.conversion == "%i")
+        } else if (piece.conversion == "%i") {
             arguments.emplace_back(va_arg(list, std::int64_t));
-        else if (piece.conversion == "%f")
+        } else if (piece.conversion == "%f") {
             arguments.emplace_back(va_arg(list, double));
-        else if (!piece.conversion.empty())
+        } else if (!piece.conversion.empty()) {
             arguments.emplace_back(va_arg(list, std::uint64_t));
+        }
     }
     return arguments;
 }

@@ -77,13 +77,15 @@ void note_malloc(const volatile void*, std::size_t) {
 
 // Only what the plug-in frees: the map of blocks itself is freed piecemeal, too.
 void note_free(const volatile void* address) {
-    if (!is_watched() || address == nullptr)
+    if (!is_watched() || address == nullptr) {
         return;
+    }
     Block* block = find_block(const_cast<const void*>(address));
-    if (block != nullptr && block->free_count == 0)
+    if (block != nullptr && block->free_count == 0) {
         ++block->free_count;
-    else
+    } else {
         note_plugin_free();
+    }
 }
 
 // From the start, because the plug-in may run before any block is handed out.
@@ -99,8 +101,9 @@ unsigned char* take_bytes(std::size_t byte_count) {
 void inspect(const Block&) {}
 
 void give_back(const Block& block) {
-    if (block.free_count == 0)
+    if (block.free_count == 0) {
         std::free(block.bytes);
+    }
 }
 
 void start_over() {}

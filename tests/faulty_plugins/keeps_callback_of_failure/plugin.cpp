@@ -8,11 +8,13 @@ using namespace talvora::sample;
 
 bool run(call_context* ctx, get_interface_function get) {
     static get_interface_function kept = nullptr;
-    if (kept != nullptr)
+    if (kept != nullptr) {
         kept(LOG_API_ID);
+    }
     kept = nullptr;
-    if (negate_group(ctx, get))
+    if (negate_group(ctx, get)) {
         return true;
+    }
     kept = get;
     return false;
 }

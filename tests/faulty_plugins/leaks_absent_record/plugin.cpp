@@ -14,8 +14,9 @@ std::uint64_t declare(call_context* ctx, get_interface_function get) {
 bool run(call_context* ctx, get_interface_function get) {
     host_list axes{};
     context(get).read_integer_list(&axes, ctx, "Axes");
-    if (axes.items != nullptr)
+    if (axes.items != nullptr) {
         std::free(axes.aux);
+    }
     std::free(axes.items);
     return negate_group(ctx, get);
 }

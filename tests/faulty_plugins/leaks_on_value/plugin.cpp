@@ -13,8 +13,9 @@ std::uint64_t declare(call_context* ctx, get_interface_function get) {
 
 bool run(call_context* ctx, get_interface_function get) {
     static std::vector<void*> kept;
-    if (context(get).read_integer(ctx, "Factor") < 0)
+    if (context(get).read_integer(ctx, "Factor") < 0) {
         kept.push_back(std::malloc(24));
+    }
     return negate_group(ctx, get);
 }
 

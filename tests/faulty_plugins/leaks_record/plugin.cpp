@@ -8,8 +8,9 @@ using namespace talvora::sample;
 
 bool run(call_context* ctx, get_interface_function get) {
     group_handle group{};
-    if (!open_source_group(ctx, get, group))
+    if (!open_source_group(ctx, get, group)) {
         return false;
+    }
     host_list names{};
     groups(get).list_datasets(&names, group);
     return negate_group(ctx, get);

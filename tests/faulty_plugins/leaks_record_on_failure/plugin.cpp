@@ -7,8 +7,9 @@ using namespace talvora;
 using namespace talvora::sample;
 
 bool run(call_context* ctx, get_interface_function get) {
-    if (negate_group(ctx, get))
+    if (negate_group(ctx, get)) {
         return true;
+    }
     host_string name{};
     context(get).read_string(&name, ctx, "SourceGroup");
     return false;

@@ -9,8 +9,9 @@ using namespace talvora;
 using namespace talvora::sample;
 
 bool run(call_context* ctx, get_interface_function get) {
-    if (std::FILE* file = std::fopen("settings.txt", "r"))
+    if (std::FILE* file = std::fopen("settings.txt", "r")) {
         std::fclose(file);
+    }
     return negate_group(ctx, get);
 }
 

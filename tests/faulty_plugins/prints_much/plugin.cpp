@@ -9,8 +9,9 @@ using namespace talvora;
 using namespace talvora::sample;
 
 bool run(call_context* ctx, get_interface_function get) {
-    for (int i = 0; i < 40'000; ++i)
+    for (int i = 0; i < 40'000; ++i) {
         std::printf("%099d\n", i);
+    }
     return negate_group(ctx, get);
 }
 

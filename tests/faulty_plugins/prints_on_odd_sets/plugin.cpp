@@ -10,11 +10,14 @@ using namespace talvora::sample;
 
 bool run(call_context* ctx, get_interface_function get) {
     std::vector<dataset_handle> sets;
-    if (!find_sets(ctx, get, sets))
+    if (!find_sets(ctx, get, sets)) {
         return false;
-    for (const dataset_handle set : sets)
-        if (select_all(get, set).empty())
+    }
+    for (const dataset_handle set : sets) {
+        if (select_all(get, set).empty()) {
             std::puts("a set without dimensions");
+        }
+    }
     return negate_group(ctx, get);
 }
 

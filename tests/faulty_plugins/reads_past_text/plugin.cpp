@@ -11,8 +11,9 @@ bool run(call_context* ctx, get_interface_function get) {
     context(get).read_string(&name, ctx, "SourceGroup");
     const volatile char* text = name.text;
     std::size_t length = 0;
-    while (text != nullptr && text[length] != '\0')
+    while (text != nullptr && text[length] != '\0') {
         ++length;
+    }
     const bool is_followed = text != nullptr && text[length + 1] == 'x';
     std::free(name.text);
     std::free(name.aux);

@@ -9,8 +9,9 @@ using namespace talvora::sample;
 bool run(call_context* ctx, get_interface_function get) {
     host_string name{};
     context(get).read_string(&name, ctx, "SourceGroup");
-    if (name.text != nullptr)
+    if (name.text != nullptr) {
         context(get).log_error(ctx, name.text);
+    }
     std::free(name.text);
     std::free(name.aux);
     return negate_group(ctx, get);

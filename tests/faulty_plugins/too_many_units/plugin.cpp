@@ -14,7 +14,8 @@ constexpr unit_descriptor UNITS[] = {
 extern "C" TALVORA_EXPORT const void* talvora_plugin_api(std::uint32_t* count_out,
                                                          std::int32_t kind) {
     const void* rows = answer(count_out, kind, UNITS);
-    if (kind == UNIT_TABLE_KIND)
+    if (kind == UNIT_TABLE_KIND) {
         *count_out = 0xFFFF'FFFF;
+    }
     return rows;
 }

@@ -15,8 +15,9 @@ bool run(call_context* ctx, get_interface_function get) {
     host_list axes{};
     context(get).read_integer_list(&axes, ctx, "Axes");
     std::int64_t sum = 0;
-    for (std::uint64_t i = 0; i < axes.count; ++i)
+    for (std::uint64_t i = 0; i < axes.count; ++i) {
         sum += static_cast<const std::int64_t*>(axes.items)[i];
+    }
     std::free(axes.items);
     std::free(axes.aux);
     return sum > 0 || negate_group(ctx, get);

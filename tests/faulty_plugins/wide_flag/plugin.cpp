@@ -12,8 +12,9 @@ bool run(call_context* ctx, get_interface_function get) {
     context(get).root_group(&root, ctx);
     const auto exists =
         reinterpret_cast<WideFlag>(reinterpret_cast<void*>(groups(get).group_exists));
-    if (exists(root, "no such group") != 0)
+    if (exists(root, "no such group") != 0) {
         throw "there is what is not there";
+    }
     return negate_group(ctx, get);
 }
 

@@ -412,12 +412,8 @@ TEST(Hdf5Trees, RefusesTruncatedFiles) {
 class WithoutLeakCheck {
   public:
 #ifdef TALVORA_ADDRESS_SANITIZER
-    WithoutLeakCheck() {
-        __lsan_disable();
-    }
-    ~WithoutLeakCheck() {
-        __lsan_enable();
-    }
+    WithoutLeakCheck() { __lsan_disable(); }
+    ~WithoutLeakCheck() { __lsan_enable(); }
 #else
     WithoutLeakCheck() = default;
     ~WithoutLeakCheck() = default;
