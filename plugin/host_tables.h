@@ -1,6 +1,6 @@
 // The host's function tables, fetched by their numbers, and those of their slots that
 // fill what they are given, as functions that return it. Tables are borrowed for one
-// operation and never kept; a host has all four.
+// operation and never kept; a host has all four. A unit's run has its tables in the UnitCall.
 #pragma once
 
 #include "plugin/host_interfaces.h"
@@ -21,10 +21,6 @@ inline const group_api& get_group_api(get_interface_function get_interface) {
 
 inline const dataset_api& get_dataset_api(get_interface_function get_interface) {
     return *static_cast<const dataset_api*>(get_interface(DATASET_API_ID));
-}
-
-inline const log_api& get_log_api(get_interface_function get_interface) {
-    return *static_cast<const log_api*>(get_interface(LOG_API_ID));
 }
 
 // The handle may name no group: group_is_valid tells.

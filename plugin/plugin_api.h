@@ -95,6 +95,6 @@ using plugin_entry = const void* (*)(std::uint32_t* count_out, std::int32_t kind
 
 // kind 0: writes 1 to *count_out, returns the plugin_descriptor.
 // kind 3: writes the number of rows, returns the first of so many contiguous unit_descriptors.
-// Any other kind: writes nothing, returns null.
+// Any other kind: writes nothing, returns null. Defined in entry/, which alone exports.
 extern "C" TALVORA_EXPORT const void* talvora_plugin_api(std::uint32_t* count_out,
                                                          std::int32_t kind);

@@ -1,5 +1,6 @@
 // What a unit is: the one constant that each file of units/ ends in and of which the
-// entry makes the unit's rows.
+// entry makes the unit's rows; and what such a constant is written with: static texts,
+// parameter signatures, the operation that declares them.
 #pragma once
 
 #include "plugin/plugin_api.h"

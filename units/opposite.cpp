@@ -5,7 +5,6 @@
 #include "units/sample_buffer.h"
 #include "units/units.h"
 
-#include <algorithm>
 #include <span>
 #include <vector>
 

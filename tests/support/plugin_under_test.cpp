@@ -12,7 +12,7 @@ namespace {
 
 using EntryFunction = const void* (*)(std::uint32_t*, std::int32_t);
 
-constexpr std::int32_t UNIT_TABLE = 3;
+constexpr std::int32_t UNIT_TABLE_KIND = 3;
 
 // The library stays loaded to the end: its texts are kept in test names.
 EntryFunction load_entry() {
@@ -54,7 +54,8 @@ const void* call_plugin_entry(std::uint32_t* count_out, std::int32_t kind) {
 
 std::vector<UnitRow> unit_rows() {
     std::uint32_t count = 0;
-    const auto* first = static_cast<const unsigned char*>(call_plugin_entry(&count, UNIT_TABLE));
+    const auto* first =
+        static_cast<const unsigned char*>(call_plugin_entry(&count, UNIT_TABLE_KIND));
     std::vector<UnitRow> rows;
     for (std::uint32_t i = 0; first != nullptr && i < count; ++i) {
         rows.push_back({first + i * UNIT_STRIDE});

@@ -1,7 +1,9 @@
 #include "tests/host/cli/cli_test.h"
+#include "tests/support/unit_table.h"
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <cstdlib>
 
 namespace talvora::host {
@@ -80,6 +82,8 @@ const std::pair<const char*, std::vector<std::string>> UNITS[] = {
     {"extract-set-maximum-extrema", {"DestinationGroup=Results"}}};
 
 TEST_F(History, KnowsWhatEveryUnitReadAndWrote) {
+    ASSERT_EQ(std::size(UNITS), std::ranges::count(test_support::UNIT_TABLE, nullptr,
+                                                   &test_support::ListedUnit::alias_of));
     write_file(folder_ / "slow.csv", "Z\n1\n2\n3\n");
     run({"import", "slow.csv", "-o", "walk.h5", "--append", "--group", "Slow", "--rate", "5"});
     for (const auto& [unit, parameters] : UNITS) {
