@@ -28,7 +28,10 @@ Failure explain_exception(const WorkPlace& place) {
         return {ExitCode::Plugin, error.what()};
     } catch (const StorageError& error) {
         const bool reading = error.access() == StorageError::Access::Reading;
-        return {reading ? ExitCode::Input : of_storage, begin_with(place.output, error.what())};
+        // What was copied on the way to an output is damaged where its original is.
+        const bool blames_input = reading && writing && !place.input.empty();
+        return {reading ? ExitCode::Input : of_storage,
+                begin_with(blames_input ? place.input : place.output, error.what())};
     } catch (const TreeError& error) {
         return {of_storage, begin_with(place.output, error.what())};
     } catch (const std::filesystem::filesystem_error& error) {

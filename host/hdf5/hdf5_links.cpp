@@ -3,6 +3,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <ranges>
+#include <utility>
 
 namespace talvora::host::hdf5 {
 
@@ -31,30 +33,83 @@ H5L_info_t link_info(hid_t group, const std::string& name) {
     return info;
 }
 
+std::vector<char> link_value(hid_t group, const std::string& name, const H5L_info_t& info) {
+    std::vector<char> value(info.u.val_size + 1);
+    checked(H5Lget_val(group, name.c_str(), value.data(), info.u.val_size, H5P_DEFAULT),
+            "read the link", name);
+    return value;
+}
+
+std::string soft_target(hid_t group, const std::string& name, const H5L_info_t& info) {
+    return link_value(group, name, info).data();
+}
+
+std::string describe_external_link(hid_t group, const std::string& name, const H5L_info_t& info) {
+    const std::vector<char> value = link_value(group, name, info);
+    const char* file = nullptr;
+    const char* path = nullptr;
+    checked(H5Lunpack_elink_val(value.data(), info.u.val_size, nullptr, &file, &path),
+            "read the link", name);
+    return fmt::format("link to '{}' in the file '{}'", path, file);
+}
+
+// Links that lead to each other would be followed for ever.
+constexpr int MAX_LINKS_IN_A_ROW = 16;
+
+bool leads_nowhere(hid_t group, const std::string& path, int links_before);
+
+// One step of a path, from a group; nothing where the step leads nowhere.
+std::optional<Id> follow(hid_t group, const std::string& name, int links_before) {
+    if (object_info(group).type != H5O_TYPE_GROUP || !link_exists(group, name)) {
+        return std::nullopt;
+    }
+    const H5L_info_t info = link_info(group, name);
+    const bool is_followed =
+        info.type == H5L_TYPE_HARD ||
+        (info.type == H5L_TYPE_SOFT && links_before < MAX_LINKS_IN_A_ROW &&
+         !leads_nowhere(group, soft_target(group, name, info), links_before + 1));
+    return is_followed ? std::optional(open_object(group, name)) : std::nullopt;
+}
+
+bool leads_nowhere(hid_t group, const std::string& path, int links_before) {
+    Id at = open_object(group, path.starts_with('/') ? "/" : ".");
+    for (const auto step : std::views::split(path, '/')) {
+        const std::string name(step.begin(), step.end());
+        if (name.empty() || name == ".") {
+            continue;
+        }
+        std::optional<Id> next = follow(at, name, links_before);
+        if (!next) {
+            return true;
+        }
+        at = std::move(*next);
+    }
+    return false;
+}
+
 } // namespace
 
 bool link_exists(hid_t group, const std::string& name) {
     return checked(H5Lexists(group, name.c_str(), H5P_DEFAULT), "look for", name) > 0;
 }
 
-std::string describe_link(hid_t group, const std::string& name) {
+std::optional<std::string> describe_unfollowed_link(hid_t group, const std::string& name) {
     const H5L_info_t info = link_info(group, name);
-    if (info.type == H5L_TYPE_HARD) {
-        return "an object that cannot be read";
+    switch (info.type) {
+    case H5L_TYPE_HARD:
+        return std::nullopt;
+    case H5L_TYPE_SOFT: {
+        const std::string target = soft_target(group, name, info);
+        return leads_nowhere(group, target, 0)
+                   ? std::optional(
+                         fmt::format("link to '{}', where no object can be opened", target))
+                   : std::nullopt;
     }
-    std::vector<char> value(info.u.val_size + 1);
-    checked(H5Lget_val(group, name.c_str(), value.data(), info.u.val_size, H5P_DEFAULT),
-            "read the link", name);
-    if (info.type == H5L_TYPE_SOFT) {
-        return fmt::format("link to '{}', where no object can be opened", value.data());
-    }
-    const char* file = nullptr;
-    const char* path = nullptr;
-    if (info.type != H5L_TYPE_EXTERNAL ||
-        H5Lunpack_elink_val(value.data(), info.u.val_size, nullptr, &file, &path) < 0) {
+    case H5L_TYPE_EXTERNAL:
+        return describe_external_link(group, name, info);
+    default:
         return "link of an unknown type";
     }
-    return fmt::format("link to '{}' in the file '{}'", path, file);
 }
 
 std::vector<std::string> list_links(hid_t group) {

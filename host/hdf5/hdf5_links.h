@@ -3,6 +3,8 @@
 
 #include "host/hdf5/hdf5_calls.h"
 
+#include <optional>
+#include <string>
 #include <vector>
 
 namespace talvora::host::hdf5 {
@@ -17,8 +19,11 @@ struct ObjectInfo {
 };
 
 bool link_exists(hid_t group, const std::string& name);
-// Why nothing can be opened behind a link, for people: where a soft or external one leads.
-std::string describe_link(hid_t group, const std::string& name);
+// Where a link leads that is not followed, for people: out of the file, by a way that this host
+// does not know, or to a place where, as far as the file itself tells, there is nothing. Nothing
+// for a link behind which there is an object, whether or not that can be opened. Throws when the
+// way there cannot be read.
+std::optional<std::string> describe_unfollowed_link(hid_t group, const std::string& name);
 std::vector<std::string> list_links(hid_t group); // by name
 void delete_link(hid_t group, const std::string& name);
 void rename_link(hid_t group, const std::string& from, const std::string& to);

@@ -4,7 +4,10 @@
 #include "host/tree/slabs.h"
 #include "host/tree/tree_rules.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 namespace talvora::host::hdf5 {
@@ -94,6 +97,28 @@ bool has_sane_chunks(hid_t properties, const Extents& extents) {
     return chunk_samples >= SMALL_CHUNK || count_samples(extents) / chunk_samples < MANY_CHUNKS;
 }
 
+constexpr std::size_t MAX_FILE_NAME = 4096;
+
+std::string first_external_file(hid_t properties) {
+    std::array<char, MAX_FILE_NAME> name{};
+    off_t offset = 0;
+    hsize_t byte_count = 0;
+    checked(H5Pget_external(properties, 0, name.size() - 1, name.data(), &offset, &byte_count),
+            "read", "where samples are");
+    return name.data();
+}
+
+std::string first_source_file(hid_t properties) {
+    std::array<char, MAX_FILE_NAME> name{};
+    std::size_t source_count = 0;
+    checked(H5Pget_virtual_count(properties, &source_count), "read", "where samples are");
+    if (source_count > 0) {
+        checked(H5Pget_virtual_filename(properties, 0, name.data(), name.size() - 1), "read",
+                "where samples are");
+    }
+    return name.data();
+}
+
 // Samples that are copied at once.
 constexpr std::uint64_t BUFFER_SAMPLES = std::uint64_t{4} * 1024 * 1024;
 
@@ -111,6 +136,24 @@ Id set_properties(hid_t set) {
     return owned(H5Dget_create_plist(set), "read", "the properties of a data set");
 }
 
+// A layout that some later version of the library adds may lead anywhere.
+std::string describe_foreign_storage(hid_t set) {
+    const Id properties = set_properties(set);
+    switch (set_layout(properties)) {
+    case H5D_COMPACT:
+    case H5D_CHUNKED:
+        return "";
+    case H5D_CONTIGUOUS:
+        return checked(H5Pget_external_count(properties), "read", "where samples are") == 0
+                   ? ""
+                   : fmt::format("its samples in the file '{}'", first_external_file(properties));
+    case H5D_VIRTUAL:
+        return fmt::format("virtual, of samples in the file '{}'", first_source_file(properties));
+    default:
+        return "its samples kept in an unknown way";
+    }
+}
+
 Id create_float_set(hid_t group, const std::string& name, const Extents& extents,
                     std::optional<hid_t> older) {
     const Id properties = chunked_properties(choose_chunk(extents), older);
@@ -126,6 +169,10 @@ Id open_set(hid_t file, const std::string& path, SetUse use) {
                                in_parts ? CHUNK_CACHE_BYTES : 0, H5D_CHUNK_CACHE_W0_DEFAULT),
             "set", "the cache of chunks");
     return owned(H5Dopen2(file, path.c_str(), access), "open the data set", path);
+}
+
+void close_set(Id set, std::string_view path) {
+    checked(H5Dclose(set.release()), "write", path);
 }
 
 void resize_set(hid_t set, const Extents& extents, std::string_view path) {

@@ -12,6 +12,11 @@ Id set_type(hid_t set);
 Id set_space(hid_t set);
 Id set_properties(hid_t set);
 
+// Where the samples of a set are, for people, when they are in another file ("its samples in the
+// file 'samples.raw'") or kept in a way that this host does not know; empty for a set whose file
+// holds them. No other file is looked at.
+std::string describe_foreign_storage(hid_t set);
+
 // A new set in chunks, which can be resized. With the properties of an older set given, its
 // filters are kept.
 Id create_float_set(hid_t group, const std::string& name, const Extents& extents,
@@ -21,6 +26,9 @@ enum class SetUse {
     Parts  // with a cache that holds many chunks, for lines across them
 };
 Id open_set(hid_t file, const std::string& path, SetUse use);
+// Writes what the library still holds of the set's samples. An Id that is merely let go of loses
+// them without a word when they cannot be written.
+void close_set(Id set, std::string_view path);
 void resize_set(hid_t set, const Extents& extents, std::string_view path);
 
 // True when the set can take the extents as it is: in chunks that do not become too many,

@@ -58,7 +58,7 @@ Hdf5Tree::Hdf5Tree(const std::filesystem::path& file, Hdf5Access access)
 Hdf5Tree::~Hdf5Tree() = default;
 
 void Hdf5Tree::close() {
-    open_->set = {};
+    close_set();
     hdf5::flush_file(open_->file, name_);
     hdf5::close_file(std::exchange(open_->file, hdf5::Id{}), name_);
 }
@@ -138,7 +138,7 @@ void Hdf5Tree::resize(ObjectId id, const Extents& extents) {
     } else {
         make_anew(id, extents);
     }
-    open_->set = {};
+    close_set();
     nodes_[static_cast<std::uint64_t>(id) - 1].extents = extents;
 }
 
@@ -204,7 +204,7 @@ hdf5::Id Hdf5Tree::open(ObjectId id) const {
 // One that is open for parts serves for the whole as well.
 Hdf5Tree::OpenSet& Hdf5Tree::open_set(ObjectId id, hdf5::SetUse use) {
     if (open_->set.id != id || open_->set.use < use) {
-        open_->set = {};
+        close_set();
         hdf5::Id set = hdf5::open_set(open_->file, absolute(node(id).path), use);
         hdf5::Id space = hdf5::set_space(set);
         open_->set = {id, use, std::move(set), std::move(space)};
@@ -212,8 +212,32 @@ Hdf5Tree::OpenSet& Hdf5Tree::open_set(ObjectId id, hdf5::SetUse use) {
     return open_->set;
 }
 
+void Hdf5Tree::close_set() {
+    OpenSet set = std::exchange(open_->set, {});
+    if (set.set >= 0) {
+        hdf5::close_set(std::move(set.set), node(set.id).path);
+    }
+}
+
 // ---------------------------------------------------------------------------
 // Finding objects
+
+namespace {
+
+// What is listed and cannot be read is damage, or a disk that does not answer: no fault of the
+// request.
+template <typename Reading>
+auto as_storage(const Reading& reading) {
+    try {
+        return reading();
+    } catch (const StorageError&) {
+        throw;
+    } catch (const TreeError& error) {
+        throw StorageError(StorageError::Access::Reading, error.what());
+    }
+}
+
+} // namespace
 
 std::optional<ObjectId> Hdf5Tree::find_child(ObjectId group, const std::string& name) {
     const std::string child_path = join_path(node(group).path, name);
@@ -224,17 +248,30 @@ std::optional<ObjectId> Hdf5Tree::find_child(ObjectId group, const std::string& 
 
 std::optional<ObjectId> Hdf5Tree::find_unknown_child(ObjectId group, const std::string& name,
                                                      const std::string& child_path) {
-    const hdf5::Id parent = open(group);
-    if (!hdf5::link_exists(parent, name)) {
-        return std::nullopt;
+    return as_storage([&]() -> std::optional<ObjectId> {
+        const hdf5::Id parent = open(group);
+        if (!hdf5::link_exists(parent, name)) {
+            return std::nullopt;
+        }
+        if (auto elsewhere = hdf5::describe_unfollowed_link(parent, name)) {
+            return add_node({ObjectKind::Other, child_path, {}, std::move(*elsewhere)});
+        }
+        return add_object(hdf5::open_object(open_->file, absolute(child_path)), child_path);
+    });
+}
+
+// The extents of a virtual set hang on the files that it is made of, which are not looked at.
+Hdf5Tree::Node Hdf5Tree::describe_set(const hdf5::Id& set, const std::string& path) {
+    const hdf5::Id type = hdf5::set_type(set);
+    const std::string description = "data set of " + hdf5::describe_type(type);
+    if (const std::string elsewhere = hdf5::describe_foreign_storage(set); !elsewhere.empty()) {
+        return {ObjectKind::Other, path, {}, fmt::format("{}, {}", description, elsewhere)};
     }
-    try {
-        return add_object(hdf5::open_object(parent, name), child_path);
-    } catch (const TreeError&) {
-        // It is there, but cannot be opened: damaged, or a link that is not followed.
-        Node other{ObjectKind::Other, child_path, {}, hdf5::describe_link(parent, name)};
-        return add_node(std::move(other));
-    }
+    Extents extents = hdf5::space_extents(hdf5::set_space(set));
+    std::string shown = fmt::format("{} {}", description, describe_extents(extents));
+    const bool is_ours = is_float_set(type, extents);
+    return {is_ours ? ObjectKind::DataSet : ObjectKind::Other, path, std::move(extents),
+            std::move(shown)};
 }
 
 // The id of an object that was found at a path, by this path or by another.
@@ -249,11 +286,7 @@ ObjectId Hdf5Tree::add_object(hdf5::Id object, const std::string& path) {
     if (info.type == H5O_TYPE_GROUP) {
         node.kind = ObjectKind::Group;
     } else if (info.type == H5O_TYPE_DATASET) {
-        const hdf5::Id type = hdf5::set_type(object);
-        node.extents = hdf5::space_extents(hdf5::set_space(object));
-        node.kind = is_float_set(type, node.extents) ? ObjectKind::DataSet : ObjectKind::Other;
-        node.description = fmt::format("data set of {} {}", hdf5::describe_type(type),
-                                       describe_extents(node.extents));
+        node = describe_set(object, path);
     }
     const ObjectId id = add_node(std::move(node));
     by_address_.emplace(info.address, id);
@@ -270,7 +303,7 @@ ObjectId Hdf5Tree::add_node(Node node) {
 std::vector<std::string> Hdf5Tree::list_children(ObjectId group, ObjectKind kind) {
     node(group, ObjectKind::Group);
     std::vector<std::string> names;
-    for (std::string& name : hdf5::list_links(open(group))) {
+    for (std::string& name : as_storage([&] { return hdf5::list_links(open(group)); })) {
         if (const auto child = find_child(group, name); child && node(*child).kind == kind) {
             names.push_back(std::move(name));
         }
@@ -304,8 +337,8 @@ void Hdf5Tree::make_anew(ObjectId id, const Extents& extents) {
     if (hdf5::link_exists(group, hdf5::UNFINISHED_NAME)) {
         hdf5::delete_link(group, hdf5::UNFINISHED_NAME);
     }
-    const hdf5::Id new_set = hdf5::create_float_set(group, hdf5::UNFINISHED_NAME, extents,
-                                                    hdf5::set_properties(old_set));
+    hdf5::Id new_set = hdf5::create_float_set(group, hdf5::UNFINISHED_NAME, extents,
+                                              hdf5::set_properties(old_set));
     try {
         hdf5::copy_floats(old_set, new_set, smaller_of(extents, old_node.extents), old_node.path);
         hdf5::copy_attributes(old_set, new_set);
@@ -313,10 +346,12 @@ void Hdf5Tree::make_anew(ObjectId id, const Extents& extents) {
         hdf5::delete_link(group, hdf5::UNFINISHED_NAME);
         throw;
     }
+    const haddr_t new_address = hdf5::object_info(new_set).address;
+    hdf5::close_set(std::move(new_set), old_node.path);
     hdf5::delete_link(group, name);
     hdf5::rename_link(group, hdf5::UNFINISHED_NAME, name);
     by_address_.erase(old_info.address);
-    by_address_.emplace(hdf5::object_info(new_set).address, id);
+    by_address_.emplace(new_address, id);
 }
 
 } // namespace talvora::host

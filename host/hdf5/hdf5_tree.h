@@ -1,9 +1,13 @@
 // A tree in one HDF5 file.
 //
 // Groups are HDF5 groups; data sets are those of 32-bit IEEE floats, of rank 1 or more.
-// Everything else in the file is kept as it is and listed among the other objects, with
-// links into other files and links that lead nowhere. Soft links are followed. An object
-// with several names has one id, and the path by which it was found first.
+// Everything else in the file is kept as it is and listed among the other objects: sets of
+// other types, sets whose samples lie in other files (external storage, virtual sets), links
+// into other files and links that lead nowhere. No other file is ever opened. Soft links are
+// followed. An object with several names has one id, and the path by which it was found first.
+//
+// What is listed and cannot be read, damaged or on a disk that does not answer, is a
+// StorageError: nothing is left out without a word.
 //
 // New data sets are stored in chunks and can be resized. Resizing a set of another layout
 // makes it anew, with its attributes; refused when it has further hard links. Objects
@@ -80,11 +84,13 @@ class Hdf5Tree final : public DataTree {
     const Node& node(ObjectId id) const;
     const Node& node(ObjectId id, ObjectKind kind) const;
     hdf5::Id open(ObjectId id) const;
+    void close_set();
     OpenSet& open_set(ObjectId id, hdf5::SetUse use);
 
     std::optional<ObjectId> find_child(ObjectId group, const std::string& name);
     std::optional<ObjectId> find_unknown_child(ObjectId group, const std::string& name,
                                                const std::string& child_path);
+    static Node describe_set(const hdf5::Id& set, const std::string& path);
     ObjectId add_object(hdf5::Id object, const std::string& path);
     ObjectId add_node(Node node);
     std::vector<std::string> list_children(ObjectId group, ObjectKind kind);

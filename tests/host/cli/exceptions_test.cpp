@@ -52,7 +52,9 @@ TEST(ExplainException, NamesTheOutputThatWasBeingMade) {
 
 TEST(ExplainException, BlamesTheInputForWhatCannotBeReadOfItsCopy) {
     expect(StorageError(Access::Reading, "damaged"), READING, ExitCode::Input, "damaged");
-    expect(StorageError(Access::Reading, "damaged"), WRITING, ExitCode::Input, "out.h5: damaged");
+    expect(StorageError(Access::Reading, "damaged"), WRITING, ExitCode::Input, "in.h5: damaged");
+    expect(StorageError(Access::Reading, "damaged"), {.output = "out.h5"}, ExitCode::Input,
+           "out.h5: damaged");
 }
 
 TEST(ExplainException, BlamesAFileForWhatTheSystemRefuses) {

@@ -146,6 +146,54 @@ TEST_F(ForeignFile, SurvivesGroupsAndLinksThatLeadToThemselves) {
     EXPECT_EQ(tree.kind(*tree.find(tree.root(), "loop")), ObjectKind::Other);
 }
 
+TEST_F(ForeignFile, FollowsSoftLinksAsFarAsTheFileGoes) {
+    const Id group(H5Gcreate2(writer_, "group", H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT));
+    make_counting_set("group/set", {24});
+    H5Lcreate_soft("set", group, "beside", H5P_DEFAULT, H5P_DEFAULT);
+    H5Lcreate_soft("/group/./beside", writer_, "chain", H5P_DEFAULT, H5P_DEFAULT);
+    H5Lcreate_soft("/group/set/below", writer_, "through-a-set", H5P_DEFAULT, H5P_DEFAULT);
+    H5Lcreate_external("other.h5", "/", writer_, "out", H5P_DEFAULT, H5P_DEFAULT);
+    H5Lcreate_soft("/out/set", writer_, "through-the-door", H5P_DEFAULT, H5P_DEFAULT);
+    Hdf5Tree& tree = open();
+    EXPECT_EQ(tree.find(tree.root(), "chain"), tree.find(tree.root(), "group/set"));
+    for (const char* name : {"through-a-set", "out", "through-the-door"}) {
+        EXPECT_EQ(tree.kind(*tree.find(tree.root(), name)), ObjectKind::Other) << name;
+    }
+}
+
+// The byte of a file at which the header of an object begins.
+std::uint64_t header_address(const std::filesystem::path& file, const char* object) {
+    const Id opened(H5Fopen(file.c_str(), H5F_ACC_RDONLY, H5P_DEFAULT));
+    const Id found(H5Oopen(opened, object, H5P_DEFAULT));
+    H5O_info_t info{};
+    EXPECT_GE(H5Oget_info2(found, &info, H5O_INFO_BASIC), 0);
+    return info.addr;
+}
+
+TEST_F(ForeignFile, SaysWhatItListsAndCannotRead) {
+    for (const char* object : {"group", "group/set"}) {
+        std::filesystem::remove(file_);
+        writer_ = create_foreign_file(file_);
+        const Id group(H5Gcreate2(writer_, "group", H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT));
+        make_counting_set("group/set", {24});
+        make_counting_set("group/whole", {24});
+        open();
+        tree_.reset();
+        const std::uint64_t at = header_address(file_, object);
+        std::string bytes = read_file(file_);
+        bytes[at] = static_cast<char>(bytes[at] ^ 0x55); // the version of the header
+        write_file(file_, bytes);
+        tree_.emplace(file_, Hdf5Access::ReadOnly);
+        const auto list_all = [&] {
+            for (const std::string& name : tree_->list_groups(tree_->root())) {
+                tree_->list_datasets(*tree_->find(tree_->root(), name));
+            }
+        };
+        EXPECT_THAT(list_all, ThrowsMessage<StorageError>(HasSubstr(object))) << object;
+        tree_.reset();
+    }
+}
+
 // ---------------------------------------------------------------------------
 // Attributes
 
