@@ -41,7 +41,7 @@ Shard parse_shard(std::string_view text) {
                   fmt::format("--shard cannot be '{}' (allowed: i/n with i from 1 to n)", text));
 }
 
-void append_lines(std::istream& list, std::vector<std::string>& files) {
+void append_lines(std::istream& list, std::string_view name, std::vector<std::string>& files) {
     for (std::string line; std::getline(list, line);) {
         if (line.ends_with('\r')) {
             line.pop_back();
@@ -50,12 +50,16 @@ void append_lines(std::istream& list, std::vector<std::string>& files) {
             files.push_back(line);
         }
     }
+    if (list.bad()) {
+        throw Failure(ExitCode::Input, fmt::format("cannot read the list '{}' to its end: {}", name,
+                                                   std::generic_category().message(errno)));
+    }
 }
 
 std::vector<std::string> gather_files(const JobPlanOptions& options) {
     std::vector<std::string> files = options.files;
     if (options.files_from == "-") {
-        append_lines(std::cin, files);
+        append_lines(std::cin, options.files_from, files);
     } else if (!options.files_from.empty()) {
         std::ifstream list(options.files_from);
         if (!list || fs::is_directory(options.files_from)) {
@@ -63,7 +67,7 @@ std::vector<std::string> gather_files(const JobPlanOptions& options) {
                           fmt::format("cannot read the list '{}': {}", options.files_from,
                                       std::generic_category().message(list ? EISDIR : errno)));
         }
-        append_lines(list, files);
+        append_lines(list, options.files_from, files);
     }
     return files;
 }

@@ -225,6 +225,11 @@ std::string read_text_file(const std::filesystem::path& file) {
     }
     std::string text(MAX_YAML_BYTES + 1, '\0');
     stream.read(text.data(), static_cast<std::streamsize>(text.size()));
+    if (stream.bad()) {
+        throw Failure(ExitCode::Input,
+                      fmt::format("{}: cannot be read to its end: {}", file.string(),
+                                  std::generic_category().message(errno)));
+    }
     text.resize(static_cast<std::size_t>(stream.gcount()));
     return text;
 }

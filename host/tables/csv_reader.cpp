@@ -15,10 +15,11 @@
 #include <functional>
 #include <memory>
 #include <span>
-#include <sstream>
 
 namespace talvora::host {
 namespace {
+
+constexpr std::streamsize BLOCK_BYTES = std::streamsize{256} * 1024; // read at once
 
 constexpr std::string_view HDF5_SIGNATURE = "\x89HDF\r\n\x1A\n";
 
@@ -143,9 +144,17 @@ NumberTable read_csv(const std::filesystem::path& file) {
         const std::error_code reason(errno, std::generic_category());
         throw Failure(ExitCode::Input, fmt::format("{}: {}", file.string(), reason.message()));
     }
-    std::ostringstream text;
-    text << stream.rdbuf();
-    return parse_csv(text.view(), file.string());
+    std::string text;
+    std::vector<char> block(BLOCK_BYTES);
+    while (stream.read(block.data(), BLOCK_BYTES) || stream.gcount() > 0) {
+        text.append(block.data(), static_cast<std::size_t>(stream.gcount()));
+    }
+    if (stream.bad()) { // what was read up to there is not the table
+        const std::error_code reason(errno, std::generic_category());
+        throw Failure(ExitCode::Input, fmt::format("{}: cannot be read to its end: {}",
+                                                   file.string(), reason.message()));
+    }
+    return parse_csv(text, file.string());
 }
 
 std::vector<std::string> split_csv_row(std::string_view row, char delimiter) {

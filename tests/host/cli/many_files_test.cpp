@@ -134,6 +134,11 @@ TEST_F(ManyFiles, TakesFilesFromAList) {
                    "--out-dir", "out"})
                   .exit_code,
               3);
+    // The memory of a process opens like a file, and its first byte cannot be read.
+    const auto broken = run({"run", "apply-set-rectify", "SourceGroup=Signals", "--files-from",
+                             "/proc/self/mem", "--out-dir", "out"});
+    EXPECT_EQ(broken.exit_code, 3);
+    EXPECT_THAT(broken.errors, HasSubstr("cannot read the list '/proc/self/mem' to its end"));
 }
 
 TEST_F(ManyFiles, ShardsTakeEachFileOnce) {

@@ -141,5 +141,12 @@ TEST_F(RecipeProblemList, SaysNothingMoreOfAnAlias) {
                      "r.yaml:5:20: an alias ('*') is not taken"}));
 }
 
+// The memory of a process opens like a file, and its first byte cannot be read.
+TEST_F(RecipeReader, RefusesAFileThatCannotBeReadToItsEnd) {
+    EXPECT_THAT([&] { read_recipe("/proc/self/mem", {}, library()); },
+                testing::ThrowsMessage<Failure>(
+                    "/proc/self/mem: cannot be read to its end: Input/output error"));
+}
+
 } // namespace
 } // namespace talvora::host

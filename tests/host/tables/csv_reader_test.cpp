@@ -128,6 +128,13 @@ TEST(ReadCsv, RefusesAMissingFileAndAFolder) {
     EXPECT_THROW(read_csv("."), Failure);
 }
 
+// The memory of a process opens like a file, and its first byte cannot be read.
+TEST(ReadCsv, RefusesAFileThatCannotBeReadToItsEnd) {
+    EXPECT_THAT([] { read_csv("/proc/self/mem"); },
+                testing::ThrowsMessage<Failure>(
+                    "/proc/self/mem: cannot be read to its end: Input/output error"));
+}
+
 TEST(SplitCsvRow, TakesQuotedNames) {
     EXPECT_THAT(split_csv_row("X,\"Y, left\",Z", ','), ElementsAre("X", "Y, left", "Z"));
     EXPECT_THAT(split_csv_row("", ','), IsEmpty());
