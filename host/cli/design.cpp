@@ -155,12 +155,12 @@ Answer find_answer(Session& session, const DesignOptions& options) {
 // ---------------------------------------------------------------------------
 // Output
 
-void write_picture(const DesignOptions& options, const FilterFacts& facts) {
+void write_picture(const Console& console, const DesignOptions& options, const FilterFacts& facts) {
     if (facts.state != FilterState::Useful) {
         throw Failure(ExitCode::Usage,
                       fmt::format("no picture: the filter is {}", tell_state(facts.state)));
     }
-    write_text_file(options.output, options.force,
+    write_text_file(console, options.output, {.replace = options.force},
                     [&](const TextSink& sink) { sink(draw_figure(draw_response(facts))); });
 }
 
@@ -215,7 +215,7 @@ void tell_design(Session& session, const DesignOptions& options) {
     check_output(options.output);
     const Answer answer = find_answer(session, options);
     if (!options.output.empty()) {
-        write_picture(options, answer.facts);
+        write_picture(session.console, options, answer.facts);
     }
     print_warnings(answer.warnings, session.console);
     if (options.json) {

@@ -49,13 +49,14 @@ void export_file(const Session& session, const ExportCommand& command) {
     const TreePlace place = parse_tree_place(command.place);
     const std::string source = place.file.string();
     const bool to_output = command.output == "-";
+    const WriteOptions write_options{.replace = command.force, .sources = {place.file}};
     if (!to_output) {
         refuse_same_file(place.file, command.output);
-        check_destination(command.output, {.replace = command.force});
+        check_destination(command.output, write_options);
     }
     const std::vector<SignalSet> sets = read_sets(place);
     ExportReport report;
-    write_text_file(command.output, command.force,
+    write_text_file(session.console, command.output, write_options,
                     [&](const TextSink& write) { report = export_sets(sets, source, write); });
     for (const std::string& warning : report.warnings) {
         session.console.warning(warning);

@@ -4,6 +4,7 @@
 #include "host/cli/help_layout.h"
 #include "host/cli/input_files.h"
 #include "host/cli/output_files.h"
+#include "host/system/content_hash.h"
 #include "host/system/safe_write.h"
 #include "host/tables/csv_reader.h"
 #include "host/tables/table_import.h"
@@ -81,7 +82,7 @@ void make_file(const Console& console, const ImportCommand& command,
     const NumberTable table = read_csv(command.input);
     PendingFile pending(command.output, write_options);
     const ImportReport report = build_file(table, command, pending.path());
-    pending.publish();
+    publish(console, pending);
     print_report(report, console);
     console.done_line(fmt::format("{}: {} ({} at {:.6g} Hz)", command.output,
                                   fmt::join(report.sets, ", "),
@@ -92,7 +93,8 @@ void import_file(const Session& session, ImportCommand& command) {
     for (const std::string& set : command.sets) {
         command.options.sets.push_back(parse_set_of_columns(set));
     }
-    const WriteOptions write_options{.replace = command.force || command.append};
+    const WriteOptions write_options{.replace = command.force || command.append,
+                                     .sources = {command.input}};
     check_files(command, write_options);
     if (command.dry_run) {
         try_import(session.console, command);

@@ -6,6 +6,8 @@
 #include "host/cli/output_files.h"
 #include "host/filters/step_filters.h"
 #include "host/interface/path_patterns.h"
+#include "host/system/content_hash.h"
+#include "host/system/file_identity.h"
 #include "host/system/pending_cleanup.h"
 #include "host/system/safe_write.h"
 #include "host/tree/observed_tree.h"
@@ -128,21 +130,29 @@ class JobRun {
         // Open until all is read, so that nobody writes to it meanwhile.
         const auto input = open_input(job_.input);
         check_destination(job_.output, write_options());
-        auto identity = identify_beside(job_.input);
         const auto pending = make_working_copy();
+        const auto read_file = identify_file(job_.input);
+        auto identity = identify_beside(job_.input);
         make_output({job_.input.string(), job_.output.string()}, [&] {
-            copy_content(job_.input, pending->path());
+            content_ = copy_content(job_.input, pending->path());
             run_steps(pending->path(), identity);
             check_written(pending->path());
         });
+        refuse_change(identify_file(job_.input) != read_file);
         if (!work_.dry_run) {
-            keep_backup();
-            pending->publish();
+            publish(*pending);
+        }
+    }
+
+    void refuse_change(bool changed) const {
+        if (changed) {
+            throw Failure(ExitCode::Input,
+                          fmt::format("{}: was changed while it was read", job_.input.string()));
         }
     }
 
     WriteOptions write_options() const {
-        return {.replace = job_.replace, .make_folder = job_.make_folder};
+        return {.replace = job_.replace, .make_folder = job_.make_folder, .sources = {job_.input}};
     }
 
     std::unique_ptr<PendingFile> make_working_copy() const {
@@ -161,6 +171,7 @@ class JobRun {
         }
         cached.flush();
         origin_.input = identity.get();
+        refuse_change(origin_.input.mark != content_);
         append_history(tree, make_records(observations));
         tree.close();
     }
@@ -188,14 +199,34 @@ class JobRun {
         return records;
     }
 
-    void keep_backup() const {
-        if (!work_.backup) {
-            return;
+    void publish(PendingFile& result) const {
+        if (work_.backup) {
+            publish_with_backup(result);
+        } else {
+            tell_notes(result.publish());
         }
+    }
+
+    // The backup is in its place before what it keeps is replaced, and stays only when it is.
+    void publish_with_backup(PendingFile& result) const {
         const std::string kept = job_.input.string();
         PendingFile backup(kept + ".bak", {.replace = work_.replace_backup, .like = job_.input});
-        make_output({kept, kept}, [&] { copy_content(job_.input, backup.path()); });
-        backup.publish();
+        make_output({kept, kept},
+                    [&] { refuse_change(copy_content(job_.input, backup.path()) != content_); });
+        const SignalsHeldBack held_back; // between the two
+        tell_notes(backup.publish());
+        try {
+            tell_notes(result.publish());
+        } catch (const std::exception&) {
+            backup.take_back();
+            throw;
+        }
+    }
+
+    void tell_notes(const std::vector<std::string>& notes) const {
+        for (const std::string& note : notes) {
+            tell_({MessageLevel::Warning, note});
+        }
     }
 
     const Job& job_;
@@ -204,6 +235,7 @@ class JobRun {
     const TellMessage& tell_;
     SampleMeter meter_;
     std::vector<StepResult> steps_;
+    ContentMark content_; // of the input, as it was copied
     bool skipped_ = false;
 };
 

@@ -13,27 +13,30 @@
 namespace talvora::host {
 namespace {
 
-void write_page(const CLI::App& command, const std::filesystem::path& folder) {
+void write_page(const Console& console, const CLI::App& command,
+                const std::filesystem::path& folder) {
     const std::filesystem::path file = folder / (man_page_name(command) + ".1");
-    write_text_file(file.string(), true,
+    write_text_file(console, file.string(), {.replace = true},
                     [&](const TextSink& send) { send(make_man_page(command)); });
 }
 
-void write_pages(const CLI::App& program, const std::filesystem::path& folder) {
-    write_page(program, folder);
+void write_pages(const Console& console, const CLI::App& program,
+                 const std::filesystem::path& folder) {
+    write_page(console, program, folder);
     for (const CLI::App* command : visible_commands(program)) {
-        write_page(*command, folder);
+        write_page(console, *command, folder);
     }
 }
 
 } // namespace
 
-void add_manual_command(CLI::App& program, Session&) {
+void add_manual_command(CLI::App& program, Session& session) {
     const auto folder = std::make_shared<std::string>();
     CLI::App* command = program.add_subcommand("manual", "Writes the manual pages to a folder");
     command->group("");
     command->add_option("FOLDER", *folder, "The folder, which exists")->required();
-    command->callback([&program, folder] { write_pages(program, *folder); });
+    command->callback(
+        [&program, &session, folder] { write_pages(session.console, program, *folder); });
 }
 
 } // namespace talvora::host

@@ -3,6 +3,7 @@
 
 #include "host/cli/exceptions.h"
 #include "host/hdf5/hdf5_tree.h"
+#include "host/system/safe_write.h"
 
 #include <exception>
 #include <filesystem>
@@ -13,11 +14,9 @@
 
 namespace talvora::host {
 
-// Makes an HDF5 file in the place of the temporary file at this path.
+// Makes an HDF5 file in the place of the temporary file at this path, as closed to others as
+// that one. To be called while no other thread makes files.
 std::unique_ptr<Hdf5Tree> create_over(const std::filesystem::path& temporary);
-
-// Copies the bytes of a file over a temporary one, which stays writable.
-void copy_content(const std::filesystem::path& from, const std::filesystem::path& temporary);
 
 // Opens what was written once more and visits its objects.
 void check_written(const std::filesystem::path& temporary);
@@ -25,9 +24,12 @@ void check_written(const std::filesystem::path& temporary);
 using TextSink = std::function<void(std::string_view)>;
 
 // Makes a file of the text that `work` sends piece by piece, or sends it to standard output
-// where `output` is "-".
-void write_text_file(const std::string& output, bool replace,
+// where `output` is "-". What people should know of the file is a warning.
+void write_text_file(const Console& console, const std::string& output, const WriteOptions& options,
                      const std::function<void(const TextSink&)>& work);
+
+// Publishes the file; what people should know of it is a warning.
+void publish(const Console& console, PendingFile& pending);
 
 // Does a step on the way to the place's output; what fails in it is thrown as the failure
 // that explain_exception finds.

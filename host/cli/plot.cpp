@@ -130,13 +130,23 @@ class Builder {
     std::string other_name_;
 };
 
+WriteOptions find_write_options(const PlotCommand& command) {
+    WriteOptions options{.replace = command.force,
+                         .sources = {parse_tree_place(command.place).file}};
+    if (!command.other.empty()) {
+        options.sources.emplace_back(command.other);
+    }
+    return options;
+}
+
 void plot_file(const Session& session, const PlotCommand& command) {
     const Draw draw = choose_format(command.output);
     check_span(command);
     refuse_same_file(parse_tree_place(command.place).file, command.output);
-    check_destination(command.output, {.replace = command.force});
+    const WriteOptions write_options = find_write_options(command);
+    check_destination(command.output, write_options);
     const Plot plot = Builder(session, command).build();
-    write_text_file(command.output, command.force,
+    write_text_file(session.console, command.output, write_options,
                     [&](const TextSink& write) { write(draw(plot)); });
     session.console.done_line(
         fmt::format("{}: {}", command.output, count_things(plot.panels.size(), "data set")));

@@ -108,7 +108,9 @@ void extract_from_file(Session& session, const ExtractOptions& options) {
     }
     const auto records = options.all ? std::span<const HistoryRecord>(history) : last_run(history);
     const std::string text = format_recipe(extract_recipe(records, session.plugin()));
-    write_text_file(options.output, options.force, [&](const TextSink& send) { send(text); });
+    write_text_file(session.console, options.output,
+                    {.replace = options.force, .sources = {options.file}},
+                    [&](const TextSink& send) { send(text); });
 }
 
 void add_recipe_options(CLI::App& command, RecipeOptions& options) {

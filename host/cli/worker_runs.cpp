@@ -109,8 +109,9 @@ class WorkerRuns {
     ProgressState state_;
 };
 
-void write_list(const std::string& file, const std::vector<std::string>& lines) {
-    write_text_file(file, true, [&](const TextSink& send) {
+void write_list(const Console& console, const std::string& file,
+                const std::vector<std::string>& lines) {
+    write_text_file(console, file, {.replace = true}, [&](const TextSink& send) {
         for (const std::string& line : lines) {
             send(line + '\n');
         }
@@ -198,7 +199,7 @@ void run_jobs(Session& session, const Recipe& recipe, const WorkerRunOptions& op
     const RunReport& report = runs.report();
     report.print_failures();
     if (!options.failed_to.empty() && !options.dry_run) {
-        write_list(options.failed_to, report.failed_files());
+        write_list(session.console, options.failed_to, report.failed_files());
     }
     session.exit_code = std::max(session.exit_code, report.worst());
 }

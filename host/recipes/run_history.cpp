@@ -192,11 +192,12 @@ std::string make_timestamp() {
 }
 
 PluginIdentity identify_plugin(const PluginLibrary& plugin) {
-    return {plugin.info().name, plugin.info().version, hash_file(plugin.file())};
+    return {plugin.info().name, plugin.info().version, hash_file(plugin.file()).sha256};
 }
 
 InputIdentity identify_input(const std::filesystem::path& file) {
-    return {file.filename().string(), std::filesystem::file_size(file), hash_file(file)};
+    const HashedContent content = hash_file(file);
+    return {file.filename().string(), content.byte_count, content.sha256, content.mark};
 }
 
 Json make_sets_json(std::span<const SetObservation> sets) {

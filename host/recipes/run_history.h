@@ -23,6 +23,7 @@
 #pragma once
 
 #include "host/recipes/recipe.h"
+#include "host/system/content_hash.h"
 #include "host/tree/observed_tree.h"
 
 #include <nlohmann/json.hpp>
@@ -42,6 +43,7 @@ struct InputIdentity {
     std::string name; // without folders
     std::uint64_t size = 0;
     std::string sha256;
+    ContentMark mark; // of the same bytes; not kept
 };
 
 struct PluginIdentity {

@@ -4,13 +4,18 @@
 
 #include <fmt/format.h>
 #include <openssl/evp.h>
+#include <xxhash.h>
 
 #include <array>
 #include <cerrno>
 #include <fcntl.h>
 #include <memory>
+#include <new>
+#include <span>
+#include <string_view>
 #include <system_error>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace talvora::host {
@@ -19,35 +24,76 @@ namespace {
 // Stays in the second-level cache between reading and hashing.
 constexpr std::size_t BLOCK_BYTES = std::size_t{256} * 1024;
 
-[[noreturn]] void fail(const std::filesystem::path& file, int error) {
-    throw Failure(ExitCode::Input, fmt::format("cannot read the file '{}': {}", file.string(),
-                                               std::generic_category().message(error)));
+[[noreturn]] void fail(ExitCode code, std::string_view what, const std::filesystem::path& file) {
+    throw Failure(code, fmt::format("cannot {} the file '{}': {}", what, file.string(),
+                                    std::generic_category().message(errno)));
 }
 
 class OpenFile {
   public:
-    explicit OpenFile(const std::filesystem::path& file)
-        : name_(file), file_(open(file.c_str(), O_RDONLY | O_CLOEXEC)) {
+    OpenFile(const std::filesystem::path& file, int flags, ExitCode code)
+        : name_(file), code_(code), file_(open(file.c_str(), flags | O_CLOEXEC)) {
         if (file_ < 0) {
-            fail(name_, errno);
+            fail(code_, "open", name_);
         }
     }
     OpenFile(const OpenFile&) = delete;
     OpenFile& operator=(const OpenFile&) = delete;
-    ~OpenFile() { close(file_); }
+    ~OpenFile() {
+        if (file_ >= 0) {
+            ::close(file_);
+        }
+    }
 
-    // The number of bytes that were read; 0 at the end.
-    std::size_t read_block(std::vector<char>& block) const {
+    // The bytes that were read into the block; none at the end.
+    std::span<const char> read_into(std::vector<char>& block) const {
         const ssize_t count = read(file_, block.data(), block.size());
         if (count < 0) {
-            fail(name_, errno);
+            fail(code_, "read", name_);
         }
-        return static_cast<std::size_t>(count);
+        return std::span(block).first(static_cast<std::size_t>(count));
+    }
+
+    void write_all(std::span<const char> bytes) const {
+        while (!bytes.empty()) {
+            const ssize_t count = write(file_, bytes.data(), bytes.size());
+            if (count < 0) {
+                fail(code_, "write", name_);
+            }
+            bytes = bytes.subspan(static_cast<std::size_t>(count));
+        }
+    }
+
+    // Some file systems tell only here that bytes were lost.
+    void close() {
+        if (::close(std::exchange(file_, -1)) != 0) {
+            fail(code_, "write", name_);
+        }
     }
 
   private:
     std::filesystem::path name_;
+    ExitCode code_;
     int file_;
+};
+
+class MarkState {
+  public:
+    MarkState() : state_(XXH3_createState(), XXH3_freeState) {
+        if (state_ == nullptr || XXH3_128bits_reset(state_.get()) != XXH_OK) {
+            throw std::bad_alloc();
+        }
+    }
+    void add(std::span<const char> bytes) {
+        XXH3_128bits_update(state_.get(), bytes.data(), bytes.size());
+    }
+    ContentMark finish() const {
+        const XXH128_hash_t hash = XXH3_128bits_digest(state_.get());
+        return {hash.low64, hash.high64};
+    }
+
+  private:
+    std::unique_ptr<XXH3_state_t, decltype(&XXH3_freeState)> state_;
 };
 
 // The library answers 1 for done; it has no other trouble here than a lack of memory.
@@ -57,25 +103,58 @@ void check(int answer) {
     }
 }
 
+class Sha256 {
+  public:
+    Sha256() : state_(EVP_MD_CTX_new(), EVP_MD_CTX_free) {
+        check(EVP_DigestInit_ex(state_.get(), EVP_sha256(), nullptr));
+    }
+    void add(std::span<const char> bytes) {
+        check(EVP_DigestUpdate(state_.get(), bytes.data(), bytes.size()));
+    }
+    std::string finish() {
+        std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
+        unsigned length = 0;
+        check(EVP_DigestFinal_ex(state_.get(), digest.data(), &length));
+        std::string text;
+        for (unsigned i = 0; i < length; ++i) {
+            text += fmt::format("{:02x}", digest[i]);
+        }
+        return text;
+    }
+
+  private:
+    std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> state_;
+};
+
 } // namespace
 
-std::string hash_file(const std::filesystem::path& path) {
-    const OpenFile file(path);
-    const std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> state(EVP_MD_CTX_new(),
-                                                                        EVP_MD_CTX_free);
-    check(EVP_DigestInit_ex(state.get(), EVP_sha256(), nullptr));
+HashedContent hash_file(const std::filesystem::path& path) {
+    const OpenFile file(path, O_RDONLY, ExitCode::Input);
+    HashedContent content;
+    Sha256 sha256;
+    MarkState mark;
     std::vector<char> block(BLOCK_BYTES);
-    while (const std::size_t count = file.read_block(block)) {
-        check(EVP_DigestUpdate(state.get(), block.data(), count));
+    for (auto bytes = file.read_into(block); !bytes.empty(); bytes = file.read_into(block)) {
+        sha256.add(bytes);
+        mark.add(bytes);
+        content.byte_count += bytes.size();
     }
-    std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
-    unsigned length = 0;
-    check(EVP_DigestFinal_ex(state.get(), digest.data(), &length));
-    std::string text;
-    for (unsigned i = 0; i < length; ++i) {
-        text += fmt::format("{:02x}", digest[i]);
+    content.sha256 = sha256.finish();
+    content.mark = mark.finish();
+    return content;
+}
+
+ContentMark copy_content(const std::filesystem::path& from, const std::filesystem::path& to) {
+    const OpenFile source(from, O_RDONLY, ExitCode::Input);
+    OpenFile copy(to, O_WRONLY | O_TRUNC, ExitCode::Output);
+    MarkState mark;
+    std::vector<char> block(BLOCK_BYTES);
+    for (auto bytes = source.read_into(block); !bytes.empty(); bytes = source.read_into(block)) {
+        copy.write_all(bytes);
+        mark.add(bytes);
     }
-    return text;
+    copy.close();
+    return mark.finish();
 }
 
 } // namespace talvora::host

@@ -1,13 +1,31 @@
-// What a file holds, as one short text.
+// What a file holds, as numbers that tell contents apart, and copies that are known to hold it.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <string>
 
 namespace talvora::host {
 
-// SHA-256 of the content, 64 hexadecimal digits. Throws a Failure of the input when the
-// file cannot be read. May be called while another thread works with HDF5.
-std::string hash_file(const std::filesystem::path& path);
+// XXH3, 128 bits: tells contents apart that differ by accident, at the speed of reading them.
+struct ContentMark {
+    std::uint64_t low = 0;
+    std::uint64_t high = 0;
+
+    bool operator==(const ContentMark&) const = default;
+};
+
+struct HashedContent {
+    std::uint64_t byte_count = 0;
+    std::string sha256; // 64 hexadecimal digits
+    ContentMark mark;
+};
+
+// Of the bytes that were read. Throws a Failure of the input when the file cannot be read.
+HashedContent hash_file(const std::filesystem::path& file);
+
+// Copies the bytes of a file over an existing one, whose rights it leaves alone. The mark is that
+// of the bytes that were copied. Throws a Failure of the input or of the output.
+ContentMark copy_content(const std::filesystem::path& from, const std::filesystem::path& to);
 
 } // namespace talvora::host

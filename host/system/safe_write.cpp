@@ -1,8 +1,10 @@
 #include "host/system/safe_write.h"
 
+#include "host/system/file_rights.h"
 #include "host/system/pending_cleanup.h"
 #include "host/system/temporary_names.h"
 #include "host/text/failure.h"
+#include "host/text/join_texts.h"
 #include "host/text/quote_word.h"
 
 #include <fmt/format.h>
@@ -11,6 +13,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
+#include <random>
 #include <string>
 #include <string_view>
 #include <sys/stat.h>
@@ -40,14 +43,6 @@ fs::path nearest_existing(fs::path folder) {
     return folder;
 }
 
-void make_folders(const fs::path& folder) {
-    std::error_code error;
-    fs::create_directories(folder, error);
-    if (error) {
-        fail(folder, "the folder cannot be made", error.value());
-    }
-}
-
 // A write through a symbolic link goes to what it points to.
 fs::path follow_links(const fs::path& path) {
     std::error_code error;
@@ -67,36 +62,56 @@ void sync_path(const fs::path& path, int flags) {
     }
 }
 
-mode_t creation_mode() {
-    const mode_t mask = umask(0);
-    umask(mask);
-    return 0666 & ~mask;
-}
-
-// The owner comes first, since a change of it takes special mode bits away; only
-// a privileged process can keep another's ownership, so a refusal is no failure.
-void take_over_mode(const fs::path& temporary, const fs::path& destination, const fs::path& like) {
-    struct stat status {};
-    const bool found = stat(destination.c_str(), &status) == 0 || stat(like.c_str(), &status) == 0;
-    if (found) {
-        [[maybe_unused]] const int kept = chown(temporary.c_str(), status.st_uid, status.st_gid);
-    }
-    if (chmod(temporary.c_str(), found ? status.st_mode & 07777 : creation_mode()) != 0) {
-        fail(temporary, "its mode cannot be set");
+// What stands in it is in its place all the same, so a failure is only noted.
+void sync_folder_of(const fs::path& path, std::vector<std::string>& notes) {
+    try {
+        sync_path(folder_of(path), O_DIRECTORY);
+    } catch (const Failure& failure) {
+        notes.push_back(fmt::format("{}: is in place, but may be lost when the power fails: {}",
+                                    path.string(), failure.what()));
     }
 }
 
-// Without `replace` a destination that came up in the meantime is left alone, where
-// the file system can do so.
+// Each new folder, and its place in the one above.
+void make_folders(const fs::path& folder, std::vector<std::string>& notes) {
+    std::error_code error;
+    if (fs::is_directory(folder, error)) {
+        return;
+    }
+    make_folders(folder_of(folder), notes);
+    if (mkdir(folder.c_str(), 0777) != 0 && errno != EEXIST) {
+        fail(folder, "the folder cannot be made");
+    }
+    sync_folder_of(folder, notes);
+}
+
+// A second name replaces nothing either. Where the file system knows no second names, it is the
+// look at the destination just before that keeps from replacing one.
+int link_or_rename(const char* from, const char* to) {
+    if (link(from, to) == 0) {
+        return unlink(from);
+    }
+    return errno == EPERM || errno == EOPNOTSUPP ? std::rename(from, to) : -1;
+}
+
+// Without `replace` a destination that came up in the meantime is left alone.
 int rename_over(const fs::path& from, const fs::path& to, bool replace) {
-    if (!replace) {
-        const int result =
-            renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE);
-        if (result == 0 || errno != EINVAL) {
-            return result;
-        }
+    if (replace) {
+        return std::rename(from.c_str(), to.c_str());
     }
-    return std::rename(from.c_str(), to.c_str());
+    const int result = renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE);
+    const bool unknown = result != 0 && (errno == EINVAL || errno == ENOSYS);
+    return unknown ? link_or_rename(from.c_str(), to.c_str()) : result;
+}
+
+// Nobody else's, so that its lock is free.
+fs::path choose_trial_name() {
+    std::error_code error;
+    const fs::path folder = fs::temp_directory_path(error);
+    if (error) {
+        fail("dry run", "no folder for temporary files", error.value());
+    }
+    return folder / fmt::format("trial-{:08x}", std::random_device{}());
 }
 
 } // namespace
@@ -107,6 +122,11 @@ void check_destination(const fs::path& destination, const WriteOptions& options)
     const fs::file_status status = fs::status(destination, error);
     if (error && status.type() != fs::file_type::not_found) {
         fail(destination, "cannot be written", error.value());
+    }
+    if (!fs::exists(status) && fs::is_symlink(fs::symlink_status(destination, error))) {
+        throw Failure(ExitCode::Output,
+                      fmt::format("{}: is a link to '{}', which does not exist",
+                                  destination.string(), fs::read_symlink(destination).string()));
     }
     if (fs::exists(status) && !fs::is_regular_file(status)) {
         throw Failure(ExitCode::Output,
@@ -132,10 +152,16 @@ void check_destination(const fs::path& destination, const WriteOptions& options)
 
 void refuse_same_file(const fs::path& input, const fs::path& output, std::string_view hint) {
     std::error_code ignored;
-    // By name as well, for files that are yet to be made.
-    if (fs::equivalent(input, output, ignored) ||
-        (!output.empty() &&
-         fs::weakly_canonical(input, ignored) == fs::weakly_canonical(output, ignored))) {
+    bool same = fs::equivalent(input, output, ignored);
+    if (!same && !output.empty()) {
+        // By name as well, for files that are yet to be made.
+        std::error_code input_error;
+        std::error_code output_error;
+        same = fs::weakly_canonical(input, input_error) ==
+                   fs::weakly_canonical(output, output_error) &&
+               !input_error && !output_error;
+    }
+    if (same) {
         throw Failure(ExitCode::Usage,
                       fmt::format("{}: input and output are the same file", output.string()),
                       {std::string(hint)});
@@ -143,35 +169,30 @@ void refuse_same_file(const fs::path& input, const fs::path& output, std::string
 }
 
 void sweep_beside(const fs::path& destination) {
-    sweep_dead_files(folder_of(follow_links(destination)));
+    sweep_dead_files_in(folder_of(follow_links(destination)));
 }
 
 PendingFile::PendingFile(const fs::path& destination, const WriteOptions& options)
     : destination_(follow_links(destination)), options_(options) {
     check_destination(destination, options);
     if (options.make_folder) {
-        make_folders(folder_of(destination_));
+        make_folders(folder_of(destination_), notes_);
     }
     sweep_beside(destination);
-    make(folder_of(destination_), destination_.filename().string());
-}
-
-PendingFile::PendingFile() {
-    std::error_code error;
-    const fs::path folder = fs::temp_directory_path(error);
-    if (error) {
-        fail("dry run", "no folder for temporary files", error.value());
+    lock_.emplace(destination_);
+    replaced_ = identify_file(destination_);
+    if (replaced_ && !options.replace) {
+        check_destination(destination, options); // another run has just made it
     }
-    sweep_dead_files(folder);
-    make(folder, "trial");
+    make_temporary();
 }
 
-void PendingFile::make(const fs::path& folder, const std::string& stem) {
-    std::string name = (folder / make_temporary_name(stem, "XXXXXX")).string();
+void PendingFile::make_temporary() {
+    std::string name = temporary_template(destination_);
     const SignalsHeldBack held_back;
     const int file = mkostemps(name.data(), static_cast<int>(TEMPORARY_SUFFIX.size()), O_CLOEXEC);
     if (file < 0) {
-        fail(folder, "no temporary file can be made there");
+        fail(folder_of(destination_), "no temporary file can be made there");
     }
     close(file);
     temporary_ = name;
@@ -183,6 +204,12 @@ void PendingFile::make(const fs::path& folder, const std::string& stem) {
     }
 }
 
+PendingFile::PendingFile() : destination_(choose_trial_name()) {
+    sweep_beside(destination_);
+    lock_.emplace(destination_);
+    make_temporary();
+}
+
 PendingFile::~PendingFile() {
     if (note_ >= 0) {
         unlink(temporary_.c_str());
@@ -190,18 +217,49 @@ PendingFile::~PendingFile() {
     }
 }
 
-void PendingFile::publish() {
-    take_over_mode(temporary_, destination_, options_.like);
-    sync_path(temporary_, 0);
-    {
-        const SignalsHeldBack held_back;
-        if (rename_over(temporary_, destination_, options_.replace) != 0) {
-            fail(destination_, "cannot be replaced");
-        }
-        forget_pending_file(note_);
-        note_ = -1;
+std::vector<std::string> PendingFile::publish() {
+    take_over_rights();
+    if (replaced_ && replaced_->name_count > 1) {
+        notes_.push_back(
+            fmt::format("{}: had {} names (hard links); the others keep the old content",
+                        destination_.string(), replaced_->name_count));
     }
-    sync_path(folder_of(destination_), O_DIRECTORY);
+    sync_path(temporary_, 0);
+    take_place();
+    sync_folder_of(destination_, notes_);
+    lock_.reset();
+    return std::move(notes_);
+}
+
+void PendingFile::take_over_rights() {
+    const fs::path& like = replaced_ ? destination_ : options_.like;
+    if (like.empty()) {
+        restrict_rights(options_.sources, temporary_);
+    } else if (const auto lost = copy_rights(like, temporary_); !lost.empty()) {
+        notes_.push_back(fmt::format("{}: not kept: {}", destination_.string(), join_texts(lost)));
+    }
+}
+
+void PendingFile::take_place() {
+    if (identify_file(destination_) != replaced_) {
+        throw Failure(ExitCode::Output,
+                      fmt::format("{}: was changed by another program meanwhile; it is left as "
+                                  "that program made it",
+                                  destination_.string()));
+    }
+    const SignalsHeldBack held_back;
+    if (rename_over(temporary_, destination_, options_.replace) != 0) {
+        fail(destination_, "cannot be replaced");
+    }
+    forget_pending_file(note_);
+    note_ = -1;
+    in_place_ = true;
+}
+
+void PendingFile::take_back() {
+    if (in_place_ && !replaced_) {
+        unlink(destination_.c_str());
+    }
 }
 
 } // namespace talvora::host

@@ -1,10 +1,13 @@
 // The one way in which a command makes or replaces a file.
 //
-// The new content is built in a temporary file in the destination's folder. It takes
-// the destination's place in one step, after it was checked and has reached the
-// disk; until then the destination is as it was. Whatever ends the work early, an
-// exception, SIGINT, SIGTERM or a crash, takes the temporary file along. One that a
-// killed process left behind is swept by the next write to the same folder.
+// The new content is built in a temporary file in the destination's folder, which nobody else
+// may read. It takes the destination's place in one step, after it was checked and has reached
+// the disk; until then the destination is as it was. Whatever ends the work early, an exception,
+// SIGINT, SIGTERM or a crash, takes the temporary file along. One that a killed process left
+// behind is swept by the next write to the same folder.
+//
+// From the first line below until it is published the destination has one writer (writer_lock.h). A
+// destination that another program changed meanwhile is left to it.
 //
 //     PendingFile pending(destination, {.replace = false});
 //     build(pending.path());
@@ -12,17 +15,24 @@
 //     pending.publish();
 #pragma once
 
+#include "host/system/file_identity.h"
+#include "host/system/writer_lock.h"
+
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace talvora::host {
 
 struct WriteOptions {
     bool replace = false;     // an existing destination
     bool make_folder = false; // of the destination, where there is none
-    // Whose mode and owner a new destination takes; empty: as the process makes files.
+    // Whose rights and attributes a new destination takes; empty: as the process makes files.
     std::filesystem::path like = {};
+    // What a new destination is made of: it stays shut to whom one of these is shut.
+    std::vector<std::filesystem::path> sources = {};
 };
 
 // Throws a Failure of the output where the destination cannot be written: it exists
@@ -35,7 +45,7 @@ void check_destination(const std::filesystem::path& destination, const WriteOpti
 void refuse_same_file(const std::filesystem::path& input, const std::filesystem::path& output,
                       std::string_view hint = "give the output a name of its own");
 
-// Removes the temporary files that dead processes of this machine left beside it.
+// Removes the temporary files that dead processes left beside it.
 void sweep_beside(const std::filesystem::path& destination);
 
 // A temporary file, removed by the destructor unless published, and by the signals of
@@ -43,10 +53,9 @@ void sweep_beside(const std::filesystem::path& destination);
 class PendingFile {
   public:
     // Checks the destination as check_destination does, follows it where it is a
-    // symbolic link, sweeps its folder and makes an empty temporary file.
+    // symbolic link, sweeps its folder, takes its lock and makes an empty temporary file.
     PendingFile(const std::filesystem::path& destination, const WriteOptions& options);
-    // A file that only serves a trial: in the system's folder for such, never to be
-    // published.
+    // A file that only serves a trial: in the system's folder for such, never to be published.
     PendingFile();
     PendingFile(const PendingFile&) = delete;
     PendingFile& operator=(const PendingFile&) = delete;
@@ -54,18 +63,28 @@ class PendingFile {
 
     const std::filesystem::path& path() const { return temporary_; }
 
-    // Gives the file the mode and owner of the destination it replaces, or of what the
-    // options name for a new one, syncs it, renames it over the destination
-    // and syncs the folder. Throws a Failure of the output; nothing has changed then.
-    void publish();
+    // Gives the file the rights of the destination it replaces, or of what the options name for
+    // a new one, syncs it, renames it over the destination and syncs the folder. Returns what
+    // people should know, a sentence each: what could not be kept. Throws a Failure of the
+    // output; nothing has changed then.
+    std::vector<std::string> publish();
+
+    // Removes what was published, where there was nothing before.
+    void take_back();
 
   private:
-    void make(const std::filesystem::path& folder, const std::string& stem);
+    void make_temporary();
+    void take_over_rights();
+    void take_place();
 
-    std::filesystem::path destination_; // empty for a trial
+    std::filesystem::path destination_;
     std::filesystem::path temporary_;
     WriteOptions options_;
+    std::optional<WriterLock> lock_;
+    std::optional<FileIdentity> replaced_; // the destination as it was when the lock was taken
+    std::vector<std::string> notes_;
     int note_ = -1; // where the signal handlers find the path
+    bool in_place_ = false;
 };
 
 } // namespace talvora::host

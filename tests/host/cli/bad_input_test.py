@@ -27,7 +27,7 @@ HOST = PLUGIN = TROUBLE = None
 NOBODY = 65534
 KILL_COUNT = int(os.environ.get("TALVORA_KILL_COUNT", "100"))
 SEED = int(os.environ.get("TALVORA_SEED", random.SystemRandom().randrange(1 << 32)))
-LEFT_OVER = ".talvora-tmp"
+LEFT_OVERS = (".talvora-tmp", ".talvora-lock")
 
 WALK = "t,X,Y\n0,-1,1\n0.1,2,1\n0.3,-4,1\n0.4,-5,1\n"
 RECIPE = ("variables: {group: Signals}\n"
@@ -592,7 +592,7 @@ class Killed(CommandLine):
                 self.write(name, content)
 
     def left_overs(self):
-        return {name for name in os.listdir(self.folder) if name.endswith(LEFT_OVER)}
+        return {name for name in os.listdir(self.folder) if name.endswith(LEFT_OVERS)}
 
     def wait_for_the_dead(self, group):
         """A worker ends with its parent, a moment later, and may make a file in that moment."""

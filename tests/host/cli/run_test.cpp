@@ -307,7 +307,8 @@ TEST_P(InterruptedRun, LeavesEverythingAsItWas) {
     Program program(folder_.path(),
                     {"run", "wait", "walk.h5", "--in-place", "--plugin", TROUBLE_PLUGIN});
     ASSERT_TRUE(program.waits_for("waiting"));
-    EXPECT_EQ(folder_.names().size(), 3U) << "the temporary file is not in the folder";
+    EXPECT_EQ(folder_.names().size(), 4U) << "the temporary file is not in the folder";
+    EXPECT_THAT(folder_.names(), Contains(".walk.h5.talvora-lock"));
     program.send(signal_number);
     EXPECT_EQ(program.finish().exit_code, exit_code);
     expect_nothing_changed();
@@ -347,6 +348,91 @@ TEST_F(Run, BlamesTheOutputWhenTheDiskIsFullInTheMiddleOfAUnit) {
     EXPECT_EQ(result.exit_code, 5) << result.errors;
     EXPECT_THAT(result.errors, StartsWith("error: walk.h5: cannot write 'Signals/X': "));
     expect_nothing_changed();
+}
+
+// ---------------------------------------------------------------------------
+// Others that work on the same files
+
+constexpr const char* OPPOSITE = "apply-set-opposite";
+
+TEST_F(Run, RefusesAFileThatAnotherRunIsWritingTo) {
+    Program first(folder_.path(),
+                  {"run", "wait", "walk.h5", "--in-place", "--plugin", TROUBLE_PLUGIN});
+    ASSERT_TRUE(first.waits_for("waiting"));
+    const auto second = run_trouble("succeed", {"walk.h5", "--in-place"});
+    EXPECT_EQ(second.exit_code, 5);
+    EXPECT_EQ(second.errors, "error: walk.h5: another run is writing to it\n"
+                             "hint: try again when it has ended\n");
+    first.send(SIGTERM);
+    first.finish();
+    expect_nothing_changed();
+}
+
+TEST_F(Run, LosesNoChangeOfTwoRunsThatBeginTogether) {
+    const Program::Words words = {"run", OPPOSITE, "SourceGroup=Signals", "walk.h5", "--in-place"};
+    float sign = 1;
+    for (int round = 0; round < 10; ++round) {
+        Program first(folder_.path(), words);
+        Program second(folder_.path(), words);
+        for (Program* program : {&first, &second}) {
+            const auto result = program->finish();
+            EXPECT_THAT(result.exit_code, testing::AnyOf(0, 3, 5)) << result.errors;
+            sign = result.exit_code == 0 ? -sign : sign;
+        }
+        ASSERT_THAT(samples("walk.h5", "Signals/Y"), ElementsAre(sign, sign, IsNan(), sign, sign));
+    }
+    EXPECT_THAT(folder_.names(), ElementsAre("walk.csv", "walk.h5"));
+}
+
+TEST_F(Run, RefusesAnInputThatChangesMeanwhile) {
+    for (const Program::Words& output :
+         {Program::Words{"--in-place"}, {"--in-place", "--backup"}, {"-o", "out.h5"}}) {
+        write_file(folder_ / "walk.h5", original_);
+        Program::Words words = output;
+        words.emplace_back("walk.h5");
+        const auto result = run_trouble("change-input", words);
+        EXPECT_EQ(result.exit_code, 3);
+        EXPECT_EQ(result.errors, "error: walk.h5: was changed while it was read\n");
+        EXPECT_EQ(content("walk.h5"), original_ + "x");
+        EXPECT_THAT(folder_.names(), ElementsAre("walk.csv", "walk.h5"));
+    }
+}
+
+TEST_F(Run, TellsThatOtherNamesKeepTheOldContent) {
+    fs::create_hard_link(folder_ / "walk.h5", folder_ / "twin.h5");
+    const auto result = run({"run", OPPOSITE, "SourceGroup=Signals", "walk.h5", "--in-place"});
+    EXPECT_EQ(result.exit_code, 0);
+    EXPECT_EQ(result.errors, "warning: walk.h5: had 2 names (hard links); the others keep the old "
+                             "content\n");
+    EXPECT_EQ(content("twin.h5"), original_);
+}
+
+// ---------------------------------------------------------------------------
+// Rights
+
+TEST_F(Run, OpensNothingToOthersThatIsShutInTheInput) {
+    fs::permissions(folder_ / "walk.h5", fs::perms{0600});
+    fs::permissions(folder_ / "walk.csv", fs::perms{0600});
+    const std::vector<Program::Words> commands = {
+        {"run", OPPOSITE, "SourceGroup=Signals", "walk.h5", "-o", "out.h5"},
+        {"run", OPPOSITE, "SourceGroup=Signals", "walk.h5", "--in-place", "--backup"},
+        {"import", "walk.csv", "-o", "imported.h5"},
+        {"export", "walk.h5", "-o", "exported.csv"},
+        {"plot", "walk.h5", "-o", "plot.svg"},
+        {"plot", "example.h5", "--with", "walk.h5", "-o", "both.svg"},
+        {"recipe", "extract", "walk.h5", "-o", "steps.yaml"}};
+    fs::copy_file(folder_ / "walk.h5", folder_ / "example.h5");
+    fs::permissions(folder_ / "example.h5", fs::perms{0644});
+    for (const Program::Words& words : commands) {
+        const auto result = run(words);
+        EXPECT_EQ(result.exit_code, 0) << result.errors;
+    }
+    for (const std::string& name : folder_.names()) {
+        EXPECT_EQ(fs::status(folder_ / name).permissions(),
+                  name == "example.h5" ? fs::perms{0644} : fs::perms{0600})
+            << name;
+    }
+    EXPECT_THAT(folder_.names(), Contains("walk.h5.bak"));
 }
 
 TEST_F(Run, HandlesNumbersAlikeInALocaleWithCommas) {

@@ -4,6 +4,7 @@
 
 #include <csignal>
 #include <cstdint>
+#include <fcntl.h>
 #include <iterator>
 #include <stdexcept>
 #include <unistd.h>
@@ -130,6 +131,15 @@ bool throw_up(call_context* ctx, get_interface_function get_interface) {
     throw std::runtime_error("out of luck");
 }
 
+// As another program may, which runs in the same folder.
+bool change_input(call_context* ctx, get_interface_function get_interface) {
+    change_a_sample(ctx, get_interface);
+    const int file = open("walk.h5", O_WRONLY | O_APPEND | O_CLOEXEC);
+    const bool written = write(file, "x", 1) == 1;
+    close(file);
+    return written;
+}
+
 // Long enough for a test to come in between, short enough to end by itself.
 bool wait(call_context* ctx, get_interface_function get_interface) {
     change_a_sample(ctx, get_interface);
@@ -153,6 +163,7 @@ constexpr char CRASH_IF_MARKED[] = "test.trouble.crash-if-marked";
 constexpr char KILL[] = "test.trouble.kill";
 constexpr char GROW[] = "test.trouble.grow";
 constexpr char THROW[] = "test.trouble.throw";
+constexpr char CHANGE_INPUT[] = "test.trouble.change-input";
 constexpr char WAIT[] = "test.trouble.wait";
 
 unit_descriptor make_unit(text_getter unit_name, run_operation run) {
@@ -171,6 +182,7 @@ unit_descriptor units[] = {
     make_unit(name<KILL>, kill_itself),
     make_unit(name<GROW>, grow),
     make_unit(name<THROW>, throw_up),
+    make_unit(name<CHANGE_INPUT>, change_input),
     make_unit(name<WAIT>, wait),
 };
 

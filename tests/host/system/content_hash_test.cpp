@@ -4,10 +4,13 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
 
 namespace talvora::host {
 namespace {
+
+namespace fs = std::filesystem;
 
 // The examples of FIPS 180-2, appendix B.
 TEST(ContentHash, GivesThePublishedDigests) {
@@ -22,8 +25,66 @@ TEST(ContentHash, GivesThePublishedDigests) {
                      "cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0"}};
     for (const auto& [content, digest] : EXAMPLES) {
         write_file(folder / "file", content);
-        EXPECT_EQ(hash_file(folder / "file"), digest) << content.size();
+        EXPECT_EQ(hash_file(folder / "file").sha256, digest) << content.size();
     }
+}
+
+// Each block of the reading is 256 KiB.
+TEST(ContentHash, CountsTheBytes) {
+    const TemporaryFolder folder;
+    write_file(folder / "file", std::string(600'000, 'a'));
+    EXPECT_EQ(hash_file(folder / "file").byte_count, 600'000U);
+}
+
+TEST(CopyContent, GivesTheMarkOfTheSameContent) {
+    const TemporaryFolder folder;
+    std::string content(600'000, 'a');
+    for (const std::size_t changed : {std::size_t{0}, content.size() / 2, content.size() - 1}) {
+        content[changed] = 'b';
+        write_file(folder / "from", content);
+        write_file(folder / "to", std::string(700'000, 'x'));
+        EXPECT_EQ(copy_content(folder / "from", folder / "to"), hash_file(folder / "from").mark);
+        EXPECT_EQ(read_file(folder / "to"), content);
+    }
+}
+
+TEST(CopyContent, GivesAnotherMarkForAnotherContent) {
+    const TemporaryFolder folder;
+    std::string content(600'000, 'a');
+    write_file(folder / "to", "");
+    write_file(folder / "from", content);
+    const ContentMark copied = copy_content(folder / "from", folder / "to");
+    content.back() = 'b';
+    write_file(folder / "from", content);
+    EXPECT_NE(copied, hash_file(folder / "from").mark);
+    write_file(folder / "from", content + '\0');
+    EXPECT_NE(copied, hash_file(folder / "from").mark);
+}
+
+TEST(CopyContent, LeavesTheModeOfWhatItFills) {
+    const TemporaryFolder folder;
+    write_file(folder / "from", "new");
+    write_file(folder / "to", "");
+    fs::permissions(folder / "from", fs::perms{0444});
+    fs::permissions(folder / "to", fs::perms{0600});
+    copy_content(folder / "from", folder / "to");
+    EXPECT_EQ(fs::status(folder / "to").permissions(), fs::perms{0600});
+}
+
+TEST(CopyContent, TellsWhetherReadingOrWritingFailed) {
+    const TemporaryFolder folder;
+    write_file(folder / "file", "some");
+    const auto code_of_copy = [](const fs::path& from, const fs::path& to) {
+        try {
+            copy_content(from, to);
+        } catch (const Failure& failure) {
+            return failure.code();
+        }
+        return ExitCode::Done;
+    };
+    EXPECT_EQ(code_of_copy(folder / "missing", folder / "file"), ExitCode::Input);
+    EXPECT_EQ(code_of_copy(folder / "file", "/dev/full"), ExitCode::Output);
+    EXPECT_EQ(code_of_copy(folder / "file", folder / "missing"), ExitCode::Output);
 }
 
 TEST(ContentHash, TellsThatAFileCannotBeRead) {

@@ -16,6 +16,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using testing::ElementsAre;
+using testing::IsEmpty;
 
 ExitCode code_of(const std::function<void()>& work) {
     try {
@@ -72,6 +73,106 @@ TEST(PendingFile, LeavesADestinationThatCameUpMeanwhile) {
     EXPECT_THAT(folder.names(), ElementsAre("walk.h5"));
 }
 
+TEST(PendingFile, LeavesADestinationThatAnotherProgramChanged) {
+    for (const char* change : {"written to", "replaced", "removed"}) {
+        const TemporaryFolder folder;
+        write_file(folder / "walk.h5", "old");
+        PendingFile pending(folder / "walk.h5", {.replace = true});
+        write_file(pending.path(), "new");
+        if (change == std::string("written to")) {
+            write_file(folder / "walk.h5", "another's");
+        } else {
+            fs::remove(folder / "walk.h5");
+        }
+        if (change == std::string("replaced")) {
+            write_file(folder / "walk.h5", "new");
+        }
+        const std::string left = read_file(folder / "walk.h5");
+        EXPECT_EQ(code_of([&] { pending.publish(); }), ExitCode::Output) << change;
+        EXPECT_EQ(read_file(folder / "walk.h5"), left) << change;
+    }
+}
+
+TEST(PendingFile, TakesBackWhatWasNotThereBefore) {
+    const TemporaryFolder folder;
+    write_file(folder / "old.h5", "old");
+    PendingFile unpublished(folder / "other.h5", {});
+    PendingFile replaced(folder / "old.h5", {.replace = true});
+    PendingFile made(folder / "new.h5", {});
+    replaced.publish();
+    made.publish();
+    for (PendingFile* pending : {&unpublished, &replaced, &made}) {
+        pending->take_back();
+    }
+    EXPECT_TRUE(fs::exists(folder / "old.h5"));
+    EXPECT_FALSE(fs::exists(folder / "new.h5"));
+    EXPECT_TRUE(fs::exists(unpublished.path()));
+}
+
+TEST(PendingFile, IsOpenToItsOwnerAloneUntilPublished) {
+    const TemporaryFolder folder;
+    write_file(folder / "walk.h5", "old");
+    fs::permissions(folder / "walk.h5", fs::perms{0666});
+    const PendingFile pending(folder / "walk.h5", {.replace = true});
+    EXPECT_EQ(mode_of(pending.path()), 0600U);
+    EXPECT_EQ(mode_of(PendingFile().path()), 0600U);
+}
+
+TEST(PendingFile, TellsThatOtherNamesKeepTheOldContent) {
+    const TemporaryFolder folder;
+    write_file(folder / "walk.h5", "old");
+    EXPECT_THAT(PendingFile(folder / "walk.h5", {.replace = true}).publish(), IsEmpty());
+    write_file(folder / "walk.h5", "old");
+    fs::create_hard_link(folder / "walk.h5", folder / "twin.h5");
+    EXPECT_THAT(PendingFile(folder / "walk.h5", {.replace = true}).publish(),
+                ElementsAre((folder / "walk.h5").string() +
+                            ": had 2 names (hard links); the others keep the old content"));
+    EXPECT_EQ(read_file(folder / "twin.h5"), "old");
+}
+
+TEST(PendingFile, MakesTheFoldersAboveIt) {
+    const TemporaryFolder folder;
+    PendingFile(folder / "one/two/walk.h5", {.make_folder = true}).publish();
+    EXPECT_TRUE(fs::exists(folder / "one/two/walk.h5"));
+}
+
+TEST(PendingFile, LeavesNothingOfATrial) {
+    const TemporaryFolder folder;
+    setenv("TMPDIR", folder.path().c_str(), 1);
+    {
+        const PendingFile trial;
+        const PendingFile other_trial;
+        sweep_beside(folder / "walk.h5");
+        EXPECT_TRUE(fs::exists(trial.path()));
+        EXPECT_TRUE(fs::exists(other_trial.path()));
+        EXPECT_EQ(trial.path().parent_path(), folder.path());
+    }
+    EXPECT_THAT(folder.names(), IsEmpty());
+    unsetenv("TMPDIR");
+}
+
+TEST(PendingFile, RefusesALinkToNothing) {
+    const TemporaryFolder folder;
+    fs::create_symlink("missing.h5", folder / "link.h5");
+    EXPECT_EQ(code_of([&] { PendingFile(folder / "link.h5", {.replace = true}); }),
+              ExitCode::Output);
+    EXPECT_THAT(folder.names(), ElementsAre("link.h5"));
+}
+
+TEST(PendingFile, StaysShutToWhomItsSourcesAreShut) {
+    const TemporaryFolder folder;
+    const mode_t before = umask(022);
+    write_file(folder / "open.csv", "");
+    write_file(folder / "private.csv", "");
+    fs::permissions(folder / "private.csv", fs::perms{0640});
+    PendingFile(folder / "one.h5", {.sources = {folder / "open.csv"}}).publish();
+    PendingFile(folder / "two.h5", {.sources = {folder / "private.csv", folder / "open.csv"}})
+        .publish();
+    umask(before);
+    EXPECT_EQ(mode_of(folder / "one.h5"), 0644U);
+    EXPECT_EQ(mode_of(folder / "two.h5"), 0640U);
+}
+
 TEST(PendingFile, KeepsTheModeOfWhatItReplaces) {
     const TemporaryFolder folder;
     write_file(folder / "walk.h5", "old");
@@ -106,18 +207,6 @@ TEST(PendingFile, WritesToWhatASymbolicLinkPointsTo) {
     pending.publish();
     EXPECT_TRUE(fs::is_symlink(link_folder / "link.h5"));
     EXPECT_EQ(read_file(folder / "walk.h5"), "new");
-}
-
-TEST(PendingFile, SweepsWhatADeadProcessLeftAndNothingElse) {
-    const TemporaryFolder folder;
-    exit_code_of([&] {
-        // _exit in the helper runs no destructor: this is what a kill leaves behind.
-        new PendingFile(folder / "walk.h5", {});
-    });
-    ASSERT_EQ(folder.names().size(), 1U);
-    const PendingFile living(folder / "other.h5", {});
-    const PendingFile next(folder / "walk.h5", {});
-    EXPECT_THAT(folder.names(), ElementsAre(living.path().filename(), next.path().filename()));
 }
 
 TEST(PendingFile, RefusesFoldersAndMissingFoldersAsDestinations) {
@@ -172,6 +261,15 @@ TEST(RefuseSameFile, KnowsAFileByAnyOfItsPaths) {
             << name;
     }
     EXPECT_EQ(code_of([&] { refuse_same_file(folder / "walk.h5", folder / "new.h5"); }),
+              ExitCode::Done);
+}
+
+// Links that lead round in a circle tell nothing of either.
+TEST(RefuseSameFile, TakesWhatItCannotFindForAnother) {
+    const TemporaryFolder folder;
+    fs::create_symlink("two.h5", folder / "one.h5");
+    fs::create_symlink("one.h5", folder / "two.h5");
+    EXPECT_EQ(code_of([&] { refuse_same_file(folder / "one.h5", folder / "two.h5"); }),
               ExitCode::Done);
 }
 

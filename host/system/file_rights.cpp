@@ -1,0 +1,166 @@
+#include "host/system/file_rights.h"
+
+#include "host/text/failure.h"
+
+#include <acl/libacl.h>
+#include <attr/error_context.h>
+#include <attr/libattr.h>
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <memory>
+#include <string_view>
+#include <sys/acl.h>
+#include <sys/stat.h>
+#include <system_error>
+#include <type_traits>
+
+namespace talvora::host {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr mode_t OWNER_BITS = 0700;
+constexpr mode_t BORROWED_BITS = 06000; // the file runs as its owner, or as its group
+constexpr mode_t EVERYTHING = 07;
+
+[[noreturn]] void fail(const fs::path& file, std::string_view what) {
+    throw Failure(ExitCode::Output, fmt::format("{}: its mode cannot be {}: {}", file.string(),
+                                                what, std::generic_category().message(errno)));
+}
+
+void set_mode(const fs::path& file, mode_t mode) {
+    if (chmod(file.c_str(), mode) != 0) {
+        fail(file, "set");
+    }
+}
+
+struct stat status_of(const fs::path& file) {
+    struct stat status {};
+    if (stat(file.c_str(), &status) != 0) {
+        fail(file, "read");
+    }
+    return status;
+}
+
+mode_t creation_mode() {
+    const mode_t mask = umask(0);
+    umask(mask);
+    return 0666 & ~mask;
+}
+
+using AccessList = std::unique_ptr<std::remove_pointer_t<acl_t>, decltype(&acl_free)>;
+
+// Else the folder's default list would open the file to whom that one names.
+void set_mode_alone(const fs::path& file, mode_t mode) {
+    const AccessList list(acl_from_mode(mode), acl_free);
+    if (acl_set_file(file.c_str(), ACL_TYPE_ACCESS, list.get()) != 0 && errno != ENOTSUP &&
+        errno != ENOSYS) {
+        fail(file, "set");
+    }
+    set_mode(file, mode);
+}
+
+mode_t rights_of(acl_entry_t entry) {
+    acl_permset_t rights{};
+    if (acl_get_permset(entry, &rights) != 0) {
+        return 0;
+    }
+    return (acl_get_perm(rights, ACL_READ) == 1 ? 04U : 0U) |
+           (acl_get_perm(rights, ACL_WRITE) == 1 ? 02U : 0U) |
+           (acl_get_perm(rights, ACL_EXECUTE) == 1 ? 01U : 0U);
+}
+
+// Three bits each, as in a mode.
+struct Rights {
+    mode_t group = 0;
+    mode_t others = 0;
+    mode_t named = EVERYTHING; // what everybody has whom the access list names
+};
+
+// With an access list, the group's place in the mode holds the most that anybody named in the
+// list has; what the group itself has stands in the list.
+Rights rights_of(const fs::path& file, mode_t mode) {
+    Rights rights{.group = (mode >> 3U) & EVERYTHING, .others = mode & EVERYTHING};
+    const mode_t most = rights.group;
+    const AccessList list(acl_get_file(file.c_str(), ACL_TYPE_ACCESS), acl_free);
+    acl_entry_t entry{};
+    for (int which = ACL_FIRST_ENTRY;
+         list != nullptr && acl_get_entry(list.get(), which, &entry) == 1; which = ACL_NEXT_ENTRY) {
+        acl_tag_t tag{};
+        acl_get_tag_type(entry, &tag);
+        if (tag == ACL_GROUP_OBJ) {
+            rights.group = most & rights_of(entry);
+        } else if (tag == ACL_USER || tag == ACL_GROUP) {
+            rights.named &= most & rights_of(entry);
+        }
+    }
+    return rights;
+}
+
+// The most of a mode that opens the source to nobody when a file of that group has it. Whoever
+// the source's access list names is among the group or the others there; so are the members of
+// the source's own group where the file has another one.
+mode_t as_mode_in_group(const fs::path& source, gid_t group) {
+    const struct stat status = status_of(source);
+    const Rights rights = rights_of(source, status.st_mode);
+    const bool same_group = status.st_gid == group;
+    const mode_t others = rights.others & rights.named & (same_group ? EVERYTHING : rights.group);
+    const mode_t for_group = same_group ? rights.group & rights.named : others;
+    return for_group << 3U | others;
+}
+
+// What the libraries cannot copy is told by the result; nothing is printed.
+void say_nothing(error_context*, const char*, ...) {}
+const char* quote_nothing(error_context*, const char* text) {
+    return text;
+}
+void free_nothing(error_context*, const char*) {}
+
+error_context silence() {
+    return {say_nothing, quote_nothing, free_nothing};
+}
+
+// The access list has a function of its own; some attributes belong to the system.
+int is_to_be_copied(const char* name, error_context* context) {
+    return !std::string_view(name).starts_with("system.posix_acl_") &&
+           attr_copy_action(name, context) != ATTR_ACTION_SKIP;
+}
+
+} // namespace
+
+std::vector<std::string> copy_rights(const fs::path& like, const fs::path& file) {
+    std::vector<std::string> lost;
+    const struct stat status = status_of(like);
+    if (chown(file.c_str(), status.st_uid, static_cast<gid_t>(-1)) != 0) {
+        lost.emplace_back("its owner");
+    }
+    const bool has_group = chown(file.c_str(), static_cast<uid_t>(-1), status.st_gid) == 0;
+    error_context quiet = silence();
+    if (!has_group || perm_copy_file(like.c_str(), file.c_str(), &quiet) != 0) {
+        lost.emplace_back(has_group ? "its access list" : "its group");
+        set_mode_alone(file, (status.st_mode & OWNER_BITS) |
+                                 as_mode_in_group(like, status_of(file).st_gid));
+    }
+    if (!lost.empty()) {
+        set_mode(file, status_of(file).st_mode & 07777U & ~BORROWED_BITS);
+    }
+    if (attr_copy_file(like.c_str(), file.c_str(), is_to_be_copied, &quiet) != 0) {
+        lost.emplace_back("some of its extended attributes");
+    }
+    return lost;
+}
+
+void restrict_rights(std::span<const fs::path> sources, const fs::path& file) {
+    mode_t mode = creation_mode();
+    if (sources.empty()) {
+        set_mode(file, mode);
+        return;
+    }
+    for (const fs::path& source : sources) {
+        mode &= OWNER_BITS | as_mode_in_group(source, status_of(file).st_gid);
+    }
+    set_mode_alone(file, mode);
+}
+
+} // namespace talvora::host
