@@ -1,5 +1,6 @@
-// The commands of the program, one source file each. A new one is its file, its name
-// here and its line in the table of command_line.cpp.
+// The commands of the program, one source file each. A new one is its file, its line in
+// host/cli/CMakeLists.txt, its name here and its line in the table of command_line.cpp. A file
+// is called as its command, and NAME_command.cpp where the name means more than the command.
 #pragma once
 
 #include "host/cli/session.h"

@@ -4,7 +4,6 @@
 #include "host/cli/input_files.h"
 #include "host/cli/tree_entries.h"
 #include "host/interface/path_patterns.h"
-#include "host/text/nearest_text.h"
 #include "host/text/shortest_double.h"
 #include "host/tree/data_tree.h"
 #include "host/tree/tree_rules.h"

@@ -1,13 +1,12 @@
 // talvora-host recipe run R.yaml FILE ... OUTPUT [--set name=value]
 //                     check R.yaml [FILE ...] [--set name=value]
 //                     extract FILE.h5 [--all]
-#include "host/recipes/recipe.h"
-
 #include "host/cli/commands.h"
 #include "host/cli/help_layout.h"
 #include "host/cli/input_files.h"
 #include "host/cli/output_files.h"
 #include "host/cli/worker_runs.h"
+#include "host/recipes/recipe.h"
 #include "host/recipes/recipe_places.h"
 #include "host/recipes/recipe_reader.h"
 #include "host/recipes/recipe_writer.h"

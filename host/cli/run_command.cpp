@@ -19,7 +19,7 @@ namespace {
 struct RunOptions {
     std::string unit;
     std::vector<std::string> words; // Key=Value and files, in any order
-    WorkerRunOptions files;
+    WorkerRunOptions runs;
 };
 
 std::optional<ParameterValues> read_values(const Console& console, const Unit& unit,
@@ -39,7 +39,7 @@ std::optional<ParameterValues> read_values(const Console& console, const Unit& u
 void run_unit_on_files(Session& session, RunOptions& options) {
     std::vector<std::string>& words = options.words;
     const auto files_at = std::stable_partition(words.begin(), words.end(), is_parameter_word);
-    options.files.plan.files.assign(files_at, words.end());
+    options.runs.plan.files.assign(files_at, words.end());
     words.erase(files_at, words.end());
 
     const Unit& unit = session.find_unit(options.unit);
@@ -49,10 +49,10 @@ void run_unit_on_files(Session& session, RunOptions& options) {
         return;
     }
     refuse_stray_words(
-        options.files.plan.files,
+        options.runs.plan.files,
         fmt::format("a parameter is Key=Value, as in talvora-host describe {}", short_name(unit)));
     run_jobs(session, {.description = {}, .steps = {{short_name(unit), &unit, *values}}},
-             options.files);
+             options.runs);
 }
 
 } // namespace
@@ -65,7 +65,7 @@ void add_run_command(CLI::App& program, Session& session) {
     command->add_option("WORDS", options->words,
                         "Key=Value parameters (a repeated key builds a list) and files; a file "
                         "with '=' in its name is given as ./NAME");
-    add_worker_run_options(*command, options->files);
+    add_worker_run_options(*command, options->runs);
     add_examples(
         *command,
         {{"One file to another",
