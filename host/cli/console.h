@@ -1,16 +1,7 @@
 // What the program prints: results on standard output, everything else on standard
 // error, one line each.
 //
-// Throughout the program the verb of a function says where the text that it makes goes:
-//
-//     print_      out, through the console
-//     write_      into a file
-//     tell_       to a listener, on the way to the console
-//     describe_   to the caller, as lines or sentences for people; summarise: as one line
-//     name_       to the caller, as a word or two within a sentence
-//     list_       to the caller, as names
-//     make_       to the caller, as a document or a part of one
-//     explain_    to the caller, as a Failure
+// The verb of a function says where the text that it makes goes: see CONTRIBUTING.md, Style.
 #pragma once
 
 #include "host/text/failure.h"

@@ -21,7 +21,7 @@ namespace {
 using Json = nlohmann::ordered_json;
 using Signatures = std::span<const ParameterSignature>;
 
-std::string tell_value(const ParameterSignature& parameter) {
+std::string describe_default(const ParameterSignature& parameter) {
     if (parameter.required) {
         return "required";
     }
@@ -32,8 +32,8 @@ std::string tell_value(const ParameterSignature& parameter) {
 void print_parameters(const Console& console, Signatures signatures) {
     std::vector<std::vector<std::string>> rows;
     for (const ParameterSignature& parameter : signatures) {
-        rows.push_back(
-            {"  " + parameter.key, std::string(type_name(parameter.type)), tell_value(parameter)});
+        rows.push_back({"  " + parameter.key, std::string(type_name(parameter.type)),
+                        describe_default(parameter)});
     }
     console.result("\nParameters");
     for (const std::string& line : align_columns(rows, {false, false, false})) {
@@ -51,8 +51,8 @@ void print_text(Session& session, const Unit& unit, Signatures signatures) {
     console.result(current != nullptr ? "Legacy identifier of " + current->name
                                       : unit.description.value_or(""));
     print_parameters(console, signatures);
-    console.result(fmt::format("\nReads    {}", tell_reads(signatures)));
-    console.result(fmt::format("Writes   {}", tell_writes(signatures)));
+    console.result(fmt::format("\nReads    {}", describe_reads(signatures)));
+    console.result(fmt::format("Writes   {}", describe_writes(signatures)));
     console.result(fmt::format("Example  {}", make_example(unit, signatures)));
 }
 
@@ -82,8 +82,8 @@ void print_json(Session& session, const Unit& unit, Signatures signatures) {
                               {"current", current.name},
                               {"description", current.description.value_or("")},
                               {"parameters", make_json(signatures)},
-                              {"reads", tell_reads(signatures)},
-                              {"writes", tell_writes(signatures)},
+                              {"reads", describe_reads(signatures)},
+                              {"writes", describe_writes(signatures)},
                               {"example", make_example(unit, signatures)}});
 }
 

@@ -158,22 +158,22 @@ Answer find_answer(Session& session, const DesignOptions& options) {
 void write_picture(const Console& console, const DesignOptions& options, const FilterFacts& facts) {
     if (facts.state != FilterState::Useful) {
         throw Failure(ExitCode::Usage,
-                      fmt::format("no picture: the filter is {}", tell_state(facts.state)));
+                      fmt::format("no picture: the filter is {}", describe_state(facts.state)));
     }
     write_text_file(console, options.output, {.replace = options.force},
-                    [&](const TextSink& sink) { sink(draw_figure(draw_response(facts))); });
+                    [&](const TextSink& send) { send(draw_figure(make_response_figure(facts))); });
 }
 
 void print_response(const std::vector<ResponseRow>& response, const Console& console) {
     console.result("");
-    for (const std::string& line : list_rows(response)) {
+    for (const std::string& line : describe_response(response)) {
         console.result(line);
     }
 }
 
 void print_text(const FilterFacts& facts, const Console& console) {
     const auto& [b, a] = facts.design.coefficients;
-    console.result(write_parameters(facts.design.parameters));
+    console.result(format_parameters(facts.design.parameters));
     console.result(summarise(facts));
     console.result(fmt::format("\nb  {}\na  {}", fmt::join(b, "  "), fmt::join(a, "  ")));
     if (const auto response = tabulate_response(facts); !response.empty()) {
@@ -181,7 +181,7 @@ void print_text(const FilterFacts& facts, const Console& console) {
     }
 }
 
-Json list_parameters(const ButterworthParameters& parameters) {
+Json make_parameters_json(const ButterworthParameters& parameters) {
     return {{BANDFORM_KEY, bandform_name(parameters.bandform)},
             {CUTOFF_KEY, parameters.cutoff},
             {ORDER_KEY, parameters.order},
@@ -190,7 +190,7 @@ Json list_parameters(const ButterworthParameters& parameters) {
 
 Json make_document(const Answer& answer) {
     const FilterDesign& design = answer.facts.design;
-    Json json = {{"parameters", list_parameters(design.parameters)}};
+    Json json = {{"parameters", make_parameters_json(design.parameters)}};
     json.update(make_json(answer.facts));
     json["coefficients"] = {{"b", design.coefficients.b}, {"a", design.coefficients.a}};
     json["response"] = make_json(tabulate_response(answer.facts));
@@ -210,7 +210,7 @@ void print_warnings(const std::vector<FilterWarning>& warnings, const Console& c
     }
 }
 
-void tell_design(Session& session, const DesignOptions& options) {
+void print_design(Session& session, const DesignOptions& options) {
     check_question(options);
     check_output(options.output);
     const Answer answer = find_answer(session, options);
@@ -264,7 +264,7 @@ void add_design_command(CLI::App& program, Session& session) {
                    "talvora-host design ZeroLagLowPass CutoffFrequency=5 Order=4 --rate 100"},
                   {"The parameters for a band that is 3 dB down at 1 and 20 Hz",
                    "talvora-host design ZeroLagBandPass --edge 1 --edge 20 --order 4 --rate 100"}});
-    command->callback([&session, options] { tell_design(session, *options); });
+    command->callback([&session, options] { print_design(session, *options); });
 }
 
 } // namespace talvora::host

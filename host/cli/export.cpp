@@ -57,7 +57,7 @@ void export_file(const Session& session, const ExportCommand& command) {
     const std::vector<SignalSet> sets = read_sets(place);
     ExportReport report;
     write_text_file(session.console, command.output, write_options,
-                    [&](const TextSink& write) { report = export_sets(sets, source, write); });
+                    [&](const TextSink& send) { report = export_sets(sets, source, send); });
     for (const std::string& warning : report.warnings) {
         session.console.warning(warning);
     }

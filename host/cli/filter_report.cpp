@@ -10,7 +10,7 @@ namespace {
 
 constexpr double LOWEST_DECIBELS = -200.0;
 
-std::string write_decibels(double decibels) {
+std::string name_decibels(double decibels) {
     if (decibels < LOWEST_DECIBELS) {
         return fmt::format("below {}", LOWEST_DECIBELS);
     }
@@ -23,7 +23,7 @@ std::string write_decibels(double decibels) {
 std::string summarise(const FilterFacts& facts) {
     const FilterDesign& design = facts.design;
     if (facts.state != FilterState::Useful) {
-        return fmt::format("at {} Hz {}", name_rate(design), tell_state(facts.state));
+        return fmt::format("at {} Hz {}", name_rate(design), describe_state(facts.state));
     }
     return fmt::format("at {} Hz 3 dB down at {} after both passes, each of order {} with its "
                        "edge{} at {}",
@@ -51,11 +51,11 @@ nlohmann::ordered_json make_json(std::span<const FilterFacts> filters) {
     return list;
 }
 
-std::vector<std::string> list_rows(std::span<const ResponseRow> response) {
+std::vector<std::string> describe_response(std::span<const ResponseRow> response) {
     std::vector<std::vector<std::string>> rows = {{"frequency (Hz)", "gain", "dB"}};
     for (const ResponseRow& row : response) {
         rows.push_back({fmt::format("{:.6g}", row.frequency), fmt::format("{:.6f}", row.gain),
-                        write_decibels(row.decibels)});
+                        name_decibels(row.decibels)});
     }
     return align_columns(rows, {true, true, true});
 }

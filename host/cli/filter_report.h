@@ -16,15 +16,15 @@ namespace talvora::host {
 // with its edge at 62.3252 Hz".
 std::string summarise(const FilterFacts& facts);
 
-// The sample rate, the order and edges of one pass, the 3 dB points, the edges that the
-// parameters suggest, whether it is stable: frequencies in Hz.
+// The sample rate, the order and edges of one pass, the edges that the parameters suggest, the
+// 3 dB points, `usable` (whether it is of any use), and `summary`: frequencies in Hz.
 nlohmann::ordered_json make_json(const FilterFacts& facts);
 
 nlohmann::ordered_json make_json(std::span<const FilterFacts> filters);
 
 // The response as lines of a table under its heads; loss beyond 200 dB is told as such, for
 // it is the rounding of the coefficients.
-std::vector<std::string> list_rows(std::span<const ResponseRow> response);
+std::vector<std::string> describe_response(std::span<const ResponseRow> response);
 
 nlohmann::ordered_json make_json(std::span<const ResponseRow> response);
 

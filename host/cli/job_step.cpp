@@ -16,10 +16,19 @@
 namespace talvora::host {
 namespace {
 
-// In the order of Message::Level.
-constexpr MessageLevel LEVELS[] = {MessageLevel::Error, MessageLevel::Warning, MessageLevel::Info};
-
 constexpr std::size_t MAX_SENTENCES = 3;
+
+MessageLevel to_message_level(Message::Level level) {
+    switch (level) {
+    case Message::Error:
+        return MessageLevel::Error;
+    case Message::Warning:
+        return MessageLevel::Warning;
+    case Message::Info:
+        break;
+    }
+    return MessageLevel::Info;
+}
 
 class StepRun {
   public:
@@ -28,8 +37,9 @@ class StepRun {
 
     void run(DataTree& tree) {
         const UnitOutcome outcome =
-            run_unit(*step_.unit, tree, step_.values,
-                     [&](const Message& message) { tell(LEVELS[message.level], message.text); });
+            run_unit(*step_.unit, tree, step_.values, [&](const Message& message) {
+                tell(to_message_level(message.level), message.text);
+            });
         tell_problems(outcome.problems);
         judge(outcome, tree);
     }
@@ -94,7 +104,7 @@ class StepRun {
 
 std::string describe_remedy(const FilterFacts& facts, const FilterWarning& warning) {
     return warning.choice.empty()
-               ? write_design_command(facts.design)
+               ? make_design_command(facts.design)
                : fmt::format("if {} is meant: {}", name_edges(facts.design.suggested_edges),
                              warning.choice);
 }

@@ -13,7 +13,10 @@
 
 #include <cmath>
 #include <memory>
+#include <optional>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 namespace talvora::host {
@@ -147,7 +150,7 @@ void plot_file(const Session& session, const PlotCommand& command) {
     check_destination(command.output, write_options);
     const Plot plot = Builder(session, command).build();
     write_text_file(session.console, command.output, write_options,
-                    [&](const TextSink& write) { write(draw(plot)); });
+                    [&](const TextSink& send) { send(draw(plot)); });
     session.console.done_line(
         fmt::format("{}: {}", command.output, count_things(plot.panels.size(), "data set")));
 }

@@ -143,7 +143,7 @@ FilterState judge(const FilterDesign& design) {
 // Of the edges that the parameters suggest: a larger one is told.
 constexpr double DEVIATION = 0.05;
 
-std::string write_choice_command(const FilterDesign& design) {
+std::string make_choice_command(const FilterDesign& design) {
     std::string edges;
     for (const double edge : design.suggested_edges) {
         edges += fmt::format(" --edge {}", edge);
@@ -234,13 +234,13 @@ std::vector<FilterWarning> find_warnings(const FilterFacts& facts) {
         return {{fmt::format("{}{}; the unit takes it as it comes", at, *problem)}};
     }
     if (facts.state != FilterState::Useful) {
-        return {{fmt::format("{}the filter is {}", at, tell_state(facts.state))}};
+        return {{fmt::format("{}the filter is {}", at, describe_state(facts.state))}};
     }
     if (!is_as_suggested(facts)) {
         return {{fmt::format(
                      "{}both passes together are 3 dB down at {}; the parameters suggest {}", at,
                      name_edges(facts.three_db_points), name_edges(facts.design.suggested_edges)),
-                 write_choice_command(facts.design)}};
+                 make_choice_command(facts.design)}};
     }
     return {};
 }
@@ -253,17 +253,17 @@ std::string name_edges(const std::vector<double>& edges) {
     return texts.empty() ? "no frequency" : join_texts(texts, " and ") + " Hz";
 }
 
-std::string write_design_command(const FilterDesign& design) {
+std::string make_design_command(const FilterDesign& design) {
     const ButterworthParameters& parameters = design.parameters;
     return fmt::format("talvora-host design {} {} --rate {}", bandform_name(parameters.bandform),
-                       write_numbers(parameters), name_rate(design));
+                       format_numbers(parameters), name_rate(design));
 }
 
 std::string name_rate(const FilterDesign& design) {
     return fmt::format("{}", static_cast<float>(design.sample_rate));
 }
 
-std::string_view tell_state(FilterState state) {
+std::string_view describe_state(FilterState state) {
     switch (state) {
     case FilterState::Useful:
         return "";
@@ -289,7 +289,7 @@ FilterFacts choose_filter(Bandform bandform, std::int64_t order, const std::vect
               fmt::format("order {} asks for more digits than the coefficients have: {}", order,
                           facts.state == FilterState::Useful
                               ? "3 dB down at " + name_edges(facts.three_db_points)
-                              : "the filter would be " + std::string(tell_state(facts.state))));
+                              : "the filter would be " + std::string(describe_state(facts.state))));
     return facts;
 }
 

@@ -44,12 +44,12 @@ std::vector<FilterWarning> find_warnings(const FilterFacts& facts);
 // Edges, in Hz, as a sentence names them: "40 and 60 Hz", or "no frequency".
 std::string name_edges(const std::vector<double>& edges);
 // The command that tells of this filter.
-std::string write_design_command(const FilterDesign& design);
+std::string make_design_command(const FilterDesign& design);
 // A rate that was widened from a float, with the digits that it was given with.
 std::string name_rate(const FilterDesign& design);
 
 // What a filter is good for, in a sentence's part: "unstable: ..."; empty for a useful one.
-std::string_view tell_state(FilterState state);
+std::string_view describe_state(FilterState state);
 
 // The filter with 3 dB points at the edges, its response checked. Throws a Failure of
 // usage when there is none: as many edges as the form has, ascending between 0 and half

@@ -21,7 +21,7 @@ std::optional<ButterworthParameters> read_filter(const ParameterValues& values) 
     return ButterworthParameters{*cutoff, static_cast<std::int32_t>(*order), *bandwidth, *bandform};
 }
 
-std::string write_numbers(const ButterworthParameters& parameters) {
+std::string format_numbers(const ButterworthParameters& parameters) {
     std::string text =
         fmt::format("{}={} {}={}", CUTOFF_KEY, parameters.cutoff, ORDER_KEY, parameters.order);
     if (count_edges(parameters.bandform) == 2) {
@@ -30,9 +30,9 @@ std::string write_numbers(const ButterworthParameters& parameters) {
     return text;
 }
 
-std::string write_parameters(const ButterworthParameters& parameters) {
+std::string format_parameters(const ButterworthParameters& parameters) {
     return fmt::format("{}={} {}", BANDFORM_KEY, bandform_name(parameters.bandform),
-                       write_numbers(parameters));
+                       format_numbers(parameters));
 }
 
 } // namespace talvora::host

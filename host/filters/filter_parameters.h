@@ -24,8 +24,8 @@ std::optional<ButterworthParameters> read_filter(const ParameterValues& values);
 
 // All digits of each number: "CutoffFrequency=49.775 Order=4", and " BandWidth=20" for the
 // forms that have a band.
-std::string write_numbers(const ButterworthParameters& parameters);
+std::string format_numbers(const ButterworthParameters& parameters);
 // The band form in front: "Bandform=ZeroLagLowPass CutoffFrequency=49.775 Order=4".
-std::string write_parameters(const ButterworthParameters& parameters);
+std::string format_parameters(const ButterworthParameters& parameters);
 
 } // namespace talvora::host

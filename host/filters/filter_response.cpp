@@ -84,7 +84,7 @@ std::vector<ResponseRow> tabulate_response(const FilterFacts& facts) {
     return rows;
 }
 
-Figure draw_response(const FilterFacts& facts) {
+Figure make_response_figure(const FilterFacts& facts) {
     const FilterDesign& design = facts.design;
     const std::vector<double> frequencies = choose_frequencies(facts);
     const AxisRange range = {frequencies.front(), frequencies.back(), true};

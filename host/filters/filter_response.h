@@ -20,6 +20,6 @@ std::vector<ResponseRow> tabulate_response(const FilterFacts& facts);
 
 // Of a useful filter: the gain in dB over a logarithmic frequency, guides at the 3 dB
 // points.
-Figure draw_response(const FilterFacts& facts);
+Figure make_response_figure(const FilterFacts& facts);
 
 } // namespace talvora::host

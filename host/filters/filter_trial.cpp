@@ -3,6 +3,7 @@
 #include "host/filters/known_units.h"
 #include "host/interface/unit_run.h"
 #include "host/tree/memory_tree.h"
+#include "host/tree/number_attribute.h"
 
 namespace talvora::host {
 namespace {
@@ -11,7 +12,7 @@ constexpr const char* TRIAL_SET = "Trial";
 
 void add_trial_set(MemoryTree& tree, float sample_rate) {
     const ObjectId set = tree.create_dataset(tree.root(), TRIAL_SET, {1});
-    tree.write_attribute(set, "SampleRate", sample_rate);
+    tree.write_attribute(set, SAMPLE_RATE_ATTRIBUTE, sample_rate);
 }
 
 ParameterValues choose_trial_set(const Unit& unit, const ParameterValues& values) {

@@ -78,7 +78,7 @@ bool makes_filter(const Unit& unit) {
     return find_known_unit(unit).makes_filter;
 }
 
-std::string tell_reads(Signatures signatures) {
+std::string describe_reads(Signatures signatures) {
     std::string text = "data sets";
     for (const auto& [key, meaning] : SOURCES) {
         if (declares(signatures, key)) {
@@ -88,7 +88,7 @@ std::string tell_reads(Signatures signatures) {
     return text + ", and their attributes";
 }
 
-std::string tell_writes(Signatures signatures) {
+std::string describe_writes(Signatures signatures) {
     for (const std::string_view key : DESTINATIONS) {
         if (declares(signatures, key)) {
             return fmt::format("{}, made when missing; the sources stay as they are", key);

@@ -7,7 +7,7 @@
 // adding when its example lacks what no signature tells, or when it makes a filter.
 //
 // Which parameters name data sets and groups follows from their keys, for all units alike:
-// named_place() of host/tree/named_objects.h.
+// named_place() of host/interface/parameter_places.h.
 #pragma once
 
 #include "host/interface/parameters.h"
@@ -40,8 +40,8 @@ bool makes_filter(const Unit& unit);
 
 // What a unit reads and writes, as it shows in the keys of its parameters, in a sentence's
 // part: "the same data sets, in place".
-std::string tell_reads(std::span<const ParameterSignature> signatures);
-std::string tell_writes(std::span<const ParameterSignature> signatures);
+std::string describe_reads(std::span<const ParameterSignature> signatures);
+std::string describe_writes(std::span<const ParameterSignature> signatures);
 
 // A command that runs the unit, to copy: with its required parameters, a group to work on
 // and what it asks for besides.

@@ -4,8 +4,8 @@
 #include "host/filters/known_units.h"
 #include "host/interface/table_objects.h"
 #include "host/tree/group_walk.h"
+#include "host/tree/number_attribute.h"
 
-#include <algorithm>
 #include <cmath>
 #include <optional>
 #include <set>
@@ -14,7 +14,9 @@
 namespace talvora::host {
 namespace {
 
-// What the unit itself would refuse, so that nothing is told of a filter that never runs.
+// What the unit itself would refuse, so that nothing is told of a filter that never runs. It
+// is not asked (filter_trial.h): a run calls it for the steps alone, and a trial would send
+// its messages once more.
 bool is_refused(const ButterworthParameters& parameters) {
     return 0.0 >= parameters.cutoff || parameters.order <= 0 ||
            (count_edges(parameters.bandform) == 2) != (parameters.bandwidth != 0.0) ||
@@ -66,7 +68,7 @@ class RateFinder {
 
     void note_rate(ObjectId set) {
         try {
-            const float rate = read_float(tree_, set, "SampleRate");
+            const float rate = read_float(tree_, set, SAMPLE_RATE_ATTRIBUTE);
             if (std::isfinite(rate) && rate > 0.0F) {
                 rates_.insert(rate);
             }

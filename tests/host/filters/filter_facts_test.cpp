@@ -166,7 +166,7 @@ TEST(FilterWarnings, TellWhatTheParametersDoNotSuggest) {
 
 TEST(FilterWarnings, GoWithTheCommandThatTellsMore) {
     EXPECT_EQ(
-        write_design_command(facts_of("ZeroLagBandStop", 50, 4, 20.5).design),
+        make_design_command(facts_of("ZeroLagBandStop", 50, 4, 20.5).design),
         "talvora-host design ZeroLagBandStop CutoffFrequency=50 Order=4 BandWidth=20.5 --rate "
         "1000");
 }

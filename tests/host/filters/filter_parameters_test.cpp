@@ -43,9 +43,9 @@ TEST(FilterParameters, AreNoneWhereOneIsMissingOrOfAnotherType) {
 }
 
 TEST(FilterParameters, AreWrittenAsWordsWithAllTheirDigits) {
-    EXPECT_EQ(write_parameters({49.77512345678901, 4, 0.0, Bandform::ZeroLagLowPass}),
+    EXPECT_EQ(format_parameters({49.77512345678901, 4, 0.0, Bandform::ZeroLagLowPass}),
               "Bandform=ZeroLagLowPass CutoffFrequency=49.77512345678901 Order=4");
-    EXPECT_EQ(write_parameters({50, 8, 20.5, Bandform::ZeroLagBandStop}),
+    EXPECT_EQ(format_parameters({50, 8, 20.5, Bandform::ZeroLagBandStop}),
               "Bandform=ZeroLagBandStop CutoffFrequency=50 Order=8 BandWidth=20.5");
 }
 

@@ -50,7 +50,7 @@ TEST(FilterResponse, IsEmptyForAFilterOfNoUse) {
 
 TEST(FilterResponse, IsDrawnWithAGuideAtEachEdge) {
     const Figure figure =
-        draw_response(find_facts({50.0, 4, 20.0, Bandform::ZeroLagBandPass}, 1000.0F));
+        make_response_figure(find_facts({50.0, 4, 20.0, Bandform::ZeroLagBandPass}, 1000.0F));
     EXPECT_EQ(figure.title, "ZeroLagBandPass, order 4, at 1000 Hz");
     ASSERT_EQ(figure.panels.size(), 1U);
     const auto& lines = figure.panels[0].lines;

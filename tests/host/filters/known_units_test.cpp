@@ -79,9 +79,9 @@ TEST(UnknownUnits, AreDescribedFromTheirSignatures) {
               {"Delay: number", "Times: integer", "Steps: list(integer)", "Again: boolean",
                "SourceOfNoise: string", "DestinationSet: string"});
     EXPECT_FALSE(makes_filter(unit));
-    EXPECT_EQ(tell_reads(signatures),
+    EXPECT_EQ(describe_reads(signatures),
               "data sets named by SourceSets or in the group SourceGroup, and their attributes");
-    EXPECT_EQ(tell_writes(signatures),
+    EXPECT_EQ(describe_writes(signatures),
               "DestinationSet, made when missing; the sources stay as they are");
     EXPECT_EQ(make_example(unit, signatures),
               "talvora-host run make-echo SourceGroup=Signals Delay=10 Times=2 Steps=2 Again=true "
@@ -89,8 +89,8 @@ TEST(UnknownUnits, AreDescribedFromTheirSignatures) {
 }
 
 TEST(UnknownUnits, MayDeclareNothing) {
-    EXPECT_EQ(tell_reads({}), "data sets, and their attributes");
-    EXPECT_EQ(tell_writes({}), "the same data sets, in place");
+    EXPECT_EQ(describe_reads({}), "data sets, and their attributes");
+    EXPECT_EQ(describe_writes({}), "the same data sets, in place");
     EXPECT_EQ(make_example(make_unit("echo"), {}), "talvora-host run echo in.h5 -o out.h5");
 }
 

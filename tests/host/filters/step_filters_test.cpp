@@ -90,7 +90,7 @@ TEST_F(StepFilters, AreMadeOfTheStepsParameters) {
                                {"Order", std::int64_t{8}},
                                {"BandWidth", 20.0}});
     ASSERT_EQ(filters.size(), 1U);
-    EXPECT_EQ(write_design_command(filters[0].design),
+    EXPECT_EQ(make_design_command(filters[0].design),
               "talvora-host design ZeroLagBandStop CutoffFrequency=50 Order=8 BandWidth=20 --rate "
               "1000");
 }
