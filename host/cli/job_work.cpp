@@ -191,10 +191,8 @@ class JobRun {
     std::vector<HistoryRecord> make_records(std::span<const StepObservations> observations) const {
         std::vector<HistoryRecord> records;
         for (std::size_t i = 0; i < observations.size(); ++i) {
-            records.push_back(make_record(origin_, work_.recipe, i, observations[i]));
-            if (!steps_[i].filters.empty()) {
-                records.back()["filters"] = steps_[i].filters;
-            }
+            records.push_back(
+                make_record(origin_, work_.recipe, i, observations[i], steps_[i].filters));
         }
         return records;
     }

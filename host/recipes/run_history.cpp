@@ -214,11 +214,11 @@ Json make_sets_json(std::span<const SetObservation> sets) {
 }
 
 HistoryRecord make_record(const RunOrigin& origin, const Recipe& recipe, std::size_t step_index,
-                          const StepObservations& observations) {
+                          const StepObservations& observations, const Json& filters) {
     const Step& step = recipe.steps[step_index];
     const PluginIdentity& plugin = origin.plugin;
     const InputIdentity& input = origin.input;
-    return {
+    HistoryRecord record = {
         {"time", origin.time},
         {"host", {{"name", "talvora-host"}, {"version", origin.host_version}}},
         {"plugin", {{"name", plugin.name}, {"version", plugin.version}, {"sha256", plugin.sha256}}},
@@ -231,6 +231,10 @@ HistoryRecord make_record(const RunOrigin& origin, const Recipe& recipe, std::si
         {"parameters", make_parameters_json(step.values)},
         {"sets", make_sets_json(observations.sets)},
         {"attributes", observations.attributes}};
+    if (!filters.empty()) {
+        record["filters"] = filters;
+    }
+    return record;
 }
 
 std::vector<HistoryRecord> read_history(DataTree& tree) {

@@ -16,8 +16,9 @@
 //                    before (null for a new one) and after with shape, rate, missing and
 //                    gaps, and gaps_filled (null where the shape changed)
 //     attributes     names of the attributes written, by the path of their object
-//     filters        of the Butterworth unit alone: for each rate what its filter does, see
-//                    filter_report.h
+//     filters        of the Butterworth unit alone: what its filter does at each rate, as
+//                    sample_rate, pass_order, corrected_edges, suggested_edges,
+//                    three_db_points (frequencies in Hz), usable and summary (a sentence)
 //
 // The same input, steps, programs and time give the same bytes.
 #pragma once
@@ -71,8 +72,10 @@ InputIdentity identify_input(const std::filesystem::path& file);
 // As "sets" of a record.
 nlohmann::ordered_json make_sets_json(std::span<const SetObservation> sets);
 
+// `filters` as the member of this name; an empty document leaves it out.
 HistoryRecord make_record(const RunOrigin& origin, const Recipe& recipe, std::size_t step_index,
-                          const StepObservations& observations);
+                          const StepObservations& observations,
+                          const nlohmann::ordered_json& filters);
 
 // Oldest first; empty for a file without a history. Throws a Failure of the input when the
 // attribute holds something else.

@@ -31,7 +31,7 @@ class RunHistory : public testing::Test {
     }
 
     std::vector<HistoryRecord> make_records() const {
-        return {make_record(origin_, recipe_, 0, {}), make_record(origin_, recipe_, 1, {})};
+        return {make_record(origin_, recipe_, 0, {}, {}), make_record(origin_, recipe_, 1, {}, {})};
     }
 
     Unit unit_;
@@ -52,12 +52,20 @@ TEST_F(RunHistory, TellsTheTimeThatTheEnvironmentGives) {
 }
 
 TEST_F(RunHistory, RecordsEveryParameterAfterDefaults) {
-    const HistoryRecord record = make_record(origin_, recipe_, 0, {});
+    const HistoryRecord record = make_record(origin_, recipe_, 0, {}, {});
     EXPECT_EQ(record.at("parameters").dump(),
               R"({"Sets":null,"Axis":-1,"Limit":"inf","Deep":false})");
     EXPECT_EQ(record.at("step"), "first");
     EXPECT_EQ(record.at("step_number"), 1);
     EXPECT_EQ(record.at("step_count"), 2);
+}
+
+TEST_F(RunHistory, RecordsWhatFiltersDoWhereThereAreAny) {
+    const auto filters = nlohmann::ordered_json::parse(R"([{"sample_rate":100}])");
+    EXPECT_EQ(make_record(origin_, recipe_, 0, {}, filters).at("filters"), filters);
+    EXPECT_FALSE(make_record(origin_, recipe_, 0, {}, {}).contains("filters"));
+    EXPECT_FALSE(
+        make_record(origin_, recipe_, 0, {}, nlohmann::ordered_json::array()).contains("filters"));
 }
 
 TEST_F(RunHistory, ReadsWhatItWroteOldestFirst) {
@@ -96,8 +104,8 @@ TEST_F(RunHistory, KeepsThousandsOfRecords) {
 
 TEST_F(RunHistory, FindsTheLastRun) {
     auto history = make_records();
-    history.push_back(make_record(origin_, recipe_, 0, {}));
-    history.push_back(make_record(origin_, recipe_, 1, {}));
+    history.push_back(make_record(origin_, recipe_, 0, {}, {}));
+    history.push_back(make_record(origin_, recipe_, 1, {}, {}));
     EXPECT_EQ(last_run(history).size(), 2U);
     EXPECT_THAT(last_run({}), IsEmpty());
 }
