@@ -23,8 +23,8 @@ struct WorkerCalls {
 };
 
 // Does the work with the indices 0 to count - 1, each in a child of its own, begun in this
-// order and `at_once` (up to MAX_WORKERS of pending_cleanup.h) at a time. Costs a fork per
-// piece, about a millisecond.
+// order and `at_once` (up to MAX_WORKERS of host/system/pending_cleanup.h) at a time. Costs a fork
+// per piece, about a millisecond.
 void run_workers(std::size_t count, std::size_t at_once, const WorkerCalls& calls);
 
 } // namespace talvora::host

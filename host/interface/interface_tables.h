@@ -6,7 +6,7 @@
 // whether a handle is valid is always allowed. What the tables return in host records is
 // allocated with malloc and belongs to the plug-in.
 //
-// Beside the slots in host_interfaces.h every table is filled up to TABLE_SIZE with
+// Beside the slots in plugin/host_interfaces.h every table is filled up to TABLE_SIZE with
 // functions that note the call as a break of the interface and return zero.
 #pragma once
 

@@ -1,7 +1,7 @@
 // A tree of groups and data sets, as the reference host offers it to units. One keeps
-// its objects in memory (memory_tree.h), one in an HDF5 file (hdf5_tree.h); the others
-// stand in front of a tree and pass requests on (forwarding_tree.h). The function tables
-// (interface_tables.h) and the commands work on any.
+// its objects in memory (memory_tree.h), one in an HDF5 file (host/hdf5/hdf5_tree.h); the
+// others stand in front of a tree and pass requests on (forwarding_tree.h). The function
+// tables (host/interface/interface_tables.h) and the commands work on any.
 //
 // A data set is an n-dimensional array of 32-bit floats of rank 1 or more (the memory
 // tree can hold rank 0, for tests and the validator), row-major, last dimension fastest.

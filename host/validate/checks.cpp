@@ -2,10 +2,10 @@
 #include "host/validate/check.h"
 #include "host/validate/declare_checks.h"
 #include "host/validate/library_checks.h"
+#include "host/validate/memory_checks.h"
+#include "host/validate/process_checks.h"
 #include "host/validate/run_checks.h"
 #include "host/validate/table_checks.h"
-
-#include <algorithm>
 
 namespace talvora::host {
 

@@ -1,7 +1,7 @@
-// Checks of `run`: records, buffers, and what stays behind from call to call.
+#include "host/validate/memory_checks.h"
+
 #include "host/validate/child_process.h"
 #include "host/validate/protocol.h"
-#include "host/validate/run_checks.h"
 #include "host/validate/run_visits.h"
 
 #include <algorithm>

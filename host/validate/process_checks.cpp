@@ -1,13 +1,9 @@
-// Checks that a plug-in leaves the process as it found it: a tour of all its operations
-// under each kind of watch.
+#include "host/validate/process_checks.h"
+
 #include "host/validate/captured_output.h"
 #include "host/validate/process_state.h"
-#include "host/validate/run_checks.h"
 #include "host/validate/run_visits.h"
 #include "host/validate/watched_imports.h"
-
-#include <chrono>
-#include <thread>
 
 namespace talvora::host {
 

@@ -15,8 +15,8 @@ struct SampleTree {
     void (*build)(DataTree& tree);
 };
 
-// Two groups of data sets of ordinary shapes and rates, some with gaps:
-// SAMPLE_GROUP with SAMPLE_SET in it, and a group below.
+// Three groups of data sets of ordinary shapes and rates, one of the sets with gaps:
+// SAMPLE_GROUP with SAMPLE_SET in it, a group below, and one below that.
 void build_ordinary_tree(DataTree& tree);
 constexpr char SAMPLE_GROUP[] = "Imu";
 constexpr char SAMPLE_SET[] = "Imu/acc";

@@ -1,7 +1,6 @@
 #include "host/validate/table_checks.h"
 
 #include "host/validate/examined_plugin.h"
-#include "host/validate/guarded_heap.h"
 
 #include <fmt/format.h>
 

@@ -28,7 +28,7 @@ struct ValidatorOptions {
     std::chrono::milliseconds limit = std::chrono::seconds(60); // of each check
 };
 
-// The checks whose ids match. A pattern is one of path_glob.h. Throws a Failure of usage
+// The checks whose ids match. A pattern is one of host/text/path_glob.h. Throws a Failure of usage
 // when there is none.
 std::vector<const Check*> select_checks(std::string_view only);
 
@@ -48,8 +48,9 @@ std::vector<CheckResult> validate(const ValidatorOptions& options,
 std::string summarise(const std::vector<CheckResult>& results);
 bool all_good(const std::vector<CheckResult>& results);
 
-// The child's side: runs the check on the library in this process and writes what it
-// finds to standard output. Returns the exit code of the process.
+// The child's side: runs the check on the library in this process, writes what it finds to
+// standard output and ends the process. Returns for an unknown id alone, with the exit code
+// that the process is to end with.
 int run_check_here(const std::string& id, const std::filesystem::path& plugin,
                    const std::vector<std::string>& self);
 
