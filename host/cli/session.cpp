@@ -91,12 +91,4 @@ const Unit& Session::find_unit(std::string_view name) {
                            : "list them: talvora-host units"});
 }
 
-const Unit* find_current_unit(const PluginLibrary& plugin, const Unit& unit) {
-    const auto same = [&](const Unit& other) {
-        return other.date == std::nullopt && other.run == unit.run && other.declare == unit.declare;
-    };
-    const auto current = std::ranges::find_if(plugin.units(), same);
-    return unit.date && current != plugin.units().end() ? &*current : nullptr;
-}
-
 } // namespace talvora::host

@@ -37,8 +37,4 @@ class Session {
     std::optional<PluginLibrary> plugin_;
 };
 
-// The unit that a legacy identifier stands for, known by its operations; null for one
-// that is current itself.
-const Unit* find_current_unit(const PluginLibrary& plugin, const Unit& unit);
-
 } // namespace talvora::host

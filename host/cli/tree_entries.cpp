@@ -1,7 +1,5 @@
 #include "host/cli/tree_entries.h"
 
-#include "host/interface/path_patterns.h"
-#include "host/text/nearest_text.h"
 #include "host/text/path_glob.h"
 #include "host/tree/history_attribute.h"
 #include "host/tree/number_attribute.h"

@@ -6,8 +6,6 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
-
 namespace talvora::host {
 
 namespace {

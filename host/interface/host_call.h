@@ -61,7 +61,6 @@ class HostCall {
     static HostCall* active();
 
     call_context* context() { return reinterpret_cast<call_context*>(this); }
-    Operation operation() const { return operation_; }
     DataTree& tree() { return tree_; }
     const ParameterValues& values() const { return values_; }
 

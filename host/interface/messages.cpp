@@ -115,14 +115,7 @@ bool has_conversion(std::string_view text) {
     return false;
 }
 
-// In the order of the levels.
-constexpr const char* LEVEL_NAMES[] = {"error", "warning", "info"};
-
 } // namespace
-
-const char* level_name(Message::Level level) {
-    return LEVEL_NAMES[level];
-}
 
 std::string format_message(const char* message, std::va_list list) {
     Arguments arguments(list);

@@ -15,9 +15,6 @@ struct Message {
     std::string text;
 };
 
-// As it stands in front of a message and in reports: "error", "warning", "info".
-const char* level_name(Message::Level level);
-
 // Receives each message as it comes. It must not throw: it is called from within the
 // plug-in.
 using MessageSink = std::function<void(const Message&)>;

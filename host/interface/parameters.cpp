@@ -9,6 +9,8 @@
 
 #include <algorithm>
 #include <array>
+#include <functional>
+#include <set>
 #include <utility>
 
 namespace talvora::host {
@@ -125,7 +127,7 @@ class WordReader {
         if (!value) {
             problems_.push_back(explain_wrong_value(*signature, fmt::format("'{}'", word)));
         }
-        seen_.insert_or_assign(std::string(key), true);
+        seen_.emplace(key);
         if (value) {
             store(key, *value);
         }
@@ -153,7 +155,7 @@ class WordReader {
     }
 
     std::span<const ParameterSignature> signatures_;
-    std::map<std::string, bool, std::less<>> seen_; // keys whose value was wrong included
+    std::set<std::string, std::less<>> seen_; // keys whose value was wrong included
     ParameterValues::Given given_;
     std::vector<ParameterProblem> problems_;
 };

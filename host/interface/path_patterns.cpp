@@ -1,5 +1,6 @@
 #include "host/interface/path_patterns.h"
 
+#include "host/interface/parameter_places.h"
 #include "host/text/join_texts.h"
 #include "host/text/nearest_text.h"
 #include "host/text/path_glob.h"

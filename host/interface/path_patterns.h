@@ -1,5 +1,5 @@
-// What patterns (path_glob.h) choose in the tree of one file: the data sets that a command
-// works on, and the names in the parameters of a unit.
+// What patterns (host/text/path_glob.h) choose in the tree of one file: the data sets that a
+// command works on, and the names in the parameters of a unit.
 //
 // A path that names an existing object as it stands is that object, whatever letters it
 // holds. Chosen names come in natural order, each once. A pattern that nothing matches is
@@ -24,10 +24,9 @@ std::vector<std::string> choose_sets(DataTree& tree, std::string_view pattern,
 
 // Puts the names that exist in place of the patterns among a unit's parameters.
 //
-// Which parameters are names of sets or groups follows from their keys: those of type
-// string or list(string) that end in Set, Sets, Group or Groups, unless they begin with
-// Destination, for what they name is yet to be made. In a list each pattern becomes all
-// that it matches; a single name must be matched by one object. Names without wildcards
+// Which parameters are names of sets or groups follows from their keys (parameter_places.h);
+// what a unit makes is yet to be there, and its name stays. In a list each pattern becomes
+// all that it matches; a single name must be matched by one object. Names without wildcards
 // stay as they are, existing or not: to miss them is up to the unit.
 ParameterValues expand_patterns(const ParameterValues& values, DataTree& tree,
                                 const std::string& source);

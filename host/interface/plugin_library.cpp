@@ -164,6 +164,18 @@ std::string short_name(const Unit& unit) {
     return std::string(last_part(unit.name));
 }
 
+bool has_same_operations(const Unit& unit, const Unit& other) {
+    return unit.declare == other.declare && unit.run == other.run;
+}
+
+const Unit* find_current_unit(const PluginLibrary& library, const Unit& unit) {
+    const auto is_current = [&](const Unit& other) {
+        return !other.date && has_same_operations(unit, other);
+    };
+    const auto current = std::ranges::find_if(library.units(), is_current);
+    return unit.date && current != library.units().end() ? &*current : nullptr;
+}
+
 std::vector<const Unit*> list_current_first(const PluginLibrary& library) {
     std::vector<const Unit*> units;
     for (const Unit& unit : library.units()) {

@@ -66,6 +66,13 @@ class PluginLibrary {
 // What follows the last dot: "apply-set-rectify".
 std::string short_name(const Unit& unit);
 
+// True for an identifier and another one of the same unit.
+bool has_same_operations(const Unit& unit, const Unit& other);
+
+// The unit that a legacy identifier stands for, known by its operations; null for one
+// that is current itself.
+const Unit* find_current_unit(const PluginLibrary& library, const Unit& unit);
+
 // The units of the table, those with a date of their own, which are legacy identifiers, last.
 std::vector<const Unit*> list_current_first(const PluginLibrary& library);
 

@@ -1,5 +1,6 @@
 #include "host/recipes/recipe_places.h"
 
+#include "host/interface/parameter_places.h"
 #include "host/text/nearest_text.h"
 #include "host/text/path_glob.h"
 #include "host/tree/named_objects.h"

@@ -27,12 +27,6 @@ double round_once(std::string_view text, double value) {
                : value;
 }
 
-// A number beyond the greatest float, unless it still rounds to it: so does the shortest
-// text of the greatest float itself.
-std::optional<double> parse_greatest(std::string_view text) {
-    return parse_number<float>(text);
-}
-
 } // namespace
 
 std::optional<double> parse_sample(std::string_view text) {
@@ -43,10 +37,12 @@ std::optional<double> parse_sample(std::string_view text) {
     if (!value || std::isnan(*value)) {
         return std::nullopt;
     }
+    // No sample, unless it still rounds to the greatest float, as the shortest text of that
+    // one does.
     const bool is_beyond =
         std::isfinite(*value) &&
         std::abs(*value) > static_cast<double>(std::numeric_limits<float>::max());
-    return is_beyond ? parse_greatest(text) : round_once(text, *value);
+    return is_beyond ? std::optional<double>(parse_number<float>(text)) : round_once(text, *value);
 }
 
 } // namespace talvora::host

@@ -7,6 +7,7 @@
 #include "host/text/join_texts.h"
 #include "host/text/nearest_text.h"
 #include "host/text/plural.h"
+#include "host/tree/number_attribute.h"
 
 #include <fmt/format.h>
 
@@ -160,8 +161,8 @@ void write_set(const SetOfColumns& set, const NumberTable& table, const TimeGrid
     const Extents extents = {set.columns.size(), 1, grid.sample_count};
     const ObjectId id = tree.create_dataset(group, set.name, extents);
     tree.write(id, {.starts = Extents{0, 0, 0}, .counts = extents}, samples);
-    tree.write_attribute(id, "SampleRate", static_cast<float>(grid.sample_rate));
-    tree.write_attribute(id, "StartTime", static_cast<float>(grid.start_time));
+    tree.write_attribute(id, SAMPLE_RATE_ATTRIBUTE, static_cast<float>(grid.sample_rate));
+    tree.write_attribute(id, START_TIME_ATTRIBUTE, static_cast<float>(grid.start_time));
     report.sets.push_back(tree.path(id));
 }
 
@@ -182,7 +183,7 @@ void report_grid(const NumberColumn& time, const TimeGrid& grid, const std::stri
     if (shared_count > 0) {
         report.warnings.push_back(fmt::format(
             "{}: {} left out, less than half a sample after the row before (first: row {})", source,
-            count_things(shared_count, "row"), first_shared_row + 2));
+            count_things(shared_count, "row"), first_shared_row + FIRST_ROW_NUMBER));
     }
 }
 
@@ -203,7 +204,7 @@ void warn_of_drift(std::span<const double> times, const TimeGrid& grid, const st
     if (largest * grid.sample_rate > MAX_DRIFT_SAMPLES) {
         report.warnings.push_back(fmt::format(
             "{}: row {} stands {:.3g} s from its time, {:.9g} s: the rows are not equally spaced",
-            source, at_row + 2, largest, times[at_row]));
+            source, at_row + FIRST_ROW_NUMBER, largest, times[at_row]));
     }
 }
 
@@ -263,7 +264,7 @@ ImportReport import_table(const NumberTable& table, const ImportOptions& options
     for (const SetOfColumns& set : choose_sets(table, options, time, source, report)) {
         write_set(set, table, grid, tree, group, source, report);
     }
-    tree.write_attribute(group, "SampleRate", static_cast<float>(grid.sample_rate));
+    tree.write_attribute(group, SAMPLE_RATE_ATTRIBUTE, static_cast<float>(grid.sample_rate));
     tree.write_attribute(group, "NumSamples", static_cast<float>(grid.sample_count));
     return report;
 }

@@ -15,9 +15,6 @@ namespace {
 // the limit keeps such a table from filling the memory.
 constexpr std::uint64_t MAX_SAMPLES_PER_ROW = 1000;
 
-// Rows are told as a spreadsheet numbers them: row 1 holds the names.
-constexpr std::size_t FIRST_ROW_NUMBER = 2;
-
 std::vector<double> measure_steps(std::span<const double> times, const std::string& source) {
     std::vector<double> steps;
     for (std::size_t i = 0; i < times.size(); ++i) {

@@ -16,6 +16,9 @@
 
 namespace talvora::host {
 
+// Rows are told as a spreadsheet numbers them: row 1 holds the names.
+constexpr std::size_t FIRST_ROW_NUMBER = 2;
+
 struct TimeGrid {
     double start_time = 0;  // of sample 0, in seconds
     double sample_rate = 0; // in samples per second

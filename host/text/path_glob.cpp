@@ -140,6 +140,19 @@ int compare_parts(std::string_view a, std::string_view b) {
     return x.compare(y);
 }
 
+bool precedes_naturally(std::string_view a, std::string_view b) {
+    const std::string_view whole_a = a;
+    const std::string_view whole_b = b;
+    while (!a.empty() && !b.empty()) {
+        const std::string_view part_a = take_part(a);
+        const std::string_view part_b = take_part(b);
+        if (const int order = compare_parts(part_a, part_b); order != 0) {
+            return order < 0;
+        }
+    }
+    return a.empty() && b.empty() ? whole_a < whole_b : a.empty();
+}
+
 } // namespace
 
 bool matches_path(std::string_view pattern, std::string_view path) {
@@ -161,19 +174,6 @@ bool matches_path(std::string_view pattern, std::string_view path) {
 
 bool is_pattern(std::string_view text) {
     return text.find_first_of("*?[") != std::string_view::npos;
-}
-
-bool precedes_naturally(std::string_view a, std::string_view b) {
-    const std::string_view whole_a = a;
-    const std::string_view whole_b = b;
-    while (!a.empty() && !b.empty()) {
-        const std::string_view part_a = take_part(a);
-        const std::string_view part_b = take_part(b);
-        if (const int order = compare_parts(part_a, part_b); order != 0) {
-            return order < 0;
-        }
-    }
-    return a.empty() && b.empty() ? whole_a < whole_b : a.empty();
 }
 
 void sort_naturally(std::vector<std::string>& texts) {

@@ -21,7 +21,6 @@ bool matches_path(std::string_view pattern, std::string_view path);
 bool is_pattern(std::string_view text);
 
 // Numbers in names are compared as numbers: a2 comes before a10.
-bool precedes_naturally(std::string_view a, std::string_view b);
 void sort_naturally(std::vector<std::string>& texts);
 
 // The names of a path or pattern, which '/' parts; empty ones do not count.

@@ -82,7 +82,7 @@ CachedTree::HeldSet* CachedTree::hold(ObjectId id, const Hyperslab& slab) {
 
 bool CachedTree::is_worth_holding(ObjectId id, const Extents& extents, const Hyperslab& slab) {
     const std::uint64_t sample_count = count_samples(extents);
-    if (std::ranges::equal(slab.counts, extents) || sample_count > bound_ / sizeof(float)) {
+    if (is_whole(slab, extents) || sample_count > bound_ / sizeof(float)) {
         return false;
     }
     const auto let_go = asked_since_let_go_.find(id);

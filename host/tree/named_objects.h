@@ -4,7 +4,6 @@
 
 #include "host/tree/data_tree.h"
 
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -20,7 +19,7 @@ struct NamedObject {
 // several places is entered in the first of them.
 std::vector<NamedObject> list_objects(DataTree& tree, ObjectId group, const std::string& path);
 
-// The objects that a pattern (path_glob.h) matches. A path that names an existing object
+// The objects that a pattern (host/text/path_glob.h) matches. A path that names an existing object
 // as it stands is that object alone, of any kind, whatever letters it holds.
 std::vector<NamedObject> find_matches(DataTree& tree, std::string_view pattern);
 
@@ -32,16 +31,5 @@ std::vector<std::string> paths_of_kind(const std::vector<NamedObject>& objects, 
 
 // "group" or "data set"
 std::string_view name_kind(ObjectKind kind);
-
-// What the texts of a unit's parameter name in the tree.
-struct NamedPlace {
-    ObjectKind kind = ObjectKind::DataSet;
-    bool is_made = false; // by the unit, when it is not there
-};
-
-// Parameters of type string or list(string) name data sets when their keys end in Set or Sets,
-// and groups when they end in Group or Groups; what the unit makes begins with Destination.
-// Nothing for other keys.
-std::optional<NamedPlace> named_place(std::string_view key);
 
 } // namespace talvora::host

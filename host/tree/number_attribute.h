@@ -10,6 +10,8 @@ namespace talvora::host {
 
 // The attribute in which data sets and groups carry their rate in Hz.
 constexpr char SAMPLE_RATE_ATTRIBUTE[] = "SampleRate";
+// And the time of sample 0, in seconds.
+constexpr char START_TIME_ATTRIBUTE[] = "StartTime";
 
 // A whole number, or a real one of either width; nothing for anything else.
 std::optional<double> as_number(const std::optional<AttributeValue>& value);

@@ -20,10 +20,6 @@ std::uint64_t line_length(const Extents& extents) {
     return extents.empty() ? 1 : extents.back();
 }
 
-bool is_whole(const Hyperslab& slab, const Extents& extents) {
-    return std::ranges::equal(slab.counts, extents);
-}
-
 std::shared_ptr<const GapList> gaps_of(const Extents& extents, std::span<const float> samples) {
     GapList gaps(line_length(extents));
     gaps.append(samples);

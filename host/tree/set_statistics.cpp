@@ -2,7 +2,6 @@
 
 #include "host/tree/tree_rules.h"
 
-#include <algorithm>
 #include <cmath>
 #include <vector>
 

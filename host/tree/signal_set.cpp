@@ -16,7 +16,7 @@ std::optional<double> read_rate(DataTree& tree, ObjectId set) {
 }
 
 double read_start_time(DataTree& tree, ObjectId set) {
-    const double start = read_number_attribute(tree, set, "StartTime").value_or(0);
+    const double start = read_number_attribute(tree, set, START_TIME_ATTRIBUTE).value_or(0);
     return std::isfinite(start) ? start : 0;
 }
 

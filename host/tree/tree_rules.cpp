@@ -153,6 +153,10 @@ void check_hyperslab(std::span<const std::uint64_t> extents, const Hyperslab& sl
     }
 }
 
+bool is_whole(const Hyperslab& slab, std::span<const std::uint64_t> extents) {
+    return std::ranges::equal(slab.counts, extents);
+}
+
 void check_attribute(const std::string& name, const AttributeValue& value) {
     if (name.empty()) {
         throw TreeError("an attribute cannot have the empty name");

@@ -49,6 +49,9 @@ Extents smaller_of(const Extents& a, const Extents& b);
 void check_hyperslab(std::span<const std::uint64_t> extents, const Hyperslab& slab,
                      std::size_t sample_count, std::string_view path);
 
+// True when a hyperslab inside the extents takes all of them.
+bool is_whole(const Hyperslab& slab, std::span<const std::uint64_t> extents);
+
 // Refuses an empty name, an array whose extents do not give its number of values, and
 // texts with a zero byte.
 void check_attribute(const std::string& name, const AttributeValue& value);

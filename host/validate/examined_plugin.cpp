@@ -45,9 +45,7 @@ std::vector<Unit> list_distinct_units(const PluginLibrary& plugin) {
     std::vector<Unit> units;
     for (const bool is_legacy : {false, true}) {
         for (const Unit& unit : plugin.units()) {
-            const auto same = [&](const Unit& other) {
-                return other.declare == unit.declare && other.run == unit.run;
-            };
+            const auto same = [&](const Unit& other) { return has_same_operations(unit, other); };
             if (unit.date.has_value() == is_legacy && std::ranges::none_of(units, same)) {
                 units.push_back(unit);
             }

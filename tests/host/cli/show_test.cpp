@@ -1,11 +1,13 @@
 // The commands that show something: units, describe, tree, version; and the program.
 #include "host/hdf5/hdf5_tree.h"
 #include "tests/host/cli/cli_test.h"
+#include "tests/support/unit_table.h"
 
 #include <hdf5.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <iterator>
 
 namespace talvora::host {
 namespace {
@@ -27,14 +29,14 @@ TEST_F(Units, AreShownOnePerLine) {
     const auto result = run({"units"});
     EXPECT_EQ(result.exit_code, 0);
     EXPECT_THAT(result.errors, IsEmpty());
-    EXPECT_EQ(std::ranges::count(result.output, '\n'), 15);
+    EXPECT_EQ(std::ranges::count(result.output, '\n'), std::ssize(test_support::UNIT_TABLE));
     EXPECT_THAT(result.output, AllOf(HasSubstr("orvane.signal.apply-set-rectify "),
                                      HasSubstr("Rectify the signal in place\n")));
 }
 
 TEST_F(Units, AreListedAsJson) {
     const auto units = nlohmann::json::parse(run({"units", "--json"}).output);
-    ASSERT_EQ(units.size(), 15U);
+    ASSERT_EQ(units.size(), std::size(test_support::UNIT_TABLE));
     EXPECT_EQ(units[5]["name"], "signal.set-rectify");
     EXPECT_EQ(units[5]["current"], "orvane.signal.apply-set-rectify");
     EXPECT_TRUE(units[5]["version"].is_null());

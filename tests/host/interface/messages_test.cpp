@@ -20,12 +20,6 @@ std::string format(const char* message, ...) {
 constexpr std::int64_t MIN = std::numeric_limits<std::int64_t>::min();
 constexpr std::uint64_t MAX = std::numeric_limits<std::uint64_t>::max();
 
-TEST(Messages, HaveALevelWithAName) {
-    EXPECT_STREQ(level_name(Message::Error), "error");
-    EXPECT_STREQ(level_name(Message::Warning), "warning");
-    EXPECT_STREQ(level_name(Message::Info), "info");
-}
-
 TEST(Messages, KeepsATextWithoutPlaceholders) {
     EXPECT_EQ(format("Invalid order"), "Invalid order");
 }

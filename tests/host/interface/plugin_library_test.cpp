@@ -1,10 +1,12 @@
 #include "host/interface/plugin_library.h"
 #include "tests/host/temporary_folder.h"
+#include "tests/support/unit_table.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <dlfcn.h>
+#include <iterator>
 namespace talvora::host {
 
 namespace {
@@ -97,9 +99,19 @@ TEST(PluginLibraries, RefusesFaultyTables) {
 TEST(PluginLibraries, LoadsTheSignalPlugin) {
     const PluginLibrary library(SIGNAL_PLUGIN);
     EXPECT_EQ(library.info().version, "0.7.0");
-    ASSERT_EQ(library.units().size(), 15U);
+    ASSERT_EQ(library.units().size(), std::size(test_support::UNIT_TABLE));
     EXPECT_EQ(library.units()[0].date, "2024-10-15");
     EXPECT_EQ(library.find_unit("apply-set-rectify"), &library.units()[12]);
+}
+
+TEST(PluginLibraries, FindTheUnitThatALegacyIdentifierStandsFor) {
+    const PluginLibrary library(SIGNAL_PLUGIN);
+    const Unit& legacy = library.units()[5];
+    const Unit& current = library.units()[12];
+    EXPECT_EQ(find_current_unit(library, legacy), &current);
+    EXPECT_EQ(find_current_unit(library, current), nullptr);
+    EXPECT_TRUE(has_same_operations(legacy, current));
+    EXPECT_FALSE(has_same_operations(library.units()[4], current));
 }
 
 } // namespace
