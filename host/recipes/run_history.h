@@ -44,7 +44,7 @@ struct InputIdentity {
     std::string name; // without folders
     std::uint64_t size = 0;
     std::string sha256;
-    ContentMark mark; // of the same bytes; not kept
+    ContentMark mark = {}; // of the same bytes; not kept
 };
 
 struct PluginIdentity {
