@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <ranges>
 #include <utility>
 
 namespace talvora::host::hdf5 {
@@ -71,13 +70,21 @@ std::optional<Id> follow(hid_t group, const std::string& name, int links_before)
     return is_followed ? std::optional(open_object(group, name)) : std::nullopt;
 }
 
+// The names of a path as the library reads it: repeated slashes and single dots do not count.
+std::vector<std::string> names_on(const std::string& path) {
+    std::vector<std::string> names;
+    for (std::size_t begin = 0; begin < path.size();) {
+        const std::size_t end = std::min(path.find('/', begin), path.size());
+        names.push_back(path.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    std::erase_if(names, [](const std::string& name) { return name.empty() || name == "."; });
+    return names;
+}
+
 bool leads_nowhere(hid_t group, const std::string& path, int links_before) {
     Id at = open_object(group, path.starts_with('/') ? "/" : ".");
-    for (const auto step : std::views::split(path, '/')) {
-        const std::string name(step.begin(), step.end());
-        if (name.empty() || name == ".") {
-            continue;
-        }
+    for (const std::string& name : names_on(path)) {
         std::optional<Id> next = follow(at, name, links_before);
         if (!next) {
             return true;

@@ -124,16 +124,20 @@ std::string_view take_part(std::string_view& text) {
     return part;
 }
 
+std::string_view without_zeros_in_front(std::string_view digits) {
+    while (digits.starts_with('0')) {
+        digits.remove_prefix(1);
+    }
+    return digits;
+}
+
 // Numbers of any length, by their digits; zeros in front decide last.
 int compare_parts(std::string_view a, std::string_view b) {
     if (!is_digit(a.front()) || !is_digit(b.front())) {
         return a.compare(b);
     }
-    const auto strip = [](std::string_view digits) {
-        return digits.substr(std::min(digits.find_first_not_of('0'), digits.size()));
-    };
-    const std::string_view x = strip(a);
-    const std::string_view y = strip(b);
+    const std::string_view x = without_zeros_in_front(a);
+    const std::string_view y = without_zeros_in_front(b);
     if (x.size() != y.size()) {
         return x.size() < y.size() ? -1 : 1;
     }
