@@ -21,6 +21,7 @@ Failure explain_exception(const WorkPlace& place) {
     const bool writing = !place.output.empty();
     const ExitCode of_storage = writing ? ExitCode::Output : ExitCode::Input;
     try {
+        // cppcheck-suppress rethrowNoCurrentException; the caller is in a handler of it
         throw;
     } catch (const Failure& failure) {
         return failure;
