@@ -7,6 +7,8 @@
 #include "host/hdf5/hdf5_tree.h"
 #include "host/tree/memory_tree.h"
 
+#include <hdf5.h>
+
 #include <algorithm>
 #include <fstream>
 #include <numeric>
