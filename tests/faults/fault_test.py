@@ -172,7 +172,7 @@ class Bench:
     """Runs jobs on copies of one folder."""
 
     def __init__(self, programs, root, job, file):
-        self.host, self.plugin, self.library = map(os.path.abspath, programs)
+        self.host, self.plugin, self.preloaded = map(os.path.abspath, programs)
         self.words = JOBS[job]
         self.several = job in WRITES_SEVERAL
         self.name = f"{job} on {file}"
@@ -190,7 +190,7 @@ class Bench:
         shutil.rmtree(self.work, ignore_errors=True)
         shutil.copytree(self.start, self.work)
         self.counts.write_bytes(bytes(8 * (len(KINDS) + 1)))
-        environment = {**os.environ, "LD_PRELOAD": self.library, "FAILING_CALL": plan,
+        environment = {**os.environ, "LD_PRELOAD": self.preloaded, "FAILING_CALL": plan,
                        "FAILING_BELOW": str(self.work), "FAILING_COUNTS": str(self.counts),
                        "TALVORA_PLUGIN_PATH": self.plugin}
         done = subprocess.run([self.host, *self.words], cwd=self.work, env=environment,
