@@ -39,3 +39,8 @@ target_link_options(talvora_runtime INTERFACE
   # Asked for by name, because libraries that want them come after the archive.
   $<${talvora_uses_ucrt}:LINKER:-u,_setjmp,-u,mbrtowc,-u,wcrtomb>)
 target_link_libraries(talvora_runtime INTERFACE $<${talvora_uses_ucrt}:talvora_crt_compat>)
+
+# An inline function that several sources hold is kept once, and the one that stays may use other
+# registers than the copy that its caller was compiled beside. On this platform g++ lets callers
+# count on their own copy's registers all the same, and values in them are lost.
+target_compile_options(talvora_runtime INTERFACE -fno-ipa-ra)
