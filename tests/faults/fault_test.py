@@ -1,10 +1,13 @@
 """Makes every fallible call of the main jobs fail once.
 
-    fault_test.py TALVORA_HOST PLUGIN FAILING_CALLS [--all] [--job NAME] [--file NAME]
+    fault_test.py TALVORA_HOST PLUGIN FAILING_CALLS [--all | --sample COUNT]
+                  [--job NAME] [--file NAME] [--sanitizer LIBRARY]
 
 Each job runs on files of several layouts while the n-th read, write, sync, rename, truncate,
 close, open, lock or mkdir below its folder fails, once or from then on; n = 1, 2, ... until the
-job needs fewer of them. Without --all only some n are tried, the first and the last among them.
+job needs fewer of them. Without --all only COUNT n are tried (5 unless told), the first and the
+last among them. A program that is built with a sanitizer takes its run-time before all else that
+is preloaded; what it finds ends the job with another exit code.
 
 Right is exit code 0 and all that an undisturbed run leaves (every file, group, set, sample and
 attribute), or exit code 3 or 5, a message, and every file as it was before; nothing else is left.
@@ -171,8 +174,9 @@ def bytes_below(folder):
 class Bench:
     """Runs jobs on copies of one folder."""
 
-    def __init__(self, programs, root, job, file):
-        self.host, self.plugin, self.preloaded = map(os.path.abspath, programs)
+    def __init__(self, programs, sanitizer, root, job, file):
+        self.host, self.plugin, failing_calls = map(os.path.abspath, programs)
+        self.preloaded = ":".join(filter(None, [sanitizer, failing_calls]))
         self.words = JOBS[job]
         self.several = job in WRITES_SEVERAL
         self.name = f"{job} on {file}"
@@ -192,7 +196,9 @@ class Bench:
         self.counts.write_bytes(bytes(8 * (len(KINDS) + 1)))
         environment = {**os.environ, "LD_PRELOAD": self.preloaded, "FAILING_CALL": plan,
                        "FAILING_BELOW": str(self.work), "FAILING_COUNTS": str(self.counts),
-                       "TALVORA_PLUGIN_PATH": self.plugin}
+                       "TALVORA_PLUGIN_PATH": self.plugin,
+                       # What the HDF5 library keeps of a file that failed is its own.
+                       "ASAN_OPTIONS": "detect_leaks=0"}
         done = subprocess.run([self.host, *self.words], cwd=self.work, env=environment,
                               capture_output=True, text=True, timeout=TIME_LIMIT, check=False)
         *calls, failed = struct.unpack(f"{len(KINDS) + 1}Q", self.counts.read_bytes())
@@ -228,28 +234,28 @@ class Bench:
         return f"exit code 0, and not the whole result: {sorted(names)}" if names else None
 
 
-def positions(needed, every):
-    """Which of the calls are to fail."""
-    if every or needed <= SAMPLED_POSITIONS:
+def positions(needed, sample):
+    """Which of the calls are to fail: as many as `sample`, or all when there is none."""
+    if sample is None or needed <= sample:
         return range(1, needed + 1)
-    step = (needed - 1) / (SAMPLED_POSITIONS - 1)
-    return sorted({round(1 + i * step) for i in range(SAMPLED_POSITIONS)})
+    step = (needed - 1) / (sample - 1)
+    return sorted({round(1 + i * step) for i in range(sample)})
 
 
-def plans(needed, every):
+def plans(needed, sample):
     for kind in KINDS:
-        for number in positions(needed[kind], every):
+        for number in positions(needed[kind], sample):
             for error in ERRORS[kind]:
                 for times in ("once", "always"):
                     yield f"{kind}:{number}:{error}:{times}"
 
 
-def try_job(programs, job, file, every):
+def try_job(options, job, file):
     """How many faults were tried, and what went wrong."""
     with tempfile.TemporaryDirectory() as root:
-        bench = Bench(programs, pathlib.Path(root).resolve(), job, file)
+        bench = Bench(options.programs, options.sanitizer, pathlib.Path(root).resolve(), job, file)
         tried, wrong = 0, []
-        for plan in plans(bench.needed, every):
+        for plan in plans(bench.needed, None if options.all else options.sample):
             code, message, _, failed = bench.run(plan)
             if failed == 0:
                 continue  # another order of threads needed fewer calls
@@ -264,13 +270,15 @@ def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("programs", nargs=3)
     parser.add_argument("--all", action="store_true")
+    parser.add_argument("--sample", type=int, default=SAMPLED_POSITIONS)
+    parser.add_argument("--sanitizer")
     parser.add_argument("--job", choices=JOBS, action="append")
     parser.add_argument("--file", choices=FILES, action="append")
     options = parser.parse_args()
     total, wrong = 0, []
     for job in options.job or JOBS:
         for file in options.file or FILES:
-            tried, found = try_job(options.programs, job, file, options.all)
+            tried, found = try_job(options, job, file)
             print(f"{job:16} {file:16} tried {tried:5}, wrong {len(found)}", flush=True)
             total += tried
             wrong += found
