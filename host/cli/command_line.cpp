@@ -1,8 +1,8 @@
 #include "host/cli/command_line.h"
 
 #include "host/cli/commands.h"
-#include "host/cli/exceptions.h"
 #include "host/cli/help_layout.h"
+#include "host/cli/print_exception.h"
 #include "host/cli/session.h"
 #include "host/hdf5/hdf5_error_stack.h"
 #include "host/system/pending_cleanup.h"

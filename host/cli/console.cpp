@@ -1,14 +1,12 @@
 #include "host/cli/console.h"
 
-#include "host/text/utf8.h"
-
 #include <fmt/color.h>
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <iterator>
+#include <string>
 #include <unistd.h>
 
 namespace talvora::host {
@@ -16,21 +14,19 @@ namespace {
 
 constexpr std::size_t MAX_HINTS = 2;
 
-struct LevelStyle {
+struct LevelColour {
     MessageLevel level;
-    std::string_view name;
     fmt::terminal_color colour;
 };
-constexpr LevelStyle STYLES[] = {
-    {MessageLevel::Error, "error", fmt::terminal_color::red},
-    {MessageLevel::Warning, "warning", fmt::terminal_color::yellow},
-    {MessageLevel::Info, "info", fmt::terminal_color::cyan},
-    {MessageLevel::Hint, "hint", fmt::terminal_color::green},
-    {MessageLevel::Detail, "detail", fmt::terminal_color::cyan},
+constexpr LevelColour COLOURS[] = {
+    {MessageLevel::Error, fmt::terminal_color::red},
+    {MessageLevel::Warning, fmt::terminal_color::yellow},
+    {MessageLevel::Info, fmt::terminal_color::cyan},
+    {MessageLevel::Hint, fmt::terminal_color::green},
 };
 
-const LevelStyle& style_of(MessageLevel level) {
-    return *std::ranges::find(STYLES, level, &LevelStyle::level);
+fmt::terminal_color colour_of(MessageLevel level) {
+    return std::ranges::find(COLOURS, level, &LevelColour::level)->colour;
 }
 
 bool wants_colours() {
@@ -50,24 +46,9 @@ std::string dump(const nlohmann::ordered_json& json, int indent) {
     return json.dump(indent, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }
 
-// A terminal shows a code point one column wide in most scripts.
-std::string pad(const std::string& cell, std::size_t width, bool to_the_right) {
-    const std::string room(width - count_code_points(cell), ' ');
-    return to_the_right ? room + cell : cell + room;
-}
-
 } // namespace
 
 Console::Console() : coloured_(wants_colours()) {}
-
-std::string_view level_name(MessageLevel level) {
-    return style_of(level).name;
-}
-
-std::optional<MessageLevel> find_level(std::string_view name) {
-    const auto style = std::ranges::find(STYLES, name, &LevelStyle::name);
-    return style == std::end(STYLES) ? std::nullopt : std::optional(style->level);
-}
 
 bool Console::is_shown(MessageLevel level) const {
     return level == MessageLevel::Info ? !quiet_ : level != MessageLevel::Detail || verbose_;
@@ -77,9 +58,10 @@ void Console::print(MessageLevel level, std::string_view text) const {
     if (!is_shown(level)) {
         return;
     }
-    const LevelStyle& style = style_of(level == MessageLevel::Detail ? MessageLevel::Info : level);
-    const auto look = coloured_ ? fmt::emphasis::bold | fmt::fg(style.colour) : fmt::text_style();
-    fmt::print(stderr, "{} {}\n", fmt::format(look, "{}:", style.name), on_one_line(text));
+    const MessageLevel shown = level == MessageLevel::Detail ? MessageLevel::Info : level;
+    const auto look =
+        coloured_ ? fmt::emphasis::bold | fmt::fg(colour_of(shown)) : fmt::text_style();
+    fmt::print(stderr, "{} {}\n", fmt::format(look, "{}:", level_name(shown)), on_one_line(text));
 }
 
 void Console::failure(const Failure& failure) const {
@@ -115,26 +97,6 @@ void Console::document(const nlohmann::ordered_json& json) const {
 void Console::json_line(const nlohmann::ordered_json& json) const {
     result(dump(json, -1));
     std::fflush(stdout);
-}
-
-std::vector<std::string> align_columns(const std::vector<std::vector<std::string>>& rows,
-                                       const std::vector<bool>& numeric) {
-    std::vector<std::size_t> widths(numeric.size());
-    for (const auto& row : rows) {
-        for (std::size_t i = 0; i < row.size(); ++i) {
-            widths[i] = std::max(widths[i], count_code_points(row[i]));
-        }
-    }
-    std::vector<std::string> lines;
-    for (const auto& row : rows) {
-        std::string line;
-        for (std::size_t i = 0; i < row.size(); ++i) {
-            line += (i == 0 ? "" : "  ") + pad(row[i], widths[i], numeric[i]);
-        }
-        line.erase(line.find_last_not_of(' ') + 1);
-        lines.push_back(line);
-    }
-    return lines;
 }
 
 } // namespace talvora::host

@@ -5,22 +5,13 @@
 #pragma once
 
 #include "host/text/failure.h"
+#include "host/text/message_level.h"
 
 #include <nlohmann/json.hpp>
 
-#include <optional>
-#include <string>
 #include <string_view>
-#include <vector>
 
 namespace talvora::host {
-
-// What a message is to its reader. A detail is an info that --verbose alone shows.
-enum class MessageLevel { Error, Warning, Info, Hint, Detail };
-
-// "error" and the like, in lower case.
-std::string_view level_name(MessageLevel level);
-std::optional<MessageLevel> find_level(std::string_view name);
 
 class Console {
   public:
@@ -61,10 +52,5 @@ class Console {
     bool verbose_ = false;
     bool coloured_ = false;
 };
-
-// Lines with aligned columns, two blanks between them; a column of numbers is aligned
-// to the right. Every row has as many cells as `numeric` has flags.
-std::vector<std::string> align_columns(const std::vector<std::vector<std::string>>& rows,
-                                       const std::vector<bool>& numeric);
 
 } // namespace talvora::host

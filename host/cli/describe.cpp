@@ -5,6 +5,7 @@
 #include "host/interface/parameters.h"
 #include "host/interface/unit_run.h"
 #include "host/recipes/recipe_writer.h"
+#include "host/text/align_columns.h"
 
 #include <fmt/format.h>
 

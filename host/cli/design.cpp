@@ -1,10 +1,10 @@
 // talvora-host design BANDFORM CutoffFrequency=.. Order=.. [BandWidth=..] --rate HZ
 // talvora-host design BANDFORM --edge HZ [--edge HZ] --order N --rate HZ
 #include "host/cli/commands.h"
-#include "host/cli/filter_report.h"
 #include "host/cli/help_layout.h"
-#include "host/cli/output_files.h"
+#include "host/cli/printed_files.h"
 #include "host/filters/filter_parameters.h"
+#include "host/filters/filter_report.h"
 #include "host/filters/filter_response.h"
 #include "host/filters/filter_trial.h"
 #include "host/filters/known_units.h"

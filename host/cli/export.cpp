@@ -1,9 +1,9 @@
 // talvora-host export FILE.h5[::GLOB] -o FILE.csv
 #include "host/cli/commands.h"
 #include "host/cli/help_layout.h"
-#include "host/cli/input_files.h"
-#include "host/cli/output_files.h"
+#include "host/cli/printed_files.h"
 #include "host/interface/path_patterns.h"
+#include "host/runs/input_files.h"
 #include "host/system/safe_write.h"
 #include "host/tables/csv_export.h"
 #include "host/text/plural.h"

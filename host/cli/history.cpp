@@ -1,9 +1,9 @@
 // talvora-host history FILE.h5 [--json]
 #include "host/cli/commands.h"
 #include "host/cli/help_layout.h"
-#include "host/cli/input_files.h"
-#include "host/cli/set_change.h"
 #include "host/recipes/run_history.h"
+#include "host/runs/input_files.h"
+#include "host/runs/set_change.h"
 
 #include <fmt/format.h>
 

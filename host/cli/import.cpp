@@ -2,8 +2,9 @@
 //                                         [--rate HZ | --time COLUMN]
 #include "host/cli/commands.h"
 #include "host/cli/help_layout.h"
-#include "host/cli/input_files.h"
-#include "host/cli/output_files.h"
+#include "host/cli/printed_files.h"
+#include "host/runs/input_files.h"
+#include "host/runs/output_files.h"
 #include "host/system/content_hash.h"
 #include "host/system/safe_write.h"
 #include "host/tables/csv_reader.h"

@@ -2,7 +2,7 @@
 #include "host/cli/commands.h"
 #include "host/cli/help_layout.h"
 #include "host/cli/man_page.h"
-#include "host/cli/output_files.h"
+#include "host/cli/printed_files.h"
 
 #include <fmt/format.h>
 

@@ -1,11 +1,11 @@
 // talvora-host plot FILE.h5[::GLOB] [--with OTHER.h5] -o plot.html | plot.svg
 #include "host/cli/commands.h"
 #include "host/cli/help_layout.h"
-#include "host/cli/input_files.h"
-#include "host/cli/output_files.h"
+#include "host/cli/printed_files.h"
 #include "host/interface/path_patterns.h"
 #include "host/pictures/plot_figure.h"
 #include "host/pictures/plot_page.h"
+#include "host/runs/input_files.h"
 #include "host/system/safe_write.h"
 #include "host/text/plural.h"
 

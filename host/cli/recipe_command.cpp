@@ -3,14 +3,15 @@
 //                     extract FILE.h5 [--all]
 #include "host/cli/commands.h"
 #include "host/cli/help_layout.h"
-#include "host/cli/input_files.h"
-#include "host/cli/output_files.h"
+#include "host/cli/print_exception.h"
+#include "host/cli/printed_files.h"
 #include "host/cli/worker_runs.h"
 #include "host/recipes/recipe.h"
 #include "host/recipes/recipe_places.h"
 #include "host/recipes/recipe_reader.h"
 #include "host/recipes/recipe_writer.h"
 #include "host/recipes/run_history.h"
+#include "host/runs/input_files.h"
 #include "host/system/safe_write.h"
 #include "host/text/plural.h"
 

@@ -1,7 +1,8 @@
 #include "host/cli/run_report.h"
 
-#include "host/cli/set_change.h"
-#include "host/cli/worker_lines.h"
+#include "host/runs/set_change.h"
+#include "host/runs/worker_lines.h"
+#include "host/text/align_columns.h"
 
 #include <fmt/format.h>
 

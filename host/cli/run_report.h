@@ -3,8 +3,8 @@
 #pragma once
 
 #include "host/cli/console.h"
-#include "host/cli/job_plan.h"
-#include "host/cli/job_result.h"
+#include "host/runs/job_plan.h"
+#include "host/runs/job_result.h"
 #include "host/text/failure.h"
 
 #include <cstddef>

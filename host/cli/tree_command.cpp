@@ -1,9 +1,10 @@
 // talvora-host tree FILE.h5[::GLOB] [--attributes] [--statistics] [--json]
 #include "host/cli/commands.h"
 #include "host/cli/help_layout.h"
-#include "host/cli/input_files.h"
 #include "host/cli/tree_entries.h"
 #include "host/interface/path_patterns.h"
+#include "host/runs/input_files.h"
+#include "host/text/align_columns.h"
 #include "host/text/shortest_double.h"
 #include "host/tree/data_tree.h"
 #include "host/tree/tree_rules.h"

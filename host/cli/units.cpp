@@ -1,6 +1,7 @@
 // talvora-host units [--json]
 #include "host/cli/commands.h"
 #include "host/cli/help_layout.h"
+#include "host/text/align_columns.h"
 
 #include <memory>
 #include <string>

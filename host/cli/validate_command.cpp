@@ -1,6 +1,7 @@
 // talvora-host validate [PLUGIN] [--list] [--only PATTERN] [--json] [--timeout SECONDS]
 #include "host/cli/commands.h"
 #include "host/cli/help_layout.h"
+#include "host/text/align_columns.h"
 #include "host/validate/child_process.h"
 #include "host/validate/validator.h"
 

@@ -1,11 +1,10 @@
 #include "host/cli/worker_runs.h"
 
-#include "host/cli/job_work.h"
-#include "host/cli/output_files.h"
-#include "host/cli/progress.h"
+#include "host/cli/printed_files.h"
 #include "host/cli/run_report.h"
-#include "host/cli/worker_lines.h"
-#include "host/cli/worker_pool.h"
+#include "host/runs/job_work.h"
+#include "host/runs/job_workers.h"
+#include "host/runs/progress.h"
 #include "host/system/pending_cleanup.h"
 #include "host/system/safe_write.h"
 
@@ -14,9 +13,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
-#include <cstring>
 #include <span>
-#include <sys/wait.h>
 #include <unistd.h>
 #include <utility>
 #include <variant>
@@ -27,26 +24,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string describe_end(int wait_status) {
-    if (WIFSIGNALED(wait_status)) {
-        const int number = WTERMSIG(wait_status);
-        const char* name = sigabbrev_np(number);
-        return fmt::format("its worker {} (SIG{}); the output is as it was, or complete",
-                           number == SIGKILL ? "was killed" : "crashed",
-                           name != nullptr ? name : std::to_string(number));
-    }
-    return fmt::format(
-        "its worker broke off with exit code {}; the output is as it was, or complete",
-        WEXITSTATUS(wait_status));
-}
-
-void work_in_child(const Job& job, const JobWork& work, const SendLine& send) {
-    const JobResult result = do_job(
-        job, work, [&](const JobMessage& message) { send(encode_line(message)); },
-        [&](std::uint64_t count) { send(encode_line(SampleCount{count})); });
-    send(encode_line(result));
-}
-
 // What the parent does with what its workers send.
 class WorkerRuns {
   public:
@@ -56,21 +33,18 @@ class WorkerRuns {
           progress_(isatty(STDERR_FILENO) != 0, jobs.size(), Progress::Clock::now()) {}
 
     void run(const JobWork& work, std::size_t at_once) {
-        run_workers(
-            jobs_.size(), at_once,
-            {.work = [&](std::size_t i,
-                         const SendLine& send) { work_in_child(jobs_[i], work, send); },
-             .take_line = [&](std::size_t i, const std::string& line) { take_line(i, line); },
-             .take_end = [&](std::size_t i, int wait_status) { finish(i, wait_status); },
-             .tick = [&] { tick(); }});
+        do_jobs(jobs_, work, at_once,
+                {.take_news = [&](std::size_t i, const WorkerNews& news) { take_news(i, news); },
+                 .take_end = [&](std::size_t i, const std::string& reason) { finish(i, reason); },
+                 .tick = [&] { tick(); }});
         print(progress_.clear());
     }
 
     const RunReport& report() const { return report_; }
 
   private:
-    void take_line(std::size_t index, const std::string& line) {
-        std::visit([&](const auto& news) { take(index, news); }, decode_line(line));
+    void take_news(std::size_t index, const WorkerNews& news) {
+        std::visit([&](const auto& kind) { take(index, kind); }, news);
     }
 
     void take(std::size_t index, const JobMessage& message) {
@@ -82,10 +56,9 @@ class WorkerRuns {
 
     void take(std::size_t index, const JobResult& result) { report_.set_result(index, result); }
 
-    void finish(std::size_t index, int wait_status) {
-        sweep_beside(jobs_[index].output);
+    void finish(std::size_t index, const std::string& reason) {
         print(progress_.clear());
-        report_.finish(index, describe_end(wait_status));
+        report_.finish(index, reason);
         ++state_.file_count;
     }
 

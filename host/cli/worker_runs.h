@@ -1,9 +1,9 @@
 // Runs the steps of a recipe on files, each in a worker process of its own.
 #pragma once
 
-#include "host/cli/job_plan.h"
 #include "host/cli/session.h"
 #include "host/recipes/recipe.h"
+#include "host/runs/job_plan.h"
 
 #include <CLI/CLI.hpp>
 

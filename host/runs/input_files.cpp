@@ -1,4 +1,4 @@
-#include "host/cli/input_files.h"
+#include "host/runs/input_files.h"
 
 #include "host/text/failure.h"
 #include "host/text/quote_word.h"

@@ -1,4 +1,4 @@
-#include "host/cli/worker_pool.h"
+#include "host/runs/worker_pool.h"
 
 #include "host/system/pending_cleanup.h"
 #include "host/text/failure.h"

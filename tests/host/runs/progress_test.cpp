@@ -1,4 +1,4 @@
-#include "host/cli/progress.h"
+#include "host/runs/progress.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "host/cli/worker_lines.h"
+#include "host/runs/worker_lines.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "host/cli/worker_lines.h"
+#include "host/runs/worker_lines.h"
 
 #include "host/recipes/run_history.h"
 

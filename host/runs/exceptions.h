@@ -1,7 +1,6 @@
 // What an exception means to the user: for all that the program throws, one failure.
 #pragma once
 
-#include "host/cli/console.h"
 #include "host/text/failure.h"
 
 #include <string>
@@ -16,8 +15,5 @@ struct WorkPlace {
 
 // The failure for the exception that is being handled, one of the standard library's kind.
 Failure explain_exception(const WorkPlace& place = {});
-
-// Prints that failure; returns its exit code.
-ExitCode print_exception(const Console& console);
 
 } // namespace talvora::host

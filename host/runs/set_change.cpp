@@ -1,4 +1,4 @@
-#include "host/cli/set_change.h"
+#include "host/runs/set_change.h"
 
 #include "host/text/plural.h"
 #include "host/tree/tree_rules.h"

@@ -1,5 +1,5 @@
-#include "host/cli/exceptions.h"
 #include "host/interface/plugin_library.h"
+#include "host/runs/exceptions.h"
 #include "host/tree/data_tree.h"
 
 #include <gmock/gmock.h>

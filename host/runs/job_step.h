@@ -1,9 +1,9 @@
 // One step of a job: a unit run on the working copy.
 #pragma once
 
-#include "host/cli/job_result.h"
 #include "host/filters/filter_facts.h"
 #include "host/recipes/recipe.h"
+#include "host/runs/job_result.h"
 #include "host/text/failure.h"
 #include "host/tree/data_tree.h"
 

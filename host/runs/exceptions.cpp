@@ -1,4 +1,4 @@
-#include "host/cli/exceptions.h"
+#include "host/runs/exceptions.h"
 
 #include "host/interface/plugin_library.h"
 #include "host/tree/data_tree.h"
@@ -43,12 +43,6 @@ Failure explain_exception(const WorkPlace& place) {
     } catch (const std::exception& error) {
         return {ExitCode::Input, begin_with(place.input, error.what())};
     }
-}
-
-ExitCode print_exception(const Console& console) {
-    const Failure failure = explain_exception();
-    console.failure(failure);
-    return failure.code();
 }
 
 } // namespace talvora::host

@@ -1,6 +1,6 @@
-#include "host/cli/filter_report.h"
+#include "host/filters/filter_report.h"
 
-#include "host/cli/console.h"
+#include "host/text/align_columns.h"
 #include "host/text/shortest_double.h"
 
 #include <fmt/format.h>

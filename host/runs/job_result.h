@@ -1,8 +1,8 @@
 // What comes of a job: what is said on the way, and what was done.
 #pragma once
 
-#include "host/cli/console.h"
 #include "host/text/failure.h"
+#include "host/text/message_level.h"
 #include "host/tree/observed_tree.h"
 
 #include <nlohmann/json.hpp>

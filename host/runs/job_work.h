@@ -1,10 +1,10 @@
 // What a job does: all steps on one working copy, published by one rename.
 #pragma once
 
-#include "host/cli/job_plan.h"
-#include "host/cli/job_result.h"
 #include "host/recipes/recipe.h"
 #include "host/recipes/run_history.h"
+#include "host/runs/job_plan.h"
+#include "host/runs/job_result.h"
 #include "host/tree/cached_tree.h"
 
 #include <cstdint>

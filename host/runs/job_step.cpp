@@ -1,6 +1,6 @@
-#include "host/cli/job_step.h"
+#include "host/runs/job_step.h"
 
-#include "host/cli/filter_report.h"
+#include "host/filters/filter_report.h"
 #include "host/interface/path_patterns.h"
 #include "host/interface/unit_run.h"
 #include "host/recipes/recipe_places.h"

@@ -2,7 +2,7 @@
 // document; `--json` prints messages and results in the same form.
 #pragma once
 
-#include "host/cli/job_result.h"
+#include "host/runs/job_result.h"
 
 #include <nlohmann/json.hpp>
 

@@ -1,4 +1,4 @@
-#include "host/cli/job_plan.h"
+#include "host/runs/job_plan.h"
 
 #include "host/system/safe_write.h"
 #include "host/text/failure.h"

@@ -1,0 +1,40 @@
+#include "host/runs/output_files.h"
+
+#include "host/tree/group_walk.h"
+
+#include <sys/stat.h>
+
+namespace talvora::host {
+namespace {
+
+namespace fs = std::filesystem;
+
+class OpenToTheOwnerAlone {
+  public:
+    OpenToTheOwnerAlone() : before_(umask(077)) {}
+    OpenToTheOwnerAlone(const OpenToTheOwnerAlone&) = delete;
+    OpenToTheOwnerAlone& operator=(const OpenToTheOwnerAlone&) = delete;
+    ~OpenToTheOwnerAlone() { umask(before_); }
+
+  private:
+    mode_t before_;
+};
+
+} // namespace
+
+std::unique_ptr<Hdf5Tree> create_over(const fs::path& temporary) {
+    const OpenToTheOwnerAlone new_files;
+    fs::remove(temporary);
+    return std::make_unique<Hdf5Tree>(temporary, Hdf5Access::Create);
+}
+
+void check_written(const fs::path& temporary) {
+    Hdf5Tree tree(temporary, Hdf5Access::ReadOnly);
+    walk_groups(tree, tree.root(), [&](ObjectId group) {
+        for (const std::string& name : tree.list_datasets(group)) {
+            tree.extents(tree.find(group, name).value());
+        }
+    });
+}
+
+} // namespace talvora::host
