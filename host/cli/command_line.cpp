@@ -14,6 +14,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <chrono>
+#include <cstdint>
 #include <exception>
 #include <iterator>
 #include <string>
@@ -21,6 +23,9 @@
 
 namespace talvora::host {
 namespace {
+
+constexpr int MAX_MIB = 1 << 20;
+constexpr int MAX_IDLE_SECONDS = 1 << 20;
 
 constexpr AddCommand* COMMANDS[] = {add_units_command,   add_describe_command, add_import_command,
                                     add_tree_command,    add_run_command,      add_recipe_command,
@@ -38,9 +43,26 @@ void add_shared_options(CLI::App& program, Session& session) {
         .add_option("--memory", session.memory_mib,
                     "MiB of data sets that may be kept in memory while a unit goes through them "
                     "line by line")
-        ->check(CLI::Range(0, 1 << 20))
+        ->check(CLI::Range(0, MAX_MIB))
         ->option_text("MIB")
         ->capture_default_str();
+    program
+        .add_option_function<std::uint64_t>(
+            "--idle-time",
+            [&](std::uint64_t seconds) {
+                session.limits.idle_time = std::chrono::seconds(seconds);
+            },
+            "Seconds without progress after which reading a file is given up; 0: never")
+        ->check(CLI::Range(0, MAX_IDLE_SECONDS))
+        ->option_text("SECONDS")
+        ->default_str(std::to_string(session.limits.idle_time.count()));
+    program
+        .add_option_function<std::uint64_t>(
+            "--read-memory", [&](std::uint64_t mib) { session.limits.memory = mib << 20U; },
+            "MiB of memory that reading a file may take; 0: as much as the machine has")
+        ->check(CLI::Range(0, MAX_MIB))
+        ->option_text("MIB")
+        ->default_str("0");
     program.add_flag_callback(
         "--quiet", [&] { session.console.set_quiet(true); }, "Warnings and errors alone");
     program.set_version_flag("--version", "talvora-host " TALVORA_VERSION,

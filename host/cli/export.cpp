@@ -2,6 +2,7 @@
 #include "host/cli/commands.h"
 #include "host/cli/help_layout.h"
 #include "host/cli/printed_files.h"
+#include "host/cli/read_apart.h"
 #include "host/interface/path_patterns.h"
 #include "host/runs/input_files.h"
 #include "host/system/safe_write.h"
@@ -87,7 +88,8 @@ void add_export_command(CLI::App& program, Session& session) {
     add_examples(*command, {{"All data sets that are in the group Imu",
                              "talvora-host export walk.h5::Imu -o walk.csv"},
                             {"To standard output", "talvora-host export walk.h5 -o -"}});
-    command->callback([&session, state] { export_file(session, *state); });
+    command->callback(
+        [&session, state] { read_apart(session, [&] { export_file(session, *state); }); });
 }
 
 } // namespace talvora::host

@@ -1,6 +1,7 @@
 // talvora-host history FILE.h5 [--json]
 #include "host/cli/commands.h"
 #include "host/cli/help_layout.h"
+#include "host/cli/read_apart.h"
 #include "host/recipes/run_history.h"
 #include "host/runs/input_files.h"
 #include "host/runs/set_change.h"
@@ -126,7 +127,8 @@ void add_history_command(CLI::App& program, Session& session) {
     add_examples(*command,
                  {{"What was done to a file", "talvora-host history smooth.h5"},
                   {"All that is recorded, for a script", "talvora-host history smooth.h5 --json"}});
-    command->callback([&session, options] { print_history(session, *options); });
+    command->callback(
+        [&session, options] { read_apart(session, [&] { print_history(session, *options); }); });
 }
 
 } // namespace talvora::host

@@ -3,6 +3,7 @@
 #include "host/cli/commands.h"
 #include "host/cli/help_layout.h"
 #include "host/cli/printed_files.h"
+#include "host/cli/read_apart.h"
 #include "host/runs/input_files.h"
 #include "host/runs/output_files.h"
 #include "host/system/content_hash.h"
@@ -104,6 +105,16 @@ void import_file(const Session& session, ImportCommand& command) {
     }
 }
 
+// What is added to was made by others.
+void start_import(Session& session, ImportCommand& command) {
+    if (command.append) {
+        read_apart(
+            session, [&] { import_file(session, command); }, command.output);
+    } else {
+        import_file(session, command);
+    }
+}
+
 } // namespace
 
 void add_import_command(CLI::App& program, Session& session) {
@@ -144,7 +155,7 @@ void add_import_command(CLI::App& program, Session& session) {
           "talvora-host import walk.csv -o walk.h5 --group Imu --time 'Time (s)'"},
          {"Three columns become the components of one data set, at 100 Hz",
           "talvora-host import walk.csv -o walk.h5 --group Imu --set Rate=X,Y,Z --rate 100"}});
-    command->callback([&session, state] { import_file(session, *state); });
+    command->callback([&session, state] { start_import(session, *state); });
 }
 
 } // namespace talvora::host

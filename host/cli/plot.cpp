@@ -2,6 +2,7 @@
 #include "host/cli/commands.h"
 #include "host/cli/help_layout.h"
 #include "host/cli/printed_files.h"
+#include "host/cli/read_apart.h"
 #include "host/interface/path_patterns.h"
 #include "host/pictures/plot_figure.h"
 #include "host/pictures/plot_page.h"
@@ -195,7 +196,8 @@ void add_plot_command(CLI::App& program, Session& session) {
         {{"A page to zoom in", "talvora-host plot walk.h5 -o walk.html"},
          {"Before and after, ten seconds, as a picture",
           "talvora-host plot walk.h5::Imu/Rate --with smooth.h5 --from 10 --to 20 -o walk.svg"}});
-    command->callback([&session, state] { plot_file(session, *state); });
+    command->callback(
+        [&session, state] { read_apart(session, [&] { plot_file(session, *state); }); });
 }
 
 } // namespace talvora::host

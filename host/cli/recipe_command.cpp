@@ -5,6 +5,7 @@
 #include "host/cli/help_layout.h"
 #include "host/cli/print_exception.h"
 #include "host/cli/printed_files.h"
+#include "host/cli/read_apart.h"
 #include "host/cli/worker_runs.h"
 #include "host/recipes/recipe.h"
 #include "host/recipes/recipe_places.h"
@@ -64,14 +65,21 @@ std::optional<Recipe> read_recipe_option(Session& session, const RecipeOptions& 
     }
 }
 
-ExitCode check_file(const Console& console, const Recipe& recipe, const std::string& file) {
-    try {
-        const auto tree = open_input(file);
-        const auto problems = check_places(recipe, *tree);
-        print_problems(console, problems, file + ": ");
-        return problems.empty() ? ExitCode::Done : ExitCode::Input;
-    } catch (const std::exception&) {
-        return print_exception(console);
+void check_file(Session& session, const Recipe& recipe, const std::string& file) {
+    const auto tree = open_input(file);
+    const auto problems = check_places(recipe, *tree);
+    print_problems(session.console, problems, file + ": ");
+    session.exit_code = problems.empty() ? ExitCode::Done : ExitCode::Input;
+}
+
+// Whatever is wrong with one file, the others are looked at too.
+void check_files(Session& session, const Recipe& recipe, const std::vector<std::string>& files) {
+    for (const std::string& file : files) {
+        try {
+            read_apart(session, [&] { check_file(session, recipe, file); });
+        } catch (const std::exception&) {
+            session.exit_code = std::max(session.exit_code, print_exception(session.console));
+        }
     }
 }
 
@@ -80,9 +88,7 @@ void check_recipe(Session& session, const RecipeOptions& options) {
     if (!recipe) {
         return;
     }
-    for (const std::string& file : options.files) {
-        session.exit_code = std::max(session.exit_code, check_file(session.console, *recipe, file));
-    }
+    check_files(session, *recipe, options.files);
     if (session.exit_code == ExitCode::Done) {
         session.console.done_line(fmt::format("{}: {}, nothing wrong", options.recipe,
                                               count_things(recipe->steps.size(), "step")));
@@ -152,7 +158,9 @@ void add_extract_command(CLI::App& recipe, Session& session) {
         ->option_text("FILE");
     command->add_flag("--all", options->all, "The steps of all runs, not of the last one alone");
     command->add_flag("--force", options->force, "Replace an existing output");
-    command->callback([&session, options] { extract_from_file(session, *options); });
+    command->callback([&session, options] {
+        read_apart(session, [&] { extract_from_file(session, *options); });
+    });
 }
 
 } // namespace

@@ -31,11 +31,15 @@ void RunReport::set_result(std::size_t index, const JobResult& result) {
     files_[index].result = result;
 }
 
-void RunReport::finish(std::size_t index, std::string_view reason) {
+void RunReport::finish(std::size_t index, const Failure& failure) {
     File& file = files_[index];
     if (!file.result) {
-        file.messages.push_back({MessageLevel::Error, fmt::format("{}: {}", name(index), reason)});
-        file.result = JobResult{.exit_code = ExitCode::Plugin, .steps = {}};
+        file.messages.push_back(
+            {MessageLevel::Error, fmt::format("{}: {}", name(index), failure.what())});
+        for (const std::string& hint : failure.hints()) {
+            file.messages.push_back({MessageLevel::Hint, hint});
+        }
+        file.result = JobResult{.exit_code = failure.code(), .steps = {}};
     }
     file.finished = true;
     worst_ = std::max(worst_, file.result->exit_code);

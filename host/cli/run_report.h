@@ -31,9 +31,9 @@ class RunReport {
     // before have ended, else after them.
     void add_message(std::size_t index, const JobMessage& message);
     void set_result(std::size_t index, const JobResult& result);
-    // The file's worker has ended. Without a result that was a failure of the plug-in;
-    // `reason` says how it ended.
-    void finish(std::size_t index, std::string_view reason);
+    // The file's worker has ended. Without a result that was this failure, told behind the
+    // file's name.
+    void finish(std::size_t index, const Failure& failure);
 
     ExitCode worst() const { return worst_; }
     std::vector<std::string> failed_files() const;

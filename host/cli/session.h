@@ -3,6 +3,7 @@
 
 #include "host/cli/console.h"
 #include "host/interface/plugin_library.h"
+#include "host/runs/worker_pool.h"
 #include "host/text/failure.h"
 #include "host/tree/cached_tree.h"
 
@@ -20,6 +21,7 @@ class Session {
     Console console;
     std::string plugin_option; // of --plugin; empty when it was not given
     std::uint64_t memory_mib = CachedTree::DEFAULT_BOUND >> 20U; // of --memory
+    WorkerLimits limits;                                         // of --idle-time and --read-memory
     // A command that did part of its work says so here; one that did nothing throws.
     ExitCode exit_code = ExitCode::Done;
 

@@ -1,6 +1,7 @@
 // talvora-host tree FILE.h5[::GLOB] [--attributes] [--statistics] [--json]
 #include "host/cli/commands.h"
 #include "host/cli/help_layout.h"
+#include "host/cli/read_apart.h"
 #include "host/cli/tree_entries.h"
 #include "host/interface/path_patterns.h"
 #include "host/runs/input_files.h"
@@ -190,7 +191,8 @@ void add_tree_command(CLI::App& program, Session& session) {
     add_examples(*command, {{"Everything in a file", "talvora-host tree walk.h5 --attributes"},
                             {"The data sets at any depth below Imu",
                              "talvora-host tree walk.h5::Imu/** --statistics"}});
-    command->callback([&session, options] { print_tree(session, *options); });
+    command->callback(
+        [&session, options] { read_apart(session, [&] { print_tree(session, *options); }); });
 }
 
 } // namespace talvora::host

@@ -32,10 +32,10 @@ class WorkerRuns {
           shows_progress_(!console.quiet()),
           progress_(isatty(STDERR_FILENO) != 0, jobs.size(), Progress::Clock::now()) {}
 
-    void run(const JobWork& work, std::size_t at_once) {
-        do_jobs(jobs_, work, at_once,
+    void run(const JobWork& work, const JobWorkers& workers) {
+        do_jobs(jobs_, work, workers,
                 {.take_news = [&](std::size_t i, const WorkerNews& news) { take_news(i, news); },
-                 .take_end = [&](std::size_t i, const std::string& reason) { finish(i, reason); },
+                 .take_end = [&](std::size_t i, const Failure& failure) { finish(i, failure); },
                  .tick = [&] { tick(); }});
         print(progress_.clear());
     }
@@ -56,9 +56,9 @@ class WorkerRuns {
 
     void take(std::size_t index, const JobResult& result) { report_.set_result(index, result); }
 
-    void finish(std::size_t index, const std::string& reason) {
+    void finish(std::size_t index, const Failure& failure) {
         print(progress_.clear());
-        report_.finish(index, reason);
+        report_.finish(index, failure);
         ++state_.file_count;
     }
 
@@ -168,7 +168,7 @@ void run_jobs(Session& session, const Recipe& recipe, const WorkerRunOptions& op
     WorkerRuns runs(
         session.console, jobs,
         {.worked_by = name_work(recipe), .dry_run = options.dry_run, .json = options.json});
-    runs.run(work, options.job_count);
+    runs.run(work, {options.job_count, session.limits});
     const RunReport& report = runs.report();
     report.print_failures();
     if (!options.failed_to.empty() && !options.dry_run) {

@@ -10,6 +10,7 @@
 // The library keeps global state without locks: one thread at a time.
 #pragma once
 
+#include "host/system/work_state.h"
 #include "host/tree/data_tree.h"
 
 #include <hdf5.h>
@@ -56,6 +57,7 @@ std::string innermost_error();
 // The result of a call, negative ones being failures.
 template <typename Result>
 Result checked(Result result, std::string_view action, std::string_view object) {
+    count_step();
     if (result < 0) {
         fail(action, object);
     }

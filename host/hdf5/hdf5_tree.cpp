@@ -5,6 +5,7 @@
 #include "host/hdf5/hdf5_links.h"
 #include "host/hdf5/hdf5_sets.h"
 #include "host/hdf5/hdf5_types.h"
+#include "host/system/work_state.h"
 #include "host/tree/tree_rules.h"
 
 #include <fmt/format.h>
@@ -36,6 +37,29 @@ bool is_float_set(hid_t type, const Extents& extents) {
     return !extents.empty() && hdf5::is_single_float(type);
 }
 
+// A page of memory that is none of the caller's is to show while the caller is at work: a crash
+// in the library is taken for the file's.
+constexpr std::size_t PAGE_SAMPLES = 4096 / sizeof(float);
+
+void touch(float& sample) {
+    volatile float& place = sample;
+    const float kept = place;
+    place = kept;
+}
+
+void touch(const float& sample) {
+    const volatile float& place = sample;
+    [[maybe_unused]] const float read = place;
+}
+
+template <typename Sample>
+void touch(std::span<Sample> samples) {
+    for (std::size_t i = 0; i < samples.size(); i += PAGE_SAMPLES) {
+        touch(samples[i]);
+    }
+    touch(samples.back());
+}
+
 } // namespace
 
 struct Hdf5Tree::OpenSet {
@@ -50,14 +74,24 @@ struct Hdf5Tree::OpenFile {
     OpenSet set; // behind the file, so that it is closed before it
 };
 
-Hdf5Tree::Hdf5Tree(const std::filesystem::path& file, Hdf5Access access)
-    : name_(file), open_(new OpenFile{open_file(file, access), {}}) {
-    add_object(hdf5::open_object(open_->file, "/"), "");
+Hdf5Tree::Hdf5Tree(const std::filesystem::path& file, Hdf5Access access) : name_(file) {
+    const InFile here(name_.native());
+    open_.reset(new OpenFile{open_file(file, access), {}});
+    try {
+        add_object(hdf5::open_object(open_->file, "/"), "");
+    } catch (const TreeError&) {
+        open_.reset();
+        throw;
+    }
 }
 
-Hdf5Tree::~Hdf5Tree() = default;
+Hdf5Tree::~Hdf5Tree() {
+    const InFile here(name_.native());
+    open_.reset();
+}
 
 void Hdf5Tree::close() {
+    const InFile here(name_.native());
     close_set();
     hdf5::flush_file(open_->file, name_);
     hdf5::close_file(std::exchange(open_->file, hdf5::Id{}), name_);
@@ -68,6 +102,7 @@ ObjectId Hdf5Tree::root() const {
 }
 
 std::optional<ObjectId> Hdf5Tree::find(ObjectId group, std::string_view path) {
+    const InFile here(name_.native());
     node(group, ObjectKind::Group);
     std::optional<ObjectId> found = group;
     for (const std::string& name : split_path(path)) {
@@ -91,14 +126,17 @@ std::string Hdf5Tree::path(ObjectId object) const {
 }
 
 std::vector<std::string> Hdf5Tree::list_groups(ObjectId group) {
+    const InFile here(name_.native());
     return list_children(group, ObjectKind::Group);
 }
 
 std::vector<std::string> Hdf5Tree::list_datasets(ObjectId group) {
+    const InFile here(name_.native());
     return list_children(group, ObjectKind::DataSet);
 }
 
 std::vector<OtherObject> Hdf5Tree::list_others(ObjectId group) {
+    const InFile here(name_.native());
     std::vector<OtherObject> others;
     for (const std::string& name : list_children(group, ObjectKind::Other)) {
         others.push_back({name, node(*find_child(group, name)).description});
@@ -107,6 +145,7 @@ std::vector<OtherObject> Hdf5Tree::list_others(ObjectId group) {
 }
 
 ObjectId Hdf5Tree::create_group(ObjectId parent, std::string_view path) {
+    const InFile here(name_.native());
     node(parent, ObjectKind::Group);
     NewPlace place = plan_new_place(*this, parent, path);
     place.missing_groups.push_back(place.name);
@@ -114,6 +153,7 @@ ObjectId Hdf5Tree::create_group(ObjectId parent, std::string_view path) {
 }
 
 ObjectId Hdf5Tree::create_dataset(ObjectId parent, std::string_view path, const Extents& extents) {
+    const InFile here(name_.native());
     node(parent, ObjectKind::Group);
     check_extents(extents, 1, path);
     const NewPlace place = plan_new_place(*this, parent, path);
@@ -127,6 +167,7 @@ Extents Hdf5Tree::extents(ObjectId set) const {
 }
 
 void Hdf5Tree::resize(ObjectId id, const Extents& extents) {
+    const InFile here(name_.native());
     const Node& set = node(id, ObjectKind::DataSet);
     check_resize(set.extents, extents, set.path);
     if (extents == set.extents) {
@@ -148,6 +189,8 @@ void Hdf5Tree::read(ObjectId id, const Hyperslab& slab, std::span<float> samples
     if (samples.empty()) {
         return;
     }
+    touch(samples);
+    const InFile here(name_.native());
     const OpenSet& open = open_set(id, use_of(slab, set.extents));
     hdf5::read_floats(open.set, open.space, slab, samples, set.path);
 }
@@ -158,20 +201,25 @@ void Hdf5Tree::write(ObjectId id, const Hyperslab& slab, std::span<const float> 
     if (samples.empty()) {
         return;
     }
+    touch(samples);
+    const InFile here(name_.native());
     const OpenSet& open = open_set(id, use_of(slab, set.extents));
     hdf5::write_floats(open.set, open.space, slab, samples, set.path);
 }
 
 std::vector<std::string> Hdf5Tree::list_attributes(ObjectId object) {
+    const InFile here(name_.native());
     return hdf5::list_attributes(open(object));
 }
 
 std::optional<AttributeValue> Hdf5Tree::read_attribute(ObjectId object, const std::string& name) {
+    const InFile here(name_.native());
     return hdf5::read_attribute(open(object), name, node(object).path);
 }
 
 void Hdf5Tree::write_attribute(ObjectId object, const std::string& name,
                                const AttributeValue& value) {
+    const InFile here(name_.native());
     check_attribute(name, value);
     hdf5::write_attribute(open(object), name, value);
 }

@@ -1,5 +1,6 @@
 #include "host/interface/plugin_library.h"
 
+#include "host/system/work_state.h"
 #include "host/text/nearest_text.h"
 
 #include <fmt/format.h>
@@ -23,6 +24,7 @@ SharedLibrary load(const std::filesystem::path& file) {
     if (!std::filesystem::is_regular_file(file, ignored)) {
         refuse(file, "no such plug-in library");
     }
+    const InPlugin here; // what a library does when it is loaded
     try {
         return SharedLibrary(file);
     } catch (const std::runtime_error& error) {
@@ -134,6 +136,7 @@ std::string_view last_part(std::string_view name) {
 PluginLibrary::PluginLibrary(const std::filesystem::path& file)
     : file_(file), library_(load(file)) {
     const plugin_entry entry = look_up_entry(file_, library_);
+    const InPlugin here;
     try {
         info_ = read_info(file_, entry);
         units_ = read_units(file_, entry);

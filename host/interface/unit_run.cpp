@@ -1,6 +1,7 @@
 #include "host/interface/unit_run.h"
 
 #include "host/interface/interface_tables.h"
+#include "host/system/work_state.h"
 #include "host/tree/memory_tree.h"
 
 #include <fmt/format.h>
@@ -16,6 +17,7 @@ namespace {
 template <typename Result>
 Result call_operation(const Unit& unit, std::string_view name,
                       Result (*operation)(call_context*, get_interface_function), HostCall& call) {
+    const InPlugin here;
     try {
         return operation(call.context(), get_interface);
     } catch (const std::exception& error) {

@@ -1,5 +1,6 @@
 #include "host/runs/worker_pool.h"
 
+#include "host/runs/worker_watch.h"
 #include "host/system/pending_cleanup.h"
 #include "host/text/failure.h"
 
@@ -11,7 +12,9 @@
 #include <csignal>
 #include <cstdio>
 #include <fcntl.h>
+#include <fstream>
 #include <poll.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <system_error>
 #include <unistd.h>
@@ -20,13 +23,25 @@
 namespace talvora::host {
 namespace {
 
+using Clock = std::chrono::steady_clock;
+using namespace std::chrono_literals;
+
 constexpr int TICK_MILLISECONDS = 100;
+constexpr auto TIME_BETWEEN_LOOKS = 100ms;
+// More has passed only when this process was stopped itself, or held up.
+constexpr Clock::duration LONGEST_LOOK = 1s;
+// For a worker to clean up when it is given up.
+constexpr auto TIME_TO_END = 2s;
 
 struct Worker {
-    std::size_t index = 0;
-    pid_t process = 0;
-    int stream = -1;     // what it sends
-    std::string partial; // a line that has not ended yet
+    std::size_t index;
+    pid_t process;
+    int stream; // what it sends
+    SharedWorkState state;
+    IdleTime idle{process};
+    std::string partial = {}; // a line that has not ended yet
+    GivenUp given_up = GivenUp::Not;
+    Clock::time_point given_up_at = {};
 };
 
 [[noreturn]] void fail(std::string_view what) {
@@ -44,15 +59,42 @@ void send_all(int stream, std::string_view bytes) {
     }
 }
 
+std::uint64_t machine_memory() {
+    return static_cast<std::uint64_t>(sysconf(_SC_PHYS_PAGES)) *
+           static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
+}
+
+std::uint64_t own_memory() {
+    std::uint64_t pages = 0;
+    std::ifstream("/proc/self/statm") >> pages;
+    return pages * static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
+}
+
+// What asks for more is refused, and can tell of it: else the system would end the process, or
+// another one.
+void limit_memory(std::uint64_t bytes) {
+    rlimit limit{};
+    getrlimit(RLIMIT_AS, &limit);
+    limit.rlim_cur = std::min<rlim_t>(limit.rlim_cur, own_memory() + bytes);
+    setrlimit(RLIMIT_AS, &limit);
+}
+
+// One that is stopped takes no other signal.
+void interrupt(pid_t process) {
+    kill(process, SIGTERM);
+    kill(process, SIGCONT);
+}
+
 class WorkerPool {
   public:
-    WorkerPool(std::size_t at_once, const WorkerCalls& calls) : at_once_(at_once), calls_(calls) {}
+    WorkerPool(std::size_t at_once, const WorkerLimits& limits, const WorkerCalls& calls)
+        : at_once_(at_once), limits_(limits), calls_(calls) {}
     WorkerPool(const WorkerPool&) = delete;
     WorkerPool& operator=(const WorkerPool&) = delete;
     // Workers are left only when a call threw.
     ~WorkerPool() {
         for (const Worker& worker : workers_) {
-            kill(worker.process, SIGTERM);
+            interrupt(worker.process);
             wait_for(worker);
         }
     }
@@ -64,12 +106,14 @@ class WorkerPool {
                 start(next++);
             }
             take_what_came();
+            look_at_workers();
             calls_.tick();
         }
     }
 
   private:
     void start(std::size_t index) {
+        SharedWorkState state;
         std::array<int, 2> ends{};
         if (pipe2(ends.data(), O_CLOEXEC) != 0) {
             fail("no further process can be started");
@@ -78,6 +122,8 @@ class WorkerPool {
         const pid_t process = fork_worker();
         if (process == 0) {
             close(ends[0]);
+            tell_work_state(*state);
+            limit_memory(limits_.memory != 0 ? limits_.memory : machine_memory());
             work(index, ends[1]);
         }
         close(ends[1]);
@@ -85,7 +131,7 @@ class WorkerPool {
             close(ends[0]);
             fail("no further process can be started");
         }
-        workers_.push_back({index, process, ends[0], {}});
+        workers_.push_back({index, process, ends[0], std::move(state)});
     }
 
     static pid_t fork_worker() {
@@ -105,9 +151,8 @@ class WorkerPool {
         for (const Worker& other : workers_) {
             close(other.stream);
         }
-        calls_.work(index,
-                    [&](std::string_view line) { send_all(stream, std::string(line) + '\n'); });
-        _exit(0);
+        _exit(calls_.work(
+            index, [&](std::string_view line) { send_all(stream, std::string(line) + '\n'); }));
     }
 
     void take_what_came() {
@@ -146,10 +191,40 @@ class WorkerPool {
         worker.partial.erase(0, start);
     }
 
+    void look_at_workers() {
+        const Clock::time_point now = Clock::now();
+        const Clock::duration passed = std::min(now - last_look_, LONGEST_LOOK);
+        if (passed < TIME_BETWEEN_LOOKS || limits_.idle_time == 0s) {
+            return;
+        }
+        last_look_ = now;
+        for (Worker& worker : workers_) {
+            worker.idle.add(*worker.state, passed);
+            if (worker.idle.total() >= limits_.idle_time) {
+                give_up(worker, now);
+            }
+        }
+    }
+
+    static void give_up(Worker& worker, Clock::time_point now) {
+        if (worker.given_up == GivenUp::Not) {
+            worker.given_up = worker.idle.is_stopped() ? GivenUp::Stopped : GivenUp::Idle;
+            worker.given_up_at = now;
+            interrupt(worker.process);
+        } else if (now - worker.given_up_at > TIME_TO_END) {
+            kill(worker.process, SIGKILL);
+        }
+    }
+
     void end(std::size_t position) {
         const Worker worker = std::move(workers_[position]);
         workers_.erase(workers_.begin() + static_cast<std::ptrdiff_t>(position));
-        calls_.take_end(worker.index, wait_for(worker));
+        const int wait_status = wait_for(worker);
+        calls_.take_end(worker.index, {.wait_status = wait_status,
+                                       .given_up = worker.given_up,
+                                       .code = worker.state->code,
+                                       .plugin_ran = worker.state->plugin_ran,
+                                       .file = worker.state->file.data()});
     }
 
     static int wait_for(const Worker& worker) {
@@ -162,14 +237,17 @@ class WorkerPool {
     }
 
     std::size_t at_once_;
+    const WorkerLimits& limits_;
     const WorkerCalls& calls_;
     std::vector<Worker> workers_;
+    Clock::time_point last_look_ = Clock::now();
 };
 
 } // namespace
 
-void run_workers(std::size_t count, std::size_t at_once, const WorkerCalls& calls) {
-    WorkerPool(at_once, calls).run(count);
+void run_workers(std::size_t count, std::size_t at_once, const WorkerLimits& limits,
+                 const WorkerCalls& calls) {
+    WorkerPool(at_once, limits, calls).run(count);
 }
 
 } // namespace talvora::host

@@ -50,6 +50,7 @@ void end_workers() {
     for (const std::atomic<pid_t>& worker : workers) {
         if (worker > 0) {
             kill(worker, SIGTERM);
+            kill(worker, SIGCONT); // one that is stopped takes no other signal
         }
     }
     for (const std::atomic<pid_t>& worker : workers) {

@@ -295,6 +295,42 @@ TEST_F(Run, LeavesEverythingAsItWasWhenTheUnitCrashes) {
     expect_nothing_changed();
 }
 
+TEST_F(Run, BlamesTheUnitThatHasSamplesPutWhereNoMemoryIs) {
+#if defined(TALVORA_ADDRESS_SANITIZER)
+    GTEST_SKIP() << "the sanitizer takes the signal";
+#endif
+    const auto result = run_trouble("read-into-nothing", {"walk.h5", "--in-place"});
+    EXPECT_EQ(result.exit_code, 4);
+    EXPECT_THAT(result.errors, StartsWith("error: walk.h5: its worker crashed (SIGSEGV)"));
+    expect_nothing_changed();
+}
+
+TEST_F(Run, GivesUpAUnitThatIsStopped) {
+    const auto result = run_trouble("stop", {"walk.h5", "--in-place", "--idle-time", "1"});
+    EXPECT_EQ(result.exit_code, 4);
+    EXPECT_THAT(result.errors,
+                StartsWith("error: walk.h5: its worker was stopped and did not go on for 1 s"));
+    expect_nothing_changed();
+}
+
+TEST_F(Run, GivesAUnitTheTimeThatItTakes) {
+    Program program(folder_.path(), {"run", "wait", "walk.h5", "--in-place", "--idle-time", "1",
+                                     "--plugin", TROUBLE_PLUGIN});
+    ASSERT_TRUE(program.waits_for("waiting"));
+    std::this_thread::sleep_for(std::chrono::seconds(3));
+    program.send(SIGTERM);
+    EXPECT_EQ(program.finish().exit_code, 143);
+}
+
+TEST_F(Run, TakesAStoppedWorkerAlongWhenItIsInterrupted) {
+    Program program(folder_.path(),
+                    {"run", "stop", "walk.h5", "--in-place", "--plugin", TROUBLE_PLUGIN});
+    ASSERT_TRUE(program.waits_for("stopping"));
+    program.send(SIGTERM);
+    EXPECT_EQ(program.finish().exit_code, 143);
+    expect_nothing_changed();
+}
+
 TEST_F(Run, PublishesTheResultOfAUnitWithoutTrouble) {
     EXPECT_EQ(run_trouble("succeed", {"walk.h5", "--in-place"}).exit_code, 0);
     EXPECT_THAT(samples("walk.h5", "Signals/X"), ElementsAre(99, 2, IsNan(), -4, -5));

@@ -107,6 +107,28 @@ bool crash_if_marked(call_context* ctx, get_interface_function get_interface) {
     return true;
 }
 
+bool stop_itself(call_context* ctx, get_interface_function get_interface) {
+    change_a_sample(ctx, get_interface);
+    log(get_interface, "stopping");
+    std::raise(SIGSTOP);
+    return true;
+}
+
+// All of Signals/Y, to where no memory is.
+bool read_into_nothing(call_context* ctx, get_interface_function get_interface) {
+    const auto* datasets = static_cast<const dataset_api*>(get_interface(DATASET_API_ID));
+    const auto* groups = static_cast<const group_api*>(get_interface(GROUP_API_ID));
+    group_handle root{};
+    static_cast<const context_api*>(get_interface(CONTEXT_API_ID))->root_group(&root, ctx);
+    group_handle group{};
+    groups->open_group(&group, root, "Signals");
+    dataset_handle set{};
+    datasets->open_dataset(&set, group, "Y");
+    const std::uint64_t selection[] = {0, 0, 0, 1, 1, 5};
+    datasets->read_samples(set, reinterpret_cast<float*>(4096), selection, std::size(selection));
+    return true;
+}
+
 bool kill_itself(call_context* ctx, get_interface_function get_interface) {
     change_a_sample(ctx, get_interface);
     std::raise(SIGKILL);
@@ -160,6 +182,8 @@ constexpr char READ_OUTSIDE[] = "test.trouble.read-outside";
 constexpr char READ_EVERYWHERE[] = "test.trouble.read-everywhere";
 constexpr char CRASH[] = "test.trouble.crash";
 constexpr char CRASH_IF_MARKED[] = "test.trouble.crash-if-marked";
+constexpr char STOP[] = "test.trouble.stop";
+constexpr char READ_INTO_NOTHING[] = "test.trouble.read-into-nothing";
 constexpr char KILL[] = "test.trouble.kill";
 constexpr char GROW[] = "test.trouble.grow";
 constexpr char THROW[] = "test.trouble.throw";
@@ -179,6 +203,8 @@ unit_descriptor units[] = {
     make_unit(name<READ_EVERYWHERE>, read_everywhere),
     make_unit(name<CRASH>, crash),
     make_unit(name<CRASH_IF_MARKED>, crash_if_marked),
+    make_unit(name<STOP>, stop_itself),
+    make_unit(name<READ_INTO_NOTHING>, read_into_nothing),
     make_unit(name<KILL>, kill_itself),
     make_unit(name<GROW>, grow),
     make_unit(name<THROW>, throw_up),

@@ -1,0 +1,77 @@
+#include "host/cli/read_apart.h"
+
+#include "host/cli/print_exception.h"
+#include "host/runs/worker_failure.h"
+#include "host/runs/worker_pool.h"
+#include "host/system/safe_write.h"
+#include "host/system/standard_output.h"
+#include "host/system/work_state.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+#include <exception>
+#include <new>
+#include <string_view>
+#include <sys/wait.h>
+
+namespace talvora::host {
+namespace {
+
+std::string name_file(std::string_view file) {
+    return file.empty() ? "" : fmt::format("{}: ", file);
+}
+
+ExitCode do_work(Session& session, const std::function<void()>& work) {
+    session.exit_code = ExitCode::Done;
+    try {
+        work();
+        finish_standard_output();
+        return session.exit_code;
+    } catch (const std::bad_alloc&) {
+        session.console.failure(
+            {ExitCode::Input, name_file(last_file()) + "not enough memory for what it holds"});
+        return ExitCode::Input;
+    } catch (const std::exception&) {
+        return print_exception(session.console);
+    }
+}
+
+// Of a worker that was given up the exit code is that of the signal which ended it.
+bool broke_off(const WorkerEnd& end) {
+    return !WIFEXITED(end.wait_status) ||
+           (end.given_up != GivenUp::Not && WEXITSTATUS(end.wait_status) == 128 + SIGTERM);
+}
+
+Failure explain(const WorkerEnd& end, const WorkerLimits& limits, const std::string& added_to) {
+    const Failure failure = explain_end(end, limits);
+    return {failure.code(), name_file(added_to.empty() ? end.file : added_to) + failure.what(),
+            failure.hints()};
+}
+
+} // namespace
+
+void read_apart(Session& session, const std::function<void()>& work, const std::string& added_to) {
+    WorkerEnd end;
+    run_workers(1, 1, session.limits,
+                {.work =
+                     [&](std::size_t, const SendLine&) {
+                         const ExitCode code = do_work(session, work);
+                         std::fflush(nullptr);
+                         return static_cast<int>(code);
+                     },
+                 .take_line = [](std::size_t, const std::string&) {},
+                 .take_end = [&](std::size_t, const WorkerEnd& how) { end = how; },
+                 .tick = [] {}});
+    if (broke_off(end)) {
+        if (!added_to.empty()) {
+            sweep_beside(added_to);
+        }
+        throw explain(end, session.limits, added_to);
+    }
+    session.exit_code = std::max(session.exit_code, ExitCode{WEXITSTATUS(end.wait_status)});
+}
+
+} // namespace talvora::host

@@ -1,0 +1,21 @@
+// Commands that read files which others made: a damaged one may crash the library that reads it,
+// or keep it for ever.
+#pragma once
+
+#include "host/cli/session.h"
+
+#include <functional>
+#include <string>
+
+namespace talvora::host {
+
+// Does the work in a process of its own, under the session's limits; it prints there, and what it
+// changes is not seen here. What it throws is printed, and its exit code joins the session's.
+// Throws a Failure of the input, with the file's name, where the process broke off.
+//
+// `added_to` is the file that the work adds to by way of a copy: it is told of in the copy's
+// place, and what is left of the copy is removed.
+void read_apart(Session& session, const std::function<void()>& work,
+                const std::string& added_to = "");
+
+} // namespace talvora::host
