@@ -57,44 +57,54 @@ std::string describe_step(const HistoryRecord& record) {
     return text;
 }
 
-void print_origin(const HistoryRecord& record, const Console& console) {
-    console.result_line(describe_step(record));
-    console.result_line(
-        fmt::format("  unit {} {}, plug-in {} {}, talvora-host {}", text_at(record, "/unit"),
-                    text_at(record, "/unit_version"), text_at(record, "/plugin/name"),
-                    text_at(record, "/plugin/version"), text_at(record, "/host/version")));
-    console.result_line(fmt::format("  input {}, {} bytes, sha256 {}",
-                                    text_at(record, "/input/name"), text_at(record, "/input/size"),
-                                    text_at(record, "/input/sha256")));
+using Lines = std::vector<std::string>;
+
+void describe_origin(const HistoryRecord& record, Lines& lines) {
+    lines.push_back(describe_step(record));
+    lines.push_back(fmt::format("  unit {} {}, plug-in {} {}, talvora-host {}",
+                                text_at(record, "/unit"), text_at(record, "/unit_version"),
+                                text_at(record, "/plugin/name"), text_at(record, "/plugin/version"),
+                                text_at(record, "/host/version")));
+    lines.push_back(fmt::format("  input {}, {} bytes, sha256 {}", text_at(record, "/input/name"),
+                                text_at(record, "/input/size"), text_at(record, "/input/sha256")));
 }
 
-void print_parameters(const HistoryRecord& record, const Console& console) {
+void describe_parameters(const HistoryRecord& record, Lines& lines) {
     for (const auto& [key, value] : record.at("parameters").items()) {
         if (!value.is_null()) {
-            console.result_line(fmt::format("  {} = {}", key, value.dump()));
+            lines.push_back(fmt::format("  {} = {}", key, value.dump()));
         }
     }
     for (const auto& filter : record.value("filters", HistoryRecord::array())) {
-        console.result_line(fmt::format("  filter {}", filter.at("summary").get<std::string>()));
+        lines.push_back(fmt::format("  filter {}", filter.at("summary").get<std::string>()));
     }
 }
 
-void print_changes(const HistoryRecord& record, const Console& console) {
+void describe_changes(const HistoryRecord& record, Lines& lines) {
     for (const auto& json : record.at("sets")) {
         const SetObservation set = read_set(json);
-        console.result_line(
+        lines.push_back(
             fmt::format("  {}{}", set.written ? "" : "read ", describe_set_change(set)));
     }
     for (const auto& [path, names] : record.at("attributes").items()) {
-        console.result_line(
+        lines.push_back(
             fmt::format("  {}: attributes {}", path.empty() ? "/" : path, names.dump()));
     }
 }
 
-void print_record(const HistoryRecord& record, const Console& console) {
-    print_origin(record, console);
-    print_parameters(record, console);
-    print_changes(record, console);
+Lines describe_history(const std::vector<HistoryRecord>& history, const std::string& file) {
+    Lines lines;
+    try {
+        for (const HistoryRecord& record : history) {
+            describe_origin(record, lines);
+            describe_parameters(record, lines);
+            describe_changes(record, lines);
+        }
+        return lines;
+    } catch (const nlohmann::json::exception& error) {
+        throw Failure(ExitCode::Input,
+                      fmt::format("{}: the history cannot be shown: {}", file, error.what()));
+    }
 }
 
 void print_history(const Session& session, const HistoryOptions& options) {
@@ -106,13 +116,8 @@ void print_history(const Session& session, const HistoryOptions& options) {
     if (history.empty()) {
         session.console.info(fmt::format("{}: no history", options.file));
     }
-    try {
-        for (const HistoryRecord& record : history) {
-            print_record(record, session.console);
-        }
-    } catch (const nlohmann::json::exception& error) {
-        throw Failure(ExitCode::Input, fmt::format("{}: the history cannot be shown: {}",
-                                                   options.file, error.what()));
+    for (const std::string& line : describe_history(history, options.file)) {
+        session.console.result_line(line);
     }
 }
 

@@ -1,3 +1,5 @@
+#include "host/hdf5/hdf5_tree.h"
+#include "host/tree/history_attribute.h"
 #include "tests/host/cli/cli_test.h"
 #include "tests/support/unit_table.h"
 
@@ -5,6 +7,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <variant>
 
 namespace talvora::host {
 namespace {
@@ -50,6 +53,22 @@ TEST_F(History, SaysThatThereIsNone) {
     EXPECT_EQ(result.exit_code, 0);
     EXPECT_EQ(result.errors, "info: walk.h5: no history\n");
     EXPECT_TRUE(read("walk.h5").empty());
+}
+
+TEST_F(History, IsShownWholeOrNotAtAll) {
+    run({"run", "apply-set-rectify", "SourceGroup=Signals", "walk.h5", "--in-place"});
+    Hdf5Tree tree(folder_ / "walk.h5", Hdf5Access::ReadWrite);
+    auto texts = std::get<TextArray>(*tree.read_attribute(tree.root(), HISTORY_ATTRIBUTE));
+    auto odd = nlohmann::json::parse(texts.values.front());
+    odd["filters"] = {nlohmann::json::object()};
+    texts.extents = {2};
+    texts.values.push_back(odd.dump());
+    tree.write_attribute(tree.root(), HISTORY_ATTRIBUTE, texts);
+    tree.close();
+    const auto result = run({"history", "walk.h5"});
+    EXPECT_EQ(result.exit_code, 3);
+    EXPECT_THAT(result.errors, testing::StartsWith("error: walk.h5: the history cannot be shown"));
+    EXPECT_EQ(result.output, "");
 }
 
 TEST_F(History, HoldsNoFolderNames) {
