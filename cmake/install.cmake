@@ -32,7 +32,7 @@ if(GZIP)
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS CHANGELOG.md)
   execute_process(COMMAND ${GZIP} -9nc ${PROJECT_SOURCE_DIR}/CHANGELOG.md
     OUTPUT_FILE ${changelog} COMMAND_ERROR_IS_FATAL ANY)
-  foreach(pair plugin=kpl-talvora-signal headers=talvora-signal-dev host=talvora-host)
+  foreach(pair plugin=kpl-talvora-signal headers=talvora-signal-dev)
     string(REPLACE "=" ";" pair ${pair})
     list(GET pair 0 component)
     list(GET pair 1 package)
@@ -46,12 +46,19 @@ if(NOT TARGET talvora-host OR NOT GZIP)
 endif()
 
 install(TARGETS talvora-host RUNTIME COMPONENT host)
-install(FILES host/cli/completion.bash RENAME talvora-host
-  DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT host)
-# The program carries these texts and this library in it.
+# What packages hold: the program that takes the shared library of HDF5, so that what the
+# distribution mends in it reaches the program, and all that comes with either.
+install(TARGETS talvora-host-packaged RUNTIME COMPONENT packaged_host EXCLUDE_FROM_ALL)
+macro(install_with_host)
+  install(${ARGN} COMPONENT host)
+  install(${ARGN} COMPONENT packaged_host EXCLUDE_FROM_ALL)
+endmacro()
+install_with_host(FILES host/cli/completion.bash RENAME talvora-host
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
 set(documents ${CMAKE_INSTALL_DATADIR}/doc/talvora-host)
-install(FILES third_party/uplot/LICENSE RENAME uplot_license
-  DESTINATION ${documents} COMPONENT host)
+install_with_host(FILES ${changelog} DESTINATION ${documents})
+# The program carries these texts and this library in it.
+install_with_host(FILES third_party/uplot/LICENSE RENAME uplot_license DESTINATION ${documents})
 if(TALVORA_STATIC_HDF5)
   install(FILES /usr/share/doc/libhdf5-dev/copyright RENAME hdf5_license
     DESTINATION ${documents} COMPONENT host OPTIONAL)
@@ -67,4 +74,4 @@ add_custom_command(OUTPUT ${man_folder}/talvora-host.1.gz
   DEPENDS talvora-host
   VERBATIM)
 add_custom_target(talvora_manual ALL DEPENDS ${man_folder}/talvora-host.1.gz)
-install(DIRECTORY ${man_folder}/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT host)
+install_with_host(DIRECTORY ${man_folder}/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)

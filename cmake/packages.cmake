@@ -8,7 +8,7 @@ set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
 set(CPACK_STRIP_FILES ON)
 set(CPACK_COMPONENTS_ALL headers plugin)
 if(TARGET talvora-host)
-  list(APPEND CPACK_COMPONENTS_ALL host)
+  list(APPEND CPACK_COMPONENTS_ALL packaged_host)
 endif()
 
 set(CPACK_DEB_COMPONENT_INSTALL ON)
@@ -24,10 +24,10 @@ Rectifies, negates, repairs, filters, downsamples and summarises measured
 signals for a host application that keeps them as data sets in a tree of
 groups.")
 
-set(CPACK_DEBIAN_HOST_PACKAGE_NAME talvora-host)
-set(CPACK_DEBIAN_HOST_PACKAGE_SECTION science)
-set(CPACK_DEBIAN_HOST_PACKAGE_DEPENDS "kpl-talvora-signal (= ${PROJECT_VERSION})")
-set(CPACK_DEBIAN_HOST_DESCRIPTION "runs signal-processing units on HDF5 files
+set(CPACK_DEBIAN_PACKAGED_HOST_PACKAGE_NAME talvora-host)
+set(CPACK_DEBIAN_PACKAGED_HOST_PACKAGE_SECTION science)
+set(CPACK_DEBIAN_PACKAGED_HOST_PACKAGE_DEPENDS "kpl-talvora-signal (= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_PACKAGED_HOST_DESCRIPTION "runs signal-processing units on HDF5 files
 The reference host of the plug-in kpl-talvora_signal: imports recordings,
 runs units and recipes on one or many files, shows, plots and exports what
 came of them.")
