@@ -91,9 +91,13 @@ void write_attributes(const GapFilling& filling, dataset_handle set, std::int64_
                                        2);
 }
 
+// Lines without samples have no gaps, and a set that takes no room may have any number of them.
 void fill_lines(GapFilling& filling, dataset_handle set, AxisLines lines, std::int64_t max_length) {
-    const SampleBuffer buffer(lines.line_length);
     filling.filled.clear();
+    if (lines.line_length == 0) {
+        return;
+    }
+    const SampleBuffer buffer(lines.line_length);
     filling.filled.reserve(lines.line_length);
     for_each_line(filling.call.sets(), set, lines, buffer,
                   [&](const CurrentLine& line) { fill_line(filling, line, max_length); });

@@ -299,6 +299,20 @@ TEST(FillGap, WritesItsAttributesToASetWithoutSamples) {
     EXPECT_TRUE(host.dataset("x").has_attribute("FillGapSamplesFilled"));
 }
 
+// There may be any number of such lines, in a set that takes no room.
+TEST(FillGap, ReadsNoLinesWithoutSamples) {
+    for (const std::vector<std::uint64_t>& extents :
+         {std::vector<std::uint64_t>{3, 0}, std::vector<std::uint64_t>{std::uint64_t{1} << 61U, 0},
+          std::vector<std::uint64_t>{std::uint64_t{1} << 31U, std::uint64_t{1} << 30U, 0}}) {
+        RecordingHost host;
+        prepare(host, extents, {}, 1);
+        EXPECT_TRUE(host.run(FILL_GAP));
+        ASSERT_THAT(host.calls_of({"read_samples", "write_samples"}), IsEmpty());
+        EXPECT_EQ(host.dataset("x").attribute<IntegerArray>("FillGapSamplesFilled"),
+                  (IntegerArray{{}, {0, 2}}));
+    }
+}
+
 TEST(FillGap, AsksTheHostInItsOrder) {
     RecordingHost host;
     prepare(host, {2, 3}, {0, NaN, 2, 1, 2, 3}, 0);
