@@ -13,7 +13,7 @@ namespace {
 // A foreign context is noted, and the active call is meant all the same.
 void check_context(HostCall& call, const call_context* ctx) {
     if (ctx != call.context()) {
-        call.report_break("context_api", "called with a context that is not the call's");
+        call.report_break(SlotScope::current(), "called with a context that is not the call's");
     }
 }
 

@@ -15,7 +15,8 @@ constexpr std::size_t MAX_PROBLEMS = 100;
 constexpr std::uint64_t ANSWER_BASE = 0xC0FF'EE00'0000'0000;
 
 thread_local HostCall* active_call = nullptr;
-thread_local int slot_depth = 0;
+thread_local const char* current_slot = nullptr;
+thread_local const char* latest_slot = nullptr;
 
 void note(std::vector<std::string>& problems, std::string problem) {
     if (problems.size() < MAX_PROBLEMS && std::ranges::find(problems, problem) == problems.end()) {
@@ -35,7 +36,9 @@ bool is_given_text(const ParameterValues& values, std::string_view text) {
 HostCall::HostCall(Operation operation, DataTree& tree, const ParameterValues& values,
                    const MessageSink& sink)
     : operation_(operation), tree_(tree), values_(values), sink_(sink),
-      outer_(std::exchange(active_call, this)) {}
+      outer_(std::exchange(active_call, this)) {
+    latest_slot = nullptr;
+}
 
 HostCall::~HostCall() {
     active_call = outer_;
@@ -56,7 +59,11 @@ void HostCall::send_message(const char* slot, Message::Level level, const char* 
     if (text.find('%') != std::string_view::npos && is_given_text(values_, text)) {
         report_break(slot, "called with a text of the user's as the template of a message");
     }
-    send(level, format_message(message, arguments));
+    FilledMessage filled = fill_message(message, arguments);
+    if (filled.has_null_text) {
+        report_break(slot, "called with a null text to fill into the message");
+    }
+    sink_({level, std::move(filled.text), std::move(filled.integers)});
 }
 
 void HostCall::report_break(std::string_view slot, std::string_view reason) {
@@ -82,16 +89,20 @@ std::uint64_t HostCall::last_answer() const {
     return declared_.empty() ? 0 : ANSWER_BASE + declared_.size();
 }
 
-SlotScope::SlotScope() noexcept {
-    ++slot_depth;
+SlotScope::SlotScope(const char* slot) noexcept : outer_(std::exchange(current_slot, slot)) {
+    latest_slot = slot;
 }
 
 SlotScope::~SlotScope() {
-    --slot_depth;
+    current_slot = outer_;
 }
 
-bool SlotScope::is_active() {
-    return slot_depth > 0;
+const char* SlotScope::current() {
+    return current_slot;
+}
+
+const char* SlotScope::latest() {
+    return latest_slot;
 }
 
 const char* checked_text(const char* text) {

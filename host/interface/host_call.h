@@ -92,12 +92,20 @@ class HostCall {
 // While it lives, its thread is at work for the plug-in in code of the host's.
 class SlotScope {
   public:
-    SlotScope() noexcept;
+    // The slot's name is a literal.
+    explicit SlotScope(const char* slot) noexcept;
     SlotScope(const SlotScope&) = delete;
     SlotScope& operator=(const SlotScope&) = delete;
     ~SlotScope();
 
-    static bool is_active();
+    static bool is_active() { return current() != nullptr; }
+    // The slot at work on this thread, and the last one that was since a call was made;
+    // null for none.
+    static const char* current();
+    static const char* latest();
+
+  private:
+    const char* outer_;
 };
 
 // Runs the work of a slot for the active call and gives its result. When the work
@@ -106,7 +114,7 @@ class SlotScope {
 template <typename Work>
 auto answer(const char* slot, Work work) noexcept {
     using Result = std::invoke_result_t<Work, HostCall&>;
-    const SlotScope scope;
+    const SlotScope scope(slot);
     HostCall* call = HostCall::active();
     if (call == nullptr) {
         return Result();

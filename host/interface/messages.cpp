@@ -55,23 +55,30 @@ std::optional<Conversion> parse_conversion(std::string_view text) {
     return Conversion{std::string(text.substr(0, end)), text[type], type + 1};
 }
 
-// Goes through the arguments of one message.
+// Goes through the arguments of one message, and notes what they are.
 class Arguments {
   public:
-    explicit Arguments(std::va_list arguments) { va_copy(list_, arguments); }
+    Arguments(std::va_list arguments, FilledMessage& message) : message_(message) {
+        va_copy(list_, arguments);
+    }
     Arguments(const Arguments&) = delete;
     Arguments& operator=(const Arguments&) = delete;
     ~Arguments() { va_end(list_); }
 
-    std::int64_t next_integer() { return va_arg(list_, std::int64_t); }
-    std::uint64_t next_unsigned() { return va_arg(list_, std::uint64_t); }
+    std::int64_t next_integer() { return static_cast<std::int64_t>(next_unsigned()); }
+    std::uint64_t next_unsigned() {
+        message_.integers.push_back(va_arg(list_, std::uint64_t));
+        return message_.integers.back();
+    }
     double next_real() { return va_arg(list_, double); }
     const char* next_text() {
         const char* text = va_arg(list_, const char*);
+        message_.has_null_text = message_.has_null_text || text == nullptr;
         return text == nullptr ? "(null)" : text;
     }
 
   private:
+    FilledMessage& message_;
     std::va_list list_;
 };
 
@@ -117,11 +124,12 @@ bool has_conversion(std::string_view text) {
 
 } // namespace
 
-std::string format_message(const char* message, std::va_list list) {
-    Arguments arguments(list);
+FilledMessage fill_message(const char* message, std::va_list list) {
+    FilledMessage filled;
+    Arguments arguments(list, filled);
     std::string_view rest = message;
     const bool takes_braces = !has_conversion(rest);
-    std::string text;
+    std::string& text = filled.text;
     while (!rest.empty()) {
         std::size_t taken = 1;
         if (rest.starts_with("%%")) {
@@ -138,7 +146,7 @@ std::string format_message(const char* message, std::va_list list) {
         }
         rest.remove_prefix(taken);
     }
-    return text;
+    return filled;
 }
 
 } // namespace talvora::host

@@ -3,8 +3,10 @@
 #pragma once
 
 #include <cstdarg>
+#include <cstdint>
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace talvora::host {
 
@@ -13,11 +15,20 @@ struct Message {
 
     Level level = Info;
     std::string text;
+    // The integers among its arguments, with all their bits.
+    std::vector<std::uint64_t> integers{};
 };
 
 // Receives each message as it comes. It must not throw: it is called from within the
 // plug-in.
 using MessageSink = std::function<void(const Message&)>;
+
+// A template filled in, and what its arguments were.
+struct FilledMessage {
+    std::string text;
+    std::vector<std::uint64_t> integers;
+    bool has_null_text = false; // a null pointer stood where a text was to be
+};
 
 // Fills in a template with the arguments behind it.
 //
@@ -28,6 +39,6 @@ using MessageSink = std::function<void(const Message&)>;
 // a per cent sign. Anything else, %n and * included, stands for itself and takes no
 // argument, and a width or precision above 999 is not a conversion: a template may ask
 // for nothing but text. (That its arguments fit is the sender's promise.)
-std::string format_message(const char* message, std::va_list list);
+FilledMessage fill_message(const char* message, std::va_list list);
 
 } // namespace talvora::host

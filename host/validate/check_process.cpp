@@ -1,4 +1,5 @@
 // The child's side of the validator.
+#include "host/interface/host_call.h"
 #include "host/interface/record_makers.h"
 #include "host/validate/child_process.h"
 #include "host/validate/guard_pages.h"
@@ -53,20 +54,38 @@ void tell(std::string_view kind, std::string_view text) {
 }
 
 // In the midst of a crash: nothing is allocated.
-void tell_fault(const void* address, bool is_write) {
+void tell_in_crash(const char* kind, const char* how, const char* what) {
     static char line[300];
-    const char* what = GuardedHeap::explain(address, is_write);
-    if (*what == '\0') {
-        return;
-    }
-    std::snprintf(line, sizeof(line), "\n\x1etalvora\tfault\t%s\n", what);
+    std::snprintf(line, sizeof(line), "\n\x1etalvora\t%s\t%s%s\n", kind, how, what);
     write_some(line);
+}
+
+const char* explain_fault(const void* address, bool is_write) {
+    for (const char* what : {GuardedHeap::explain(address, is_write)}) {
+        if (*what != '\0') {
+            return what;
+        }
+    }
+    return "";
+}
+
+// The slot is the one that the plug-in called, or came from last.
+void tell_fault(const void* address, bool is_write) {
+    const char* what = explain_fault(address, is_write);
+    if (*what != '\0') {
+        tell_in_crash("fault", "", what);
+    }
+    if (SlotScope::latest() != nullptr) {
+        tell_in_crash("slot", SlotScope::is_active() ? "in " : "after ",
+                      SlotScope::is_active() ? SlotScope::current() : SlotScope::latest());
+    }
 }
 
 void* allocate_record(std::size_t byte_count) {
     // A text ends where the closed page begins; words are where words may be.
     const std::size_t alignment = byte_count % alignof(void*) == 0 ? alignof(void*) : 1;
-    void* block = GuardedHeap::allocate(byte_count, BlockOwner::Record, alignment);
+    void* block =
+        GuardedHeap::allocate(byte_count, BlockOwner::Record, alignment, SlotScope::current());
     return block != nullptr ? block : std::malloc(byte_count);
 }
 

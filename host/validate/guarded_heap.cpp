@@ -27,6 +27,7 @@ struct Block {
     unsigned char* begin;
     std::size_t size;
     BlockOwner owner;
+    const char* origin; // null when it is made for no slot
     bool is_freed;
 };
 
@@ -34,6 +35,7 @@ struct Problem {
     const char* what;
     std::size_t size;
     BlockOwner owner;
+    const char* origin;
 };
 
 // Everything has its place beforehand: the heap is asked from within malloc.
@@ -67,7 +69,7 @@ const char* name_of(BlockOwner owner) {
 
 void note(const char* what, const Block& block) {
     if (state.problem_count < MAX_PROBLEMS) {
-        state.problems[state.problem_count++] = {what, block.size, block.owner};
+        state.problems[state.problem_count++] = {what, block.size, block.owner, block.origin};
     }
 }
 
@@ -105,7 +107,7 @@ void close(Block& block) {
     close_pages(block.pages, block.page_bytes);
 }
 
-Block* place_block(std::size_t size, BlockOwner owner, std::size_t alignment) {
+Block* place_block(std::size_t size, BlockOwner owner, std::size_t alignment, const char* origin) {
     const std::size_t page = page_size();
     const std::size_t page_bytes = round_up(std::max<std::size_t>(size, 1), page);
     if (state.block_count == MAX_BLOCKS || page_bytes + page > RANGE_SIZE - state.used) {
@@ -115,7 +117,7 @@ Block* place_block(std::size_t size, BlockOwner owner, std::size_t alignment) {
     const std::size_t offset =
         state.end == GuardedEnd::Front ? 0 : (page_bytes - size) / alignment * alignment;
     Block& block = state.blocks[state.block_count];
-    block = {pages, page_bytes, pages + offset, size, owner, false};
+    block = {pages, page_bytes, pages + offset, size, owner, origin, false};
     return open_pages(pages, page_bytes) ? &block : nullptr;
 }
 
@@ -134,14 +136,19 @@ const char* place_of(const Block& block, const unsigned char* address) {
 }
 
 std::string describe(const Problem& problem) {
-    return std::string(name_of(problem.owner)) + " (" + std::to_string(problem.size) + " bytes) " +
-           problem.what;
+    const std::string origin =
+        problem.origin == nullptr ? "" : std::string(" of ") + problem.origin;
+    return name_of(problem.owner) + (" (" + std::to_string(problem.size)) + " bytes" + origin +
+           ") " + problem.what;
 }
 
 void count_unfreed(const Block& block, HeapSettlement& settlement) {
     const bool is_record = block.owner == BlockOwner::Record;
     ++(is_record ? settlement.unfreed_records : settlement.held_blocks);
     (is_record ? settlement.unfreed_record_bytes : settlement.held_bytes) += block.size;
+    if (is_record && block.origin != nullptr) {
+        settlement.unfreed_origins.insert(block.origin);
+    }
 }
 
 // Blocks that the plug-in still holds keep their memory: it may have a use for them.
@@ -202,11 +209,12 @@ void GuardedHeap::open(GuardedEnd end, unsigned char fill) {
     state.used = std::max(state.used, page_size());
 }
 
-void* GuardedHeap::allocate(std::size_t byte_count, BlockOwner owner, std::size_t alignment) {
+void* GuardedHeap::allocate(std::size_t byte_count, BlockOwner owner, std::size_t alignment,
+                            const char* origin) {
     if (state.range == nullptr || alignment > page_size() || byte_count > RANGE_SIZE) {
         return nullptr;
     }
-    const Block* block = place_block(byte_count, owner, alignment);
+    const Block* block = place_block(byte_count, owner, alignment, origin);
     if (block == nullptr) {
         return nullptr;
     }
@@ -281,8 +289,10 @@ const char* GuardedHeap::explain(const void* address, bool is_write) {
     if (block == nullptr) {
         return "touched memory that was good for an earlier call alone";
     }
-    std::snprintf(text.data(), text.size(), "%s %s%s (%zu bytes)", is_write ? "wrote" : "read",
-                  place_of(*block, byte), name_of(block->owner), block->size);
+    const bool has_origin = block->origin != nullptr;
+    std::snprintf(text.data(), text.size(), "%s %s%s (%zu bytes%s%s)", is_write ? "wrote" : "read",
+                  place_of(*block, byte), name_of(block->owner), block->size,
+                  has_origin ? " of " : "", has_origin ? block->origin : "");
     return text.data();
 }
 

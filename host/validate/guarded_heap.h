@@ -10,6 +10,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -26,6 +27,7 @@ struct HeapSettlement {
     // Record buffers that were not freed.
     std::size_t unfreed_records = 0;
     std::size_t unfreed_record_bytes = 0;
+    std::set<std::string> unfreed_origins;
     // Blocks of the plug-in's own that it still holds.
     std::size_t held_blocks = 0;
     std::size_t held_bytes = 0;
@@ -40,9 +42,11 @@ class GuardedHeap {
     // range of addresses can be had.
     static void open(GuardedEnd end, unsigned char fill);
 
-    // Null when the heap is full or not open: the caller turns to the ordinary one.
+    // Null when the heap is full or not open: the caller turns to the ordinary one. `origin`,
+    // a literal, names the slot that the block is made for.
     static void* allocate(std::size_t byte_count, BlockOwner owner,
-                          std::size_t alignment = alignof(std::max_align_t));
+                          std::size_t alignment = alignof(std::max_align_t),
+                          const char* origin = nullptr);
     static bool contains(const void* address);
     // Of an address that the heap contains.
     static void release(void* address);

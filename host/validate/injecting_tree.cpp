@@ -1,5 +1,7 @@
 #include "host/validate/injecting_tree.h"
 
+#include "host/interface/host_call.h"
+
 #include <fmt/format.h>
 
 namespace talvora::host {
@@ -80,7 +82,7 @@ ObjectId InjectingTree::inward(ObjectId object) const {
         return ObjectId{value & LOWER_HALF};
     }
     if (value != 0) {
-        ++foreign_handle_count_;
+        foreign_slots_.insert(SlotScope::is_active() ? SlotScope::current() : "");
     }
     throw TreeError(fmt::format("the handle {:#x} is none of this call's", value));
 }

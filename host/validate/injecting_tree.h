@@ -7,6 +7,7 @@
 #include <array>
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -52,8 +53,8 @@ class InjectingTree final : public DataTree {
     std::size_t count(TreeOperation operation) const {
         return counts_[static_cast<std::size_t>(operation)];
     }
-    // Uses of handles that another tree gave.
-    std::size_t foreign_handle_count() const { return foreign_handle_count_; }
+    // The slots in which handles were used that another tree gave.
+    const std::set<std::string>& slots_of_foreign_handles() const { return foreign_slots_; }
 
     ObjectId root() const override;
     std::optional<ObjectId> find(ObjectId group, std::string_view path) override;
@@ -83,7 +84,7 @@ class InjectingTree final : public DataTree {
     std::optional<Injection> injection_;
     std::uint64_t tag_; // the upper half of this tree's handles
     mutable std::array<std::size_t, TREE_OPERATION_COUNT> counts_{};
-    mutable std::size_t foreign_handle_count_ = 0;
+    mutable std::set<std::string> foreign_slots_;
 };
 
 } // namespace talvora::host

@@ -4,6 +4,8 @@
 #include "host/validate/protocol.h"
 #include "host/validate/run_visits.h"
 
+#include <fmt/ranges.h>
+
 #include <algorithm>
 
 namespace talvora::host {
@@ -12,8 +14,10 @@ namespace {
 
 void expect_freed_records(Examination& examination, const HeapSettlement& heap) {
     if (heap.unfreed_records > 0) {
-        examination.fail(fmt::format("does not free {} of the buffers of host records ({} bytes)",
-                                     heap.unfreed_records, heap.unfreed_record_bytes));
+        examination.fail(fmt::format("does not free {} of the buffers of host records ({} bytes of "
+                                     "{})",
+                                     heap.unfreed_records, heap.unfreed_record_bytes,
+                                     fmt::join(heap.unfreed_origins, ", ")));
     }
     for (const std::string& problem : heap.record_problems) {
         examination.fail(problem);

@@ -11,7 +11,7 @@
 namespace talvora::host {
 
 struct ToldLine {
-    std::string kind; // as Examination::Sink has it, "fault" or "done"
+    std::string kind; // as Examination::Sink has it, "fault", "slot" or "done"
     std::string text;
 };
 

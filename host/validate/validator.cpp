@@ -32,6 +32,7 @@ struct Story {
     std::string last_place;
     std::vector<std::string> failures, warnings, reasons_to_skip;
     std::string fault;
+    std::string slot;       // "in read_samples", "after read_string"
     std::string last_words; // the last line that the library printed
     bool is_done = false;
 };
@@ -41,8 +42,10 @@ struct TextOfKind {
     std::string_view kind;
     std::string Story::*text;
 };
-constexpr TextOfKind TEXTS[] = {
-    {"at", &Story::last_place}, {"fault", &Story::fault}, {"other", &Story::last_words}};
+constexpr TextOfKind TEXTS[] = {{"at", &Story::last_place},
+                                {"fault", &Story::fault},
+                                {"slot", &Story::slot},
+                                {"other", &Story::last_words}};
 
 struct ListOfKind {
     std::string_view kind;
@@ -82,11 +85,15 @@ std::string quote_last_words(const Story& story, const ChildOutcome& outcome) {
                              : fmt::format("{} (and {} more)", begin, count_things(more, "byte"));
 }
 
-// What a crash leaves to be said: where, how, and on what block or with which last words.
+// What a crash leaves to be said: where, how, in or after which slot, and on what block or with
+// which last words.
 std::string describe_crash(const Story& story, const ChildOutcome& outcome) {
     std::string text = outcome.reason;
     if (!story.last_place.empty()) {
         text = story.last_place + ": " + text;
+    }
+    if (!story.slot.empty()) {
+        text += " " + story.slot;
     }
     const std::string more = story.fault.empty() ? quote_last_words(story, outcome) : story.fault;
     return more.empty() ? text : text + ": " + more;

@@ -59,7 +59,7 @@ constexpr std::size_t TURN_COUNT = 5;
 
 template <std::size_t TURN>
 void* give_table(std::int32_t table_id) {
-    const SlotScope scope;
+    const SlotScope scope("get_interface");
     if (current.turn % TURN_COUNT != TURN) {
         current.kept.emplace_back("the callback get_interface of an earlier call was used");
     }
@@ -114,8 +114,8 @@ CallReport watch(Operation operation, Result (*function)(call_context*, get_inte
     call.reset();
     retire_tables(report);
     report.kept = std::exchange(current.kept, {});
-    if (tree.foreign_handle_count() > 0) {
-        report.kept.emplace_back("a handle was used that this call did not give");
+    for (const std::string& slot : tree.slots_of_foreign_handles()) {
+        report.kept.push_back(slot + ": a handle was used that this call did not give");
     }
     report.heap = GuardedHeap::settle();
     return report;

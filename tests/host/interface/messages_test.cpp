@@ -4,17 +4,23 @@
 
 #include <cstdint>
 #include <limits>
+#include <vector>
 
 namespace talvora::host {
 
 namespace {
 
-std::string format(const char* message, ...) {
+FilledMessage fill(const char* message, ...) {
     std::va_list arguments;
     va_start(arguments, message);
-    std::string text = format_message(message, arguments);
+    FilledMessage filled = fill_message(message, arguments);
     va_end(arguments);
-    return text;
+    return filled;
+}
+
+template <typename... Arguments>
+std::string format(const char* message, Arguments... arguments) {
+    return fill(message, arguments...).text;
 }
 
 constexpr std::int64_t MIN = std::numeric_limits<std::int64_t>::min();
@@ -78,6 +84,13 @@ TEST(Messages, LeavesWhatIsNoConversionAsItIs) {
 
 TEST(Messages, SurvivesNullTexts) {
     EXPECT_EQ(format("'%s'", nullptr), "'(null)'");
+}
+
+TEST(Messages, TellWhatTheirArgumentsWere) {
+    const FilledMessage filled = fill("%s has %d of %lu", "acc", std::int64_t{-1}, MAX - 1);
+    EXPECT_EQ(filled.integers, (std::vector<std::uint64_t>{MAX, MAX - 1}));
+    EXPECT_FALSE(filled.has_null_text);
+    EXPECT_TRUE(fill("'%s' in '%s'", "acc", nullptr).has_null_text);
 }
 
 TEST(Messages, CountsOnAfterFlagsThatDoNotFit) {

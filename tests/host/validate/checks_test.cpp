@@ -62,6 +62,8 @@ constexpr Fault FAULTS[] = {
     {"used_record", "run.ordinary", Verdict::Fail, "record that is not zeroed"},
     {"reads_past_text", "run.ordinary", Verdict::Crash, "past the end of a host record's buffer"},
     {"writes_table", "run.ordinary", Verdict::Fail, "slot 6 of the host's table 4 was written"},
+    {"null_message_text", "run.ordinary", Verdict::Fail,
+     "log_info: called with a null text to fill into the message"},
     {"template_of_user", "run.wrong-values", Verdict::Fail, "as the template of a message"},
     {"fails_silently", "run.reported-failures", Verdict::Fail, "without an error message"},
     {"asks_outside", "run.extents", Verdict::Fail, "has no samples from"},
@@ -120,6 +122,35 @@ TEST_P(FaultyPlugins, AreNamedByTheCheckThatIsAboutTheirFault) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Each, FaultyPlugins, testing::ValuesIn(FAULTS),
+                         [](const auto& instance) { return instance.param.plugin; });
+
+// A fault in the use of a slot, the check that finds it, and how the slot is named.
+struct NamedSlot {
+    const char* plugin;
+    const char* check;
+    const char* words;
+};
+
+constexpr NamedSlot SLOTS[] = {
+    {"small_buffer", "run.buffers", "SIGSEGV) in read_samples: wrote past"},
+    {"trusts_text_count", "run.ordinary", "SIGSEGV) after read_string: read past"},
+    {"leaks_record", "records.of-successes", " bytes of list_datasets)"},
+    {"leaks_aux", "records.of-successes", " bytes of read_string)"},
+    {"double_free", "records.of-successes", " bytes of read_string) was freed twice"},
+    {"reads_freed", "records.of-successes", " bytes of read_string)"},
+    {"keeps_handle", "calls.nothing-kept", "group_exists: a handle was used"},
+    {"keeps_context", "calls.nothing-kept", "root_group: called with a context"},
+};
+
+class SlotsOfFaults : public testing::TestWithParam<NamedSlot> {};
+
+TEST_P(SlotsOfFaults, AreNamed) {
+    const auto results = validate(faulty_plugin(GetParam().plugin), GetParam().check);
+    ASSERT_THAT(results, SizeIs(1));
+    EXPECT_THAT(results[0].findings, Contains(HasSubstr(GetParam().words)));
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, SlotsOfFaults, testing::ValuesIn(SLOTS),
                          [](const auto& instance) { return instance.param.plugin; });
 
 // A folder that no row is about would be a fault that nobody looks for.
