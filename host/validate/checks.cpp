@@ -70,6 +70,10 @@ constexpr Check CHECKS[] = {
      check_floating_point},
     {"process.locale", "the locale is left as it was", check_locale},
     {"process.signals", "signal masks and handlers are left as they were", check_signals},
+    {"process.handlers", "the handlers of new and of terminate are left as they were",
+     check_handlers},
+    {"process.limits", "resource limits, priority and processors are left as they were",
+     check_limits},
     {"process.surroundings", "working folder, file mode and environment are left as they were",
      check_surroundings},
 };

@@ -98,4 +98,12 @@ void check_surroundings(Examination& examination) {
     check_aspect(examination, StateAspect::Surroundings);
 }
 
+void check_handlers(Examination& examination) {
+    check_aspect(examination, StateAspect::Handlers);
+}
+
+void check_limits(Examination& examination) {
+    check_aspect(examination, StateAspect::Limits);
+}
+
 } // namespace talvora::host

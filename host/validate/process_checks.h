@@ -13,5 +13,7 @@ void check_floating_point(Examination& examination);
 void check_locale(Examination& examination);
 void check_signals(Examination& examination);
 void check_surroundings(Examination& examination);
+void check_handlers(Examination& examination);
+void check_limits(Examination& examination);
 
 } // namespace talvora::host

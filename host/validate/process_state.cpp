@@ -4,8 +4,10 @@
 
 #include <cfenv>
 #include <clocale>
+#include <exception>
 #include <filesystem>
 #include <locale>
+#include <new>
 
 #if defined(__x86_64__)
 #include <xmmintrin.h>
@@ -13,6 +15,8 @@
 #if !defined(_WIN32)
 #include <csignal>
 #include <pthread.h>
+#include <sched.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #endif
@@ -46,9 +50,24 @@ Settings read_locale() {
     return settings;
 }
 
+template <typename Function>
+std::string show_address(Function* function) {
+    return fmt::format("{}", reinterpret_cast<void*>(function));
+}
+
+// Those of the C++ library that plug-in and host share.
+Settings read_handlers() {
+    return {{"handler of new", show_address(std::get_new_handler())},
+            {"handler of terminate", show_address(std::get_terminate())}};
+}
+
 #if defined(_WIN32)
 
 Settings read_signals() {
+    return {};
+}
+
+Settings read_limits() {
     return {};
 }
 
@@ -96,6 +115,52 @@ Settings read_surroundings() {
     return settings;
 }
 
+struct NamedResource {
+    const char* name;
+    decltype(RLIMIT_CPU) resource;
+};
+
+#define TALVORA_RESOURCE(name)                                                                     \
+    { "limit " #name, name }
+constexpr NamedResource RESOURCES[] = {
+    TALVORA_RESOURCE(RLIMIT_CPU),      TALVORA_RESOURCE(RLIMIT_FSIZE),
+    TALVORA_RESOURCE(RLIMIT_DATA),     TALVORA_RESOURCE(RLIMIT_STACK),
+    TALVORA_RESOURCE(RLIMIT_CORE),     TALVORA_RESOURCE(RLIMIT_RSS),
+    TALVORA_RESOURCE(RLIMIT_NOFILE),   TALVORA_RESOURCE(RLIMIT_AS),
+    TALVORA_RESOURCE(RLIMIT_NPROC),    TALVORA_RESOURCE(RLIMIT_MEMLOCK),
+    TALVORA_RESOURCE(RLIMIT_LOCKS),    TALVORA_RESOURCE(RLIMIT_SIGPENDING),
+    TALVORA_RESOURCE(RLIMIT_MSGQUEUE), TALVORA_RESOURCE(RLIMIT_NICE),
+    TALVORA_RESOURCE(RLIMIT_RTPRIO),   TALVORA_RESOURCE(RLIMIT_RTTIME)};
+#undef TALVORA_RESOURCE
+
+std::string show_limit(rlim_t limit) {
+    return limit == RLIM_INFINITY ? "unlimited" : fmt::format("{}", limit);
+}
+
+std::string list_processors() {
+    cpu_set_t set;
+    CPU_ZERO(&set);
+    sched_getaffinity(0, sizeof set, &set);
+    std::string list;
+    for (std::size_t i = 0; i < CPU_SETSIZE; ++i) {
+        list += CPU_ISSET(i, &set) ? fmt::format("{}{}", list.empty() ? "" : " ", i) : "";
+    }
+    return list;
+}
+
+Settings read_limits() {
+    Settings settings{{"priority (nice)", fmt::format("{}", getpriority(PRIO_PROCESS, 0))},
+                      {"scheduling policy", fmt::format("{}", sched_getscheduler(0))},
+                      {"processors", list_processors()}};
+    for (const NamedResource& named : RESOURCES) {
+        rlimit limit{};
+        getrlimit(named.resource, &limit);
+        settings[named.name] =
+            fmt::format("{} of {}", show_limit(limit.rlim_cur), show_limit(limit.rlim_max));
+    }
+    return settings;
+}
+
 // The folder /proc/self/fd shows the descriptor that it is read with as well.
 Settings read_folder(const char* folder) {
     Settings settings;
@@ -139,6 +204,10 @@ Settings read_process_state(StateAspect aspect) {
         return read_threads();
     case StateAspect::Files:
         return read_files();
+    case StateAspect::Handlers:
+        return read_handlers();
+    case StateAspect::Limits:
+        return read_limits();
     }
     return {};
 }
@@ -148,7 +217,7 @@ bool is_known(StateAspect aspect) {
     return aspect == StateAspect::FloatingPoint || aspect == StateAspect::Locale ||
            aspect == StateAspect::Surroundings;
 #else
-    return aspect <= StateAspect::Files;
+    return aspect <= StateAspect::Limits;
 #endif
 }
 

@@ -7,7 +7,16 @@
 
 namespace talvora::host {
 
-enum class StateAspect { FloatingPoint, Locale, Signals, Surroundings, Threads, Files };
+enum class StateAspect {
+    FloatingPoint,
+    Locale,
+    Signals,
+    Surroundings,
+    Threads,
+    Files,
+    Handlers,
+    Limits
+};
 
 // By name: the setting as a text, so that a difference can be shown.
 using Settings = std::map<std::string, std::string>;

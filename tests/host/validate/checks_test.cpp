@@ -104,6 +104,10 @@ constexpr Fault FAULTS[] = {
     {"changes_locale", "process.locale", Verdict::Fail, "C locale was 'C'"},
     {"handles_signal", "process.signals", Verdict::Fail, "handler of signal 15"},
     {"sets_alarm", "process.signals", Verdict::Fail, "calls 'alarm'"},
+    {"sets_new_handler", "process.handlers", Verdict::Fail, "handler of new was"},
+    {"sets_terminate", "process.handlers", Verdict::Fail, "handler of terminate was"},
+    {"lowers_limit", "process.limits", Verdict::Fail, "limit RLIMIT_NOFILE was"},
+    {"changes_priority", "process.limits", Verdict::Fail, "priority (nice) was"},
     {"changes_environment", "process.surroundings", Verdict::Fail, "SAMPLE_WAS_HERE"},
 };
 
