@@ -1,4 +1,5 @@
-// talvora-host validate [PLUGIN] [--list] [--only PATTERN] [--json] [--timeout SECONDS]
+// talvora-host validate [PLUGIN] [--list] [--only PATTERN] [--level quick|deep] [--seed N]
+//     [--json] [--timeout SECONDS]
 #include "host/cli/commands.h"
 #include "host/cli/help_layout.h"
 #include "host/text/align_columns.h"
@@ -18,6 +19,8 @@ struct ValidateOptions {
     std::string plugin;
     std::string only = "*";
     std::string seconds = "60";
+    std::string level = name_of(Level::Deep);
+    std::string seed; // empty: any
     bool json = false;
     bool list = false;
     std::string child; // the id of the check that this process is to run
@@ -25,6 +28,11 @@ struct ValidateOptions {
 
 std::vector<std::string> child_words() {
     return {own_program(), "validate", "--child"};
+}
+
+CheckSettings read_settings(const ValidateOptions& options) {
+    return {read_level(LEVEL_OPTION, options.level),
+            options.seed.empty() ? make_seed() : read_seed(SEED_OPTION, options.seed)};
 }
 
 ValidatorOptions make_options(Session& session, const ValidateOptions& options) {
@@ -36,6 +44,7 @@ ValidatorOptions make_options(Session& session, const ValidateOptions& options) 
     made.self = child_words();
     made.only = options.only;
     made.limit = read_time_limit("--timeout", options.seconds);
+    made.settings = read_settings(options);
     return made;
 }
 
@@ -72,6 +81,8 @@ void print_json(const Console& console, const ValidatorOptions& options,
                         {"findings", result.findings}});
     }
     console.document({{"plugin", options.plugin.string()},
+                      {"level", name_of(options.settings.level)},
+                      {"seed", options.settings.seed},
                       {"good", all_good(results)},
                       {"summary", summarise(results)},
                       {"checks", list}});
@@ -96,7 +107,8 @@ void validate_plugin(Session& session, const ValidateOptions& options) {
 
 void run_command(Session& session, const ValidateOptions& options) {
     if (!options.child.empty()) {
-        session.exit_code = ExitCode{run_check_here(options.child, options.plugin, child_words())};
+        session.exit_code = ExitCode{
+            run_check_here(options.child, options.plugin, child_words(), read_settings(options))};
     } else if (options.list) {
         print_checks(session.console, options);
     } else {
@@ -114,6 +126,13 @@ void add_validate_command(CLI::App& program, Session& session) {
     command->add_flag("--list", options->list, "The checks, without running them");
     command->add_option("--only", options->only, "Checks whose ids match, as in 'run.*'")
         ->option_text("PATTERN");
+    command
+        ->add_option(LEVEL_OPTION, options->level,
+                     "quick: a part of each check, in seconds; deep: all")
+        ->option_text("LEVEL")
+        ->capture_default_str();
+    command->add_option(SEED_OPTION, options->seed, "What the made-up inputs begin with (else any)")
+        ->option_text("N");
     command->add_flag("--json", options->json, "One JSON document");
     command->add_option("--timeout", options->seconds, "Seconds that each check may take")
         ->option_text("S")
@@ -122,7 +141,8 @@ void add_validate_command(CLI::App& program, Session& session) {
     add_examples(
         *command,
         {{"Every check, each in a process of its own", "talvora-host validate ./plugin.so"},
-         {"Those of one area", "talvora-host validate ./plugin.so --only 'run.*'"}});
+         {"Those of one area", "talvora-host validate ./plugin.so --only 'run.*'"},
+         {"A part of each check, in seconds", "talvora-host validate ./plugin.so --level quick"}});
     command->callback([&session, options] { run_command(session, *options); });
 }
 

@@ -2,6 +2,8 @@
 // of its own.
 #pragma once
 
+#include "host/validate/check_settings.h"
+
 #include <filesystem>
 #include <functional>
 #include <span>
@@ -23,13 +25,16 @@ class Examination {
     // Receives "at", "fail", "warn", "skip" or "value", and one line of text.
     using Sink = std::function<void(std::string_view kind, std::string_view text)>;
 
-    // `self`: the words that start this program on a check; the check's id and the file of
-    // the plug-in follow them.
-    Examination(std::filesystem::path file, std::vector<std::string> self, Sink sink)
-        : file_(std::move(file)), self_(std::move(self)), sink_(std::move(sink)) {}
+    // `self`: the words that start this program on a check; the check's id, the file of the
+    // plug-in and the settings follow them.
+    Examination(std::filesystem::path file, std::vector<std::string> self,
+                const CheckSettings& settings, Sink sink)
+        : file_(std::move(file)), self_(std::move(self)), settings_(settings),
+          sink_(std::move(sink)) {}
 
     const std::filesystem::path& file() const { return file_; }
     const std::vector<std::string>& self() const { return self_; }
+    const CheckSettings& settings() const { return settings_; }
 
     // What is under way; stands in front of what is found there.
     void at(std::string where);
@@ -47,6 +52,7 @@ class Examination {
 
     std::filesystem::path file_;
     std::vector<std::string> self_;
+    CheckSettings settings_;
     Sink sink_;
     std::string where_;
     std::vector<std::string> told_;

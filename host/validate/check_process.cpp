@@ -96,7 +96,7 @@ void release_record(void* block) {
 } // namespace
 
 int run_check_here(const std::string& id, const std::filesystem::path& plugin,
-                   const std::vector<std::string>& self) {
+                   const std::vector<std::string>& self, const CheckSettings& settings) {
     const Check* check = find_check(id);
     if (check == nullptr) {
         return EXIT_FAILURE;
@@ -107,7 +107,7 @@ int run_check_here(const std::string& id, const std::filesystem::path& plugin,
     set_record_heap({allocate_record, release_record, true});
     GuardedHeap::open(GuardedEnd::Back, 0xCD);
     note_page_faults(tell_fault);
-    Examination examination(plugin, self, tell);
+    Examination examination(plugin, self, settings, tell);
     try {
         check->run(examination);
     } catch (const std::exception& error) {

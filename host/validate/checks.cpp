@@ -50,6 +50,8 @@ constexpr Check CHECKS[] = {
      check_reported_failures},
     {"run.extents", "what run asks for is there and lies inside the extents", check_extents},
     {"run.buffers", "the host and run stay inside the buffers that run hands over", check_buffers},
+    {"run.made-up-inputs", "run keeps to the interface with values and sets made up together",
+     check_made_up_inputs},
     {"run.sources", "units with a destination leave everything else as it was", check_sources},
 
     {"records.of-successes", "host records are freed exactly once when run succeeds",

@@ -2,27 +2,17 @@
 
 #include "host/validate/child_process.h"
 #include "host/validate/protocol.h"
+#include "host/validate/run_judgements.h"
 #include "host/validate/run_visits.h"
 
-#include <fmt/ranges.h>
-
 #include <algorithm>
+#include <filesystem>
+#include <iterator>
+#include <optional>
 
 namespace talvora::host {
 
 namespace {
-
-void expect_freed_records(Examination& examination, const HeapSettlement& heap) {
-    if (heap.unfreed_records > 0) {
-        examination.fail(fmt::format("does not free {} of the buffers of host records ({} bytes of "
-                                     "{})",
-                                     heap.unfreed_records, heap.unfreed_record_bytes,
-                                     fmt::join(heap.unfreed_origins, ", ")));
-    }
-    for (const std::string& problem : heap.record_problems) {
-        examination.fail(problem);
-    }
-}
 
 void check_records(Examination& examination, std::initializer_list<MakePlans> makers,
                    bool of_successes) {
@@ -45,9 +35,7 @@ void check_buffers_at(Examination& examination, GuardedEnd end) {
     visit_runs(
         examination, {ordinary_runs, runs_on_odd_trees},
         [&](const ExaminedUnit&, const RunPlan&, const RunOutcome& outcome) {
-            for (const std::string& problem : outcome.report.heap.block_problems) {
-                examination.fail(problem);
-            }
+            expect_whole_blocks(examination, outcome.report.heap);
         },
         end);
 }
@@ -90,7 +78,9 @@ ChildOutcome run_other(const Examination& examination, const std::string& id) {
     std::vector<std::string> command = examination.self();
     command.push_back(id);
     command.push_back(examination.file().string());
-    return run_child(command, std::chrono::minutes(1), ".");
+    std::ranges::move(list_words(examination.settings()), std::back_inserter(command));
+    return run_child(command, std::chrono::minutes(1),
+                     std::filesystem::temp_directory_path().string());
 }
 
 std::vector<std::string> read_values(const std::string& output) {
@@ -151,7 +141,7 @@ void check_kept_state(Examination& examination) {
         };
         call_declare(unit.unit);
         expect_the_same();
-        for (const RunPlan& plan : all_requested_runs(unit)) {
+        for (const RunPlan& plan : choose_plans(examination, unit, all_requested_runs)) {
             examination.at(fmt::format("'{}' after a call {}", unit.unit.name, plan.name));
             try_run(unit, plan);
             expect_the_same();

@@ -1,5 +1,6 @@
 #include "host/validate/run_checks.h"
 
+#include "host/validate/run_judgements.h"
 #include "host/validate/run_visits.h"
 
 #include <algorithm>
@@ -8,27 +9,11 @@ namespace talvora::host {
 
 namespace {
 
-// A refusal that this host made up is none of the plug-in's requests.
-void expect_kept_interface(Examination& examination, const CallReport& report) {
-    if (!report.thrown.empty() && report.is_out_of_memory) {
-        examination.warn("asks for more memory than there is: " + report.thrown);
-    } else if (!report.thrown.empty()) {
-        examination.fail("throws: " + report.thrown);
-    }
-    for (const std::string& problem : report.problems.interface_breaks) {
-        examination.fail(problem);
-    }
-}
-
-void run_all(Examination& examination, MakePlans plans) {
+void run_all(Examination& examination, const MakePlans& plans) {
     visit_runs(examination, {plans},
                [&](const ExaminedUnit&, const RunPlan&, const RunOutcome& outcome) {
                    expect_kept_interface(examination, outcome.report);
                });
-}
-
-bool has_error(const CallReport& report) {
-    return std::ranges::count(report.messages, Message::Error, &Message::level) > 0;
 }
 
 bool changed_the_tree(const RunOutcome& outcome) {
@@ -119,13 +104,11 @@ void check_runs_with_refusals(Examination& examination) {
 }
 
 void check_reported_failures(Examination& examination) {
-    visit_runs(
-        examination, {ordinary_runs, runs_without_values, runs_with_wrong_texts, runs_on_odd_trees},
-        [&](const ExaminedUnit&, const RunPlan&, const RunOutcome& outcome) {
-            const CallReport& report = outcome.report;
-            examination.expect(report.is_success || !report.thrown.empty() || has_error(report),
-                               "returns false without an error message");
-        });
+    visit_runs(examination,
+               {ordinary_runs, runs_without_values, runs_with_wrong_texts, runs_on_odd_trees},
+               [&](const ExaminedUnit&, const RunPlan&, const RunOutcome& outcome) {
+                   expect_reported_failure(examination, outcome.report);
+               });
 }
 
 // With values at every limit the user may have asked for what cannot be done; the host has
@@ -143,6 +126,21 @@ void check_extents(Examination& examination) {
     };
     visit_runs(examination, {ordinary_runs, runs_on_odd_trees}, judge(&Examination::fail));
     visit_runs(examination, {runs_with_extreme_numbers}, judge(&Examination::warn));
+}
+
+// What was made up may ask for more memory than there is.
+void check_made_up_inputs(Examination& examination) {
+    const std::uint64_t seed = examination.settings().seed;
+    visit_runs(examination,
+               {[seed](const ExaminedUnit& unit) { return runs_with_made_up_inputs(unit, seed); }},
+               [&](const ExaminedUnit&, const RunPlan&, const RunOutcome& outcome) {
+                   if (!outcome.report.is_out_of_memory) {
+                       expect_kept_interface(examination, outcome.report);
+                   }
+                   expect_reported_failure(examination, outcome.report);
+                   expect_freed_records(examination, outcome.report.heap);
+                   expect_whole_blocks(examination, outcome.report.heap);
+               });
 }
 
 void check_sources(Examination& examination) {

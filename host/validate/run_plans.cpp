@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <iterator>
+#include <random>
 
 namespace talvora::host {
 
@@ -108,6 +109,55 @@ std::array<std::size_t, TREE_OPERATION_COUNT> count_requests(const ExaminedUnit&
     return counts;
 }
 
+// ---------------------------------------------------------------------------
+// Plans made up at random
+
+using Random = std::mt19937_64;
+
+template <typename Items>
+const auto& choose(Random& random, const Items& items) {
+    return *(std::ranges::begin(items) + static_cast<std::ptrdiff_t>(random() % items.size()));
+}
+
+// Nothing for a parameter without a value. Most are usual: one that is wrong hides the others.
+std::optional<ParameterValue> make_up_value(Random& random, const ExaminedUnit& unit,
+                                            const ParameterSignature& signature) {
+    const auto usual = unit.usual.find(signature.key);
+    const bool has_usual = usual != unit.usual.end();
+    const auto odds = random() % 8;
+    if (odds < 5) {
+        return has_usual && odds < 4 ? std::optional(usual->second)
+                                     : choose(random, ordinary_values_of(signature.type));
+    }
+    const auto& wrong =
+        odds < 7 ? extreme_numbers_of(signature.type) : wrong_texts_of(signature.type);
+    return wrong.empty() ? std::nullopt : std::optional(choose(random, wrong));
+}
+
+std::string describe_unless_usual(const ExaminedUnit& unit, const std::string& key,
+                                  const ParameterValue& value) {
+    const auto usual = unit.usual.find(key);
+    return usual != unit.usual.end() && usual->second == value
+               ? ""
+               : fmt::format(" {}={}", key, show(value));
+}
+
+RunPlan make_up_plan(Random& random, const ExaminedUnit& unit) {
+    RunPlan plan{{}, {}, build_ordinary_tree, {}};
+    for (const ParameterSignature& signature : unit.signatures) {
+        if (const auto value = make_up_value(random, unit, signature)) {
+            plan.values.emplace(signature.key, *value);
+            plan.name += describe_unless_usual(unit, signature.key, *value);
+        }
+    }
+    if (random() % 2 == 0) {
+        const SampleTree& tree = choose(random, odd_trees());
+        plan.build = tree.build;
+        plan.name += fmt::format(", on {}", tree.name);
+    }
+    return plan;
+}
+
 } // namespace
 
 ExaminedUnit examine_unit(const Unit& unit, std::vector<ParameterSignature> signatures) {
@@ -178,6 +228,18 @@ std::vector<RunPlan> runs_with_refusals(const ExaminedUnit& unit) {
                 add_refusals(plan, TreeOperation{static_cast<int>(i)}, counts[i], plans);
             }
         }
+    }
+    return plans;
+}
+
+std::vector<RunPlan> runs_with_made_up_inputs(const ExaminedUnit& unit, std::uint64_t seed) {
+    constexpr int COUNT = 60;
+    Random random(seed);
+    std::vector<RunPlan> plans;
+    for (int i = 0; i < COUNT; ++i) {
+        plans.push_back(make_up_plan(random, unit));
+        plans.back().name =
+            fmt::format("with made-up inputs {} (--seed {}){}", i + 1, seed, plans.back().name);
     }
     return plans;
 }

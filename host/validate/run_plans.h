@@ -7,6 +7,7 @@
 #include "host/validate/sample_trees.h"
 #include "host/validate/watched_call.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -43,6 +44,10 @@ std::vector<RunPlan> runs_on_odd_trees(const ExaminedUnit& unit);
 std::vector<RunPlan> all_requested_runs(const ExaminedUnit& unit);
 // The first requests of each kind that the ordinary runs make, refused one by one.
 std::vector<RunPlan> runs_with_refusals(const ExaminedUnit& unit);
+
+// Values made up for all parameters at once, and a tree chosen for them. The same seed gives the
+// same, and stands in the names of the plans.
+std::vector<RunPlan> runs_with_made_up_inputs(const ExaminedUnit& unit, std::uint64_t seed);
 
 struct RunOutcome {
     CallReport report;

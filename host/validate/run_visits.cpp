@@ -17,7 +17,25 @@ std::vector<ParameterSignature> parse_all(const std::vector<DeclaredParameter>& 
     return signatures;
 }
 
+// Of each kind of plan and each unit.
+constexpr std::size_t QUICK_PLANS = 6;
+
+std::vector<RunPlan> thin_out(const std::vector<RunPlan>& plans) {
+    const std::size_t step = (plans.size() + QUICK_PLANS - 1) / QUICK_PLANS;
+    std::vector<RunPlan> some;
+    for (std::size_t i = 0; i < plans.size(); i += step) {
+        some.push_back(plans[i]);
+    }
+    return some;
+}
+
 } // namespace
+
+std::vector<RunPlan> choose_plans(const Examination& examination, const ExaminedUnit& unit,
+                                  const MakePlans& make) {
+    std::vector<RunPlan> plans = make(unit);
+    return examination.settings().level == Level::Quick ? thin_out(plans) : plans;
+}
 
 ExaminedUnits load_units(Examination& examination, GuardedEnd end, unsigned char fill) {
     GuardedHeap::open(end, fill);

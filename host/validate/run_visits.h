@@ -7,9 +7,15 @@
 
 #include <fmt/format.h>
 
+#include <functional>
+
 namespace talvora::host {
 
-using MakePlans = std::vector<RunPlan> (*)(const ExaminedUnit& unit);
+using MakePlans = std::function<std::vector<RunPlan>(const ExaminedUnit& unit)>;
+
+// All plans; at the level Quick a few of them, the first and others spread over the rest.
+std::vector<RunPlan> choose_plans(const Examination& examination, const ExaminedUnit& unit,
+                                  const MakePlans& make);
 
 // The units whose declarations can be read, loaded on memory that is guarded at `end` and
 // filled with `fill`; a reason to skip when there are none.
@@ -25,9 +31,9 @@ template <typename Visit>
 void visit_plans(Examination& examination, const ExaminedUnits& examined,
                  std::initializer_list<MakePlans> makers, Visit visit) {
     for (const ExaminedUnit& unit : examined.units) {
-        for (const MakePlans make : makers) {
+        for (const MakePlans& make : makers) {
             examination.at(fmt::format("'{}'", unit.unit.name));
-            for (const RunPlan& plan : make(unit)) {
+            for (const RunPlan& plan : choose_plans(examination, unit, make)) {
                 examination.at(fmt::format("'{}' {}", unit.unit.name, plan.name));
                 visit(unit, plan);
             }

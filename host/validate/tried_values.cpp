@@ -37,6 +37,24 @@ std::optional<ParameterValue> guess_text(const std::string& key) {
 }
 
 // ---------------------------------------------------------------------------
+// Values to put together
+
+const std::vector<ParameterValue>& ordinary_values_at(std::size_t type) {
+    using Values = std::vector<ParameterValue>;
+    // In the order of ParameterType.
+    static const Values VALUES[] = {
+        {std::string(SAMPLE_GROUP), std::string(SAMPLE_SET), std::string("Result"),
+         std::string("acceleration"), std::string("highpass"), std::string("bandpass")},
+        {true, false},
+        {std::int64_t{-1}, std::int64_t{0}, std::int64_t{1}, std::int64_t{2}, std::int64_t{5},
+         std::int64_t{12}},
+        {0.1, 0.5, 1.0, 2.5, 10.0, 20.0},
+        {Texts{SAMPLE_SET}, Texts{SAMPLE_SET, "Imu/gyr"}, Texts{"acc", "gyr"}, Texts{"a", "acc"}},
+        {Integers{0}, Integers{0, 2}, Integers{2, 1}, Integers{1, 1}}};
+    return VALUES[type];
+}
+
+// ---------------------------------------------------------------------------
 // Values to try one by one
 
 const std::vector<ParameterValue>& wrong_texts() {
@@ -130,6 +148,10 @@ std::optional<ParameterValue> guess_value(const ParameterSignature& signature) {
     default:
         return std::nullopt;
     }
+}
+
+const std::vector<ParameterValue>& ordinary_values_of(ParameterType type) {
+    return ordinary_values_at(static_cast<std::size_t>(type));
 }
 
 const std::vector<ParameterValue>& wrong_texts_of(ParameterType type) {

@@ -12,6 +12,8 @@ namespace talvora::host {
 // is called; nothing where the default, or no value at all, is the best guess.
 std::optional<ParameterValue> guess_value(const ParameterSignature& signature);
 
+// Values that are neither wrong nor extreme, though a unit may have no use for them.
+const std::vector<ParameterValue>& ordinary_values_of(ParameterType type);
 // Texts that name nothing, or should not be used as a name; none for types without texts.
 const std::vector<ParameterValue>& wrong_texts_of(ParameterType type);
 // Numbers at and beyond every limit; none for types without numbers.

@@ -145,6 +145,7 @@ ChildOutcome run_in_child(const Check& check, const ValidatorOptions& options,
     std::vector<std::string> command = options.self;
     command.emplace_back(check.id);
     command.push_back(fs::absolute(options.plugin).string());
+    std::ranges::move(list_words(options.settings), std::back_inserter(command));
     return run_child(command, options.limit, folder);
 }
 

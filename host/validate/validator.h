@@ -21,11 +21,12 @@ struct CheckResult {
 
 struct ValidatorOptions {
     std::filesystem::path plugin;
-    // The words that start a program which hands what follows, the id of a check and the
-    // file of a plug-in, to run_check_here.
+    // The words that start a program which hands what follows, the id of a check, the file of
+    // a plug-in and the words of the settings, to run_check_here.
     std::vector<std::string> self;
     std::string only = "*";                                     // a pattern over the ids
     std::chrono::milliseconds limit = std::chrono::seconds(60); // of each check
+    CheckSettings settings;
 };
 
 // The checks whose ids match. A pattern is one of host/text/path_glob.h. Throws a Failure of usage
@@ -52,6 +53,6 @@ bool all_good(const std::vector<CheckResult>& results);
 // standard output and ends the process. Returns for an unknown id alone, with the exit code
 // that the process is to end with.
 int run_check_here(const std::string& id, const std::filesystem::path& plugin,
-                   const std::vector<std::string>& self);
+                   const std::vector<std::string>& self, const CheckSettings& settings);
 
 } // namespace talvora::host

@@ -57,6 +57,23 @@ TEST_F(Validate, PrintsOneJsonDocument) {
     EXPECT_EQ(document["checks"][0]["id"], "tables.units");
     EXPECT_EQ(document["checks"][0]["result"], "fail");
     EXPECT_EQ(document["checks"][0]["findings"][0], "unit 1 of 2: has no name");
+    EXPECT_EQ(document["level"], "deep");
+    EXPECT_TRUE(document["seed"].is_number_unsigned());
+}
+
+TEST_F(Validate, RepeatsWhatWasMadeUpFromASeed) {
+    const auto result = run({"validate", faulty_plugin("leaks_on_two_values"), "--only",
+                             "run.made-up-inputs", "--seed", "7", "--json"});
+    EXPECT_EQ(result.exit_code, 4);
+    const auto document = nlohmann::json::parse(result.output);
+    EXPECT_EQ(document["seed"], 7);
+    EXPECT_THAT(document["checks"][0]["findings"][0].get<std::string>(), HasSubstr("(--seed 7)"));
+}
+
+TEST_F(Validate, TakesAPartOfEachCheckWhenToldQuick) {
+    const auto result = run({"validate", "--only", "run.ordinary", "--level", "quick", "--json"});
+    EXPECT_EQ(result.exit_code, 0);
+    EXPECT_EQ(nlohmann::json::parse(result.output)["level"], "quick");
 }
 
 TEST_F(Validate, ListsTheChecksWithoutAPlugin) {
@@ -143,6 +160,19 @@ TEST_P(BothValidators, RefuseATimeThatIsNoNumberAboveZero) {
         EXPECT_THAT(result.errors, HasSubstr(" (allowed: 0.01 to 86400)\n"));
     }
     EXPECT_EQ(try_with(faulty_plugin("good"), "library.*", "2.5").exit_code, 0);
+}
+
+TEST_P(BothValidators, RefuseOtherLevelsAndSeeds) {
+    const auto refuse = [&](const char* option, const char* word) {
+        Program::Words words = GetParam().words(faulty_plugin("good"), "library.*", "60");
+        words.insert(words.end(), {option, word});
+        const auto result = run(words, options_);
+        EXPECT_EQ(result.exit_code, 2) << word;
+        EXPECT_THAT(result.errors, HasSubstr("(allowed: "));
+    };
+    refuse("--level", "slow");
+    refuse("--seed", "-1");
+    refuse("--seed", "many");
 }
 
 TEST_P(BothValidators, RefuseAFileThatIsNotThere) {

@@ -6,7 +6,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <set>
+#include <sys/resource.h>
 #include <sys/wait.h>
 
 namespace talvora::host {
@@ -14,6 +16,7 @@ namespace talvora::host {
 namespace {
 
 using testing::AnyOf;
+using testing::Contains;
 using testing::Each;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -47,6 +50,38 @@ TEST(Validator, FindsNothingAgainstTheSignalPlugin) {
     ASSERT_NE(extents, results.end());
     EXPECT_THAT(extents->findings,
                 Each(AnyOf(HasSubstr("apply-set-downsample"), StartsWith("and "))));
+}
+
+// Of all processes that were started and have ended.
+double read_processor_seconds() {
+    rusage used{};
+    getrusage(RUSAGE_CHILDREN, &used);
+    const auto seconds = [](const timeval& time) {
+        return static_cast<double>(time.tv_sec) + 1e-6 * static_cast<double>(time.tv_usec);
+    };
+    return seconds(used.ru_utime) + seconds(used.ru_stime);
+}
+
+TEST(Validator, FindsNothingAgainstTheSignalPluginInSecondsEither) {
+    const double before = read_processor_seconds();
+    const auto results =
+        validate(SIGNAL_PLUGIN, "*", std::chrono::minutes(2), {Level::Quick, make_seed()});
+    EXPECT_TRUE(all_good(results));
+#if !defined(TALVORA_ADDRESS_SANITIZER)
+    EXPECT_LT(read_processor_seconds() - before, 5.0);
+#endif
+}
+
+TEST(Validator, FindsTheSameAgainFromTheSameSeed) {
+    const auto try_seed = [](std::uint64_t seed) {
+        const auto results = validate(faulty_plugin("leaks_on_two_values"), "run.made-up-inputs",
+                                      std::chrono::minutes(2), {Level::Deep, seed});
+        return results.at(0).findings;
+    };
+    const auto findings = try_seed(2026);
+    EXPECT_THAT(findings, Contains(HasSubstr("(--seed 2026)")));
+    EXPECT_EQ(try_seed(2026), findings);
+    EXPECT_NE(try_seed(2027), findings);
 }
 
 TEST(Validator, SkipsWhatBuildsOnACheckThatDidNotEnd) {
