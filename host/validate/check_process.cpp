@@ -5,6 +5,7 @@
 #include "host/validate/guard_pages.h"
 #include "host/validate/guarded_heap.h"
 #include "host/validate/protocol.h"
+#include "host/validate/static_data.h"
 #include "host/validate/validator.h"
 
 #include <cstdio>
@@ -61,7 +62,8 @@ void tell_in_crash(const char* kind, const char* how, const char* what) {
 }
 
 const char* explain_fault(const void* address, bool is_write) {
-    for (const char* what : {GuardedHeap::explain(address, is_write)}) {
+    for (const char* what :
+         {GuardedHeap::explain(address, is_write), explain_static_data(address, is_write)}) {
         if (*what != '\0') {
             return what;
         }

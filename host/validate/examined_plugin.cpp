@@ -1,6 +1,7 @@
 #include "host/validate/examined_plugin.h"
 
 #include "host/validate/import_redirection.h"
+#include "host/validate/static_data.h"
 #include "host/validate/watched_imports.h"
 
 #include <algorithm>
@@ -13,9 +14,12 @@ namespace {
 template <typename Load>
 auto load_watched(Examination& examination, Load load) -> std::optional<decltype(load())> {
     const auto own_libraries = list_loaded_libraries();
+    make_place_below_closed_pages();
     try {
         std::optional<decltype(load())> loaded(std::in_place, load());
         watch_imports(own_libraries);
+        guard_static_data(
+            [&](std::string_view file) { return !own_libraries.contains(std::string(file)); });
         return loaded;
     } catch (const std::runtime_error& error) {
         examination.skip(error.what());

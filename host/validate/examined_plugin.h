@@ -16,8 +16,8 @@ struct ExaminedLibrary {
     plugin_entry entry; // null when the library has none
 };
 
-// Loads the library and watches what it asks of the platform from then on; a reason to
-// skip, and nothing, when it cannot be loaded or has no entry.
+// Loads the library, guards its static data and watches what it asks of the platform from then on;
+// a reason to skip, and nothing, when it cannot be loaded or has no entry.
 std::optional<ExaminedLibrary> load_library(Examination& examination);
 
 // Its units, when the tables can be read; otherwise a reason to skip, and nothing.

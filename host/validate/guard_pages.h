@@ -10,6 +10,10 @@ std::size_t page_size();
 
 // A range of closed pages that no memory stands behind; null when there is no room.
 unsigned char* reserve_pages(std::size_t byte_count);
+// The same at a place of the caller's, unless something is there already; not on Windows.
+bool reserve_pages_at(unsigned char* begin, std::size_t byte_count);
+// Gives reserved addresses back; not on Windows.
+void release_pages(unsigned char* begin, std::size_t byte_count);
 
 // Ranges of whole pages inside a reserved range. Opened pages are zero the first time
 // and keep their contents while they are closed.

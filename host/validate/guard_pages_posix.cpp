@@ -37,6 +37,21 @@ unsigned char* reserve_pages(std::size_t byte_count) {
     return range == MAP_FAILED ? nullptr : static_cast<unsigned char*>(range);
 }
 
+bool reserve_pages_at(unsigned char* begin, std::size_t byte_count) {
+    void* range = mmap(begin, byte_count, PROT_NONE,
+                       MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE | MAP_FIXED_NOREPLACE, -1, 0);
+    if (range != MAP_FAILED && range != begin) {
+        munmap(range, byte_count); // an older system takes the place for a wish
+    }
+    return range == begin;
+}
+
+void release_pages(unsigned char* begin, std::size_t byte_count) {
+    if (byte_count > 0) {
+        munmap(begin, byte_count);
+    }
+}
+
 bool open_pages(unsigned char* begin, std::size_t byte_count) {
     return mprotect(begin, byte_count, PROT_READ | PROT_WRITE) == 0;
 }

@@ -1,5 +1,6 @@
 #include "host/validate/guard_pages.h"
 #include "host/validate/import_redirection.h"
+#include "host/validate/loaded_libraries.h"
 
 #include <cstdint>
 #include <cstring>
@@ -10,15 +11,6 @@
 namespace talvora::host {
 
 namespace {
-
-template <typename Visit>
-void visit_libraries(Visit visit) {
-    const auto call = [](dl_phdr_info* info, std::size_t, void* user) {
-        (*static_cast<Visit*>(user))(*info);
-        return 0;
-    };
-    dl_iterate_phdr(call, &visit);
-}
 
 // The format gives addresses as integers.
 // NOLINTBEGIN(performance-no-int-to-ptr)

@@ -130,6 +130,8 @@ constexpr SampleTree ODD_TREES[] = {
     {"extents [4, 3, 2, 3, 5]", build_with_extents<4, 3, 2, 3, 5>},
     {"extents of rank 32", build_with_extents<1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1,
                                               1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 30>},
+    {"extents [4100]", build_with_extents<4100>},
+    {"extents [2, 1, 33000]", build_with_extents<2, 1, 33000>},
     {"a rate that is NaN", build_with_rate<0>},
     {"an infinite rate", build_with_rate<1>},
     {"a rate of minus infinity", build_with_rate<2>},

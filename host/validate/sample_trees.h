@@ -22,7 +22,7 @@ constexpr char SAMPLE_GROUP[] = "Imu";
 constexpr char SAMPLE_SET[] = "Imu/acc";
 
 // The same names, the set shaped or described as few are: no dimension, no sample, one
-// sample, no rate.
+// sample, many in a line, no rate.
 std::span<const SampleTree> odd_trees();
 
 // By path: a digest of the object's extents, samples and attributes, not of what is below.

@@ -2,13 +2,16 @@
 
 #include "host/interface/interface_tables.h"
 #include "host/tree/memory_tree.h"
+#include "host/validate/static_data.h"
 #include "host/validate/untidy_flags.h"
 #include "host/validate/watched_imports.h"
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <cstring>
+#include <iterator>
 #include <map>
 #include <new>
 #include <optional>
@@ -118,6 +121,8 @@ CallReport watch(Operation operation, Result (*function)(call_context*, get_inte
         report.kept.push_back(slot + ": a handle was used that this call did not give");
     }
     report.heap = GuardedHeap::settle();
+    std::ranges::move(take_overruns_of_static_data(),
+                      std::back_inserter(report.heap.block_problems));
     return report;
 }
 

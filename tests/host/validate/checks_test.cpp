@@ -73,6 +73,10 @@ constexpr Fault FAULTS[] = {
      "wrote past the end of a block of the plug-in"},
     {"writes_before_beginning", "run.buffers", Verdict::Crash, "before the beginning of a block"},
     {"small_buffer", "run.buffers", Verdict::Crash, "wrote past the end of a block of the plug-in"},
+    {"overflows_static_buffer", "run.buffers", Verdict::Crash,
+     "past the end of the static data of the library"},
+    {"reads_into_static_buffer", "run.buffers", Verdict::Crash,
+     "in read_samples: wrote past the end of the static data of the library"},
     {"leaks_on_two_values", "run.made-up-inputs", Verdict::Fail,
      "(--seed 0) First=true Second=true"},
 
