@@ -5,6 +5,7 @@
 #include "host/validate/guard_pages.h"
 #include "host/validate/guarded_heap.h"
 #include "host/validate/protocol.h"
+#include "host/validate/small_stack.h"
 #include "host/validate/static_data.h"
 #include "host/validate/validator.h"
 
@@ -63,7 +64,8 @@ void tell_in_crash(const char* kind, const char* how, const char* what) {
 
 const char* explain_fault(const void* address, bool is_write) {
     for (const char* what :
-         {GuardedHeap::explain(address, is_write), explain_static_data(address, is_write)}) {
+         {GuardedHeap::explain(address, is_write), explain_static_data(address, is_write),
+          explain_small_stack(address)}) {
         if (*what != '\0') {
             return what;
         }

@@ -50,6 +50,7 @@ constexpr Check CHECKS[] = {
      check_reported_failures},
     {"run.extents", "what run asks for is there and lies inside the extents", check_extents},
     {"run.buffers", "the host and run stay inside the buffers that run hands over", check_buffers},
+    {"run.small-stack", "run gets along with 256 KiB of stack", check_small_stack},
     {"run.made-up-inputs", "run keeps to the interface with values and sets made up together",
      check_made_up_inputs},
     {"run.sources", "units with a destination leave everything else as it was", check_sources},

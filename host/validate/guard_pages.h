@@ -26,5 +26,7 @@ void drop_pages(unsigned char* begin, std::size_t byte_count);
 // program end of it afterwards. The handler may do little: it must not allocate.
 using PageFaultHandler = void (*)(const void* address, bool is_write);
 void note_page_faults(PageFaultHandler handler);
+// Has the handler run on a stack of its own on this thread, the only one at work; not on Windows.
+void take_fault_stack();
 
 } // namespace talvora::host

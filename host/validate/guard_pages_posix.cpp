@@ -66,14 +66,18 @@ void drop_pages(unsigned char* begin, std::size_t byte_count) {
          0);
 }
 
-void note_page_faults(PageFaultHandler handler) {
+void take_fault_stack() {
     // The fault may be that of a stack which has run out.
     static std::array<unsigned char, std::size_t{64} * 1024> stack;
-    page_fault_handler = handler;
     stack_t alternate{};
     alternate.ss_sp = stack.data();
     alternate.ss_size = stack.size();
     sigaltstack(&alternate, nullptr);
+}
+
+void note_page_faults(PageFaultHandler handler) {
+    page_fault_handler = handler;
+    take_fault_stack();
     struct sigaction action {};
     action.sa_sigaction = handle_fault;
     action.sa_flags = static_cast<int>(SA_SIGINFO | SA_ONSTACK | SA_RESETHAND);

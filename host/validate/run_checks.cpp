@@ -2,6 +2,7 @@
 
 #include "host/validate/run_judgements.h"
 #include "host/validate/run_visits.h"
+#include "host/validate/small_stack.h"
 
 #include <algorithm>
 
@@ -126,6 +127,18 @@ void check_extents(Examination& examination) {
     };
     visit_runs(examination, {ordinary_runs, runs_on_odd_trees}, judge(&Examination::fail));
     visit_runs(examination, {runs_with_extreme_numbers}, judge(&Examination::warn));
+}
+
+void check_small_stack(Examination& examination) {
+    if (!has_small_stack()) {
+        return examination.skip("this platform does not tell");
+    }
+    run_on_small_stack([&] {
+        visit_runs(examination, {ordinary_runs, runs_on_odd_trees},
+                   [&](const ExaminedUnit&, const RunPlan&, const RunOutcome& outcome) {
+                       expect_kept_interface(examination, outcome.report);
+                   });
+    });
 }
 
 // What was made up may ask for more memory than there is.

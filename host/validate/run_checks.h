@@ -13,6 +13,7 @@ void check_runs_on_odd_trees(Examination& examination);
 void check_runs_with_refusals(Examination& examination);
 void check_reported_failures(Examination& examination);
 void check_extents(Examination& examination);
+void check_small_stack(Examination& examination);
 void check_made_up_inputs(Examination& examination);
 void check_sources(Examination& examination);
 

@@ -77,6 +77,7 @@ constexpr Fault FAULTS[] = {
      "past the end of the static data of the library"},
     {"reads_into_static_buffer", "run.buffers", Verdict::Crash,
      "in read_samples: wrote past the end of the static data of the library"},
+    {"takes_much_stack", "run.small-stack", Verdict::Crash, "takes more stack than the "},
     {"leaks_on_two_values", "run.made-up-inputs", Verdict::Fail,
      "(--seed 0) First=true Second=true"},
 
