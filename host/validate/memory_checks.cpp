@@ -47,6 +47,14 @@ void expect_nothing_held(Examination& examination, const HeapSettlement& heap) {
     }
 }
 
+void expect_no_more_mapped(Examination& examination, const CallReport& earlier,
+                           const CallReport& later) {
+    if (later.mapped_bytes > earlier.mapped_bytes) {
+        examination.fail(fmt::format("holds {} more bytes of mapped memory after each call",
+                                     later.mapped_bytes - earlier.mapped_bytes));
+    }
+}
+
 void expect_no_memory_of_calls(Examination& examination, const CallReport& report) {
     for (const std::string& kept : report.kept) {
         examination.fail(kept);
@@ -116,11 +124,12 @@ void check_memory(Examination& examination) {
     visit_plans(examination, examined, {all_requested_runs},
                 [&](const ExaminedUnit& unit, const RunPlan& plan) {
                     try_run(unit, plan);
-                    const HeapSettlement second = try_run(unit, plan).report.heap;
-                    const HeapSettlement third = try_run(unit, plan).report.heap;
-                    if (second.held_blocks > 0) {
-                        expect_nothing_held(examination, third);
+                    const CallReport second = try_run(unit, plan).report;
+                    const CallReport third = try_run(unit, plan).report;
+                    if (second.heap.held_blocks > 0) {
+                        expect_nothing_held(examination, third.heap);
                     }
+                    expect_no_more_mapped(examination, second, third);
                 });
 }
 

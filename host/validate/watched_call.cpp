@@ -2,6 +2,7 @@
 
 #include "host/interface/interface_tables.h"
 #include "host/tree/memory_tree.h"
+#include "host/validate/held_mappings.h"
 #include "host/validate/static_data.h"
 #include "host/validate/untidy_flags.h"
 #include "host/validate/watched_imports.h"
@@ -121,6 +122,7 @@ CallReport watch(Operation operation, Result (*function)(call_context*, get_inte
         report.kept.push_back(slot + ": a handle was used that this call did not give");
     }
     report.heap = GuardedHeap::settle();
+    report.mapped_bytes = HeldMappings::byte_count();
     std::ranges::move(take_overruns_of_static_data(),
                       std::back_inserter(report.heap.block_problems));
     return report;

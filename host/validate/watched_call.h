@@ -23,6 +23,8 @@ struct CallReport {
     std::vector<Message> messages;
     std::vector<DeclaredParameter> declared;
     HeapSettlement heap;
+    // Of memory that operations mapped and did not give back, in this call and in those before.
+    std::size_t mapped_bytes = 0;
 };
 
 // Every call has its own context, its own copies of the tables and its own callback, which

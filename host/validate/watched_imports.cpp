@@ -2,6 +2,7 @@
 
 #include "host/interface/host_call.h"
 #include "host/validate/guarded_heap.h"
+#include "host/validate/held_mappings.h"
 #include "host/validate/import_redirection.h"
 
 #include <algorithm>
@@ -87,6 +88,39 @@ int watched_posix_memalign(void** out, std::size_t alignment, std::size_t size) 
     }
     *out = block;
     return 0;
+}
+#endif
+
+// ---------------------------------------------------------------------------
+// Mappings
+
+#if !defined(_WIN32)
+void* watched_mmap(void* address, std::size_t size, int protection, int flags, int file,
+                   off_t offset) {
+    void* begin = ::mmap(address, size, protection, flags, file, offset);
+    if (begin != MAP_FAILED && is_plugin_at_work()) {
+        HeldMappings::add(begin, size);
+    }
+    return begin;
+}
+
+int watched_munmap(void* begin, std::size_t size) {
+    HeldMappings::remove(begin, size);
+    return ::munmap(begin, size);
+}
+
+// Its fifth argument counts when the place is fixed; otherwise it is not looked at.
+void* watched_mremap(void* old, std::size_t old_size, std::size_t size, int flags, ...) {
+    std::va_list arguments;
+    va_start(arguments, flags);
+    void* place = (flags & MREMAP_FIXED) != 0 ? va_arg(arguments, void*) : nullptr;
+    va_end(arguments);
+    void* begin = ::mremap(old, old_size, size, flags, place);
+    if (begin != MAP_FAILED && is_plugin_at_work()) {
+        HeldMappings::remove(old, old_size);
+        HeldMappings::add(begin, size);
+    }
+    return begin;
 }
 #endif
 
@@ -182,6 +216,10 @@ Redirections list_redirections() {
             {"aligned_alloc", reinterpret_cast<void*>(watched_aligned_alloc)},
             {"memalign", reinterpret_cast<void*>(watched_aligned_alloc)},
             {"posix_memalign", reinterpret_cast<void*>(watched_posix_memalign)},
+            {"mmap", reinterpret_cast<void*>(watched_mmap)},
+            {"mmap64", reinterpret_cast<void*>(watched_mmap)},
+            {"munmap", reinterpret_cast<void*>(watched_munmap)},
+            {"mremap", reinterpret_cast<void*>(watched_mremap)},
             {"open", open_function},
             {"open64", open_function},
             {"openat", openat_function},

@@ -91,6 +91,7 @@ constexpr Fault FAULTS[] = {
      "does not free 1 of the buffers"},
 
     {"leaks_memory", "calls.memory", Verdict::Fail, "holds 1 more blocks"},
+    {"keeps_mapping", "calls.memory", Verdict::Fail, "holds 65536 more bytes of mapped memory"},
     {"leaks_on_value", "calls.memory", Verdict::Fail, "holds 1 more blocks"},
     {"keeps_table", "calls.nothing-kept", Verdict::Crash, "good for an earlier call alone"},
     {"keeps_callback", "calls.nothing-kept", Verdict::Fail, "callback get_interface"},
