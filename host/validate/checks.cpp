@@ -65,6 +65,8 @@ constexpr Check CHECKS[] = {
      check_kept_state},
     {"calls.same-bits", "two processes with other bytes in fresh memory give the same bits",
      check_same_bits},
+    {"calls.same-elsewhere", "another locale and another time give the same bits",
+     check_same_elsewhere},
 
     {"process.silent", "nothing is printed", check_silence},
     {"process.threads", "no thread is started", check_threads},
@@ -85,6 +87,8 @@ constexpr Check CHECKS[] = {
 constexpr Check PARTS[] = {
     {"digests.first", "", give_digests},
     {"digests.second", "", give_digests_on_other_memory},
+    {"digests.locale", "", give_digests_in_other_locale},
+    {"digests.time", "", give_digests_at_other_time},
 };
 
 } // namespace

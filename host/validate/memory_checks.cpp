@@ -1,9 +1,11 @@
 #include "host/validate/memory_checks.h"
 
 #include "host/validate/child_process.h"
+#include "host/validate/foreign_locale.h"
 #include "host/validate/protocol.h"
 #include "host/validate/run_judgements.h"
 #include "host/validate/run_visits.h"
+#include "host/validate/watched_imports.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -101,6 +103,36 @@ std::vector<std::string> read_values(const std::string& output) {
     return values;
 }
 
+// What the runs of a part, a process of its own, leave; nothing, and a finding, when it does not
+// come to its end.
+std::optional<std::vector<std::string>> read_digests(Examination& examination,
+                                                     const std::string& part) {
+    const ChildOutcome outcome = run_other(examination, part);
+    if (outcome.end != ChildOutcome::End::Exited) {
+        examination.fail("a process that runs every unit does not come to its end " +
+                         outcome.reason);
+        return std::nullopt;
+    }
+    return read_values(outcome.output);
+}
+
+// `what` says what gives other results.
+void expect_same_digests(Examination& examination, const std::vector<std::string>& lines,
+                         const std::string& part, std::string_view what) {
+    const auto others = read_digests(examination, part);
+    if (!others) {
+        return;
+    }
+    if (lines.empty() && others->empty()) {
+        return examination.skip("there are no results to compare");
+    }
+    const auto [line, other] = std::ranges::mismatch(lines, *others);
+    if (line != lines.end() || other != others->end()) {
+        examination.fail(fmt::format("{} other results, first at {}", what,
+                                     line != lines.end() ? *line : *other));
+    }
+}
+
 } // namespace
 
 void check_records_of_successes(Examination& examination) {
@@ -166,25 +198,27 @@ void give_digests_on_other_memory(Examination& examination) {
     give_all_digests(examination, GuardedEnd::Front, 0x3F);
 }
 
+void give_digests_in_other_locale(Examination& examination) {
+    take_comma_locale();
+    give_digests(examination);
+}
+
+void give_digests_at_other_time(Examination& examination) {
+    shift_clocks();
+    give_digests(examination);
+}
+
 void check_same_bits(Examination& examination) {
-    const ChildOutcome first = run_other(examination, "digests.first");
-    const ChildOutcome second = run_other(examination, "digests.second");
-    for (const ChildOutcome& outcome : {first, second}) {
-        if (outcome.end != ChildOutcome::End::Exited) {
-            return examination.fail("a process that runs every unit does not come to its end " +
-                                    outcome.reason);
-        }
+    if (const auto lines = read_digests(examination, "digests.first")) {
+        expect_same_digests(examination, *lines, "digests.second", "two processes give");
     }
-    const auto lines = read_values(first.output);
-    const auto other_lines = read_values(second.output);
-    if (lines.empty() && other_lines.empty()) {
-        return examination.skip("there are no results to compare");
-    }
-    for (std::size_t i = 0; i < std::max(lines.size(), other_lines.size()); ++i) {
-        if (i >= lines.size() || i >= other_lines.size() || lines[i] != other_lines[i]) {
-            return examination.fail(fmt::format("two processes give other results, first at {}",
-                                                i < lines.size() ? lines[i] : other_lines[i]));
-        }
+}
+
+void check_same_elsewhere(Examination& examination) {
+    if (const auto lines = read_digests(examination, "digests.first")) {
+        expect_same_digests(examination, *lines, "digests.locale",
+                            "a locale with a decimal comma gives");
+        expect_same_digests(examination, *lines, "digests.time", "another time gives");
     }
 }
 

@@ -1,5 +1,6 @@
 // What a plug-in asks of the platform while one of its operations is at work: memory, which
-// it gets from the guarded heap, and files, threads, processes and signals, which are noted.
+// it gets from the guarded heap, mappings, files, threads, processes and signals, which are
+// noted, and the time.
 #pragma once
 
 #include <set>
@@ -24,5 +25,8 @@ enum class Forbidden { File, Thread, Process, Signal };
 
 // Names of the functions of a kind that were called since the last time it was asked.
 std::set<std::string> take_forbidden_calls(Forbidden kind);
+
+// From here on the plug-in is told of times that are years ahead and run on at every look.
+void shift_clocks();
 
 } // namespace talvora::host

@@ -101,6 +101,9 @@ constexpr Fault FAULTS[] = {
     {"changes_at_third_call", "calls.nothing-kept", Verdict::Fail, "other results at a later call"},
     {"keeps_callback_of_failure", "calls.nothing-kept", Verdict::Fail, "callback get_interface"},
     {"uses_fresh_memory", "calls.same-bits", Verdict::Fail, "two processes give other results"},
+    {"depends_on_locale", "calls.same-elsewhere", Verdict::Fail,
+     "a locale with a decimal comma gives other results"},
+    {"depends_on_clock", "calls.same-elsewhere", Verdict::Fail, "another time gives other results"},
 
     {"prints", "process.silent", Verdict::Fail, "prints 'negating"},
     {"prints_on_odd_sets", "process.silent", Verdict::Fail, "prints 'a set without"},
