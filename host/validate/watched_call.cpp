@@ -102,11 +102,43 @@ Result call_operation(Result (*operation)(call_context*, get_interface_function)
     return Result();
 }
 
+bool is_given(const ParameterValues& values, std::uint64_t integer) {
+    return std::ranges::any_of(values.given(), [integer](const auto& given) {
+        const auto* single = std::get_if<std::int64_t>(&given.second);
+        const auto* list = std::get_if<std::vector<std::int64_t>>(&given.second);
+        const auto value = static_cast<std::int64_t>(integer);
+        return (single != nullptr && *single == value) ||
+               (list != nullptr && std::ranges::count(*list, value) > 0);
+    });
+}
+
+// Nothing in the trees counts so far, but a negative number of 32 bits looks so where one of 64
+// is taken. Others of 32 bits are in a register what they are with 64.
+bool is_narrow(const ParameterValues& values, std::uint64_t integer) {
+    return integer >> 31U == 1 && !is_given(values, integer);
+}
+
+void expect_wide_integers(const Message& message, const ParameterValues& values,
+                          std::vector<std::string>& problems) {
+    for (const std::uint64_t integer : message.integers) {
+        if (is_narrow(values, integer)) {
+            problems.push_back(fmt::format("{}: called with an integer of 32 bits, {} (allowed: 64 "
+                                           "bits)",
+                                           SlotScope::current(),
+                                           static_cast<std::int32_t>(integer)));
+        }
+    }
+}
+
 template <typename Result>
 CallReport watch(Operation operation, Result (*function)(call_context*, get_interface_function),
                  InjectingTree& tree, const ParameterValues& values) {
     CallReport report;
-    const MessageSink sink = [&](const Message& message) { report.messages.push_back(message); };
+    std::vector<std::string> narrow;
+    const MessageSink sink = [&](const Message& message) {
+        report.messages.push_back(message);
+        expect_wide_integers(message, values, narrow);
+    };
     std::optional<HostCall>& call = latest_calls[++current.turn % TURN_COUNT];
     call.emplace(operation, tree, values, sink);
     const Result result = call_operation(function, *call, report);
@@ -114,6 +146,7 @@ CallReport watch(Operation operation, Result (*function)(call_context*, get_inte
     report.answer = static_cast<std::uint64_t>(result);
     report.last_answer = call->last_answer();
     report.problems = call->problems();
+    std::ranges::move(narrow, std::back_inserter(report.problems.interface_breaks));
     report.declared = call->declared();
     call.reset();
     retire_tables(report);

@@ -64,6 +64,8 @@ constexpr Fault FAULTS[] = {
     {"writes_table", "run.ordinary", Verdict::Fail, "slot 6 of the host's table 4 was written"},
     {"null_message_text", "run.ordinary", Verdict::Fail,
      "log_info: called with a null text to fill into the message"},
+    {"narrow_integer", "run.ordinary", Verdict::Fail,
+     "log_info: called with an integer of 32 bits, -1"},
     {"template_of_user", "run.wrong-values", Verdict::Fail, "as the template of a message"},
     {"fails_silently", "run.reported-failures", Verdict::Fail, "without an error message"},
     {"asks_outside", "run.extents", Verdict::Fail, "has no samples from"},
