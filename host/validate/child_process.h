@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -47,6 +48,9 @@ std::string own_program();
 // Called by a child that must not outlive who started it, leaves no core file behind and
 // may use at most so many bytes of memory (0: as many as there are).
 void limit_this_process(std::size_t max_bytes);
+
+// How many addresses a process that is started may use (ulimit -v); nothing for any number.
+std::optional<std::size_t> read_address_limit();
 
 // Signals end this process from here on, whatever its own start arranged or it was started
 // with.

@@ -296,6 +296,12 @@ void limit_this_process(std::size_t max_bytes) {
     }
 }
 
+std::optional<std::size_t> read_address_limit() {
+    rlimit limit{};
+    getrlimit(RLIMIT_AS, &limit);
+    return limit.rlim_cur == RLIM_INFINITY ? std::nullopt : std::optional(limit.rlim_cur);
+}
+
 void take_default_signals() {
     for (int number = 1; number < NSIG; ++number) {
         std::signal(number, SIG_DFL);

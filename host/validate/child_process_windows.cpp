@@ -144,6 +144,10 @@ void limit_this_process(std::size_t) {
     SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
 }
 
+std::optional<std::size_t> read_address_limit() {
+    return std::nullopt;
+}
+
 void take_default_signals() {}
 
 } // namespace talvora::host

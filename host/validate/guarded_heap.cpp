@@ -13,9 +13,7 @@ namespace talvora::host {
 
 namespace {
 
-// Of addresses alone: what is settled gives its memory back, but not its addresses, so
-// that a pointer kept from an earlier call points to nothing.
-constexpr std::size_t RANGE_SIZE = std::size_t{1} << 34;
+constexpr std::size_t RANGE_SIZE = GuardedHeap::ADDRESS_COUNT;
 // Each block is a mapping of its own, and a process may have 65,530 of them.
 constexpr std::size_t MAX_BLOCKS = 20'000;
 constexpr std::size_t MAX_PROBLEMS = 10;

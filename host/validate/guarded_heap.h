@@ -38,6 +38,10 @@ struct HeapSettlement {
 
 class GuardedHeap {
   public:
+    // Of addresses alone: what is settled gives its memory back, but not its addresses, so
+    // that a pointer kept from an earlier call points to nothing.
+    static constexpr std::size_t ADDRESS_COUNT = std::size_t{1} << 34;
+
     // Blocks are filled with `fill` when they are made. Throws std::bad_alloc when no
     // range of addresses can be had.
     static void open(GuardedEnd end, unsigned char fill);

@@ -5,6 +5,7 @@
 #include "host/text/path_glob.h"
 #include "host/text/plural.h"
 #include "host/validate/child_process.h"
+#include "host/validate/guarded_heap.h"
 #include "host/validate/protocol.h"
 #include "host/validate/work_folder.h"
 
@@ -196,6 +197,21 @@ CheckResult skip_after(const Check& check, const CheckResult& obstacle) {
     return {&check, Verdict::Skipped, {fmt::format("{} ran out of time", obstacle.check->id)}};
 }
 
+// Without the addresses for the guarded heap no check could begin.
+void expect_enough_addresses() {
+    constexpr std::size_t GIB = std::size_t{1} << 30;
+    constexpr std::size_t NEEDED = GuardedHeap::ADDRESS_COUNT + 5 * GIB;
+    const auto limit = read_address_limit();
+    if (limit && *limit < NEEDED) {
+        throw Failure(ExitCode::Output,
+                      fmt::format("the limit of address space (ulimit -v) is {:.1f} GiB (allowed: "
+                                  "{} or more: freed memory stays closed, so that its use shows)",
+                                  static_cast<double>(*limit) / static_cast<double>(GIB),
+                                  NEEDED / GIB),
+                      {"start it from a shell without that limit"});
+    }
+}
+
 } // namespace
 
 std::vector<const Check*> select_checks(std::string_view only) {
@@ -230,6 +246,7 @@ std::vector<CheckResult> validate(const ValidatorOptions& options,
         throw Failure(ExitCode::Plugin,
                       fmt::format("{}: no such plug-in library", options.plugin.string()));
     }
+    expect_enough_addresses();
     const InterruptionsHeldBack held_back;
     const WorkFolder folder;
     std::vector<CheckResult> results;

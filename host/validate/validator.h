@@ -40,8 +40,9 @@ std::chrono::milliseconds read_time_limit(std::string_view option, std::string_v
 // Runs them one after the other, handing on each result as it comes. What builds on a
 // check that ran out of time is skipped. Works in a temporary folder that goes with it, also
 // when a signal interrupts it (InterruptionsHeldBack); one that a killed process left
-// is swept at the beginning. Throws a Failure when there is no such plug-in or no place for
-// the folder, and std::system_error when no process can be started.
+// is swept at the beginning. Throws a Failure when there is no such plug-in, no place for the
+// folder or a limit of addresses too low for the guarded heap, and std::system_error when no
+// process can be started.
 std::vector<CheckResult> validate(const ValidatorOptions& options,
                                   const std::function<void(const CheckResult&)>& on_result);
 

@@ -175,6 +175,22 @@ TEST_P(BothValidators, RefuseOtherLevelsAndSeeds) {
     refuse("--seed", "many");
 }
 
+TEST_P(BothValidators, SayThatTheLimitOfAddressSpaceIsTooLow) {
+#if defined(TALVORA_ADDRESS_SANITIZER)
+    GTEST_SKIP() << "a sanitizer needs more addresses itself";
+#endif
+    std::string command = "ulimit -v 4000000; exec " + options_.program.string();
+    for (const std::string& word : GetParam().words(faulty_plugin("good"), "library.*", "60")) {
+        command += " '" + word + "'";
+    }
+    options_.program = "/bin/sh";
+    const auto result = run({"-c", command}, options_);
+    EXPECT_EQ(result.exit_code, 5);
+    EXPECT_THAT(result.errors,
+                StartsWith("error: the limit of address space (ulimit -v) is 3.8 GiB (allowed: "));
+    EXPECT_THAT(result.output, IsEmpty());
+}
+
 TEST_P(BothValidators, RefuseAFileThatIsNotThere) {
     const auto result = try_with("missing.so");
     EXPECT_EQ(result.exit_code, 4);
