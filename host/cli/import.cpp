@@ -6,6 +6,7 @@
 #include "host/cli/read_apart.h"
 #include "host/runs/input_files.h"
 #include "host/runs/output_files.h"
+#include "host/runs/written_sets.h"
 #include "host/system/content_hash.h"
 #include "host/system/safe_write.h"
 #include "host/tables/csv_reader.h"
@@ -53,12 +54,15 @@ std::unique_ptr<Hdf5Tree> start_file(const ImportCommand& command,
 }
 
 ImportReport build_file(const NumberTable& table, const ImportCommand& command,
-                        const std::filesystem::path& file) {
+                        PendingFile& pending) {
     return make_output({.output = command.output}, [&] {
-        const auto tree = start_file(command, file);
-        ImportReport report = import_table(table, command.options, *tree, command.input);
+        const auto tree = start_file(command, pending.path());
+        WrittenTree noted(*tree);
+        ImportReport report = import_table(table, command.options, noted, command.input);
+        const auto written = noted.list_written();
         tree->close();
-        check_written(file);
+        pending.begin_sync();
+        check_written(pending.path(), written);
         return report;
     });
 }
@@ -83,7 +87,7 @@ void make_file(const Console& console, const ImportCommand& command,
                const WriteOptions& write_options) {
     const NumberTable table = read_csv(command.input);
     PendingFile pending(command.output, write_options);
-    const ImportReport report = build_file(table, command, pending.path());
+    const ImportReport report = build_file(table, command, pending);
     publish(console, pending);
     print_report(report, console);
     console.done_line(fmt::format("{}: {} ({} at {:.6g} Hz)", command.output,

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <iterator>
 
 namespace talvora::host::hdf5 {
 
@@ -119,6 +120,21 @@ std::string first_source_file(hid_t properties) {
     return name.data();
 }
 
+// The filters that give back what they took. Not among them: scale and offset, which rounds floats.
+constexpr H5Z_filter_t LZF = 32'000;
+constexpr H5Z_filter_t EXACT_FILTERS[] = {H5Z_FILTER_DEFLATE, H5Z_FILTER_SHUFFLE,
+                                          H5Z_FILTER_FLETCHER32, H5Z_FILTER_SZIP, LZF};
+
+bool is_exact(hid_t properties, unsigned position) {
+    unsigned flags = 0;
+    unsigned configuration = 0;
+    std::size_t value_count = 0;
+    const H5Z_filter_t filter = checked(H5Pget_filter2(properties, position, &flags, &value_count,
+                                                       nullptr, 0, nullptr, &configuration),
+                                        "read", "the filters of a data set");
+    return std::ranges::find(EXACT_FILTERS, filter) != std::end(EXACT_FILTERS);
+}
+
 // Samples that are copied at once.
 constexpr std::uint64_t BUFFER_SAMPLES = std::uint64_t{4} * 1024 * 1024;
 
@@ -152,6 +168,17 @@ std::string describe_foreign_storage(hid_t set) {
     default:
         return "its samples kept in an unknown way";
     }
+}
+
+bool keeps_every_bit(hid_t set) {
+    const Id properties = set_properties(set);
+    const int count = checked(H5Pget_nfilters(properties), "read", "the filters of a data set");
+    for (int position = 0; position < count; ++position) {
+        if (!is_exact(properties, static_cast<unsigned>(position))) {
+            return false;
+        }
+    }
+    return true;
 }
 
 Id create_float_set(hid_t group, const std::string& name, const Extents& extents,

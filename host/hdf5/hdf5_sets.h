@@ -17,6 +17,10 @@ Id set_properties(hid_t set);
 // holds them. No other file is looked at.
 std::string describe_foreign_storage(hid_t set);
 
+// False where samples may be read otherwise than they were written: a filter rounds them, or is one
+// that this host does not know.
+bool keeps_every_bit(hid_t set);
+
 // A new set in chunks, which can be resized. With the properties of an older set given, its
 // filters are kept.
 Id create_float_set(hid_t group, const std::string& name, const Extents& extents,

@@ -97,6 +97,11 @@ void Hdf5Tree::close() {
     hdf5::close_file(std::exchange(open_->file, hdf5::Id{}), name_);
 }
 
+bool Hdf5Tree::keeps_every_bit(ObjectId set) const {
+    node(set, ObjectKind::DataSet);
+    return hdf5::keeps_every_bit(open(set));
+}
+
 ObjectId Hdf5Tree::root() const {
     return ROOT;
 }

@@ -48,6 +48,10 @@ class Hdf5Tree final : public DataTree {
     // Every later request is refused.
     void close();
 
+    // False for a set that may give other samples than were written to it, for its filters round
+    // them or are unknown.
+    bool keeps_every_bit(ObjectId set) const;
+
     ObjectId root() const override;
     std::optional<ObjectId> find(ObjectId group, std::string_view path) override;
     ObjectKind kind(ObjectId object) const override;

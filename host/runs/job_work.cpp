@@ -6,6 +6,7 @@
 #include "host/runs/input_files.h"
 #include "host/runs/job_step.h"
 #include "host/runs/output_files.h"
+#include "host/runs/written_sets.h"
 #include "host/system/content_hash.h"
 #include "host/system/file_identity.h"
 #include "host/system/pending_cleanup.h"
@@ -135,8 +136,11 @@ class JobRun {
         auto identity = identify_beside(job_.input);
         make_output({job_.input.string(), job_.output.string()}, [&] {
             content_ = copy_content(job_.input, pending->path());
-            run_steps(pending->path(), identity);
-            check_written(pending->path());
+            const auto written = run_steps(pending->path(), identity);
+            if (!work_.dry_run) {
+                pending->begin_sync();
+            }
+            check_written(pending->path(), written);
         });
         refuse_change(identify_file(job_.input) != read_file);
         if (!work_.dry_run) {
@@ -160,9 +164,10 @@ class JobRun {
                              : std::make_unique<PendingFile>(job_.output, write_options());
     }
 
-    void run_steps(const fs::path& file, std::future<InputIdentity>& identity) {
+    std::vector<WrittenSet> run_steps(const fs::path& file, std::future<InputIdentity>& identity) {
         Hdf5Tree tree(file, Hdf5Access::ReadWrite);
-        CachedTree cached(tree, work_.memory_bound);
+        WrittenTree noted(tree);
+        CachedTree cached(noted, work_.memory_bound);
         ObservedTree observed(cached);
         observed.on_samples([&](std::uint64_t count) { meter_.add(count); });
         std::vector<StepObservations> observations;
@@ -173,7 +178,9 @@ class JobRun {
         origin_.input = identity.get();
         refuse_change(origin_.input.mark != content_);
         append_history(tree, make_records(observations));
+        auto written = noted.list_written();
         tree.close();
+        return written;
     }
 
     StepObservations run_one_step(const Step& step, CachedTree& cached, ObservedTree& observed) {

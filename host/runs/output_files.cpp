@@ -28,13 +28,14 @@ std::unique_ptr<Hdf5Tree> create_over(const fs::path& temporary) {
     return std::make_unique<Hdf5Tree>(temporary, Hdf5Access::Create);
 }
 
-void check_written(const fs::path& temporary) {
+void check_written(const fs::path& temporary, std::span<const WrittenSet> written) {
     Hdf5Tree tree(temporary, Hdf5Access::ReadOnly);
     walk_groups(tree, tree.root(), [&](ObjectId group) {
         for (const std::string& name : tree.list_datasets(group)) {
             tree.extents(tree.find(group, name).value());
         }
     });
+    compare_written(tree, written);
 }
 
 } // namespace talvora::host

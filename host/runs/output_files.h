@@ -3,10 +3,12 @@
 
 #include "host/hdf5/hdf5_tree.h"
 #include "host/runs/exceptions.h"
+#include "host/runs/written_sets.h"
 
 #include <exception>
 #include <filesystem>
 #include <memory>
+#include <span>
 
 namespace talvora::host {
 
@@ -14,8 +16,9 @@ namespace talvora::host {
 // that one. To be called while no other thread makes files.
 std::unique_ptr<Hdf5Tree> create_over(const std::filesystem::path& temporary);
 
-// Opens what was written once more and visits its objects.
-void check_written(const std::filesystem::path& temporary);
+// Opens the closed file once more, visits its objects and compares what was written to its sets.
+// Throws a TreeError when it is not as it was written.
+void check_written(const std::filesystem::path& temporary, std::span<const WrittenSet> written);
 
 // Does a step on the way to the place's output; what fails in it is thrown as the failure
 // that explain_exception finds.

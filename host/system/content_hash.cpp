@@ -77,25 +77,6 @@ class OpenFile {
     int file_;
 };
 
-class MarkState {
-  public:
-    MarkState() : state_(XXH3_createState(), XXH3_freeState) {
-        if (state_ == nullptr || XXH3_128bits_reset(state_.get()) != XXH_OK) {
-            throw std::bad_alloc();
-        }
-    }
-    void add(std::span<const char> bytes) {
-        XXH3_128bits_update(state_.get(), bytes.data(), bytes.size());
-    }
-    ContentMark finish() const {
-        const XXH128_hash_t hash = XXH3_128bits_digest(state_.get());
-        return {hash.low64, hash.high64};
-    }
-
-  private:
-    std::unique_ptr<XXH3_state_t, decltype(&XXH3_freeState)> state_;
-};
-
 // The library answers 1 for done; it has no other trouble here than a lack of memory.
 void check(int answer) {
     if (answer != 1) {
@@ -128,15 +109,34 @@ class Sha256 {
 
 } // namespace
 
+void ContentMarker::FreeState::operator()(XXH3_state_s* state) const {
+    XXH3_freeState(state);
+}
+
+ContentMarker::ContentMarker() : state_(XXH3_createState()) {
+    if (state_ == nullptr || XXH3_128bits_reset(state_.get()) != XXH_OK) {
+        throw std::bad_alloc();
+    }
+}
+
+void ContentMarker::add(std::span<const std::byte> bytes) {
+    XXH3_128bits_update(state_.get(), bytes.data(), bytes.size());
+}
+
+ContentMark ContentMarker::finish() const {
+    const XXH128_hash_t hash = XXH3_128bits_digest(state_.get());
+    return {hash.low64, hash.high64};
+}
+
 HashedContent hash_file(const std::filesystem::path& path) {
     const OpenFile file(path, O_RDONLY, ExitCode::Input);
     HashedContent content;
     Sha256 sha256;
-    MarkState mark;
+    ContentMarker mark;
     std::vector<char> block(BLOCK_BYTES);
     for (auto bytes = file.read_into(block); !bytes.empty(); bytes = file.read_into(block)) {
         sha256.add(bytes);
-        mark.add(bytes);
+        mark.add(std::as_bytes(bytes));
         content.byte_count += bytes.size();
     }
     content.sha256 = sha256.finish();
@@ -147,11 +147,11 @@ HashedContent hash_file(const std::filesystem::path& path) {
 ContentMark copy_content(const std::filesystem::path& from, const std::filesystem::path& to) {
     const OpenFile source(from, O_RDONLY, ExitCode::Input);
     OpenFile copy(to, O_WRONLY | O_TRUNC, ExitCode::Output);
-    MarkState mark;
+    ContentMarker mark;
     std::vector<char> block(BLOCK_BYTES);
     for (auto bytes = source.read_into(block); !bytes.empty(); bytes = source.read_into(block)) {
         copy.write_all(bytes);
-        mark.add(bytes);
+        mark.add(std::as_bytes(bytes));
     }
     copy.close();
     return mark.finish();

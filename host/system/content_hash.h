@@ -1,9 +1,14 @@
 // What a file holds, as numbers that tell contents apart, and copies that are known to hold it.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <memory>
+#include <span>
 #include <string>
+
+struct XXH3_state_s;
 
 namespace talvora::host {
 
@@ -13,6 +18,20 @@ struct ContentMark {
     std::uint64_t high = 0;
 
     bool operator==(const ContentMark&) const = default;
+};
+
+// Makes the mark of bytes that come piece by piece, however they are cut.
+class ContentMarker {
+  public:
+    ContentMarker();
+    void add(std::span<const std::byte> bytes);
+    ContentMark finish() const;
+
+  private:
+    struct FreeState {
+        void operator()(XXH3_state_s* state) const;
+    };
+    std::unique_ptr<XXH3_state_s, FreeState> state_;
 };
 
 struct HashedContent {

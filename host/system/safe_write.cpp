@@ -217,7 +217,15 @@ PendingFile::~PendingFile() {
     }
 }
 
+void PendingFile::begin_sync() {
+    const SignalsHeldBack held_back; // in the new thread they stay so
+    begun_sync_ = std::async(std::launch::async, sync_path, temporary_, 0);
+}
+
 std::vector<std::string> PendingFile::publish() {
+    if (begun_sync_.valid()) {
+        begun_sync_.get(); // the system tells once that bytes were lost
+    }
     take_over_rights();
     if (replaced_ && replaced_->name_count > 1) {
         notes_.push_back(

@@ -19,6 +19,7 @@
 #include "host/system/writer_lock.h"
 
 #include <filesystem>
+#include <future>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -63,6 +64,9 @@ class PendingFile {
 
     const std::filesystem::path& path() const { return temporary_; }
 
+    // Brings to the disk what the file holds now, beside what is done until it is published.
+    void begin_sync();
+
     // Gives the file the rights of the destination it replaces, or of what the options name for
     // a new one, syncs it, renames it over the destination and syncs the folder. Returns what
     // people should know, a sentence each: what could not be kept. Throws a Failure of the
@@ -83,6 +87,7 @@ class PendingFile {
     std::optional<WriterLock> lock_;
     std::optional<FileIdentity> replaced_; // the destination as it was when the lock was taken
     std::vector<std::string> notes_;
+    std::future<void> begun_sync_;
     int note_ = -1; // where the signal handlers find the path
     bool in_place_ = false;
 };

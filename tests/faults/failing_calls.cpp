@@ -1,6 +1,7 @@
 // Preloaded into a program: makes the n-th call of one kind into the system fail, once or from
 // then on, as a full or broken disk would. Only files below one folder count, so that starting
-// the program costs no calls; forked processes count on together.
+// the program costs no calls; forked processes count on together. A call of the kind "spoil" does
+// not fail: it writes samples with one bit turned, as bad memory would.
 //
 //     FAILING_CALL    KIND:N:ERRNO:once|always, for example write:3:28:once; KIND as in KINDS
 //                     below, N counted from 1; empty: nothing fails
@@ -25,13 +26,14 @@
 #include <sys/types.h>
 #include <sys/uio.h>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
-enum class Kind { Open, Read, Write, Sync, Rename, Truncate, Close, Lock, MakeFolder };
+enum class Kind { Open, Read, Write, Sync, Rename, Truncate, Close, Lock, MakeFolder, Spoil };
 
-constexpr std::string_view KINDS[] = {"open",     "read",  "write", "sync", "rename",
-                                      "truncate", "close", "lock",  "mkdir"};
+constexpr std::string_view KINDS[] = {"open",     "read",  "write", "sync",  "rename",
+                                      "truncate", "close", "lock",  "mkdir", "spoil"};
 constexpr std::size_t KIND_COUNT = std::size(KINDS);
 constexpr std::size_t COUNT_BYTES = (KIND_COUNT + 1) * sizeof(std::uint64_t);
 
@@ -137,6 +139,28 @@ bool fails(Kind kind, bool ours) {
     return true;
 }
 
+// What the HDF5 library writes at a place in pieces of this size are samples.
+constexpr std::size_t MIN_SPOILED_BYTES = 8192;
+
+template <typename Write>
+ssize_t write_spoiled(Write* write_next, int file, const void* bytes, size_t count, off64_t at) {
+    std::vector<unsigned char> spoiled(count);
+    std::memcpy(spoiled.data(), bytes, count);
+    spoiled[count / 2] ^= 1U;
+    return write_next(file, spoiled.data(), count, at);
+}
+
+template <typename Write>
+ssize_t write_at(Write* write_next, int file, const void* bytes, size_t count, off64_t at) {
+    const bool ours = is_ours(file);
+    if (fails(Kind::Write, ours)) {
+        return -1;
+    }
+    return fails(Kind::Spoil, ours && count >= MIN_SPOILED_BYTES)
+               ? write_spoiled(write_next, file, bytes, count, at)
+               : write_next(file, bytes, count, at);
+}
+
 template <typename Function>
 Function* next(Function*, const char* name) {
     return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
@@ -212,11 +236,11 @@ ssize_t writev(int file, const iovec* blocks, int count) {
 }
 
 ssize_t pwrite(int file, const void* bytes, size_t count, off_t at) {
-    return fails(Kind::Write, is_ours(file)) ? -1 : NEXT(pwrite)(file, bytes, count, at);
+    return write_at(NEXT(pwrite), file, bytes, count, at);
 }
 
 ssize_t pwrite64(int file, const void* bytes, size_t count, off64_t at) {
-    return fails(Kind::Write, is_ours(file)) ? -1 : NEXT(pwrite64)(file, bytes, count, at);
+    return write_at(NEXT(pwrite64), file, bytes, count, at);
 }
 
 ssize_t sendfile(int to, int from, off_t* at, size_t count) {

@@ -5,9 +5,10 @@
 
 Each job runs on files of several layouts while the n-th read, write, sync, rename, truncate,
 close, open, lock or mkdir below its folder fails, once or from then on; n = 1, 2, ... until the
-job needs fewer of them. Without --all only COUNT n are tried (5 unless told), the first and the
-last among them. A program that is built with a sanitizer takes its run-time before all else that
-is preloaded; what it finds ends the job with another exit code.
+job needs fewer of them. In its place the n-th write of samples has one bit turned ("spoil").
+Without --all only COUNT n are tried (5 unless told), the first and the last among them. A program
+that is built with a sanitizer takes its run-time before all else that is preloaded; what it finds
+ends the job with another exit code.
 
 Right is exit code 0 and all that an undisturbed run leaves (every file, group, set, sample and
 attribute), or exit code 3 or 5, a message, and every file as it was before; nothing else is left.
@@ -28,11 +29,12 @@ import tempfile
 import h5py
 import numpy
 
-KINDS = ["open", "read", "write", "sync", "rename", "truncate", "close", "lock", "mkdir"]
+KINDS = ["open", "read", "write", "sync", "rename", "truncate", "close", "lock", "mkdir", "spoil"]
 # What the system answers where a disk is full or breaks.
 ERRORS = {"open": [errno.EIO], "read": [errno.EIO], "write": [errno.ENOSPC, errno.EIO],
           "sync": [errno.EIO], "rename": [errno.EIO], "truncate": [errno.ENOSPC],
-          "close": [errno.EIO], "lock": [errno.ENOLCK], "mkdir": [errno.ENOSPC]}
+          "close": [errno.EIO], "lock": [errno.ENOLCK], "mkdir": [errno.ENOSPC],
+          "spoil": [0]}
 SAMPLED_POSITIONS = 5
 TIME_LIMIT = 60
 
@@ -84,7 +86,7 @@ FILES = {
     "newest": make_newest,
 }
 
-TABLE = "t,X,Y\n" + "".join(f"{i / 100},{i % 7},{-i}\n" for i in range(600))
+TABLE = "t,X,Y\n" + "".join(f"{i / 100},{i % 7},{-i}\n" for i in range(3000))
 RECIPE = ("steps:\n"
           "  - unit: apply-set-rectify\n"
           "    parameters: {SourceGroup: Imu}\n"

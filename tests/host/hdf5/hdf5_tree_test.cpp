@@ -513,6 +513,36 @@ TEST(Hdf5Trees, CreatesNoFileOverAnother) {
     EXPECT_EQ(read_file(folder / "taken.h5"), "mine");
 }
 
+TEST_F(ForeignFile, KnowsFiltersThatKeepEveryBit) {
+    const struct {
+        const char* name;
+        std::function<herr_t(hid_t)> set_filter;
+        bool is_exact;
+    } CASES[] = {
+        {"none", [](hid_t) { return 0; }, true},
+        {"deflated", [](hid_t list) { return H5Pset_deflate(list, 1); }, true},
+        {"shuffled",
+         [](hid_t list) {
+             return H5Pset_shuffle(list) + H5Pset_fletcher32(list) + H5Pset_deflate(list, 1);
+         },
+         true},
+        {"rounded", [](hid_t list) { return H5Pset_scaleoffset(list, H5Z_SO_FLOAT_DSCALE, 1); },
+         false}};
+    for (const auto& filtered : CASES) {
+        const Id properties(H5Pcreate(H5P_DATASET_CREATE));
+        const hsize_t chunk = 8;
+        H5Pset_chunk(properties, 1, &chunk);
+        ASSERT_GE(filtered.set_filter(properties), 0);
+        make_set(filtered.name, H5T_IEEE_F32LE, {24}, properties);
+    }
+    Hdf5Tree& tree = open();
+    for (const auto& filtered : CASES) {
+        EXPECT_EQ(tree.keeps_every_bit(tree.find(tree.root(), filtered.name).value()),
+                  filtered.is_exact)
+            << filtered.name;
+    }
+}
+
 // A set that is long along its first axis, with lines that cross all of its chunks.
 TEST(Hdf5Trees, ReadsLinesAcrossChunks) {
     const TemporaryFolder folder;

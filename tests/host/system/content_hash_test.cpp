@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <span>
 #include <string>
 
 namespace talvora::host {
@@ -85,6 +86,23 @@ TEST(CopyContent, TellsWhetherReadingOrWritingFailed) {
     EXPECT_EQ(code_of_copy(folder / "missing", folder / "file"), ExitCode::Input);
     EXPECT_EQ(code_of_copy(folder / "file", "/dev/full"), ExitCode::Output);
     EXPECT_EQ(code_of_copy(folder / "file", folder / "missing"), ExitCode::Output);
+}
+
+// By the published implementation: 99aa06d3014798d86001c324468d497f.
+TEST(ContentMarker, GivesThePublishedHashOfNothing) {
+    EXPECT_EQ(ContentMarker().finish(), (ContentMark{0x6001C324468D497FU, 0x99AA06D3014798D8U}));
+}
+
+TEST(ContentMarker, TakesBytesInPieces) {
+    const TemporaryFolder folder;
+    const std::string content(600'000, 'a');
+    write_file(folder / "file", content);
+    for (const std::size_t piece : {1UL, 1000UL, 599'999UL}) {
+        ContentMarker mark;
+        mark.add(std::as_bytes(std::span(content).first(piece)));
+        mark.add(std::as_bytes(std::span(content).subspan(piece)));
+        EXPECT_EQ(mark.finish(), hash_file(folder / "file").mark) << piece;
+    }
 }
 
 TEST(ContentHash, TellsThatAFileCannotBeRead) {

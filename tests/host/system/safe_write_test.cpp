@@ -118,6 +118,18 @@ TEST(PendingFile, IsOpenToItsOwnerAloneUntilPublished) {
     EXPECT_EQ(mode_of(PendingFile().path()), 0600U);
 }
 
+TEST(PendingFile, TellsWhenPublishedThatABegunSyncFailed) {
+    const TemporaryFolder folder;
+    PendingFile synced(folder / "synced.h5", {});
+    synced.begin_sync();
+    EXPECT_THAT(synced.publish(), IsEmpty());
+    PendingFile lost(folder / "lost.h5", {});
+    fs::rename(lost.path(), folder / "away");
+    lost.begin_sync();
+    EXPECT_EQ(code_of([&] { lost.publish(); }), ExitCode::Output);
+    EXPECT_FALSE(fs::exists(folder / "lost.h5"));
+}
+
 TEST(PendingFile, TellsThatOtherNamesKeepTheOldContent) {
     const TemporaryFolder folder;
     write_file(folder / "walk.h5", "old");
