@@ -215,7 +215,9 @@ class JobRun {
     // The backup is in its place before what it keeps is replaced, and stays only when it is.
     void publish_with_backup(PendingFile& result) const {
         const std::string kept = job_.input.string();
-        PendingFile backup(kept + ".bak", {.replace = work_.replace_backup, .like = job_.input});
+        PendingFile backup(
+            kept + ".bak",
+            {.replace = work_.replace_backup, .like = job_.input, .sources = {job_.input}});
         make_output({kept, kept},
                     [&] { refuse_change(copy_content(job_.input, backup.path()) != content_); });
         const SignalsHeldBack held_back; // between the two

@@ -7,7 +7,9 @@
 #include <attr/libattr.h>
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <iterator>
 #include <memory>
 #include <string_view>
 #include <sys/acl.h>
@@ -21,6 +23,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr mode_t OWNER_BITS = 0700;
+constexpr mode_t OTHERS_BITS = 0077;
 constexpr mode_t BORROWED_BITS = 06000; // the file runs as its owner, or as its group
 constexpr mode_t EVERYTHING = 07;
 
@@ -110,6 +113,28 @@ mode_t as_mode_in_group(const fs::path& source, gid_t group) {
     return for_group << 3U | others;
 }
 
+// Of everybody but the owners.
+bool have_same_rights(const fs::path& one, const fs::path& other) {
+    const auto list_of = [](const fs::path& file) {
+        return AccessList(acl_get_file(file.c_str(), ACL_TYPE_ACCESS), acl_free);
+    };
+    const struct stat status = status_of(one);
+    const struct stat other_status = status_of(other);
+    const AccessList list = list_of(one);
+    const AccessList other_list = list_of(other);
+    return status.st_gid == other_status.st_gid &&
+           (status.st_mode & OTHERS_BITS) == (other_status.st_mode & OTHERS_BITS) &&
+           (list == other_list || acl_cmp(list.get(), other_list.get()) == 0);
+}
+
+// True when the file gives nobody but its owner more than the mode does. Whoever its access list
+// names may be among the others there.
+bool stays_within(const fs::path& file, mode_t mode) {
+    const mode_t others = mode & EVERYTHING;
+    const mode_t group = mode >> 3U & (acl_extended_file(file.c_str()) > 0 ? others : EVERYTHING);
+    return (status_of(file).st_mode & OTHERS_BITS & ~(group << 3U | others)) == 0;
+}
+
 // What the libraries cannot copy is told by the result; nothing is printed.
 void say_nothing(error_context*, const char*, ...) {}
 const char* quote_nothing(error_context*, const char* text) {
@@ -127,24 +152,51 @@ int is_to_be_copied(const char* name, error_context* context) {
            attr_copy_action(name, context) != ATTR_ACTION_SKIP;
 }
 
+// The mode and access list of `like`, or else a mode without a list that gives nobody more than
+// `like` and the sources do.
+std::vector<std::string> copy_mode(const fs::path& like, std::span<const fs::path> sources,
+                                   const fs::path& file) {
+    const struct stat status = status_of(like);
+    const gid_t group = status_of(file).st_gid;
+    mode_t most = OWNER_BITS | OTHERS_BITS;
+    for (const fs::path& source : sources) {
+        if (!have_same_rights(source, like)) {
+            most &= OWNER_BITS | as_mode_in_group(source, group);
+        }
+    }
+    std::vector<std::string> lost;
+    if (group != status.st_gid) {
+        lost.emplace_back("its group");
+    }
+    if (!stays_within(like, most)) {
+        lost.emplace_back("rights of some to whom its input is shut");
+    }
+    error_context quiet = silence();
+    if (lost.empty() && perm_copy_file(like.c_str(), file.c_str(), &quiet) != 0) {
+        lost.emplace_back("its access list");
+    }
+    if (!lost.empty()) {
+        set_mode_alone(file, status.st_mode & most & (OWNER_BITS | as_mode_in_group(like, group)));
+    }
+    return lost;
+}
+
 } // namespace
 
-std::vector<std::string> copy_rights(const fs::path& like, const fs::path& file) {
+std::vector<std::string> copy_rights(const fs::path& like, std::span<const fs::path> sources,
+                                     const fs::path& file) {
     std::vector<std::string> lost;
     const struct stat status = status_of(like);
     if (chown(file.c_str(), status.st_uid, static_cast<gid_t>(-1)) != 0) {
         lost.emplace_back("its owner");
     }
-    const bool has_group = chown(file.c_str(), static_cast<uid_t>(-1), status.st_gid) == 0;
-    error_context quiet = silence();
-    if (!has_group || perm_copy_file(like.c_str(), file.c_str(), &quiet) != 0) {
-        lost.emplace_back(has_group ? "its access list" : "its group");
-        set_mode_alone(file, (status.st_mode & OWNER_BITS) |
-                                 as_mode_in_group(like, status_of(file).st_gid));
-    }
+    // Whether it could be kept shows in the file.
+    [[maybe_unused]] const int kept = chown(file.c_str(), static_cast<uid_t>(-1), status.st_gid);
+    std::ranges::move(copy_mode(like, sources, file), std::back_inserter(lost));
     if (!lost.empty()) {
         set_mode(file, status_of(file).st_mode & 07777U & ~BORROWED_BITS);
     }
+    error_context quiet = silence();
     if (attr_copy_file(like.c_str(), file.c_str(), is_to_be_copied, &quiet) != 0) {
         lost.emplace_back("some of its extended attributes");
     }

@@ -9,12 +9,14 @@
 
 namespace talvora::host {
 
-// Gives the file `like`'s owner, group, mode, access list and extended attributes, as far as
-// that is possible; where group or access list cannot be kept, it gets no more than everybody
-// has who may be meant by them. Returns what was not kept, a piece of a sentence each ("its
-// owner").
+// Gives the file `like`'s owner, group, mode, access list and extended attributes, as far as that
+// is possible; where group or access list cannot be kept, it gets no more than everybody has who
+// may be meant by them. Nor does it open to anybody but its owner to whom one of the `sources` is
+// shut: where `like`'s rights would, it gets a mode that gives what both give. Returns what was
+// not kept, a piece of a sentence each ("its owner").
 // Throws a Failure of the output when the mode cannot be set.
 std::vector<std::string> copy_rights(const std::filesystem::path& like,
+                                     std::span<const std::filesystem::path> sources,
                                      const std::filesystem::path& file);
 
 // Gives the file the mode that the process gives new files, less what one of the `sources`

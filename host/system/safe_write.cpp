@@ -243,7 +243,7 @@ void PendingFile::take_over_rights() {
     const fs::path& like = replaced_ ? destination_ : options_.like;
     if (like.empty()) {
         restrict_rights(options_.sources, temporary_);
-    } else if (const auto lost = copy_rights(like, temporary_); !lost.empty()) {
+    } else if (const auto lost = copy_rights(like, options_.sources, temporary_); !lost.empty()) {
         notes_.push_back(fmt::format("{}: not kept: {}", destination_.string(), join_texts(lost)));
     }
 }

@@ -32,7 +32,8 @@ struct WriteOptions {
     bool make_folder = false; // of the destination, where there is none
     // Whose rights and attributes a new destination takes; empty: as the process makes files.
     std::filesystem::path like = {};
-    // What a new destination is made of: it stays shut to whom one of these is shut.
+    // What the destination is made of: it stays shut to whom one of these is shut, also where it
+    // replaces a file that is not.
     std::vector<std::filesystem::path> sources = {};
 };
 

@@ -98,6 +98,29 @@ TEST_F(Run, DoesNotReplaceAnEarlierBackup) {
     EXPECT_EQ(content("walk.h5"), original_);
 }
 
+TEST_F(Run, OpensAReplacedFileToNobodyToWhomTheInputIsShut) {
+    const auto mode_of = [&](const char* file) { return fs::status(folder_ / file).permissions(); };
+    fs::permissions(folder_ / "walk.h5", fs::perms{0600});
+    for (const char* file : {"out.h5", "walk.h5.bak"}) {
+        write_file(folder_ / file, "old");
+        fs::permissions(folder_ / file, fs::perms{0644});
+    }
+    const Program::Words words = {"run", "apply-set-rectify", "SourceGroup=Signals", "walk.h5",
+                                  "--force"};
+    Program::Words into_file = words;
+    into_file.insert(into_file.end(), {"-o", "out.h5"});
+    const auto result = run(into_file);
+    EXPECT_EQ(result.exit_code, 0);
+    EXPECT_THAT(result.errors,
+                HasSubstr("warning: out.h5: not kept: rights of some to whom its input is shut\n"));
+    EXPECT_EQ(mode_of("out.h5"), fs::perms{0600});
+    Program::Words in_place = words;
+    in_place.insert(in_place.end(), {"--in-place", "--backup"});
+    EXPECT_EQ(run(in_place).exit_code, 0);
+    EXPECT_EQ(mode_of("walk.h5.bak"), fs::perms{0600});
+    EXPECT_EQ(mode_of("walk.h5"), fs::perms{0600});
+}
+
 TEST_F(Run, WritesSeveralFilesIntoAFolder) {
     import_walk("second.h5");
     fs::create_directory(folder_ / "out");

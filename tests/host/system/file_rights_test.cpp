@@ -19,6 +19,7 @@ namespace fs = std::filesystem;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 
 struct stat status_of(const fs::path& file) {
     struct stat status {};
@@ -68,7 +69,7 @@ class FileRights : public testing::Test {
 TEST_F(FileRights, AreCopied) {
     for (const unsigned mode : {0600U, 0644U, 0640U, 0464U, 0777U}) {
         fs::permissions(like_, fs::perms{mode});
-        EXPECT_THAT(copy_rights(like_, file_), IsEmpty());
+        EXPECT_THAT(copy_rights(like_, {}, file_), IsEmpty());
         EXPECT_EQ(mode_of(file_), mode);
     }
 }
@@ -78,7 +79,7 @@ TEST_F(FileRights, AreCopiedWithTheOwner) {
         GTEST_SKIP() << "takes root";
     }
     ASSERT_EQ(chown(like_.c_str(), 1234, 5678), 0);
-    EXPECT_THAT(copy_rights(like_, file_), IsEmpty());
+    EXPECT_THAT(copy_rights(like_, {}, file_), IsEmpty());
     EXPECT_EQ(status_of(file_).st_uid, 1234U);
     EXPECT_EQ(status_of(file_).st_gid, 5678U);
 }
@@ -87,7 +88,7 @@ TEST_F(FileRights, AreCopiedWithTheAttributes) {
     if (setxattr(like_.c_str(), "user.note", "left foot", 9, 0) != 0) {
         GTEST_SKIP() << "no extended attributes here";
     }
-    EXPECT_THAT(copy_rights(like_, file_), IsEmpty());
+    EXPECT_THAT(copy_rights(like_, {}, file_), IsEmpty());
     std::array<char, 16> value{};
     EXPECT_EQ(getxattr(file_.c_str(), "user.note", value.data(), value.size()), 9);
     EXPECT_STREQ(value.data(), "left foot");
@@ -98,7 +99,7 @@ TEST_F(FileRights, AreCopiedWithTheAccessList) {
     if (!set_access_list("-m u:1234:r,g:5678:rw", like_)) {
         GTEST_SKIP() << "no access lists here";
     }
-    EXPECT_THAT(copy_rights(like_, file_), IsEmpty());
+    EXPECT_THAT(copy_rights(like_, {}, file_), IsEmpty());
     EXPECT_EQ(access_list_of(file_), access_list_of(like_));
     EXPECT_THAT(access_list_of(file_), HasSubstr("user:1234:r--"));
 }
@@ -124,12 +125,81 @@ TEST_F(FileRights, AreNotWidenedToAnotherOwnerOrGroup) {
                           setresuid(65534, 65534, 65534) != 0) {
                           _exit(99);
                       }
-                      const auto lost = copy_rights(like_, file_);
+                      const auto lost = copy_rights(like_, {}, file_);
                       _exit(lost == std::vector<std::string>{"its owner", "its group"} ? 0 : 1);
                   }),
                   0);
         EXPECT_EQ(mode_of(file_), static_cast<mode_t>(expected)) << std::oct << mode;
     }
+}
+
+// Neither of the two files opens the third to anybody to whom the other one is shut.
+TEST_F(FileRights, AreCopiedLessWhatASourceWithholds) {
+    const struct {
+        unsigned like;
+        unsigned source;
+        unsigned expected;
+    } CASES[] = {{0644U, 0600U, 0600U}, {0666U, 0640U, 0640U}, {0640U, 0644U, 0640U},
+                 {0664U, 0646U, 0644U}, {0755U, 0600U, 0700U}, {0604U, 0640U, 0600U},
+                 {0444U, 0600U, 0400U}, {0644U, 0644U, 0644U}, {06755U, 0644U, 0744U}};
+    const fs::path source = folder_ / "source";
+    write_file(source, "");
+    for (const auto& [like, of_source, expected] : CASES) {
+        fs::permissions(like_, fs::perms{like});
+        fs::permissions(source, fs::perms{of_source});
+        const auto lost = copy_rights(like_, std::array{source}, file_);
+        EXPECT_EQ(mode_of(file_), expected) << std::oct << like << " and " << of_source;
+        if (like == expected) {
+            EXPECT_THAT(lost, IsEmpty());
+        } else {
+            EXPECT_THAT(lost, ElementsAre("rights of some to whom its input is shut"));
+        }
+    }
+}
+
+TEST_F(FileRights, AreCopiedLessWhatASourceOfAnotherGroupWithholds) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "takes root";
+    }
+    const fs::path source = folder_ / "source";
+    write_file(source, "");
+    ASSERT_EQ(chown(source.c_str(), 1234, 5678), 0);
+    fs::permissions(like_, fs::perms{0664});
+    fs::permissions(source, fs::perms{0660});
+    copy_rights(like_, std::array{source}, file_);
+    EXPECT_EQ(mode_of(file_), 0600U);
+    fs::permissions(source, fs::perms{0664});
+    copy_rights(like_, std::array{source}, file_);
+    EXPECT_EQ(mode_of(file_), 0644U);
+}
+
+TEST_F(FileRights, LoseAnAccessListThatNamesSomeToWhomASourceIsShut) {
+    const fs::path source = folder_ / "source";
+    write_file(source, "");
+    fs::permissions(like_, fs::perms{0640});
+    if (!set_access_list("-m u:1234:r", like_)) {
+        GTEST_SKIP() << "no access lists here";
+    }
+    fs::permissions(source, fs::perms{0640});
+    EXPECT_THAT(copy_rights(like_, std::array{source}, file_),
+                ElementsAre("rights of some to whom its input is shut"));
+    EXPECT_THAT(access_list_of(file_), Not(HasSubstr("user:1234")));
+    fs::permissions(source, fs::perms{0644});
+    EXPECT_THAT(copy_rights(like_, std::array{source}, file_), IsEmpty());
+    EXPECT_EQ(access_list_of(file_), access_list_of(like_));
+}
+
+TEST_F(FileRights, KeepAnAccessListThatASourceHasToo) {
+    const fs::path source = folder_ / "source";
+    write_file(source, "");
+    for (const fs::path& file : {like_, source}) {
+        fs::permissions(file, fs::perms{0600});
+        if (!set_access_list("-m u:1234:r", file)) {
+            GTEST_SKIP() << "no access lists here";
+        }
+    }
+    EXPECT_THAT(copy_rights(like_, std::array{source}, file_), IsEmpty());
+    EXPECT_EQ(access_list_of(file_), access_list_of(like_));
 }
 
 TEST_F(FileRights, AreThoseOfTheProcessLessWhatASourceWithholds) {
@@ -192,7 +262,7 @@ TEST_F(FileRights, AreNotWidenedByTheFoldersDefaultList) {
     ASSERT_TRUE(set_access_list("-b", like_));
     restrict_rights(std::array{like_}, file_);
     EXPECT_EQ(access_list_of(file_), access_list_of(like_));
-    copy_rights(like_, file_);
+    copy_rights(like_, {}, file_);
     EXPECT_EQ(access_list_of(file_), access_list_of(like_));
 }
 

@@ -193,6 +193,19 @@ TEST(PendingFile, KeepsTheModeOfWhatItReplaces) {
     EXPECT_EQ(mode_of(folder / "walk.h5"), 0640U);
 }
 
+TEST(PendingFile, IsNoMoreOpenThanItsSourceWhereItReplacesAnOpenFile) {
+    const TemporaryFolder folder;
+    write_file(folder / "private.csv", "");
+    write_file(folder / "walk.h5", "old");
+    fs::permissions(folder / "private.csv", fs::perms{0600});
+    fs::permissions(folder / "walk.h5", fs::perms{0644});
+    const WriteOptions options{.replace = true, .sources = {folder / "private.csv"}};
+    EXPECT_THAT(PendingFile(folder / "walk.h5", options).publish(),
+                ElementsAre((folder / "walk.h5").string() +
+                            ": not kept: rights of some to whom its input is shut"));
+    EXPECT_EQ(mode_of(folder / "walk.h5"), 0600U);
+}
+
 TEST(PendingFile, GivesANewFileTheModeOfTheProcess) {
     const TemporaryFolder folder;
     const mode_t before = umask(027);
