@@ -5,6 +5,7 @@
 #include "host/cli/print_exception.h"
 #include "host/cli/session.h"
 #include "host/hdf5/hdf5_error_stack.h"
+#include "host/system/file_limit.h"
 #include "host/system/pending_cleanup.h"
 #include "host/system/standard_output.h"
 #include "host/text/failure.h"
@@ -133,6 +134,7 @@ ExitCode run_command(int argument_count, char** arguments, Session& session) {
 ExitCode run_command_line(int argument_count, char** arguments) {
     Session session;
     clean_up_on_signals();
+    outlive_file_limit();
     try {
         return run_command(argument_count, arguments, session);
     } catch (const std::exception&) {

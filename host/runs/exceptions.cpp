@@ -1,10 +1,15 @@
 #include "host/runs/exceptions.h"
 
 #include "host/interface/plugin_library.h"
+#include "host/system/file_limit.h"
 #include "host/tree/data_tree.h"
 
+#include <fmt/format.h>
+
+#include <algorithm>
 #include <filesystem>
 #include <new>
+#include <vector>
 
 namespace talvora::host {
 namespace {
@@ -13,11 +18,24 @@ std::string begin_with(const std::string& file, const std::string& text) {
     return file.empty() ? text : file + ": " + text;
 }
 
-} // namespace
+// The failure of a write that met the limit on the size of files tells of it, once.
+Failure with_file_limit(const Failure& failure) {
+    const auto limit = find_met_file_limit();
+    if (failure.code() != ExitCode::Output || !limit) {
+        return failure;
+    }
+    const std::string hint =
+        fmt::format("no file may grow beyond {} bytes here: ulimit -f raises it", *limit);
+    std::vector<std::string> hints = failure.hints();
+    if (std::ranges::find(hints, hint) == hints.end()) {
+        hints.push_back(hint);
+    }
+    return {failure.code(), failure.what(), hints};
+}
 
 // On the way to an output what the storage cannot do is a failure of the output, unless it is
 // that the copied input cannot be read. What nobody foresaw comes of what was read.
-Failure explain_exception(const WorkPlace& place) {
+Failure explain(const WorkPlace& place) {
     const bool writing = !place.output.empty();
     const ExitCode of_storage = writing ? ExitCode::Output : ExitCode::Input;
     try {
@@ -43,6 +61,12 @@ Failure explain_exception(const WorkPlace& place) {
     } catch (const std::exception& error) {
         return {ExitCode::Input, begin_with(place.input, error.what())};
     }
+}
+
+} // namespace
+
+Failure explain_exception(const WorkPlace& place) {
+    return with_file_limit(explain(place));
 }
 
 } // namespace talvora::host

@@ -409,6 +409,32 @@ TEST_F(Run, BlamesTheOutputWhenTheDiskIsFullInTheMiddleOfAUnit) {
     expect_nothing_changed();
 }
 
+TEST_F(Run, BlamesTheOutputWhenAFileMayNotGrow) {
+    const ProgramOptions shell = {
+        .environment = {}, .without_privileges = false, .program = "/bin/bash"};
+    const std::string host = std::string(TALVORA_HOST_PROGRAM) + " ";
+    const struct {
+        int limit; // in KiB
+        std::string words;
+    } CASES[] = {{8192, "--plugin " TROUBLE_PLUGIN " run grow walk.h5 --in-place"},
+                 {1, "run set-rectify SourceGroup=Signals walk.h5 --in-place"},
+                 {1, "run set-rectify SourceGroup=Signals walk.h5 --out-dir out --jobs 2"},
+                 {1, "import walk.csv -o new.h5"},
+                 {1, "plot walk.h5 -o new.html"}};
+    for (const auto& [limit, words] : CASES) {
+        const auto result =
+            run({"-c", "ulimit -f " + std::to_string(limit) + "; exec " + host + words}, shell);
+        EXPECT_EQ(result.exit_code, 5) << words << result.errors;
+        EXPECT_THAT(result.errors, StartsWith("error: "));
+        EXPECT_THAT(result.errors, HasSubstr("File too large"));
+        EXPECT_THAT(result.errors,
+                    HasSubstr("\nhint: no file may grow beyond " + std::to_string(limit * 1024) +
+                              " bytes here: ulimit -f raises it\n"));
+        fs::remove(folder_ / "out");
+        expect_nothing_changed();
+    }
+}
+
 // ---------------------------------------------------------------------------
 // Others that work on the same files
 
