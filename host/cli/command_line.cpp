@@ -8,6 +8,7 @@
 #include "host/system/file_limit.h"
 #include "host/system/pending_cleanup.h"
 #include "host/system/standard_output.h"
+#include "host/system/standard_streams.h"
 #include "host/text/failure.h"
 #include "host/text/nearest_text.h"
 
@@ -121,7 +122,6 @@ ExitCode run_command(int argument_count, char** arguments, Session& session) {
         program.parse(argument_count, arguments);
     } catch (const CLI::Success& help) {
         program.exit(help);
-        return ExitCode::Done;
     } catch (const CLI::ParseError& error) {
         throw explain_usage(program, error, argument_count > 1 ? arguments[1] : "");
     }
@@ -136,6 +136,7 @@ ExitCode run_command_line(int argument_count, char** arguments) {
     clean_up_on_signals();
     outlive_file_limit();
     try {
+        hold_standard_streams();
         return run_command(argument_count, arguments, session);
     } catch (const std::exception&) {
         return print_exception(session.console);

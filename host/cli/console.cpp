@@ -1,5 +1,7 @@
 #include "host/cli/console.h"
 
+#include "host/system/standard_streams.h"
+
 #include <fmt/color.h>
 #include <fmt/format.h>
 
@@ -61,7 +63,8 @@ void Console::print(MessageLevel level, std::string_view text) const {
     const MessageLevel shown = level == MessageLevel::Detail ? MessageLevel::Info : level;
     const auto look =
         coloured_ ? fmt::emphasis::bold | fmt::fg(colour_of(shown)) : fmt::text_style();
-    fmt::print(stderr, "{} {}\n", fmt::format(look, "{}:", level_name(shown)), on_one_line(text));
+    write_to_standard_error(fmt::format(
+        "{} {}\n", fmt::format(look, "{}:", level_name(shown)), on_one_line(text)));
 }
 
 void Console::failure(const Failure& failure) const {
@@ -72,7 +75,7 @@ void Console::failure(const Failure& failure) const {
 }
 
 void Console::note(std::string_view line) const {
-    fmt::print(stderr, "{}\n", on_one_line(line));
+    write_to_standard_error(on_one_line(line) + '\n');
 }
 
 void Console::result(std::string_view text) const {

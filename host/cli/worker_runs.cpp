@@ -7,6 +7,7 @@
 #include "host/runs/progress.h"
 #include "host/system/pending_cleanup.h"
 #include "host/system/safe_write.h"
+#include "host/system/standard_streams.h"
 
 #include <fmt/format.h>
 
@@ -71,7 +72,7 @@ class WorkerRuns {
     static void print(const std::string& text) {
         if (!text.empty()) {
             std::fflush(stdout); // what was printed before comes before
-            std::fputs(text.c_str(), stderr);
+            write_to_standard_error(text);
         }
     }
 

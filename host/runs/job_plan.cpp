@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <fstream>
 #include <iostream>
 #include <optional>
@@ -50,7 +51,8 @@ void append_lines(std::istream& list, std::string_view name, std::vector<std::st
             files.push_back(line);
         }
     }
-    if (list.bad()) {
+    // The stream over standard input tells of an end alone.
+    if (list.bad() || std::ferror(stdin) != 0) {
         throw Failure(ExitCode::Input, fmt::format("cannot read the list '{}' to its end: {}", name,
                                                    std::generic_category().message(errno)));
     }

@@ -77,12 +77,13 @@ class CommandLine(unittest.TestCase):
         if options.pop("without_privileges", False) and os.geteuid() == 0:
             options.update(user=NOBODY, group=NOBODY, extra_groups=[])
         options.setdefault("stdout", subprocess.PIPE)
+        options.setdefault("stderr", subprocess.PIPE)
         # After a failed write the HDF5 library keeps memory, which a leak check would report.
         variables = {**os.environ, "SOURCE_DATE_EPOCH": "1700000000",
                      "ASAN_OPTIONS": "detect_leaks=0", **(environment or {})}
         variables.pop("TALVORA_PLUGIN_PATH", None) if not environment else None
         return subprocess.run([cls.host, *map(str, words)], cwd=cls.folder, env=variables,
-                              stdin=subprocess.DEVNULL, stderr=subprocess.PIPE, timeout=20,
+                              stdin=subprocess.DEVNULL, timeout=20,
                               encoding="utf-8", errors="replace", **options)
 
     def contents(self):
@@ -447,6 +448,66 @@ class BadOutput(CommandLine):
                 result = self.call(words, stdout=full)
                 self.assertEqual(result.returncode, 5, result.stderr)
                 self.assertIn("error: standard output: No space left on device\n", result.stderr)
+
+
+class StandardStreams(CommandLine):
+    """Closed, full or without a reader when the program starts."""
+
+    IMPORT = ["import", "walk.csv", "-o", "out.h5", "--force"]  # which tells of a missing row
+    WRITERS = [IMPORT, [*RUN, "plain.h5", "-o", "out.h5", "--force"],
+               ["recipe", "run", "recipe.yaml", "plain.h5", "-o", "out.h5", "--force"],
+               ["recipe", "extract", "walk.h5", "-o", "out.h5", "--force"],
+               ["export", "walk.h5::Signals/X", "-o", "out.h5", "--force"]]
+
+    def complete(self, words, **options):
+        """What the command leaves, its exit code in front."""
+        (self.folder / "out.h5").unlink(missing_ok=True)
+        result = self.call(words, **options)
+        made = self.folder / "out.h5"
+        return result, made.read_bytes() if made.exists() else None
+
+    def test_no_file_takes_the_place_of_a_closed_stream(self):
+        for words in self.WRITERS:
+            _, expected = self.complete([*words, "--quiet"])
+            self.assertIsNotNone(expected)
+            for closed in ((0,), (1,), (2,), (0, 1), (1, 2), (0, 1, 2)):
+                with self.subTest(words=words, closed=closed):
+                    result, made = self.complete(
+                        [*words, "--quiet"], preexec_fn=lambda: [os.close(i) for i in closed])
+                    self.assertEqual(result.returncode, 0, result.stderr)
+                    self.assertEqual(made, expected)
+
+    def test_results_for_a_closed_standard_output_are_an_error(self):
+        for words in (["units"], ["tree", "walk.h5"], ["tree", "walk.h5", "--json"],
+                      ["history", "walk.h5"], ["export", "walk.h5", "-o", "-"],
+                      ["recipe", "extract", "walk.h5"], ["version"], ["--version"], ["--help"],
+                      [*RUN, "plain.h5", "-o", "trial.h5", "-n", "--json"],
+                      [*RUN, "plain.h5", "-o", "trial.h5", "-n"]):
+            for closed in ((1,), (0, 1)):
+                with self.subTest(words=words, closed=closed), self.nothing_changes():
+                    result = self.call(words, preexec_fn=lambda: [os.close(i) for i in closed])
+                    self.assertEqual(result.returncode, 5, result.stderr)
+                    self.assertIn("error: standard output: Bad file descriptor\n", result.stderr)
+
+    def test_a_list_from_a_closed_standard_input_is_an_error(self):
+        self.expect_failure([*RUN, "--files-from", "-", "--out-dir", "new"], 3,
+                            preexec_fn=lambda: os.close(0))
+
+    def test_a_message_that_cannot_be_told_does_not_end_the_work(self):
+        failing = [[*RUN, "missing.h5", "-o", "out.h5"], ["describe", "no-such-unit"],
+                   ["run", "fail", "--plugin", TROUBLE, "plain.h5", "-o", "out.h5"]]
+        for words in [*self.WRITERS, *failing]:
+            told, expected = self.complete(words)
+            reading, writing = os.pipe()
+            os.close(reading)
+            with open("/dev/full", "w") as full, open(writing, "w") as unread:
+                for name, options in (("full", {"stderr": full}), ("unread", {"stderr": unread}),
+                                      ("closed", {"preexec_fn": lambda: os.close(2)})):
+                    with self.subTest(words=words, stderr=name):
+                        result, made = self.complete(words, **options)
+                        self.assertEqual(result.returncode, told.returncode)
+                        self.assertEqual(result.stdout, told.stdout)
+                        self.assertEqual(made, expected)
 
 
 class OddNames(CommandLine):
