@@ -89,7 +89,7 @@ class Gatherer {
         if (options_.attributes) {
             for (const std::string& name : tree_.list_attributes(object)) {
                 // Long, and shown by a command of its own.
-                if (object != tree_.root() || name != HISTORY_ATTRIBUTE) {
+                if (object != tree_.root() || !is_history_part(name)) {
                     entry.attributes.push_back(read(object, name));
                 }
             }

@@ -13,6 +13,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <ctime>
+#include <map>
 #include <set>
 #include <string_view>
 
@@ -23,6 +24,10 @@ using Json = nlohmann::ordered_json;
 
 // The last second of the year 9999.
 constexpr std::int64_t LAST_SECOND = 253'402'300'799;
+
+// In files of older formats an attribute has at most 64 KiB. Each text takes 16 bytes of it, for it
+// stands elsewhere itself; what is left is room for name and type.
+constexpr std::size_t MAX_PART_RECORDS = 4000;
 
 std::time_t parse_epoch(std::string_view text) {
     const auto seconds = parse_number<std::int64_t>(text);
@@ -61,6 +66,16 @@ Json make_step_json(const Step& step) {
             {"parameters", make_parameters_json(step.values)}};
 }
 
+std::string format_record(const HistoryRecord& record) {
+    return record.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+void write_part(DataTree& tree, std::size_t number, std::vector<std::string> texts) {
+    const Extents extents = {texts.size()};
+    tree.write_attribute(tree.root(), name_history_part(number),
+                         TextArray{std::move(texts), extents});
+}
+
 template <typename Value>
 Json value_or_null(const std::optional<Value>& value) {
     return value ? Json(*value) : Json(nullptr);
@@ -79,6 +94,29 @@ Json make_state_json(const SetState& state) {
 [[noreturn]] void refuse_history(std::string_view reason) {
     throw Failure(ExitCode::Input,
                   fmt::format("the history in the file cannot be read: {}", reason));
+}
+
+// The texts of one part, where there is such a part.
+std::optional<std::vector<std::string>> find_part(DataTree& tree, std::size_t number) {
+    const std::string name = name_history_part(number);
+    auto value = tree.read_attribute(tree.root(), name);
+    if (!value) {
+        return std::nullopt;
+    }
+    auto* texts = std::get_if<TextArray>(&*value);
+    if (texts == nullptr) {
+        refuse_history(fmt::format("the attribute '{}' is no list of texts", name));
+    }
+    return std::move(texts->values);
+}
+
+// The first one where there is none yet.
+std::size_t find_last_part(DataTree& tree) {
+    std::size_t number = 1;
+    while (tree.read_attribute(tree.root(), name_history_part(number + 1))) {
+        ++number;
+    }
+    return number;
 }
 
 HistoryRecord parse_record(const std::string& text) {
@@ -172,10 +210,12 @@ Step extract_step(const HistoryRecord& record, const PluginLibrary& plugin) {
 // Steps of several runs may be called the same.
 void make_names_unique(std::vector<Step>& steps) {
     std::set<std::string> taken;
+    std::map<std::string, int> last_numbers; // thousands of steps may be called the same
     for (Step& step : steps) {
         const std::string name = step.name;
-        for (int number = 2; !taken.insert(step.name).second; ++number) {
-            step.name = fmt::format("{}-{}", name, number);
+        int& number = last_numbers.try_emplace(name, 1).first->second;
+        while (!taken.insert(step.name).second) {
+            step.name = fmt::format("{}-{}", name, ++number);
         }
     }
 }
@@ -238,34 +278,24 @@ HistoryRecord make_record(const RunOrigin& origin, const Recipe& recipe, std::si
 }
 
 std::vector<HistoryRecord> read_history(DataTree& tree) {
-    const auto value = tree.read_attribute(tree.root(), HISTORY_ATTRIBUTE);
-    if (!value) {
-        return {};
-    }
-    const auto* texts = std::get_if<TextArray>(&*value);
-    if (texts == nullptr) {
-        refuse_history(fmt::format("the attribute '{}' is no list of texts", HISTORY_ATTRIBUTE));
-    }
     std::vector<HistoryRecord> records;
-    std::ranges::transform(texts->values, std::back_inserter(records), parse_record);
+    for (std::size_t part = 1; const auto texts = find_part(tree, part); ++part) {
+        std::ranges::transform(*texts, std::back_inserter(records), parse_record);
+    }
     return records;
 }
 
 void append_history(DataTree& tree, std::span<const HistoryRecord> records) {
-    TextArray texts;
-    if (const auto value = tree.read_attribute(tree.root(), HISTORY_ATTRIBUTE)) {
-        if (const auto* older = std::get_if<TextArray>(&*value)) {
-            texts = *older;
-        } else {
-            refuse_history(
-                fmt::format("the attribute '{}' is no list of texts", HISTORY_ATTRIBUTE));
+    for (std::size_t part = find_last_part(tree); !records.empty(); ++part) {
+        std::vector<std::string> texts = find_part(tree, part).value_or(std::vector<std::string>());
+        const std::size_t room = MAX_PART_RECORDS - std::min(MAX_PART_RECORDS, texts.size());
+        const auto fitting = records.first(std::min(room, records.size()));
+        if (!fitting.empty()) {
+            std::ranges::transform(fitting, std::back_inserter(texts), format_record);
+            write_part(tree, part, std::move(texts));
         }
+        records = records.subspan(fitting.size());
     }
-    for (const HistoryRecord& record : records) {
-        texts.values.push_back(record.dump(-1, ' ', false, Json::error_handler_t::replace));
-    }
-    texts.extents = {texts.values.size()};
-    tree.write_attribute(tree.root(), HISTORY_ATTRIBUTE, texts);
 }
 
 std::span<const HistoryRecord> last_run(std::span<const HistoryRecord> history) {

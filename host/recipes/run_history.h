@@ -1,5 +1,5 @@
-// What was done to a file, kept in the file: one record per step that was run, in an
-// attribute of the root group. A record is a JSON document:
+// What was done to a file, kept in the file: one record per step that was run, in attributes of
+// the root group (host/tree/history_attribute.h). A record is a JSON document:
 //
 //     time           UTC, ISO 8601; from SOURCE_DATE_EPOCH where that is set
 //     host           name, version
@@ -77,8 +77,8 @@ HistoryRecord make_record(const RunOrigin& origin, const Recipe& recipe, std::si
                           const StepObservations& observations,
                           const nlohmann::ordered_json& filters);
 
-// Oldest first; empty for a file without a history. Throws a Failure of the input when the
-// attribute holds something else.
+// Oldest first; empty for a file without a history. Throws a Failure of the input when one of
+// the attributes holds something else.
 std::vector<HistoryRecord> read_history(DataTree& tree);
 void append_history(DataTree& tree, std::span<const HistoryRecord> records);
 

@@ -32,7 +32,7 @@ std::shared_ptr<const GapList> gaps_of(const Extents& extents, std::span<const f
 // What is noted
 
 bool ObservedTree::is_history(ObjectId object, std::string_view name) const {
-    return name == HISTORY_ATTRIBUTE && object == tree_.root();
+    return is_history_part(name) && object == tree_.root();
 }
 
 ObservedTree::Gaps ObservedTree::count_gaps(ObjectId set) const {

@@ -1,8 +1,10 @@
 #include "host/hdf5/hdf5_tree.h"
+#include "host/recipes/run_history.h"
 #include "host/tree/history_attribute.h"
 #include "tests/host/cli/cli_test.h"
 #include "tests/support/unit_table.h"
 
+#include <hdf5.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -86,6 +88,36 @@ TEST_F(History, HoldsNoFolderNames) {
 TEST_F(History, IsNotShownAmongTheAttributesOfTheTree) {
     run({"run", "apply-set-rectify", "SourceGroup=Signals", "walk.h5", "-o", "out.h5"});
     EXPECT_THAT(run({"tree", "out.h5", "--attributes"}).output, Not(HasSubstr("talvora_history")));
+}
+
+// In the format that other programs make files in, where an attribute takes 4091 texts.
+TEST_F(History, HasNoEnd) {
+    H5Fclose(H5Fcreate((folder_ / "long.h5").c_str(), H5F_ACC_TRUNC, H5P_DEFAULT, H5P_DEFAULT));
+    {
+        Hdf5Tree tree(folder_ / "long.h5", Hdf5Access::ReadWrite);
+        const ObjectId set = tree.create_dataset(tree.root(), "Signals/X", {1, 1, 2});
+        tree.write_attribute(set, "SampleRate", 10.0F);
+        tree.close();
+    }
+    const auto run_on_it = [&](const char* unit) {
+        const auto result = run({"run", unit, "SourceGroup=Signals", "long.h5", "--in-place"});
+        EXPECT_EQ(result.exit_code, 0) << result.errors;
+    };
+    run_on_it("apply-set-rectify");
+    {
+        Hdf5Tree tree(folder_ / "long.h5", Hdf5Access::ReadWrite);
+        append_history(tree, std::vector<HistoryRecord>(4090, read_history(tree).at(0)));
+        tree.close();
+    }
+    run_on_it("apply-set-opposite");
+    const auto records = read("long.h5");
+    ASSERT_EQ(records.size(), 4092U);
+    EXPECT_EQ(records[4090]["step"], "apply-set-rectify");
+    EXPECT_EQ(records[4091]["step"], "apply-set-opposite");
+    EXPECT_THAT(run({"recipe", "extract", "long.h5"}).output, HasSubstr("apply-set-opposite"));
+    EXPECT_THAT(run({"recipe", "extract", "long.h5", "--all"}).output,
+                AllOf(HasSubstr("apply-set-rectify-4091"), HasSubstr("apply-set-opposite")));
+    EXPECT_THAT(run({"tree", "long.h5", "--attributes"}).output, Not(HasSubstr("talvora_history")));
 }
 
 // What each unit needs beyond SourceGroup to do its work on the recording.

@@ -7,6 +7,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <hdf5.h>
 
 #include <cstdlib>
 #include <limits>
@@ -100,6 +101,52 @@ TEST_F(RunHistory, KeepsThousandsOfRecords) {
     const std::vector<HistoryRecord> records(6000, HistoryRecord{{"step", "x"}});
     append_history(tree, records);
     EXPECT_EQ(read_history(tree).size(), records.size());
+}
+
+// As other programs make them unless they are asked for a newer one: an attribute there has at most
+// 64 KiB, which takes 4091 texts.
+void make_file_of_the_oldest_format(const std::filesystem::path& file) {
+    H5Fclose(H5Fcreate(file.c_str(), H5F_ACC_TRUNC, H5P_DEFAULT, H5P_DEFAULT));
+}
+
+std::vector<HistoryRecord> make_numbered(int first, int count) {
+    std::vector<HistoryRecord> records;
+    for (int i = first; i < first + count; ++i) {
+        records.push_back(HistoryRecord{{"step", i}});
+    }
+    return records;
+}
+
+TEST_F(RunHistory, GoesOnInFurtherAttributes) {
+    const TemporaryFolder folder;
+    make_file_of_the_oldest_format(folder / "file.h5");
+    int count = 0;
+    for (const int appended : {3999, 1, 1, 20'000, 1}) {
+        Hdf5Tree tree(folder / "file.h5", Hdf5Access::ReadWrite);
+        append_history(tree, make_numbered(count, appended));
+        count += appended;
+        EXPECT_EQ(read_history(tree), make_numbered(0, count));
+        tree.close();
+    }
+    Hdf5Tree tree(folder / "file.h5", Hdf5Access::ReadOnly);
+    EXPECT_EQ(read_history(tree), make_numbered(0, count));
+    EXPECT_EQ(tree.list_attributes(tree.root()).size(), 7U);
+}
+
+// As many as an attribute took before there were further ones, in either format.
+TEST_F(RunHistory, GoesOnBehindAnAttributeThatIsFuller) {
+    for (const std::size_t full : {4091U, 9000U}) {
+        MemoryTree tree;
+        const auto older = make_numbered(0, static_cast<int>(full));
+        TextArray texts{{}, {full}};
+        for (const HistoryRecord& record : older) {
+            texts.values.push_back(record.dump());
+        }
+        tree.write_attribute(tree.root(), HISTORY_ATTRIBUTE, texts);
+        append_history(tree, make_numbered(static_cast<int>(full), 2));
+        EXPECT_EQ(tree.read_attribute(tree.root(), HISTORY_ATTRIBUTE), AttributeValue(texts));
+        EXPECT_EQ(read_history(tree), make_numbered(0, static_cast<int>(full) + 2));
+    }
 }
 
 TEST_F(RunHistory, FindsTheLastRun) {

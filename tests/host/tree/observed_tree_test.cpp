@@ -153,8 +153,11 @@ TEST_F(ObservedTrees, ReportsRatesThatAreNoNumberAsNone) {
 TEST_F(ObservedTrees, KeepsTheHistoryFromUnits) {
     const ObjectId root = inner_.root();
     inner_.write_attribute(root, HISTORY_ATTRIBUTE, std::string("mine"));
+    inner_.write_attribute(root, "talvora_history_2", std::string("mine"));
+    inner_.write_attribute(root, "talvora_history_of_mine", std::string("yours"));
     inner_.write_attribute(root, "Site", std::string("yours"));
-    EXPECT_THAT(tree_.list_attributes(root), ElementsAre("Site"));
+    EXPECT_THAT(tree_.list_attributes(root), ElementsAre("Site", "talvora_history_of_mine"));
+    EXPECT_EQ(tree_.read_attribute(root, "talvora_history_2"), std::nullopt);
     EXPECT_EQ(tree_.read_attribute(root, HISTORY_ATTRIBUTE), std::nullopt);
     EXPECT_THROW(tree_.write_attribute(root, HISTORY_ATTRIBUTE, 1.0F), TreeError);
     EXPECT_EQ(inner_.read_attribute(root, HISTORY_ATTRIBUTE), AttributeValue(std::string("mine")));
