@@ -55,7 +55,7 @@ void export_file(const Session& session, const ExportCommand& command) {
         refuse_same_file(place.file, command.output);
         check_destination(command.output, write_options);
     }
-    const std::vector<SignalSet> sets = read_sets(place);
+    const std::vector<SignalSet> sets = read_input(place.file, [&] { return read_sets(place); });
     ExportReport report;
     write_text_file(session.console, command.output, write_options,
                     [&](const TextSink& send) { report = export_sets(sets, source, send); });

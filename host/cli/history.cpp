@@ -108,7 +108,8 @@ Lines describe_history(const std::vector<HistoryRecord>& history, const std::str
 }
 
 void print_history(const Session& session, const HistoryOptions& options) {
-    const std::vector<HistoryRecord> history = read_history(*open_input(options.file));
+    const std::vector<HistoryRecord> history = read_input(
+        options.file, [&] { return read_history(*open_input(options.file), options.file); });
     if (options.json) {
         session.console.document({{"file", options.file}, {"history", history}});
         return;

@@ -75,6 +75,10 @@ std::pair<std::string, std::string> name_files(const std::filesystem::path& file
             differ ? other.filename().string() : other.string()};
 }
 
+SignalSet read_set(const std::filesystem::path& file, Hdf5Tree& tree, const std::string& path) {
+    return read_input(file, [&] { return read_signal_set(tree, path); });
+}
+
 class Builder {
   public:
     Builder(const Session& session, const PlotCommand& command)
@@ -93,7 +97,7 @@ class Builder {
                   .to = command_.to};
         const std::string source = place_.file.string();
         for (const std::string& path : choose_sets(*tree_, place_.glob, source)) {
-            const PlotSource shown{name_, read_signal_set(*tree_, path)};
+            const PlotSource shown{name_, read_set(place_.file, *tree_, path)};
             plot.panels.push_back(make_panel(shown, find_other(path), command_.choice));
             check_lines(plot.panels.back());
         }
@@ -115,7 +119,7 @@ class Builder {
             session_.console.warning(fmt::format("{}: no data set '{}'", command_.other, path));
             return std::nullopt;
         }
-        return PlotSource{other_name_, read_signal_set(*other_, path)};
+        return PlotSource{other_name_, read_set(command_.other, *other_, path)};
     }
 
     void check_lines(const PlotPanel& panel) const {

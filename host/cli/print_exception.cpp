@@ -1,11 +1,9 @@
 #include "host/cli/print_exception.h"
 
-#include "host/runs/exceptions.h"
-
 namespace talvora::host {
 
-ExitCode print_exception(const Console& console) {
-    const Failure failure = explain_exception();
+ExitCode print_exception(const Console& console, const WorkPlace& place) {
+    const Failure failure = explain_exception(place);
     console.failure(failure);
     return failure.code();
 }

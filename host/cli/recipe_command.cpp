@@ -66,8 +66,8 @@ std::optional<Recipe> read_recipe_option(Session& session, const RecipeOptions& 
 }
 
 void check_file(Session& session, const Recipe& recipe, const std::string& file) {
-    const auto tree = open_input(file);
-    const auto problems = check_places(recipe, *tree);
+    const auto problems =
+        read_input(file, [&] { return check_places(recipe, *open_input(file)); });
     print_problems(session.console, problems, file + ": ");
     session.exit_code = problems.empty() ? ExitCode::Done : ExitCode::Input;
 }
@@ -107,7 +107,8 @@ void run_recipe(Session& session, RecipeOptions& options) {
 
 void extract_from_file(Session& session, const ExtractOptions& options) {
     refuse_same_file(options.file, options.output);
-    const std::vector<HistoryRecord> history = read_history(*open_input(options.file));
+    const std::vector<HistoryRecord> history = read_input(
+        options.file, [&] { return read_history(*open_input(options.file), options.file); });
     if (history.empty()) {
         throw Failure(ExitCode::Input,
                       fmt::format("{}: no history to take a recipe from", options.file));

@@ -91,13 +91,18 @@ Json make_state_json(const SetState& state) {
 // ---------------------------------------------------------------------------
 // Reading
 
-[[noreturn]] void refuse_history(std::string_view reason) {
-    throw Failure(ExitCode::Input,
-                  fmt::format("the history in the file cannot be read: {}", reason));
+// Far deeper than records are. Whatever goes through JSON calls itself for each level.
+constexpr int MAX_RECORD_DEPTH = 100;
+
+// `source` is the file, where it is known.
+[[noreturn]] void refuse_history(std::string_view reason, std::string_view source = "") {
+    throw Failure(ExitCode::Input, fmt::format("{}{}the history in the file cannot be read: {}",
+                                               source, source.empty() ? "" : ": ", reason));
 }
 
 // The texts of one part, where there is such a part.
-std::optional<std::vector<std::string>> find_part(DataTree& tree, std::size_t number) {
+std::optional<std::vector<std::string>> find_part(DataTree& tree, std::size_t number,
+                                                  std::string_view source = {}) {
     const std::string name = name_history_part(number);
     auto value = tree.read_attribute(tree.root(), name);
     if (!value) {
@@ -105,7 +110,7 @@ std::optional<std::vector<std::string>> find_part(DataTree& tree, std::size_t nu
     }
     auto* texts = std::get_if<TextArray>(&*value);
     if (texts == nullptr) {
-        refuse_history(fmt::format("the attribute '{}' is no list of texts", name));
+        refuse_history(fmt::format("the attribute '{}' is no list of texts", name), source);
     }
     return std::move(texts->values);
 }
@@ -119,11 +124,18 @@ std::size_t find_last_part(DataTree& tree) {
     return number;
 }
 
-HistoryRecord parse_record(const std::string& text) {
+HistoryRecord parse_record(const std::string& text, std::string_view source) {
+    const auto check_depth = [&](int depth, Json::parse_event_t, const Json&) {
+        if (depth > MAX_RECORD_DEPTH) {
+            refuse_history(fmt::format("a record is nested more than {} deep", MAX_RECORD_DEPTH),
+                           source);
+        }
+        return true;
+    };
     try {
-        return Json::parse(text);
+        return Json::parse(text, check_depth);
     } catch (const Json::exception& error) {
-        refuse_history(error.what());
+        refuse_history(error.what(), source);
     }
 }
 
@@ -277,10 +289,12 @@ HistoryRecord make_record(const RunOrigin& origin, const Recipe& recipe, std::si
     return record;
 }
 
-std::vector<HistoryRecord> read_history(DataTree& tree) {
+std::vector<HistoryRecord> read_history(DataTree& tree, std::string_view source) {
     std::vector<HistoryRecord> records;
-    for (std::size_t part = 1; const auto texts = find_part(tree, part); ++part) {
-        std::ranges::transform(*texts, std::back_inserter(records), parse_record);
+    for (std::size_t part = 1; const auto texts = find_part(tree, part, source); ++part) {
+        for (const std::string& text : *texts) {
+            records.push_back(parse_record(text, source));
+        }
     }
     return records;
 }

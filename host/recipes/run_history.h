@@ -77,9 +77,9 @@ HistoryRecord make_record(const RunOrigin& origin, const Recipe& recipe, std::si
                           const StepObservations& observations,
                           const nlohmann::ordered_json& filters);
 
-// Oldest first; empty for a file without a history. Throws a Failure of the input when one of
-// the attributes holds something else.
-std::vector<HistoryRecord> read_history(DataTree& tree);
+// Oldest first; empty for a file without a history. Throws a Failure of the input, `source` in
+// front, when one of the attributes holds something else.
+std::vector<HistoryRecord> read_history(DataTree& tree, std::string_view source = {});
 void append_history(DataTree& tree, std::span<const HistoryRecord> records);
 
 // The records of the last run.

@@ -38,6 +38,7 @@ Failure with_file_limit(const Failure& failure) {
 Failure explain(const WorkPlace& place) {
     const bool writing = !place.output.empty();
     const ExitCode of_storage = writing ? ExitCode::Output : ExitCode::Input;
+    const std::string& file = writing ? place.output : place.input;
     try {
         // cppcheck-suppress rethrowNoCurrentException; the caller is in a handler of it
         throw;
@@ -48,11 +49,11 @@ Failure explain(const WorkPlace& place) {
     } catch (const StorageError& error) {
         const bool reading = error.access() == StorageError::Access::Reading;
         // What was copied on the way to an output is damaged where its original is.
-        const bool blames_input = reading && writing && !place.input.empty();
+        const bool blames_input = reading && !place.input.empty();
         return {reading ? ExitCode::Input : of_storage,
-                begin_with(blames_input ? place.input : place.output, error.what())};
+                begin_with(blames_input ? place.input : file, error.what())};
     } catch (const TreeError& error) {
-        return {of_storage, begin_with(place.output, error.what())};
+        return {of_storage, begin_with(file, error.what())};
     } catch (const std::filesystem::filesystem_error& error) {
         return {of_storage, writing ? begin_with(place.output, error.code().message())
                                     : begin_with(place.input, error.what())};

@@ -119,7 +119,8 @@ class JobRun {
     // A damaged file, or none of ours, is not.
     bool is_of_same_origin() const {
         try {
-            return was_made_by(read_history(*open_input(job_.output)), origin_, work_.recipe);
+            const auto history = read_history(*open_input(job_.output), job_.output.string());
+            return was_made_by(history, origin_, work_.recipe);
         } catch (const TreeError&) {
             return false;
         } catch (const Failure&) {

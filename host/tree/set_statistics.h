@@ -20,7 +20,7 @@ struct SetStatistics {
 
 SetStatistics measure_samples(std::span<const float> samples);
 
-// Reads the whole set at once.
+// Reads the whole set at once. Throws a TreeError where it cannot be read or is too large to be.
 SetStatistics measure_set(DataTree& tree, ObjectId set);
 
 } // namespace talvora::host

@@ -53,7 +53,7 @@ SignalSet read_signal_set(DataTree& tree, const std::string& path) {
                   .sample_rate = read_rate(tree, id),
                   .start_time = read_start_time(tree, id),
                   .samples = {}};
-    set.samples.resize(count_samples(set.extents));
+    set.samples = make_sample_room(set.extents, path);
     const Extents starts(set.extents.size(), 0);
     tree.read(id, {.starts = starts, .counts = set.extents}, set.samples);
     return set;

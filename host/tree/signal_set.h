@@ -31,7 +31,8 @@ struct SignalSet {
     double time_of(std::uint64_t sample) const;
 };
 
-// Reads the whole set, and its attributes SampleRate and StartTime (a number of any kind).
+// Reads the whole set, and its attributes SampleRate and StartTime (a number of any kind). Throws
+// a TreeError where it cannot be read or is too large to be.
 SignalSet read_signal_set(DataTree& tree, const std::string& path);
 
 } // namespace talvora::host

@@ -37,6 +37,9 @@ NewPlace plan_new_place(DataTree& tree, ObjectId parent, std::string_view path);
 // The product of the extents; refused when it does not fit 64 bits.
 std::uint64_t count_samples(std::span<const std::uint64_t> extents);
 
+// Room for all samples of a set, each zero; refused where no memory can hold as many.
+std::vector<float> make_sample_room(const Extents& extents, std::string_view path);
+
 // Refuses ranks outside [min_rank, MAX_RANK] and more samples than can be counted.
 void check_extents(const Extents& extents, std::size_t min_rank, std::string_view path);
 void check_resize(const Extents& old_extents, const Extents& extents, std::string_view path);

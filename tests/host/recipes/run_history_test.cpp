@@ -71,11 +71,11 @@ TEST_F(RunHistory, RecordsWhatFiltersDoWhereThereAreAny) {
 
 TEST_F(RunHistory, ReadsWhatItWroteOldestFirst) {
     MemoryTree tree;
-    EXPECT_THAT(read_history(tree), IsEmpty());
+    EXPECT_THAT(read_history(tree, "file.h5"), IsEmpty());
     const auto records = make_records();
     append_history(tree, std::span(records).first(1));
     append_history(tree, std::span(records).last(1));
-    EXPECT_EQ(read_history(tree), records);
+    EXPECT_EQ(read_history(tree, "file.h5"), records);
 }
 
 TEST_F(RunHistory, GoesFarBeyondTheSixtyFourKibibytesOfAnAttribute) {
@@ -90,7 +90,7 @@ TEST_F(RunHistory, GoesFarBeyondTheSixtyFourKibibytesOfAnAttribute) {
         tree.close();
     }
     Hdf5Tree tree(folder / "file.h5", Hdf5Access::ReadOnly);
-    const auto history = read_history(tree);
+    const auto history = read_history(tree, "file.h5");
     ASSERT_EQ(history.size(), 10U);
     EXPECT_EQ(history.back(), large);
 }
@@ -100,7 +100,7 @@ TEST_F(RunHistory, KeepsThousandsOfRecords) {
     Hdf5Tree tree(folder / "file.h5", Hdf5Access::Create);
     const std::vector<HistoryRecord> records(6000, HistoryRecord{{"step", "x"}});
     append_history(tree, records);
-    EXPECT_EQ(read_history(tree).size(), records.size());
+    EXPECT_EQ(read_history(tree, "file.h5").size(), records.size());
 }
 
 // As other programs make them unless they are asked for a newer one: an attribute there has at most
@@ -186,7 +186,7 @@ TEST_F(RunHistory, RefusesWhatIsNoHistory) {
     for (const AttributeValue& value :
          {AttributeValue(1.0F), AttributeValue(TextArray{{"no JSON"}, {1}})}) {
         tree.write_attribute(tree.root(), HISTORY_ATTRIBUTE, value);
-        EXPECT_THROW(read_history(tree), Failure);
+        EXPECT_THROW(read_history(tree, "file.h5"), Failure);
     }
     EXPECT_THROW(was_made_by(std::vector{HistoryRecord{{"step", 1}}}, origin_, recipe_), Failure);
 }

@@ -44,14 +44,15 @@ TEST(ExplainException, LeavesAFailureAsItIs) {
     EXPECT_THAT(failure.hints(), ElementsAre("but so", "or so"));
 }
 
-TEST(ExplainException, NamesTheOutputThatWasBeingMade) {
-    expect(TreeError("no such set"), READING, ExitCode::Input, "no such set");
+TEST(ExplainException, NamesTheFileThatWasReadOrMade) {
+    expect(TreeError("no such set"), {}, ExitCode::Input, "no such set");
+    expect(TreeError("no such set"), READING, ExitCode::Input, "in.h5: no such set");
     expect(TreeError("no such set"), WRITING, ExitCode::Output, "out.h5: no such set");
     expect(StorageError(Access::Writing, "full"), WRITING, ExitCode::Output, "out.h5: full");
 }
 
 TEST(ExplainException, BlamesTheInputForWhatCannotBeReadOfItsCopy) {
-    expect(StorageError(Access::Reading, "damaged"), READING, ExitCode::Input, "damaged");
+    expect(StorageError(Access::Reading, "damaged"), READING, ExitCode::Input, "in.h5: damaged");
     expect(StorageError(Access::Reading, "damaged"), WRITING, ExitCode::Input, "in.h5: damaged");
     expect(StorageError(Access::Reading, "damaged"), {.output = "out.h5"}, ExitCode::Input,
            "out.h5: damaged");
