@@ -77,8 +77,12 @@ void check_files(const ImportCommand& command, const WriteOptions& write_options
 }
 
 void try_import(const Console& console, const ImportCommand& command) {
-    MemoryTree trial;
-    print_report(import_table(read_csv(command.input), command.options, trial, command.input),
+    const NumberTable table = read_csv(command.input);
+    print_report(make_output({.output = command.output},
+                             [&] {
+                                 MemoryTree trial;
+                                 return import_table(table, command.options, trial, command.input);
+                             }),
                  console);
     console.info(fmt::format("dry run: {} was not written", command.output));
 }

@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <exception>
+#include <new>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -33,6 +34,8 @@ struct CallProblems {
     std::vector<std::string> interface_breaks;
     // The first time that the file could not be read or written.
     std::optional<StorageError> storage_error;
+    // The host had no memory left to answer with.
+    bool out_of_memory = false;
     // How many there were in all, those repeated or left out included.
     std::uint64_t refused_count = 0;
     std::uint64_t break_count = 0;
@@ -71,6 +74,7 @@ class HostCall {
     void refuse(std::string_view slot, std::string_view reason);
     void report_break(std::string_view slot, std::string_view reason);
     void report_storage(const StorageError& error);
+    void report_no_memory() noexcept { problems_.out_of_memory = true; }
     const CallProblems& problems() const { return problems_; }
 
     // Keeps the signature; the answer is different for each.
@@ -125,6 +129,8 @@ auto answer(const char* slot, Work work) noexcept {
         call->report_break(slot, error.what());
     } catch (const StorageError& error) {
         call->report_storage(error);
+    } catch (const std::bad_alloc&) {
+        call->report_no_memory();
     } catch (const std::exception& error) {
         call->refuse(slot, error.what());
     }

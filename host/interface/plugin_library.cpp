@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 namespace talvora::host {
@@ -141,6 +142,8 @@ PluginLibrary::PluginLibrary(const std::filesystem::path& file)
         info_ = read_info(file_, entry);
         units_ = read_units(file_, entry);
     } catch (const PluginError&) {
+        throw;
+    } catch (const std::bad_alloc&) {
         throw;
     } catch (...) {
         refuse(file_, "threw an exception while its tables were read");

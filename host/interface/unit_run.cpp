@@ -8,18 +8,22 @@
 
 #include <algorithm>
 #include <exception>
+#include <new>
 
 namespace talvora::host {
 
 namespace {
 
-// Calls an operation of the plug-in, turning whatever leaves it into a PluginError.
+// Calls an operation of the plug-in, turning whatever leaves it into a PluginError. That memory
+// has run out is no fault of its.
 template <typename Result>
 Result call_operation(const Unit& unit, std::string_view name,
                       Result (*operation)(call_context*, get_interface_function), HostCall& call) {
     const InPlugin here;
     try {
         return operation(call.context(), get_interface);
+    } catch (const std::bad_alloc&) {
+        throw;
     } catch (const std::exception& error) {
         throw PluginError(
             fmt::format("{}: its operation '{}' broke off: {}", unit.name, name, error.what()));

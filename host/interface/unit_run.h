@@ -9,7 +9,8 @@
 namespace talvora::host {
 
 // The unit's parameters in the order of declaration. PluginError when it declares one
-// that cannot be read, the same key twice, breaks the interface or throws.
+// that cannot be read, the same key twice, breaks the interface or throws; std::bad_alloc
+// stays what it is.
 std::vector<ParameterSignature> declare_unit(const Unit& unit);
 
 struct UnitOutcome {
@@ -19,13 +20,14 @@ struct UnitOutcome {
     // The results may be kept: the unit succeeded and got all that it asked for.
     bool is_good() const {
         return succeeded && problems.refused_requests.empty() &&
-               problems.interface_breaks.empty() && !problems.storage_error;
+               problems.interface_breaks.empty() && !problems.storage_error &&
+               !problems.out_of_memory;
     }
 };
 
 // Runs the unit on the thread of the caller, its messages going to the sink as they
 // come. What it changed in the tree stays changed, whatever the outcome. PluginError
-// when it throws.
+// when it throws, but for std::bad_alloc, by which units say that memory has run out.
 UnitOutcome run_unit(const Unit& unit, DataTree& tree, const ParameterValues& values,
                      const MessageSink& sink);
 

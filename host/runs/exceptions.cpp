@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <new>
+#include <system_error>
 #include <vector>
 
 namespace talvora::host {
@@ -59,6 +60,8 @@ Failure explain(const WorkPlace& place) {
                                     : begin_with(place.input, error.what())};
     } catch (const std::bad_alloc&) {
         return {ExitCode::Output, begin_with(place.input, "not enough memory")};
+    } catch (const std::system_error& error) { // no thread, of which memory is the usual reason
+        return {ExitCode::Output, begin_with(place.input, error.what())};
     } catch (const std::exception& error) {
         return {ExitCode::Input, begin_with(place.input, error.what())};
     }

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <new>
 #include <string_view>
 #include <vector>
 
@@ -69,6 +70,9 @@ class StepRun {
     void judge(const UnitOutcome& outcome, DataTree& tree) {
         if (const auto& error = outcome.problems.storage_error) {
             throw StorageError(*error);
+        }
+        if (outcome.problems.out_of_memory) {
+            throw std::bad_alloc();
         }
         if (!outcome.problems.interface_breaks.empty()) {
             throw StepFailed{ExitCode::Plugin};

@@ -16,7 +16,7 @@ enum class ExitCode : int {
     Usage = 2,      // command, unit, parameter; nothing was opened for writing
     Input = 3,      // missing, not HDF5, damaged, locked, no such data set
     Plugin = 4,     // cannot be loaded, broke the interface, crashed
-    Output = 5,     // exists, no room, no permission, check after writing failed
+    Output = 5,     // exists, no room, no permission, check after writing failed; no memory left
 };
 
 class Failure : public std::runtime_error {

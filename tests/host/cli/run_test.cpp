@@ -308,6 +308,13 @@ TEST_F(Run, SurvivesAUnitThatThrows) {
     expect_nothing_changed();
 }
 
+TEST_F(Run, TellsThatMemoryHasRunOutAsNoFaultOfTheUnit) {
+    const auto result = run_trouble("run-out-of-memory", {"walk.h5", "--in-place"});
+    EXPECT_EQ(result.exit_code, 5);
+    EXPECT_EQ(result.errors, "error: walk.h5: not enough memory\n");
+    expect_nothing_changed();
+}
+
 TEST_F(Run, LeavesEverythingAsItWasWhenTheUnitCrashes) {
 #if defined(TALVORA_ADDRESS_SANITIZER)
     GTEST_SKIP() << "the sanitizer takes the signal";

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <fcntl.h>
 #include <iterator>
+#include <new>
 #include <stdexcept>
 #include <unistd.h>
 #include <vector>
@@ -153,6 +154,11 @@ bool throw_up(call_context* ctx, get_interface_function get_interface) {
     throw std::runtime_error("out of luck");
 }
 
+bool run_out_of_memory(call_context* ctx, get_interface_function get_interface) {
+    change_a_sample(ctx, get_interface);
+    throw std::bad_alloc();
+}
+
 // As another program may, which runs in the same folder.
 bool change_input(call_context* ctx, get_interface_function get_interface) {
     change_a_sample(ctx, get_interface);
@@ -187,6 +193,7 @@ constexpr char READ_INTO_NOTHING[] = "test.trouble.read-into-nothing";
 constexpr char KILL[] = "test.trouble.kill";
 constexpr char GROW[] = "test.trouble.grow";
 constexpr char THROW[] = "test.trouble.throw";
+constexpr char RUN_OUT_OF_MEMORY[] = "test.trouble.run-out-of-memory";
 constexpr char CHANGE_INPUT[] = "test.trouble.change-input";
 constexpr char WAIT[] = "test.trouble.wait";
 
@@ -208,6 +215,7 @@ unit_descriptor units[] = {
     make_unit(name<KILL>, kill_itself),
     make_unit(name<GROW>, grow),
     make_unit(name<THROW>, throw_up),
+    make_unit(name<RUN_OUT_OF_MEMORY>, run_out_of_memory),
     make_unit(name<CHANGE_INPUT>, change_input),
     make_unit(name<WAIT>, wait),
 };

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <new>
+#include <stdexcept>
 
 namespace talvora::host {
 
@@ -88,8 +89,10 @@ TEST(UnitRuns, RefusesFaultyDeclarations) {
         },
         "null text");
     expect_declaration_refused(
-        [](call_context*, get_interface_function) -> std::uint64_t { throw std::bad_alloc(); },
-        "'declare' broke off");
+        [](call_context*, get_interface_function) -> std::uint64_t {
+            throw std::runtime_error("odd");
+        },
+        "'declare' broke off: odd");
 }
 
 TEST(UnitRuns, NoticesANarrowedAnswer) {
@@ -141,8 +144,15 @@ class FullTree final : public MemoryTree {
     }
 };
 
-TEST(UnitRuns, TellsAFileThatCannotBeWrittenFromARefusedRequest) {
-    FullTree tree;
+// A tree that takes no more samples in.
+class TreeWithoutMemory final : public MemoryTree {
+  public:
+    void write(ObjectId, const Hyperslab&, std::span<const float>) override {
+        throw std::bad_alloc();
+    }
+};
+
+UnitOutcome write_to(DataTree& tree) {
     tree.create_dataset(tree.root(), "X", {1});
     const Unit unit = make_unit(declare_nothing, [](call_context* ctx, get_interface_function get) {
         const auto* datasets = static_cast<dataset_api*>(get(DATASET_API_ID));
@@ -155,7 +165,12 @@ TEST(UnitRuns, TellsAFileThatCannotBeWrittenFromARefusedRequest) {
         datasets->write_samples(set, &sample, selection, std::size(selection));
         return true;
     });
-    const UnitOutcome outcome = run_unit(unit, tree, {}, [](const Message&) {});
+    return run_unit(unit, tree, {}, [](const Message&) {});
+}
+
+TEST(UnitRuns, TellsAFileThatCannotBeWrittenFromARefusedRequest) {
+    FullTree tree;
+    const UnitOutcome outcome = write_to(tree);
     ASSERT_TRUE(outcome.problems.storage_error.has_value());
     EXPECT_STREQ(outcome.problems.storage_error->what(), "no space left");
     EXPECT_THAT(outcome.problems.refused_requests, IsEmpty());
@@ -173,9 +188,28 @@ TEST(UnitRuns, TakesABrokenInterfaceAsNotGood) {
 
 TEST(UnitRuns, ReportsWhatLeavesTheUnit) {
     EXPECT_THAT(
-        [] { run([](call_context*, get_interface_function) -> bool { throw std::bad_alloc(); }); },
-        ThrowsMessage<PluginError>(HasSubstr("'run' broke off: std::bad_alloc")));
+        [] {
+            run([](call_context*, get_interface_function) -> bool {
+                throw std::runtime_error("odd");
+            });
+        },
+        ThrowsMessage<PluginError>(HasSubstr("'run' broke off: odd")));
     EXPECT_THROW(run([](call_context*, get_interface_function) -> bool { throw 1; }), PluginError);
+}
+
+TEST(UnitRuns, TellsThatMemoryHasRunOutFromFaults) {
+    EXPECT_THROW(
+        declare_unit(make_unit(
+            [](call_context*, get_interface_function) -> std::uint64_t { throw std::bad_alloc(); },
+            succeed)),
+        std::bad_alloc);
+    EXPECT_THROW(run([](call_context*, get_interface_function) -> bool { throw std::bad_alloc(); }),
+                 std::bad_alloc);
+    TreeWithoutMemory tree;
+    const UnitOutcome outcome = write_to(tree);
+    EXPECT_TRUE(outcome.problems.out_of_memory);
+    EXPECT_THAT(outcome.problems.refused_requests, IsEmpty());
+    EXPECT_FALSE(outcome.is_good());
 }
 
 TEST(UnitRuns, RectifiesThroughTheLibrary) {

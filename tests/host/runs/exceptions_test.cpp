@@ -9,6 +9,7 @@
 #include <new>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 
 namespace talvora::host {
 namespace {
@@ -75,6 +76,9 @@ TEST(ExplainException, NamesTheInputWhereTheExceptionNamesNoFile) {
     expect(std::bad_alloc(), READING, ExitCode::Output, "in.h5: not enough memory");
     expect(std::bad_alloc(), WRITING, ExitCode::Output, "in.h5: not enough memory");
     expect(std::bad_alloc(), {}, ExitCode::Output, "not enough memory");
+    const std::system_error no_thread(
+        std::make_error_code(std::errc::resource_unavailable_try_again));
+    expect(no_thread, WRITING, ExitCode::Output, "in.h5: Resource temporarily unavailable");
     expect(std::logic_error("odd"), READING, ExitCode::Input, "in.h5: odd");
     expect(std::logic_error("odd"), {}, ExitCode::Input, "odd");
 }
