@@ -8,6 +8,7 @@
 #include "host/runs/output_files.h"
 #include "host/runs/written_sets.h"
 #include "host/system/content_hash.h"
+#include "host/system/input_kind.h"
 #include "host/system/safe_write.h"
 #include "host/tables/csv_reader.h"
 #include "host/tables/table_import.h"
@@ -69,6 +70,7 @@ ImportReport build_file(const NumberTable& table, const ImportCommand& command,
 
 // Before anything is read of the table.
 void check_files(const ImportCommand& command, const WriteOptions& write_options) {
+    refuse_endless_file(command.input);
     refuse_same_file(command.input, command.output);
     if (command.append) {
         open_input(command.output); // says what is wrong with a file that cannot be added to

@@ -4,6 +4,7 @@
 #include "host/recipes/recipe_value.h"
 #include "host/recipes/recipe_variables.h"
 #include "host/recipes/yaml_document.h"
+#include "host/system/input_kind.h"
 #include "host/text/failure.h"
 #include "host/text/join_texts.h"
 #include "host/text/nearest_text.h"
@@ -256,6 +257,7 @@ Recipe parse_recipe(std::string_view text, std::string_view file,
 
 Recipe read_recipe(const std::filesystem::path& file, std::span<const std::string> settings,
                    const PluginLibrary& library) {
+    refuse_endless_file(file);
     return parse_recipe(read_text_file(file), file.string(), settings, library);
 }
 

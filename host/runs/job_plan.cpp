@@ -1,5 +1,6 @@
 #include "host/runs/job_plan.h"
 
+#include "host/system/input_kind.h"
 #include "host/system/safe_write.h"
 #include "host/text/failure.h"
 #include "host/text/parse_number.h"
@@ -63,6 +64,7 @@ std::vector<std::string> gather_files(const JobPlanOptions& options) {
     if (options.files_from == "-") {
         append_lines(std::cin, options.files_from, files);
     } else if (!options.files_from.empty()) {
+        refuse_endless_file(options.files_from);
         std::ifstream list(options.files_from);
         if (!list || fs::is_directory(options.files_from)) {
             throw Failure(ExitCode::Input,

@@ -76,6 +76,7 @@ class CommandLine(unittest.TestCase):
         """As the user calls it; `without_privileges` when the test runs as root."""
         if options.pop("without_privileges", False) and os.geteuid() == 0:
             options.update(user=NOBODY, group=NOBODY, extra_groups=[])
+        options.setdefault("stdin", subprocess.DEVNULL)
         options.setdefault("stdout", subprocess.PIPE)
         options.setdefault("stderr", subprocess.PIPE)
         # After a failed write the HDF5 library keeps memory, which a leak check would report.
@@ -83,7 +84,7 @@ class CommandLine(unittest.TestCase):
                      "ASAN_OPTIONS": "detect_leaks=0", **(environment or {})}
         variables.pop("TALVORA_PLUGIN_PATH", None) if not environment else None
         return subprocess.run([cls.host, *map(str, words)], cwd=cls.folder, env=variables,
-                              stdin=subprocess.DEVNULL, timeout=20,
+                              timeout=20,
                               encoding="utf-8", errors="replace", **options)
 
     def contents(self):
@@ -314,6 +315,47 @@ class BadRecipes(CommandLine):
         self.try_recipe("folder.yaml", 3, "folder.yaml")
         self.try_recipe("walk.h5", 2, "walk.h5")
         self.try_recipe("closed.yaml", 3, "Permission denied", without_privileges=True)
+
+
+class EndlessInputs(CommandLine):
+    """What is read from its beginning to its end, and has none, or is waited for."""
+
+    READERS = [
+        ["import", "BAD", "-o", "out.h5"],
+        ["import", "BAD", "-o", "out.h5", "-n"],
+        ["recipe", "check", "BAD"],
+        ["recipe", "run", "BAD", "walk.h5", "-o", "out.h5"],
+        [*RUN, "--files-from", "BAD", "--out-dir", "new"],
+    ]
+
+    def test_they_are_refused(self):
+        os.mkfifo(self.folder / "pipe")
+        for name, kind in (("pipe", "named pipe"), ("/dev/zero", "device")):
+            for reader in self.READERS:
+                words = [word.replace("BAD", name) for word in reader]
+                self.expect_failure(words, 3, f"error: {name}: is a {kind}")
+
+    def test_pipes_of_the_shell_are_read(self):
+        for content, words in ((WALK, ["import", "PIPE", "-o", "out.h5"]),
+                               (RECIPE, ["recipe", "check", "PIPE", "walk.h5"]),
+                               ("walk.h5\n", [*RUN, "--files-from", "PIPE", "-o", "out.h5"])):
+            reading, writing = os.pipe()
+            os.write(writing, content.encode())
+            os.close(writing)
+            result = self.call([word.replace("PIPE", f"/dev/fd/{reading}") for word in words],
+                               pass_fds=[reading])
+            os.close(reading)
+            self.assertEqual(result.returncode, 0, result.stderr)
+            (self.folder / "out.h5").unlink(missing_ok=True)
+
+    def test_standard_input_is_read(self):
+        reading, writing = os.pipe()
+        os.write(writing, WALK.encode())
+        os.close(writing)
+        result = self.call(["import", "/dev/stdin", "-o", "out.h5"], stdin=reading)
+        os.close(reading)
+        self.assertEqual(result.returncode, 0, result.stderr)
+        (self.folder / "out.h5").unlink()
 
 
 # Each command that makes a file.

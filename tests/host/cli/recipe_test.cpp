@@ -69,7 +69,7 @@ TEST_F(RecipeCheck, SurvivesWhateverItIsGiven) {
     import_walk();
     EXPECT_EQ(run({"recipe", "check", "walk.h5"}).exit_code, 2);
     EXPECT_EQ(run({"recipe", "check", "missing.yaml"}).exit_code, 3);
-    EXPECT_EQ(run({"recipe", "check", "/dev/zero"}).exit_code, 2);
+    EXPECT_EQ(run({"recipe", "check", "/dev/zero"}).exit_code, 3);
     for (const std::string& text :
          {std::string(), std::string(20'000, '['), std::string(10'000'000, '\xFF'),
           std::string("steps:\n\t- a\n"), std::string("\0\0\0", 3)}) {
