@@ -22,7 +22,7 @@ using Words = std::vector<std::string>;
 // Where the last word stands.
 struct Place {
     const CLI::App* command = nullptr;
-    std::string plugin;                       // of --plugin
+    bool names_plugin = false;                // by --plugin
     Words positional_words;                   // of the command, before the last word
     const CLI::Option* open_option = nullptr; // the last word is its value
 };
@@ -53,15 +53,15 @@ const CLI::App* find_command(const CLI::App& command, const std::string& word) {
 }
 
 void step_over(Place& place, const std::string& word) {
-    if (const CLI::Option* option = std::exchange(place.open_option, nullptr)) {
-        if (option->check_lname("plugin")) {
-            place.plugin = word;
-        }
+    if (std::exchange(place.open_option, nullptr) != nullptr) {
         return;
     }
     if (word.starts_with('-')) {
-        const CLI::Option* option = find_option(*place.command, word);
-        place.open_option = option != nullptr && takes_value(*option) ? option : nullptr;
+        const std::string name = word.substr(0, word.find('='));
+        const CLI::Option* option = find_option(*place.command, name);
+        place.names_plugin |= option != nullptr && option->check_lname("plugin");
+        const bool awaits_value = option != nullptr && takes_value(*option) && name == word;
+        place.open_option = awaits_value ? option : nullptr;
     } else if (const CLI::App* child = find_command(*place.command, word)) {
         place.command = child;
     } else {
@@ -128,6 +128,12 @@ Words list_parameter_words(const Unit& unit, const std::string& word) {
 
 // ---------------------------------------------------------------------------
 
+// The library that is found without the line. One that the line names is not asked, for to ask
+// it is to run its code: nothing may run before the line is complete and sent off.
+const PluginLibrary* find_plugin(Session& session, const Place& place) {
+    return place.names_plugin ? nullptr : &session.plugin();
+}
+
 // By the name that the word has in the command's help; for all others the shell offers
 // files.
 Words list_words(Session& session, const Place& place, const std::string& word) {
@@ -135,23 +141,25 @@ Words list_words(Session& session, const Place& place, const std::string& word) 
     const std::size_t index = place.positional_words.size();
     const std::string name =
         expected.empty() ? "" : expected[std::min(index, expected.size() - 1)]->get_name();
-    if (name == "UNIT") {
-        return list_units(session.plugin());
-    }
     if (name == "BANDFORM") {
         return list_bandforms();
     }
-    if (index == 0 || name != "WORDS" || expected.front()->get_name() != "UNIT") {
+    const bool is_of_unit = index > 0 && name == "WORDS" && expected.front()->get_name() == "UNIT";
+    const PluginLibrary* plugin =
+        name == "UNIT" || is_of_unit ? find_plugin(session, place) : nullptr;
+    if (plugin == nullptr) {
         return {};
     }
-    const Unit* unit = session.plugin().find_unit(place.positional_words.front());
+    if (name == "UNIT") {
+        return list_units(*plugin);
+    }
+    const Unit* unit = plugin->find_unit(place.positional_words.front());
     return unit != nullptr ? list_parameter_words(*unit, word) : Words{};
 }
 
 Words list_candidates(Session& session, const CLI::App& program, const Words& words) {
     const std::string& word = words.back();
     const Place place = find_place(program, std::span(words).first(words.size() - 1));
-    session.plugin_option = place.plugin;
     if (place.open_option != nullptr) {
         return {};
     }

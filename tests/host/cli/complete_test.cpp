@@ -10,10 +10,10 @@ using testing::Not;
 
 class Completion : public CommandLine {
   protected:
-    std::string complete(const Program::Words& typed) const {
+    std::string complete(const Program::Words& typed, const ProgramOptions& options = {}) const {
         Program::Words words = {"complete", "--"};
         words.insert(words.end(), typed.begin(), typed.end());
-        const auto result = run(words);
+        const auto result = run(words, options);
         EXPECT_EQ(result.exit_code, 0) << result.errors;
         return result.output;
     }
@@ -40,7 +40,23 @@ TEST_F(Completion, OffersTheWordsThatAValueIsOneOf) {
 }
 
 TEST_F(Completion, OffersTheParametersOfAUnitThatTheHostDoesNotKnow) {
-    EXPECT_EQ(complete({"--plugin", TROUBLE_PLUGIN, "run", "test.trouble.fail", ""}), "Count=\n");
+    EXPECT_EQ(complete({"run", "test.trouble.fail", ""},
+                       {.environment = {{"TALVORA_PLUGIN_PATH", TROUBLE_PLUGIN}}}),
+              "Count=\n");
+}
+
+// What is no library could not be loaded, which would be an error.
+TEST_F(Completion, LoadsNoLibraryThatTheLineNames) {
+    write_file(folder_ / "other.so", "no library");
+    for (const Program::Words& line :
+         {Program::Words{"--plugin", "other.so", "run", ""},
+          Program::Words{"--plugin=other.so", "describe", "average"},
+          Program::Words{"run", "--plugin", "other.so", ""},
+          Program::Words{"run", "apply-set-rectify", "--plugin", "other.so", "Scan"},
+          Program::Words{"run", "--plugin", TROUBLE_PLUGIN, "test.trouble.fail", ""}}) {
+        EXPECT_EQ(complete(line), "");
+    }
+    EXPECT_EQ(complete({"--plugin", "other.so", "design", "ZeroLagBandP"}), "ZeroLagBandPass\n");
 }
 
 } // namespace
