@@ -1,6 +1,7 @@
 #include "host/cli/console.h"
 
 #include "host/system/standard_streams.h"
+#include "host/text/control_characters.h"
 
 #include <fmt/color.h>
 #include <fmt/format.h>
@@ -36,16 +37,13 @@ bool wants_colours() {
     return isatty(STDERR_FILENO) != 0 && (no_colour == nullptr || *no_colour == '\0');
 }
 
-// Control characters, which names in files may hold, do nothing to the terminal.
 std::string on_one_line(std::string_view text) {
-    std::string line(text);
-    std::ranges::replace_if(
-        line, [](unsigned char c) { return (c < 0x20 && c != '\t') || c == 0x7f; }, ' ');
-    return line;
+    return blank_controls(text, "\t");
 }
 
 std::string dump(const nlohmann::ordered_json& json, int indent) {
-    return json.dump(indent, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+    return escape_controls_of_json(
+        json.dump(indent, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
 }
 
 } // namespace
@@ -79,7 +77,8 @@ void Console::note(std::string_view line) const {
 }
 
 void Console::result(std::string_view text) const {
-    std::fwrite(text.data(), 1, text.size(), stdout);
+    const std::string lines = blank_controls(text, "\t\n");
+    std::fwrite(lines.data(), 1, lines.size(), stdout);
     std::fputc('\n', stdout);
 }
 

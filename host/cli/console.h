@@ -22,8 +22,8 @@ class Console {
     void set_verbose(bool verbose) { verbose_ = verbose; } // adds detail lines
     bool quiet() const { return quiet_; }
 
-    // "error: TEXT" and the like. A line end inside a text becomes a blank, so that a
-    // message stays one line.
+    // "error: TEXT" and the like. A line end or another control character in a text becomes a
+    // blank, so that a message stays one line and does nothing to the terminal.
     void print(MessageLevel level, std::string_view text) const;
     void error(std::string_view text) const { print(MessageLevel::Error, text); }
     void warning(std::string_view text) const { print(MessageLevel::Warning, text); }
@@ -36,12 +36,13 @@ class Console {
     // A line of a table below an error, as it is.
     void note(std::string_view line) const;
 
+    // Of any number of lines; other control characters become blanks.
     void result(std::string_view text) const;
     // One line, whatever the names in it hold.
     void result_line(std::string_view line) const;
     // A result that only tells what was done: left away with --quiet.
     void done_line(std::string_view line) const;
-    // NaN and infinities as null; bytes that are no UTF-8 replaced.
+    // NaN and infinities as null; bytes that are no UTF-8 replaced, control characters escaped.
     void document(const nlohmann::ordered_json& json) const; // indented
     void json_line(const nlohmann::ordered_json& json) const;
 

@@ -13,7 +13,8 @@ namespace talvora::host {
 using TextSink = std::function<void(std::string_view)>;
 
 // Makes a file of the text that `work` sends piece by piece, or sends it to standard output
-// where `output` is "-". What people should know of the file is a warning.
+// where `output` is "-"; on a terminal, control characters in it become blanks. What people should
+// know of the file is a warning.
 void write_text_file(const Console& console, const std::string& output, const WriteOptions& options,
                      const std::function<void(const TextSink&)>& work);
 

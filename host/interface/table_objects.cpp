@@ -1,5 +1,6 @@
 #include "host/interface/table_objects.h"
 
+#include "host/tree/number_attribute.h"
 #include "host/tree/tree_rules.h"
 
 #include <fmt/format.h>
@@ -18,25 +19,6 @@ ObjectId checked_object(HostCall& call, Handle handle, std::string_view kind) {
             fmt::format("the handle {} names no {}", static_cast<std::uint64_t>(handle), kind));
     }
     return ObjectId{static_cast<std::uint64_t>(handle)};
-}
-
-template <typename Array>
-AttributeValue first_of_one(const Array& array) {
-    return array.values.size() == 1 ? AttributeValue(array.values[0]) : AttributeValue(array);
-}
-
-// Files from elsewhere often hold a single value as an array of one.
-AttributeValue unwrap(const AttributeValue& value) {
-    if (const auto* integers = std::get_if<IntegerArray>(&value)) {
-        return first_of_one(*integers);
-    }
-    if (const auto* numbers = std::get_if<NumberArray>(&value)) {
-        return first_of_one(*numbers);
-    }
-    if (const auto* texts = std::get_if<TextArray>(&value)) {
-        return first_of_one(*texts);
-    }
-    return value;
 }
 
 std::optional<AttributeValue> read_unwrapped(DataTree& tree, ObjectId object,

@@ -22,6 +22,12 @@ void check_names(std::span<const std::string> names, const std::string& source) 
             throw Failure(ExitCode::Input, fmt::format("{}: column {} of {} has no name", source,
                                                        seen.size() + 1, names.size()));
         }
+        if (name.find('\0') != std::string::npos) {
+            throw Failure(
+                ExitCode::Input,
+                fmt::format("{}: the name of column {} holds a zero byte", source, seen.size() + 1),
+                {"is it UTF-8? other encodings are not read"});
+        }
         if (!seen.insert(name).second) {
             throw Failure(ExitCode::Input, fmt::format("{}: two columns named '{}'", source, name));
         }

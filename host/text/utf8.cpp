@@ -23,23 +23,6 @@ constexpr std::array SEQUENCES = {
 // Bytes that are no UTF-8 become letters that no text can hold.
 constexpr char32_t FIRST_STRAY_BYTE = 0xDC00;
 
-// Zero when the text does not begin with a code point.
-std::size_t measure_code_point(std::string_view text) {
-    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-    const auto row = std::ranges::find_if(SEQUENCES, [&](const Sequence& sequence) {
-        return byte(0) >= sequence.first_min && byte(0) <= sequence.first_max;
-    });
-    if (row == SEQUENCES.end() || text.size() <= row->more) {
-        return 0;
-    }
-    if (row->more > 0 && (byte(1) < row->next_min || byte(1) > row->next_max)) {
-        return 0;
-    }
-    const std::string_view rest =
-        text.substr(0, row->more + 1).substr(std::min<std::size_t>(2, row->more + 1));
-    return std::ranges::none_of(rest, begins_code_point) ? row->more + 1 : 0;
-}
-
 // Of the bytes that were measured.
 char32_t read_code_point(std::string_view bytes) {
     constexpr unsigned char LEAD_BITS[] = {0x7F, 0x1F, 0x0F, 0x07}; // by the bytes that follow
@@ -59,6 +42,22 @@ std::string_view skip_byte_order_mark(std::string_view text) {
 
 std::size_t count_code_points(std::string_view text) {
     return static_cast<std::size_t>(std::ranges::count_if(text, begins_code_point));
+}
+
+std::size_t measure_code_point(std::string_view text) {
+    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+    const auto row = std::ranges::find_if(SEQUENCES, [&](const Sequence& sequence) {
+        return byte(0) >= sequence.first_min && byte(0) <= sequence.first_max;
+    });
+    if (row == SEQUENCES.end() || text.size() <= row->more) {
+        return 0;
+    }
+    if (row->more > 0 && (byte(1) < row->next_min || byte(1) > row->next_max)) {
+        return 0;
+    }
+    const std::string_view rest =
+        text.substr(0, row->more + 1).substr(std::min<std::size_t>(2, row->more + 1));
+    return std::ranges::none_of(rest, begins_code_point) ? row->more + 1 : 0;
 }
 
 std::optional<std::size_t> find_invalid_utf8(std::string_view text) {

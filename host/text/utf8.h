@@ -18,6 +18,10 @@ std::string_view skip_byte_order_mark(std::string_view text);
 
 std::size_t count_code_points(std::string_view text);
 
+// How many bytes the code point takes that a text, not empty, begins with; 0 where it begins with
+// none.
+std::size_t measure_code_point(std::string_view text);
+
 // The position of the first byte that is no UTF-8: not the beginning of a code point, cut
 // off, longer than needed, a surrogate or beyond U+10FFFF.
 std::optional<std::size_t> find_invalid_utf8(std::string_view text);

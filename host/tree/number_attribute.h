@@ -1,4 +1,4 @@
-// Attributes that hold one number, as people read it.
+// Attributes that hold one value; numbers as people read them.
 #pragma once
 
 #include "host/tree/data_tree.h"
@@ -13,7 +13,12 @@ constexpr char SAMPLE_RATE_ATTRIBUTE[] = "SampleRate";
 // And the time of sample 0, in seconds.
 constexpr char START_TIME_ATTRIBUTE[] = "StartTime";
 
-// A whole number, or a real one of either width; nothing for anything else.
+// Files from elsewhere often hold a single value as an array of one: that value. Anything else as
+// it is.
+AttributeValue unwrap(const AttributeValue& value);
+
+// A whole number, or a real one of either width, alone or in an array of one; nothing for anything
+// else.
 std::optional<double> as_number(const std::optional<AttributeValue>& value);
 
 // Nothing when there is no such attribute or it is no single number. Throws StorageError.

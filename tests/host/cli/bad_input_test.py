@@ -13,6 +13,7 @@ import errno
 import fcntl
 import os
 import pathlib
+import pty
 import random
 import resource
 import shutil
@@ -247,6 +248,7 @@ class BadTables(CommandLine):
         "back.csv": ("t,X\n0,1\n2,2\n1,3\n", "time goes back from 2 to 1 in row 4"),
         "slashes.csv": ("t,a/b,a_b\n0,1,2\n1,3,4\n",
                         "the columns 'a/b' and 'a_b' would both make the set 'a_b'"),
+        "zero.csv": (b"t,X\0Y\n0,1\n", "the name of column 2 holds a zero byte"),
         "words.csv": ("t,X\n0,a\n1,b\n", "no column with numbers"),
     }
 
@@ -550,6 +552,29 @@ class StandardStreams(CommandLine):
                         self.assertEqual(result.returncode, told.returncode)
                         self.assertEqual(result.stdout, told.stdout)
                         self.assertEqual(made, expected)
+
+
+class Terminal(CommandLine):
+    def show(self, words):
+        """What a terminal gets."""
+        mine, other = pty.openpty()
+        result = self.call(words, stdout=other)
+        os.close(other)
+        shown = b""
+        with contextlib.suppress(OSError):  # the end of a terminal is an error
+            while block := os.read(mine, 4096):
+                shown += block
+        os.close(mine)
+        self.assertEqual(result.returncode, 0, result.stderr)
+        return shown.decode()
+
+    def test_a_table_does_nothing_to_it(self):
+        self.write("odd.csv", 't,"X\x1b[31m\x9b31m"\n0,1\n1,2\n')
+        self.assertEqual(self.call(["import", "odd.csv", "-o", "odd.h5"]).returncode, 0)
+        self.assertEqual(self.show(["export", "odd.h5", "-o", "-"]),
+                         "Time (s),X [31m 31m\r\n0,1\r\n1,2\r\n")
+        self.assertEqual(self.call(["export", "odd.h5", "-o", "-"]).stdout,
+                         "Time (s),X\x1b[31m\x9b31m\n0,1\n1,2\n")
 
 
 class OddNames(CommandLine):

@@ -91,6 +91,17 @@ TEST_F(Tree, AlignsWhatAFileHolds) {
               "Signals/Y  [1, 1, 5]  10 Hz        5        1    1    1     1\n");
 }
 
+TEST_F(Tree, ShowsARateThatStandsInAnArrayOfOne) {
+    import_walk();
+    {
+        Hdf5Tree tree(folder_ / "walk.h5", Hdf5Access::ReadWrite);
+        tree.write_attribute(tree.find(tree.root(), "Signals/X").value(), "SampleRate",
+                             NumberArray{{12.5}, {1}});
+        tree.close();
+    }
+    EXPECT_EQ(run({"tree", "walk.h5::Signals/X"}).output, "Signals/X  [1, 1, 5]  12.5 Hz\n");
+}
+
 TEST_F(Tree, ShowsAttributesBelowTheirObject) {
     import_walk();
     EXPECT_THAT(run({"tree", "walk.h5::Signals/X", "--attributes"}).output,
@@ -142,6 +153,24 @@ TEST_F(Tree, KeepsItsLinesWhateverNamesHold) {
     tree.create_dataset(tree.root(), "a\nb\x1b[31m", {1, 1, 0});
     tree.close();
     EXPECT_EQ(run({"tree", "odd.h5"}).output, "a b [31m  [1, 1, 0]\n");
+}
+
+TEST_F(Tree, ShowsNoControlCharactersOfEightBits) {
+    Hdf5Tree tree(folder_ / "odd.h5", Hdf5Access::Create);
+    tree.create_dataset(tree.root(),
+                        "a\xC2\x9B"
+                        "31m",
+                        {1, 1, 0});
+    tree.write_attribute(tree.root(), "b\xC2\x9B", std::string("\xC2\x9B\x9B"));
+    tree.close();
+    EXPECT_THAT(
+        run({"tree", "odd.h5", "--attributes"}).output,
+        AllOf(HasSubstr("a 31m  [1, 1, 0]\n"), HasSubstr("    b  = "), Not(HasSubstr("\x9B"))));
+    const auto result = run({"tree", "odd.h5", "--json"});
+    EXPECT_THAT(result.output, Not(HasSubstr("\x9B")));
+    EXPECT_EQ(nlohmann::json::parse(result.output)["objects"][0]["path"], "a\xC2\x9B"
+                                                                          "31m");
+    EXPECT_THAT(run({"tree", "odd.h5::\xC2\x9B"}).errors, Not(HasSubstr("\x9B")));
 }
 
 TEST_F(Tree, WritesNanAsNull) {
