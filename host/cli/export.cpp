@@ -22,6 +22,7 @@ namespace {
 struct ExportCommand {
     std::string place; // FILE.h5[::GLOB]
     std::string output;
+    ExportOptions options;
     bool force = false;
 };
 
@@ -57,8 +58,9 @@ void export_file(const Session& session, const ExportCommand& command) {
     }
     const std::vector<SignalSet> sets = read_input(place.file, [&] { return read_sets(place); });
     ExportReport report;
-    write_text_file(session.console, command.output, write_options,
-                    [&](const TextSink& send) { report = export_sets(sets, source, send); });
+    write_text_file(session.console, command.output, write_options, [&](const TextSink& send) {
+        report = export_sets(sets, source, send, command.options);
+    });
     for (const std::string& warning : report.warnings) {
         session.console.warning(warning);
     }
@@ -84,6 +86,9 @@ void add_export_command(CLI::App& program, Session& session) {
     command->add_option("-o,--output", state->output, "The CSV file to make; - for standard output")
         ->option_text("FILE")
         ->required();
+    command->add_flag("--no-formulas", state->options.no_formulas,
+                      "An apostrophe before a column's name that a spreadsheet would take for a "
+                      "formula (begins with = + - @, a tab or a carriage return)");
     command->add_flag("--force", state->force, "Replace an existing file");
     add_examples(*command, {{"All data sets that are in the group Imu",
                              "talvora-host export walk.h5::Imu -o walk.csv"},

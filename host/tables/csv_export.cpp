@@ -60,13 +60,26 @@ std::string shared_group(std::span<const SignalSet> sets) {
     return shared;
 }
 
-std::vector<Column> make_columns(std::span<const SignalSet> sets) {
+// Quotes do not keep a spreadsheet from it: they are gone when it looks.
+bool is_formula(std::string_view name) {
+    constexpr std::string_view BEGINNINGS = "=+-@\t\r";
+    return !name.empty() && BEGINNINGS.find(name.front()) != std::string_view::npos;
+}
+
+// `set_name` as it is to stand in the table.
+std::string name_column(const std::string& set_name, const SignalSet& set, std::size_t line,
+                        const ExportOptions& options) {
+    const char* mark = options.no_formulas && is_formula(set_name) ? "'" : "";
+    return mark + set_name + set.line_indices(line);
+}
+
+std::vector<Column> make_columns(std::span<const SignalSet> sets, const ExportOptions& options) {
     const std::string shared = shared_group(sets);
     std::vector<Column> columns;
     for (const SignalSet& set : sets) {
         const std::string name = set.path.substr(shared.empty() ? 0 : shared.size() + 1);
         for (std::size_t i = 0; i < set.line_count(); ++i) {
-            columns.push_back({name + set.line_indices(i), set.line(i)});
+            columns.push_back({name_column(name, set, i, options), set.line(i)});
         }
     }
     return columns;
@@ -113,17 +126,18 @@ bool can_be_named(const SignalSet& set) {
 }
 
 // As parse_set_of_columns takes it.
-std::string format_set_of_columns(const SignalSet& set) {
+std::string format_set_of_columns(const SignalSet& set, const ExportOptions& options) {
     const std::string name = split_last(set.path).second;
     std::vector<std::string> columns;
     for (std::size_t i = 0; i < set.line_count(); ++i) {
-        columns.push_back(quote_field(name + set.line_indices(i)));
+        columns.push_back(quote_field(name_column(name, set, i, options)));
     }
     return fmt::format("{}={}", name, join_texts(columns, ","));
 }
 
 // Not for sets in several groups, nor for those in the root: import makes one group.
-std::vector<std::string> make_import_words(std::span<const SignalSet> sets) {
+std::vector<std::string> make_import_words(std::span<const SignalSet> sets,
+                                           const ExportOptions& options) {
     const SignalSet& first = sets.front();
     const std::string group = split_last(first.path).first;
     if (group.empty() || !is_in_one_group(sets) || !std::ranges::all_of(sets, can_be_named) ||
@@ -135,7 +149,7 @@ std::vector<std::string> make_import_words(std::span<const SignalSet> sets) {
         words.insert(words.end(), {"--rate", fmt::format("{}", *first.sample_rate)});
     }
     for (const SignalSet& set : sets) {
-        words.insert(words.end(), {"--set", format_set_of_columns(set)});
+        words.insert(words.end(), {"--set", format_set_of_columns(set, options)});
     }
     return words;
 }
@@ -171,10 +185,10 @@ bool is_missing_throughout(const Column& column) {
 }
 
 ExportReport make_report(std::span<const SignalSet> sets, std::span<const Column> columns,
-                         const std::string& source) {
+                         const std::string& source, const ExportOptions& options) {
     ExportReport report;
     report.row_count = sets.front().line_length();
-    report.import_words = make_import_words(sets);
+    report.import_words = make_import_words(sets, options);
     for (const Column& column : columns) {
         report.columns.push_back(column.name);
         if (is_missing_throughout(column)) {
@@ -189,17 +203,18 @@ ExportReport make_report(std::span<const SignalSet> sets, std::span<const Column
 } // namespace
 
 ExportReport export_sets(std::span<const SignalSet> sets, const std::string& source,
-                         const std::function<void(std::string_view)>& write) {
+                         const std::function<void(std::string_view)>& write,
+                         const ExportOptions& options) {
     check_alike(sets, source);
     const std::string first = sets.front().sample_rate ? "Time (s)" : "Sample";
-    const std::vector<Column> columns = make_columns(sets);
+    const std::vector<Column> columns = make_columns(sets, options);
     check_names(first, columns, source);
     std::vector<std::string> names = {first};
     for (const Column& column : columns) {
         names.push_back(quote_field(column.name));
     }
     write_rows(sets.front(), columns, join_texts(names, ",") + "\n", write);
-    return make_report(sets, columns, source);
+    return make_report(sets, columns, source, options);
 }
 
 } // namespace talvora::host

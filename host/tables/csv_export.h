@@ -17,6 +17,12 @@
 
 namespace talvora::host {
 
+struct ExportOptions {
+    // A column's name that a spreadsheet would take for a formula, since it begins with = + - @, a
+    // tab or a carriage return, gets an apostrophe in front.
+    bool no_formulas = false;
+};
+
 struct ExportReport {
     std::vector<std::string> columns; // without the first
     std::uint64_t row_count = 0;
@@ -30,6 +36,7 @@ struct ExportReport {
 // the sets differ in rate, start or length, or two columns would have one name; nothing is
 // written then.
 ExportReport export_sets(std::span<const SignalSet> sets, const std::string& source,
-                         const std::function<void(std::string_view)>& write);
+                         const std::function<void(std::string_view)>& write,
+                         const ExportOptions& options = {});
 
 } // namespace talvora::host

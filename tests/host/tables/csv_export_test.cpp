@@ -91,6 +91,34 @@ TEST(ExportSets, QuotesNamesThatCouldBeMistaken) {
     EXPECT_THAT(result.text, testing::StartsWith("Time (s),\"a,b;c \"\"d\"\"\"\n"));
 }
 
+TEST(ExportSets, LeavesNamesAsTheyAreUnlessTold) {
+    EXPECT_EQ(export_all({make_set("G/=cmd|'calc'!A0", {1}, {-1})}).text,
+              "Time (s),=cmd|'calc'!A0\n0,-1\n");
+}
+
+TEST(ExportSets, KeepsSpreadsheetsFromTakingNamesForFormulas) {
+    const std::vector<SignalSet> sets = {
+        make_set("G/=1", {1}, {-1}),        make_set("G/+1", {1}, {-1}),
+        make_set("G/-1", {2, 1}, {-1, -2}), make_set("G/@1", {1}, {-1}),
+        make_set("G/\t1", {1}, {-1}),       make_set("G/\r1", {1}, {-1}),
+        make_set("G/=1,2", {1}, {-1}),      make_set("G/1=", {1}, {-1}),
+        make_set("G/'=", {1}, {-1})};
+    std::string text;
+    export_sets(sets, "walk.h5", [&](std::string_view piece) { text += piece; },
+                {.no_formulas = true});
+    EXPECT_EQ(text, "Time (s),'=1,'+1,'-1[0],'-1[1],'@1,\"'\t1\",\"'\r1\",\"'=1,2\",1=,'=\n"
+                    "0,-1,-1,-1,-2,-1,-1,-1,-1,-1,-1\n");
+}
+
+TEST(ExportSets, KnowsTheWayBackOfNamesThatAreNoFormulas) {
+    const std::vector<SignalSet> sets = {make_set("G/-X", {2, 1}, {1, 2})};
+    std::string text;
+    const ExportReport report = export_sets(
+        sets, "walk.h5", [&](std::string_view piece) { text += piece; }, {.no_formulas = true});
+    EXPECT_THAT(report.import_words,
+                ElementsAre("--group", "G", "--rate", "10", "--set", "-X='-X[0],'-X[1]"));
+}
+
 TEST(ExportSets, RefusesSetsThatShareNoTimes) {
     EXPECT_EQ(failure_text({make_set("A", {2}, {1, 2}), make_set("B", {3}, {1, 2, 3})}),
               "walk.h5: 'A' has 2 samples at 10 Hz from 0 s, 'B' 3 samples at 10 Hz from 0 s: they "
