@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <fstream>
+#include <system_error>
 
 namespace talvora::host::hdf5 {
 
@@ -26,6 +27,9 @@ Id file_access() {
             "the format of files");
     return properties;
 }
+
+// A link to itself names no file, as one to nothing does.
+constexpr std::errc LEADS_IN_CIRCLES = std::errc::too_many_symbolic_link_levels;
 
 [[noreturn]] void refuse_file(const std::filesystem::path& file, std::string_view reason) {
     throw TreeError(fmt::format("cannot open the file '{}': {}", file.string(), reason));
@@ -49,6 +53,9 @@ std::string describe_beginning(const std::filesystem::path& file) {
 void check_file(const std::filesystem::path& file) {
     std::error_code error;
     const auto status = std::filesystem::status(file, error);
+    if (!std::filesystem::status_known(status) && error != LEADS_IN_CIRCLES) {
+        refuse_file(file, error.message());
+    }
     if (!std::filesystem::exists(status)) {
         refuse_file(file, "there is no such file");
     }

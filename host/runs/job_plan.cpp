@@ -118,6 +118,14 @@ Job make_job(const std::string& file, const JobPlanOptions& options) {
     return {input, output, options.force, !options.out_dir.empty()};
 }
 
+// To be told from others. What is wrong with a place that cannot be looked at is told when its file
+// is worked on.
+fs::path identify_place(const fs::path& output) {
+    std::error_code error;
+    fs::path place = fs::weakly_canonical(output, error);
+    return error ? output.lexically_normal() : place;
+}
+
 // A path, or a name with an ending such as .h5.
 bool looks_like_file(const std::string& word) {
     const std::string ending = fs::path(word).extension().string();
@@ -148,8 +156,7 @@ std::vector<Job> plan_jobs(const JobPlanOptions& options) {
     std::set<fs::path> outputs;
     for (std::size_t i = 0; i < files.size(); ++i) {
         Job job = make_job(files[i], options);
-        std::error_code ignored;
-        if (!outputs.insert(fs::weakly_canonical(job.output, ignored)).second) {
+        if (!outputs.insert(identify_place(job.output)).second) {
             throw Failure(ExitCode::Usage, fmt::format("{}: two inputs would be written there",
                                                        job.output.string()));
         }

@@ -141,6 +141,14 @@ TEST_F(ManyFiles, TakesFilesFromAList) {
     EXPECT_THAT(broken.errors, HasSubstr("cannot read the list '/proc/self/mem' to its end"));
 }
 
+TEST_F(ManyFiles, SayWhatIsWrongWithAFolderThatCannotBeLookedAt) {
+    const auto result = run({"run", "apply-set-rectify", "SourceGroup=Signals", "1.h5", "2.h5",
+                             "--out-dir", std::string(300, 'n')});
+    EXPECT_EQ(result.exit_code, 5);
+    EXPECT_THAT(result.errors,
+                AllOf(HasSubstr("File name too long"), Not(HasSubstr("two inputs"))));
+}
+
 TEST_F(ManyFiles, ShardsTakeEachFileOnce) {
     for (const char* shard : {"1/3", "2/3", "3/3"}) {
         const auto result = run(rectify({"--out-dir", "out", "--shard", shard}));

@@ -141,6 +141,12 @@ TEST_F(Tree, NamesTheNearestWhenNothingMatches) {
     EXPECT_THAT(result.output, IsEmpty());
 }
 
+TEST_F(Tree, SaysWhyAFileCannotBeLookedAt) {
+    const auto result = run({"tree", std::string(300, 'n') + ".h5"});
+    EXPECT_EQ(result.exit_code, 3);
+    EXPECT_THAT(result.errors, HasSubstr("File name too long"));
+}
+
 TEST_F(Tree, TakesAFileWithColonsInItsName) {
     import_walk("a::b.h5");
     EXPECT_EQ(run({"tree", "a::b.h5"}).exit_code, 0);
