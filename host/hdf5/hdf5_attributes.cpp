@@ -28,8 +28,7 @@ Id open_attribute(hid_t object, const std::string& name) {
 }
 
 Id create_attribute(hid_t object, const std::string& name, hid_t type, hid_t space) {
-    const Id properties = naming_properties(H5P_ATTRIBUTE_CREATE);
-    return owned(H5Acreate2(object, name.c_str(), type, space, properties, H5P_DEFAULT),
+    return owned(H5Acreate2(object, name.c_str(), type, space, attribute_naming(), H5P_DEFAULT),
                  "create the attribute", name);
 }
 

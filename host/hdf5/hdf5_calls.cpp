@@ -35,6 +35,12 @@ std::optional<StorageError::Access> failed_access() {
 
 bool prints_error_stacks = false;
 
+hid_t make_naming(hid_t kind) {
+    Id properties = make_properties(kind);
+    checked(H5Pset_char_encoding(properties, H5T_CSET_UTF8), "set", "the encoding of names");
+    return properties.release();
+}
+
 } // namespace
 
 void print_error_stacks() {
@@ -58,6 +64,11 @@ void fail(std::string_view action, std::string_view object) {
     throw TreeError(text);
 }
 
+Id share(hid_t open) {
+    checked(H5Iinc_ref(open), "open", "once more");
+    return Id(open);
+}
+
 Id make_properties(hid_t kind) {
     return owned(H5Pcreate(kind), "make", "a property list");
 }
@@ -72,9 +83,13 @@ Id creation_properties(hid_t kind) {
     return properties;
 }
 
-Id naming_properties(hid_t kind) {
-    Id properties = make_properties(kind);
-    checked(H5Pset_char_encoding(properties, H5T_CSET_UTF8), "set", "the encoding of names");
+hid_t link_naming() {
+    static const hid_t properties = make_naming(H5P_LINK_CREATE);
+    return properties;
+}
+
+hid_t attribute_naming() {
+    static const hid_t properties = make_naming(H5P_ATTRIBUTE_CREATE);
     return properties;
 }
 

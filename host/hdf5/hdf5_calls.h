@@ -68,8 +68,12 @@ inline Id owned(hid_t id, std::string_view action, std::string_view object) {
     return Id(checked(id, action, object));
 }
 
+// A second owner of what is open.
+Id share(hid_t open);
+
 // ---------------------------------------------------------------------------
-// Property lists
+// Property lists. Making one is a good part of what it costs to open an object: those that are
+// always alike are made once, and kept until the process ends.
 
 Id make_properties(hid_t kind);
 // The same input gives the same bytes: no times in the objects.
@@ -77,6 +81,7 @@ void leave_out_times(hid_t properties);
 // Of files, groups and data sets.
 Id creation_properties(hid_t kind);
 // Of what gives an object or an attribute its name, which is UTF-8.
-Id naming_properties(hid_t kind);
+hid_t link_naming();
+hid_t attribute_naming();
 
 } // namespace talvora::host::hdf5

@@ -14,10 +14,15 @@ herr_t refuse_external_link(const char*, const char*, const char*, const char*, 
     return -1;
 }
 
-Id link_access() {
+Id make_link_access() {
     Id properties = make_properties(H5P_LINK_ACCESS);
     checked(H5Pset_elink_cb(properties, refuse_external_link, nullptr), "set",
             "how to follow links");
+    return properties;
+}
+
+hid_t link_access() {
+    static const hid_t properties = make_link_access().release();
     return properties;
 }
 
@@ -133,9 +138,8 @@ void delete_link(hid_t group, const std::string& name) {
 }
 
 void rename_link(hid_t group, const std::string& from, const std::string& to) {
-    checked(H5Lmove(group, from.c_str(), group, to.c_str(), naming_properties(H5P_LINK_CREATE),
-                    H5P_DEFAULT),
-            "rename", from);
+    checked(H5Lmove(group, from.c_str(), group, to.c_str(), link_naming(), H5P_DEFAULT), "rename",
+            from);
 }
 
 Id open_object(hid_t group, const std::string& path) {
@@ -149,7 +153,7 @@ ObjectInfo object_info(hid_t object) {
 }
 
 Id create_group(hid_t group, const std::string& name) {
-    return owned(H5Gcreate2(group, name.c_str(), naming_properties(H5P_LINK_CREATE),
+    return owned(H5Gcreate2(group, name.c_str(), link_naming(),
                             creation_properties(H5P_GROUP_CREATE), H5P_DEFAULT),
                  "create the group", name);
 }

@@ -135,6 +135,24 @@ bool is_exact(hid_t properties, unsigned position) {
     return std::ranges::find(EXACT_FILTERS, filter) != std::end(EXACT_FILTERS);
 }
 
+hid_t make_set_access(std::size_t slot_count, std::size_t byte_count) {
+    Id access = make_properties(H5P_DATASET_ACCESS);
+    checked(H5Pset_chunk_cache(access, slot_count, byte_count, H5D_CHUNK_CACHE_W0_DEFAULT), "set",
+            "the cache of chunks");
+    return access.release();
+}
+
+// Whole sets pass by the cache of chunks.
+hid_t whole_access() {
+    static const hid_t access = make_set_access(0, 0);
+    return access;
+}
+
+hid_t parts_access() {
+    static const hid_t access = make_set_access(CHUNK_CACHE_SLOTS, CHUNK_CACHE_BYTES);
+    return access;
+}
+
 // Samples that are copied at once.
 constexpr std::uint64_t BUFFER_SAMPLES = std::uint64_t{4} * 1024 * 1024;
 
@@ -184,17 +202,15 @@ bool keeps_every_bit(hid_t set) {
 Id create_float_set(hid_t group, const std::string& name, const Extents& extents,
                     std::optional<hid_t> older) {
     const Id properties = chunked_properties(choose_chunk(extents), older);
+    // What takes the place of an older set is filled slab by slab, chunks of any shape.
+    const hid_t access = older ? H5P_DEFAULT : whole_access();
     return owned(H5Dcreate2(group, name.c_str(), H5T_IEEE_F32LE, make_space(extents, true),
-                            naming_properties(H5P_LINK_CREATE), properties, H5P_DEFAULT),
+                            link_naming(), properties, access),
                  "create the data set", name);
 }
 
 Id open_set(hid_t file, const std::string& path, SetUse use) {
-    const Id access = make_properties(H5P_DATASET_ACCESS);
-    const bool in_parts = use == SetUse::Parts;
-    checked(H5Pset_chunk_cache(access, in_parts ? CHUNK_CACHE_SLOTS : 0,
-                               in_parts ? CHUNK_CACHE_BYTES : 0, H5D_CHUNK_CACHE_W0_DEFAULT),
-            "set", "the cache of chunks");
+    const hid_t access = use == SetUse::Parts ? parts_access() : whole_access();
     return owned(H5Dopen2(file, path.c_str(), access), "open the data set", path);
 }
 

@@ -69,14 +69,22 @@ struct Hdf5Tree::OpenSet {
     hdf5::Id space;
 };
 
+struct Hdf5Tree::OpenGroup {
+    ObjectId id{};
+    hdf5::Id group;
+};
+
+// What was asked for last stays open: for the objects of a group, and for the attributes of a set,
+// opening it anew would be most of the work.
 struct Hdf5Tree::OpenFile {
     hdf5::Id file;
     OpenSet set; // behind the file, so that it is closed before it
+    OpenGroup group;
 };
 
 Hdf5Tree::Hdf5Tree(const std::filesystem::path& file, Hdf5Access access) : name_(file) {
     const InFile here(name_.native());
-    open_.reset(new OpenFile{open_file(file, access), {}});
+    open_.reset(new OpenFile{open_file(file, access), {}, {}});
     try {
         add_object(hdf5::open_object(open_->file, "/"), "");
     } catch (const TreeError&) {
@@ -93,6 +101,7 @@ Hdf5Tree::~Hdf5Tree() {
 void Hdf5Tree::close() {
     const InFile here(name_.native());
     close_set();
+    open_->group = {};
     hdf5::flush_file(open_->file, name_);
     hdf5::close_file(std::exchange(open_->file, hdf5::Id{}), name_);
 }
@@ -164,7 +173,11 @@ ObjectId Hdf5Tree::create_dataset(ObjectId parent, std::string_view path, const 
     const NewPlace place = plan_new_place(*this, parent, path);
     const ObjectId group = create_groups(place.group, place.missing_groups);
     hdf5::Id set = hdf5::create_float_set(open(group), place.name, extents);
-    return add_object(std::move(set), join_path(node(group).path, place.name));
+    const ObjectId id =
+        add_node({ObjectKind::DataSet, join_path(node(group).path, place.name), extents, {}});
+    by_address_.emplace(hdf5::object_info(set).address, id);
+    keep_open(id, hdf5::SetUse::Whole, std::move(set));
+    return id;
 }
 
 Extents Hdf5Tree::extents(ObjectId set) const {
@@ -251,18 +264,32 @@ const Hdf5Tree::Node& Hdf5Tree::node(ObjectId id, ObjectKind kind) const {
 }
 
 hdf5::Id Hdf5Tree::open(ObjectId id) const {
-    return hdf5::open_object(open_->file, absolute(node(id).path));
+    if (open_->set.id == id) {
+        return hdf5::share(open_->set.set);
+    }
+    const Node& object = node(id);
+    if (object.kind != ObjectKind::Group) {
+        return hdf5::open_object(open_->file, absolute(object.path));
+    }
+    if (open_->group.id != id) {
+        open_->group = {id, hdf5::open_object(open_->file, absolute(object.path))};
+    }
+    return hdf5::share(open_->group.group);
 }
 
 // One that is open for parts serves for the whole as well.
 Hdf5Tree::OpenSet& Hdf5Tree::open_set(ObjectId id, hdf5::SetUse use) {
     if (open_->set.id != id || open_->set.use < use) {
         close_set();
-        hdf5::Id set = hdf5::open_set(open_->file, absolute(node(id).path), use);
-        hdf5::Id space = hdf5::set_space(set);
-        open_->set = {id, use, std::move(set), std::move(space)};
+        keep_open(id, use, hdf5::open_set(open_->file, absolute(node(id).path), use));
     }
     return open_->set;
+}
+
+void Hdf5Tree::keep_open(ObjectId id, hdf5::SetUse use, hdf5::Id set) {
+    close_set();
+    hdf5::Id space = hdf5::set_space(set);
+    open_->set = {id, use, std::move(set), std::move(space)};
 }
 
 void Hdf5Tree::close_set() {

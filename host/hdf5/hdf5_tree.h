@@ -83,6 +83,7 @@ class Hdf5Tree final : public DataTree {
         std::string description; // of another object
     };
     struct OpenSet;
+    struct OpenGroup;
     struct OpenFile; // what is open in the HDF5 library, which this room alone includes
 
     const Node& node(ObjectId id) const;
@@ -90,6 +91,7 @@ class Hdf5Tree final : public DataTree {
     hdf5::Id open(ObjectId id) const;
     void close_set();
     OpenSet& open_set(ObjectId id, hdf5::SetUse use);
+    void keep_open(ObjectId id, hdf5::SetUse use, hdf5::Id set);
 
     std::optional<ObjectId> find_child(ObjectId group, const std::string& name);
     std::optional<ObjectId> find_unknown_child(ObjectId group, const std::string& name,

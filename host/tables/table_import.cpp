@@ -19,6 +19,8 @@
 #include <numeric>
 #include <set>
 #include <span>
+#include <string_view>
+#include <unordered_map>
 
 namespace talvora::host {
 namespace {
@@ -28,26 +30,45 @@ constexpr float NaN = std::numeric_limits<float>::quiet_NaN();
 // Jitter moves a row by less.
 constexpr double MAX_DRIFT_SAMPLES = 1.0;
 
-const NumberColumn& column_named(const NumberTable& table, const std::string& name,
-                                 const std::string& source) {
-    const auto column = std::ranges::find(table.columns, name, &NumberColumn::name);
-    if (column == table.columns.end()) {
+// The columns of a table by their names, of which there may be very many.
+class ColumnsByName {
+  public:
+    ColumnsByName(const NumberTable& table, const std::string& source)
+        : table_(table), source_(source) {
+        for (const NumberColumn& column : table.columns) {
+            columns_.emplace(column.name, &column);
+        }
+    }
+
+    const NumberColumn& find(const std::string& name) const {
+        const auto column = columns_.find(name);
+        if (column == columns_.end()) {
+            refuse(name);
+        }
+        return *column->second;
+    }
+
+  private:
+    [[noreturn]] void refuse(const std::string& name) const {
         std::vector<std::string> known;
-        std::ranges::transform(table.columns, std::back_inserter(known), &NumberColumn::name);
+        std::ranges::transform(table_.columns, std::back_inserter(known), &NumberColumn::name);
         const std::string hint = suggest_nearest(name, known);
         throw Failure(
             ExitCode::Usage,
-            fmt::format("{}: no column '{}' (known: {})", source, name, join_texts(known)),
+            fmt::format("{}: no column '{}' (known: {})", source_, name, join_texts(known)),
             hint.empty() ? std::vector<std::string>() : std::vector{hint});
     }
-    return *column;
-}
+
+    const NumberTable& table_;
+    const std::string& source_;
+    std::unordered_map<std::string_view, const NumberColumn*> columns_;
+};
 
 // Null where the rows are placed by a rate.
-const NumberColumn* find_time_column(const NumberTable& table, const ImportOptions& options,
-                                     const std::string& source) {
+const NumberColumn* find_time_column(const NumberTable& table, const ColumnsByName& columns,
+                                     const ImportOptions& options, const std::string& source) {
     if (options.time_column) {
-        return &column_named(table, *options.time_column, source);
+        return &columns.find(*options.time_column);
     }
     if (options.sample_rate) {
         return nullptr;
@@ -143,12 +164,12 @@ void place_column(const NumberColumn& column, const TimeGrid& grid, std::span<fl
     }
 }
 
-void write_set(const SetOfColumns& set, const NumberTable& table, const TimeGrid& grid,
+void write_set(const SetOfColumns& set, const ColumnsByName& columns, const TimeGrid& grid,
                DataTree& tree, ObjectId group, const std::string& source, ImportReport& report) {
     std::vector<float> samples(set.columns.size() * grid.sample_count);
     const std::span<float> all(samples);
     for (std::size_t i = 0; i < set.columns.size(); ++i) {
-        const NumberColumn& column = column_named(table, set.columns[i], source);
+        const NumberColumn& column = columns.find(set.columns[i]);
         if (!column.holds_numbers()) {
             throw Failure(ExitCode::Input,
                           fmt::format("{}: column '{}' holds no number (first cell: '{}')", source,
@@ -250,7 +271,8 @@ ImportReport import_table(const NumberTable& table, const ImportOptions& options
                           const std::string& source) {
     refuse_bad_options(options, source);
     ImportReport report;
-    const NumberColumn* time = find_time_column(table, options, source);
+    const ColumnsByName columns(table, source);
+    const NumberColumn* time = find_time_column(table, columns, options, source);
     const TimeGrid grid = time != nullptr
                               ? place_on_grid(read_seconds(*time, source), source)
                               : make_uniform_grid(*options.sample_rate, table.row_count);
@@ -262,7 +284,7 @@ ImportReport import_table(const NumberTable& table, const ImportOptions& options
     report.sample_rate = grid.sample_rate;
     const ObjectId group = tree.create_group(tree.root(), options.group);
     for (const SetOfColumns& set : choose_sets(table, options, time, source, report)) {
-        write_set(set, table, grid, tree, group, source, report);
+        write_set(set, columns, grid, tree, group, source, report);
     }
     tree.write_attribute(group, SAMPLE_RATE_ATTRIBUTE, static_cast<float>(grid.sample_rate));
     tree.write_attribute(group, "NumSamples", static_cast<float>(grid.sample_count));

@@ -46,16 +46,17 @@ double SignalSet::time_of(std::uint64_t sample) const {
     return sample_rate ? start_time + position / *sample_rate : position;
 }
 
+// The samples first: their set is open then.
 SignalSet read_signal_set(DataTree& tree, const std::string& path) {
     const ObjectId id = tree.find(tree.root(), path).value();
-    SignalSet set{.path = path,
-                  .extents = tree.extents(id),
-                  .sample_rate = read_rate(tree, id),
-                  .start_time = read_start_time(tree, id),
-                  .samples = {}};
+    SignalSet set;
+    set.path = path;
+    set.extents = tree.extents(id);
     set.samples = make_sample_room(set.extents, path);
     const Extents starts(set.extents.size(), 0);
     tree.read(id, {.starts = starts, .counts = set.extents}, set.samples);
+    set.sample_rate = read_rate(tree, id);
+    set.start_time = read_start_time(tree, id);
     return set;
 }
 
