@@ -372,6 +372,23 @@ WRITERS = [
 ]
 ENDINGS = {"plot": ".svg", "design": ".svg"}
 
+# Each command that prints a result.
+PRINTERS = [
+    ["units"],
+    ["units", "--json"],
+    ["describe", "apply-set-butterworth"],
+    ["tree", "walk.h5"],
+    ["tree", "walk.h5", "--statistics", "--attributes"],
+    ["tree", "walk.h5", "--json"],
+    ["history", "walk.h5"],
+    ["export", "walk.h5", "-o", "-"],
+    ["recipe", "extract", "walk.h5"],
+    ["recipe", "check", "recipe.yaml"],
+    ["version"],
+    [*RUN, "plain.h5", "-o", "out.h5", "-n", "--json"],
+    ["design", "ZeroLagLowPass", "CutoffFrequency=1.5", "Order=4", "--rate", "100.5"],
+]
+
 
 def fill_in(writer, output):
     return [output + ENDINGS.get(writer[0], "") if word == "OUT" else word for word in writer]
@@ -482,12 +499,7 @@ class BadOutput(CommandLine):
             self.expect_failure(words, 5, "small/a.h5", os.strerror(errno.ENOSPC))
 
     def test_standard_output_may_be_full(self):
-        for words in (["units"], ["units", "--json"], ["describe", "apply-set-rectify"],
-                      ["tree", "walk.h5"], ["tree", "walk.h5", "--json"], ["history", "walk.h5"],
-                      ["export", "walk.h5", "-o", "-"], ["recipe", "extract", "walk.h5"],
-                      ["recipe", "check", "recipe.yaml"], ["version"],
-                      [*RUN, "plain.h5", "-o", "trial.h5", "-n", "--json"],
-                      ["design", "ZeroLagLowPass", "CutoffFrequency=10", "Order=4", "--rate", "100"]):
+        for words in PRINTERS:
             with open("/dev/full", "w") as full, self.subTest(words=words):
                 result = self.call(words, stdout=full)
                 self.assertEqual(result.returncode, 5, result.stderr)
@@ -677,12 +689,7 @@ class CommaLocale(CommandLine):
             self.skipTest("no localedef, or no source of the locale de_DE")
         german = {"LOCPATH": str(self.folder), "LC_ALL": "de_DE.UTF-8",
                   "ASAN_OPTIONS": "detect_leaks=0"}
-        for words in (["tree", "walk.h5", "--statistics", "--attributes"], ["history", "walk.h5"],
-                      ["export", "walk.h5", "-o", "-"], ["recipe", "extract", "walk.h5"],
-                      ["describe", "apply-set-butterworth"],
-                      ["design", "ZeroLagLowPass", "CutoffFrequency=1.5", "Order=4", "--rate", "100.5"],
-                      [*RUN, "plain.h5", "-o", "out.h5", "-n", "--json"],
-                      ["import", "walk.csv", "-o", "out.h5", "-n", "--rate", "2.5"]):
+        for words in (*PRINTERS, ["import", "walk.csv", "-o", "out.h5", "-n", "--rate", "2.5"]):
             with self.subTest(words=words):
                 plain = self.call(words)
                 self.assertEqual(plain.returncode, 0, plain.stderr)
