@@ -5,6 +5,7 @@
 #include "dsp/missing_samples.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace talvora::dsp {
 
@@ -49,12 +50,7 @@ bool can_take(FilterPath path) {
 }
 
 FilterPath best_filter_path() {
-    for (const FilterPath path : {FilterPath::Avx512, FilterPath::Avx2}) {
-        if (can_take(path)) {
-            return path;
-        }
-    }
-    return FilterPath::Sse2;
+    return *std::find_if(std::rbegin(LANE_PATHS), std::rend(LANE_PATHS), can_take);
 }
 
 void SetFilter::filter_in_place(std::span<float> samples, std::uint64_t line_length,

@@ -17,6 +17,9 @@ namespace talvora::dsp {
 // registers.
 enum class FilterPath { Plain, Sse2, Avx2, Avx512 };
 
+// Those that fill lanes, from the narrowest, which every x86-64 processor can take.
+inline constexpr FilterPath LANE_PATHS[] = {FilterPath::Sse2, FilterPath::Avx2, FilterPath::Avx512};
+
 // Whether this processor, under this operating system, can take the path.
 bool can_take(FilterPath path);
 // The widest path that can be taken here; never the plain one.
