@@ -83,7 +83,7 @@ void add_commands(CLI::App& program, Session& session) {
     program.fallthrough();
     program.require_subcommand(1);
     for (AddCommand* add_command : COMMANDS) {
-        add_command(program, session);
+        add_command(Command(program), session);
     }
 }
 

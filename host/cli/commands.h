@@ -3,15 +3,14 @@
 // is called as its command, and NAME_command.cpp where the name means more than the command.
 #pragma once
 
+#include "host/cli/command_options.h"
 #include "host/cli/session.h"
-
-#include <CLI/App.hpp>
 
 namespace talvora::host {
 
 // Adds a command with its options to the program; the command's work is its callback,
 // which reports through the session and throws what goes wrong.
-using AddCommand = void(CLI::App& program, Session& session);
+using AddCommand = void(Command program, Session& session);
 
 AddCommand add_units_command;
 AddCommand add_describe_command;

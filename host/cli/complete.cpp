@@ -7,6 +7,8 @@
 #include "host/interface/parameters.h"
 #include "host/interface/unit_run.h"
 
+#include <CLI/App.hpp>
+
 #include <algorithm>
 #include <memory>
 #include <span>
@@ -180,12 +182,13 @@ void print_candidates(Session& session, const CLI::App& program, const Words& wo
 
 } // namespace
 
-void add_complete_command(CLI::App& program, Session& session) {
+void add_complete_command(Command program, Session& session) {
     const auto words = std::make_shared<Words>();
-    CLI::App* command = program.add_subcommand("complete", "What the last word may become");
-    command->group("");
-    command->add_option("WORDS", *words, "Behind --, the words typed so far")->required();
-    command->callback([&program, &session, words] { print_candidates(session, program, *words); });
+    Command command = program.add_subcommand("complete", "What the last word may become");
+    command.hide();
+    command.add_option("WORDS", *words, "Behind --, the words typed so far").required();
+    command.on_run(
+        [program, &session, words] { print_candidates(session, program.app(), *words); });
 }
 
 } // namespace talvora::host

@@ -61,8 +61,8 @@ void Console::print(MessageLevel level, std::string_view text) const {
     const MessageLevel shown = level == MessageLevel::Detail ? MessageLevel::Info : level;
     const auto look =
         coloured_ ? fmt::emphasis::bold | fmt::fg(colour_of(shown)) : fmt::text_style();
-    write_to_standard_error(fmt::format(
-        "{} {}\n", fmt::format(look, "{}:", level_name(shown)), on_one_line(text)));
+    write_to_standard_error(
+        fmt::format("{} {}\n", fmt::format(look, "{}:", level_name(shown)), on_one_line(text)));
 }
 
 void Console::failure(const Failure& failure) const {

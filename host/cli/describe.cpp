@@ -96,24 +96,24 @@ void print_recipe(Session& session, const Unit& unit, Signatures signatures) {
 
 } // namespace
 
-void add_describe_command(CLI::App& program, Session& session) {
+void add_describe_command(Command program, Session& session) {
     struct Options {
         std::string unit;
         bool json = false;
         bool recipe = false;
     };
     const auto options = std::make_shared<Options>();
-    CLI::App* command = program.add_subcommand(
+    Command command = program.add_subcommand(
         "describe", "A unit's parameters, what it reads and writes, an example to copy");
-    command->add_option("UNIT", options->unit, "Its identifier, or what follows the last dot")
-        ->required();
-    CLI::Option* json = command->add_flag("--json", options->json, "One JSON document");
-    command->add_flag("--recipe", options->recipe, "A recipe of one step, to be filled in")
-        ->excludes(json);
-    add_examples(*command, {{"What the unit takes", "talvora-host describe apply-set-fill-gap"},
-                            {"A recipe to begin with",
-                             "talvora-host describe apply-set-butterworth --recipe"}});
-    command->callback([&session, options] {
+    command.add_option("UNIT", options->unit, "Its identifier, or what follows the last dot")
+        .required();
+    Option json = command.add_flag("--json", options->json, "One JSON document");
+    command.add_flag("--recipe", options->recipe, "A recipe of one step, to be filled in")
+        .excludes(json);
+    add_examples(command, {{"What the unit takes", "talvora-host describe apply-set-fill-gap"},
+                           {"A recipe to begin with",
+                            "talvora-host describe apply-set-butterworth --recipe"}});
+    command.on_run([&session, options] {
         const Unit& unit = session.find_unit(options->unit);
         const std::vector<ParameterSignature> signatures = declare_unit(unit);
         if (options->recipe) {

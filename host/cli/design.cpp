@@ -225,46 +225,45 @@ void print_design(Session& session, const DesignOptions& options) {
     }
 }
 
-void add_question(CLI::App& command, DesignOptions& options) {
+void add_question(Command command, DesignOptions& options) {
     command
         .add_option("BANDFORM", options.bandform,
                     "ZeroLagLowPass, ZeroLagHighPass, ZeroLagBandPass or ZeroLagBandStop")
-        ->required();
+        .required();
     command.add_option("WORDS", options.words,
                        "CutoffFrequency=HZ Order=N [BandWidth=HZ], as for the unit");
     command
         .add_option("--edge", options.edges,
                     "Instead: where both passes together are to be 3 dB down, in Hz; twice for "
                     "a band")
-        ->option_text("HZ")
-        ->expected(1)
-        ->take_all();
+        .value_name("HZ")
+        .repeatable();
     command.add_option("--order", options.order, "With --edge: the order over both passes")
-        ->option_text("N");
-    command.add_option("--rate", options.rate, "Samples per second")->option_text("HZ")->required();
+        .value_name("N");
+    command.add_option("--rate", options.rate, "Samples per second").value_name("HZ").required();
 }
 
-void add_output(CLI::App& command, DesignOptions& options) {
+void add_output(Command command, DesignOptions& options) {
     command.add_option("-o,--output", options.output, "Draw the response to a file NAME.svg")
-        ->option_text("FILE");
+        .value_name("FILE");
     command.add_flag("--json", options.json, "One JSON document");
     command.add_flag("--force", options.force, "Replace an existing picture");
 }
 
 } // namespace
 
-void add_design_command(CLI::App& program, Session& session) {
+void add_design_command(Command program, Session& session) {
     const auto options = std::make_shared<DesignOptions>();
-    CLI::App* command = program.add_subcommand(
+    Command command = program.add_subcommand(
         "design", "What a Butterworth filter really does, and the parameters for wanted edges");
-    add_question(*command, *options);
-    add_output(*command, *options);
-    add_examples(*command,
+    add_question(command, *options);
+    add_output(command, *options);
+    add_examples(command,
                  {{"What the unit does with these parameters at 100 Hz",
                    "talvora-host design ZeroLagLowPass CutoffFrequency=5 Order=4 --rate 100"},
                   {"The parameters for a band that is 3 dB down at 1 and 20 Hz",
                    "talvora-host design ZeroLagBandPass --edge 1 --edge 20 --order 4 --rate 100"}});
-    command->callback([&session, options] { print_design(session, *options); });
+    command.on_run([&session, options] { print_design(session, *options); });
 }
 
 } // namespace talvora::host

@@ -74,26 +74,26 @@ void export_file(const Session& session, const ExportCommand& command) {
 
 } // namespace
 
-void add_export_command(CLI::App& program, Session& session) {
+void add_export_command(Command program, Session& session) {
     const auto state = std::make_shared<ExportCommand>();
-    CLI::App* command = program.add_subcommand(
+    Command command = program.add_subcommand(
         "export", "Data sets to the columns of a CSV file; missing samples become empty cells");
     command
-        ->add_option("FILE.h5[::GLOB]", state->place,
-                     "The file; of it, the data sets that match GLOB over full paths (*, ?, [..] "
-                     "within a name, ** for any names), or are in a group that does")
-        ->required();
-    command->add_option("-o,--output", state->output, "The CSV file to make; - for standard output")
-        ->option_text("FILE")
-        ->required();
-    command->add_flag("--no-formulas", state->options.no_formulas,
-                      "An apostrophe before a column's name that a spreadsheet would take for a "
-                      "formula (begins with = + - @, a tab or a carriage return)");
-    command->add_flag("--force", state->force, "Replace an existing file");
-    add_examples(*command, {{"All data sets that are in the group Imu",
-                             "talvora-host export walk.h5::Imu -o walk.csv"},
-                            {"To standard output", "talvora-host export walk.h5 -o -"}});
-    command->callback(
+        .add_option("FILE.h5[::GLOB]", state->place,
+                    "The file; of it, the data sets that match GLOB over full paths (*, ?, [..] "
+                    "within a name, ** for any names), or are in a group that does")
+        .required();
+    command.add_option("-o,--output", state->output, "The CSV file to make; - for standard output")
+        .value_name("FILE")
+        .required();
+    command.add_flag("--no-formulas", state->options.no_formulas,
+                     "An apostrophe before a column's name that a spreadsheet would take for a "
+                     "formula (begins with = + - @, a tab or a carriage return)");
+    command.add_flag("--force", state->force, "Replace an existing file");
+    add_examples(command, {{"All data sets that are in the group Imu",
+                            "talvora-host export walk.h5::Imu -o walk.csv"},
+                           {"To standard output", "talvora-host export walk.h5 -o -"}});
+    command.on_run(
         [&session, state] { read_apart(session, [&] { export_file(session, *state); }); });
 }
 

@@ -82,12 +82,12 @@ void add_program_sections(CLI::App& program) {
     program.footer(PROGRAM_SECTIONS);
 }
 
-void add_examples(CLI::App& command, std::initializer_list<HelpExample> examples) {
+void add_examples(Command command, std::initializer_list<HelpExample> examples) {
     std::string footer = "Examples:";
     for (const HelpExample& example : examples) {
         footer += fmt::format("\n  # {}\n  {}", example.purpose, example.command);
     }
-    command.footer(footer);
+    command.app().footer(footer);
 }
 
 std::string value_label(const CLI::Option& option) {

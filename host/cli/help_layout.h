@@ -2,7 +2,7 @@
 // is made of sections: a title that ends in ':', then lines that are indented.
 #pragma once
 
-#include <CLI/App.hpp>
+#include "host/cli/command_options.h"
 
 #include <initializer_list>
 #include <string>
@@ -21,7 +21,7 @@ void set_help_layout(CLI::App& program);
 // What holds for every command, as the program's footer: exit codes, environment variables.
 void add_program_sections(CLI::App& program);
 // As the command's footer; the commands are to be copied as they are.
-void add_examples(CLI::App& command, std::initializer_list<HelpExample> examples);
+void add_examples(Command command, std::initializer_list<HelpExample> examples);
 
 // What stands behind the option's name, " FILE"; nothing for a flag.
 std::string value_label(const CLI::Option& option);

@@ -124,16 +124,16 @@ void print_history(const Session& session, const HistoryOptions& options) {
 
 } // namespace
 
-void add_history_command(CLI::App& program, Session& session) {
+void add_history_command(Command program, Session& session) {
     const auto options = std::make_shared<HistoryOptions>();
-    CLI::App* command =
+    Command command =
         program.add_subcommand("history", "What was done to a file, when, with which versions");
-    command->add_option("FILE.h5", options->file, "The file")->required();
-    command->add_flag("--json", options->json, "One JSON document, complete");
-    add_examples(*command,
+    command.add_option("FILE.h5", options->file, "The file").required();
+    command.add_flag("--json", options->json, "One JSON document, complete");
+    add_examples(command,
                  {{"What was done to a file", "talvora-host history smooth.h5"},
                   {"All that is recorded, for a script", "talvora-host history smooth.h5 --json"}});
-    command->callback(
+    command.on_run(
         [&session, options] { read_apart(session, [&] { print_history(session, *options); }); });
 }
 

@@ -127,45 +127,43 @@ void start_import(Session& session, ImportCommand& command) {
 
 } // namespace
 
-void add_import_command(CLI::App& program, Session& session) {
+void add_import_command(Command program, Session& session) {
     const auto state = std::make_shared<ImportCommand>();
-    CLI::App* command = program.add_subcommand(
+    Command command = program.add_subcommand(
         "import", "Columns of a CSV file to data sets; missing rows and cells become NaN");
-    command->add_option("FILE.csv", state->input, "Rows of numbers below a row of column names")
-        ->required();
-    command->add_option("-o,--output", state->output, "The HDF5 file to make")
-        ->option_text("FILE")
-        ->required();
-    command->add_option("--group", state->options.group, "Where the data sets go")
-        ->option_text("GROUP")
-        ->capture_default_str();
+    command.add_option("FILE.csv", state->input, "Rows of numbers below a row of column names")
+        .required();
+    command.add_option("-o,--output", state->output, "The HDF5 file to make")
+        .value_name("FILE")
+        .required();
+    command.add_option("--group", state->options.group, "Where the data sets go")
+        .value_name("GROUP")
+        .show_default();
     command
-        ->add_option("--set", state->sets,
-                     "NAME=COLUMN,COLUMN,...: one data set [columns, 1, samples] (repeatable; "
-                     "without it each column becomes one)")
-        ->option_text("NAME=COLUMNS")
-        ->expected(1)
-        ->allow_extra_args(false)
-        ->take_all();
+        .add_option("--set", state->sets,
+                    "NAME=COLUMN,COLUMN,...: one data set [columns, 1, samples] (repeatable; "
+                    "without it each column becomes one)")
+        .value_name("NAME=COLUMNS")
+        .repeatable_by_name();
     command
-        ->add_option("--rate", state->options.sample_rate,
-                     "Rows are equally spaced: samples per second")
-        ->option_text("HZ");
+        .add_option("--rate", state->options.sample_rate,
+                    "Rows are equally spaced: samples per second")
+        .value_name("HZ");
     command
-        ->add_option("--time", state->options.time_column,
-                     "Rows are placed by this column, its unit s, ms or us in brackets (else "
-                     "a column named time or t)")
-        ->option_text("COLUMN");
-    command->add_flag("--append", state->append, "Add a new group to an existing file");
-    command->add_flag("--force", state->force, "Replace an existing file");
-    command->add_flag("-n,--dry-run", state->dry_run, "Check everything, write nothing");
+        .add_option("--time", state->options.time_column,
+                    "Rows are placed by this column, its unit s, ms or us in brackets (else "
+                    "a column named time or t)")
+        .value_name("COLUMN");
+    command.add_flag("--append", state->append, "Add a new group to an existing file");
+    command.add_flag("--force", state->force, "Replace an existing file");
+    command.add_flag("-n,--dry-run", state->dry_run, "Check everything, write nothing");
     add_examples(
-        *command,
+        command,
         {{"Each column becomes a data set; rows are placed by the column Time (s)",
           "talvora-host import walk.csv -o walk.h5 --group Imu --time 'Time (s)'"},
          {"Three columns become the components of one data set, at 100 Hz",
           "talvora-host import walk.csv -o walk.h5 --group Imu --set Rate=X,Y,Z --rate 100"}});
-    command->callback([&session, state] { start_import(session, *state); });
+    command.on_run([&session, state] { start_import(session, *state); });
 }
 
 } // namespace talvora::host

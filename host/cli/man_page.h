@@ -1,9 +1,11 @@
 // Manual pages, made of what a command tells with --help.
 #pragma once
 
-#include <CLI/App.hpp>
-
 #include <string>
+
+namespace CLI {
+class App;
+}
 
 namespace talvora::host {
 

@@ -30,13 +30,13 @@ void write_pages(const Console& console, const CLI::App& program,
 
 } // namespace
 
-void add_manual_command(CLI::App& program, Session& session) {
+void add_manual_command(Command program, Session& session) {
     const auto folder = std::make_shared<std::string>();
-    CLI::App* command = program.add_subcommand("manual", "Writes the manual pages to a folder");
-    command->group("");
-    command->add_option("FOLDER", *folder, "The folder, which exists")->required();
-    command->callback(
-        [&program, &session, folder] { write_pages(session.console, program, *folder); });
+    Command command = program.add_subcommand("manual", "Writes the manual pages to a folder");
+    command.hide();
+    command.add_option("FOLDER", *folder, "The folder, which exists").required();
+    command.on_run(
+        [program, &session, folder] { write_pages(session.console, program.app(), *folder); });
 }
 
 } // namespace talvora::host

@@ -162,46 +162,44 @@ void plot_file(const Session& session, const PlotCommand& command) {
 
 } // namespace
 
-void add_plot_command(CLI::App& program, Session& session) {
+void add_plot_command(Command program, Session& session) {
     const auto state = std::make_shared<PlotCommand>();
-    CLI::App* command =
+    Command command =
         program.add_subcommand("plot", "Data sets as a page to zoom in, or as a picture");
     command
-        ->add_option("FILE.h5[::GLOB]", state->place,
-                     "The file; of it, the data sets that match GLOB over full paths (*, ?, [..] "
-                     "within a name, ** for any names), or are in a group that does")
-        ->required();
+        .add_option("FILE.h5[::GLOB]", state->place,
+                    "The file; of it, the data sets that match GLOB over full paths (*, ?, [..] "
+                    "within a name, ** for any names), or are in a group that does")
+        .required();
     command
-        ->add_option("--with", state->other,
-                     "Another file, whose sets of the same names are drawn over them")
-        ->option_text("FILE");
+        .add_option("--with", state->other,
+                    "Another file, whose sets of the same names are drawn over them")
+        .value_name("FILE");
     command
-        ->add_option("-o,--output", state->output,
-                     "plot.html: one page that needs nothing else; plot.svg: a picture")
-        ->option_text("FILE")
-        ->required();
-    command->add_option("--from", state->from, "Where the span shown begins, on the time axis")
-        ->option_text("S");
-    command->add_option("--to", state->to, "Where it ends")->option_text("S");
+        .add_option("-o,--output", state->output,
+                    "plot.html: one page that needs nothing else; plot.svg: a picture")
+        .value_name("FILE")
+        .required();
+    command.add_option("--from", state->from, "Where the span shown begins, on the time axis")
+        .value_name("S");
+    command.add_option("--to", state->to, "Where it ends").value_name("S");
     command
-        ->add_option("--line", state->choice.lines,
-                     "A line of each set, counted from 0 (repeatable; else all)")
-        ->option_text("N")
-        ->expected(1)
-        ->take_all();
+        .add_option("--line", state->choice.lines,
+                    "A line of each set, counted from 0 (repeatable; else all)")
+        .value_name("N")
+        .repeatable();
     command
-        ->add_option("--label", state->choice.y_title,
-                     "What stands beside the value axes (else the sets' names)")
-        ->option_text("TEXT");
-    command->add_option("--title", state->title, "The title (else the names of the files)");
-    command->add_flag("--force", state->force, "Replace an existing file");
+        .add_option("--label", state->choice.y_title,
+                    "What stands beside the value axes (else the sets' names)")
+        .value_name("TEXT");
+    command.add_option("--title", state->title, "The title (else the names of the files)");
+    command.add_flag("--force", state->force, "Replace an existing file");
     add_examples(
-        *command,
+        command,
         {{"A page to zoom in", "talvora-host plot walk.h5 -o walk.html"},
          {"Before and after, ten seconds, as a picture",
           "talvora-host plot walk.h5::Imu/Rate --with smooth.h5 --from 10 --to 20 -o walk.svg"}});
-    command->callback(
-        [&session, state] { read_apart(session, [&] { plot_file(session, *state); }); });
+    command.on_run([&session, state] { read_apart(session, [&] { plot_file(session, *state); }); });
 }
 
 } // namespace talvora::host

@@ -66,8 +66,7 @@ std::optional<Recipe> read_recipe_option(Session& session, const RecipeOptions& 
 }
 
 void check_file(Session& session, const Recipe& recipe, const std::string& file) {
-    const auto problems =
-        read_input(file, [&] { return check_places(recipe, *open_input(file)); });
+    const auto problems = read_input(file, [&] { return check_places(recipe, *open_input(file)); });
     print_problems(session.console, problems, file + ": ");
     session.exit_code = problems.empty() ? ExitCode::Done : ExitCode::Input;
 }
@@ -120,65 +119,62 @@ void extract_from_file(Session& session, const ExtractOptions& options) {
                     [&](const TextSink& send) { send(text); });
 }
 
-void add_recipe_options(CLI::App& command, RecipeOptions& options) {
-    command.add_option("RECIPE", options.recipe, "The recipe, a YAML file")->required();
+void add_recipe_options(Command command, RecipeOptions& options) {
+    command.add_option("RECIPE", options.recipe, "The recipe, a YAML file").required();
     command.add_option("FILES", options.files, "The HDF5 files");
     command
         .add_option("--set", options.settings,
                     "NAME=VALUE: a variable of the recipe (repeatable; a repeated name makes a "
                     "list)")
-        ->option_text("NAME=VALUE")
-        ->expected(1)
-        ->allow_extra_args(false)
-        ->take_all();
+        .value_name("NAME=VALUE")
+        .repeatable_by_name();
 }
 
-void add_check_command(CLI::App& recipe, Session& session) {
+void add_check_command(Command recipe, Session& session) {
     const auto options = std::make_shared<RecipeOptions>();
-    CLI::App* command = recipe.add_subcommand(
+    Command command = recipe.add_subcommand(
         "check", "Tells everything that is wrong with a recipe, and what files lack for it");
-    add_recipe_options(*command, *options);
-    command->callback([&session, options] { check_recipe(session, *options); });
+    add_recipe_options(command, *options);
+    command.on_run([&session, options] { check_recipe(session, *options); });
 }
 
-void add_recipe_run_command(CLI::App& recipe, Session& session) {
+void add_recipe_run_command(Command recipe, Session& session) {
     const auto options = std::make_shared<RecipeOptions>();
-    CLI::App* command = recipe.add_subcommand("run", "Runs the steps of a recipe on files");
-    add_recipe_options(*command, *options);
-    add_worker_run_options(*command, options->runs);
-    command->callback([&session, options] { run_recipe(session, *options); });
+    Command command = recipe.add_subcommand("run", "Runs the steps of a recipe on files");
+    add_recipe_options(command, *options);
+    add_worker_run_options(command, options->runs);
+    command.on_run([&session, options] { run_recipe(session, *options); });
 }
 
-void add_extract_command(CLI::App& recipe, Session& session) {
+void add_extract_command(Command recipe, Session& session) {
     const auto options = std::make_shared<ExtractOptions>();
-    CLI::App* command =
+    Command command =
         recipe.add_subcommand("extract", "Writes the recipe that made a file, from its history");
-    command->add_option("FILE.h5", options->file, "The file")->required();
+    command.add_option("FILE.h5", options->file, "The file").required();
     command
-        ->add_option("-o,--output", options->output, "Where the recipe goes (else standard output)")
-        ->option_text("FILE");
-    command->add_flag("--all", options->all, "The steps of all runs, not of the last one alone");
-    command->add_flag("--force", options->force, "Replace an existing output");
-    command->callback([&session, options] {
+        .add_option("-o,--output", options->output, "Where the recipe goes (else standard output)")
+        .value_name("FILE");
+    command.add_flag("--all", options->all, "The steps of all runs, not of the last one alone");
+    command.add_flag("--force", options->force, "Replace an existing output");
+    command.on_run([&session, options] {
         read_apart(session, [&] { extract_from_file(session, *options); });
     });
 }
 
 } // namespace
 
-void add_recipe_command(CLI::App& program, Session& session) {
-    CLI::App* recipe = program.add_subcommand("recipe", "Named steps from a file");
-    add_examples(
-        *recipe,
-        {{"Is anything wrong with a recipe, does the file have what it asks for",
-          "talvora-host recipe check clean.yaml walk.h5"},
-         {"Its steps, with another value for a variable",
-          "talvora-host recipe run clean.yaml walk.h5 -o clean.h5 --set cutoff=8"},
-         {"The recipe that made a file", "talvora-host recipe extract clean.h5 -o again.yaml"}});
-    recipe->require_subcommand(1);
-    add_recipe_run_command(*recipe, session);
-    add_check_command(*recipe, session);
-    add_extract_command(*recipe, session);
+void add_recipe_command(Command program, Session& session) {
+    Command recipe = program.add_subcommand("recipe", "Named steps from a file");
+    add_examples(recipe, {{"Is anything wrong with a recipe, does the file have what it asks for",
+                           "talvora-host recipe check clean.yaml walk.h5"},
+                          {"Its steps, with another value for a variable",
+                           "talvora-host recipe run clean.yaml walk.h5 -o clean.h5 --set cutoff=8"},
+                          {"The recipe that made a file",
+                           "talvora-host recipe extract clean.h5 -o again.yaml"}});
+    recipe.require_subcommand();
+    add_recipe_run_command(recipe, session);
+    add_check_command(recipe, session);
+    add_extract_command(recipe, session);
 }
 
 } // namespace talvora::host

@@ -57,17 +57,17 @@ void run_unit_on_files(Session& session, RunOptions& options) {
 
 } // namespace
 
-void add_run_command(CLI::App& program, Session& session) {
+void add_run_command(Command program, Session& session) {
     const auto options = std::make_shared<RunOptions>();
-    CLI::App* command = program.add_subcommand("run", "Runs a unit on files");
-    command->add_option("UNIT", options->unit, "Its identifier, or what follows the last dot")
-        ->required();
-    command->add_option("WORDS", options->words,
-                        "Key=Value parameters (a repeated key builds a list) and files; a file "
-                        "with '=' in its name is given as ./NAME");
-    add_worker_run_options(*command, options->runs);
+    Command command = program.add_subcommand("run", "Runs a unit on files");
+    command.add_option("UNIT", options->unit, "Its identifier, or what follows the last dot")
+        .required();
+    command.add_option("WORDS", options->words,
+                       "Key=Value parameters (a repeated key builds a list) and files; a file "
+                       "with '=' in its name is given as ./NAME");
+    add_worker_run_options(command, options->runs);
     add_examples(
-        *command,
+        command,
         {{"One file to another",
           "talvora-host run apply-set-rectify SourceSets=Imu/Rate walk.h5 -o rectified.h5"},
          {"A folder of files, four at a time",
@@ -75,7 +75,7 @@ void add_run_command(CLI::App& program, Session& session) {
           "filled --jobs 4"},
          {"In place, what it replaces kept",
           "talvora-host run apply-set-opposite SourceSets=Imu/Rate walk.h5 --in-place --backup"}});
-    command->callback([&session, options] { run_unit_on_files(session, *options); });
+    command.on_run([&session, options] { run_unit_on_files(session, *options); });
 }
 
 } // namespace talvora::host

@@ -175,24 +175,24 @@ void print_tree(const Session& session, const TreeOptions& options) {
 
 } // namespace
 
-void add_tree_command(CLI::App& program, Session& session) {
+void add_tree_command(Command program, Session& session) {
     const auto options = std::make_shared<TreeOptions>();
-    CLI::App* command =
+    Command command =
         program.add_subcommand("tree", "What a file holds: groups, data sets, attributes");
     command
-        ->add_option("FILE.h5[::GLOB]", options->place,
-                     "The file; of it, what matches GLOB over full paths (*, ?, [..] within a "
-                     "name, ** for any names)")
-        ->required();
-    command->add_flag("--attributes", options->attributes,
-                      "Attributes of each object, but for the history");
-    command->add_flag("--statistics", options->statistics,
-                      "Per data set: samples, missing ones (NaN), min, max and mean");
-    command->add_flag("--json", options->json, "One JSON document");
-    add_examples(*command, {{"Everything in a file", "talvora-host tree walk.h5 --attributes"},
-                            {"The data sets at any depth below Imu",
-                             "talvora-host tree walk.h5::Imu/** --statistics"}});
-    command->callback(
+        .add_option("FILE.h5[::GLOB]", options->place,
+                    "The file; of it, what matches GLOB over full paths (*, ?, [..] within a "
+                    "name, ** for any names)")
+        .required();
+    command.add_flag("--attributes", options->attributes,
+                     "Attributes of each object, but for the history");
+    command.add_flag("--statistics", options->statistics,
+                     "Per data set: samples, missing ones (NaN), min, max and mean");
+    command.add_flag("--json", options->json, "One JSON document");
+    add_examples(command, {{"Everything in a file", "talvora-host tree walk.h5 --attributes"},
+                           {"The data sets at any depth below Imu",
+                            "talvora-host tree walk.h5::Imu/** --statistics"}});
+    command.on_run(
         [&session, options] { read_apart(session, [&] { print_tree(session, *options); }); });
 }
 

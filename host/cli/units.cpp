@@ -49,14 +49,14 @@ void print_json(const PluginLibrary& plugin, const Console& console) {
 
 } // namespace
 
-void add_units_command(CLI::App& program, Session& session) {
+void add_units_command(Command program, Session& session) {
     const auto json = std::make_shared<bool>(false);
-    CLI::App* command = program.add_subcommand("units", "One line per unit of the plug-in");
-    command->add_flag("--json", *json, "One JSON document");
-    add_examples(*command, {{"The units of the plug-in beside the program", "talvora-host units"},
-                            {"Those of another plug-in, for a script",
-                             "talvora-host units --plugin ./other.so --json"}});
-    command->callback([&session, json] {
+    Command command = program.add_subcommand("units", "One line per unit of the plug-in");
+    command.add_flag("--json", *json, "One JSON document");
+    add_examples(command, {{"The units of the plug-in beside the program", "talvora-host units"},
+                           {"Those of another plug-in, for a script",
+                            "talvora-host units --plugin ./other.so --json"}});
+    command.on_run([&session, json] {
         (*json ? print_json : print_lines)(session.plugin(), session.console);
     });
 }

@@ -118,32 +118,32 @@ void run_command(Session& session, const ValidateOptions& options) {
 
 } // namespace
 
-void add_validate_command(CLI::App& program, Session& session) {
+void add_validate_command(Command program, Session& session) {
     const auto options = std::make_shared<ValidateOptions>();
-    CLI::App* command =
+    Command command =
         program.add_subcommand("validate", "Does a plug-in library keep to the interface");
-    command->add_option("PLUGIN", options->plugin, "The library (else the one of --plugin)");
-    command->add_flag("--list", options->list, "The checks, without running them");
-    command->add_option("--only", options->only, "Checks whose ids match, as in 'run.*'")
-        ->option_text("PATTERN");
+    command.add_option("PLUGIN", options->plugin, "The library (else the one of --plugin)");
+    command.add_flag("--list", options->list, "The checks, without running them");
+    command.add_option("--only", options->only, "Checks whose ids match, as in 'run.*'")
+        .value_name("PATTERN");
     command
-        ->add_option(LEVEL_OPTION, options->level,
-                     "quick: a part of each check, in seconds; deep: all")
-        ->option_text("LEVEL")
-        ->capture_default_str();
-    command->add_option(SEED_OPTION, options->seed, "What the made-up inputs begin with (else any)")
-        ->option_text("N");
-    command->add_flag("--json", options->json, "One JSON document");
-    command->add_option("--timeout", options->seconds, "Seconds that each check may take")
-        ->option_text("S")
-        ->capture_default_str();
-    command->add_option("--child", options->child)->group(""); // started by this program alone
+        .add_option(LEVEL_OPTION, options->level,
+                    "quick: a part of each check, in seconds; deep: all")
+        .value_name("LEVEL")
+        .show_default();
+    command.add_option(SEED_OPTION, options->seed, "What the made-up inputs begin with (else any)")
+        .value_name("N");
+    command.add_flag("--json", options->json, "One JSON document");
+    command.add_option("--timeout", options->seconds, "Seconds that each check may take")
+        .value_name("S")
+        .show_default();
+    command.add_option("--child", options->child).hide(); // started by this program alone
     add_examples(
-        *command,
+        command,
         {{"Every check, each in a process of its own", "talvora-host validate ./plugin.so"},
          {"Those of one area", "talvora-host validate ./plugin.so --only 'run.*'"},
          {"A part of each check, in seconds", "talvora-host validate ./plugin.so --level quick"}});
-    command->callback([&session, options] { run_command(session, *options); });
+    command.on_run([&session, options] { run_command(session, *options); });
 }
 
 } // namespace talvora::host

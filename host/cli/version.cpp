@@ -19,12 +19,12 @@ void print_version(Session& session) {
 
 } // namespace
 
-void add_version_command(CLI::App& program, Session& session) {
-    CLI::App* command =
+void add_version_command(Command program, Session& session) {
+    Command command =
         program.add_subcommand("version", "The versions of the program and of the plug-in");
-    add_examples(*command,
+    add_examples(command,
                  {{"Both versions, and where the plug-in was found", "talvora-host version"}});
-    command->callback([&session] { print_version(session); });
+    command.on_run([&session] { print_version(session); });
 }
 
 } // namespace talvora::host

@@ -129,36 +129,36 @@ JobWork make_work(Session& session, const Recipe& recipe, const WorkerRunOptions
 
 } // namespace
 
-void add_worker_run_options(CLI::App& command, WorkerRunOptions& options) {
+void add_worker_run_options(Command command, WorkerRunOptions& options) {
     JobPlanOptions& plan = options.plan;
     command
         .add_option("--files-from", plan.files_from,
                     "A list of further files, one per line (- for standard input)")
-        ->option_text("LIST");
+        .value_name("LIST");
     command.add_option("-o,--output", plan.output, "Where the result of one file goes")
-        ->option_text("FILE");
+        .value_name("FILE");
     command
         .add_option("--out-dir", plan.out_dir,
                     "The folder where results go, named as their inputs; made when missing")
-        ->option_text("FOLDER");
+        .value_name("FOLDER");
     command.add_flag("--in-place", plan.in_place, "Replace each input by its result");
     command.add_flag("--backup", plan.backup, "Keep what it replaces as FILE.bak");
     command.add_flag("-n,--dry-run", options.dry_run, "Do all but writing the result");
     command.add_flag("--force", plan.force, "Replace an existing output");
     command.add_option("--jobs", options.job_count, "How many files to work on at a time")
-        ->option_text("N")
-        ->check(CLI::Range(1, MAX_WORKERS))
-        ->capture_default_str();
+        .value_name("N")
+        .within(1, MAX_WORKERS)
+        .show_default();
     command.add_flag("--resume", plan.resume,
                      "Leave alone what the same steps, plug-in and input have made before");
     command
         .add_option("--shard", plan.shard,
                     "i/n: every n-th file from the i-th on, for a job of an array")
-        ->option_text("I/N");
+        .value_name("I/N");
     command
         .add_option("--failed-to", options.failed_to,
                     "Write a list of the files that failed, for --files-from")
-        ->option_text("LIST");
+        .value_name("LIST");
     command.add_flag("--json", options.json, "One JSON document per file and line");
 }
 

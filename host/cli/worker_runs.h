@@ -1,11 +1,10 @@
 // Runs the steps of a recipe on files, each in a worker process of its own.
 #pragma once
 
+#include "host/cli/command_options.h"
 #include "host/cli/session.h"
 #include "host/recipes/recipe.h"
 #include "host/runs/job_plan.h"
-
-#include <CLI/CLI.hpp>
 
 #include <cstddef>
 #include <filesystem>
@@ -24,7 +23,7 @@ struct WorkerRunOptions {
 };
 
 // All that `run` and `recipe run` have in common but the words for the files.
-void add_worker_run_options(CLI::App& command, WorkerRunOptions& options);
+void add_worker_run_options(Command command, WorkerRunOptions& options);
 
 // Prints what comes of each file, in the order of the files whatever the number of jobs,
 // and a table of those that failed; the session's exit code becomes the worst one. Throws
