@@ -59,7 +59,10 @@ Failure explain(const WorkPlace& place) {
         return {of_storage, writing ? begin_with(place.output, error.code().message())
                                     : begin_with(place.input, error.what())};
     } catch (const std::bad_alloc&) {
-        return {ExitCode::Output, begin_with(place.input, "not enough memory")};
+        // Where a file was only read, it is what it holds that memory does not take.
+        const bool reading = !writing && !place.input.empty();
+        return {reading ? ExitCode::Input : ExitCode::Output,
+                begin_with(place.input, "not enough memory")};
     } catch (const std::system_error& error) { // no thread, of which memory is the usual reason
         return {ExitCode::Output, begin_with(place.input, error.what())};
     } catch (const std::exception& error) {

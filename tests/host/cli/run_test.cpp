@@ -339,7 +339,8 @@ TEST_F(Run, GivesUpAUnitThatIsStopped) {
     const auto result = run_trouble("stop", {"walk.h5", "--in-place", "--idle-time", "1"});
     EXPECT_EQ(result.exit_code, 4);
     EXPECT_THAT(result.errors,
-                StartsWith("error: walk.h5: its worker was stopped and did not go on for 1 s"));
+                StartsWith("info: walk.h5: stop: stopping\n"
+                           "error: walk.h5: its worker was stopped and did not go on for 1 s"));
     expect_nothing_changed();
 }
 

@@ -73,7 +73,7 @@ TEST(ExplainException, BlamesThePluginForItsFaults) {
 }
 
 TEST(ExplainException, NamesTheInputWhereTheExceptionNamesNoFile) {
-    expect(std::bad_alloc(), READING, ExitCode::Output, "in.h5: not enough memory");
+    expect(std::bad_alloc(), READING, ExitCode::Input, "in.h5: not enough memory");
     expect(std::bad_alloc(), WRITING, ExitCode::Output, "in.h5: not enough memory");
     expect(std::bad_alloc(), {}, ExitCode::Output, "not enough memory");
     const std::system_error no_thread(
