@@ -93,8 +93,8 @@ void describe_changes(const HistoryRecord& record, Lines& lines) {
 }
 
 Lines describe_history(const std::vector<HistoryRecord>& history, const std::string& file) {
-    Lines lines;
     try {
+        Lines lines;
         for (const HistoryRecord& record : history) {
             describe_origin(record, lines);
             describe_parameters(record, lines);

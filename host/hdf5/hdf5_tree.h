@@ -40,6 +40,8 @@ class Hdf5Tree final : public DataTree {
   public:
     // A TreeError says what is wrong with the file.
     Hdf5Tree(const std::filesystem::path& file, Hdf5Access access);
+    Hdf5Tree(const Hdf5Tree&) = delete;
+    Hdf5Tree& operator=(const Hdf5Tree&) = delete;
     // Closes the file. What cannot be written then is lost without a word: who has changed the
     // file calls close first.
     ~Hdf5Tree() override;

@@ -194,7 +194,7 @@ class WorkerPool {
     void look_at_workers() {
         const Clock::time_point now = Clock::now();
         const Clock::duration passed = std::min(now - last_look_, LONGEST_LOOK);
-        if (passed < TIME_BETWEEN_LOOKS || limits_.idle_time == 0s) {
+        if (passed < TIME_BETWEEN_LOOKS || limits_.idle_time.count() == 0) {
             return;
         }
         last_look_ = now;
