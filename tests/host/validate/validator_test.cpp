@@ -25,6 +25,11 @@ using testing::StartsWith;
 std::vector<std::string> list_exceptions(const std::vector<CheckResult>& results) {
     std::vector<std::string> lines;
     for (const CheckResult& result : results) {
+#if defined(TALVORA_ADDRESS_SANITIZER)
+        if (result.check->id == std::string_view("run.small-stack")) {
+            continue; // the sanitizer's frames are too large for it
+        }
+#endif
         if (result.verdict != Verdict::Pass) {
             lines.push_back(std::string(name_of(result.verdict)) + " " +
                             std::string(result.check->id));
