@@ -1,6 +1,7 @@
 // What a command takes: words and options, each read into a variable of the command's. The
 // headers of the option library that does it are long to compile, so that library is known to
-// command_options.cpp and to what describes commands (help_layout.h) alone.
+// command_options.cpp, to what puts the program together (command_line.cpp), and to what describes
+// commands (help_layout.h) alone.
 //
 // Command and Option stand for what the program owns, and are copied freely.
 #pragma once

@@ -31,9 +31,7 @@ ExitCode do_work(Session& session, const std::function<void()>& work) {
         finish_standard_output();
         return session.exit_code;
     } catch (const std::bad_alloc&) {
-        session.console.failure(
-            {ExitCode::Input, name_file(last_file()) + "not enough memory for what it holds"});
-        return ExitCode::Input;
+        return print_exception(session.console, {.input = last_file()});
     } catch (const std::exception&) {
         return print_exception(session.console);
     }
