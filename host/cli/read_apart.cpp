@@ -31,7 +31,7 @@ ExitCode do_work(Session& session, const std::function<void()>& work) {
         finish_standard_output();
         return session.exit_code;
     } catch (const std::bad_alloc&) {
-        return print_exception(session.console, {.input = last_file()});
+        return print_exception(session.console, {.input = std::string(last_file())});
     } catch (const std::exception&) {
         return print_exception(session.console);
     }
