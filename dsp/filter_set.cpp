@@ -1,11 +1,11 @@
 #include "dsp/filter_set.h"
 
 #include "dsp/lane_filter.h"
+#include "dsp/lane_kernels.h"
 #include "dsp/long_run.h"
 #include "dsp/missing_samples.h"
 
 #include <algorithm>
-#include <iterator>
 
 namespace talvora::dsp {
 
@@ -25,33 +25,7 @@ void filter_run(std::span<float> run, const PreparedFilter& filter) {
                            [](double sample) { return static_cast<float>(sample); });
 }
 
-const LaneKernels& lane_kernels(FilterPath path) {
-    switch (path) {
-    case FilterPath::Avx512:
-        return AVX512_LANE_KERNELS;
-    case FilterPath::Avx2:
-        return AVX2_LANE_KERNELS;
-    default:
-        return SSE2_LANE_KERNELS;
-    }
-}
-
 } // namespace
-
-bool can_take(FilterPath path) {
-    switch (path) {
-    case FilterPath::Avx512:
-        return __builtin_cpu_supports("avx512f") != 0;
-    case FilterPath::Avx2:
-        return __builtin_cpu_supports("avx2") != 0;
-    default:
-        return true; // every x86-64 processor has SSE2
-    }
-}
-
-FilterPath best_filter_path() {
-    return *std::find_if(std::rbegin(LANE_PATHS), std::rend(LANE_PATHS), can_take);
-}
 
 void SetFilter::filter_in_place(std::span<float> samples, std::uint64_t line_length,
                                 const FilterCoefficients& coefficients) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "dsp/filter_coefficients.h"
+#include "dsp/filter_path.h"
 #include "dsp/lane_pass.h"
 #include "dsp/valid_runs.h"
 
@@ -10,20 +11,6 @@
 #include <vector>
 
 namespace talvora::dsp {
-
-// How the runs are filtered. Every path gives the same bits: Plain is the definition of
-// zero_phase_filter.h run by run, with which tests, fuzz targets and benchmarks compare;
-// the others filter several runs at once, one to a lane of the processor's vector
-// registers.
-enum class FilterPath { Plain, Sse2, Avx2, Avx512 };
-
-// Those that fill lanes, from the narrowest, which every x86-64 processor can take.
-inline constexpr FilterPath LANE_PATHS[] = {FilterPath::Sse2, FilterPath::Avx2, FilterPath::Avx512};
-
-// Whether this processor, under this operating system, can take the path.
-bool can_take(FilterPath path);
-// The widest path that can be taken here; never the plain one.
-FilterPath best_filter_path();
 
 // Filters any number of sets, one after the other, in scratch memory of its own that it
 // keeps from set to set: less than 5 MiB and the states kept along long runs (see

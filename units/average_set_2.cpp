@@ -3,8 +3,8 @@
 #include "plugin/set_records.h"
 #include "plugin/unit_call.h"
 #include "units/chosen_sets.h"
-#include "units/messages.h"
 #include "units/sample_buffer.h"
+#include "units/shared_messages.h"
 #include "units/units.h"
 
 #include <algorithm>

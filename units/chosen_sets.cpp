@@ -2,7 +2,7 @@
 
 #include "plugin/host_tables.h"
 #include "plugin/source_sets.h"
-#include "units/messages.h"
+#include "units/shared_messages.h"
 
 namespace talvora::units {
 

@@ -4,7 +4,7 @@
 #include "plugin/unit_call.h"
 #include "units/axis_set.h"
 #include "units/line_loop.h"
-#include "units/messages.h"
+#include "units/shared_messages.h"
 #include "units/units.h"
 
 #include <algorithm>

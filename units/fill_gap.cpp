@@ -5,7 +5,7 @@
 #include "plugin/source_sets.h"
 #include "plugin/unit_call.h"
 #include "units/line_loop.h"
-#include "units/messages.h"
+#include "units/shared_messages.h"
 #include "units/units.h"
 
 #include <algorithm>

@@ -2,8 +2,8 @@
 #include "plugin/set_records.h"
 #include "plugin/source_sets.h"
 #include "plugin/unit_call.h"
-#include "units/messages.h"
 #include "units/sample_batches.h"
+#include "units/shared_messages.h"
 #include "units/units.h"
 
 #include <algorithm>
