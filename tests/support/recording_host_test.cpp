@@ -183,22 +183,27 @@ TEST(RecordingHost, ReportsASelectionOfTheWrongLengthOrBeyondTheSet) {
 
 TEST(RecordingHost, ReportsTablesAndHandlesOfAnEarlierOperation) {
     static std::uint64_t set;
-    static std::uint64_t (*is_valid)(std::uint64_t);
+    static void** table;
+    static constexpr auto is_valid = [](void** datasets) {
+        return (reinterpret_cast<std::uint64_t (*)(std::uint64_t)>(datasets[4])(set) & 0xFF) != 0;
+    };
     RecordingHost host;
     host.dataset("Imu/Rate", {3}, {1, 2, 3});
-    host.run([](void* ctx, GetInterface get_interface) -> std::uint8_t {
+    EXPECT_TRUE(host.run([](void* ctx, GetInterface get_interface) -> std::uint8_t {
         set = open_rate(ctx, get_interface);
-        is_valid = slot<std::uint64_t(std::uint64_t)>(get_interface, 8, 4);
-        return (is_valid(set) & 0xFF) != 0;
-    });
+        table = static_cast<void**>(get_interface(8));
+        return is_valid(table);
+    }));
     EXPECT_THAT(host.take_violations(), IsEmpty());
-    host.run([](void*, GetInterface get_interface) -> std::uint8_t {
-        void** kept = static_cast<void**>(get_interface(8));
-        return (reinterpret_cast<std::uint64_t (*)(std::uint64_t)>(kept[4])(set) & 0xFF) == 0;
-    });
+    EXPECT_FALSE(host.run([](void*, GetInterface get_interface) -> std::uint8_t {
+        return is_valid(static_cast<void**>(get_interface(8)));
+    }));
+    EXPECT_THAT(host.take_violations(), IsEmpty());
     EXPECT_THAT(host.calls(),
                 ElementsAre("root_group", "open_dataset / Imu/Rate", "dataset_is_valid Imu/Rate",
                             HasSubstr("dataset_is_valid 0x")));
+    EXPECT_FALSE(host.run([](void*, GetInterface) -> std::uint8_t { return is_valid(table); }));
+    EXPECT_THAT(host.take_violations(), ElementsAre("a table of an earlier operation was used"));
 }
 
 TEST(RecordingHost, GivesHandlesThatDifferInTheirUpperHalvesOnly) {
