@@ -1,4 +1,4 @@
-// What stands in the page; what it draws is tested in a browser (tests/host/page).
+// What stands in the page; what it draws is tested in a browser (tests/host/pictures/page).
 #include "host/pictures/plot_page.h"
 #include "host/text/failure.h"
 
