@@ -20,6 +20,9 @@ using testing::ElementsAre;
 
 constexpr WorkerLimits IMPATIENT{.idle_time = 1s};
 constexpr int REFUSED = 7;
+// Together beyond that limit; each far enough within it for a machine that has much to do.
+constexpr auto SLOW_STEP = 150ms;
+constexpr int SLOW_STEPS = 12;
 
 // The end of one worker that does this work, and what it sent.
 struct Ran {
@@ -115,8 +118,8 @@ TEST(WorkerPool, WaitsForAWorkerThatIsInNoFile) {
 TEST(WorkerPool, WaitsForAWorkerThatTakesItsStepsSlowly) {
     const Ran ran = run_one(IMPATIENT, [](const SendLine&) {
         const InFile in_file("walk.h5");
-        for (int i = 0; i < 5; ++i) {
-            std::this_thread::sleep_for(500ms);
+        for (int i = 0; i < SLOW_STEPS; ++i) {
+            std::this_thread::sleep_for(SLOW_STEP);
             count_step();
         }
         return 3;
@@ -132,8 +135,8 @@ TEST(WorkerPool, WaitsForAWorkerThatReadsSlowly) {
         const InFile in_file("/dev/zero");
         FILE* const file = std::fopen("/dev/zero", "rb");
         std::setvbuf(file, nullptr, _IONBF, 0);
-        for (int i = 0; i < 5; ++i) {
-            std::this_thread::sleep_for(500ms);
+        for (int i = 0; i < SLOW_STEPS; ++i) {
+            std::this_thread::sleep_for(SLOW_STEP);
             std::fgetc(file);
         }
         std::fclose(file);
