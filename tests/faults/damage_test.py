@@ -56,7 +56,7 @@ COMMANDS = [
 ]
 ALLOWED_CODES = {0, 1, 3, 5}
 # What damage only seems to be (exit code 4): a history with another letter in it is that of another
-# plug-in, a unit finds no memory for a set whose extents are huge.
+# plug-in.
 SEEMS = ("which the history names",)
 
 
@@ -67,6 +67,12 @@ class Wrong(Exception):
 def expect(holds, text):
     if not holds:
         raise Wrong(text)
+
+
+def outputs_of(words):
+    """The files that a command may make or replace."""
+    named = {words[words.index("-o") + 1]} if "-o" in words else set()
+    return named | ({"bad.h5", "bad.h5.bak"} if "--in-place" in words else set())
 
 
 class Workshop:
@@ -118,22 +124,24 @@ class Workshop:
         before = {**self.before, "bad.h5": content}
         try:
             result = self.call(words, **environment)
-            self.judge(result, before, codes)
+            self.judge(result, words, before, codes)
             return result
         finally:
             for name in self.contents().keys() - self.before.keys():
                 (self.folder / name).unlink()
 
-    def judge(self, result, before, codes):
+    def judge(self, result, words, before, codes):
         expect(result.returncode in codes or any(text in result.stderr for text in SEEMS),
                f"exit code {result.returncode}: {result.stderr}")
         after = self.contents()
         left = [name for name in after if "talvora" in name]
         expect(not left, f"left {left}")
+        changed = {name for name in before.keys() | after.keys()
+                   if before.get(name) != after.get(name)}
         if result.returncode == 0:
+            changed -= outputs_of(words)
+            expect(not changed, f"changed {changed}, which it was to read alone")
             return
-        changed = [name for name in before.keys() | after.keys()
-                   if before.get(name) != after.get(name)]
         expect(not changed, f"failed, and changed {changed}")
         lines = [line for line in result.stderr.splitlines() if not line.startswith("warning: ")]
         expect(lines and lines[0].startswith("error: "), f"tells no error: {result.stderr!r}")
