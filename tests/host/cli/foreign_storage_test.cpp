@@ -5,9 +5,11 @@
 #include <hdf5.h>
 
 #include <array>
+#include <cerrno>
 #include <map>
 #include <string>
 #include <sys/inotify.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace talvora::host {
@@ -39,7 +41,9 @@ void write_set(hid_t group, const char* name, hid_t properties) {
 class Watch {
   public:
     explicit Watch(const std::filesystem::path& file) {
-        inotify_add_watch(events_, file.c_str(), IN_OPEN | IN_ACCESS | IN_MODIFY);
+        if (inotify_add_watch(events_, file.c_str(), IN_OPEN | IN_ACCESS | IN_MODIFY) < 0) {
+            throw std::system_error(errno, std::generic_category(), file.string());
+        }
     }
     Watch(const Watch&) = delete;
     Watch& operator=(const Watch&) = delete;
