@@ -215,8 +215,10 @@ TEST_F(ManyFiles, WritesAJsonLinePerFileInTheirOrder) {
 }
 
 TEST_F(ManyFiles, WritesNoCarriageReturnIntoALog) {
-    const auto result = run(rectify({"--out-dir", "out"}));
-    EXPECT_THAT(result.errors, Not(HasSubstr("\r")));
+    // Each takes the second after which there is something to tell.
+    const auto result =
+        run_trouble("stop", {name(0), name(1), "--out-dir", "out", "--idle-time", "1"});
+    EXPECT_THAT(result.errors, AllOf(HasSubstr("progress: 1 of 2 files, "), Not(HasSubstr("\r"))));
 }
 
 TEST_F(ManyFiles, AsksForASensibleNumberOfJobs) {
