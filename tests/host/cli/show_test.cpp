@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <sstream>
 
 namespace talvora::host {
 namespace {
@@ -77,9 +78,14 @@ TEST_F(Describe, NeedsToKnowNothingOfAUnitButItsSignatures) {
 
 TEST_F(Describe, ShowsAnExampleThatRuns) {
     import_walk("in.h5");
-    EXPECT_EQ(
-        run({"run", "apply-set-rectify", "SourceGroup=Signals", "in.h5", "-o", "out.h5"}).exit_code,
-        0);
+    const std::string text = run({"describe", "apply-set-rectify"}).output;
+    std::istringstream example(text.substr(text.find("talvora-host run ")));
+    std::string line;
+    std::getline(example, line);
+    std::istringstream words(line);
+    const Program::Words typed{std::istream_iterator<std::string>(words), {}};
+    EXPECT_EQ(run({typed.begin() + 1, typed.end()}).exit_code, 0) << line;
+    EXPECT_TRUE(fs::exists(folder_ / "out.h5"));
 }
 
 TEST_F(Tree, AlignsWhatAFileHolds) {
