@@ -68,9 +68,10 @@ void* watched_realloc(void* old, std::size_t size) {
         return old == nullptr ? watched_malloc(size) : std::realloc(old, size);
     }
     void* block = watched_malloc(size);
-    if (block != nullptr) {
-        std::memcpy(block, old, std::min(size, GuardedHeap::size_of(old)));
+    if (block == nullptr) {
+        return nullptr; // the old block is the plug-in's as before
     }
+    std::memcpy(block, old, std::min(size, GuardedHeap::size_of(old)));
     watched_free(old);
     return block;
 }

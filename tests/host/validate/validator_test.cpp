@@ -19,6 +19,7 @@ using testing::Contains;
 using testing::Each;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::IsEmpty;
 using testing::StartsWith;
 
 // "verdict id" of everything that is no pass.
@@ -43,6 +44,15 @@ TEST(Validator, FindsNothingAgainstAGoodPlugin) {
     // One of its units does nothing on purpose, and none has a destination.
     EXPECT_THAT(list_exceptions(results), ElementsAre("warn run.ordinary", "skipped run.sources"));
     EXPECT_TRUE(all_good(results));
+}
+
+TEST(Validator, LeavesABlockAsItIsWhenItCannotGrow) {
+#if defined(TALVORA_ADDRESS_SANITIZER)
+    GTEST_SKIP() << "the sanitizer ends a program that asks for so much";
+#endif
+    const auto results = validate(faulty_plugin("refused_realloc"), "run.buffers");
+    EXPECT_THAT(results.at(0).findings, IsEmpty());
+    EXPECT_EQ(results.at(0).verdict, Verdict::Pass);
 }
 
 // The warning is about requests for an axis that is not the last, which the downsample
