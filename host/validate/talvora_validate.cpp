@@ -1,7 +1,7 @@
 // talvora-validate PLUGIN [PATTERN [SECONDS]] [--level quick|deep] [--seed N]: the validator alone,
 // for machines that talvora-host is not built for. Exit codes are those of talvora-host: 0 when the
 // plug-in keeps to the interface, 4 when it does not, 2 for a wrong command line, 5 when the report
-// or temporary files cannot be written.
+// or temporary files cannot be written or no process can be started.
 #include "host/system/standard_output.h"
 #include "host/text/failure.h"
 #include "host/validate/child_process.h"
@@ -11,7 +11,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <exception>
 #include <optional>
 #include <string>
@@ -112,6 +111,6 @@ int main(int argument_count, char** arguments) {
         return talvora::host::exit_code(failure.code());
     } catch (const std::exception& error) {
         fmt::print(stderr, "error: {}\n", error.what());
-        return EXIT_FAILURE;
+        return talvora::host::exit_code(talvora::host::ExitCode::Output);
     }
 }

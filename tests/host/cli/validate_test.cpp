@@ -129,6 +129,17 @@ class BothValidators : public CommandLine, public testing::WithParamInterface<Tw
         return run(GetParam().words(plugin, pattern, seconds), options_);
     }
 
+    // Under a limit that the shell sets.
+    ProgramResult try_limited(const std::string& limit) const {
+        std::string command = limit + "; exec " + options_.program.string();
+        for (const std::string& word : GetParam().words(faulty_plugin("good"), "library.*", "60")) {
+            command += " '" + word + "'";
+        }
+        ProgramOptions shell = options_;
+        shell.program = "/bin/sh";
+        return run({"-c", command}, shell);
+    }
+
     bool is_place_empty() const { return std::filesystem::is_empty(folder_ / "place"); }
 
     // Started on a plug-in that never comes back, and under way.
@@ -179,15 +190,19 @@ TEST_P(BothValidators, SayThatTheLimitOfAddressSpaceIsTooLow) {
 #if defined(TALVORA_ADDRESS_SANITIZER)
     GTEST_SKIP() << "a sanitizer needs more addresses itself";
 #endif
-    std::string command = "ulimit -v 4000000; exec " + options_.program.string();
-    for (const std::string& word : GetParam().words(faulty_plugin("good"), "library.*", "60")) {
-        command += " '" + word + "'";
-    }
-    options_.program = "/bin/sh";
-    const auto result = run({"-c", command}, options_);
+    const auto result = try_limited("ulimit -v 4000000");
     EXPECT_EQ(result.exit_code, 5);
     EXPECT_THAT(result.errors,
                 StartsWith("error: the limit of address space (ulimit -v) is 3.8 GiB (allowed: "));
+    EXPECT_THAT(result.output, IsEmpty());
+}
+
+// A process is followed through two pipe ends, and more.
+TEST_P(BothValidators, SayThatNoProcessCanBeStarted) {
+    options_.environment["ASAN_OPTIONS"] = "detect_leaks=0"; // which opens files of its own
+    const auto result = try_limited("ulimit -n 4");
+    EXPECT_EQ(result.exit_code, 5);
+    EXPECT_THAT(result.errors, StartsWith("error: no pipe for a child process: "));
     EXPECT_THAT(result.output, IsEmpty());
 }
 
