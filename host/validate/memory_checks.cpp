@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <iterator>
 #include <optional>
+#include <utility>
 
 namespace talvora::host {
 
@@ -93,14 +94,17 @@ ChildOutcome run_other(const Examination& examination, const std::string& id) {
                      std::filesystem::temp_directory_path().string());
 }
 
-std::vector<std::string> read_values(const std::string& output) {
+// Nothing when the output is not that of a check that came to its end.
+std::optional<std::vector<std::string>> read_values(const std::string& output) {
     std::vector<std::string> values;
+    bool is_done = false;
     for (const ToldLine& line : parse_lines(output)) {
         if (line.kind == "value") {
             values.push_back(line.text);
         }
+        is_done = is_done || line.kind == "done";
     }
-    return values;
+    return is_done ? std::optional(std::move(values)) : std::nullopt;
 }
 
 // What the runs of a part, a process of its own, leave; nothing, and a finding, when it does not
@@ -108,12 +112,12 @@ std::vector<std::string> read_values(const std::string& output) {
 std::optional<std::vector<std::string>> read_digests(Examination& examination,
                                                      const std::string& part) {
     const ChildOutcome outcome = run_other(examination, part);
-    if (outcome.end != ChildOutcome::End::Exited) {
-        examination.fail("a process that runs every unit does not come to its end " +
-                         outcome.reason);
-        return std::nullopt;
+    auto values = read_values(outcome.output);
+    if (!values) {
+        examination.fail(fmt::format("a process that runs every unit does not come to its end{}{}",
+                                     outcome.reason.empty() ? "" : " ", outcome.reason));
     }
-    return read_values(outcome.output);
+    return values;
 }
 
 // `what` says what gives other results.

@@ -18,6 +18,7 @@ using testing::AnyOf;
 using testing::Contains;
 using testing::Each;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
@@ -53,6 +54,14 @@ TEST(Validator, LeavesABlockAsItIsWhenItCannotGrow) {
     const auto results = validate(faulty_plugin("refused_realloc"), "run.buffers");
     EXPECT_THAT(results.at(0).findings, IsEmpty());
     EXPECT_EQ(results.at(0).verdict, Verdict::Pass);
+}
+
+TEST(Validator, ComparesNothingWithAProcessThatAUnitEnded) {
+    for (const char* check : {"calls.same-bits", "calls.same-elsewhere"}) {
+        const auto results = validate(faulty_plugin("ends_process"), check);
+        EXPECT_THAT(results.at(0).findings, ElementsAre(EndsWith("does not come to its end")));
+        EXPECT_FALSE(all_good(results)) << check;
+    }
 }
 
 // The warning is about requests for an axis that is not the last, which the downsample
