@@ -9,6 +9,8 @@ namespace talvora::host {
 
 namespace {
 
+constexpr std::size_t MAX_SHOWN = 60; // bytes of what was printed
+
 // Loads the plug-in, declares, and runs every unit well and badly, as a user could make it.
 // `after_step` is called after each of these.
 template <typename AfterStep>
@@ -48,15 +50,6 @@ void check_aspect(Examination& examination, StateAspect aspect,
     });
 }
 
-// The beginning, without what would break the line.
-std::string shorten(std::string text) {
-    constexpr std::size_t MOST = 60;
-    for (char& letter : text) {
-        letter = letter >= '\0' && letter < ' ' ? ' ' : letter;
-    }
-    return text.substr(0, MOST);
-}
-
 } // namespace
 
 void check_silence(Examination& examination) {
@@ -71,7 +64,7 @@ void check_silence(Examination& examination) {
         });
         examination.at(where);
     }
-    examination.expect(printed.empty(), fmt::format("prints '{}'", shorten(printed)));
+    examination.expect(printed.empty(), fmt::format("prints '{}'", printed.substr(0, MAX_SHOWN)));
 }
 
 void check_threads(Examination& examination) {
