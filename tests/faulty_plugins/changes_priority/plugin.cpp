@@ -9,7 +9,9 @@ using namespace talvora;
 using namespace talvora::sample;
 
 bool run(call_context* ctx, get_interface_function get) {
-    setpriority(PRIO_PROCESS, 0, 5);
+    // One step below whatever the process was started with.
+    static const int lower = getpriority(PRIO_PROCESS, 0) + 1;
+    setpriority(PRIO_PROCESS, 0, lower);
     return negate_group(ctx, get);
 }
 
