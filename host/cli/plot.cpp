@@ -150,8 +150,10 @@ WriteOptions find_write_options(const PlotCommand& command) {
 void plot_file(const Session& session, const PlotCommand& command) {
     const Draw draw = choose_format(command.output);
     check_span(command);
-    refuse_same_file(parse_tree_place(command.place).file, command.output);
     const WriteOptions write_options = find_write_options(command);
+    for (const std::filesystem::path& source : write_options.sources) {
+        refuse_same_file(source, command.output);
+    }
     check_destination(command.output, write_options);
     const Plot plot = Builder(session, command).build();
     write_text_file(session.console, command.output, write_options,

@@ -14,7 +14,10 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <fstream>
 #include <span>
+#include <string>
+#include <system_error>
 #include <unistd.h>
 #include <utility>
 #include <variant>
@@ -83,6 +86,34 @@ class WorkerRuns {
     ProgressState state_;
 };
 
+bool is_list_of(const fs::path& file, std::span<const Job> jobs) {
+    std::error_code ignored;
+    if (!fs::is_regular_file(file, ignored)) {
+        return false;
+    }
+    std::ifstream list(file);
+    for (std::string line; std::getline(list, line);) {
+        if (std::ranges::none_of(jobs, [&](const Job& job) { return job.input == line; })) {
+            return false;
+        }
+    }
+    return list.eof();
+}
+
+// A list of an earlier run of the same files is replaced, nothing else.
+void check_list(const WorkerRunOptions& options, std::span<const Job> jobs) {
+    for (const Job& job : jobs) {
+        if (job.input.string().find('\n') != std::string::npos) {
+            throw Failure(ExitCode::Usage,
+                          fmt::format("'{}': a name of two lines cannot stand in the list "
+                                      "--failed-to '{}'",
+                                      job.input.string(), options.failed_to));
+        }
+    }
+    const bool replace = options.plan.force || is_list_of(options.failed_to, jobs);
+    check_destination(options.failed_to, {.replace = replace});
+}
+
 void write_list(const Console& console, const std::string& file,
                 const std::vector<std::string>& lines) {
     write_text_file(console, file, {.replace = true}, [&](const TextSink& send) {
@@ -102,12 +133,20 @@ void refuse_mixed_up_files(std::span<const Job> jobs, const fs::path& plugin,
                            const WorkerRunOptions& options) {
     std::vector<fs::path> sources = options.also_read;
     sources.push_back(plugin);
+    if (!options.plan.files_from.empty() && options.plan.files_from != "-") {
+        for (const Job& job : jobs) {
+            refuse_same_file(options.plan.files_from, job.output);
+        }
+    }
     for (const fs::path& source : sources) {
         refuse_same_file(source, options.failed_to);
     }
     for (const Job& job : jobs) {
         refuse_same_file(job.input, options.failed_to);
         refuse_same_file(job.output, options.failed_to);
+        if (options.plan.backup) {
+            refuse_same_file(backup_of(job.input), options.failed_to);
+        }
         for (const fs::path& source : sources) {
             refuse_same_file(source, job.output);
         }
@@ -165,6 +204,9 @@ void add_worker_run_options(Command command, WorkerRunOptions& options) {
 void run_jobs(Session& session, const Recipe& recipe, const WorkerRunOptions& options) {
     const std::vector<Job> jobs = plan_jobs(options.plan);
     refuse_mixed_up_files(jobs, session.plugin().file(), options);
+    if (!options.failed_to.empty()) {
+        check_list(options, jobs);
+    }
     const JobWork work = make_work(session, recipe, options);
     WorkerRuns runs(
         session.console, jobs,

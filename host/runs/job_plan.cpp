@@ -1,5 +1,6 @@
 #include "host/runs/job_plan.h"
 
+#include "host/system/file_identity.h"
 #include "host/system/input_kind.h"
 #include "host/system/safe_write.h"
 #include "host/text/failure.h"
@@ -8,9 +9,12 @@
 #include <fmt/format.h>
 
 #include <cerrno>
+#include <compare>
+#include <cstdint>
 #include <cstdio>
 #include <fstream>
 #include <iostream>
+#include <map>
 #include <optional>
 #include <set>
 #include <string_view>
@@ -43,8 +47,19 @@ Shard parse_shard(std::string_view text) {
                   fmt::format("--shard cannot be '{}' (allowed: i/n with i from 1 to n)", text));
 }
 
+// What a system call would take for its end would name another file.
+void refuse_zero_byte(std::string_view list, std::size_t line_number, std::string_view line) {
+    if (line.find('\0') != std::string_view::npos) {
+        throw Failure(ExitCode::Input,
+                      fmt::format("{}: line {} holds a zero byte (allowed: one name a line)", list,
+                                  line_number));
+    }
+}
+
 void append_lines(std::istream& list, std::string_view name, std::vector<std::string>& files) {
+    std::size_t line_number = 0;
     for (std::string line; std::getline(list, line);) {
+        refuse_zero_byte(name, ++line_number, line);
         if (line.ends_with('\r')) {
             line.pop_back();
         }
@@ -53,7 +68,7 @@ void append_lines(std::istream& list, std::string_view name, std::vector<std::st
         }
     }
     // The stream over standard input tells of an end alone.
-    if (list.bad() || std::ferror(stdin) != 0) {
+    if (list.bad() || (&list == &std::cin && std::ferror(stdin) != 0)) {
         throw Failure(ExitCode::Input, fmt::format("cannot read the list '{}' to its end: {}", name,
                                                    std::generic_category().message(errno)));
     }
@@ -118,13 +133,60 @@ Job make_job(const std::string& file, const JobPlanOptions& options) {
     return {input, output, options.force, !options.out_dir.empty()};
 }
 
-// To be told from others. What is wrong with a place that cannot be looked at is told when its file
-// is worked on.
-fs::path identify_place(const fs::path& output) {
+// A name in a folder: the same by whatever path, also where a folder stands at two places. Two
+// names of one file are two places, for a result takes the place of one of them.
+struct Place {
+    std::uint64_t device = 0; // of the folder; 0 where there is none yet
+    std::uint64_t folder = 0;
+    fs::path name; // the whole path where there is no folder yet
+
+    auto operator<=>(const Place&) const = default;
+};
+
+// What is wrong with a place that cannot be looked at is told when its file is worked on.
+Place identify_place(const fs::path& file) {
     std::error_code error;
-    fs::path place = fs::weakly_canonical(output, error);
-    return error ? output.lexically_normal() : place;
+    fs::path path = fs::weakly_canonical(file, error);
+    if (error) {
+        path = file.lexically_normal();
+    }
+    try {
+        if (const auto folder = identify_file(path.parent_path())) {
+            return {folder->device, folder->number, path.filename()};
+        }
+    } catch (const Failure&) { // told later
+    }
+    return {.name = path};
 }
+
+// Sees to it that nothing is written twice, and no input of another file's work.
+class Places {
+  public:
+    explicit Places(std::span<const std::string> inputs) {
+        for (std::size_t i = 0; i < inputs.size(); ++i) {
+            readers_.emplace(identify_place(inputs[i]), i);
+        }
+    }
+
+    void take(const fs::path& file, std::size_t reader) {
+        const Place place = identify_place(file);
+        if (!written_.insert(place).second) {
+            throw Failure(ExitCode::Usage,
+                          fmt::format("{}: two inputs would be written there", file.string()));
+        }
+        if (const auto found = readers_.find(place);
+            found != readers_.end() && found->second != reader) {
+            throw Failure(ExitCode::Usage,
+                          fmt::format("{}: is an input, and would be replaced by what is made of "
+                                      "another one",
+                                      file.string()));
+        }
+    }
+
+  private:
+    std::map<Place, std::size_t> readers_;
+    std::set<Place> written_;
+};
 
 // A path, or a name with an ending such as .h5.
 bool looks_like_file(const std::string& word) {
@@ -134,6 +196,10 @@ bool looks_like_file(const std::string& word) {
 }
 
 } // namespace
+
+fs::path backup_of(const fs::path& input) {
+    return input.string() + ".bak";
+}
 
 void refuse_stray_words(std::span<const std::string> words, const std::string& hint) {
     std::error_code ignored;
@@ -153,12 +219,12 @@ std::vector<Job> plan_jobs(const JobPlanOptions& options) {
     check_output_choice(options, files.size());
     check_in_place(options);
     std::vector<Job> jobs;
-    std::set<fs::path> outputs;
+    Places places(files);
     for (std::size_t i = 0; i < files.size(); ++i) {
         Job job = make_job(files[i], options);
-        if (!outputs.insert(identify_place(job.output)).second) {
-            throw Failure(ExitCode::Usage, fmt::format("{}: two inputs would be written there",
-                                                       job.output.string()));
+        places.take(job.output, i);
+        if (options.backup) {
+            places.take(backup_of(job.input), i);
         }
         if (i % shard.count == shard.number - 1) {
             jobs.push_back(std::move(job));

@@ -29,13 +29,16 @@ struct Job {
     bool make_folder = false; // of the output, where there is none
 };
 
+// Where --backup keeps the input.
+std::filesystem::path backup_of(const std::filesystem::path& input);
+
 // Throws a Failure of usage for a word that names no file and does not look like one either;
 // the hint says what else it may have been meant to be.
 void refuse_stray_words(std::span<const std::string> words, const std::string& hint);
 
-// In the order of the files. Throws a Failure of usage for options that do not go together
-// and for two files that would be written to one place; the files of other shards are
-// checked too. Opens no file but the list.
+// In the order of the files. Throws a Failure of usage for options that do not go together,
+// for two files that would be written to one place, and for a result or backup in the place of
+// another input; the files of other shards are checked too. Opens no file but the list.
 std::vector<Job> plan_jobs(const JobPlanOptions& options);
 
 } // namespace talvora::host

@@ -217,7 +217,7 @@ class JobRun {
     void publish_with_backup(PendingFile& result) const {
         const std::string kept = job_.input.string();
         PendingFile backup(
-            kept + ".bak",
+            backup_of(job_.input),
             {.replace = work_.replace_backup, .like = job_.input, .sources = {job_.input}});
         make_output({kept, kept},
                     [&] { refuse_change(copy_content(job_.input, backup.path()) != content_); });

@@ -118,6 +118,63 @@ TEST_F(ManyFiles, LetsNoListTakeThePlaceOfWhatIsReadOrWritten) {
     EXPECT_FALSE(fs::exists(folder_ / "failed.txt"));
 }
 
+TEST_F(ManyFiles, ReplacesNoFileByTheListButAnotherList) {
+    write_file(folder_ / "kept.txt", "0.h5\nsomething else\n");
+    const auto before = contents(".");
+    const Program::Words words = {
+        "run",         "apply-set-rectify", "SourceGroup=Signals", "0.h5", "-o", "new.h5",
+        "--failed-to", "kept.txt"};
+    const auto result = run(words);
+    EXPECT_EQ(result.exit_code, 5);
+    EXPECT_THAT(result.errors, StartsWith("error: kept.txt: exists"));
+    EXPECT_TRUE(contents(".") == before);
+    Program::Words forced = words;
+    forced.emplace_back("--force");
+    EXPECT_EQ(run(forced).exit_code, 0);
+    EXPECT_EQ(read_file(folder_ / "kept.txt"), "");
+}
+
+TEST_F(ManyFiles, WritesNoListInThePlaceOfABackup) {
+    const auto before = contents(".");
+    const auto result = run({"run", "apply-set-rectify", "SourceGroup=Signals", "0.h5",
+                             "--in-place", "--backup", "--failed-to", "0.h5.bak"});
+    EXPECT_EQ(result.exit_code, 2);
+    EXPECT_TRUE(contents(".") == before);
+}
+
+// What is made of one input would be lost, or the other input.
+TEST_F(ManyFiles, PutsNothingInThePlaceOfAnotherInput) {
+    fs::copy_file(folder_ / "1.h5", folder_ / "0.h5.bak");
+    fs::create_directory(folder_ / "out");
+    fs::create_symlink("../1.h5", folder_ / "out/0.h5");
+    fs::create_directory_symlink(".", folder_ / "same");
+    write_file(folder_ / "list", "0.h5\n");
+    const auto before = contents(".");
+    const Program::Words choices[] = {
+        {"0.h5", "0.h5.bak", "--in-place", "--backup", "--force"},
+        {"0.h5.bak", "0.h5", "--in-place", "--backup", "--force"},
+        {"0.h5", "1.h5", "--out-dir", "out", "--force"},
+        {"0.h5", "same/0.h5", "--in-place"},
+        {"--files-from", "list", "-o", "list", "--force"},
+    };
+    for (const Program::Words& choice : choices) {
+        Program::Words words = {"run", "apply-set-rectify", "SourceGroup=Signals"};
+        words.insert(words.end(), choice.begin(), choice.end());
+        const auto result = run(words);
+        EXPECT_EQ(result.exit_code, 2) << testing::PrintToString(choice) << result.errors;
+        EXPECT_TRUE(contents(".") == before) << testing::PrintToString(choice);
+    }
+}
+
+TEST_F(ManyFiles, TakesNoListWithZeroBytes) {
+    write_file(folder_ / "list", std::string("0.h5\n1.h5\0002.h5\n", 16));
+    const auto result = run({"run", "apply-set-rectify", "SourceGroup=Signals", "--files-from",
+                             "list", "--out-dir", "new"});
+    EXPECT_EQ(result.exit_code, 3);
+    EXPECT_EQ(result.errors, "error: list: line 2 holds a zero byte (allowed: one name a line)\n");
+    EXPECT_FALSE(fs::exists(folder_ / "new"));
+}
+
 TEST_F(ManyFiles, ReplacesADamagedOutputWhenItIsForcedToResume) {
     write_file(folder_ / "out/0.h5", "damaged");
     EXPECT_EQ(run(rectify({"--out-dir", "out", "--resume"}, 1)).exit_code, 5);

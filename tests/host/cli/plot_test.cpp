@@ -58,6 +58,16 @@ TEST_F(PlotCommands, RefusesWhatItCannotWrite) {
     EXPECT_EQ(run({"plot", "walk.h5", "-o", "plot.html", "--force"}).exit_code, 0);
 }
 
+TEST_F(PlotCommands, ReplacesNeitherOfItsFiles) {
+    import_walk();
+    fs::copy_file(folder_ / "walk.h5", folder_ / "other.svg");
+    const std::string before = read_file(folder_ / "other.svg");
+    const auto result =
+        run({"plot", "walk.h5", "--with", "other.svg", "-o", "other.svg", "--force"});
+    EXPECT_EQ(result.exit_code, 2) << result.errors;
+    EXPECT_TRUE(read_file(folder_ / "other.svg") == before);
+}
+
 TEST_F(PlotCommands, RefusesAnEmptySpanAndAFileThatIsNotThere) {
     import_walk();
     EXPECT_EQ(run({"plot", "walk.h5", "--from", "2", "--to", "2", "-o", "p.svg"}).exit_code, 2);
