@@ -1,6 +1,7 @@
 #include "host/cli/command_line.h"
 
 #include "host/cli/commands.h"
+#include "host/cli/describe.h"
 #include "host/cli/help_layout.h"
 #include "host/cli/print_exception.h"
 #include "host/cli/session.h"
@@ -18,6 +19,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
+#include <cstdio>
 #include <exception>
 #include <iterator>
 #include <string>
@@ -111,6 +113,25 @@ Failure explain_usage(const CLI::App& program, const CLI::ParseError& error,
                          has_command ? program.get_subcommands().front()->get_name() + " " : "")}};
 }
 
+// The unit that the command is to run, where the words in front of --help name one.
+std::vector<std::string> find_named_unit(const CLI::App& program) {
+    for (const CLI::App* command : program.get_subcommands()) {
+        if (command->get_name() == "run") {
+            return command->get_option("UNIT")->results();
+        }
+    }
+    return {};
+}
+
+void print_help(const CLI::App& program, Session& session, const CLI::CallForHelp& help) {
+    for (const std::string& unit : find_named_unit(program)) {
+        print_unit(session, session.find_unit(unit));
+        session.console.result("");
+    }
+    std::fflush(stdout);
+    program.exit(help);
+}
+
 ExitCode run_command(int argument_count, char** arguments, Session& session) {
     CLI::App program("Runs the units of a signal-processing plug-in on HDF5 files.",
                      "talvora-host");
@@ -120,8 +141,10 @@ ExitCode run_command(int argument_count, char** arguments, Session& session) {
     add_commands(program, session);
     try {
         program.parse(argument_count, arguments);
-    } catch (const CLI::Success& help) {
-        program.exit(help);
+    } catch (const CLI::CallForHelp& help) {
+        print_help(program, session, help);
+    } catch (const CLI::Success& version) {
+        program.exit(version);
     } catch (const CLI::ParseError& error) {
         throw explain_usage(program, error, argument_count > 1 ? arguments[1] : "");
     }

@@ -223,6 +223,24 @@ TEST_F(Run, ChecksTheParametersBeforeItLooksForFiles) {
     EXPECT_THAT(result.errors, Not(HasSubstr("missing.h5")));
 }
 
+TEST_F(Run, TellsWrongWordsAndMissingChoicesBeforeAnythingRuns) {
+    const auto word =
+        run({"run", "apply-set-butterworth", "SourceGroup=Signals", "CutoffFrequency=5", "Order=4",
+             "Bandform=LowPass", "missing.h5", "-o", "out.h5"});
+    EXPECT_EQ(word.exit_code, 2);
+    EXPECT_EQ(word.errors,
+              "error: apply-set-butterworth: parameter 'Bandform' cannot be 'LowPass' (allowed: "
+              "ZeroLagLowPass, ZeroLagHighPass, ZeroLagBandPass, ZeroLagBandStop)\n"
+              "hint: did you mean 'ZeroLagLowPass'?  talvora-host describe "
+              "apply-set-butterworth\n");
+    const auto choice = run({"run", "apply-set-rectify", "walk.h5", "-o", "out.h5"});
+    EXPECT_EQ(choice.exit_code, 2);
+    EXPECT_EQ(choice.errors,
+              "error: apply-set-rectify: neither 'SourceSets' nor 'SourceGroup' is given\n"
+              "hint: give one of the two  talvora-host describe apply-set-rectify\n");
+    expect_nothing_changed();
+}
+
 TEST_F(Run, NamesTheNearestUnit) {
     const auto result = run({"run", "apply-set-rectfy", "walk.h5", "-o", "out.h5"});
     EXPECT_EQ(result.exit_code, 2);
