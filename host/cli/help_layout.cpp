@@ -16,7 +16,8 @@ constexpr const char* PROGRAM_SECTIONS = R"(Exit codes:
   0         done
   1         a unit reported failure for at least one file
   2         usage: command, unit or parameter; nothing was opened for writing
-  3         input: missing, no HDF5 file, damaged, locked, without the data set named
+  3         input: missing, no HDF5 file, damaged, locked, without the data set or
+            group named
   4         plug-in: cannot be loaded, broke the interface, crashed
   5         output: exists, no room, no permission, not as written; or memory
             has run out, in a unit or elsewhere

@@ -28,6 +28,7 @@ struct KnownUnit {
     std::span<const KeyChoice> choices = {};
     std::string_view choice_example = {}; // beyond the source, as a word of a command
     bool makes_filter = false;            // by FILTER_KEYS
+    bool tells_of_last_read = false;
 };
 
 constexpr std::string_view AXIS_KEY = "Axis";
@@ -73,7 +74,7 @@ constexpr ParameterFacts AVERAGE[] = {
 constexpr ParameterFacts AVERAGE_2[] = {
     {SOURCE_GROUP_KEY, "the group whose data sets are averaged"},
     {"DestinationSet", "the data set for the means, named from the root of the file"},
-    {"NamesFilter", "names of data sets in the source group, or labels; else all of them"},
+    {NAMES_FILTER_KEY, "names of data sets in the source group, or labels; else all of them"},
     {"TranslationMap", "label, source, label, source, ...", "", "an even number of texts"},
 };
 
@@ -90,14 +91,14 @@ constexpr ParameterFacts COMMON[] = {
     {SCAN_RECURSIVE_KEY, "whether those of the groups below it are taken too"},
     {AXIS_KEY, "the dimension that the samples run along, counted from 0", "",
      "negative: the last"},
-    {"NamesFilter", "names of data sets in the source group; else all of them"},
+    {NAMES_FILTER_KEY, "names of data sets in the source group; else all of them"},
     {"MetricFilter", "takes only data sets whose MetricType is exactly this text"},
 };
 
 constexpr KnownUnit KNOWN_UNITS[] = {
     {.ending = "set-rectify", .choices = IN_PLACE_CHOICES},
     {.ending = "set-opposite", .parameters = OPPOSITE, .choices = IN_PLACE_CHOICES},
-    {.ending = "set-baseline-offset", .choices = IN_PLACE_CHOICES},
+    {.ending = "set-baseline-offset", .choices = IN_PLACE_CHOICES, .tells_of_last_read = true},
     {.ending = "set-downsample",
      .parameters = DOWNSAMPLE,
      .choices = DOWNSAMPLE_CHOICES,
@@ -204,6 +205,11 @@ std::string_view choose_example_value(const Unit& unit, const ParameterSignature
 bool makes_filter(const Unit& unit) {
     const KnownUnit* known = find_known_unit(unit);
     return known != nullptr && known->makes_filter;
+}
+
+bool tells_of_last_read(const Unit& unit) {
+    const KnownUnit* known = find_own_unit(unit);
+    return known != nullptr && known->tells_of_last_read;
 }
 
 const ParameterFacts* find_parameter_facts(const Unit& unit, std::string_view key) {

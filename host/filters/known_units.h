@@ -25,6 +25,7 @@ namespace talvora::host {
 constexpr std::string_view SOURCE_SETS_KEY = "SourceSets";
 constexpr std::string_view SOURCE_GROUP_KEY = "SourceGroup";
 constexpr std::string_view SCAN_RECURSIVE_KEY = "ScanRecursive";
+constexpr std::string_view NAMES_FILTER_KEY = "NamesFilter"; // of those in the group
 
 // The unit that makes a filter, by what follows the last dot of its identifier, and the keys by
 // which it does; its others choose data.
@@ -37,6 +38,8 @@ inline constexpr std::array FILTER_KEYS = {CUTOFF_KEY, ORDER_KEY, BANDFORM_KEY, 
 
 // By the unit's current or its legacy identifier, of whatever maker.
 bool makes_filter(const Unit& unit);
+// Whether what it tells is about the data set that it read last: it does not name it.
+bool tells_of_last_read(const Unit& unit);
 
 // What no signature tells of a parameter.
 struct ParameterFacts {

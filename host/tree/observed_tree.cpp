@@ -122,6 +122,7 @@ void ObservedTree::resize(ObjectId set, const Extents& extents) {
 void ObservedTree::read(ObjectId set, const Hyperslab& slab, std::span<float> samples) {
     tree_.read(set, slab, samples);
     on_samples_(samples.size());
+    last_read_ = set;
     Watched& watched = watched_[set];
     if (watched.read) {
         return;

@@ -15,6 +15,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <utility>
@@ -56,6 +57,9 @@ class ObservedTree final : public ForwardingTree {
         on_samples_ = std::move(call);
     }
 
+    // Nothing before the first request to read samples.
+    std::optional<ObjectId> last_read() const { return last_read_; }
+
     // What was done since the last call, or since the beginning.
     StepObservations finish_step();
 
@@ -94,6 +98,7 @@ class ObservedTree final : public ForwardingTree {
     SetObservation conclude(ObjectId set, Watched& watched);
 
     std::function<void(std::uint64_t count)> on_samples_ = [](std::uint64_t) {};
+    std::optional<ObjectId> last_read_;
     std::map<ObjectId, Watched> watched_;
     std::map<std::string, std::set<std::string>> attributes_;
 };
