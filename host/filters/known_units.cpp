@@ -180,6 +180,13 @@ bool declares(Signatures signatures, std::string_view key) {
     return std::ranges::find(signatures, key, &ParameterSignature::key) != signatures.end();
 }
 
+// Null where there is none.
+const std::string_view* find_destination(Signatures signatures) {
+    const auto* const key = std::ranges::find_if(
+        DESTINATIONS, [&](std::string_view candidate) { return declares(signatures, candidate); });
+    return key == std::end(DESTINATIONS) ? nullptr : key;
+}
+
 std::string_view choose_example_value(const Unit& unit, const ParameterSignature& parameter) {
     const ParameterFacts* facts = find_parameter_facts(unit, parameter.key);
     if (facts != nullptr && !facts->example.empty()) {
@@ -256,12 +263,14 @@ std::string describe_reads(Signatures signatures) {
 }
 
 std::string describe_writes(Signatures signatures) {
-    for (const std::string_view key : DESTINATIONS) {
-        if (declares(signatures, key)) {
-            return fmt::format("{}, made when missing; the sources stay as they are", key);
-        }
-    }
-    return "the same data sets, in place";
+    const auto* const key = find_destination(signatures);
+    return key == nullptr
+               ? "the same data sets, in place"
+               : fmt::format("{}, made when missing; the sources stay as they are", *key);
+}
+
+bool works_in_place(Signatures signatures) {
+    return find_destination(signatures) == nullptr;
 }
 
 std::string make_example(const Unit& unit, Signatures signatures) {

@@ -66,6 +66,7 @@ std::vector<ParameterProblem> check_values(const Unit& unit, const ParameterValu
 // part: "the same data sets, in place".
 std::string describe_reads(std::span<const ParameterSignature> signatures);
 std::string describe_writes(std::span<const ParameterSignature> signatures);
+bool works_in_place(std::span<const ParameterSignature> signatures);
 
 // A command that runs the unit, to copy: with its required parameters, a group to work on
 // and what it asks for besides.
