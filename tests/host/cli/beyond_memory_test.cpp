@@ -53,7 +53,7 @@ TEST_F(BeyondMemory, ASetIsRefusedByItsName) {
                              "more samples than memory can hold";
     expect_input_error({"tree", "walk.h5", "--statistics"}, line);
     expect_input_error({"export", "walk.h5::Signals/Huge", "-o", "huge.csv"}, line);
-    expect_input_error({"plot", "walk.h5::Signals/Huge", "-o", "huge.svg"}, line);
+    expect_input_error({"plot", "walk.h5::Signals/Huge", "--line", "0", "-o", "huge.svg"}, line);
     EXPECT_EQ(run({"tree", "walk.h5"}).exit_code, 0) << "its samples are not asked for";
 }
 
