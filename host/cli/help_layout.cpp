@@ -91,6 +91,17 @@ void add_examples(Command command, std::initializer_list<HelpExample> examples) 
     command.app().footer(footer);
 }
 
+// What is above it stands in front of its name.
+std::string make_help(const CLI::App& command) {
+    std::string above;
+    for (const CLI::App* parent = command.get_parent(); parent != nullptr;
+         parent = parent->get_parent()) {
+        above = parent->get_name() + (above.empty() ? "" : " ") + above;
+    }
+    const std::string name = above + (above.empty() ? "" : " ") + command.get_name();
+    return command.get_formatter()->make_help(&command, name, CLI::AppFormatMode::Normal);
+}
+
 std::string value_label(const CLI::Option& option) {
     if (!takes_value(option)) {
         return "";

@@ -322,5 +322,15 @@ TEST_F(TheProgram, ShowsDefaultsAndNamesValuesInItsHelp) {
                       HasSubstr("  --out-dir FOLDER "), HasSubstr("  --in-place  ")));
 }
 
+TEST_F(TheProgram, HelpsAsTheOptionDoes) {
+    EXPECT_EQ(run({"help"}).output, run({"--help"}).output);
+    EXPECT_EQ(run({"help", "tree"}).output, run({"tree", "--help"}).output);
+    EXPECT_EQ(run({"help", "recipe", "check"}).output, run({"recipe", "check", "--help"}).output);
+    const auto unknown = run({"help", "tre"});
+    EXPECT_EQ(unknown.exit_code, 2);
+    EXPECT_EQ(unknown.errors,
+              "error: no command 'tre'\nhint: did you mean 'tree'?  talvora-host --help\n");
+}
+
 } // namespace
 } // namespace talvora::host
