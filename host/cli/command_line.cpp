@@ -18,11 +18,14 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <exception>
 #include <iterator>
+#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace talvora::host {
@@ -152,10 +155,18 @@ ExitCode run_command(int argument_count, char** arguments, Session& session) {
     return session.exit_code;
 }
 
+// Before the words are read: what is wrong with them is told so, too.
+bool asks_for_json(std::span<char* const> words) {
+    const auto end = std::ranges::find(words, std::string_view("--"));
+    return std::find(words.begin(), end, std::string_view("--json")) != end;
+}
+
 } // namespace
 
 ExitCode run_command_line(int argument_count, char** arguments) {
     Session session;
+    session.console.set_json(
+        asks_for_json(std::span(arguments, static_cast<std::size_t>(argument_count))));
     clean_up_on_signals();
     outlive_file_limit();
     try {

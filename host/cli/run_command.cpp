@@ -1,6 +1,7 @@
 // talvora-host run UNIT [Key=Value ...] FILE ... OUTPUT
 #include "host/cli/commands.h"
 #include "host/cli/help_layout.h"
+#include "host/cli/problem_report.h"
 #include "host/cli/worker_runs.h"
 #include "host/filters/known_units.h"
 #include "host/interface/parameters.h"
@@ -43,6 +44,7 @@ std::optional<ParameterValues> read_values(const Console& console, const Unit& u
             console.error(fmt::format("{}: {}", short_name(unit), problem.text));
             console.hint(problem.hint.empty() ? help : problem.hint + "  " + help);
         }
+        console.failure_line(join_problems(error.problems()));
         return std::nullopt;
     }
 }

@@ -43,7 +43,9 @@ class BeyondMemory : public CommandLine {
         const auto result = run(words);
         EXPECT_EQ(result.exit_code, 3) << words.front();
         EXPECT_EQ(result.errors, "error: " + line + "\n") << words.front();
-        EXPECT_EQ(result.output, "");
+        const bool as_json = words.back() == "--json";
+        EXPECT_EQ(result.output,
+                  as_json ? R"({"error":")" + line + R"(","hints":[],"exit_code":3})" + "\n" : "");
     }
 };
 
