@@ -26,6 +26,17 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/talvora_signalConfigVersi
 install(FILES ${PROJECT_BINARY_DIR}/talvora_signalConfigVersion.cmake
   DESTINATION ${package_folder} COMPONENT headers)
 
+include(cmake/copyright.cmake)
+if(NOT WIN32)
+  set(plugin_copyright ${PROJECT_BINARY_DIR}/copyright/kpl-talvora-signal)
+  write_copyright(${plugin_copyright}
+    "Eigen, compiled in=${DEBIAN_TERMS}/libeigen3-dev/copyright"
+    "libstdc++ and libgcc, linked to=${DEBIAN_TERMS}/libstdc++6/copyright"
+    "libc and libm, linked to=${DEBIAN_TERMS}/libc6/copyright")
+  install(FILES ${plugin_copyright} RENAME copyright
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/kpl-talvora-signal COMPONENT plugin)
+endif()
+
 find_program(GZIP gzip)
 if(GZIP)
   set(changelog ${PROJECT_BINARY_DIR}/changelog.gz)
@@ -63,6 +74,25 @@ if(TALVORA_STATIC_HDF5)
   install(FILES /usr/share/doc/libhdf5-dev/copyright RENAME hdf5_license
     DESTINATION ${documents} COMPONENT host OPTIONAL)
 endif()
+
+set(host_copyright ${PROJECT_BINARY_DIR}/copyright/talvora-host)
+write_copyright(${host_copyright}
+  "HDF5, linked to or compiled in=${DEBIAN_TERMS}/libhdf5-dev/copyright"
+  "libaec, linked to=${DEBIAN_TERMS}/libaec0/copyright"
+  "zlib, linked to=${DEBIAN_TERMS}/zlib1g/copyright"
+  "fmt, linked to and compiled in=${DEBIAN_TERMS}/libfmt-dev/copyright"
+  "CLI11, compiled in=${DEBIAN_TERMS}/libcli11-dev/copyright"
+  "JSON for Modern C++, compiled in=${DEBIAN_TERMS}/nlohmann-json3-dev/copyright"
+  "yaml-cpp, linked to=${DEBIAN_TERMS}/libyaml-cpp-dev/copyright"
+  "libcsv, linked to=${DEBIAN_TERMS}/libcsv-dev/copyright"
+  "OpenSSL, linked to=${DEBIAN_TERMS}/libssl-dev/copyright"
+  "xxHash, linked to=${DEBIAN_TERMS}/libxxhash-dev/copyright"
+  "libacl, linked to=${DEBIAN_TERMS}/libacl1-dev/copyright"
+  "libattr, linked to=${DEBIAN_TERMS}/libattr1-dev/copyright"
+  "libstdc++ and libgcc, linked to=${DEBIAN_TERMS}/libstdc++6/copyright"
+  "libc and libm, linked to=${DEBIAN_TERMS}/libc6/copyright"
+  "uPlot, carried in the program=${PROJECT_SOURCE_DIR}/third_party/uplot/LICENSE")
+install_with_host(FILES ${host_copyright} RENAME copyright DESTINATION ${documents})
 
 # A page for the program and one for each command, written by the program itself.
 set(man_folder ${PROJECT_BINARY_DIR}/man)

@@ -1,6 +1,7 @@
 #include "host/cli/command_line.h"
 
 #include "host/cli/commands.h"
+#include "host/cli/describe.h"
 #include "host/cli/help_layout.h"
 #include "host/cli/print_exception.h"
 #include "host/cli/session.h"
@@ -17,10 +18,14 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <exception>
 #include <iterator>
+#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace talvora::host {
@@ -29,11 +34,11 @@ namespace {
 constexpr int MAX_MIB = 1 << 20;
 constexpr int MAX_IDLE_SECONDS = 1 << 20;
 
-constexpr AddCommand* COMMANDS[] = {add_units_command,   add_describe_command, add_import_command,
-                                    add_tree_command,    add_run_command,      add_recipe_command,
-                                    add_history_command, add_export_command,   add_plot_command,
-                                    add_design_command,  add_validate_command, add_version_command,
-                                    add_manual_command,  add_complete_command};
+constexpr AddCommand* COMMANDS[] = {
+    add_units_command, add_describe_command, add_import_command,   add_tree_command,
+    add_run_command,   add_recipe_command,   add_history_command,  add_export_command,
+    add_plot_command,  add_design_command,   add_validate_command, add_version_command,
+    add_help_command,  add_manual_command,   add_complete_command};
 
 void add_shared_options(CLI::App& program, Session& session) {
     program
@@ -111,6 +116,25 @@ Failure explain_usage(const CLI::App& program, const CLI::ParseError& error,
                          has_command ? program.get_subcommands().front()->get_name() + " " : "")}};
 }
 
+// The unit that the command is to run, where the words in front of --help name one.
+std::vector<std::string> find_named_unit(const CLI::App& program) {
+    for (const CLI::App* command : program.get_subcommands()) {
+        if (command->get_name() == "run") {
+            return command->get_option("UNIT")->results();
+        }
+    }
+    return {};
+}
+
+void print_help(const CLI::App& program, Session& session, const CLI::CallForHelp& help) {
+    for (const std::string& unit : find_named_unit(program)) {
+        print_unit(session, session.find_unit(unit));
+        session.console.result("");
+    }
+    std::fflush(stdout);
+    program.exit(help);
+}
+
 ExitCode run_command(int argument_count, char** arguments, Session& session) {
     CLI::App program("Runs the units of a signal-processing plug-in on HDF5 files.",
                      "talvora-host");
@@ -120,8 +144,10 @@ ExitCode run_command(int argument_count, char** arguments, Session& session) {
     add_commands(program, session);
     try {
         program.parse(argument_count, arguments);
-    } catch (const CLI::Success& help) {
-        program.exit(help);
+    } catch (const CLI::CallForHelp& help) {
+        print_help(program, session, help);
+    } catch (const CLI::Success& version) {
+        program.exit(version);
     } catch (const CLI::ParseError& error) {
         throw explain_usage(program, error, argument_count > 1 ? arguments[1] : "");
     }
@@ -129,10 +155,18 @@ ExitCode run_command(int argument_count, char** arguments, Session& session) {
     return session.exit_code;
 }
 
+// Before the words are read: what is wrong with them is told so, too.
+bool asks_for_json(std::span<char* const> words) {
+    const auto end = std::ranges::find(words, std::string_view("--"));
+    return std::find(words.begin(), end, std::string_view("--json")) != end;
+}
+
 } // namespace
 
 ExitCode run_command_line(int argument_count, char** arguments) {
     Session session;
+    session.console.set_json(
+        asks_for_json(std::span(arguments, static_cast<std::size_t>(argument_count))));
     clean_up_on_signals();
     outlive_file_limit();
     try {

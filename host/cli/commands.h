@@ -24,6 +24,7 @@ AddCommand add_history_command;
 AddCommand add_design_command;
 AddCommand add_validate_command;
 AddCommand add_version_command;
+AddCommand add_help_command;
 // For the build and for the shell.
 AddCommand add_manual_command;
 AddCommand add_complete_command;

@@ -1,25 +1,46 @@
-// talvora-host complete -- WORD ...: what the last word may become, one per line, for the
-// completion of a shell; not shown in --help. The words are those behind the program's name.
+// talvora-host complete [--after WORD ...] -- WORD ...: what the last word may become, one per
+// line, for the completion of a shell; not shown in --help. The words are those behind the
+// program's name, up to the cursor and after it.
 #include "host/cli/commands.h"
 #include "host/cli/help_layout.h"
+#include "host/cli/read_apart.h"
 #include "host/filters/filter_design.h"
 #include "host/filters/known_units.h"
+#include "host/interface/parameter_places.h"
 #include "host/interface/parameters.h"
 #include "host/interface/unit_run.h"
+#include "host/runs/input_files.h"
+#include "host/text/ascii.h"
+#include "host/text/control_characters.h"
+#include "host/tree/named_objects.h"
 
 #include <CLI/App.hpp>
 
 #include <algorithm>
+#include <array>
+#include <chrono>
+#include <exception>
+#include <filesystem>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
+#include <string_view>
+#include <system_error>
 #include <utility>
 #include <vector>
 
 namespace talvora::host {
 namespace {
 
+namespace fs = std::filesystem;
+
 using Words = std::vector<std::string>;
+
+struct CompletedLine {
+    Words words; // up to the cursor
+    Words after;
+};
 
 // Where the last word stands.
 struct Place {
@@ -130,6 +151,81 @@ Words list_parameter_words(const Unit& unit, const std::string& word) {
 
 // ---------------------------------------------------------------------------
 
+// What a file on the line holds. It is read in a process of its own, for a short time, and what is
+// wrong with it is nothing to complete.
+
+constexpr std::chrono::seconds READING_TIME{5};
+
+bool is_beyond_ascii(char letter) {
+    return static_cast<unsigned char>(letter) >= 0x80;
+}
+
+// Other names would have to be quoted, and one of a stranger's file may hold a command.
+bool is_safe(const std::string& path) {
+    constexpr std::string_view SAFE_SIGNS = "/._+-@%";
+    return blank_controls(path, "") == path && std::ranges::all_of(path, [&](char letter) {
+               return is_letter(letter) || is_digit(letter) || is_beyond_ascii(letter) ||
+                      SAFE_SIGNS.find(letter) != std::string_view::npos;
+           });
+}
+
+// `start` + path for each object of these kinds that goes on as the word does.
+void print_objects(Session& session, const std::string& file, std::span<const ObjectKind> kinds,
+                   const std::string& start, const std::string& word) {
+    session.limits.idle_time = READING_TIME;
+    try {
+        read_apart(session, [&] {
+            try {
+                const auto tree = open_input(file);
+                for (const auto& [path, kind] : list_objects(*tree, tree->root(), "")) {
+                    const bool is_wanted = std::ranges::find(kinds, kind) != kinds.end();
+                    if (is_wanted && is_safe(path) && (start + path).starts_with(word)) {
+                        session.console.result_line(start + path);
+                    }
+                }
+            } catch (const std::exception&) { // nothing to offer
+            }
+        });
+    } catch (const std::exception&) { // the reading broke off
+    }
+    session.exit_code = ExitCode::Done;
+}
+
+// "walk.h5::Im"
+bool print_places(Session& session, const std::string& word) {
+    const TreePlace place = parse_tree_place(word);
+    std::error_code ignored;
+    if (word.find("::") == std::string::npos || !fs::is_regular_file(place.file, ignored)) {
+        return false;
+    }
+    constexpr std::array KINDS = {ObjectKind::Group, ObjectKind::DataSet};
+    print_objects(session, place.file.string(), KINDS, place.file.string() + "::", word);
+    return true;
+}
+
+std::optional<std::string> find_file(const Words& words) {
+    std::error_code ignored;
+    const auto found = std::ranges::find_if(words, [&](const std::string& word) {
+        return !is_parameter_word(word) && fs::is_regular_file(word, ignored);
+    });
+    return found == words.end() ? std::nullopt : std::optional(*found);
+}
+
+// "SourceGroup=Im", of the first file on the line.
+bool print_named_objects(Session& session, const std::string& word, const Words& line) {
+    const std::size_t equals = word.find('=');
+    const auto place = is_parameter_word(word) ? named_place(word.substr(0, equals)) : std::nullopt;
+    const auto file = place && !place->is_made ? find_file(line) : std::nullopt;
+    if (!file) {
+        return false;
+    }
+    const std::array kinds = {place->kind};
+    print_objects(session, *file, kinds, word.substr(0, equals + 1), word);
+    return true;
+}
+
+// ---------------------------------------------------------------------------
+
 // The library that is found without the line. One that the line names is not asked, for to ask
 // it is to run its code: nothing may run before the line is complete and sent off.
 const PluginLibrary* find_plugin(Session& session, const Place& place) {
@@ -145,6 +241,9 @@ Words list_words(Session& session, const Place& place, const std::string& word) 
         expected.empty() ? "" : expected[std::min(index, expected.size() - 1)]->get_name();
     if (name == "BANDFORM") {
         return list_bandforms();
+    }
+    if (name == "COMMAND") {
+        return list_commands(*place.command->get_parent());
     }
     const bool is_of_unit = index > 0 && name == "WORDS" && expected.front()->get_name() == "UNIT";
     const PluginLibrary* plugin =
@@ -172,9 +271,31 @@ Words list_candidates(Session& session, const CLI::App& program, const Words& wo
     return commands.empty() ? list_words(session, place, word) : commands;
 }
 
-void print_candidates(Session& session, const CLI::App& program, const Words& words) {
-    for (const std::string& candidate : list_candidates(session, program, words)) {
-        if (candidate.starts_with(words.back())) {
+// Whether the command takes places in a file, and not names alone.
+bool takes_places(const Place& place) {
+    const auto expected = positionals(*place.command);
+    return place.open_option == nullptr && !expected.empty() &&
+           expected.back()->get_name().find("::") != std::string::npos;
+}
+
+bool is_of_run(const Place& place) {
+    return place.open_option == nullptr && place.command->get_name() == "run" &&
+           !place.positional_words.empty();
+}
+
+void print_candidates(Session& session, const CLI::App& program, const CompletedLine& line) {
+    const std::string& word = line.words.back();
+    const Place place = find_place(program, std::span(line.words).first(line.words.size() - 1));
+    if (takes_places(place) && print_places(session, word)) {
+        return;
+    }
+    Words around = place.positional_words;
+    around.insert(around.end(), line.after.begin(), line.after.end());
+    if (is_of_run(place) && print_named_objects(session, word, around)) {
+        return;
+    }
+    for (const std::string& candidate : list_candidates(session, program, line.words)) {
+        if (candidate.starts_with(word)) {
             session.console.result(candidate);
         }
     }
@@ -183,12 +304,12 @@ void print_candidates(Session& session, const CLI::App& program, const Words& wo
 } // namespace
 
 void add_complete_command(Command program, Session& session) {
-    const auto words = std::make_shared<Words>();
+    const auto line = std::make_shared<CompletedLine>();
     Command command = program.add_subcommand("complete", "What the last word may become");
     command.hide();
-    command.add_option("WORDS", *words, "Behind --, the words typed so far").required();
-    command.on_run(
-        [program, &session, words] { print_candidates(session, program.app(), *words); });
+    command.add_option("WORDS", line->words, "Behind --, the words typed so far").required();
+    command.add_option("--after", line->after, "A word behind the cursor").repeatable_by_name();
+    command.on_run([program, &session, line] { print_candidates(session, program.app(), *line); });
 }
 
 } // namespace talvora::host

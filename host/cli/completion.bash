@@ -20,10 +20,13 @@ _talvora_host_join_words() {
 }
 
 _talvora_host() {
-  local typed last kept='' i
+  local typed last kept='' i word after=()
   _talvora_host_join_words
   last=${typed[-1]}
-  mapfile -t COMPREPLY < <("${typed[0]/#\~/$HOME}" complete -- "${typed[@]:1}" 2>/dev/null)
+  for word in "${COMP_WORDS[@]:COMP_CWORD+1}"; do
+    after+=("--after=$word")
+  done
+  mapfile -t COMPREPLY < <("${typed[0]/#\~/$HOME}" complete "${after[@]}" -- "${typed[@]:1}" 2>/dev/null)
   # Readline replaces only what stands behind the last '=' or ':'.
   [[ $last != *[=:]* ]] || kept=${last%"${last##*[=:]}"}
   for i in "${!COMPREPLY[@]}"; do

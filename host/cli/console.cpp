@@ -70,6 +70,15 @@ void Console::failure(const Failure& failure) const {
     for (std::size_t i = 0; i < std::min(MAX_HINTS, failure.hints().size()); ++i) {
         hint(failure.hints()[i]);
     }
+    failure_line(failure);
+}
+
+void Console::failure_line(const Failure& failure) const {
+    if (json_) {
+        json_line({{"error", failure.what()},
+                   {"hints", failure.hints()},
+                   {"exit_code", static_cast<int>(failure.code())}});
+    }
 }
 
 void Console::note(std::string_view line) const {

@@ -21,6 +21,7 @@ class Console {
     void set_quiet(bool quiet) { quiet_ = quiet; }         // leaves info lines away
     void set_verbose(bool verbose) { verbose_ = verbose; } // adds detail lines
     bool quiet() const { return quiet_; }
+    void set_json(bool json) { json_ = json; } // failures are results too, as JSON
 
     // "error: TEXT" and the like. A line end or another control character in a text becomes a
     // blank, so that a message stays one line and does nothing to the terminal.
@@ -32,6 +33,9 @@ class Console {
     void detail(std::string_view text) const { print(MessageLevel::Detail, text); }
     // The failure's text and its hints, at most two.
     void failure(const Failure& failure) const;
+    // Under --json the failure as one line on standard output; else nothing. For a command that has
+    // told it on standard error already.
+    void failure_line(const Failure& failure) const;
 
     // A line of a table below an error, as it is.
     void note(std::string_view line) const;
@@ -51,6 +55,7 @@ class Console {
 
     bool quiet_ = false;
     bool verbose_ = false;
+    bool json_ = false;
     bool coloured_ = false;
 };
 

@@ -1,4 +1,6 @@
 // talvora-host describe UNIT [--json|--recipe]
+#include "host/cli/describe.h"
+
 #include "host/cli/commands.h"
 #include "host/cli/help_layout.h"
 #include "host/filters/known_units.h"
@@ -6,13 +8,16 @@
 #include "host/interface/unit_run.h"
 #include "host/recipes/recipe_writer.h"
 #include "host/text/align_columns.h"
+#include "host/text/join_texts.h"
 
 #include <fmt/format.h>
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <variant>
 #include <vector>
 
@@ -30,20 +35,50 @@ std::string describe_default(const ParameterSignature& parameter) {
                                    : "optional";
 }
 
-void print_parameters(const Console& console, Signatures signatures) {
+// "Hz; above 0"; empty where the signature says all that there is to know.
+std::string describe_allowed(const ParameterSignature& parameter, const ParameterFacts& facts) {
+    std::vector<std::string> texts;
+    for (const std::string_view text : {facts.measure, facts.allowed}) {
+        if (!text.empty()) {
+            texts.emplace_back(text);
+        }
+    }
+    if (parameter.type == ParameterType::String) {
+        if (const auto words = list_value_words(parameter); !words.empty()) {
+            texts.push_back("one of " + join_texts(words));
+        }
+    }
+    return join_texts(texts, "; ");
+}
+
+void print_meaning(const Console& console, const ParameterSignature& parameter,
+                   const ParameterFacts& facts) {
+    const std::string allowed = describe_allowed(parameter, facts);
+    console.result(fmt::format("      {}{}", facts.meaning,
+                               allowed.empty() ? "" : fmt::format(" ({})", allowed)));
+}
+
+void print_parameters(const Console& console, const Unit& unit, Signatures signatures) {
     std::vector<std::vector<std::string>> rows;
     for (const ParameterSignature& parameter : signatures) {
         rows.push_back({"  " + parameter.key, std::string(type_name(parameter.type)),
                         describe_default(parameter)});
     }
     console.result("\nParameters");
-    for (const std::string& line : align_columns(rows, {false, false, false})) {
-        console.result(line);
+    const std::vector<std::string> lines = align_columns(rows, {false, false, false});
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        console.result(lines[i]);
+        if (const auto* facts = find_parameter_facts(unit, signatures[i].key)) {
+            print_meaning(console, signatures[i], *facts);
+        }
+    }
+    for (const KeyChoice& choice : list_key_choices(unit)) {
+        console.result(fmt::format("  ({} or {} has to be given)", choice[0], choice[1]));
     }
     console.result("  (a list is given by repeating its key)");
 }
 
-void print_text(Session& session, const Unit& unit, Signatures signatures) {
+void print_unit(Session& session, const Unit& unit, Signatures signatures) {
     const Console& console = session.console;
     const Unit* current = find_current_unit(session.plugin(), unit);
     console.result(fmt::format("{} {} ({}, {})", unit.name,
@@ -51,7 +86,7 @@ void print_text(Session& session, const Unit& unit, Signatures signatures) {
                                unit.vendor));
     console.result(current != nullptr ? "Legacy identifier of " + current->name
                                       : unit.description.value_or(""));
-    print_parameters(console, signatures);
+    print_parameters(console, unit, signatures);
     console.result(fmt::format("\nReads    {}", describe_reads(signatures)));
     console.result(fmt::format("Writes   {}", describe_writes(signatures)));
     console.result(fmt::format("Example  {}", make_example(unit, signatures)));
@@ -61,17 +96,30 @@ Json make_json(const std::optional<ParameterValue>& value) {
     return value ? std::visit([](const auto& held) { return Json(held); }, *value) : Json(nullptr);
 }
 
-Json make_json(const ParameterSignature& parameter) {
+Json make_text_json(std::string_view text) {
+    return text.empty() ? Json(nullptr) : Json(text);
+}
+
+Json make_json(const Unit& unit, const ParameterSignature& parameter) {
+    const ParameterFacts* known = find_parameter_facts(unit, parameter.key);
+    const ParameterFacts facts = known == nullptr ? ParameterFacts() : *known;
+    const auto words = known == nullptr || parameter.type != ParameterType::String
+                           ? std::vector<std::string>()
+                           : list_value_words(parameter);
     return {{"key", parameter.key},
             {"type", type_name(parameter.type)},
             {"required", parameter.required},
-            {"default", make_json(parameter.default_value)}};
+            {"default", make_json(parameter.default_value)},
+            {"meaning", make_text_json(facts.meaning)},
+            {"measure", make_text_json(facts.measure)},
+            {"allowed", make_text_json(facts.allowed)},
+            {"words", words.empty() ? Json(nullptr) : Json(words)}};
 }
 
-Json make_json(Signatures signatures) {
+Json make_json(const Unit& unit, Signatures signatures) {
     Json list = Json::array();
     for (const ParameterSignature& parameter : signatures) {
-        list.push_back(make_json(parameter));
+        list.push_back(make_json(unit, parameter));
     }
     return list;
 }
@@ -79,10 +127,15 @@ Json make_json(Signatures signatures) {
 void print_json(Session& session, const Unit& unit, Signatures signatures) {
     const Unit* found = find_current_unit(session.plugin(), unit);
     const Unit& current = found != nullptr ? *found : unit;
+    Json choices = Json::array();
+    for (const KeyChoice& choice : list_key_choices(unit)) {
+        choices.push_back(choice);
+    }
     session.console.document({{"name", unit.name},
                               {"current", current.name},
                               {"description", current.description.value_or("")},
-                              {"parameters", make_json(signatures)},
+                              {"parameters", make_json(unit, signatures)},
+                              {"one_of", choices},
                               {"reads", describe_reads(signatures)},
                               {"writes", describe_writes(signatures)},
                               {"example", make_example(unit, signatures)}});
@@ -95,6 +148,10 @@ void print_recipe(Session& session, const Unit& unit, Signatures signatures) {
 }
 
 } // namespace
+
+void print_unit(Session& session, const Unit& unit) {
+    print_unit(session, unit, declare_unit(unit));
+}
 
 void add_describe_command(Command program, Session& session) {
     struct Options {
@@ -119,7 +176,10 @@ void add_describe_command(Command program, Session& session) {
         if (options->recipe) {
             return print_recipe(session, unit, signatures);
         }
-        (options->json ? print_json : print_text)(session, unit, signatures);
+        if (options->json) {
+            return print_json(session, unit, signatures);
+        }
+        print_unit(session, unit, signatures);
     });
 }
 

@@ -16,7 +16,8 @@ constexpr const char* PROGRAM_SECTIONS = R"(Exit codes:
   0         done
   1         a unit reported failure for at least one file
   2         usage: command, unit or parameter; nothing was opened for writing
-  3         input: missing, no HDF5 file, damaged, locked, without the data set named
+  3         input: missing, no HDF5 file, damaged, locked, without the data set or
+            group named
   4         plug-in: cannot be loaded, broke the interface, crashed
   5         output: exists, no room, no permission, not as written; or memory
             has run out, in a unit or elsewhere
@@ -88,6 +89,17 @@ void add_examples(Command command, std::initializer_list<HelpExample> examples) 
         footer += fmt::format("\n  # {}\n  {}", example.purpose, example.command);
     }
     command.app().footer(footer);
+}
+
+// What is above it stands in front of its name.
+std::string make_help(const CLI::App& command) {
+    std::string above;
+    for (const CLI::App* parent = command.get_parent(); parent != nullptr;
+         parent = parent->get_parent()) {
+        above = parent->get_name() + (above.empty() ? "" : " ") + above;
+    }
+    const std::string name = above + (above.empty() ? "" : " ") + command.get_name();
+    return command.get_formatter()->make_help(&command, name, CLI::AppFormatMode::Normal);
 }
 
 std::string value_label(const CLI::Option& option) {

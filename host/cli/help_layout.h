@@ -23,6 +23,9 @@ void add_program_sections(CLI::App& program);
 // As the command's footer; the commands are to be copied as they are.
 void add_examples(Command command, std::initializer_list<HelpExample> examples);
 
+// What the command's --help prints.
+std::string make_help(const CLI::App& command);
+
 // What stands behind the option's name, " FILE"; nothing for a flag.
 std::string value_label(const CLI::Option& option);
 // Its description, with its default.

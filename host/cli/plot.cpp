@@ -8,11 +8,16 @@
 #include "host/pictures/plot_page.h"
 #include "host/runs/input_files.h"
 #include "host/system/safe_write.h"
+#include "host/text/join_texts.h"
 #include "host/text/plural.h"
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstddef>
+#include <iterator>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -31,6 +36,7 @@ struct PlotCommand {
     std::optional<std::string> title;
     std::optional<double> from;
     std::optional<double> to;
+    bool stacked = false;
     bool force = false;
 };
 
@@ -79,6 +85,85 @@ SignalSet read_set(const std::filesystem::path& file, Hdf5Tree& tree, const std:
     return read_input(file, [&] { return read_signal_set(tree, path); });
 }
 
+// ---------------------------------------------------------------------------
+// What the chosen sets have, looked at before their samples are read
+
+void check_line_count(const std::vector<SignalSet>& heads, const PlotCommand& command) {
+    std::size_t count = 0;
+    for (const SignalSet& head : heads) {
+        count += count_chosen(head, command.choice);
+    }
+    if (count > MAX_PLOT_LINES) {
+        throw Failure(ExitCode::Input,
+                      fmt::format("{}: {} lines in {}, a picture has room for {}", command.place,
+                                  count, count_things(heads.size(), "data set"), MAX_PLOT_LINES),
+                      {"choose some of them: --line N, or fewer sets"});
+    }
+}
+
+std::size_t most_lines(const std::vector<SignalSet>& heads) {
+    std::size_t most = 0;
+    for (const SignalSet& head : heads) {
+        most = std::max(most, head.line_count());
+    }
+    return most;
+}
+
+void check_chosen_lines(const std::vector<SignalSet>& heads, const PlotCommand& command) {
+    const std::size_t count = most_lines(heads);
+    for (const std::size_t line : command.choice.lines) {
+        if (line >= count) {
+            throw Failure(ExitCode::Input,
+                          fmt::format("{}: no line {} ({})", command.place, line,
+                                      count == 0   ? "there is none"
+                                      : count == 1 ? "there is line 0 alone"
+                                                   : fmt::format("there are 0 to {}", count - 1)));
+        }
+    }
+}
+
+struct TimeSpan {
+    double from = std::numeric_limits<double>::infinity();
+    double to = -std::numeric_limits<double>::infinity();
+
+    void include(const SignalSet& set) {
+        if (set.line_count() > 0) {
+            from = std::min(from, set.time_of(0));
+            to = std::max(to, set.time_of(set.line_length() - 1));
+        }
+    }
+    bool is_empty() const { return to < from; }
+    bool overlaps(const PlotCommand& command) const {
+        return command.from.value_or(from) <= to && command.to.value_or(to) >= from;
+    }
+};
+
+// Over all sets with a rate, in seconds, and over all without one, in samples.
+void check_times(const std::vector<SignalSet>& heads, const PlotCommand& command) {
+    TimeSpan seconds;
+    TimeSpan samples;
+    for (const SignalSet& head : heads) {
+        (head.sample_rate ? seconds : samples).include(head);
+    }
+    std::vector<std::string> there;
+    for (const auto& [span, measure] : {std::pair(seconds, "s"), std::pair(samples, "samples")}) {
+        if (span.is_empty()) {
+            continue;
+        }
+        if (span.overlaps(command)) {
+            return;
+        }
+        there.push_back(fmt::format("{:.6g} to {:.6g} {}", span.from, span.to, measure));
+    }
+    if (!there.empty()) {
+        throw Failure(ExitCode::Input,
+                      fmt::format("{}: nothing is there{}{} (there is {})", command.place,
+                                  command.from ? fmt::format(" from {}", *command.from) : "",
+                                  command.to ? fmt::format(" to {}", *command.to) : "",
+                                  join_texts(there, " and ")));
+    }
+}
+
 class Builder {
   public:
     Builder(const Session& session, const PlotCommand& command)
@@ -96,15 +181,37 @@ class Builder {
                   .from = command_.from,
                   .to = command_.to};
         const std::string source = place_.file.string();
-        for (const std::string& path : choose_sets(*tree_, place_.glob, source)) {
+        const std::vector<std::string> paths = choose_sets(*tree_, place_.glob, source);
+        check_choice(paths);
+        for (const std::string& path : paths) {
             const PlotSource shown{name_, read_set(place_.file, *tree_, path)};
-            plot.panels.push_back(make_panel(shown, find_other(path), command_.choice));
-            check_lines(plot.panels.back());
+            const PlotPanel panel = make_panel(shown, find_other(path), command_.choice);
+            check_lines(panel);
+            add_panel(plot, panel);
         }
         return plot;
     }
 
   private:
+    void check_choice(const std::vector<std::string>& paths) const {
+        std::vector<SignalSet> heads;
+        for (const std::string& path : paths) {
+            heads.push_back(
+                read_input(place_.file, [&] { return read_signal_head(*tree_, path); }));
+        }
+        check_chosen_lines(heads, command_);
+        check_line_count(heads, command_);
+        check_times(heads, command_);
+    }
+
+    void add_panel(Plot& plot, const PlotPanel& panel) const {
+        if (command_.stacked) {
+            std::ranges::move(stack_lines(panel), std::back_inserter(plot.panels));
+        } else {
+            plot.panels.push_back(panel);
+        }
+    }
+
     std::string describe_files() const {
         const std::string name = place_.file.filename().string();
         return other_ ? fmt::format("{} and {}", name_, other_name_) : name;
@@ -116,7 +223,9 @@ class Builder {
         }
         const auto set = other_->find(other_->root(), path);
         if (!set || other_->kind(*set) != ObjectKind::DataSet) {
-            session_.console.warning(fmt::format("{}: no data set '{}'", command_.other, path));
+            session_.console.warning(
+                set ? fmt::format("{}: '{}' is no data set that can be drawn", command_.other, path)
+                    : fmt::format("{}: no data set '{}'", command_.other, path));
             return std::nullopt;
         }
         return PlotSource{other_name_, read_set(command_.other, *other_, path)};
@@ -159,7 +268,8 @@ void plot_file(const Session& session, const PlotCommand& command) {
     write_text_file(session.console, command.output, write_options,
                     [&](const TextSink& send) { send(draw(plot)); });
     session.console.done_line(
-        fmt::format("{}: {}", command.output, count_things(plot.panels.size(), "data set")));
+        fmt::format("{}: {}", command.output,
+                    count_things(plot.panels.size(), command.stacked ? "line" : "data set")));
 }
 
 } // namespace
@@ -190,6 +300,8 @@ void add_plot_command(Command program, Session& session) {
                     "A line of each set, counted from 0 (repeatable; else all)")
         .value_name("N")
         .repeatable();
+    command.add_flag("--stack", state->stacked,
+                     "Each line in a panel of its own, below each other");
     command
         .add_option("--label", state->choice.y_title,
                     "What stands beside the value axes (else the sets' names)")

@@ -5,8 +5,10 @@
 #include "host/cli/help_layout.h"
 #include "host/cli/print_exception.h"
 #include "host/cli/printed_files.h"
+#include "host/cli/problem_report.h"
 #include "host/cli/read_apart.h"
 #include "host/cli/worker_runs.h"
+#include "host/filters/known_units.h"
 #include "host/recipes/recipe.h"
 #include "host/recipes/recipe_places.h"
 #include "host/recipes/recipe_reader.h"
@@ -57,9 +59,10 @@ void print_problems(const Console& console, const std::vector<ParameterProblem>&
 // Nothing when it is wrong, which has been said then.
 std::optional<Recipe> read_recipe_option(Session& session, const RecipeOptions& options) {
     try {
-        return read_recipe(options.recipe, options.settings, session.plugin());
+        return read_recipe(options.recipe, options.settings, session.plugin(), check_values);
     } catch (const RecipeError& error) {
         print_problems(session.console, error.problems());
+        session.console.failure_line(join_problems(error.problems()));
         session.exit_code = ExitCode::Usage;
         return std::nullopt;
     }

@@ -1,7 +1,9 @@
 // talvora-host run UNIT [Key=Value ...] FILE ... OUTPUT
 #include "host/cli/commands.h"
 #include "host/cli/help_layout.h"
+#include "host/cli/problem_report.h"
 #include "host/cli/worker_runs.h"
+#include "host/filters/known_units.h"
 #include "host/interface/parameters.h"
 #include "host/interface/unit_run.h"
 
@@ -11,6 +13,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace talvora::host {
@@ -22,16 +25,26 @@ struct RunOptions {
     WorkerRunOptions runs;
 };
 
+// Throws ParameterError.
+ParameterValues read_checked(const Unit& unit, const std::vector<std::string>& words) {
+    ParameterValues values = read_parameters(declare_unit(unit), words);
+    if (auto problems = check_values(unit, values); !problems.empty()) {
+        throw ParameterError(std::move(problems));
+    }
+    return values;
+}
+
 std::optional<ParameterValues> read_values(const Console& console, const Unit& unit,
                                            const std::vector<std::string>& words) {
     try {
-        return read_parameters(declare_unit(unit), words);
+        return read_checked(unit, words);
     } catch (const ParameterError& error) {
         const std::string help = fmt::format("talvora-host describe {}", short_name(unit));
         for (const ParameterProblem& problem : error.problems()) {
             console.error(fmt::format("{}: {}", short_name(unit), problem.text));
             console.hint(problem.hint.empty() ? help : problem.hint + "  " + help);
         }
+        console.failure_line(join_problems(error.problems()));
         return std::nullopt;
     }
 }

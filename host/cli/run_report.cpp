@@ -96,10 +96,12 @@ void RunReport::print_success(std::size_t index) const {
                                           : "written";
     console_.done_line(fmt::format("{}: {} {} by {}", name(index), jobs_[index].output.string(),
                                    what, options_.worked_by));
+    const bool several = result.steps.size() > 1;
     for (const StepResult& step : result.steps) {
         for (const SetObservation& set : step.sets) {
             if (set.written) {
-                console_.done_line("  " + describe_set_change(set));
+                console_.done_line(fmt::format("  {}{}", several ? step.name + ": " : "",
+                                               describe_set_change(set)));
             }
         }
     }

@@ -34,7 +34,8 @@ class WorkerRuns {
     WorkerRuns(const Console& console, std::span<const Job> jobs, RunReportOptions options)
         : jobs_(jobs), report_(console, jobs, std::move(options)),
           shows_progress_(!console.quiet()),
-          progress_(isatty(STDERR_FILENO) != 0, jobs.size(), Progress::Clock::now()) {}
+          progress_(isatty(STDERR_FILENO) != 0, jobs.size(), Progress::Clock::now()),
+          shares_(jobs.size()) {}
 
     void run(const JobWork& work, const JobWorkers& workers) {
         do_jobs(jobs_, work, workers,
@@ -56,7 +57,10 @@ class WorkerRuns {
         report_.add_message(index, message);
     }
 
-    void take(std::size_t, const SampleCount& samples) { state_.sample_count += samples.count; }
+    void take(std::size_t index, const SampleCount& samples) {
+        state_.sample_count += samples.count;
+        state_.begun_share += samples.share - std::exchange(shares_[index], samples.share);
+    }
 
     void take(std::size_t index, const JobResult& result) { report_.set_result(index, result); }
 
@@ -64,6 +68,7 @@ class WorkerRuns {
         print(progress_.clear());
         report_.finish(index, failure);
         ++state_.file_count;
+        state_.begun_share -= std::exchange(shares_[index], 0.0);
     }
 
     void tick() {
@@ -84,6 +89,7 @@ class WorkerRuns {
     bool shows_progress_;
     Progress progress_;
     ProgressState state_;
+    std::vector<double> shares_; // of each file in work, what is done of it
 };
 
 bool is_list_of(const fs::path& file, std::span<const Job> jobs) {

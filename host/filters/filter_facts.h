@@ -24,6 +24,7 @@ struct FilterFacts {
     // response of the coefficients from a millionth of the rate to as near to half of
     // it. Of a useful filter alone; there may be none, or more than its form has edges.
     std::vector<double> three_db_points;
+    std::vector<std::string> sets = {}; // paths of the data sets that it is made for, if any
 };
 
 // A few milliseconds.

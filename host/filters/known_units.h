@@ -3,8 +3,8 @@
 // Nowhere else does the program go by the name of a unit; whoever needs such a fact asks here.
 // Types, defaults and needs of parameters are no part of it: they come from the signatures that
 // the plug-in declares. A unit that is new to the plug-in needs nothing here: it is listed,
-// described, completed and run from its signatures alone. A row in known_units.cpp is worth
-// adding when its example lacks what no signature tells, or when it makes a filter.
+// described, completed and run from its signatures alone. A row in known_units.cpp adds what its
+// parameters mean and what of them no signature tells.
 //
 // Which parameters name data sets and groups follows from their keys, for all units alike:
 // named_place() of host/interface/parameter_places.h.
@@ -25,6 +25,7 @@ namespace talvora::host {
 constexpr std::string_view SOURCE_SETS_KEY = "SourceSets";
 constexpr std::string_view SOURCE_GROUP_KEY = "SourceGroup";
 constexpr std::string_view SCAN_RECURSIVE_KEY = "ScanRecursive";
+constexpr std::string_view NAMES_FILTER_KEY = "NamesFilter"; // of those in the group
 
 // The unit that makes a filter, by what follows the last dot of its identifier, and the keys by
 // which it does; its others choose data.
@@ -37,11 +38,35 @@ inline constexpr std::array FILTER_KEYS = {CUTOFF_KEY, ORDER_KEY, BANDFORM_KEY, 
 
 // By the unit's current or its legacy identifier, of whatever maker.
 bool makes_filter(const Unit& unit);
+// Whether what it tells is about the data set that it read last: it does not name it.
+bool tells_of_last_read(const Unit& unit);
+
+// What no signature tells of a parameter.
+struct ParameterFacts {
+    std::string_view key;
+    std::string_view meaning;
+    std::string_view measure = {}; // what a number counts: "Hz", "samples", "s"
+    std::string_view allowed = {}; // "above 0"; empty where the type says enough
+    std::string_view example = {}; // a value that gives a useful result
+};
+
+// Null for a parameter, or a unit, that the table does not know. A unit of another maker is not
+// known, whatever its name.
+const ParameterFacts* find_parameter_facts(const Unit& unit, std::string_view key);
+
+// Two keys of which one at least has to be given for the unit to run.
+using KeyChoice = std::array<std::string_view, 2>;
+std::span<const KeyChoice> list_key_choices(const Unit& unit);
+
+// What is wrong with the values beyond their types, before anything is run: a word that is none of
+// those allowed, a choice of keys of which none is given. Nothing of a unit that is not known.
+std::vector<ParameterProblem> check_values(const Unit& unit, const ParameterValues& values);
 
 // What a unit reads and writes, as it shows in the keys of its parameters, in a sentence's
 // part: "the same data sets, in place".
 std::string describe_reads(std::span<const ParameterSignature> signatures);
 std::string describe_writes(std::span<const ParameterSignature> signatures);
+bool works_in_place(std::span<const ParameterSignature> signatures);
 
 // A command that runs the unit, to copy: with its required parameters, a group to work on
 // and what it asks for besides.

@@ -46,7 +46,8 @@ std::string format_value(const ParameterValue& value);
 // One thing wrong with the words given for a unit. The text is complete in itself.
 struct ParameterProblem {
     std::string text;
-    std::string hint; // may be empty
+    std::string hint;     // may be empty
+    std::string key = {}; // of the parameter whose value is wrong; empty where none is
 };
 
 ParameterProblem explain_unknown(std::span<const ParameterSignature> signatures,

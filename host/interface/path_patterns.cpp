@@ -11,14 +11,12 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <optional>
 #include <span>
 #include <variant>
 
 namespace talvora::host {
 namespace {
-
-// More names than a message can hold are cut short.
-constexpr std::size_t MAX_SHOWN_NAMES = 5;
 
 std::vector<std::string> sort_names(std::vector<std::string> names) {
     sort_naturally(names);
@@ -28,13 +26,6 @@ std::vector<std::string> sort_names(std::vector<std::string> names) {
 
 // ---------------------------------------------------------------------------
 // Messages
-
-std::string describe_names(const std::vector<std::string>& names) {
-    const std::string listed =
-        join_texts(std::span(names).first(std::min(names.size(), MAX_SHOWN_NAMES)));
-    return names.size() <= MAX_SHOWN_NAMES ? listed
-                                           : fmt::format("{}, ... {} in all", listed, names.size());
-}
 
 // The names in a group, for a text that is near to one of them.
 std::string describe_nearest(DataTree& tree, ObjectId group, const std::string& path,
@@ -46,7 +37,7 @@ std::string describe_nearest(DataTree& tree, ObjectId group, const std::string& 
         return fmt::format("nearest: {}", join_path(path, *nearest));
     }
     return names.empty() ? fmt::format("'{}' is empty", path)
-                         : fmt::format("in '/{}': {}", path, describe_names(sort_names(names)));
+                         : fmt::format("in '/{}': {}", path, list_some(sort_names(names)));
 }
 
 // Follows the pattern's names as far as they exist.
@@ -79,6 +70,19 @@ Failure explain_other(DataTree& tree, const std::string& path, const std::string
         {"convert it to 32-bit floats with the tool that made it"}};
 }
 
+// A group where a data set is wanted, or the other way round. The pattern for all sets of a group
+// helps where several names can be given.
+Failure explain_kind(ObjectKind wanted, const std::string& key, const std::string& name,
+                     bool takes_several, const std::string& source) {
+    const bool is_group = wanted == ObjectKind::DataSet;
+    const ObjectKind kind = is_group ? ObjectKind::Group : ObjectKind::DataSet;
+    return {ExitCode::Input,
+            fmt::format("{}: {}={}: that is a {}, and a {} is wanted", source, key, name,
+                        name_kind(kind), name_kind(wanted)),
+            {is_group && takes_several ? fmt::format("its data sets are {}={}/*", key, name)
+                                       : hint_tree(source)}};
+}
+
 // ---------------------------------------------------------------------------
 // Parameters
 
@@ -88,11 +92,11 @@ class Expansion {
         : tree_(tree), kind_(kind), key_(key), source_(source) {}
 
     void expand(std::string& name) const {
-        const std::vector<std::string> found = find(name);
+        const std::vector<std::string> found = find(name, false);
         if (found.size() > 1) {
             throw Failure(ExitCode::Input,
                           fmt::format("{}: {}={}: {} objects match, one is taken: {}", source_,
-                                      key_, name, found.size(), describe_names(found)),
+                                      key_, name, found.size(), list_some(found)),
                           {"write a pattern that matches one of them alone"});
         }
         name = found.front();
@@ -101,7 +105,7 @@ class Expansion {
     void expand(std::vector<std::string>& names) const {
         std::vector<std::string> expanded;
         for (const std::string& name : names) {
-            for (const std::string& found : find(name)) {
+            for (const std::string& found : find(name, true)) {
                 if (found == name || std::ranges::find(expanded, found) == expanded.end()) {
                     expanded.push_back(found);
                 }
@@ -114,8 +118,33 @@ class Expansion {
     void expand(Other&) const {}
 
   private:
-    std::vector<std::string> find(const std::string& name) const {
-        if (!is_pattern(name) || tree_.find(tree_.root(), name)) {
+    std::optional<ObjectId> look_up(const std::string& name) const {
+        try {
+            return tree_.find(tree_.root(), name);
+        } catch (const StorageError&) {
+            throw;
+        } catch (const TreeError&) {
+            return std::nullopt; // no name that an object can have
+        }
+    }
+
+    // What is there but is something else is told here: the unit would say that there is nothing.
+    void refuse_other_kind(const std::string& name, ObjectId object, bool takes_several) const {
+        const ObjectKind kind = tree_.kind(object);
+        if (kind == ObjectKind::Other) {
+            throw explain_other(tree_, name, source_);
+        }
+        if (kind != kind_) {
+            throw explain_kind(kind_, key_, name, takes_several, source_);
+        }
+    }
+
+    std::vector<std::string> find(const std::string& name, bool takes_several) const {
+        if (const auto object = look_up(name)) {
+            refuse_other_kind(name, *object, takes_several);
+            return {name};
+        }
+        if (!is_pattern(name)) {
             return {name};
         }
         auto found = sort_names(paths_of_kind(find_matches(tree_, name), kind_));
@@ -140,7 +169,8 @@ class Expansion {
 std::vector<std::string> choose_sets(DataTree& tree, std::string_view pattern,
                                      const std::string& source) {
     std::vector<std::string> sets;
-    for (const NamedObject& object : find_matches(tree, pattern)) {
+    const std::vector<NamedObject> matches = find_matches(tree, pattern);
+    for (const NamedObject& object : matches) {
         if (object.kind == ObjectKind::Other) {
             throw explain_other(tree, object.path, source);
         }
@@ -152,6 +182,11 @@ std::vector<std::string> choose_sets(DataTree& tree, std::string_view pattern,
         std::ranges::copy(
             paths_of_kind(list_objects(tree, group, object.path), ObjectKind::DataSet),
             std::back_inserter(sets));
+    }
+    if (sets.empty() && !pattern.empty() && !matches.empty()) {
+        throw Failure(ExitCode::Input,
+                      fmt::format("{}: no data set below '{}'", source, matches.front().path),
+                      {hint_tree(source)});
     }
     if (sets.empty()) {
         throw explain_no_match(tree, pattern, source);

@@ -27,7 +27,8 @@ std::vector<std::string> choose_sets(DataTree& tree, std::string_view pattern,
 // Which parameters are names of sets or groups follows from their keys (parameter_places.h);
 // what a unit makes is yet to be there, and its name stays. In a list each pattern becomes
 // all that it matches; a single name must be matched by one object. Names without wildcards
-// stay as they are, existing or not: to miss them is up to the unit.
+// stay as they are, existing or not: to miss them is up to the unit. One of an object that is there
+// and is of another kind is a Failure of the input, which says what it is.
 ParameterValues expand_patterns(const ParameterValues& values, DataTree& tree,
                                 const std::string& source);
 

@@ -5,6 +5,9 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <map>
+#include <set>
+#include <utility>
 
 namespace talvora::host {
 namespace {
@@ -90,6 +93,32 @@ class Bucket {
 };
 
 } // namespace
+
+std::size_t count_chosen(const SignalSet& set, const PlotChoice& choice) {
+    const std::size_t count = set.line_count();
+    if (choice.lines.empty()) {
+        return count;
+    }
+    const std::set<std::size_t> chosen(choice.lines.begin(), choice.lines.end());
+    return static_cast<std::size_t>(
+        std::ranges::count_if(chosen, [&](std::size_t line) { return line < count; }));
+}
+
+std::vector<PlotPanel> stack_lines(const PlotPanel& panel) {
+    std::map<std::size_t, PlotPanel> stacked; // by the colour, which a line before and after share
+    for (const PlotLine& line : panel.lines) {
+        PlotPanel& own = stacked[line.colour_index];
+        own.title = panel.title + (line.label.starts_with('[') ? line.label : "");
+        own.x_title = panel.x_title;
+        own.y_title = panel.y_title;
+        own.lines.push_back(line);
+    }
+    std::vector<PlotPanel> panels;
+    for (auto& [colour, own] : stacked) {
+        panels.push_back(std::move(own));
+    }
+    return panels;
+}
 
 PlotPanel make_panel(const PlotSource& source, const std::optional<PlotSource>& after,
                      const PlotChoice& choice) {

@@ -48,6 +48,15 @@ struct PlotSource {
     SignalSet set;
 };
 
+// The most lines that a picture has room for.
+constexpr std::size_t MAX_PLOT_LINES = 1000;
+
+// How many of the set's lines are chosen.
+std::size_t count_chosen(const SignalSet& set, const PlotChoice& choice);
+// A panel for each line of a panel, in their order; the lines before and after some work stay
+// together.
+std::vector<PlotPanel> stack_lines(const PlotPanel& panel);
+
 // Lines are labelled with their indices, and with the file where there are two of them.
 // Chosen lines that the set does not have are left out.
 PlotPanel make_panel(const PlotSource& source, const std::optional<PlotSource>& after,

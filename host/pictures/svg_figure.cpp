@@ -15,9 +15,14 @@ namespace talvora::host {
 namespace {
 
 // Blue, vermilion, green, purple, orange, sky blue, black: M. Okabe and K. Ito, Color
-// Universal Design (2008), the darker ones first; their yellow is too light on white.
-constexpr std::string_view PALETTE[] = {"#0072b2", "#d55e00", "#009e73", "#cc79a7",
-                                        "#e69f00", "#56b4e9", "#000000"};
+// Universal Design (2008), the darker ones first; their yellow is too light on white. Each further
+// one is, of the 216 colours with parts of 0, 51, ... 255 and a lightness from 20 to 75, the one
+// that lies farthest from all before it in CIE L*a*b*: no two are nearer than 26.
+constexpr std::string_view PALETTE[] = {
+    "#0072b2", "#d55e00", "#009e73", "#cc79a7", "#e69f00", "#56b4e9", "#000000", "#0000ff",
+    "#00cc00", "#ff33ff", "#ff0066", "#0066ff", "#666600", "#660066", "#993333", "#666666",
+    "#cc9966", "#ff0000", "#330099", "#9999ff", "#cc0099", "#006600", "#66cc66", "#333366",
+    "#33cccc", "#ff9999", "#9933ff", "#333300", "#660033", "#003399", "#663300", "#669900"};
 
 // In pixels.
 constexpr double LEFT = 68.0;

@@ -21,7 +21,7 @@ struct FigurePoint {
 struct FigureLine {
     std::vector<FigurePoint> points; // joined in this order; one that is not finite cuts the line
     std::string label = {};          // in the legend; a line without one is left out of it
-    std::size_t colour_index = 0;    // into a palette of seven, over again beyond it
+    std::size_t colour_index = 0;    // into a palette of 32, over again beyond it
     bool is_guide = false;           // thin, grey and dashed, below the other lines
     bool is_pale = false;            // wide and pale, for lines drawn over it
 };

@@ -4,6 +4,7 @@
 #include "host/interface/parameters.h"
 #include "host/recipes/yaml_document.h"
 
+#include <cstddef>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -33,6 +34,7 @@ class RecipeProblems {
     void add(YamlPlace place, std::string_view text, std::string_view hint = "");
     void add_to_setting(std::string_view setting, std::string_view text,
                         std::string_view hint = "");
+    std::size_t count() const { return of_settings_.size() + of_file_.size(); }
     void throw_if_any() const;
 
   private:

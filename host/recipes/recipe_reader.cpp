@@ -57,8 +57,8 @@ class Fields {
 
 class RecipeReader {
   public:
-    RecipeReader(const PluginLibrary& library, RecipeProblems& problems)
-        : library_(library), problems_(problems), variables_(problems) {}
+    RecipeReader(const PluginLibrary& library, RecipeProblems& problems, const CheckValues& check)
+        : library_(library), problems_(problems), check_(check), variables_(problems) {}
 
     Recipe read(const YamlNode& root, std::span<const std::string> settings) {
         Recipe recipe;
@@ -178,6 +178,7 @@ class RecipeReader {
     }
 
     ParameterValues read_parameters(const Unit& unit, const YamlNode& map, YamlPlace place) {
+        const std::size_t problem_count = problems_.count();
         const auto signatures = declare_unit(unit);
         ParameterValues::Given given;
         for (const YamlNode& entry : map.items) {
@@ -186,14 +187,27 @@ class RecipeReader {
             const bool is_known = signature != signatures.end();
             const YamlNode value = variables_.fill_in(entry, is_known && is_list(signature->type));
             if (!is_known) {
-                const auto [text, hint] = explain_unknown(signatures, entry.key);
-                problems_.add(entry.key_place, text, hint);
+                const ParameterProblem unknown = explain_unknown(signatures, entry.key);
+                problems_.add(entry.key_place, unknown.text, unknown.hint);
             } else if (const auto read = read_recipe_value(*signature, value, problems_)) {
                 given.emplace(entry.key, *read);
             }
         }
         report_missing(signatures, map, place);
-        return {signatures, std::move(given)};
+        ParameterValues values(signatures, std::move(given));
+        if (check_ && problems_.count() == problem_count) {
+            report_wrong(check_(unit, values), map, place);
+        }
+        return values;
+    }
+
+    void report_wrong(const std::vector<ParameterProblem>& wrong, const YamlNode& map,
+                      YamlPlace place) {
+        for (const ParameterProblem& problem : wrong) {
+            const auto entry = std::ranges::find(map.items, problem.key, &YamlNode::key);
+            problems_.add(entry == map.items.end() ? place : entry->place, problem.text,
+                          problem.hint);
+        }
     }
 
     void report_missing(std::span<const ParameterSignature> signatures, const YamlNode& map,
@@ -209,6 +223,7 @@ class RecipeReader {
 
     const PluginLibrary& library_;
     RecipeProblems& problems_;
+    const CheckValues& check_;
     RecipeVariables variables_;
     std::map<std::string, YamlPlace> names_;
 };
@@ -238,7 +253,8 @@ std::string read_text_file(const std::filesystem::path& file) {
 } // namespace
 
 Recipe parse_recipe(std::string_view text, std::string_view file,
-                    std::span<const std::string> settings, const PluginLibrary& library) {
+                    std::span<const std::string> settings, const PluginLibrary& library,
+                    const CheckValues& check) {
     RecipeProblems problems(file);
     std::vector<YamlProblem> yaml_problems;
     const auto root = parse_yaml(text, yaml_problems);
@@ -247,7 +263,7 @@ Recipe parse_recipe(std::string_view text, std::string_view file,
     }
     Recipe recipe;
     if (root && root->kind != Kind::Null) {
-        recipe = RecipeReader(library, problems).read(*root, settings);
+        recipe = RecipeReader(library, problems, check).read(*root, settings);
     } else if (yaml_problems.empty()) {
         problems.add({}, "the recipe is empty");
     }
@@ -256,9 +272,9 @@ Recipe parse_recipe(std::string_view text, std::string_view file,
 }
 
 Recipe read_recipe(const std::filesystem::path& file, std::span<const std::string> settings,
-                   const PluginLibrary& library) {
+                   const PluginLibrary& library, const CheckValues& check) {
     refuse_endless_file(file);
-    return parse_recipe(read_text_file(file), file.string(), settings, library);
+    return parse_recipe(read_text_file(file), file.string(), settings, library, check);
 }
 
 } // namespace talvora::host

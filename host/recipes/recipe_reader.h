@@ -22,20 +22,28 @@
 #include "host/recipes/recipe_problems.h"
 
 #include <filesystem>
+#include <functional>
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace talvora::host {
 
+// What is wrong with the values of a unit beyond what its signatures tell.
+using CheckValues =
+    std::function<std::vector<ParameterProblem>(const Unit& unit, const ParameterValues& values)>;
+
 // The recipe in `text`; `file` is how problems name it, `settings` are "name=value" for its
-// variables. Throws RecipeError with everything that is wrong, or PluginError when a
-// unit's own declaration is. The steps point into the library.
+// variables. Values of the declared types are checked besides, where there is a check. Throws
+// RecipeError with everything that is wrong, or PluginError when a unit's own declaration is. The
+// steps point into the library.
 Recipe parse_recipe(std::string_view text, std::string_view file,
-                    std::span<const std::string> settings, const PluginLibrary& library);
+                    std::span<const std::string> settings, const PluginLibrary& library,
+                    const CheckValues& check = {});
 
 // The same from a file. Throws a Failure of the input when it cannot be read.
 Recipe read_recipe(const std::filesystem::path& file, std::span<const std::string> settings,
-                   const PluginLibrary& library);
+                   const PluginLibrary& library, const CheckValues& check = {});
 
 } // namespace talvora::host

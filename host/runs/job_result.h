@@ -24,8 +24,14 @@ struct JobMessage {
 // Receives each message as it comes. It must not throw: units send messages too.
 using TellMessage = std::function<void(const JobMessage& message)>;
 
-// Samples read or written since the last call, a few times a second while there are any.
-using TellSamples = std::function<void(std::uint64_t count)>;
+// How far the work on a file has come.
+struct SampleCount {
+    std::uint64_t count = 0; // samples worked on since the last one
+    double share = 0.0;      // of the file's steps that is done, from 0 to 1
+};
+
+// Called a few times a second while samples are read or written.
+using TellSamples = std::function<void(const SampleCount& samples)>;
 
 // A step that was run to its end.
 struct StepResult {

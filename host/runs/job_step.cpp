@@ -1,9 +1,12 @@
 #include "host/runs/job_step.h"
 
 #include "host/filters/filter_report.h"
+#include "host/filters/known_units.h"
+#include "host/filters/step_hints.h"
 #include "host/interface/path_patterns.h"
 #include "host/interface/unit_run.h"
 #include "host/recipes/recipe_places.h"
+#include "host/text/join_texts.h"
 #include "host/text/plural.h"
 
 #include <fmt/format.h>
@@ -11,6 +14,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <new>
+#include <set>
 #include <string_view>
 #include <vector>
 
@@ -36,16 +40,38 @@ class StepRun {
     StepRun(const Step& step, const std::string& source, const TellMessage& tell)
         : step_(step), source_(source), tell_(tell) {}
 
-    void run(DataTree& tree) {
+    void run(ObservedTree& tree) {
         const UnitOutcome outcome =
-            run_unit(*step_.unit, tree, step_.values, [&](const Message& message) {
-                tell(to_message_level(message.level), message.text);
-            });
+            run_unit(*step_.unit, tree, step_.values,
+                     [&](const Message& message) { tell_of_unit(message, tree); });
         tell_problems(outcome.problems);
         judge(outcome, tree);
     }
 
   private:
+    void tell_of_unit(const Message& message, ObservedTree& tree) {
+        if (message.level != Message::Info) {
+            messages_.insert(message.text);
+        }
+        const auto set = tree.last_read();
+        const bool names_set =
+            message.level == Message::Info && set && tells_of_last_read(*step_.unit);
+        tell(to_message_level(message.level),
+             names_set ? fmt::format("{}: {}", tree.path(*set), message.text) : message.text);
+    }
+
+    // Several messages may ask for the same ones.
+    void tell_hints(DataTree& tree) const {
+        std::set<std::string> told;
+        for (const std::string& message : messages_) {
+            for (const std::string& hint : find_hints(step_, message, tree)) {
+                if (told.insert(hint).second) {
+                    tell_({MessageLevel::Hint, hint});
+                }
+            }
+        }
+    }
+
     void tell_problems(const CallProblems& problems) {
         tell_first("refused: ", problems.refused_requests);
         tell_rest(problems.refused_count, problems.refused_requests.size(), "were refused");
@@ -77,22 +103,24 @@ class StepRun {
         if (!outcome.problems.interface_breaks.empty()) {
             throw StepFailed{ExitCode::Plugin};
         }
+        tell_hints(tree);
         if (!outcome.is_good()) {
             if (!has_error_) {
                 tell(MessageLevel::Error, "failed without a message");
             }
-            hint_at_places(tree);
-            throw StepFailed{ExitCode::UnitFailed};
+            throw StepFailed{hint_at_places(tree) ? ExitCode::Input : ExitCode::UnitFailed};
         }
     }
 
-    // The unit has said what it did not find; this says what there is.
-    void hint_at_places(DataTree& tree) const {
+    // The unit has said what it did not find; this says what there is. False when all is there.
+    bool hint_at_places(DataTree& tree) const {
         const auto problems = check_places({.description = {}, .steps = {step_}}, tree);
-        if (!problems.empty()) {
-            const std::string& near = problems.front().hint;
-            tell_({MessageLevel::Hint, near + (near.empty() ? "" : "    ") + hint_tree(source_)});
+        if (problems.empty()) {
+            return false;
         }
+        const std::string& near = problems.front().hint;
+        tell_({MessageLevel::Hint, near + (near.empty() ? "" : "    ") + hint_tree(source_)});
+        return true;
     }
 
     void tell(MessageLevel level, const std::string& text) {
@@ -103,6 +131,7 @@ class StepRun {
     const Step& step_;
     const std::string& source_;
     const TellMessage& tell_;
+    std::set<std::string> messages_; // errors and warnings of the unit
     bool has_error_ = false;
 };
 
@@ -117,15 +146,16 @@ std::string describe_remedy(const FilterFacts& facts, const FilterWarning& warni
 
 void tell_filters(const Step& step, std::span<const FilterFacts> filters, const TellMessage& tell) {
     for (const FilterFacts& facts : filters) {
-        tell({MessageLevel::Detail, summarise(facts), step.name});
+        const std::string sets = list_some(facts.sets);
+        tell({MessageLevel::Detail, fmt::format("{}: {}", sets, summarise(facts)), step.name});
         for (const FilterWarning& warning : find_warnings(facts)) {
-            tell({MessageLevel::Warning, warning.text, step.name});
+            tell({MessageLevel::Warning, fmt::format("{}: {}", sets, warning.text), step.name});
             tell({MessageLevel::Hint, describe_remedy(facts, warning)});
         }
     }
 }
 
-void run_step(const Step& step, DataTree& tree, const std::string& source,
+void run_step(const Step& step, ObservedTree& tree, const std::string& source,
               const TellMessage& tell) {
     StepRun(step, source, tell).run(tree);
 }

@@ -5,7 +5,7 @@
 #include "host/recipes/recipe.h"
 #include "host/runs/job_result.h"
 #include "host/text/failure.h"
-#include "host/tree/data_tree.h"
+#include "host/tree/observed_tree.h"
 
 #include <span>
 #include <string>
@@ -22,6 +22,7 @@ void tell_filters(const Step& step, std::span<const FilterFacts> filters, const 
 
 // Runs the step's unit, telling what it says; `source` is the file's name in hints. Throws
 // StepFailed or a StorageError when the results are not to be kept.
-void run_step(const Step& step, DataTree& tree, const std::string& source, const TellMessage& tell);
+void run_step(const Step& step, ObservedTree& tree, const std::string& source,
+              const TellMessage& tell);
 
 } // namespace talvora::host

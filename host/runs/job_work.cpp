@@ -1,21 +1,25 @@
 #include "host/runs/job_work.h"
 
 #include "host/filters/filter_report.h"
+#include "host/filters/known_units.h"
 #include "host/filters/step_filters.h"
+#include "host/filters/step_sets.h"
 #include "host/interface/path_patterns.h"
 #include "host/runs/input_files.h"
 #include "host/runs/job_step.h"
 #include "host/runs/output_files.h"
+#include "host/runs/work_meter.h"
 #include "host/runs/written_sets.h"
 #include "host/system/content_hash.h"
 #include "host/system/file_identity.h"
 #include "host/system/pending_cleanup.h"
 #include "host/system/safe_write.h"
 #include "host/tree/observed_tree.h"
+#include "host/tree/tree_rules.h"
 
 #include <fmt/format.h>
 
-#include <chrono>
+#include <cstdint>
 #include <future>
 #include <memory>
 #include <span>
@@ -28,39 +32,27 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Gathers samples, to tell of them no more often than anybody looks.
-class SampleMeter {
-  public:
-    explicit SampleMeter(const TellSamples& tell) : tell_(tell) {}
-
-    void add(std::uint64_t count) {
-        count_ += count;
-        const auto now = Clock::now();
-        if (now - last_ >= std::chrono::milliseconds(100)) {
-            last_ = now;
-            tell_(std::exchange(count_, 0));
-        }
-    }
-
-  private:
-    using Clock = std::chrono::steady_clock;
-
-    const TellSamples& tell_;
-    std::uint64_t count_ = 0;
-    Clock::time_point last_ = Clock::now();
-};
-
 // Beside the work, for it takes as long as a quick unit.
 std::future<InputIdentity> identify_beside(const fs::path& input) {
     const SignalsHeldBack held_back; // in the new thread they stay so
     return std::async(std::launch::async, identify_input, input);
 }
 
+// That the step reads, and writes where it works in place.
+std::uint64_t expect_samples(const Step& step, DataTree& tree) {
+    std::uint64_t count = 0;
+    for (const ObjectId set : find_step_sets(step.values, tree)) {
+        count += count_samples(tree.extents(set));
+    }
+    return works_in_place(step.values.signatures()) ? 2 * count : count;
+}
+
 class JobRun {
   public:
     JobRun(const Job& job, const JobWork& work, const TellMessage& tell,
            const TellSamples& tell_samples)
-        : job_(job), work_(work), origin_(work.origin), tell_(tell), meter_(tell_samples) {}
+        : job_(job), work_(work), origin_(work.origin), tell_(tell),
+          meter_(work.recipe.steps.size(), tell_samples) {}
 
     JobResult run() {
         const ExitCode code = try_to_work();
@@ -170,7 +162,7 @@ class JobRun {
         WrittenTree noted(tree);
         CachedTree cached(noted, work_.memory_bound);
         ObservedTree observed(cached);
-        observed.on_samples([&](std::uint64_t count) { meter_.add(count); });
+        observed.on_samples([&](const SampleRequest& request) { meter_.add(request, cached); });
         std::vector<StepObservations> observations;
         for (const Step& step : work_.recipe.steps) {
             observations.push_back(run_one_step(step, cached, observed));
@@ -190,6 +182,7 @@ class JobRun {
         const Step expanded{step.name, step.unit, expand_patterns(step.values, cached, source)};
         const std::vector<FilterFacts> filters = find_step_filters(expanded, cached);
         tell_filters(step, filters, tell_);
+        meter_.begin_step(expect_samples(expanded, cached));
         run_step(expanded, observed, source, tell_);
         StepObservations observations = observed.finish_step();
         steps_.push_back({step.name, step.unit->name, observations.sets, make_json(filters)});
@@ -241,7 +234,7 @@ class JobRun {
     const JobWork& work_;
     RunOrigin origin_;
     const TellMessage& tell_;
-    SampleMeter meter_;
+    WorkMeter meter_;
     std::vector<StepResult> steps_;
     ContentMark content_; // of the input, as it was copied
     bool skipped_ = false;

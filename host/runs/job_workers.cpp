@@ -5,8 +5,6 @@
 
 #include <fmt/format.h>
 
-#include <cstdint>
-
 namespace talvora::host {
 namespace {
 
@@ -27,7 +25,7 @@ Failure explain(const Job& job, const WorkerEnd& end, const WorkerLimits& limits
 int work_in_child(const Job& job, const JobWork& work, const SendLine& send) {
     const JobResult result = do_job(
         job, work, [&](const JobMessage& message) { send(encode_line(message)); },
-        [&](std::uint64_t count) { send(encode_line(SampleCount{count})); });
+        [&](const SampleCount& samples) { send(encode_line(samples)); });
     send(encode_line(result));
     return 0;
 }

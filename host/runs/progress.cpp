@@ -11,6 +11,8 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto QUIET_TIME = 1s;
+// In a log, where what has been written stays.
+constexpr auto QUIET_TIME_WITHIN_FILE = 10s;
 constexpr auto TIME_BETWEEN_BARS = 100ms;
 constexpr auto TIME_BETWEEN_LINES = 30s;
 
@@ -37,22 +39,29 @@ std::string Progress::make_bar(const ProgressState& state, Clock::time_point now
     }
     last_ = now;
     bar_shown_ = true;
-    const std::size_t done = BAR_WIDTH * state.file_count / total_;
+    const auto done = static_cast<std::size_t>(BAR_WIDTH * done_share(state));
     return fmt::format("{}[{:#<{}}{:-<{}}] {}/{} files  {:.3g} samples  {:.3g} samples/s",
                        CLEAR_LINE, "", done, "", BAR_WIDTH - done, state.file_count, total_,
                        static_cast<double>(state.sample_count), rate(state, now));
 }
 
 std::string Progress::make_line(const ProgressState& state, Clock::time_point now) {
-    const std::size_t tenth = 10 * state.file_count / total_;
+    const bool within_file = now - start_ >= QUIET_TIME_WITHIN_FILE;
+    const auto tenth = within_file ? static_cast<std::size_t>(10 * done_share(state))
+                                   : 10 * state.file_count / total_;
     if (tenth == last_tenth_ && now - last_ < TIME_BETWEEN_LINES) {
         return {};
     }
     last_ = now;
     last_tenth_ = tenth;
-    return fmt::format("progress: {} of {} files, {:.3g} samples, {:.3g} samples/s\n",
-                       state.file_count, total_, static_cast<double>(state.sample_count),
-                       rate(state, now));
+    return fmt::format("progress: {} of {} files, {} %, {:.3g} samples, {:.3g} samples/s\n",
+                       state.file_count, total_, static_cast<int>(100 * done_share(state)),
+                       static_cast<double>(state.sample_count), rate(state, now));
+}
+
+double Progress::done_share(const ProgressState& state) const {
+    return (static_cast<double>(state.file_count) + state.begun_share) /
+           static_cast<double>(total_);
 }
 
 double Progress::rate(const ProgressState& state, Clock::time_point now) const {

@@ -11,11 +11,13 @@ namespace talvora::host {
 struct ProgressState {
     std::size_t file_count = 0; // files that have ended
     std::uint64_t sample_count = 0;
+    double begun_share = 0.0; // of the files in work: what is done of them, in files
 };
 
 // Decides what is to be written to standard error. Work of less than a second shows
 // nothing; a bar is redrawn at most ten times a second; a log gets a line for every
-// tenth of the files and at least every thirty seconds.
+// tenth of the work, within a file from the tenth second on,
+// and at least every thirty seconds.
 class Progress {
   public:
     using Clock = std::chrono::steady_clock;
@@ -31,6 +33,7 @@ class Progress {
   private:
     std::string make_bar(const ProgressState& state, Clock::time_point now);
     std::string make_line(const ProgressState& state, Clock::time_point now);
+    double done_share(const ProgressState& state) const; // of all files, from 0 to 1
     double rate(const ProgressState& state, Clock::time_point now) const;
 
     bool on_terminal_;

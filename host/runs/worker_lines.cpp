@@ -12,6 +12,7 @@ using Json = nlohmann::ordered_json;
 
 constexpr const char* MESSAGE = "message";
 constexpr const char* SAMPLES = "samples";
+constexpr const char* SHARE = "share";
 constexpr const char* RESULT = "result";
 
 Json wrap(const JobMessage& message) {
@@ -19,7 +20,7 @@ Json wrap(const JobMessage& message) {
 }
 
 Json wrap(const SampleCount& samples) {
-    return {{SAMPLES, samples.count}};
+    return {{SAMPLES, samples.count}, {SHARE, samples.share}};
 }
 
 Json wrap(const JobResult& result) {
@@ -102,7 +103,7 @@ std::string encode_line(const WorkerNews& news) {
 WorkerNews decode_line(const std::string& line) {
     const Json json = Json::parse(line);
     if (json.contains(SAMPLES)) {
-        return SampleCount{json.at(SAMPLES).get<std::uint64_t>()};
+        return SampleCount{json.at(SAMPLES).get<std::uint64_t>(), json.at(SHARE).get<double>()};
     }
     if (json.contains(RESULT)) {
         return parse_result(json.at(RESULT));

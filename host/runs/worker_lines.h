@@ -6,16 +6,10 @@
 
 #include <nlohmann/json.hpp>
 
-#include <cstdint>
 #include <string>
 #include <variant>
 
 namespace talvora::host {
-
-// Samples read or written since the last ones.
-struct SampleCount {
-    std::uint64_t count = 0;
-};
 
 using WorkerNews = std::variant<JobMessage, SampleCount, JobResult>;
 

@@ -1,5 +1,9 @@
 #include "host/text/join_texts.h"
 
+#include <fmt/format.h>
+
+#include <cstddef>
+
 namespace talvora::host {
 
 std::string join_texts(std::span<const std::string> texts, std::string_view separator) {
@@ -9,6 +13,13 @@ std::string join_texts(std::span<const std::string> texts, std::string_view sepa
         joined += text;
     }
     return joined;
+}
+
+std::string list_some(std::span<const std::string> texts) {
+    constexpr std::size_t MAX_SHOWN = 5;
+    return texts.size() <= MAX_SHOWN
+               ? join_texts(texts)
+               : fmt::format("{}, ... {} in all", join_texts(texts.first(MAX_SHOWN)), texts.size());
 }
 
 } // namespace talvora::host

@@ -121,7 +121,8 @@ void ObservedTree::resize(ObjectId set, const Extents& extents) {
 
 void ObservedTree::read(ObjectId set, const Hyperslab& slab, std::span<float> samples) {
     tree_.read(set, slab, samples);
-    on_samples_(samples.size());
+    on_samples_({.set = set, .count = samples.size()});
+    last_read_ = set;
     Watched& watched = watched_[set];
     if (watched.read) {
         return;
@@ -135,7 +136,7 @@ void ObservedTree::read(ObjectId set, const Hyperslab& slab, std::span<float> sa
 void ObservedTree::write(ObjectId set, const Hyperslab& slab, std::span<const float> samples) {
     Watched& watched = watch_samples(set);
     tree_.write(set, slab, samples);
-    on_samples_(samples.size());
+    on_samples_({.set = set, .writes = true, .count = samples.size()});
     watched.written = true;
     watched.gaps.reset();
     if (const Extents extents = tree_.extents(set); is_whole(slab, extents)) {

@@ -15,6 +15,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <utility>
@@ -46,15 +47,24 @@ struct StepObservations {
     std::map<std::string, std::set<std::string>> attributes;
 };
 
+// A request for samples that was answered.
+struct SampleRequest {
+    ObjectId set{};
+    bool writes = false;
+    std::uint64_t count = 0;
+};
+
 class ObservedTree final : public ForwardingTree {
   public:
     // The tree is borrowed. It is changed through this one alone.
     explicit ObservedTree(DataTree& tree) : ForwardingTree(tree) {}
 
-    // Called with the number of samples of each request to read or write them.
-    void on_samples(std::function<void(std::uint64_t count)> call) {
+    void on_samples(std::function<void(const SampleRequest& request)> call) {
         on_samples_ = std::move(call);
     }
+
+    // Nothing before the first request to read samples.
+    std::optional<ObjectId> last_read() const { return last_read_; }
 
     // What was done since the last call, or since the beginning.
     StepObservations finish_step();
@@ -93,7 +103,8 @@ class ObservedTree final : public ForwardingTree {
     Watched& watch_samples(ObjectId set);
     SetObservation conclude(ObjectId set, Watched& watched);
 
-    std::function<void(std::uint64_t count)> on_samples_ = [](std::uint64_t) {};
+    std::function<void(const SampleRequest&)> on_samples_ = [](const SampleRequest&) {};
+    std::optional<ObjectId> last_read_;
     std::map<ObjectId, Watched> watched_;
     std::map<std::string, std::set<std::string>> attributes_;
 };

@@ -23,7 +23,7 @@ double read_start_time(DataTree& tree, ObjectId set) {
 } // namespace
 
 std::size_t SignalSet::line_count() const {
-    return line_length() == 0 ? 0 : samples.size() / line_length();
+    return line_length() == 0 ? 0 : count_samples(extents) / line_length();
 }
 
 std::span<const float> SignalSet::line(std::size_t index) const {
@@ -44,6 +44,11 @@ std::string SignalSet::line_indices(std::size_t index) const {
 double SignalSet::time_of(std::uint64_t sample) const {
     const auto position = static_cast<double>(sample);
     return sample_rate ? start_time + position / *sample_rate : position;
+}
+
+SignalSet read_signal_head(DataTree& tree, const std::string& path) {
+    const ObjectId id = tree.find(tree.root(), path).value();
+    return {path, tree.extents(id), read_rate(tree, id), read_start_time(tree, id), {}};
 }
 
 // The samples first: their set is open then.

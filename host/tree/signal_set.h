@@ -22,7 +22,7 @@ struct SignalSet {
     std::vector<float> samples;        // line after line
 
     std::uint64_t line_length() const { return extents.empty() ? 1 : extents.back(); }
-    std::size_t line_count() const;
+    std::size_t line_count() const; // of the extents: also where samples were not read
     std::span<const float> line(std::size_t index) const;
     // The indices of a line in the dimensions that have more than one: "[2]", "[0][3]", and
     // nothing for the only line of a set.
@@ -30,6 +30,9 @@ struct SignalSet {
     // In seconds, or in samples where the rate is unknown.
     double time_of(std::uint64_t sample) const;
 };
+
+// All but the samples, which are left empty.
+SignalSet read_signal_head(DataTree& tree, const std::string& path);
 
 // Reads the whole set, and its attributes SampleRate and StartTime (a number of any kind). Throws
 // a TreeError where it cannot be read or is too large to be.

@@ -53,6 +53,7 @@ COMMANDS = [
     ["history", "bad.h5"],
     ["plot", "bad.h5", "-o", "out.html"],
     ["plot", "good.h5", "--with", "bad.h5", "-o", "out.svg"],
+    ["complete", "--", "tree", "bad.h5::"],
 ]
 ALLOWED_CODES = {0, 1, 3, 5}
 # What damage only seems to be (exit code 4): a history with another letter in it is that of another

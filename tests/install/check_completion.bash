@@ -56,4 +56,13 @@ expect 'talvora-host design ZeroLagL' ZeroLagLowPass
 expect 'talvora-host tree wal'
 expect 'talvora-host run apply-set-rectify walk.h5 -o '
 expect 'talvora-host run no-such-unit '
+# What a file holds.
+folder=$(mktemp -d)
+trap 'rm -rf "$folder"' EXIT
+file=$folder/walk.h5
+printf 'A,B\n1,2\n3,4\n' >"$folder/walk.csv"
+talvora-host import "$folder/walk.csv" -o "$file" --rate 10 --quiet
+expect "talvora-host run apply-set-rectify $file SourceGroup=" Signals
+expect "talvora-host run apply-set-rectify $file SourceSets=Signals/" Signals/A Signals/B
+expect "talvora-host tree $file::Signals/B" Signals/B
 exit $failed

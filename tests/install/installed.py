@@ -74,4 +74,6 @@ def expected_files(host):
     }
     for package, names in files.items():
         names.add(f"share/doc/{package}/changelog.gz")
+    for package in ("kpl-talvora-signal", "talvora-host"):
+        files[package].add(f"share/doc/{package}/copyright")
     return files

@@ -1,4 +1,5 @@
 // What the shell is offered for the last word.
+#include "host/hdf5/hdf5_tree.h"
 #include "tests/host/cli/cli_test.h"
 
 namespace talvora::host {
@@ -43,6 +44,47 @@ TEST_F(Completion, OffersTheParametersOfAUnitThatTheHostDoesNotKnow) {
     EXPECT_EQ(complete({"run", "test.trouble.fail", ""},
                        {.environment = {{"TALVORA_PLUGIN_PATH", TROUBLE_PLUGIN}}}),
               "Count=\n");
+}
+
+TEST_F(Completion, OffersWhatTheFileOnTheLineHolds) {
+    import_walk();
+    EXPECT_EQ(complete({"run", "apply-set-rectify", "walk.h5", "SourceGroup="}),
+              "SourceGroup=Signals\n");
+    EXPECT_EQ(complete({"run", "apply-set-rectify", "walk.h5", "SourceSets=Signals/"}),
+              "SourceSets=Signals/X\nSourceSets=Signals/Y\n");
+    EXPECT_EQ(complete({"run", "average-set", "walk.h5", "DestinationGroup="}), "");
+    const auto behind = run({"complete", "--after=walk.h5", "--after=-o", "--", "run",
+                             "apply-set-rectify", "SourceGroup=S"});
+    EXPECT_EQ(behind.output, "SourceGroup=Signals\n");
+}
+
+TEST_F(Completion, OffersPlacesInAFile) {
+    import_walk();
+    EXPECT_EQ(complete({"tree", "walk.h5::Signals/"}), "walk.h5::Signals/X\nwalk.h5::Signals/Y\n");
+    EXPECT_EQ(complete({"plot", "walk.h5::"}),
+              "walk.h5::Signals\nwalk.h5::Signals/X\nwalk.h5::Signals/Y\n");
+    EXPECT_EQ(complete({"tree", "missing.h5::"}), "");
+    EXPECT_EQ(complete({"history", "walk.h5::"}), "");
+}
+
+TEST_F(Completion, OffersNothingOfAFileThatCannotBeRead) {
+    write_file(folder_ / "broken.h5", "no HDF5");
+    EXPECT_EQ(complete({"run", "apply-set-rectify", "broken.h5", "SourceGroup="}), "");
+    EXPECT_EQ(complete({"tree", "broken.h5::"}), "");
+}
+
+// What is offered stands on the command line as it is.
+TEST_F(Completion, OffersNoNameThatTheShellWouldReadOtherwise) {
+    Hdf5Tree tree(folder_ / "odd.h5", Hdf5Access::Create);
+    for (const char* name : {"a b", "$(id)", "c;d", "e'f", "g\nh", "Größe"}) {
+        tree.create_group(tree.root(), name);
+    }
+    tree.close();
+    EXPECT_EQ(complete({"tree", "odd.h5::"}), "odd.h5::Größe\n");
+}
+
+TEST_F(Completion, OffersCommandsToHelpWith) {
+    EXPECT_EQ(complete({"help", "des"}), "describe\ndesign\n");
 }
 
 // What is no library could not be loaded, which would be an error.

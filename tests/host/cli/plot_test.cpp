@@ -1,4 +1,9 @@
+#include "host/hdf5/hdf5_tree.h"
 #include "tests/host/cli/cli_test.h"
+
+#include <cstdint>
+#include <set>
+#include <string>
 
 namespace talvora::host {
 namespace {
@@ -41,10 +46,73 @@ TEST_F(PlotCommands, WarnsOfASetThatTheOtherFileLacks) {
     EXPECT_EQ(result.errors, "warning: other.h5: no data set 'Signals/Y'\n");
 }
 
-TEST_F(PlotCommands, WarnsOfASetThatHasNoneOfTheChosenLines) {
+class PlotOfLines : public PlotCommands {
+  protected:
+    // At 10 Hz, from 0 to 0.4 s.
+    void add_set(const std::string& path, std::uint64_t line_count) const {
+        Hdf5Tree tree(folder_ / "walk.h5", Hdf5Access::ReadWrite);
+        const ObjectId set = tree.create_dataset(tree.root(), path, {line_count, 1, 5});
+        tree.write_attribute(set, "SampleRate", 10.0);
+        tree.close();
+    }
+
+    ProgramResult plot(Program::Words words) const {
+        words.insert(words.begin(), {"plot", "walk.h5", "-o", "plot.svg", "--force"});
+        return run(words);
+    }
+
+    void expect_refused(const Program::Words& words, const std::string& text) const {
+        const auto result = plot(words);
+        EXPECT_EQ(result.exit_code, 3);
+        EXPECT_THAT(result.errors, StartsWith("error: walk.h5: " + text));
+        EXPECT_FALSE(fs::exists(folder_ / "plot.svg"));
+    }
+};
+
+TEST_F(PlotOfLines, WarnsOfASetThatHasNoneOfTheChosenLines) {
     import_walk();
-    const auto result = run({"plot", "walk.h5::*/X", "--line", "3", "-o", "plot.html"});
-    EXPECT_EQ(result.errors, "warning: walk.h5: 'Signals/X' has none of the chosen lines\n");
+    add_set("Signals/Z", 4);
+    EXPECT_EQ(plot({"--line", "3"}).errors,
+              "warning: walk.h5: 'Signals/X' has none of the chosen lines\n"
+              "warning: walk.h5: 'Signals/Y' has none of the chosen lines\n");
+}
+
+TEST_F(PlotOfLines, RefusesLinesThatNoSetHas) {
+    import_walk();
+    expect_refused({"--line", "3"}, "no line 3 (there is line 0 alone)\n");
+    add_set("Signals/Z", 4);
+    expect_refused({"--line", "1", "--line", "4"}, "no line 4 (there are 0 to 3)\n");
+}
+
+TEST_F(PlotOfLines, RefusesASpanInWhichNothingIs) {
+    import_walk();
+    expect_refused({"--from", "3"}, "nothing is there from 3 (there is 0 to 0.4 s)\n");
+    expect_refused({"--from", "-2", "--to", "-1"},
+                   "nothing is there from -2 to -1 (there is 0 to 0.4 s)\n");
+    EXPECT_EQ(plot({"--from", "-1", "--to", "0.2"}).exit_code, 0);
+}
+
+TEST_F(PlotOfLines, RefusesMoreLinesThanThereIsRoomForBeforeItReadsThem) {
+    import_walk();
+    add_set("Signals/Z", 6000);
+    expect_refused({}, "6002 lines in 3 data sets, a picture has room for 1000\n"
+                       "hint: choose some of them: --line N, or fewer sets\n");
+    EXPECT_EQ(plot({"--line", "5999"}).exit_code, 0);
+}
+
+TEST_F(PlotOfLines, StacksLinesEachInAColourOfItsOwn) {
+    import_walk();
+    add_set("Signals/Z", 32);
+    const auto result = run({"plot", "walk.h5::Signals/Z", "--stack", "-o", "plot.svg"});
+    EXPECT_EQ(result.exit_code, 0) << result.errors;
+    EXPECT_EQ(result.output, "plot.svg: 32 lines\n");
+    const std::string picture = read_file(folder_ / "plot.svg");
+    std::set<std::string> colours;
+    for (std::size_t at = 0; (at = picture.find("stroke=\"#", at)) != std::string::npos; ++at) {
+        colours.insert(picture.substr(at + 8, 7));
+    }
+    EXPECT_GE(colours.size(), 32U);
+    EXPECT_THAT(picture, HasSubstr(">Signals/Z[31]</text>"));
 }
 
 TEST_F(PlotCommands, RefusesWhatItCannotWrite) {

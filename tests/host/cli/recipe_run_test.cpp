@@ -44,7 +44,9 @@ class RecipeRun : public CommandLine {
 TEST_F(RecipeRun, RunsAllStepsOnOneWorkingCopy) {
     const auto result = run_recipe({"walk.h5", "-o", "out.h5"});
     EXPECT_EQ(result.exit_code, 0) << result.errors;
-    EXPECT_THAT(result.output, testing::StartsWith("walk.h5: out.h5 written by 2 steps\n"));
+    EXPECT_THAT(result.output, AllOf(testing::StartsWith("walk.h5: out.h5 written by 2 steps\n"
+                                                         "  fill: Signals/X: 5 samples at 10 Hz"),
+                                     HasSubstr("\n  smooth: Signals/X: 5 samples at 10 Hz")));
     const auto history =
         nlohmann::json::parse(run({"history", "out.h5", "--json"}).output)["history"];
     ASSERT_EQ(history.size(), 2U);
@@ -56,7 +58,7 @@ TEST_F(RecipeRun, RunsAllStepsOnOneWorkingCopy) {
 
 TEST_F(RecipeRun, PublishesNothingWhenALaterStepFails) {
     const auto result = run_recipe({"walk.h5", "-o", "out.h5", "--set", "set=Signals/Z"});
-    EXPECT_EQ(result.exit_code, 1);
+    EXPECT_EQ(result.exit_code, 3);
     EXPECT_THAT(result.errors, HasSubstr("error: walk.h5: smooth: "));
     EXPECT_THAT(folder_.names(), ElementsAre("r.yaml", "walk.csv", "walk.h5"));
 }

@@ -46,6 +46,28 @@ TEST_F(RecipeCheck, TellsEveryProblemWithItsPlace) {
                              "hint: did you mean 'parameters'?\n");
 }
 
+TEST_F(RecipeCheck, KnowsTheWordsAndChoicesOfItsUnits) {
+    write_recipe("variables: {form: LowPass}\n"
+                 "steps:\n"
+                 "  - unit: apply-set-butterworth\n"
+                 "    parameters:\n"
+                 "      SourceGroup: Signals\n"
+                 "      CutoffFrequency: 5\n"
+                 "      Order: 4\n"
+                 "      Bandform: ${form}\n"
+                 "  - unit: apply-set-fill-gap\n"
+                 "    parameters:\n"
+                 "      SourceGroup: Signals\n");
+    const auto result = check({"missing.h5"});
+    EXPECT_EQ(result.exit_code, 2);
+    EXPECT_EQ(result.errors,
+              "error: r.yaml:8:17: parameter 'Bandform' cannot be 'LowPass' (allowed: "
+              "ZeroLagLowPass, ZeroLagHighPass, ZeroLagBandPass, ZeroLagBandStop)\n"
+              "hint: did you mean 'ZeroLagLowPass'?\n"
+              "error: r.yaml:10:5: neither 'MaxGapLength' nor 'HintMaxGapLength' is given\n"
+              "hint: give one of the two\n");
+}
+
 TEST_F(RecipeCheck, LooksUpWhatIsNamedInEveryFile) {
     write_recipe(RECTIFY);
     import_walk();
@@ -90,6 +112,11 @@ TEST_F(RecipeCheck, TakesTheSkeletonOfAUnit) {
     EXPECT_EQ(skeleton.exit_code, 0);
     EXPECT_THAT(skeleton.output, HasSubstr("# SourceSets: []"));
     write_recipe(skeleton.output);
+    EXPECT_THAT(check({}).errors, HasSubstr("neither 'SourceSets' nor 'SourceGroup' is given"));
+    const std::string to_fill_in = "# SourceGroup: \"\"";
+    std::string filled_in = skeleton.output;
+    filled_in.replace(filled_in.find(to_fill_in), to_fill_in.size(), "SourceGroup: Signals");
+    write_recipe(filled_in);
     EXPECT_EQ(check({}).exit_code, 0);
     EXPECT_EQ(run({"describe", "apply-set-rectify", "--recipe", "--json"}).exit_code, 2);
 }

@@ -56,9 +56,11 @@ TEST_F(RunFilters, WarnsOnceForEachRate) {
     EXPECT_THAT(
         result.errors,
         AllOf(
-            HasSubstr("warning: in.h5: apply-set-butterworth: at 200 Hz both passes"),
+            HasSubstr("warning: in.h5: apply-set-butterworth: All/Slow/X, All/Slow/Y: at 200 Hz "
+                      "both passes"),
             HasSubstr(
-                "warning: in.h5: apply-set-butterworth: at 1000 Hz both passes "
+                "warning: in.h5: apply-set-butterworth: All/Fast/X, All/Fast/Y: at 1000 Hz both "
+                "passes "
                 "together are 3 dB down at 77.1499 Hz; the parameters suggest 50 "
                 "Hz\nhint: if 50 Hz is meant: talvora-host design ZeroLagHighPass --edge 50 --rate "
                 "1000 --order 4\n")));

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <optional>
 #include <thread>
 #include <vector>
 
@@ -151,7 +152,7 @@ TEST_F(Run, SaysWhatItWouldDoInADryRun) {
     expect_nothing_changed();
     EXPECT_EQ(run({"run", "apply-set-rectify", "SourceGroup=Imv", "walk.h5", "-o", "out.h5", "-n"})
                   .exit_code,
-              1);
+              3);
 }
 
 TEST_F(Run, AsksForOneOutput) {
@@ -223,6 +224,24 @@ TEST_F(Run, ChecksTheParametersBeforeItLooksForFiles) {
     EXPECT_THAT(result.errors, Not(HasSubstr("missing.h5")));
 }
 
+TEST_F(Run, TellsWrongWordsAndMissingChoicesBeforeAnythingRuns) {
+    const auto word =
+        run({"run", "apply-set-butterworth", "SourceGroup=Signals", "CutoffFrequency=5", "Order=4",
+             "Bandform=LowPass", "missing.h5", "-o", "out.h5"});
+    EXPECT_EQ(word.exit_code, 2);
+    EXPECT_EQ(word.errors,
+              "error: apply-set-butterworth: parameter 'Bandform' cannot be 'LowPass' (allowed: "
+              "ZeroLagLowPass, ZeroLagHighPass, ZeroLagBandPass, ZeroLagBandStop)\n"
+              "hint: did you mean 'ZeroLagLowPass'?  talvora-host describe "
+              "apply-set-butterworth\n");
+    const auto choice = run({"run", "apply-set-rectify", "walk.h5", "-o", "out.h5"});
+    EXPECT_EQ(choice.exit_code, 2);
+    EXPECT_EQ(choice.errors,
+              "error: apply-set-rectify: neither 'SourceSets' nor 'SourceGroup' is given\n"
+              "hint: give one of the two  talvora-host describe apply-set-rectify\n");
+    expect_nothing_changed();
+}
+
 TEST_F(Run, NamesTheNearestUnit) {
     const auto result = run({"run", "apply-set-rectfy", "walk.h5", "-o", "out.h5"});
     EXPECT_EQ(result.exit_code, 2);
@@ -271,9 +290,97 @@ TEST_F(Run, WritesOneJsonLinePerFile) {
     const auto json = nlohmann::json::parse(result.output);
     EXPECT_EQ(json["file"], "walk.h5");
     EXPECT_EQ(json["written"], false);
-    EXPECT_EQ(json["exit_code"], 1);
+    EXPECT_EQ(json["exit_code"], 3);
     EXPECT_EQ(json["messages"][0]["level"], "error");
+    EXPECT_EQ(result.exit_code, 3);
+}
+
+// ---------------------------------------------------------------------------
+// Names and what they name
+
+TEST_F(Run, EndsAlikeForANameAndAPatternThatFindNothing) {
+    for (const char* word :
+         {"SourceSets=Signals/Z", "SourceSets=Signals/Z*", "SourceGroup=Imv", "SourceGroup=Imv*"}) {
+        const auto result = run({"run", "apply-set-rectify", word, "walk.h5", "-o", "out.h5"});
+        EXPECT_EQ(result.exit_code, 3) << word;
+        EXPECT_THAT(result.errors, HasSubstr("list them: talvora-host tree walk.h5\n")) << word;
+    }
+    EXPECT_THAT(
+        run({"run", "apply-set-rectify", "SourceSets=Signals/Z", "walk.h5", "-o", "out.h5"}).errors,
+        StartsWith("error: walk.h5: apply-set-rectify: No data set 'Signals/Z' found\n"));
+    expect_nothing_changed();
+}
+
+TEST_F(Run, SaysWhatIsThereInsteadOfADataSetOrAGroup) {
+    const auto group =
+        run({"run", "apply-set-rectify", "SourceSets=Signals", "walk.h5", "-o", "out.h5"});
+    EXPECT_EQ(group.exit_code, 3);
+    EXPECT_EQ(group.errors, "error: walk.h5: SourceSets=Signals: that is a group, and a data set "
+                            "is wanted\nhint: its data sets are SourceSets=Signals/*\n");
+    const auto set =
+        run({"run", "apply-set-rectify", "SourceGroup=Signals/X", "walk.h5", "-o", "out.h5"});
+    EXPECT_EQ(set.exit_code, 3);
+    EXPECT_THAT(set.errors, StartsWith("error: walk.h5: SourceGroup=Signals/X: that is a data set, "
+                                       "and a group is wanted\n"));
+    expect_nothing_changed();
+}
+
+class RunOnOddSets : public Run {
+  protected:
+    void add_set(const std::string& path, const Extents& extents,
+                 std::optional<double> rate) const {
+        Hdf5Tree tree(folder_ / "walk.h5", Hdf5Access::ReadWrite);
+        const ObjectId set = tree.create_dataset(tree.root(), path, extents);
+        if (rate) {
+            tree.write_attribute(set, "SampleRate", *rate);
+        }
+        tree.close();
+    }
+};
+
+TEST_F(RunOnOddSets, TellsWhichHaveNoRate) {
+    add_set("Signals/A", {1, 1, 5}, {});
+    add_set("Signals/Z", {1, 1, 5}, -2.0);
+    for (const Program::Words& words :
+         {Program::Words{"apply-set-rectify"},
+          {"apply-set-butterworth", "CutoffFrequency=1", "Order=4"}}) {
+        Program::Words all = {"run", "SourceGroup=Signals", "walk.h5", "-o", "out.h5"};
+        all.insert(all.begin() + 1, words.begin(), words.end());
+        const auto result = run(all);
+        EXPECT_EQ(result.exit_code, 1);
+        EXPECT_THAT(result.errors,
+                    HasSubstr("At least one data set has no 'SampleRate' attribute or its value is "
+                              "less than or equal to 0\n"
+                              "hint: without a SampleRate above 0: Signals/A (none), Signals/Z (-2 "
+                              "Hz)    name others by SourceSets, or import them with --rate HZ\n"));
+    }
+}
+
+TEST_F(RunOnOddSets, TellsWhichAreOfAnotherShape) {
+    add_set("Signals/A", {5}, 10.0);
+    const auto result = run({"run", "average-set", "SourceGroup=Signals", "DestinationGroup=Means",
+                             "walk.h5", "-o", "out.h5"});
     EXPECT_EQ(result.exit_code, 1);
+    EXPECT_EQ(result.errors,
+              "error: walk.h5: average-set: Shape for data set A did not contain 3 elements.\n"
+              "hint: not [components, 1, samples]: Signals/A [5]\n"
+              "hint: of three dimensions are: X, Y    choose them by NamesFilter\n");
+}
+
+TEST_F(RunOnOddSets, TellsThatANameIsAGroups) {
+    add_set("Signals/More/A", {1, 1, 5}, 10.0);
+    const auto result = run({"run", "average-set", "SourceGroup=Signals", "NamesFilter=More",
+                             "NamesFilter=X", "DestinationGroup=Means", "walk.h5", "-o", "out.h5"});
+    EXPECT_EQ(result.exit_code, 0);
+    EXPECT_EQ(result.errors, "warning: walk.h5: average-set: No data set 'More' found\n"
+                             "hint: a group, no data set: Signals/More\n");
+}
+
+TEST_F(Run, TellsOfWhichSetAFigureIs) {
+    EXPECT_THAT(
+        run({"run", "apply-set-baseline-offset", "SourceSets=Signals/Y", "walk.h5", "-o", "out.h5"})
+            .errors,
+        StartsWith("info: walk.h5: apply-set-baseline-offset: Signals/Y: Computed SNR: "));
 }
 
 // ---------------------------------------------------------------------------

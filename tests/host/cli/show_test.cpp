@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <iterator>
 #include <sstream>
+#include <string>
 
 namespace talvora::host {
 namespace {
@@ -74,6 +75,53 @@ TEST_F(Describe, NeedsToKnowNothingOfAUnitButItsSignatures) {
                 AllOf(HasSubstr("  Count  integer  default 1\n"),
                       HasSubstr("\nWrites   the same data sets, in place\n"),
                       HasSubstr("\nExample  talvora-host run fail in.h5 -o out.h5\n")));
+}
+
+TEST_F(Describe, TellsWhatTheParametersOfItsUnitsMean) {
+    const auto filter = run({"describe", "apply-set-butterworth"}).output;
+    EXPECT_THAT(filter,
+                AllOf(HasSubstr("  CutoffFrequency  number        required\n"
+                                "      the edge, of a band form the centre of the band (Hz; above "
+                                "0)\n"),
+                      HasSubstr("(one of ZeroLagLowPass, ZeroLagHighPass, ZeroLagBandPass, "
+                                "ZeroLagBandStop)\n"),
+                      HasSubstr("  (SourceSets or SourceGroup has to be given)\n")));
+    EXPECT_THAT(run({"describe", "set-fill-gap"}).output,
+                AllOf(HasSubstr("      the longest gap to fill (samples; "),
+                      HasSubstr("  (MaxGapLength or HintMaxGapLength has to be given)\n")));
+}
+
+TEST_F(Describe, TellsItAsJson) {
+    const auto json =
+        nlohmann::json::parse(run({"describe", "apply-set-butterworth", "--json"}).output);
+    EXPECT_EQ(json["parameters"][3]["measure"], "Hz");
+    EXPECT_EQ(json["parameters"][5]["words"].size(), 4U);
+    EXPECT_TRUE(json["parameters"][0]["measure"].is_null());
+    EXPECT_EQ(json["one_of"], nlohmann::json::parse(R"([["SourceSets", "SourceGroup"]])"));
+}
+
+TEST_F(Describe, GivesAnExampleOfAFilterThatDrawsNoWarning) {
+    run({"import", TALVORA_EXAMPLES "/imu_excerpt.csv", "-o", "in.h5", "--group", "Signals"});
+    const std::string text = run({"describe", "apply-set-butterworth"}).output;
+    const std::string start = "Example  talvora-host ";
+    std::istringstream line(text.substr(text.find(start) + start.size()));
+    Program::Words words;
+    for (std::string word; line >> word;) {
+        words.push_back(word);
+    }
+    const auto result = run(words);
+    EXPECT_EQ(result.exit_code, 0);
+    EXPECT_THAT(result.errors, IsEmpty());
+}
+
+TEST_F(Describe, IsPartOfTheHelpOfARunOfTheUnit) {
+    const auto help = run({"run", "apply-set-fill-gap", "--help"});
+    EXPECT_EQ(help.exit_code, 0) << help.errors;
+    EXPECT_THAT(help.output, AllOf(StartsWith(run({"describe", "apply-set-fill-gap"}).output),
+                                   HasSubstr(run({"run", "--help"}).output)));
+    const auto unknown = run({"run", "apply-set-fil-gap", "--help"});
+    EXPECT_EQ(unknown.exit_code, 2);
+    EXPECT_THAT(unknown.errors, HasSubstr("did you mean 'apply-set-fill-gap'?"));
 }
 
 TEST_F(Describe, ShowsAnExampleThatRuns) {
@@ -277,6 +325,16 @@ TEST_F(TheProgram, ShowsDefaultsAndNamesValuesInItsHelp) {
     EXPECT_THAT(run({"run", "--help"}).output,
                 AllOf(HasSubstr("  --jobs N "), HasSubstr("(default 1)"),
                       HasSubstr("  --out-dir FOLDER "), HasSubstr("  --in-place  ")));
+}
+
+TEST_F(TheProgram, HelpsAsTheOptionDoes) {
+    EXPECT_EQ(run({"help"}).output, run({"--help"}).output);
+    EXPECT_EQ(run({"help", "tree"}).output, run({"tree", "--help"}).output);
+    EXPECT_EQ(run({"help", "recipe", "check"}).output, run({"recipe", "check", "--help"}).output);
+    const auto unknown = run({"help", "tre"});
+    EXPECT_EQ(unknown.exit_code, 2);
+    EXPECT_EQ(unknown.errors,
+              "error: no command 'tre'\nhint: did you mean 'tree'?  talvora-host --help\n");
 }
 
 } // namespace

@@ -69,6 +69,81 @@ TEST(KnownUnits, HaveTheKeysThatThePluginDeclares) {
     }
 }
 
+TEST(KnownUnits, HaveAMeaningForEveryParameterOfThePlugin) {
+    const PluginLibrary plugin(SIGNAL_PLUGIN);
+    for (const Unit& unit : plugin.units()) {
+        for (const ParameterSignature& signature : declare_unit(unit)) {
+            const ParameterFacts* facts = find_parameter_facts(unit, signature.key);
+            ASSERT_NE(facts, nullptr) << unit.name << ' ' << signature.key;
+            EXPECT_FALSE(facts->meaning.empty());
+            EXPECT_TRUE(facts->example.empty() || read_value(signature.type, facts->example));
+        }
+    }
+}
+
+TEST(KnownUnits, HaveChoicesOfKeysThatThePluginDeclares) {
+    const PluginLibrary plugin(SIGNAL_PLUGIN);
+    for (const Unit& unit : plugin.units()) {
+        const Signatures signatures = declare_unit(unit);
+        for (const KeyChoice& choice : list_key_choices(unit)) {
+            for (const std::string_view key : choice) {
+                EXPECT_THAT(signatures,
+                            testing::Contains(testing::Field(&ParameterSignature::key, key)));
+            }
+        }
+    }
+}
+
+TEST(KnownUnits, TellWhatTheirNumbersCount) {
+    const Unit gap = make_unit("signal.set-fill-gap");
+    EXPECT_EQ(find_parameter_facts(gap, "MaxGapLength")->measure, "samples");
+    EXPECT_EQ(find_parameter_facts(gap, "HintMaxGapLength")->measure, "s");
+    const Unit filter = make_unit("orvane.signal.apply-set-butterworth");
+    EXPECT_EQ(find_parameter_facts(filter, "CutoffFrequency")->measure, "Hz");
+    EXPECT_EQ(find_parameter_facts(filter, "Bandwidth"), nullptr);
+}
+
+// ---------------------------------------------------------------------------
+// Values
+
+class ValuesOfKnownUnits : public testing::Test {
+  protected:
+    std::vector<std::string> check(const char* name, std::initializer_list<std::string> words) {
+        const Unit& unit = *plugin_.find_unit(name);
+        const std::vector<std::string> list = words;
+        std::vector<std::string> texts;
+        for (const ParameterProblem& problem :
+             check_values(unit, read_parameters(declare_unit(unit), list))) {
+            texts.push_back(problem.text);
+        }
+        return texts;
+    }
+
+    const PluginLibrary plugin_{SIGNAL_PLUGIN};
+};
+
+TEST_F(ValuesOfKnownUnits, AreOneOfTheWordsThatAreAllowed) {
+    EXPECT_THAT(check("apply-set-butterworth",
+                      {"SourceGroup=A", "CutoffFrequency=5", "Order=4", "Bandform=LowPass"}),
+                ElementsAre("parameter 'Bandform' cannot be 'LowPass' (allowed: ZeroLagLowPass, "
+                            "ZeroLagHighPass, ZeroLagBandPass, ZeroLagBandStop)"));
+    for (const char* form :
+         {"ZeroLagLowPass", "ZeroLagHighPass", "ZeroLagBandPass", "ZeroLagBandStop"}) {
+        EXPECT_THAT(check("set-butterworth", {"SourceGroup=A", "CutoffFrequency=5", "Order=4",
+                                              std::string("Bandform=") + form}),
+                    IsEmpty());
+    }
+}
+
+TEST_F(ValuesOfKnownUnits, AreGivenForOneOfEachTwoKeys) {
+    EXPECT_THAT(check("apply-set-rectify", {}),
+                ElementsAre("neither 'SourceSets' nor 'SourceGroup' is given"));
+    EXPECT_THAT(check("apply-set-fill-gap", {"SourceGroup="}),
+                ElementsAre("neither 'MaxGapLength' nor 'HintMaxGapLength' is given"));
+    EXPECT_THAT(check("set-downsample", {"SourceSets=A", "HintSet=B"}), IsEmpty());
+    EXPECT_THAT(check("average-set", {"SourceGroup=A", "DestinationGroup=B"}), IsEmpty());
+}
+
 // ---------------------------------------------------------------------------
 // Units that the table does not know
 
@@ -86,6 +161,15 @@ TEST(UnknownUnits, AreDescribedFromTheirSignatures) {
     EXPECT_EQ(make_example(unit, signatures),
               "talvora-host run make-echo SourceGroup=Signals Delay=10 Times=2 Steps=2 Again=true "
               "SourceOfNoise=Signals DestinationSet=Results in.h5 -o out.h5");
+}
+
+TEST(UnknownUnits, AreToldNothingOfWhateverTheirNamesAre) {
+    const Unit unit = make_unit("maker.signal.apply-set-butterworth");
+    const Signatures signatures = parse({"Bandform: string", "SourceSets: list(string)"});
+    EXPECT_EQ(find_parameter_facts(unit, "Bandform"), nullptr);
+    EXPECT_THAT(list_key_choices(unit), IsEmpty());
+    const std::vector<std::string> words = {"Bandform=Narrow"};
+    EXPECT_THAT(check_values(unit, read_parameters(signatures, words)), IsEmpty());
 }
 
 TEST(UnknownUnits, MayDeclareNothing) {

@@ -105,5 +105,21 @@ TEST(MakePanel, KeepsTheChosenLinesAlone) {
     EXPECT_THAT(make_panel({"a.h5", make_set({3, 0})}, std::nullopt, {}).lines, IsEmpty());
 }
 
+TEST(StackLines, GivesEachLineAPanelAndKeepsBeforeAndAfterTogether) {
+    const PlotPanel panel =
+        make_panel({"a.h5", make_set({2, 1, 3})}, PlotSource{"b.h5", make_set({2, 1, 3})}, {});
+    const std::vector<PlotPanel> stacked = stack_lines(panel);
+    ASSERT_EQ(stacked.size(), 2U);
+    EXPECT_EQ(stacked[1].title, "Imu/Rate[1]");
+    EXPECT_EQ(stacked[1].x_title, panel.x_title);
+    EXPECT_THAT(labels(stacked[1]), ElementsAre("a.h5 [1] before", "b.h5 [1]"));
+}
+
+TEST(CountChosen, CountsLinesOfTheSetOnce) {
+    const SignalSet set = make_set({4, 1, 3});
+    EXPECT_EQ(count_chosen(set, {}), 4U);
+    EXPECT_EQ(count_chosen(set, {.lines = {1, 1, 3, 9}, .y_title = ""}), 2U);
+}
+
 } // namespace
 } // namespace talvora::host

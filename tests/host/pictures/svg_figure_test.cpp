@@ -3,7 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <limits>
+#include <set>
+#include <string_view>
 
 namespace talvora::host {
 namespace {
@@ -66,6 +69,15 @@ TEST(SvgFigure, GivesEachPanelItsPlace) {
     const std::string svg = draw_figure(figure);
     EXPECT_THAT(svg, AllOf(StartsWith("<svg "), HasSubstr("width=\"600\" height=\"364\""),
                            HasSubstr("M68.00 30.00V130.00"), HasSubstr("M68.00 212.00V312.00")));
+}
+
+TEST(LineColours, AreDifferentForThirtyTwoLines) {
+    std::set<std::string_view> colours;
+    for (std::size_t i = 0; i < 32; ++i) {
+        colours.insert(line_colour(i));
+    }
+    EXPECT_EQ(colours.size(), 32U);
+    EXPECT_EQ(line_colour(32), line_colour(0));
 }
 
 } // namespace

@@ -32,6 +32,12 @@ TEST(ProgressBar, ShowsFilesSamplesAndRate) {
     EXPECT_THAT(progress.clear(), IsEmpty());
 }
 
+TEST(ProgressBar, MovesWithinAFile) {
+    Progress progress(true, 1, START);
+    EXPECT_THAT(progress.update({0, 1000, 0.5}, START + 2s),
+                StartsWith("\r\x1b[K[###############---------------] 0/1 files  "));
+}
+
 TEST(ProgressBar, IsRedrawnTenTimesASecondAtMost) {
     Progress progress(true, 1000, START);
     int count = 0;
@@ -55,11 +61,20 @@ TEST(ProgressLog, GetsALineForEveryTenth) {
     EXPECT_THAT(progress.clear(), IsEmpty());
 }
 
+TEST(ProgressLog, GetsALineForEveryTenthOfALargeFile) {
+    Progress progress(false, 1, START);
+    EXPECT_THAT(progress.update({0, 5, 0.11}, START + 9s), IsEmpty());
+    EXPECT_EQ(progress.update({0, 20, 0.11}, START + 10s),
+              "progress: 0 of 1 files, 11 %, 20 samples, 2 samples/s\n");
+    EXPECT_THAT(progress.update({0, 30, 0.19}, START + 11s), IsEmpty());
+    EXPECT_THAT(progress.update({0, 40, 0.21}, START + 12s), HasSubstr(" 21 %, "));
+}
+
 TEST(ProgressLog, GetsALineEveryThirtySecondsOfAFileThatTakesLong) {
     Progress progress(false, 2, START);
     EXPECT_THAT(progress.update({0, 5}, START + 29s), IsEmpty());
     EXPECT_EQ(progress.update({0, 60}, START + 30s),
-              "progress: 0 of 2 files, 60 samples, 2 samples/s\n");
+              "progress: 0 of 2 files, 0 %, 60 samples, 2 samples/s\n");
     EXPECT_THAT(progress.update({0, 60}, START + 59s), IsEmpty());
     EXPECT_THAT(progress.update({0, 60}, START + 60s), StartsWith("progress: "));
 }

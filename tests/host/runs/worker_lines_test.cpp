@@ -62,8 +62,10 @@ TEST(WorkerLines, StayOneLineOfUtf8WhateverATextHolds) {
 
 TEST(WorkerLines, CarryCountsOfAllBits) {
     constexpr auto MOST = std::numeric_limits<std::uint64_t>::max();
-    EXPECT_EQ(encode_line(SampleCount{MOST}), R"({"samples":18446744073709551615})");
-    EXPECT_EQ(send(SampleCount{MOST}).count, MOST);
+    EXPECT_EQ(encode_line(SampleCount{MOST, 0.25}),
+              R"({"samples":18446744073709551615,"share":0.25})");
+    EXPECT_EQ(send(SampleCount{MOST, 0.25}).count, MOST);
+    EXPECT_EQ(send(SampleCount{MOST, 0.25}).share, 0.25);
 }
 
 TEST(WorkerLines, CarryAResultWithWhatItsStepsDid) {
