@@ -30,7 +30,7 @@ SetStatistics measure_samples(std::span<const float> samples) {
 
 SetStatistics measure_set(DataTree& tree, ObjectId set) {
     const Extents extents = tree.extents(set);
-    std::vector<float> samples = make_sample_room(extents, tree.path(set));
+    std::vector<float> samples = make_sample_room<float>(extents, tree.path(set));
     const Extents starts(extents.size(), 0);
     tree.read(set, {.starts = starts, .counts = extents}, samples);
     return measure_samples(samples);

@@ -52,7 +52,7 @@ SignalSet read_signal_set(DataTree& tree, const std::string& path) {
     SignalSet set;
     set.path = path;
     set.extents = tree.extents(id);
-    set.samples = make_sample_room(set.extents, path);
+    set.samples = make_sample_room<float>(set.extents, path);
     const Extents starts(set.extents.size(), 0);
     tree.read(id, {.starts = starts, .counts = set.extents}, set.samples);
     set.sample_rate = read_rate(tree, id);
