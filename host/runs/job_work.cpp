@@ -238,6 +238,9 @@ class JobRun {
             tell_({MessageLevel::Info,
                    fmt::format("{}: {}", job_.input.string(), describe_narrowing(set))});
         }
+        if (job_.output == job_.input) {
+            refuse_narrowing(sets, job_.input.string());
+        }
     }
 
     void tell_notes(const std::vector<std::string>& notes) const {

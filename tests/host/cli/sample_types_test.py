@@ -357,6 +357,30 @@ class WhatIsKept(SampleTypes):
             self.assertEqual(after[after["Imu/references"][0]], after["Imu"])
 
 
+class InPlace(SampleTypes):
+    def test_nothing_is_narrowed_in_the_place_of_the_input(self):
+        with self.make() as file:
+            add_set(file, "Imu/X", np.array([1 + 2.0**-25, 1]))
+            add_set(file, "Imu/Y", np.arange(5))
+        before = (self.folder / "in.h5").read_bytes()
+        errors = self.opposite("--in-place", "--backup", code=1).stderr
+        self.assertIn("error: in.h5: Imu/X: 64-bit floats, 32-bit in the result; largest change "
+                      "3.0e-08 of the largest sample (and 1 other set): the input is not replaced "
+                      "by that\nhint: -o FILE or --out-dir FOLDER writes the result beside it\n",
+                      errors)
+        self.assertEqual((self.folder / "in.h5").read_bytes(), before)
+        self.assertEqual(os.listdir(self.folder), ["in.h5"])
+
+    def test_single_floats_and_what_is_only_read_go_in_place(self):
+        with self.make() as file:
+            add_set(file, "Imu/X", np.float32([1, 2]))
+            add_set(file, "Other/Y", np.arange(5.0))
+        self.opposite("--in-place")
+        with self.read("in.h5") as file:
+            np.testing.assert_array_equal(file["Imu/X"], [-1, -2])
+            self.assertEqual(file["Other/Y"].dtype, np.float64)
+
+
 if __name__ == "__main__":
     HOST, PLUGIN = sys.argv[1:3]
     unittest.main(argv=sys.argv[:1] + sys.argv[3:])
