@@ -23,11 +23,13 @@ double read_start_time(DataTree& tree, ObjectId set) {
 } // namespace
 
 std::size_t SignalSet::line_count() const {
-    return line_length() == 0 ? 0 : samples.size() / line_length();
+    const std::size_t sample_count =
+        std::visit([](const auto& stored) { return stored.size(); }, samples);
+    return line_length() == 0 ? 0 : sample_count / line_length();
 }
 
 std::span<const float> SignalSet::line(std::size_t index) const {
-    return std::span(samples).subspan(index * line_length(), line_length());
+    return line_of<float>(index);
 }
 
 std::string SignalSet::line_indices(std::size_t index) const {
@@ -46,18 +48,41 @@ double SignalSet::time_of(std::uint64_t sample) const {
     return sample_rate ? start_time + position / *sample_rate : position;
 }
 
+namespace {
+
+StoredSamples read_floats(DataTree& tree, ObjectId set, const Hyperslab& slab) {
+    std::vector<float> samples = make_sample_room<float>(slab.counts, tree.path(set));
+    tree.read(set, slab, samples);
+    return samples;
+}
+
+StoredSamples read_stored(DataTree& tree, ObjectId set, const Hyperslab& slab) {
+    return tree.read_stored(set, slab);
+}
+
+using ReadSamples = StoredSamples (*)(DataTree& tree, ObjectId set, const Hyperslab& slab);
+
 // The samples first: their set is open then.
-SignalSet read_signal_set(DataTree& tree, const std::string& path) {
+SignalSet read_signal_set(DataTree& tree, const std::string& path, ReadSamples read_samples) {
     const ObjectId id = tree.find(tree.root(), path).value();
     SignalSet set;
     set.path = path;
     set.extents = tree.extents(id);
-    set.samples = make_sample_room<float>(set.extents, path);
     const Extents starts(set.extents.size(), 0);
-    tree.read(id, {.starts = starts, .counts = set.extents}, set.samples);
+    set.samples = read_samples(tree, id, {.starts = starts, .counts = set.extents});
     set.sample_rate = read_rate(tree, id);
     set.start_time = read_start_time(tree, id);
     return set;
+}
+
+} // namespace
+
+SignalSet read_signal_set(DataTree& tree, const std::string& path) {
+    return read_signal_set(tree, path, read_floats);
+}
+
+SignalSet read_stored_signal_set(DataTree& tree, const std::string& path) {
+    return read_signal_set(tree, path, read_stored);
 }
 
 } // namespace talvora::host

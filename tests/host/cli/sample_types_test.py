@@ -381,6 +381,97 @@ class InPlace(SampleTypes):
             self.assertEqual(file["Other/Y"].dtype, np.float64)
 
 
+class Shows(SampleTypes):
+    def test_tree_tells_the_type(self):
+        with self.make() as file:
+            for name in NAMES:
+                add_set(file, f"Imu/{name}", np.ones((2, 3), name))
+                add_set(file, f"Big/{name}", np.ones((2, 3), np.dtype(name).newbyteorder(">")))
+            file["Imu/float64"].attrs["Unit"] = "m"
+        listed = json.loads(self.call("tree", "in.h5", "--json").stdout)["objects"]
+        sets = {entry["path"]: entry for entry in listed if entry["kind"] == "data set"}
+        self.assertEqual(len(sets), 2 * len(NAMES))
+        for path, entry in sets.items():
+            self.assertEqual(entry["dtype"], path.split("/")[1])
+            self.assertEqual(entry["shape"], [2, 3])
+            self.assertEqual(entry["sample_rate"], 100)
+        self.assertEqual(
+            self.call("tree", "in.h5::Imu/float*", "--attributes").stdout,
+            "Imu/float16  [2, 3] float16  100 Hz\n"
+            "    SampleRate = 100\n"
+            "Imu/float32  [2, 3]          100 Hz\n"
+            "    SampleRate = 100\n"
+            "Imu/float64  [2, 3] float64  100 Hz\n"
+            "    SampleRate = 100\n"
+            "    Unit = \"m\"\n")
+
+    def test_statistics_are_those_of_the_samples_as_they_are(self):
+        with self.make() as file:
+            for dtype in TYPES:
+                samples = make_samples(dtype)
+                if dtype.kind == "f":
+                    samples = samples[np.isfinite(samples)]
+                add_set(file, f"{dtype.str[1:]}-{dtype.str[0] == '>'}", samples)
+            add_set(file, "huge", np.array([1e300, np.nan, -2.5]))
+        listed = json.loads(self.call("tree", "in.h5", "--json", "--statistics").stdout)["objects"]
+        with self.read("in.h5") as file:
+            for entry in listed:
+                with self.subTest(entry["path"]):
+                    samples, numbers = file[entry["path"]][...], entry["statistics"]
+                    self.assertEqual(numbers["min"], np.nanmin(samples))
+                    self.assertEqual(numbers["max"], np.nanmax(samples))
+                    mean = np.nanmean(samples.astype(np.float64))
+                    np.testing.assert_allclose(numbers["mean"], mean, rtol=1e-9, atol=1e-9)
+                    self.assertEqual(numbers["missing"], np.isnan(samples).sum())
+                    if samples.dtype.kind != "f":
+                        self.assertEqual(numbers["max"], int(samples.max()))
+                        self.assertIsInstance(numbers["max"], int)
+
+    def test_export_gives_back_every_sample(self):
+        with self.make() as file:
+            for dtype in TYPES:
+                add_set(file, f"{dtype.str[1:]}-{dtype.str[0] == '>'}", make_samples(dtype)[:, 0, :999])
+        with self.read("in.h5") as file:
+            for name, data in file.items():
+                with self.subTest(name):
+                    text = self.call("export", f"in.h5::{name}", "-o", "-").stdout
+                    rows = list(csv.reader(text.splitlines()))
+                    cells = [[row[line + 1] for row in rows[1:]] for line in range(3)]
+                    kind = data.dtype.newbyteorder("=").type
+                    if kind in (np.float16, np.float32, np.float64):
+                        samples = data[...].astype(data.dtype.newbyteorder("="))
+                        back = np.array([[float(cell) if cell else np.nan for cell in line]
+                                         for line in cells]).astype(samples.dtype)
+                        np.testing.assert_array_equal(back, samples)
+                        shortest = [cell for cell in cells[0] if cell and "inf" not in cell]
+                        for cell in shortest[:50] if kind != np.float16 else []:
+                            self.assertLessEqual(len(cell), len(repr(kind(cell))) + 2)
+                    else:
+                        self.assertEqual(cells, [[str(sample) for sample in line]
+                                                 for line in data[...].tolist()])
+
+    def test_plot_takes_them(self):
+        with self.make() as file:
+            for dtype in TYPES:
+                if dtype.kind != "f":
+                    add_set(file, f"{dtype.str[1:]}-{dtype.str[0] == '>'}", make_samples(dtype))
+            add_set(file, "double", np.sin(np.arange(300.0)))
+            add_set(file, "half", np.sin(np.arange(300.0)).astype(">f2"))
+        for output in ("out.html", "out.svg"):
+            self.assertIn(f"{output}: 16 data sets", self.call("plot", "in.h5", "-o", output).stdout)
+            self.assertGreater((self.folder / output).stat().st_size, 1000)
+        with self.make() as file:
+            add_set(file, "double", np.array([1, 1e39]))
+        errors = self.call("plot", "in.h5", "-o", "no.svg", code=3).stderr
+        self.assertIn("in.h5: 'double' holds 1e+39 at [1]", errors)
+
+    def test_what_is_no_real_number_is_named(self):
+        with self.make() as file:
+            file["flags"] = np.array([True, False])
+        self.assertIn("'flags' is a data set of enumerated values [2], no data set of real numbers",
+                      self.call("export", "in.h5::flags", "-o", "-", code=3).stderr)
+
+
 if __name__ == "__main__":
     HOST, PLUGIN = sys.argv[1:3]
     unittest.main(argv=sys.argv[:1] + sys.argv[3:])
