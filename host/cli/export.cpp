@@ -30,7 +30,7 @@ std::vector<SignalSet> read_sets(const TreePlace& place) {
     const auto tree = open_input(place.file);
     std::vector<SignalSet> sets;
     for (const std::string& path : choose_sets(*tree, place.glob, place.file.string())) {
-        sets.push_back(read_signal_set(*tree, path));
+        sets.push_back(read_stored_signal_set(*tree, path));
     }
     return sets;
 }

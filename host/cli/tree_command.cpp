@@ -72,10 +72,26 @@ std::string describe_attribute(const ObjectAttribute& attribute) {
                                        : "(" + attribute.problem + ")");
 }
 
+// Integers as they are.
+std::string describe_rounded(const SampleValue& value) {
+    if (const auto* number = std::get_if<double>(&value)) {
+        return describe_rounded(*number);
+    }
+    return std::visit([](auto integer) { return fmt::format("{}", integer); }, value);
+}
+
+// The type of 32-bit floats, which most sets have, is left out.
+std::string describe_shape(const TreeEntry& entry) {
+    const std::string extents = describe_extents(entry.extents);
+    return entry.type == SampleType::Float32
+               ? extents
+               : fmt::format("{} {}", extents, name_sample_type(entry.type));
+}
+
 std::vector<std::string> make_row(const TreeEntry& entry, const TreeOptions& options) {
     const bool is_set = entry.kind == "data set";
     std::vector<std::string> row = {entry.kind.starts_with("group") ? entry.path + "/" : entry.path,
-                                    is_set ? describe_extents(entry.extents) : entry.kind,
+                                    is_set ? describe_shape(entry) : entry.kind,
                                     entry.sample_rate ? describe_rounded(*entry.sample_rate) + " Hz"
                                                       : ""};
     if (options.statistics) {
@@ -128,9 +144,14 @@ struct ValueJson {
     }
 };
 
+Json make_json(const SampleValue& value) {
+    return std::visit([](auto number) { return Json(number); }, value);
+}
+
 Json make_json(const TreeEntry& entry, const TreeOptions& options) {
     Json json = {{"path", entry.path}, {"kind", entry.kind}};
     if (entry.kind == "data set") {
+        json["dtype"] = name_sample_type(entry.type);
         json["shape"] = entry.extents;
         json["sample_rate"] = entry.sample_rate ? Json(*entry.sample_rate) : Json(nullptr);
     }
@@ -144,8 +165,8 @@ Json make_json(const TreeEntry& entry, const TreeOptions& options) {
     if (const auto& numbers = entry.statistics) {
         json["statistics"] = {{"samples", numbers->sample_count},
                               {"missing", numbers->missing_count},
-                              {"min", numbers->min},
-                              {"max", numbers->max},
+                              {"min", make_json(numbers->min)},
+                              {"max", make_json(numbers->max)},
                               {"mean", numbers->mean}};
     }
     return json;

@@ -100,6 +100,7 @@ class Gatherer {
     void add_set(ObjectId set, const std::string& path) {
         TreeEntry& entry = add_object(set, path, "data set");
         entry.extents = tree_.extents(set);
+        entry.type = tree_.sample_type(set);
         entry.sample_rate = read_number_attribute(tree_, set, SAMPLE_RATE_ATTRIBUTE);
         if (options_.statistics) {
             entry.statistics = measure_set(tree_, set);

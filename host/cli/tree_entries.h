@@ -18,8 +18,9 @@ struct ObjectAttribute {
 
 struct TreeEntry {
     std::string path;
-    std::string kind; // "group", "data set", or what else it is
-    Extents extents;  // of a data set
+    std::string kind;                      // "group", "data set", or what else it is
+    Extents extents;                       // of a data set
+    SampleType type = SampleType::Float32; // of a data set
     std::optional<double> sample_rate;
     std::vector<ObjectAttribute> attributes; // but for the history
     std::optional<SetStatistics> statistics; // of a data set

@@ -1,6 +1,5 @@
 #include "host/hdf5/hdf5_attributes.h"
 
-#include "host/hdf5/hdf5_links.h"
 #include "host/hdf5/hdf5_types.h"
 #include "host/tree/tree_rules.h"
 
@@ -13,6 +12,9 @@
 namespace talvora::host::hdf5 {
 
 namespace {
+
+// Of what takes the place of an attribute, until it is complete.
+constexpr char UNFINISHED_NAME[] = ".talvora-unfinished";
 
 herr_t append_name(hid_t, const char* name, const H5A_info_t*, void* names) {
     static_cast<std::vector<std::string>*>(names)->emplace_back(name);
@@ -238,13 +240,26 @@ struct Creator {
     }
 };
 
+std::vector<std::string> list_names(hid_t object, H5_index_t index, H5_iter_order_t order) {
+    std::vector<std::string> names;
+    hsize_t position = 0;
+    checked(H5Aiterate2(object, index, order, &position, append_name, &names), "list",
+            "attributes");
+    return names;
+}
+
+// In the order in which they were made where the set keeps that, else as they are stored.
+std::vector<std::string> list_as_made(hid_t set, hid_t properties) {
+    unsigned order = 0;
+    checked(H5Pget_attr_creation_order(properties, &order), "read", "the order of attributes");
+    return (order & H5P_CRT_ORDER_TRACKED) != 0 ? list_names(set, H5_INDEX_CRT_ORDER, H5_ITER_INC)
+                                                : list_names(set, H5_INDEX_NAME, H5_ITER_NATIVE);
+}
+
 } // namespace
 
 std::vector<std::string> list_attributes(hid_t object) {
-    std::vector<std::string> names;
-    hsize_t position = 0;
-    checked(H5Aiterate2(object, H5_INDEX_NAME, H5_ITER_INC, &position, append_name, &names), "list",
-            "attributes");
+    std::vector<std::string> names = list_names(object, H5_INDEX_NAME, H5_ITER_INC);
     std::ranges::sort(names);
     return names;
 }
@@ -270,8 +285,9 @@ void write_attribute(hid_t object, const std::string& name, const AttributeValue
     checked(H5Arename(object, unfinished.c_str(), name.c_str()), "write the attribute", name);
 }
 
-void copy_attributes(hid_t from, hid_t to) {
-    for (const std::string& name : list_attributes(from)) {
+std::string copy_attributes(hid_t from, hid_t properties, hid_t to) {
+    std::string reference;
+    for (const std::string& name : list_as_made(from, properties)) {
         const OpenAttribute source(from, name);
         std::vector<std::byte> values(std::max<std::size_t>(source.count(), 1) *
                                       type_size(source.type));
@@ -280,7 +296,11 @@ void copy_attributes(hid_t from, hid_t to) {
         }
         const Reclaim reclaim{source, values.data()};
         create_with_values(to, name, source.type, source.type, source.space, values.data());
+        if (checked(H5Tdetect_class(source.type, H5T_REFERENCE), "read the type of", name) > 0) {
+            reference = name;
+        }
     }
+    return reference;
 }
 
 } // namespace talvora::host::hdf5

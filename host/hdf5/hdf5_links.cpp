@@ -31,6 +31,13 @@ herr_t append_name(hid_t, const char* name, const H5L_info_t*, void* names) {
     return 0;
 }
 
+herr_t append_hard_link(hid_t, const char* path, const H5L_info_t* info, void* links) {
+    if (info->type == H5L_TYPE_HARD) {
+        static_cast<std::multimap<haddr_t, std::string>*>(links)->emplace(info->u.address, path);
+    }
+    return 0;
+}
+
 H5L_info_t link_info(hid_t group, const std::string& name) {
     H5L_info_t info{};
     checked(H5Lget_info(group, name.c_str(), &info, H5P_DEFAULT), "read the link", name);
@@ -105,6 +112,10 @@ bool link_exists(hid_t group, const std::string& name) {
     return checked(H5Lexists(group, name.c_str(), H5P_DEFAULT), "look for", name) > 0;
 }
 
+bool is_hard_link(hid_t group, const std::string& name) {
+    return link_info(group, name).type == H5L_TYPE_HARD;
+}
+
 std::optional<std::string> describe_unfollowed_link(hid_t group, const std::string& name) {
     const H5L_info_t info = link_info(group, name);
     switch (info.type) {
@@ -133,13 +144,19 @@ std::vector<std::string> list_links(hid_t group) {
     return names;
 }
 
+std::multimap<haddr_t, std::string> list_hard_links(hid_t file) {
+    std::multimap<haddr_t, std::string> links;
+    checked(H5Lvisit(file, H5_INDEX_NAME, H5_ITER_INC, append_hard_link, &links), "list",
+            "the links of the file");
+    return links;
+}
+
 void delete_link(hid_t group, const std::string& name) {
     checked(H5Ldelete(group, name.c_str(), H5P_DEFAULT), "delete", name);
 }
 
-void rename_link(hid_t group, const std::string& from, const std::string& to) {
-    checked(H5Lmove(group, from.c_str(), group, to.c_str(), link_naming(), H5P_DEFAULT), "rename",
-            from);
+void link_object(hid_t object, hid_t group, const std::string& name) {
+    checked(H5Olink(object, group, name.c_str(), link_naming(), H5P_DEFAULT), "link", name);
 }
 
 Id open_object(hid_t group, const std::string& path) {

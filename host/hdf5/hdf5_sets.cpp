@@ -9,7 +9,10 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <functional>
 #include <iterator>
+#include <limits>
+#include <type_traits>
 
 namespace talvora::host::hdf5 {
 
@@ -125,13 +128,22 @@ constexpr H5Z_filter_t LZF = 32'000;
 constexpr H5Z_filter_t EXACT_FILTERS[] = {H5Z_FILTER_DEFLATE, H5Z_FILTER_SHUFFLE,
                                           H5Z_FILTER_FLETCHER32, H5Z_FILTER_SZIP, LZF};
 
-bool is_exact(hid_t properties, unsigned position) {
-    unsigned flags = 0;
-    unsigned configuration = 0;
-    std::size_t value_count = 0;
-    const H5Z_filter_t filter = checked(H5Pget_filter2(properties, position, &flags, &value_count,
-                                                       nullptr, 0, nullptr, &configuration),
-                                        "read", "the filters of a data set");
+std::vector<H5Z_filter_t> list_filters(hid_t properties) {
+    const int count = checked(H5Pget_nfilters(properties), "read", "the filters of a data set");
+    std::vector<H5Z_filter_t> filters;
+    for (int position = 0; position < count; ++position) {
+        unsigned flags = 0;
+        unsigned configuration = 0;
+        std::size_t value_count = 0;
+        filters.push_back(
+            checked(H5Pget_filter2(properties, static_cast<unsigned>(position), &flags,
+                                   &value_count, nullptr, 0, nullptr, &configuration),
+                    "read", "the filters of a data set"));
+    }
+    return filters;
+}
+
+bool is_exact(H5Z_filter_t filter) {
     return std::ranges::find(EXACT_FILTERS, filter) != std::end(EXACT_FILTERS);
 }
 
@@ -153,8 +165,124 @@ hid_t parts_access() {
     return access;
 }
 
+hid_t set_access(SetUse use) {
+    return use == SetUse::Parts ? parts_access() : whole_access();
+}
+
 // Samples that are copied at once.
 constexpr std::uint64_t BUFFER_SAMPLES = std::uint64_t{4} * 1024 * 1024;
+
+template <typename Stored>
+hid_t memory_type() {
+    if constexpr (std::is_same_v<Stored, float>) {
+        return H5T_NATIVE_FLOAT;
+    } else if constexpr (std::is_same_v<Stored, double>) {
+        return H5T_NATIVE_DOUBLE;
+    } else if constexpr (std::is_same_v<Stored, std::int32_t>) {
+        return H5T_NATIVE_INT32;
+    } else if constexpr (std::is_same_v<Stored, std::int64_t>) {
+        return H5T_NATIVE_INT64;
+    } else {
+        static_assert(std::is_same_v<Stored, std::uint64_t>);
+        return H5T_NATIVE_UINT64;
+    }
+}
+
+template <typename Stored>
+void read_slab(hid_t set, hid_t space, const Hyperslab& slab, std::span<Stored> samples,
+               std::string_view path) {
+    select_slab(space, slab, path);
+    checked(
+        H5Dread(set, memory_type<Stored>(), block_space(slab), space, H5P_DEFAULT, samples.data()),
+        "read", path);
+}
+
+// The indices of a sample of a slab in the whole set.
+Extents indices_of(std::uint64_t position, const Hyperslab& slab) {
+    Extents indices(slab.starts.begin(), slab.starts.end());
+    for (std::size_t d = indices.size(); d-- > 0;) {
+        indices[d] += position % slab.counts[d];
+        position /= slab.counts[d];
+    }
+    return indices;
+}
+
+template <typename Stored>
+[[noreturn]] void refuse_overflow(std::span<const Stored> stored, std::span<const float> rounded,
+                                  const Hyperslab& slab, std::string_view path) {
+    std::size_t position = 0;
+    while (!std::isinf(rounded[position]) || std::isinf(static_cast<double>(stored[position]))) {
+        ++position;
+    }
+    throw StorageError(
+        StorageError::Access::Reading,
+        fmt::format("'{}' holds {} at {}, which no 32-bit float can hold (allowed: {} to {})", path,
+                    stored[position], describe_extents(indices_of(position, slab)),
+                    std::numeric_limits<float>::lowest(), std::numeric_limits<float>::max()));
+}
+
+// The library would convert itself, but otherwise where its types differ in byte order or a sample
+// is next to the greatest float.
+template <typename Stored>
+RoundingChange read_rounded(hid_t set, hid_t space, const Hyperslab& slab, std::span<float> samples,
+                            std::string_view path) {
+    RoundingChange change;
+    std::vector<Stored> stored;
+    Extents starts(slab.starts.size());
+    const Extents counts(slab.counts.begin(), slab.counts.end());
+    visit_slabs(counts, ROUNDED_SAMPLES, [&](const Hyperslab& part, std::uint64_t count) {
+        std::ranges::transform(slab.starts, part.starts, starts.begin(), std::plus());
+        const Hyperslab read{starts, part.counts};
+        stored.resize(count);
+        read_slab<Stored>(set, space, read, stored, path);
+        const std::span<float> rounded = samples.first(count);
+        change.add(round_samples<Stored>(stored, rounded));
+        if (std::isinf(change.largest_change)) {
+            refuse_overflow<Stored>(stored, rounded, read, path);
+        }
+        samples = samples.subspan(count);
+    });
+    return change;
+}
+
+// It takes integers as they are, and of floats only what was rounded for it.
+void leave_out_integer_filter(hid_t properties, SampleType type) {
+    const bool is_float = type == SampleType::Float16 || type == SampleType::Float64;
+    const auto filters = list_filters(properties);
+    if (!is_float && std::ranges::find(filters, H5Z_FILTER_SCALEOFFSET) != filters.end()) {
+        checked(H5Premove_filter(properties, H5Z_FILTER_SCALEOFFSET), "remove",
+                "a filter for integers");
+    }
+}
+
+void round_fill_value(hid_t properties, SampleType type) {
+    H5D_fill_value_t status{};
+    checked(H5Pfill_value_defined(properties, &status), "read", "the fill value");
+    if (status != H5D_FILL_VALUE_USER_DEFINED) {
+        return;
+    }
+    with_stored_type(type, [&]<typename Stored>(Stored stored) {
+        checked(H5Pget_fill_value(properties, memory_type<Stored>(), &stored), "read",
+                "the fill value");
+        const auto rounded = static_cast<float>(stored);
+        checked(H5Pset_fill_value(properties, H5T_NATIVE_FLOAT, &rounded), "set", "the fill value");
+    });
+}
+
+// Calls `take(slab, samples)` with all samples inside the counts, part by part.
+template <typename Take>
+RoundingChange visit_floats(hid_t set, SampleType type, const Extents& counts,
+                            const std::string& path, const Take& take) {
+    const Id space = set_space(set);
+    RoundingChange change;
+    std::vector<float> samples;
+    visit_slabs(counts, BUFFER_SAMPLES, [&](const Hyperslab& slab, std::uint64_t count) {
+        samples.resize(count);
+        change.add(read_floats(set, space, slab, type, samples, path));
+        take(slab, samples);
+    });
+    return change;
+}
 
 } // namespace
 
@@ -189,29 +317,36 @@ std::string describe_foreign_storage(hid_t set) {
 }
 
 bool keeps_every_bit(hid_t set) {
-    const Id properties = set_properties(set);
-    const int count = checked(H5Pget_nfilters(properties), "read", "the filters of a data set");
-    for (int position = 0; position < count; ++position) {
-        if (!is_exact(properties, static_cast<unsigned>(position))) {
-            return false;
-        }
-    }
-    return true;
+    return std::ranges::all_of(list_filters(set_properties(set)), is_exact);
 }
 
-Id create_float_set(hid_t group, const std::string& name, const Extents& extents,
-                    std::optional<hid_t> older) {
-    const Id properties = chunked_properties(choose_chunk(extents), older);
-    // What takes the place of an older set is filled slab by slab, chunks of any shape.
-    const hid_t access = older ? H5P_DEFAULT : whole_access();
+Id create_float_set(hid_t group, const std::string& name, const Extents& extents) {
     return owned(H5Dcreate2(group, name.c_str(), H5T_IEEE_F32LE, make_space(extents, true),
-                            link_naming(), properties, access),
+                            link_naming(), chunked_properties(choose_chunk(extents), std::nullopt),
+                            whole_access()),
                  "create the data set", name);
 }
 
 Id open_set(hid_t file, const std::string& path, SetUse use) {
-    const hid_t access = use == SetUse::Parts ? parts_access() : whole_access();
-    return owned(H5Dopen2(file, path.c_str(), access), "open the data set", path);
+    return owned(H5Dopen2(file, path.c_str(), set_access(use)), "open the data set", path);
+}
+
+// It is filled slab by slab, chunks of any shape.
+Id make_anew_resizable(hid_t file, const Extents& extents, hid_t older_properties) {
+    return owned(H5Dcreate_anon(file, H5T_IEEE_F32LE, make_space(extents, true),
+                                chunked_properties(choose_chunk(extents), older_properties),
+                                H5P_DEFAULT),
+                 "create", "a data set");
+}
+
+Id make_narrow(hid_t file, hid_t older, hid_t older_properties, SampleType older_type, SetUse use) {
+    const Id properties = owned(H5Pcopy(older_properties), "copy", "the properties of a data set");
+    leave_out_times(properties);
+    leave_out_integer_filter(properties, older_type);
+    round_fill_value(properties, older_type);
+    return owned(
+        H5Dcreate_anon(file, H5T_IEEE_F32LE, set_space(older), properties, set_access(use)),
+        "create", "a data set");
 }
 
 void close_set(Id set, std::string_view path) {
@@ -228,11 +363,27 @@ bool can_resize(hid_t set, const Extents& extents) {
            new_room_is_zero(properties) && has_sane_chunks(properties, extents);
 }
 
-void read_floats(hid_t set, hid_t space, const Hyperslab& slab, std::span<float> samples,
-                 std::string_view path) {
-    select_slab(space, slab, path);
-    checked(H5Dread(set, H5T_NATIVE_FLOAT, block_space(slab), space, H5P_DEFAULT, samples.data()),
-            "read", path);
+RoundingChange read_floats(hid_t set, hid_t space, const Hyperslab& slab, SampleType type,
+                           std::span<float> samples, std::string_view path) {
+    return with_stored_type(type, [&]<typename Stored>(Stored) {
+        if constexpr (std::is_same_v<Stored, float>) {
+            read_slab(set, space, slab, samples, path);
+            return RoundingChange{};
+        } else {
+            return read_rounded<Stored>(set, space, slab, samples, path);
+        }
+    });
+}
+
+StoredSamples read_stored(hid_t set, hid_t space, const Hyperslab& slab, SampleType type,
+                          std::string_view path) {
+    return with_stored_type(type, [&]<typename Stored>(Stored) -> StoredSamples {
+        std::vector<Stored> samples = make_sample_room<Stored>(slab.counts, path);
+        if (!samples.empty()) {
+            read_slab<Stored>(set, space, slab, samples, path);
+        }
+        return samples;
+    });
 }
 
 void write_floats(hid_t set, hid_t space, const Hyperslab& slab, std::span<const float> samples,
@@ -242,15 +393,18 @@ void write_floats(hid_t set, hid_t space, const Hyperslab& slab, std::span<const
             "write", path);
 }
 
-void copy_floats(hid_t from, hid_t to, const Extents& counts, const std::string& path) {
-    const Id from_space = set_space(from);
+RoundingChange copy_floats(hid_t from, SampleType type, hid_t to, const Extents& counts,
+                           const std::string& path) {
     const Id to_space = set_space(to);
-    std::vector<float> samples;
-    visit_slabs(counts, BUFFER_SAMPLES, [&](const Hyperslab& slab, std::uint64_t count) {
-        samples.resize(count);
-        read_floats(from, from_space, slab, samples, path);
-        write_floats(to, to_space, slab, samples, path);
-    });
+    return visit_floats(from, type, counts, path,
+                        [&](const Hyperslab& slab, std::span<const float> samples) {
+                            write_floats(to, to_space, slab, samples, path);
+                        });
+}
+
+RoundingChange measure_rounding(hid_t set, SampleType type, const Extents& extents,
+                                const std::string& path) {
+    return visit_floats(set, type, extents, path, [](const Hyperslab&, std::span<const float>) {});
 }
 
 } // namespace talvora::host::hdf5

@@ -2,6 +2,8 @@
 #pragma once
 
 #include "host/hdf5/hdf5_calls.h"
+#include "host/tree/sample_rounding.h"
+#include "host/tree/sample_type.h"
 
 #include <optional>
 #include <span>
@@ -21,15 +23,24 @@ std::string describe_foreign_storage(hid_t set);
 // that this host does not know.
 bool keeps_every_bit(hid_t set);
 
-// A new set in chunks, which can be resized. With the properties of an older set given, its
-// filters are kept.
-Id create_float_set(hid_t group, const std::string& name, const Extents& extents,
-                    std::optional<hid_t> older = {});
+// A new set of 32-bit floats in chunks, which can be resized.
+Id create_float_set(hid_t group, const std::string& name, const Extents& extents);
+
 enum class SetUse {
     Whole, // each chunk is passed on as it is read or written, and none is kept
     Parts  // with a cache that holds many chunks, for lines across them
 };
 Id open_set(hid_t file, const std::string& path, SetUse use);
+
+// New sets of 32-bit floats without a name, to take the place of an older one whose properties are
+// given: they have its filters, and neither its samples nor its attributes. What gets no name is
+// gone when it is closed.
+//
+// In chunks of its own, with other extents.
+Id make_anew_resizable(hid_t file, const Extents& extents, hid_t older_properties);
+// Of the same extents, layout and fill value, where the older one is of another type.
+Id make_narrow(hid_t file, hid_t older, hid_t older_properties, SampleType older_type, SetUse use);
+
 // Writes what the library still holds of the set's samples. An Id that is merely let go of loses
 // them without a word when they cannot be written.
 void close_set(Id set, std::string_view path);
@@ -39,13 +50,28 @@ void resize_set(hid_t set, const Extents& extents, std::string_view path);
 // large enough at most, and new room in it reads as zero.
 bool can_resize(hid_t set, const Extents& extents);
 
+// Samples of a set of another type than 32-bit floats that are read and rounded at once: they stay
+// in the second-level cache of the processor.
+constexpr std::uint64_t ROUNDED_SAMPLES = std::uint64_t{128} * 1024;
+
 // `space` is the set's: what is selected in it changes. The slab is inside its extents.
-void read_floats(hid_t set, hid_t space, const Hyperslab& slab, std::span<float> samples,
-                 std::string_view path);
+//
+// A set of any type as 32-bit floats, and what rounding to those changes. Throws a StorageError
+// that names the first finite sample which is beyond all of them.
+RoundingChange read_floats(hid_t set, hid_t space, const Hyperslab& slab, SampleType type,
+                           std::span<float> samples, std::string_view path);
+StoredSamples read_stored(hid_t set, hid_t space, const Hyperslab& slab, SampleType type,
+                          std::string_view path);
+// To a set of 32-bit floats.
 void write_floats(hid_t set, hid_t space, const Hyperslab& slab, std::span<const float> samples,
                   std::string_view path);
 
-// What lies inside the counts from the beginning of one set to that of another.
-void copy_floats(hid_t from, hid_t to, const Extents& counts, const std::string& path);
+// What lies inside the counts from the beginning of a set of any type to that of one of 32-bit
+// floats; reads as read_floats does.
+RoundingChange copy_floats(hid_t from, SampleType type, hid_t to, const Extents& counts,
+                           const std::string& path);
+// As copy_floats of the whole set, to nowhere.
+RoundingChange measure_rounding(hid_t set, SampleType type, const Extents& extents,
+                                const std::string& path);
 
 } // namespace talvora::host::hdf5

@@ -28,13 +28,14 @@ hdf5::SetUse use_of(const Hyperslab& slab, const Extents& extents) {
     return std::ranges::equal(slab.counts, extents) ? hdf5::SetUse::Whole : hdf5::SetUse::Parts;
 }
 
-std::string absolute(const std::string& path) {
-    return "/" + path;
+// Of a set whose samples are rounded, which are read in parts where they are many.
+hdf5::SetUse use_of_rounded(const Hyperslab& slab, const Extents& extents) {
+    return count_samples(extents) <= hdf5::ROUNDED_SAMPLES ? use_of(slab, extents)
+                                                           : hdf5::SetUse::Parts;
 }
 
-// Sets of the host's: their samples can be asked for as they are.
-bool is_float_set(hid_t type, const Extents& extents) {
-    return !extents.empty() && hdf5::is_single_float(type);
+std::string absolute(const std::string& path) {
+    return "/" + path;
 }
 
 // A page of memory that is none of the caller's is to show while the caller is at work: a crash
@@ -191,6 +192,9 @@ void Hdf5Tree::resize(ObjectId id, const Extents& extents) {
     if (extents == set.extents) {
         return;
     }
+    if (set.type != SampleType::Float32) {
+        narrow(id, true);
+    }
     const OpenSet& open = open_set(id, hdf5::SetUse::Whole);
     if (hdf5::can_resize(open.set, extents)) {
         hdf5::resize_set(open.set, extents, set.path);
@@ -209,8 +213,14 @@ void Hdf5Tree::read(ObjectId id, const Hyperslab& slab, std::span<float> samples
     }
     touch(samples);
     const InFile here(name_.native());
-    const OpenSet& open = open_set(id, use_of(slab, set.extents));
-    hdf5::read_floats(open.set, open.space, slab, samples, set.path);
+    const bool is_rounded = set.type != SampleType::Float32;
+    const OpenSet& open =
+        open_set(id, is_rounded ? use_of_rounded(slab, set.extents) : use_of(slab, set.extents));
+    const RoundingChange change =
+        hdf5::read_floats(open.set, open.space, slab, set.type, samples, set.path);
+    if (is_rounded && is_whole(slab, set.extents)) {
+        roundings_[id] = change;
+    }
 }
 
 void Hdf5Tree::write(ObjectId id, const Hyperslab& slab, std::span<const float> samples) {
@@ -221,8 +231,23 @@ void Hdf5Tree::write(ObjectId id, const Hyperslab& slab, std::span<const float> 
     }
     touch(samples);
     const InFile here(name_.native());
+    if (set.type != SampleType::Float32) {
+        narrow(id, !is_whole(slab, set.extents));
+    }
     const OpenSet& open = open_set(id, use_of(slab, set.extents));
     hdf5::write_floats(open.set, open.space, slab, samples, set.path);
+}
+
+SampleType Hdf5Tree::sample_type(ObjectId set) const {
+    return node(set, ObjectKind::DataSet).type;
+}
+
+StoredSamples Hdf5Tree::read_stored(ObjectId id, const Hyperslab& slab) {
+    const InFile here(name_.native());
+    const Node& set = node(id, ObjectKind::DataSet);
+    check_hyperslab(set.extents, slab, count_samples(slab.counts), set.path);
+    const OpenSet& open = open_set(id, use_of(slab, set.extents));
+    return hdf5::read_stored(open.set, open.space, slab, set.type, set.path);
 }
 
 std::vector<std::string> Hdf5Tree::list_attributes(ObjectId object) {
@@ -349,9 +374,10 @@ Hdf5Tree::Node Hdf5Tree::describe_set(const hdf5::Id& set, const std::string& pa
     }
     Extents extents = hdf5::space_extents(hdf5::set_space(set));
     std::string shown = fmt::format("{} {}", description, describe_extents(extents));
-    const bool is_ours = is_float_set(type, extents);
+    const auto sample_type = hdf5::find_sample_type(type);
+    const bool is_ours = sample_type && !extents.empty();
     return {is_ours ? ObjectKind::DataSet : ObjectKind::Other, path, std::move(extents),
-            std::move(shown)};
+            std::move(shown), sample_type.value_or(SampleType::Float32)};
 }
 
 // The id of an object that was found at a path, by this path or by another.
@@ -362,7 +388,7 @@ ObjectId Hdf5Tree::add_object(hdf5::Id object, const std::string& path) {
         by_path_.emplace(path, known->second);
         return known->second;
     }
-    Node node{ObjectKind::Other, path, {}, "named type"};
+    Node node{.kind = ObjectKind::Other, .path = path, .extents = {}, .description = "named type"};
     if (info.type == H5O_TYPE_GROUP) {
         node.kind = ObjectKind::Group;
     } else if (info.type == H5O_TYPE_DATASET) {
@@ -402,11 +428,8 @@ ObjectId Hdf5Tree::create_groups(ObjectId parent, const std::vector<std::string>
     return parent;
 }
 
-// The old set stays until the new one is complete.
 void Hdf5Tree::make_anew(ObjectId id, const Extents& extents) {
     const Node& old_node = node(id);
-    const auto [group_path, name] = split_last(old_node.path);
-    const hdf5::Id group = hdf5::open_object(open_->file, absolute(group_path));
     const hdf5::Id& old_set = open_set(id, hdf5::SetUse::Whole).set;
     const hdf5::ObjectInfo old_info = hdf5::object_info(old_set);
     if (old_info.link_count > 1) {
@@ -414,24 +437,88 @@ void Hdf5Tree::make_anew(ObjectId id, const Extents& extents) {
                                     "made anew with other extents",
                                     old_node.path, old_info.link_count));
     }
-    if (hdf5::link_exists(group, hdf5::UNFINISHED_NAME)) {
-        hdf5::delete_link(group, hdf5::UNFINISHED_NAME);
-    }
-    hdf5::Id new_set = hdf5::create_float_set(group, hdf5::UNFINISHED_NAME, extents,
-                                              hdf5::set_properties(old_set));
-    try {
-        hdf5::copy_floats(old_set, new_set, smaller_of(extents, old_node.extents), old_node.path);
-        hdf5::copy_attributes(old_set, new_set);
-    } catch (const TreeError&) {
-        hdf5::delete_link(group, hdf5::UNFINISHED_NAME);
-        throw;
-    }
-    const haddr_t new_address = hdf5::object_info(new_set).address;
+    const hdf5::Id properties = hdf5::set_properties(old_set);
+    hdf5::Id new_set = hdf5::make_anew_resizable(open_->file, extents, properties);
+    hdf5::copy_floats(old_set, old_node.type, new_set, smaller_of(extents, old_node.extents),
+                      old_node.path);
+    hdf5::copy_attributes(old_set, properties, new_set);
+    take_place(id, old_info, new_set);
     hdf5::close_set(std::move(new_set), old_node.path);
-    hdf5::delete_link(group, name);
-    hdf5::rename_link(group, hdf5::UNFINISHED_NAME, name);
+}
+
+// The samples of the old set are gone before the new one has any, unless they are kept: what is
+// written then takes their room in the file.
+void Hdf5Tree::narrow(ObjectId id, bool keeps_samples) {
+    Node& set = nodes_[static_cast<std::uint64_t>(id) - 1];
+    const Extents starts(set.extents.size(), 0);
+    const hdf5::SetUse use = use_of_rounded({starts, set.extents}, set.extents);
+    const hdf5::Id old_set = hdf5::share(open_set(id, use).set);
+    const auto known = roundings_.find(id);
+    RoundingChange change;
+    if (known != roundings_.end()) {
+        change = known->second;
+    } else if (!keeps_samples) {
+        change = hdf5::measure_rounding(old_set, set.type, set.extents, set.path);
+    }
+    const hdf5::SetUse new_use = keeps_samples ? hdf5::SetUse::Parts : hdf5::SetUse::Whole;
+    const hdf5::Id properties = hdf5::set_properties(old_set);
+    hdf5::Id new_set = hdf5::make_narrow(open_->file, old_set, properties, set.type, new_use);
+    if (keeps_samples) {
+        change = hdf5::copy_floats(old_set, set.type, new_set, set.extents, set.path);
+    }
+    if (const std::string name = hdf5::copy_attributes(old_set, properties, new_set);
+        !name.empty()) {
+        throw TreeError(
+            fmt::format("'{}' is of {}, and its attribute '{}' ties it by references to "
+                        "objects that would not find the set of 32-bit floats in its "
+                        "place",
+                        set.path, describe_sample_type(set.type), name));
+    }
+    take_place(id, hdf5::object_info(old_set), new_set);
+    keep_open(id, new_use, std::move(new_set));
+    narrowed_.push_back({set.path, set.type, change});
+    set.type = SampleType::Float32;
+}
+
+// Gives a new set the names of an older one.
+void Hdf5Tree::take_place(ObjectId id, const hdf5::ObjectInfo& old_info, const hdf5::Id& new_set) {
+    const std::vector<std::string> paths = hard_links(node(id).path, old_info);
+    const std::uint64_t address = hdf5::object_info(new_set).address;
+    for (const std::string& path : paths) {
+        hdf5::delete_link(open_->file, absolute(path));
+        hdf5::link_object(new_set, open_->file, absolute(path));
+    }
     by_address_.erase(old_info.address);
-    by_address_.emplace(new_address, id);
+    by_address_.emplace(address, id);
+    if (hard_links_) {
+        hard_links_->erase(old_info.address);
+        for (const std::string& path : paths) {
+            hard_links_->emplace(address, path);
+        }
+    }
+}
+
+// The paths of all links to a set that is found at a path, perhaps by way of a soft link.
+std::vector<std::string> Hdf5Tree::hard_links(const std::string& path,
+                                              const hdf5::ObjectInfo& info) {
+    if (info.link_count == 1 && hdf5::is_hard_link(open_->file, absolute(path))) {
+        return {path};
+    }
+    if (!hard_links_) {
+        hard_links_ = hdf5::list_hard_links(open_->file);
+    }
+    std::vector<std::string> paths;
+    const auto [first, last] = hard_links_->equal_range(info.address);
+    for (auto link = first; link != last; ++link) {
+        paths.push_back(link->second);
+    }
+    if (paths.size() != info.link_count) {
+        throw TreeError(
+            fmt::format("'{}' has {} hard links, of which {} can be found: it cannot be "
+                        "made anew",
+                        path, info.link_count, paths.size()));
+    }
+    return paths;
 }
 
 } // namespace talvora::host

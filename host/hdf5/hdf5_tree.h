@@ -1,7 +1,7 @@
 // A tree in one HDF5 file.
 //
-// Groups are HDF5 groups; data sets are those of 32-bit IEEE floats, of rank 1 or more.
-// Everything else in the file is kept as it is and listed among the other objects: sets of
+// Groups are HDF5 groups; data sets are those of real numbers (host/tree/sample_type.h), of rank 1
+// or more. Everything else in the file is kept as it is and listed among the other objects: sets of
 // other types, sets whose samples lie in other files (external storage, virtual sets), links
 // into other files and links that lead nowhere. No other file is ever opened. Soft links are
 // followed. An object with several names has one id, and the path by which it was found first.
@@ -9,22 +9,31 @@
 // What is listed and cannot be read, damaged or on a disk that does not answer, is a
 // StorageError: nothing is left out without a word.
 //
+// A set of another type than 32-bit floats is made anew as one of those before its first change,
+// under all its names, with its attributes and properties.
+//
 // New data sets are stored in chunks and can be resized. Resizing a set of another layout
 // makes it anew, with its attributes; refused when it has further hard links. Objects
 // carry no times: the same requests give the same bytes.
 #pragma once
 
 #include "host/tree/data_tree.h"
+#include "host/tree/sample_rounding.h"
 
 #include <filesystem>
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
 
 namespace talvora::host {
 
 namespace hdf5 {
 class Id;
+struct ObjectInfo;
 enum class SetUse;
 } // namespace hdf5
 
@@ -32,6 +41,13 @@ enum class Hdf5Access {
     ReadOnly,
     ReadWrite,
     Create // the file must not exist
+};
+
+// A set that was of another type than 32-bit floats.
+struct NarrowedSet {
+    std::string path;
+    SampleType type{}; // that it was of
+    RoundingChange change;
 };
 
 // One set is held open at a time, with a cache of its chunks once a part of it was asked for. The
@@ -54,6 +70,9 @@ class Hdf5Tree final : public DataTree {
     // them or are unknown.
     bool keeps_every_bit(ObjectId set) const;
 
+    // The sets that have become 32-bit floats, in the order of that.
+    std::span<const NarrowedSet> narrowed_sets() const { return narrowed_; }
+
     ObjectId root() const override;
     std::optional<ObjectId> find(ObjectId group, std::string_view path) override;
     ObjectKind kind(ObjectId object) const override;
@@ -68,9 +87,11 @@ class Hdf5Tree final : public DataTree {
                             const Extents& extents) override;
 
     Extents extents(ObjectId set) const override;
+    SampleType sample_type(ObjectId set) const override;
     void resize(ObjectId id, const Extents& extents) override;
     void read(ObjectId id, const Hyperslab& slab, std::span<float> samples) override;
     void write(ObjectId id, const Hyperslab& slab, std::span<const float> samples) override;
+    StoredSamples read_stored(ObjectId id, const Hyperslab& slab) override;
 
     std::vector<std::string> list_attributes(ObjectId object) override;
     std::optional<AttributeValue> read_attribute(ObjectId object, const std::string& name) override;
@@ -81,8 +102,9 @@ class Hdf5Tree final : public DataTree {
     struct Node {
         ObjectKind kind = ObjectKind::Other;
         std::string path;
-        Extents extents;         // of a data set
-        std::string description; // of another object
+        Extents extents;                       // of a data set
+        std::string description;               // of another object
+        SampleType type = SampleType::Float32; // of a data set
     };
     struct OpenSet;
     struct OpenGroup;
@@ -104,12 +126,19 @@ class Hdf5Tree final : public DataTree {
     std::vector<std::string> list_children(ObjectId group, ObjectKind kind);
     ObjectId create_groups(ObjectId parent, const std::vector<std::string>& names);
     void make_anew(ObjectId id, const Extents& extents);
+    void narrow(ObjectId id, bool keeps_samples);
+    void take_place(ObjectId id, const hdf5::ObjectInfo& old_info, const hdf5::Id& new_set);
+    std::vector<std::string> hard_links(const std::string& path, const hdf5::ObjectInfo& info);
 
     std::filesystem::path name_;
     std::unique_ptr<OpenFile> open_;
     std::vector<Node> nodes_; // the object with the id n stands at n - 1
     std::map<std::string, ObjectId, std::less<>> by_path_;
     std::map<std::uint64_t, ObjectId> by_address_; // in the file
+    std::map<ObjectId, RoundingChange> roundings_; // of sets that were read as a whole
+    std::vector<NarrowedSet> narrowed_;
+    // Of the file as it was when they were first asked for, by address.
+    std::optional<std::multimap<std::uint64_t, std::string>> hard_links_;
 };
 
 } // namespace talvora::host

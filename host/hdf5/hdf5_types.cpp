@@ -4,6 +4,57 @@
 
 namespace talvora::host::hdf5 {
 
+namespace {
+
+// A sample type as it stands in files.
+struct RealType {
+    SampleType type;
+    H5T_class_t kind;
+    std::size_t size;
+    hid_t little; // the byte orders
+    hid_t big;
+};
+
+// The binary16 of IEEE 754, which the library itself does not name.
+Id make_half(H5T_order_t order) {
+    constexpr std::size_t SIGN = 15;
+    constexpr std::size_t EXPONENT_BITS = 5;
+    constexpr std::size_t FRACTION_BITS = 10;
+    constexpr std::size_t BIAS = 15;
+    Id type = owned(H5Tcopy(H5T_IEEE_F32LE), "make", "a type of floats");
+    checked(H5Tset_fields(type, SIGN, FRACTION_BITS, EXPONENT_BITS, 0, FRACTION_BITS), "make",
+            "a type of floats");
+    checked(H5Tset_size(type, 2), "make", "a type of floats");
+    checked(H5Tset_ebias(type, BIAS), "make", "a type of floats");
+    checked(H5Tset_order(type, order), "make", "a type of floats");
+    return type;
+}
+
+// The most usual ones first.
+std::span<const RealType> real_types() {
+    static const RealType types[] = {
+        {SampleType::Float32, H5T_FLOAT, 4, H5T_IEEE_F32LE, H5T_IEEE_F32BE},
+        {SampleType::Float64, H5T_FLOAT, 8, H5T_IEEE_F64LE, H5T_IEEE_F64BE},
+        {SampleType::Float16, H5T_FLOAT, 2, make_half(H5T_ORDER_LE).release(),
+         make_half(H5T_ORDER_BE).release()},
+        {SampleType::Int8, H5T_INTEGER, 1, H5T_STD_I8LE, H5T_STD_I8BE},
+        {SampleType::Int16, H5T_INTEGER, 2, H5T_STD_I16LE, H5T_STD_I16BE},
+        {SampleType::Int32, H5T_INTEGER, 4, H5T_STD_I32LE, H5T_STD_I32BE},
+        {SampleType::Int64, H5T_INTEGER, 8, H5T_STD_I64LE, H5T_STD_I64BE},
+        {SampleType::UInt8, H5T_INTEGER, 1, H5T_STD_U8LE, H5T_STD_U8BE},
+        {SampleType::UInt16, H5T_INTEGER, 2, H5T_STD_U16LE, H5T_STD_U16BE},
+        {SampleType::UInt32, H5T_INTEGER, 4, H5T_STD_U32LE, H5T_STD_U32BE},
+        {SampleType::UInt64, H5T_INTEGER, 8, H5T_STD_U64LE, H5T_STD_U64BE},
+    };
+    return types;
+}
+
+bool is_same(hid_t type, hid_t other) {
+    return checked(H5Tequal(type, other), "compare", "two types") > 0;
+}
+
+} // namespace
+
 std::vector<hsize_t> to_hsize(std::span<const std::uint64_t> extents) {
     return {extents.begin(), extents.end()};
 }
@@ -48,11 +99,19 @@ bool is_unsigned(hid_t type) {
     return checked(H5Tget_sign(type), "read", "the sign of a type") == H5T_SGN_NONE;
 }
 
-bool is_single_float(hid_t type) {
-    const auto is_same = [&](hid_t other) {
-        return checked(H5Tequal(type, other), "compare", "two types") > 0;
-    };
-    return type_class(type) == H5T_FLOAT && (is_same(H5T_IEEE_F32LE) || is_same(H5T_IEEE_F32BE));
+std::optional<SampleType> find_sample_type(hid_t type) {
+    const H5T_class_t kind = type_class(type);
+    if (kind != H5T_FLOAT && kind != H5T_INTEGER) {
+        return std::nullopt;
+    }
+    const std::size_t size = type_size(type);
+    for (const RealType& real : real_types()) {
+        if (real.kind == kind && real.size == size &&
+            (is_same(type, real.little) || is_same(type, real.big))) {
+            return real.type;
+        }
+    }
+    return std::nullopt;
 }
 
 std::string describe_type(hid_t type) {

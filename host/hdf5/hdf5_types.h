@@ -2,9 +2,11 @@
 #pragma once
 
 #include "host/hdf5/hdf5_calls.h"
+#include "host/tree/sample_type.h"
 #include "host/tree/tree_rules.h"
 
 #include <array>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -23,7 +25,8 @@ bool has_no_elements(hid_t space); // a null space, without even one value
 H5T_class_t type_class(hid_t type);
 std::size_t type_size(hid_t type); // of one value, in bytes
 bool is_unsigned(hid_t type);      // of an integer type
-bool is_single_float(hid_t type);  // an IEEE float of 32 bits, of either byte order
+// Nothing for a type that is none of those real numbers, in either byte order.
+std::optional<SampleType> find_sample_type(hid_t type);
 // For people: "64-bit floats", "texts".
 std::string describe_type(hid_t type);
 

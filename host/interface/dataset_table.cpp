@@ -102,8 +102,8 @@ void explain_other(HostCall& call, ObjectId object) {
     for (const OtherObject& other : call.tree().list_others(group.value_or(call.tree().root()))) {
         if (other.name == name) {
             call.send(Message::Warning,
-                      fmt::format("'{}' cannot be used ({}): convert it to a data set of "
-                                  "32-bit floats first",
+                      fmt::format("'{}' cannot be used ({}): convert it to a data set of real "
+                                  "numbers, of rank 1 or more, first",
                                   path, other.description));
         }
     }

@@ -64,10 +64,10 @@ Failure explain_other(DataTree& tree, const std::string& path, const std::string
             description = other.description;
         }
     }
-    return {
-        ExitCode::Input,
-        fmt::format("{}: '{}' is a {}, no data set of 32-bit floats", source, path, description),
-        {"convert it to 32-bit floats with the tool that made it"}};
+    return {ExitCode::Input,
+            fmt::format("{}: '{}' is a {}, no data set of real numbers of rank 1 or more", source,
+                        path, description),
+            {"convert it to one with the tool that made it"}};
 }
 
 // A group where a data set is wanted, or the other way round. The pattern for all sets of a group
@@ -218,7 +218,7 @@ std::string hint_tree(const std::string& source) {
 
 Failure explain_no_match(DataTree& tree, std::string_view pattern, const std::string& source) {
     const std::string what = pattern.empty()
-                                 ? fmt::format("{}: no data set of 32-bit floats", source)
+                                 ? fmt::format("{}: no data set of real numbers", source)
                                  : fmt::format("{}: nothing matches '{}'", source, pattern);
     return {ExitCode::Input,
             what,

@@ -7,6 +7,7 @@
 #include "host/interface/path_patterns.h"
 #include "host/runs/input_files.h"
 #include "host/runs/job_step.h"
+#include "host/runs/narrowed_sets.h"
 #include "host/runs/output_files.h"
 #include "host/runs/work_meter.h"
 #include "host/runs/written_sets.h"
@@ -168,6 +169,7 @@ class JobRun {
             observations.push_back(run_one_step(step, cached, observed));
         }
         cached.flush();
+        tell_narrowed(tree.narrowed_sets());
         origin_.input = identity.get();
         refuse_change(origin_.input.mark != content_);
         append_history(tree, make_records(observations));
@@ -221,6 +223,16 @@ class JobRun {
         } catch (const std::exception&) {
             backup.take_back();
             throw;
+        }
+    }
+
+    void tell_narrowed(std::span<const NarrowedSet> sets) const {
+        for (const NarrowedSet& set : sets) {
+            tell_({MessageLevel::Info,
+                   fmt::format("{}: {}", job_.input.string(), describe_narrowing(set))});
+        }
+        if (job_.output == job_.input) {
+            refuse_narrowing(sets, job_.input.string());
         }
     }
 

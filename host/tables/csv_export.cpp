@@ -10,16 +10,23 @@
 #include <algorithm>
 #include <cmath>
 #include <set>
+#include <type_traits>
+#include <variant>
 
 namespace talvora::host {
 namespace {
 
 constexpr std::size_t PIECE_BYTES = 1 << 16;
 
+// A line of a set, as its samples are stored.
+using Samples =
+    std::variant<std::span<const float>, std::span<const double>, std::span<const std::int32_t>,
+                 std::span<const std::int64_t>, std::span<const std::uint64_t>>;
+
 // One column: its name and the line of samples below it.
 struct Column {
     std::string name;
-    std::span<const float> samples;
+    Samples samples;
 };
 
 // ---------------------------------------------------------------------------
@@ -73,13 +80,21 @@ std::string name_column(const std::string& set_name, const SignalSet& set, std::
     return mark + set_name + set.line_indices(line);
 }
 
+Samples line_samples(const SignalSet& set, std::size_t line) {
+    return std::visit(
+        [&]<typename Sample>(const std::vector<Sample>&) -> Samples {
+            return set.line_of<Sample>(line);
+        },
+        set.samples);
+}
+
 std::vector<Column> make_columns(std::span<const SignalSet> sets, const ExportOptions& options) {
     const std::string shared = shared_group(sets);
     std::vector<Column> columns;
     for (const SignalSet& set : sets) {
         const std::string name = set.path.substr(shared.empty() ? 0 : shared.size() + 1);
         for (std::size_t i = 0; i < set.line_count(); ++i) {
-            columns.push_back({name_column(name, set, i, options), set.line(i)});
+            columns.push_back({name_column(name, set, i, options), line_samples(set, i)});
         }
     }
     return columns;
@@ -156,14 +171,29 @@ std::vector<std::string> make_import_words(std::span<const SignalSet> sets,
 
 // ---------------------------------------------------------------------------
 
+// An integer never is.
+template <typename Sample>
+bool is_missing(Sample sample) {
+    if constexpr (std::is_floating_point_v<Sample>) {
+        return std::isnan(sample);
+    } else {
+        return false;
+    }
+}
+
+template <typename Sample>
+void append_sample(std::string& text, Sample sample) {
+    if (!is_missing(sample)) {
+        fmt::format_to(std::back_inserter(text), "{}", sample);
+    }
+}
+
 void append_row(std::string& text, double time, std::uint64_t row,
                 std::span<const Column> columns) {
     fmt::format_to(std::back_inserter(text), "{}", time);
     for (const Column& column : columns) {
         text += ',';
-        if (const float sample = column.samples[row]; !std::isnan(sample)) {
-            fmt::format_to(std::back_inserter(text), "{}", sample);
-        }
+        std::visit([&](const auto& samples) { append_sample(text, samples[row]); }, column.samples);
     }
     text += '\n';
 }
@@ -181,7 +211,11 @@ void write_rows(const SignalSet& times, std::span<const Column> columns, std::st
 }
 
 bool is_missing_throughout(const Column& column) {
-    return std::ranges::all_of(column.samples, [](float sample) { return std::isnan(sample); });
+    return std::visit(
+        [](const auto& samples) {
+            return std::ranges::all_of(samples, [](auto sample) { return is_missing(sample); });
+        },
+        column.samples);
 }
 
 ExportReport make_report(std::span<const SignalSet> sets, std::span<const Column> columns,

@@ -4,7 +4,8 @@
 // sample numbers ("Sample") where the sets have no sample rate. Columns are named after
 // their sets, by the path below the group that all of them share, with the indices of the
 // line: "Rate[2]". Numbers are the shortest decimal text that reads back as the same
-// 32-bit float; a missing sample (NaN) is an empty cell.
+// sample: a 32-bit float, a double or an integer, as the set's are; a missing sample (NaN) is an
+// empty cell.
 #pragma once
 
 #include "host/tree/signal_set.h"

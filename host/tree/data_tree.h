@@ -3,14 +3,17 @@
 // others stand in front of a tree and pass requests on (forwarding_tree.h). The function
 // tables (host/interface/interface_tables.h) and the commands work on any.
 //
-// A data set is an n-dimensional array of 32-bit floats of rank 1 or more (the memory
+// A data set is an n-dimensional array of real numbers of rank 1 or more (the memory
 // tree can hold rank 0, for tests and the validator), row-major, last dimension fastest.
+// Samples are read and written as 32-bit floats, in whatever type they are stored.
 // Groups and data sets carry named attributes.
 //
 // Paths are relative to the group they are given with, their names parted by '/';
 // a leading '/' and repeated ones do not count, and the empty path is the group
 // itself. Every failure is thrown as a TreeError with a sentence complete in itself.
 #pragma once
+
+#include "host/tree/sample_type.h"
 
 #include <cstdint>
 #include <optional>
@@ -77,10 +80,10 @@ struct TextArray {
 using AttributeValue =
     std::variant<std::int64_t, float, double, std::string, IntegerArray, NumberArray, TextArray>;
 
-// Something in the tree that is neither a group nor a data set of floats.
+// Something in the tree that is neither a group nor a data set of real numbers.
 struct OtherObject {
     std::string name;
-    std::string description; // what it is, for people: "data set of 64-bit floats [3, 100]"
+    std::string description; // what it is, for people: "data set of texts [3]"
 };
 
 class DataTree {
@@ -109,13 +112,19 @@ class DataTree {
                                     const Extents& extents) = 0;
 
     virtual Extents extents(ObjectId set) const = 0;
+    // As which type the samples are stored. That of a set which is written or resized becomes
+    // that of 32-bit floats.
+    virtual SampleType sample_type(ObjectId set) const;
     // Samples inside both the old and the new extents keep their places; new room
     // is zero. The rank stays.
     virtual void resize(ObjectId set, const Extents& extents) = 0;
     // A hyperslab beyond the extents, or a span of another size than the product of
-    // the counts, is refused.
+    // the counts, is refused. Each sample of another type is read as the nearest float, an even
+    // one between two; a finite one that has none is a StorageError.
     virtual void read(ObjectId set, const Hyperslab& slab, std::span<float> samples) = 0;
     virtual void write(ObjectId set, const Hyperslab& slab, std::span<const float> samples) = 0;
+    // The samples as they are stored; a hyperslab beyond the extents is refused.
+    virtual StoredSamples read_stored(ObjectId set, const Hyperslab& slab);
 
     virtual std::vector<std::string> list_attributes(ObjectId object) = 0;
     // Nothing when there is none of that name; a TreeError when its type cannot be read.

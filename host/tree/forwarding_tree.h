@@ -1,4 +1,5 @@
-// A tree that passes every request on to another one, for those that do so with most.
+// A tree that passes every request on to another one, for those that do so with most. It is a tree
+// of 32-bit floats: as what its samples are stored is known to the one that stores them.
 #pragma once
 
 #include "host/tree/data_tree.h"

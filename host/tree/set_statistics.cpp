@@ -1,39 +1,61 @@
 #include "host/tree/set_statistics.h"
 
-#include "host/tree/tree_rules.h"
-
+#include <algorithm>
 #include <cmath>
+#include <optional>
+#include <span>
+#include <type_traits>
 #include <vector>
 
 namespace talvora::host {
 
-SetStatistics measure_samples(std::span<const float> samples) {
+namespace {
+
+template <typename Sample>
+using Value =
+    std::conditional_t<std::is_floating_point_v<Sample>, double,
+                       std::conditional_t<std::is_signed_v<Sample>, std::int64_t, std::uint64_t>>;
+
+template <typename Sample>
+SetStatistics measure(std::span<const Sample> samples) {
     SetStatistics statistics{.sample_count = samples.size()};
+    std::optional<Sample> min;
+    std::optional<Sample> max;
     double sum = 0;
-    for (const float sample : samples) {
-        const auto value = static_cast<double>(sample);
-        if (std::isnan(value)) {
-            ++statistics.missing_count;
-            continue;
+    for (const Sample sample : samples) {
+        if constexpr (std::is_floating_point_v<Sample>) {
+            if (std::isnan(sample)) {
+                ++statistics.missing_count;
+                continue;
+            }
         }
-        sum += value;
-        // The first value comes in beside the NaN that both start as.
-        statistics.min = std::fmin(statistics.min, value);
-        statistics.max = std::fmax(statistics.max, value);
+        sum += static_cast<double>(sample);
+        min = min ? std::min(*min, sample) : sample;
+        max = max ? std::max(*max, sample) : sample;
     }
-    const std::uint64_t value_count = statistics.sample_count - statistics.missing_count;
-    if (value_count > 0) {
-        statistics.mean = sum / static_cast<double>(value_count);
+    if (min) {
+        statistics.min = static_cast<Value<Sample>>(*min);
+        statistics.max = static_cast<Value<Sample>>(*max);
+        statistics.mean =
+            sum / static_cast<double>(statistics.sample_count - statistics.missing_count);
     }
     return statistics;
 }
 
+} // namespace
+
+SetStatistics measure_samples(const StoredSamples& samples) {
+    return std::visit(
+        []<typename Sample>(const std::vector<Sample>& stored) {
+            return measure(std::span<const Sample>(stored));
+        },
+        samples);
+}
+
 SetStatistics measure_set(DataTree& tree, ObjectId set) {
     const Extents extents = tree.extents(set);
-    std::vector<float> samples = make_sample_room(extents, tree.path(set));
     const Extents starts(extents.size(), 0);
-    tree.read(set, {.starts = starts, .counts = extents}, samples);
-    return measure_samples(samples);
+    return measure_samples(tree.read_stored(set, {.starts = starts, .counts = extents}));
 }
 
 } // namespace talvora::host

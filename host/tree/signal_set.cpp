@@ -20,6 +20,31 @@ double read_start_time(DataTree& tree, ObjectId set) {
     return std::isfinite(start) ? start : 0;
 }
 
+StoredSamples read_floats(DataTree& tree, ObjectId set, const Hyperslab& slab) {
+    std::vector<float> samples = make_sample_room<float>(slab.counts, tree.path(set));
+    tree.read(set, slab, samples);
+    return samples;
+}
+
+StoredSamples read_stored(DataTree& tree, ObjectId set, const Hyperslab& slab) {
+    return tree.read_stored(set, slab);
+}
+
+using ReadSamples = StoredSamples (*)(DataTree& tree, ObjectId set, const Hyperslab& slab);
+
+// The samples first: their set is open then.
+SignalSet read_signal_set(DataTree& tree, const std::string& path, ReadSamples read_samples) {
+    const ObjectId id = tree.find(tree.root(), path).value();
+    SignalSet set;
+    set.path = path;
+    set.extents = tree.extents(id);
+    const Extents starts(set.extents.size(), 0);
+    set.samples = read_samples(tree, id, {.starts = starts, .counts = set.extents});
+    set.sample_rate = read_rate(tree, id);
+    set.start_time = read_start_time(tree, id);
+    return set;
+}
+
 } // namespace
 
 std::size_t SignalSet::line_count() const {
@@ -27,7 +52,7 @@ std::size_t SignalSet::line_count() const {
 }
 
 std::span<const float> SignalSet::line(std::size_t index) const {
-    return std::span(samples).subspan(index * line_length(), line_length());
+    return line_of<float>(index);
 }
 
 std::string SignalSet::line_indices(std::size_t index) const {
@@ -51,18 +76,12 @@ SignalSet read_signal_head(DataTree& tree, const std::string& path) {
     return {path, tree.extents(id), read_rate(tree, id), read_start_time(tree, id), {}};
 }
 
-// The samples first: their set is open then.
 SignalSet read_signal_set(DataTree& tree, const std::string& path) {
-    const ObjectId id = tree.find(tree.root(), path).value();
-    SignalSet set;
-    set.path = path;
-    set.extents = tree.extents(id);
-    set.samples = make_sample_room(set.extents, path);
-    const Extents starts(set.extents.size(), 0);
-    tree.read(id, {.starts = starts, .counts = set.extents}, set.samples);
-    set.sample_rate = read_rate(tree, id);
-    set.start_time = read_start_time(tree, id);
-    return set;
+    return read_signal_set(tree, path, read_floats);
+}
+
+SignalSet read_stored_signal_set(DataTree& tree, const std::string& path) {
+    return read_signal_set(tree, path, read_stored);
 }
 
 } // namespace talvora::host

@@ -19,11 +19,16 @@ struct SignalSet {
     Extents extents;
     std::optional<double> sample_rate; // Hz, above 0 and finite; nothing when unknown
     double start_time = 0;             // of sample 0, in seconds
-    std::vector<float> samples;        // line after line
+    StoredSamples samples;             // line after line
 
     std::uint64_t line_length() const { return extents.empty() ? 1 : extents.back(); }
     std::size_t line_count() const; // of the extents: also where samples were not read
-    std::span<const float> line(std::size_t index) const;
+    std::span<const float> line(std::size_t index) const; // of a set of floats
+    template <typename Sample>
+    std::span<const Sample> line_of(std::size_t index) const {
+        return std::span(std::get<std::vector<Sample>>(samples))
+            .subspan(index * line_length(), line_length());
+    }
     // The indices of a line in the dimensions that have more than one: "[2]", "[0][3]", and
     // nothing for the only line of a set.
     std::string line_indices(std::size_t index) const;
@@ -35,7 +40,10 @@ struct SignalSet {
 SignalSet read_signal_head(DataTree& tree, const std::string& path);
 
 // Reads the whole set, and its attributes SampleRate and StartTime (a number of any kind). Throws
-// a TreeError where it cannot be read or is too large to be.
+// a TreeError where it cannot be read or is too large to be. The samples are floats, whatever they
+// are stored as.
 SignalSet read_signal_set(DataTree& tree, const std::string& path);
+// The same with the samples as they are stored.
+SignalSet read_stored_signal_set(DataTree& tree, const std::string& path);
 
 } // namespace talvora::host

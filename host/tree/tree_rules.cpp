@@ -114,13 +114,9 @@ std::uint64_t count_samples(std::span<const std::uint64_t> extents) {
     return product;
 }
 
-std::vector<float> make_sample_room(const Extents& extents, std::string_view path) {
-    const std::uint64_t sample_count = count_samples(extents);
-    if (sample_count > std::vector<float>().max_size()) {
-        throw TreeError(fmt::format("'{}' has the extents {}: more samples than memory can hold",
-                                    path, describe_extents(extents)));
-    }
-    return std::vector<float>(sample_count);
+void refuse_sample_room(std::span<const std::uint64_t> extents, std::string_view path) {
+    throw TreeError(fmt::format("'{}' has the extents {}: more samples than memory can hold", path,
+                                describe_extents(extents)));
 }
 
 void check_extents(const Extents& extents, std::size_t min_rank, std::string_view path) {

@@ -37,8 +37,18 @@ NewPlace plan_new_place(DataTree& tree, ObjectId parent, std::string_view path);
 // The product of the extents; refused when it does not fit 64 bits.
 std::uint64_t count_samples(std::span<const std::uint64_t> extents);
 
-// Room for all samples of a set, each zero; refused where no memory can hold as many.
-std::vector<float> make_sample_room(const Extents& extents, std::string_view path);
+[[noreturn]] void refuse_sample_room(std::span<const std::uint64_t> extents, std::string_view path);
+// Room for all samples of a set or a part of one, each zero; refused where no memory can hold as
+// many.
+template <typename Sample>
+std::vector<Sample> make_sample_room(std::span<const std::uint64_t> extents,
+                                     std::string_view path) {
+    const std::uint64_t sample_count = count_samples(extents);
+    if (sample_count > std::vector<Sample>().max_size()) {
+        refuse_sample_room(extents, path);
+    }
+    return std::vector<Sample>(sample_count);
+}
 
 // Refuses ranks outside [min_rank, MAX_RANK] and more samples than can be counted.
 void check_extents(const Extents& extents, std::size_t min_rank, std::string_view path);

@@ -18,6 +18,7 @@
 #include <sys/file.h>
 #include <sys/resource.h>
 #include <thread>
+#include <tuple>
 #include <unistd.h>
 
 #ifdef TALVORA_ADDRESS_SANITIZER
@@ -120,9 +121,31 @@ TEST_F(ForeignFile, OffersFloatsOfEitherByteOrder) {
     EXPECT_EQ(read_all(tree, *tree.find(tree.root(), "big"))[23], 23.0F);
 }
 
+TEST_F(ForeignFile, OffersRealNumbersOfEveryType) {
+    const std::vector<std::tuple<const char*, hid_t, SampleType>> TYPES = {
+        {"f32", H5T_IEEE_F32BE, SampleType::Float32},
+        {"f64", H5T_IEEE_F64LE, SampleType::Float64},
+        {"f64be", H5T_IEEE_F64BE, SampleType::Float64},
+        {"i16", H5T_STD_I16BE, SampleType::Int16},
+        {"i64", H5T_STD_I64LE, SampleType::Int64},
+        {"i8", H5T_STD_I8LE, SampleType::Int8},
+        {"u32", H5T_STD_U32LE, SampleType::UInt32},
+        {"u64", H5T_STD_U64BE, SampleType::UInt64}};
+    for (const auto& [name, type, _] : TYPES) {
+        make_set(name, type, {3, 2});
+    }
+    Hdf5Tree& tree = open();
+    for (const auto& [name, _, type] : TYPES) {
+        const auto set = tree.find(tree.root(), name);
+        ASSERT_TRUE(set.has_value());
+        EXPECT_EQ(tree.kind(*set), ObjectKind::DataSet) << name;
+        EXPECT_EQ(tree.sample_type(*set), type) << name;
+    }
+}
+
 TEST_F(ForeignFile, DescribesWhatItDoesNotOffer) {
-    make_set("doubles", H5T_IEEE_F64LE, {3, 100});
-    make_set("integers", H5T_STD_U16LE, {5});
+    make_set("bits", H5T_STD_B16LE, {3, 100});
+    make_set("long", H5T_NATIVE_LDOUBLE, {5});
     make_set("scalar", H5T_IEEE_F32LE, {});
     H5Lcreate_soft("/nowhere", writer_, "soft", H5P_DEFAULT, H5P_DEFAULT);
     H5Lcreate_external("other.h5", "/set", writer_, "external", H5P_DEFAULT, H5P_DEFAULT);
@@ -131,12 +154,12 @@ TEST_F(ForeignFile, DescribesWhatItDoesNotOffer) {
     for (const OtherObject& other : tree.list_others(tree.root())) {
         lines.push_back(other.name + ": " + other.description);
     }
-    EXPECT_EQ(lines, (std::vector<std::string>{
-                         "doubles: data set of 64-bit floats [3, 100]",
-                         "external: link to '/set' in the file 'other.h5'",
-                         "integers: data set of unsigned 16-bit integers [5]",
-                         "scalar: data set of 32-bit floats []",
-                         "soft: link to '/nowhere', where no object can be opened"}));
+    EXPECT_EQ(lines,
+              (std::vector<std::string>{
+                  "bits: data set of 16-bit fields [3, 100]",
+                  "external: link to '/set' in the file 'other.h5'",
+                  "long: data set of 128-bit floats [5]", "scalar: data set of 32-bit floats []",
+                  "soft: link to '/nowhere', where no object can be opened"}));
     EXPECT_TRUE(tree.list_datasets(tree.root()).empty());
     EXPECT_EQ(tree.kind(*tree.find(tree.root(), "external")), ObjectKind::Other);
     EXPECT_FALSE(tree.find(tree.root(), "external/below").has_value());
@@ -207,6 +230,116 @@ TEST_F(ForeignFile, SaysWhatItListsAndCannotRead) {
         EXPECT_THAT(list_all, ThrowsMessage<StorageError>(HasSubstr(object))) << object;
         tree_.reset();
     }
+}
+
+// ---------------------------------------------------------------------------
+// Samples of other types
+
+// Twelve doubles, the first of which lies between two floats.
+class Doubles : public ForeignFile {
+  protected:
+    void SetUp() override {
+        make_set("X", H5T_IEEE_F64BE, {3, 4});
+        const Id set(H5Dopen2(writer_, "X", H5P_DEFAULT));
+        ASSERT_GE(H5Dwrite(set, H5T_NATIVE_DOUBLE, H5S_ALL, H5S_ALL, H5P_DEFAULT, samples_.data()),
+                  0);
+    }
+    // What is in the file once the tree is closed.
+    std::vector<float> read_file_again() {
+        tree_->close();
+        const Id file(H5Fopen(file_.c_str(), H5F_ACC_RDONLY, H5P_DEFAULT));
+        const Id set(H5Dopen2(file, "X", H5P_DEFAULT));
+        const Id type(H5Dget_type(set));
+        EXPECT_GT(H5Tequal(type, H5T_IEEE_F32LE), 0);
+        std::vector<float> samples(12);
+        EXPECT_GE(H5Dread(set, H5T_NATIVE_FLOAT, H5S_ALL, H5S_ALL, H5P_DEFAULT, samples.data()), 0);
+        return samples;
+    }
+
+    std::vector<double> samples_ = {1 + 0x1p-24, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, -16};
+    std::vector<float> rounded_ = {1, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, -16};
+};
+
+TEST_F(Doubles, AreReadAsFloatsAndAsTheyAre) {
+    Hdf5Tree& tree = open();
+    const ObjectId set = *tree.find(tree.root(), "X");
+    EXPECT_EQ(read_all(tree, set), rounded_);
+    EXPECT_EQ(tree.read_stored(set, {Extents{0, 0}, Extents{3, 4}}), StoredSamples(samples_));
+    EXPECT_EQ(tree.read_stored(set, {Extents{1, 1}, Extents{2, 1}}),
+              StoredSamples(std::vector<double>{5, 9}));
+    EXPECT_TRUE(tree.narrowed_sets().empty());
+}
+
+TEST_F(Doubles, BecomeFloatsWhenAPartIsWritten) {
+    Hdf5Tree& tree = open(Hdf5Access::ReadWrite);
+    const ObjectId set = *tree.find(tree.root(), "X");
+    tree.write(set, {Extents{2, 3}, Extents{1, 1}}, std::vector<float>{0.5F});
+    ASSERT_EQ(tree.narrowed_sets().size(), 1U);
+    EXPECT_EQ(tree.narrowed_sets()[0].path, "X");
+    EXPECT_EQ(tree.narrowed_sets()[0].type, SampleType::Float64);
+    EXPECT_EQ(tree.narrowed_sets()[0].change.largest_change, 0x1p-24);
+    EXPECT_EQ(tree.narrowed_sets()[0].change.largest_sample, 16);
+    EXPECT_EQ(tree.sample_type(set), SampleType::Float32);
+    rounded_.back() = 0.5F;
+    EXPECT_EQ(read_file_again(), rounded_);
+}
+
+TEST_F(Doubles, BecomeFloatsWhenAllIsWritten) {
+    Hdf5Tree& tree = open(Hdf5Access::ReadWrite);
+    const ObjectId set = *tree.find(tree.root(), "X");
+    const std::vector<float> written(12, 7);
+    tree.write(set, {Extents{0, 0}, Extents{3, 4}}, written);
+    EXPECT_EQ(tree.narrowed_sets()[0].change.largest_sample, 16);
+    EXPECT_EQ(tree.find(tree.root(), "X"), set);
+    EXPECT_EQ(read_file_again(), written);
+}
+
+TEST_F(Doubles, BecomeFloatsWhenTheyAreResized) {
+    Hdf5Tree& tree = open(Hdf5Access::ReadWrite);
+    const ObjectId set = *tree.find(tree.root(), "X");
+    tree.resize(set, {1, 12});
+    EXPECT_EQ(tree.narrowed_sets()[0].change.largest_change, 0x1p-24);
+    EXPECT_EQ(read_file_again(), (std::vector<float>{1, 1, 2, 3, 0, 0, 0, 0, 0, 0, 0, 0}));
+}
+
+TEST_F(Doubles, LeadToTheNewSetByAllLinks) {
+    const Id group(H5Gcreate2(writer_, "group", H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT));
+    H5Lcreate_hard(writer_, "X", group, "hard", H5P_DEFAULT, H5P_DEFAULT);
+    H5Lcreate_soft("/group/hard", writer_, "A", H5P_DEFAULT, H5P_DEFAULT);
+    Hdf5Tree& tree = open(Hdf5Access::ReadWrite);
+    const ObjectId set = *tree.find(tree.root(), "A");
+    EXPECT_EQ(tree.path(set), "A");
+    tree.write(set, {Extents{0, 0}, Extents{3, 4}}, rounded_);
+    EXPECT_EQ(tree.find(tree.root(), "group/hard"), set);
+    EXPECT_EQ(read_file_again(), rounded_);
+    Hdf5Tree again(file_, Hdf5Access::ReadOnly);
+    EXPECT_EQ(again.find(again.root(), "A"), again.find(again.root(), "X"));
+    EXPECT_EQ(again.find(again.root(), "group/hard"), again.find(again.root(), "X"));
+}
+
+TEST_F(Doubles, BeyondAllFloatsAreRefused) {
+    samples_[6] = -1e39;
+    {
+        const Id set(H5Dopen2(writer_, "X", H5P_DEFAULT));
+        H5Dwrite(set, H5T_NATIVE_DOUBLE, H5S_ALL, H5S_ALL, H5P_DEFAULT, samples_.data());
+    }
+    Hdf5Tree& tree = open(Hdf5Access::ReadWrite);
+    const ObjectId set = *tree.find(tree.root(), "X");
+    const auto message = HasSubstr("'X' holds -1e+39 at [1, 2]");
+    EXPECT_THAT([&] { read_all(tree, set); }, ThrowsMessage<StorageError>(message));
+    const std::vector<float> sample = {0};
+    EXPECT_THAT(
+        [&] {
+            tree.write(set, {Extents{0, 0}, Extents{1, 1}}, sample);
+        },
+        ThrowsMessage<StorageError>(message));
+    EXPECT_THAT(
+        [&] {
+            tree.write(set, {Extents{0, 0}, Extents{3, 4}}, rounded_);
+        },
+        ThrowsMessage<StorageError>(message));
+    EXPECT_EQ(tree.sample_type(set), SampleType::Float64);
+    EXPECT_EQ(tree.list_datasets(tree.root()), std::vector<std::string>{"X"});
 }
 
 // ---------------------------------------------------------------------------

@@ -553,7 +553,7 @@ TEST(InterfaceTablesOnFiles, TellsWhatCannotBeUsedAndWhatIsNotCopied) {
     sets->copy_attribute(copy, opened, "Odd");
     EXPECT_THAT(messages,
                 ElementsAre("'Imu/raw' cannot be used (data set of 64-bit floats []): convert it "
-                            "to a data set of 32-bit floats first",
+                            "to a data set of real numbers, of rank 1 or more, first",
                             HasSubstr("not copied: the attribute 'Odd' of 'Imu/acc' holds 8-bit "
                                       "fields")));
     EXPECT_THAT(call.problems().refused_requests, IsEmpty());

@@ -1,0 +1,22 @@
+// Samples of other types as 32-bit floats.
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+namespace talvora::host {
+
+// What rounding changed, among finite samples.
+struct RoundingChange {
+    double largest_change = 0; // infinite where a sample is beyond every 32-bit float
+    double largest_sample = 0; // its magnitude, before
+
+    void add(const RoundingChange& other);
+};
+
+// Gives each sample as the nearest 32-bit float, of two that are as near the one whose last bit is
+// 0, rounding once. Both spans are of one size; for float, double, int32, int64 and uint64.
+template <typename Stored>
+RoundingChange round_samples(std::span<const Stored> stored, std::span<float> rounded);
+
+} // namespace talvora::host

@@ -1,0 +1,477 @@
+"""Works with talvora-host on data sets of every real type, as h5py writes them.
+
+    sample_types_test.py TALVORA_HOST PLUGIN
+
+What is expected of samples is NumPy's conversion, and SciPy's filter where it is installed.
+"""
+
+import csv
+import json
+import os
+import pathlib
+import re
+import subprocess
+import sys
+import tempfile
+import unittest
+
+import h5py
+import numpy as np
+
+try:
+    from scipy import signal
+except ImportError:
+    signal = None
+
+HOST = PLUGIN = None
+NAMES = ["float16", "float32", "float64", "int8", "int16", "int32", "int64", "uint8", "uint16",
+         "uint32", "uint64"]
+TYPES = [np.dtype(name).newbyteorder(order) for name in NAMES for order in "<>"]
+TYPES = list(dict.fromkeys(TYPES))  # of one byte there is no order
+BINARY_16 = np.arange(1 << 16, dtype=np.uint16).view(np.float16)
+
+
+def make_samples(dtype):
+    """Samples of all sizes, those at the limits, those between two floats; [3, 1, n]."""
+    random = np.random.default_rng(7)
+    if dtype.kind == "f":
+        if dtype.itemsize == 2:
+            values = BINARY_16
+        else:
+            values = random.standard_normal(3000) * 10.0 ** random.integers(-44, 38, 3000)
+            largest = np.finfo(np.float32).max.astype(np.float64)
+            values[:8] = [0.0, -0.0, np.nan, np.inf, -np.inf, largest, -largest, 1e-45]
+            if dtype.itemsize == 8:  # the last double that does not become infinite
+                values[8] = np.nextafter(largest * (1 + 2.0**-25), 0)
+                values[9] = 1 + 2.0**-24  # between two floats
+                values[10] = 1 + 3 * 2.0**-24
+    else:
+        limits = np.iinfo(dtype)
+        bits = 8 * dtype.itemsize
+        values = random.integers(limits.min, limits.max, 3000, dtype=dtype.newbyteorder("="),
+                                 endpoint=True)
+        values >>= random.integers(0, bits, 3000, dtype=values.dtype)
+        values[:3] = [limits.min, limits.max, 0]
+        if bits == 64:  # right when rounded once, wrong by way of a double
+            values[3:5] = [2**60 + 2**36 + 1, 2**60 + 3 * 2**36 - 1]
+    count = values.size // 3 * 3
+    return values[:count].reshape(3, 1, -1).astype(dtype)
+
+
+def as_floats(samples):
+    return samples.astype(np.float32)
+
+
+def add_set(file, path, samples, rate=100.0, **options):
+    made = file.create_dataset(path, data=samples, **options)
+    made.attrs["SampleRate"] = np.float32(rate)
+    return made
+
+
+class SampleTypes(unittest.TestCase):
+    def setUp(self):
+        temporary = tempfile.TemporaryDirectory()
+        self.addCleanup(temporary.cleanup)
+        self.folder = pathlib.Path(temporary.name)
+
+    def call(self, *words, code=0):
+        variables = {**os.environ, "TALVORA_PLUGIN_PATH": PLUGIN}
+        result = subprocess.run([HOST, *words], cwd=self.folder, env=variables, timeout=60,
+                                capture_output=True, encoding="utf-8")
+        self.assertEqual(result.returncode, code, result.stderr)
+        return result
+
+    def make(self, name="in.h5", **options):
+        return h5py.File(self.folder / name, "w", **options)
+
+    def read(self, name="out.h5"):
+        return h5py.File(self.folder / name, "r")
+
+    def opposite(self, *words, code=0):
+        """A unit that changes the sign alone, on the sets of the group Imu."""
+        return self.call("run", "apply-set-opposite", "SourceGroup=Imu", "in.h5",
+                         *(words or ("-o", "out.h5")), code=code)
+
+    def assert_same_floats(self, given, expected):
+        self.assertEqual(given.dtype, np.dtype("<f4"))
+        np.testing.assert_array_equal(given, expected)  # in which NaN equals NaN
+        there = ~np.isnan(expected)
+        np.testing.assert_array_equal(np.signbit(given[there]), np.signbit(expected[there]))
+
+
+class Runs(SampleTypes):
+    def test_every_type_becomes_the_nearest_floats(self):
+        with self.make() as file:
+            for dtype in TYPES:
+                add_set(file, f"Imu/{dtype.str[1:]}-{dtype.str[0] == '>'}", make_samples(dtype))
+        self.opposite()
+        with self.make("again.h5"), self.read() as file, self.read("in.h5") as before:
+            self.assertEqual(len(file["Imu"]), len(TYPES))
+            for name in file["Imu"]:
+                with self.subTest(name):
+                    samples = before["Imu"][name]
+                    self.assertEqual(samples.dtype.str[1:], name.split("-")[0])
+                    self.assert_same_floats(-file["Imu"][name][...], as_floats(samples[...]))
+                    self.assertEqual(file["Imu"][name].attrs["SampleRate"], 100)
+
+    def test_each_set_that_is_narrowed_is_told(self):
+        with self.make() as file:
+            add_set(file, "Imu/Halves", np.float16([1, 2]))
+            add_set(file, "Imu/Rate", np.float64([1 + 2.0**-25, -2, np.nan, np.inf]))
+            add_set(file, "Imu/Single", np.float32([1, 2]))
+            add_set(file, "Imu/Small", np.int16([1, -2]))
+            add_set(file, "Imu/Zeros", np.zeros(4))
+            add_set(file, "Other/Kept", np.float64([1, 2]))
+        self.assertEqual(
+            self.opposite().stderr,
+            "info: in.h5: Imu/Halves: 16-bit floats, 32-bit in the result; no sample is changed by "
+            "that\n"
+            "info: in.h5: Imu/Rate: 64-bit floats, 32-bit in the result; largest change 1.5e-08 of "
+            "the largest sample\n"
+            "info: in.h5: Imu/Small: 16-bit integers, 32-bit floats in the result; no sample is "
+            "changed by that\n"
+            "info: in.h5: Imu/Zeros: 64-bit floats, 32-bit in the result; no sample is changed by "
+            "that\n")
+
+    def test_the_change_is_that_of_the_samples_before(self):
+        for dtype in ("f8", "i4", "i8", "u8"):
+            samples = np.random.default_rng(1).standard_normal((3, 1, 5000)) * 1e8
+            samples = (np.abs(samples) if dtype == "u8" else samples).astype(dtype)
+            exact = samples.astype(np.longdouble)
+            change = np.abs(exact - as_floats(samples)).max() / np.abs(exact).max()
+            with self.make() as file:
+                add_set(file, "Imu/X", samples)
+            self.assertIn(f"largest change {change:.1e} of the largest sample",
+                          self.opposite("-o", "out.h5", "--force").stderr)
+
+    def test_a_sample_beyond_all_floats_is_refused(self):
+        for value, shown in ((1e300, "1e+300"), (-3.4028235677973366e38, "-3.4028235677973366e+38")):
+            samples = np.zeros((3, 2, 400_000))
+            samples[2, 1, 399_998] = value
+            with self.make() as file:
+                add_set(file, "Imu/X", samples)
+            errors = self.opposite(code=3).stderr
+            self.assertEqual(
+                errors.splitlines()[-1],
+                f"error: in.h5: 'Imu/X' holds {shown} at [2, 1, 399998], which no 32-bit float can "
+                "hold (allowed: -3.4028235e+38 to 3.4028235e+38)")
+            self.assertFalse((self.folder / "out.h5").exists())
+
+    def test_what_no_step_writes_keeps_its_bytes(self):
+        random = np.random.default_rng(3)
+        with self.make() as file:
+            add_set(file, "Imu/Written", random.standard_normal((2, 1, 500)))
+            for dtype in TYPES:
+                add_set(file, f"Kept/{dtype.str[1:]}{dtype.str[0] == '>'}", make_samples(dtype),
+                        chunks=(1, 1, 100), compression="gzip")
+            file["Kept/flags"] = np.array([True, False])
+        self.opposite()
+        with self.read("in.h5") as before, self.read() as after:
+            for name, kept in before["Kept"].items():
+                result = after["Kept"][name]
+                self.assertEqual(result.dtype, kept.dtype)
+                if kept.chunks:
+                    for i in range(kept.id.get_num_chunks()):
+                        place = kept.id.get_chunk_info(i).chunk_offset
+                        self.assertEqual(result.id.read_direct_chunk(place),
+                                         kept.id.read_direct_chunk(place))
+
+    def test_units_that_only_read_leave_the_type(self):
+        samples = np.random.default_rng(5).standard_normal((3, 1, 400))
+        with self.make() as file:
+            add_set(file, "Imu/X", samples)
+        self.call("run", "average-set", "SourceGroup=Imu", "DestinationGroup=Means", "in.h5", "-o",
+                  "out.h5")
+        with self.read() as file:
+            self.assertEqual(file["Imu/X"].dtype, np.float64)
+            np.testing.assert_array_equal(file["Imu/X"][...], samples)
+            self.assertEqual(file["Means/X"].dtype, np.float32)
+
+    def test_a_set_that_is_resized_becomes_floats(self):
+        samples = np.random.default_rng(5).standard_normal((3, 1, 400))
+        for options in ({}, {"chunks": (1, 1, 50)}, {"chunks": (3, 1, 400), "maxshape": (3, 1, None)}):
+            with self.make() as file:
+                add_set(file, "Imu/X", samples, **options)
+                file.create_group("Slow").attrs["SampleRate"] = 25.0
+            self.call("run", "apply-set-downsample", "SourceGroup=Imu", "HintGroup=Slow", "in.h5",
+                      "-o", "out.h5", "--force")
+            with self.read() as file:
+                self.assert_same_floats(file["Imu/X"][...], as_floats(samples[:, :, ::4]))
+
+    # Larger than the memory for sets: it is written in parts.
+    def test_a_set_that_is_written_in_parts_becomes_floats(self):
+        samples = np.random.default_rng(5).standard_normal((3, 1, 150_000))
+        samples[:, :, 7] = np.nan
+        change = np.nanmax(np.abs(samples - as_floats(samples))) / np.nanmax(np.abs(samples))
+        for options in ({}, {"chunks": (1, 1, 9000), "compression": "gzip"}):
+            with self.make() as file:
+                add_set(file, "Imu/X", samples, **options)
+            result = self.call("run", "apply-set-fill-gap", "SourceGroup=Imu", "MaxGapLength=1",
+                               "in.h5", "-o", "out.h5", "--memory", "1", "--force")
+            self.assertIn(f"largest change {change:.1e} of the largest sample", result.stderr)
+            with self.read() as file:
+                filled = file["Imu/X"][...]
+            self.assertFalse(np.isnan(filled).any())
+            expected = as_floats(samples)
+            expected[:, :, 7] = filled[:, :, 7]
+            self.assert_same_floats(filled, expected)
+
+    @unittest.skipIf(signal is None, "SciPy is not installed")
+    def test_filtering_is_that_of_the_rounded_samples(self):
+        samples = np.cumsum(np.random.default_rng(2).standard_normal((3, 1, 2000)), axis=2)
+        with self.make() as file:
+            for dtype in ("<f8", ">f8", "<i4", ">i2", "<f2"):
+                add_set(file, f"Imu/{dtype[1:]}-{dtype[0] == '>'}", samples.astype(dtype))
+        self.call("run", "apply-set-butterworth", "SourceGroup=Imu", "CutoffFrequency=6", "Order=4",
+                  "in.h5", "-o", "out.h5")
+        correction = (np.sqrt(2.0) - 1.0) ** -0.25  # for two passes
+        b, a = signal.butter(2, correction * 6 / 50)
+        with self.read("in.h5") as before, self.read() as after:
+            for name, data in before["Imu"].items():
+                expected = signal.filtfilt(b, a, as_floats(data[...]).astype(np.float64),
+                                           padlen=3 * (len(a) - 1))
+                np.testing.assert_allclose(after["Imu"][name][...], expected, rtol=2e-6, atol=1e-5)
+
+
+class WhatIsKept(SampleTypes):
+    def test_layout_filters_and_extents(self):
+        samples = np.random.default_rng(5).standard_normal((4, 1, 300))
+        layouts = {"plain": {},
+                   "chunked": {"chunks": (2, 1, 70), "maxshape": (4, None, None)},
+                   "packed": {"chunks": (4, 1, 70), "compression": "gzip", "compression_opts": 7,
+                              "shuffle": True, "fletcher32": True},
+                   "filled": {"chunks": (4, 1, 70), "fillvalue": 0.1}}
+        with self.make() as file:
+            for name, options in layouts.items():
+                add_set(file, f"Imu/{name}", samples, **options)
+            counts = add_set(file, "Imu/scaled", np.arange(300), chunks=(100,), scaleoffset=0,
+                             compression="gzip")
+            self.assertEqual(counts.scaleoffset, 0)
+        self.opposite()
+        with self.read("in.h5") as before, self.read() as after:
+            for name in layouts:
+                old, new = before["Imu"][name], after["Imu"][name]
+                for what in ("shape", "maxshape", "chunks", "compression", "compression_opts",
+                             "shuffle", "fletcher32"):
+                    self.assertEqual(getattr(new, what), getattr(old, what), f"{name} {what}")
+            self.assertEqual(after["Imu/filled"].fillvalue, np.float32(0.1))
+            # The filter takes integers alone.
+            self.assertIsNone(after["Imu/scaled"].scaleoffset)
+            self.assertEqual(after["Imu/scaled"].compression, "gzip")
+            np.testing.assert_array_equal(after["Imu/scaled"], -np.arange(300))
+
+    # Of a set in chunks those that were never written read as the fill value.
+    def test_room_that_was_never_written(self):
+        with self.make() as file:
+            made = file.create_dataset("Imu/X", (4, 1000), "i8", chunks=(1, 100),
+                                       fillvalue=2**60 + 2**36 + 1)
+            made[2, 150:160] = np.arange(10)
+            expected = as_floats(made[...])
+        self.call("run", "apply-set-opposite", "SourceSets=Imu/X", "in.h5", "-o", "out.h5")
+        with self.read() as file:
+            self.assert_same_floats(-file["Imu/X"][...], expected)
+
+    def test_attributes_and_their_order(self):
+        names = ["Zulu", "SampleRate", "Alpha", "Unit", "Axis", "Map"] + [f"n{i}" for i in range(9)]
+        for tracked in (False, True):
+            with self.make(track_order=tracked) as file:
+                made = file.create_dataset("Imu/X", data=np.arange(5.0), track_order=tracked)
+                for name in names:
+                    made.attrs[name] = 50.0
+                made.attrs["Unit"] = ["m", "s"]
+                made.attrs["Map"] = np.array([(1, 2.5)], dtype=[("a", ">i2"), ("b", "f8")])
+                made.attrs["Zulu"] = h5py.Empty("f4")
+            self.opposite("-o", "out.h5", "--force")
+            with self.read("in.h5") as before, self.read() as after:
+                old, new = before["Imu/X"].attrs, after["Imu/X"].attrs
+                self.assertEqual(list(new), list(old))
+                for name in old:
+                    self.assertEqual(new.get_id(name).dtype, old.get_id(name).dtype)
+                    np.testing.assert_array_equal(new[name], old[name])
+
+    def test_links(self):
+        with self.make() as file:
+            data = add_set(file, "Imu/X", np.arange(50.0))
+            file["Deep/er/Hard"] = data
+            file["Imu/Hard"] = data
+            file["Aside"] = h5py.SoftLink("/Imu/X")
+            file["Imu/A"] = h5py.SoftLink("/Elsewhere/Y")  # met before its set
+            add_set(file, "Elsewhere/Y", np.arange(30))
+            file["Imu/Out"] = h5py.ExternalLink("other.h5", "/x")
+        result = self.opposite()
+        self.assertEqual(result.stderr.count("in the result"), 2)
+        with self.read() as file:
+            for name in ("Deep/er/Hard", "Imu/Hard", "Aside"):
+                self.assertEqual(file[name], file["Imu/X"])
+            self.assertEqual(h5py.h5o.get_info(file["Imu/X"].id).rc, 3)
+            np.testing.assert_array_equal(file["Aside"], -np.arange(50.0))
+            self.assertIsInstance(file["Imu"].get("A", getlink=True), h5py.SoftLink)
+            self.assertIsInstance(file["Imu"].get("Out", getlink=True), h5py.ExternalLink)
+            np.testing.assert_array_equal(file["Elsewhere/Y"], -np.arange(30))
+            self.assertEqual(file["Elsewhere/Y"].dtype, np.float32)
+            self.assertEqual(sorted(file), ["Aside", "Deep", "Elsewhere", "Imu"])
+
+    # The scale's attribute would go on referring to the old set.
+    def test_what_references_tie_is_refused(self):
+        with self.make() as file:
+            data = add_set(file, "Imu/X", np.arange(5.0))
+            file["Time"] = np.arange(5.0)
+            file["Time"].make_scale("time")
+            data.dims[0].attach_scale(file["Time"])
+        self.assertIn("'Imu/X' is of 64-bit floats, and its attribute 'DIMENSION_LIST' ties it",
+                      self.opposite(code=1).stderr)
+
+    def test_the_same_input_gives_the_same_bytes(self):
+        with self.make() as file:
+            for i in range(20):
+                add_set(file, f"Imu/X{i}", np.random.default_rng(i).standard_normal((3, 1, 50)))
+        os.environ["SOURCE_DATE_EPOCH"] = "1700000000"
+        self.opposite("-o", "one.h5")
+        self.opposite("-o", "two.h5")
+        self.assertEqual((self.folder / "one.h5").read_bytes(),
+                         (self.folder / "two.h5").read_bytes())
+        # The samples take the room that those of the old type had.
+        self.assertLess((self.folder / "one.h5").stat().st_size,
+                        2 * (self.folder / "in.h5").stat().st_size)
+
+    def test_what_is_no_real_number_stays_as_it_is(self):
+        with self.make() as file:
+            add_set(file, "Imu/X", np.arange(5.0))
+            group = file["Imu"]
+            group["flags"] = np.array([True, False])
+            group["pairs"] = np.array([(1, 2.5)], dtype=[("a", "i2"), ("b", "f8")])
+            group["complex"] = np.array([1 + 2j])
+            group["texts"] = ["a", "b"]
+            group.create_dataset("colours", data=[0, 1],
+                                 dtype=h5py.enum_dtype({"red": 0, "blue": 1}, basetype="i2"))
+            group.create_dataset("references", data=[group.ref], dtype=h5py.ref_dtype)
+            group["scalar"] = 5.0
+            group.create_dataset("nothing", data=h5py.Empty("f8"))
+            group["long"] = np.longdouble([1, 2])
+        self.opposite()
+        with self.read("in.h5") as before, self.read() as after:
+            self.assertEqual(set(after["Imu"]), set(before["Imu"]))
+            for name in set(before["Imu"]) - {"X", "references", "nothing"}:
+                self.assertEqual(after["Imu"][name].dtype, before["Imu"][name].dtype)
+                np.testing.assert_array_equal(after["Imu"][name][()], before["Imu"][name][()])
+            self.assertEqual(after[after["Imu/references"][0]], after["Imu"])
+
+
+class InPlace(SampleTypes):
+    def test_nothing_is_narrowed_in_the_place_of_the_input(self):
+        with self.make() as file:
+            add_set(file, "Imu/X", np.array([1 + 2.0**-25, 1]))
+            add_set(file, "Imu/Y", np.arange(5))
+        before = (self.folder / "in.h5").read_bytes()
+        errors = self.opposite("--in-place", "--backup", code=1).stderr
+        self.assertIn("error: in.h5: Imu/X: 64-bit floats, 32-bit in the result; largest change "
+                      "3.0e-08 of the largest sample (and 1 other set): the input is not replaced "
+                      "by that\nhint: -o FILE or --out-dir FOLDER writes the result beside it\n",
+                      errors)
+        self.assertEqual((self.folder / "in.h5").read_bytes(), before)
+        self.assertEqual(os.listdir(self.folder), ["in.h5"])
+
+    def test_single_floats_and_what_is_only_read_go_in_place(self):
+        with self.make() as file:
+            add_set(file, "Imu/X", np.float32([1, 2]))
+            add_set(file, "Other/Y", np.arange(5.0))
+        self.opposite("--in-place")
+        with self.read("in.h5") as file:
+            np.testing.assert_array_equal(file["Imu/X"], [-1, -2])
+            self.assertEqual(file["Other/Y"].dtype, np.float64)
+
+
+class Shows(SampleTypes):
+    def test_tree_tells_the_type(self):
+        with self.make() as file:
+            for name in NAMES:
+                add_set(file, f"Imu/{name}", np.ones((2, 3), name))
+                add_set(file, f"Big/{name}", np.ones((2, 3), np.dtype(name).newbyteorder(">")))
+            file["Imu/float64"].attrs["Unit"] = "m"
+        listed = json.loads(self.call("tree", "in.h5", "--json").stdout)["objects"]
+        sets = {entry["path"]: entry for entry in listed if entry["kind"] == "data set"}
+        self.assertEqual(len(sets), 2 * len(NAMES))
+        for path, entry in sets.items():
+            self.assertEqual(entry["dtype"], path.split("/")[1])
+            self.assertEqual(entry["shape"], [2, 3])
+            self.assertEqual(entry["sample_rate"], 100)
+        self.assertEqual(
+            self.call("tree", "in.h5::Imu/float*", "--attributes").stdout,
+            "Imu/float16  [2, 3] float16  100 Hz\n"
+            "    SampleRate = 100\n"
+            "Imu/float32  [2, 3]          100 Hz\n"
+            "    SampleRate = 100\n"
+            "Imu/float64  [2, 3] float64  100 Hz\n"
+            "    SampleRate = 100\n"
+            "    Unit = \"m\"\n")
+
+    def test_statistics_are_those_of_the_samples_as_they_are(self):
+        with self.make() as file:
+            for dtype in TYPES:
+                samples = make_samples(dtype)
+                if dtype.kind == "f":
+                    samples = samples[np.isfinite(samples)]
+                add_set(file, f"{dtype.str[1:]}-{dtype.str[0] == '>'}", samples)
+            add_set(file, "huge", np.array([1e300, np.nan, -2.5]))
+        listed = json.loads(self.call("tree", "in.h5", "--json", "--statistics").stdout)["objects"]
+        with self.read("in.h5") as file:
+            for entry in listed:
+                with self.subTest(entry["path"]):
+                    samples, numbers = file[entry["path"]][...], entry["statistics"]
+                    self.assertEqual(numbers["min"], np.nanmin(samples))
+                    self.assertEqual(numbers["max"], np.nanmax(samples))
+                    mean = np.nanmean(samples.astype(np.float64))
+                    np.testing.assert_allclose(numbers["mean"], mean, rtol=1e-9, atol=1e-9)
+                    self.assertEqual(numbers["missing"], np.isnan(samples).sum())
+                    if samples.dtype.kind != "f":
+                        self.assertEqual(numbers["max"], int(samples.max()))
+                        self.assertIsInstance(numbers["max"], int)
+
+    def test_export_gives_back_every_sample(self):
+        with self.make() as file:
+            for dtype in TYPES:
+                add_set(file, f"{dtype.str[1:]}-{dtype.str[0] == '>'}", make_samples(dtype)[:, 0, :999])
+        with self.read("in.h5") as file:
+            for name, data in file.items():
+                with self.subTest(name):
+                    text = self.call("export", f"in.h5::{name}", "-o", "-").stdout
+                    rows = list(csv.reader(text.splitlines()))
+                    cells = [[row[line + 1] for row in rows[1:]] for line in range(3)]
+                    kind = data.dtype.newbyteorder("=").type
+                    if kind in (np.float16, np.float32, np.float64):
+                        samples = data[...].astype(data.dtype.newbyteorder("="))
+                        back = np.array([[float(cell) if cell else np.nan for cell in line]
+                                         for line in cells]).astype(samples.dtype)
+                        np.testing.assert_array_equal(back, samples)
+                        shortest = [cell for cell in cells[0] if cell and "inf" not in cell]
+                        for cell in shortest[:50] if kind != np.float16 else []:
+                            self.assertLessEqual(len(cell), len(repr(kind(cell))) + 2)
+                    else:
+                        self.assertEqual(cells, [[str(sample) for sample in line]
+                                                 for line in data[...].tolist()])
+
+    def test_plot_takes_them(self):
+        with self.make() as file:
+            for dtype in TYPES:
+                if dtype.kind != "f":
+                    add_set(file, f"{dtype.str[1:]}-{dtype.str[0] == '>'}", make_samples(dtype))
+            add_set(file, "double", np.sin(np.arange(300.0)))
+            add_set(file, "half", np.sin(np.arange(300.0)).astype(">f2"))
+        for output in ("out.html", "out.svg"):
+            self.assertIn(f"{output}: 16 data sets", self.call("plot", "in.h5", "-o", output).stdout)
+            self.assertGreater((self.folder / output).stat().st_size, 1000)
+        with self.make() as file:
+            add_set(file, "double", np.array([1, 1e39]))
+        errors = self.call("plot", "in.h5", "-o", "no.svg", code=3).stderr
+        self.assertIn("in.h5: 'double' holds 1e+39 at [1]", errors)
+
+    def test_what_is_no_real_number_is_named(self):
+        with self.make() as file:
+            file["flags"] = np.array([True, False])
+        self.assertIn("'flags' is a data set of enumerated values [2], no data set of real numbers",
+                      self.call("export", "in.h5::flags", "-o", "-", code=3).stderr)
+
+
+if __name__ == "__main__":
+    HOST, PLUGIN = sys.argv[1:3]
+    unittest.main(argv=sys.argv[:1] + sys.argv[3:])

@@ -1,0 +1,69 @@
+#include "host/tree/sample_rounding.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <vector>
+
+namespace talvora::host {
+namespace {
+
+using testing::ElementsAre;
+
+constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double INF = std::numeric_limits<double>::infinity();
+constexpr float FLOAT_INF = std::numeric_limits<float>::infinity();
+
+template <typename Stored>
+class Rounded {
+  public:
+    explicit Rounded(std::vector<Stored> stored)
+        : samples(stored.size()), change(round_samples<Stored>(stored, samples)) {}
+
+    std::vector<float> samples;
+    RoundingChange change;
+};
+
+// The floats next to 1 are 2^-23 apart above it.
+TEST(RoundSamples, TakesTheNearestFloatAndOfTwoTheEvenOne) {
+    const Rounded<double> rounded({1 + 0x1p-24, 1 + 3 * 0x1p-24, 1 + 0x1.8p-24, -1 - 0x1p-23});
+    EXPECT_THAT(rounded.samples, ElementsAre(1, 1 + 0x1p-22F, 1 + 0x1p-23F, -1 - 0x1p-23F));
+    EXPECT_EQ(rounded.change.largest_change, 0x1p-24);
+    EXPECT_EQ(rounded.change.largest_sample, 1 + 3 * 0x1p-24);
+}
+
+// Floats of that size are 2^37 apart; the nearest double is halfway between two of them.
+TEST(RoundSamples, RoundsLongIntegersOnce) {
+    constexpr std::int64_t ABOVE_HALFWAY = (1LL << 60) + (1LL << 36) + 1;
+    const Rounded<std::int64_t> rounded({ABOVE_HALFWAY, -ABOVE_HALFWAY, (1LL << 60) + 1});
+    EXPECT_THAT(rounded.samples, ElementsAre(0x1p60F + 0x1p37F, -0x1p60F - 0x1p37F, 0x1p60F));
+    EXPECT_EQ(rounded.change.largest_change, 0x1p36 - 1);
+    constexpr std::uint64_t UNSIGNED = (1ULL << 63) + (1ULL << 39) + 1;
+    EXPECT_THAT(Rounded<std::uint64_t>({UNSIGNED}).samples, ElementsAre(0x1p63F + 0x1p40F));
+    EXPECT_EQ(Rounded<std::int64_t>({(1LL << 60) + 1}).change.largest_change, 1);
+}
+
+TEST(RoundSamples, CountsNeitherMissingNorInfiniteSamples) {
+    const Rounded<double> rounded({NaN, -INF, INF, -2, 0x1p-150});
+    EXPECT_TRUE(std::isnan(rounded.samples[0]));
+    EXPECT_EQ(rounded.samples[1], -FLOAT_INF);
+    EXPECT_EQ(rounded.samples[4], 0);
+    EXPECT_EQ(rounded.change.largest_change, 0x1p-150);
+    EXPECT_EQ(rounded.change.largest_sample, 2);
+}
+
+// Halfway between the greatest float and 2^128 begins what becomes infinite.
+TEST(RoundSamples, TellsWhatBecomesInfinite) {
+    constexpr double HALFWAY = 0x1.ffffffp127;
+    const Rounded<double> below({std::nextafter(HALFWAY, 0.0)});
+    EXPECT_THAT(below.samples, ElementsAre(std::numeric_limits<float>::max()));
+    EXPECT_TRUE(std::isfinite(below.change.largest_change));
+    const Rounded<double> beyond({-HALFWAY});
+    EXPECT_THAT(beyond.samples, ElementsAre(-FLOAT_INF));
+    EXPECT_TRUE(std::isinf(beyond.change.largest_change));
+}
+
+} // namespace
+} // namespace talvora::host
