@@ -101,6 +101,7 @@ class Gatherer {
         TreeEntry& entry = add_object(set, path, "data set");
         entry.extents = tree_.extents(set);
         entry.sample_rate = read_number_attribute(tree_, set, SAMPLE_RATE_ATTRIBUTE);
+        entry.names = read_line_names(tree_, set);
         if (options_.statistics) {
             entry.statistics = measure_set(tree_, set);
         }

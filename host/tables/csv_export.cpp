@@ -70,7 +70,10 @@ bool is_formula(std::string_view name) {
 std::string name_column(const std::string& set_name, const SignalSet& set, std::size_t line,
                         const ExportOptions& options) {
     const char* mark = options.no_formulas && is_formula(set_name) ? "'" : "";
-    return mark + set_name + set.line_indices(line);
+    const std::string& label = set.line_label(line);
+    const std::string name = fmt::format("{}{}{}{}{}", mark, set_name, label.empty() ? "" : ".",
+                                         label, set.line_indices(line));
+    return name_with_unit(name, set.line_unit(line));
 }
 
 std::vector<Column> make_columns(std::span<const SignalSet> sets, const ExportOptions& options) {

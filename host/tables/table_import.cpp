@@ -1,5 +1,6 @@
 #include "host/tables/table_import.h"
 
+#include "host/tables/column_name.h"
 #include "host/tables/csv_reader.h"
 #include "host/tables/time_column.h"
 #include "host/tables/time_grid.h"
@@ -7,6 +8,7 @@
 #include "host/text/join_texts.h"
 #include "host/text/nearest_text.h"
 #include "host/text/plural.h"
+#include "host/tree/line_names.h"
 #include "host/tree/number_attribute.h"
 
 #include <fmt/format.h>
@@ -164,6 +166,62 @@ void place_column(const NumberColumn& column, const TimeGrid& grid, std::span<fl
     }
 }
 
+// ---------------------------------------------------------------------------
+// What the components are called
+
+struct ComponentNames {
+    std::vector<std::string> labels;
+    std::vector<std::string> units; // may be empty
+};
+
+// An exported table calls the component X of the set Rate "Rate.X".
+std::string_view without_set_name(std::string_view label, const std::string& set_name) {
+    const std::string beginning = fmt::format("{}.", set_name);
+    return label.size() > beginning.size() && label.starts_with(beginning)
+               ? label.substr(beginning.size())
+               : label;
+}
+
+ComponentNames split_units(const SetOfColumns& set) {
+    ComponentNames names;
+    for (const std::string& column : set.columns) {
+        const ColumnName split = split_unit(column);
+        const bool has_both = !split.name.empty() && split.unit && !split.unit->empty();
+        names.labels.emplace_back(
+            without_set_name(has_both ? split.name : std::string_view(column), set.name));
+        names.units.emplace_back(has_both ? *split.unit : "");
+    }
+    return names;
+}
+
+// Columns such as "Force (left)", "Force (right)" differ in what is no unit then.
+ComponentNames name_components(const SetOfColumns& set) {
+    ComponentNames names = split_units(set);
+    const std::set<std::string_view> different(names.labels.begin(), names.labels.end());
+    return different.size() == names.labels.size()
+               ? names
+               : ComponentNames{set.columns, std::vector<std::string>(set.columns.size())};
+}
+
+bool are_alike(std::span<const std::string> texts) {
+    return std::ranges::all_of(texts, [&](const auto& text) { return text == texts.front(); });
+}
+
+void write_names(const SetOfColumns& set, DataTree& tree, ObjectId id) {
+    const ComponentNames names = name_components(set);
+    const Extents extents = {set.columns.size()};
+    if (names.labels != std::vector{set.name}) {
+        tree.write_attribute(id, LABELS_ATTRIBUTE, TextArray{names.labels, extents});
+    }
+    if (!are_alike(names.units)) {
+        tree.write_attribute(id, UNIT_ATTRIBUTE, TextArray{names.units, extents});
+    } else if (!names.units.front().empty()) {
+        tree.write_attribute(id, UNIT_ATTRIBUTE, names.units.front());
+    }
+}
+
+// ---------------------------------------------------------------------------
+
 void write_set(const SetOfColumns& set, const ColumnsByName& columns, const TimeGrid& grid,
                DataTree& tree, ObjectId group, const std::string& source, ImportReport& report) {
     std::vector<float> samples(set.columns.size() * grid.sample_count);
@@ -184,6 +242,7 @@ void write_set(const SetOfColumns& set, const ColumnsByName& columns, const Time
     tree.write(id, {.starts = Extents{0, 0, 0}, .counts = extents}, samples);
     tree.write_attribute(id, SAMPLE_RATE_ATTRIBUTE, static_cast<float>(grid.sample_rate));
     tree.write_attribute(id, START_TIME_ATTRIBUTE, static_cast<float>(grid.start_time));
+    write_names(set, tree, id);
     report.sets.push_back(tree.path(id));
 }
 

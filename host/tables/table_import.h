@@ -42,6 +42,10 @@ SetOfColumns parse_set_of_columns(std::string_view text);
 // attributes SampleRate and StartTime (s), in a group with SampleRate and NumSamples,
 // all of them floats.
 //
+// What the columns are called is kept in the sets' attributes Labels and Unit (line_names.h):
+// "Force X (N)" becomes the label "Force X" and the unit "N", unless labels would be alike then.
+// A set of one column that is called like it has no labels.
+//
 // With neither a sample rate nor a time column, the first column that is named as a time
 // (time_column.h) is taken as it. Rows are placed on a uniform
 // grid (time_grid.h); samples without a row are NaN. Of rows that share a sample the

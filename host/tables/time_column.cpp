@@ -1,5 +1,6 @@
 #include "host/tables/time_column.h"
 
+#include "host/tables/column_name.h"
 #include "host/text/ascii.h"
 #include "host/text/failure.h"
 
@@ -18,21 +19,6 @@ struct TimeUnit {
 };
 constexpr TimeUnit TIME_UNITS[] = {{"s", 1}, {"ms", 1e3}, {"us", 1e6}, {"µs", 1e6}};
 
-struct NameWithUnit {
-    std::string_view name;
-    std::string_view unit;
-};
-
-// "Time (ms)" is "Time" in "ms", a bare name is in seconds.
-NameWithUnit split_unit(std::string_view text) {
-    const std::size_t open = text.find_last_of("([");
-    if (open == std::string_view::npos || !(text.ends_with(')') || text.ends_with(']'))) {
-        return {text, "s"};
-    }
-    const std::size_t name_end = text.find_last_not_of(' ', open == 0 ? 0 : open - 1);
-    return {text.substr(0, name_end + 1), text.substr(open + 1, text.size() - open - 2)};
-}
-
 } // namespace
 
 bool is_named_time(std::string_view text) {
@@ -42,7 +28,7 @@ bool is_named_time(std::string_view text) {
 }
 
 std::vector<double> read_seconds(const NumberColumn& column, const std::string& source) {
-    const std::string_view unit = split_unit(column.name).unit;
+    const std::string_view unit = split_unit(column.name).unit.value_or("s");
     const auto known = std::ranges::find(TIME_UNITS, unit, &TimeUnit::name);
     if (known == std::end(TIME_UNITS)) {
         throw Failure(ExitCode::Usage,

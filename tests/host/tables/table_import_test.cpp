@@ -69,6 +69,54 @@ TEST(ImportTable, WritesRateStartAndNumberOfSamplesAsFloats) {
     EXPECT_EQ(result.attribute("Signals", "NumSamples"), AttributeValue(3.0F));
 }
 
+using Texts = std::vector<std::string>;
+
+TEST(ImportTable, KeepsTheNamesOfComponentsAndTheirSharedUnit) {
+    Imported result;
+    import_text(result, "t,Gyro X (deg/s),Gyro Y [deg/s]\n0,1,2\n1,3,4\n",
+                {.sets = {{"Rate", {"Gyro X (deg/s)", "Gyro Y [deg/s]"}}},
+                 .sample_rate = {},
+                 .time_column = {}});
+    EXPECT_EQ(result.attribute("Signals/Rate", "Labels"),
+              AttributeValue(TextArray{Texts{"Gyro X", "Gyro Y"}, {2}}));
+    EXPECT_EQ(result.attribute("Signals/Rate", "Unit"), AttributeValue(std::string("deg/s")));
+}
+
+TEST(ImportTable, KeepsAUnitForEachComponentWhereTheyDiffer) {
+    Imported result;
+    import_text(result, "t,Force (N),Angle,Moment (Nm)\n0,1,2,3\n1,3,4,5\n",
+                {.sets = {{"Load", {"Force (N)", "Angle", "Moment (Nm)"}}, {"Angle", {"Angle"}}},
+                 .sample_rate = {},
+                 .time_column = {}});
+    EXPECT_EQ(result.attribute("Signals/Load", "Labels"),
+              AttributeValue(TextArray{Texts{"Force", "Angle", "Moment"}, {3}}));
+    EXPECT_EQ(result.attribute("Signals/Load", "Unit"),
+              AttributeValue(TextArray{Texts{"N", "", "Nm"}, {3}}));
+    EXPECT_THAT(result.tree.list_attributes(result.find("Signals/Angle")),
+                ElementsAre("SampleRate", "StartTime"));
+}
+
+TEST(ImportTable, NamesTheSetOfAColumnAsBeforeAndItsComponentWithoutTheUnit) {
+    Imported result;
+    import_text(result, "t,Gyro X (deg/s)\n0,1\n1,3\n");
+    EXPECT_EQ(result.attribute("Signals/Gyro X (deg_s)", "Labels"),
+              AttributeValue(TextArray{Texts{"Gyro X"}, {1}}));
+    EXPECT_EQ(result.attribute("Signals/Gyro X (deg_s)", "Unit"),
+              AttributeValue(std::string("deg/s")));
+}
+
+TEST(ImportTable, TakesForNoUnitWhatAloneTellsColumnsApart) {
+    Imported result;
+    import_text(result, "t,Force (left),Force (right)\n0,1,2\n1,3,4\n",
+                {.sets = {{"Force", {"Force (left)", "Force (right)"}}},
+                 .sample_rate = {},
+                 .time_column = {}});
+    EXPECT_EQ(result.attribute("Signals/Force", "Labels"),
+              AttributeValue(TextArray{Texts{"Force (left)", "Force (right)"}, {2}}));
+    EXPECT_THAT(result.tree.list_attributes(result.find("Signals/Force")),
+                ElementsAre("Labels", "SampleRate", "StartTime"));
+}
+
 TEST(ImportTable, MakesASetOfEveryColumnWithNumbersButTheTime) {
     Imported result;
     import_text(result, "Time [s],X,note,a/b\n0,1,left,3\n1,2,,4\n");
