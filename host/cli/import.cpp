@@ -1,5 +1,5 @@
 // talvora-host import FILE.csv -o FILE.h5 [--append] [--group G] [--set ...]
-//                                         [--rate HZ | --time COLUMN]
+//                                         [--rate HZ | --time COLUMN] [--grid nearest|linear]
 #include "host/cli/commands.h"
 #include "host/cli/help_layout.h"
 #include "host/cli/printed_files.h"
@@ -19,6 +19,7 @@
 #include <fmt/ranges.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -30,6 +31,8 @@ struct ImportCommand {
     std::string output;
     ImportOptions options;
     std::vector<std::string> sets;
+    std::optional<std::string> grid;
+    std::optional<double> max_gap;
     bool append = false;
     bool force = false;
     bool dry_run = false;
@@ -101,7 +104,29 @@ void make_file(const Console& console, const ImportCommand& command,
                                   count_things(report.sample_count, "sample"), report.sample_rate));
 }
 
+Placement read_placement(const std::string& word) {
+    if (word == "nearest") {
+        return Placement::Nearest;
+    }
+    if (word == "linear") {
+        return Placement::Linear;
+    }
+    throw Failure(ExitCode::Usage,
+                  fmt::format("--grid '{}': no way to place rows (known: nearest, linear)", word));
+}
+
+void read_grid_options(ImportCommand& command) {
+    if (command.grid) {
+        command.options.placement = read_placement(*command.grid);
+    }
+    if (command.max_gap && command.options.placement != Placement::Linear) {
+        throw Failure(ExitCode::Usage, "--max-gap goes with --grid linear");
+    }
+    command.options.max_gap_samples = command.max_gap.value_or(command.options.max_gap_samples);
+}
+
 void import_file(const Session& session, ImportCommand& command) {
+    read_grid_options(command);
     for (const std::string& set : command.sets) {
         command.options.sets.push_back(parse_set_of_columns(set));
     }
@@ -147,13 +172,22 @@ void add_import_command(Command program, Session& session) {
         .repeatable_by_name();
     command
         .add_option("--rate", state->options.sample_rate,
-                    "Rows are equally spaced: samples per second")
+                    "Rows are equally spaced: samples per second (with --grid: those of the grid)")
         .value_name("HZ");
     command
         .add_option("--time", state->options.time_column,
                     "Rows are placed by this column, its unit s, ms or us in brackets (else "
                     "a column named time or t)")
         .value_name("COLUMN");
+    command
+        .add_option("--grid", state->grid,
+                    "For rows that are not equally spaced. nearest: each at the sample nearest to "
+                    "its time; linear: samples on straight lines between the rows")
+        .value_name("HOW");
+    command
+        .add_option("--max-gap", state->max_gap,
+                    "Of --grid linear: rows further apart have no samples between them (1.5)")
+        .value_name("SAMPLES");
     command.add_flag("--append", state->append, "Add a new group to an existing file");
     command.add_flag("--force", state->force, "Replace an existing file");
     command.add_flag("-n,--dry-run", state->dry_run, "Check everything, write nothing");

@@ -29,8 +29,9 @@ namespace {
 
 constexpr float NaN = std::numeric_limits<float>::quiet_NaN();
 
-// Jitter moves a row by less.
-constexpr double MAX_DRIFT_SAMPLES = 1.0;
+// Rows that stand further from their times, or more of them left out, make no recording on a grid.
+constexpr double MAX_DRIFT_SAMPLES = 0.5;
+constexpr double MAX_SHARE_LEFT_OUT = 0.01;
 
 // The columns of a table by their names, of which there may be very many.
 class ColumnsByName {
@@ -66,20 +67,29 @@ class ColumnsByName {
     std::unordered_map<std::string_view, const NumberColumn*> columns_;
 };
 
+// Other than step by step; a rate is that of the grid then.
+bool wants_placement(const ImportOptions& options) {
+    return options.placement != Placement::Steps;
+}
+
 // Null where the rows are placed by a rate.
 const NumberColumn* find_time_column(const NumberTable& table, const ColumnsByName& columns,
                                      const ImportOptions& options, const std::string& source) {
     if (options.time_column) {
         return &columns.find(*options.time_column);
     }
-    if (options.sample_rate) {
+    if (options.sample_rate && !wants_placement(options)) {
         return nullptr;
     }
     const auto column = std::ranges::find_if(
         table.columns, [](const NumberColumn& candidate) { return is_named_time(candidate.name); });
     if (column == table.columns.end()) {
-        throw Failure(ExitCode::Usage, fmt::format("{}: neither a sample rate nor a time", source),
-                      {"give --rate HZ or --time COLUMN"});
+        throw Failure(
+            ExitCode::Usage,
+            fmt::format("{}: {}", source,
+                        options.sample_rate ? "no time column, which --grid needs"
+                                            : "neither a sample rate nor a time"),
+            {options.sample_rate ? "name it: --time COLUMN" : "give --rate HZ or --time COLUMN"});
     }
     return &*column;
 }
@@ -162,7 +172,28 @@ void report_missing_cells(const NumberColumn& column, const std::string& source,
 void place_column(const NumberColumn& column, const TimeGrid& grid, std::span<float> samples) {
     std::ranges::fill(samples, NaN);
     for (std::size_t row = grid.sample_of_row.size(); row-- > 0;) {
-        samples[grid.sample_of_row[row]] = static_cast<float>(column.values[row]);
+        if (grid.sample_of_row[row] != LEFT_OUT) {
+            samples[grid.sample_of_row[row]] = static_cast<float>(column.values[row]);
+        }
+    }
+}
+
+// One line of samples on straight lines between the rows.
+void interpolate_column(const NumberColumn& column, const TimeGrid& grid,
+                        std::span<float> samples) {
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        const auto [row, share] = grid.between_rows[i];
+        const double value = column.values[row];
+        samples[i] = static_cast<float>(
+            share == 0 ? value : value + (column.values[row + 1] - value) * share);
+    }
+}
+
+void fill_line(const NumberColumn& column, const TimeGrid& grid, std::span<float> samples) {
+    if (grid.between_rows.empty()) {
+        place_column(column, grid, samples);
+    } else {
+        interpolate_column(column, grid, samples);
     }
 }
 
@@ -235,57 +266,117 @@ void write_set(const SetOfColumns& set, const ColumnsByName& columns, const Time
                           {"numbers have a decimal point, whatever the locale"});
         }
         report_missing_cells(column, source, report);
-        place_column(column, grid, all.subspan(i * grid.sample_count, grid.sample_count));
+        fill_line(column, grid, all.subspan(i * grid.sample_count, grid.sample_count));
     }
     const Extents extents = {set.columns.size(), 1, grid.sample_count};
     const ObjectId id = tree.create_dataset(group, set.name, extents);
     tree.write(id, {.starts = Extents{0, 0, 0}, .counts = extents}, samples);
     tree.write_attribute(id, SAMPLE_RATE_ATTRIBUTE, static_cast<float>(grid.sample_rate));
-    tree.write_attribute(id, START_TIME_ATTRIBUTE, static_cast<float>(grid.start_time));
+    tree.write_attribute(id, START_TIME_ATTRIBUTE, grid.start_time);
     write_names(set, tree, id);
     report.sets.push_back(tree.path(id));
 }
 
-void report_grid(const NumberColumn& time, const TimeGrid& grid, const std::string& source,
-                 ImportReport& report) {
-    std::uint64_t shared_count = 0;
-    std::size_t first_shared_row = 0;
-    for (std::size_t row = 1; row < grid.sample_of_row.size(); ++row) {
-        if (grid.sample_of_row[row] == grid.sample_of_row[row - 1] && shared_count++ == 0) {
-            first_shared_row = row;
+// ---------------------------------------------------------------------------
+// The grid
+
+struct RowsLeftOut {
+    std::uint64_t count = 0;
+    std::size_t first_row = 0;
+};
+
+RowsLeftOut find_rows_left_out(const TimeGrid& grid) {
+    RowsLeftOut rows;
+    for (std::size_t row = 0; row < grid.sample_of_row.size(); ++row) {
+        if (grid.leaves_out(row) && rows.count++ == 0) {
+            rows.first_row = row + FIRST_ROW_NUMBER;
         }
     }
-    const std::uint64_t placed_count = grid.sample_of_row.size() - shared_count;
+    return rows;
+}
+
+std::uint64_t count_empty_samples(const TimeGrid& grid, std::uint64_t left_out_count) {
+    return grid.between_rows.empty()
+               ? grid.sample_count - (grid.sample_of_row.size() - left_out_count)
+               : static_cast<std::uint64_t>(std::ranges::count_if(
+                     grid.between_rows, [](const auto& at) { return std::isnan(at.share); }));
+}
+
+void report_grid(const NumberColumn& time, const TimeGrid& grid, const ImportOptions& options,
+                 const std::string& source, ImportReport& report) {
+    const RowsLeftOut left_out = find_rows_left_out(grid);
+    const bool is_linear = options.placement == Placement::Linear;
     report.infos.push_back(fmt::format(
-        "{}: {} by '{}' on {} at {:.6g} Hz; {} without a row, NaN there", source,
-        count_things(placed_count, "row"), time.name, count_things(grid.sample_count, "sample"),
-        grid.sample_rate, count_things(grid.sample_count - placed_count, "sample")));
-    if (shared_count > 0) {
-        report.warnings.push_back(fmt::format(
-            "{}: {} left out, less than half a sample after the row before (first: row {})", source,
-            count_things(shared_count, "row"), first_shared_row + FIRST_ROW_NUMBER));
+        "{}: {} by '{}' {} {} at {:.6g} Hz; {} {}, NaN there", source,
+        count_things(time.values.size() - left_out.count, "row"), time.name,
+        is_linear ? "interpolated to" : "on", count_things(grid.sample_count, "sample"),
+        grid.sample_rate, count_things(count_empty_samples(grid, left_out.count), "sample"),
+        is_linear ? fmt::format("between rows more than {} samples apart", options.max_gap_samples)
+                  : "without a row"));
+    if (left_out.count > 0) {
+        report.warnings.push_back(fmt::format("{}: {} left out, {} (first: row {})", source,
+                                              count_things(left_out.count, "row"),
+                                              options.placement == Placement::Nearest
+                                                  ? "another one is nearer to the same sample"
+                                                  : "less than half a sample after the row before",
+                                              left_out.first_row));
+    }
+}
+
+Failure explain_misplacement(const std::string& text) {
+    return {ExitCode::Input,
+            text,
+            {"--grid nearest places each row at its nearest sample, --grid linear interpolates "
+             "between the rows",
+             "--rate HZ leaves the times aside: rows are equally spaced then"}};
+}
+
+void refuse_many_left_out(const TimeGrid& grid, const std::string& source) {
+    const RowsLeftOut left_out = find_rows_left_out(grid);
+    const auto row_count = static_cast<double>(grid.sample_of_row.size());
+    const double share = static_cast<double>(left_out.count) / row_count;
+    if (share > MAX_SHARE_LEFT_OUT) {
+        throw explain_misplacement(fmt::format(
+            "{}: {} of {} ({:.2g} %) less than half a sample after the row before, first row {} "
+            "(allowed: {} %), on a grid of {:.6g} Hz",
+            source, left_out.count, count_things(grid.sample_of_row.size(), "row"), 100 * share,
+            left_out.first_row, 100 * MAX_SHARE_LEFT_OUT, grid.sample_rate));
     }
 }
 
 // Rows are placed step by step, so where the rate changes they drift from their times.
-void warn_of_drift(std::span<const double> times, const TimeGrid& grid, const std::string& source,
-                   ImportReport& report) {
+void refuse_drift(std::span<const double> times, const TimeGrid& grid, const std::string& source) {
     double largest = 0;
     std::size_t at_row = 0;
     for (std::size_t row = 0; row < grid.sample_of_row.size(); ++row) {
-        const double placed =
-            grid.start_time + static_cast<double>(grid.sample_of_row[row]) / grid.sample_rate;
-        const double distance = std::abs(times[row] - placed);
-        if (distance > largest) {
+        const double distance = std::abs(times[row] - grid.time_of(grid.sample_of_row[row]));
+        if (distance > largest && !grid.leaves_out(row)) {
             largest = distance;
             at_row = row;
         }
     }
     if (largest * grid.sample_rate > MAX_DRIFT_SAMPLES) {
-        report.warnings.push_back(fmt::format(
-            "{}: row {} stands {:.3g} s from its time, {:.9g} s: the rows are not equally spaced",
-            source, at_row + FIRST_ROW_NUMBER, largest, times[at_row]));
+        throw explain_misplacement(fmt::format(
+            "{}: row {}, at {:.9g} s, stands {:.3g} samples ({:.3g} s) from its place on a grid of "
+            "{:.6g} Hz (allowed: {} samples): the rows are not equally spaced",
+            source, at_row + FIRST_ROW_NUMBER, times[at_row], largest * grid.sample_rate, largest,
+            grid.sample_rate, MAX_DRIFT_SAMPLES));
     }
+}
+
+TimeGrid place_rows(const NumberColumn& time, const ImportOptions& options,
+                    const std::string& source, ImportReport& report) {
+    const std::vector<double> times = read_seconds(time, source);
+    const TimeGrid grid = place_on_grid(times, source,
+                                        {.placement = options.placement,
+                                         .sample_rate = options.sample_rate,
+                                         .max_gap_samples = options.max_gap_samples});
+    if (!wants_placement(options)) {
+        refuse_many_left_out(grid, source);
+        refuse_drift(times, grid, source);
+    }
+    report_grid(time, grid, options, source, report);
+    return grid;
 }
 
 void refuse_bad_options(const ImportOptions& options, const std::string& source) {
@@ -294,11 +385,16 @@ void refuse_bad_options(const ImportOptions& options, const std::string& source)
                       fmt::format("--rate {}: a sample rate is greater than 0 Hz and finite",
                                   *options.sample_rate));
     }
-    if (options.sample_rate && options.time_column) {
+    if (options.sample_rate && options.time_column && !wants_placement(options)) {
         throw Failure(
             ExitCode::Usage,
             fmt::format("{}: the sample rate and the time column exclude each other", source),
             {"give --rate HZ or --time COLUMN"});
+    }
+    if (!(options.max_gap_samples > 0 && std::isfinite(options.max_gap_samples))) {
+        throw Failure(ExitCode::Usage,
+                      fmt::format("--max-gap {}: a number of samples is greater than 0 and finite",
+                                  options.max_gap_samples));
     }
     std::set<std::string> seen;
     for (const SetOfColumns& set : options.sets) {
@@ -333,12 +429,8 @@ ImportReport import_table(const NumberTable& table, const ImportOptions& options
     const ColumnsByName columns(table, source);
     const NumberColumn* time = find_time_column(table, columns, options, source);
     const TimeGrid grid = time != nullptr
-                              ? place_on_grid(read_seconds(*time, source), source)
+                              ? place_rows(*time, options, source, report)
                               : make_uniform_grid(*options.sample_rate, table.row_count);
-    if (time != nullptr) {
-        report_grid(*time, grid, source, report);
-        warn_of_drift(read_seconds(*time, source), grid, source, report);
-    }
     report.sample_count = grid.sample_count;
     report.sample_rate = grid.sample_rate;
     const ObjectId group = tree.create_group(tree.root(), options.group);

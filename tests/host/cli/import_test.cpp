@@ -101,6 +101,40 @@ TEST_F(Import, PlacesARecordingWithJitterAndGapsOnItsGrid) {
     EXPECT_NEAR(set["sample_rate"].get<double>(), 2519 / (40.198507 - 15.007976), 0.01);
 }
 
+TEST_F(Import, OffersWaysOutForRowsThatAreNotEquallySpaced) {
+    write_file(folder_ / "walk.csv", "t,X\n0,0\n1,10\n2.6,26\n3,30\n4.4,44\n5,50\n");
+    const auto refused = run({"import", "walk.csv", "-o", "walk.h5"});
+    EXPECT_EQ(refused.exit_code, 3);
+    EXPECT_THAT(refused.errors, StartsWith("error: walk.csv: row "));
+    EXPECT_THAT(refused.errors, HasSubstr("\nhint: --grid nearest places"));
+    EXPECT_FALSE(fs::exists(folder_ / "walk.h5"));
+    const auto linear = run({"import", "walk.csv", "-o", "walk.h5", "--grid", "linear", "--rate",
+                             "1", "--max-gap", "2"});
+    EXPECT_EQ(linear.exit_code, 0) << linear.errors;
+    EXPECT_EQ(run({"export", "walk.h5", "-o", "-"}).output,
+              "Time (s),X\n0,0\n1,10\n2,20\n3,30\n4,40\n5,50\n");
+    const auto nearest =
+        run({"import", "walk.csv", "-o", "walk.h5", "--force", "--grid", "nearest", "--rate", "1"});
+    EXPECT_EQ(nearest.exit_code, 0) << nearest.errors;
+    EXPECT_EQ(run({"export", "walk.h5", "-o", "-"}).output,
+              "Time (s),X\n0,0\n1,10\n2,\n3,30\n4,44\n5,50\n");
+    EXPECT_EQ(run({"import", "walk.csv", "-o", "no.h5", "--grid", "cubic"}).exit_code, 2);
+    EXPECT_EQ(run({"import", "walk.csv", "-o", "no.h5", "--max-gap", "2"}).exit_code, 2);
+}
+
+// The downsample unit reads and writes attributes of the sets, average-set copies them and writes
+// StartTime.
+TEST_F(Import, MakesStartsThatUnitsTake) {
+    write_file(folder_ / "walk.csv", "t,X\n1700000056.25,1\n1700000056.5,2\n1700000056.75,3\n");
+    ASSERT_EQ(run({"import", "walk.csv", "-o", "walk.h5"}).exit_code, 0);
+    const auto mean = run({"run", "average-set", "SourceGroup=Signals", "DestinationGroup=M",
+                           "walk.h5", "-o", "m.h5"});
+    EXPECT_EQ(mean.exit_code, 0) << mean.errors;
+    EXPECT_THAT(run({"tree", "m.h5::M/X", "--attributes"}).output, HasSubstr("StartTime = NaN\n"));
+    EXPECT_EQ(run({"export", "m.h5::Signals", "-o", "-"}).output,
+              "Time (s),X\n1700000056.25,1\n1700000056.5,2\n1700000056.75,3\n");
+}
+
 TEST_F(Import, GivesTheSameBytesForTheSameCommand) {
     import_walk("one.h5");
     import_walk("two.h5");
