@@ -18,6 +18,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -26,6 +27,8 @@
 namespace talvora::host {
 namespace {
 
+constexpr std::int64_t MAX_NAMES_ROW = 1'000'000;
+
 struct ImportCommand {
     std::string input;
     std::string output;
@@ -33,6 +36,8 @@ struct ImportCommand {
     std::vector<std::string> sets;
     std::optional<std::string> grid;
     std::optional<double> max_gap;
+    CsvChoice csv;
+    std::optional<std::int64_t> names_row;
     bool append = false;
     bool force = false;
     bool dry_run = false;
@@ -82,7 +87,7 @@ void check_files(const ImportCommand& command, const WriteOptions& write_options
 }
 
 void try_import(const Console& console, const ImportCommand& command) {
-    const NumberTable table = read_csv(command.input);
+    const NumberTable table = read_csv(command.input, command.csv);
     print_report(make_output({.output = command.output},
                              [&] {
                                  MemoryTree trial;
@@ -94,7 +99,7 @@ void try_import(const Console& console, const ImportCommand& command) {
 
 void make_file(const Console& console, const ImportCommand& command,
                const WriteOptions& write_options) {
-    const NumberTable table = read_csv(command.input);
+    const NumberTable table = read_csv(command.input, command.csv);
     PendingFile pending(command.output, write_options);
     const ImportReport report = build_file(table, command, pending);
     publish(console, pending);
@@ -125,8 +130,15 @@ void read_grid_options(ImportCommand& command) {
     command.options.max_gap_samples = command.max_gap.value_or(command.options.max_gap_samples);
 }
 
+void read_table_options(ImportCommand& command) {
+    if (command.names_row) {
+        command.csv.names_row = static_cast<std::size_t>(*command.names_row);
+    }
+}
+
 void import_file(const Session& session, ImportCommand& command) {
     read_grid_options(command);
+    read_table_options(command);
     for (const std::string& set : command.sets) {
         command.options.sets.push_back(parse_set_of_columns(set));
     }
@@ -188,6 +200,16 @@ void add_import_command(Command program, Session& session) {
         .add_option("--max-gap", state->max_gap,
                     "Of --grid linear: rows further apart have no samples between them (1.5)")
         .value_name("SAMPLES");
+    command
+        .add_option("--header", state->names_row,
+                    "The row that holds the names of the columns, counted from 1; what is above is "
+                    "left out")
+        .value_name("ROW")
+        .within(1, MAX_NAMES_ROW);
+    command.add_flag("--units-row", state->csv.has_units_row,
+                     "The row below the names holds units");
+    command.add_flag("--decimal-comma", state->csv.decimal_comma,
+                     "Numbers are written with a comma: 0,5");
     command.add_flag("--append", state->append, "Add a new group to an existing file");
     command.add_flag("--force", state->force, "Replace an existing file");
     command.add_flag("-n,--dry-run", state->dry_run, "Check everything, write nothing");

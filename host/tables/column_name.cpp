@@ -23,6 +23,11 @@ std::size_t find_opening(std::string_view text) {
 
 } // namespace
 
+std::string_view without_brackets(std::string_view unit) {
+    const ColumnName split = split_unit(unit);
+    return split.name.empty() ? split.unit.value_or(unit) : unit;
+}
+
 ColumnName split_unit(std::string_view text) {
     const bool is_bracketed = !text.empty() && CLOSING.find(text.back()) != std::string_view::npos;
     const std::size_t open = is_bracketed ? find_opening(text) : std::string_view::npos;

@@ -15,4 +15,7 @@ struct ColumnName {
 // stands. Brackets may hold brackets.
 ColumnName split_unit(std::string_view text);
 
+// "[ms]" and "(ms)" are "ms", and so it is itself.
+std::string_view without_brackets(std::string_view unit);
+
 } // namespace talvora::host

@@ -81,8 +81,12 @@ const NumberColumn* find_time_column(const NumberTable& table, const ColumnsByNa
     if (options.sample_rate && !wants_placement(options)) {
         return nullptr;
     }
-    const auto column = std::ranges::find_if(
+    auto column = std::ranges::find_if(
         table.columns, [](const NumberColumn& candidate) { return is_named_time(candidate.name); });
+    if (column == table.columns.end() &&
+        std::ranges::count_if(table.columns, &NumberColumn::holds_dates) == 1) {
+        column = std::ranges::find_if(table.columns, &NumberColumn::holds_dates);
+    }
     if (column == table.columns.end()) {
         throw Failure(
             ExitCode::Usage,
@@ -213,33 +217,39 @@ std::string_view without_set_name(std::string_view label, const std::string& set
                : label;
 }
 
-ComponentNames split_units(const SetOfColumns& set) {
+ComponentNames split_units(const SetOfColumns& set, const ColumnsByName& columns) {
     ComponentNames names;
     for (const std::string& column : set.columns) {
         const ColumnName split = split_unit(column);
         const bool has_both = !split.name.empty() && split.unit && !split.unit->empty();
         names.labels.emplace_back(
             without_set_name(has_both ? split.name : std::string_view(column), set.name));
-        names.units.emplace_back(has_both ? *split.unit : "");
+        const std::string& unit = columns.find(column).unit;
+        names.units.emplace_back(has_both && unit.empty() ? *split.unit : unit);
     }
     return names;
 }
 
 // Columns such as "Force (left)", "Force (right)" differ in what is no unit then.
-ComponentNames name_components(const SetOfColumns& set) {
-    ComponentNames names = split_units(set);
+ComponentNames name_components(const SetOfColumns& set, const ColumnsByName& columns) {
+    ComponentNames names = split_units(set, columns);
     const std::set<std::string_view> different(names.labels.begin(), names.labels.end());
-    return different.size() == names.labels.size()
-               ? names
-               : ComponentNames{set.columns, std::vector<std::string>(set.columns.size())};
+    if (different.size() < names.labels.size()) {
+        names.labels = set.columns;
+        std::ranges::transform(set.columns, names.units.begin(), [&](const std::string& column) {
+            return columns.find(column).unit;
+        });
+    }
+    return names;
 }
 
 bool are_alike(std::span<const std::string> texts) {
     return std::ranges::all_of(texts, [&](const auto& text) { return text == texts.front(); });
 }
 
-void write_names(const SetOfColumns& set, DataTree& tree, ObjectId id) {
-    const ComponentNames names = name_components(set);
+void write_names(const SetOfColumns& set, const ColumnsByName& columns, DataTree& tree,
+                 ObjectId id) {
+    const ComponentNames names = name_components(set, columns);
     const Extents extents = {set.columns.size()};
     if (names.labels != std::vector{set.name}) {
         tree.write_attribute(id, LABELS_ATTRIBUTE, TextArray{names.labels, extents});
@@ -273,7 +283,7 @@ void write_set(const SetOfColumns& set, const ColumnsByName& columns, const Time
     tree.write(id, {.starts = Extents{0, 0, 0}, .counts = extents}, samples);
     tree.write_attribute(id, SAMPLE_RATE_ATTRIBUTE, static_cast<float>(grid.sample_rate));
     tree.write_attribute(id, START_TIME_ATTRIBUTE, grid.start_time);
-    write_names(set, tree, id);
+    write_names(set, columns, tree, id);
     report.sets.push_back(tree.path(id));
 }
 
@@ -285,11 +295,11 @@ struct RowsLeftOut {
     std::size_t first_row = 0;
 };
 
-RowsLeftOut find_rows_left_out(const TimeGrid& grid) {
+RowsLeftOut find_rows_left_out(const TimeGrid& grid, std::size_t first_row) {
     RowsLeftOut rows;
     for (std::size_t row = 0; row < grid.sample_of_row.size(); ++row) {
         if (grid.leaves_out(row) && rows.count++ == 0) {
-            rows.first_row = row + FIRST_ROW_NUMBER;
+            rows.first_row = row + first_row;
         }
     }
     return rows;
@@ -302,9 +312,13 @@ std::uint64_t count_empty_samples(const TimeGrid& grid, std::uint64_t left_out_c
                      grid.between_rows, [](const auto& at) { return std::isnan(at.share); }));
 }
 
-void report_grid(const NumberColumn& time, const TimeGrid& grid, const ImportOptions& options,
-                 const std::string& source, ImportReport& report) {
-    const RowsLeftOut left_out = find_rows_left_out(grid);
+void report_grid(const NumberColumn& time, const TimeGrid& grid, std::size_t first_row,
+                 const ImportOptions& options, const std::string& source, ImportReport& report) {
+    const RowsLeftOut left_out = find_rows_left_out(grid, first_row);
+    if (time.holds_dates() && !time.dates_have_zone) {
+        report.infos.push_back(
+            fmt::format("{}: '{}' tells no zone and is taken as UTC", source, time.name));
+    }
     const bool is_linear = options.placement == Placement::Linear;
     report.infos.push_back(fmt::format(
         "{}: {} by '{}' {} {} at {:.6g} Hz; {} {}, NaN there", source,
@@ -331,8 +345,8 @@ Failure explain_misplacement(const std::string& text) {
              "--rate HZ leaves the times aside: rows are equally spaced then"}};
 }
 
-void refuse_many_left_out(const TimeGrid& grid, const std::string& source) {
-    const RowsLeftOut left_out = find_rows_left_out(grid);
+void refuse_many_left_out(const TimeGrid& grid, std::size_t first_row, const std::string& source) {
+    const RowsLeftOut left_out = find_rows_left_out(grid, first_row);
     const auto row_count = static_cast<double>(grid.sample_of_row.size());
     const double share = static_cast<double>(left_out.count) / row_count;
     if (share > MAX_SHARE_LEFT_OUT) {
@@ -345,7 +359,8 @@ void refuse_many_left_out(const TimeGrid& grid, const std::string& source) {
 }
 
 // Rows are placed step by step, so where the rate changes they drift from their times.
-void refuse_drift(std::span<const double> times, const TimeGrid& grid, const std::string& source) {
+void refuse_drift(std::span<const double> times, const TimeGrid& grid, std::size_t first_row,
+                  const std::string& source) {
     double largest = 0;
     std::size_t at_row = 0;
     for (std::size_t row = 0; row < grid.sample_of_row.size(); ++row) {
@@ -359,23 +374,24 @@ void refuse_drift(std::span<const double> times, const TimeGrid& grid, const std
         throw explain_misplacement(fmt::format(
             "{}: row {}, at {:.9g} s, stands {:.3g} samples ({:.3g} s) from its place on a grid of "
             "{:.6g} Hz (allowed: {} samples): the rows are not equally spaced",
-            source, at_row + FIRST_ROW_NUMBER, times[at_row], largest * grid.sample_rate, largest,
+            source, at_row + first_row, times[at_row], largest * grid.sample_rate, largest,
             grid.sample_rate, MAX_DRIFT_SAMPLES));
     }
 }
 
-TimeGrid place_rows(const NumberColumn& time, const ImportOptions& options,
+TimeGrid place_rows(const NumberColumn& time, std::size_t first_row, const ImportOptions& options,
                     const std::string& source, ImportReport& report) {
-    const std::vector<double> times = read_seconds(time, source);
+    const std::vector<double> times = read_seconds(time, first_row, source);
     const TimeGrid grid = place_on_grid(times, source,
                                         {.placement = options.placement,
                                          .sample_rate = options.sample_rate,
-                                         .max_gap_samples = options.max_gap_samples});
+                                         .max_gap_samples = options.max_gap_samples,
+                                         .first_row = first_row});
     if (!wants_placement(options)) {
-        refuse_many_left_out(grid, source);
-        refuse_drift(times, grid, source);
+        refuse_many_left_out(grid, first_row, source);
+        refuse_drift(times, grid, first_row, source);
     }
-    report_grid(time, grid, options, source, report);
+    report_grid(time, grid, first_row, options, source, report);
     return grid;
 }
 
@@ -426,10 +442,13 @@ ImportReport import_table(const NumberTable& table, const ImportOptions& options
                           const std::string& source) {
     refuse_bad_options(options, source);
     ImportReport report;
+    for (const std::string& note : table.notes) {
+        report.infos.push_back(fmt::format("{}: {}", source, note));
+    }
     const ColumnsByName columns(table, source);
     const NumberColumn* time = find_time_column(table, columns, options, source);
     const TimeGrid grid = time != nullptr
-                              ? place_rows(*time, options, source, report)
+                              ? place_rows(*time, table.first_row, options, source, report)
                               : make_uniform_grid(*options.sample_rate, table.row_count);
     report.sample_count = grid.sample_count;
     report.sample_rate = grid.sample_rate;

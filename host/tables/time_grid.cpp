@@ -21,18 +21,19 @@ constexpr std::uint64_t MAX_SAMPLES_PER_ROW = 1000;
 constexpr double LEAST_RATE = 0.01;
 constexpr double GREATEST_RATE = 1e7;
 
-std::vector<double> measure_steps(std::span<const double> times, const std::string& source) {
+std::vector<double> measure_steps(std::span<const double> times, std::size_t first_row,
+                                  const std::string& source) {
     std::vector<double> steps;
     for (std::size_t i = 0; i < times.size(); ++i) {
         if (!std::isfinite(times[i])) {
             throw Failure(ExitCode::Input,
                           fmt::format("{}: row {}: a time cannot be {} (allowed: finite numbers)",
-                                      source, i + FIRST_ROW_NUMBER, times[i]));
+                                      source, i + first_row, times[i]));
         }
         if (i > 0 && times[i] < times[i - 1]) {
             throw Failure(ExitCode::Input,
                           fmt::format("{}: time goes back from {} to {} in row {}", source,
-                                      times[i - 1], times[i], i + FIRST_ROW_NUMBER),
+                                      times[i - 1], times[i], i + first_row),
                           {"sort the rows by time, or leave the times aside with --rate"});
         }
         if (i > 0) {
@@ -66,7 +67,7 @@ RegularSteps gather_regular_steps(std::span<const double> steps, double typical)
     bool was_regular = false;
     for (const double step : steps) {
         const bool is_regular =
-            step > (0.5 - ROUNDING) * typical && step < (1.5 + ROUNDING) * typical;
+            step > (0.5 + ROUNDING) * typical && step < (1.5 + ROUNDING) * typical;
         if (is_regular) {
             regular.sum += step;
             ++regular.count;
@@ -254,7 +255,7 @@ bool TimeGrid::leaves_out(std::size_t row) const {
 
 TimeGrid place_on_grid(std::span<const double> times, const std::string& source,
                        const GridChoice& choice) {
-    const std::vector<double> steps = measure_steps(times, source);
+    const std::vector<double> steps = measure_steps(times, choice.first_row, source);
     TimeGrid grid = find_grid(times, steps, choice.sample_rate, source);
     switch (choice.placement) {
     case Placement::Steps:

@@ -22,9 +22,6 @@
 
 namespace talvora::host {
 
-// Rows are told as a spreadsheet numbers them: row 1 holds the names.
-constexpr std::size_t FIRST_ROW_NUMBER = 2;
-
 enum class Placement {
     Steps,   // as above; what stands far from its time is for the caller to judge
     Nearest, // each row at the sample that is nearest to its time
@@ -35,6 +32,7 @@ struct GridChoice {
     Placement placement = Placement::Steps;
     std::optional<double> sample_rate; // of Nearest and Linear; without it that of the times
     double max_gap_samples = 1.5;      // Linear: rows further apart have no samples between them
+    std::size_t first_row = 2;         // in messages
 };
 
 // A sample between two rows, so much of the way from `row` to the one behind it: from 0 to 1, or

@@ -30,6 +30,14 @@ TEST(SplitUnit, LeavesOtherNamesAsTheyAre) {
     expect_split("Force (N))", "Force (N))", std::nullopt);
 }
 
+TEST(WithoutBrackets, LeavesOutThoseAroundTheWhole) {
+    EXPECT_EQ(without_brackets("[deg/s]"), "deg/s");
+    EXPECT_EQ(without_brackets("(m)"), "m");
+    EXPECT_EQ(without_brackets("kg (dry)"), "kg (dry)");
+    EXPECT_EQ(without_brackets("m"), "m");
+    EXPECT_EQ(without_brackets(""), "");
+}
+
 TEST(SplitUnit, TellsEmptyBracketsAndNames) {
     expect_split("Force ()", "Force", "");
     expect_split("(N)", "", "N");

@@ -118,6 +118,32 @@ TEST(ImportTable, TakesForNoUnitWhatAloneTellsColumnsApart) {
                 ElementsAre("Labels", "SampleRate", "StartTime"));
 }
 
+TEST(ImportTable, TakesUnitsFromTheirRow) {
+    Imported result;
+    import_text(result, "Time,X,Y\nms,g,g\n0,1,2\n10,3,4\n",
+                {.sets = {{"A", {"X", "Y"}}}, .sample_rate = {}, .time_column = {}});
+    EXPECT_EQ(result.attribute("Signals/A", "SampleRate"), AttributeValue(100.0F));
+    EXPECT_EQ(result.attribute("Signals/A", "Unit"), AttributeValue(std::string("g")));
+    EXPECT_EQ(result.report.infos.front(), "walk.csv: row 2 holds the units of the columns");
+}
+
+TEST(ImportTable, PlacesRowsByTheOnlyColumnOfDates) {
+    Imported result;
+    import_text(result, "stamp,X\n2026-11-21 09:30:00,1\n2026-11-21 09:30:00.5,2\n"
+                        "2026-11-21 09:30:01,3\n2026-11-21 09:30:02,4\n");
+    EXPECT_EQ(result.attribute("Signals/X", "SampleRate"), AttributeValue(2.0F));
+    EXPECT_EQ(result.attribute("Signals/X", "StartTime"), AttributeValue(1795253400.0));
+    EXPECT_THAT(result.report.infos,
+                ElementsAre("walk.csv: 'stamp' tells no zone and is taken as UTC",
+                            "walk.csv: 4 rows by 'stamp' on 5 samples at 2 Hz; 1 sample without a "
+                            "row, NaN there"));
+    EXPECT_STREQ(failure_of("stamp,X\n2026-11-21 09:30:00,1\n21.11.2026 09:30:01,2\n",
+                            {.sets = {}, .sample_rate = {}, .time_column = "stamp"})
+                     .what(),
+                 "walk.csv: row 3, column 'stamp': '21.11.2026 09:30:01' is no time (allowed: "
+                 "2026-11-21 09:30:00.125, as above)");
+}
+
 TEST(ImportTable, MakesASetOfEveryColumnWithNumbersButTheTime) {
     Imported result;
     import_text(result, "Time [s],X,note,a/b\n0,1,left,3\n1,2,,4\n");
