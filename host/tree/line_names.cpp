@@ -42,12 +42,15 @@ bool is_only_line(const Extents& extents) {
 }
 
 std::optional<std::size_t> find_dimension(const Extents& extents, std::size_t text_count) {
+    if (is_only_line(extents)) {
+        return text_count == 1 ? std::optional<std::size_t>(0) : std::nullopt;
+    }
     for (const std::size_t dimension : {std::size_t{1}, std::size_t{0}}) {
         if (dimension < count_line_dimensions(extents) && extents[dimension] == text_count) {
             return dimension;
         }
     }
-    return is_only_line(extents) && text_count == 1 ? std::optional<std::size_t>(0) : std::nullopt;
+    return std::nullopt;
 }
 
 DimensionTexts fit(std::vector<std::string> texts, const Extents& extents) {

@@ -58,6 +58,11 @@ TEST_F(SetWithNames, HasNoLabelsThatAreAlikeOrEmpty) {
     EXPECT_THAT(read({2, 5}, {"X", ""}).labels.texts, IsEmpty());
 }
 
+TEST_F(SetWithNames, HasTheLabelOfTheOnlyLineForAComponent) {
+    EXPECT_EQ(read({1, 1, 5}, {"Gyro X"}).labels.dimension, 0U);
+    EXPECT_EQ(read({3, 1, 5}, {"Gyro X"}).labels.dimension, 1U);
+}
+
 TEST_F(SetWithNames, HasNoShortLabelWhereItsOwnNameSaysIt) {
     EXPECT_THAT(read({1, 1, 5}, {"Rate"}).short_labels.texts, IsEmpty());
     EXPECT_THAT(read({1, 1, 5}, {"Ra"}).short_labels.texts, IsEmpty());
