@@ -31,7 +31,7 @@ bool fits_sample(double value) {
            std::abs(value) <= static_cast<double>(std::numeric_limits<float>::max());
 }
 
-void check_column(const NumberColumn& column, std::size_t row_count) {
+void check_column(const NumberColumn& column, std::size_t first_row, std::size_t row_count) {
     if (column.values.size() != row_count) {
         report_finding("a column has another number of rows than its table");
     }
@@ -44,7 +44,7 @@ void check_column(const NumberColumn& column, std::size_t row_count) {
         report_finding("a cell holds more than a sample can");
     }
     const bool has_first =
-        column.first_missing_row >= 2 && column.first_missing_row <= row_count + 1;
+        column.first_missing_row >= first_row && column.first_missing_row < first_row + row_count;
     if (has_first != (missing > 0) || column.name.empty()) {
         report_finding("a column is told of wrongly");
     }
@@ -54,7 +54,7 @@ std::optional<NumberTable> parse(std::string_view text) {
     try {
         NumberTable table = parse_csv(text, SOURCE);
         for (const NumberColumn& column : table.columns) {
-            check_column(column, table.row_count);
+            check_column(column, table.first_row, table.row_count);
         }
         return table;
     } catch (const Failure&) {

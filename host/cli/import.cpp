@@ -1,5 +1,5 @@
 // talvora-host import FILE.csv -o FILE.h5 [--append] [--group G] [--set ...]
-//                                         [--rate HZ | --time COLUMN]
+//                                         [--rate HZ | --time COLUMN] [--grid nearest|linear]
 #include "host/cli/commands.h"
 #include "host/cli/help_layout.h"
 #include "host/cli/printed_files.h"
@@ -18,18 +18,26 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace talvora::host {
 namespace {
 
+constexpr std::int64_t MAX_NAMES_ROW = 1'000'000;
+
 struct ImportCommand {
     std::string input;
     std::string output;
     ImportOptions options;
     std::vector<std::string> sets;
+    std::optional<std::string> grid;
+    std::optional<double> max_gap;
+    CsvChoice csv;
+    std::optional<std::int64_t> names_row;
     bool append = false;
     bool force = false;
     bool dry_run = false;
@@ -79,7 +87,7 @@ void check_files(const ImportCommand& command, const WriteOptions& write_options
 }
 
 void try_import(const Console& console, const ImportCommand& command) {
-    const NumberTable table = read_csv(command.input);
+    const NumberTable table = read_csv(command.input, command.csv);
     print_report(make_output({.output = command.output},
                              [&] {
                                  MemoryTree trial;
@@ -91,7 +99,7 @@ void try_import(const Console& console, const ImportCommand& command) {
 
 void make_file(const Console& console, const ImportCommand& command,
                const WriteOptions& write_options) {
-    const NumberTable table = read_csv(command.input);
+    const NumberTable table = read_csv(command.input, command.csv);
     PendingFile pending(command.output, write_options);
     const ImportReport report = build_file(table, command, pending);
     publish(console, pending);
@@ -101,7 +109,36 @@ void make_file(const Console& console, const ImportCommand& command,
                                   count_things(report.sample_count, "sample"), report.sample_rate));
 }
 
+Placement read_placement(const std::string& word) {
+    if (word == "nearest") {
+        return Placement::Nearest;
+    }
+    if (word == "linear") {
+        return Placement::Linear;
+    }
+    throw Failure(ExitCode::Usage,
+                  fmt::format("--grid '{}': no way to place rows (known: nearest, linear)", word));
+}
+
+void read_grid_options(ImportCommand& command) {
+    if (command.grid) {
+        command.options.placement = read_placement(*command.grid);
+    }
+    if (command.max_gap && command.options.placement != Placement::Linear) {
+        throw Failure(ExitCode::Usage, "--max-gap goes with --grid linear");
+    }
+    command.options.max_gap_samples = command.max_gap.value_or(command.options.max_gap_samples);
+}
+
+void read_table_options(ImportCommand& command) {
+    if (command.names_row) {
+        command.csv.names_row = static_cast<std::size_t>(*command.names_row);
+    }
+}
+
 void import_file(const Session& session, ImportCommand& command) {
+    read_grid_options(command);
+    read_table_options(command);
     for (const std::string& set : command.sets) {
         command.options.sets.push_back(parse_set_of_columns(set));
     }
@@ -147,13 +184,32 @@ void add_import_command(Command program, Session& session) {
         .repeatable_by_name();
     command
         .add_option("--rate", state->options.sample_rate,
-                    "Rows are equally spaced: samples per second")
+                    "Rows are equally spaced: samples per second (with --grid: those of the grid)")
         .value_name("HZ");
     command
         .add_option("--time", state->options.time_column,
                     "Rows are placed by this column, its unit s, ms or us in brackets (else "
                     "a column named time or t)")
         .value_name("COLUMN");
+    command
+        .add_option("--grid", state->grid,
+                    "For rows that are not equally spaced. nearest: each at the sample nearest to "
+                    "its time; linear: samples on straight lines between the rows")
+        .value_name("HOW");
+    command
+        .add_option("--max-gap", state->max_gap,
+                    "Of --grid linear: rows further apart have no samples between them (1.5)")
+        .value_name("SAMPLES");
+    command
+        .add_option("--header", state->names_row,
+                    "The row that holds the names of the columns, counted from 1; what is above is "
+                    "left out")
+        .value_name("ROW")
+        .within(1, MAX_NAMES_ROW);
+    command.add_flag("--units-row", state->csv.has_units_row,
+                     "The row below the names holds units");
+    command.add_flag("--decimal-comma", state->csv.decimal_comma,
+                     "Numbers are written with a comma: 0,5");
     command.add_flag("--append", state->append, "Add a new group to an existing file");
     command.add_flag("--force", state->force, "Replace an existing file");
     command.add_flag("-n,--dry-run", state->dry_run, "Check everything, write nothing");

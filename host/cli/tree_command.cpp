@@ -6,6 +6,7 @@
 #include "host/interface/path_patterns.h"
 #include "host/runs/input_files.h"
 #include "host/text/align_columns.h"
+#include "host/text/join_texts.h"
 #include "host/text/shortest_double.h"
 #include "host/tree/data_tree.h"
 #include "host/tree/tree_rules.h"
@@ -13,6 +14,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include <algorithm>
 #include <cmath>
 #include <memory>
 #include <string>
@@ -46,6 +48,8 @@ std::string describe_rounded(double value) {
 
 // More values than a line holds are cut short; --json gives all of them.
 constexpr std::size_t MAX_SHOWN_VALUES = 8;
+
+constexpr std::size_t STATISTICS_COLUMN_COUNT = 8; // with those that are always there
 
 struct ValueText {
     std::string operator()(std::int64_t value) const { return fmt::format("{}", value); }
@@ -88,6 +92,23 @@ std::string describe_shape(const TreeEntry& entry) {
                : fmt::format("{} {}", extents, name_sample_type(entry.type));
 }
 
+// "X, Y, Z (deg/s)"; units that differ stand behind their labels.
+std::string describe_lines(const LineNames& names) {
+    const std::vector<std::string>& units = names.units.texts;
+    std::vector<std::string> texts = names.short_labels.texts;
+    if (units.size() > 1 && (texts.empty() || texts.size() == units.size())) {
+        texts.resize(units.size());
+        std::ranges::transform(texts, units, texts.begin(), name_with_unit);
+    }
+    if (texts.size() > MAX_SHOWN_VALUES) {
+        const std::size_t count = texts.size();
+        texts.resize(MAX_SHOWN_VALUES);
+        texts.push_back(fmt::format("... {} names", count));
+    }
+    const std::string listed = join_texts(texts);
+    return units.size() == 1 ? name_with_unit(listed, units.front()) : listed;
+}
+
 std::vector<std::string> make_row(const TreeEntry& entry, const TreeOptions& options) {
     const bool is_set = entry.kind == "data set";
     std::vector<std::string> row = {entry.kind.starts_with("group") ? entry.path + "/" : entry.path,
@@ -95,7 +116,7 @@ std::vector<std::string> make_row(const TreeEntry& entry, const TreeOptions& opt
                                     entry.sample_rate ? describe_rounded(*entry.sample_rate) + " Hz"
                                                       : ""};
     if (options.statistics) {
-        row.resize(8);
+        row.resize(STATISTICS_COLUMN_COUNT);
         if (const auto& numbers = entry.statistics) {
             row[3] = fmt::format("{}", numbers->sample_count);
             row[4] = fmt::format("{}", numbers->missing_count);
@@ -104,6 +125,7 @@ std::vector<std::string> make_row(const TreeEntry& entry, const TreeOptions& opt
             row[7] = describe_rounded(numbers->mean);
         }
     }
+    row.push_back(describe_lines(entry.names));
     return row;
 }
 
@@ -112,9 +134,10 @@ void print_text(const std::vector<TreeEntry>& entries, const TreeOptions& option
     std::vector<std::vector<std::string>> rows;
     std::vector<bool> numeric = {false, false, true};
     if (options.statistics) {
-        rows.push_back({"path", "shape", "rate", "samples", "missing", "min", "max", "mean"});
-        numeric.resize(8, true);
+        rows.push_back({"path", "shape", "rate", "samples", "missing", "min", "max", "mean", ""});
+        numeric.resize(STATISTICS_COLUMN_COUNT, true);
     }
+    numeric.push_back(false);
     const std::size_t head_count = rows.size();
     for (const TreeEntry& entry : entries) {
         rows.push_back(make_row(entry, options));
@@ -154,6 +177,12 @@ Json make_json(const TreeEntry& entry, const TreeOptions& options) {
         json["dtype"] = name_sample_type(entry.type);
         json["shape"] = entry.extents;
         json["sample_rate"] = entry.sample_rate ? Json(*entry.sample_rate) : Json(nullptr);
+        if (!entry.names.labels.texts.empty()) {
+            json["labels"] = entry.names.labels.texts;
+        }
+        if (!entry.names.units.texts.empty()) {
+            json["units"] = entry.names.units.texts;
+        }
     }
     if (options.attributes) {
         json["attributes"] = Json::object();

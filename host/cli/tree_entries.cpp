@@ -102,6 +102,7 @@ class Gatherer {
         entry.extents = tree_.extents(set);
         entry.type = tree_.sample_type(set);
         entry.sample_rate = read_number_attribute(tree_, set, SAMPLE_RATE_ATTRIBUTE);
+        entry.names = read_line_names(tree_, set);
         if (options_.statistics) {
             entry.statistics = measure_set(tree_, set);
         }

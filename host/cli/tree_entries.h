@@ -2,6 +2,7 @@
 #pragma once
 
 #include "host/tree/data_tree.h"
+#include "host/tree/line_names.h"
 #include "host/tree/set_statistics.h"
 
 #include <optional>
@@ -22,6 +23,7 @@ struct TreeEntry {
     Extents extents;                       // of a data set
     SampleType type = SampleType::Float32; // of a data set
     std::optional<double> sample_rate;
+    LineNames names;                         // of a data set
     std::vector<ObjectAttribute> attributes; // but for the history
     std::optional<SetStatistics> statistics; // of a data set
 };

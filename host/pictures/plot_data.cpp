@@ -18,9 +18,21 @@ bool is_chosen(std::size_t line, const PlotChoice& choice) {
     return choice.lines.empty() || std::ranges::find(choice.lines, line) != choice.lines.end();
 }
 
+// The unit of all lines; empty where they have several, or none.
+std::string shared_unit(const SignalSet& set) {
+    return set.names.units.texts.size() == 1 ? set.names.units.texts.front() : "";
+}
+
+// A unit of all lines stands beside the axis.
 std::string make_label(const SignalSet& set, std::size_t line, const std::string& file) {
-    const std::string indices = set.line_indices(line);
-    return indices.empty() && file.empty() ? split_last(set.path).second : indices;
+    const std::string name = set.line_label(line) + set.line_indices(line);
+    const std::string shown = name.empty() && file.empty() ? split_last(set.path).second : name;
+    return shared_unit(set).empty() ? name_with_unit(shown, set.line_unit(line)) : shown;
+}
+
+std::string make_y_title(const SignalSet& set, const PlotChoice& choice) {
+    return choice.y_title.empty() ? name_with_unit(split_last(set.path).second, shared_unit(set))
+                                  : choice.y_title;
 }
 
 // cppcheck-suppress constParameter; its lines are appended to
@@ -125,8 +137,7 @@ PlotPanel make_panel(const PlotSource& source, const std::optional<PlotSource>& 
     const SignalSet& set = source.set;
     PlotPanel panel{.title = set.path,
                     .x_title = set.sample_rate ? "time (s)" : "sample",
-                    .y_title =
-                        choice.y_title.empty() ? split_last(set.path).second : choice.y_title,
+                    .y_title = make_y_title(set, choice),
                     .lines = {}};
     add_lines(panel, set, choice, after ? source.file : "", after.has_value());
     if (after) {

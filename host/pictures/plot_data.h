@@ -39,7 +39,7 @@ struct Plot {
 
 struct PlotChoice {
     std::vector<std::size_t> lines; // of each set, counted from 0; empty: all
-    std::string y_title;            // empty: the name of the set
+    std::string y_title;            // empty: the name of the set, with the unit of its lines
 };
 
 // A set and what came of it, each with the name of its file.
@@ -57,7 +57,8 @@ std::size_t count_chosen(const SignalSet& set, const PlotChoice& choice);
 // together.
 std::vector<PlotPanel> stack_lines(const PlotPanel& panel);
 
-// Lines are labelled with their indices, and with the file where there are two of them.
+// Lines are labelled with their labels or indices, with their units where those differ, and with
+// the file where there are two of them.
 // Chosen lines that the set does not have are left out.
 PlotPanel make_panel(const PlotSource& source, const std::optional<PlotSource>& after,
                      const PlotChoice& choice);

@@ -1,5 +1,6 @@
 #include "host/tables/csv_export.h"
 
+#include "host/tables/csv_field.h"
 #include "host/text/failure.h"
 #include "host/text/join_texts.h"
 #include "host/text/plural.h"
@@ -67,17 +68,14 @@ std::string shared_group(std::span<const SignalSet> sets) {
     return shared;
 }
 
-// Quotes do not keep a spreadsheet from it: they are gone when it looks.
-bool is_formula(std::string_view name) {
-    constexpr std::string_view BEGINNINGS = "=+-@\t\r";
-    return !name.empty() && BEGINNINGS.find(name.front()) != std::string_view::npos;
-}
-
 // `set_name` as it is to stand in the table.
 std::string name_column(const std::string& set_name, const SignalSet& set, std::size_t line,
                         const ExportOptions& options) {
     const char* mark = options.no_formulas && is_formula(set_name) ? "'" : "";
-    return mark + set_name + set.line_indices(line);
+    const std::string& label = set.line_label(line);
+    const std::string name = fmt::format("{}{}{}{}{}", mark, set_name, label.empty() ? "" : ".",
+                                         label, set.line_indices(line));
+    return name_with_unit(name, set.line_unit(line));
 }
 
 Samples line_samples(const SignalSet& set, std::size_t line) {
@@ -110,20 +108,6 @@ void check_names(const std::string& first, std::span<const Column> columns,
                           {"export the sets apart, each with a pattern of its own"});
         }
     }
-}
-
-// In double quotes where a reader could take it for something else.
-std::string quote_field(const std::string& text) {
-    const bool is_plain = text.find_first_of(",;\t\"\r\n") == std::string::npos &&
-                          !text.starts_with(' ') && !text.ends_with(' ');
-    if (is_plain) {
-        return text;
-    }
-    std::string quoted = "\"";
-    for (const char c : text) {
-        quoted += c == '"' ? "\"\"" : std::string(1, c);
-    }
-    return quoted + '"';
 }
 
 // ---------------------------------------------------------------------------

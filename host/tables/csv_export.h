@@ -2,10 +2,10 @@
 //
 // A column per line of each set, after a column of times in seconds ("Time (s)"), or of
 // sample numbers ("Sample") where the sets have no sample rate. Columns are named after
-// their sets, by the path below the group that all of them share, with the indices of the
-// line: "Rate[2]". Numbers are the shortest decimal text that reads back as the same
-// sample: a 32-bit float, a double or an integer, as the set's are; a missing sample (NaN) is an
-// empty cell.
+// their sets, by the path below the group that all of them share, with the label of the line or
+// its indices, and the unit: "Rate.X (deg/s)", "Rate[2]". Numbers are the shortest decimal text
+// that reads back as the same sample: a 32-bit float, a double or an integer, as the set's are; a
+// missing sample (NaN) is an empty cell.
 #pragma once
 
 #include "host/tree/signal_set.h"

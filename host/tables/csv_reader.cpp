@@ -7,14 +7,13 @@
 #include <csv.h>
 #include <fmt/format.h>
 
-#include <algorithm>
-#include <array>
 #include <cerrno>
 #include <exception>
 #include <fstream>
 #include <functional>
 #include <memory>
 #include <span>
+#include <utility>
 
 namespace talvora::host {
 namespace {
@@ -49,8 +48,9 @@ struct RowCollector {
     }
 };
 
-void for_each_row(std::string_view text, char delimiter, const std::string& source,
-                  RowReceiver receive) {
+// `begin` is where the text begins in the source.
+void for_each_row(std::string_view text, std::size_t begin, char delimiter,
+                  const std::string& source, RowReceiver receive) {
     csv_parser parser;
     csv_init(&parser, CSV_STRICT | CSV_STRICT_FINI);
     const std::unique_ptr<csv_parser, decltype(&csv_free)> cleanup(&parser, &csv_free);
@@ -59,9 +59,10 @@ void for_each_row(std::string_view text, char delimiter, const std::string& sour
     const std::size_t parsed = csv_parse(&parser, text.data(), text.size(), RowCollector::add_field,
                                          RowCollector::end_row, &collector);
     if (parsed != text.size()) {
-        throw Failure(ExitCode::Input,
-                      fmt::format("{}: a double quote inside a field at byte {}", source, parsed),
-                      {"a field with double quotes stands in double quotes, its own doubled"});
+        throw Failure(
+            ExitCode::Input,
+            fmt::format("{}: a double quote inside a field at byte {}", source, begin + parsed),
+            {"a field with double quotes stands in double quotes, its own doubled"});
     }
     if (csv_fini(&parser, RowCollector::add_field, RowCollector::end_row, &collector) != 0) {
         throw Failure(ExitCode::Input,
@@ -70,29 +71,6 @@ void for_each_row(std::string_view text, char delimiter, const std::string& sour
     if (collector.failure) {
         std::rethrow_exception(collector.failure);
     }
-}
-
-// The first row without what stands in double quotes.
-std::string unquoted_names(std::string_view text) {
-    std::string names;
-    bool is_quoted = false;
-    for (const char c : text) {
-        if (!is_quoted && (c == '\r' || c == '\n')) {
-            break;
-        }
-        is_quoted ^= c == '"';
-        if (!is_quoted) {
-            names += c;
-        }
-    }
-    return names;
-}
-
-char detect_delimiter(std::string_view text) {
-    constexpr std::array<char, 3> CANDIDATES = {',', ';', '\t'};
-    const std::string names = unquoted_names(text);
-    return *std::ranges::max_element(
-        CANDIDATES, {}, [&](char candidate) { return std::ranges::count(names, candidate); });
 }
 
 // The fields of a row of so many columns: a delimiter at its end makes none.
@@ -113,19 +91,66 @@ void refuse_other_formats(std::string_view text, const std::string& source) {
     }
 }
 
+NumberTable start_table(const Row& names, const CsvLayout& layout, const std::string& source) {
+    NumberTable table = make_table(names, source);
+    table.first_row = layout.names_row + 1;
+    if (layout.names_row > 1) {
+        table.notes.push_back(
+            fmt::format("row {} holds the names of the columns, what is above it is left out",
+                        layout.names_row));
+    }
+    return table;
+}
+
+void add_units(NumberTable& table, const Row& row, const std::string& source) {
+    table.notes.push_back(fmt::format("row {} holds the units of the columns", table.first_row++));
+    set_units(table, row, source);
+}
+
+NumberTable read_rows(std::string_view text, const CsvLayout& layout, char decimal_sign,
+                      const std::string& source) {
+    NumberTable table;
+    bool units_follow = layout.has_units_row;
+    for_each_row(text.substr(layout.begin), layout.begin, layout.delimiter, source,
+                 [&](const Row& row) {
+                     if (table.columns.empty()) {
+                         table = start_table(row, layout, source);
+                         table.decimal_sign = decimal_sign;
+                     } else if (std::exchange(units_follow, false)) {
+                         add_units(table, row, source);
+                     } else {
+                         add_row(table, cells_of(row, table.columns.size()), source);
+                     }
+                 });
+    return table;
+}
+
+// What else commas could be than decimal signs.
+void refuse_other_commas(const CommaCells& cells, const CsvLayout& layout,
+                         const std::string& source) {
+    if (layout.delimiter != ',' && !cells.could_be_thousands) {
+        return;
+    }
+    throw Failure(
+        ExitCode::Input,
+        fmt::format("{}: row {}, column '{}': '{}' could have a decimal comma, or one {}", source,
+                    cells.first_row, cells.first_column, cells.first_text,
+                    layout.delimiter == ',' ? "that parts two numbers" : "between thousands"),
+        {"--decimal-comma reads all numbers so; else write them with a point alone"});
+}
+
 } // namespace
 
-NumberTable parse_csv(std::string_view text, const std::string& source) {
+NumberTable parse_csv(std::string_view text, const std::string& source, const CsvChoice& choice) {
     refuse_other_formats(text, source);
     text = skip_byte_order_mark(text);
-    NumberTable table;
-    for_each_row(text, detect_delimiter(text), source, [&](const Row& row) {
-        if (table.columns.empty()) {
-            table = make_table(row, source);
-        } else {
-            add_row(table, cells_of(row, table.columns.size()), source);
-        }
-    });
+    const CsvLayout layout = find_layout(text, choice, source);
+    NumberTable table = read_rows(text, layout, choice.decimal_comma ? ',' : '.', source);
+    if (table.comma_cells.count > 0 && !choice.decimal_comma) {
+        refuse_other_commas(table.comma_cells, layout, source);
+        table = read_rows(text, layout, ',', source);
+        table.notes.emplace_back("numbers have a decimal comma");
+    }
     if (table.row_count == 0) {
         throw Failure(ExitCode::Input,
                       fmt::format("{}: {}", source,
@@ -134,7 +159,7 @@ NumberTable parse_csv(std::string_view text, const std::string& source) {
     return table;
 }
 
-NumberTable read_csv(const std::filesystem::path& file) {
+NumberTable read_csv(const std::filesystem::path& file, const CsvChoice& choice) {
     std::error_code ignored;
     if (std::filesystem::is_directory(file, ignored)) {
         throw Failure(ExitCode::Input, fmt::format("{}: a folder, no CSV file", file.string()));
@@ -154,12 +179,12 @@ NumberTable read_csv(const std::filesystem::path& file) {
         throw Failure(ExitCode::Input, fmt::format("{}: cannot be read to its end: {}",
                                                    file.string(), reason.message()));
     }
-    return parse_csv(text, file.string());
+    return parse_csv(text, file.string(), choice);
 }
 
 std::vector<std::string> split_csv_row(std::string_view row, char delimiter) {
     Row fields;
-    for_each_row(row, delimiter, std::string(row), [&](const Row& parsed) {
+    for_each_row(row, 0, delimiter, std::string(row), [&](const Row& parsed) {
         fields.insert(fields.end(), parsed.begin(), parsed.end());
     });
     return fields;

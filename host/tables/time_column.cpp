@@ -1,5 +1,6 @@
 #include "host/tables/time_column.h"
 
+#include "host/tables/column_name.h"
 #include "host/text/ascii.h"
 #include "host/text/failure.h"
 
@@ -18,19 +19,18 @@ struct TimeUnit {
 };
 constexpr TimeUnit TIME_UNITS[] = {{"s", 1}, {"ms", 1e3}, {"us", 1e6}, {"µs", 1e6}};
 
-struct NameWithUnit {
-    std::string_view name;
-    std::string_view unit;
-};
-
-// "Time (ms)" is "Time" in "ms", a bare name is in seconds.
-NameWithUnit split_unit(std::string_view text) {
-    const std::size_t open = text.find_last_of("([");
-    if (open == std::string_view::npos || !(text.ends_with(')') || text.ends_with(']'))) {
-        return {text, "s"};
+const std::vector<double>& read_dates(const NumberColumn& column, std::size_t first_row,
+                                      const std::string& source) {
+    if (!column.holds_dates()) {
+        throw Failure(
+            ExitCode::Input,
+            fmt::format("{}: row {}, column '{}': '{}' is no time (allowed: {}, as above)", source,
+                        first_row + column.dates.size(), column.name, column.first_undated_text,
+                        column.dates_have_zone ? "2026-11-21T09:30:00.125Z"
+                                               : "2026-11-21 09:30:00.125"),
+            {"leave the times aside with --rate HZ, or name their column: --time COLUMN"});
     }
-    const std::size_t name_end = text.find_last_not_of(' ', open == 0 ? 0 : open - 1);
-    return {text.substr(0, name_end + 1), text.substr(open + 1, text.size() - open - 2)};
+    return column.dates;
 }
 
 } // namespace
@@ -41,8 +41,17 @@ bool is_named_time(std::string_view text) {
     return name == "time" || name == "t";
 }
 
-std::vector<double> read_seconds(const NumberColumn& column, const std::string& source) {
-    const std::string_view unit = split_unit(column.name).unit;
+bool is_unit_of_time(std::string_view unit) {
+    return std::ranges::find(TIME_UNITS, unit, &TimeUnit::name) != std::end(TIME_UNITS);
+}
+
+std::vector<double> read_seconds(const NumberColumn& column, std::size_t first_row,
+                                 const std::string& source) {
+    if (!column.dates.empty()) {
+        return read_dates(column, first_row, source);
+    }
+    const std::string_view unit =
+        column.unit.empty() ? split_unit(column.name).unit.value_or("s") : column.unit;
     const auto known = std::ranges::find(TIME_UNITS, unit, &TimeUnit::name);
     if (known == std::end(TIME_UNITS)) {
         throw Failure(ExitCode::Usage,

@@ -3,6 +3,7 @@
 
 #include "host/tables/number_table.h"
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -12,8 +13,13 @@ namespace talvora::host {
 // "Time" or "t", in either case, with a unit behind it or without: "time (ms)", "T [s]".
 bool is_named_time(std::string_view name);
 
-// Its values in seconds; its name tells the unit: s, ms or us in brackets, s without. Throws a
-// Failure of usage for another unit, of the input for a cell without a number.
-std::vector<double> read_seconds(const NumberColumn& column, const std::string& source);
+// s, ms or us.
+bool is_unit_of_time(std::string_view unit);
+
+// Its values in seconds. The unit is that of a row of units, or stands in brackets behind the name:
+// s, ms or us; s without. Dates and times of day are seconds since 1970. Throws a Failure of usage
+// for another unit, of the input for a cell without a number, or without a date below others.
+std::vector<double> read_seconds(const NumberColumn& column, std::size_t first_row,
+                                 const std::string& source);
 
 } // namespace talvora::host

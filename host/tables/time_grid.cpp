@@ -1,11 +1,13 @@
 #include "host/tables/time_grid.h"
 
+#include "host/tables/round_number.h"
 #include "host/text/failure.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <numeric>
 
 namespace talvora::host {
@@ -15,18 +17,23 @@ namespace {
 // the limit keeps such a table from filling the memory.
 constexpr std::uint64_t MAX_SAMPLES_PER_ROW = 1000;
 
-std::vector<double> measure_steps(std::span<const double> times, const std::string& source) {
+// In Hz. What is beyond them was more often a wrong unit than a recording.
+constexpr double LEAST_RATE = 0.01;
+constexpr double GREATEST_RATE = 1e7;
+
+std::vector<double> measure_steps(std::span<const double> times, std::size_t first_row,
+                                  const std::string& source) {
     std::vector<double> steps;
     for (std::size_t i = 0; i < times.size(); ++i) {
         if (!std::isfinite(times[i])) {
             throw Failure(ExitCode::Input,
                           fmt::format("{}: row {}: a time cannot be {} (allowed: finite numbers)",
-                                      source, i + FIRST_ROW_NUMBER, times[i]));
+                                      source, i + first_row, times[i]));
         }
         if (i > 0 && times[i] < times[i - 1]) {
             throw Failure(ExitCode::Input,
                           fmt::format("{}: time goes back from {} to {} in row {}", source,
-                                      times[i - 1], times[i], i + FIRST_ROW_NUMBER),
+                                      times[i - 1], times[i], i + first_row),
                           {"sort the rows by time, or leave the times aside with --rate"});
         }
         if (i > 0) {
@@ -42,37 +49,109 @@ double median(std::vector<double> values) {
     return *middle;
 }
 
-double estimate_period(std::span<const double> steps, const std::string& source) {
+// ---------------------------------------------------------------------------
+// The rate
+
+// The steps that are neither crowds nor gaps, and what is known of them.
+struct RegularSteps {
+    double sum = 0;
+    std::size_t count = 0;
+    std::size_t run_count = 0; // of steps one behind the other
+    double least = std::numeric_limits<double>::infinity();
+    double greatest = 0;
+};
+
+RegularSteps gather_regular_steps(std::span<const double> steps, double typical) {
+    constexpr double ROUNDING = 1e-9; // steps of 2 and 3 ticks belong together, as 3 is 1.5 times 2
+    RegularSteps regular;
+    bool was_regular = false;
+    for (const double step : steps) {
+        const bool is_regular =
+            step > (0.5 + ROUNDING) * typical && step < (1.5 + ROUNDING) * typical;
+        if (is_regular) {
+            regular.sum += step;
+            ++regular.count;
+            regular.run_count += was_regular ? 0 : 1;
+            regular.least = std::min(regular.least, step);
+            regular.greatest = std::max(regular.greatest, step);
+        }
+        was_regular = is_regular;
+    }
+    return regular;
+}
+
+// The largest power of ten, of a second and below, of which all times are multiples: they were told
+// in so many digits, or might have been.
+double find_tick(std::span<const double> times) {
+    constexpr double ROUNDING = 4 * std::numeric_limits<double>::epsilon();
+    constexpr int MOST_DIGITS = 15;
+    for (int digits = 0; digits < MOST_DIGITS; ++digits) {
+        const double ticks_per_second = std::pow(10, digits);
+        const auto is_multiple = [&](double time) {
+            const double ticks = time * ticks_per_second;
+            return std::abs(ticks - std::round(ticks)) <= ROUNDING * std::abs(ticks);
+        };
+        if (std::ranges::all_of(times, is_multiple)) {
+            return 1 / ticks_per_second;
+        }
+    }
+    return 0;
+}
+
+// How far the sum of regular steps may be off: each run of them begins and ends at a time that is
+// rounded to a tick, unless all steps are alike, and to a double.
+double find_uncertainty(std::span<const double> times, const RegularSteps& regular) {
+    const double rounding = 4 * std::numeric_limits<double>::epsilon() *
+                            std::max(std::abs(times.front()), std::abs(times.back()));
+    const double tick = std::min(find_tick(times), regular.greatest - regular.least);
+    return static_cast<double>(regular.run_count) * (tick + rounding);
+}
+
+double find_rate(std::span<const double> times, std::span<const double> steps,
+                 const std::string& source) {
     const double typical = median({steps.begin(), steps.end()});
     if (!(typical > 0)) {
         throw Failure(ExitCode::Input,
                       fmt::format("{}: most rows have the time of the row before", source),
                       {"give the sample rate: --rate HZ"});
     }
-    double sum = 0;
-    std::size_t count = 0;
-    for (const double step : steps) {
-        if (step > 0.5 * typical && step < 1.5 * typical) {
-            sum += step;
-            ++count;
-        }
-    }
-    return sum / static_cast<double>(count);
+    const RegularSteps regular = gather_regular_steps(steps, typical);
+    const auto count = static_cast<double>(regular.count);
+    const double uncertainty = std::min(find_uncertainty(times, regular), regular.sum / 2);
+    const double shortest = (regular.sum - uncertainty) / count;
+    const double longest = (regular.sum + uncertainty) / count;
+    const double rate = roundest_between(1 / longest, 1 / shortest);
+    const double period = roundest_between(shortest, longest);
+    return count_digits(period) < count_digits(rate) ? 1 / period : rate;
 }
 
-std::vector<std::uint64_t> count_periods(std::span<const double> steps, double period,
-                                         const std::string& source) {
-    const auto limit = static_cast<double>(MAX_SAMPLES_PER_ROW * (steps.size() + 1));
-    const double total = std::reduce(steps.begin(), steps.end()) / period;
-    if (!(total <= limit)) {
+void check_rate(double sample_rate, const std::string& source) {
+    if (!(sample_rate >= LEAST_RATE && sample_rate <= GREATEST_RATE)) {
+        throw Failure(
+            ExitCode::Input,
+            fmt::format("{}: the times give a rate of {:.6g} Hz (allowed: {} Hz to {:.0f} Hz)",
+                        source, sample_rate, LEAST_RATE, GREATEST_RATE),
+            {"is this the time column, and in this unit?  else give the rate: --rate HZ"});
+    }
+}
+
+// ---------------------------------------------------------------------------
+// The rows
+
+void check_span(std::span<const double> times, double sample_rate, const std::string& source) {
+    const double sample_count = (times.back() - times.front()) * sample_rate;
+    if (!(sample_count <= static_cast<double>(MAX_SAMPLES_PER_ROW * times.size()))) {
         throw Failure(ExitCode::Input,
-                      fmt::format("{}: {} rows span {:.0f} samples of {} s", source,
-                                  steps.size() + 1, total, period),
+                      fmt::format("{}: {} rows span {:.0f} samples of {} s", source, times.size(),
+                                  sample_count, 1 / sample_rate),
                       {"is this the time column, and in seconds?"});
     }
+}
+
+std::vector<std::uint64_t> count_periods(std::span<const double> steps, double sample_rate) {
     std::vector<std::uint64_t> counts;
     for (const double step : steps) {
-        counts.push_back(static_cast<std::uint64_t>(std::llround(step / period)));
+        counts.push_back(static_cast<std::uint64_t>(std::llround(step * sample_rate)));
     }
     return counts;
 }
@@ -94,23 +173,101 @@ void move_crowded_rows_into_gaps(std::span<std::uint64_t> counts) {
     }
 }
 
-} // namespace
-
-TimeGrid place_on_grid(std::span<const double> times, const std::string& source) {
-    const std::vector<double> steps = measure_steps(times, source);
+// A grid without rows yet.
+TimeGrid find_grid(std::span<const double> times, std::span<const double> steps,
+                   std::optional<double> sample_rate, const std::string& source) {
     if (steps.empty()) {
         throw Failure(ExitCode::Input, fmt::format("{}: one row gives no sample rate", source),
                       {"give the sample rate: --rate HZ"});
     }
-    const double period = estimate_period(steps, source);
-    std::vector<std::uint64_t> counts = count_periods(steps, period, source);
-    move_crowded_rows_into_gaps(counts);
+    const double rate = sample_rate ? *sample_rate : find_rate(times, steps, source);
+    if (!sample_rate) {
+        check_rate(rate, source);
+    }
+    check_span(times, rate, source);
+    return {.start_time = times.front(), .sample_rate = rate, .sample_of_row = {}};
+}
 
-    TimeGrid grid{.start_time = times.front(), .sample_rate = 1 / period, .sample_of_row = {0}};
+void place_by_steps(std::span<const double> steps, TimeGrid& grid) {
+    std::vector<std::uint64_t> counts = count_periods(steps, grid.sample_rate);
+    move_crowded_rows_into_gaps(counts);
+    grid.sample_of_row = {0};
     for (const std::uint64_t count : counts) {
         grid.sample_of_row.push_back(grid.sample_of_row.back() + count);
     }
     grid.sample_count = grid.sample_of_row.back() + 1;
+}
+
+void place_at_nearest(std::span<const double> times, TimeGrid& grid) {
+    std::vector<std::uint64_t>& samples = grid.sample_of_row;
+    const auto distance = [&](std::size_t row, std::uint64_t sample) {
+        return std::abs(times[row] - grid.time_of(sample));
+    };
+    std::size_t kept = 0;
+    for (std::size_t row = 0; row < times.size(); ++row) {
+        const auto sample = static_cast<std::uint64_t>(
+            std::llround((times[row] - grid.start_time) * grid.sample_rate));
+        samples.push_back(sample);
+        if (row > 0 && sample == samples[kept]) {
+            const bool is_nearer = distance(row, sample) < distance(kept, sample);
+            samples[is_nearer ? kept : row] = LEFT_OUT;
+            kept = is_nearer ? row : kept;
+        } else {
+            kept = row;
+        }
+    }
+    grid.sample_count = samples[kept] + 1;
+}
+
+// A sample at the time of a row, as near as numbers can tell, is that row.
+constexpr double SAME_TIME_SAMPLES = 1e-6;
+
+void place_between(std::span<const double> times, double max_gap_samples, TimeGrid& grid) {
+    const double span = (times.back() - times.front()) * grid.sample_rate;
+    grid.sample_count = static_cast<std::uint64_t>(span + SAME_TIME_SAMPLES) + 1;
+    const double tolerance = SAME_TIME_SAMPLES / grid.sample_rate;
+    std::size_t row = 0;
+    for (std::uint64_t sample = 0; sample < grid.sample_count; ++sample) {
+        const double time = grid.time_of(sample);
+        while (row + 1 < times.size() && times[row + 1] <= time + tolerance) {
+            ++row;
+        }
+        BetweenRows& between = grid.between_rows.emplace_back(BetweenRows{.row = row});
+        if (row + 1 < times.size() && time > times[row] + tolerance) {
+            const double gap = times[row + 1] - times[row];
+            const bool is_far = gap * grid.sample_rate > max_gap_samples + SAME_TIME_SAMPLES;
+            between.share =
+                is_far ? std::numeric_limits<double>::quiet_NaN() : (time - times[row]) / gap;
+        }
+    }
+}
+
+} // namespace
+
+double TimeGrid::time_of(std::uint64_t sample) const {
+    return start_time + static_cast<double>(sample) / sample_rate;
+}
+
+bool TimeGrid::leaves_out(std::size_t row) const {
+    return sample_of_row[row] == LEFT_OUT ||
+           (row > 0 && sample_of_row[row] == sample_of_row[row - 1]);
+}
+
+TimeGrid place_on_grid(std::span<const double> times, const std::string& source,
+                       const GridChoice& choice) {
+    const std::vector<double> steps = measure_steps(times, choice.first_row, source);
+    TimeGrid grid = find_grid(times, steps, choice.sample_rate, source);
+    switch (choice.placement) {
+    case Placement::Steps:
+        place_by_steps(steps, grid);
+        break;
+    case Placement::Nearest:
+        place_at_nearest(times, grid);
+        break;
+    case Placement::Linear:
+        place_between(times, choice.max_gap_samples, grid);
+        break;
+    }
     return grid;
 }
 

@@ -42,6 +42,7 @@ SignalSet read_signal_set(DataTree& tree, const std::string& path, ReadSamples r
     set.samples = read_samples(tree, id, {.starts = starts, .counts = set.extents});
     set.sample_rate = read_rate(tree, id);
     set.start_time = read_start_time(tree, id);
+    set.names = read_line_names(tree, id);
     return set;
 }
 
@@ -58,12 +59,24 @@ std::span<const float> SignalSet::line(std::size_t index) const {
 std::string SignalSet::line_indices(std::size_t index) const {
     std::string indices;
     for (std::size_t dimension = extents.empty() ? 0 : extents.size() - 1; dimension-- > 0;) {
-        if (extents[dimension] > 1) {
+        if (extents[dimension] > 1 && !is_labelled(dimension)) {
             indices = fmt::format("[{}]{}", index % extents[dimension], indices);
         }
         index /= extents[dimension];
     }
     return indices;
+}
+
+bool SignalSet::is_labelled(std::size_t dimension) const {
+    return !names.short_labels.texts.empty() && names.short_labels.dimension == dimension;
+}
+
+const std::string& SignalSet::line_label(std::size_t index) const {
+    return text_of_line(names.short_labels, extents, index);
+}
+
+const std::string& SignalSet::line_unit(std::size_t index) const {
+    return text_of_line(names.units, extents, index);
 }
 
 double SignalSet::time_of(std::uint64_t sample) const {
@@ -73,7 +86,8 @@ double SignalSet::time_of(std::uint64_t sample) const {
 
 SignalSet read_signal_head(DataTree& tree, const std::string& path) {
     const ObjectId id = tree.find(tree.root(), path).value();
-    return {path, tree.extents(id), read_rate(tree, id), read_start_time(tree, id), {}};
+    return {path, tree.extents(id),         read_rate(tree, id), read_start_time(tree, id),
+            {},   read_line_names(tree, id)};
 }
 
 SignalSet read_signal_set(DataTree& tree, const std::string& path) {

@@ -29,6 +29,36 @@ TEST_F(Export, ComesBackAsTheSameFile) {
     EXPECT_EQ(read_file(folder_ / "back.h5"), read_file(folder_ / "walk.h5"));
 }
 
+TEST_F(Export, KeepsNamesAndUnitsThroughEveryUnitAndBack) {
+    write_file(folder_ / "imu.csv",
+               "t,Gyro X (deg/s),Gyro Y (deg/s)\n0,1,2\n1,-3,4\n2,-5,6\n3,7,8\n");
+    run({"import", "imu.csv", "-o", "imu.h5", "--set", "Rate=Gyro X (deg/s),Gyro Y (deg/s)"});
+    run({"run", "apply-set-rectify", "SourceGroup=Signals", "imu.h5", "-o", "up.h5"});
+    EXPECT_EQ(run({"export", "up.h5", "-o", "-"}).output,
+              "Time (s),Rate.X (deg/s),Rate.Y (deg/s)\n0,1,2\n1,3,4\n2,5,6\n3,7,8\n");
+    run({"run", "average-set", "SourceGroup=Signals", "DestinationGroup=Mean", "up.h5", "-o",
+         "mean.h5"});
+    EXPECT_EQ(run({"export", "mean.h5::Mean", "-o", "-"}).output,
+              "Sample,Rate.X (deg/s),Rate.Y (deg/s)\n0,4,5\n");
+    // Over the components: their labels fit no more.
+    run({"run", "average-set", "SourceGroup=Signals", "DestinationGroup=Mean", "Axis=0", "up.h5",
+         "-o", "one.h5"});
+    EXPECT_EQ(run({"export", "one.h5::Mean", "-o", "-"}).output,
+              "Sample,Rate (deg/s)\n0,1.5\n1,3.5\n2,5.5\n3,7.5\n");
+    run({"run", "average-set-2", "SourceGroup=Signals", "DestinationSet=Means", "up.h5", "-o",
+         "means.h5"});
+    EXPECT_EQ(run({"export", "means.h5::Means", "-o", "-"}).output,
+              "Sample,Means.Rate[0],Means.Rate[1]\n0,4,5\n");
+    run({"export", "up.h5", "-o", "back.csv"});
+    const auto back =
+        run({"import", "back.csv", "-o", "back.h5", "--set", "Rate=Rate.X (deg/s),Rate.Y (deg/s)"});
+    EXPECT_EQ(back.exit_code, 0) << back.errors;
+    EXPECT_THAT(run({"tree", "back.h5", "--attributes"}).output,
+                HasSubstr("    Labels = [\"X\", \"Y\"]\n"));
+    run({"export", "back.h5", "-o", "again.csv"});
+    EXPECT_EQ(read_file(folder_ / "again.csv"), read_file(folder_ / "back.csv"));
+}
+
 TEST_F(Export, WritesToStandardOutputAlone) {
     import_walk();
     const auto result = run({"export", "walk.h5::*/Y", "-o", "-"});

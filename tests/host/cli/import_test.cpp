@@ -101,6 +101,77 @@ TEST_F(Import, PlacesARecordingWithJitterAndGapsOnItsGrid) {
     EXPECT_NEAR(set["sample_rate"].get<double>(), 2519 / (40.198507 - 15.007976), 0.01);
 }
 
+TEST_F(Import, ReadsWhatStandsAroundATable) {
+    write_file(folder_ / "walk.csv", "Recorder 7\nSubject: 12\n\nTime;X;Y\nms;deg/s;g\n0;0,5;1\n"
+                                     "10;1,5;2\n");
+    const auto result = run({"import", "walk.csv", "-o", "walk.h5", "--set", "A=X,Y"});
+    EXPECT_EQ(result.exit_code, 0) << result.errors;
+    EXPECT_EQ(
+        result.errors,
+        "info: walk.csv: row 4 holds the names of the columns, what is above it is left out\n"
+        "info: walk.csv: row 5 holds the units of the columns\n"
+        "info: walk.csv: numbers have a decimal comma\n"
+        "info: walk.csv: 2 rows by 'Time' on 2 samples at 100 Hz; 0 samples without a row, NaN "
+        "there\n");
+    EXPECT_EQ(run({"export", "walk.h5", "-o", "-"}).output,
+              "Time (s),A.X (deg/s),A.Y (g)\n0,0.5,1\n0.01,1.5,2\n");
+}
+
+TEST_F(Import, AsksWhereATableHasTwoReadings) {
+    write_file(folder_ / "walk.csv", "X;Y\nleft;right\n1,500;2\n");
+    const auto words = run({"import", "walk.csv", "-o", "walk.h5", "--rate", "10"});
+    EXPECT_EQ(words.exit_code, 3);
+    EXPECT_THAT(words.errors, StartsWith("error: walk.csv: row 2 holds no number"));
+    EXPECT_THAT(words.errors, HasSubstr("\nhint: --units-row: row 2 holds units; --header 2: "));
+    const auto commas =
+        run({"import", "walk.csv", "-o", "walk.h5", "--rate", "10", "--header", "2"});
+    EXPECT_EQ(commas.exit_code, 3);
+    EXPECT_THAT(commas.errors, StartsWith("error: walk.csv: row 3, column 'left': '1,500' could"));
+    EXPECT_FALSE(fs::exists(folder_ / "walk.h5"));
+    EXPECT_EQ(run({"import", "walk.csv", "-o", "walk.h5", "--rate", "10", "--units-row",
+                   "--decimal-comma"})
+                  .exit_code,
+              0);
+    EXPECT_EQ(run({"export", "walk.h5", "-o", "-"}).output,
+              "Time (s),X (left),Y (right)\n0,1.5,2\n");
+    EXPECT_EQ(run({"import", "walk.csv", "-o", "no.h5", "--header", "9"}).exit_code, 2);
+    EXPECT_EQ(run({"import", "walk.csv", "-o", "no.h5", "--header", "0"}).exit_code, 2);
+}
+
+TEST_F(Import, OffersWaysOutForRowsThatAreNotEquallySpaced) {
+    write_file(folder_ / "walk.csv", "t,X\n0,0\n1,10\n2.6,26\n3,30\n4.4,44\n5,50\n");
+    const auto refused = run({"import", "walk.csv", "-o", "walk.h5"});
+    EXPECT_EQ(refused.exit_code, 3);
+    EXPECT_THAT(refused.errors, StartsWith("error: walk.csv: row "));
+    EXPECT_THAT(refused.errors, HasSubstr("\nhint: --grid nearest places"));
+    EXPECT_FALSE(fs::exists(folder_ / "walk.h5"));
+    const auto linear = run({"import", "walk.csv", "-o", "walk.h5", "--grid", "linear", "--rate",
+                             "1", "--max-gap", "2"});
+    EXPECT_EQ(linear.exit_code, 0) << linear.errors;
+    EXPECT_EQ(run({"export", "walk.h5", "-o", "-"}).output,
+              "Time (s),X\n0,0\n1,10\n2,20\n3,30\n4,40\n5,50\n");
+    const auto nearest =
+        run({"import", "walk.csv", "-o", "walk.h5", "--force", "--grid", "nearest", "--rate", "1"});
+    EXPECT_EQ(nearest.exit_code, 0) << nearest.errors;
+    EXPECT_EQ(run({"export", "walk.h5", "-o", "-"}).output,
+              "Time (s),X\n0,0\n1,10\n2,\n3,30\n4,44\n5,50\n");
+    EXPECT_EQ(run({"import", "walk.csv", "-o", "no.h5", "--grid", "cubic"}).exit_code, 2);
+    EXPECT_EQ(run({"import", "walk.csv", "-o", "no.h5", "--max-gap", "2"}).exit_code, 2);
+}
+
+// The downsample unit reads and writes attributes of the sets, average-set copies them and writes
+// StartTime.
+TEST_F(Import, MakesStartsThatUnitsTake) {
+    write_file(folder_ / "walk.csv", "t,X\n1700000056.25,1\n1700000056.5,2\n1700000056.75,3\n");
+    ASSERT_EQ(run({"import", "walk.csv", "-o", "walk.h5"}).exit_code, 0);
+    const auto mean = run({"run", "average-set", "SourceGroup=Signals", "DestinationGroup=M",
+                           "walk.h5", "-o", "m.h5"});
+    EXPECT_EQ(mean.exit_code, 0) << mean.errors;
+    EXPECT_THAT(run({"tree", "m.h5::M/X", "--attributes"}).output, HasSubstr("StartTime = NaN\n"));
+    EXPECT_EQ(run({"export", "m.h5::Signals", "-o", "-"}).output,
+              "Time (s),X\n1700000056.25,1\n1700000056.5,2\n1700000056.75,3\n");
+}
+
 TEST_F(Import, GivesTheSameBytesForTheSameCommand) {
     import_walk("one.h5");
     import_walk("two.h5");

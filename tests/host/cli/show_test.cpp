@@ -145,6 +145,24 @@ TEST_F(Tree, AlignsWhatAFileHolds) {
               "Signals/Y  [1, 1, 5]  10 Hz        5        1    1    1     1\n");
 }
 
+TEST_F(Tree, ShowsWhatLinesAreCalledAndTheirUnits) {
+    write_file(folder_ / "imu.csv", "t,Gyro X (deg/s),Gyro Y (deg/s),Force (N),Moment (Nm)\n"
+                                    "0,1,2,3,4\n1,5,6,7,8\n");
+    run({"import", "imu.csv", "-o", "imu.h5", "--set", "Rate=Gyro X (deg/s),Gyro Y (deg/s)",
+         "--set", "Load=Force (N),Moment (Nm)", "--set", "Pull=Force (N)"});
+    EXPECT_EQ(run({"tree", "imu.h5"}).output,
+              "Signals/      group\n"
+              "Signals/Load  [2, 1, 2]  1 Hz  Force (N), Moment (Nm)\n"
+              "Signals/Pull  [1, 1, 2]  1 Hz  Force (N)\n"
+              "Signals/Rate  [2, 1, 2]  1 Hz  X, Y (deg/s)\n");
+    EXPECT_EQ(run({"tree", "imu.h5::Signals/Rate", "--statistics"}).output,
+              "path          shape      rate  samples  missing  min  max  mean\n"
+              "Signals/Rate  [2, 1, 2]  1 Hz        4        0    1    6   3.5  X, Y (deg/s)\n");
+    const auto json = nlohmann::json::parse(run({"tree", "imu.h5", "--json"}).output);
+    EXPECT_THAT(json["objects"][1]["labels"], ElementsAre("Force", "Moment"));
+    EXPECT_THAT(json["objects"][1]["units"], ElementsAre("N", "Nm"));
+}
+
 TEST_F(Tree, ShowsARateThatStandsInAnArrayOfOne) {
     import_walk();
     {

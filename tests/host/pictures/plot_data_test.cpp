@@ -82,6 +82,20 @@ TEST(MakePanel, LabelsLinesByTheirIndices) {
     EXPECT_THAT(labels(make_panel({"a.h5", make_set({3})}, std::nullopt, {})), ElementsAre("Rate"));
 }
 
+TEST(MakePanel, NamesLinesByTheirLabelsAndTheAxisByTheUnit) {
+    SignalSet set = make_set({2, 1, 3});
+    set.names.short_labels = {{"X", "Y"}, 0};
+    set.names.units = {{"deg/s"}, 0};
+    const PlotPanel panel = make_panel({"a.h5", set}, std::nullopt, {});
+    EXPECT_EQ(panel.y_title, "Rate (deg/s)");
+    EXPECT_THAT(labels(panel), ElementsAre("X", "Y"));
+    set.names.units = {{"N", "Nm"}, 0};
+    const PlotPanel several = make_panel({"a.h5", set}, PlotSource{"b.h5", set}, {});
+    EXPECT_EQ(several.y_title, "Rate");
+    EXPECT_THAT(labels(several), ElementsAre("a.h5 X (N) before", "a.h5 Y (Nm) before",
+                                             "b.h5 X (N)", "b.h5 Y (Nm)"));
+}
+
 TEST(MakePanel, CountsSamplesWhereTheRateIsUnknown) {
     const PlotPanel panel = make_panel({"a.h5", make_set({3}, std::nullopt)}, std::nullopt, {});
     EXPECT_EQ(panel.x_title, "sample");

@@ -60,6 +60,27 @@ TEST(ExportSets, WritesAColumnPerLineAfterTheTimes) {
     EXPECT_THAT(result.report.columns, ElementsAre("Rate[0]", "Rate[1]", "Up"));
 }
 
+TEST(ExportSets, NamesColumnsByLabelsAndUnits) {
+    SignalSet rate = make_set("Imu/Rate", {2, 1, 1}, {1, 2});
+    rate.names.short_labels = {{"X", "Y"}, 0};
+    rate.names.units = {{"deg/s"}, 0};
+    SignalSet means = make_set("Imu/Means", {2, 2, 1}, {1, 2, 3, 4});
+    means.names.short_labels = {{"left", "right"}, 1};
+    means.names.units = {{"N", "Nm"}, 0};
+    const auto result = export_all({rate, means});
+    EXPECT_EQ(result.text, "Time (s),Rate.X (deg/s),Rate.Y (deg/s),Means.left[0] (N),"
+                           "Means.right[0] (N),Means.left[1] (Nm),Means.right[1] (Nm)\n"
+                           "0,1,2,1,2,3,4\n");
+    EXPECT_THAT(result.report.import_words,
+                testing::Contains("Rate=Rate.X (deg/s),Rate.Y (deg/s)"));
+}
+
+TEST(ExportSets, NamesTheUnitOfASetThatItsNameTellsOnce) {
+    SignalSet set = make_set("Imu/X (deg_s)", {1}, {1});
+    set.names.units = {{"deg/s"}, 0};
+    EXPECT_EQ(export_all({set}).text, "Time (s),X (deg/s)\n0,1\n");
+}
+
 TEST(ExportSets, LeavesTheCellsOfMissingSamplesEmpty) {
     EXPECT_EQ(export_all({make_set("X", {3}, {1, NaN, 3})}).text, "Time (s),X\n0,1\n0.1,\n0.2,3\n");
 }

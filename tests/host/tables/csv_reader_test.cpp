@@ -123,6 +123,70 @@ TEST(ParseCsv, RefusesWhatIsNoTable) {
     EXPECT_EQ(failure_of(std::string("\xFF\xFEt\0", 4)), "walk.csv: UTF-16 text, UTF-8 is read");
 }
 
+TEST(ParseCsv, CountsRowsAsTheyStandInTheFile) {
+    const NumberTable table = parse_csv("Log of a day\n\nt,X\n0,1\n1,x\n", "walk.csv");
+    EXPECT_EQ(table.first_row, 4U);
+    EXPECT_EQ(table.columns[1].first_missing_row, 5U);
+    EXPECT_THAT(table.notes,
+                ElementsAre("row 3 holds the names of the columns, what is above it is "
+                            "left out"));
+}
+
+TEST(ParseCsv, KeepsARowOfUnits) {
+    const NumberTable table = parse_csv("Time;X;Y\nms;[deg/s];\n0;1;2\n", "walk.csv");
+    EXPECT_EQ(table.columns[0].unit, "ms");
+    EXPECT_EQ(table.columns[1].unit, "deg/s");
+    EXPECT_EQ(table.columns[2].unit, "");
+    EXPECT_EQ(table.first_row, 3U);
+    EXPECT_EQ(table.row_count, 1U);
+    EXPECT_EQ(failure_of("Time,X (g)\ns,N\n0,1\n"),
+              "walk.csv: column 'X (g)' has the unit 'N' in the row of units");
+}
+
+TEST(ParseCsv, ReadsDecimalCommasThatCanBeNothingElse) {
+    const NumberTable table = parse_csv("t;X\n0,5;-1,25e2\n1,5;3\n", "walk.csv");
+    EXPECT_THAT(table.columns[0].values, ElementsAre(0.5, 1.5));
+    EXPECT_THAT(table.columns[1].values, ElementsAre(-125, 3));
+    EXPECT_THAT(table.notes, ElementsAre("numbers have a decimal comma"));
+    EXPECT_THAT(parse_csv("t\tX\n1,500\t2\n2,25\t3\n", "").columns[0].values,
+                ElementsAre(1.5, 2.25));
+    EXPECT_THAT(parse_csv("t;X\n0,500;2\n", "").columns[0].values, ElementsAre(0.5));
+}
+
+TEST(ParseCsv, RefusesCommasThatCouldBeSomethingElse) {
+    EXPECT_EQ(failure_of("t;X\n0;1\n1;1,500\n"),
+              "walk.csv: row 3, column 'X': '1,500' could have a decimal comma, or one between "
+              "thousands");
+    EXPECT_EQ(
+        failure_of("t,X\n0,\"1,5\"\n"),
+        "walk.csv: row 2, column 'X': '1,5' could have a decimal comma, or one that parts two "
+        "numbers");
+    EXPECT_EQ(
+        failure_of("t;X\n0,5;1\n1.5;2\n"),
+        "walk.csv: row 3, column 't': '1.5' has a decimal point, other numbers have a decimal "
+        "comma");
+}
+
+TEST(ParseCsv, ReadsDecimalCommasWhereToldSo) {
+    const CsvChoice choice{.decimal_comma = true, .names_row = {}};
+    EXPECT_THAT(parse_csv("t;X\n0;1,500\n", "", choice).columns[1].values, ElementsAre(1.5));
+    EXPECT_THAT(parse_csv("t,X\n0,\"1,5\"\n", "", choice).columns[1].values, ElementsAre(1.5));
+    EXPECT_THROW(parse_csv("t;X\n0;1.5\n", "", choice), Failure);
+}
+
+TEST(ParseCsv, KeepsDatesBesideNumbers) {
+    const NumberTable table =
+        parse_csv("when,X\n1970-01-01T00:00:01Z,1\n1970-01-01T00:00:02.5Z,2\n", "walk.csv");
+    EXPECT_TRUE(table.columns[0].holds_dates());
+    EXPECT_TRUE(table.columns[0].dates_have_zone);
+    EXPECT_FALSE(table.columns[0].holds_numbers());
+    EXPECT_THAT(table.columns[0].dates, ElementsAre(1, 2.5));
+    EXPECT_FALSE(table.columns[1].holds_dates());
+    EXPECT_FALSE(parse_csv("when\n1970-01-01T00:00:01Z\n1970-01-01T00:00:02\n", "")
+                     .columns[0]
+                     .holds_dates());
+}
+
 TEST(ReadCsv, RefusesAMissingFileAndAFolder) {
     EXPECT_THROW(read_csv("no such file.csv"), Failure);
     EXPECT_THROW(read_csv("."), Failure);

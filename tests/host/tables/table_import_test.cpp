@@ -3,6 +3,7 @@
 #include "host/text/failure.h"
 #include "host/tree/memory_tree.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -60,13 +61,87 @@ TEST(ImportTable, StacksTheColumnsOfASetInTheOrderGiven) {
     EXPECT_THAT(result.report.sets, ElementsAre("Imu/Rate"));
 }
 
-TEST(ImportTable, WritesRateStartAndNumberOfSamplesAsFloats) {
+TEST(ImportTable, WritesRateAndNumberOfSamplesAsFloatsAndTheStartAsADouble) {
     Imported result;
     import_text(result, "t,X\n2.5,1\n3,2\n3.5,3\n");
     EXPECT_EQ(result.attribute("Signals/X", "SampleRate"), AttributeValue(2.0F));
-    EXPECT_EQ(result.attribute("Signals/X", "StartTime"), AttributeValue(2.5F));
+    EXPECT_EQ(result.attribute("Signals/X", "StartTime"), AttributeValue(2.5));
     EXPECT_EQ(result.attribute("Signals", "SampleRate"), AttributeValue(2.0F));
     EXPECT_EQ(result.attribute("Signals", "NumSamples"), AttributeValue(3.0F));
+}
+
+using Texts = std::vector<std::string>;
+
+TEST(ImportTable, KeepsTheNamesOfComponentsAndTheirSharedUnit) {
+    Imported result;
+    import_text(result, "t,Gyro X (deg/s),Gyro Y [deg/s]\n0,1,2\n1,3,4\n",
+                {.sets = {{"Rate", {"Gyro X (deg/s)", "Gyro Y [deg/s]"}}},
+                 .sample_rate = {},
+                 .time_column = {}});
+    EXPECT_EQ(result.attribute("Signals/Rate", "Labels"),
+              AttributeValue(TextArray{Texts{"Gyro X", "Gyro Y"}, {2}}));
+    EXPECT_EQ(result.attribute("Signals/Rate", "Unit"), AttributeValue(std::string("deg/s")));
+}
+
+TEST(ImportTable, KeepsAUnitForEachComponentWhereTheyDiffer) {
+    Imported result;
+    import_text(result, "t,Force (N),Angle,Moment (Nm)\n0,1,2,3\n1,3,4,5\n",
+                {.sets = {{"Load", {"Force (N)", "Angle", "Moment (Nm)"}}, {"Angle", {"Angle"}}},
+                 .sample_rate = {},
+                 .time_column = {}});
+    EXPECT_EQ(result.attribute("Signals/Load", "Labels"),
+              AttributeValue(TextArray{Texts{"Force", "Angle", "Moment"}, {3}}));
+    EXPECT_EQ(result.attribute("Signals/Load", "Unit"),
+              AttributeValue(TextArray{Texts{"N", "", "Nm"}, {3}}));
+    EXPECT_THAT(result.tree.list_attributes(result.find("Signals/Angle")),
+                ElementsAre("SampleRate", "StartTime"));
+}
+
+TEST(ImportTable, NamesTheSetOfAColumnAsBeforeAndItsComponentWithoutTheUnit) {
+    Imported result;
+    import_text(result, "t,Gyro X (deg/s)\n0,1\n1,3\n");
+    EXPECT_EQ(result.attribute("Signals/Gyro X (deg_s)", "Labels"),
+              AttributeValue(TextArray{Texts{"Gyro X"}, {1}}));
+    EXPECT_EQ(result.attribute("Signals/Gyro X (deg_s)", "Unit"),
+              AttributeValue(std::string("deg/s")));
+}
+
+TEST(ImportTable, TakesForNoUnitWhatAloneTellsColumnsApart) {
+    Imported result;
+    import_text(result, "t,Force (left),Force (right)\n0,1,2\n1,3,4\n",
+                {.sets = {{"Force", {"Force (left)", "Force (right)"}}},
+                 .sample_rate = {},
+                 .time_column = {}});
+    EXPECT_EQ(result.attribute("Signals/Force", "Labels"),
+              AttributeValue(TextArray{Texts{"Force (left)", "Force (right)"}, {2}}));
+    EXPECT_THAT(result.tree.list_attributes(result.find("Signals/Force")),
+                ElementsAre("Labels", "SampleRate", "StartTime"));
+}
+
+TEST(ImportTable, TakesUnitsFromTheirRow) {
+    Imported result;
+    import_text(result, "Time,X,Y\nms,g,g\n0,1,2\n10,3,4\n",
+                {.sets = {{"A", {"X", "Y"}}}, .sample_rate = {}, .time_column = {}});
+    EXPECT_EQ(result.attribute("Signals/A", "SampleRate"), AttributeValue(100.0F));
+    EXPECT_EQ(result.attribute("Signals/A", "Unit"), AttributeValue(std::string("g")));
+    EXPECT_EQ(result.report.infos.front(), "walk.csv: row 2 holds the units of the columns");
+}
+
+TEST(ImportTable, PlacesRowsByTheOnlyColumnOfDates) {
+    Imported result;
+    import_text(result, "stamp,X\n2026-11-21 09:30:00,1\n2026-11-21 09:30:00.5,2\n"
+                        "2026-11-21 09:30:01,3\n2026-11-21 09:30:02,4\n");
+    EXPECT_EQ(result.attribute("Signals/X", "SampleRate"), AttributeValue(2.0F));
+    EXPECT_EQ(result.attribute("Signals/X", "StartTime"), AttributeValue(1795253400.0));
+    EXPECT_THAT(result.report.infos,
+                ElementsAre("walk.csv: 'stamp' tells no zone and is taken as UTC",
+                            "walk.csv: 4 rows by 'stamp' on 5 samples at 2 Hz; 1 sample without a "
+                            "row, NaN there"));
+    EXPECT_STREQ(failure_of("stamp,X\n2026-11-21 09:30:00,1\n21.11.2026 09:30:01,2\n",
+                            {.sets = {}, .sample_rate = {}, .time_column = "stamp"})
+                     .what(),
+                 "walk.csv: row 3, column 'stamp': '21.11.2026 09:30:01' is no time (allowed: "
+                 "2026-11-21 09:30:00.125, as above)");
 }
 
 TEST(ImportTable, MakesASetOfEveryColumnWithNumbersButTheTime) {
@@ -90,30 +165,91 @@ TEST(ImportTable, PutsNanWhereARowOrACellIsMissing) {
                             "row, NaN there"));
 }
 
+// A second of rows at 1 kHz behind the rows, one time in seconds of this century.
+TEST(ImportTable, KeepsTheStartOfTimesSince1970) {
+    Imported result;
+    import_text(result, "t,X\n1700000056.25,1\n1700000056.5,2\n1700000056.75,3\n");
+    EXPECT_EQ(result.attribute("Signals/X", "StartTime"), AttributeValue(1700000056.25));
+    EXPECT_EQ(result.attribute("Signals/X", "SampleRate"), AttributeValue(4.0F));
+}
+
+// `rows` rows at 1 Hz that hold their numbers, the row `again` twice.
+std::string repeat_row(int rows, int again) {
+    std::string csv = "t,X\n";
+    for (int i = 0; i < rows; ++i) {
+        csv += fmt::format("{},{}\n", i, i);
+        csv += i == again ? fmt::format("{},99\n", i) : "";
+    }
+    return csv;
+}
+
 TEST(ImportTable, KeepsTheFirstOfRowsThatShareASample) {
     Imported result;
-    import_text(result, "t,X\n0,1\n1,2\n1,99\n2,3\n3,4\n");
-    EXPECT_THAT(result.samples("Signals/X"), ElementsAre(1, 2, 3, 4));
+    import_text(result, repeat_row(99, 1));
+    EXPECT_EQ(result.samples("Signals/X")[1], 1);
     EXPECT_THAT(result.report.warnings,
                 ElementsAre("walk.csv: 1 row left out, less than half a sample after the row "
                             "before (first: row 4)"));
 }
 
-// Ten steps of 1 s and ten of 1.3 s have a mean of 1.15 s: row 12, stamped 10 s, comes to
-// stand at 10 x 1.15 s.
-TEST(ImportTable, WarnsWhenRowsStandMoreThanASampleFromTheirTimes) {
+TEST(ImportTable, RefusesToLeaveOutMoreThanOneRowInAHundred) {
+    const Failure failure = failure_of(repeat_row(98, 1));
+    EXPECT_EQ(failure.code(), ExitCode::Input);
+    EXPECT_STREQ(failure.what(), "walk.csv: 1 of 99 rows (1 %) less than half a sample after the "
+                                 "row before, first row 4 (allowed: 1 %), on a grid of 1 Hz");
+    EXPECT_THAT(failure.hints().front(), HasSubstr("--grid nearest"));
+}
+
+// Ten steps of 1 s and ten of 1.3 s have a mean of 1.15 s, known to a tenth of a twentieth of a
+// second: the roundest rate is 0.87 Hz. Row 12, stamped 10 s, comes to stand at 10 / 0.87 s.
+TEST(ImportTable, RefusesRowsMoreThanHalfASampleFromTheirTimes) {
     std::string csv = "t,X\n";
     for (int i = 0; i <= 20; ++i) {
-        csv += std::to_string(i <= 10 ? i : 10 + 1.3 * (i - 10)) + ",1\n";
+        csv += fmt::format("{:.1f},{}\n", i <= 10 ? i : 10 + 1.3 * (i - 10), i);
     }
-    Imported drifting;
-    import_text(drifting, csv);
-    EXPECT_THAT(drifting.report.warnings,
-                ElementsAre("walk.csv: row 12 stands 1.5 s from its time, 10 s: the rows are not "
-                            "equally spaced"));
+    const Failure failure = failure_of(csv);
+    EXPECT_EQ(failure.code(), ExitCode::Input);
+    EXPECT_STREQ(failure.what(),
+                 "walk.csv: row 12, at 10 s, stands 1.3 samples (1.49 s) from its place on a grid "
+                 "of 0.87 Hz (allowed: 0.5 samples): the rows are not equally spaced");
+    ASSERT_EQ(failure.hints().size(), 2U);
+    EXPECT_THAT(failure.hints()[0], HasSubstr("--grid linear"));
+    EXPECT_THAT(failure.hints()[1], HasSubstr("--rate HZ"));
     Imported jittering;
     import_text(jittering, "t,X\n0,1\n1.2,1\n1.9,1\n3.1,1\n4,1\n");
     EXPECT_THAT(jittering.report.warnings, IsEmpty());
+}
+
+TEST(ImportTable, PlacesRowsAtTheNearestSamplesWhenAsked) {
+    Imported result;
+    import_text(
+        result, "t,X\n0,1\n0.1,2\n0.8,3\n1.1,4\n1.9,5\n",
+        {.sets = {}, .sample_rate = 2, .time_column = "t", .placement = Placement::Nearest});
+    EXPECT_THAT(result.samples("Signals/X"),
+                ElementsAre(1, NanSensitiveFloatEq(NaN), 4, NanSensitiveFloatEq(NaN), 5));
+    EXPECT_THAT(result.report.infos, ElementsAre("walk.csv: 3 rows by 't' on 5 samples at 2 Hz; 2 "
+                                                 "samples without a row, NaN there"));
+    EXPECT_THAT(result.report.warnings,
+                ElementsAre("walk.csv: 2 rows left out, another one is nearer to the same sample "
+                            "(first: row 3)"));
+}
+
+TEST(ImportTable, InterpolatesBetweenNearRowsWhenAsked) {
+    Imported result;
+    import_text(result, "t,X,Y\n0,1,1\n0.8,5,2\n2.4,13,x\n3,10,4\n7,1,5\n",
+                {.sets = {},
+                 .sample_rate = 1,
+                 .time_column = {},
+                 .placement = Placement::Linear,
+                 .max_gap_samples = 2});
+    const auto missing = NanSensitiveFloatEq(NaN);
+    EXPECT_THAT(result.samples("Signals/X"),
+                ElementsAre(1, 6, 11, 10, missing, missing, missing, 1));
+    EXPECT_THAT(result.samples("Signals/Y"),
+                ElementsAre(1, missing, missing, 4, missing, missing, missing, 5));
+    EXPECT_THAT(result.report.infos,
+                ElementsAre("walk.csv: 5 rows by 't' interpolated to 8 samples at 1 Hz; 3 samples "
+                            "between rows more than 2 samples apart, NaN there"));
 }
 
 TEST(ImportTable, SpacesRowsEvenlyAtAGivenRate) {
@@ -121,7 +257,7 @@ TEST(ImportTable, SpacesRowsEvenlyAtAGivenRate) {
     import_text(result, "t,X\n0,1\n7,2\n", {.sets = {}, .sample_rate = 100, .time_column = {}});
     EXPECT_THAT(result.report.sets, ElementsAre("Signals/t", "Signals/X"));
     EXPECT_EQ(result.attribute("Signals/X", "SampleRate"), AttributeValue(100.0F));
-    EXPECT_EQ(result.attribute("Signals/X", "StartTime"), AttributeValue(0.0F));
+    EXPECT_EQ(result.attribute("Signals/X", "StartTime"), AttributeValue(0.0));
 }
 
 TEST(ImportTable, ReadsTheUnitOfTheTimeFromItsName) {
@@ -129,7 +265,7 @@ TEST(ImportTable, ReadsTheUnitOfTheTimeFromItsName) {
     import_text(result, "clock (ms),X\n500,1\n510,2\n520,3\n",
                 {.sets = {}, .sample_rate = {}, .time_column = "clock (ms)"});
     EXPECT_EQ(result.attribute("Signals/X", "SampleRate"), AttributeValue(100.0F));
-    EXPECT_EQ(result.attribute("Signals/X", "StartTime"), AttributeValue(0.5F));
+    EXPECT_EQ(result.attribute("Signals/X", "StartTime"), AttributeValue(0.5));
 }
 
 TEST(ImportTable, RefusesWhatCannotBe) {
@@ -146,6 +282,14 @@ TEST(ImportTable, RefusesWhatCannotBe) {
     EXPECT_EQ(usage({.sets = {}, .sample_rate = 0, .time_column = {}}),
               "--rate 0: a sample rate is greater than 0 Hz and finite");
     EXPECT_THAT(usage({.sets = {}, .sample_rate = 1, .time_column = "t"}), HasSubstr("exclude"));
+    EXPECT_EQ(usage({.sets = {}, .sample_rate = {}, .time_column = {}, .max_gap_samples = 0}),
+              "--max-gap 0: a number of samples is greater than 0 and finite");
+    EXPECT_STREQ(
+        failure_of(
+            "X\n1\n",
+            {.sets = {}, .sample_rate = 1, .time_column = {}, .placement = Placement::Nearest})
+            .what(),
+        "walk.csv: no time column, which --grid needs");
     EXPECT_EQ(failure_of("X\n1\n").code(), ExitCode::Usage);
     EXPECT_EQ(failure_of("Time (h),X\n1,1\n2,2\n").code(), ExitCode::Usage);
     EXPECT_EQ(

@@ -15,7 +15,7 @@ NumberColumn make_column(const std::string& name, std::vector<double> values) {
 
 std::string failure_of(const NumberColumn& column, ExitCode code) {
     try {
-        read_seconds(column, "walk.csv");
+        read_seconds(column, 2, "walk.csv");
     } catch (const Failure& failure) {
         EXPECT_EQ(failure.code(), code);
         return failure.what();
@@ -33,11 +33,29 @@ TEST(IsNamedTime, KnowsTimeInEitherCaseWithAUnitOrWithout) {
 }
 
 TEST(ReadSeconds, TakesTheUnitFromTheName) {
-    EXPECT_THAT(read_seconds(make_column("t", {0.5, 2}), ""), ElementsAre(0.5, 2));
-    EXPECT_THAT(read_seconds(make_column("t (s)", {0.5, 2}), ""), ElementsAre(0.5, 2));
-    EXPECT_THAT(read_seconds(make_column("clock [ms]", {500, 2}), ""), ElementsAre(0.5, 0.002));
-    EXPECT_THAT(read_seconds(make_column("t (us)", {500}), ""), ElementsAre(0.0005));
-    EXPECT_THAT(read_seconds(make_column("t (\xC2\xB5s)", {500}), ""), ElementsAre(0.0005));
+    EXPECT_THAT(read_seconds(make_column("t", {0.5, 2}), 2, ""), ElementsAre(0.5, 2));
+    EXPECT_THAT(read_seconds(make_column("t (s)", {0.5, 2}), 2, ""), ElementsAre(0.5, 2));
+    EXPECT_THAT(read_seconds(make_column("clock [ms]", {500, 2}), 2, ""), ElementsAre(0.5, 0.002));
+    EXPECT_THAT(read_seconds(make_column("t (us)", {500}), 2, ""), ElementsAre(0.0005));
+    EXPECT_THAT(read_seconds(make_column("t (\xC2\xB5s)", {500}), 2, ""), ElementsAre(0.0005));
+}
+
+TEST(ReadSeconds, PrefersTheUnitOfARowOfUnits) {
+    NumberColumn column = make_column("Time", {500});
+    column.unit = "ms";
+    EXPECT_THAT(read_seconds(column, 3, ""), ElementsAre(0.5));
+}
+
+TEST(ReadSeconds, TakesDatesWhereAllCellsAre) {
+    NumberColumn column = make_column("Time", {0, 0});
+    column.dates = {5, 6};
+    EXPECT_THAT(read_seconds(column, 2, ""), ElementsAre(5, 6));
+    column.dates.pop_back();
+    column.dates_have_zone = true;
+    column.first_undated_text = "noon";
+    EXPECT_EQ(failure_of(column, ExitCode::Input),
+              "walk.csv: row 3, column 'Time': 'noon' is no time (allowed: "
+              "2026-11-21T09:30:00.125Z, as above)");
 }
 
 TEST(ReadSeconds, RefusesOtherUnitsAndMissingTimes) {

@@ -67,6 +67,81 @@ TEST(PlaceOnGrid, TakesTheMeanOfRegularStepsAsThePeriod) {
     EXPECT_THAT(place_on_grid(times, "").sample_rate, DoubleNear(1 / 3.75, 1e-15));
 }
 
+// `count` times, equally spaced, in whole ticks.
+std::vector<double> in_ticks(double rate, std::size_t count, double ticks_per_second) {
+    std::vector<double> times;
+    for (std::size_t i = 0; i < count; ++i) {
+        times.push_back(std::floor(static_cast<double>(i) / rate * ticks_per_second + 1e-6) /
+                        ticks_per_second);
+    }
+    return times;
+}
+
+TEST(PlaceOnGrid, TakesTheRoundestRateThatTheDigitsAllow) {
+    EXPECT_EQ(place_on_grid(in_ticks(400, 1000, 1e3), "").sample_rate, 400);
+    EXPECT_EQ(place_on_grid(in_ticks(400, 3, 1e3), "").sample_rate, 400);
+    EXPECT_EQ(place_on_grid(in_ticks(30, 500, 1e3), "").sample_rate, 30);
+    EXPECT_EQ(place_on_grid(in_ticks(360, 1000, 1e6), "").sample_rate, 360);
+    EXPECT_EQ(place_on_grid(in_ticks(1 / 0.003, 1000, 1e3), "").sample_rate, 1 / 0.003);
+    EXPECT_EQ(place_on_grid(in_ticks(99.97, 100'000, 1e3), "").sample_rate, 99.97);
+}
+
+// Ticks of a microsecond in a time of day since 1970, which a double tells to a quarter of that.
+TEST(PlaceOnGrid, FindsTheRateOfTimesSince1970) {
+    std::vector<double> times = in_ticks(1000, 5000, 1e6);
+    for (double& time : times) {
+        time += 1'700'000'000;
+    }
+    const TimeGrid grid = place_on_grid(times, "");
+    EXPECT_EQ(grid.sample_rate, 1000);
+    EXPECT_EQ(grid.start_time, 1'700'000'000);
+}
+
+TEST(PlaceOnGrid, AsksForARateThatRecordersSeldomHave) {
+    EXPECT_EQ(failure_of({0, 200, 400}), "walk.csv: the times give a rate of 0.005 Hz (allowed: "
+                                         "0.01 Hz to 10000000 Hz)");
+    EXPECT_EQ(failure_of({0, 2e-8, 4e-8}), "walk.csv: the times give a rate of 5e+07 Hz (allowed: "
+                                           "0.01 Hz to 10000000 Hz)");
+    EXPECT_EQ(place_on_grid(std::vector<double>{0, 100, 200}, "").sample_rate, 0.01);
+    EXPECT_EQ(place_on_grid(std::vector<double>{0, 1e-7, 2e-7}, "").sample_rate, 1e7);
+}
+
+// At 2 Hz the samples are at 0, 0.5, 1, 1.5 and 2 s; 1.1 s is nearer to 1 s than 0.8 s is.
+TEST(PlaceOnGrid, PlacesRowsAtTheirNearestSamples) {
+    const TimeGrid grid = place_on_grid(std::vector<double>{0, 0.1, 0.8, 1.1, 1.9}, "",
+                                        {.placement = Placement::Nearest, .sample_rate = 2});
+    EXPECT_THAT(grid.sample_of_row, ElementsAre(0, LEFT_OUT, LEFT_OUT, 2, 4));
+    EXPECT_EQ(grid.sample_count, 5U);
+    EXPECT_FALSE(grid.leaves_out(0));
+    EXPECT_TRUE(grid.leaves_out(1));
+    EXPECT_TRUE(grid.leaves_out(2));
+    EXPECT_FALSE(grid.leaves_out(3));
+}
+
+std::vector<std::string> describe(const TimeGrid& grid) {
+    std::vector<std::string> texts;
+    for (const auto& [row, share] : grid.between_rows) {
+        texts.push_back(std::isnan(share) ? "-"
+                                          : std::to_string(row) + "+" +
+                                                std::to_string(std::lround(1000 * share)));
+    }
+    return texts;
+}
+
+// At 1 Hz, with rows at 0, 0.8, 2.4, 3 and 7 s.
+TEST(PlaceOnGrid, PlacesSamplesBetweenRowsThatAreNear) {
+    const std::vector<double> times = {0, 0.8, 2.4, 3, 7};
+    GridChoice choice{.placement = Placement::Linear, .sample_rate = 1, .max_gap_samples = 1.6};
+    EXPECT_THAT(describe(place_on_grid(times, "", choice)),
+                ElementsAre("0+0", "1+125", "1+750", "3+0", "-", "-", "-", "4+0"));
+    choice.max_gap_samples = 1.5;
+    EXPECT_THAT(describe(place_on_grid(times, "", choice)),
+                ElementsAre("0+0", "-", "-", "3+0", "-", "-", "-", "4+0"));
+    choice.max_gap_samples = 4;
+    EXPECT_THAT(describe(place_on_grid(times, "", choice)),
+                ElementsAre("0+0", "1+125", "1+750", "3+0", "3+250", "3+500", "3+750", "4+0"));
+}
+
 TEST(PlaceOnGrid, DoesNotLetGapsChangeTheRate) {
     EXPECT_EQ(place_on_grid(std::vector<double>{0, 1, 2, 3, 53, 54, 55}, "").sample_rate, 1);
 }

@@ -44,6 +44,17 @@ TEST_F(SignalSets, OfOneLineNeedNoIndex) {
     EXPECT_EQ(read().line_count(), 1U);
 }
 
+TEST_F(SignalSets, NameLinesByLabelsAndByIndicesWhereThereAreNone) {
+    const ObjectId set = make({2, 2, 1}, {1, 2, 3, 4});
+    tree_.write_attribute(set, "Labels", TextArray{{"Foot left", "Foot right"}, {2}});
+    tree_.write_attribute(set, "Unit", TextArray{{"m", "s"}, {2}});
+    EXPECT_EQ(read().line_label(1), "right");
+    EXPECT_EQ(read().line_indices(1), "[0]");
+    EXPECT_EQ(read().line_label(2), "left");
+    EXPECT_EQ(read().line_indices(2), "[1]");
+    EXPECT_EQ(read().line_unit(1), "s");
+}
+
 TEST_F(SignalSets, WithoutSamplesHaveNoLines) {
     make({2, 0}, {});
     EXPECT_EQ(read().line_count(), 0U);

@@ -1,0 +1,89 @@
+#include "host/tables/tidy_export.h"
+
+#include "host/tables/csv_field.h"
+#include "host/text/ascii.h"
+
+#include <fmt/format.h>
+
+#include <cmath>
+#include <iterator>
+#include <span>
+
+namespace talvora::host {
+namespace {
+
+constexpr std::size_t PIECE_BYTES = 1 << 16;
+
+// "[0][1]" as "0/1".
+std::string name_indices(std::string_view indices) {
+    std::string name;
+    for (std::size_t i = 0; i < indices.size(); ++i) {
+        if (is_digit(indices[i])) {
+            name += indices[i];
+        } else if (indices[i] == '[' && i > 0) {
+            name += '/';
+        }
+    }
+    return name;
+}
+
+std::string make_text_cell(const std::string& text, const ExportOptions& options) {
+    const char* mark = options.no_formulas && is_formula(text) ? "'" : "";
+    return quote_field(fmt::format("{}{}", mark, text));
+}
+
+// What stands in front of the samples of a line.
+std::string make_line_cells(const std::string& file, const SignalSet& set, std::size_t line,
+                            const ExportOptions& options) {
+    const std::string& label = text_of_line(set.names.labels, set.extents, line);
+    const bool labels_columns = set.names.labels.dimension == 1;
+    const std::string indices = name_indices(set.line_indices(line));
+    const std::string component = labels_columns || label.empty() ? indices : label;
+    std::string cells;
+    for (const std::string& text :
+         {file, set.path, component, labels_columns ? label : "", set.line_unit(line)}) {
+        cells += make_text_cell(text, options) + ',';
+    }
+    return cells;
+}
+
+void append_row(std::string& text, const std::string& line_cells, const SignalSet& set,
+                std::uint64_t sample, float value) {
+    const auto end = std::back_inserter(text);
+    fmt::format_to(end, "{}{},", line_cells, sample);
+    if (set.sample_rate) {
+        fmt::format_to(end, "{}", set.time_of(sample));
+    }
+    text += ',';
+    if (!std::isnan(value)) {
+        fmt::format_to(end, "{}", value);
+    }
+    text += '\n';
+}
+
+} // namespace
+
+std::string_view tidy_names() {
+    return "file,set,component,label,unit,sample,time,value\n";
+}
+
+std::uint64_t write_tidy_rows(const std::string& file, const SignalSet& set,
+                              const std::function<void(std::string_view)>& write,
+                              const ExportOptions& options) {
+    std::string text;
+    for (std::size_t line = 0; line < set.line_count(); ++line) {
+        const std::string line_cells = make_line_cells(file, set, line, options);
+        const std::span<const float> samples = set.line(line);
+        for (std::uint64_t sample = 0; sample < samples.size(); ++sample) {
+            append_row(text, line_cells, set, sample, samples[sample]);
+            if (text.size() >= PIECE_BYTES) {
+                write(text);
+                text.clear();
+            }
+        }
+    }
+    write(text);
+    return set.samples.size();
+}
+
+} // namespace talvora::host
