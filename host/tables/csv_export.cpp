@@ -155,23 +155,6 @@ std::vector<std::string> make_import_words(std::span<const SignalSet> sets,
 
 // ---------------------------------------------------------------------------
 
-// An integer never is.
-template <typename Sample>
-bool is_missing(Sample sample) {
-    if constexpr (std::is_floating_point_v<Sample>) {
-        return std::isnan(sample);
-    } else {
-        return false;
-    }
-}
-
-template <typename Sample>
-void append_sample(std::string& text, Sample sample) {
-    if (!is_missing(sample)) {
-        fmt::format_to(std::back_inserter(text), "{}", sample);
-    }
-}
-
 void append_row(std::string& text, double time, std::uint64_t row,
                 std::span<const Column> columns) {
     fmt::format_to(std::back_inserter(text), "{}", time);

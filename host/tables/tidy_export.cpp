@@ -1,13 +1,15 @@
 #include "host/tables/tidy_export.h"
 
 #include "host/tables/csv_field.h"
+#include "host/tables/sample_text.h"
 #include "host/text/ascii.h"
 
 #include <fmt/format.h>
 
-#include <cmath>
 #include <iterator>
 #include <span>
+#include <variant>
+#include <vector>
 
 namespace talvora::host {
 namespace {
@@ -47,18 +49,30 @@ std::string make_line_cells(const std::string& file, const SignalSet& set, std::
     return cells;
 }
 
+template <typename Sample>
 void append_row(std::string& text, const std::string& line_cells, const SignalSet& set,
-                std::uint64_t sample, float value) {
+                std::uint64_t sample, Sample value) {
     const auto end = std::back_inserter(text);
     fmt::format_to(end, "{}{},", line_cells, sample);
     if (set.sample_rate) {
         fmt::format_to(end, "{}", set.time_of(sample));
     }
     text += ',';
-    if (!std::isnan(value)) {
-        fmt::format_to(end, "{}", value);
-    }
+    append_sample(text, value);
     text += '\n';
+}
+
+template <typename Sample>
+void write_line(std::span<const Sample> samples, const std::string& line_cells,
+                const SignalSet& set, std::string& text,
+                const std::function<void(std::string_view)>& write) {
+    for (std::uint64_t sample = 0; sample < samples.size(); ++sample) {
+        append_row(text, line_cells, set, sample, samples[sample]);
+        if (text.size() >= PIECE_BYTES) {
+            write(text);
+            text.clear();
+        }
+    }
 }
 
 } // namespace
@@ -73,17 +87,14 @@ std::uint64_t write_tidy_rows(const std::string& file, const SignalSet& set,
     std::string text;
     for (std::size_t line = 0; line < set.line_count(); ++line) {
         const std::string line_cells = make_line_cells(file, set, line, options);
-        const std::span<const float> samples = set.line(line);
-        for (std::uint64_t sample = 0; sample < samples.size(); ++sample) {
-            append_row(text, line_cells, set, sample, samples[sample]);
-            if (text.size() >= PIECE_BYTES) {
-                write(text);
-                text.clear();
-            }
-        }
+        std::visit(
+            [&]<typename Sample>(const std::vector<Sample>&) {
+                write_line(set.line_of<Sample>(line), line_cells, set, text, write);
+            },
+            set.samples);
     }
     write(text);
-    return set.samples.size();
+    return set.line_count() * set.line_length();
 }
 
 } // namespace talvora::host
