@@ -7,6 +7,7 @@
 #include "host/cli/printed_files.h"
 #include "host/cli/read_apart.h"
 #include "host/cli/worker_runs.h"
+#include "host/guards/guards.h"
 #include "host/recipes/recipe.h"
 #include "host/recipes/recipe_places.h"
 #include "host/recipes/recipe_reader.h"
@@ -57,7 +58,7 @@ void print_problems(const Console& console, const std::vector<ParameterProblem>&
 // Nothing when it is wrong, which has been said then.
 std::optional<Recipe> read_recipe_option(Session& session, const RecipeOptions& options) {
     try {
-        return read_recipe(options.recipe, options.settings, session.plugin());
+        return read_recipe(options.recipe, options.settings, session.plugin(), list_guards());
     } catch (const RecipeError& error) {
         print_problems(session.console, error.problems());
         session.exit_code = ExitCode::Usage;

@@ -25,6 +25,8 @@ namespace talvora::host {
 constexpr std::string_view SOURCE_SETS_KEY = "SourceSets";
 constexpr std::string_view SOURCE_GROUP_KEY = "SourceGroup";
 constexpr std::string_view SCAN_RECURSIVE_KEY = "ScanRecursive";
+// The dimension that samples run along; negative: the last.
+constexpr std::string_view AXIS_KEY = "Axis";
 
 // The unit that makes a filter, by what follows the last dot of its identifier, and the keys by
 // which it does; its others choose data.

@@ -2,14 +2,14 @@
 
 #include "host/filters/filter_parameters.h"
 #include "host/filters/known_units.h"
+#include "host/filters/step_sources.h"
 #include "host/interface/table_objects.h"
-#include "host/tree/group_walk.h"
 #include "host/tree/number_attribute.h"
 
 #include <cmath>
 #include <optional>
 #include <set>
-#include <string>
+#include <span>
 
 namespace talvora::host {
 namespace {
@@ -31,77 +31,28 @@ std::optional<ButterworthParameters> find_filter(const Step& step) {
     return parameters && !is_refused(*parameters) ? parameters : std::nullopt;
 }
 
-// The rates of the sets that a step's parameters choose.
-class RateFinder {
-  public:
-    explicit RateFinder(DataTree& tree) : tree_(tree) {}
-
-    std::set<float> find(const ParameterValues& values) {
-        if (const auto* sets = find_value<std::vector<std::string>>(values, SOURCE_SETS_KEY)) {
-            for (const std::string& path : *sets) {
-                note_set(tree_.root(), path);
-            }
-        }
-        const auto* group = find_value<std::string>(values, SOURCE_GROUP_KEY);
-        const auto* recursive = find_value<bool>(values, SCAN_RECURSIVE_KEY);
-        if (group != nullptr) {
-            note_group(*group, recursive != nullptr && *recursive);
-        }
-        return rates_;
-    }
-
-  private:
-    std::optional<ObjectId> look_up(ObjectId group, const std::string& path, ObjectKind kind) {
+// The rates of sets, those that make a filter.
+std::set<float> find_rates(std::span<const ObjectId> sets, DataTree& tree) {
+    std::set<float> rates;
+    for (const ObjectId set : sets) {
         try {
-            const auto object = tree_.find(group, path);
-            return object && tree_.kind(*object) == kind ? object : std::nullopt;
-        } catch (const TreeError&) {
-            return std::nullopt; // no name that an object can have
-        }
-    }
-
-    void note_set(ObjectId group, const std::string& path) {
-        if (const auto set = look_up(group, path, ObjectKind::DataSet)) {
-            note_rate(*set);
-        }
-    }
-
-    void note_rate(ObjectId set) {
-        try {
-            const float rate = read_float(tree_, set, SAMPLE_RATE_ATTRIBUTE);
+            const float rate = read_float(tree, set, SAMPLE_RATE_ATTRIBUTE);
             if (std::isfinite(rate) && rate > 0.0F) {
-                rates_.insert(rate);
+                rates.insert(rate);
             }
         } catch (const TreeError&) {
             // no number: the unit's request will be refused
         }
     }
-
-    void note_sets(ObjectId group) {
-        for (const std::string& name : tree_.list_datasets(group)) {
-            note_set(group, name);
-        }
-    }
-
-    void note_group(const std::string& path, bool recursive) {
-        const auto group = look_up(tree_.root(), path, ObjectKind::Group);
-        if (group && recursive) {
-            walk_groups(tree_, *group, [&](ObjectId below) { note_sets(below); });
-        } else if (group) {
-            note_sets(*group);
-        }
-    }
-
-    DataTree& tree_;
-    std::set<float> rates_;
-};
+    return rates;
+}
 
 } // namespace
 
 std::vector<FilterFacts> find_step_filters(const Step& step, DataTree& tree) {
     std::vector<FilterFacts> filters;
     if (const auto parameters = find_filter(step)) {
-        for (const float rate : RateFinder(tree).find(step.values)) {
+        for (const float rate : find_rates(find_source_sets(step.values, tree), tree)) {
             filters.push_back(find_facts(*parameters, rate));
         }
     }

@@ -57,8 +57,9 @@ class Fields {
 
 class RecipeReader {
   public:
-    RecipeReader(const PluginLibrary& library, RecipeProblems& problems)
-        : library_(library), problems_(problems), variables_(problems) {}
+    RecipeReader(const PluginLibrary& library, std::span<const std::string> guards,
+                 RecipeProblems& problems)
+        : library_(library), guards_(guards), problems_(problems), variables_(problems) {}
 
     Recipe read(const YamlNode& root, std::span<const std::string> settings) {
         Recipe recipe;
@@ -114,17 +115,18 @@ class RecipeReader {
         for (const YamlNode& step : node->items) {
             if (is_of_kind(step, Kind::Map,
                            "a step is a map with the keys name, unit, "
-                           "parameters")) {
+                           "parameters, accept")) {
                 recipe.steps.push_back(read_step(step));
             }
         }
     }
 
     Step read_step(const YamlNode& node) {
-        const Fields fields(node, {"name", "unit", "parameters"}, problems_);
+        const Fields fields(node, {"name", "unit", "parameters", "accept"}, problems_);
         Step step;
         step.unit = read_unit(node, fields.find("unit"));
         step.name = read_name(node, fields.find("name"), step.unit);
+        step.accept = read_accepted(fields.find("accept"));
         const YamlNode* parameters = fields.find("parameters");
         const bool has_parameters =
             parameters != nullptr && parameters->kind != Kind::Null &&
@@ -177,6 +179,27 @@ class RecipeReader {
         return name;
     }
 
+    std::vector<std::string> read_accepted(const YamlNode* node) {
+        std::vector<std::string> names;
+        if (node == nullptr || node->kind == Kind::Null ||
+            !is_of_kind(*node, Kind::List, "'accept' is a list of the names of guards")) {
+            return names;
+        }
+        for (const YamlNode& item : node->items) {
+            if (!is_of_kind(item, Kind::Scalar, "a guard is accepted by its name")) {
+                continue;
+            }
+            if (std::ranges::find(guards_, item.text) == guards_.end()) {
+                problems_.add(
+                    item.place,
+                    fmt::format("no guard '{}' (known: {})", item.text, join_texts(guards_)),
+                    suggest_nearest(item.text, guards_));
+            }
+            names.push_back(item.text);
+        }
+        return names;
+    }
+
     ParameterValues read_parameters(const Unit& unit, const YamlNode& map, YamlPlace place) {
         const auto signatures = declare_unit(unit);
         ParameterValues::Given given;
@@ -208,6 +231,7 @@ class RecipeReader {
     }
 
     const PluginLibrary& library_;
+    std::span<const std::string> guards_;
     RecipeProblems& problems_;
     RecipeVariables variables_;
     std::map<std::string, YamlPlace> names_;
@@ -238,7 +262,8 @@ std::string read_text_file(const std::filesystem::path& file) {
 } // namespace
 
 Recipe parse_recipe(std::string_view text, std::string_view file,
-                    std::span<const std::string> settings, const PluginLibrary& library) {
+                    std::span<const std::string> settings, const PluginLibrary& library,
+                    std::span<const std::string> guards) {
     RecipeProblems problems(file);
     std::vector<YamlProblem> yaml_problems;
     const auto root = parse_yaml(text, yaml_problems);
@@ -247,7 +272,7 @@ Recipe parse_recipe(std::string_view text, std::string_view file,
     }
     Recipe recipe;
     if (root && root->kind != Kind::Null) {
-        recipe = RecipeReader(library, problems).read(*root, settings);
+        recipe = RecipeReader(library, guards, problems).read(*root, settings);
     } else if (yaml_problems.empty()) {
         problems.add({}, "the recipe is empty");
     }
@@ -256,9 +281,9 @@ Recipe parse_recipe(std::string_view text, std::string_view file,
 }
 
 Recipe read_recipe(const std::filesystem::path& file, std::span<const std::string> settings,
-                   const PluginLibrary& library) {
+                   const PluginLibrary& library, std::span<const std::string> guards) {
     refuse_endless_file(file);
-    return parse_recipe(read_text_file(file), file.string(), settings, library);
+    return parse_recipe(read_text_file(file), file.string(), settings, library, guards);
 }
 
 } // namespace talvora::host

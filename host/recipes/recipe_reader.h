@@ -11,6 +11,7 @@
 //           SourceGroup: Imu
 //           CutoffFrequency: ${cutoff}
 //           Order: 4
+//         accept: [unusable-filter]
 //
 // Values are read against the types that the units declare. A text in quotes is a text and
 // no number or boolean; without quotes, what stands there is read as the declared type
@@ -29,13 +30,14 @@
 namespace talvora::host {
 
 // The recipe in `text`; `file` is how problems name it, `settings` are "name=value" for its
-// variables. Throws RecipeError with everything that is wrong, or PluginError when a
-// unit's own declaration is. The steps point into the library.
+// variables, `guards` the names that a step may accept. Throws RecipeError with everything that
+// is wrong, or PluginError when a unit's own declaration is. The steps point into the library.
 Recipe parse_recipe(std::string_view text, std::string_view file,
-                    std::span<const std::string> settings, const PluginLibrary& library);
+                    std::span<const std::string> settings, const PluginLibrary& library,
+                    std::span<const std::string> guards = {});
 
 // The same from a file. Throws a Failure of the input when it cannot be read.
 Recipe read_recipe(const std::filesystem::path& file, std::span<const std::string> settings,
-                   const PluginLibrary& library);
+                   const PluginLibrary& library, std::span<const std::string> guards = {});
 
 } // namespace talvora::host

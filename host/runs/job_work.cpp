@@ -2,6 +2,7 @@
 
 #include "host/filters/filter_report.h"
 #include "host/filters/step_filters.h"
+#include "host/guards/guards.h"
 #include "host/interface/path_patterns.h"
 #include "host/runs/input_files.h"
 #include "host/runs/job_step.h"
@@ -15,6 +16,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <chrono>
 #include <future>
 #include <memory>
@@ -67,7 +69,8 @@ class JobRun {
         return {.exit_code = code,
                 .written = code == ExitCode::Done && !skipped_ && !work_.dry_run,
                 .skipped = skipped_,
-                .steps = std::move(steps_)};
+                .steps = std::move(steps_),
+                .guards = std::move(guards_)};
     }
 
   private:
@@ -187,20 +190,67 @@ class JobRun {
     StepObservations run_one_step(const Step& step, CachedTree& cached, ObservedTree& observed) {
         const std::string source = job_.input.string();
         // The record keeps the parameters as given; the unit gets the names that they stand for.
-        const Step expanded{step.name, step.unit, expand_patterns(step.values, cached, source)};
+        Step expanded = step;
+        expanded.values = expand_patterns(step.values, cached, source);
         const std::vector<FilterFacts> filters = find_step_filters(expanded, cached);
+        GuardedStep guarded{expanded, cached, filters, source, nullptr};
+        heed(find_guarded(guarded, GuardTime::BeforeSamples));
         tell_filters(step, filters, tell_);
-        run_step(expanded, observed, source, tell_);
+        run_unit_of(expanded, observed);
         StepObservations observations = observed.finish_step();
+        guarded.done = &observations;
+        heed(find_guarded(guarded, GuardTime::AfterStep));
+        observations.gaps.clear(); // they can take as much memory as the samples
         steps_.push_back({step.name, step.unit->name, observations.sets, make_json(filters)});
         return observations;
+    }
+
+    void run_unit_of(const Step& step, ObservedTree& observed) {
+        try {
+            run_step(step, observed, job_.input.string(), tell_);
+        } catch (const GuardFailure& failure) {
+            const auto& hints = failure.hints();
+            heed({{.guard = failure.guard(),
+                   .step = step.name,
+                   .text = failure.what(),
+                   .remedy = hints.empty() ? "" : hints.front()}});
+        }
+    }
+
+    // What was foreseen and accepted is found once more when it has come.
+    bool is_known(const GuardFinding& finding) const {
+        return std::ranges::any_of(guards_, [&](const GuardFinding& known) {
+            return known.guard == finding.guard && known.step == finding.step &&
+                   known.set == finding.set;
+        });
+    }
+
+    // Ends the work when a guard spoke that is not accepted.
+    void heed(std::vector<GuardFinding> findings) {
+        std::erase_if(findings, [&](const GuardFinding& finding) { return is_known(finding); });
+        tell_findings(findings, tell_);
+        guards_.insert(guards_.end(), findings.begin(), findings.end());
+        if (!std::ranges::all_of(findings, &GuardFinding::accepted)) {
+            throw StepFailed{ExitCode::UnitFailed};
+        }
+    }
+
+    // As the history has them.
+    nlohmann::ordered_json list_accepted(const std::string& step) const {
+        auto list = nlohmann::ordered_json::array();
+        for (const GuardFinding& finding : guards_) {
+            if (finding.step == step) {
+                list.push_back(make_json(finding));
+            }
+        }
+        return list;
     }
 
     std::vector<HistoryRecord> make_records(std::span<const StepObservations> observations) const {
         std::vector<HistoryRecord> records;
         for (std::size_t i = 0; i < observations.size(); ++i) {
-            records.push_back(
-                make_record(origin_, work_.recipe, i, observations[i], steps_[i].filters));
+            records.push_back(make_record(origin_, work_.recipe, i, observations[i],
+                                          steps_[i].filters, list_accepted(steps_[i].name)));
         }
         return records;
     }
@@ -243,6 +293,7 @@ class JobRun {
     const TellMessage& tell_;
     SampleMeter meter_;
     std::vector<StepResult> steps_;
+    std::vector<GuardFinding> guards_;
     ContentMark content_; // of the input, as it was copied
     bool skipped_ = false;
 };

@@ -1,0 +1,20 @@
+// The guards, one function each; guards.cpp has the table of their names. Findings come without
+// names.
+#pragma once
+
+#include "host/guards/guard_finding.h"
+#include "host/guards/guarded_step.h"
+
+#include <vector>
+
+namespace talvora::host {
+
+// Before samples: one for each rate at which the filter is of no use, or another one than its
+// parameters name.
+std::vector<GuardFinding> find_unusable_filters(const GuardedStep& step);
+
+// After the step: no samples of a set were worked on. That values happen to be what they were
+// before is no matter.
+std::vector<GuardFinding> find_nothing_done(const GuardedStep& step);
+
+} // namespace talvora::host

@@ -1,0 +1,251 @@
+// Results that would mislead: refused by name, kept where they are accepted by it.
+#include "tests/host/cli/cli_test.h"
+
+#include <nlohmann/json.hpp>
+
+#include <cstdlib>
+
+namespace talvora::host {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::AllOf;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
+
+class Guards : public CommandLine {
+  protected:
+    void SetUp() override {
+        setenv("SOURCE_DATE_EPOCH", "1700000000", 1);
+        import_walk();
+    }
+
+    // A table of one column whose rows are these cells, as the set GROUP/X.
+    void import_cells(const std::string& group, const std::string& rate,
+                      const std::vector<std::string>& cells) const {
+        std::string table = "X\n";
+        for (const std::string& cell : cells) {
+            table += cell + "\n";
+        }
+        write_file(folder_ / "cells.csv", table);
+        const auto result = run(
+            {"import", "cells.csv", "-o", "walk.h5", "--append", "--group", group, "--rate", rate});
+        ASSERT_EQ(result.exit_code, 0) << result.errors;
+    }
+
+    // On walk.h5, to out.h5.
+    ProgramResult run_unit(const std::string& unit, Program::Words words) const {
+        words.insert(words.begin(), {"run", unit, "walk.h5", "-o", "out.h5"});
+        return run(words);
+    }
+
+    void expect_refused(const ProgramResult& result, const std::string& error) const {
+        EXPECT_EQ(result.exit_code, 1) << result.errors;
+        EXPECT_THAT(result.errors, HasSubstr(error));
+        EXPECT_THAT(result.output, IsEmpty());
+        EXPECT_FALSE(fs::exists(folder_ / "out.h5"));
+    }
+};
+
+// ---------------------------------------------------------------------------
+// A step that did nothing
+
+TEST_F(Guards, RefuseAStepThatDidNothing) {
+    const auto result = run_unit("apply-set-opposite", {"SourceGroup=Signals", "Axis=0"});
+    expect_refused(result, "");
+    EXPECT_EQ(result.errors,
+              "error: walk.h5: apply-set-opposite: nothing-done: no sample changed, and nothing "
+              "was made: 0 data sets read, none written\n"
+              "hint: list them: talvora-host tree walk.h5; --accept nothing-done keeps it\n");
+}
+
+TEST_F(Guards, RefuseASelectionThatMatchesNothing) {
+    for (const char* unit : {"average-set", "extract-set-maximum-extrema"}) {
+        expect_refused(run_unit(unit, {"SourceGroup=Signals", "DestinationGroup=Results",
+                                       "MetricFilter=angle"}),
+                       std::string("error: walk.h5: ") + unit + ": nothing-done: ");
+    }
+    expect_refused(run_unit("average-set-2", {"SourceGroup=Signals", "DestinationSet=Results",
+                                              "MetricFilter=angle"}),
+                   "error: walk.h5: average-set-2: nothing-done: ");
+}
+
+TEST_F(Guards, RefuseAFilterThatFoundNoRunLongEnough) {
+    expect_refused(
+        run_unit("apply-set-butterworth", {"SourceGroup=Signals", "CutoffFrequency=1", "Order=4"}),
+        "nothing-done: no sample changed, and nothing was made: the longest run of valid samples "
+        "has 2, the filter takes those of 8 and more\nhint: fill gaps first, or take a lower "
+        "Order; --accept nothing-done keeps it\n");
+}
+
+TEST_F(Guards, SaySoInADryRunToo) {
+    expect_refused(run_unit("apply-set-opposite", {"SourceGroup=Signals", "Axis=0", "-n"}),
+                   "nothing-done: ");
+}
+
+TEST_F(Guards, AreSilentWhereAUnitHadNothingToChange) {
+    import_cells("All", "10", {"1", "2", "3"});
+    EXPECT_EQ(run_unit("apply-set-rectify", {"SourceGroup=All"}).errors, "");
+    EXPECT_EQ(
+        run_unit("apply-set-fill-gap", {"SourceGroup=All", "MaxGapLength=1", "--force"}).errors,
+        "");
+}
+
+// ---------------------------------------------------------------------------
+// A filter of no use
+
+TEST_F(Guards, RefuseAFilterThatCannotBeHad) {
+    import_cells("All", "100", std::vector<std::string>(50, "1"));
+    const auto filter = [&](const char* cutoff, const char* order) {
+        return run_unit("apply-set-butterworth",
+                        {"SourceGroup=All", std::string("CutoffFrequency=") + cutoff,
+                         std::string("Order=") + order});
+    };
+    expect_refused(filter("60", "4"),
+                   "error: walk.h5: apply-set-butterworth: unusable-filter: at 100 Hz the edge at "
+                   "60 Hz is not below half the rate, 50 Hz; the unit takes it as it comes\n"
+                   "hint: at this rate CutoffFrequency above 0 and below 40.1122  talvora-host "
+                   "design ZeroLagLowPass CutoffFrequency=60 Order=4 --rate 100; --accept "
+                   "unusable-filter keeps it\n");
+    expect_refused(filter("0.1", "20"), "unusable-filter: at 100 Hz the filter is unstable");
+    expect_refused(filter("10", "1"), "unusable-filter: at 100 Hz the filter is of order 0");
+}
+
+// ---------------------------------------------------------------------------
+// Accepted
+
+TEST_F(Guards, LetPassWhatIsAccepted) {
+    const auto result = run_unit("apply-set-opposite", {"SourceGroup=Signals", "Axis=0", "--accept",
+                                                        "unusable-filter,nothing-done"});
+    EXPECT_EQ(result.exit_code, 0);
+    EXPECT_EQ(result.errors,
+              "warning: walk.h5: apply-set-opposite: nothing-done (accepted): no sample changed, "
+              "and nothing was made: 0 data sets read, none written\n");
+    EXPECT_THAT(run({"history", "out.h5"}).output,
+                HasSubstr("\n  accepted nothing-done: no sample changed, "));
+    const auto record =
+        nlohmann::json::parse(run({"history", "out.h5", "--json"}).output)["history"][0];
+    ASSERT_EQ(record["guards"].size(), 1U);
+    EXPECT_EQ(record["guards"][0]["name"], "nothing-done");
+    EXPECT_EQ(record["guards"][0]["step"], "apply-set-opposite");
+}
+
+TEST_F(Guards, LeaveNoTraceWhereTheyDoNotSpeak) {
+    const Program::Words words = {"SourceGroup=Signals"};
+    EXPECT_EQ(run_unit("apply-set-rectify", words).exit_code, 0);
+    const std::string plain = read_file(folder_ / "out.h5");
+    EXPECT_EQ(run_unit("apply-set-rectify",
+                       {"SourceGroup=Signals", "--accept", "nothing-done", "--force"})
+                  .errors,
+              "");
+    EXPECT_EQ(read_file(folder_ / "out.h5"), plain);
+}
+
+TEST_F(Guards, AreKnownByName) {
+    const auto result =
+        run_unit("apply-set-rectify", {"SourceGroup=Signals", "--accept", "nothing-dun"});
+    EXPECT_EQ(result.exit_code, 2);
+    EXPECT_THAT(result.errors,
+                AllOf(StartsWith("error: --accept: no guard 'nothing-dun' (known: unusable-filter"),
+                      EndsWith("\nhint: did you mean 'nothing-done'?\n")));
+}
+
+TEST_F(Guards, AreTakenFromCommandLinesWithWordsBehindThem) {
+    EXPECT_EQ(run({"run", "apply-set-opposite", "--accept", "nothing-done", "Axis=0",
+                   "SourceGroup=Signals", "walk.h5", "-o", "out.h5"})
+                  .exit_code,
+              0);
+}
+
+// ---------------------------------------------------------------------------
+// As structures
+
+TEST_F(Guards, StandInTheDocument) {
+    const auto result = run_unit("apply-set-opposite", {"SourceGroup=Signals", "Axis=0", "--json"});
+    EXPECT_EQ(result.exit_code, 1);
+    const auto json = nlohmann::json::parse(result.output);
+    EXPECT_EQ(json["exit_code"], 1);
+    EXPECT_EQ(json["written"], false);
+    ASSERT_EQ(json["guards"].size(), 1U);
+    EXPECT_EQ(json["guards"][0].dump(),
+              R"({"accepted":false,"name":"nothing-done","numbers":{"sets_read":0,)"
+              R"("sets_written":0},"set":null,"step":"apply-set-opposite","text":"no sample )"
+              R"(changed, and nothing was made: 0 data sets read, none written"})");
+}
+
+// ---------------------------------------------------------------------------
+// Recipes
+
+class RecipeGuards : public Guards {
+  protected:
+    void write_recipe(const std::string& accept) const {
+        write_file(folder_ / "r.yaml", "steps:\n"
+                                       "  - name: rectify\n"
+                                       "    unit: apply-set-rectify\n"
+                                       "    parameters: {SourceGroup: Signals}\n"
+                                       "  - name: turn\n"
+                                       "    unit: apply-set-opposite\n"
+                                       "    parameters: {SourceGroup: Signals, Axis: 0}\n" +
+                                           accept);
+    }
+
+    ProgramResult run_recipe(Program::Words words) const {
+        words.insert(words.begin(), {"recipe", "run", "r.yaml", "walk.h5"});
+        return run(words);
+    }
+};
+
+TEST_F(RecipeGuards, NameTheStep) {
+    write_recipe("");
+    expect_refused(run_recipe({"-o", "out.h5"}), "error: walk.h5: turn: nothing-done: ");
+    EXPECT_EQ(run_recipe({"-o", "out.h5", "--accept", "nothing-done"}).exit_code, 0);
+}
+
+TEST_F(RecipeGuards, AreAcceptedAtAStep) {
+    write_recipe("    accept: [nothing-done]\n");
+    const auto result = run_recipe({"-o", "out.h5"});
+    EXPECT_EQ(result.exit_code, 0);
+    EXPECT_THAT(result.errors, StartsWith("warning: walk.h5: turn: nothing-done (accepted): "));
+    const auto history =
+        nlohmann::json::parse(run({"history", "out.h5", "--json"}).output)["history"];
+    EXPECT_FALSE(history[0].contains("guards"));
+    EXPECT_EQ(history[1]["guards"][0]["name"], "nothing-done");
+}
+
+TEST_F(RecipeGuards, AreKnownByNameWithTheirPlace) {
+    write_recipe("    accept: [nothing-dun, 5, nothing-done]\n");
+    const auto result = run({"recipe", "check", "r.yaml"});
+    EXPECT_EQ(result.exit_code, 2);
+    EXPECT_THAT(result.errors,
+                AllOf(StartsWith("error: r.yaml:8:14: no guard 'nothing-dun' (known: "),
+                      HasSubstr("hint: did you mean 'nothing-done'?\n"),
+                      HasSubstr("error: r.yaml:8:27: no guard '5'")));
+    write_recipe("    accept: nothing-done\n");
+    EXPECT_THAT(run({"recipe", "check", "r.yaml"}).errors,
+                StartsWith("error: r.yaml:8:13: 'accept' is a list of the names of guards"));
+}
+
+TEST_F(RecipeGuards, AreExtractedWhereTheySpoke) {
+    write_recipe("    accept: [unusable-filter, nothing-done]\n");
+    ASSERT_EQ(run_recipe({"-o", "out.h5"}).exit_code, 0);
+    const auto extracted = run({"recipe", "extract", "out.h5"});
+    EXPECT_THAT(extracted.output, AllOf(EndsWith("\n    accept: [nothing-done]\n"),
+                                        Not(HasSubstr("unusable-filter"))));
+    write_file(folder_ / "r.yaml", extracted.output);
+    EXPECT_EQ(run_recipe({"-o", "again.h5"}).exit_code, 0);
+    EXPECT_EQ(read_file(folder_ / "out.h5"), read_file(folder_ / "again.h5"));
+}
+
+TEST_F(RecipeGuards, MakeAResultOfOtherStepsWhereTheyAreAcceptedNoMore) {
+    write_recipe("    accept: [nothing-done]\n");
+    ASSERT_EQ(run_recipe({"-o", "out.h5"}).exit_code, 0);
+    EXPECT_THAT(run_recipe({"-o", "out.h5", "--resume"}).output, HasSubstr("had been written"));
+    write_recipe("");
+    EXPECT_EQ(run_recipe({"-o", "out.h5", "--resume"}).exit_code, 5);
+}
+
+} // namespace
+} // namespace talvora::host
