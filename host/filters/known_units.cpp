@@ -19,12 +19,13 @@ struct KnownUnit {
     // What it asks for beyond its required parameters, one out of several, which no
     // signature tells: words of a command.
     std::string_view choice = {};
-    bool makes_filter = false; // by FILTER_KEYS
+    bool makes_filter = false;  // by FILTER_KEYS
+    bool changes_rates = false; // to that of HINT_GROUP_KEY or HINT_SET_KEY
 };
 
 constexpr KnownUnit KNOWN_UNITS[] = {
     {.ending = "set-butterworth", .makes_filter = true},
-    {.ending = "set-downsample", .choice = " HintGroup=Reference"},
+    {.ending = "set-downsample", .choice = " HintGroup=Reference", .changes_rates = true},
     {.ending = "set-fill-gap", .choice = " MaxGapLength=10"},
 };
 
@@ -76,6 +77,10 @@ std::string_view choose_example_value(const ParameterSignature& parameter) {
 
 bool makes_filter(const Unit& unit) {
     return find_known_unit(unit).makes_filter;
+}
+
+bool changes_rates(const Unit& unit) {
+    return find_known_unit(unit).changes_rates;
 }
 
 std::string describe_reads(Signatures signatures) {

@@ -27,6 +27,9 @@ constexpr std::string_view SOURCE_GROUP_KEY = "SourceGroup";
 constexpr std::string_view SCAN_RECURSIVE_KEY = "ScanRecursive";
 // The dimension that samples run along; negative: the last.
 constexpr std::string_view AXIS_KEY = "Axis";
+// What a unit takes its target rate from; the group counts where both are given.
+constexpr std::string_view HINT_GROUP_KEY = "HintGroup";
+constexpr std::string_view HINT_SET_KEY = "HintSet";
 
 // The unit that makes a filter, by what follows the last dot of its identifier, and the keys by
 // which it does; its others choose data.
@@ -39,6 +42,8 @@ inline constexpr std::array FILTER_KEYS = {CUTOFF_KEY, ORDER_KEY, BANDFORM_KEY, 
 
 // By the unit's current or its legacy identifier, of whatever maker.
 bool makes_filter(const Unit& unit);
+// It keeps some of the samples and their time; sets of a rate that is low enough it leaves.
+bool changes_rates(const Unit& unit);
 
 // What a unit reads and writes, as it shows in the keys of its parameters, in a sentence's
 // part: "the same data sets, in place".

@@ -12,16 +12,6 @@
 namespace talvora::host {
 namespace {
 
-std::optional<ObjectId> look_up(DataTree& tree, ObjectId group, const std::string& path,
-                                ObjectKind kind) {
-    try {
-        const auto object = tree.find(group, path);
-        return object && tree.kind(*object) == kind ? object : std::nullopt;
-    } catch (const TreeError&) {
-        return std::nullopt; // no name that an object can have
-    }
-}
-
 class SetList {
   public:
     explicit SetList(DataTree& tree) : tree_(tree) {}
@@ -44,6 +34,16 @@ class SetList {
 };
 
 } // namespace
+
+std::optional<ObjectId> look_up(DataTree& tree, ObjectId group, const std::string& path,
+                                ObjectKind kind) {
+    try {
+        const auto object = tree.find(group, path);
+        return object && tree.kind(*object) == kind ? object : std::nullopt;
+    } catch (const TreeError&) {
+        return std::nullopt; // no name that an object can have
+    }
+}
 
 std::vector<ObjectId> find_source_groups(const ParameterValues& values, DataTree& tree) {
     const auto* path = find_value<std::string>(values, SOURCE_GROUP_KEY);

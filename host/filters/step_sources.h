@@ -6,9 +6,15 @@
 #include "host/tree/data_tree.h"
 
 #include <cstddef>
+#include <optional>
+#include <string>
 #include <vector>
 
 namespace talvora::host {
+
+// The object of a kind at a path; nothing for a path that no object can have.
+std::optional<ObjectId> look_up(DataTree& tree, ObjectId group, const std::string& path,
+                                ObjectKind kind);
 
 // The group of SOURCE_GROUP_KEY, and with SCAN_RECURSIVE_KEY all below it. Empty when there is no
 // such group, which is left to the unit to report.

@@ -13,6 +13,12 @@ namespace talvora::host {
 // parameters name.
 std::vector<GuardFinding> find_unusable_filters(const GuardedStep& step);
 
+// One for each set whose samples, at its new rate, take another time than before: by more than a
+// thousandth and a sample. Before samples, of the units whose rates can be foreseen; after the
+// step, of every unit that changed a rate.
+std::vector<GuardFinding> foresee_time_bases(const GuardedStep& step);
+std::vector<GuardFinding> find_changed_time_bases(const GuardedStep& step);
+
 // After the step: no samples of a set were worked on. That values happen to be what they were
 // before is no matter.
 std::vector<GuardFinding> find_nothing_done(const GuardedStep& step);

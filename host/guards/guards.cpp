@@ -23,6 +23,8 @@ constexpr Guard GUARDS[] = {
      "the filter is unstable, its edge cannot be had at the rate, or its order asks for more "
      "digits than there are",
      find_unusable_filters},
+    {"time-base", "the samples of a set take another time at its new rate than they took before",
+     foresee_time_bases, find_changed_time_bases},
     {"nothing-done", "the step changed no sample and made nothing that holds any", nullptr,
      find_nothing_done},
 };

@@ -3,6 +3,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <cstdlib>
 
 namespace talvora::host {
@@ -112,6 +113,38 @@ TEST_F(Guards, RefuseAFilterThatCannotBeHad) {
                    "unusable-filter keeps it\n");
     expect_refused(filter("0.1", "20"), "unusable-filter: at 100 Hz the filter is unstable");
     expect_refused(filter("10", "1"), "unusable-filter: at 100 Hz the filter is of order 0");
+}
+
+// ---------------------------------------------------------------------------
+// Another time
+
+TEST_F(Guards, RefuseSamplesAtARateThatIsNotTheirs) {
+    import_cells("All", "400", std::vector<std::string>(4000, "1"));
+    import_cells("Hint", "150", {"1"});
+    const auto result = run_unit("apply-set-downsample", {"SourceGroup=All", "HintGroup=Hint"});
+    expect_refused(result, "");
+    EXPECT_EQ(result.errors,
+              "error: walk.h5: apply-set-downsample: time-base: All/X: 4000 samples at 400 Hz, 10 "
+              "s become 2000 samples at 150 Hz, 13.3333 s\n"
+              "hint: a hint that divides 400 Hz, such as 200 Hz, keeps the time; --accept "
+              "time-base keeps it\n");
+    const auto accepted = run_unit("apply-set-downsample",
+                                   {"SourceGroup=All", "HintGroup=Hint", "--accept", "time-base"});
+    EXPECT_EQ(accepted.exit_code, 0);
+    EXPECT_EQ(std::ranges::count(accepted.errors, '\n'), 1) << accepted.errors;
+}
+
+TEST_F(Guards, TellOfTheFirstSetsAndCountTheOthers) {
+    import_cells("Hint", "150", {"1"});
+    for (const char* group : {"All/A", "All/B", "All/C", "All/D", "All/E"}) {
+        import_cells(group, "400", std::vector<std::string>(4000, "1"));
+    }
+    const auto result = run_unit("apply-set-downsample", {"SourceGroup=All", "HintGroup=Hint",
+                                                          "ScanRecursive=true", "--json"});
+    EXPECT_THAT(result.errors,
+                AllOf(HasSubstr("time-base: All/C/X: "), Not(HasSubstr("All/D")),
+                      HasSubstr("time-base: 2 further findings, which --json tells\nhint: ")));
+    EXPECT_EQ(nlohmann::json::parse(result.output)["guards"].size(), 5U);
 }
 
 // ---------------------------------------------------------------------------

@@ -43,6 +43,12 @@ TEST(KnownUnits, AreKnownByBothTheirIdentifiers) {
     EXPECT_FALSE(makes_filter(make_unit("orvane.signal.apply-set-fill-gap")));
 }
 
+TEST(KnownUnits, ChangeRatesOnce) {
+    EXPECT_TRUE(changes_rates(make_unit("orvane.signal.apply-set-downsample")));
+    EXPECT_TRUE(changes_rates(make_unit("signal.set-downsample")));
+    EXPECT_FALSE(changes_rates(make_unit("orvane.signal.apply-set-butterworth")));
+}
+
 TEST(KnownUnits, ShowInTheirExampleWhatNoSignatureTells) {
     const Signatures signatures = parse({"SourceGroup: string"});
     const auto example = [&](const char* name) {
