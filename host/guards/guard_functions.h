@@ -19,6 +19,12 @@ std::vector<GuardFinding> find_unusable_filters(const GuardedStep& step);
 std::vector<GuardFinding> foresee_time_bases(const GuardedStep& step);
 std::vector<GuardFinding> find_changed_time_bases(const GuardedStep& step);
 
+// After the step: one for each set with lines that had valid samples and have none.
+std::vector<GuardFinding> find_lost_lines(const GuardedStep& step);
+
+// After the step: one for each set with infinities where it, or the sources of a new one, had none.
+std::vector<GuardFinding> find_infinities(const GuardedStep& step);
+
 // After the step: no samples of a set were worked on. That values happen to be what they were
 // before is no matter.
 std::vector<GuardFinding> find_nothing_done(const GuardedStep& step);

@@ -25,6 +25,8 @@ constexpr Guard GUARDS[] = {
      find_unusable_filters},
     {"time-base", "the samples of a set take another time at its new rate than they took before",
      foresee_time_bases, find_changed_time_bases},
+    {"line-lost", "a line that had valid samples has none any more", nullptr, find_lost_lines},
+    {"not-finite", "samples became infinite", nullptr, find_infinities},
     {"nothing-done", "the step changed no sample and made nothing that holds any", nullptr,
      find_nothing_done},
 };

@@ -1,10 +1,12 @@
 // Results that would mislead: refused by name, kept where they are accepted by it.
+#include "host/hdf5/hdf5_tree.h"
 #include "tests/host/cli/cli_test.h"
 
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <cstdlib>
+#include <limits>
 
 namespace talvora::host {
 namespace {
@@ -145,6 +147,42 @@ TEST_F(Guards, TellOfTheFirstSetsAndCountTheOthers) {
                 AllOf(HasSubstr("time-base: All/C/X: "), Not(HasSubstr("All/D")),
                       HasSubstr("time-base: 2 further findings, which --json tells\nhint: ")));
     EXPECT_EQ(nlohmann::json::parse(result.output)["guards"].size(), 5U);
+}
+
+// ---------------------------------------------------------------------------
+// What is lost
+
+TEST_F(Guards, RefuseALineThatIsLost) {
+    std::vector<std::string> cells(1000, "1");
+    for (const std::size_t at : {1U, 2U, 3U, 4U, 5U, 6U, 7U, 8U}) {
+        cells[at] = "";
+    }
+    import_cells("All", "100", cells);
+    const auto result = run_unit("apply-set-baseline-offset", {"SourceGroup=All"});
+    expect_refused(result, "line-lost: All/X: of 1 line 1 had valid samples and have none any "
+                           "more, the first is [0, 0, :]\nhint: fill gaps first");
+}
+
+TEST_F(Guards, RefuseASetThatIsOverwrittenForItsRate) {
+    import_cells("All", "100", {"1", "2", "3"});
+    {
+        Hdf5Tree tree(folder_ / "walk.h5", Hdf5Access::ReadWrite);
+        tree.write_attribute(tree.find(tree.root(), "All/X").value(), "SampleRate",
+                             std::numeric_limits<float>::quiet_NaN());
+        tree.close();
+    }
+    expect_refused(run_unit("apply-set-rectify", {"SourceGroup=All"}),
+                   "line-lost: All/X: of 1 line 1 had valid samples and have none any more, the "
+                   "first is [0, 0, :]\nhint: its SampleRate is no rate");
+}
+
+TEST_F(Guards, RefuseSamplesThatBecameInfinite) {
+    import_cells("All", "100", {"-3e38", "-3e38", "3e38"});
+    expect_refused(run_unit("apply-set-baseline-offset", {"SourceGroup=All"}),
+                   "not-finite: All/X: infinite samples: 1 of 3, none before\nhint: ");
+    import_cells("Sum", "100", std::vector<std::string>(16, "3e38"));
+    expect_refused(run_unit("average-set", {"SourceGroup=Sum", "DestinationGroup=Results"}),
+                   "not-finite: Results/X: infinite samples: 1 of 1, none before\nhint: ");
 }
 
 // ---------------------------------------------------------------------------
