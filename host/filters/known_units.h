@@ -27,6 +27,10 @@ constexpr std::string_view SOURCE_GROUP_KEY = "SourceGroup";
 constexpr std::string_view SCAN_RECURSIVE_KEY = "ScanRecursive";
 // The dimension that samples run along; negative: the last.
 constexpr std::string_view AXIS_KEY = "Axis";
+// Of the sets in the group, those of these names, and those of this kind.
+constexpr std::string_view NAMES_FILTER_KEY = "NamesFilter";
+constexpr std::string_view METRIC_FILTER_KEY = "MetricFilter";
+constexpr char METRIC_TYPE_ATTRIBUTE[] = "MetricType"; // of a set, what METRIC_FILTER_KEY asks for
 // What a unit takes its target rate from; the group counts where both are given.
 constexpr std::string_view HINT_GROUP_KEY = "HintGroup";
 constexpr std::string_view HINT_SET_KEY = "HintSet";

@@ -13,6 +13,15 @@ namespace talvora::host {
 // parameters name.
 std::vector<GuardFinding> find_unusable_filters(const GuardedStep& step);
 
+// Before samples: one for each set of which the filter would take samples of several components
+// in a row.
+std::vector<GuardFinding> find_mixed_components(const GuardedStep& step);
+
+// One for each set of numbers that is chosen and not taken. Before samples: those in a source
+// group that units are not offered; after the step: those that the unit left.
+std::vector<GuardFinding> find_untakable_sets(const GuardedStep& step);
+std::vector<GuardFinding> find_left_sets(const GuardedStep& step);
+
 // One for each set whose samples, at its new rate, take another time than before: by more than a
 // thousandth and a sample. Before samples, of the units whose rates can be foreseen; after the
 // step, of every unit that changed a rate.

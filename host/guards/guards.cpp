@@ -23,6 +23,11 @@ constexpr Guard GUARDS[] = {
      "the filter is unstable, its edge cannot be had at the rate, or its order asks for more "
      "digits than there are",
      find_unusable_filters},
+    {"mixed-components",
+     "the filter takes samples of several components in a row, for its axis is not the last",
+     find_mixed_components},
+    {"passed-over", "a set was chosen, and the step did not take it", find_untakable_sets,
+     find_left_sets},
     {"time-base", "the samples of a set take another time at its new rate than they took before",
      foresee_time_bases, find_changed_time_bases},
     {"line-lost", "a line that had valid samples has none any more", nullptr, find_lost_lines},

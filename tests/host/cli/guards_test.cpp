@@ -2,6 +2,7 @@
 #include "host/hdf5/hdf5_tree.h"
 #include "tests/host/cli/cli_test.h"
 
+#include <hdf5.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -183,6 +184,57 @@ TEST_F(Guards, RefuseSamplesThatBecameInfinite) {
     import_cells("Sum", "100", std::vector<std::string>(16, "3e38"));
     expect_refused(run_unit("average-set", {"SourceGroup=Sum", "DestinationGroup=Results"}),
                    "not-finite: Results/X: infinite samples: 1 of 1, none before\nhint: ");
+}
+
+// ---------------------------------------------------------------------------
+// Sets that are not taken as one thinks
+
+TEST_F(Guards, RefuseAFilterAcrossComponents) {
+    {
+        Hdf5Tree tree(folder_ / "walk.h5", Hdf5Access::ReadWrite);
+        const ObjectId set = tree.create_dataset(tree.root(), "All/X", {100, 3});
+        tree.write_attribute(set, "SampleRate", 100.0F);
+        tree.close();
+    }
+    const auto filter = [&](const char* axis) {
+        return run_unit("apply-set-butterworth",
+                        {"SourceGroup=All", "CutoffFrequency=5", "Order=4", axis});
+    };
+    expect_refused(filter("Axis=0"), "mixed-components: All/X: of [100, 3] the filter takes 100 "
+                                     "samples in a row as they are stored, which along dimension "
+                                     "0 are those of 3 components in turn\nhint: Axis=-1, with ");
+    expect_refused(filter("Axis=1"), "nothing-done: ");
+}
+
+TEST_F(Guards, RefuseToPassOverASetWithoutAWord) {
+    const hid_t file = H5Fopen((folder_ / "walk.h5").c_str(), H5F_ACC_RDWR, H5P_DEFAULT);
+    const hid_t space = H5Screate(H5S_SCALAR);
+    const hid_t set = H5Dcreate2(file, "Signals/Offset", H5T_NATIVE_INT, space, H5P_DEFAULT,
+                                 H5P_DEFAULT, H5P_DEFAULT);
+    H5Dclose(set);
+    H5Sclose(space);
+    H5Fclose(file);
+    const auto result = run_unit("apply-set-rectify", {"SourceGroup=Signals"});
+    expect_refused(result, "");
+    EXPECT_THAT(result.errors,
+                AllOf(StartsWith("error: walk.h5: apply-set-rectify: passed-over: Signals/Offset: "
+                                 "is in the source group, and units cannot take it: data set of "
+                                 "32-bit integers"),
+                      EndsWith("\nhint: if the others are meant: SourceSets=Signals/X "
+                               "SourceSets=Signals/Y; --accept passed-over keeps it\n")));
+    EXPECT_EQ(run_unit("apply-set-rectify", {"SourceSets=Signals/X"}).errors, "");
+}
+
+TEST_F(Guards, RefuseToLeaveASetThatWasChosen) {
+    {
+        Hdf5Tree tree(folder_ / "walk.h5", Hdf5Access::ReadWrite);
+        tree.create_dataset(tree.root(), "Signals/Z", {1, 1, 100});
+        tree.close();
+    }
+    expect_refused(run_unit("apply-set-fill-gap", {"SourceGroup=Signals", "HintMaxGapLength=0.5"}),
+                   "passed-over: Signals/Z: was chosen, and the unit neither read nor wrote any "
+                   "of its 100 samples\nhint: list them: talvora-host tree walk.h5 "
+                   "--attributes; --accept passed-over keeps it\n");
 }
 
 // ---------------------------------------------------------------------------
