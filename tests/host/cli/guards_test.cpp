@@ -370,5 +370,41 @@ TEST_F(RecipeGuards, MakeAResultOfOtherStepsWhereTheyAreAcceptedNoMore) {
     EXPECT_EQ(run_recipe({"-o", "out.h5", "--resume"}).exit_code, 5);
 }
 
+TEST_F(RecipeGuards, AreFoundBeforeARunWhereTheyNeedNoSamples) {
+    import_cells("All", "100", std::vector<std::string>(50, "1"));
+    write_file(folder_ / "r.yaml",
+               "steps:\n"
+               "  - unit: apply-set-butterworth\n"
+               "    parameters: {SourceGroup: All, CutoffFrequency: 60, Order: 4}\n"
+               "  - unit: average-set\n"
+               "    parameters: {SourceGroup: 'New/*', DestinationGroup: Results}\n"
+               "  - name: down\n"
+               "    unit: apply-set-downsample\n"
+               "    parameters: {SourceGroup: All, HintSet: Signals/X}\n"
+               "  - name: again\n"
+               "    unit: apply-set-butterworth\n"
+               "    parameters: {SourceGroup: All, CutoffFrequency: 60, Order: 4}\n");
+    const auto result = run({"recipe", "check", "r.yaml", "walk.h5"});
+    EXPECT_EQ(result.exit_code, 3);
+    EXPECT_THAT(result.errors,
+                AllOf(HasSubstr("error: walk.h5: apply-set-butterworth: unusable-filter: at 100 "),
+                      Not(HasSubstr("again"))));
+}
+
+TEST_F(RecipeGuards, RefuseACheckWhatTheyWouldRefuseARun) {
+    import_cells("All", "25", std::vector<std::string>(50, "1"));
+    write_file(folder_ / "r.yaml", "steps:\n"
+                                   "  - unit: apply-set-downsample\n"
+                                   "    parameters: {SourceGroup: All, HintSet: Signals/X}\n");
+    const auto check = run({"recipe", "check", "r.yaml", "walk.h5"});
+    EXPECT_EQ(check.exit_code, 1);
+    EXPECT_EQ(check.errors, run_recipe({"-o", "out.h5"}).errors);
+    const auto accepted = run({"recipe", "check", "r.yaml", "walk.h5", "--accept", "time-base"});
+    EXPECT_EQ(accepted.exit_code, 0);
+    EXPECT_THAT(accepted.errors, StartsWith("warning: walk.h5: apply-set-downsample: time-base "
+                                            "(accepted): All/X: 50 samples at 25 Hz, 2 s"));
+    EXPECT_EQ(accepted.output, "r.yaml: 1 step, nothing wrong\n");
+}
+
 } // namespace
 } // namespace talvora::host
