@@ -19,11 +19,13 @@ struct KnownUnit {
     // What it asks for beyond its required parameters, one out of several, which no
     // signature tells: words of a command.
     std::string_view choice = {};
-    bool makes_filter = false;  // by FILTER_KEYS
-    bool changes_rates = false; // to that of HINT_GROUP_KEY or HINT_SET_KEY
+    bool makes_filter = false;   // by FILTER_KEYS
+    bool takes_baseline = false; // of BASELINE_SAMPLES
+    bool changes_rates = false;  // to that of HINT_GROUP_KEY or HINT_SET_KEY
 };
 
 constexpr KnownUnit KNOWN_UNITS[] = {
+    {.ending = "set-baseline-offset", .takes_baseline = true},
     {.ending = "set-butterworth", .makes_filter = true},
     {.ending = "set-downsample", .choice = " HintGroup=Reference", .changes_rates = true},
     {.ending = "set-fill-gap", .choice = " MaxGapLength=10"},
@@ -77,6 +79,10 @@ std::string_view choose_example_value(const ParameterSignature& parameter) {
 
 bool makes_filter(const Unit& unit) {
     return find_known_unit(unit).makes_filter;
+}
+
+bool takes_baseline(const Unit& unit) {
+    return find_known_unit(unit).takes_baseline;
 }
 
 bool changes_rates(const Unit& unit) {

@@ -14,6 +14,7 @@
 #include "host/interface/plugin_library.h"
 
 #include <array>
+#include <cstdint>
 #include <span>
 #include <string>
 #include <string_view>
@@ -27,6 +28,8 @@ constexpr std::string_view SOURCE_GROUP_KEY = "SourceGroup";
 constexpr std::string_view SCAN_RECURSIVE_KEY = "ScanRecursive";
 // The dimension that samples run along; negative: the last.
 constexpr std::string_view AXIS_KEY = "Axis";
+// Positions along AXIS_KEY that are taken.
+constexpr std::string_view COMPONENTS_KEY = "Components";
 // Of the sets in the group, those of these names, and those of this kind.
 constexpr std::string_view NAMES_FILTER_KEY = "NamesFilter";
 constexpr std::string_view METRIC_FILTER_KEY = "MetricFilter";
@@ -46,6 +49,9 @@ inline constexpr std::array FILTER_KEYS = {CUTOFF_KEY, ORDER_KEY, BANDFORM_KEY, 
 
 // By the unit's current or its legacy identifier, of whatever maker.
 bool makes_filter(const Unit& unit);
+// It takes the median of a line's first samples, BASELINE_SAMPLES of them, off the line.
+bool takes_baseline(const Unit& unit);
+constexpr std::uint64_t BASELINE_SAMPLES = 10;
 // It keeps some of the samples and their time; sets of a rate that is low enough it leaves.
 bool changes_rates(const Unit& unit);
 

@@ -5,6 +5,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <set>
 #include <span>
 
 namespace talvora::host {
@@ -36,6 +38,21 @@ std::vector<std::uint64_t> SetLines::list_missing(const GapList& gaps) const {
         }
     }
     return lines;
+}
+
+std::vector<std::uint64_t> SetLines::list_with_missing(const GapList& gaps,
+                                                       std::uint64_t first_count) const {
+    std::set<std::uint64_t> lines;
+    for (const Gap& gap : gaps.gaps()) {
+        // In a row, the first sample of a gap is the one nearest to the line's beginning.
+        const std::uint64_t looked_at = are_in_a_row() ? 1 : gap.count;
+        for (std::uint64_t at = gap.first; at < gap.first + looked_at; ++at) {
+            if (at / inner_ % length_ < first_count) {
+                lines.insert(line_of(at));
+            }
+        }
+    }
+    return {lines.begin(), lines.end()};
 }
 
 std::string SetLines::name(std::uint64_t line) const {

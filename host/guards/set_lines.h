@@ -18,9 +18,13 @@ class SetLines {
     SetLines(const Extents& extents, std::size_t axis);
 
     std::uint64_t count() const { return outer_ * inner_; }
+    std::uint64_t length() const { return length_; }
 
     // Those without a valid sample, ascending.
     std::vector<std::uint64_t> list_missing(const GapList& gaps) const;
+    // Those with a missing sample among their first ones, ascending.
+    std::vector<std::uint64_t> list_with_missing(const GapList& gaps,
+                                                 std::uint64_t first_count) const;
 
     // Where a line lies: "[2, :, 0]".
     std::string name(std::uint64_t line) const;

@@ -157,6 +157,21 @@ void tell_findings(std::span<const GuardFinding> findings, const TellMessage& te
     }
 }
 
+void tell_warnings(const Step& step, std::span<const StepWarning> warnings,
+                   const TellMessage& tell) {
+    const std::size_t told = std::min(MAX_SENTENCES, warnings.size());
+    for (const auto& [text, hint] : warnings.first(told)) {
+        tell({MessageLevel::Warning, text, step.name});
+    }
+    if (warnings.size() > told) {
+        tell({MessageLevel::Warning, count_things(warnings.size() - told, "further warning"),
+              step.name});
+    }
+    if (!warnings.empty()) {
+        tell({MessageLevel::Hint, warnings.front().hint});
+    }
+}
+
 void tell_filters(const Step& step, std::span<const FilterFacts> filters, const TellMessage& tell) {
     for (const FilterFacts& facts : filters) {
         tell({MessageLevel::Detail, summarise(facts), step.name});

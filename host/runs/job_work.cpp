@@ -195,11 +195,13 @@ class JobRun {
         const std::vector<FilterFacts> filters = find_step_filters(expanded, cached);
         GuardedStep guarded{expanded, cached, filters, source, nullptr};
         heed(find_guarded(guarded, GuardTime::BeforeSamples));
+        tell_warnings(step, find_warnings(guarded, GuardTime::BeforeSamples), tell_);
         tell_filters(step, filters, tell_);
         run_unit_of(expanded, observed);
         StepObservations observations = observed.finish_step();
         guarded.done = &observations;
         heed(find_guarded(guarded, GuardTime::AfterStep));
+        tell_warnings(step, find_warnings(guarded, GuardTime::AfterStep), tell_);
         observations.gaps.clear(); // they can take as much memory as the samples
         steps_.push_back({step.name, step.unit->name, observations.sets, make_json(filters)});
         return observations;

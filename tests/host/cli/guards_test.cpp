@@ -238,6 +238,29 @@ TEST_F(Guards, RefuseToLeaveASetThatWasChosen) {
 }
 
 // ---------------------------------------------------------------------------
+// Warnings
+
+TEST_F(Guards, WarnOfWhatIsRightAndMayNotBeMeant) {
+    std::vector<std::string> cells(100, "1");
+    cells[2] = cells[90] = "";
+    import_cells("All", "100", cells);
+    const auto filtered =
+        run_unit("apply-set-butterworth", {"SourceGroup=All", "CutoffFrequency=5", "Order=4"});
+    EXPECT_EQ(filtered.exit_code, 0);
+    EXPECT_EQ(filtered.errors,
+              "warning: walk.h5: apply-set-butterworth: All/X: runs of fewer than 8 valid samples "
+              "are too short to be filtered: 0 samples stayed as they were, 2 at the ends of lines "
+              "became missing\nhint: fill gaps first, or take a lower Order\n");
+    EXPECT_THAT(
+        run_unit("apply-set-baseline-offset", {"SourceGroup=All", "--force", "--quiet"}).errors,
+        HasSubstr("All/X: of 1 line 1 begin with missing samples among the first 10"));
+    EXPECT_THAT(
+        run_unit("apply-set-opposite", {"SourceGroup=All", "--force", "Components=0"}).errors,
+        StartsWith("warning: walk.h5: apply-set-opposite: Components counts only along an "
+                   "Axis"));
+}
+
+// ---------------------------------------------------------------------------
 // Accepted
 
 TEST_F(Guards, LetPassWhatIsAccepted) {

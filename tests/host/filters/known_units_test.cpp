@@ -75,6 +75,23 @@ TEST(KnownUnits, HaveTheKeysThatThePluginDeclares) {
     }
 }
 
+TEST(KnownUnits, HaveTheKeysOfSingleUnitsThatThePluginDeclares) {
+    const PluginLibrary plugin(SIGNAL_PLUGIN);
+    const std::pair<const char*, std::vector<std::string_view>> UNITS[] = {
+        {"apply-set-baseline-offset", {AXIS_KEY}},
+        {"apply-set-butterworth", {AXIS_KEY}},
+        {"apply-set-downsample", {AXIS_KEY, HINT_GROUP_KEY, HINT_SET_KEY}},
+        {"apply-set-opposite", {AXIS_KEY, COMPONENTS_KEY}},
+        {"average-set", {NAMES_FILTER_KEY, METRIC_FILTER_KEY}}};
+    for (const auto& [name, keys] : UNITS) {
+        const Signatures signatures = declare_unit(*plugin.find_unit(name));
+        for (const std::string_view key : keys) {
+            EXPECT_THAT(signatures,
+                        testing::Contains(testing::Field(&ParameterSignature::key, key)));
+        }
+    }
+}
+
 // ---------------------------------------------------------------------------
 // Units that the table does not know
 
