@@ -6,6 +6,7 @@
 #include "host/cli/read_apart.h"
 #include "host/filters/filter_design.h"
 #include "host/filters/known_units.h"
+#include "host/guards/guards.h"
 #include "host/interface/parameter_places.h"
 #include "host/interface/parameters.h"
 #include "host/interface/unit_run.h"
@@ -262,7 +263,7 @@ Words list_candidates(Session& session, const CLI::App& program, const Words& wo
     const std::string& word = words.back();
     const Place place = find_place(program, std::span(words).first(words.size() - 1));
     if (place.open_option != nullptr) {
-        return {};
+        return place.open_option->check_lname("accept") ? list_guards() : Words{};
     }
     if (word.starts_with('-')) {
         return list_options(*place.command);

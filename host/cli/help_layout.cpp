@@ -14,7 +14,7 @@ constexpr std::size_t TEXT_WIDTH = 68;
 
 constexpr const char* PROGRAM_SECTIONS = R"(Exit codes:
   0         done
-  1         a unit reported failure for at least one file
+  1         a unit reported failure, or a guard refused, for at least one file
   2         usage: command, unit or parameter; nothing was opened for writing
   3         input: missing, no HDF5 file, damaged, locked, without the data set or
             group named

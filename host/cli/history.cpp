@@ -80,6 +80,15 @@ void describe_parameters(const HistoryRecord& record, Lines& lines) {
     }
 }
 
+void describe_accepted(const HistoryRecord& record, Lines& lines) {
+    for (const auto& guard : record.value("guards", HistoryRecord::array())) {
+        const HistoryRecord& set = guard.at("set");
+        lines.push_back(fmt::format("  accepted {}: {}{}", guard.at("name").get<std::string>(),
+                                    set.is_null() ? "" : set.get<std::string>() + ": ",
+                                    guard.at("text").get<std::string>()));
+    }
+}
+
 void describe_changes(const HistoryRecord& record, Lines& lines) {
     for (const auto& json : record.at("sets")) {
         const SetObservation set = read_set(json);
@@ -98,6 +107,7 @@ Lines describe_history(const std::vector<HistoryRecord>& history, const std::str
         for (const HistoryRecord& record : history) {
             describe_origin(record, lines);
             describe_parameters(record, lines);
+            describe_accepted(record, lines);
             describe_changes(record, lines);
         }
         return lines;

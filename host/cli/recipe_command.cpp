@@ -9,12 +9,16 @@
 #include "host/cli/read_apart.h"
 #include "host/cli/worker_runs.h"
 #include "host/filters/known_units.h"
+#include "host/guards/accepted_guards.h"
+#include "host/guards/guards.h"
+#include "host/guards/recipe_guards.h"
 #include "host/recipes/recipe.h"
 #include "host/recipes/recipe_places.h"
 #include "host/recipes/recipe_reader.h"
 #include "host/recipes/recipe_writer.h"
 #include "host/recipes/run_history.h"
 #include "host/runs/input_files.h"
+#include "host/runs/job_step.h"
 #include "host/system/safe_write.h"
 #include "host/text/plural.h"
 
@@ -36,7 +40,7 @@ struct RecipeOptions {
     std::string recipe;
     std::vector<std::string> settings;
     std::vector<std::string> files;
-    WorkerRunOptions runs;
+    WorkerRunOptions runs; // of these `check` takes the guards alone
 };
 
 struct ExtractOptions {
@@ -59,7 +63,8 @@ void print_problems(const Console& console, const std::vector<ParameterProblem>&
 // Nothing when it is wrong, which has been said then.
 std::optional<Recipe> read_recipe_option(Session& session, const RecipeOptions& options) {
     try {
-        return read_recipe(options.recipe, options.settings, session.plugin(), check_values);
+        return read_recipe(options.recipe, options.settings, session.plugin(),
+                           {.guards = list_guards(), .values = check_values});
     } catch (const RecipeError& error) {
         print_problems(session.console, error.problems());
         session.console.failure_line(join_problems(error.problems()));
@@ -68,10 +73,39 @@ std::optional<Recipe> read_recipe_option(Session& session, const RecipeOptions& 
     }
 }
 
+// What is there to work on, and whether a guard would refuse what comes of it.
+struct FileCheck {
+    std::vector<ParameterProblem> problems;
+    std::vector<GuardFinding> findings;
+
+    ExitCode exit_code() const {
+        if (!problems.empty()) {
+            return ExitCode::Input;
+        }
+        return std::ranges::all_of(findings, &GuardFinding::accepted) ? ExitCode::Done
+                                                                      : ExitCode::UnitFailed;
+    }
+};
+
+FileCheck look_at_file(const Recipe& recipe, const std::string& file) {
+    const auto tree = open_input(file);
+    return {check_places(recipe, *tree), find_guarded(recipe, *tree, file)};
+}
+
+void print_findings(const Console& console, std::span<const GuardFinding> findings,
+                    const std::string& file) {
+    tell_findings(findings, [&](const JobMessage& message) {
+        console.print(message.level,
+                      message.step ? fmt::format("{}: {}: {}", file, *message.step, message.text)
+                                   : message.text);
+    });
+}
+
 void check_file(Session& session, const Recipe& recipe, const std::string& file) {
-    const auto problems = read_input(file, [&] { return check_places(recipe, *open_input(file)); });
-    print_problems(session.console, problems, file + ": ");
-    session.exit_code = problems.empty() ? ExitCode::Done : ExitCode::Input;
+    const FileCheck check = read_input(file, [&] { return look_at_file(recipe, file); });
+    print_problems(session.console, check.problems, file + ": ");
+    print_findings(session.console, check.findings, file);
+    session.exit_code = check.exit_code();
 }
 
 // Whatever is wrong with one file, the others are looked at too.
@@ -90,7 +124,7 @@ void check_recipe(Session& session, const RecipeOptions& options) {
     if (!recipe) {
         return;
     }
-    check_files(session, *recipe, options.files);
+    check_files(session, accept_in_all_steps(*recipe, options.runs.accept), options.files);
     if (session.exit_code == ExitCode::Done) {
         session.console.done_line(fmt::format("{}: {}, nothing wrong", options.recipe,
                                               count_things(recipe->steps.size(), "step")));
@@ -138,6 +172,7 @@ void add_check_command(Command recipe, Session& session) {
     Command command = recipe.add_subcommand(
         "check", "Tells everything that is wrong with a recipe, and what files lack for it");
     add_recipe_options(command, *options);
+    add_accept_option(command, options->runs.accept);
     command.on_run([&session, options] { check_recipe(session, *options); });
 }
 

@@ -2,6 +2,7 @@
 
 #include "host/cli/printed_files.h"
 #include "host/cli/run_report.h"
+#include "host/guards/accepted_guards.h"
 #include "host/runs/job_work.h"
 #include "host/runs/job_workers.h"
 #include "host/runs/progress.h"
@@ -174,6 +175,14 @@ JobWork make_work(Session& session, const Recipe& recipe, const WorkerRunOptions
 
 } // namespace
 
+void add_accept_option(Command command, std::vector<std::string>& accept) {
+    command
+        .add_option("--accept", accept,
+                    "Guards that are not to refuse the result, by their names (docs/guards.md)")
+        .value_name("NAME[,NAME]")
+        .repeatable_by_name();
+}
+
 void add_worker_run_options(Command command, WorkerRunOptions& options) {
     JobPlanOptions& plan = options.plan;
     command
@@ -188,6 +197,7 @@ void add_worker_run_options(Command command, WorkerRunOptions& options) {
         .value_name("FOLDER");
     command.add_flag("--in-place", plan.in_place, "Replace each input by its result");
     command.add_flag("--backup", plan.backup, "Keep what it replaces as FILE.bak");
+    add_accept_option(command, options.accept);
     command.add_flag("-n,--dry-run", options.dry_run, "Do all but writing the result");
     command.add_flag("--force", plan.force, "Replace an existing output");
     command.add_option("--jobs", options.job_count, "How many files to work on at a time")
@@ -207,7 +217,8 @@ void add_worker_run_options(Command command, WorkerRunOptions& options) {
     command.add_flag("--json", options.json, "One JSON document per file and line");
 }
 
-void run_jobs(Session& session, const Recipe& recipe, const WorkerRunOptions& options) {
+void run_jobs(Session& session, const Recipe& given, const WorkerRunOptions& options) {
+    const Recipe recipe = accept_in_all_steps(given, options.accept);
     const std::vector<Job> jobs = plan_jobs(options.plan);
     refuse_mixed_up_files(jobs, session.plugin().file(), options);
     if (!options.failed_to.empty()) {

@@ -107,6 +107,12 @@ double two_pass_gain(const FilterDesign& design, double frequency_hz) {
                                square_of(design.coefficients.a, cosine, sine));
 }
 
+std::uint64_t find_shortest_run(const FilterDesign& design) {
+    const auto& [b, a] = design.coefficients;
+    const std::size_t tap_count = std::max(b.size(), a.size());
+    return tap_count == 0 ? 0 : 3 * tap_count - 1;
+}
+
 bool has_finite_coefficients(const FilterDesign& design) {
     const auto& [b, a] = design.coefficients;
     return !a.empty() && are_finite(b) && are_finite(a);

@@ -37,6 +37,10 @@ FilterDesign design_filter(const ButterworthParameters& parameters, float sample
 // the coefficients, in extended precision, so that no digit is lost but theirs.
 double two_pass_gain(const FilterDesign& design, double frequency_hz);
 
+// Valid samples in a row that a run has at least to be filtered: its ends are continued by as many
+// as the longer of numerator and denominator has, thrice.
+std::uint64_t find_shortest_run(const FilterDesign& design);
+
 bool has_finite_coefficients(const FilterDesign& design);
 
 // True when all poles lie inside the unit circle: all reflection coefficients of the

@@ -1,5 +1,6 @@
 #include "host/filters/filter_facts.h"
 
+#include "host/filters/filter_fault.h"
 #include "host/filters/filter_parameters.h"
 #include "host/text/failure.h"
 #include "host/text/join_texts.h"
@@ -127,16 +128,6 @@ class Response {
     const FilterDesign& design_;
 };
 
-FilterState judge(const FilterDesign& design) {
-    if (design.pass_order == 0) {
-        return FilterState::Neutral;
-    }
-    if (!has_finite_coefficients(design)) {
-        return FilterState::NotFinite;
-    }
-    return is_stable(design) ? FilterState::Useful : FilterState::Unstable;
-}
-
 // ---------------------------------------------------------------------------
 // Warnings
 
@@ -151,27 +142,6 @@ std::string make_choice_command(const FilterDesign& design) {
     return fmt::format("talvora-host design {}{} --rate {} --order {}",
                        bandform_name(design.parameters.bandform), edges, name_rate(design),
                        design.parameters.order);
-}
-
-// Nothing when all edges are in range. The negations take NaN for out of range.
-std::optional<std::string> find_range_problem(const FilterDesign& design) {
-    const double half_rate = design.sample_rate / 2.0;
-    if (!(design.suggested_edges.front() > 0.0)) {
-        return fmt::format("the lower edge, {:.6g} Hz, is not above 0",
-                           design.suggested_edges.front());
-    }
-    const double edge = design.suggested_edges.back();
-    if (!(edge < half_rate)) {
-        return fmt::format("the edge at {:.6g} Hz is not below half the rate, {:.6g} Hz", edge,
-                           half_rate);
-    }
-    const double corrected = design.corrected_edges.back();
-    if (!(corrected < half_rate)) {
-        return fmt::format("the edge at {:.6g} Hz, moved to {:.6g} Hz for two passes, is not below "
-                           "half the rate, {:.6g} Hz",
-                           edge, corrected, half_rate);
-    }
-    return std::nullopt;
 }
 
 bool is_as_suggested(const FilterFacts& facts) {
@@ -218,6 +188,16 @@ bool are_nearly(const std::vector<double>& found, const std::vector<double>& wan
 
 } // namespace
 
+FilterState judge(const FilterDesign& design) {
+    if (design.pass_order == 0) {
+        return FilterState::Neutral;
+    }
+    if (!has_finite_coefficients(design)) {
+        return FilterState::NotFinite;
+    }
+    return is_stable(design) ? FilterState::Useful : FilterState::Unstable;
+}
+
 FilterFacts find_facts(const ButterworthParameters& parameters, float sample_rate) {
     FilterFacts facts;
     facts.design = design_filter(parameters, sample_rate);
@@ -230,11 +210,8 @@ FilterFacts find_facts(const ButterworthParameters& parameters, float sample_rat
 
 std::vector<FilterWarning> find_warnings(const FilterFacts& facts) {
     const std::string at = fmt::format("at {} Hz ", name_rate(facts.design));
-    if (const auto problem = find_range_problem(facts.design)) {
-        return {{fmt::format("{}{}; the unit takes it as it comes", at, *problem)}};
-    }
-    if (facts.state != FilterState::Useful) {
-        return {{fmt::format("{}the filter is {}", at, describe_state(facts.state))}};
+    if (const auto fault = find_fault(facts.design)) {
+        return {{at + fault->text}};
     }
     if (!is_as_suggested(facts)) {
         return {{fmt::format(

@@ -27,6 +27,7 @@ struct FilterFacts {
     std::vector<std::string> sets = {}; // paths of the data sets that it is made for, if any
 };
 
+FilterState judge(const FilterDesign& design);
 // A few milliseconds.
 FilterFacts find_facts(const ButterworthParameters& parameters, float sample_rate);
 
@@ -37,9 +38,8 @@ struct FilterWarning {
                              // where that is the remedy
 };
 
-// An edge that is not below half the rate or not above 0; a filter of no use; 3 dB
-// points that are not within 5 % of the edges that the parameters suggest. The first of
-// these alone: the others follow from it.
+// A fault (filter_fault.h); else 3 dB points that are not within 5 % of the edges that the
+// parameters suggest.
 std::vector<FilterWarning> find_warnings(const FilterFacts& facts);
 
 // Edges, in Hz, as a sentence names them: "40 and 60 Hz", or "no frequency".

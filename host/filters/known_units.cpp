@@ -28,25 +28,26 @@ struct KnownUnit {
     std::span<const KeyChoice> choices = {};
     std::string_view choice_example = {}; // beyond the source, as a word of a command
     bool makes_filter = false;            // by FILTER_KEYS
+    bool takes_baseline = false;          // of BASELINE_SAMPLES
+    bool changes_rates = false;           // to that of HINT_GROUP_KEY or HINT_SET_KEY
     bool tells_of_last_read = false;
 };
 
-constexpr std::string_view AXIS_KEY = "Axis";
-
 constexpr KeyChoice SOURCE_CHOICE = {SOURCE_SETS_KEY, SOURCE_GROUP_KEY};
 constexpr KeyChoice IN_PLACE_CHOICES[] = {SOURCE_CHOICE};
-constexpr KeyChoice DOWNSAMPLE_CHOICES[] = {SOURCE_CHOICE, {"HintGroup", "HintSet"}};
+constexpr KeyChoice DOWNSAMPLE_CHOICES[] = {SOURCE_CHOICE,
+                                              {HINT_GROUP_KEY, HINT_SET_KEY}};
 constexpr KeyChoice FILL_GAP_CHOICES[] = {SOURCE_CHOICE, {"MaxGapLength", "HintMaxGapLength"}};
 
 constexpr ParameterFacts OPPOSITE[] = {
     {AXIS_KEY, "the dimension that the components lie along, counted from 0", "",
      "negative: the whole set"},
-    {"Components", "positions along the axis, counted from 0"},
+    {COMPONENTS_KEY, "positions along the axis, counted from 0"},
 };
 
 constexpr ParameterFacts DOWNSAMPLE[] = {
-    {"HintGroup", "a group whose SampleRate is the target"},
-    {"HintSet", "a data set whose SampleRate is the target, where no HintGroup is given"},
+    {HINT_GROUP_KEY, "a group whose SampleRate is the target"},
+    {HINT_SET_KEY, "a data set whose SampleRate is the target, where no HintGroup is given"},
 };
 
 constexpr ParameterFacts FILL_GAP[] = {
@@ -92,17 +93,21 @@ constexpr ParameterFacts COMMON[] = {
     {AXIS_KEY, "the dimension that the samples run along, counted from 0", "",
      "negative: the last"},
     {NAMES_FILTER_KEY, "names of data sets in the source group; else all of them"},
-    {"MetricFilter", "takes only data sets whose MetricType is exactly this text"},
+    {METRIC_FILTER_KEY, "takes only data sets whose MetricType is exactly this text"},
 };
 
 constexpr KnownUnit KNOWN_UNITS[] = {
     {.ending = "set-rectify", .choices = IN_PLACE_CHOICES},
     {.ending = "set-opposite", .parameters = OPPOSITE, .choices = IN_PLACE_CHOICES},
-    {.ending = "set-baseline-offset", .choices = IN_PLACE_CHOICES, .tells_of_last_read = true},
+    {.ending = "set-baseline-offset",
+     .choices = IN_PLACE_CHOICES,
+     .takes_baseline = true,
+     .tells_of_last_read = true},
     {.ending = "set-downsample",
      .parameters = DOWNSAMPLE,
      .choices = DOWNSAMPLE_CHOICES,
-     .choice_example = " HintGroup=Reference"},
+     .choice_example = " HintGroup=Reference",
+     .changes_rates = true},
     {.ending = "set-fill-gap",
      .parameters = FILL_GAP,
      .choices = FILL_GAP_CHOICES,
@@ -250,6 +255,16 @@ std::vector<ParameterProblem> check_values(const Unit& unit, const ParameterValu
         }
     }
     return problems;
+}
+
+bool takes_baseline(const Unit& unit) {
+    const KnownUnit* known = find_known_unit(unit);
+    return known != nullptr && known->takes_baseline;
+}
+
+bool changes_rates(const Unit& unit) {
+    const KnownUnit* known = find_known_unit(unit);
+    return known != nullptr && known->changes_rates;
 }
 
 std::string describe_reads(Signatures signatures) {

@@ -14,6 +14,7 @@
 #include "host/interface/plugin_library.h"
 
 #include <array>
+#include <cstdint>
 #include <span>
 #include <string>
 #include <string_view>
@@ -25,7 +26,17 @@ namespace talvora::host {
 constexpr std::string_view SOURCE_SETS_KEY = "SourceSets";
 constexpr std::string_view SOURCE_GROUP_KEY = "SourceGroup";
 constexpr std::string_view SCAN_RECURSIVE_KEY = "ScanRecursive";
-constexpr std::string_view NAMES_FILTER_KEY = "NamesFilter"; // of those in the group
+// The dimension that samples run along; negative: the last.
+constexpr std::string_view AXIS_KEY = "Axis";
+// Positions along AXIS_KEY that are taken.
+constexpr std::string_view COMPONENTS_KEY = "Components";
+// Of the sets in the group, those of these names, and those of this kind.
+constexpr std::string_view NAMES_FILTER_KEY = "NamesFilter";
+constexpr std::string_view METRIC_FILTER_KEY = "MetricFilter";
+constexpr char METRIC_TYPE_ATTRIBUTE[] = "MetricType"; // of a set, what METRIC_FILTER_KEY asks for
+// What a unit takes its target rate from; the group counts where both are given.
+constexpr std::string_view HINT_GROUP_KEY = "HintGroup";
+constexpr std::string_view HINT_SET_KEY = "HintSet";
 
 // The unit that makes a filter, by what follows the last dot of its identifier, and the keys by
 // which it does; its others choose data.
@@ -61,6 +72,11 @@ std::span<const KeyChoice> list_key_choices(const Unit& unit);
 // What is wrong with the values beyond their types, before anything is run: a word that is none of
 // those allowed, a choice of keys of which none is given. Nothing of a unit that is not known.
 std::vector<ParameterProblem> check_values(const Unit& unit, const ParameterValues& values);
+// It takes the median of a line's first samples, BASELINE_SAMPLES of them, off the line.
+bool takes_baseline(const Unit& unit);
+constexpr std::uint64_t BASELINE_SAMPLES = 10;
+// It keeps some of the samples and their time; sets of a rate that is low enough it leaves.
+bool changes_rates(const Unit& unit);
 
 // What a unit reads and writes, as it shows in the keys of its parameters, in a sentence's
 // part: "the same data sets, in place".

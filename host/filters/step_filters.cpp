@@ -2,7 +2,7 @@
 
 #include "host/filters/filter_parameters.h"
 #include "host/filters/known_units.h"
-#include "host/filters/step_sets.h"
+#include "host/filters/step_sources.h"
 #include "host/interface/table_objects.h"
 #include "host/tree/number_attribute.h"
 
@@ -59,7 +59,7 @@ std::map<float, std::vector<std::string>> sort_by_rate(const std::vector<ObjectI
 std::vector<FilterFacts> find_step_filters(const Step& step, DataTree& tree) {
     std::vector<FilterFacts> filters;
     if (const auto parameters = find_filter(step)) {
-        for (const auto& [rate, sets] : sort_by_rate(find_step_sets(step.values, tree), tree)) {
+        for (const auto& [rate, sets] : sort_by_rate(find_source_sets(step.values, tree), tree)) {
             filters.push_back(find_facts(*parameters, rate));
             filters.back().sets = sets;
         }

@@ -2,7 +2,7 @@
 
 #include "host/filters/filter_parameters.h"
 #include "host/filters/known_units.h"
-#include "host/filters/step_sets.h"
+#include "host/filters/step_sources.h"
 #include "host/text/join_texts.h"
 #include "host/tree/number_attribute.h"
 #include "host/tree/tree_rules.h"
@@ -34,7 +34,7 @@ std::optional<std::string> describe_lacking_rate(DataTree& tree, ObjectId set) {
 
 Texts hint_at_rates(const Step& step, DataTree& tree) {
     Texts lacking;
-    for (const ObjectId set : find_step_sets(step.values, tree)) {
+    for (const ObjectId set : find_source_sets(step.values, tree)) {
         if (auto text = describe_lacking_rate(tree, set)) {
             lacking.push_back(std::move(*text));
         }
@@ -64,7 +64,7 @@ std::string describe_choice(const Texts& fitting) {
 Texts hint_at_shapes(const Step& step, DataTree& tree) {
     Texts unfit;
     Texts fitting;
-    for (const ObjectId set : find_step_sets(step.values, tree)) {
+    for (const ObjectId set : find_source_sets(step.values, tree)) {
         const Extents extents = tree.extents(set);
         const std::string path = tree.path(set);
         if (extents.size() == WANTED_RANK) {

@@ -238,6 +238,15 @@ void Hdf5Tree::write(ObjectId id, const Hyperslab& slab, std::span<const float> 
     hdf5::write_floats(open.set, open.space, slab, samples, set.path);
 }
 
+SampleType Hdf5Tree::original_type(const std::string& path) {
+    const auto narrowed = std::ranges::find(narrowed_, path, &NarrowedSet::path);
+    if (narrowed != narrowed_.end()) {
+        return narrowed->type;
+    }
+    const auto set = find(root(), path);
+    return set ? sample_type(*set) : SampleType::Float32;
+}
+
 SampleType Hdf5Tree::sample_type(ObjectId set) const {
     return node(set, ObjectKind::DataSet).type;
 }

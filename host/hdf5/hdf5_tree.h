@@ -72,6 +72,9 @@ class Hdf5Tree final : public DataTree {
 
     // The sets that have become 32-bit floats, in the order of that.
     std::span<const NarrowedSet> narrowed_sets() const { return narrowed_; }
+    // As which the samples of a set were stored when the file was opened, whatever has become of
+    // it; `path` is from the root.
+    SampleType original_type(const std::string& path);
 
     ObjectId root() const override;
     std::optional<ObjectId> find(ObjectId group, std::string_view path) override;

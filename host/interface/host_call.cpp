@@ -77,6 +77,12 @@ void HostCall::report_storage(const StorageError& error) {
     }
 }
 
+void HostCall::report_guard(const GuardFailure& failure) {
+    if (!problems_.guard_failure) {
+        problems_.guard_failure = failure;
+    }
+}
+
 std::uint64_t HostCall::declare(const char* signature, bool required) {
     if (operation_ != Operation::Declare) {
         throw InterfaceBreak("called outside the operation 'declare'");

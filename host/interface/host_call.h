@@ -4,6 +4,7 @@
 
 #include "host/interface/messages.h"
 #include "host/interface/parameters.h"
+#include "host/text/failure.h"
 #include "host/tree/data_tree.h"
 #include "plugin/host_interfaces.h"
 
@@ -34,6 +35,8 @@ struct CallProblems {
     std::vector<std::string> interface_breaks;
     // The first time that the file could not be read or written.
     std::optional<StorageError> storage_error;
+    // The first guard that spoke.
+    std::optional<GuardFailure> guard_failure;
     // The host had no memory left to answer with.
     bool out_of_memory = false;
     // How many there were in all, those repeated or left out included.
@@ -74,6 +77,7 @@ class HostCall {
     void refuse(std::string_view slot, std::string_view reason);
     void report_break(std::string_view slot, std::string_view reason);
     void report_storage(const StorageError& error);
+    void report_guard(const GuardFailure& failure);
     void report_no_memory() noexcept { problems_.out_of_memory = true; }
     const CallProblems& problems() const { return problems_; }
 
@@ -129,6 +133,8 @@ auto answer(const char* slot, Work work) noexcept {
         call->report_break(slot, error.what());
     } catch (const StorageError& error) {
         call->report_storage(error);
+    } catch (const GuardFailure& failure) {
+        call->report_guard(failure);
     } catch (const std::bad_alloc&) {
         call->report_no_memory();
     } catch (const std::exception& error) {

@@ -21,7 +21,7 @@ struct UnitOutcome {
     bool is_good() const {
         return succeeded && problems.refused_requests.empty() &&
                problems.interface_breaks.empty() && !problems.storage_error &&
-               !problems.out_of_memory;
+               !problems.guard_failure && !problems.out_of_memory;
     }
 };
 

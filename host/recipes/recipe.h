@@ -15,6 +15,7 @@ struct Step {
     std::string name;           // unique in its recipe; of a single run, the unit's short name
     const Unit* unit = nullptr; // never null; the library's, valid until unload
     ParameterValues values;     // as given; what was not given has its declared default
+    std::vector<std::string> accept = {}; // guards (host/guards/guards.h) that do not refuse it
 };
 
 struct Recipe {

@@ -57,8 +57,8 @@ class Fields {
 
 class RecipeReader {
   public:
-    RecipeReader(const PluginLibrary& library, RecipeProblems& problems, const CheckValues& check)
-        : library_(library), problems_(problems), check_(check), variables_(problems) {}
+    RecipeReader(const PluginLibrary& library, RecipeProblems& problems, const RecipeChecks& checks)
+        : library_(library), problems_(problems), checks_(checks), variables_(problems) {}
 
     Recipe read(const YamlNode& root, std::span<const std::string> settings) {
         Recipe recipe;
@@ -114,17 +114,18 @@ class RecipeReader {
         for (const YamlNode& step : node->items) {
             if (is_of_kind(step, Kind::Map,
                            "a step is a map with the keys name, unit, "
-                           "parameters")) {
+                           "parameters, accept")) {
                 recipe.steps.push_back(read_step(step));
             }
         }
     }
 
     Step read_step(const YamlNode& node) {
-        const Fields fields(node, {"name", "unit", "parameters"}, problems_);
+        const Fields fields(node, {"name", "unit", "parameters", "accept"}, problems_);
         Step step;
         step.unit = read_unit(node, fields.find("unit"));
         step.name = read_name(node, fields.find("name"), step.unit);
+        step.accept = read_accepted(fields.find("accept"));
         const YamlNode* parameters = fields.find("parameters");
         const bool has_parameters =
             parameters != nullptr && parameters->kind != Kind::Null &&
@@ -177,6 +178,27 @@ class RecipeReader {
         return name;
     }
 
+    std::vector<std::string> read_accepted(const YamlNode* node) {
+        std::vector<std::string> names;
+        if (node == nullptr || node->kind == Kind::Null ||
+            !is_of_kind(*node, Kind::List, "'accept' is a list of the names of guards")) {
+            return names;
+        }
+        for (const YamlNode& item : node->items) {
+            if (!is_of_kind(item, Kind::Scalar, "a guard is accepted by its name")) {
+                continue;
+            }
+            if (std::ranges::find(checks_.guards, item.text) == checks_.guards.end()) {
+                problems_.add(
+                    item.place,
+                    fmt::format("no guard '{}' (known: {})", item.text, join_texts(checks_.guards)),
+                    suggest_nearest(item.text, checks_.guards));
+            }
+            names.push_back(item.text);
+        }
+        return names;
+    }
+
     ParameterValues read_parameters(const Unit& unit, const YamlNode& map, YamlPlace place) {
         const std::size_t problem_count = problems_.count();
         const auto signatures = declare_unit(unit);
@@ -195,8 +217,8 @@ class RecipeReader {
         }
         report_missing(signatures, map, place);
         ParameterValues values(signatures, std::move(given));
-        if (check_ && problems_.count() == problem_count) {
-            report_wrong(check_(unit, values), map, place);
+        if (checks_.values && problems_.count() == problem_count) {
+            report_wrong(checks_.values(unit, values), map, place);
         }
         return values;
     }
@@ -223,7 +245,7 @@ class RecipeReader {
 
     const PluginLibrary& library_;
     RecipeProblems& problems_;
-    const CheckValues& check_;
+    const RecipeChecks& checks_;
     RecipeVariables variables_;
     std::map<std::string, YamlPlace> names_;
 };
@@ -254,7 +276,7 @@ std::string read_text_file(const std::filesystem::path& file) {
 
 Recipe parse_recipe(std::string_view text, std::string_view file,
                     std::span<const std::string> settings, const PluginLibrary& library,
-                    const CheckValues& check) {
+                    const RecipeChecks& checks) {
     RecipeProblems problems(file);
     std::vector<YamlProblem> yaml_problems;
     const auto root = parse_yaml(text, yaml_problems);
@@ -263,7 +285,7 @@ Recipe parse_recipe(std::string_view text, std::string_view file,
     }
     Recipe recipe;
     if (root && root->kind != Kind::Null) {
-        recipe = RecipeReader(library, problems, check).read(*root, settings);
+        recipe = RecipeReader(library, problems, checks).read(*root, settings);
     } else if (yaml_problems.empty()) {
         problems.add({}, "the recipe is empty");
     }
@@ -272,9 +294,9 @@ Recipe parse_recipe(std::string_view text, std::string_view file,
 }
 
 Recipe read_recipe(const std::filesystem::path& file, std::span<const std::string> settings,
-                   const PluginLibrary& library, const CheckValues& check) {
+                   const PluginLibrary& library, const RecipeChecks& checks) {
     refuse_endless_file(file);
-    return parse_recipe(read_text_file(file), file.string(), settings, library, check);
+    return parse_recipe(read_text_file(file), file.string(), settings, library, checks);
 }
 
 } // namespace talvora::host

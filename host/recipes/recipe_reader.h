@@ -11,6 +11,7 @@
 //           SourceGroup: Imu
 //           CutoffFrequency: ${cutoff}
 //           Order: 4
+//         accept: [unusable-filter]
 //
 // Values are read against the types that the units declare. A text in quotes is a text and
 // no number or boolean; without quotes, what stands there is read as the declared type
@@ -34,16 +35,22 @@ namespace talvora::host {
 using CheckValues =
     std::function<std::vector<ParameterProblem>(const Unit& unit, const ParameterValues& values)>;
 
+// What a recipe is held to besides the signatures of its units.
+struct RecipeChecks {
+    std::vector<std::string> guards = {}; // the names that a step may accept
+    CheckValues values = {};              // of the declared types
+};
+
 // The recipe in `text`; `file` is how problems name it, `settings` are "name=value" for its
-// variables. Values of the declared types are checked besides, where there is a check. Throws
+// variables. What is accepted and the values are looked at where the checks say how. Throws
 // RecipeError with everything that is wrong, or PluginError when a unit's own declaration is. The
 // steps point into the library.
 Recipe parse_recipe(std::string_view text, std::string_view file,
                     std::span<const std::string> settings, const PluginLibrary& library,
-                    const CheckValues& check = {});
+                    const RecipeChecks& checks = {});
 
 // The same from a file. Throws a Failure of the input when it cannot be read.
 Recipe read_recipe(const std::filesystem::path& file, std::span<const std::string> settings,
-                   const PluginLibrary& library, const CheckValues& check = {});
+                   const PluginLibrary& library, const RecipeChecks& checks = {});
 
 } // namespace talvora::host

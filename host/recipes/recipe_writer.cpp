@@ -111,6 +111,9 @@ std::string format_step(const Step& step) {
                 fmt::format("      {}: {}\n", signature.key, format_recipe_value(value->second));
         }
     }
+    if (!step.accept.empty()) {
+        text += fmt::format("    accept: {}\n", format_item(step.accept));
+    }
     return text;
 }
 

@@ -187,6 +187,22 @@ ParameterValue read_parameter(ParameterType type, const Json& json) {
     throw std::logic_error("a parameter type without a way to read it");
 }
 
+// Each once, in the order in which they spoke.
+std::vector<std::string> read_accepted(const HistoryRecord& record) {
+    std::vector<std::string> names;
+    for (const Json& guard : record.value("guards", Json::array())) {
+        auto name = value_of<std::string>(guard, "name");
+        if (std::ranges::find(names, name) == names.end()) {
+            names.push_back(std::move(name));
+        }
+    }
+    return names;
+}
+
+bool accepts(const Step& step, const std::string& guard) {
+    return std::ranges::find(step.accept, guard) != step.accept.end();
+}
+
 ParameterValues read_values(const Unit& unit, const HistoryRecord& record) {
     const std::vector<ParameterSignature> signatures = declare_unit(unit);
     ParameterValues::Given given;
@@ -216,7 +232,8 @@ Step extract_step(const HistoryRecord& record, const PluginLibrary& plugin) {
             ExitCode::Plugin,
             fmt::format("the plug-in has no unit '{}', which the history names", unit_name));
     }
-    return {value_of<std::string>(record, "step"), unit, read_values(*unit, record)};
+    return {value_of<std::string>(record, "step"), unit, read_values(*unit, record),
+            read_accepted(record)};
 }
 
 // Steps of several runs may be called the same.
@@ -266,7 +283,8 @@ Json make_sets_json(std::span<const SetObservation> sets) {
 }
 
 HistoryRecord make_record(const RunOrigin& origin, const Recipe& recipe, std::size_t step_index,
-                          const StepObservations& observations, const Json& filters) {
+                          const StepObservations& observations, const Json& filters,
+                          const Json& guards) {
     const Step& step = recipe.steps[step_index];
     const PluginIdentity& plugin = origin.plugin;
     const InputIdentity& input = origin.input;
@@ -285,6 +303,9 @@ HistoryRecord make_record(const RunOrigin& origin, const Recipe& recipe, std::si
         {"attributes", observations.attributes}};
     if (!filters.empty()) {
         record["filters"] = filters;
+    }
+    if (!guards.empty()) {
+        record["guards"] = guards;
     }
     return record;
 }
@@ -327,6 +348,9 @@ bool was_made_by(std::span<const HistoryRecord> history, const RunOrigin& origin
         const Json expected = make_step_json(step);
         return member(member(record, "input"), "sha256") == origin.input.sha256 &&
                member(member(record, "plugin"), "sha256") == origin.plugin.sha256 &&
+               std::ranges::all_of(
+                   read_accepted(record),
+                   [&](const std::string& guard) { return accepts(step, guard); }) &&
                std::ranges::all_of(expected.items(), [&](const auto& item) {
                    return member(record, item.key().c_str()) == item.value();
                });

@@ -19,6 +19,8 @@
 //     filters        of the Butterworth unit alone: what its filter does at each rate, as
 //                    sample_rate, pass_order, corrected_edges, suggested_edges,
 //                    three_db_points (frequencies in Hz), usable and summary (a sentence)
+//     guards         that spoke and were accepted, where there are any: name, step, set (null for
+//                    the step as a whole), text, numbers (those in the text, by name), accepted
 //
 // The same input, steps, programs and time give the same bytes.
 #pragma once
@@ -72,10 +74,11 @@ InputIdentity identify_input(const std::filesystem::path& file);
 // As "sets" of a record.
 nlohmann::ordered_json make_sets_json(std::span<const SetObservation> sets);
 
-// `filters` as the member of this name; an empty document leaves it out.
+// `filters` and `guards` as the members of these names; an empty document leaves one out.
 HistoryRecord make_record(const RunOrigin& origin, const Recipe& recipe, std::size_t step_index,
                           const StepObservations& observations,
-                          const nlohmann::ordered_json& filters);
+                          const nlohmann::ordered_json& filters,
+                          const nlohmann::ordered_json& guards = {});
 
 // Oldest first; empty for a file without a history. Throws a Failure of the input, `source` in
 // front, when one of the attributes holds something else.
@@ -85,12 +88,13 @@ void append_history(DataTree& tree, std::span<const HistoryRecord> records);
 // The records of the last run.
 std::span<const HistoryRecord> last_run(std::span<const HistoryRecord> history);
 
-// True when the last run came from the same steps, plug-in and input content.
+// True when the last run came from the same steps, plug-in and input content, and no guard spoke
+// in it that the steps do not accept.
 bool was_made_by(std::span<const HistoryRecord> history, const RunOrigin& origin,
                  const Recipe& recipe);
 
-// The steps of the records. Throws a Failure of the plug-in when it lacks a unit, or a unit
-// a parameter, that they name.
+// The steps of the records, each accepting the guards that spoke in it. Throws a Failure of the
+// plug-in when it lacks a unit, or a unit a parameter, that they name.
 Recipe extract_recipe(std::span<const HistoryRecord> records, const PluginLibrary& plugin);
 
 } // namespace talvora::host

@@ -1,6 +1,7 @@
 // What comes of a job: what is said on the way, and what was done.
 #pragma once
 
+#include "host/guards/guard_finding.h"
 #include "host/text/failure.h"
 #include "host/text/message_level.h"
 #include "host/tree/observed_tree.h"
@@ -46,6 +47,7 @@ struct JobResult {
     bool written = false; // the output was made
     bool skipped = false; // an earlier run had made it
     std::vector<StepResult> steps;
+    std::vector<GuardFinding> guards = {}; // all that spoke, of each step, accepted ones too
 };
 
 } // namespace talvora::host

@@ -1,5 +1,6 @@
 #include "host/runs/job_step.h"
 
+#include "host/filters/filter_fault.h"
 #include "host/filters/filter_report.h"
 #include "host/filters/known_units.h"
 #include "host/filters/step_hints.h"
@@ -21,7 +22,7 @@
 namespace talvora::host {
 namespace {
 
-constexpr std::size_t MAX_SENTENCES = 3;
+constexpr std::size_t MAX_SENTENCES = 3; // about things of one kind
 
 MessageLevel to_message_level(Message::Level level) {
     switch (level) {
@@ -97,6 +98,9 @@ class StepRun {
         if (const auto& error = outcome.problems.storage_error) {
             throw StorageError(*error);
         }
+        if (const auto& failure = outcome.problems.guard_failure) {
+            throw GuardFailure(*failure);
+        }
         if (outcome.problems.out_of_memory) {
             throw std::bad_alloc();
         }
@@ -142,12 +146,68 @@ std::string describe_remedy(const FilterFacts& facts, const FilterWarning& warni
                              warning.choice);
 }
 
+// ---------------------------------------------------------------------------
+// Guards
+
+std::string describe_finding(const GuardFinding& finding) {
+    return fmt::format("{}{}: {}{}", finding.guard, finding.accepted ? " (accepted)" : "",
+                       finding.set.empty() ? "" : finding.set + ": ", finding.text);
+}
+
+// What one guard found in one step.
+void tell_of_one_guard(std::span<const GuardFinding> findings, const TellMessage& tell) {
+    const GuardFinding& first = findings.front();
+    const MessageLevel level = first.accepted ? MessageLevel::Warning : MessageLevel::Error;
+    for (const GuardFinding& finding : findings.first(std::min(MAX_SENTENCES, findings.size()))) {
+        tell({level, describe_finding(finding), finding.step});
+    }
+    if (findings.size() > MAX_SENTENCES) {
+        tell({level,
+              fmt::format("{}: {}, which --json tells", first.guard,
+                          count_things(findings.size() - MAX_SENTENCES, "further finding")),
+              first.step});
+    }
+    if (!first.accepted) {
+        tell({MessageLevel::Hint, fmt::format("{}{}--accept {} keeps it", first.remedy,
+                                              first.remedy.empty() ? "" : "; ", first.guard)});
+    }
+}
+
 } // namespace
+
+void tell_findings(std::span<const GuardFinding> findings, const TellMessage& tell) {
+    while (!findings.empty()) {
+        const auto next = std::ranges::find_if(findings, [&](const GuardFinding& finding) {
+            return finding.guard != findings.front().guard;
+        });
+        const auto count = static_cast<std::size_t>(next - findings.begin());
+        tell_of_one_guard(findings.first(count), tell);
+        findings = findings.subspan(count);
+    }
+}
+
+void tell_warnings(const Step& step, std::span<const StepWarning> warnings,
+                   const TellMessage& tell) {
+    const std::size_t told = std::min(MAX_SENTENCES, warnings.size());
+    for (const auto& [text, hint] : warnings.first(told)) {
+        tell({MessageLevel::Warning, text, step.name});
+    }
+    if (warnings.size() > told) {
+        tell({MessageLevel::Warning, count_things(warnings.size() - told, "further warning"),
+              step.name});
+    }
+    if (!warnings.empty()) {
+        tell({MessageLevel::Hint, warnings.front().hint});
+    }
+}
 
 void tell_filters(const Step& step, std::span<const FilterFacts> filters, const TellMessage& tell) {
     for (const FilterFacts& facts : filters) {
         const std::string sets = list_some(facts.sets);
         tell({MessageLevel::Detail, fmt::format("{}: {}", sets, summarise(facts)), step.name});
+        if (find_fault(facts.design)) {
+            continue;
+        }
         for (const FilterWarning& warning : find_warnings(facts)) {
             tell({MessageLevel::Warning, fmt::format("{}: {}", sets, warning.text), step.name});
             tell({MessageLevel::Hint, describe_remedy(facts, warning)});

@@ -2,6 +2,8 @@
 #pragma once
 
 #include "host/filters/filter_facts.h"
+#include "host/guards/guard_finding.h"
+#include "host/guards/step_warnings.h"
 #include "host/recipes/recipe.h"
 #include "host/runs/job_result.h"
 #include "host/text/failure.h"
@@ -17,7 +19,15 @@ struct StepFailed {
     ExitCode code;
 };
 
-// What the filters of the step do. Told before the step, so that who reads along can stop it.
+// What guards found, those that are not accepted as errors.
+void tell_findings(std::span<const GuardFinding> findings, const TellMessage& tell);
+
+// A few of one step's warnings, and how many there are besides.
+void tell_warnings(const Step& step, std::span<const StepWarning> warnings,
+                   const TellMessage& tell);
+
+// What the filters of the step do; what is wrong with them is for a guard to say. Told before the
+// step, so that who reads along can stop it.
 void tell_filters(const Step& step, std::span<const FilterFacts> filters, const TellMessage& tell);
 
 // Runs the step's unit, telling what it says; `source` is the file's name in hints. Throws

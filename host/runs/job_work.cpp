@@ -3,7 +3,8 @@
 #include "host/filters/filter_report.h"
 #include "host/filters/known_units.h"
 #include "host/filters/step_filters.h"
-#include "host/filters/step_sets.h"
+#include "host/filters/step_sources.h"
+#include "host/guards/guards.h"
 #include "host/interface/path_patterns.h"
 #include "host/runs/input_files.h"
 #include "host/runs/job_step.h"
@@ -20,8 +21,10 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <future>
+#include <map>
 #include <memory>
 #include <span>
 #include <string>
@@ -42,7 +45,7 @@ std::future<InputIdentity> identify_beside(const fs::path& input) {
 // That the step reads, and writes where it works in place.
 std::uint64_t expect_samples(const Step& step, DataTree& tree) {
     std::uint64_t count = 0;
-    for (const ObjectId set : find_step_sets(step.values, tree)) {
+    for (const ObjectId set : find_source_sets(step.values, tree)) {
         count += count_samples(tree.extents(set));
     }
     return works_in_place(step.values.signatures()) ? 2 * count : count;
@@ -60,7 +63,8 @@ class JobRun {
         return {.exit_code = code,
                 .written = code == ExitCode::Done && !skipped_ && !work_.dry_run,
                 .skipped = skipped_,
-                .steps = std::move(steps_)};
+                .steps = std::move(steps_),
+                .guards = std::move(guards_)};
     }
 
   private:
@@ -166,7 +170,7 @@ class JobRun {
         observed.on_samples([&](const SampleRequest& request) { meter_.add(request, cached); });
         std::vector<StepObservations> observations;
         for (const Step& step : work_.recipe.steps) {
-            observations.push_back(run_one_step(step, cached, observed));
+            observations.push_back(run_one_step(step, cached, observed, tree));
         }
         cached.flush();
         tell_narrowed(tree.narrowed_sets());
@@ -178,24 +182,91 @@ class JobRun {
         return written;
     }
 
-    StepObservations run_one_step(const Step& step, CachedTree& cached, ObservedTree& observed) {
+    StepObservations run_one_step(const Step& step, CachedTree& cached, ObservedTree& observed,
+                                  Hdf5Tree& stored) {
         const std::string source = job_.input.string();
         // The record keeps the parameters as given; the unit gets the names that they stand for.
-        const Step expanded{step.name, step.unit, expand_patterns(step.values, cached, source)};
+        Step expanded = step;
+        expanded.values = expand_patterns(step.values, cached, source);
         const std::vector<FilterFacts> filters = find_step_filters(expanded, cached);
+        GuardedStep guarded{expanded, cached, filters, source, nullptr, {}};
+        heed(find_guarded(guarded, GuardTime::BeforeSamples));
+        tell_warnings(step, find_warnings(guarded, GuardTime::BeforeSamples), tell_);
         tell_filters(step, filters, tell_);
         meter_.begin_step(expect_samples(expanded, cached));
-        run_step(expanded, observed, source, tell_);
+        run_unit_of(expanded, observed);
         StepObservations observations = observed.finish_step();
+        guarded.done = &observations;
+        guarded.narrowed = find_narrowed(observations.sets, stored);
+        heed(find_guarded(guarded, GuardTime::AfterStep));
+        tell_warnings(step, find_warnings(guarded, GuardTime::AfterStep), tell_);
+        observations.gaps.clear(); // they can take as much memory as the samples
         steps_.push_back({step.name, step.unit->name, observations.sets, make_json(filters)});
         return observations;
+    }
+
+    // Of the sets that a step wrote; nothing where the input stays.
+    std::map<std::string, SampleType> find_narrowed(std::span<const SetObservation> sets,
+                                                    Hdf5Tree& stored) const {
+        std::map<std::string, SampleType> narrowed;
+        if (job_.output != job_.input) {
+            return narrowed;
+        }
+        for (const SetObservation& set : sets) {
+            const SampleType type = stored.original_type(set.path);
+            if (set.written && set.before && type != SampleType::Float32) {
+                narrowed.emplace(set.path, type);
+            }
+        }
+        return narrowed;
+    }
+
+    void run_unit_of(const Step& step, ObservedTree& observed) {
+        try {
+            run_step(step, observed, job_.input.string(), tell_);
+        } catch (const GuardFailure& failure) {
+            const auto& hints = failure.hints();
+            heed({{.guard = failure.guard(),
+                   .step = step.name,
+                   .text = failure.what(),
+                   .remedy = hints.empty() ? "" : hints.front()}});
+        }
+    }
+
+    // What was foreseen and accepted is found once more when it has come.
+    bool is_known(const GuardFinding& finding) const {
+        return std::ranges::any_of(guards_, [&](const GuardFinding& known) {
+            return known.guard == finding.guard && known.step == finding.step &&
+                   known.set == finding.set;
+        });
+    }
+
+    // Ends the work when a guard spoke that is not accepted.
+    void heed(std::vector<GuardFinding> findings) {
+        std::erase_if(findings, [&](const GuardFinding& finding) { return is_known(finding); });
+        tell_findings(findings, tell_);
+        guards_.insert(guards_.end(), findings.begin(), findings.end());
+        if (!std::ranges::all_of(findings, &GuardFinding::accepted)) {
+            throw StepFailed{ExitCode::UnitFailed};
+        }
+    }
+
+    // As the history has them.
+    nlohmann::ordered_json list_accepted(const std::string& step) const {
+        auto list = nlohmann::ordered_json::array();
+        for (const GuardFinding& finding : guards_) {
+            if (finding.step == step) {
+                list.push_back(make_json(finding));
+            }
+        }
+        return list;
     }
 
     std::vector<HistoryRecord> make_records(std::span<const StepObservations> observations) const {
         std::vector<HistoryRecord> records;
         for (std::size_t i = 0; i < observations.size(); ++i) {
-            records.push_back(
-                make_record(origin_, work_.recipe, i, observations[i], steps_[i].filters));
+            records.push_back(make_record(origin_, work_.recipe, i, observations[i],
+                                          steps_[i].filters, list_accepted(steps_[i].name)));
         }
         return records;
     }
@@ -231,9 +302,6 @@ class JobRun {
             tell_({MessageLevel::Info,
                    fmt::format("{}: {}", job_.input.string(), describe_narrowing(set))});
         }
-        if (job_.output == job_.input) {
-            refuse_narrowing(sets, job_.input.string());
-        }
     }
 
     void tell_notes(const std::vector<std::string>& notes) const {
@@ -248,6 +316,7 @@ class JobRun {
     const TellMessage& tell_;
     WorkMeter meter_;
     std::vector<StepResult> steps_;
+    std::vector<GuardFinding> guards_;
     ContentMark content_; // of the input, as it was copied
     bool skipped_ = false;
 };

@@ -1,8 +1,5 @@
 #include "host/runs/narrowed_sets.h"
 
-#include "host/text/failure.h"
-#include "host/text/plural.h"
-
 #include <fmt/format.h>
 
 namespace talvora::host {
@@ -20,19 +17,6 @@ std::string describe_narrowing(const NarrowedSet& set) {
     const bool is_float = set.type == SampleType::Float16 || set.type == SampleType::Float64;
     return fmt::format("{}: {}, {} in the result; {}", set.path, describe_sample_type(set.type),
                        is_float ? "32-bit" : "32-bit floats", describe_change(set.change));
-}
-
-void refuse_narrowing(std::span<const NarrowedSet> sets, const std::string& source) {
-    if (sets.empty()) {
-        return;
-    }
-    const std::string others =
-        sets.size() == 1 ? ""
-                         : fmt::format(" (and {})", count_things(sets.size() - 1, "other set"));
-    throw Failure(ExitCode::UnitFailed,
-                  fmt::format("{}: {}{}: the input is not replaced by that", source,
-                              describe_narrowing(sets.front()), others),
-                  {"-o FILE or --out-dir FOLDER writes the result beside it"});
 }
 
 } // namespace talvora::host

@@ -81,6 +81,9 @@ JobResult parse_result(const Json& json) {
     for (const Json& step : json.at("steps")) {
         result.steps.push_back(parse_step(step));
     }
+    for (const Json& guard : json.at("guards")) {
+        result.guards.push_back(parse_finding(guard));
+    }
     return result;
 }
 
@@ -125,10 +128,15 @@ Json make_json(const JobResult& result) {
     for (const StepResult& step : result.steps) {
         steps.push_back(make_step(step));
     }
+    Json guards = Json::array();
+    for (const GuardFinding& finding : result.guards) {
+        guards.push_back(make_json(finding));
+    }
     return {{"exit_code", static_cast<int>(result.exit_code)},
             {"written", result.written},
             {"skipped", result.skipped},
-            {"steps", steps}};
+            {"steps", steps},
+            {"guards", guards}};
 }
 
 } // namespace talvora::host

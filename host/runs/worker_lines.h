@@ -25,6 +25,7 @@ nlohmann::ordered_json make_json(const JobMessage& message);
 
 //     exit_code, written, skipped
 //     steps   name, unit, sets and filters as in the history
+//     guards  that spoke, as in the history, those too that were not accepted
 nlohmann::ordered_json make_json(const JobResult& result);
 
 } // namespace talvora::host

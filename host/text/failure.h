@@ -24,4 +24,17 @@ class Failure : public std::runtime_error {
     std::vector<std::string> hints_;
 };
 
+// Thrown where a guard (host/guards/guards.h) speaks in the middle of a step's work, which it
+// breaks off: the text says what would mislead, without the names of file, step and guard.
+class GuardFailure : public Failure {
+  public:
+    GuardFailure(std::string guard, const std::string& text, std::vector<std::string> hints = {})
+        : Failure(ExitCode::UnitFailed, text, std::move(hints)), guard_(std::move(guard)) {}
+
+    const std::string& guard() const { return guard_; }
+
+  private:
+    std::string guard_;
+};
+
 } // namespace talvora::host

@@ -1,21 +1,29 @@
 #include "host/tree/gaps.h"
 
 #include <algorithm>
+#include <bit>
+#include <cmath>
 #include <cstddef>
 
 namespace talvora::host {
 namespace {
 
-// Short enough for a 32-bit counter in vector registers, long enough to be worth it.
-constexpr std::size_t BLOCK_SAMPLES = 4096;
+// Short enough to be gone through again for one sample, long enough to be worth it.
+constexpr std::size_t BLOCK_SAMPLES = 256;
+
+// NaN and infinities have all bits of the exponent set.
+bool is_finite(float sample) {
+    constexpr std::uint32_t EXPONENT = 0x7F80'0000;
+    return (std::bit_cast<std::uint32_t>(sample) & EXPONENT) != EXPONENT;
+}
 
 // No branch on the sample, so that the compiler makes vector instructions of it.
-std::uint32_t count_missing(std::span<const float> block) {
+bool are_finite(std::span<const float> block) {
     std::uint32_t count = 0;
     for (const float sample : block) {
-        count += sample != sample ? 1U : 0U;
+        count += is_finite(sample) ? 0U : 1U;
     }
-    return count;
+    return count == 0;
 }
 
 } // namespace
@@ -23,15 +31,24 @@ std::uint32_t count_missing(std::span<const float> block) {
 void GapList::append(std::span<const float> samples) {
     while (!samples.empty()) {
         const auto block = samples.first(std::min(samples.size(), BLOCK_SAMPLES));
-        if (count_missing(block) > 0) {
-            for (std::size_t i = 0; i < block.size(); ++i) {
-                if (block[i] != block[i]) {
-                    add_missing(next_ + i);
-                }
-            }
+        if (!are_finite(block)) {
+            look_through(block);
         }
         next_ += block.size();
         samples = samples.subspan(block.size());
+    }
+}
+
+void GapList::look_through(std::span<const float> block) {
+    for (std::size_t i = 0; i < block.size(); ++i) {
+        if (is_finite(block[i])) {
+            continue;
+        }
+        if (std::isnan(block[i])) {
+            add_missing(next_ + i);
+        } else {
+            ++infinite_count_;
+        }
     }
 }
 

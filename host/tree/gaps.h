@@ -14,8 +14,8 @@ struct Gap {
     friend bool operator==(const Gap&, const Gap&) = default;
 };
 
-// The gaps of a set, found while its samples go by. Costs little more than reading them
-// where few are missing.
+// The gaps of a set, found while its samples go by, and how many of them are infinite. Costs
+// little more than reading them where nearly all are finite.
 class GapList {
   public:
     // `line_length` is the last extent.
@@ -27,13 +27,16 @@ class GapList {
     // In the order of their positions.
     std::span<const Gap> gaps() const { return gaps_; }
     std::uint64_t missing_count() const { return missing_count_; }
+    std::uint64_t infinite_count() const { return infinite_count_; }
 
   private:
+    void look_through(std::span<const float> block);
     void add_missing(std::uint64_t position);
 
     std::uint64_t line_length_;
     std::uint64_t next_ = 0;
     std::uint64_t missing_count_ = 0;
+    std::uint64_t infinite_count_ = 0;
     std::vector<Gap> gaps_;
 };
 

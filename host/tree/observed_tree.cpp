@@ -88,14 +88,21 @@ SetObservation ObservedTree::conclude(ObjectId set, Watched& watched) {
 }
 
 StepObservations ObservedTree::finish_step() {
-    StepObservations step;
+    std::vector<std::pair<SetObservation, SetGaps>> seen;
     for (auto& [set, watched] : watched_) {
         if (watched.read || watched.written) {
-            step.sets.push_back(conclude(set, watched));
+            const SetObservation observation = conclude(set, watched);
+            seen.push_back(
+                {observation, {watched.before ? watched.before->gaps : nullptr, watched.gaps}});
         }
         watched = {.gaps = watched.gaps, .rate = watched.rate};
     }
-    std::ranges::sort(step.sets, {}, &SetObservation::path);
+    std::ranges::sort(seen, {}, [](const auto& set) { return set.first.path; });
+    StepObservations step;
+    for (auto& [observation, gaps] : seen) {
+        step.sets.push_back(std::move(observation));
+        step.gaps.push_back(std::move(gaps));
+    }
     step.attributes = std::exchange(attributes_, {});
     return step;
 }

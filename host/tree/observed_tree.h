@@ -41,8 +41,15 @@ struct SetObservation {
     std::optional<std::uint64_t> filled_gap_count;
 };
 
+// Where samples of a set are missing, for who looks closer than at their counts.
+struct SetGaps {
+    std::shared_ptr<const GapList> before; // null for a set that the step made
+    std::shared_ptr<const GapList> after;
+};
+
 struct StepObservations {
     std::vector<SetObservation> sets; // by path
+    std::vector<SetGaps> gaps;        // of each of these
     // Names of the attributes written, by the path of their object.
     std::map<std::string, std::set<std::string>> attributes;
 };

@@ -40,6 +40,11 @@ TEST_F(Completion, OffersTheWordsThatAValueIsOneOf) {
     EXPECT_EQ(complete({"design", "ZeroLagBandP"}), "ZeroLagBandPass\n");
 }
 
+TEST_F(Completion, OffersGuardsToAccept) {
+    EXPECT_EQ(complete({"run", "apply-set-rectify", "--accept", "nothing"}), "nothing-done\n");
+    EXPECT_EQ(complete({"run", "apply-set-rectify", "--out-dir", "nothing"}), "");
+}
+
 TEST_F(Completion, OffersTheParametersOfAUnitThatTheHostDoesNotKnow) {
     EXPECT_EQ(complete({"run", "test.trouble.fail", ""},
                        {.environment = {{"TALVORA_PLUGIN_PATH", TROUBLE_PLUGIN}}}),

@@ -120,26 +120,27 @@ TEST_F(History, HasNoEnd) {
     EXPECT_THAT(run({"tree", "long.h5", "--attributes"}).output, Not(HasSubstr("talvora_history")));
 }
 
-// What each unit needs beyond SourceGroup to do its work on the recording.
+// What each unit needs to do its work on the recording.
 const std::pair<const char*, std::vector<std::string>> UNITS[] = {
-    {"apply-set-rectify", {}},
-    {"apply-set-opposite", {}},
-    {"apply-set-baseline-offset", {}},
-    {"apply-set-downsample", {"HintSet=Slow/Z"}},
-    {"apply-set-fill-gap", {"HintMaxGapLength=1"}},
-    {"apply-set-butterworth", {"CutoffFrequency=2", "Order=2"}},
-    {"average-set", {"DestinationGroup=Results"}},
-    {"average-set-2", {"DestinationSet=Results/Means"}},
-    {"extract-set-maximum-extrema", {"DestinationGroup=Results"}}};
+    {"apply-set-rectify", {"SourceGroup=Signals"}},
+    {"apply-set-opposite", {"SourceGroup=Signals"}},
+    {"apply-set-baseline-offset", {"SourceGroup=Long"}},
+    {"apply-set-downsample", {"SourceGroup=Signals", "HintSet=Slow/Z"}},
+    {"apply-set-fill-gap", {"SourceGroup=Signals", "HintMaxGapLength=1"}},
+    {"apply-set-butterworth", {"SourceGroup=Long", "CutoffFrequency=2", "Order=2"}},
+    {"average-set", {"SourceGroup=Signals", "DestinationGroup=Results"}},
+    {"average-set-2", {"SourceGroup=Signals", "DestinationSet=Results/Means"}},
+    {"extract-set-maximum-extrema", {"SourceGroup=Signals", "DestinationGroup=Results"}}};
 
 TEST_F(History, KnowsWhatEveryUnitReadAndWrote) {
     ASSERT_EQ(std::size(UNITS), std::ranges::count(test_support::UNIT_TABLE, nullptr,
                                                    &test_support::ListedUnit::alias_of));
     write_file(folder_ / "slow.csv", "Z\n1\n2\n3\n");
     run({"import", "slow.csv", "-o", "walk.h5", "--append", "--group", "Slow", "--rate", "5"});
+    write_file(folder_ / "long.csv", "W\n1\n2\n3\n4\n5\n6\n7\n8\n9\n");
+    run({"import", "long.csv", "-o", "walk.h5", "--append", "--group", "Long", "--rate", "10"});
     for (const auto& [unit, parameters] : UNITS) {
-        Program::Words words = {"run",    unit,     "SourceGroup=Signals", "walk.h5", "-o",
-                                "out.h5", "--force"};
+        Program::Words words = {"run", unit, "walk.h5", "-o", "out.h5", "--force"};
         words.insert(words.end(), parameters.begin(), parameters.end());
         const auto result = run(words);
         ASSERT_EQ(result.exit_code, 0) << unit << result.errors;

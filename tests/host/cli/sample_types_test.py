@@ -364,12 +364,24 @@ class InPlace(SampleTypes):
             add_set(file, "Imu/Y", np.arange(5))
         before = (self.folder / "in.h5").read_bytes()
         errors = self.opposite("--in-place", "--backup", code=1).stderr
-        self.assertIn("error: in.h5: Imu/X: 64-bit floats, 32-bit in the result; largest change "
-                      "3.0e-08 of the largest sample (and 1 other set): the input is not replaced "
-                      "by that\nhint: -o FILE or --out-dir FOLDER writes the result beside it\n",
-                      errors)
+        self.assertIn("error: in.h5: apply-set-opposite: narrowing: Imu/X: is of 64-bit floats, and "
+                      "would be of 32-bit floats in the place of the input\n", errors)
+        self.assertIn("narrowing: Imu/Y: is of 64-bit integers, and", errors)
+        self.assertIn("hint: -o FILE or --out-dir FOLDER writes the result beside it; --accept "
+                      "narrowing keeps it\n", errors)
         self.assertEqual((self.folder / "in.h5").read_bytes(), before)
         self.assertEqual(os.listdir(self.folder), ["in.h5"])
+
+    def test_what_is_narrowed_by_name_stands_in_the_place_of_the_input(self):
+        with self.make() as file:
+            add_set(file, "Imu/X", np.array([1 + 2.0**-25, 1]))
+        errors = self.opposite("--in-place", "--accept", "narrowing").stderr
+        self.assertIn("warning: in.h5: apply-set-opposite: narrowing (accepted): Imu/X: ", errors)
+        self.assertIn("info: in.h5: Imu/X: 64-bit floats, 32-bit in the result; largest change "
+                      "3.0e-08 of the largest sample\n", errors)
+        with self.read("in.h5") as file:
+            self.assertEqual(file["Imu/X"].dtype, np.float32)
+            np.testing.assert_array_equal(file["Imu/X"], [-1, -1])
 
     def test_single_floats_and_what_is_only_read_go_in_place(self):
         with self.make() as file:

@@ -43,6 +43,12 @@ TEST(KnownUnits, AreKnownByBothTheirIdentifiers) {
     EXPECT_FALSE(makes_filter(make_unit("orvane.signal.apply-set-fill-gap")));
 }
 
+TEST(KnownUnits, ChangeRatesOnce) {
+    EXPECT_TRUE(changes_rates(make_unit("orvane.signal.apply-set-downsample")));
+    EXPECT_TRUE(changes_rates(make_unit("signal.set-downsample")));
+    EXPECT_FALSE(changes_rates(make_unit("orvane.signal.apply-set-butterworth")));
+}
+
 TEST(KnownUnits, ShowInTheirExampleWhatNoSignatureTells) {
     const Signatures signatures = parse({"SourceGroup: string"});
     const auto example = [&](const char* name) {
@@ -66,6 +72,23 @@ TEST(KnownUnits, HaveTheKeysThatThePluginDeclares) {
     keys.insert(keys.end(), FILTER_KEYS.begin(), FILTER_KEYS.end());
     for (const std::string_view key : keys) {
         EXPECT_THAT(signatures, testing::Contains(testing::Field(&ParameterSignature::key, key)));
+    }
+}
+
+TEST(KnownUnits, HaveTheKeysOfSingleUnitsThatThePluginDeclares) {
+    const PluginLibrary plugin(SIGNAL_PLUGIN);
+    const std::pair<const char*, std::vector<std::string_view>> UNITS[] = {
+        {"apply-set-baseline-offset", {AXIS_KEY}},
+        {"apply-set-butterworth", {AXIS_KEY}},
+        {"apply-set-downsample", {AXIS_KEY, HINT_GROUP_KEY, HINT_SET_KEY}},
+        {"apply-set-opposite", {AXIS_KEY, COMPONENTS_KEY}},
+        {"average-set", {NAMES_FILTER_KEY, METRIC_FILTER_KEY}}};
+    for (const auto& [name, keys] : UNITS) {
+        const Signatures signatures = declare_unit(*plugin.find_unit(name));
+        for (const std::string_view key : keys) {
+            EXPECT_THAT(signatures,
+                        testing::Contains(testing::Field(&ParameterSignature::key, key)));
+        }
     }
 }
 

@@ -148,5 +148,23 @@ TEST_F(RecipeReader, RefusesAFileThatCannotBeReadToItsEnd) {
                     "/proc/self/mem: cannot be read to its end: Input/output error"));
 }
 
+// ---------------------------------------------------------------------------
+// Guards that a step accepts
+
+using AcceptedGuards = RecipeTest;
+
+TEST_F(AcceptedGuards, AreAListOfNames) {
+    const std::string step = "steps:\n  - unit: apply-set-rectify\n    accept: ";
+    EXPECT_EQ(read(step + "[first-guard]\n").steps.at(0).accept, Texts{"first-guard"});
+    EXPECT_EQ(read(step + "\n").steps.at(0).accept, Texts{});
+    EXPECT_EQ(problems_of(step + "first-guard\n"),
+              Texts{"r.yaml:3:13: 'accept' is a list of the names of guards (this is "
+                    "'first-guard')"});
+    EXPECT_EQ(problems_of(step + "[[first-guard], frist-guard]\n"),
+              (Texts{"r.yaml:3:14: a guard is accepted by its name (this is a list)",
+                     "r.yaml:3:29: no guard 'frist-guard' (known: first-guard, second-guard)"}));
+    EXPECT_EQ(hint_for(step + "[frist-guard]\n"), "did you mean 'first-guard'?");
+}
+
 } // namespace
 } // namespace talvora::host

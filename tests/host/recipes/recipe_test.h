@@ -22,7 +22,8 @@ class RecipeTest : public testing::Test {
     }
 
     static Recipe read(std::string_view text, const Texts& settings = {}) {
-        return parse_recipe(text, "r.yaml", settings, library());
+        return parse_recipe(text, "r.yaml", settings, library(),
+                            {.guards = {"first-guard", "second-guard"}});
     }
 
     static std::vector<ParameterProblem> find_problems(std::string_view text,

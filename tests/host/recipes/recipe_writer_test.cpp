@@ -187,6 +187,14 @@ std::string use_optional(std::string skeleton) {
     return skeleton;
 }
 
+TEST_F(RecipeWriter, KeepsTheGuardsThatAStepAccepts) {
+    Recipe recipe;
+    recipe.steps = {make_step(library(), "apply-set-rectify", {})};
+    EXPECT_THAT(format_recipe(recipe), testing::Not(HasSubstr("accept")));
+    recipe.steps[0].accept = {"second-guard", "first-guard"};
+    EXPECT_EQ(read(format_recipe(recipe)).steps.at(0).accept, recipe.steps[0].accept);
+}
+
 TEST_F(RecipeSkeleton, OfEveryUnitIsARecipeOnceItsRequiredParametersAreFilledIn) {
     for (const Unit& unit : library().units()) {
         const auto signatures = declare_unit(unit);

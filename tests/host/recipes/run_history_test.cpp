@@ -69,6 +69,13 @@ TEST_F(RunHistory, RecordsWhatFiltersDoWhereThereAreAny) {
         make_record(origin_, recipe_, 0, {}, nlohmann::ordered_json::array()).contains("filters"));
 }
 
+TEST_F(RunHistory, RecordsTheGuardsThatWereAccepted) {
+    const auto guards = nlohmann::ordered_json::parse(R"([{"name":"nothing-done"}])");
+    EXPECT_EQ(make_record(origin_, recipe_, 0, {}, {}, guards).at("guards"), guards);
+    EXPECT_FALSE(make_record(origin_, recipe_, 0, {}, {}, nlohmann::ordered_json::array())
+                     .contains("guards"));
+}
+
 TEST_F(RunHistory, ReadsWhatItWroteOldestFirst) {
     MemoryTree tree;
     EXPECT_THAT(read_history(tree, "file.h5"), IsEmpty());
@@ -178,6 +185,16 @@ TEST_F(RunHistory, KnowsARunByItsStepsPluginAndInput) {
     recipe = recipe_;
     recipe.steps[1].values = recipe.steps[0].values;
     EXPECT_FALSE(was_made_by(history, origin_, recipe));
+}
+
+TEST_F(RunHistory, KnowsARunByTheGuardsThatItAccepted) {
+    auto history = make_records();
+    history[1]["guards"] = nlohmann::ordered_json::parse(R"([{"name":"a"},{"name":"a"}])");
+    EXPECT_FALSE(was_made_by(history, origin_, recipe_));
+    recipe_.steps[0].accept = {"a"};
+    EXPECT_FALSE(was_made_by(history, origin_, recipe_));
+    recipe_.steps[1].accept = {"b", "a"};
+    EXPECT_TRUE(was_made_by(history, origin_, recipe_));
 }
 
 TEST_F(RunHistory, RefusesWhatIsNoHistory) {

@@ -115,10 +115,26 @@ TEST(WorkerLines, LeaveAwayARateThatIsNoNumber) {
     EXPECT_FALSE(came.steps.at(0).sets.at(0).after.sample_rate);
 }
 
+TEST(WorkerLines, CarryTheGuardsThatSpoke) {
+    const JobResult sent{.exit_code = ExitCode::UnitFailed,
+                         .steps = {},
+                         .guards = {{.guard = "nothing-done",
+                                     .step = "smooth",
+                                     .set = "A/X",
+                                     .text = "no sample changed",
+                                     .remedy = "",
+                                     .numbers = {{"sets_read", 3}},
+                                     .accepted = true}}};
+    const JobResult came = send(sent);
+    ASSERT_EQ(came.guards.size(), 1U);
+    EXPECT_EQ(make_json(came.guards[0]), make_json(sent.guards[0]));
+}
+
 TEST(WorkerLines, CarryAResultWithoutSteps) {
     const JobResult sent{.exit_code = ExitCode::Done, .skipped = true, .steps = {}};
-    EXPECT_EQ(encode_line(sent),
-              R"({"result":{"exit_code":0,"written":false,"skipped":true,"steps":[]}})");
+    EXPECT_EQ(
+        encode_line(sent),
+        R"({"result":{"exit_code":0,"written":false,"skipped":true,"steps":[],"guards":[]}})");
     EXPECT_TRUE(send(sent).skipped);
     EXPECT_THAT(send(sent).steps, IsEmpty());
 }

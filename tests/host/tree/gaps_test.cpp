@@ -45,7 +45,9 @@ TEST(Gaps, FindsTheSameHoweverTheSamplesArePassed) {
 
 TEST(Gaps, TakesInfinitiesAsSamples) {
     const float infinity = std::numeric_limits<float>::infinity();
-    EXPECT_THAT(find(2, {infinity, -infinity}).gaps(), IsEmpty());
+    const GapList list = find(4, {infinity, -infinity, N, 1});
+    EXPECT_THAT(list.gaps(), ElementsAre(Gap{2, 1}));
+    EXPECT_EQ(list.infinite_count(), 2U);
 }
 
 TEST(Gaps, CountsThoseThatWereFilledCompletely) {

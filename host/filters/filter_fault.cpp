@@ -1,0 +1,131 @@
+#include "host/filters/filter_fault.h"
+
+#include "host/filters/filter_facts.h"
+#include "host/filters/known_units.h"
+
+#include <fmt/format.h>
+
+#include <cmath>
+#include <numbers>
+#include <vector>
+
+namespace talvora::host {
+namespace {
+
+using std::numbers::pi;
+
+// ---------------------------------------------------------------------------
+// Edges
+
+// Nothing when all edges are in range. The negations take NaN for out of range.
+std::optional<std::string> find_range_problem(const FilterDesign& design) {
+    const double half_rate = design.sample_rate / 2.0;
+    if (!(design.suggested_edges.front() > 0.0)) {
+        return fmt::format("the lower edge, {:.6g} Hz, is not above 0",
+                           design.suggested_edges.front());
+    }
+    const double edge = design.suggested_edges.back();
+    if (!(edge < half_rate)) {
+        return fmt::format("the edge at {:.6g} Hz is not below half the rate, {:.6g} Hz", edge,
+                           half_rate);
+    }
+    const double corrected = design.corrected_edges.back();
+    if (!(corrected < half_rate)) {
+        return fmt::format("the edge at {:.6g} Hz, moved to {:.6g} Hz for two passes, is not below "
+                           "half the rate, {:.6g} Hz",
+                           edge, corrected, half_rate);
+    }
+    return std::nullopt;
+}
+
+std::string describe_range(const FilterDesign& design) {
+    const double limit = design.sample_rate / 2.0 / dsp::two_pass_correction();
+    return count_edges(design.parameters.bandform) == 1
+               ? fmt::format("{} above 0 and below {:.6g}", CUTOFF_KEY, limit)
+               : fmt::format("{0} - {1} / 2 above 0, and {0} + {1} / 2 below {2:.6g}", CUTOFF_KEY,
+                             BANDWIDTH_KEY, limit);
+}
+
+// ---------------------------------------------------------------------------
+// Digits
+
+// Of a gain: less is no matter beside what a filter is chosen by.
+constexpr double GAIN_TOLERANCE = 0.01;
+
+struct KnownGain {
+    double frequency = 0.0; // Hz
+    double gain = 0.0;      // of both passes
+};
+
+// A band pass, whose width is the inverse of that of its edges: docs/numerics.md derives it.
+std::vector<KnownGain> list_band_pass_gains(const FilterDesign& design) {
+    const auto warp = [&](double edge) { return std::tan(pi * edge / design.sample_rate); };
+    const auto unwarp = [&](double tangent) {
+        return design.sample_rate / pi * std::atan(tangent);
+    };
+    const double lower = warp(design.corrected_edges.front());
+    const double upper = warp(design.corrected_edges.back());
+    const double product = lower * upper;
+    const double width = 1.0 / (16.0 * (upper - lower));
+    const double first = 2.0 * product / (width + std::sqrt(width * width + 4.0 * product));
+    return {{unwarp(std::sqrt(product)), 1.0}, {unwarp(first), 0.5}, {unwarp(first + width), 0.5}};
+}
+
+// What each form gives whatever its order: where it passes everything, and at the edges of one
+// pass, each of which halves the power.
+std::vector<KnownGain> list_known_gains(const FilterDesign& design) {
+    const Bandform bandform = design.parameters.bandform;
+    if (bandform == Bandform::ZeroLagBandPass) {
+        return list_band_pass_gains(design);
+    }
+    const bool passes_high = bandform == Bandform::ZeroLagHighPass;
+    std::vector<KnownGain> gains = {{passes_high ? design.sample_rate / 2.0 : 0.0, 1.0}};
+    for (const double edge : design.corrected_edges) {
+        gains.push_back({edge, 0.5});
+    }
+    return gains;
+}
+
+std::optional<std::string> find_state_problem(const FilterDesign& design) {
+    if (const FilterState state = judge(design); state != FilterState::Useful) {
+        return fmt::format("the filter is {}", describe_state(state));
+    }
+    for (const auto& [frequency, known] : list_known_gains(design)) {
+        const double gain = two_pass_gain(design, frequency);
+        if (!(std::abs(gain - known) <= GAIN_TOLERANCE * known)) {
+            return fmt::format("order {} asks for more digits than the coefficients have: at "
+                               "{:.6g} Hz, where the gain should be {}, it is {:.6g}",
+                               design.parameters.order, frequency, known, gain);
+        }
+    }
+    return std::nullopt;
+}
+
+// The lowest orders are the ones with the most digits to spare.
+std::string describe_orders(const FilterDesign& design) {
+    constexpr std::int32_t HIGHEST = 100; // beyond what any edge allows
+    ButterworthParameters parameters = design.parameters;
+    std::int32_t usable = 0;
+    for (parameters.order = 2; parameters.order <= HIGHEST; parameters.order += 2) {
+        const auto rate = static_cast<float>(design.sample_rate);
+        if (find_state_problem(design_filter(parameters, rate))) {
+            break;
+        }
+        usable = parameters.order;
+    }
+    return usable == 0 ? describe_range(design) : fmt::format("{} from 2 to {}", ORDER_KEY, usable);
+}
+
+} // namespace
+
+std::optional<FilterFault> find_fault(const FilterDesign& design) {
+    if (const auto problem = find_range_problem(design)) {
+        return FilterFault{*problem + "; the unit takes it as it comes", describe_range(design)};
+    }
+    if (const auto problem = find_state_problem(design)) {
+        return FilterFault{*problem, describe_orders(design)};
+    }
+    return std::nullopt;
+}
+
+} // namespace talvora::host

@@ -1,0 +1,23 @@
+// Filters that are not to be used: of no use at all, or another one than their parameters name.
+#pragma once
+
+#include "host/filters/filter_design.h"
+
+#include <optional>
+#include <string>
+
+namespace talvora::host {
+
+struct FilterFault {
+    std::string text;   // a sentence without the rate
+    std::string remedy; // which parameters do at this rate, in a sentence's part
+};
+
+// An edge that is not below half the rate or not above 0, the correction for two passes
+// included; coefficients that are NaN or infinite, an unstable filter, one that changes no value;
+// gains that are not those of the form, because the coefficients have not the digits for the order.
+// The first of these alone: the others follow from it. Nothing for a filter that does what its
+// parameters name.
+std::optional<FilterFault> find_fault(const FilterDesign& design);
+
+} // namespace talvora::host

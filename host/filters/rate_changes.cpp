@@ -1,0 +1,70 @@
+#include "host/filters/rate_changes.h"
+
+#include "host/filters/filter_parameters.h"
+#include "host/filters/known_units.h"
+#include "host/filters/step_sources.h"
+#include "host/interface/table_objects.h"
+#include "host/tree/number_attribute.h"
+
+#include <cmath>
+#include <optional>
+#include <string>
+
+namespace talvora::host {
+namespace {
+
+float read_rate(DataTree& tree, ObjectId object) {
+    try {
+        return read_float(tree, object, SAMPLE_RATE_ATTRIBUTE);
+    } catch (const TreeError&) {
+        return 0.0F; // no number: the unit's request will be refused
+    }
+}
+
+// Nothing where the unit takes no rate from it.
+std::optional<float> find_target(const ParameterValues& values, DataTree& tree) {
+    const auto* group = find_value<std::string>(values, HINT_GROUP_KEY);
+    const auto* set = find_value<std::string>(values, HINT_SET_KEY);
+    const std::string* hint = group != nullptr ? group : set;
+    if (hint == nullptr) {
+        return std::nullopt;
+    }
+    const ObjectKind kind = group != nullptr ? ObjectKind::Group : ObjectKind::DataSet;
+    const auto object = look_up(tree, tree.root(), *hint, kind);
+    const float rate = object ? read_rate(tree, *object) : 0.0F;
+    return std::isnan(rate) || rate == 0.0F ? std::nullopt : std::optional(rate);
+}
+
+std::optional<RateChange> find_change(const Step& step, DataTree& tree, ObjectId set, float target,
+                                      float scaled_rate) {
+    const float factor = scaled_rate / target;
+    // Beyond 2^63 there is no such factor; the negation takes NaN.
+    if (!(factor > 1.0F && factor < 9.2e18F)) {
+        return std::nullopt;
+    }
+    const Extents extents = tree.extents(set);
+    const std::uint64_t count = extents[find_axis(step.values, extents)];
+    return RateChange{
+        tree.path(set),
+        {count, static_cast<double>(read_rate(tree, set))},
+        {count / static_cast<std::uint64_t>(factor), static_cast<double>(scaled_rate / factor)}};
+}
+
+} // namespace
+
+std::vector<RateChange> find_rate_changes(const Step& step, DataTree& tree) {
+    const auto target = find_target(step.values, tree);
+    if (!changes_rates(*step.unit) || !target) {
+        return {};
+    }
+    std::vector<RateChange> changes;
+    const std::vector<ObjectId> sets = find_source_sets(step.values, tree);
+    for (std::size_t i = 0; i < sets.size(); ++i) {
+        if (auto change = find_change(step, tree, sets[i], *target, read_rate(tree, sets[i / 2]))) {
+            changes.push_back(std::move(*change));
+        }
+    }
+    return changes;
+}
+
+} // namespace talvora::host

@@ -1,0 +1,44 @@
+// The guards, one function each; guards.cpp has the table of their names. Findings come without
+// names.
+#pragma once
+
+#include "host/guards/guard_finding.h"
+#include "host/guards/guarded_step.h"
+
+#include <vector>
+
+namespace talvora::host {
+
+// Before samples: one for each rate at which the filter is of no use, or another one than its
+// parameters name.
+std::vector<GuardFinding> find_unusable_filters(const GuardedStep& step);
+
+// Before samples: one for each set of which the filter would take samples of several components
+// in a row.
+std::vector<GuardFinding> find_mixed_components(const GuardedStep& step);
+
+// One for each set of numbers that is chosen and not taken. Before samples: those in a source
+// group that units are not offered; after the step: those that the unit left.
+std::vector<GuardFinding> find_untakable_sets(const GuardedStep& step);
+std::vector<GuardFinding> find_left_sets(const GuardedStep& step);
+
+// One for each set whose samples, at its new rate, take another time than before: by more than a
+// thousandth and a sample. Before samples, of the units whose rates can be foreseen; after the
+// step, of every unit that changed a rate.
+std::vector<GuardFinding> foresee_time_bases(const GuardedStep& step);
+std::vector<GuardFinding> find_changed_time_bases(const GuardedStep& step);
+
+// After the step: one for each set with lines that had valid samples and have none.
+std::vector<GuardFinding> find_lost_lines(const GuardedStep& step);
+
+// After the step: one for each set with infinities where it, or the sources of a new one, had none.
+std::vector<GuardFinding> find_infinities(const GuardedStep& step);
+
+// After the step: one for each set of the input that is replaced by narrower samples.
+std::vector<GuardFinding> find_narrowed_sets(const GuardedStep& step);
+
+// After the step: no samples of a set were worked on. That values happen to be what they were
+// before is no matter.
+std::vector<GuardFinding> find_nothing_done(const GuardedStep& step);
+
+} // namespace talvora::host

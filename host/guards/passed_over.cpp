@@ -1,0 +1,135 @@
+#include "host/filters/filter_parameters.h"
+#include "host/filters/known_units.h"
+#include "host/filters/step_sources.h"
+#include "host/guards/guard_functions.h"
+#include "host/interface/path_patterns.h"
+#include "host/text/join_texts.h"
+#include "host/tree/tree_rules.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <set>
+#include <string>
+
+namespace talvora::host {
+namespace {
+
+using Names = std::vector<std::string>;
+
+bool names_sets(const ParameterValues& values) {
+    return values.signature(SOURCE_SETS_KEY) != nullptr;
+}
+
+// ---------------------------------------------------------------------------
+// Sets that no unit is offered
+
+// Texts, references and the like are no signals that anybody would miss.
+bool is_set_of_numbers(const OtherObject& other) {
+    return other.description.starts_with("data set of ") &&
+           other.description.find("-bit ") != std::string::npos;
+}
+
+// What the step asks of the sets of its group, beyond being there.
+class Choice {
+  public:
+    Choice(const ParameterValues& values, DataTree& tree) : tree_(tree) {
+        const auto* names = find_value<Names>(values, NAMES_FILTER_KEY);
+        takes_names_ = names != nullptr && !names->empty();
+        const auto* metric = find_value<std::string>(values, METRIC_FILTER_KEY);
+        metric_ = metric == nullptr ? "" : *metric;
+    }
+
+    bool takes(ObjectId group, const OtherObject& other) const {
+        return !takes_names_ && is_set_of_numbers(other) &&
+               (metric_.empty() || has_metric(group, other));
+    }
+
+  private:
+    bool has_metric(ObjectId group, const OtherObject& other) const {
+        try {
+            const auto set = tree_.find(group, other.name);
+            return set &&
+                   tree_.read_attribute(*set, METRIC_TYPE_ATTRIBUTE) == AttributeValue(metric_);
+        } catch (const StorageError&) {
+            throw;
+        } catch (const TreeError&) {
+            return false; // no text
+        }
+    }
+
+    DataTree& tree_;
+    bool takes_names_ = false; // and nothing else
+    std::string metric_;       // of the sets that are taken; empty: any
+};
+
+// The words that choose what can be taken; of many sets how they are chosen.
+std::string name_others(const GuardedStep& step) {
+    constexpr std::size_t MAX_NAMED = 3;
+    const bool by_path = names_sets(step.step.values);
+    const std::string_view key = by_path ? SOURCE_SETS_KEY : NAMES_FILTER_KEY;
+    const auto sets = find_source_sets(step.step.values, step.tree);
+    if (sets.empty() || sets.size() > MAX_NAMED) {
+        return fmt::format("name those that are meant by {}=", key);
+    }
+    Names words;
+    for (const ObjectId set : sets) {
+        const std::string path = step.tree.path(set);
+        words.push_back(fmt::format("{}={}", key, by_path ? path : split_last(path).second));
+    }
+    return fmt::format("if the others are meant: {}", join_texts(words, " "));
+}
+
+// ---------------------------------------------------------------------------
+// Sets that the unit left
+
+bool is_touched(const StepObservations& done, const std::string& path) {
+    return done.attributes.contains(path) ||
+           std::ranges::binary_search(done.sets, path, {}, &SetObservation::path);
+}
+
+std::vector<GuardFinding> list_left(const GuardedStep& step) {
+    std::vector<GuardFinding> found;
+    const auto sets = find_source_sets(step.step.values, step.tree);
+    for (const ObjectId set : sets) {
+        const std::string path = step.tree.path(set);
+        const Extents extents = step.tree.extents(set);
+        if (count_samples(extents) > 0 && !is_touched(*step.done, path)) {
+            found.push_back(
+                {.set = path,
+                 .text = fmt::format("was chosen, and the unit neither read nor wrote "
+                                     "any of its {} samples",
+                                     count_samples(extents)),
+                 .remedy = hint_tree(step.source) + " --attributes",
+                 .numbers = {{"samples", count_samples(extents)}, {"sets_chosen", sets.size()}}});
+        }
+    }
+    return found.size() < sets.size() ? found : std::vector<GuardFinding>();
+}
+
+} // namespace
+
+std::vector<GuardFinding> find_untakable_sets(const GuardedStep& step) {
+    const Choice choice(step.step.values, step.tree);
+    std::vector<GuardFinding> found;
+    for (const ObjectId group : find_source_groups(step.step.values, step.tree)) {
+        for (const OtherObject& other : step.tree.list_others(group)) {
+            if (choice.takes(group, other)) {
+                found.push_back({.set = join_path(step.tree.path(group), other.name),
+                                 .text = fmt::format("is in the source group, and units cannot "
+                                                     "take it: {}",
+                                                     other.description),
+                                 .remedy = name_others(step)});
+            }
+        }
+    }
+    return found;
+}
+
+std::vector<GuardFinding> find_left_sets(const GuardedStep& step) {
+    // Units that bring rates down leave sets that are down already.
+    const bool leaves_by_right = !names_sets(step.step.values) || changes_rates(*step.step.unit);
+    return leaves_by_right ? std::vector<GuardFinding>() : list_left(step);
+}
+
+} // namespace talvora::host

@@ -1,0 +1,45 @@
+// The lines of a set along one dimension.
+#pragma once
+
+#include "host/tree/data_tree.h"
+#include "host/tree/gaps.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace talvora::host {
+
+// Lines are numbered in row-major order of the other dimensions.
+class SetLines {
+  public:
+    // The set is of rank 1 or more, and the dimension one of its.
+    SetLines(const Extents& extents, std::size_t axis);
+
+    std::uint64_t count() const { return outer_ * inner_; }
+    std::uint64_t length() const { return length_; }
+
+    // Those without a valid sample, ascending.
+    std::vector<std::uint64_t> list_missing(const GapList& gaps) const;
+    // Those with a missing sample among their first ones, ascending.
+    std::vector<std::uint64_t> list_with_missing(const GapList& gaps,
+                                                 std::uint64_t first_count) const;
+
+    // Where a line lies: "[2, :, 0]".
+    std::string name(std::uint64_t line) const;
+
+  private:
+    bool are_in_a_row() const { return inner_ == 1 && length_ > 0; }
+    std::uint64_t line_of(std::uint64_t position) const {
+        return position / (inner_ * length_) * inner_ + position % inner_;
+    }
+
+    Extents extents_;
+    std::size_t axis_;
+    std::uint64_t length_;
+    std::uint64_t outer_; // the product of the extents before the dimension
+    std::uint64_t inner_; // and of those behind it
+};
+
+} // namespace talvora::host

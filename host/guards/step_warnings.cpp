@@ -1,0 +1,110 @@
+#include "host/guards/step_warnings.h"
+
+#include "host/filters/filter_parameters.h"
+#include "host/filters/known_units.h"
+#include "host/filters/step_sources.h"
+#include "host/guards/filtered_runs.h"
+#include "host/guards/set_lines.h"
+#include "host/text/plural.h"
+#include "host/tree/tree_rules.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstdint>
+
+namespace talvora::host {
+namespace {
+
+// ---------------------------------------------------------------------------
+// Parameters that want each other
+
+bool declares(const ParameterValues& values, std::string_view key) {
+    return values.signature(key) != nullptr;
+}
+
+void warn_of_parameters(const GuardedStep& step, std::vector<StepWarning>& warnings) {
+    const ParameterValues& values = step.step.values;
+    if (!declares(values, AXIS_KEY) || !declares(values, COMPONENTS_KEY)) {
+        return;
+    }
+    const auto* axis = find_value<std::int64_t>(values, AXIS_KEY);
+    const auto* components = find_value<std::vector<std::int64_t>>(values, COMPONENTS_KEY);
+    const bool has_axis = axis != nullptr && *axis >= 0;
+    const bool has_components = components != nullptr && !components->empty();
+    if (has_components && !has_axis) {
+        warnings.push_back(
+            {fmt::format("{} counts only along an {}, and none is given: whole sets are taken",
+                         COMPONENTS_KEY, AXIS_KEY),
+             fmt::format("{}=0, where the components lie along the first dimension", AXIS_KEY)});
+    }
+    if (has_axis && !has_components) {
+        warnings.push_back({fmt::format("{}={} without {} takes nothing of any set", AXIS_KEY,
+                                        *axis, COMPONENTS_KEY),
+                            fmt::format("{}=0 for the first component, or no {} for whole sets",
+                                        COMPONENTS_KEY, AXIS_KEY)});
+    }
+}
+
+// ---------------------------------------------------------------------------
+// Sets, by their missing samples before the step
+
+void warn_of_baseline(const SetObservation& set, const GapList& gaps, const SetLines& lines,
+                      std::vector<StepWarning>& warnings) {
+    const auto holed = lines.list_with_missing(gaps, BASELINE_SAMPLES);
+    if (!holed.empty()) {
+        warnings.push_back(
+            {fmt::format("{}: of {} {} begin with missing samples among the first {}, which the "
+                         "baseline is taken from, the first is {}",
+                         set.path, count_things(lines.count(), "line"), holed.size(),
+                         std::min(BASELINE_SAMPLES, lines.length()), lines.name(holed.front())),
+             "fill gaps first: talvora-host describe apply-set-fill-gap"});
+    }
+}
+
+void warn_of_short_runs(const GuardedStep& step, const SetObservation& set, const GapList& gaps,
+                        const SetLines& lines, std::vector<StepWarning>& warnings) {
+    const std::uint64_t shortest = find_shortest_run(step.filters.front().design);
+    const FilteredRuns runs =
+        count_filtered_runs(gaps, count_samples(set.before->extents), lines.length(), shortest);
+    if (runs.left_samples + runs.erased_samples > 0) {
+        warnings.push_back(
+            {fmt::format("{}: runs of fewer than {} valid samples are too short to be filtered: {} "
+                         "stayed as they were, {} at the ends of lines became missing",
+                         set.path, shortest, count_things(runs.left_samples, "sample"),
+                         runs.erased_samples),
+             fmt::format("fill gaps first, or take a lower {}", ORDER_KEY)});
+    }
+}
+
+void warn_of_set(const GuardedStep& step, std::size_t index, std::vector<StepWarning>& warnings) {
+    const SetObservation& set = step.done->sets[index];
+    if (!set.written || !set.before || count_samples(set.before->extents) == 0) {
+        return;
+    }
+    const GapList& gaps = *step.done->gaps[index].before;
+    const Extents& extents = set.before->extents;
+    const SetLines lines(extents, find_axis(step.step.values, extents));
+    if (takes_baseline(*step.step.unit)) {
+        warn_of_baseline(set, gaps, lines, warnings);
+    }
+    if (!step.filters.empty()) {
+        warn_of_short_runs(step, set, gaps, lines, warnings);
+    }
+}
+
+} // namespace
+
+std::vector<StepWarning> find_warnings(const GuardedStep& step, GuardTime time) {
+    std::vector<StepWarning> warnings;
+    if (time == GuardTime::BeforeSamples) {
+        warn_of_parameters(step, warnings);
+        return warnings;
+    }
+    for (std::size_t i = 0; i < step.done->sets.size(); ++i) {
+        warn_of_set(step, i, warnings);
+    }
+    return warnings;
+}
+
+} // namespace talvora::host

@@ -1,0 +1,22 @@
+// What is right about a step, and may not be what one thinks. A warning refuses nothing.
+#pragma once
+
+#include "host/guards/guarded_step.h"
+#include "host/guards/guards.h"
+
+#include <string>
+#include <vector>
+
+namespace talvora::host {
+
+struct StepWarning {
+    std::string text; // with the set that it is about, where it is about one
+    std::string hint; // what to type instead
+};
+
+// Before samples: an axis without components, or components without an axis, where a unit takes
+// both. After the step: a baseline taken from samples of which some are missing, and runs of
+// valid samples that were too short for the filter.
+std::vector<StepWarning> find_warnings(const GuardedStep& step, GuardTime time);
+
+} // namespace talvora::host

@@ -1,0 +1,45 @@
+#include "host/guards/guard_functions.h"
+#include "tests/host/guards/guarded_test.h"
+
+namespace talvora::host {
+namespace {
+
+using testing::IsEmpty;
+using testing::SizeIs;
+
+constexpr float INFINITE = std::numeric_limits<float>::infinity();
+
+class NotFinite : public GuardedTest {
+  protected:
+    NotFinite() { make_step("a.b", {}); }
+
+    std::vector<GuardFinding> find() { return find_infinities(after()); }
+};
+
+TEST_F(NotFinite, SpeaksWhereTheSetHadNone) {
+    const ObjectId set = add_set("A/X", {2, 2}, {1, 2, MISSING, 4});
+    write(set, {INFINITE, 2, MISSING, -INFINITE});
+    const auto found = find();
+    ASSERT_THAT(found, SizeIs(1));
+    EXPECT_EQ(found[0].set, "A/X");
+    EXPECT_EQ(found[0].text, "infinite samples: 2 of 4, none before");
+    EXPECT_EQ(found[0].numbers.dump(), R"({"infinite_before":0,"infinite_after":2,"samples":4})");
+}
+
+TEST_F(NotFinite, IsSilentWhereThereWereSome) {
+    const ObjectId set = add_set("X", {2}, {INFINITE, 2});
+    write(set, {INFINITE, INFINITE});
+    EXPECT_THAT(find(), IsEmpty());
+}
+
+TEST_F(NotFinite, AsksTheSourcesOfANewSet) {
+    read(add_set("X", {2}, {1, 2}));
+    write(observed_.create_dataset(observed_.root(), "New", {1}), {INFINITE});
+    EXPECT_THAT(find(), SizeIs(1));
+    read(add_set("Y", {1}, {INFINITE}));
+    write(observed_.create_dataset(observed_.root(), "Newer", {1}), {INFINITE});
+    EXPECT_THAT(find(), IsEmpty());
+}
+
+} // namespace
+} // namespace talvora::host

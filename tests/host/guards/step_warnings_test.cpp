@@ -1,0 +1,84 @@
+#include "host/guards/step_warnings.h"
+#include "tests/host/guards/guarded_test.h"
+
+namespace talvora::host {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+constexpr float N = MISSING;
+
+class StepWarnings : public GuardedTest {
+  protected:
+    std::vector<std::string> find(GuardTime time) {
+        std::vector<std::string> texts;
+        const GuardedStep step = time == GuardTime::AfterStep ? after() : before();
+        for (const StepWarning& warning : find_warnings(step, time)) {
+            EXPECT_FALSE(warning.hint.empty());
+            texts.push_back(warning.text);
+        }
+        return texts;
+    }
+
+    std::vector<std::string> find_of(const ParameterValues::Given& given) {
+        make_step("a.b", {"Axis: integer = -1", "Components: list(integer)"}, given);
+        return find(GuardTime::BeforeSamples);
+    }
+
+    void work_on(ObjectId set) { write(set, read(set)); }
+};
+
+TEST_F(StepWarnings, AreOfComponentsAndAnAxisThatWantEachOther) {
+    const std::vector<std::int64_t> components = {0};
+    EXPECT_THAT(find_of({}), IsEmpty());
+    EXPECT_THAT(find_of({{"Axis", std::int64_t{0}}, {"Components", components}}), IsEmpty());
+    EXPECT_THAT(find_of({{"Components", components}}),
+                ElementsAre("Components counts only along an Axis, and none is given: whole sets "
+                            "are taken"));
+    EXPECT_THAT(find_of({{"Axis", std::int64_t{1}}}),
+                ElementsAre("Axis=1 without Components takes nothing of any set"));
+    make_step("a.b", {"Axis: integer = -1"}, {{"Axis", std::int64_t{1}}});
+    EXPECT_THAT(find(GuardTime::BeforeSamples), IsEmpty());
+}
+
+TEST_F(StepWarnings, AreOfABaselineFromSamplesThatAreMissing) {
+    make_step("a.apply-set-baseline-offset", {"Axis: integer = -1"});
+    std::vector<float> samples(36, 1.0F);
+    samples[10] = N; // behind those that count
+    samples[12 + 9] = N;
+    work_on(add_set("X", {3, 12}, samples));
+    work_on(add_set("Y", {2, 3}, {1, 2, 3, 4, 5, 6}));
+    EXPECT_THAT(find(GuardTime::AfterStep),
+                ElementsAre("X: of 3 lines 1 begin with missing samples among the first 10, which "
+                            "the baseline is taken from, the first is [1, :]"));
+}
+
+TEST_F(StepWarnings, TakeTheLinesOfTheAxisForABaseline) {
+    make_step("a.apply-set-baseline-offset", {"Axis: integer = -1"}, {{"Axis", std::int64_t{0}}});
+    work_on(add_set("X", {2, 3}, {1, 2, N, 4, 5, 6}));
+    EXPECT_THAT(find(GuardTime::AfterStep), ElementsAre(HasSubstr("of 3 lines 1 ")));
+}
+
+TEST_F(StepWarnings, AreOfRunsTooShortToBeFiltered) {
+    make_step("a.apply-set-butterworth", {"Axis: integer = -1"});
+    filters_ = {find_facts({5, 4, 0, Bandform::ZeroLagLowPass}, 100.0F)}; // runs of 8
+    std::vector<float> samples(30, 1.0F);
+    samples[2] = samples[12] = samples[15] = N; // runs of 2, 9, 2, 14
+    work_on(add_set("X", {30}, samples));
+    work_on(add_set("Y", {10}, std::vector<float>(10)));
+    EXPECT_THAT(find(GuardTime::AfterStep),
+                ElementsAre("X: runs of fewer than 8 valid samples are too short to be filtered: "
+                            "2 samples stayed as they were, 2 at the ends of lines became "
+                            "missing"));
+}
+
+TEST_F(StepWarnings, AreNoneOfOtherUnits) {
+    make_step("a.apply-set-rectify", {});
+    work_on(add_set("X", {3}, {N, 1, N}));
+    EXPECT_THAT(find(GuardTime::AfterStep), IsEmpty());
+}
+
+} // namespace
+} // namespace talvora::host
