@@ -285,8 +285,7 @@ void write_attribute(hid_t object, const std::string& name, const AttributeValue
     checked(H5Arename(object, unfinished.c_str(), name.c_str()), "write the attribute", name);
 }
 
-std::string copy_attributes(hid_t from, hid_t properties, hid_t to) {
-    std::string reference;
+void copy_attributes(hid_t from, hid_t properties, hid_t to) {
     for (const std::string& name : list_as_made(from, properties)) {
         const OpenAttribute source(from, name);
         std::vector<std::byte> values(std::max<std::size_t>(source.count(), 1) *
@@ -296,11 +295,7 @@ std::string copy_attributes(hid_t from, hid_t properties, hid_t to) {
         }
         const Reclaim reclaim{source, values.data()};
         create_with_values(to, name, source.type, source.type, source.space, values.data());
-        if (checked(H5Tdetect_class(source.type, H5T_REFERENCE), "read the type of", name) > 0) {
-            reference = name;
-        }
     }
-    return reference;
 }
 
 } // namespace talvora::host::hdf5

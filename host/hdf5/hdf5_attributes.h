@@ -15,8 +15,7 @@ std::optional<AttributeValue> read_attribute(hid_t object, const std::string& na
 // The old value stays until the new one is complete.
 void write_attribute(hid_t object, const std::string& name, const AttributeValue& value);
 // All of them, of any type, with the type that they have, from a data set with these properties and
-// in its order. Gives the name of one that refers to other objects, which may refer back to the
-// set; empty where none does.
-std::string copy_attributes(hid_t from, hid_t properties, hid_t to);
+// in its order.
+void copy_attributes(hid_t from, hid_t properties, hid_t to);
 
 } // namespace talvora::host::hdf5

@@ -38,15 +38,22 @@ Extents choose_chunk(const Extents& extents) {
     return chunk;
 }
 
-Id chunked_properties(std::span<const std::uint64_t> chunk, std::optional<hid_t> older) {
-    Id properties = older ? owned(H5Pcopy(*older), "copy", "the properties of a data set")
-                          : make_properties(H5P_DATASET_CREATE);
+void set_chunks(hid_t properties, std::span<const std::uint64_t> chunk) {
     leave_out_times(properties);
-    const float zero = 0;
     checked(H5Pset_chunk(properties, static_cast<int>(chunk.size()), to_hsize(chunk).data()), "set",
             "the shape of chunks");
+}
+
+void let_new_room_be_zero(hid_t properties) {
+    const float zero = 0;
     checked(H5Pset_fill_value(properties, H5T_NATIVE_FLOAT, &zero), "set", "the fill value");
     checked(H5Pset_fill_time(properties, H5D_FILL_TIME_IFSET), "set", "when samples are filled");
+}
+
+Id new_set_properties(const Extents& extents) {
+    Id properties = make_properties(H5P_DATASET_CREATE);
+    set_chunks(properties, choose_chunk(extents));
+    let_new_room_be_zero(properties);
     return properties;
 }
 
@@ -322,8 +329,7 @@ bool keeps_every_bit(hid_t set) {
 
 Id create_float_set(hid_t group, const std::string& name, const Extents& extents) {
     return owned(H5Dcreate2(group, name.c_str(), H5T_IEEE_F32LE, make_space(extents, true),
-                            link_naming(), chunked_properties(choose_chunk(extents), std::nullopt),
-                            whole_access()),
+                            link_naming(), new_set_properties(extents), whole_access()),
                  "create the data set", name);
 }
 
@@ -332,9 +338,13 @@ Id open_set(hid_t file, const std::string& path, SetUse use) {
 }
 
 // It is filled slab by slab, chunks of any shape.
-Id make_anew_resizable(hid_t file, const Extents& extents, hid_t older_properties) {
-    return owned(H5Dcreate_anon(file, H5T_IEEE_F32LE, make_space(extents, true),
-                                chunked_properties(choose_chunk(extents), older_properties),
+Id make_anew_resizable(hid_t file, hid_t older, hid_t older_properties, const Extents& extents) {
+    const Id properties = owned(H5Pcopy(older_properties), "copy", "the properties of a data set");
+    set_chunks(properties, choose_chunk(extents));
+    if (!std::ranges::equal(extents, space_extents(set_space(older)), std::less_equal())) {
+        let_new_room_be_zero(properties);
+    }
+    return owned(H5Dcreate_anon(file, set_type(older), make_space(extents, true), properties,
                                 H5P_DEFAULT),
                  "create", "a data set");
 }

@@ -36,8 +36,9 @@ Id open_set(hid_t file, const std::string& path, SetUse use);
 // given: they have its filters, and neither its samples nor its attributes. What gets no name is
 // gone when it is closed.
 //
-// In chunks of its own, with other extents.
-Id make_anew_resizable(hid_t file, const Extents& extents, hid_t older_properties);
+// In chunks of its own, with other extents, of the same type; with the same fill value unless it
+// grows, for new room reads as zero.
+Id make_anew_resizable(hid_t file, hid_t older, hid_t older_properties, const Extents& extents);
 // Of the same extents, layout and fill value, where the older one is of another type.
 Id make_narrow(hid_t file, hid_t older, hid_t older_properties, SampleType older_type, SetUse use);
 

@@ -3,6 +3,7 @@
 #include "host/hdf5/hdf5_attributes.h"
 #include "host/hdf5/hdf5_files.h"
 #include "host/hdf5/hdf5_links.h"
+#include "host/hdf5/hdf5_references.h"
 #include "host/hdf5/hdf5_sets.h"
 #include "host/hdf5/hdf5_types.h"
 #include "host/system/work_state.h"
@@ -81,11 +82,13 @@ struct Hdf5Tree::OpenFile {
     hdf5::Id file;
     OpenSet set; // behind the file, so that it is closed before it
     OpenGroup group;
+    // Of the file as it was when they were first asked for.
+    std::optional<std::multimap<haddr_t, hdf5::Referrer>> referrers;
 };
 
 Hdf5Tree::Hdf5Tree(const std::filesystem::path& file, Hdf5Access access) : name_(file) {
     const InFile here(name_.native());
-    open_.reset(new OpenFile{open_file(file, access), {}, {}});
+    open_.reset(new OpenFile{open_file(file, access), {}, {}, {}});
     try {
         add_object(hdf5::open_object(open_->file, "/"), "");
     } catch (const TreeError&) {
@@ -441,13 +444,8 @@ void Hdf5Tree::make_anew(ObjectId id, const Extents& extents) {
     const Node& old_node = node(id);
     const hdf5::Id& old_set = open_set(id, hdf5::SetUse::Whole).set;
     const hdf5::ObjectInfo old_info = hdf5::object_info(old_set);
-    if (old_info.link_count > 1) {
-        throw TreeError(fmt::format("'{}' has a fixed layout and {} hard links: it cannot be "
-                                    "made anew with other extents",
-                                    old_node.path, old_info.link_count));
-    }
     const hdf5::Id properties = hdf5::set_properties(old_set);
-    hdf5::Id new_set = hdf5::make_anew_resizable(open_->file, extents, properties);
+    hdf5::Id new_set = hdf5::make_anew_resizable(open_->file, old_set, properties, extents);
     hdf5::copy_floats(old_set, old_node.type, new_set, smaller_of(extents, old_node.extents),
                       old_node.path);
     hdf5::copy_attributes(old_set, properties, new_set);
@@ -475,21 +473,14 @@ void Hdf5Tree::narrow(ObjectId id, bool keeps_samples) {
     if (keeps_samples) {
         change = hdf5::copy_floats(old_set, set.type, new_set, set.extents, set.path);
     }
-    if (const std::string name = hdf5::copy_attributes(old_set, properties, new_set);
-        !name.empty()) {
-        throw TreeError(
-            fmt::format("'{}' is of {}, and its attribute '{}' ties it by references to "
-                        "objects that would not find the set of 32-bit floats in its "
-                        "place",
-                        set.path, describe_sample_type(set.type), name));
-    }
+    hdf5::copy_attributes(old_set, properties, new_set);
     take_place(id, hdf5::object_info(old_set), new_set);
     keep_open(id, new_use, std::move(new_set));
     narrowed_.push_back({set.path, set.type, change});
     set.type = SampleType::Float32;
 }
 
-// Gives a new set the names of an older one.
+// Gives a new set the names of an older one, and all that refers to it.
 void Hdf5Tree::take_place(ObjectId id, const hdf5::ObjectInfo& old_info, const hdf5::Id& new_set) {
     const std::vector<std::string> paths = hard_links(node(id).path, old_info);
     const std::uint64_t address = hdf5::object_info(new_set).address;
@@ -497,6 +488,7 @@ void Hdf5Tree::take_place(ObjectId id, const hdf5::ObjectInfo& old_info, const h
         hdf5::delete_link(open_->file, absolute(path));
         hdf5::link_object(new_set, open_->file, absolute(path));
     }
+    redirect_references(id, old_info.address, address);
     by_address_.erase(old_info.address);
     by_address_.emplace(address, id);
     if (hard_links_) {
@@ -504,6 +496,21 @@ void Hdf5Tree::take_place(ObjectId id, const hdf5::ObjectInfo& old_info, const h
         for (const std::string& path : paths) {
             hard_links_->emplace(address, path);
         }
+    }
+}
+
+void Hdf5Tree::redirect_references(ObjectId id, std::uint64_t from, std::uint64_t to) {
+    if (!open_->referrers) {
+        open_->referrers = hdf5::list_referrers(open_->file);
+    }
+    while (const auto found = open_->referrers->extract(from)) {
+        const hdf5::Referrer& referrer = found.mapped();
+        if (referrer.to_region) {
+            throw TreeError(fmt::format("'{}' cannot be made anew: '{}' refers to a part of it",
+                                        node(id).path, referrer.path));
+        }
+        hdf5::redirect(open_->file, referrer, from, to);
+        open_->referrers->emplace(to, referrer);
     }
 }
 

@@ -10,11 +10,11 @@
 // StorageError: nothing is left out without a word.
 //
 // A set of another type than 32-bit floats is made anew as one of those before its first change,
-// under all its names, with its attributes and properties.
+// under all its names, with its attributes and properties; what refers to it in attributes and data
+// sets refers to the new one. Refused where a reference leads to a part of it.
 //
-// New data sets are stored in chunks and can be resized. Resizing a set of another layout
-// makes it anew, with its attributes; refused when it has further hard links. Objects
-// carry no times: the same requests give the same bytes.
+// New data sets are stored in chunks and can be resized. Resizing a set of another layout makes it
+// anew likewise. Objects carry no times: the same requests give the same bytes.
 #pragma once
 
 #include "host/tree/data_tree.h"
@@ -131,6 +131,7 @@ class Hdf5Tree final : public DataTree {
     void make_anew(ObjectId id, const Extents& extents);
     void narrow(ObjectId id, bool keeps_samples);
     void take_place(ObjectId id, const hdf5::ObjectInfo& old_info, const hdf5::Id& new_set);
+    void redirect_references(ObjectId id, std::uint64_t from, std::uint64_t to);
     std::vector<std::string> hard_links(const std::string& path, const hdf5::ObjectInfo& info);
 
     std::filesystem::path name_;

@@ -311,15 +311,65 @@ class WhatIsKept(SampleTypes):
             self.assertEqual(file["Elsewhere/Y"].dtype, np.float32)
             self.assertEqual(sorted(file), ["Aside", "Deep", "Elsewhere", "Imu"])
 
-    # The scale's attribute would go on referring to the old set.
-    def test_what_references_tie_is_refused(self):
+    def test_references_lead_to_the_new_set(self):
+        table = np.dtype([("name", "i4"), ("sets", h5py.ref_dtype, (2,))])
+        for options in ({}, {"userblock_size": 512}, {"libver": "latest"}):
+            with self.subTest(options), self.make(**options) as file:
+                data = add_set(file, "Imu/X", np.arange(5.0))
+                other = add_set(file, "Imu/Y", np.arange(5.0) + 5)
+                file["Time"] = np.arange(5.0)
+                file["Time"].make_scale("time")
+                data.dims[0].attach_scale(file["Time"])
+                file["Time"].attrs["of"] = np.array([other.ref, h5py.Reference()],
+                                                    dtype=h5py.ref_dtype)
+                data.attrs["self"] = data.ref
+                file["list"] = np.array([other.ref, data.ref, file["Imu"].ref],
+                                        dtype=h5py.ref_dtype)
+                file.create_dataset("none", (0,), h5py.ref_dtype)
+                file["table"] = np.array([(1, [data.ref, other.ref])], dtype=table)
+                ragged = file.create_dataset("ragged", (2,), h5py.vlen_dtype(h5py.ref_dtype))
+                ragged[0] = np.array([data.ref], dtype=h5py.ref_dtype)
+            self.opposite("-o", "out.h5", "--force")
+            with self.subTest(options), self.read() as file:
+                new, other = file["Imu/X"], file["Imu/Y"]
+                self.assertEqual(new.dtype, np.float32)
+                self.assertEqual(new.dims[0][0], file["Time"])
+                self.assertEqual(file[file["Time"].attrs["REFERENCE_LIST"][0][0]], new)
+                self.assertEqual(file[file["Time"].attrs["of"][0]], other)
+                self.assertFalse(file["Time"].attrs["of"][1])
+                self.assertEqual(file[new.attrs["self"]], new)
+                self.assertEqual([file[to] for to in file["list"]], [other, new, file["Imu"]])
+                self.assertEqual([file[to] for to in file["table"][0]["sets"]], [new, other])
+                self.assertEqual(file[file["ragged"][0][0]], new)
+                np.testing.assert_array_equal(new, -np.arange(5.0))
+
+    def test_a_region_of_a_set_keeps_it_from_being_replaced(self):
         with self.make() as file:
             data = add_set(file, "Imu/X", np.arange(5.0))
-            file["Time"] = np.arange(5.0)
-            file["Time"].make_scale("time")
-            data.dims[0].attach_scale(file["Time"])
-        self.assertIn("'Imu/X' is of 64-bit floats, and its attribute 'DIMENSION_LIST' ties it",
+            file["regions"] = np.array([data.regionref[1:3]], dtype=h5py.regionref_dtype)
+        self.assertIn("'Imu/X' cannot be made anew: '/regions' refers to a part of it",
                       self.opposite(code=1).stderr)
+        self.assertEqual(os.listdir(self.folder), ["in.h5"])
+
+    def test_what_is_resized_stays_what_it_is(self):
+        with self.make() as file:
+            file["kind"] = np.dtype(">f4")
+            data = file.create_dataset("Imu/X", (60,), file["kind"], fillvalue=7)
+            data[...] = np.arange(60)
+            data.attrs["SampleRate"] = np.float32(100)
+            file["Aside/Hard"] = data
+            file["list"] = np.array([data.ref], dtype=h5py.ref_dtype)
+            file.create_group("Hint").attrs["SampleRate"] = np.float32(50)
+        self.call("run", "apply-set-downsample", "SourceGroup=Imu", "HintGroup=Hint", "in.h5",
+                  "-o", "out.h5")
+        with self.read() as file:
+            data = file["Imu/X"]
+            np.testing.assert_array_equal(data, np.arange(0, 60, 2))
+            self.assertEqual(data.dtype, np.dtype(">f4"))
+            self.assertTrue(data.id.get_type().committed())
+            self.assertEqual(data.fillvalue, 7)
+            self.assertEqual(file["Aside/Hard"], data)
+            self.assertEqual(file[file["list"][0]], data)
 
     def test_the_same_input_gives_the_same_bytes(self):
         with self.make() as file:

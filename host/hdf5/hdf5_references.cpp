@@ -1,0 +1,227 @@
+#include "host/hdf5/hdf5_references.h"
+
+#include "host/hdf5/hdf5_attributes.h"
+#include "host/hdf5/hdf5_sets.h"
+#include "host/hdf5/hdf5_types.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <functional>
+#include <span>
+#include <utility>
+#include <vector>
+
+namespace talvora::host::hdf5 {
+namespace {
+
+using Bytes = std::span<std::byte>; // of one reference
+using Visit = std::function<void(hid_t type, Bytes reference)>;
+
+bool holds_references(hid_t type, std::string_view path) {
+    return checked(H5Tdetect_class(type, H5T_REFERENCE), "read the type of", path) > 0;
+}
+
+bool is_type(hid_t type, hid_t other) {
+    return checked(H5Tequal(type, other), "compare", "types") > 0;
+}
+
+// ---------------------------------------------------------------------------
+// The references in one value of any type
+
+void visit_value(hid_t type, std::byte* value, const Visit& visit);
+
+void visit_values(hid_t type, std::byte* values, std::size_t count, const Visit& visit) {
+    const std::size_t size = type_size(type);
+    for (std::size_t i = 0; i < count; ++i) {
+        visit_value(type, values + i * size, visit);
+    }
+}
+
+void visit_members(hid_t type, std::byte* value, const Visit& visit) {
+    const auto count =
+        static_cast<unsigned>(checked(H5Tget_nmembers(type), "read", "the type of a table"));
+    for (unsigned member = 0; member < count; ++member) {
+        const Id member_type =
+            owned(H5Tget_member_type(type, member), "read", "the type of a table");
+        visit_value(member_type, value + H5Tget_member_offset(type, member), visit);
+    }
+}
+
+// Of an array, or of a sequence of any length.
+Id element_type(hid_t type) {
+    return owned(H5Tget_super(type), "read", "the type of a sequence");
+}
+
+void visit_sequence(hid_t type, std::byte* value, const Visit& visit) {
+    hvl_t sequence{};
+    std::memcpy(&sequence, value, sizeof sequence);
+    visit_values(element_type(type), static_cast<std::byte*>(sequence.p), sequence.len, visit);
+}
+
+void visit_value(hid_t type, std::byte* value, const Visit& visit) {
+    switch (type_class(type)) {
+    case H5T_REFERENCE:
+        return visit(type, {value, type_size(type)});
+    case H5T_COMPOUND:
+        return visit_members(type, value, visit);
+    case H5T_VLEN:
+        return visit_sequence(type, value, visit);
+    case H5T_ARRAY: {
+        const Id element = element_type(type);
+        return visit_values(element, value, type_size(type) / type_size(element), visit);
+    }
+    default:
+        return;
+    }
+}
+
+// ---------------------------------------------------------------------------
+// The values of an attribute or a data set
+
+class Values {
+  public:
+    Values(hid_t object, const Referrer& place) : name_(place.path), is_set_(place.attribute.empty()) {
+        if (is_set_) {
+            owner_ = share(object);
+            type_ = set_type(owner_);
+            space_ = set_space(owner_);
+        } else {
+            owner_ = owned(H5Aopen(object, place.attribute.c_str(), H5P_DEFAULT),
+                           "open an attribute of", name_);
+            type_ = owned(H5Aget_type(owner_), "read the type of an attribute of", name_);
+            space_ = owned(H5Aget_space(owner_), "read the extents of an attribute of", name_);
+        }
+    }
+    Values(const Values&) = delete;
+    Values& operator=(const Values&) = delete;
+    ~Values() {
+        if (!bytes_.empty()) {
+            H5Dvlen_reclaim(type_, space_, H5P_DEFAULT, bytes_.data());
+        }
+    }
+
+    bool hold_references() const {
+        return !has_no_elements(space_) && holds_references(type_, name_);
+    }
+    void read() {
+        bytes_.resize(count() * type_size(type_));
+        if (!bytes_.empty()) {
+            checked(is_set_ ? H5Dread(owner_, type_, H5S_ALL, H5S_ALL, H5P_DEFAULT, bytes_.data())
+                            : H5Aread(owner_, type_, bytes_.data()),
+                    "read the references of", name_);
+        }
+    }
+    void visit(const Visit& visit) { visit_values(type_, bytes_.data(), count(), visit); }
+    void write() const {
+        checked(is_set_ ? H5Dwrite(owner_, type_, H5S_ALL, H5S_ALL, H5P_DEFAULT, bytes_.data())
+                        : H5Awrite(owner_, type_, bytes_.data()),
+                "write the references of", name_);
+    }
+
+  private:
+    std::size_t count() const { return count_samples(space_extents(space_)); }
+
+    const std::string& name_;
+    bool is_set_;
+    Id owner_;
+    Id type_;
+    Id space_;
+    std::vector<std::byte> bytes_;
+};
+
+// ---------------------------------------------------------------------------
+// Where references lead
+
+haddr_t read_address(Bytes reference) {
+    hobj_ref_t address{};
+    std::memcpy(&address, reference.data(), sizeof address);
+    return address;
+}
+
+bool leads_nowhere(Bytes reference) {
+    return std::ranges::all_of(reference, [](std::byte byte) { return byte == std::byte{}; });
+}
+
+class ReferrerList {
+  public:
+    explicit ReferrerList(hid_t file) : file_(file) {}
+
+    void look_at(const std::string& path) {
+        const Id object = open_object(file_, path);
+        for (const std::string& attribute : list_attributes(object)) {
+            add(object, {path, attribute});
+        }
+        if (object_info(object).type == H5O_TYPE_DATASET && describe_foreign_storage(object).empty()) {
+            add(object, {path, ""});
+        }
+    }
+
+    std::multimap<haddr_t, Referrer> take() { return std::move(found_); }
+
+  private:
+    void add(hid_t object, Referrer referrer) {
+        Values values(object, referrer);
+        if (!values.hold_references()) {
+            return;
+        }
+        values.read();
+        std::map<haddr_t, bool> targets; // and whether it is a region of one
+        values.visit([&](hid_t type, Bytes reference) {
+            if (leads_nowhere(reference)) {
+                return;
+            }
+            if (is_type(type, H5T_STD_REF_OBJ)) {
+                targets.emplace(read_address(reference), false);
+            } else if (is_type(type, H5T_STD_REF_DSETREG)) {
+                targets[find_region_owner(reference, referrer.path)] = true;
+            } else {
+                throw TreeError(
+                    fmt::format("'{}' holds references of an unknown kind", referrer.path));
+            }
+        });
+        for (const auto& [address, to_region] : targets) {
+            referrer.to_region = to_region;
+            found_.emplace(address, referrer);
+        }
+    }
+
+    haddr_t find_region_owner(Bytes reference, const std::string& path) const {
+        return object_info(
+                   owned(H5Rdereference2(file_, H5P_DEFAULT, H5R_DATASET_REGION, reference.data()),
+                         "follow the references of", path))
+            .address;
+    }
+
+    hid_t file_;
+    std::multimap<haddr_t, Referrer> found_;
+};
+
+} // namespace
+
+std::multimap<haddr_t, Referrer> list_referrers(hid_t file) {
+    ReferrerList list(file);
+    list.look_at("/");
+    const auto links = list_hard_links(file);
+    for (auto link = links.begin(); link != links.end(); link = links.upper_bound(link->first)) {
+        list.look_at("/" + link->second);
+    }
+    return list.take();
+}
+
+void redirect(hid_t file, const Referrer& referrer, haddr_t from, haddr_t to) {
+    const Id object = open_object(file, referrer.path);
+    Values values(object, referrer);
+    values.read();
+    const hobj_ref_t address = to;
+    values.visit([&](hid_t type, Bytes reference) {
+        if (is_type(type, H5T_STD_REF_OBJ) && read_address(reference) == from) {
+            std::memcpy(reference.data(), &address, sizeof address);
+        }
+    });
+    values.write();
+}
+
+} // namespace talvora::host::hdf5
