@@ -2,6 +2,7 @@
 
 #include "host/runs/set_change.h"
 #include "host/runs/worker_lines.h"
+#include "host/system/pending_cleanup.h"
 #include "host/text/align_columns.h"
 
 #include <fmt/format.h>
@@ -31,15 +32,19 @@ void RunReport::set_result(std::size_t index, const JobResult& result) {
     files_[index].result = result;
 }
 
-void RunReport::finish(std::size_t index, const Failure& failure) {
+void RunReport::finish(std::size_t index, const EarlyEnd& end) {
     File& file = files_[index];
     if (!file.result) {
         file.messages.push_back(
-            {MessageLevel::Error, fmt::format("{}: {}", name(index), failure.what())});
-        for (const std::string& hint : failure.hints()) {
+            {MessageLevel::Error, fmt::format("{}: {}", name(index), end.failure.what())});
+        for (const std::string& hint : end.failure.hints()) {
             file.messages.push_back({MessageLevel::Hint, hint});
         }
-        file.result = JobResult{.exit_code = failure.code(), .steps = {}};
+        file.result =
+            JobResult{.exit_code = end.failure.code(), .written = end.written, .steps = {}};
+    }
+    if (file.result->written) {
+        note_file_in_place();
     }
     file.finished = true;
     worst_ = std::max(worst_, file.result->exit_code);
@@ -110,7 +115,7 @@ void RunReport::print_success(std::size_t index) const {
 std::vector<std::string> RunReport::failed_files() const {
     std::vector<std::string> names;
     for (std::size_t i = 0; i < files_.size(); ++i) {
-        if (files_[i].result->exit_code != ExitCode::Done) {
+        if (files_[i].result->exit_code != ExitCode::Done && !files_[i].result->written) {
             names.push_back(name(i));
         }
     }

@@ -5,7 +5,7 @@
 #include "host/cli/console.h"
 #include "host/runs/job_plan.h"
 #include "host/runs/job_result.h"
-#include "host/text/failure.h"
+#include "host/runs/job_workers.h"
 
 #include <cstddef>
 #include <optional>
@@ -31,11 +31,12 @@ class RunReport {
     // before have ended, else after them.
     void add_message(std::size_t index, const JobMessage& message);
     void set_result(std::size_t index, const JobResult& result);
-    // The file's worker has ended. Without a result that was this failure, told behind the
-    // file's name.
-    void finish(std::size_t index, const Failure& failure);
+    // The file's worker has ended. What became of one without a result is told behind the file's
+    // name.
+    void finish(std::size_t index, const EarlyEnd& end);
 
     ExitCode worst() const { return worst_; }
+    // Those that are yet to be done.
     std::vector<std::string> failed_files() const;
     // With more than one file and a failure.
     void print_failures() const;

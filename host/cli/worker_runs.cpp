@@ -16,6 +16,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <fstream>
+#include <set>
 #include <span>
 #include <string>
 #include <system_error>
@@ -41,7 +42,7 @@ class WorkerRuns {
     void run(const JobWork& work, const JobWorkers& workers) {
         do_jobs(jobs_, work, workers,
                 {.take_news = [&](std::size_t i, const WorkerNews& news) { take_news(i, news); },
-                 .take_end = [&](std::size_t i, const Failure& failure) { finish(i, failure); },
+                 .take_end = [&](std::size_t i, const EarlyEnd& early) { finish(i, early); },
                  .tick = [&] { tick(); }});
         print(progress_.clear());
     }
@@ -65,9 +66,9 @@ class WorkerRuns {
 
     void take(std::size_t index, const JobResult& result) { report_.set_result(index, result); }
 
-    void finish(std::size_t index, const Failure& failure) {
+    void finish(std::size_t index, const EarlyEnd& end) {
         print(progress_.clear());
-        report_.finish(index, failure);
+        report_.finish(index, end);
         ++state_.file_count;
         state_.begun_share -= std::exchange(shares_[index], 0.0);
     }
@@ -98,9 +99,13 @@ bool is_list_of(const fs::path& file, std::span<const Job> jobs) {
     if (!fs::is_regular_file(file, ignored)) {
         return false;
     }
+    std::set<std::string> inputs;
+    for (const Job& job : jobs) {
+        inputs.insert(job.input.string());
+    }
     std::ifstream list(file);
     for (std::string line; std::getline(list, line);) {
-        if (std::ranges::none_of(jobs, [&](const Job& job) { return job.input == line; })) {
+        if (!inputs.contains(line)) {
             return false;
         }
     }

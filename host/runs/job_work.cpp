@@ -284,7 +284,10 @@ class JobRun {
         const std::string kept = job_.input.string();
         PendingFile backup(
             backup_of(job_.input),
-            {.replace = work_.replace_backup, .like = job_.input, .sources = {job_.input}});
+            {.replace = work_.replace_backup,
+             .keep_replaced = true,
+             .like = job_.input,
+             .sources = {job_.input}});
         make_output({kept, kept},
                     [&] { refuse_change(copy_content(job_.input, backup.path()) != content_); });
         const SignalsHeldBack held_back; // between the two

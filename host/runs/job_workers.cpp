@@ -1,9 +1,14 @@
 #include "host/runs/job_workers.h"
 
 #include "host/runs/worker_failure.h"
+#include "host/system/file_identity.h"
 #include "host/system/safe_write.h"
 
 #include <fmt/format.h>
+
+#include <cstdint>
+#include <optional>
+#include <vector>
 
 namespace talvora::host {
 namespace {
@@ -14,12 +19,43 @@ std::string name_file(const Job& job, const WorkerEnd& end) {
     return in_output ? job.output.string() + ": " : "";
 }
 
-Failure explain(const Job& job, const WorkerEnd& end, const WorkerLimits& limits) {
+// By which its result is told from what stood there. Nothing for no file, and for one that cannot
+// be looked at.
+std::optional<std::uint64_t> find_number(const std::filesystem::path& file) {
+    try {
+        const auto identity = identify_file(file);
+        return identity ? std::optional(identity->number) : std::nullopt;
+    } catch (const Failure&) {
+        return std::nullopt;
+    }
+}
+
+// The outputs as they were before any work.
+class Outputs {
+  public:
+    explicit Outputs(std::span<const Job> jobs) : jobs_(jobs) {
+        for (const Job& job : jobs) {
+            numbers_.push_back(find_number(job.output));
+        }
+    }
+
+    bool is_new(std::size_t i) const {
+        const auto number = find_number(jobs_[i].output);
+        return number && number != numbers_[i];
+    }
+
+  private:
+    std::span<const Job> jobs_;
+    std::vector<std::optional<std::uint64_t>> numbers_;
+};
+
+EarlyEnd explain(const Job& job, bool written, const WorkerEnd& end, const WorkerLimits& limits) {
     const Failure failure = explain_end(end, limits);
-    return {failure.code(),
-            fmt::format("{}{}; the output is as it was, or complete", name_file(job, end),
-                        failure.what()),
-            failure.hints()};
+    const char* of_output = written ? "the output is written and complete" : "the output is as it was";
+    return {Failure(failure.code(),
+                    fmt::format("{}{}; {}", name_file(job, end), failure.what(), of_output),
+                    failure.hints()),
+            written};
 }
 
 int work_in_child(const Job& job, const JobWork& work, const SendLine& send) {
@@ -34,6 +70,7 @@ int work_in_child(const Job& job, const JobWork& work, const SendLine& send) {
 
 void do_jobs(std::span<const Job> jobs, const JobWork& work, const JobWorkers& workers,
              const JobCalls& calls) {
+    const Outputs outputs(jobs);
     run_workers(
         jobs.size(), workers.at_once, workers.limits,
         {.work = [&](std::size_t i,
@@ -43,7 +80,8 @@ void do_jobs(std::span<const Job> jobs, const JobWork& work, const JobWorkers& w
          .take_end =
              [&](std::size_t i, const WorkerEnd& end) {
                  sweep_beside(jobs[i].output);
-                 calls.take_end(i, explain(jobs[i], end, workers.limits));
+                 const bool written = !work.dry_run && outputs.is_new(i);
+                 calls.take_end(i, explain(jobs[i], written, end, workers.limits));
              },
          .tick = calls.tick});
 }

@@ -13,12 +13,17 @@
 
 namespace talvora::host {
 
+// Of a worker before it could tell of its result.
+struct EarlyEnd {
+    Failure failure;      // why, in what stands behind the name of the input
+    bool written = false; // the output is in its place all the same
+};
+
 // Called in the parent, as what they are about comes.
 struct JobCalls {
     std::function<void(std::size_t index, const WorkerNews& news)> take_news;
-    // The job's worker has ended; of one that has sent no result the failure tells why, in what
-    // stands behind the name of its input.
-    std::function<void(std::size_t index, const Failure& failure)> take_end;
+    // The job's worker has ended, and this became of one that has sent no result.
+    std::function<void(std::size_t index, const EarlyEnd& end)> take_end;
     // Ten times a second or more often.
     std::function<void()> tick;
 };

@@ -16,7 +16,7 @@
 namespace talvora::host {
 namespace {
 
-constexpr int INTERRUPTING_SIGNALS[] = {SIGINT, SIGTERM, SIGHUP, SIGPIPE};
+constexpr int INTERRUPTING_SIGNALS[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGXCPU, SIGPIPE};
 constexpr int CRASHING_SIGNALS[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT};
 
 // Handlers may touch nothing but lock-free atomics and plain bytes, so the paths
@@ -32,6 +32,7 @@ std::array<PendingSlot, MAX_PENDING_FILES> pending_slots;
 
 std::array<std::atomic<pid_t>, MAX_WORKERS> workers; // 0: free
 std::atomic<bool> is_worker = false;
+std::atomic<bool> file_in_place = false;
 
 PendingSlot& slot_of(int note) {
     return pending_slots[static_cast<std::size_t>(note)];
@@ -45,10 +46,11 @@ void remove_pending_files() {
     }
 }
 
-// They remove their files themselves, which is waited for.
+// They remove their files themselves, which is waited for. What they have done is not known.
 void end_workers() {
     for (const std::atomic<pid_t>& worker : workers) {
         if (worker > 0) {
+            file_in_place = true;
             kill(worker, SIGTERM);
             kill(worker, SIGCONT); // one that is stopped takes no other signal
         }
@@ -76,7 +78,10 @@ void end_workers() {
     if (signal_number == SIGPIPE) {
         _exit(128 + signal_number);
     }
-    say_and_exit("error: interrupted; the file in work is as it was\n", 128 + signal_number);
+    say_and_exit(file_in_place
+                     ? "error: interrupted; each file is as it was, or written and complete\n"
+                     : "error: interrupted; the file in work is as it was\n",
+                 128 + signal_number);
 }
 
 [[gnu::no_sanitize_address]] void end_crashed(int signal_number) {
@@ -88,7 +93,9 @@ void end_workers() {
         raise(signal_number);
         return;
     }
-    say_and_exit("error: the plug-in crashed; the file in work is as it was\n",
+    say_and_exit(file_in_place
+                     ? "error: the plug-in crashed; each file is as it was, or written and complete\n"
+                     : "error: the plug-in crashed; the file in work is as it was\n",
                  static_cast<int>(ExitCode::Plugin));
 }
 
@@ -134,6 +141,14 @@ void forget_pending_file(int note) {
     slot_of(note).taken = false;
 }
 
+void note_file_in_place() {
+    file_in_place = true;
+}
+
+bool is_any_file_in_place() {
+    return file_in_place;
+}
+
 void note_worker(pid_t process) {
     for (std::atomic<pid_t>& worker : workers) {
         pid_t none = 0;
@@ -152,6 +167,7 @@ void forget_worker(pid_t process) {
 
 void become_worker(pid_t parent) {
     is_worker = true;
+    file_in_place = false;
     for (std::atomic<pid_t>& worker : workers) {
         worker = 0;
     }

@@ -14,6 +14,11 @@ namespace talvora::host {
 int note_pending_file(const std::filesystem::path& path);
 void forget_pending_file(int note);
 
+// A file of this process, or of a worker, has taken the place of its destination: what is told of
+// an early end does not say any more that nothing changed.
+void note_file_in_place();
+bool is_any_file_in_place();
+
 // A child process that is to end with this one. At most MAX_WORKERS at a time.
 constexpr int MAX_WORKERS = 256;
 void note_worker(pid_t process);
@@ -24,7 +29,7 @@ void forget_worker(pid_t process);
 // with its signal, and the parent's death ends it too.
 void become_worker(pid_t parent);
 
-// From here on SIGINT, SIGTERM, SIGHUP and SIGPIPE remove the noted files and end the
+// From here on SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGXCPU and SIGPIPE remove the noted files and end the
 // process with 128 + the signal's number; SIGSEGV, SIGBUS, SIGFPE, SIGILL and SIGABRT do with
 // the exit code of a broken plug-in. Signals that are handled or ignored already
 // stay so.

@@ -104,6 +104,11 @@ int rename_over(const fs::path& from, const fs::path& to, bool replace) {
     return unknown ? link_or_rename(from.c_str(), to.c_str()) : result;
 }
 
+// False where the file system cannot.
+bool exchange(const fs::path& one, const fs::path& other) {
+    return renameat2(AT_FDCWD, one.c_str(), AT_FDCWD, other.c_str(), RENAME_EXCHANGE) == 0;
+}
+
 // Nobody else's, so that its lock is free.
 fs::path choose_trial_name() {
     std::error_code error;
@@ -256,17 +261,24 @@ void PendingFile::take_place() {
                                   destination_.string()));
     }
     const SignalsHeldBack held_back;
-    if (rename_over(temporary_, destination_, options_.replace) != 0) {
-        fail(destination_, "cannot be replaced");
+    keeps_replaced_ = options_.keep_replaced && replaced_ && exchange(temporary_, destination_);
+    if (!keeps_replaced_) {
+        if (rename_over(temporary_, destination_, options_.replace) != 0) {
+            fail(destination_, "cannot be replaced");
+        }
+        forget_pending_file(note_);
+        note_ = -1;
     }
-    forget_pending_file(note_);
-    note_ = -1;
+    note_file_in_place();
     in_place_ = true;
 }
 
 void PendingFile::take_back() {
     if (in_place_ && !replaced_) {
         unlink(destination_.c_str());
+    }
+    if (keeps_replaced_) {
+        exchange(temporary_, destination_);
     }
 }
 

@@ -30,6 +30,9 @@ namespace talvora::host {
 struct WriteOptions {
     bool replace = false;     // an existing destination
     bool make_folder = false; // of the destination, where there is none
+    // What is replaced stays, until the PendingFile is destroyed, for take_back. Not where the file
+    // system cannot exchange files.
+    bool keep_replaced = false;
     // Whose rights and attributes a new destination takes; empty: as the process makes files.
     std::filesystem::path like = {};
     // What the destination is made of: it stays shut to whom one of these is shut, also where it
@@ -74,7 +77,7 @@ class PendingFile {
     // output; nothing has changed then.
     std::vector<std::string> publish();
 
-    // Removes what was published, where there was nothing before.
+    // Puts back what stood there before it was published: nothing, or what was kept.
     void take_back();
 
   private:
@@ -91,6 +94,7 @@ class PendingFile {
     std::future<void> begun_sync_;
     int note_ = -1; // where the signal handlers find the path
     bool in_place_ = false;
+    bool keeps_replaced_ = false; // in the temporary file
 };
 
 } // namespace talvora::host

@@ -4,13 +4,15 @@
 // not fail: it writes samples with one bit turned, as bad memory would.
 //
 //     FAILING_CALL    KIND:N:ERRNO:once|always, for example write:3:28:once; KIND as in KINDS
-//                     below, N counted from 1; empty: nothing fails
+//                     below, N counted from 1; empty: nothing fails. rename:N:0:kill does not
+//                     fail: the process is killed right behind it
 //     FAILING_BELOW   the folder
 //     FAILING_COUNTS  a file of COUNT_BYTES bytes, where the calls of each kind are counted, in
 //                     the order of KINDS, each count a 64-bit integer; last, how many failed
 #include <atomic>
 #include <cerrno>
 #include <climits>
+#include <csignal>
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
@@ -42,6 +44,7 @@ struct Plan {
     std::uint64_t number = 0;
     int error = 0;
     bool always = false;
+    bool kill = false;
 };
 
 struct Counts {
@@ -66,7 +69,8 @@ void read_plan() {
     }
     for (std::size_t i = 0; i < KIND_COUNT; ++i) {
         if (KINDS[i] == kind) {
-            plan = {i, number, error, std::strcmp(times, "always") == 0};
+            plan = {i, number, error, std::strcmp(times, "always") == 0,
+                    std::strcmp(times, "kill") == 0};
         }
     }
 }
@@ -137,6 +141,19 @@ bool fails(Kind kind, bool ours) {
     ++counts->failed;
     errno = plan.error;
     return true;
+}
+
+// For the kind of calls that a process may be killed behind.
+template <typename Call>
+int call_or_end(Kind kind, bool ours, const Call& call) {
+    if (!fails(kind, ours)) {
+        return call();
+    }
+    if (plan.kill) {
+        call();
+        kill(getpid(), SIGKILL);
+    }
+    return -1;
 }
 
 // What the HDF5 library writes at a place in pieces of this size are samples.
@@ -267,13 +284,14 @@ int fdatasync(int file) {
 }
 
 int rename(const char* from, const char* to) {
-    return fails(Kind::Rename, names_ours(AT_FDCWD, to)) ? -1 : NEXT(rename)(from, to);
+    return call_or_end(Kind::Rename, names_ours(AT_FDCWD, to),
+                       [&] { return NEXT(rename)(from, to); });
 }
 
 int renameat2(int from_base, const char* from, int to_base, const char* to, unsigned flags) {
-    return fails(Kind::Rename, names_ours(to_base, to))
-               ? -1
-               : NEXT(renameat2)(from_base, from, to_base, to, flags);
+    return call_or_end(Kind::Rename, names_ours(to_base, to), [&] {
+        return NEXT(renameat2)(from_base, from, to_base, to, flags);
+    });
 }
 
 int ftruncate(int file, off_t length) {

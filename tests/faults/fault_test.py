@@ -97,6 +97,7 @@ RECTIFY = ["run", "apply-set-rectify", "SourceGroup=Imu"]
 JOBS = {
     "run-in-place": [*RECTIFY, "walk.h5", "--in-place"],
     "run-with-backup": [*RECTIFY, "walk.h5", "--in-place", "--backup"],
+    "run-with-newer-backup": [*RECTIFY, "walk.h5", "--in-place", "--backup", "--force"],
     "run-into-folder": [*RECTIFY, "walk.h5", "second.h5", "--out-dir", "results"],
     "import-append": ["import", "table.csv", "-o", "walk.h5", "--append", "--group", "Table",
                       "--time", "t"],
@@ -106,11 +107,14 @@ JOBS = {
 }
 # Done for files one by one: those that were written before one failed stay.
 WRITES_SEVERAL = {"run-into-folder"}
+REPLACES_A_BACKUP = {"run-with-newer-backup"}
 
 
-def make_folder(folder, make_file):
+def make_folder(folder, make_file, job):
     make_file(folder / "walk.h5")
     make_file(folder / "second.h5")
+    if job in REPLACES_A_BACKUP:
+        (folder / "walk.h5.bak").write_text("older")
     (folder / "table.csv").write_text(TABLE)
     (folder / "steps.yaml").write_text(RECIPE)
 
@@ -186,7 +190,7 @@ class Bench:
         self.work = root / "work"
         self.counts = root / "counts"
         self.start.mkdir()
-        make_folder(self.start, FILES[file])
+        make_folder(self.start, FILES[file], job)
         self.before = bytes_below(self.start)
         code, message, self.needed, _ = self.run("")
         assert code == 0, f"{self.name}: undisturbed: {message}"
@@ -281,7 +285,7 @@ def main():
     for job in options.job or JOBS:
         for file in options.file or FILES:
             tried, found = try_job(options, job, file)
-            print(f"{job:16} {file:16} tried {tried:5}, wrong {len(found)}", flush=True)
+            print(f"{job:21} {file:16} tried {tried:5}, wrong {len(found)}", flush=True)
             total += tried
             wrong += found
     print(*wrong, sep="\n", end="\n" if wrong else "")
