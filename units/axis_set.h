@@ -5,6 +5,7 @@
 #include "plugin/set_records.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -16,6 +17,7 @@ struct AxisSet {
     OwnedShape shape;
     std::size_t axis = 0; // below the rank
 
+    std::uint64_t line_length() const { return shape.extents()[axis]; }
     AxisLines plan_lines() const { return plan_axis_lines(shape.extents(), axis); }
 };
 

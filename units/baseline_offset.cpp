@@ -46,12 +46,12 @@ void remove_line_offset(std::span<float> line, const log_api& log) {
     subtract(line, dsp::percentile(opening, 50.0F));
 }
 
-// Lines without samples have no baseline.
+// Lines without samples have no baseline, and may be more than can be counted.
 void remove_set_offsets(const AxisSet& set, const dataset_api& sets, const log_api& log) {
-    AxisLines lines = set.plan_lines();
-    if (lines.line_length == 0) {
+    if (set.line_length() == 0) {
         return;
     }
+    AxisLines lines = set.plan_lines();
     const SampleBuffer buffer(lines.line_length);
     for_each_line(sets, set.handle, lines, buffer, [&log](const CurrentLine& line) {
         remove_line_offset(line.samples, log);

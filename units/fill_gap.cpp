@@ -4,6 +4,7 @@
 #include "plugin/set_records.h"
 #include "plugin/source_sets.h"
 #include "plugin/unit_call.h"
+#include "units/axis_set.h"
 #include "units/line_loop.h"
 #include "units/shared_messages.h"
 #include "units/units.h"
@@ -12,6 +13,7 @@
 #include <cmath>
 #include <limits>
 #include <optional>
+#include <utility>
 #include <vector>
 
 namespace talvora::units {
@@ -91,15 +93,16 @@ void write_attributes(const GapFilling& filling, dataset_handle set, std::int64_
                                        2);
 }
 
-// Lines without samples have no gaps, and a set that takes no room may have any number of them.
-void fill_lines(GapFilling& filling, dataset_handle set, AxisLines lines, std::int64_t max_length) {
+// Lines without samples have no gaps, and may be more than can be counted.
+void fill_lines(GapFilling& filling, const AxisSet& set, std::int64_t max_length) {
     filling.filled.clear();
-    if (lines.line_length == 0) {
+    if (set.line_length() == 0) {
         return;
     }
+    AxisLines lines = set.plan_lines();
     const SampleBuffer buffer(lines.line_length);
     filling.filled.reserve(lines.line_length);
-    for_each_line(filling.call.sets(), set, lines, buffer,
+    for_each_line(filling.call.sets(), set.handle, lines, buffer,
                   [&](const CurrentLine& line) { fill_line(filling, line, max_length); });
 }
 
@@ -112,7 +115,7 @@ bool fill_set(GapFilling& filling, dataset_handle set) {
         call.report(NO_RATE_MESSAGE);
         return true;
     }
-    const OwnedShape shape = read_shape(call.sets(), set);
+    OwnedShape shape = read_shape(call.sets(), set);
     if (shape.rank() == 0) {
         return true;
     }
@@ -120,7 +123,8 @@ bool fill_set(GapFilling& filling, dataset_handle set) {
     if (!axis) {
         return call.fail(AXIS_OUT_OF_RANGE_MESSAGE);
     }
-    fill_lines(filling, set, plan_axis_lines(shape.extents(), *axis), *max_length);
+    const AxisSet axis_set{set, std::move(shape), *axis};
+    fill_lines(filling, axis_set, *max_length);
     write_attributes(filling, set, *max_length);
     return true;
 }

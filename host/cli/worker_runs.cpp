@@ -178,6 +178,28 @@ JobWork make_work(Session& session, const Recipe& recipe, const WorkerRunOptions
             .memory_bound = session.memory_mib << 20U};
 }
 
+// The folder for results, and those above it, where they are missing: made with the first result,
+// they go again when there is none.
+class NewFolders {
+  public:
+    explicit NewFolders(const fs::path& folder) {
+        std::error_code ignored;
+        for (fs::path missing = folder; !missing.empty() && !fs::exists(missing, ignored);
+             missing = missing.parent_path()) {
+            missing_.push_back(missing);
+        }
+    }
+
+    void remove_empty() const {
+        for (const fs::path& folder : missing_) {
+            rmdir(folder.c_str());
+        }
+    }
+
+  private:
+    std::vector<fs::path> missing_; // the innermost first
+};
+
 } // namespace
 
 void add_accept_option(Command command, std::vector<std::string>& accept) {
@@ -233,7 +255,9 @@ void run_jobs(Session& session, const Recipe& given, const WorkerRunOptions& opt
     WorkerRuns runs(
         session.console, jobs,
         {.worked_by = name_work(recipe), .dry_run = options.dry_run, .json = options.json});
+    const NewFolders folders(options.plan.out_dir);
     runs.run(work, {options.job_count, session.limits});
+    folders.remove_empty();
     const RunReport& report = runs.report();
     report.print_failures();
     if (!options.failed_to.empty() && !options.dry_run) {

@@ -16,6 +16,7 @@
 #include <random>
 #include <string>
 #include <string_view>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -119,6 +120,21 @@ fs::path choose_trial_name() {
     return folder / fmt::format("trial-{:08x}", std::random_device{}());
 }
 
+// A program that writes to the file, as the HDF5 library tells by a lock, would go on writing to what
+// nobody sees any more.
+void refuse_open_for_writing(const fs::path& file) {
+    const int opened = open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (opened < 0) {
+        return; // nor does it tell who reads it
+    }
+    const bool busy = flock(opened, LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+    close(opened);
+    if (busy) {
+        throw Failure(ExitCode::Output,
+                      fmt::format("{}: is open for writing in another program", file.string()));
+    }
+}
+
 } // namespace
 
 void check_destination(const fs::path& destination, const WriteOptions& options) {
@@ -188,6 +204,9 @@ PendingFile::PendingFile(const fs::path& destination, const WriteOptions& option
     replaced_ = identify_file(destination_);
     if (replaced_ && !options.replace) {
         check_destination(destination, options); // another run has just made it
+    }
+    if (replaced_) {
+        refuse_open_for_writing(destination_);
     }
     make_temporary();
 }

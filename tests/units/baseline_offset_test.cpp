@@ -165,7 +165,8 @@ TEST(BaselineOffset, SkipsLinesWithoutSamples) {
     for (const std::vector<std::uint64_t>& extents :
          {std::vector<std::uint64_t>{3, 0}, std::vector<std::uint64_t>{0, 3},
           std::vector<std::uint64_t>{std::uint64_t{1} << 61U, 0},
-          std::vector<std::uint64_t>{std::uint64_t{1} << 31U, std::uint64_t{1} << 30U, 0}}) {
+          std::vector<std::uint64_t>{std::uint64_t{1} << 31U, std::uint64_t{1} << 30U, 0},
+          std::vector<std::uint64_t>{std::uint64_t{1} << 32U, std::uint64_t{1} << 32U, 0}}) {
         RecordingHost host;
         prepare(host, extents, {});
         EXPECT_TRUE(host.run(BASELINE));

@@ -4,7 +4,10 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <fcntl.h>
 #include <map>
+#include <sys/file.h>
+#include <unistd.h>
 
 namespace talvora::host {
 namespace {
@@ -164,6 +167,34 @@ TEST_F(ManyFiles, PutsNothingInThePlaceOfAnotherInput) {
         EXPECT_EQ(result.exit_code, 2) << testing::PrintToString(choice) << result.errors;
         EXPECT_TRUE(contents(".") == before) << testing::PrintToString(choice);
     }
+}
+
+TEST_F(ManyFiles, LeavesNoFolderWithoutResults) {
+    EXPECT_NE(run({"run", "apply-set-rectify", "SourceGroup=Nothing", "0.h5", "1.h5", "--out-dir",
+                   "new/deep"})
+                  .exit_code,
+              0);
+    EXPECT_FALSE(fs::exists(folder_ / "new"));
+    EXPECT_EQ(run({"run", "apply-set-rectify", "SourceGroup=Signals", "0.h5", "--out-dir",
+                   "new/deep"})
+                  .exit_code,
+              0);
+    EXPECT_TRUE(fs::exists(folder_ / "new/deep/0.h5"));
+}
+
+TEST_F(ManyFiles, ReplacesNoFileThatAnotherProgramWrites) {
+    fs::copy_file(folder_ / "0.h5", folder_ / "new.h5");
+    const auto before = contents(".");
+    const int file = open((folder_ / "new.h5").c_str(), O_RDWR | O_CLOEXEC);
+    ASSERT_EQ(flock(file, LOCK_EX), 0); // as the HDF5 library does
+    const Program::Words words = {"run",  "apply-set-rectify", "SourceGroup=Signals", "0.h5", "-o",
+                                  "new.h5", "--force"};
+    const auto result = run(words);
+    EXPECT_EQ(result.exit_code, 5);
+    EXPECT_EQ(result.errors, "error: new.h5: is open for writing in another program\n");
+    EXPECT_TRUE(contents(".") == before);
+    close(file);
+    EXPECT_EQ(run(words).exit_code, 0);
 }
 
 TEST_F(ManyFiles, TakesNoListWithZeroBytes) {
