@@ -38,6 +38,13 @@ herr_t append_hard_link(hid_t, const char* path, const H5L_info_t* info, void* l
     return 0;
 }
 
+herr_t append_external_link(hid_t, const char* path, const H5L_info_t* info, void* paths) {
+    if (info->type == H5L_TYPE_EXTERNAL) {
+        static_cast<std::vector<std::string>*>(paths)->emplace_back(path);
+    }
+    return 0;
+}
+
 H5L_info_t link_info(hid_t group, const std::string& name) {
     H5L_info_t info{};
     checked(H5Lget_info(group, name.c_str(), &info, H5P_DEFAULT), "read the link", name);
@@ -55,12 +62,22 @@ std::string soft_target(hid_t group, const std::string& name, const H5L_info_t& 
     return link_value(group, name, info).data();
 }
 
-std::string describe_external_link(hid_t group, const std::string& name, const H5L_info_t& info) {
+struct ExternalTarget {
+    std::string file;
+    std::string path;
+};
+
+ExternalTarget external_target(hid_t group, const std::string& name, const H5L_info_t& info) {
     const std::vector<char> value = link_value(group, name, info);
     const char* file = nullptr;
     const char* path = nullptr;
     checked(H5Lunpack_elink_val(value.data(), info.u.val_size, nullptr, &file, &path),
             "read the link", name);
+    return {file, path};
+}
+
+std::string describe_external_link(hid_t group, const std::string& name, const H5L_info_t& info) {
+    const auto [file, path] = external_target(group, name, info);
     return fmt::format("link to '{}' in the file '{}'", path, file);
 }
 
@@ -148,6 +165,17 @@ std::multimap<haddr_t, std::string> list_hard_links(hid_t file) {
     std::multimap<haddr_t, std::string> links;
     checked(H5Lvisit(file, H5_INDEX_NAME, H5_ITER_INC, append_hard_link, &links), "list",
             "the links of the file");
+    return links;
+}
+
+std::vector<std::pair<std::string, std::string>> list_external_links(hid_t file) {
+    std::vector<std::string> paths;
+    checked(H5Lvisit(file, H5_INDEX_NAME, H5_ITER_NATIVE, append_external_link, &paths), "list",
+            "links");
+    std::vector<std::pair<std::string, std::string>> links;
+    for (const std::string& path : paths) {
+        links.emplace_back(path, external_target(file, path, link_info(file, path)).file);
+    }
     return links;
 }
 

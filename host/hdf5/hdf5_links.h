@@ -6,6 +6,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace talvora::host::hdf5 {
@@ -26,6 +27,8 @@ std::optional<std::string> describe_unfollowed_link(hid_t group, const std::stri
 std::vector<std::string> list_links(hid_t group); // by name
 // The paths of all hard links of a file, by the address of the object.
 std::multimap<haddr_t, std::string> list_hard_links(hid_t file);
+// Paths of links into other files, and those files.
+std::vector<std::pair<std::string, std::string>> list_external_links(hid_t file);
 void delete_link(hid_t group, const std::string& name);
 // Gives an object a name.
 void link_object(hid_t object, hid_t group, const std::string& name);

@@ -110,24 +110,44 @@ bool has_sane_chunks(hid_t properties, const Extents& extents) {
 
 constexpr std::size_t MAX_FILE_NAME = 4096;
 
-std::string first_external_file(hid_t properties) {
+std::string external_file(hid_t properties, unsigned position) {
     std::array<char, MAX_FILE_NAME> name{};
     off_t offset = 0;
     hsize_t byte_count = 0;
-    checked(H5Pget_external(properties, 0, name.size() - 1, name.data(), &offset, &byte_count),
+    checked(H5Pget_external(properties, position, name.size() - 1, name.data(), &offset,
+                            &byte_count),
             "read", "where samples are");
     return name.data();
 }
 
-std::string first_source_file(hid_t properties) {
+std::string virtual_source(hid_t properties, std::size_t position) {
     std::array<char, MAX_FILE_NAME> name{};
-    std::size_t source_count = 0;
-    checked(H5Pget_virtual_count(properties, &source_count), "read", "where samples are");
-    if (source_count > 0) {
-        checked(H5Pget_virtual_filename(properties, 0, name.data(), name.size() - 1), "read",
-                "where samples are");
-    }
+    checked(H5Pget_virtual_filename(properties, position, name.data(), name.size() - 1), "read",
+            "where samples are");
     return name.data();
+}
+
+std::vector<std::string> list_external_files(hid_t properties) {
+    const int count = checked(H5Pget_external_count(properties), "read", "where samples are");
+    std::vector<std::string> files;
+    for (int position = 0; position < count; ++position) {
+        files.push_back(external_file(properties, static_cast<unsigned>(position)));
+    }
+    return files;
+}
+
+std::vector<std::string> list_virtual_sources(hid_t properties) {
+    std::size_t count = 0;
+    checked(H5Pget_virtual_count(properties, &count), "read", "where samples are");
+    std::vector<std::string> files;
+    for (std::size_t position = 0; position < count; ++position) {
+        files.push_back(virtual_source(properties, position));
+    }
+    return files;
+}
+
+std::string first_of(const std::vector<std::string>& files) {
+    return files.empty() ? "" : files.front();
 }
 
 // The filters that give back what they took. Not among them: scale and offset, which rounds floats.
@@ -312,14 +332,27 @@ std::string describe_foreign_storage(hid_t set) {
     case H5D_COMPACT:
     case H5D_CHUNKED:
         return "";
-    case H5D_CONTIGUOUS:
-        return checked(H5Pget_external_count(properties), "read", "where samples are") == 0
-                   ? ""
-                   : fmt::format("its samples in the file '{}'", first_external_file(properties));
+    case H5D_CONTIGUOUS: {
+        const auto files = list_external_files(properties);
+        return files.empty() ? "" : fmt::format("its samples in the file '{}'", files.front());
+    }
     case H5D_VIRTUAL:
-        return fmt::format("virtual, of samples in the file '{}'", first_source_file(properties));
+        return fmt::format("virtual, of samples in the file '{}'",
+                           first_of(list_virtual_sources(properties)));
     default:
         return "its samples kept in an unknown way";
+    }
+}
+
+std::vector<std::string> list_source_files(hid_t set) {
+    const Id properties = set_properties(set);
+    switch (set_layout(properties)) {
+    case H5D_CONTIGUOUS:
+        return list_external_files(properties);
+    case H5D_VIRTUAL:
+        return list_virtual_sources(properties);
+    default:
+        return {};
     }
 }
 

@@ -7,6 +7,8 @@
 
 #include <optional>
 #include <span>
+#include <string>
+#include <vector>
 
 namespace talvora::host::hdf5 {
 
@@ -18,6 +20,9 @@ Id set_properties(hid_t set);
 // file 'samples.raw'") or kept in a way that this host does not know; empty for a set whose file
 // holds them. No other file is looked at.
 std::string describe_foreign_storage(hid_t set);
+
+// The files that its samples are in, where that is not the set's own.
+std::vector<std::string> list_source_files(hid_t set);
 
 // False where samples may be read otherwise than they were written: a filter rounds them, or is one
 // that this host does not know.

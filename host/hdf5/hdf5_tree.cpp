@@ -115,6 +115,23 @@ bool Hdf5Tree::keeps_every_bit(ObjectId set) const {
     return hdf5::keeps_every_bit(open(set));
 }
 
+std::vector<KeptElsewhere> Hdf5Tree::list_kept_elsewhere() const {
+    const InFile here(name_.native());
+    std::vector<KeptElsewhere> found;
+    for (const auto& [path, file] : hdf5::list_external_links(open_->file)) {
+        found.push_back({path, file});
+    }
+    for (const auto& [address, path] : hdf5::list_hard_links(open_->file)) {
+        const hdf5::Id object = hdf5::open_object(open_->file, absolute(path));
+        if (hdf5::object_info(object).type == H5O_TYPE_DATASET) {
+            for (const std::string& file : hdf5::list_source_files(object)) {
+                found.push_back({path, file});
+            }
+        }
+    }
+    return found;
+}
+
 ObjectId Hdf5Tree::root() const {
     return ROOT;
 }

@@ -50,6 +50,12 @@ struct NarrowedSet {
     RoundingChange change;
 };
 
+// What is at a path and is kept in another file.
+struct KeptElsewhere {
+    std::string path;
+    std::string file; // as it is named there: beside this one, where that is no whole path
+};
+
 // One set is held open at a time, with a cache of its chunks once a part of it was asked for. The
 // HDF5 library may not be used by two threads at once, and so may not two of these trees.
 class Hdf5Tree final : public DataTree {
@@ -69,6 +75,9 @@ class Hdf5Tree final : public DataTree {
     // False for a set that may give other samples than were written to it, for its filters round
     // them or are unknown.
     bool keeps_every_bit(ObjectId set) const;
+
+    // Links into other files, and data sets with their samples there. Looks at every object.
+    std::vector<KeptElsewhere> list_kept_elsewhere() const;
 
     // The sets that have become 32-bit floats, in the order of that.
     std::span<const NarrowedSet> narrowed_sets() const { return narrowed_; }

@@ -94,7 +94,7 @@ std::vector<std::string> gather_files(const JobPlanOptions& options) {
 void check_output_choice(const JobPlanOptions& options, std::size_t file_count) {
     if (file_count == 0) {
         throw Failure(ExitCode::Usage, "no file to run on",
-                      {"talvora-host run UNIT [Key=Value ...] FILE ... -o OUTPUT"});
+                      {"name files behind the rest of the line, or in a list with --files-from"});
     }
     const int chosen = !options.output.empty() + !options.out_dir.empty() + options.in_place;
     if (chosen != 1) {

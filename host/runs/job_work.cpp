@@ -173,6 +173,7 @@ class JobRun {
             observations.push_back(run_one_step(step, cached, observed, tree));
         }
         cached.flush();
+        tell_of_lost_sight(tree);
         tell_narrowed(tree.narrowed_sets());
         origin_.input = identity.get();
         refuse_change(origin_.input.mark != content_);
@@ -297,6 +298,24 @@ class JobRun {
         } catch (const std::exception&) {
             backup.take_back();
             throw;
+        }
+    }
+
+    // What the file names beside itself is not found from another folder, where a data set of such
+    // samples reads as zeros.
+    void tell_of_lost_sight(const Hdf5Tree& tree) const {
+        const fs::path from = job_.input.parent_path();
+        const fs::path to = job_.output.parent_path();
+        std::error_code ignored;
+        if (from == to || fs::equivalent(from.empty() ? "." : from, to.empty() ? "." : to, ignored)) {
+            return;
+        }
+        for (const auto& [path, file] : tree.list_kept_elsewhere()) {
+            if (file != "." && fs::exists(from / file, ignored) && !fs::equivalent(from / file, to / file, ignored)) {
+                tell_({MessageLevel::Warning,
+                       fmt::format("{}: '{}' leads to the file '{}', which is not found from there",
+                                   job_.output.string(), path, file)});
+            }
         }
     }
 

@@ -130,6 +130,39 @@ TEST_F(ForeignStorage, IsNotRectified) {
     run_beside_victims(with({"--in-place"}), 0);
 }
 
+TEST_F(ForeignStorage, IsMissedInAnotherFolder) {
+    const hid_t file =
+        H5Fcreate((folder_ / "linked.h5").c_str(), H5F_ACC_TRUNC, H5P_DEFAULT, H5P_DEFAULT);
+    const hid_t group = H5Gcreate2(file, "Imu", H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT);
+    write_set(group, "Own", H5P_DEFAULT);
+    H5Lcreate_external("victim.h5", "/Samples", file, "Beside", H5P_DEFAULT, H5P_DEFAULT);
+    H5Lcreate_external("gone.h5", "/Samples", file, "Gone", H5P_DEFAULT, H5P_DEFAULT);
+    const hid_t space = H5Screate_simple(3, EXTENTS.data(), nullptr);
+    const hid_t mapped = H5Pcreate(H5P_DATASET_CREATE);
+    H5Pset_virtual(mapped, space, "victim.h5", "/Samples", space);
+    write_set(file, "Mapped", mapped);
+    H5Pclose(mapped);
+    H5Sclose(space);
+    H5Gclose(group);
+    H5Fclose(file);
+    content_["victim.h5"] = read_file(folder_ / "victim.h5");
+    const Program::Words rectify = {"run", "apply-set-rectify", "SourceGroup=Imu", "linked.h5"};
+    const auto run_to = [&](const std::string& output) {
+        Program::Words words = rectify;
+        words.insert(words.end(), {"-o", output});
+        return run_beside_victims(words, 0).errors;
+    };
+    fs::create_directory(folder_ / "other");
+    fs::create_directory_symlink(".", folder_ / "same");
+    EXPECT_EQ(run_to("out.h5"), "");
+    EXPECT_EQ(run_to("same/again.h5"), "");
+    EXPECT_EQ(run_to("other/out.h5"),
+              "warning: other/out.h5: 'Beside' leads to the file 'victim.h5', which is not found "
+              "from there\n"
+              "warning: other/out.h5: 'Mapped' leads to the file 'victim.h5', which is not found "
+              "from there\n");
+}
+
 TEST_F(ForeignStorage, IsNotTouchedByAJobThatFails) {
     write_file(folder_ / "steps.yaml",
                "steps:\n"
