@@ -2,12 +2,15 @@
 #include "host/cli/commands.h"
 #include "host/cli/help_layout.h"
 #include "host/cli/read_apart.h"
+#include "host/recipes/import_history.h"
 #include "host/recipes/run_history.h"
 #include "host/runs/input_files.h"
 #include "host/runs/set_change.h"
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
@@ -117,17 +120,40 @@ Lines describe_history(const std::vector<HistoryRecord>& history, const std::str
     }
 }
 
+struct WholeHistory {
+    std::vector<HistoryRecord> imports;
+    std::vector<HistoryRecord> runs;
+};
+
+WholeHistory read_whole_history(const std::string& file) {
+    return read_input(file, [&] {
+        const auto tree = open_input(file);
+        return WholeHistory{read_imports(*tree, file), read_history(*tree, file)};
+    });
+}
+
+Lines describe_imports(const std::vector<HistoryRecord>& imports) {
+    Lines lines;
+    for (const HistoryRecord& record : imports) {
+        lines.push_back(fmt::format("import of {}", describe_import_input(record)));
+        lines.push_back(fmt::format("  {}", describe_import_command(record)));
+    }
+    return lines;
+}
+
 void print_history(const Session& session, const HistoryOptions& options) {
-    const std::vector<HistoryRecord> history = read_input(
-        options.file, [&] { return read_history(*open_input(options.file), options.file); });
+    const auto [imports, history] = read_whole_history(options.file);
     if (options.json) {
-        session.console.document({{"file", options.file}, {"history", history}});
+        session.console.document(
+            {{"file", options.file}, {"imports", imports}, {"history", history}});
         return;
     }
-    if (history.empty()) {
+    if (imports.empty() && history.empty()) {
         session.console.info(fmt::format("{}: no history", options.file));
     }
-    for (const std::string& line : describe_history(history, options.file)) {
+    Lines lines = describe_imports(imports);
+    std::ranges::copy(describe_history(history, options.file), std::back_inserter(lines));
+    for (const std::string& line : lines) {
         session.console.result_line(line);
     }
 }

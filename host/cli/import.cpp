@@ -4,6 +4,7 @@
 #include "host/cli/help_layout.h"
 #include "host/cli/printed_files.h"
 #include "host/cli/read_apart.h"
+#include "host/recipes/import_history.h"
 #include "host/runs/input_files.h"
 #include "host/runs/output_files.h"
 #include "host/runs/written_sets.h"
@@ -19,6 +20,7 @@
 #include <fmt/ranges.h>
 
 #include <cstdint>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
@@ -62,12 +64,53 @@ std::unique_ptr<Hdf5Tree> start_file(const ImportCommand& command,
     return std::make_unique<Hdf5Tree>(file, Hdf5Access::ReadWrite);
 }
 
-ImportReport build_file(const NumberTable& table, const ImportCommand& command,
-                        PendingFile& pending) {
+// The options as words, each as the command line takes it.
+std::vector<std::string> list_arguments(const ImportCommand& command) {
+    std::vector<std::string> words = {"--group", command.options.group};
+    const auto add = [&](const char* option, const auto& value) {
+        if (value) {
+            words.insert(words.end(), {option, fmt::format("{}", *value)});
+        }
+    };
+    const auto add_flag = [&](const char* option, bool is_set) {
+        if (is_set) {
+            words.emplace_back(option);
+        }
+    };
+    for (const std::string& set : command.sets) {
+        words.insert(words.end(), {"--set", set});
+    }
+    add("--rate", command.options.sample_rate);
+    add("--time", command.options.time_column);
+    add("--grid", command.grid);
+    add("--max-gap", command.max_gap);
+    add("--header", command.names_row);
+    add_flag("--units-row", command.csv.has_units_row);
+    add_flag("--decimal-comma", command.csv.decimal_comma);
+    return words;
+}
+
+// A table, and the record of its import.
+struct TableRead {
+    NumberTable table;
+    HistoryRecord record;
+};
+
+TableRead read_table(const ImportCommand& command) {
+    const std::string text = read_csv_text(command.input);
+    const HashedContent content = hash_bytes(text);
+    const InputIdentity input{std::filesystem::path(command.input).filename().string(),
+                              content.byte_count, content.sha256, content.mark};
+    return {parse_csv(text, command.input, command.csv),
+            make_import_record(TALVORA_VERSION, input, list_arguments(command))};
+}
+
+ImportReport build_file(const TableRead& read, const ImportCommand& command, PendingFile& pending) {
     return make_output({.output = command.output}, [&] {
         const auto tree = start_file(command, pending.path());
         WrittenTree noted(*tree);
-        ImportReport report = import_table(table, command.options, noted, command.input);
+        ImportReport report = import_table(read.table, command.options, noted, command.input);
+        append_import(noted, read.record);
         const auto written = noted.list_written();
         tree->close();
         pending.begin_sync();
@@ -99,9 +142,9 @@ void try_import(const Console& console, const ImportCommand& command) {
 
 void make_file(const Console& console, const ImportCommand& command,
                const WriteOptions& write_options) {
-    const NumberTable table = read_csv(command.input, command.csv);
+    const TableRead read = read_table(command);
     PendingFile pending(command.output, write_options);
-    const ImportReport report = build_file(table, command, pending);
+    const ImportReport report = build_file(read, command, pending);
     publish(console, pending);
     print_report(report, console);
     console.done_line(fmt::format("{}: {} ({} at {:.6g} Hz)", command.output,

@@ -12,6 +12,7 @@
 #include "host/guards/accepted_guards.h"
 #include "host/guards/guards.h"
 #include "host/guards/recipe_guards.h"
+#include "host/recipes/import_history.h"
 #include "host/recipes/recipe.h"
 #include "host/recipes/recipe_places.h"
 #include "host/recipes/recipe_reader.h"
@@ -141,6 +142,17 @@ void run_recipe(Session& session, RecipeOptions& options) {
     }
 }
 
+// A recipe has no step for it: it begins with files of data sets.
+std::string comment_imports(const std::string& file) {
+    std::string comments;
+    for (const HistoryRecord& record :
+         read_input(file, [&] { return read_imports(*open_input(file), file); })) {
+        comments += fmt::format("# imported from {}:\n#   {}\n", describe_import_input(record),
+                                describe_import_command(record));
+    }
+    return comments;
+}
+
 void extract_from_file(Session& session, const ExtractOptions& options) {
     refuse_same_file(options.file, options.output);
     const std::vector<HistoryRecord> history = read_input(
@@ -150,7 +162,8 @@ void extract_from_file(Session& session, const ExtractOptions& options) {
                       fmt::format("{}: no history to take a recipe from", options.file));
     }
     const auto records = options.all ? std::span<const HistoryRecord>(history) : last_run(history);
-    const std::string text = format_recipe(extract_recipe(records, session.plugin()));
+    const std::string text =
+        comment_imports(options.file) + format_recipe(extract_recipe(records, session.plugin()));
     write_text_file(session.console, options.output,
                     {.replace = options.force, .sources = {options.file}},
                     [&](const TextSink& send) { send(text); });

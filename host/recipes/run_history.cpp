@@ -124,6 +124,8 @@ std::size_t find_last_part(DataTree& tree) {
     return number;
 }
 
+} // namespace
+
 HistoryRecord parse_record(const std::string& text, std::string_view source) {
     const auto check_depth = [&](int depth, Json::parse_event_t, const Json&) {
         if (depth > MAX_RECORD_DEPTH) {
@@ -138,6 +140,8 @@ HistoryRecord parse_record(const std::string& text, std::string_view source) {
         refuse_history(error.what(), source);
     }
 }
+
+namespace {
 
 // A history may have been written by anything.
 const Json& member(const HistoryRecord& record, const char* name) {

@@ -80,6 +80,10 @@ HistoryRecord make_record(const RunOrigin& origin, const Recipe& recipe, std::si
                           const nlohmann::ordered_json& filters,
                           const nlohmann::ordered_json& guards = {});
 
+// The record that a text of such an attribute holds. Throws a Failure of the input, `source` in
+// front, for another text.
+HistoryRecord parse_record(const std::string& text, std::string_view source);
+
 // Oldest first; empty for a file without a history. Throws a Failure of the input, `source` in
 // front, when one of the attributes holds something else.
 std::vector<HistoryRecord> read_history(DataTree& tree, std::string_view source = {});

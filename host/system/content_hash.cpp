@@ -128,6 +128,14 @@ ContentMark ContentMarker::finish() const {
     return {hash.low64, hash.high64};
 }
 
+HashedContent hash_bytes(std::span<const char> bytes) {
+    Sha256 sha256;
+    ContentMarker mark;
+    sha256.add(bytes);
+    mark.add(std::as_bytes(bytes));
+    return {bytes.size(), sha256.finish(), mark.finish()};
+}
+
 HashedContent hash_file(const std::filesystem::path& path) {
     const OpenFile file(path, O_RDONLY, ExitCode::Input);
     HashedContent content;

@@ -40,6 +40,8 @@ struct HashedContent {
     ContentMark mark;
 };
 
+HashedContent hash_bytes(std::span<const char> bytes);
+
 // Of the bytes that were read. Throws a Failure of the input when the file cannot be read.
 HashedContent hash_file(const std::filesystem::path& file);
 

@@ -159,7 +159,7 @@ NumberTable parse_csv(std::string_view text, const std::string& source, const Cs
     return table;
 }
 
-NumberTable read_csv(const std::filesystem::path& file, const CsvChoice& choice) {
+std::string read_csv_text(const std::filesystem::path& file) {
     std::error_code ignored;
     if (std::filesystem::is_directory(file, ignored)) {
         throw Failure(ExitCode::Input, fmt::format("{}: a folder, no CSV file", file.string()));
@@ -179,7 +179,11 @@ NumberTable read_csv(const std::filesystem::path& file, const CsvChoice& choice)
         throw Failure(ExitCode::Input, fmt::format("{}: cannot be read to its end: {}",
                                                    file.string(), reason.message()));
     }
-    return parse_csv(text, file.string(), choice);
+    return text;
+}
+
+NumberTable read_csv(const std::filesystem::path& file, const CsvChoice& choice) {
+    return parse_csv(read_csv_text(file), file.string(), choice);
 }
 
 std::vector<std::string> split_csv_row(std::string_view row, char delimiter) {

@@ -16,6 +16,9 @@
 
 namespace talvora::host {
 
+// The text of a file. Throws a Failure of the input when it cannot be read to its end.
+std::string read_csv_text(const std::filesystem::path& file);
+
 // Cells are taken as number_table.h tells. Throws a Failure of the input for what it refuses,
 // when the file cannot be read, has no names or no rows, or ends inside a quoted field, and where
 // it can be read in two ways.

@@ -13,6 +13,9 @@ std::string name_history_part(std::size_t number) {
 }
 
 bool is_history_part(std::string_view name) {
+    if (name == IMPORTS_ATTRIBUTE) {
+        return true;
+    }
     if (!name.starts_with(HISTORY_ATTRIBUTE)) {
         return false;
     }

@@ -14,7 +14,10 @@ constexpr char HISTORY_ATTRIBUTE[] = "talvora_history";
 // name above, the second is "talvora_history_2".
 std::string name_history_part(std::size_t number);
 
-// True for the name of each part that there may be.
+// Of the root group, too: an array of texts, one JSON document per table that was imported.
+constexpr char IMPORTS_ATTRIBUTE[] = "talvora_imports";
+
+// True for the name of each part that there may be, and of the imports.
 bool is_history_part(std::string_view name);
 
 } // namespace talvora::host

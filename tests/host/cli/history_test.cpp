@@ -51,10 +51,38 @@ TEST_F(History, TellsWhatWasDoneInItsOrder) {
 }
 
 TEST_F(History, SaysThatThereIsNone) {
-    const auto result = run({"history", "walk.h5"});
+    Hdf5Tree(folder_ / "new.h5", Hdf5Access::Create).close();
+    const auto result = run({"history", "new.h5"});
     EXPECT_EQ(result.exit_code, 0);
-    EXPECT_EQ(result.errors, "info: walk.h5: no history\n");
+    EXPECT_EQ(result.errors, "info: new.h5: no history\n");
+    EXPECT_TRUE(read("new.h5").empty());
     EXPECT_TRUE(read("walk.h5").empty());
+}
+
+// The hash is that of: sha256sum walk.csv
+TEST_F(History, BeginsWithWhatWasImported) {
+    write_file(folder_ / "slow.csv", "Z\n1\n2\n3\n");
+    run({"import", "slow.csv", "-o", "walk.h5", "--append", "--group", "Slow", "--rate", "5"});
+    run({"run", "apply-set-rectify", "SourceGroup=Signals", "walk.h5", "-o", "up.h5"});
+    const std::string imports = "import of walk.csv, 39 bytes, sha256 "
+                                "04abcbab88ed21eeef9340d696893bedd64a7860e529128ee56014dd1866a785\n"
+                                "  talvora-host import walk.csv -o FILE.h5 --group Signals\n"
+                                "import of slow.csv, 8 bytes, sha256 "
+                                "1b39a8de8ec15e26e56b249a0c71bb33bb62bc4a8c9b44c42758248fb14f41ee\n"
+                                "  talvora-host import slow.csv -o FILE.h5 --group Slow --rate 5\n";
+    EXPECT_EQ(run({"history", "walk.h5"}).output, imports);
+    EXPECT_THAT(run({"history", "up.h5"}).output,
+                testing::StartsWith(imports + "2023-11-14T22:13:20Z  apply-set-rectify\n"));
+    const auto json = nlohmann::json::parse(run({"history", "up.h5", "--json"}).output);
+    EXPECT_EQ(json["imports"][1]["arguments"], nlohmann::json({"--group", "Slow", "--rate", "5"}));
+    EXPECT_EQ(json["history"].size(), 1U);
+    const std::string recipe = run({"recipe", "extract", "up.h5"}).output;
+    EXPECT_THAT(recipe, testing::StartsWith("# imported from walk.csv, 39 bytes, sha256 "));
+    EXPECT_THAT(recipe, HasSubstr("\n#   talvora-host import slow.csv -o FILE.h5 --group Slow"));
+    write_file(folder_ / "again.yaml", recipe);
+    EXPECT_EQ(run({"recipe", "run", "again.yaml", "walk.h5", "-o", "again.h5"}).exit_code, 0);
+    EXPECT_EQ(read_file(folder_ / "again.h5"), read_file(folder_ / "up.h5"));
+    EXPECT_THAT(run({"tree", "up.h5", "--attributes"}).output, Not(HasSubstr("talvora_imports")));
 }
 
 TEST_F(History, IsShownWholeOrNotAtAll) {
