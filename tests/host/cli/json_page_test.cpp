@@ -78,6 +78,10 @@ class JsonPage : public CommandLine {
                        "Order=4", "walk.h5", "-o", "smooth.h5"})
                       .exit_code,
                   0);
+        ASSERT_EQ(run({"run", "apply-set-opposite", "SourceGroup=Signals", "Axis=2",
+                       "smooth.h5", "-o", "same.h5", "--accept", "nothing-done"})
+                      .exit_code,
+                  0);
     }
 
     // Each line that is printed is a document, or all of them are one.
@@ -115,14 +119,16 @@ TEST_F(JsonPage, DescribesWhatIsToldOfUnits) {
 
 TEST_F(JsonPage, DescribesWhatIsToldOfFiles) {
     expect_described("A file", {{"tree", "walk.h5", "--attributes", "--statistics"}});
-    expect_described("The history of a file", {{"history", "smooth.h5"}});
+    expect_described("The history of a file", {{"history", "same.h5"}});
 }
 
 TEST_F(JsonPage, DescribesWhatComesOfARun) {
     expect_described("A run", {{"run", "apply-set-butterworth", "SourceGroup=Signals",
                                 "CutoffFrequency=1", "Order=6", "walk.h5", "-o", "out.h5"},
                                {"run", "average-set", "SourceGroup=Signals",
-                                "DestinationGroup=Means", "walk.h5", "-o", "means.h5"}});
+                                "DestinationGroup=Means", "walk.h5", "-o", "means.h5"},
+                               {"run", "apply-set-opposite", "SourceGroup=Signals", "Axis=2",
+                                "walk.h5", "-o", "nothing.h5"}});
 }
 
 TEST_F(JsonPage, DescribesFilters) {
