@@ -118,7 +118,10 @@ TEST_F(JsonPage, DescribesWhatIsToldOfUnits) {
 }
 
 TEST_F(JsonPage, DescribesWhatIsToldOfFiles) {
-    expect_described("A file", {{"tree", "walk.h5", "--attributes", "--statistics"}});
+    write_file(folder_ / "rate.csv", "time,Gyr X (deg/s)\n0,1\n0.1,2\n");
+    ASSERT_EQ(run({"import", "rate.csv", "-o", "rate.h5"}).exit_code, 0);
+    expect_described("A file", {{"tree", "walk.h5", "--attributes", "--statistics"},
+                                {"tree", "rate.h5", "--attributes", "--statistics"}});
     expect_described("The history of a file", {{"history", "same.h5"}});
 }
 
