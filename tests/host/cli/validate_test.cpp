@@ -199,7 +199,9 @@ TEST_P(BothValidators, SayThatTheLimitOfAddressSpaceIsTooLow) {
 
 // A process is followed through two pipe ends, and more.
 TEST_P(BothValidators, SayThatNoProcessCanBeStarted) {
-    options_.environment["ASAN_OPTIONS"] = "detect_leaks=0"; // which opens files of its own
+#if defined(TALVORA_ADDRESS_SANITIZER)
+    GTEST_SKIP() << "a sanitizer looks at memory through pipes of its own";
+#endif
     // What this process was started with may stay open in its own.
     const auto result = try_limited("exec 3>&- 4>&- 5>&- 6>&- 7>&- 8>&- 9>&-; ulimit -n 4");
     EXPECT_EQ(result.exit_code, 5);
