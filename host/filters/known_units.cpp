@@ -35,8 +35,7 @@ struct KnownUnit {
 
 constexpr KeyChoice SOURCE_CHOICE = {SOURCE_SETS_KEY, SOURCE_GROUP_KEY};
 constexpr KeyChoice IN_PLACE_CHOICES[] = {SOURCE_CHOICE};
-constexpr KeyChoice DOWNSAMPLE_CHOICES[] = {SOURCE_CHOICE,
-                                              {HINT_GROUP_KEY, HINT_SET_KEY}};
+constexpr KeyChoice DOWNSAMPLE_CHOICES[] = {SOURCE_CHOICE, {HINT_GROUP_KEY, HINT_SET_KEY}};
 constexpr KeyChoice FILL_GAP_CHOICES[] = {SOURCE_CHOICE, {"MaxGapLength", "HintMaxGapLength"}};
 
 constexpr ParameterFacts OPPOSITE[] = {

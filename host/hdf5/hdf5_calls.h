@@ -3,9 +3,10 @@
 // ("cannot open the file 'walk.h5': truncated file: ...").
 //
 // This room alone calls the library: files (hdf5_files.h), links and objects (hdf5_links.h),
-// references to them (hdf5_references.h), spaces and types (hdf5_types.h), data sets (hdf5_sets.h) and attributes (hdf5_attributes.h).
-// Not checked are the calls about the stack of errors itself, and what a destructor or a
-// clean-up after a failure lets go of: the first failure is the one to be told.
+// references to them (hdf5_references.h), spaces and types (hdf5_types.h), data sets (hdf5_sets.h)
+// and attributes (hdf5_attributes.h). Not checked are the calls about the stack of errors itself,
+// and what a destructor or a clean-up after a failure lets go of: the first failure is the one to
+// be told.
 //
 // The library keeps global state without locks: one thread at a time.
 #pragma once

@@ -83,7 +83,8 @@ void visit_value(hid_t type, std::byte* value, const Visit& visit) {
 
 class Values {
   public:
-    Values(hid_t object, const Referrer& place) : name_(place.path), is_set_(place.attribute.empty()) {
+    Values(hid_t object, const Referrer& place)
+        : name_(place.path), is_set_(place.attribute.empty()) {
         if (is_set_) {
             owner_ = share(object);
             type_ = set_type(owner_);
@@ -154,7 +155,8 @@ class ReferrerList {
         for (const std::string& attribute : list_attributes(object)) {
             add(object, {path, attribute});
         }
-        if (object_info(object).type == H5O_TYPE_DATASET && describe_foreign_storage(object).empty()) {
+        if (object_info(object).type == H5O_TYPE_DATASET &&
+            describe_foreign_storage(object).empty()) {
             add(object, {path, ""});
         }
     }

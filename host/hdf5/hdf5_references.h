@@ -1,5 +1,5 @@
-// References to objects, which attributes and data sets hold beside links: dimension scales, cells of
-// tables, regions. They lead to the place of an object in the file, not to its name.
+// References to objects, which attributes and data sets hold beside links: dimension scales, cells
+// of tables, regions. They lead to the place of an object in the file, not to its name.
 #pragma once
 
 #include "host/hdf5/hdf5_links.h"

@@ -114,9 +114,9 @@ std::string external_file(hid_t properties, unsigned position) {
     std::array<char, MAX_FILE_NAME> name{};
     off_t offset = 0;
     hsize_t byte_count = 0;
-    checked(H5Pget_external(properties, position, name.size() - 1, name.data(), &offset,
-                            &byte_count),
-            "read", "where samples are");
+    checked(
+        H5Pget_external(properties, position, name.size() - 1, name.data(), &offset, &byte_count),
+        "read", "where samples are");
     return name.data();
 }
 
@@ -377,9 +377,9 @@ Id make_anew_resizable(hid_t file, hid_t older, hid_t older_properties, const Ex
     if (!std::ranges::equal(extents, space_extents(set_space(older)), std::less_equal())) {
         let_new_room_be_zero(properties);
     }
-    return owned(H5Dcreate_anon(file, set_type(older), make_space(extents, true), properties,
-                                H5P_DEFAULT),
-                 "create", "a data set");
+    return owned(
+        H5Dcreate_anon(file, set_type(older), make_space(extents, true), properties, H5P_DEFAULT),
+        "create", "a data set");
 }
 
 Id make_narrow(hid_t file, hid_t older, hid_t older_properties, SampleType older_type, SetUse use) {

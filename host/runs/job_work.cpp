@@ -283,12 +283,10 @@ class JobRun {
     // The backup is in its place before what it keeps is replaced, and stays only when it is.
     void publish_with_backup(PendingFile& result) const {
         const std::string kept = job_.input.string();
-        PendingFile backup(
-            backup_of(job_.input),
-            {.replace = work_.replace_backup,
-             .keep_replaced = true,
-             .like = job_.input,
-             .sources = {job_.input}});
+        PendingFile backup(backup_of(job_.input), {.replace = work_.replace_backup,
+                                                   .keep_replaced = true,
+                                                   .like = job_.input,
+                                                   .sources = {job_.input}});
         make_output({kept, kept},
                     [&] { refuse_change(copy_content(job_.input, backup.path()) != content_); });
         const SignalsHeldBack held_back; // between the two
@@ -307,11 +305,13 @@ class JobRun {
         const fs::path from = job_.input.parent_path();
         const fs::path to = job_.output.parent_path();
         std::error_code ignored;
-        if (from == to || fs::equivalent(from.empty() ? "." : from, to.empty() ? "." : to, ignored)) {
+        if (from == to ||
+            fs::equivalent(from.empty() ? "." : from, to.empty() ? "." : to, ignored)) {
             return;
         }
         for (const auto& [path, file] : tree.list_kept_elsewhere()) {
-            if (file != "." && fs::exists(from / file, ignored) && !fs::equivalent(from / file, to / file, ignored)) {
+            if (file != "." && fs::exists(from / file, ignored) &&
+                !fs::equivalent(from / file, to / file, ignored)) {
                 tell_({MessageLevel::Warning,
                        fmt::format("{}: '{}' leads to the file '{}', which is not found from there",
                                    job_.output.string(), path, file)});

@@ -51,7 +51,8 @@ class Outputs {
 
 EarlyEnd explain(const Job& job, bool written, const WorkerEnd& end, const WorkerLimits& limits) {
     const Failure failure = explain_end(end, limits);
-    const char* of_output = written ? "the output is written and complete" : "the output is as it was";
+    const char* of_output =
+        written ? "the output is written and complete" : "the output is as it was";
     return {Failure(failure.code(),
                     fmt::format("{}{}; {}", name_file(job, end), failure.what(), of_output),
                     failure.hints()),

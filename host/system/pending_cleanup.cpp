@@ -93,10 +93,11 @@ void end_workers() {
         raise(signal_number);
         return;
     }
-    say_and_exit(file_in_place
-                     ? "error: the plug-in crashed; each file is as it was, or written and complete\n"
-                     : "error: the plug-in crashed; the file in work is as it was\n",
-                 static_cast<int>(ExitCode::Plugin));
+    say_and_exit(
+        file_in_place
+            ? "error: the plug-in crashed; each file is as it was, or written and complete\n"
+            : "error: the plug-in crashed; the file in work is as it was\n",
+        static_cast<int>(ExitCode::Plugin));
 }
 
 void handle(int signal_number, void (*handler)(int)) {

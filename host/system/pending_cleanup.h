@@ -29,8 +29,8 @@ void forget_worker(pid_t process);
 // with its signal, and the parent's death ends it too.
 void become_worker(pid_t parent);
 
-// From here on SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGXCPU and SIGPIPE remove the noted files and end the
-// process with 128 + the signal's number; SIGSEGV, SIGBUS, SIGFPE, SIGILL and SIGABRT do with
+// From here on SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGXCPU and SIGPIPE remove the noted files and end
+// the process with 128 + the signal's number; SIGSEGV, SIGBUS, SIGFPE, SIGILL and SIGABRT do with
 // the exit code of a broken plug-in. Signals that are handled or ignored already
 // stay so.
 void clean_up_on_signals();

@@ -120,8 +120,8 @@ fs::path choose_trial_name() {
     return folder / fmt::format("trial-{:08x}", std::random_device{}());
 }
 
-// A program that writes to the file, as the HDF5 library tells by a lock, would go on writing to what
-// nobody sees any more.
+// A program that writes to the file, as the HDF5 library tells by a lock, would go on writing to
+// what nobody sees any more.
 void refuse_open_for_writing(const fs::path& file) {
     const int opened = open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (opened < 0) {

@@ -26,19 +26,23 @@ using Row = std::vector<std::string>;
 using RowReceiver = std::function<void(const Row&)>;
 
 // What the parser's two callbacks share. An exception waits here until the parser,
-// which is C, has returned.
+// which is C, has returned. A blank line is a row without a field.
 struct RowCollector {
     Row row;
     RowReceiver receive;
     std::exception_ptr failure;
+    int last_end = 0; // what the row before ended with
 
     static void add_field(void* text, std::size_t length, void* self) {
         static_cast<RowCollector*>(self)->row.emplace_back(static_cast<const char*>(text), length);
     }
-    static void end_row(int, void* self) {
+    static void end_row(int end, void* self) {
         auto* collector = static_cast<RowCollector*>(self);
+        const bool ends_twice =
+            collector->row.empty() && end == '\n' && collector->last_end == '\r';
+        collector->last_end = end;
         try {
-            if (!collector->failure) {
+            if (!collector->failure && !ends_twice) {
                 collector->receive(collector->row);
             }
         } catch (...) {
@@ -52,10 +56,10 @@ struct RowCollector {
 void for_each_row(std::string_view text, std::size_t begin, char delimiter,
                   const std::string& source, RowReceiver receive) {
     csv_parser parser;
-    csv_init(&parser, CSV_STRICT | CSV_STRICT_FINI);
+    csv_init(&parser, CSV_STRICT | CSV_STRICT_FINI | CSV_REPALL_NL);
     const std::unique_ptr<csv_parser, decltype(&csv_free)> cleanup(&parser, &csv_free);
     csv_set_delim(&parser, static_cast<unsigned char>(delimiter));
-    RowCollector collector{{}, std::move(receive), {}};
+    RowCollector collector{.row = {}, .receive = std::move(receive), .failure = {}};
     const std::size_t parsed = csv_parse(&parser, text.data(), text.size(), RowCollector::add_field,
                                          RowCollector::end_row, &collector);
     if (parsed != text.size()) {
@@ -78,6 +82,31 @@ std::span<const std::string> cells_of(const Row& row, std::size_t column_count) 
     const bool ends_with_delimiter = row.size() == column_count + 1 && row.back().empty();
     return std::span(row).first(ends_with_delimiter ? column_count : row.size());
 }
+
+// Takes the rows below the names. Of one column, a blank line between two rows is a row with an
+// empty cell; of several it is none.
+class RowTaker {
+  public:
+    RowTaker(NumberTable& table, const std::string& source) : table_(table), source_(source) {}
+
+    void take(const Row& row) {
+        if (row.empty()) {
+            ++blank_count_;
+            return;
+        }
+        if (table_.columns.size() == 1) {
+            for (; blank_count_ > 0; --blank_count_) {
+                add_row(table_, Row{""}, source_);
+            }
+        }
+        add_row(table_, cells_of(row, table_.columns.size()), source_);
+    }
+
+  private:
+    NumberTable& table_;
+    const std::string& source_;
+    std::size_t blank_count_ = 0;
+};
 
 // A file that holds something else, told before it is taken for a faulty table.
 void refuse_other_formats(std::string_view text, const std::string& source) {
@@ -110,16 +139,18 @@ void add_units(NumberTable& table, const Row& row, const std::string& source) {
 NumberTable read_rows(std::string_view text, const CsvLayout& layout, char decimal_sign,
                       const std::string& source) {
     NumberTable table;
+    RowTaker rows(table, source);
     bool units_follow = layout.has_units_row;
     for_each_row(text.substr(layout.begin), layout.begin, layout.delimiter, source,
                  [&](const Row& row) {
-                     if (table.columns.empty()) {
+                     if (table.columns.empty() && !row.empty()) {
                          table = start_table(row, layout, source);
                          table.decimal_sign = decimal_sign;
-                     } else if (std::exchange(units_follow, false)) {
+                     } else if (units_follow && !row.empty()) {
                          add_units(table, row, source);
-                     } else {
-                         add_row(table, cells_of(row, table.columns.size()), source);
+                         units_follow = false;
+                     } else if (!table.columns.empty()) {
+                         rows.take(row);
                      }
                  });
     return table;

@@ -1,9 +1,10 @@
 // Tables of numbers from comma-separated text.
 //
 // A row names the columns; where it stands, and what parts the fields, tells csv_layout.h. A field
-// in double quotes may hold the delimiter and line ends. A byte-order mark, either kind of line end
-// and blank lines are taken as they come. Numbers are written with a decimal point, whatever the
-// locale, or all of them with a decimal comma, where that can be nothing else.
+// in double quotes may hold the delimiter and line ends. A byte-order mark and either kind of line
+// end are taken as they come. A blank line is no row, but in a table of one column, where it is a
+// missing number unless it stands at the end. Numbers are written with a decimal point, whatever
+// the locale, or all of them with a decimal comma, where that can be nothing else.
 #pragma once
 
 #include "host/tables/csv_layout.h"

@@ -289,9 +289,8 @@ int rename(const char* from, const char* to) {
 }
 
 int renameat2(int from_base, const char* from, int to_base, const char* to, unsigned flags) {
-    return call_or_end(Kind::Rename, names_ours(to_base, to), [&] {
-        return NEXT(renameat2)(from_base, from, to_base, to, flags);
-    });
+    return call_or_end(Kind::Rename, names_ours(to_base, to),
+                       [&] { return NEXT(renameat2)(from_base, from, to_base, to, flags); });
 }
 
 int ftruncate(int file, off_t length) {

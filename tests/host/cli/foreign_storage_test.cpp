@@ -116,7 +116,8 @@ TEST_F(ForeignStorage, IsListedWithWhatItIs) {
 }
 
 TEST_F(ForeignStorage, IsNotRectified) {
-    const Program::Words rectify = {"run", "apply-set-rectify", "SourceGroup=Imu", "rec.h5"};
+    const Program::Words rectify = {"run",      "apply-set-rectify", "SourceGroup=Imu",
+                                    "--accept", "passed-over",       "rec.h5"};
     const auto with = [&](const Program::Words& more) {
         Program::Words words = rectify;
         words.insert(words.end(), more.begin(), more.end());
@@ -152,8 +153,8 @@ TEST_F(ForeignStorage, IsMissedInAnotherFolder) {
         words.insert(words.end(), {"-o", output});
         return run_beside_victims(words, 0).errors;
     };
-    fs::create_directory(folder_ / "other");
-    fs::create_directory_symlink(".", folder_ / "same");
+    std::filesystem::create_directory(folder_ / "other");
+    std::filesystem::create_directory_symlink(".", folder_ / "same");
     EXPECT_EQ(run_to("out.h5"), "");
     EXPECT_EQ(run_to("same/again.h5"), "");
     EXPECT_EQ(run_to("other/out.h5"),

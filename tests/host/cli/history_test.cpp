@@ -37,7 +37,8 @@ TEST_F(History, TellsWhatWasDoneInItsOrder) {
     const auto result = run({"history", "filled.h5"});
     EXPECT_EQ(result.exit_code, 0) << result.errors;
     EXPECT_THAT(result.output,
-                AllOf(testing::StartsWith("2023-11-14T22:13:20Z  apply-set-fill-gap\n"),
+                AllOf(testing::StartsWith("import of walk.csv, "),
+                      HasSubstr("\n2023-11-14T22:13:20Z  apply-set-fill-gap\n"),
                       HasSubstr("  input walk.h5, "), HasSubstr("  HintMaxGapLength = 1.0\n"),
                       HasSubstr("  Signals/X: 5 samples at 10 Hz, missing 1 before, 0 after, gaps "
                                 "1 filled, 0 left\n"),

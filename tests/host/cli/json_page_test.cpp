@@ -73,13 +73,18 @@ class Collector {
 class JsonPage : public CommandLine {
   protected:
     void SetUp() override {
-        import_walk();
+        std::string table = "t,X,Y\n";
+        for (int row = 0; row < 60; ++row) {
+            table += std::to_string(row / 10.0) + (row == 30 ? ",," : ",1,2") + "\n";
+        }
+        write_file(folder_ / "walk.csv", table);
+        ASSERT_EQ(run({"import", "walk.csv", "-o", "walk.h5"}).exit_code, 0);
         ASSERT_EQ(run({"run", "apply-set-butterworth", "SourceGroup=Signals", "CutoffFrequency=1",
                        "Order=4", "walk.h5", "-o", "smooth.h5"})
                       .exit_code,
                   0);
-        ASSERT_EQ(run({"run", "apply-set-opposite", "SourceGroup=Signals", "Axis=2",
-                       "smooth.h5", "-o", "same.h5", "--accept", "nothing-done"})
+        ASSERT_EQ(run({"run", "apply-set-opposite", "SourceGroup=Signals", "Axis=0", "smooth.h5",
+                       "-o", "same.h5", "--accept", "nothing-done"})
                       .exit_code,
                   0);
     }
@@ -130,7 +135,7 @@ TEST_F(JsonPage, DescribesWhatComesOfARun) {
                                 "CutoffFrequency=1", "Order=6", "walk.h5", "-o", "out.h5"},
                                {"run", "average-set", "SourceGroup=Signals",
                                 "DestinationGroup=Means", "walk.h5", "-o", "means.h5"},
-                               {"run", "apply-set-opposite", "SourceGroup=Signals", "Axis=2",
+                               {"run", "apply-set-opposite", "SourceGroup=Signals", "Axis=0",
                                 "walk.h5", "-o", "nothing.h5"}});
 }
 

@@ -175,10 +175,10 @@ TEST_F(ManyFiles, LeavesNoFolderWithoutResults) {
                   .exit_code,
               0);
     EXPECT_FALSE(fs::exists(folder_ / "new"));
-    EXPECT_EQ(run({"run", "apply-set-rectify", "SourceGroup=Signals", "0.h5", "--out-dir",
-                   "new/deep"})
-                  .exit_code,
-              0);
+    EXPECT_EQ(
+        run({"run", "apply-set-rectify", "SourceGroup=Signals", "0.h5", "--out-dir", "new/deep"})
+            .exit_code,
+        0);
     EXPECT_TRUE(fs::exists(folder_ / "new/deep/0.h5"));
 }
 
@@ -187,8 +187,8 @@ TEST_F(ManyFiles, ReplacesNoFileThatAnotherProgramWrites) {
     const auto before = contents(".");
     const int file = open((folder_ / "new.h5").c_str(), O_RDWR | O_CLOEXEC);
     ASSERT_EQ(flock(file, LOCK_EX), 0); // as the HDF5 library does
-    const Program::Words words = {"run",  "apply-set-rectify", "SourceGroup=Signals", "0.h5", "-o",
-                                  "new.h5", "--force"};
+    const Program::Words words = {
+        "run", "apply-set-rectify", "SourceGroup=Signals", "0.h5", "-o", "new.h5", "--force"};
     const auto result = run(words);
     EXPECT_EQ(result.exit_code, 5);
     EXPECT_EQ(result.errors, "error: new.h5: is open for writing in another program\n");

@@ -42,6 +42,15 @@ TEST(ParseCsv, TakesAByteOrderMarkEitherLineEndAndBlankLines) {
     EXPECT_THAT(table.columns[1].values, ElementsAre(2, 4));
 }
 
+TEST(ParseCsv, TakesABlankLineOfATableWithOneColumnAsMissing) {
+    for (const char* text : {"X\n1\n\n\n4\n\n", "X\r\n1\r\n\r\n\r\n4\r\n\r\n", "\nX\n1\n \n\n4"}) {
+        const NumberTable table = parse_csv(text, "t");
+        ASSERT_EQ(table.columns.size(), 1U) << text;
+        EXPECT_THAT(table.columns[0].values, ElementsAre(1, IsNan(), IsNan(), 4)) << text;
+    }
+    EXPECT_EQ(parse_csv("X,Y\n1,2\n\n3,4\n", "t").row_count, 2U);
+}
+
 TEST(ParseCsv, FindsTheDelimiterInTheFirstRow) {
     EXPECT_THAT(parse_csv("t;x\n1;2\n", "").columns[1].values, ElementsAre(2));
     EXPECT_THAT(parse_csv("t\tx\n1\t2\n", "").columns[1].values, ElementsAre(2));
