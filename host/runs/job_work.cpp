@@ -294,7 +294,10 @@ class JobRun {
         try {
             tell_notes(result.publish());
         } catch (const std::exception&) {
-            backup.take_back();
+            if (!backup.take_back()) {
+                tell_notes({backup_of(job_.input).string() +
+                            ": what stood there before cannot be put back"});
+            }
             throw;
         }
     }

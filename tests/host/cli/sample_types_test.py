@@ -398,7 +398,7 @@ class WhatIsKept(SampleTypes):
             group["scalar"] = 5.0
             group.create_dataset("nothing", data=h5py.Empty("f8"))
             group["long"] = np.longdouble([1, 2])
-        self.opposite()
+        self.opposite("-o", "out.h5", "--accept", "passed-over")
         with self.read("in.h5") as before, self.read() as after:
             self.assertEqual(set(after["Imu"]), set(before["Imu"]))
             for name in set(before["Imu"]) - {"X", "references", "nothing"}:
@@ -463,7 +463,7 @@ class Shows(SampleTypes):
             "    SampleRate = 100\n"
             "Imu/float32  [2, 3]          100 Hz\n"
             "    SampleRate = 100\n"
-            "Imu/float64  [2, 3] float64  100 Hz\n"
+            "Imu/float64  [2, 3] float64  100 Hz  (m)\n"
             "    SampleRate = 100\n"
             "    Unit = \"m\"\n")
 
