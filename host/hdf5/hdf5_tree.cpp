@@ -523,8 +523,8 @@ void Hdf5Tree::refuse_regions(ObjectId id, std::uint64_t address) {
         open_->referrers = hdf5::list_referrers(open_->file);
     }
     const auto [first, last] = open_->referrers->equal_range(address);
-    const auto region = std::find_if(
-        first, last, [](const auto& referrer) { return referrer.second.to_region; });
+    const auto region =
+        std::find_if(first, last, [](const auto& referrer) { return referrer.second.to_region; });
     if (region != last) {
         throw TreeError(fmt::format("'{}' cannot be made anew: '{}' refers to a part of it",
                                     node(id).path, region->second.path));
