@@ -172,6 +172,7 @@ class JobRun {
         for (const Step& step : work_.recipe.steps) {
             observations.push_back(run_one_step(step, cached, observed, tree));
         }
+        meter_.finish();
         cached.flush();
         tell_of_lost_sight(tree);
         tell_narrowed(tree.narrowed_sets());

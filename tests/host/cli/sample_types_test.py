@@ -2,7 +2,7 @@
 
     sample_types_test.py TALVORA_HOST PLUGIN
 
-What is expected of samples is NumPy's conversion, and SciPy's filter where it is installed.
+What is expected of samples is NumPy's conversion, and SciPy's filter.
 """
 
 import csv
@@ -17,11 +17,7 @@ import unittest
 
 import h5py
 import numpy as np
-
-try:
-    from scipy import signal
-except ImportError:
-    signal = None
+from scipy import signal
 
 HOST = PLUGIN = None
 NAMES = ["float16", "float32", "float64", "int8", "int16", "int32", "int64", "uint8", "uint16",
@@ -216,7 +212,6 @@ class Runs(SampleTypes):
             expected[:, :, 7] = filled[:, :, 7]
             self.assert_same_floats(filled, expected)
 
-    @unittest.skipIf(signal is None, "SciPy is not installed")
     def test_filtering_is_that_of_the_rounded_samples(self):
         samples = np.cumsum(np.random.default_rng(2).standard_normal((3, 1, 2000)), axis=2)
         with self.make() as file:
