@@ -50,7 +50,7 @@ class StepRun {
     }
 
   private:
-    void tell_of_unit(const Message& message, ObservedTree& tree) {
+    void tell_of_unit(const Message& message, const ObservedTree& tree) {
         if (message.level != Message::Info) {
             messages_.insert(message.text);
         }

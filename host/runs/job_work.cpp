@@ -167,7 +167,7 @@ class JobRun {
         WrittenTree noted(tree);
         CachedTree cached(noted, work_.memory_bound);
         ObservedTree observed(cached);
-        observed.on_samples([&](const SampleRequest& request) { meter_.add(request, cached); });
+        observed.on_samples([&](const SampleRequest& request) { meter_.add(request); });
         std::vector<StepObservations> observations;
         for (const Step& step : work_.recipe.steps) {
             observations.push_back(run_one_step(step, cached, observed, tree));

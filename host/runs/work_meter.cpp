@@ -1,7 +1,5 @@
 #include "host/runs/work_meter.h"
 
-#include "host/tree/tree_rules.h"
-
 #include <algorithm>
 #include <utility>
 
@@ -14,11 +12,11 @@ void WorkMeter::begin_step(std::uint64_t expected_count) {
     tallies_.clear();
 }
 
-void WorkMeter::add(const SampleRequest& request, const DataTree& tree) {
+void WorkMeter::add(const SampleRequest& request) {
     const auto [place, is_first] = tallies_.try_emplace(request.set);
     Tally& tally = place->second;
     if (is_first) {
-        tally.sample_count = count_samples(tree.extents(request.set));
+        tally.sample_count = request.set_count;
     }
     const auto counted = [&] {
         return std::min(tally.sample_count, std::max(tally.read, tally.written));

@@ -22,8 +22,7 @@ class WorkMeter {
     // The samples that the step is expected to read and to write, a sample that it does both to
     // counting twice; 0 where that is not known: it then counts when it has ended.
     void begin_step(std::uint64_t expected_count);
-    // In a tree that knows the set.
-    void add(const SampleRequest& request, const DataTree& tree);
+    void add(const SampleRequest& request);
     // The steps have ended: tells what is still to be told.
     void finish();
 

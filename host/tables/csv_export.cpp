@@ -80,11 +80,7 @@ std::string name_column(const std::string& set_name, const SignalSet& set, std::
 }
 
 Samples line_samples(const SignalSet& set, std::size_t line) {
-    return std::visit(
-        [&]<typename Sample>(const std::vector<Sample>&) -> Samples {
-            return set.line_of<Sample>(line);
-        },
-        set.samples);
+    return set.visit_line(line, [](const auto& samples) -> Samples { return samples; });
 }
 
 std::vector<Column> make_columns(std::span<const SignalSet> sets, const ExportOptions& options) {

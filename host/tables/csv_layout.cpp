@@ -124,10 +124,13 @@ std::map<std::size_t, std::size_t> count_widths(std::span<const Line> lines, cha
 // ---------------------------------------------------------------------------
 // Words
 
-bool is_number(const std::string& cell) {
-    std::string with_point = cell.starts_with('+') ? cell.substr(1) : cell;
-    std::ranges::replace(with_point, ',', '.');
-    return parse_number<double>(with_point).has_value() || parse_iso_time(cell).has_value();
+bool is_number(std::string cell) {
+    if (parse_iso_time(cell)) {
+        return true;
+    }
+    std::ranges::replace(cell, ',', '.');
+    const std::string_view text = cell;
+    return parse_number<double>(text.substr(cell.starts_with('+') ? 1 : 0)).has_value();
 }
 
 bool is_missing(std::string cell) {

@@ -52,16 +52,17 @@ bool could_be_thousands(std::string_view text) {
            std::ranges::all_of(front, is_digit);
 }
 
-std::string with_point(std::string text) {
+// Written with a comma in the place of the point.
+std::optional<double> parse_with_comma(std::string text) {
     if (const std::size_t comma = text.find(','); comma != std::string::npos) {
         text[comma] = '.';
     }
-    return text;
+    return parse_sample(text);
 }
 
 void note_comma(NumberTable& table, const NumberColumn& column, const std::string& text,
                 std::size_t row_number) {
-    if (text.find(',') == std::string::npos || !parse_sample(with_point(text))) {
+    if (text.find(',') == std::string::npos || !parse_with_comma(text)) {
         return;
     }
     CommaCells& cells = table.comma_cells;
@@ -98,7 +99,7 @@ std::optional<double> read_with_comma(const NumberColumn& column, const std::str
                         source, row_number, column.name, text),
             {"write all numbers alike"});
     }
-    return parse_sample(with_point(text));
+    return parse_with_comma(text);
 }
 
 void add_cell(NumberTable& table, NumberColumn& column, const std::string& text,

@@ -87,11 +87,8 @@ std::uint64_t write_tidy_rows(const std::string& file, const SignalSet& set,
     std::string text;
     for (std::size_t line = 0; line < set.line_count(); ++line) {
         const std::string line_cells = make_line_cells(file, set, line, options);
-        std::visit(
-            [&]<typename Sample>(const std::vector<Sample>&) {
-                write_line(set.line_of<Sample>(line), line_cells, set, text, write);
-            },
-            set.samples);
+        set.visit_line(
+            line, [&](const auto& samples) { write_line(samples, line_cells, set, text, write); });
     }
     write(text);
     return set.line_count() * set.line_length();

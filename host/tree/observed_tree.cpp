@@ -128,7 +128,8 @@ void ObservedTree::resize(ObjectId set, const Extents& extents) {
 
 void ObservedTree::read(ObjectId set, const Hyperslab& slab, std::span<float> samples) {
     tree_.read(set, slab, samples);
-    on_samples_({.set = set, .count = samples.size()});
+    on_samples_(
+        {.set = set, .count = samples.size(), .set_count = count_samples(tree_.extents(set))});
     last_read_ = set;
     Watched& watched = watched_[set];
     if (watched.read) {
@@ -143,7 +144,10 @@ void ObservedTree::read(ObjectId set, const Hyperslab& slab, std::span<float> sa
 void ObservedTree::write(ObjectId set, const Hyperslab& slab, std::span<const float> samples) {
     Watched& watched = watch_samples(set);
     tree_.write(set, slab, samples);
-    on_samples_({.set = set, .writes = true, .count = samples.size()});
+    on_samples_({.set = set,
+                 .writes = true,
+                 .count = samples.size(),
+                 .set_count = count_samples(tree_.extents(set))});
     watched.written = true;
     watched.gaps.reset();
     if (const Extents extents = tree_.extents(set); is_whole(slab, extents)) {

@@ -59,6 +59,7 @@ struct SampleRequest {
     ObjectId set{};
     bool writes = false;
     std::uint64_t count = 0;
+    std::uint64_t set_count = 0; // that the whole set has
 };
 
 class ObservedTree final : public ForwardingTree {

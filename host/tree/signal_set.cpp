@@ -53,7 +53,8 @@ std::size_t SignalSet::line_count() const {
 }
 
 std::span<const float> SignalSet::line(std::size_t index) const {
-    return line_of<float>(index);
+    return std::span(std::get<std::vector<float>>(samples))
+        .subspan(index * line_length(), line_length());
 }
 
 std::string SignalSet::line_indices(std::size_t index) const {

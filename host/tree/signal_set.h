@@ -26,10 +26,14 @@ struct SignalSet {
     std::uint64_t line_length() const { return extents.empty() ? 1 : extents.back(); }
     std::size_t line_count() const; // of the extents: also where samples were not read
     std::span<const float> line(std::size_t index) const; // of a set of floats
-    template <typename Sample>
-    std::span<const Sample> line_of(std::size_t index) const {
-        return std::span(std::get<std::vector<Sample>>(samples))
-            .subspan(index * line_length(), line_length());
+    // Calls with the span of a line's samples, of the type that they are stored as.
+    template <typename Call>
+    auto visit_line(std::size_t index, const Call& call) const {
+        return std::visit(
+            [&](const auto& stored) {
+                return call(std::span(stored).subspan(index * line_length(), line_length()));
+            },
+            samples);
     }
     // The indices of a line in the dimensions that have more than one and no labels: "[2]",
     // "[0][3]", and nothing for the only line of a set.

@@ -1,5 +1,4 @@
 #include "host/runs/work_meter.h"
-#include "host/tree/memory_tree.h"
 
 #include <gtest/gtest.h>
 
@@ -11,12 +10,10 @@ namespace {
 
 class Meter : public testing::Test {
   protected:
-    Meter() : set_(tree_.create_dataset(tree_.root(), "A", {2, 1, 50})) {}
-
     // Long enough apart to be told of.
     void request(bool writes, std::uint64_t count) {
         std::this_thread::sleep_for(std::chrono::milliseconds(110));
-        meter_.add({.set = set_, .writes = writes, .count = count}, tree_);
+        meter_.add({.set = set_, .writes = writes, .count = count, .set_count = 100});
     }
 
     void expect(std::uint64_t count, double share) const {
@@ -24,8 +21,7 @@ class Meter : public testing::Test {
         EXPECT_DOUBLE_EQ(share_, share);
     }
 
-    MemoryTree tree_;
-    ObjectId set_;
+    ObjectId set_{1};
     std::uint64_t count_ = 0;
     double share_ = 0.0;
     TellSamples tell_ = [this](const SampleCount& samples) {
@@ -55,9 +51,9 @@ TEST_F(Meter, CountsSamplesOfEachStep) {
 
 TEST_F(Meter, TellsOfQuickStepsInTheEnd) {
     meter_.begin_step(100);
-    meter_.add({.set = set_, .writes = false, .count = 100}, tree_);
+    meter_.add({.set = set_, .writes = false, .count = 100, .set_count = 100});
     meter_.begin_step(100);
-    meter_.add({.set = set_, .writes = false, .count = 100}, tree_);
+    meter_.add({.set = set_, .writes = false, .count = 100, .set_count = 100});
     meter_.finish();
     expect(200, 1.0);
 }
