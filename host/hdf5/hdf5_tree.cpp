@@ -546,12 +546,13 @@ void Hdf5Tree::narrow(ObjectId id, bool keeps_samples) {
 // Gives a new set the names of an older one, and all that refers to it.
 void Hdf5Tree::take_place(ObjectId id, const hdf5::ObjectInfo& old_info, const hdf5::Id& new_set) {
     const std::vector<std::string> paths = hard_links(node(id).path, old_info);
+    refuse_regions(id, old_info.address);
     const std::uint64_t address = hdf5::object_info(new_set).address;
     for (const std::string& path : paths) {
         hdf5::delete_link(open_->file, absolute(path));
         hdf5::link_object(new_set, open_->file, absolute(path));
     }
-    redirect_references(id, old_info.address, address);
+    redirect_references(old_info.address, address);
     by_address_.erase(old_info.address);
     by_address_.emplace(address, id);
     if (hard_links_) {
@@ -562,16 +563,23 @@ void Hdf5Tree::take_place(ObjectId id, const hdf5::ObjectInfo& old_info, const h
     }
 }
 
-void Hdf5Tree::redirect_references(ObjectId id, std::uint64_t from, std::uint64_t to) {
+// What refers to the objects of the file is found while all of them are in their places.
+void Hdf5Tree::refuse_regions(ObjectId id, std::uint64_t address) {
     if (!open_->referrers) {
         open_->referrers = hdf5::list_referrers(open_->file);
     }
+    const auto [first, last] = open_->referrers->equal_range(address);
+    const auto region =
+        std::find_if(first, last, [](const auto& referrer) { return referrer.second.to_region; });
+    if (region != last) {
+        throw TreeError(fmt::format("'{}' cannot be made anew: '{}' refers to a part of it",
+                                    node(id).path, region->second.path));
+    }
+}
+
+void Hdf5Tree::redirect_references(std::uint64_t from, std::uint64_t to) {
     while (const auto found = open_->referrers->extract(from)) {
         const hdf5::Referrer& referrer = found.mapped();
-        if (referrer.to_region) {
-            throw TreeError(fmt::format("'{}' cannot be made anew: '{}' refers to a part of it",
-                                        node(id).path, referrer.path));
-        }
         hdf5::redirect(open_->file, referrer, from, to);
         open_->referrers->emplace(to, referrer);
     }

@@ -149,7 +149,8 @@ class Hdf5Tree final : public DataTree {
     void make_anew(ObjectId id, const Extents& extents);
     void narrow(ObjectId id, bool keeps_samples);
     void take_place(ObjectId id, const hdf5::ObjectInfo& old_info, const hdf5::Id& new_set);
-    void redirect_references(ObjectId id, std::uint64_t from, std::uint64_t to);
+    void refuse_regions(ObjectId id, std::uint64_t address);
+    void redirect_references(std::uint64_t from, std::uint64_t to);
     std::vector<std::string> hard_links(const std::string& path, const hdf5::ObjectInfo& info);
 
     std::filesystem::path name_;

@@ -172,6 +172,7 @@ class JobRun {
         for (const Step& step : work_.recipe.steps) {
             observations.push_back(run_one_step(step, cached, observed, tree));
         }
+        meter_.finish();
         cached.flush();
         tell_of_lost_sight(tree);
         tell_narrowed(tree.narrowed_sets());
@@ -294,7 +295,10 @@ class JobRun {
         try {
             tell_notes(result.publish());
         } catch (const std::exception&) {
-            backup.take_back();
+            if (!backup.take_back()) {
+                tell_notes({backup_of(job_.input).string() +
+                            ": what stood there before cannot be put back"});
+            }
             throw;
         }
     }

@@ -30,8 +30,16 @@ void WorkMeter::add(const SampleRequest& request, const DataTree& tree) {
     const auto now = Clock::now();
     if (now - last_ >= std::chrono::milliseconds(100)) {
         last_ = now;
-        tell_({std::exchange(untold_count_, 0), share()});
+        tell();
     }
+}
+
+void WorkMeter::finish() {
+    tell();
+}
+
+void WorkMeter::tell() {
+    tell_({std::exchange(untold_count_, 0), share()});
 }
 
 double WorkMeter::share() const {

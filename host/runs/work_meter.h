@@ -24,6 +24,8 @@ class WorkMeter {
     void begin_step(std::uint64_t expected_count);
     // In a tree that knows the set.
     void add(const SampleRequest& request, const DataTree& tree);
+    // The steps have ended: tells what is still to be told.
+    void finish();
 
   private:
     using Clock = std::chrono::steady_clock;
@@ -34,6 +36,7 @@ class WorkMeter {
         std::uint64_t sample_count = 0; // of the set, when it was first met
     };
 
+    void tell();
     double share() const;
 
     std::size_t step_count_;

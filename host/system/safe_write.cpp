@@ -292,13 +292,16 @@ void PendingFile::take_place() {
     in_place_ = true;
 }
 
-void PendingFile::take_back() {
-    if (in_place_ && !replaced_) {
-        unlink(destination_.c_str());
+bool PendingFile::take_back() {
+    if (!in_place_) {
+        return true;
     }
-    if (keeps_replaced_) {
-        exchange(temporary_, destination_);
+    if (!replaced_) {
+        return unlink(destination_.c_str()) == 0;
     }
+    return keeps_replaced_ && (exchange(temporary_, destination_) ||
+                               (unlink(destination_.c_str()) == 0 &&
+                                link(temporary_.c_str(), destination_.c_str()) == 0));
 }
 
 } // namespace talvora::host

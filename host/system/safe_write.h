@@ -77,8 +77,9 @@ class PendingFile {
     // output; nothing has changed then.
     std::vector<std::string> publish();
 
-    // Puts back what stood there before it was published: nothing, or what was kept.
-    void take_back();
+    // Puts back what stood there before it was published: nothing, or what was kept. False where
+    // that cannot be.
+    bool take_back();
 
   private:
     void make_temporary();

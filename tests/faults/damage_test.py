@@ -14,6 +14,7 @@ damaged file there.
 
 import argparse
 import collections
+import json
 import os
 import pathlib
 import random
@@ -39,6 +40,7 @@ FILES = {
 }
 MAP = "sets: [{data: '*/*', time: last, rate: {attribute: SampleRate}}]\n"
 RECTIFY = ["run", "apply-set-rectify", "SourceGroup=Imu"]
+COMPLETE = ["complete", "--", "tree", "bad.h5::"]
 COMMANDS = [
     [*RECTIFY, "bad.h5", "-o", "out.h5"],
     [*RECTIFY, "bad.h5", "--in-place"],
@@ -58,7 +60,7 @@ COMMANDS = [
     ["history", "bad.h5"],
     ["plot", "bad.h5", "-o", "out.html"],
     ["plot", "good.h5", "--with", "bad.h5", "-o", "out.svg"],
-    ["complete", "--", "tree", "bad.h5::"],
+    COMPLETE,
 ]
 ALLOWED_CODES = {0, 1, 3, 5}
 # What damage only seems to be (exit code 4): a history with another letter in it is that of another
@@ -153,7 +155,18 @@ class Workshop:
         lines = [line for line in result.stderr.splitlines() if not line.startswith("warning: ")]
         expect(lines and lines[0].startswith("error: "), f"tells no error: {result.stderr!r}")
         expect(result.stderr.endswith("\n"), f"no complete line: {result.stderr!r}")
-        expect(not result.stdout, f"a failure has a result: {result.stdout[:200]!r}")
+        self.judge_output(result, words)
+
+    def judge_output(self, result, words):
+        """A failure has no result, but with --json a document that tells of it."""
+        if "--json" not in words:
+            expect(not result.stdout, f"a failure has a result: {result.stdout[:200]!r}")
+            return
+        try:
+            told = json.loads(result.stdout)["exit_code"]
+        except (ValueError, KeyError) as error:
+            raise Wrong(f"no document of a failure: {result.stdout[:200]!r}") from error
+        expect(told == result.returncode, f"tells of exit code {told}")
 
 
 # --- reads that run into trouble
@@ -170,8 +183,11 @@ def try_troubled_reads(workshop):
         line = result.stderr.splitlines()[0]
         expect("bad.h5" in line and text in line, f"{words}: {result.stderr}")
 
+    # A shell that completes a line has no use for messages.
+    silent = workshop.try_on(good, COMPLETE, {0}, TROUBLE="crash", TROUBLE_AFTER="0", **trouble)
+    expect(not silent.stdout and not silent.stderr, f"{COMPLETE}: {silent}")
     for words in COMMANDS:
-        for after in (0, 3):
+        for after in (0, 3) if words != COMPLETE else ():
             blames_the_file(words, "it is damaged: the HDF5 library crashed on it (SIGSEGV)",
                             "crash", after)
     for words in (COMMANDS[0], COMMANDS[6], ["tree", "bad.h5"]):

@@ -53,6 +53,15 @@ TEST_F(Meter, CountsSamplesOfEachStep) {
     expect(200, 0.75);
 }
 
+TEST_F(Meter, TellsOfQuickStepsInTheEnd) {
+    meter_.begin_step(100);
+    meter_.add({.set = set_, .writes = false, .count = 100}, tree_);
+    meter_.begin_step(100);
+    meter_.add({.set = set_, .writes = false, .count = 100}, tree_);
+    meter_.finish();
+    expect(200, 1.0);
+}
+
 TEST_F(Meter, GoesNoFurtherThanTheStepWhateverItReads) {
     meter_.begin_step(100);
     request(false, 100);
