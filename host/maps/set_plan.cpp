@@ -372,7 +372,7 @@ class SetPlanner {
             name += word == "path" ? candidate_.path : word == "group" ? group : last;
             rest.remove_prefix(word.size() + 2);
         }
-        return split_names(name).empty() ? candidate_.path : name;
+        return split_path(name).empty() ? candidate_.path : name;
     }
 
     Hdf5Tree& tree_;

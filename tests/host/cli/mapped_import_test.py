@@ -509,7 +509,8 @@ class MapFiles(MappedImport):
             file["signals/x"] = np.zeros(5)
             file["signals/y"] = np.zeros(5)
         for name, told in (("same", "'signals/x' and 'signals/y' would both become 'Signals/same'"),
-                           ("'{group}'", "would both become 'Signals/signals'")):
+                           ("'{group}'", "would both become 'Signals/signals'"),
+                           ("a/./{name}", "'.' cannot be used as a name in a path")):
             self.write("m.yaml", SETS + f"    name: {name}\n")
             self.refuse("--map", "m.yaml", text=told)
 
