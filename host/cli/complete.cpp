@@ -10,6 +10,7 @@
 #include "host/interface/parameter_places.h"
 #include "host/interface/parameters.h"
 #include "host/interface/unit_run.h"
+#include "host/maps/map_reader.h"
 #include "host/runs/input_files.h"
 #include "host/text/ascii.h"
 #include "host/text/control_characters.h"
@@ -259,11 +260,18 @@ Words list_words(Session& session, const Place& place, const std::string& word) 
     return unit != nullptr ? list_parameter_words(*unit, word) : Words{};
 }
 
+Words list_option_values(const CLI::Option& option) {
+    if (option.check_lname("accept")) {
+        return list_guards();
+    }
+    return option.check_lname("map") ? list_shipped_maps() : Words{};
+}
+
 Words list_candidates(Session& session, const CLI::App& program, const Words& words) {
     const std::string& word = words.back();
     const Place place = find_place(program, std::span(words).first(words.size() - 1));
     if (place.open_option != nullptr) {
-        return place.open_option->check_lname("accept") ? list_guards() : Words{};
+        return list_option_values(*place.open_option);
     }
     if (word.starts_with('-')) {
         return list_options(*place.command);

@@ -1,13 +1,13 @@
 // talvora-host import FILE.csv -o FILE.h5 [--append] [--group G] [--set ...]
 //                                         [--rate HZ | --time COLUMN] [--grid nearest|linear]
+// talvora-host import FILE.h5[::GLOB] -o FILE.h5 --map NAME|FILE.yaml | --time-axis N --rate HZ
 #include "host/cli/commands.h"
 #include "host/cli/help_layout.h"
+#include "host/cli/import_command.h"
 #include "host/cli/printed_files.h"
 #include "host/cli/read_apart.h"
 #include "host/recipes/import_history.h"
-#include "host/runs/input_files.h"
 #include "host/runs/output_files.h"
-#include "host/runs/written_sets.h"
 #include "host/system/content_hash.h"
 #include "host/system/input_kind.h"
 #include "host/system/safe_write.h"
@@ -30,64 +30,21 @@ namespace talvora::host {
 namespace {
 
 constexpr std::int64_t MAX_NAMES_ROW = 1'000'000;
-
-struct ImportCommand {
-    std::string input;
-    std::string output;
-    ImportOptions options;
-    std::vector<std::string> sets;
-    std::optional<std::string> grid;
-    std::optional<double> max_gap;
-    CsvChoice csv;
-    std::optional<std::int64_t> names_row;
-    bool append = false;
-    bool force = false;
-    bool dry_run = false;
-};
-
-void print_report(const ImportReport& report, const Console& console) {
-    for (const std::string& warning : report.warnings) {
-        console.warning(warning);
-    }
-    for (const std::string& info : report.infos) {
-        console.info(info);
-    }
-}
-
-// The tree that the data sets go to: an empty one, or a copy of the file added to.
-std::unique_ptr<Hdf5Tree> start_file(const ImportCommand& command,
-                                     const std::filesystem::path& file) {
-    if (!command.append) {
-        return create_over(file);
-    }
-    copy_content(command.output, file);
-    return std::make_unique<Hdf5Tree>(file, Hdf5Access::ReadWrite);
-}
+constexpr std::int64_t MAX_DIMENSIONS = 32;
 
 // The options as words, each as the command line takes it.
 std::vector<std::string> list_arguments(const ImportCommand& command) {
-    std::vector<std::string> words = {"--group", command.options.group};
-    const auto add = [&](const char* option, const auto& value) {
-        if (value) {
-            words.insert(words.end(), {option, fmt::format("{}", *value)});
-        }
-    };
-    const auto add_flag = [&](const char* option, bool is_set) {
-        if (is_set) {
-            words.emplace_back(option);
-        }
-    };
-    for (const std::string& set : command.sets) {
-        words.insert(words.end(), {"--set", set});
-    }
-    add("--rate", command.options.sample_rate);
-    add("--time", command.options.time_column);
-    add("--grid", command.grid);
-    add("--max-gap", command.max_gap);
-    add("--header", command.names_row);
-    add_flag("--units-row", command.csv.has_units_row);
-    add_flag("--decimal-comma", command.csv.decimal_comma);
-    return words;
+    OptionWords words;
+    words.add("--group", command.options.group);
+    words.add_all("--set", command.sets);
+    words.add("--rate", command.options.sample_rate);
+    words.add("--time", command.options.time_column);
+    words.add("--grid", command.grid);
+    words.add("--max-gap", command.max_gap);
+    words.add("--header", command.names_row);
+    words.add_flag("--units-row", command.csv.has_units_row);
+    words.add_flag("--decimal-comma", command.csv.decimal_comma);
+    return words.take();
 }
 
 // A table, and the record of its import.
@@ -106,37 +63,23 @@ TableRead read_table(const ImportCommand& command) {
 }
 
 ImportReport build_file(const TableRead& read, const ImportCommand& command, PendingFile& pending) {
-    return make_output({.output = command.output}, [&] {
-        const auto tree = start_file(command, pending.path());
-        WrittenTree noted(*tree);
-        ImportReport report = import_table(read.table, command.options, noted, command.input);
-        append_import(noted, read.record);
-        const auto written = noted.list_written();
-        tree->close();
-        pending.begin_sync();
-        check_written(pending.path(), written);
-        return report;
+    ImportReport report;
+    build_import(command, {.output = command.output}, pending, [&](DataTree& tree) {
+        report = import_table(read.table, command.options, tree, command.input);
+        return read.record;
     });
-}
-
-// Before anything is read of the table.
-void check_files(const ImportCommand& command, const WriteOptions& write_options) {
-    refuse_endless_file(command.input);
-    refuse_same_file(command.input, command.output);
-    if (command.append) {
-        open_input(command.output); // says what is wrong with a file that cannot be added to
-    }
-    check_destination(command.output, write_options);
+    return report;
 }
 
 void try_import(const Console& console, const ImportCommand& command) {
     const NumberTable table = read_csv(command.input, command.csv);
-    print_report(make_output({.output = command.output},
-                             [&] {
-                                 MemoryTree trial;
-                                 return import_table(table, command.options, trial, command.input);
-                             }),
-                 console);
+    print_import_report(make_output({.output = command.output},
+                                    [&] {
+                                        MemoryTree trial;
+                                        return import_table(table, command.options, trial,
+                                                            command.input);
+                                    }),
+                        console);
     console.info(fmt::format("dry run: {} was not written", command.output));
 }
 
@@ -146,7 +89,7 @@ void make_file(const Console& console, const ImportCommand& command,
     PendingFile pending(command.output, write_options);
     const ImportReport report = build_file(read, command, pending);
     publish(console, pending);
-    print_report(report, console);
+    print_import_report(report, console);
     console.done_line(fmt::format("{}: {} ({} at {:.6g} Hz)", command.output,
                                   fmt::join(report.sets, ", "),
                                   count_things(report.sample_count, "sample"), report.sample_rate));
@@ -179,15 +122,13 @@ void read_table_options(ImportCommand& command) {
     }
 }
 
-void import_file(const Session& session, ImportCommand& command) {
-    read_grid_options(command);
+void import_table_file(const Session& session, ImportCommand& command) {
     read_table_options(command);
     for (const std::string& set : command.sets) {
         command.options.sets.push_back(parse_set_of_columns(set));
     }
-    const WriteOptions write_options{.replace = command.force || command.append,
-                                     .sources = {command.input}};
-    check_files(command, write_options);
+    refuse_endless_file(command.input);
+    const WriteOptions write_options = check_import_files(command, {command.input});
     if (command.dry_run) {
         try_import(session.console, command);
     } else {
@@ -195,13 +136,42 @@ void import_file(const Session& session, ImportCommand& command) {
     }
 }
 
+bool is_mapped(const ImportCommand& command) {
+    return command.map || command.time_axis;
+}
+
+void refuse_mixed_options(const ImportCommand& command) {
+    const bool has_table_options = !command.sets.empty() || command.options.time_column ||
+                                   command.names_row || command.csv.has_units_row ||
+                                   command.csv.decimal_comma;
+    if (is_mapped(command) && has_table_options) {
+        throw Failure(ExitCode::Usage, "--map and --time-axis go with HDF5 files, --set, --time, "
+                                       "--header, --units-row and --decimal-comma with tables");
+    }
+    if (!command.variables.empty() && !command.map) {
+        throw Failure(ExitCode::Usage, "--variable goes with --map");
+    }
+    if (command.time_axis && !command.options.sample_rate) {
+        throw Failure(ExitCode::Usage, "--time-axis needs the sample rate",
+                      {"give it: --rate HZ", "or say where it stands, by a map: --map FILE.yaml"});
+    }
+    if (command.time_axis && command.grid) {
+        throw Failure(ExitCode::Usage, "--grid needs times, which --time-axis knows nothing of",
+                      {"say where they stand, by a map: --map FILE.yaml"});
+    }
+}
+
 // What is added to was made by others.
 void start_import(Session& session, ImportCommand& command) {
-    if (command.append) {
+    refuse_mixed_options(command);
+    read_grid_options(command);
+    if (is_mapped(command)) {
+        import_mapped_file(session, command);
+    } else if (command.append) {
         read_apart(
-            session, [&] { import_file(session, command); }, command.output);
+            session, [&] { import_table_file(session, command); }, command.output);
     } else {
-        import_file(session, command);
+        import_table_file(session, command);
     }
 }
 
@@ -210,8 +180,14 @@ void start_import(Session& session, ImportCommand& command) {
 void add_import_command(Command program, Session& session) {
     const auto state = std::make_shared<ImportCommand>();
     Command command = program.add_subcommand(
-        "import", "Columns of a CSV file to data sets; missing rows and cells become NaN");
-    command.add_option("FILE.csv", state->input, "Rows of numbers below a row of column names")
+        "import",
+        "A table (CSV), or an HDF5 file of another program, to data sets; what is missing "
+        "becomes NaN");
+    command
+        .add_option(
+            "FILE[::GLOB]", state->input,
+            "Rows of numbers below a row of column names; with --map or --time-axis an HDF5 "
+            "file, or what the pattern matches in it")
         .required();
     command.add_option("-o,--output", state->output, "The HDF5 file to make")
         .value_name("FILE")
@@ -253,6 +229,23 @@ void add_import_command(Command program, Session& session) {
                      "The row below the names holds units");
     command.add_flag("--decimal-comma", state->csv.decimal_comma,
                      "Numbers are written with a comma: 0,5");
+    const Option map =
+        command
+            .add_option(
+                "--map", state->map,
+                "An HDF5 file: which data sets hold samples, and where rate, unit and scale "
+                "stand. nwb, mat, or a file")
+            .value_name("NAME|FILE.yaml");
+    command.add_option("--variable", state->variables, "Sets a variable of the map (repeatable)")
+        .value_name("NAME=VALUE")
+        .repeatable_by_name();
+    command
+        .add_option("--time-axis", state->time_axis,
+                    "An HDF5 file: every data set of numbers, time along this dimension: 0 is the "
+                    "first, -1 the last; needs --rate")
+        .value_name("N")
+        .within(-MAX_DIMENSIONS, MAX_DIMENSIONS - 1)
+        .excludes(map);
     command.add_flag("--append", state->append, "Add a new group to an existing file");
     command.add_flag("--force", state->force, "Replace an existing file");
     command.add_flag("-n,--dry-run", state->dry_run, "Check everything, write nothing");
@@ -261,7 +254,11 @@ void add_import_command(Command program, Session& session) {
         {{"Each column becomes a data set; rows are placed by the column Time (s)",
           "talvora-host import walk.csv -o walk.h5 --group Imu --time 'Time (s)'"},
          {"Three columns become the components of one data set, at 100 Hz",
-          "talvora-host import walk.csv -o walk.h5 --group Imu --set Rate=X,Y,Z --rate 100"}});
+          "talvora-host import walk.csv -o walk.h5 --group Imu --set Rate=X,Y,Z --rate 100"},
+         {"The time series of another program's file",
+          "talvora-host import session.nwb -o session.h5 --map nwb"},
+         {"Arrays whose rows follow each other in time",
+          "talvora-host import arrays.h5 -o signals.h5 --time-axis 0 --rate 1000"}});
     command.on_run([&session, state] { start_import(session, *state); });
 }
 

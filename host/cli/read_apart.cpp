@@ -43,15 +43,15 @@ bool broke_off(const WorkerEnd& end) {
            (end.given_up != GivenUp::Not && WEXITSTATUS(end.wait_status) == 128 + SIGTERM);
 }
 
-Failure explain(const WorkerEnd& end, const WorkerLimits& limits, const std::string& added_to) {
+Failure explain(const WorkerEnd& end, const WorkerLimits& limits, const std::string& file) {
     const Failure failure = explain_end(end, limits);
-    return {failure.code(), name_file(added_to.empty() ? end.file : added_to) + failure.what(),
-            failure.hints()};
+    return {failure.code(), name_file(file) + failure.what(), failure.hints()};
 }
 
 } // namespace
 
-void read_apart(Session& session, const std::function<void()>& work, const std::string& added_to) {
+void read_apart(Session& session, const std::function<void()>& work, const std::string& made,
+                const std::string& input) {
     WorkerEnd end;
     run_workers(1, 1, session.limits,
                 {.work =
@@ -64,10 +64,11 @@ void read_apart(Session& session, const std::function<void()>& work, const std::
                  .take_end = [&](std::size_t, const WorkerEnd& how) { end = how; },
                  .tick = [] {}});
     if (broke_off(end)) {
-        if (!added_to.empty()) {
-            sweep_beside(added_to);
+        if (!made.empty()) {
+            sweep_beside(made);
         }
-        throw explain(end, session.limits, added_to);
+        const bool is_of_made = !made.empty() && end.file != input;
+        throw explain(end, session.limits, is_of_made ? made : end.file);
     }
     session.exit_code = std::max(session.exit_code, ExitCode{WEXITSTATUS(end.wait_status)});
 }

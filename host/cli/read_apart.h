@@ -13,9 +13,10 @@ namespace talvora::host {
 // changes is not seen here. What it throws is printed, and its exit code joins the session's.
 // Throws a Failure of the input, with the file's name, where the process broke off.
 //
-// `added_to` is the file that the work adds to by way of a copy: it is told of in the copy's
-// place, and what is left of the copy is removed.
-void read_apart(Session& session, const std::function<void()>& work,
-                const std::string& added_to = "");
+// `made` is a file that the work makes, or adds to, by way of an unfinished one: it is told of in
+// the place of that, which is removed. Where the work broke off in the file `input`, that is told
+// of.
+void read_apart(Session& session, const std::function<void()>& work, const std::string& made = "",
+                const std::string& input = "");
 
 } // namespace talvora::host

@@ -1,6 +1,7 @@
 #include "host/hdf5/hdf5_attributes.h"
 
 #include "host/hdf5/hdf5_types.h"
+#include "host/hdf5/hdf5_values.h"
 #include "host/tree/tree_rules.h"
 
 #include <fmt/format.h>
@@ -25,10 +26,6 @@ bool exists(hid_t object, const std::string& name) {
     return checked(H5Aexists(object, name.c_str()), "look for the attribute", name) > 0;
 }
 
-Id open_attribute(hid_t object, const std::string& name) {
-    return owned(H5Aopen(object, name.c_str(), H5P_DEFAULT), "open the attribute", name);
-}
-
 Id create_attribute(hid_t object, const std::string& name, hid_t type, hid_t space) {
     return owned(H5Acreate2(object, name.c_str(), type, space, attribute_naming(), H5P_DEFAULT),
                  "create the attribute", name);
@@ -36,142 +33,6 @@ Id create_attribute(hid_t object, const std::string& name, hid_t type, hid_t spa
 
 void delete_attribute(hid_t object, const std::string& name) {
     checked(H5Adelete(object, name.c_str()), "delete the attribute", name);
-}
-
-// An attribute that is open for reading.
-struct OpenAttribute {
-    OpenAttribute(hid_t object, const std::string& attribute_name)
-        : name(attribute_name), id(open_attribute(object, name)),
-          type(owned(H5Aget_type(id), "read the type of the attribute", name)),
-          space(owned(H5Aget_space(id), "read the extents of the attribute", name)) {}
-
-    std::size_t count() const {
-        return has_no_elements(space) ? 0 : count_samples(space_extents(space));
-    }
-    void read(hid_t memory_type, void* values) const {
-        checked(H5Aread(id, memory_type, values), "read the attribute", name);
-    }
-
-    std::string name;
-    Id id;
-    Id type;
-    Id space;
-};
-
-// ---------------------------------------------------------------------------
-// Reading
-
-// Never without room, so that there is always a place to read to.
-template <typename Value>
-std::vector<Value> read_values(const OpenAttribute& attribute, hid_t memory_type) {
-    std::vector<Value> values(std::max<std::size_t>(attribute.count(), 1));
-    attribute.read(memory_type, values.data());
-    values.resize(attribute.count());
-    return values;
-}
-
-bool is_wide_unsigned(hid_t type) {
-    return type_class(type) == H5T_INTEGER && is_unsigned(type) &&
-           type_size(type) >= sizeof(std::uint64_t);
-}
-
-std::vector<std::int64_t> read_integers(const OpenAttribute& attribute) {
-    if (is_wide_unsigned(attribute.type)) {
-        for (const auto value : read_values<std::uint64_t>(attribute, H5T_NATIVE_UINT64)) {
-            if (value > std::numeric_limits<std::int64_t>::max()) {
-                throw TreeError(fmt::format("the attribute '{}' holds {}, which is too large for a "
-                                            "signed integer of 64 bits",
-                                            attribute.name, value));
-            }
-        }
-    }
-    return read_values<std::int64_t>(attribute, H5T_NATIVE_INT64);
-}
-
-// Gives back what the library allocated for texts of variable length. Memory that cannot be
-// given back is lost, and nothing else.
-struct Reclaim {
-    const OpenAttribute& attribute;
-    void* values;
-    Reclaim(const OpenAttribute& of, void* given) : attribute(of), values(given) {}
-    Reclaim(const Reclaim&) = delete;
-    Reclaim& operator=(const Reclaim&) = delete;
-    ~Reclaim() { H5Dvlen_reclaim(attribute.type, attribute.space, H5P_DEFAULT, values); }
-};
-
-std::vector<std::string> read_variable_texts(const OpenAttribute& attribute) {
-    std::vector<char*> pointers = read_values<char*>(attribute, attribute.type);
-    const Reclaim reclaim(attribute, pointers.data());
-    std::vector<std::string> texts;
-    texts.reserve(pointers.size());
-    for (const char* text : pointers) {
-        texts.emplace_back(text == nullptr ? "" : text);
-    }
-    return texts;
-}
-
-std::string trim_fixed(std::string_view text, H5T_str_t padding) {
-    if (padding != H5T_STR_SPACEPAD) {
-        return std::string(text.substr(0, text.find('\0')));
-    }
-    return std::string(text.substr(0, text.find_last_not_of(' ') + 1));
-}
-
-std::vector<std::string> read_fixed_texts(const OpenAttribute& attribute) {
-    const std::size_t size = type_size(attribute.type);
-    std::string block(std::max<std::size_t>(attribute.count(), 1) * size, '\0');
-    attribute.read(attribute.type, block.data());
-    const H5T_str_t padding =
-        checked(H5Tget_strpad(attribute.type), "read the padding of", attribute.name);
-    std::vector<std::string> texts;
-    for (std::size_t i = 0; i < attribute.count(); ++i) {
-        texts.push_back(trim_fixed(std::string_view(block).substr(i * size, size), padding));
-    }
-    return texts;
-}
-
-std::vector<std::string> read_texts(const OpenAttribute& attribute) {
-    return checked(H5Tis_variable_str(attribute.type), "read the type of", attribute.name) > 0
-               ? read_variable_texts(attribute)
-               : read_fixed_texts(attribute);
-}
-
-// A value of its own when the attribute is a scalar, else an array with its extents.
-template <typename Scalar, typename Array, typename Values>
-AttributeValue scalar_or_array(const OpenAttribute& attribute, Values values) {
-    Extents extents = space_extents(attribute.space);
-    if (extents.empty()) {
-        return static_cast<Scalar>(std::move(values.at(0)));
-    }
-    return Array{std::move(values), std::move(extents)};
-}
-
-AttributeValue read_floats(const OpenAttribute& attribute) {
-    std::vector<double> values = read_values<double>(attribute, H5T_NATIVE_DOUBLE);
-    if (type_size(attribute.type) <= sizeof(float)) {
-        return scalar_or_array<float, NumberArray>(attribute, std::move(values));
-    }
-    return scalar_or_array<double, NumberArray>(attribute, std::move(values));
-}
-
-AttributeValue read_value(const OpenAttribute& attribute, std::string_view path) {
-    if (has_no_elements(attribute.space)) {
-        throw TreeError(
-            fmt::format("the attribute '{}' of '{}' has no value", attribute.name, path));
-    }
-    switch (type_class(attribute.type)) {
-    case H5T_INTEGER:
-    case H5T_ENUM:
-        return scalar_or_array<std::int64_t, IntegerArray>(attribute, read_integers(attribute));
-    case H5T_FLOAT:
-        return read_floats(attribute);
-    case H5T_STRING:
-        return scalar_or_array<std::string, TextArray>(attribute, read_texts(attribute));
-    default:
-        throw TreeError(fmt::format("the attribute '{}' of '{}' holds {} and cannot be read "
-                                    "(allowed: integers, floats, texts)",
-                                    attribute.name, path, describe_type(attribute.type)));
-    }
 }
 
 // ---------------------------------------------------------------------------
@@ -269,7 +130,8 @@ std::optional<AttributeValue> read_attribute(hid_t object, const std::string& na
     if (name.empty() || !exists(object, name)) {
         return std::nullopt;
     }
-    return read_value(OpenAttribute(object, name), path);
+    const OpenValues values = open_attribute(object, name);
+    return read_values(values, fmt::format("the attribute '{}' of '{}'", name, path));
 }
 
 void write_attribute(hid_t object, const std::string& name, const AttributeValue& value) {
@@ -287,13 +149,13 @@ void write_attribute(hid_t object, const std::string& name, const AttributeValue
 
 void copy_attributes(hid_t from, hid_t properties, hid_t to) {
     for (const std::string& name : list_as_made(from, properties)) {
-        const OpenAttribute source(from, name);
+        const OpenValues source = open_attribute(from, name);
         std::vector<std::byte> values(std::max<std::size_t>(source.count(), 1) *
                                       type_size(source.type));
         if (source.count() > 0) {
             source.read(source.type, values.data());
         }
-        const Reclaim reclaim{source, values.data()};
+        const ReclaimTexts reclaim(source, values.data());
         create_with_values(to, name, source.type, source.type, source.space, values.data());
     }
 }

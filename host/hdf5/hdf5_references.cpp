@@ -146,6 +146,19 @@ bool leads_nowhere(Bytes reference) {
     return std::ranges::all_of(reference, [](std::byte byte) { return byte == std::byte{}; });
 }
 
+// Empty where there is nothing, or nothing with a name.
+std::string find_path(hid_t set, Bytes reference) {
+    const Id object(H5Rdereference2(set, H5P_DEFAULT, H5R_OBJECT, reference.data()));
+    if (object < 0) {
+        return "";
+    }
+    const auto size = static_cast<std::size_t>(
+        checked(H5Iget_name(object, nullptr, 0), "read the name of", "an object"));
+    std::string path(size, '\0');
+    checked(H5Iget_name(object, path.data(), size + 1), "read the name of", "an object");
+    return path;
+}
+
 class ReferrerList {
   public:
     explicit ReferrerList(hid_t file) : file_(file) {}
@@ -211,6 +224,24 @@ std::multimap<haddr_t, Referrer> list_referrers(hid_t file) {
         list.look_at("/" + link->second);
     }
     return list.take();
+}
+
+bool holds_object_references(hid_t set) {
+    return is_type(set_type(set), H5T_STD_REF_OBJ);
+}
+
+std::vector<std::string> read_references(hid_t set, const std::string& path) {
+    if (!holds_object_references(set)) {
+        throw TreeError(fmt::format("'{}' holds no references to objects", path));
+    }
+    const Referrer place{path, ""};
+    Values values(set, place);
+    values.read();
+    std::vector<std::string> paths;
+    values.visit([&](hid_t, Bytes reference) {
+        paths.push_back(leads_nowhere(reference) ? "" : find_path(set, reference));
+    });
+    return paths;
 }
 
 void redirect(hid_t file, const Referrer& referrer, haddr_t from, haddr_t to) {

@@ -6,6 +6,7 @@
 
 #include <map>
 #include <string>
+#include <vector>
 
 namespace talvora::host::hdf5 {
 
@@ -18,6 +19,11 @@ struct Referrer {
 // What refers to the objects of a file, by their addresses: all objects that hard links lead to are
 // looked at, but the values of data sets that are kept in other files. The paths are from the root.
 std::multimap<haddr_t, Referrer> list_referrers(hid_t file);
+
+// Whether the values of a data set are references to whole objects, and the paths from the root of
+// those objects, in its order; empty for a reference that leads to none, or to one without a path.
+bool holds_object_references(hid_t set);
+std::vector<std::string> read_references(hid_t set, const std::string& path);
 
 // Lets what refers to one object refer to another one.
 void redirect(hid_t file, const Referrer& referrer, haddr_t from, haddr_t to);

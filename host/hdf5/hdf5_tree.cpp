@@ -6,12 +6,14 @@
 #include "host/hdf5/hdf5_references.h"
 #include "host/hdf5/hdf5_sets.h"
 #include "host/hdf5/hdf5_types.h"
+#include "host/hdf5/hdf5_values.h"
 #include "host/system/work_state.h"
 #include "host/tree/tree_rules.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 namespace talvora::host {
@@ -19,6 +21,7 @@ namespace talvora::host {
 namespace {
 
 constexpr ObjectId ROOT{1};
+constexpr std::uint64_t ANY_COUNT = std::numeric_limits<std::uint64_t>::max();
 
 hdf5::Id open_file(const std::filesystem::path& file, Hdf5Access access) {
     return access == Hdf5Access::Create ? hdf5::create_file(file)
@@ -130,6 +133,29 @@ std::vector<KeptElsewhere> Hdf5Tree::list_kept_elsewhere() const {
         }
     }
     return found;
+}
+
+AttributeValue Hdf5Tree::read_values(ObjectId set, std::uint64_t max_count) {
+    const InFile here(name_.native());
+    const std::string& path = node(set).path;
+    const hdf5::Id open = open_small_set(set, max_count);
+    return hdf5::read_values(hdf5::open_set_values(open, path), fmt::format("'{}'", path));
+}
+
+bool Hdf5Tree::holds_references(ObjectId set) const {
+    const InFile here(name_.native());
+    return hdf5::holds_object_references(open_small_set(set, ANY_COUNT));
+}
+
+std::vector<std::optional<ObjectId>> Hdf5Tree::follow_references(ObjectId set,
+                                                                 std::uint64_t max_count) {
+    const InFile here(name_.native());
+    std::vector<std::optional<ObjectId>> objects;
+    for (const std::string& path :
+         hdf5::read_references(open_small_set(set, max_count), node(set).path)) {
+        objects.push_back(path.empty() ? std::nullopt : find(root(), path));
+    }
+    return objects;
 }
 
 ObjectId Hdf5Tree::root() const {
@@ -315,6 +341,26 @@ const Hdf5Tree::Node& Hdf5Tree::node(ObjectId id, ObjectKind kind) const {
                                     kind == ObjectKind::Group ? "group" : "data set"));
     }
     return found;
+}
+
+// A data set in this file.
+hdf5::Id Hdf5Tree::open_small_set(ObjectId id, std::uint64_t max_count) const {
+    const Node& object = node(id);
+    hdf5::Id set = open(id);
+    if (hdf5::object_info(set).type != H5O_TYPE_DATASET) {
+        throw TreeError(fmt::format("'{}' is no data set", object.path));
+    }
+    if (const std::string elsewhere = hdf5::describe_foreign_storage(set); !elsewhere.empty()) {
+        throw TreeError(fmt::format("'{}' cannot be read: {}", object.path, elsewhere));
+    }
+    const hdf5::Id space = hdf5::set_space(set);
+    const std::uint64_t count =
+        hdf5::has_no_elements(space) ? 0 : count_samples(hdf5::space_extents(space));
+    if (count > max_count) {
+        throw TreeError(fmt::format("'{}' holds {} values (allowed here: at most {})", object.path,
+                                    count, max_count));
+    }
+    return set;
 }
 
 hdf5::Id Hdf5Tree::open(ObjectId id) const {

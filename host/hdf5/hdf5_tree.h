@@ -85,6 +85,14 @@ class Hdf5Tree final : public DataTree {
     // it; `path` is from the root.
     SampleType original_type(const std::string& path);
 
+    // What a data set of any rank holds, 0 included, as an attribute would: numbers or texts. A
+    // TreeError where it holds something else, or more values than are wanted.
+    AttributeValue read_values(ObjectId set, std::uint64_t max_count);
+    // Whether it holds references to objects, and where they lead, as many as are wanted at most.
+    // Nothing for one that leads to no object with a path; a TreeError where it holds none.
+    bool holds_references(ObjectId set) const;
+    std::vector<std::optional<ObjectId>> follow_references(ObjectId set, std::uint64_t max_count);
+
     ObjectId root() const override;
     std::optional<ObjectId> find(ObjectId group, std::string_view path) override;
     ObjectKind kind(ObjectId object) const override;
@@ -124,6 +132,7 @@ class Hdf5Tree final : public DataTree {
 
     const Node& node(ObjectId id) const;
     const Node& node(ObjectId id, ObjectKind kind) const;
+    hdf5::Id open_small_set(ObjectId id, std::uint64_t max_count) const;
     hdf5::Id open(ObjectId id) const;
     void close_set();
     OpenSet& open_set(ObjectId id, hdf5::SetUse use);

@@ -34,6 +34,10 @@ std::vector<std::string> read_texts(DataTree& tree, std::string_view source) {
     return std::move(texts->values);
 }
 
+Json make_file_json(const InputIdentity& file) {
+    return {{"name", file.name}, {"size", file.size}, {"sha256", file.sha256}};
+}
+
 template <typename Value>
 Value value_at(const HistoryRecord& record, const char* path) {
     return record.at(HistoryRecord::json_pointer(path)).get<Value>();
@@ -54,10 +58,15 @@ HistoryRecord read_record(const std::string& text, std::string_view source) {
 } // namespace
 
 HistoryRecord make_import_record(const std::string& host_version, const InputIdentity& input,
-                                 std::span<const std::string> arguments) {
-    return {{"host", {{"name", "talvora-host"}, {"version", host_version}}},
-            {"input", {{"name", input.name}, {"size", input.size}, {"sha256", input.sha256}}},
-            {"arguments", arguments}};
+                                 std::span<const std::string> arguments,
+                                 const std::optional<InputIdentity>& map) {
+    HistoryRecord record = {{"host", {{"name", "talvora-host"}, {"version", host_version}}},
+                            {"input", make_file_json(input)},
+                            {"arguments", arguments}};
+    if (map) {
+        record["map"] = make_file_json(*map);
+    }
+    return record;
 }
 
 void append_import(DataTree& tree, const HistoryRecord& record) {

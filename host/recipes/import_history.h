@@ -1,16 +1,19 @@
-// What tables a file was imported from, kept in it beside the history of its runs: a record per
-// import, in an attribute of the root group (host/tree/history_attribute.h). A record is a JSON
-// document:
+// What tables and files of other programs a file was imported from, kept in it beside the history
+// of its runs: a record per import, in an attribute of the root group
+// (host/tree/history_attribute.h). A record is a JSON document:
 //
 //     host           name, version
-//     input          name without folders, size, sha256: of the table as it was read
+//     input          name without folders, with the pattern behind it where there was one; size,
+//                    sha256: of the file as it was read
 //     arguments      the options of the import, as words of its command line
+//     map            name without folders, size, sha256 of the file that --map named, where it did
 //
 // Without a time: the same table and options give the same bytes.
 #pragma once
 
 #include "host/recipes/run_history.h"
 
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -19,7 +22,8 @@
 namespace talvora::host {
 
 HistoryRecord make_import_record(const std::string& host_version, const InputIdentity& input,
-                                 std::span<const std::string> arguments);
+                                 std::span<const std::string> arguments,
+                                 const std::optional<InputIdentity>& map = {});
 
 // Throws a Failure of the input when the attribute holds something else.
 void append_import(DataTree& tree, const HistoryRecord& record);

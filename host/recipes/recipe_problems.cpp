@@ -38,7 +38,8 @@ void RecipeProblems::add(YamlPlace place, std::string_view text, std::string_vie
 void RecipeProblems::add_to_setting(std::string_view setting, std::string_view text,
                                     std::string_view hint) {
     of_settings_.push_back(
-        {make_showable(fmt::format("--set {}: {}", setting, text)), make_showable(hint)});
+        {make_showable(fmt::format("{} {}: {}", names_.setting_option, setting, text)),
+         make_showable(hint)});
 }
 
 void RecipeProblems::throw_if_any() const {

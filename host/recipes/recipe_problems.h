@@ -1,4 +1,5 @@
-// What is wrong with a recipe: collected while it is read, told all at once.
+// What is wrong with a recipe, or another document with variables: collected while it is read, told
+// all at once.
 #pragma once
 
 #include "host/interface/parameters.h"
@@ -8,6 +9,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace talvora::host {
@@ -26,19 +28,28 @@ class RecipeError : public std::runtime_error {
 // More than anybody mends at once; what is beyond is counted.
 constexpr std::size_t MAX_RECIPE_PROBLEMS = 100;
 
+// What messages call a document with variables, and the option that sets these.
+struct DocumentNames {
+    std::string document = "recipe";
+    std::string setting_option = "--set";
+};
+
 class RecipeProblems {
   public:
     // `file` as the texts are to name it.
-    explicit RecipeProblems(std::string_view file) : file_(file) {}
+    explicit RecipeProblems(std::string_view file, DocumentNames names = {})
+        : file_(file), names_(std::move(names)) {}
 
     void add(YamlPlace place, std::string_view text, std::string_view hint = "");
     void add_to_setting(std::string_view setting, std::string_view text,
                         std::string_view hint = "");
     std::size_t count() const { return of_settings_.size() + of_file_.size(); }
+    const DocumentNames& names() const { return names_; }
     void throw_if_any() const;
 
   private:
     std::string file_;
+    DocumentNames names_;
     std::vector<ParameterProblem> of_settings_;
     std::vector<YamlProblem> of_file_;
 };

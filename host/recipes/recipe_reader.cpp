@@ -4,53 +4,21 @@
 #include "host/recipes/recipe_value.h"
 #include "host/recipes/recipe_variables.h"
 #include "host/recipes/yaml_document.h"
-#include "host/system/input_kind.h"
-#include "host/text/failure.h"
+#include "host/recipes/yaml_fields.h"
+#include "host/recipes/yaml_file.h"
 #include "host/text/join_texts.h"
 #include "host/text/nearest_text.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <fstream>
 #include <map>
-#include <system_error>
 #include <utility>
 
 namespace talvora::host {
 namespace {
 
 using Kind = YamlNode::Kind;
-
-// ---------------------------------------------------------------------------
-// Maps with fixed keys
-
-using Keys = std::vector<std::string>;
-
-class Fields {
-  public:
-    // Reports the keys that are none of these.
-    Fields(const YamlNode& map, const Keys& allowed, RecipeProblems& problems) : map_(map) {
-        for (const YamlNode& entry : map.items) {
-            if (std::ranges::find(allowed, entry.key) == allowed.end()) {
-                problems.add(
-                    entry.key_place,
-                    fmt::format("unknown key '{}' (known: {})", entry.key, join_texts(allowed)),
-                    suggest_nearest(entry.key, allowed));
-            }
-        }
-    }
-
-    // Null when the key is not there.
-    const YamlNode* find(std::string_view key) const {
-        const auto found = std::ranges::find(map_.items, key, &YamlNode::key);
-        return found == map_.items.end() ? nullptr : &*found;
-    }
-
-  private:
-    const YamlNode& map_;
-};
 
 // ---------------------------------------------------------------------------
 // Steps
@@ -67,7 +35,7 @@ class RecipeReader {
                         "variables, steps")) {
             return recipe;
         }
-        const Fields fields(root, {"description", "variables", "steps"}, problems_);
+        const YamlFields fields(root, {"description", "variables", "steps"}, problems_);
         recipe.description = read_text(fields.find("description")).value_or("");
         read_variables(fields.find("variables"), settings);
         read_steps(root, fields.find("steps"), recipe);
@@ -121,7 +89,7 @@ class RecipeReader {
     }
 
     Step read_step(const YamlNode& node) {
-        const Fields fields(node, {"name", "unit", "parameters", "accept"}, problems_);
+        const YamlFields fields(node, {"name", "unit", "parameters", "accept"}, problems_);
         Step step;
         step.unit = read_unit(node, fields.find("unit"));
         step.name = read_name(node, fields.find("name"), step.unit);
@@ -250,44 +218,15 @@ class RecipeReader {
     std::map<std::string, YamlPlace> names_;
 };
 
-// One byte more than is read at most tells a file that is too long.
-std::string read_text_file(const std::filesystem::path& file) {
-    std::error_code error;
-    if (std::filesystem::is_directory(file, error)) {
-        throw Failure(ExitCode::Input, fmt::format("{}: a folder, no recipe", file.string()));
-    }
-    std::ifstream stream(file, std::ios::binary);
-    if (!stream) {
-        throw Failure(ExitCode::Input,
-                      fmt::format("{}: {}", file.string(), std::generic_category().message(errno)));
-    }
-    std::string text(MAX_YAML_BYTES + 1, '\0');
-    stream.read(text.data(), static_cast<std::streamsize>(text.size()));
-    if (stream.bad()) {
-        throw Failure(ExitCode::Input,
-                      fmt::format("{}: cannot be read to its end: {}", file.string(),
-                                  std::generic_category().message(errno)));
-    }
-    text.resize(static_cast<std::size_t>(stream.gcount()));
-    return text;
-}
-
 } // namespace
 
 Recipe parse_recipe(std::string_view text, std::string_view file,
                     std::span<const std::string> settings, const PluginLibrary& library,
                     const RecipeChecks& checks) {
     RecipeProblems problems(file);
-    std::vector<YamlProblem> yaml_problems;
-    const auto root = parse_yaml(text, yaml_problems);
-    for (const auto& [place, what, hint] : yaml_problems) {
-        problems.add(place, what, hint);
-    }
     Recipe recipe;
-    if (root && root->kind != Kind::Null) {
+    if (const auto root = read_document(text, problems)) {
         recipe = RecipeReader(library, problems, checks).read(*root, settings);
-    } else if (yaml_problems.empty()) {
-        problems.add({}, "the recipe is empty");
     }
     problems.throw_if_any();
     return recipe;
@@ -295,8 +234,7 @@ Recipe parse_recipe(std::string_view text, std::string_view file,
 
 Recipe read_recipe(const std::filesystem::path& file, std::span<const std::string> settings,
                    const PluginLibrary& library, const RecipeChecks& checks) {
-    refuse_endless_file(file);
-    return parse_recipe(read_text_file(file), file.string(), settings, library, checks);
+    return parse_recipe(read_yaml_file(file, "recipe"), file.string(), settings, library, checks);
 }
 
 } // namespace talvora::host

@@ -147,7 +147,8 @@ void RecipeVariables::set(std::span<const std::string> settings) {
 void RecipeVariables::set_one(std::string_view setting) {
     const std::size_t equals = setting.find('=');
     if (equals == std::string_view::npos) {
-        return problems_.add_to_setting(setting, "has no '='", "--set NAME=VALUE");
+        return problems_.add_to_setting(
+            setting, "has no '='", fmt::format("{} NAME=VALUE", problems_.names().setting_option));
     }
     const std::string_view name = setting.substr(0, equals);
     const auto found = variables_.find(name);
@@ -172,7 +173,7 @@ void RecipeVariables::check_values() {
     for (const auto& [name, variable] : variables_) {
         if (variable.value.kind == Kind::Null) {
             problems_.add(variable.place, fmt::format("variable '{}' has no value", name),
-                          fmt::format("--set {}=VALUE", name));
+                          fmt::format("{} {}=VALUE", problems_.names().setting_option, name));
         }
     }
 }
@@ -186,7 +187,8 @@ std::vector<std::string> RecipeVariables::names() const {
 }
 
 std::string RecipeVariables::describe_names() const {
-    return variables_.empty() ? "the recipe has none" : "known: " + join_texts(names());
+    return variables_.empty() ? fmt::format("the {} has none", problems_.names().document)
+                              : "known: " + join_texts(names());
 }
 
 // ---------------------------------------------------------------------------

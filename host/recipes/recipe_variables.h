@@ -1,5 +1,5 @@
-// The variables of a recipe: declared with a default, set on the command line, used in
-// values as ${name}.
+// The variables of a recipe, or of another document: declared with a default, set on the command
+// line, used in values as ${name}.
 #pragma once
 
 #include "host/recipes/recipe_problems.h"

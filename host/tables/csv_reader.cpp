@@ -115,8 +115,11 @@ void refuse_other_formats(std::string_view text, const std::string& source) {
                       {"save it as UTF-8"});
     }
     if (text.starts_with(HDF5_SIGNATURE)) {
-        throw Failure(ExitCode::Input, fmt::format("{}: an HDF5 file, no CSV file", source),
-                      {"what it holds: talvora-host tree " + quote_word(source)});
+        throw Failure(
+            ExitCode::Input, fmt::format("{}: an HDF5 file, no CSV file", source),
+            {"what it holds: talvora-host tree " + quote_word(source),
+             "signals of another program come in with --map NAME, or --time-axis N --rate "
+             "HZ"});
     }
 }
 

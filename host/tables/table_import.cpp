@@ -2,19 +2,18 @@
 
 #include "host/tables/column_name.h"
 #include "host/tables/csv_reader.h"
+#include "host/tables/grid_samples.h"
+#include "host/tables/row_placement.h"
+#include "host/tables/signal_attributes.h"
 #include "host/tables/time_column.h"
 #include "host/tables/time_grid.h"
 #include "host/text/failure.h"
 #include "host/text/join_texts.h"
 #include "host/text/nearest_text.h"
-#include "host/text/plural.h"
-#include "host/tree/line_names.h"
-#include "host/tree/number_attribute.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cmath>
 #include <iterator>
 #include <limits>
 #include <map>
@@ -23,15 +22,12 @@
 #include <span>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 
 namespace talvora::host {
 namespace {
 
 constexpr float NaN = std::numeric_limits<float>::quiet_NaN();
-
-// Rows that stand further from their times, or more of them left out, make no recording on a grid.
-constexpr double MAX_DRIFT_SAMPLES = 0.5;
-constexpr double MAX_SHARE_LEFT_OUT = 0.01;
 
 // The columns of a table by their names, of which there may be very many.
 class ColumnsByName {
@@ -172,32 +168,14 @@ void report_missing_cells(const NumberColumn& column, const std::string& source,
     }
 }
 
-// One line of samples: what the rows hold, NaN where the grid has no row.
-void place_column(const NumberColumn& column, const TimeGrid& grid, std::span<float> samples) {
-    std::ranges::fill(samples, NaN);
-    for (std::size_t row = grid.sample_of_row.size(); row-- > 0;) {
-        if (grid.sample_of_row[row] != LEFT_OUT) {
-            samples[grid.sample_of_row[row]] = static_cast<float>(column.values[row]);
-        }
-    }
-}
-
-// One line of samples on straight lines between the rows.
-void interpolate_column(const NumberColumn& column, const TimeGrid& grid,
-                        std::span<float> samples) {
-    for (std::size_t i = 0; i < samples.size(); ++i) {
-        const auto [row, share] = grid.between_rows[i];
-        const double value = column.values[row];
-        samples[i] = static_cast<float>(
-            share == 0 ? value : value + (column.values[row + 1] - value) * share);
-    }
-}
-
+// One line of samples: of the rows, or on straight lines between them; NaN where there is none.
 void fill_line(const NumberColumn& column, const TimeGrid& grid, std::span<float> samples) {
+    const GridPart whole{.row_count = column.values.size(), .sample_count = samples.size()};
+    std::ranges::fill(samples, NaN);
     if (grid.between_rows.empty()) {
-        place_column(column, grid, samples);
+        place_rows_of_part<float>(grid, whole, column.values, samples);
     } else {
-        interpolate_column(column, grid, samples);
+        interpolate_part<float>(grid, whole, column.values, samples);
     }
 }
 
@@ -243,22 +221,16 @@ ComponentNames name_components(const SetOfColumns& set, const ColumnsByName& col
     return names;
 }
 
-bool are_alike(std::span<const std::string> texts) {
-    return std::ranges::all_of(texts, [&](const auto& text) { return text == texts.front(); });
-}
-
-void write_names(const SetOfColumns& set, const ColumnsByName& columns, DataTree& tree,
-                 ObjectId id) {
-    const ComponentNames names = name_components(set, columns);
-    const Extents extents = {set.columns.size()};
-    if (names.labels != std::vector{set.name}) {
-        tree.write_attribute(id, LABELS_ATTRIBUTE, TextArray{names.labels, extents});
+SignalAttributes describe_set(const SetOfColumns& set, const ColumnsByName& columns,
+                              const TimeGrid& grid) {
+    ComponentNames names = name_components(set, columns);
+    if (names.labels == std::vector{set.name}) {
+        names.labels.clear();
     }
-    if (!are_alike(names.units)) {
-        tree.write_attribute(id, UNIT_ATTRIBUTE, TextArray{names.units, extents});
-    } else if (!names.units.front().empty()) {
-        tree.write_attribute(id, UNIT_ATTRIBUTE, names.units.front());
-    }
+    return {.sample_rate = grid.sample_rate,
+            .start_time = grid.start_time,
+            .labels = std::move(names.labels),
+            .units = std::move(names.units)};
 }
 
 // ---------------------------------------------------------------------------
@@ -281,136 +253,41 @@ void write_set(const SetOfColumns& set, const ColumnsByName& columns, const Time
     const Extents extents = {set.columns.size(), 1, grid.sample_count};
     const ObjectId id = tree.create_dataset(group, set.name, extents);
     tree.write(id, {.starts = Extents{0, 0, 0}, .counts = extents}, samples);
-    tree.write_attribute(id, SAMPLE_RATE_ATTRIBUTE, static_cast<float>(grid.sample_rate));
-    tree.write_attribute(id, START_TIME_ATTRIBUTE, grid.start_time);
-    write_names(set, columns, tree, id);
+    write_signal_attributes(tree, id, describe_set(set, columns, grid));
     report.sets.push_back(tree.path(id));
 }
 
 // ---------------------------------------------------------------------------
 // The grid
 
-struct RowsLeftOut {
-    std::uint64_t count = 0;
-    std::size_t first_row = 0;
-};
-
-RowsLeftOut find_rows_left_out(const TimeGrid& grid, std::size_t first_row) {
-    RowsLeftOut rows;
-    for (std::size_t row = 0; row < grid.sample_of_row.size(); ++row) {
-        if (grid.leaves_out(row) && rows.count++ == 0) {
-            rows.first_row = row + first_row;
-        }
-    }
-    return rows;
+GridChoice choose_grid(const ImportOptions& options, std::size_t first_row) {
+    return {.placement = options.placement,
+            .sample_rate = options.sample_rate,
+            .max_gap_samples = options.max_gap_samples,
+            .first_row = first_row};
 }
 
-std::uint64_t count_empty_samples(const TimeGrid& grid, std::uint64_t left_out_count) {
-    return grid.between_rows.empty()
-               ? grid.sample_count - (grid.sample_of_row.size() - left_out_count)
-               : static_cast<std::uint64_t>(std::ranges::count_if(
-                     grid.between_rows, [](const auto& at) { return std::isnan(at.share); }));
-}
-
-void report_grid(const NumberColumn& time, const TimeGrid& grid, std::size_t first_row,
-                 const ImportOptions& options, const std::string& source, ImportReport& report) {
-    const RowsLeftOut left_out = find_rows_left_out(grid, first_row);
+TimeGrid place_by_times(const NumberColumn& time, std::size_t first_row,
+                        const ImportOptions& options, const std::string& source,
+                        ImportReport& report) {
+    PlacedRows placed = place_rows(read_seconds(time, first_row, source), time.name,
+                                   choose_grid(options, first_row), source);
     if (time.holds_dates() && !time.dates_have_zone) {
         report.infos.push_back(
             fmt::format("{}: '{}' tells no zone and is taken as UTC", source, time.name));
     }
-    const bool is_linear = options.placement == Placement::Linear;
-    report.infos.push_back(fmt::format(
-        "{}: {} by '{}' {} {} at {:.6g} Hz; {} {}, NaN there", source,
-        count_things(time.values.size() - left_out.count, "row"), time.name,
-        is_linear ? "interpolated to" : "on", count_things(grid.sample_count, "sample"),
-        grid.sample_rate, count_things(count_empty_samples(grid, left_out.count), "sample"),
-        is_linear ? fmt::format("between rows more than {} samples apart", options.max_gap_samples)
-                  : "without a row"));
-    if (left_out.count > 0) {
-        report.warnings.push_back(fmt::format("{}: {} left out, {} (first: row {})", source,
-                                              count_things(left_out.count, "row"),
-                                              options.placement == Placement::Nearest
-                                                  ? "another one is nearer to the same sample"
-                                                  : "less than half a sample after the row before",
-                                              left_out.first_row));
-    }
-}
-
-Failure explain_misplacement(const std::string& text) {
-    return {ExitCode::Input,
-            text,
-            {"--grid nearest places each row at its nearest sample, --grid linear interpolates "
-             "between the rows",
-             "--rate HZ leaves the times aside: rows are equally spaced then"}};
-}
-
-void refuse_many_left_out(const TimeGrid& grid, std::size_t first_row, const std::string& source) {
-    const RowsLeftOut left_out = find_rows_left_out(grid, first_row);
-    const auto row_count = static_cast<double>(grid.sample_of_row.size());
-    const double share = static_cast<double>(left_out.count) / row_count;
-    if (share > MAX_SHARE_LEFT_OUT) {
-        throw explain_misplacement(fmt::format(
-            "{}: {} of {} ({:.2g} %) less than half a sample after the row before, first row {} "
-            "(allowed: {} %), on a grid of {:.6g} Hz",
-            source, left_out.count, count_things(grid.sample_of_row.size(), "row"), 100 * share,
-            left_out.first_row, 100 * MAX_SHARE_LEFT_OUT, grid.sample_rate));
-    }
-}
-
-// Rows are placed step by step, so where the rate changes they drift from their times.
-void refuse_drift(std::span<const double> times, const TimeGrid& grid, std::size_t first_row,
-                  const std::string& source) {
-    double largest = 0;
-    std::size_t at_row = 0;
-    for (std::size_t row = 0; row < grid.sample_of_row.size(); ++row) {
-        const double distance = std::abs(times[row] - grid.time_of(grid.sample_of_row[row]));
-        if (distance > largest && !grid.leaves_out(row)) {
-            largest = distance;
-            at_row = row;
-        }
-    }
-    if (largest * grid.sample_rate > MAX_DRIFT_SAMPLES) {
-        throw explain_misplacement(fmt::format(
-            "{}: row {}, at {:.9g} s, stands {:.3g} samples ({:.3g} s) from its place on a grid of "
-            "{:.6g} Hz (allowed: {} samples): the rows are not equally spaced",
-            source, at_row + first_row, times[at_row], largest * grid.sample_rate, largest,
-            grid.sample_rate, MAX_DRIFT_SAMPLES));
-    }
-}
-
-TimeGrid place_rows(const NumberColumn& time, std::size_t first_row, const ImportOptions& options,
-                    const std::string& source, ImportReport& report) {
-    const std::vector<double> times = read_seconds(time, first_row, source);
-    const TimeGrid grid = place_on_grid(times, source,
-                                        {.placement = options.placement,
-                                         .sample_rate = options.sample_rate,
-                                         .max_gap_samples = options.max_gap_samples,
-                                         .first_row = first_row});
-    if (!wants_placement(options)) {
-        refuse_many_left_out(grid, first_row, source);
-        refuse_drift(times, grid, first_row, source);
-    }
-    report_grid(time, grid, first_row, options, source, report);
-    return grid;
+    std::ranges::move(placed.infos, std::back_inserter(report.infos));
+    std::ranges::move(placed.warnings, std::back_inserter(report.warnings));
+    return std::move(placed.grid);
 }
 
 void refuse_bad_options(const ImportOptions& options, const std::string& source) {
-    if (options.sample_rate && !(*options.sample_rate > 0 && std::isfinite(*options.sample_rate))) {
-        throw Failure(ExitCode::Usage,
-                      fmt::format("--rate {}: a sample rate is greater than 0 Hz and finite",
-                                  *options.sample_rate));
-    }
+    refuse_bad_grid(choose_grid(options, 0));
     if (options.sample_rate && options.time_column && !wants_placement(options)) {
         throw Failure(
             ExitCode::Usage,
             fmt::format("{}: the sample rate and the time column exclude each other", source),
             {"give --rate HZ or --time COLUMN"});
-    }
-    if (!(options.max_gap_samples > 0 && std::isfinite(options.max_gap_samples))) {
-        throw Failure(ExitCode::Usage,
-                      fmt::format("--max-gap {}: a number of samples is greater than 0 and finite",
-                                  options.max_gap_samples));
     }
     std::set<std::string> seen;
     for (const SetOfColumns& set : options.sets) {
@@ -448,7 +325,7 @@ ImportReport import_table(const NumberTable& table, const ImportOptions& options
     const ColumnsByName columns(table, source);
     const NumberColumn* time = find_time_column(table, columns, options, source);
     const TimeGrid grid = time != nullptr
-                              ? place_rows(*time, table.first_row, options, source, report)
+                              ? place_by_times(*time, table.first_row, options, source, report)
                               : make_uniform_grid(*options.sample_rate, table.row_count);
     report.sample_count = grid.sample_count;
     report.sample_rate = grid.sample_rate;
@@ -456,8 +333,7 @@ ImportReport import_table(const NumberTable& table, const ImportOptions& options
     for (const SetOfColumns& set : choose_sets(table, options, time, source, report)) {
         write_set(set, columns, grid, tree, group, source, report);
     }
-    tree.write_attribute(group, SAMPLE_RATE_ATTRIBUTE, static_cast<float>(grid.sample_rate));
-    tree.write_attribute(group, "NumSamples", static_cast<float>(grid.sample_count));
+    write_group_attributes(tree, group, grid.sample_rate, grid.sample_count);
     return report;
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 
 namespace talvora::host {
 namespace {
@@ -31,6 +32,25 @@ char32_t read_code_point(std::string_view bytes) {
         code_point = (code_point << 6) | (static_cast<unsigned char>(byte) & 0x3F);
     }
     return code_point;
+}
+
+void append_utf8(std::string& text, char32_t code_point) {
+    constexpr char32_t LEAD_BITS[] = {0x00, 0xC0, 0xE0, 0xF0}; // by the bytes that follow
+    constexpr char32_t FIRST_OF_LENGTH[] = {0x80, 0x800, 0x10000};
+    const auto more = static_cast<unsigned>(std::ranges::upper_bound(FIRST_OF_LENGTH, code_point) -
+                                            std::begin(FIRST_OF_LENGTH));
+    text += static_cast<char>(LEAD_BITS[more] | (code_point >> (6 * more)));
+    for (unsigned behind = more; behind-- > 0;) {
+        text += static_cast<char>(0x80 | ((code_point >> (6 * behind)) & 0x3F));
+    }
+}
+
+constexpr bool is_first_of_pair(char16_t unit) {
+    return unit >= 0xD800 && unit < 0xDC00;
+}
+
+constexpr bool is_second_of_pair(char16_t unit) {
+    return unit >= 0xDC00 && unit < 0xE000;
 }
 
 } // namespace
@@ -81,6 +101,21 @@ std::u32string decode_utf8(std::string_view text) {
         text.remove_prefix(std::max<std::size_t>(length, 1));
     }
     return letters;
+}
+
+std::string utf16_to_utf8(std::u16string_view text) {
+    constexpr char32_t REPLACEMENT = 0xFFFD;
+    std::string utf8;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const char32_t unit = text[i];
+        if (is_first_of_pair(text[i]) && i + 1 < text.size() && is_second_of_pair(text[i + 1])) {
+            append_utf8(utf8, 0x10000 + ((unit - 0xD800) << 10) + (text[++i] - 0xDC00));
+        } else {
+            const bool is_half = is_first_of_pair(text[i]) || is_second_of_pair(text[i]);
+            append_utf8(utf8, is_half ? REPLACEMENT : unit);
+        }
+    }
+    return utf8;
 }
 
 } // namespace talvora::host

@@ -30,4 +30,7 @@ std::optional<std::size_t> find_invalid_utf8(std::string_view text);
 // U+DC00 plus its value: a surrogate, which no code point of a text is.
 std::u32string decode_utf8(std::string_view text);
 
+// UTF-16 as UTF-8. What is no code point, half a pair, becomes U+FFFD.
+std::string utf16_to_utf8(std::u16string_view text);
+
 } // namespace talvora::host

@@ -1,5 +1,7 @@
 #include "host/tree/sample_rounding.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -22,6 +24,12 @@ using Exact = std::conditional_t<std::is_integral_v<Stored> && sizeof(Stored) ==
 void RoundingChange::add(const RoundingChange& other) {
     largest_change = std::max(largest_change, other.largest_change);
     largest_sample = std::max(largest_sample, other.largest_sample);
+}
+
+std::string describe_rounding(const RoundingChange& change) {
+    return change.largest_change > 0 ? fmt::format("largest change {:.1e} of the largest sample",
+                                                   change.largest_change / change.largest_sample)
+                                     : "no sample is changed by that";
 }
 
 // The change of NaN and of infinity is NaN, which no comparison takes for the largest. Samples go

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <span>
+#include <string>
 
 namespace talvora::host {
 
@@ -13,6 +14,9 @@ struct RoundingChange {
 
     void add(const RoundingChange& other);
 };
+
+// For people: "largest change 3.0e-08 of the largest sample", or that there is none.
+std::string describe_rounding(const RoundingChange& change);
 
 // Gives each sample as the nearest 32-bit float, of two that are as near the one whose last bit is
 // 0, rounding once. Both spans are of one size; for float, double, int32, int64 and uint64.

@@ -38,6 +38,7 @@ FILES = {
     "compressed": ({}, {"chunks": (3, 1, 20), "compression": "gzip"}),
     "newest": ({"libver": "latest"}, {"chunks": (3, 1, 20), "maxshape": (3, 1, None)}),
 }
+MAP = "sets: [{data: '*/*', time: last, rate: {attribute: SampleRate}}]\n"
 RECTIFY = ["run", "apply-set-rectify", "SourceGroup=Imu"]
 COMPLETE = ["complete", "--", "tree", "bad.h5::"]
 COMMANDS = [
@@ -48,6 +49,10 @@ COMMANDS = [
     ["recipe", "check", "steps.yaml", "bad.h5"],
     ["recipe", "extract", "bad.h5"],
     ["import", "table.csv", "-o", "bad.h5", "--append", "--group", "More", "--time", "t"],
+    ["import", "bad.h5", "-o", "out.h5", "--time-axis", "-1", "--rate", "100"],
+    ["import", "bad.h5", "-o", "out.h5", "--map", "map.yaml"],
+    ["import", "good.h5", "-o", "bad.h5", "--time-axis", "-1", "--rate", "100", "--append",
+     "--group", "More"],
     ["export", "bad.h5", "-o", "out.csv"],
     ["export", "bad.h5::Imu/Rate", "-o", "-"],
     ["tree", "bad.h5", "--attributes"],
@@ -86,6 +91,7 @@ class Workshop:
         self.folder = folder
         (folder / "table.csv").write_text(fault_test.TABLE)
         (folder / "steps.yaml").write_text(fault_test.RECIPE)
+        (folder / "map.yaml").write_text(MAP)
         self.files = {name: self.make(name, *options) for name, options in FILES.items()}
         (folder / "good.h5").write_bytes(self.files["contiguous"])
         self.before = self.contents()

@@ -101,6 +101,7 @@ JOBS = {
     "run-into-folder": [*RECTIFY, "walk.h5", "second.h5", "--out-dir", "results"],
     "import-append": ["import", "table.csv", "-o", "walk.h5", "--append", "--group", "Table",
                       "--time", "t"],
+    "import-mapped": ["import", "walk.h5", "-o", "mapped.h5", "--time-axis", "-1", "--rate", "100"],
     "export": ["export", "walk.h5::Imu/*", "-o", "samples.csv"],
     "plot": ["plot", "walk.h5::Imu/*", "-o", "plot.html"],
     "recipe": ["recipe", "run", "steps.yaml", "walk.h5", "-o", "result.h5"],

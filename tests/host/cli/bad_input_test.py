@@ -149,6 +149,10 @@ READERS = [
     ["recipe", "extract", "BAD"],
     ["recipe", "extract", "BAD", "-o", "out.yaml"],
     ["import", "walk.csv", "-o", "BAD", "--append", "--group", "More"],
+    ["import", "BAD", "-o", "out.h5", "--map", "nwb"],
+    ["import", "BAD", "-o", "out.h5", "--time-axis", "-1", "--rate", "5", "-n"],
+    ["import", "walk.h5", "-o", "BAD", "--time-axis", "-1", "--rate", "5", "--append",
+     "--group", "More"],
     ["export", "BAD", "-o", "out.csv"],
     ["export", "BAD::Signals/X", "-o", "-"],
     ["tree", "BAD"],
@@ -366,6 +370,7 @@ WRITERS = [
     ["recipe", "run", "recipe.yaml", "plain.h5", "-o", "OUT"],
     ["recipe", "extract", "walk.h5", "-o", "OUT"],
     ["import", "walk.csv", "-o", "OUT"],
+    ["import", "plain.h5", "-o", "OUT", "--time-axis", "-1", "--rate", "100"],
     ["export", "plain.h5", "-o", "OUT"],
     ["plot", "plain.h5", "-o", "OUT"],
     ["design", "ZeroLagLowPass", "CutoffFrequency=10", "Order=4", "--rate", "100", "-o", "OUT"],
@@ -438,7 +443,7 @@ class BadOutput(CommandLine):
             self.expect_failure(words, 5, output[:250], "File name too long")
 
     def test_a_device_is_no_file(self):
-        for writer in WRITERS[:5]:
+        for writer in WRITERS[:6]:
             self.expect_failure(fill_in(writer, "/dev/full"), 5,
                                 "/dev/full: exists and is no regular file")
 
@@ -601,6 +606,8 @@ class OddNames(CommandLine):
                      [*RUN, stem + ".h5", "--in-place"],
                      ["recipe", "run", "recipe.yaml", stem + ".h5", "--in-place"],
                      ["recipe", "check", "recipe.yaml", stem + ".h5"],
+                     ["import", stem + ".h5::Signals", "-o", "mapped.h5", "--force",
+                      "--time-axis", "-1", "--rate", "5"],
                      ["tree", stem + ".h5::Signals"],
                      ["history", stem + ".h5"],
                      ["recipe", "extract", stem + ".h5", "-o", stem + ".y"],

@@ -45,6 +45,12 @@ TEST_F(Completion, OffersGuardsToAccept) {
     EXPECT_EQ(complete({"run", "apply-set-rectify", "--out-dir", "nothing"}), "");
 }
 
+TEST_F(Completion, OffersMapsThatComeWithTheProgram) {
+    EXPECT_EQ(complete({"import", "in.h5", "--map", ""}), "mat\nnwb\n");
+    EXPECT_EQ(complete({"import", "in.h5", "--map", "my"}), "");
+    EXPECT_EQ(complete({"import", "in.h5", "--grid", ""}), "");
+}
+
 TEST_F(Completion, OffersTheParametersOfAUnitThatTheHostDoesNotKnow) {
     EXPECT_EQ(complete({"run", "test.trouble.fail", ""},
                        {.environment = {{"TALVORA_PLUGIN_PATH", TROUBLE_PLUGIN}}}),
@@ -68,6 +74,7 @@ TEST_F(Completion, OffersPlacesInAFile) {
     EXPECT_EQ(complete({"tree", "walk.h5::Signals/"}), "walk.h5::Signals/X\nwalk.h5::Signals/Y\n");
     EXPECT_EQ(complete({"plot", "walk.h5::"}),
               "walk.h5::Signals\nwalk.h5::Signals/X\nwalk.h5::Signals/Y\n");
+    EXPECT_EQ(complete({"import", "walk.h5::Signals/X"}), "walk.h5::Signals/X\n");
     EXPECT_EQ(complete({"tree", "missing.h5::"}), "");
     EXPECT_EQ(complete({"history", "walk.h5::"}), "");
 }

@@ -127,6 +127,11 @@ TEST_F(JsonPage, DescribesWhatIsToldOfFiles) {
     ASSERT_EQ(run({"import", "rate.csv", "-o", "rate.h5"}).exit_code, 0);
     expect_described("A file", {{"tree", "walk.h5", "--attributes", "--statistics"},
                                 {"tree", "rate.h5", "--attributes", "--statistics"}});
+    write_file(folder_ / "ours.yaml", "sets: [{data: Signals/*, time: last, rate: 10}]\n");
+    ASSERT_EQ(run({"import", "walk.h5", "-o", "same.h5", "--map", "ours.yaml", "--append",
+                   "--group", "Mapped"})
+                  .exit_code,
+              0);
     expect_described("The history of a file", {{"history", "same.h5"}});
 }
 

@@ -414,6 +414,50 @@ TEST_F(ForeignFile, RefusesAttributesOfOtherTypes) {
 }
 
 // ---------------------------------------------------------------------------
+// Small sets, read as attributes are
+
+TEST_F(ForeignFile, ReadsTheValuesOfSmallSets) {
+    make_counting_set("numbers", {2, 12});
+    make_set("scalar", H5T_STD_I16BE, {});
+    make_set("texts", fixed_text(4, H5T_STR_SPACEPAD), {2});
+    make_set("fields", H5T_STD_B8LE, {2});
+    Hdf5Tree& tree = open();
+    const auto read = [&](const char* name, std::uint64_t max_count = 24) {
+        return tree.read_values(tree.find(tree.root(), name).value(), max_count);
+    };
+    const auto numbers = std::get<NumberArray>(read("numbers"));
+    EXPECT_EQ(numbers.extents, (Extents{2, 12}));
+    EXPECT_EQ(numbers.values.at(23), 23);
+    EXPECT_EQ(read("scalar"), AttributeValue(std::int64_t{0}));
+    EXPECT_EQ(std::get<TextArray>(read("texts")).values.size(), 2U);
+    EXPECT_THAT([&] { read("numbers", 23); },
+                ThrowsMessage<TreeError>("'numbers' holds 24 values (allowed here: at most 23)"));
+    EXPECT_THAT([&] { read("fields"); },
+                ThrowsMessage<TreeError>(HasSubstr("'fields' holds 8-bit fields")));
+    EXPECT_THAT([&] { read("/"); }, ThrowsMessage<TreeError>("'' is no data set"));
+}
+
+TEST_F(ForeignFile, FollowsReferencesToWhereTheyLead) {
+    make_counting_set("a", {24});
+    const Id group(H5Gcreate2(writer_, "g", H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT));
+    make_set("references", H5T_STD_REF_OBJ, {3});
+    std::vector<hobj_ref_t> references(3);
+    ASSERT_GE(H5Rcreate(&references[0], writer_, "g", H5R_OBJECT, -1), 0);
+    ASSERT_GE(H5Rcreate(&references[2], writer_, "a", H5R_OBJECT, -1), 0);
+    const Id set(H5Dopen2(writer_, "references", H5P_DEFAULT));
+    ASSERT_GE(H5Dwrite(set, H5T_STD_REF_OBJ, H5S_ALL, H5S_ALL, H5P_DEFAULT, references.data()), 0);
+    Hdf5Tree& tree = open();
+    const auto at = [&](const char* name) { return tree.find(tree.root(), name).value(); };
+    EXPECT_TRUE(tree.holds_references(at("references")));
+    EXPECT_FALSE(tree.holds_references(at("a")));
+    EXPECT_EQ(tree.follow_references(at("references"), 3),
+              (std::vector<std::optional<ObjectId>>{at("g"), std::nullopt, at("a")}));
+    EXPECT_THROW(tree.follow_references(at("references"), 2), TreeError);
+    EXPECT_THAT([&] { tree.follow_references(at("a"), 24); },
+                ThrowsMessage<TreeError>("'a' holds no references to objects"));
+}
+
+// ---------------------------------------------------------------------------
 // Resizing other layouts
 
 TEST_F(ForeignFile, MakesAFixedSetAnewWithItsAttributes) {

@@ -39,6 +39,14 @@ TEST(ImportHistory, TellsTheTableAndTheCommand) {
     EXPECT_THAT(describe_import_command(make_record("two\nlines")), testing::Not(HasSubstr("\n")));
 }
 
+TEST(ImportHistory, KnowsTheFileOfAMap) {
+    const InputIdentity map{.name = "m.yaml", .size = 7, .sha256 = "def"};
+    const auto record = make_import_record("1.2.3", {.name = "a.h5", .size = 60, .sha256 = "abc"},
+                                           Texts{"--map", "m.yaml"}, map);
+    EXPECT_EQ(record["map"], HistoryRecord({{"name", "m.yaml"}, {"size", 7}, {"sha256", "def"}}));
+    EXPECT_FALSE(make_record("one.csv").contains("map"));
+}
+
 TEST(ImportHistory, MayHaveBeenWrittenByAnything) {
     MemoryTree tree;
     const auto read = [&](const AttributeValue& value) {

@@ -80,6 +80,27 @@ TEST(Utf8, LetsAByteThatIsNoneStandByItself) {
     }
 }
 
+TEST(Utf8, IsMadeOfUtf16) {
+    const std::pair<std::u16string_view, std::string_view> examples[] = {
+        {u"", ""},
+        {u"Fz \u007F\u0080", "Fz \x7F\xC2\x80"},
+        {u"\u00B5\u07FF\u0800", "\xC2\xB5\xDF\xBF\xE0\xA0\x80"},
+        {u"\uD7FF\uE000\uFFFF", "\xED\x9F\xBF\xEE\x80\x80\xEF\xBF\xBF"},
+        {u"\U00010000\U0010FFFF", "\xF0\x90\x80\x80\xF4\x8F\xBF\xBF"},
+    };
+    for (const auto& [utf16, utf8] : examples) {
+        EXPECT_EQ(utf16_to_utf8(utf16), utf8);
+    }
+}
+
+TEST(Utf8, HoldsAReplacementForHalfAPairOfUtf16) {
+    const std::string replaced = "\xEF\xBF\xBD";
+    EXPECT_EQ(utf16_to_utf8(std::u16string{0xD800}), replaced);
+    EXPECT_EQ(utf16_to_utf8(std::u16string{0xD800, 'a'}), replaced + "a");
+    EXPECT_EQ(utf16_to_utf8(std::u16string{0xDC00, 0xD800}), replaced + replaced);
+    EXPECT_EQ(utf16_to_utf8(std::u16string{0xD800, 0xD800, 0xDC00}), replaced + "\xF0\x90\x80\x80");
+}
+
 TEST(Utf8, SkipsAByteOrderMarkAtTheBeginningOnly) {
     EXPECT_EQ(skip_byte_order_mark("\xEF\xBB\xBFt,x"), "t,x");
     EXPECT_EQ(skip_byte_order_mark("t\xEF\xBB\xBF"), "t\xEF\xBB\xBF");

@@ -1,0 +1,146 @@
+#include "host/hdf5/hdf5_values.h"
+
+#include "host/hdf5/hdf5_sets.h"
+#include "host/hdf5/hdf5_types.h"
+#include "host/tree/tree_rules.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+#include <utility>
+#include <vector>
+
+namespace talvora::host::hdf5 {
+
+namespace {
+
+// Never without room, so that there is always a place to read to.
+template <typename Value>
+std::vector<Value> read_all(const OpenValues& source, hid_t memory_type) {
+    std::vector<Value> values(std::max<std::size_t>(source.count(), 1));
+    source.read(memory_type, values.data());
+    values.resize(source.count());
+    return values;
+}
+
+bool is_wide_unsigned(hid_t type) {
+    return type_class(type) == H5T_INTEGER && is_unsigned(type) &&
+           type_size(type) >= sizeof(std::uint64_t);
+}
+
+std::vector<std::int64_t> read_integers(const OpenValues& source) {
+    if (is_wide_unsigned(source.type)) {
+        for (const auto value : read_all<std::uint64_t>(source, H5T_NATIVE_UINT64)) {
+            if (value > std::numeric_limits<std::int64_t>::max()) {
+                throw TreeError(fmt::format("{}'{}' holds {}, which is too large for a signed "
+                                            "integer of 64 bits",
+                                            source.is_set ? "" : "the attribute ", source.name,
+                                            value));
+            }
+        }
+    }
+    return read_all<std::int64_t>(source, H5T_NATIVE_INT64);
+}
+
+std::vector<std::string> read_variable_texts(const OpenValues& source) {
+    std::vector<char*> pointers = read_all<char*>(source, source.type);
+    const ReclaimTexts reclaim(source, pointers.data());
+    std::vector<std::string> texts;
+    texts.reserve(pointers.size());
+    for (const char* text : pointers) {
+        texts.emplace_back(text == nullptr ? "" : text);
+    }
+    return texts;
+}
+
+std::string trim_fixed(std::string_view text, H5T_str_t padding) {
+    if (padding != H5T_STR_SPACEPAD) {
+        return std::string(text.substr(0, text.find('\0')));
+    }
+    return std::string(text.substr(0, text.find_last_not_of(' ') + 1));
+}
+
+std::vector<std::string> read_fixed_texts(const OpenValues& source) {
+    const std::size_t size = type_size(source.type);
+    std::string block(std::max<std::size_t>(source.count(), 1) * size, '\0');
+    source.read(source.type, block.data());
+    const H5T_str_t padding =
+        checked(H5Tget_strpad(source.type), "read the padding of", source.name);
+    std::vector<std::string> texts;
+    for (std::size_t i = 0; i < source.count(); ++i) {
+        texts.push_back(trim_fixed(std::string_view(block).substr(i * size, size), padding));
+    }
+    return texts;
+}
+
+std::vector<std::string> read_texts(const OpenValues& source) {
+    return checked(H5Tis_variable_str(source.type), "read the type of", source.name) > 0
+               ? read_variable_texts(source)
+               : read_fixed_texts(source);
+}
+
+// A value of its own when the attribute is a scalar, else an array with its extents.
+template <typename Scalar, typename Array, typename Values>
+AttributeValue scalar_or_array(const OpenValues& source, Values values) {
+    Extents extents = space_extents(source.space);
+    if (extents.empty()) {
+        return static_cast<Scalar>(std::move(values.at(0)));
+    }
+    return Array{std::move(values), std::move(extents)};
+}
+
+AttributeValue read_floats(const OpenValues& source) {
+    std::vector<double> values = read_all<double>(source, H5T_NATIVE_DOUBLE);
+    if (type_size(source.type) <= sizeof(float)) {
+        return scalar_or_array<float, NumberArray>(source, std::move(values));
+    }
+    return scalar_or_array<double, NumberArray>(source, std::move(values));
+}
+
+} // namespace
+
+std::size_t OpenValues::count() const {
+    return has_no_elements(space) ? 0 : count_samples(space_extents(space));
+}
+
+void OpenValues::read(hid_t memory_type, void* values) const {
+    if (is_set) {
+        checked(H5Dread(id, memory_type, H5S_ALL, H5S_ALL, H5P_DEFAULT, values), "read", name);
+    } else {
+        checked(H5Aread(id, memory_type, values), "read the attribute", name);
+    }
+}
+
+OpenValues open_attribute(hid_t object, const std::string& name) {
+    Id id = owned(H5Aopen(object, name.c_str(), H5P_DEFAULT), "open the attribute", name);
+    Id type = owned(H5Aget_type(id), "read the type of the attribute", name);
+    Id space = owned(H5Aget_space(id), "read the extents of the attribute", name);
+    return {name, std::move(id), std::move(type), std::move(space), false};
+}
+
+OpenValues open_set_values(hid_t set, const std::string& path) {
+    return {path, share(set), set_type(set), set_space(set), true};
+}
+
+AttributeValue read_values(const OpenValues& values, std::string_view described) {
+    if (has_no_elements(values.space)) {
+        throw TreeError(fmt::format("{} has no value", described));
+    }
+    switch (type_class(values.type)) {
+    case H5T_INTEGER:
+    case H5T_ENUM:
+        return scalar_or_array<std::int64_t, IntegerArray>(values, read_integers(values));
+    case H5T_FLOAT:
+        return read_floats(values);
+    case H5T_STRING:
+        return scalar_or_array<std::string, TextArray>(values, read_texts(values));
+    default:
+        throw TreeError(fmt::format("{} holds {} and cannot be read (allowed: integers, floats, "
+                                    "texts)",
+                                    described, describe_type(values.type)));
+    }
+}
+
+} // namespace talvora::host::hdf5

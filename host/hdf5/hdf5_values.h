@@ -1,0 +1,47 @@
+// The values of an attribute, or of a data set, read all at once.
+#pragma once
+
+#include "host/hdf5/hdf5_calls.h"
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace talvora::host::hdf5 {
+
+// An attribute or a data set that is open for reading.
+struct OpenValues {
+    std::string name;
+    Id id;
+    Id type;
+    Id space;
+    bool is_set = false;
+
+    std::size_t count() const;
+    void read(hid_t memory_type, void* values) const;
+};
+
+OpenValues open_attribute(hid_t object, const std::string& name);
+// Of a set whose samples lie in its own file (hdf5_sets.h).
+OpenValues open_set_values(hid_t set, const std::string& path);
+
+// Gives back what the library allocated for texts of variable length. Memory that cannot be
+// given back is lost, and nothing else.
+class ReclaimTexts {
+  public:
+    ReclaimTexts(const OpenValues& of, void* given) : of_(of), values_(given) {}
+    ReclaimTexts(const ReclaimTexts&) = delete;
+    ReclaimTexts& operator=(const ReclaimTexts&) = delete;
+    ~ReclaimTexts() { H5Dvlen_reclaim(of_.type, of_.space, H5P_DEFAULT, values_); }
+
+  private:
+    const OpenValues& of_;
+    void* values_;
+};
+
+// Integers, enumerations and floats of any width, texts of fixed or variable length: a value of its
+// own where they are a scalar, else an array. Throws a TreeError that calls them `described`
+// ("the attribute 'x' of 'a/b'") where they are of another type or there is none.
+AttributeValue read_values(const OpenValues& values, std::string_view described);
+
+} // namespace talvora::host::hdf5

@@ -1,0 +1,131 @@
+#include "host/tables/row_placement.h"
+
+#include "host/text/failure.h"
+#include "host/text/plural.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+
+namespace talvora::host {
+namespace {
+
+// Rows that stand further from their times, or more of them left out, make no recording on a grid.
+constexpr double MAX_DRIFT_SAMPLES = 0.5;
+constexpr double MAX_SHARE_LEFT_OUT = 0.01;
+
+struct RowsLeftOut {
+    std::uint64_t count = 0;
+    std::size_t first_row = 0;
+};
+
+RowsLeftOut find_rows_left_out(const TimeGrid& grid, std::size_t first_row) {
+    RowsLeftOut rows;
+    for (std::size_t row = 0; row < grid.sample_of_row.size(); ++row) {
+        if (grid.leaves_out(row) && rows.count++ == 0) {
+            rows.first_row = row + first_row;
+        }
+    }
+    return rows;
+}
+
+std::uint64_t count_empty_samples(const TimeGrid& grid, std::uint64_t left_out_count) {
+    return grid.between_rows.empty()
+               ? grid.sample_count - (grid.sample_of_row.size() - left_out_count)
+               : static_cast<std::uint64_t>(std::ranges::count_if(
+                     grid.between_rows, [](const auto& at) { return std::isnan(at.share); }));
+}
+
+void report_grid(std::span<const double> times, const std::string& times_name,
+                 const GridChoice& choice, const std::string& source, PlacedRows& placed) {
+    const TimeGrid& grid = placed.grid;
+    const RowsLeftOut left_out = find_rows_left_out(grid, choice.first_row);
+    const bool is_linear = choice.placement == Placement::Linear;
+    placed.infos.push_back(fmt::format(
+        "{}: {} by '{}' {} {} at {:.6g} Hz; {} {}, NaN there", source,
+        count_things(times.size() - left_out.count, "row"), times_name,
+        is_linear ? "interpolated to" : "on", count_things(grid.sample_count, "sample"),
+        grid.sample_rate, count_things(count_empty_samples(grid, left_out.count), "sample"),
+        is_linear ? fmt::format("between rows more than {} samples apart", choice.max_gap_samples)
+                  : "without a row"));
+    if (left_out.count > 0) {
+        placed.warnings.push_back(fmt::format(
+            "{}: {} left out, {} (first: row {})", source, count_things(left_out.count, "row"),
+            choice.placement == Placement::Nearest ? "another one is nearer to the same sample"
+                                                   : "less than half a sample after the row before",
+            left_out.first_row));
+    }
+}
+
+Failure explain_misplacement(const std::string& text) {
+    return {ExitCode::Input,
+            text,
+            {"--grid nearest places each row at its nearest sample, --grid linear interpolates "
+             "between the rows",
+             "--rate HZ leaves the times aside: rows are equally spaced then"}};
+}
+
+void refuse_many_left_out(const TimeGrid& grid, std::size_t first_row, const std::string& source) {
+    const RowsLeftOut left_out = find_rows_left_out(grid, first_row);
+    const auto row_count = static_cast<double>(grid.sample_of_row.size());
+    const double share = static_cast<double>(left_out.count) / row_count;
+    if (share > MAX_SHARE_LEFT_OUT) {
+        throw explain_misplacement(fmt::format(
+            "{}: {} of {} ({:.2g} %) less than half a sample after the row before, first row {} "
+            "(allowed: {} %), on a grid of {:.6g} Hz",
+            source, left_out.count, count_things(grid.sample_of_row.size(), "row"), 100 * share,
+            left_out.first_row, 100 * MAX_SHARE_LEFT_OUT, grid.sample_rate));
+    }
+}
+
+// Rows are placed step by step, so where the rate changes they drift from their times.
+void refuse_drift(std::span<const double> times, const TimeGrid& grid, std::size_t first_row,
+                  const std::string& source) {
+    double largest = 0;
+    std::size_t at_row = 0;
+    for (std::size_t row = 0; row < grid.sample_of_row.size(); ++row) {
+        const double distance = std::abs(times[row] - grid.time_of(grid.sample_of_row[row]));
+        if (distance > largest && !grid.leaves_out(row)) {
+            largest = distance;
+            at_row = row;
+        }
+    }
+    if (largest * grid.sample_rate > MAX_DRIFT_SAMPLES) {
+        throw explain_misplacement(fmt::format(
+            "{}: row {}, at {:.9g} s, stands {:.3g} samples ({:.3g} s) from its place on a grid of "
+            "{:.6g} Hz (allowed: {} samples): the rows are not equally spaced",
+            source, at_row + first_row, times[at_row], largest * grid.sample_rate, largest,
+            grid.sample_rate, MAX_DRIFT_SAMPLES));
+    }
+}
+
+} // namespace
+
+PlacedRows place_rows(std::span<const double> times, const std::string& times_name,
+                      const GridChoice& choice, const std::string& source) {
+    PlacedRows placed{.grid = place_on_grid(times, source, choice), .infos = {}, .warnings = {}};
+    if (choice.placement == Placement::Steps) {
+        refuse_many_left_out(placed.grid, choice.first_row, source);
+        refuse_drift(times, placed.grid, choice.first_row, source);
+    }
+    report_grid(times, times_name, choice, source, placed);
+    return placed;
+}
+
+void refuse_bad_grid(const GridChoice& choice) {
+    if (choice.sample_rate && !(*choice.sample_rate > 0 && std::isfinite(*choice.sample_rate))) {
+        throw Failure(ExitCode::Usage,
+                      fmt::format("--rate {}: a sample rate is greater than 0 Hz and finite",
+                                  *choice.sample_rate));
+    }
+    if (!(choice.max_gap_samples > 0 && std::isfinite(choice.max_gap_samples))) {
+        throw Failure(ExitCode::Usage,
+                      fmt::format("--max-gap {}: a number of samples is greater than 0 and finite",
+                                  choice.max_gap_samples));
+    }
+}
+
+} // namespace talvora::host
