@@ -140,7 +140,7 @@ std::vector<fs::path> list_inputs(const ImportCommand& command, const TreePlace&
 
 void import_mapped_file(Session& session, const ImportCommand& command) {
     const TreePlace place = parse_tree_place(command.input);
-    const MapChoices choices{.group = command.options.group,
+    const MapChoices choices{.group = command.options.group == "/" ? "" : command.options.group,
                              .glob = place.glob,
                              .sample_rate = command.options.sample_rate,
                              .placement = command.options.placement,

@@ -303,7 +303,9 @@ MappedReport import_mapped(Hdf5Tree& source, const ImportMap& map, const MapChoi
                            DataTree& result, const std::string& file) {
     const ImportPlan plan = plan_import(source, map, choices, file);
     MappedReport report;
-    result.create_group(result.root(), choices.group);
+    if (!choices.group.empty()) {
+        result.create_group(result.root(), choices.group);
+    }
     for (const SetPlan& set : plan.sets) {
         SetImport(source, set, result, file, report).run(choices);
     }

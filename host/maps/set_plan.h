@@ -16,7 +16,7 @@ namespace talvora::host {
 
 // What the command line adds to a map.
 struct MapChoices {
-    std::string group = "Signals"; // where the sets go, a path from the root
+    std::string group = "Signals"; // where the sets go, a path from the root; empty: there
     std::string glob;              // only data sets with such a path, or below one; empty: all
     // Rows are equally spaced, whatever the file tells; with a placement, the rate of the grid.
     std::optional<double> sample_rate;
