@@ -10,6 +10,7 @@
 #include "host/runs/job_step.h"
 #include "host/runs/narrowed_sets.h"
 #include "host/runs/output_files.h"
+#include "host/runs/publish_result.h"
 #include "host/runs/work_meter.h"
 #include "host/runs/written_sets.h"
 #include "host/system/content_hash.h"
@@ -140,16 +141,14 @@ class JobRun {
             }
             check_written(pending->path(), written);
         });
-        refuse_change(identify_file(job_.input) != read_file);
+        refuse_change(job_.input, identify_file(job_.input) != read_file);
         if (!work_.dry_run) {
-            publish(*pending);
-        }
-    }
-
-    void refuse_change(bool changed) const {
-        if (changed) {
-            throw Failure(ExitCode::Input,
-                          fmt::format("{}: was changed while it was read", job_.input.string()));
+            publish_result(*pending,
+                           {.input = job_.input,
+                            .content = content_,
+                            .backup = work_.backup,
+                            .replace_backup = work_.replace_backup},
+                           [&](const std::vector<std::string>& notes) { tell_notes(notes); });
         }
     }
 
@@ -177,7 +176,7 @@ class JobRun {
         tell_of_lost_sight(tree);
         tell_narrowed(tree.narrowed_sets());
         origin_.input = identity.get();
-        refuse_change(origin_.input.mark != content_);
+        refuse_change(job_.input, origin_.input.mark != content_);
         append_history(tree, make_records(observations));
         auto written = noted.list_written();
         tree.close();
@@ -271,36 +270,6 @@ class JobRun {
                                           steps_[i].filters, list_accepted(steps_[i].name)));
         }
         return records;
-    }
-
-    void publish(PendingFile& result) const {
-        if (work_.backup) {
-            publish_with_backup(result);
-        } else {
-            tell_notes(result.publish());
-        }
-    }
-
-    // The backup is in its place before what it keeps is replaced, and stays only when it is.
-    void publish_with_backup(PendingFile& result) const {
-        const std::string kept = job_.input.string();
-        PendingFile backup(backup_of(job_.input), {.replace = work_.replace_backup,
-                                                   .keep_replaced = true,
-                                                   .like = job_.input,
-                                                   .sources = {job_.input}});
-        make_output({kept, kept},
-                    [&] { refuse_change(copy_content(job_.input, backup.path()) != content_); });
-        const SignalsHeldBack held_back; // between the two
-        tell_notes(backup.publish());
-        try {
-            tell_notes(result.publish());
-        } catch (const std::exception&) {
-            if (!backup.take_back()) {
-                tell_notes({backup_of(job_.input).string() +
-                            ": what stood there before cannot be put back"});
-            }
-            throw;
-        }
     }
 
     // What the file names beside itself is not found from another folder, where a data set of such

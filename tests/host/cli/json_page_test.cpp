@@ -132,6 +132,9 @@ TEST_F(JsonPage, DescribesWhatIsToldOfFiles) {
                    "--group", "Mapped"})
                   .exit_code,
               0);
+    expect_described("Attributes",
+                     {{"attributes", "rate.h5"},
+                      {"attributes", "rate.h5::Signals/*", "SampleRate=20", "-o", "faster.h5"}});
     expect_described("The history of a file", {{"history", "same.h5"}});
 }
 
@@ -160,7 +163,7 @@ TEST_F(JsonPage, DescribesErrors) {
 }
 
 TEST_F(JsonPage, NamesEverySection) {
-    EXPECT_EQ(read_page().size(), 9U);
+    EXPECT_EQ(read_page().size(), 10U);
 }
 
 // ---------------------------------------------------------------------------
