@@ -2,7 +2,7 @@
 
 #include "host/filters/filter_report.h"
 #include "host/filters/known_units.h"
-#include "host/filters/step_filters.h"
+#include "host/filters/step_aims.h"
 #include "host/filters/step_sources.h"
 #include "host/guards/guards.h"
 #include "host/interface/path_patterns.h"
@@ -52,6 +52,16 @@ std::uint64_t expect_samples(const Step& step, DataTree& tree) {
     return works_in_place(step.values.signatures()) ? 2 * count : count;
 }
 
+std::vector<FoundParameters> list_found(std::span<const StepCall> calls) {
+    std::vector<FoundParameters> found;
+    for (const StepCall& call : calls) {
+        if (!call.found.values.empty()) {
+            found.push_back(call.found);
+        }
+    }
+    return found;
+}
+
 class JobRun {
   public:
     JobRun(const Job& job, const JobWork& work, const TellMessage& tell,
@@ -84,6 +94,10 @@ class JobRun {
 
     void tell_failure(const Failure& failure) const {
         tell_({MessageLevel::Error, failure.what()});
+        tell_hints(failure);
+    }
+
+    void tell_hints(const Failure& failure) const {
         for (const std::string& hint : failure.hints()) {
             tell_({MessageLevel::Hint, hint});
         }
@@ -189,13 +203,19 @@ class JobRun {
         // The record keeps the parameters as given; the unit gets the names that they stand for.
         Step expanded = step;
         expanded.values = expand_patterns(step.values, cached, source);
-        const std::vector<FilterFacts> filters = find_step_filters(expanded, cached);
+        const std::vector<StepCall> calls = plan(expanded, cached);
+        const std::vector<FilterFacts> filters = find_filters(calls, cached);
         GuardedStep guarded{expanded, cached, filters, source, nullptr, {}};
         heed(find_guarded(guarded, GuardTime::BeforeSamples));
         tell_warnings(step, find_warnings(guarded, GuardTime::BeforeSamples), tell_);
         tell_filters(step, filters, tell_);
+        for (const StepCall& call : calls) {
+            tell_found(call, tell_);
+        }
         meter_.begin_step(expect_samples(expanded, cached));
-        run_unit_of(expanded, observed);
+        for (const StepCall& call : calls) {
+            run_unit_of(call.step, observed);
+        }
         StepObservations observations = observed.finish_step();
         guarded.done = &observations;
         guarded.narrowed = find_narrowed(observations.sets, stored);
@@ -203,7 +223,18 @@ class JobRun {
         tell_warnings(step, find_warnings(guarded, GuardTime::AfterStep), tell_);
         observations.gaps.clear(); // they can take as much memory as the samples
         steps_.push_back({step.name, step.unit->name, observations.sets, make_json(filters)});
+        found_.push_back(list_found(calls));
         return observations;
+    }
+
+    std::vector<StepCall> plan(const Step& step, DataTree& tree) const {
+        try {
+            return plan_calls(step, tree);
+        } catch (const Failure& failure) {
+            tell_({MessageLevel::Error, failure.what(), step.name});
+            tell_hints(failure);
+            throw StepFailed{failure.code()};
+        }
     }
 
     // Of the sets that a step wrote; nothing where the input stays.
@@ -267,7 +298,8 @@ class JobRun {
         std::vector<HistoryRecord> records;
         for (std::size_t i = 0; i < observations.size(); ++i) {
             records.push_back(make_record(origin_, work_.recipe, i, observations[i],
-                                          steps_[i].filters, list_accepted(steps_[i].name)));
+                                          steps_[i].filters, list_accepted(steps_[i].name),
+                                          found_[i]));
         }
         return records;
     }
@@ -311,6 +343,7 @@ class JobRun {
     const TellMessage& tell_;
     WorkMeter meter_;
     std::vector<StepResult> steps_;
+    std::vector<std::vector<FoundParameters>> found_; // of each step
     std::vector<GuardFinding> guards_;
     ContentMark content_; // of the input, as it was copied
     bool skipped_ = false;
