@@ -35,10 +35,10 @@ constexpr int MAX_MIB = 1 << 20;
 constexpr int MAX_IDLE_SECONDS = 1 << 20;
 
 constexpr AddCommand* COMMANDS[] = {
-    add_units_command, add_describe_command, add_import_command,   add_tree_command,
-    add_run_command,   add_recipe_command,   add_history_command,  add_export_command,
-    add_plot_command,  add_design_command,   add_validate_command, add_version_command,
-    add_help_command,  add_manual_command,   add_complete_command};
+    add_units_command,      add_describe_command, add_import_command, add_tree_command,
+    add_attributes_command, add_run_command,      add_recipe_command, add_history_command,
+    add_export_command,     add_plot_command,     add_design_command, add_validate_command,
+    add_version_command,    add_help_command,     add_manual_command, add_complete_command};
 
 void add_shared_options(CLI::App& program, Session& session) {
     program

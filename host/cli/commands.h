@@ -18,6 +18,7 @@ AddCommand add_import_command;
 AddCommand add_export_command;
 AddCommand add_plot_command;
 AddCommand add_tree_command;
+AddCommand add_attributes_command;
 AddCommand add_run_command;
 AddCommand add_recipe_command;
 AddCommand add_history_command;

@@ -14,9 +14,12 @@
 #include "host/runs/input_files.h"
 #include "host/text/ascii.h"
 #include "host/text/control_characters.h"
+#include "host/tree/line_names.h"
 #include "host/tree/named_objects.h"
+#include "host/tree/number_attribute.h"
 
 #include <CLI/App.hpp>
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <array>
@@ -228,26 +231,43 @@ bool print_named_objects(Session& session, const std::string& word, const Words&
 
 // ---------------------------------------------------------------------------
 
+// "SampleRate=": those that the host itself reads and writes.
+Words list_known_attributes() {
+    Words words;
+    for (const std::string_view name :
+         {SAMPLE_RATE_ATTRIBUTE, START_TIME_ATTRIBUTE, LABELS_ATTRIBUTE, UNIT_ATTRIBUTE}) {
+        words.push_back(fmt::format("{}=", name));
+    }
+    return words;
+}
+
 // The library that is found without the line. One that the line names is not asked, for to ask
 // it is to run its code: nothing may run before the line is complete and sent off.
 const PluginLibrary* find_plugin(Session& session, const Place& place) {
     return place.names_plugin ? nullptr : &session.plugin();
 }
 
-// By the name that the word has in the command's help; for all others the shell offers
-// files.
-Words list_words(Session& session, const Place& place, const std::string& word) {
+// The name that the word has in the command's help; the last one may stand for several.
+std::string name_positional(const Place& place) {
     const auto expected = positionals(*place.command);
     const std::size_t index = place.positional_words.size();
-    const std::string name =
-        expected.empty() ? "" : expected[std::min(index, expected.size() - 1)]->get_name();
+    return expected.empty() ? "" : expected[std::min(index, expected.size() - 1)]->get_name();
+}
+
+// For all others the shell offers files.
+Words list_words(Session& session, const Place& place, const std::string& word) {
+    const std::string name = name_positional(place);
     if (name == "BANDFORM") {
         return list_bandforms();
     }
     if (name == "COMMAND") {
         return list_commands(*place.command->get_parent());
     }
-    const bool is_of_unit = index > 0 && name == "WORDS" && expected.front()->get_name() == "UNIT";
+    if (name == "ATTRIBUTES") {
+        return list_known_attributes();
+    }
+    const bool is_of_unit = !place.positional_words.empty() && name == "WORDS" &&
+                            positionals(*place.command).front()->get_name() == "UNIT";
     const PluginLibrary* plugin =
         name == "UNIT" || is_of_unit ? find_plugin(session, place) : nullptr;
     if (plugin == nullptr) {
@@ -282,9 +302,7 @@ Words list_candidates(Session& session, const CLI::App& program, const Words& wo
 
 // Whether the command takes places in a file, and not names alone.
 bool takes_places(const Place& place) {
-    const auto expected = positionals(*place.command);
-    return place.open_option == nullptr && !expected.empty() &&
-           expected.back()->get_name().find("::") != std::string::npos;
+    return place.open_option == nullptr && name_positional(place).find("::") != std::string::npos;
 }
 
 bool is_of_run(const Place& place) {

@@ -78,6 +78,17 @@ void describe_parameters(const HistoryRecord& record, Lines& lines) {
             lines.push_back(fmt::format("  {} = {}", key, value.dump()));
         }
     }
+    for (const char* aim : {"edges", "to_rate", "set_by_set"}) {
+        if (record.contains(aim)) {
+            lines.push_back(fmt::format("  {} = {}", aim, record[aim].dump()));
+        }
+    }
+    for (const auto& found : record.value("found", HistoryRecord::array())) {
+        if (const HistoryRecord& set = found.at("set"); !set.is_null()) {
+            lines.push_back(fmt::format("  found for {}: {}", set.get<std::string>(),
+                                        found.at("parameters").dump()));
+        }
+    }
     for (const auto& filter : record.value("filters", HistoryRecord::array())) {
         lines.push_back(fmt::format("  filter {}", filter.at("summary").get<std::string>()));
     }

@@ -8,7 +8,7 @@
 #include "host/cli/problem_report.h"
 #include "host/cli/read_apart.h"
 #include "host/cli/worker_runs.h"
-#include "host/filters/known_units.h"
+#include "host/filters/step_aims.h"
 #include "host/guards/accepted_guards.h"
 #include "host/guards/guards.h"
 #include "host/guards/recipe_guards.h"
@@ -64,8 +64,9 @@ void print_problems(const Console& console, const std::vector<ParameterProblem>&
 // Nothing when it is wrong, which has been said then.
 std::optional<Recipe> read_recipe_option(Session& session, const RecipeOptions& options) {
     try {
-        return read_recipe(options.recipe, options.settings, session.plugin(),
-                           {.guards = list_guards(), .values = check_values});
+        return read_recipe(
+            options.recipe, options.settings, session.plugin(),
+            {.guards = list_guards(), .step = check_step, .found_keys = list_found_keys});
     } catch (const RecipeError& error) {
         print_problems(session.console, error.problems());
         session.console.failure_line(join_problems(error.problems()));

@@ -1,4 +1,5 @@
 // talvora-host tree FILE.h5[::GLOB] [--attributes] [--statistics] [--json]
+#include "host/cli/attribute_values.h"
 #include "host/cli/commands.h"
 #include "host/cli/help_layout.h"
 #include "host/cli/read_apart.h"
@@ -7,7 +8,6 @@
 #include "host/runs/input_files.h"
 #include "host/text/align_columns.h"
 #include "host/text/join_texts.h"
-#include "host/text/shortest_double.h"
 #include "host/tree/data_tree.h"
 #include "host/tree/tree_rules.h"
 
@@ -36,43 +36,15 @@ struct TreeOptions {
 // ---------------------------------------------------------------------------
 // As text
 
-// The sign of a NaN means nothing to a reader.
-template <typename Number>
-std::string describe_number(Number value) {
-    return std::isnan(value) ? "NaN" : fmt::format("{}", value);
-}
-
 std::string describe_rounded(double value) {
     return std::isnan(value) ? "NaN" : fmt::format("{:.6g}", value);
 }
 
-// More values than a line holds are cut short; --json gives all of them.
-constexpr std::size_t MAX_SHOWN_VALUES = 8;
-
 constexpr std::size_t STATISTICS_COLUMN_COUNT = 8; // with those that are always there
-
-struct ValueText {
-    std::string operator()(std::int64_t value) const { return fmt::format("{}", value); }
-    std::string operator()(float value) const { return describe_number(value); }
-    std::string operator()(double value) const { return describe_number(value); }
-    std::string operator()(const std::string& value) const { return fmt::format("{:?}", value); }
-    template <typename Array>
-    std::string operator()(const Array& array) const {
-        std::vector<std::string> texts;
-        for (const auto& value : array.values) {
-            if (texts.size() == MAX_SHOWN_VALUES) {
-                texts.push_back(fmt::format("... {} values", array.values.size()));
-                break;
-            }
-            texts.push_back((*this)(value));
-        }
-        return fmt::format("[{}]", fmt::join(texts, ", "));
-    }
-};
 
 std::string describe_attribute(const ObjectAttribute& attribute) {
     return fmt::format("    {} = {}", attribute.name,
-                       attribute.value ? std::visit(ValueText{}, *attribute.value)
+                       attribute.value ? describe_values(*attribute.value)
                                        : "(" + attribute.problem + ")");
 }
 
@@ -156,17 +128,6 @@ void print_text(const std::vector<TreeEntry>& entries, const TreeOptions& option
 // ---------------------------------------------------------------------------
 // As JSON
 
-struct ValueJson {
-    Json operator()(float value) const { return shortest_double(value); }
-    Json operator()(const IntegerArray& array) const { return array.values; }
-    Json operator()(const NumberArray& array) const { return array.values; }
-    Json operator()(const TextArray& array) const { return array.values; }
-    template <typename Value>
-    Json operator()(const Value& value) const {
-        return value;
-    }
-};
-
 Json make_json(const SampleValue& value) {
     return std::visit([](auto number) { return Json(number); }, value);
 }
@@ -188,7 +149,7 @@ Json make_json(const TreeEntry& entry, const TreeOptions& options) {
         json["attributes"] = Json::object();
         for (const ObjectAttribute& attribute : entry.attributes) {
             json["attributes"][attribute.name] =
-                attribute.value ? std::visit(ValueJson{}, *attribute.value) : Json(nullptr);
+                attribute.value ? make_json(*attribute.value) : Json(nullptr);
         }
     }
     if (const auto& numbers = entry.statistics) {

@@ -163,11 +163,27 @@ void refuse_if(bool wrong, const std::string& text) {
     }
 }
 
+std::string describe_edge_count(Bandform bandform, std::size_t given_count) {
+    return fmt::format("{} has {}, {} given", bandform_name(bandform),
+                       count_edges(bandform) == 1 ? "one edge" : "two edges", given_count);
+}
+
+std::string describe_order_without_edges(std::int64_t order) {
+    return fmt::format("an order of {} has no edges: it must be 2 or more", order);
+}
+
+std::string describe_descent(const std::vector<double>& edges) {
+    return fmt::format("the edges {:.6g} and {:.6g} Hz are not ascending", edges.front(),
+                       edges.back());
+}
+
+bool has_edges(std::int64_t order) {
+    return order >= 2 && order <= std::numeric_limits<std::int32_t>::max();
+}
+
 void check_edges(Bandform bandform, const std::vector<double>& edges, double rate) {
     const std::size_t count = count_edges(bandform);
-    refuse_if(edges.size() != count,
-              fmt::format("{} has {}, {} given", bandform_name(bandform),
-                          count == 1 ? "one edge" : "two edges", edges.size()));
+    refuse_if(edges.size() != count, describe_edge_count(bandform, edges.size()));
     for (const double edge : edges) {
         refuse_if(
             !(edge > 0.0 && edge < rate / 2.0),
@@ -175,9 +191,7 @@ void check_edges(Bandform bandform, const std::vector<double>& edges, double rat
                         "and below half the rate, {:.6g} Hz",
                         edge, rate, rate / 2.0));
     }
-    refuse_if(count == 2 && !(edges[0] < edges[1]),
-              fmt::format("the edges {:.6g} and {:.6g} Hz are not ascending", edges.front(),
-                          edges.back()));
+    refuse_if(count == 2 && !(edges[0] < edges[1]), describe_descent(edges));
 }
 
 bool are_nearly(const std::vector<double>& found, const std::vector<double>& wanted) {
@@ -254,10 +268,27 @@ std::string_view describe_state(FilterState state) {
     return "not finite: it makes every run missing";
 }
 
+std::string find_edge_problem(Bandform bandform, std::int64_t order,
+                              const std::vector<double>& edges) {
+    if (!has_edges(order)) {
+        return describe_order_without_edges(order);
+    }
+    if (edges.size() != count_edges(bandform)) {
+        return describe_edge_count(bandform, edges.size());
+    }
+    for (const double edge : edges) {
+        if (!(edge > 0.0 && std::isfinite(edge))) {
+            return fmt::format("an edge of {:.6g} Hz cannot be had: it must lie above 0 and below "
+                               "half the rate",
+                               edge);
+        }
+    }
+    return std::ranges::is_sorted(edges, std::less_equal<>()) ? "" : describe_descent(edges);
+}
+
 FilterFacts choose_filter(Bandform bandform, std::int64_t order, const std::vector<double>& edges,
                           float sample_rate) {
-    refuse_if(order < 2 || order > std::numeric_limits<std::int32_t>::max(),
-              fmt::format("an order of {} has no edges: it must be 2 or more", order));
+    refuse_if(!has_edges(order), describe_order_without_edges(order));
     check_edges(bandform, edges, static_cast<double>(sample_rate));
     FilterFacts facts = find_facts(
         choose_parameters(bandform, static_cast<std::int32_t>(order), edges, sample_rate),

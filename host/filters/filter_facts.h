@@ -52,6 +52,11 @@ std::string name_rate(const FilterDesign& design);
 // What a filter is good for, in a sentence's part: "unstable: ..."; empty for a useful one.
 std::string_view describe_state(FilterState state);
 
+// What is wrong with the edges, in Hz, of a filter of this order at any rate: they are as many as
+// the form has, finite, ascending and above 0, and the order is 2 or more. Empty where nothing is.
+std::string find_edge_problem(Bandform bandform, std::int64_t order,
+                              const std::vector<double>& edges);
+
 // The filter with 3 dB points at the edges, its response checked. Throws a Failure of
 // usage when there is none: as many edges as the form has, ascending between 0 and half
 // the rate, an order of 2 and more, a finite rate above 0; and when double precision is

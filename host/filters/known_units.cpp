@@ -145,9 +145,12 @@ const ParameterFacts* find_facts(Facts facts, std::string_view key) {
 // ---------------------------------------------------------------------------
 // Values
 
-bool is_any_given(const KeyChoice& choice, const ParameterValues& values) {
-    return std::ranges::any_of(choice,
-                               [&](std::string_view key) { return values.given().contains(key); });
+bool is_any_given(const KeyChoice& choice, const ParameterValues& values,
+                  std::span<const std::string> found_keys) {
+    return std::ranges::any_of(choice, [&](std::string_view key) {
+        return values.given().contains(key) ||
+               std::ranges::find(found_keys, key) != found_keys.end();
+    });
 }
 
 std::optional<ParameterProblem> find_wrong_word(const ParameterSignature& signature,
@@ -237,7 +240,8 @@ std::span<const KeyChoice> list_key_choices(const Unit& unit) {
     return known == nullptr ? std::span<const KeyChoice>() : known->choices;
 }
 
-std::vector<ParameterProblem> check_values(const Unit& unit, const ParameterValues& values) {
+std::vector<ParameterProblem> check_values(const Unit& unit, const ParameterValues& values,
+                                           std::span<const std::string> found_keys) {
     std::vector<ParameterProblem> problems;
     if (find_own_unit(unit) == nullptr) {
         return problems;
@@ -248,7 +252,7 @@ std::vector<ParameterProblem> check_values(const Unit& unit, const ParameterValu
         }
     }
     for (const KeyChoice& choice : list_key_choices(unit)) {
-        if (!is_any_given(choice, values)) {
+        if (!is_any_given(choice, values, found_keys)) {
             problems.push_back({fmt::format("neither '{}' nor '{}' is given", choice[0], choice[1]),
                                 "give one of the two"});
         }

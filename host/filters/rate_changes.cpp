@@ -22,7 +22,11 @@ float read_rate(DataTree& tree, ObjectId object) {
 }
 
 // Nothing where the unit takes no rate from it.
-std::optional<float> find_target(const ParameterValues& values, DataTree& tree) {
+std::optional<float> find_target(const Step& step, DataTree& tree) {
+    if (step.aims.to_rate) {
+        return static_cast<float>(*step.aims.to_rate);
+    }
+    const ParameterValues& values = step.values;
     const auto* group = find_value<std::string>(values, HINT_GROUP_KEY);
     const auto* set = find_value<std::string>(values, HINT_SET_KEY);
     const std::string* hint = group != nullptr ? group : set;
@@ -53,14 +57,15 @@ std::optional<RateChange> find_change(const Step& step, DataTree& tree, ObjectId
 } // namespace
 
 std::vector<RateChange> find_rate_changes(const Step& step, DataTree& tree) {
-    const auto target = find_target(step.values, tree);
+    const auto target = find_target(step, tree);
     if (!changes_rates(*step.unit) || !target) {
         return {};
     }
     std::vector<RateChange> changes;
     const std::vector<ObjectId> sets = find_source_sets(step.values, tree);
     for (std::size_t i = 0; i < sets.size(); ++i) {
-        if (auto change = find_change(step, tree, sets[i], *target, read_rate(tree, sets[i / 2]))) {
+        const ObjectId scaled_by = sets[step.aims.set_by_set ? i : i / 2];
+        if (auto change = find_change(step, tree, sets[i], *target, read_rate(tree, scaled_by))) {
             changes.push_back(std::move(*change));
         }
     }

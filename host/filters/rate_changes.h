@@ -23,7 +23,7 @@ struct RateChange {
 
 // Of the sets that the downsample unit will reduce, in its order; none for other units, and
 // without a hint that it takes. The i-th set is scaled by the rate of set i / 2, as the unit does
-// it.
+// it; set by set each by its own.
 std::vector<RateChange> find_rate_changes(const Step& step, DataTree& tree);
 
 } // namespace talvora::host

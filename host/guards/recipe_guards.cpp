@@ -1,15 +1,27 @@
 #include "host/guards/recipe_guards.h"
 
 #include "host/filters/known_units.h"
-#include "host/filters/step_filters.h"
+#include "host/filters/step_aims.h"
 #include "host/guards/guards.h"
 #include "host/interface/path_patterns.h"
+
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <iterator>
 
 namespace talvora::host {
 namespace {
+
+std::vector<FilterFacts> find_filters_of_step(const Step& step, DataTree& tree,
+                                              const std::string& source) {
+    try {
+        return find_filters(plan_calls(step, tree), tree);
+    } catch (const Failure& failure) {
+        throw Failure(failure.code(), fmt::format("{}: {}: {}", source, step.name, failure.what()),
+                      failure.hints());
+    }
+}
 
 std::vector<GuardFinding> find_in_step(const Step& step, DataTree& tree,
                                        const std::string& source) {
@@ -19,7 +31,7 @@ std::vector<GuardFinding> find_in_step(const Step& step, DataTree& tree,
     } catch (const Failure&) {
         return {}; // a pattern for what an earlier step makes
     }
-    const auto filters = find_step_filters(expanded, tree);
+    const auto filters = find_filters_of_step(expanded, tree, source);
     return find_guarded({expanded, tree, filters, source, nullptr}, GuardTime::BeforeSamples);
 }
 

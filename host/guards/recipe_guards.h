@@ -12,7 +12,8 @@ namespace talvora::host {
 
 // In the order of the steps, up to the first that changes rates: what comes after it works on
 // others than the tree tells. Sets that an earlier step makes are not known yet. `source` is the
-// file's name, for what is to be typed.
+// file's name, for what is to be typed. Throws a Failure, exit code UnitFailed, where the aims of a
+// step (host/filters/step_aims.h) cannot be had.
 std::vector<GuardFinding> find_guarded(const Recipe& recipe, DataTree& tree,
                                        const std::string& source);
 

@@ -2,13 +2,14 @@
 
 #include "host/hdf5/hdf5_types.h"
 #include "host/hdf5/hdf5_values.h"
+#include "host/text/plural.h"
 #include "host/tree/tree_rules.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <cstddef>
-#include <limits>
+#include <utility>
 
 namespace talvora::host::hdf5 {
 
@@ -31,8 +32,8 @@ Id create_attribute(hid_t object, const std::string& name, hid_t type, hid_t spa
                  "create the attribute", name);
 }
 
-void delete_attribute(hid_t object, const std::string& name) {
-    checked(H5Adelete(object, name.c_str()), "delete the attribute", name);
+bool is_variable_text(hid_t type) {
+    return checked(H5Tis_variable_str(type), "read", "a type of texts") > 0;
 }
 
 // ---------------------------------------------------------------------------
@@ -57,10 +58,58 @@ Id text_type() {
     return type;
 }
 
+// How many bytes of a text of fixed length a text may take.
+std::size_t text_room(hid_t type) {
+    const bool ends_in_zero =
+        checked(H5Tget_strpad(type), "read", "a type of texts") == H5T_STR_NULLTERM;
+    return type_size(type) - (ends_in_zero ? 1 : 0);
+}
+
+// Texts as the library takes them for values of a type of texts.
+class TextValues {
+  public:
+    TextValues(const std::vector<std::string>& texts, hid_t type) {
+        if (is_variable_text(type)) {
+            point_to(texts);
+        } else {
+            lay_out(texts, type);
+        }
+    }
+    TextValues(const TextValues&) = delete;
+    TextValues& operator=(const TextValues&) = delete;
+
+    const void* data() const {
+        return block_.empty() ? static_cast<const void*>(pointers_.data()) : block_.data();
+    }
+
+  private:
+    void point_to(const std::vector<std::string>& texts) {
+        pointers_.reserve(texts.size() + 1); // the library asks for a place even without values
+        for (const std::string& text : texts) {
+            pointers_.push_back(text.c_str());
+        }
+    }
+
+    void lay_out(const std::vector<std::string>& texts, hid_t type) {
+        const bool is_padded_by_blanks =
+            checked(H5Tget_strpad(type), "read", "a type of texts") == H5T_STR_SPACEPAD;
+        const std::size_t size = type_size(type);
+        block_.assign(std::max<std::size_t>(texts.size(), 1) * size,
+                      is_padded_by_blanks ? ' ' : '\0');
+        for (std::size_t i = 0; i < texts.size(); ++i) {
+            texts[i].copy(block_.data() + i * size, text_room(type));
+        }
+    }
+
+    std::vector<const char*> pointers_;
+    std::string block_;
+};
+
 // Creates an attribute for each type of value.
 struct Creator {
     hid_t object;
     const std::string& name;
+    hid_t stored_type = H5I_INVALID_HID; // else the usual one for the value
 
     void operator()(std::int64_t value) const {
         create(H5T_STD_I64LE, H5T_NATIVE_INT64, make_scalar_space(), &value);
@@ -71,10 +120,7 @@ struct Creator {
     void operator()(double value) const {
         create(H5T_IEEE_F64LE, H5T_NATIVE_DOUBLE, make_scalar_space(), &value);
     }
-    void operator()(const std::string& value) const {
-        const char* pointer = value.c_str();
-        create(text_type(), text_type(), make_scalar_space(), &pointer);
-    }
+    void operator()(const std::string& value) const { create_texts({value}, make_scalar_space()); }
     void operator()(const IntegerArray& array) const {
         create_array(H5T_STD_I64LE, H5T_NATIVE_INT64, array.values, array.extents);
     }
@@ -82,24 +128,50 @@ struct Creator {
         create_array(H5T_IEEE_F64LE, H5T_NATIVE_DOUBLE, array.values, array.extents);
     }
     void operator()(const TextArray& array) const {
-        std::vector<const char*> pointers;
-        for (const std::string& text : array.values) {
-            pointers.push_back(text.c_str());
-        }
-        create_array(text_type(), text_type(), std::move(pointers), array.extents);
+        create_texts(array.values, make_space(array.extents, false));
     }
 
   private:
-    void create(hid_t file_type, hid_t memory_type, hid_t space, const void* values) const {
-        create_with_values(object, name, file_type, memory_type, space, values);
+    bool has_stored_type() const { return stored_type != H5I_INVALID_HID; }
+
+    void create(hid_t usual_type, hid_t memory_type, hid_t space, const void* values) const {
+        create_with_values(object, name, has_stored_type() ? stored_type : usual_type, memory_type,
+                           space, values);
     }
     template <typename Value>
-    void create_array(hid_t file_type, hid_t memory_type, std::vector<Value> values,
+    void create_array(hid_t usual_type, hid_t memory_type, std::vector<Value> values,
                       const Extents& extents) const {
         values.reserve(1); // the library asks for a place even without values
-        create(file_type, memory_type, make_space(extents, false), values.data());
+        create(usual_type, memory_type, make_space(extents, false), values.data());
+    }
+    void create_texts(const std::vector<std::string>& texts, hid_t space) const {
+        const Id usual_type = text_type();
+        const hid_t type = has_stored_type() ? stored_type : hid_t{usual_type};
+        create(type, type, space, TextValues(texts, type).data());
     }
 };
+
+// The old value stays until the new one is complete.
+void create_or_replace(hid_t object, const std::string& name, const AttributeValue& value,
+                       hid_t stored_type = H5I_INVALID_HID) {
+    if (!exists(object, name)) {
+        return std::visit(Creator{object, name, stored_type}, value);
+    }
+    const std::string unfinished = UNFINISHED_NAME;
+    if (exists(object, unfinished)) {
+        delete_attribute(object, unfinished);
+    }
+    std::visit(Creator{object, unfinished, stored_type}, value);
+    delete_attribute(object, name);
+    checked(H5Arename(object, unfinished.c_str(), name.c_str()), "write the attribute", name);
+}
+
+std::string name_text_type(hid_t type, bool is_ascii) {
+    const std::string_view kind = is_ascii ? "ASCII text" : "text";
+    return is_variable_text(type)
+               ? std::string(kind)
+               : fmt::format("{} of at most {}", kind, count_things(text_room(type), "byte"));
+}
 
 std::vector<std::string> list_names(hid_t object, H5_index_t index, H5_iter_order_t order) {
     std::vector<std::string> names;
@@ -135,16 +207,44 @@ std::optional<AttributeValue> read_attribute(hid_t object, const std::string& na
 }
 
 void write_attribute(hid_t object, const std::string& name, const AttributeValue& value) {
-    if (!exists(object, name)) {
-        return std::visit(Creator{object, name}, value);
+    create_or_replace(object, name, value);
+}
+
+void write_attribute(hid_t object, const std::string& name, const AttributeValue& value,
+                     SampleType type) {
+    create_or_replace(object, name, value, stored_type(type));
+}
+
+std::optional<AttributeType> find_attribute_type(hid_t object, const std::string& name) {
+    if (name.empty() || !exists(object, name)) {
+        return std::nullopt;
     }
-    const std::string unfinished = UNFINISHED_NAME;
-    if (exists(object, unfinished)) {
-        delete_attribute(object, unfinished);
+    const OpenValues attribute = open_attribute(object, name);
+    AttributeType type;
+    type.name = describe_type(attribute.type);
+    if (!has_no_elements(attribute.space)) {
+        type.extents = space_extents(attribute.space);
     }
-    std::visit(Creator{object, unfinished}, value);
-    delete_attribute(object, name);
-    checked(H5Arename(object, unfinished.c_str(), name.c_str()), "write the attribute", name);
+    if (const auto number = find_sample_type(attribute.type)) {
+        type.kind = AttributeType::Kind::Number;
+        type.number = *number;
+        type.name = name_sample_type(*number);
+    } else if (type_class(attribute.type) == H5T_STRING) {
+        type.kind = AttributeType::Kind::Text;
+        type.is_ascii =
+            checked(H5Tget_cset(attribute.type), "read the type of", name) == H5T_CSET_ASCII;
+        type.name = name_text_type(attribute.type, type.is_ascii);
+    }
+    return type;
+}
+
+void rewrite_attribute(hid_t object, const std::string& name, const AttributeValue& value) {
+    const Id type = std::move(open_attribute(object, name).type);
+    create_or_replace(object, name, value, type);
+}
+
+void delete_attribute(hid_t object, const std::string& name) {
+    checked(H5Adelete(object, name.c_str()), "delete the attribute", name);
 }
 
 void copy_attributes(hid_t from, hid_t properties, hid_t to) {

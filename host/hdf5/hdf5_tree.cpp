@@ -322,6 +322,30 @@ void Hdf5Tree::write_attribute(ObjectId object, const std::string& name,
     hdf5::write_attribute(open(object), name, value);
 }
 
+std::optional<AttributeType> Hdf5Tree::attribute_type(ObjectId object, const std::string& name) {
+    const InFile here(name_.native());
+    return hdf5::find_attribute_type(open(object), name);
+}
+
+void Hdf5Tree::write_attribute_as(ObjectId object, const std::string& name,
+                                  const AttributeValue& value, SampleType type) {
+    const InFile here(name_.native());
+    check_attribute(name, value);
+    hdf5::write_attribute(open(object), name, value, type);
+}
+
+void Hdf5Tree::rewrite_attribute(ObjectId object, const std::string& name,
+                                 const AttributeValue& value) {
+    const InFile here(name_.native());
+    check_attribute(name, value);
+    hdf5::rewrite_attribute(open(object), name, value);
+}
+
+void Hdf5Tree::remove_attribute(ObjectId object, const std::string& name) {
+    const InFile here(name_.native());
+    hdf5::delete_attribute(open(object), name);
+}
+
 // ---------------------------------------------------------------------------
 // Objects by id
 

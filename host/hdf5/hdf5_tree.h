@@ -17,6 +17,7 @@
 // anew likewise. Objects carry no times: the same requests give the same bytes.
 #pragma once
 
+#include "host/tree/attribute_type.h"
 #include "host/tree/data_tree.h"
 #include "host/tree/sample_rounding.h"
 
@@ -92,6 +93,16 @@ class Hdf5Tree final : public DataTree {
     // Nothing for one that leads to no object with a path; a TreeError where it holds none.
     bool holds_references(ObjectId set) const;
     std::vector<std::optional<ObjectId>> follow_references(ObjectId set, std::uint64_t max_count);
+    // As what an attribute is stored; nothing when there is none of that name.
+    std::optional<AttributeType> attribute_type(ObjectId object, const std::string& name);
+    // As write_attribute, stored as such numbers. The value is of integers for a type of integers,
+    // else of floats.
+    void write_attribute_as(ObjectId object, const std::string& name, const AttributeValue& value,
+                            SampleType type);
+    // Sets another value of numbers or of texts, as the old one is, and leaves the type. What does
+    // not fit the type is cut to it: reading it again tells.
+    void rewrite_attribute(ObjectId object, const std::string& name, const AttributeValue& value);
+    void remove_attribute(ObjectId object, const std::string& name);
 
     ObjectId root() const override;
     std::optional<ObjectId> find(ObjectId group, std::string_view path) override;

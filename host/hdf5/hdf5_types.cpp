@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 namespace talvora::host::hdf5 {
 
 namespace {
@@ -112,6 +114,10 @@ std::optional<SampleType> find_sample_type(hid_t type) {
         }
     }
     return std::nullopt;
+}
+
+hid_t stored_type(SampleType type) {
+    return std::ranges::find(real_types(), type, &RealType::type)->little;
 }
 
 std::string describe_type(hid_t type) {

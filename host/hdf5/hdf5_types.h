@@ -27,6 +27,8 @@ std::size_t type_size(hid_t type); // of one value, in bytes
 bool is_unsigned(hid_t type);      // of an integer type
 // Nothing for a type that is none of those real numbers, in either byte order.
 std::optional<SampleType> find_sample_type(hid_t type);
+// In which a new value is stored: little-endian. Of the library, never closed.
+hid_t stored_type(SampleType type);
 // For people: "64-bit floats", "texts".
 std::string describe_type(hid_t type);
 

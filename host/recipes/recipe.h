@@ -5,17 +5,30 @@
 #include "host/interface/parameters.h"
 #include "host/interface/plugin_library.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace talvora::host {
 
-// One call of a unit.
+// What a step is to come to, in the place of parameters that the host finds for each file, and
+// how its unit is called.
+struct StepAims {
+    std::vector<double> edges =
+        {}; // Hz: where a filter is to be 3 dB down; none: by its parameters
+    std::optional<double> to_rate = {}; // Hz, that sets are brought down to; nothing: by a hint
+    bool set_by_set = false;            // the unit runs for each of the chosen sets by itself
+
+    bool operator==(const StepAims&) const = default;
+};
+
+// One call of a unit, or one for each of its sets.
 struct Step {
     std::string name;           // unique in its recipe; of a single run, the unit's short name
     const Unit* unit = nullptr; // never null; the library's, valid until unload
     ParameterValues values;     // as given; what was not given has its declared default
     std::vector<std::string> accept = {}; // guards (host/guards/guards.h) that do not refuse it
+    StepAims aims = {};
 };
 
 struct Recipe {

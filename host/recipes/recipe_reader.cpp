@@ -23,6 +23,9 @@ using Kind = YamlNode::Kind;
 // ---------------------------------------------------------------------------
 // Steps
 
+const std::vector<std::string> STEP_KEYS = {"name",  "unit",    "parameters", "accept",
+                                            "edges", "to_rate", "set_by_set"};
+
 class RecipeReader {
   public:
     RecipeReader(const PluginLibrary& library, RecipeProblems& problems, const RecipeChecks& checks)
@@ -80,20 +83,21 @@ class RecipeReader {
             return;
         }
         for (const YamlNode& step : node->items) {
-            if (is_of_kind(step, Kind::Map,
-                           "a step is a map with the keys name, unit, "
-                           "parameters, accept")) {
+            if (is_of_kind(
+                    step, Kind::Map,
+                    fmt::format("a step is a map with the keys {}", join_texts(STEP_KEYS)))) {
                 recipe.steps.push_back(read_step(step));
             }
         }
     }
 
     Step read_step(const YamlNode& node) {
-        const YamlFields fields(node, {"name", "unit", "parameters", "accept"}, problems_);
+        const YamlFields fields(node, STEP_KEYS, problems_);
         Step step;
         step.unit = read_unit(node, fields.find("unit"));
         step.name = read_name(node, fields.find("name"), step.unit);
         step.accept = read_accepted(fields.find("accept"));
+        step.aims = read_aims(fields);
         const YamlNode* parameters = fields.find("parameters");
         const bool has_parameters =
             parameters != nullptr && parameters->kind != Kind::Null &&
@@ -104,7 +108,7 @@ class RecipeReader {
             variables_.fill_in(map, false); // so that what it uses counts as used
         } else {
             step.values = read_parameters(
-                *step.unit, map, parameters == nullptr ? node.place : parameters->key_place);
+                step, map, parameters == nullptr ? node.place : parameters->key_place);
         }
         return step;
     }
@@ -167,9 +171,57 @@ class RecipeReader {
         return names;
     }
 
-    ParameterValues read_parameters(const Unit& unit, const YamlNode& map, YamlPlace place) {
+    // A key without a value is left out, as elsewhere.
+    template <typename Value>
+    std::optional<Value> read_aim(const YamlNode* node, ParameterType type) {
+        if (node == nullptr || node->kind == Kind::Null) {
+            return std::nullopt;
+        }
+        const ParameterSignature signature{node->key, type, std::nullopt, false};
+        const auto value =
+            read_recipe_value(signature, variables_.fill_in(*node, false), problems_);
+        return value ? std::optional(std::get<Value>(*value)) : std::nullopt;
+    }
+
+    // One number, or a list of them.
+    std::vector<double> read_edges(const YamlNode* node) {
+        std::vector<double> edges;
+        if (node == nullptr || node->kind == Kind::Null) {
+            return edges;
+        }
+        const YamlNode filled = variables_.fill_in(*node, true);
+        const ParameterSignature signature{node->key, ParameterType::Number, std::nullopt, false};
+        for (const YamlNode& item :
+             filled.kind == Kind::List ? filled.items : std::vector{filled}) {
+            if (const auto edge = read_recipe_value(signature, item, problems_)) {
+                edges.push_back(std::get<double>(*edge));
+            }
+        }
+        return edges;
+    }
+
+    StepAims read_aims(const YamlFields& fields) {
+        return {read_edges(fields.find("edges")),
+                read_aim<double>(fields.find("to_rate"), ParameterType::Number),
+                read_aim<bool>(fields.find("set_by_set"), ParameterType::Boolean).value_or(false)};
+    }
+
+    // What the step's aims find need not be given.
+    std::vector<ParameterSignature> list_signatures(const Step& step) const {
+        std::vector<ParameterSignature> signatures = declare_unit(*step.unit);
+        if (checks_.found_keys) {
+            const std::vector<std::string> found = checks_.found_keys(step.aims);
+            for (ParameterSignature& signature : signatures) {
+                signature.required =
+                    signature.required && std::ranges::find(found, signature.key) == found.end();
+            }
+        }
+        return signatures;
+    }
+
+    ParameterValues read_parameters(const Step& step, const YamlNode& map, YamlPlace place) {
         const std::size_t problem_count = problems_.count();
-        const auto signatures = declare_unit(unit);
+        const auto signatures = list_signatures(step);
         ParameterValues::Given given;
         for (const YamlNode& entry : map.items) {
             const auto signature =
@@ -185,8 +237,8 @@ class RecipeReader {
         }
         report_missing(signatures, map, place);
         ParameterValues values(signatures, std::move(given));
-        if (checks_.values && problems_.count() == problem_count) {
-            report_wrong(checks_.values(unit, values), map, place);
+        if (checks_.step && problems_.count() == problem_count) {
+            report_wrong(checks_.step(*step.unit, values, step.aims), map, place);
         }
         return values;
     }

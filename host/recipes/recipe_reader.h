@@ -13,6 +13,8 @@
 //           Order: 4
 //         accept: [unusable-filter]
 //
+// A step may have aims (recipe.h), too: `edges`, `to_rate` and `set_by_set`.
+//
 // Values are read against the types that the units declare. A text in quotes is a text and
 // no number or boolean; without quotes, what stands there is read as the declared type
 // wants it, so that a group may be called 5 or true. See docs/recipes.md.
@@ -31,14 +33,18 @@
 
 namespace talvora::host {
 
-// What is wrong with the values of a unit beyond what its signatures tell.
-using CheckValues =
-    std::function<std::vector<ParameterProblem>(const Unit& unit, const ParameterValues& values)>;
+// What is wrong with the values of a unit and the aims beyond what its signatures tell. `values`
+// lacks those of found keys.
+using CheckStep = std::function<std::vector<ParameterProblem>(
+    const Unit& unit, const ParameterValues& values, const StepAims& aims)>;
+// The keys whose values are found by the aims: they need not be given.
+using ListFoundKeys = std::function<std::vector<std::string>(const StepAims& aims)>;
 
 // What a recipe is held to besides the signatures of its units.
 struct RecipeChecks {
     std::vector<std::string> guards = {}; // the names that a step may accept
-    CheckValues values = {};              // of the declared types
+    CheckStep step = {};                  // its values are of the declared types
+    ListFoundKeys found_keys = {};
 };
 
 // The recipe in `text`; `file` is how problems name it, `settings` are "name=value" for its

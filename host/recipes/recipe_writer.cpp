@@ -99,6 +99,20 @@ std::string format_head(std::string_view name, const Unit& unit) {
     return fmt::format("  - name: {}\n    unit: {}\n", format_text(name), format_text(unit.name));
 }
 
+std::string format_aims(const StepAims& aims) {
+    std::string text;
+    if (!aims.edges.empty()) {
+        text += fmt::format("    edges: {}\n", format_item(aims.edges));
+    }
+    if (aims.to_rate) {
+        text += fmt::format("    to_rate: {}\n", format_item(*aims.to_rate));
+    }
+    if (aims.set_by_set) {
+        text += fmt::format("    set_by_set: {}\n", format_item(true));
+    }
+    return text;
+}
+
 std::string format_step(const Step& step) {
     std::string text = format_head(step.name, *step.unit);
     const ParameterValues::Given& given = step.values.given();
@@ -114,7 +128,7 @@ std::string format_step(const Step& step) {
     if (!step.accept.empty()) {
         text += fmt::format("    accept: {}\n", format_item(step.accept));
     }
-    return text;
+    return text + format_aims(step.aims);
 }
 
 // ---------------------------------------------------------------------------

@@ -9,9 +9,9 @@
 namespace talvora::host {
 
 // The recipe in one canonical form: each step with its unit's whole identifier and the
-// values that were given, in the order of declaration, and the guards that it accepts. Reading the
-// text again gives the same recipe. Throws a Failure of usage when a text is no UTF-8, which a
-// recipe is.
+// values that were given, in the order of declaration, the guards that it accepts and its aims.
+// Reading the text again gives the same recipe. Throws a Failure of usage when a text is no UTF-8,
+// which a recipe is.
 std::string format_recipe(const Recipe& recipe);
 
 // A recipe of one step to fill in: every parameter with its default, the required ones

@@ -60,10 +60,49 @@ Json make_parameters_json(const ParameterValues& values) {
     return json;
 }
 
-Json make_step_json(const Step& step) {
-    return {{"step", step.name},
-            {"unit", step.unit->name},
-            {"parameters", make_parameters_json(step.values)}};
+constexpr const char* AIM_KEYS[] = {"edges", "to_rate", "set_by_set"};
+
+// Those that there are.
+Json make_aims_json(const StepAims& aims) {
+    Json json = Json::object();
+    if (!aims.edges.empty()) {
+        json["edges"] = aims.edges;
+    }
+    if (aims.to_rate) {
+        json["to_rate"] = *aims.to_rate;
+    }
+    if (aims.set_by_set) {
+        json["set_by_set"] = true;
+    }
+    return json;
+}
+
+Json make_given_json(const ParameterValues::Given& given) {
+    Json json = Json::object();
+    for (const auto& [key, value] : given) {
+        json[key] = std::visit(ValueJson{}, value);
+    }
+    return json;
+}
+
+Json make_found_json(std::span<const FoundParameters> found) {
+    Json list = Json::array();
+    for (const auto& [set, values] : found) {
+        list.push_back({{"set", set.empty() ? Json(nullptr) : Json(set)},
+                        {"parameters", make_given_json(values)}});
+    }
+    return list;
+}
+
+// With the values that were found for the step as a whole.
+Json make_parameters_json(const ParameterValues& values, std::span<const FoundParameters> found) {
+    Json json = make_parameters_json(values);
+    for (const FoundParameters& one : found) {
+        if (one.set.empty()) {
+            json.update(make_given_json(one.values));
+        }
+    }
+    return json;
 }
 
 std::string format_record(const HistoryRecord& record) {
@@ -203,6 +242,51 @@ std::vector<std::string> read_accepted(const HistoryRecord& record) {
     return names;
 }
 
+// The keys of parameters whose values were found.
+std::set<std::string> read_found_keys(const HistoryRecord& record) {
+    std::set<std::string> keys;
+    for (const Json& one : record.value("found", Json::array())) {
+        for (const auto& [key, value] : member(one, "parameters").items()) {
+            keys.insert(key);
+        }
+    }
+    return keys;
+}
+
+Json read_aims_json(const HistoryRecord& record) {
+    Json aims = Json::object();
+    for (const char* key : AIM_KEYS) {
+        if (record.contains(key)) {
+            aims[key] = record[key];
+        }
+    }
+    return aims;
+}
+
+StepAims read_aims(const HistoryRecord& record) {
+    const Json aims = read_aims_json(record);
+    StepAims read;
+    if (aims.contains("edges")) {
+        read.edges = value_of<std::vector<double>>(aims, "edges");
+    }
+    if (aims.contains("to_rate")) {
+        read.to_rate = value_of<double>(aims, "to_rate");
+    }
+    read.set_by_set = aims.contains("set_by_set") && value_of<bool>(aims, "set_by_set");
+    return read;
+}
+
+// Whether the parameters of the record are those of the step, but for what was found.
+bool has_parameters_of(const HistoryRecord& record, const Step& step) {
+    Json expected = make_parameters_json(step.values);
+    Json parameters = member(record, "parameters");
+    for (const std::string& key : read_found_keys(record)) {
+        expected.erase(key);
+        parameters.erase(key);
+    }
+    return parameters == expected;
+}
+
 bool accepts(const Step& step, const std::string& guard) {
     return std::ranges::find(step.accept, guard) != step.accept.end();
 }
@@ -210,6 +294,7 @@ bool accepts(const Step& step, const std::string& guard) {
 ParameterValues read_values(const Unit& unit, const HistoryRecord& record) {
     const std::vector<ParameterSignature> signatures = declare_unit(unit);
     ParameterValues::Given given;
+    const std::set<std::string> found = read_found_keys(record);
     for (const auto& [key, value] : member(record, "parameters").items()) {
         const auto signature = std::ranges::find(signatures, key, &ParameterSignature::key);
         if (signature == signatures.end()) {
@@ -217,7 +302,7 @@ ParameterValues read_values(const Unit& unit, const HistoryRecord& record) {
                                                         "'{}', which the history names",
                                                         unit.name, key));
         }
-        if (!value.is_null()) {
+        if (!value.is_null() && !found.contains(key)) {
             try {
                 given.emplace(key, read_parameter(signature->type, value));
             } catch (const Json::exception& error) {
@@ -237,7 +322,7 @@ Step extract_step(const HistoryRecord& record, const PluginLibrary& plugin) {
             fmt::format("the plug-in has no unit '{}', which the history names", unit_name));
     }
     return {value_of<std::string>(record, "step"), unit, read_values(*unit, record),
-            read_accepted(record)};
+            read_accepted(record), read_aims(record)};
 }
 
 // Steps of several runs may be called the same.
@@ -288,7 +373,7 @@ Json make_sets_json(std::span<const SetObservation> sets) {
 
 HistoryRecord make_record(const RunOrigin& origin, const Recipe& recipe, std::size_t step_index,
                           const StepObservations& observations, const Json& filters,
-                          const Json& guards) {
+                          const Json& guards, std::span<const FoundParameters> found) {
     const Step& step = recipe.steps[step_index];
     const PluginIdentity& plugin = origin.plugin;
     const InputIdentity& input = origin.input;
@@ -302,9 +387,13 @@ HistoryRecord make_record(const RunOrigin& origin, const Recipe& recipe, std::si
         {"step_count", recipe.steps.size()},
         {"unit", step.unit->name},
         {"unit_version", value_or_null(step.unit->version)},
-        {"parameters", make_parameters_json(step.values)},
-        {"sets", make_sets_json(observations.sets)},
-        {"attributes", observations.attributes}};
+        {"parameters", make_parameters_json(step.values, found)}};
+    record.update(make_aims_json(step.aims));
+    if (!found.empty()) {
+        record["found"] = make_found_json(found);
+    }
+    record["sets"] = make_sets_json(observations.sets);
+    record["attributes"] = observations.attributes;
     if (!filters.empty()) {
         record["filters"] = filters;
     }
@@ -349,15 +438,14 @@ bool was_made_by(std::span<const HistoryRecord> history, const RunOrigin& origin
                  const Recipe& recipe) {
     const auto records = last_run(history);
     const auto is_same = [&](const HistoryRecord& record, const Step& step) {
-        const Json expected = make_step_json(step);
         return member(member(record, "input"), "sha256") == origin.input.sha256 &&
                member(member(record, "plugin"), "sha256") == origin.plugin.sha256 &&
                std::ranges::all_of(
                    read_accepted(record),
                    [&](const std::string& guard) { return accepts(step, guard); }) &&
-               std::ranges::all_of(expected.items(), [&](const auto& item) {
-                   return member(record, item.key().c_str()) == item.value();
-               });
+               member(record, "step") == step.name && member(record, "unit") == step.unit->name &&
+               has_parameters_of(record, step) &&
+               read_aims_json(record) == make_aims_json(step.aims);
     };
     return std::ranges::equal(records, recipe.steps, is_same);
 }

@@ -12,6 +12,11 @@
 //     unit_version   null when the unit tells none
 //     parameters     every one that the unit declares, defaults filled in; null without a
 //                    value; a number that JSON does not know as a text: "nan", "inf", "-inf"
+//     edges          in Hz, to_rate in Hz, set_by_set: the aims of the step (recipe.h), those that
+//                    there are
+//     found          values that were found for the file by its aims, where there are any: set
+//     (null
+//                    for the step as a whole, whose parameters hold them, too) and parameters
 //     sets           of which samples were read or changed: path, read, written,
 //                    before (null for a new one) and after with shape, rate, missing and
 //                    gaps, and gaps_filled (null where the shape changed)
@@ -67,6 +72,12 @@ struct RunOrigin {
 // of usage when that is no count of seconds.
 std::string make_timestamp();
 
+// Values that the aims of a step found for the file.
+struct FoundParameters {
+    std::string set; // that they are for; empty: for the step as a whole
+    ParameterValues::Given values;
+};
+
 PluginIdentity identify_plugin(const PluginLibrary& plugin);
 // Reads the file through.
 InputIdentity identify_input(const std::filesystem::path& file);
@@ -78,7 +89,8 @@ nlohmann::ordered_json make_sets_json(std::span<const SetObservation> sets);
 HistoryRecord make_record(const RunOrigin& origin, const Recipe& recipe, std::size_t step_index,
                           const StepObservations& observations,
                           const nlohmann::ordered_json& filters,
-                          const nlohmann::ordered_json& guards = {});
+                          const nlohmann::ordered_json& guards = {},
+                          std::span<const FoundParameters> found = {});
 
 // The record that a text of such an attribute holds. Throws a Failure of the input, `source` in
 // front, for another text.

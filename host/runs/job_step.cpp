@@ -9,6 +9,7 @@
 #include "host/recipes/recipe_places.h"
 #include "host/text/join_texts.h"
 #include "host/text/plural.h"
+#include "host/tree/hinted_tree.h"
 
 #include <fmt/format.h>
 
@@ -42,14 +43,24 @@ class StepRun {
         : step_(step), source_(source), tell_(tell) {}
 
     void run(ObservedTree& tree) {
+        if (step_.aims.to_rate) {
+            HintedTree hinted(tree, static_cast<float>(*step_.aims.to_rate));
+            run(hinted, tree);
+        } else {
+            run(tree, tree);
+        }
+    }
+
+  private:
+    // The unit is offered the tree; what it asks of it comes by the observed one.
+    void run(DataTree& tree, ObservedTree& observed) {
         const UnitOutcome outcome =
             run_unit(*step_.unit, tree, step_.values,
-                     [&](const Message& message) { tell_of_unit(message, tree); });
+                     [&](const Message& message) { tell_of_unit(message, observed); });
         tell_problems(outcome.problems);
         judge(outcome, tree);
     }
 
-  private:
     void tell_of_unit(const Message& message, const ObservedTree& tree) {
         if (message.level != Message::Info) {
             messages_.insert(message.text);
@@ -205,7 +216,8 @@ void tell_filters(const Step& step, std::span<const FilterFacts> filters, const 
     for (const FilterFacts& facts : filters) {
         const std::string sets = list_some(facts.sets);
         tell({MessageLevel::Detail, fmt::format("{}: {}", sets, summarise(facts)), step.name});
-        if (find_fault(facts.design)) {
+        const bool is_as_asked = !step.aims.edges.empty();
+        if (is_as_asked || find_fault(facts.design)) {
             continue;
         }
         for (const FilterWarning& warning : find_warnings(facts)) {
@@ -213,6 +225,24 @@ void tell_filters(const Step& step, std::span<const FilterFacts> filters, const 
             tell({MessageLevel::Hint, describe_remedy(facts, warning)});
         }
     }
+}
+
+void tell_found(const StepCall& call, const TellMessage& tell) {
+    const auto& [set, values] = call.found;
+    if (values.empty()) {
+        return;
+    }
+    std::vector<std::string> words;
+    for (const auto& [key, value] : values) {
+        const ParameterSignature* signature = call.step.values.signature(key);
+        if (signature == nullptr || signature->default_value != value) {
+            words.push_back(fmt::format("{}={}", key, format_value(value)));
+        }
+    }
+    tell({MessageLevel::Info,
+          fmt::format("{}{} for {}", set.empty() ? "" : set + ": ", join_texts(words, " "),
+                      name_edges(call.step.aims.edges)),
+          call.step.name});
 }
 
 void run_step(const Step& step, ObservedTree& tree, const std::string& source,

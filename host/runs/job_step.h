@@ -2,6 +2,7 @@
 #pragma once
 
 #include "host/filters/filter_facts.h"
+#include "host/filters/step_aims.h"
 #include "host/guards/guard_finding.h"
 #include "host/guards/step_warnings.h"
 #include "host/recipes/recipe.h"
@@ -29,6 +30,9 @@ void tell_warnings(const Step& step, std::span<const StepWarning> warnings,
 // What the filters of the step do; what is wrong with them is for a guard to say. Told before the
 // step, so that who reads along can stop it.
 void tell_filters(const Step& step, std::span<const FilterFacts> filters, const TellMessage& tell);
+
+// The values that were found for the step on this file.
+void tell_found(const StepCall& call, const TellMessage& tell);
 
 // Runs the step's unit, telling what it says; `source` is the file's name in hints. Throws
 // StepFailed or a StorageError when the results are not to be kept.

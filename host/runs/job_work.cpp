@@ -2,7 +2,7 @@
 
 #include "host/filters/filter_report.h"
 #include "host/filters/known_units.h"
-#include "host/filters/step_filters.h"
+#include "host/filters/step_aims.h"
 #include "host/filters/step_sources.h"
 #include "host/guards/guards.h"
 #include "host/interface/path_patterns.h"
@@ -10,6 +10,7 @@
 #include "host/runs/job_step.h"
 #include "host/runs/narrowed_sets.h"
 #include "host/runs/output_files.h"
+#include "host/runs/publish_result.h"
 #include "host/runs/work_meter.h"
 #include "host/runs/written_sets.h"
 #include "host/system/content_hash.h"
@@ -51,6 +52,16 @@ std::uint64_t expect_samples(const Step& step, DataTree& tree) {
     return works_in_place(step.values.signatures()) ? 2 * count : count;
 }
 
+std::vector<FoundParameters> list_found(std::span<const StepCall> calls) {
+    std::vector<FoundParameters> found;
+    for (const StepCall& call : calls) {
+        if (!call.found.values.empty()) {
+            found.push_back(call.found);
+        }
+    }
+    return found;
+}
+
 class JobRun {
   public:
     JobRun(const Job& job, const JobWork& work, const TellMessage& tell,
@@ -83,6 +94,10 @@ class JobRun {
 
     void tell_failure(const Failure& failure) const {
         tell_({MessageLevel::Error, failure.what()});
+        tell_hints(failure);
+    }
+
+    void tell_hints(const Failure& failure) const {
         for (const std::string& hint : failure.hints()) {
             tell_({MessageLevel::Hint, hint});
         }
@@ -140,16 +155,14 @@ class JobRun {
             }
             check_written(pending->path(), written);
         });
-        refuse_change(identify_file(job_.input) != read_file);
+        refuse_change(job_.input, identify_file(job_.input) != read_file);
         if (!work_.dry_run) {
-            publish(*pending);
-        }
-    }
-
-    void refuse_change(bool changed) const {
-        if (changed) {
-            throw Failure(ExitCode::Input,
-                          fmt::format("{}: was changed while it was read", job_.input.string()));
+            publish_result(*pending,
+                           {.input = job_.input,
+                            .content = content_,
+                            .backup = work_.backup,
+                            .replace_backup = work_.replace_backup},
+                           [&](const std::vector<std::string>& notes) { tell_notes(notes); });
         }
     }
 
@@ -177,7 +190,7 @@ class JobRun {
         tell_of_lost_sight(tree);
         tell_narrowed(tree.narrowed_sets());
         origin_.input = identity.get();
-        refuse_change(origin_.input.mark != content_);
+        refuse_change(job_.input, origin_.input.mark != content_);
         append_history(tree, make_records(observations));
         auto written = noted.list_written();
         tree.close();
@@ -190,13 +203,19 @@ class JobRun {
         // The record keeps the parameters as given; the unit gets the names that they stand for.
         Step expanded = step;
         expanded.values = expand_patterns(step.values, cached, source);
-        const std::vector<FilterFacts> filters = find_step_filters(expanded, cached);
+        const std::vector<StepCall> calls = plan(expanded, cached);
+        const std::vector<FilterFacts> filters = find_filters(calls, cached);
         GuardedStep guarded{expanded, cached, filters, source, nullptr, {}};
         heed(find_guarded(guarded, GuardTime::BeforeSamples));
         tell_warnings(step, find_warnings(guarded, GuardTime::BeforeSamples), tell_);
         tell_filters(step, filters, tell_);
+        for (const StepCall& call : calls) {
+            tell_found(call, tell_);
+        }
         meter_.begin_step(expect_samples(expanded, cached));
-        run_unit_of(expanded, observed);
+        for (const StepCall& call : calls) {
+            run_unit_of(call.step, observed);
+        }
         StepObservations observations = observed.finish_step();
         guarded.done = &observations;
         guarded.narrowed = find_narrowed(observations.sets, stored);
@@ -204,7 +223,18 @@ class JobRun {
         tell_warnings(step, find_warnings(guarded, GuardTime::AfterStep), tell_);
         observations.gaps.clear(); // they can take as much memory as the samples
         steps_.push_back({step.name, step.unit->name, observations.sets, make_json(filters)});
+        found_.push_back(list_found(calls));
         return observations;
+    }
+
+    std::vector<StepCall> plan(const Step& step, DataTree& tree) const {
+        try {
+            return plan_calls(step, tree);
+        } catch (const Failure& failure) {
+            tell_({MessageLevel::Error, failure.what(), step.name});
+            tell_hints(failure);
+            throw StepFailed{failure.code()};
+        }
     }
 
     // Of the sets that a step wrote; nothing where the input stays.
@@ -268,39 +298,10 @@ class JobRun {
         std::vector<HistoryRecord> records;
         for (std::size_t i = 0; i < observations.size(); ++i) {
             records.push_back(make_record(origin_, work_.recipe, i, observations[i],
-                                          steps_[i].filters, list_accepted(steps_[i].name)));
+                                          steps_[i].filters, list_accepted(steps_[i].name),
+                                          found_[i]));
         }
         return records;
-    }
-
-    void publish(PendingFile& result) const {
-        if (work_.backup) {
-            publish_with_backup(result);
-        } else {
-            tell_notes(result.publish());
-        }
-    }
-
-    // The backup is in its place before what it keeps is replaced, and stays only when it is.
-    void publish_with_backup(PendingFile& result) const {
-        const std::string kept = job_.input.string();
-        PendingFile backup(backup_of(job_.input), {.replace = work_.replace_backup,
-                                                   .keep_replaced = true,
-                                                   .like = job_.input,
-                                                   .sources = {job_.input}});
-        make_output({kept, kept},
-                    [&] { refuse_change(copy_content(job_.input, backup.path()) != content_); });
-        const SignalsHeldBack held_back; // between the two
-        tell_notes(backup.publish());
-        try {
-            tell_notes(result.publish());
-        } catch (const std::exception&) {
-            if (!backup.take_back()) {
-                tell_notes({backup_of(job_.input).string() +
-                            ": what stood there before cannot be put back"});
-            }
-            throw;
-        }
     }
 
     // What the file names beside itself is not found from another folder, where a data set of such
@@ -342,6 +343,7 @@ class JobRun {
     const TellMessage& tell_;
     WorkMeter meter_;
     std::vector<StepResult> steps_;
+    std::vector<std::vector<FoundParameters>> found_; // of each step
     std::vector<GuardFinding> guards_;
     ContentMark content_; // of the input, as it was copied
     bool skipped_ = false;

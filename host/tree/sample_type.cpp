@@ -40,4 +40,21 @@ std::string_view describe_sample_type(SampleType type) {
     return names_of(type).description;
 }
 
+std::optional<SampleType> find_sample_type(std::string_view name) {
+    const auto* const found = std::ranges::find(TYPE_NAMES, name, &TypeNames::name);
+    return found != std::end(TYPE_NAMES) ? std::optional(found->type) : std::nullopt;
+}
+
+std::vector<std::string> list_sample_types() {
+    std::vector<std::string> names;
+    std::ranges::transform(TYPE_NAMES, std::back_inserter(names),
+                           [](const TypeNames& row) { return std::string(row.name); });
+    return names;
+}
+
+bool is_integer(SampleType type) {
+    return type != SampleType::Float16 && type != SampleType::Float32 &&
+           type != SampleType::Float64;
+}
+
 } // namespace talvora::host

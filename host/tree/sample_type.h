@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
+#include <string>
 #include <string_view>
 #include <variant>
 #include <vector>
@@ -26,6 +28,11 @@ enum class SampleType {
 std::string_view name_sample_type(SampleType type);
 // For people: "64-bit floats", "unsigned 16-bit integers".
 std::string_view describe_sample_type(SampleType type);
+
+// Nothing for any other name.
+std::optional<SampleType> find_sample_type(std::string_view name);
+std::vector<std::string> list_sample_types();
+bool is_integer(SampleType type);
 
 // Samples in the narrowest of these types that holds each of them as it is.
 using StoredSamples =

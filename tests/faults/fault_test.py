@@ -102,6 +102,8 @@ JOBS = {
     "import-append": ["import", "table.csv", "-o", "walk.h5", "--append", "--group", "Table",
                       "--time", "t"],
     "import-mapped": ["import", "walk.h5", "-o", "mapped.h5", "--time-axis", "-1", "--rate", "100"],
+    "attributes": ["attributes", "walk.h5::Imu/*", "SampleRate=50", "Unit=N", "--remove", "Labels",
+                   "--in-place", "--backup"],
     "export": ["export", "walk.h5::Imu/*", "-o", "samples.csv"],
     "plot": ["plot", "walk.h5::Imu/*", "-o", "plot.html"],
     "recipe": ["recipe", "run", "steps.yaml", "walk.h5", "-o", "result.h5"],

@@ -79,6 +79,13 @@ TEST_F(Completion, OffersPlacesInAFile) {
     EXPECT_EQ(complete({"history", "walk.h5::"}), "");
 }
 
+TEST_F(Completion, OffersAttributesBehindTheFile) {
+    import_walk();
+    EXPECT_EQ(complete({"attributes", "walk.h5::Signals/"}),
+              "walk.h5::Signals/X\nwalk.h5::Signals/Y\n");
+    EXPECT_EQ(complete({"attributes", "walk.h5::Signals/X", "S"}), "SampleRate=\nStartTime=\n");
+}
+
 TEST_F(Completion, OffersNothingOfAFileThatCannotBeRead) {
     write_file(folder_ / "broken.h5", "no HDF5");
     EXPECT_EQ(complete({"run", "apply-set-rectify", "broken.h5", "SourceGroup="}), "");

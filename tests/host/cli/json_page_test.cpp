@@ -132,7 +132,24 @@ TEST_F(JsonPage, DescribesWhatIsToldOfFiles) {
                    "--group", "Mapped"})
                   .exit_code,
               0);
-    expect_described("The history of a file", {{"history", "same.h5"}});
+    expect_described("Attributes",
+                     {{"attributes", "rate.h5"},
+                      {"attributes", "rate.h5::Signals/*", "SampleRate=20", "-o", "faster.h5"}});
+    std::string rows = "X\n";
+    for (int i = 0; i < 40; ++i) {
+        rows += std::to_string(i % 7) + "\n";
+    }
+    write_file(folder_ / "long.csv", rows);
+    ASSERT_EQ(run({"import", "long.csv", "-o", "long.h5", "--rate", "100"}).exit_code, 0);
+    ASSERT_EQ(run({"run", "apply-set-butterworth", "SourceGroup=Signals", "Order=2", "--edge", "5",
+                   "--set-by-set", "long.h5", "-o", "edged.h5"})
+                  .exit_code,
+              0);
+    ASSERT_EQ(run({"run", "apply-set-downsample", "SourceGroup=Signals", "--to-rate", "50",
+                   "edged.h5", "-o", "aimed.h5"})
+                  .exit_code,
+              0);
+    expect_described("The history of a file", {{"history", "same.h5"}, {"history", "aimed.h5"}});
 }
 
 TEST_F(JsonPage, DescribesWhatComesOfARun) {
@@ -160,7 +177,7 @@ TEST_F(JsonPage, DescribesErrors) {
 }
 
 TEST_F(JsonPage, NamesEverySection) {
-    EXPECT_EQ(read_page().size(), 9U);
+    EXPECT_EQ(read_page().size(), 10U);
 }
 
 // ---------------------------------------------------------------------------

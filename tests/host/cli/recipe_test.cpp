@@ -42,7 +42,7 @@ TEST_F(RecipeCheck, TellsEveryProblemWithItsPlace) {
                              "error: r.yaml:2:11: no unit 'apply-set-rectfy'\n"
                              "hint: did you mean 'apply-set-rectify'?\n"
                              "error: r.yaml:3:5: unknown key 'parameter' (known: name, unit, "
-                             "parameters, accept)\n"
+                             "parameters, accept, edges, to_rate, set_by_set)\n"
                              "hint: did you mean 'parameters'?\n");
 }
 

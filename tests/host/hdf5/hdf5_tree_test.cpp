@@ -413,6 +413,67 @@ TEST_F(ForeignFile, RefusesAttributesOfOtherTypes) {
                 ThrowsMessage<TreeError>(HasSubstr("has no value")));
 }
 
+// What the HDF5 library says of an attribute of the root.
+class StoredAttribute {
+  public:
+    StoredAttribute(const std::filesystem::path& file, const char* name)
+        : file_(H5Fopen(file.c_str(), H5F_ACC_RDONLY, H5P_DEFAULT)),
+          attribute_(H5Aopen(file_, name, H5P_DEFAULT)), type_(H5Aget_type(attribute_)) {}
+
+    bool is_of(hid_t type) const { return H5Tequal(type_, type) > 0; }
+    std::string bytes() const {
+        std::string content(H5Aget_storage_size(attribute_), '?');
+        EXPECT_GE(H5Aread(attribute_, type_, content.data()), 0);
+        return content;
+    }
+
+  private:
+    Id file_;
+    Id attribute_;
+    Id type_;
+};
+
+TEST_F(ForeignFile, KeepsTheTypeOfAnAttributeThatIsSet) {
+    const std::int64_t number = 3;
+    make_attribute("i16", H5T_STD_I16BE, {}, H5T_NATIVE_INT64, &number);
+    make_attribute("f32", H5T_IEEE_F32BE, {1}, H5T_NATIVE_INT64, &number);
+    make_attribute("padded", fixed_text(6, H5T_STR_SPACEPAD), {}, fixed_text(6, H5T_STR_SPACEPAD),
+                   "m/s   ");
+    make_attribute("ended", fixed_text(4, H5T_STR_NULLTERM), {}, fixed_text(4, H5T_STR_NULLTERM),
+                   "abc");
+    Hdf5Tree& tree = open(Hdf5Access::ReadWrite);
+    const ObjectId root = tree.root();
+    EXPECT_EQ(tree.attribute_type(root, "i16")->name, "int16");
+    EXPECT_EQ(tree.attribute_type(root, "f32")->extents, Extents{1});
+    EXPECT_EQ(tree.attribute_type(root, "padded")->name, "ASCII text of at most 6 bytes");
+    EXPECT_EQ(tree.attribute_type(root, "ended")->name, "ASCII text of at most 3 bytes");
+    EXPECT_FALSE(tree.attribute_type(root, "none"));
+    tree.rewrite_attribute(root, "i16", std::int64_t{-2});
+    tree.rewrite_attribute(root, "f32", NumberArray{{0.5}, {1}});
+    tree.rewrite_attribute(root, "padded", std::string("N"));
+    tree.rewrite_attribute(root, "ended", std::string("wxyz"));
+    tree.close();
+    EXPECT_TRUE(StoredAttribute(file_, "i16").is_of(H5T_STD_I16BE));
+    EXPECT_EQ(StoredAttribute(file_, "i16").bytes(), "\xff\xfe");
+    EXPECT_TRUE(StoredAttribute(file_, "f32").is_of(H5T_IEEE_F32BE));
+    EXPECT_EQ(StoredAttribute(file_, "f32").bytes(), std::string("\x3f\0\0\0", 4));
+    EXPECT_EQ(StoredAttribute(file_, "padded").bytes(), "N     ");
+    EXPECT_EQ(StoredAttribute(file_, "ended").bytes(), std::string("wxy\0", 4));
+}
+
+TEST_F(ForeignFile, WritesAnAttributeAsTheNumbersThatAreAskedFor) {
+    Hdf5Tree& tree = open(Hdf5Access::ReadWrite);
+    tree.write_attribute_as(tree.root(), "f32", NumberArray{{0.5, 1.0}, {2}}, SampleType::Float32);
+    tree.write_attribute_as(tree.root(), "u8", std::int64_t{300}, SampleType::UInt8);
+    EXPECT_EQ(tree.read_attribute(tree.root(), "u8"), AttributeValue(std::int64_t{255}));
+    tree.write_attribute(tree.root(), "gone", 1.0F);
+    tree.remove_attribute(tree.root(), "gone");
+    EXPECT_EQ(tree.list_attributes(tree.root()), (std::vector<std::string>{"f32", "u8"}));
+    tree.close();
+    EXPECT_TRUE(StoredAttribute(file_, "f32").is_of(H5T_IEEE_F32LE));
+    EXPECT_TRUE(StoredAttribute(file_, "u8").is_of(H5T_STD_U8LE));
+}
+
 // ---------------------------------------------------------------------------
 // Small sets, read as attributes are
 

@@ -21,6 +21,14 @@ Step make_step(const PluginLibrary& library, const char* unit, ParameterValues::
     return {"step", found, ParameterValues(declare_unit(*found), std::move(given))};
 }
 
+TEST_F(RecipeWriter, WritesAims) {
+    Step step = make_step(library(), "apply-set-butterworth", {{"Order", std::int64_t{4}}});
+    step.aims = {{20.0, 450.5}, 25.0, true};
+    EXPECT_THAT(format_recipe({"", {step}}),
+                testing::EndsWith("    edges: [20.0, 450.5]\n    to_rate: 25.0\n"
+                                  "    set_by_set: true\n"));
+}
+
 const std::vector<std::string> NASTY_TEXTS = {"",
                                               " ",
                                               "a b",

@@ -41,6 +41,33 @@ class RunHistory : public testing::Test {
         "2026-01-02T03:04:05Z", "1.2.3", {"plug-in", "4.5.6", "aa"}, {"walk.h5", 1234, "bb"}};
 };
 
+TEST_F(RunHistory, KeepsAimsAndWhatWasFoundForThem) {
+    recipe_.steps[1].aims = {{20.0, 450.0}, 25.0, true};
+    const std::vector<FoundParameters> found = {{"", {{"Axis", std::int64_t{2}}}},
+                                                {"Imu/A", {{"Limit", 0.5}}}};
+    const HistoryRecord record = make_record(origin_, recipe_, 1, {}, {}, {}, found);
+    EXPECT_EQ(record.at("edges"), HistoryRecord::parse("[20.0,450.0]"));
+    EXPECT_EQ(record.at("to_rate"), 25.0);
+    EXPECT_EQ(record.at("set_by_set"), true);
+    EXPECT_EQ(record.at("parameters").at("Axis"), 2);
+    EXPECT_EQ(record.at("parameters").at("Limit"), nullptr);
+    EXPECT_EQ(record.at("found"), HistoryRecord::parse(R"([
+        {"set": null, "parameters": {"Axis": 2}},
+        {"set": "Imu/A", "parameters": {"Limit": 0.5}}])"));
+}
+
+TEST_F(RunHistory, TellsRunsWithOtherAimsApart) {
+    recipe_.steps[1].aims.edges = {20.0};
+    std::vector<HistoryRecord> records = make_records();
+    const std::vector<FoundParameters> found = {{"", {{"Limit", 0.5}}}};
+    records[1] = make_record(origin_, recipe_, 1, {}, {}, {}, found);
+    EXPECT_TRUE(was_made_by(records, origin_, recipe_));
+    recipe_.steps[1].aims.edges = {21.0};
+    EXPECT_FALSE(was_made_by(records, origin_, recipe_));
+    recipe_.steps[1].aims = {};
+    EXPECT_FALSE(was_made_by(records, origin_, recipe_));
+}
+
 TEST_F(RunHistory, TellsTheTimeThatTheEnvironmentGives) {
     setenv("SOURCE_DATE_EPOCH", "1700000000", 1); // date -u -d @1700000000
     EXPECT_EQ(make_timestamp(), "2023-11-14T22:13:20Z");

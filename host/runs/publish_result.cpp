@@ -1,0 +1,57 @@
+#include "host/runs/publish_result.h"
+
+#include "host/runs/job_plan.h"
+#include "host/runs/output_files.h"
+#include "host/system/pending_cleanup.h"
+#include "host/text/failure.h"
+
+#include <fmt/format.h>
+
+#include <exception>
+
+namespace talvora::host {
+namespace {
+
+using TellNotes = std::function<void(const std::vector<std::string>&)>;
+
+void publish_with_backup(PendingFile& result, const ResultSource& source,
+                         const TellNotes& tell_notes) {
+    const std::string kept = source.input.string();
+    PendingFile backup(backup_of(source.input), {.replace = source.replace_backup,
+                                                 .keep_replaced = true,
+                                                 .like = source.input,
+                                                 .sources = {source.input}});
+    make_output({kept, kept}, [&] {
+        refuse_change(source.input, copy_content(source.input, backup.path()) != source.content);
+    });
+    const SignalsHeldBack held_back; // between the two
+    tell_notes(backup.publish());
+    try {
+        tell_notes(result.publish());
+    } catch (const std::exception&) {
+        if (!backup.take_back()) {
+            tell_notes({backup_of(source.input).string() +
+                        ": what stood there before cannot be put back"});
+        }
+        throw;
+    }
+}
+
+} // namespace
+
+void refuse_change(const std::filesystem::path& input, bool has_changed) {
+    if (has_changed) {
+        throw Failure(ExitCode::Input,
+                      fmt::format("{}: was changed while it was read", input.string()));
+    }
+}
+
+void publish_result(PendingFile& result, const ResultSource& source, const TellNotes& tell_notes) {
+    if (source.backup) {
+        publish_with_backup(result, source, tell_notes);
+    } else {
+        tell_notes(result.publish());
+    }
+}
+
+} // namespace talvora::host

@@ -1,0 +1,32 @@
+// The end of the work on a copy of a file: it takes the place of its output, and what it replaces
+// is kept where that is wanted.
+#pragma once
+
+#include "host/system/content_hash.h"
+#include "host/system/safe_write.h"
+
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace talvora::host {
+
+// What the result was made of, and whether that is kept as its backup (backup_of) in place.
+struct ResultSource {
+    std::filesystem::path input;
+    ContentMark content; // of the input, as it was copied
+    bool backup = false;
+    bool replace_backup = false;
+};
+
+// Throws a Failure of the input when it has changed.
+void refuse_change(const std::filesystem::path& input, bool has_changed);
+
+// Publishes the result; `tell_notes` gets what people should know, a sentence each. The backup is
+// in its place before what it keeps is replaced, and stays only when it is. Throws a Failure;
+// nothing has changed then.
+void publish_result(PendingFile& result, const ResultSource& source,
+                    const std::function<void(const std::vector<std::string>&)>& tell_notes);
+
+} // namespace talvora::host
