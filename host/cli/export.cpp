@@ -96,8 +96,8 @@ std::uint64_t write_tidy_file(const ChosenFile& chosen, const ExportOptions& opt
         const auto tree = open_input(chosen.file);
         std::uint64_t row_count = 0;
         for (const std::string& path : choose_paths(*tree, chosen)) {
-            row_count +=
-                write_tidy_rows(chosen.file.string(), read_signal_set(*tree, path), send, options);
+            row_count += write_tidy_rows(chosen.file.string(), read_stored_signal_set(*tree, path),
+                                         send, options);
         }
         return row_count;
     });

@@ -7,6 +7,7 @@
 #include "host/cli/printed_files.h"
 #include "host/cli/read_apart.h"
 #include "host/recipes/import_history.h"
+#include "host/runs/input_files.h"
 #include "host/runs/output_files.h"
 #include "host/system/content_hash.h"
 #include "host/system/input_kind.h"
@@ -15,6 +16,7 @@
 #include "host/tables/table_import.h"
 #include "host/text/plural.h"
 #include "host/tree/memory_tree.h"
+#include "host/tree/tree_rules.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -73,6 +75,13 @@ ImportReport build_file(const TableRead& read, const ImportCommand& command, Pen
 
 void try_import(const Console& console, const ImportCommand& command) {
     const NumberTable table = read_csv(command.input, command.csv);
+    if (command.append) {
+        make_output({.output = command.output}, [&] {
+            const auto tree = open_input(command.output);
+            plan_new_place(*tree, tree->root(), command.options.group);
+            return true;
+        });
+    }
     print_import_report(make_output({.output = command.output},
                                     [&] {
                                         MemoryTree trial;

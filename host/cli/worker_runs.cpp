@@ -115,9 +115,10 @@ bool is_list_of(const fs::path& file, std::span<const Job> jobs) {
 // A list of an earlier run of the same files is replaced, nothing else.
 void check_list(const WorkerRunOptions& options, std::span<const Job> jobs) {
     for (const Job& job : jobs) {
-        if (job.input.string().find('\n') != std::string::npos) {
+        const std::string name = job.input.string();
+        if (name.find('\n') != std::string::npos || name.ends_with('\r')) {
             throw Failure(ExitCode::Usage,
-                          fmt::format("'{}': a name of two lines cannot stand in the list "
+                          fmt::format("'{}': a name with a line end cannot stand in the list "
                                       "--failed-to '{}'",
                                       job.input.string(), options.failed_to));
         }

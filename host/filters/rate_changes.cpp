@@ -48,10 +48,11 @@ std::optional<RateChange> find_change(const Step& step, DataTree& tree, ObjectId
     }
     const Extents extents = tree.extents(set);
     const std::uint64_t count = extents[find_axis(step.values, extents)];
-    return RateChange{
-        tree.path(set),
-        {count, static_cast<double>(read_rate(tree, set))},
-        {count / static_cast<std::uint64_t>(factor), static_cast<double>(scaled_rate / factor)}};
+    const auto stride = static_cast<std::uint64_t>(factor);
+    return RateChange{.path = tree.path(set),
+                      .before = {count, static_cast<double>(read_rate(tree, set))},
+                      .after = {count / stride, static_cast<double>(scaled_rate / factor)},
+                      .stride = stride};
 }
 
 } // namespace

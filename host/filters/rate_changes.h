@@ -19,6 +19,7 @@ struct RateChange {
     std::string path;
     TimeBase before;
     TimeBase after;
+    std::uint64_t stride = 0; // one of so many samples is kept; 0 where that is not known
 };
 
 // Of the sets that the downsample unit will reduce, in its order; none for other units, and

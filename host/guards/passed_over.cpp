@@ -25,9 +25,11 @@ bool names_sets(const ParameterValues& values) {
 // Sets that no unit is offered
 
 // Texts, references and the like are no signals that anybody would miss.
-bool is_set_of_numbers(const OtherObject& other) {
-    return other.description.starts_with("data set of ") &&
-           other.description.find("-bit ") != std::string::npos;
+// What a link leads to in another file is not looked at, and may be a set.
+bool may_be_set_of_numbers(const OtherObject& other) {
+    const std::string& text = other.description;
+    return (text.starts_with("data set of ") && text.find("-bit ") != std::string::npos) ||
+           (text.starts_with("link to '") && text.find("' in the file '") != std::string::npos);
 }
 
 // What the step asks of the sets of its group, beyond being there.
@@ -41,7 +43,7 @@ class Choice {
     }
 
     bool takes(ObjectId group, const OtherObject& other) const {
-        return !takes_names_ && is_set_of_numbers(other) &&
+        return !takes_names_ && may_be_set_of_numbers(other) &&
                (metric_.empty() || has_metric(group, other));
     }
 

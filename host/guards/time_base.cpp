@@ -22,11 +22,20 @@ bool is_rate(double rate) {
     return std::isfinite(rate) && rate > 0.0;
 }
 
+// Of a set of few samples a duration tells nothing.
+bool has_rate_of_kept(const RateChange& change) {
+    if (change.stride == 0 || change.before.sample_count < 2) {
+        return true;
+    }
+    const double rate = change.before.rate / static_cast<double>(change.stride);
+    return std::abs(change.after.rate - rate) <= TOLERANCE * rate;
+}
+
 // The last sample that is kept may stand for less than a whole period.
 bool is_same_time(const RateChange& change) {
     const double before = count_seconds(change.before);
-    return std::abs(count_seconds(change.after) - before) <=
-           TOLERANCE * before + 1.0 / change.after.rate;
+    return has_rate_of_kept(change) && std::abs(count_seconds(change.after) - before) <=
+                                           TOLERANCE * before + 1.0 / change.after.rate;
 }
 
 std::string describe(const TimeBase& base) {
@@ -49,7 +58,8 @@ std::string find_remedy(const RateChange& change, bool of_one_rate) {
 }
 
 nlohmann::ordered_json make_numbers(const RateChange& change) {
-    const auto& [path, before, after] = change;
+    const TimeBase& before = change.before;
+    const TimeBase& after = change.after;
     return {{"samples_before", before.sample_count},
             {"rate_before", before.rate},
             {"seconds_before", count_seconds(before)},
@@ -97,8 +107,9 @@ std::vector<GuardFinding> find_changed_time_bases(const GuardedStep& step) {
     std::vector<RateChange> changes;
     for (const SetObservation& set : step.done->sets) {
         if (has_new_rate(step, set)) {
-            changes.push_back(
-                {set.path, find_time_base(step, *set.before), find_time_base(step, set.after)});
+            changes.push_back({.path = set.path,
+                               .before = find_time_base(step, *set.before),
+                               .after = find_time_base(step, set.after)});
         }
     }
     return judge(changes);

@@ -8,7 +8,9 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
+#include <cstdint>
 #include <functional>
 #include <iterator>
 #include <limits>
@@ -215,13 +217,32 @@ hid_t memory_type() {
     }
 }
 
+// True for 64-bit floats in the other byte order. The library takes longer to turn them than the
+// rest of reading takes.
+bool is_turned_double(hid_t set) {
+    return checked(H5Tequal(set_type(set), H5T_IEEE_F64BE), "compare", "types") > 0 &&
+           std::endian::native == std::endian::little;
+}
+
+void turn_bytes(std::span<double> samples) {
+    for (double& sample : samples) {
+        sample = std::bit_cast<double>(__builtin_bswap64(std::bit_cast<std::uint64_t>(sample)));
+    }
+}
+
 template <typename Stored>
 void read_slab(hid_t set, hid_t space, const Hyperslab& slab, std::span<Stored> samples,
                std::string_view path) {
+    const bool turned = std::is_same_v<Stored, double> && is_turned_double(set);
+    const hid_t type = turned ? H5T_IEEE_F64BE : memory_type<Stored>();
     select_slab(space, slab, path);
-    checked(
-        H5Dread(set, memory_type<Stored>(), block_space(slab), space, H5P_DEFAULT, samples.data()),
-        "read", path);
+    checked(H5Dread(set, type, block_space(slab), space, H5P_DEFAULT, samples.data()), "read",
+            path);
+    if constexpr (std::is_same_v<Stored, double>) {
+        if (turned) {
+            turn_bytes(samples);
+        }
+    }
 }
 
 // The indices of a sample of a slab in the whole set.
@@ -272,13 +293,16 @@ RoundingChange read_rounded(hid_t set, hid_t space, const Hyperslab& slab, std::
     return change;
 }
 
-// It takes integers as they are, and of floats only what was rounded for it.
-void leave_out_integer_filter(hid_t properties, SampleType type) {
-    const bool is_float = type == SampleType::Float16 || type == SampleType::Float64;
+bool has_rounding_filter(hid_t properties) {
     const auto filters = list_filters(properties);
-    if (!is_float && std::ranges::find(filters, H5Z_FILTER_SCALEOFFSET) != filters.end()) {
+    return std::ranges::find(filters, H5Z_FILTER_SCALEOFFSET) != filters.end();
+}
+
+// It takes integers as they are, and rounds floats.
+void leave_out_rounding_filter(hid_t properties) {
+    if (has_rounding_filter(properties)) {
         checked(H5Premove_filter(properties, H5Z_FILTER_SCALEOFFSET), "remove",
-                "a filter for integers");
+                "a filter that rounds");
     }
 }
 
@@ -360,6 +384,10 @@ bool keeps_every_bit(hid_t set) {
     return std::ranges::all_of(list_filters(set_properties(set)), is_exact);
 }
 
+bool rounds_floats(hid_t set) {
+    return has_rounding_filter(set_properties(set));
+}
+
 Id create_float_set(hid_t group, const std::string& name, const Extents& extents) {
     return owned(H5Dcreate2(group, name.c_str(), H5T_IEEE_F32LE, make_space(extents, true),
                             link_naming(), new_set_properties(extents), whole_access()),
@@ -385,7 +413,7 @@ Id make_anew_resizable(hid_t file, hid_t older, hid_t older_properties, const Ex
 Id make_narrow(hid_t file, hid_t older, hid_t older_properties, SampleType older_type, SetUse use) {
     const Id properties = owned(H5Pcopy(older_properties), "copy", "the properties of a data set");
     leave_out_times(properties);
-    leave_out_integer_filter(properties, older_type);
+    leave_out_rounding_filter(properties);
     round_fill_value(properties, older_type);
     return owned(
         H5Dcreate_anon(file, H5T_IEEE_F32LE, set_space(older), properties, set_access(use)),

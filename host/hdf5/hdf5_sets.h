@@ -28,6 +28,9 @@ std::vector<std::string> list_source_files(hid_t set);
 // that this host does not know.
 bool keeps_every_bit(hid_t set);
 
+// True where a filter rounds floats that are written, to a number of digits.
+bool rounds_floats(hid_t set);
+
 // A new set of 32-bit floats in chunks, which can be resized.
 Id create_float_set(hid_t group, const std::string& name, const Extents& extents);
 
@@ -38,8 +41,8 @@ enum class SetUse {
 Id open_set(hid_t file, const std::string& path, SetUse use);
 
 // New sets of 32-bit floats without a name, to take the place of an older one whose properties are
-// given: they have its filters, and neither its samples nor its attributes. What gets no name is
-// gone when it is closed.
+// given: they have its filters, but that which rounds, and neither its samples nor its attributes.
+// What gets no name is gone when it is closed.
 //
 // In chunks of its own, with other extents, of the same type; with the same fill value unless it
 // grows, for new room reads as zero.

@@ -238,7 +238,7 @@ void Hdf5Tree::resize(ObjectId id, const Extents& extents) {
     if (extents == set.extents) {
         return;
     }
-    if (set.type != SampleType::Float32) {
+    if (!takes_floats(id)) {
         narrow(id, true);
     }
     const OpenSet& open = open_set(id, hdf5::SetUse::Whole);
@@ -277,7 +277,7 @@ void Hdf5Tree::write(ObjectId id, const Hyperslab& slab, std::span<const float> 
     }
     touch(samples);
     const InFile here(name_.native());
-    if (set.type != SampleType::Float32) {
+    if (!takes_floats(id)) {
         narrow(id, !is_whole(slab, set.extents));
     }
     const OpenSet& open = open_set(id, use_of(slab, set.extents));
@@ -540,6 +540,15 @@ void Hdf5Tree::make_anew(ObjectId id, const Extents& extents) {
     hdf5::close_set(std::move(new_set), old_node.path);
 }
 
+bool Hdf5Tree::takes_floats(ObjectId id) {
+    Node& set = nodes_[static_cast<std::uint64_t>(id) - 1];
+    if (!set.takes_floats) {
+        set.takes_floats = set.type == SampleType::Float32 &&
+                           !hdf5::rounds_floats(open_set(id, hdf5::SetUse::Whole).set);
+    }
+    return *set.takes_floats;
+}
+
 // The samples of the old set are gone before the new one has any, unless they are kept: what is
 // written then takes their room in the file.
 void Hdf5Tree::narrow(ObjectId id, bool keeps_samples) {
@@ -551,7 +560,7 @@ void Hdf5Tree::narrow(ObjectId id, bool keeps_samples) {
     RoundingChange change;
     if (known != roundings_.end()) {
         change = known->second;
-    } else if (!keeps_samples) {
+    } else if (!keeps_samples && set.type != SampleType::Float32) {
         change = hdf5::measure_rounding(old_set, set.type, set.extents, set.path);
     }
     const hdf5::SetUse new_use = keeps_samples ? hdf5::SetUse::Parts : hdf5::SetUse::Whole;
@@ -565,6 +574,7 @@ void Hdf5Tree::narrow(ObjectId id, bool keeps_samples) {
     keep_open(id, new_use, std::move(new_set));
     narrowed_.push_back({set.path, set.type, change});
     set.type = SampleType::Float32;
+    set.takes_floats = true;
 }
 
 // Gives a new set the names of an older one, and all that refers to it.

@@ -9,9 +9,10 @@
 // What is listed and cannot be read, damaged or on a disk that does not answer, is a
 // StorageError: nothing is left out without a word.
 //
-// A set of another type than 32-bit floats is made anew as one of those before its first change,
-// under all its names, with its attributes and properties; what refers to it in attributes and data
-// sets refers to the new one. Refused where a reference leads to a part of it.
+// A set of another type than 32-bit floats, or with a filter that rounds them, is made anew as one
+// of those before its first change, under all its names, with its attributes and properties; what
+// refers to it in attributes and data sets refers to the new one. Refused where a reference leads
+// to a part of it.
 //
 // New data sets are stored in chunks and can be resized. Resizing a set of another layout makes it
 // anew likewise. Objects carry no times: the same requests give the same bytes.
@@ -44,7 +45,7 @@ enum class Hdf5Access {
     Create // the file must not exist
 };
 
-// A set that was of another type than 32-bit floats.
+// A set that was of another type than 32-bit floats, or had a filter that rounds them.
 struct NarrowedSet {
     std::string path;
     SampleType type{}; // that it was of
@@ -136,6 +137,7 @@ class Hdf5Tree final : public DataTree {
         Extents extents;                       // of a data set
         std::string description;               // of another object
         SampleType type = SampleType::Float32; // of a data set
+        std::optional<bool> takes_floats = {}; // it stores 32-bit floats as they are; once known
     };
     struct OpenSet;
     struct OpenGroup;
@@ -158,6 +160,7 @@ class Hdf5Tree final : public DataTree {
     std::vector<std::string> list_children(ObjectId group, ObjectKind kind);
     ObjectId create_groups(ObjectId parent, const std::vector<std::string>& names);
     void make_anew(ObjectId id, const Extents& extents);
+    bool takes_floats(ObjectId id);
     void narrow(ObjectId id, bool keeps_samples);
     void take_place(ObjectId id, const hdf5::ObjectInfo& old_info, const hdf5::Id& new_set);
     void refuse_regions(ObjectId id, std::uint64_t address);

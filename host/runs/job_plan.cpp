@@ -143,6 +143,14 @@ struct Place {
     auto operator<=>(const Place&) const = default;
 };
 
+std::optional<FileIdentity> identify_quietly(const fs::path& file) {
+    try {
+        return identify_file(file);
+    } catch (const Failure&) {
+        return std::nullopt; // told later
+    }
+}
+
 // What is wrong with a place that cannot be looked at is told when its file is worked on.
 Place identify_place(const fs::path& file) {
     std::error_code error;
@@ -150,11 +158,8 @@ Place identify_place(const fs::path& file) {
     if (error) {
         path = file.lexically_normal();
     }
-    try {
-        if (const auto folder = identify_file(path.parent_path())) {
-            return {folder->device, folder->number, path.filename()};
-        }
-    } catch (const Failure&) { // told later
+    if (const auto folder = identify_quietly(path.parent_path())) {
+        return {folder->device, folder->number, path.filename()};
     }
     return {.name = path};
 }
@@ -165,6 +170,25 @@ class Places {
     explicit Places(std::span<const std::string> inputs) {
         for (std::size_t i = 0; i < inputs.size(); ++i) {
             readers_.emplace(identify_place(inputs[i]), i);
+        }
+    }
+
+    // Two names of one file would part, each with a result of its own.
+    void take_in_place(const fs::path& file) {
+        const auto found = identify_quietly(file);
+        if (found && !replaced_.insert({found->device, found->number}).second) {
+            throw Failure(
+                ExitCode::Usage,
+                fmt::format("{}: another input is the same file, by another name", file.string()));
+        }
+    }
+
+    // An input by another name is no older backup.
+    void refuse_input(const fs::path& backup) const {
+        const auto found = identify_quietly(backup);
+        if (found && replaced_.contains({found->device, found->number})) {
+            throw Failure(ExitCode::Usage,
+                          fmt::format("{}: is an input, by another name", backup.string()));
         }
     }
 
@@ -184,6 +208,7 @@ class Places {
     }
 
   private:
+    std::set<std::pair<std::uint64_t, std::uint64_t>> replaced_;
     std::map<Place, std::size_t> readers_;
     std::set<Place> written_;
 };
@@ -220,11 +245,15 @@ std::vector<Job> plan_jobs(const JobPlanOptions& options) {
     check_in_place(options);
     std::vector<Job> jobs;
     Places places(files);
+    for (std::size_t i = 0; options.in_place && i < files.size(); ++i) {
+        places.take_in_place(files[i]);
+    }
     for (std::size_t i = 0; i < files.size(); ++i) {
         Job job = make_job(files[i], options);
         places.take(job.output, i);
         if (options.backup) {
             places.take(backup_of(job.input), i);
+            places.refuse_input(backup_of(job.input));
         }
         if (i % shard.count == shard.number - 1) {
             jobs.push_back(std::move(job));

@@ -8,15 +8,26 @@
 #include <fmt/format.h>
 
 #include <exception>
+#include <system_error>
 
 namespace talvora::host {
 namespace {
 
 using TellNotes = std::function<void(const std::vector<std::string>&)>;
 
+// What it leads to is no older backup.
+void refuse_link(const std::filesystem::path& backup) {
+    std::error_code ignored;
+    if (std::filesystem::is_symlink(std::filesystem::symlink_status(backup, ignored))) {
+        throw Failure(ExitCode::Output,
+                      fmt::format("{}: is a link, which no backup follows", backup.string()));
+    }
+}
+
 void publish_with_backup(PendingFile& result, const ResultSource& source,
                          const TellNotes& tell_notes) {
     const std::string kept = source.input.string();
+    refuse_link(backup_of(source.input));
     PendingFile backup(backup_of(source.input), {.replace = source.replace_backup,
                                                  .keep_replaced = true,
                                                  .like = source.input,
@@ -24,6 +35,8 @@ void publish_with_backup(PendingFile& result, const ResultSource& source,
     make_output({kept, kept}, [&] {
         refuse_change(source.input, copy_content(source.input, backup.path()) != source.content);
     });
+    backup.prepare();
+    result.prepare();
     const SignalsHeldBack held_back; // between the two
     tell_notes(backup.publish());
     try {

@@ -246,7 +246,7 @@ void PendingFile::begin_sync() {
     begun_sync_ = std::async(std::launch::async, sync_path, temporary_, 0);
 }
 
-std::vector<std::string> PendingFile::publish() {
+void PendingFile::prepare() {
     if (begun_sync_.valid()) {
         begun_sync_.get(); // the system tells once that bytes were lost
     }
@@ -257,6 +257,13 @@ std::vector<std::string> PendingFile::publish() {
                         destination_.string(), replaced_->name_count));
     }
     sync_path(temporary_, 0);
+    prepared_ = true;
+}
+
+std::vector<std::string> PendingFile::publish() {
+    if (!prepared_) {
+        prepare();
+    }
     take_place();
     sync_folder_of(destination_, notes_);
     lock_.reset();

@@ -72,9 +72,12 @@ class PendingFile {
     void begin_sync();
 
     // Gives the file the rights of the destination it replaces, or of what the options name for
-    // a new one, syncs it, renames it over the destination and syncs the folder. Returns what
-    // people should know, a sentence each: what could not be kept. Throws a Failure of the
-    // output; nothing has changed then.
+    // a new one, and syncs it. Throws a Failure of the output.
+    void prepare();
+
+    // Prepares the file unless that was done, renames it over the destination and syncs the folder.
+    // Returns what people should know, a sentence each: what could not be kept. Throws a Failure of
+    // the output; nothing has changed then.
     std::vector<std::string> publish();
 
     // Puts back what stood there before it was published: nothing, or what was kept. False where
@@ -94,6 +97,7 @@ class PendingFile {
     std::vector<std::string> notes_;
     std::future<void> begun_sync_;
     int note_ = -1; // where the signal handlers find the path
+    bool prepared_ = false;
     bool in_place_ = false;
     bool keeps_replaced_ = false; // in the temporary file
 };

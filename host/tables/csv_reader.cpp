@@ -98,7 +98,10 @@ class RowTaker {
             for (; blank_count_ > 0; --blank_count_) {
                 add_row(table_, Row{""}, source_);
             }
+        } else if (blank_count_ > 0 && table_.row_count > 0 && table_.first_blank_row == 0) {
+            table_.first_blank_row = table_.first_row + table_.row_count;
         }
+        blank_count_ = 0;
         add_row(table_, cells_of(row, table_.columns.size()), source_);
     }
 

@@ -38,8 +38,9 @@ struct CommaCells {
 
 struct NumberTable {
     std::vector<NumberColumn> columns;
-    std::size_t row_count = 0; // without the rows of names and units
-    std::size_t first_row = 2; // of the numbers
+    std::size_t row_count = 0;       // without the rows of names and units
+    std::size_t first_row = 2;       // of the numbers
+    std::size_t first_blank_row = 0; // between rows; 0 without, and with one column alone
     char decimal_sign = '.';
     CommaCells comma_cells = {};
     std::vector<std::string> notes = {}; // what people should know of how it was read

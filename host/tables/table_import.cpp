@@ -324,6 +324,13 @@ ImportReport import_table(const NumberTable& table, const ImportOptions& options
     }
     const ColumnsByName columns(table, source);
     const NumberColumn* time = find_time_column(table, columns, options, source);
+    if (time == nullptr && table.first_blank_row != 0) {
+        throw Failure(ExitCode::Input,
+                      fmt::format("{}: row {} is blank: rows that are equally spaced have no room "
+                                  "between them",
+                                  source, table.first_blank_row),
+                      {"take it out, or write it as a row of empty cells"});
+    }
     const TimeGrid grid = time != nullptr
                               ? place_by_times(*time, table.first_row, options, source, report)
                               : make_uniform_grid(*options.sample_rate, table.row_count);

@@ -22,7 +22,7 @@ RC_GTEST_PROP(MeanLaws, LiesBetweenMinimumAndMaximumButForRounding, ()) {
     for (const double sample : samples) {
         magnitude += std::abs(sample) / count;
     }
-    constexpr double EPSILON = std::numeric_limits<float>::epsilon();
+    constexpr auto EPSILON = static_cast<double>(std::numeric_limits<float>::epsilon());
     const double bound = count * EPSILON * magnitude;
     RC_ASSERT(std::ranges::any_of(samples, [&](double x) { return x <= mean + bound; }));
     RC_ASSERT(std::ranges::any_of(samples, [&](double x) { return x >= mean - bound; }));

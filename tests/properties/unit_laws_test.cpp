@@ -198,8 +198,8 @@ bool has_to_be_filled(const Line& line, std::pair<std::ptrdiff_t, std::ptrdiff_t
     return lies_inside && (most < 0 || after - before - 1 <= most);
 }
 
-constexpr double EPSILON = std::numeric_limits<float>::epsilon();
-constexpr double SMALLEST_FLOAT = std::numeric_limits<float>::denorm_min();
+constexpr auto EPSILON = static_cast<double>(std::numeric_limits<float>::epsilon());
+constexpr auto SMALLEST_FLOAT = static_cast<double>(std::numeric_limits<float>::denorm_min());
 
 // Four roundings: the difference of the samples (twice the larger of them at most), the
 // quotient, the product, the sum.
@@ -214,8 +214,8 @@ RC_GTEST_PROP(FillGapLaws, FillsByTheStraightLineAndLeavesTheRest, ()) {
             continue;
         }
         const auto [before, after] = around;
-        const double left = line[static_cast<std::size_t>(before)];
-        const double right = line[static_cast<std::size_t>(after)];
+        const auto left = static_cast<double>(line[static_cast<std::size_t>(before)]);
+        const auto right = static_cast<double>(line[static_cast<std::size_t>(after)]);
         const double share = static_cast<double>(static_cast<std::ptrdiff_t>(i) - before) /
                              static_cast<double>(after - before);
         const double bound =

@@ -152,6 +152,8 @@ TEST_F(ManyFiles, PutsNothingInThePlaceOfAnotherInput) {
     fs::create_symlink("../1.h5", folder_ / "out/0.h5");
     fs::create_directory_symlink(".", folder_ / "same");
     write_file(folder_ / "list", "0.h5\n");
+    fs::create_hard_link(folder_ / "0.h5", folder_ / "second_name.h5");
+    fs::create_hard_link(folder_ / "1.h5", folder_ / "2.h5.bak");
     const auto before = contents(".");
     const Program::Words choices[] = {
         {"0.h5", "0.h5.bak", "--in-place", "--backup", "--force"},
@@ -159,6 +161,8 @@ TEST_F(ManyFiles, PutsNothingInThePlaceOfAnotherInput) {
         {"0.h5", "1.h5", "--out-dir", "out", "--force"},
         {"0.h5", "same/0.h5", "--in-place"},
         {"--files-from", "list", "-o", "list", "--force"},
+        {"0.h5", "second_name.h5", "--in-place"},
+        {"2.h5", "1.h5", "--in-place", "--backup", "--force"},
     };
     for (const Program::Words& choice : choices) {
         Program::Words words = {"run", "apply-set-rectify", "SourceGroup=Signals"};
@@ -195,6 +199,16 @@ TEST_F(ManyFiles, ReplacesNoFileThatAnotherProgramWrites) {
     EXPECT_TRUE(contents(".") == before);
     close(file);
     EXPECT_EQ(run(words).exit_code, 0);
+}
+
+TEST_F(ManyFiles, PutsNoBackupWhereALinkLeads) {
+    fs::create_symlink("1.h5", folder_ / "0.h5.bak");
+    const auto before = contents(".");
+    const auto result = run({"run", "apply-set-rectify", "SourceGroup=Signals", "0.h5",
+                             "--in-place", "--backup", "--force"});
+    EXPECT_EQ(result.exit_code, 5);
+    EXPECT_THAT(result.errors, HasSubstr("0.h5.bak: is a link, which no backup follows"));
+    EXPECT_TRUE(contents(".") == before);
 }
 
 TEST_F(ManyFiles, TakesNoListWithZeroBytes) {

@@ -338,6 +338,16 @@ class WhatIsKept(SampleTypes):
                 self.assertEqual(file[file["ragged"][0][0]], new)
                 np.testing.assert_array_equal(new, -np.arange(5.0))
 
+    def test_no_filter_rounds_a_result(self):
+        samples = np.random.default_rng(1).standard_normal((1, 1, 1000))
+        for dtype in ("f4", "f8"):
+            with self.subTest(dtype):
+                with self.make() as file:
+                    add_set(file, "Imu/X", samples.astype(dtype), chunks=(1, 1, 100), scaleoffset=2)
+                self.assertIn("Imu/X: ", self.opposite("-o", "out.h5", "--force").stderr)
+                with self.read("in.h5") as before, self.read() as after:
+                    self.assert_same_floats(-after["Imu/X"][...], as_floats(before["Imu/X"][...]))
+
     def test_a_region_of_a_set_keeps_it_from_being_replaced(self):
         with self.make() as file:
             data = add_set(file, "Imu/X", np.arange(5.0))
@@ -400,6 +410,16 @@ class WhatIsKept(SampleTypes):
                 self.assertEqual(after["Imu"][name].dtype, before["Imu"][name].dtype)
                 np.testing.assert_array_equal(after["Imu"][name][()], before["Imu"][name][()])
             self.assertEqual(after[after["Imu/references"][0]], after["Imu"])
+
+
+class Tidy(SampleTypes):
+    def test_rows_hold_what_is_stored(self):
+        with self.make() as file:
+            add_set(file, "Imu/I", np.array([[[2**53 + 1, 16777217, -5]]]))
+            add_set(file, "Imu/D", np.array([[[1e300, 0.1, np.nan]]]))
+        output = self.call("export", "in.h5", "--tidy", "-o", "-").stdout
+        values = [row["value"] for row in csv.DictReader(output.splitlines())]
+        self.assertEqual(values, ["1e+300", "0.1", "", "9007199254740993", "16777217", "-5"])
 
 
 class InPlace(SampleTypes):

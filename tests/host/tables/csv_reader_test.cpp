@@ -48,7 +48,9 @@ TEST(ParseCsv, TakesABlankLineOfATableWithOneColumnAsMissing) {
         ASSERT_EQ(table.columns.size(), 1U) << text;
         EXPECT_THAT(table.columns[0].values, ElementsAre(1, IsNan(), IsNan(), 4)) << text;
     }
-    EXPECT_EQ(parse_csv("X,Y\n1,2\n\n3,4\n", "t").row_count, 2U);
+    const NumberTable table = parse_csv("X,Y\n1,2\n\n3,4\n\n", "t");
+    EXPECT_EQ(table.row_count, 2U);
+    EXPECT_EQ(table.first_blank_row, 3U);
 }
 
 TEST(ParseCsv, FindsTheDelimiterInTheFirstRow) {
