@@ -293,7 +293,7 @@ class WhatIsKept(SampleTypes):
             file["Imu/A"] = h5py.SoftLink("/Elsewhere/Y")  # met before its set
             add_set(file, "Elsewhere/Y", np.arange(30))
             file["Imu/Out"] = h5py.ExternalLink("other.h5", "/x")
-        result = self.opposite()
+        result = self.opposite("-o", "out.h5", "--accept", "passed-over")
         self.assertEqual(result.stderr.count("in the result"), 2)
         with self.read() as file:
             for name in ("Deep/er/Hard", "Imu/Hard", "Aside"):
