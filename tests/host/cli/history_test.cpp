@@ -91,7 +91,7 @@ TEST_F(History, IsShownWholeOrNotAtAll) {
     Hdf5Tree tree(folder_ / "walk.h5", Hdf5Access::ReadWrite);
     auto texts = std::get<TextArray>(*tree.read_attribute(tree.root(), HISTORY_ATTRIBUTE));
     auto odd = nlohmann::json::parse(texts.values.front());
-    odd["filters"] = {nlohmann::json::object()};
+    odd["filters"] = nlohmann::json::array({nlohmann::json::object()});
     texts.extents = {2};
     texts.values.push_back(odd.dump());
     tree.write_attribute(tree.root(), HISTORY_ATTRIBUTE, texts);
