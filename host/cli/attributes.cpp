@@ -179,7 +179,7 @@ Job plan_job(const AttributesCommand& command, const TreePlace& place) {
 }
 
 std::vector<AttributeChange> change_copy(const Job& job, const std::string& pattern,
-                                         const AttributeEdit& edit, PendingFile& pending) {
+                                         const AttributeEdit& edit, const PendingFile& pending) {
     const std::string source = job.input.string();
     Hdf5Tree tree(pending.path(), Hdf5Access::ReadWrite);
     const auto paths = choose_owners(tree, pattern, source);

@@ -17,8 +17,7 @@ namespace talvora::host {
 namespace {
 
 // More components, or letters of a name, than anything has.
-constexpr std::uint64_t MAX_TEXTS = 65'536;
-constexpr std::uint64_t MAX_LETTERS = 65'536;
+constexpr std::uint64_t MAX_VALUES = 65'536;
 
 // A path from a group on, of which ".." leads to the group above.
 std::string resolve(const std::string& group, const std::string& path) {
@@ -97,7 +96,7 @@ std::optional<std::vector<std::string>> as_texts(const AttributeValue& value, bo
 }
 
 // What texts are stored as letter by letter.
-bool holds_letters(Hdf5Tree& tree, ObjectId object) {
+bool holds_letters(const Hdf5Tree& tree, ObjectId object) {
     return tree.kind(object) == ObjectKind::DataSet &&
            tree.sample_type(object) == SampleType::UInt16;
 }
@@ -173,7 +172,7 @@ std::vector<double> SourceValues::read_numbers(const FoundPlace& found, std::uin
 }
 
 double SourceValues::read_number(const FoundPlace& found) {
-    const std::vector<double> numbers = read_numbers(found, MAX_TEXTS);
+    const std::vector<double> numbers = read_numbers(found, MAX_VALUES);
     if (numbers.size() != 1) {
         throw TreeError(
             fmt::format("{} holds {} numbers (wanted: one)", found.description, numbers.size()));
@@ -186,7 +185,7 @@ std::vector<std::string> SourceValues::read_texts(const FoundPlace& found) {
         return read_referred_texts(found);
     }
     const bool is_letters = found.is_dataset() && holds_letters(tree_, found.object);
-    auto texts = as_texts(read(found, is_letters ? MAX_LETTERS : MAX_TEXTS), is_letters);
+    auto texts = as_texts(read(found, MAX_VALUES), is_letters);
     if (!texts) {
         throw TreeError(fmt::format("{} holds no texts (wanted: texts, or a line of letters)",
                                     found.description));
@@ -196,12 +195,12 @@ std::vector<std::string> SourceValues::read_texts(const FoundPlace& found) {
 
 std::vector<std::string> SourceValues::read_referred_texts(const FoundPlace& found) {
     std::vector<std::string> all;
-    for (const auto& object : tree_.follow_references(found.object, MAX_TEXTS)) {
+    for (const auto& object : tree_.follow_references(found.object, MAX_VALUES)) {
         const std::size_t number = all.size() + 1;
         if (!object || !holds_letters(tree_, *object)) {
             throw TreeError(fmt::format("cell {} of {} holds no text", number, found.description));
         }
-        const auto text = as_texts(tree_.read_values(*object, MAX_LETTERS), true);
+        const auto text = as_texts(tree_.read_values(*object, MAX_VALUES), true);
         if (!text) {
             throw TreeError(
                 fmt::format("cell {} of {} holds more than one text", number, found.description));
