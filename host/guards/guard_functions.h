@@ -13,6 +13,10 @@ namespace talvora::host {
 // parameters name.
 std::vector<GuardFinding> find_unusable_filters(const GuardedStep& step);
 
+// Before samples: one for each set whose time seems to run along another dimension than the last,
+// which the unit takes for it.
+std::vector<GuardFinding> find_time_first_sets(const GuardedStep& step);
+
 // Before samples: one for each set of which the filter would take samples of several components
 // in a row.
 std::vector<GuardFinding> find_mixed_components(const GuardedStep& step);

@@ -39,7 +39,7 @@ RECIPE = f"""steps:
 """
 # What is wrong with a file: the exit code, and what its error says.
 REFUSALS = {
-    "time first": (1, "smooth: nothing-done: no sample changed"),
+    "time first": (1, "fill: time-first: Imu/"),
     "no rate": (1, "At least one data set has no 'SampleRate'"),
     "too slow": (1, "smooth: unusable-filter: at 10 Hz"),
     "broken": (3, "error: "),
