@@ -151,7 +151,7 @@ ExitCode run_command(int argument_count, char** arguments, Session& session) {
     } catch (const CLI::ParseError& error) {
         throw explain_usage(program, error, argument_count > 1 ? arguments[1] : "");
     }
-    finish_standard_output();
+    finish_standard_output(is_any_file_in_place() ? "; what was written to files is complete" : "");
     return session.exit_code;
 }
 
