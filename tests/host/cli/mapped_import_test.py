@@ -7,17 +7,12 @@ What is expected of samples is worked out by NumPy, in doubles, and then rounded
 
 import hashlib
 import json
-import os
-import pathlib
-import subprocess
-import sys
-import tempfile
-import unittest
 
 import h5py
 import numpy as np
 
-HOST = PLUGIN = None
+import host_test
+
 RANDOM = np.random.default_rng(5)
 
 
@@ -25,25 +20,7 @@ def round_once(values):
     return np.asarray(values, np.float64).astype(np.float32)
 
 
-class MappedImport(unittest.TestCase):
-    def setUp(self):
-        temporary = tempfile.TemporaryDirectory()
-        self.addCleanup(temporary.cleanup)
-        self.folder = pathlib.Path(temporary.name)
-
-    def call(self, *words, code=0):
-        variables = {**os.environ, "TALVORA_PLUGIN_PATH": PLUGIN}
-        result = subprocess.run([HOST, *words], cwd=self.folder, env=variables, timeout=120,
-                                capture_output=True, encoding="utf-8")
-        self.assertEqual(result.returncode, code, result.stderr)
-        return result
-
-    def make(self, name="in.h5", **options):
-        return h5py.File(self.folder / name, "w", **options)
-
-    def read(self, name="out.h5"):
-        return h5py.File(self.folder / name, "r")
-
+class MappedImport(host_test.HostTest):
     def write(self, name, text):
         (self.folder / name).write_text(text, encoding="utf-8")
 
@@ -642,5 +619,4 @@ class Files(MappedImport):
 
 
 if __name__ == "__main__":
-    HOST, PLUGIN = sys.argv[1:3]
-    unittest.main(argv=[sys.argv[0], *sys.argv[3:]])
+    host_test.main()

@@ -8,18 +8,13 @@ What is expected of samples is NumPy's conversion, and SciPy's filter.
 import csv
 import json
 import os
-import pathlib
-import re
-import subprocess
-import sys
-import tempfile
-import unittest
 
 import h5py
 import numpy as np
 from scipy import signal
 
-HOST = PLUGIN = None
+import host_test
+
 NAMES = ["float16", "float32", "float64", "int8", "int16", "int32", "int64", "uint8", "uint16",
          "uint32", "uint64"]
 TYPES = [np.dtype(name).newbyteorder(order) for name in NAMES for order in "<>"]
@@ -64,25 +59,7 @@ def add_set(file, path, samples, rate=100.0, **options):
     return made
 
 
-class SampleTypes(unittest.TestCase):
-    def setUp(self):
-        temporary = tempfile.TemporaryDirectory()
-        self.addCleanup(temporary.cleanup)
-        self.folder = pathlib.Path(temporary.name)
-
-    def call(self, *words, code=0):
-        variables = {**os.environ, "TALVORA_PLUGIN_PATH": PLUGIN}
-        result = subprocess.run([HOST, *words], cwd=self.folder, env=variables, timeout=60,
-                                capture_output=True, encoding="utf-8")
-        self.assertEqual(result.returncode, code, result.stderr)
-        return result
-
-    def make(self, name="in.h5", **options):
-        return h5py.File(self.folder / name, "w", **options)
-
-    def read(self, name="out.h5"):
-        return h5py.File(self.folder / name, "r")
-
+class SampleTypes(host_test.HostTest):
     def opposite(self, *words, code=0):
         """A unit that changes the sign alone, on the sets of the group Imu."""
         return self.call("run", "apply-set-opposite", "SourceGroup=Imu", "in.h5",
@@ -550,5 +527,4 @@ class Shows(SampleTypes):
 
 
 if __name__ == "__main__":
-    HOST, PLUGIN = sys.argv[1:3]
-    unittest.main(argv=sys.argv[:1] + sys.argv[3:])
+    host_test.main()

@@ -7,10 +7,7 @@ named refusal and no result. Whoever does what the refusals say gets right resul
 file that is broken.
 """
 
-import os
 import pathlib
-import subprocess
-import sys
 import tempfile
 import unittest
 
@@ -19,7 +16,8 @@ import numpy as np
 import pandas
 from scipy import signal
 
-HOST = PLUGIN = None
+import host_test
+
 COUNT = 60
 SETS = {"Gyroscope": "deg/s", "Accelerometer": "m/s2"}
 LABELS = ["X", "Y", "Z"]
@@ -169,9 +167,7 @@ class Study(unittest.TestCase):
 
     @classmethod
     def call(cls, *words):
-        variables = {**os.environ, "TALVORA_PLUGIN_PATH": PLUGIN}
-        return subprocess.run([HOST, *words], cwd=cls.folder, env=variables, timeout=300,
-                              capture_output=True, encoding="utf-8", check=False)
+        return host_test.run_host(cls.folder, *words)
 
     def done(self, *words):
         result = self.call(*words)
@@ -256,5 +252,4 @@ class Study(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    HOST, PLUGIN = map(os.path.abspath, sys.argv[1:3])
-    unittest.main(argv=[sys.argv[0], *sys.argv[3:]])
+    host_test.main()

@@ -4,38 +4,14 @@
 """
 
 import csv
-import os
-import pathlib
-import subprocess
-import sys
-import tempfile
-import unittest
 
 import h5py
 import numpy as np
 
-HOST = PLUGIN = None
+import host_test
 
 
-class Tables(unittest.TestCase):
-    def setUp(self):
-        temporary = tempfile.TemporaryDirectory()
-        self.addCleanup(temporary.cleanup)
-        self.folder = pathlib.Path(temporary.name)
-
-    def call(self, *words):
-        result = subprocess.run([HOST, *words], cwd=self.folder, text=True,
-                                stdout=subprocess.PIPE, stderr=subprocess.PIPE, check=False,
-                                env={**os.environ, "TALVORA_PLUGIN_PATH": PLUGIN})
-        return result
-
-    def host(self, *words):
-        result = self.call(*words)
-        self.assertEqual(result.returncode, 0, result.stderr)
-        return result
-
-
-class Grids(Tables):
+class Grids(host_test.HostTest):
     def setUp(self):
         super().setUp()
         random = np.random.default_rng(7)
@@ -54,10 +30,10 @@ class Grids(Tables):
             return grid, signal[0, 0]
 
     def test_rows_are_refused_as_they_are(self):
-        self.assertEqual(self.call("import", "rows.csv", "-o", "rows.h5").returncode, 3)
+        self.call("import", "rows.csv", "-o", "rows.h5", code=3)
 
     def test_linear_is_what_numpy_interpolates(self):
-        self.host("import", "rows.csv", "-o", "rows.h5", "--grid", "linear", "--rate", "128",
+        self.call("import", "rows.csv", "-o", "rows.h5", "--grid", "linear", "--rate", "128",
                   "--max-gap", "100")
         grid, made = self.read()
         expected = np.interp(grid, self.times, self.values.astype(np.float64))
@@ -65,7 +41,7 @@ class Grids(Tables):
         np.testing.assert_allclose(made, expected, rtol=1e-5, atol=1e-4)
 
     def test_linear_leaves_wide_gaps(self):
-        self.host("import", "rows.csv", "-o", "rows.h5", "--grid", "linear", "--rate", "128")
+        self.call("import", "rows.csv", "-o", "rows.h5", "--grid", "linear", "--rate", "128")
         grid, made = self.read()
         row = np.searchsorted(self.times, grid, side="right") - 1
         behind = np.minimum(row + 1, self.times.size - 1)
@@ -73,7 +49,7 @@ class Grids(Tables):
         np.testing.assert_array_equal(np.isnan(made), is_far & (grid != self.times[row]))
 
     def test_nearest_takes_the_nearest_row(self):
-        self.host("import", "rows.csv", "-o", "rows.h5", "--grid", "nearest", "--rate", "128")
+        self.call("import", "rows.csv", "-o", "rows.h5", "--grid", "nearest", "--rate", "128")
         grid, made = self.read()
         places = np.rint((self.times - self.times[0]) * 128).astype(int)
         expected = np.full(grid.size, np.nan, np.float32)
@@ -83,7 +59,7 @@ class Grids(Tables):
         np.testing.assert_array_equal(made, expected)
 
 
-class Tidy(Tables):
+class Tidy(host_test.HostTest):
     def make(self, name, seed):
         random = np.random.default_rng(seed)
         with h5py.File(self.folder / name, "w") as file:
@@ -103,7 +79,7 @@ class Tidy(Tables):
 
     def test_has_a_row_for_each_value_of_all_files(self):
         made = {name: self.make(name, seed) for seed, name in enumerate(("a2.h5", "a10.h5"))}
-        self.host("export", "a*.h5", "--tidy", "-o", "all.csv")
+        self.call("export", "a*.h5", "--tidy", "-o", "all.csv")
         rows = self.read()
         self.assertEqual(list(rows[0]), ["file", "set", "component", "label", "unit", "sample",
                                          "time", "value"])
@@ -128,27 +104,26 @@ class Tidy(Tables):
         (self.folder / "results").mkdir()
         for name in ("results/a.h5", "results/b.h5", "results/.hidden.h5"):
             self.make(name, 1)
-        result = self.host("export", "resul*/*.h5::Means/**", "--tidy", "-o", "all.csv")
+        result = self.call("export", "resul*/*.h5::Means/**", "--tidy", "-o", "all.csv")
         self.assertEqual(result.stdout, "all.csv: 12 rows of 2 files\n")
         self.assertEqual({(row["file"], row["set"]) for row in self.read()},
                          {("results/a.h5", "Means/All"), ("results/b.h5", "Means/All")})
 
     def test_names_each_set_once(self):
         self.make("a.h5", 1)
-        result = self.host("export", "a.h5::Means/All", "a.h5::Means", "a.h5", "--tidy", "-o",
+        result = self.call("export", "a.h5::Means/All", "a.h5::Means", "a.h5", "--tidy", "-o",
                            "all.csv")
         self.assertEqual(result.stdout, "all.csv: 16 rows of 1 file\n")
 
     def test_keeps_formulas_out_when_asked(self):
         self.make("a.h5", 1)
-        self.host("export", "a.h5::Means", "--tidy", "--no-formulas", "-o", "all.csv")
+        self.call("export", "a.h5::Means", "--tidy", "--no-formulas", "-o", "all.csv")
         self.assertIn("'=both, \"really\"", {row["label"] for row in self.read()})
 
     def test_several_files_need_it(self):
         for name in ("a.h5", "b.h5"):
             self.make(name, 1)
-        result = self.call("export", "a.h5::Imu", "b.h5::Imu", "-o", "all.csv")
-        self.assertEqual(result.returncode, 2)
+        result = self.call("export", "a.h5::Imu", "b.h5::Imu", "-o", "all.csv", code=2)
         self.assertEqual(result.stderr.splitlines(),
                          ["error: 2 files share no column of times (first: a.h5, b.h5)",
                           "hint: --tidy writes them with a row for each value, and its file in "
@@ -159,23 +134,19 @@ class Tidy(Tables):
         self.make("a.h5", 1)
         (self.folder / "b.h5").write_bytes(b"no data sets here")
         (self.folder / "all.csv").write_text("mine", encoding="utf-8")
-        result = self.call("export", "*.h5", "--tidy", "--force", "-o", "all.csv")
-        self.assertEqual(result.returncode, 3)
+        result = self.call("export", "*.h5", "--tidy", "--force", "-o", "all.csv", code=3)
         self.assertIn("error: cannot open the file 'b.h5': ", result.stderr)
         self.assertEqual((self.folder / "all.csv").read_text(encoding="utf-8"), "mine")
-        result = self.call("export", "x*.h5", "--tidy", "-o", "none.csv")
-        self.assertEqual(result.returncode, 3)
+        result = self.call("export", "x*.h5", "--tidy", "-o", "none.csv", code=3)
         self.assertIn("error: no file matches 'x*.h5'", result.stderr)
 
     def test_writes_csv_alone(self):
         self.make("a.h5", 1)
         for ending in (".parquet", ".xlsx", ".mat", ".npy", ".XLSX"):
-            result = self.call("export", "a.h5", "--tidy", "-o", "all" + ending)
-            self.assertEqual(result.returncode, 2)
+            result = self.call("export", "a.h5", "--tidy", "-o", "all" + ending, code=2)
             self.assertEqual(result.stderr, f"error: -o all{ending}: export writes CSV, no "
                                             f"{ending.lower()} (allowed: a name such as all.csv)\n")
 
 
 if __name__ == "__main__":
-    HOST, PLUGIN = (str(pathlib.Path(word).resolve()) for word in sys.argv[1:3])
-    unittest.main(argv=sys.argv[:1])
+    host_test.main()
