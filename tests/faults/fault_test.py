@@ -34,7 +34,7 @@ KINDS = ["open", "read", "write", "sync", "rename", "truncate", "close", "lock",
 # What the system answers where a disk is full or breaks.
 ERRORS = {"open": [errno.EIO], "read": [errno.EIO], "write": [errno.ENOSPC, errno.EIO],
           "sync": [errno.EIO], "rename": [errno.EIO], "truncate": [errno.ENOSPC],
-          "close": [errno.EIO], "lock": [errno.ENOLCK], "mkdir": [errno.ENOSPC],
+          "close": [errno.EIO], "lock": [errno.ENOLCK, errno.EIO], "mkdir": [errno.ENOSPC],
           "link": [errno.EIO, errno.EPERM], "spoil": [0]}
 SAMPLED_POSITIONS = 5
 TIME_LIMIT = 60
