@@ -164,6 +164,23 @@ TEST_F(ForeignStorage, IsMissedInAnotherFolder) {
               "from there\n");
 }
 
+TEST_F(ForeignStorage, IsRefusedWhereALinkInTheSourceGroupLeadsToIt) {
+    const hid_t file =
+        H5Fcreate((folder_ / "linked.h5").c_str(), H5F_ACC_TRUNC, H5P_DEFAULT, H5P_DEFAULT);
+    const hid_t group = H5Gcreate2(file, "Imu", H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT);
+    write_set(group, "Own", H5P_DEFAULT);
+    H5Lcreate_external("victim.h5", "/Samples", group, "Beside", H5P_DEFAULT, H5P_DEFAULT);
+    H5Gclose(group);
+    H5Fclose(file);
+    const Program::Words words = {
+        "run", "apply-set-rectify", "SourceGroup=Imu", "linked.h5", "-o", "out.h5"};
+    EXPECT_EQ(run_beside_victims(words, 1).errors,
+              "error: linked.h5: apply-set-rectify: passed-over: Imu/Beside: is in the source "
+              "group, and units cannot take it: link to '/Samples' in the file 'victim.h5'\n"
+              "hint: if the others are meant: SourceSets=Imu/Own; --accept passed-over keeps it\n");
+    EXPECT_FALSE(std::filesystem::exists(folder_ / "out.h5"));
+}
+
 TEST_F(ForeignStorage, IsNotTouchedByAJobThatFails) {
     write_file(folder_ / "steps.yaml",
                "steps:\n"

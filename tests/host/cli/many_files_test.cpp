@@ -161,6 +161,18 @@ TEST_F(ManyFiles, ReplacesNoFileByTheListButAnotherList) {
     EXPECT_EQ(read_file(folder_ / "kept.txt"), "");
 }
 
+TEST_F(ManyFiles, RefusesNamesThatNoListCanHold) {
+    for (const char* name : {"odd.h5\r", "odd\n.h5"}) {
+        fs::copy_file(folder_ / "0.h5", folder_ / name);
+        const auto result = run({"run", "apply-set-rectify", "SourceGroup=Signals", name, "-o",
+                                 "new.h5", "--failed-to", "failed.txt"});
+        EXPECT_EQ(result.exit_code, 2);
+        EXPECT_THAT(result.errors, HasSubstr("': a name with a line end cannot stand in the list "
+                                             "--failed-to 'failed.txt'\n"));
+        EXPECT_FALSE(fs::exists(folder_ / "new.h5"));
+    }
+}
+
 TEST_F(ManyFiles, WritesNoListInThePlaceOfABackup) {
     const auto before = contents(".");
     const auto result = run({"run", "apply-set-rectify", "SourceGroup=Signals", "0.h5",
