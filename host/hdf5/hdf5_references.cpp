@@ -142,8 +142,7 @@ class ReferrerList {
   public:
     explicit ReferrerList(hid_t file) : file_(file) {}
 
-    void look_at(const std::string& path) {
-        const Id object = open_object(file_, path);
+    void look_at(const std::string& path, hid_t object) {
         for (const std::string& attribute : list_attributes(object)) {
             add(object, {path, attribute});
         }
@@ -197,11 +196,7 @@ class ReferrerList {
 
 std::multimap<haddr_t, Referrer> list_referrers(hid_t file) {
     ReferrerList list(file);
-    list.look_at("/");
-    const auto links = list_hard_links(file);
-    for (auto link = links.begin(); link != links.end(); link = links.upper_bound(link->first)) {
-        list.look_at("/" + link->second);
-    }
+    visit_objects(file, [&](const std::string& path, hid_t object) { list.look_at(path, object); });
     return list.take();
 }
 

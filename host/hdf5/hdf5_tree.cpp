@@ -124,14 +124,13 @@ std::vector<KeptElsewhere> Hdf5Tree::list_kept_elsewhere() const {
     for (const auto& [path, file] : hdf5::list_external_links(open_->file)) {
         found.push_back({path, file});
     }
-    for (const auto& [address, path] : hdf5::list_hard_links(open_->file)) {
-        const hdf5::Id object = hdf5::open_object(open_->file, absolute(path));
+    hdf5::visit_objects(open_->file, [&](const std::string& path, hid_t object) {
         if (hdf5::object_info(object).type == H5O_TYPE_DATASET) {
             for (const std::string& file : hdf5::list_source_files(object)) {
-                found.push_back({path, file});
+                found.push_back({path.substr(1), file});
             }
         }
-    }
+    });
     return found;
 }
 
