@@ -542,8 +542,7 @@ void Hdf5Tree::make_anew(ObjectId id, const Extents& extents) {
 bool Hdf5Tree::takes_floats(ObjectId id) {
     Node& set = nodes_[static_cast<std::uint64_t>(id) - 1];
     if (!set.takes_floats) {
-        set.takes_floats = set.type == SampleType::Float32 &&
-                           !hdf5::rounds_floats(open_set(id, hdf5::SetUse::Whole).set);
+        set.takes_floats = set.type == SampleType::Float32 && !hdf5::rounds_floats(open(id));
     }
     return *set.takes_floats;
 }
