@@ -107,19 +107,19 @@ struct Attempt {
 
 Attempt try_lock(const std::string& name) {
     for (;;) {
-        const auto [file, made] = open_lock_file(name);
-        if (file < 0) {
+        const LockFile opened = open_lock_file(name);
+        if (opened.file < 0) {
             return {Lock::None, -1};
         }
-        const Lock outcome = lock(file);
-        if (outcome == Lock::Taken && is_still_there(file, name)) {
-            return {outcome, file};
+        const Lock outcome = lock(opened.file);
+        if (outcome == Lock::Taken && is_still_there(opened.file, name)) {
+            return {outcome, opened.file};
         }
         const int error = errno;
-        if (made && (outcome == Lock::Unknown || outcome == Lock::None)) {
+        if (opened.made && (outcome == Lock::Unknown || outcome == Lock::None)) {
             unlink(name.c_str());
         }
-        close(file);
+        close(opened.file);
         errno = error;
         if (outcome != Lock::Taken) {
             return {outcome, -1};
