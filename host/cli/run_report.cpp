@@ -51,6 +51,12 @@ void RunReport::finish(std::size_t index, const EarlyEnd& end) {
     print_what_is_due();
 }
 
+void RunReport::set_written(std::size_t index) {
+    if (!files_[index].result) {
+        files_[index].result = JobResult{.written = true, .steps = {}};
+    }
+}
+
 void RunReport::print_what_is_due() {
     for (; next_ < files_.size(); ++next_) {
         print_messages(next_);
@@ -115,7 +121,8 @@ void RunReport::print_success(std::size_t index) const {
 std::vector<std::string> RunReport::failed_files() const {
     std::vector<std::string> names;
     for (std::size_t i = 0; i < files_.size(); ++i) {
-        if (files_[i].result->exit_code != ExitCode::Done && !files_[i].result->written) {
+        const auto& result = files_[i].result;
+        if (!result || (result->exit_code != ExitCode::Done && !result->written)) {
             names.push_back(name(i));
         }
     }

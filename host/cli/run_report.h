@@ -34,9 +34,11 @@ class RunReport {
     // The file's worker has ended. What became of one without a result is told behind the file's
     // name.
     void finish(std::size_t index, const EarlyEnd& end);
+    // The output of the file is in its place, though its worker may not have told.
+    void set_written(std::size_t index);
 
     ExitCode worst() const { return worst_; }
-    // Those that are yet to be done.
+    // Those that are yet to be done, begun or not.
     std::vector<std::string> failed_files() const;
     // With more than one file and a failure.
     void print_failures() const;

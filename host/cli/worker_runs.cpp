@@ -16,6 +16,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <fstream>
+#include <optional>
 #include <set>
 #include <span>
 #include <string>
@@ -39,17 +40,31 @@ class WorkerRuns {
           progress_(isatty(STDERR_FILENO) != 0, jobs.size(), Progress::Clock::now()),
           shares_(jobs.size()) {}
 
-    void run(const JobWork& work, const JobWorkers& workers) {
-        do_jobs(jobs_, work, workers,
-                {.take_news = [&](std::size_t i, const WorkerNews& news) { take_news(i, news); },
-                 .take_end = [&](std::size_t i, const EarlyEnd& early) { finish(i, early); },
-                 .tick = [&] { tick(); }});
+    // False when the work was interrupted.
+    bool run(const JobWork& work, const JobWorkers& workers) {
+        const bool done = try_to_run(work, workers);
         print(progress_.clear());
+        return done;
     }
 
     const RunReport& report() const { return report_; }
 
   private:
+    bool try_to_run(const JobWork& work, const JobWorkers& workers) {
+        try {
+            do_jobs(
+                jobs_, work, workers,
+                {.take_news = [&](std::size_t i, const WorkerNews& news) { take_news(i, news); },
+                 .take_end = [&](std::size_t i, const EarlyEnd& early) { finish(i, early); },
+                 .take_written = [&](std::size_t i) { report_.set_written(i); },
+                 .tick = [&] { tick(); }});
+            return true;
+        } catch (const Interrupted&) {
+            note_file_in_place(); // workers may have put any
+            return false;
+        }
+    }
+
     void take_news(std::size_t index, const WorkerNews& news) {
         std::visit([&](const auto& kind) { take(index, kind); }, news);
     }
@@ -256,14 +271,22 @@ void run_jobs(Session& session, const Recipe& given, const WorkerRunOptions& opt
     WorkerRuns runs(
         session.console, jobs,
         {.worked_by = name_work(recipe), .dry_run = options.dry_run, .json = options.json});
+    const bool lists_failed = !options.failed_to.empty() && !options.dry_run;
+    std::optional<NotedInterruption> until_listed;
+    if (lists_failed) {
+        until_listed.emplace();
+    }
     const NewFolders folders(options.plan.out_dir);
-    runs.run(work, {options.job_count, session.limits});
+    const bool done = runs.run(work, {options.job_count, session.limits});
     folders.remove_empty();
     const RunReport& report = runs.report();
-    report.print_failures();
-    if (!options.failed_to.empty() && !options.dry_run) {
+    if (done) {
+        report.print_failures();
+    }
+    if (lists_failed) {
         write_list(session.console, options.failed_to, report.failed_files());
     }
+    end_if_interrupted();
     session.exit_code = std::max(session.exit_code, report.worst());
 }
 

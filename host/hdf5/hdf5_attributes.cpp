@@ -255,7 +255,7 @@ void copy_attributes(hid_t from, hid_t properties, hid_t to) {
         if (source.count() > 0) {
             source.read(source.type, values.data());
         }
-        const ReclaimTexts reclaim(source, values.data());
+        const Reclaim reclaim(source, values.data());
         create_with_values(to, name, source.type, source.type, source.space, values.data());
     }
 }

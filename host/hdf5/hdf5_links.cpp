@@ -168,6 +168,18 @@ std::multimap<haddr_t, std::string> list_hard_links(hid_t file) {
     return links;
 }
 
+void visit_objects(hid_t file,
+                   const std::function<void(const std::string& path, hid_t object)>& call) {
+    const Id root = open_object(file, "/");
+    call("/", root);
+    auto links = list_hard_links(file);
+    links.erase(object_info(root).address);
+    for (auto link = links.begin(); link != links.end(); link = links.upper_bound(link->first)) {
+        const std::string path = "/" + link->second;
+        call(path, open_object(file, path));
+    }
+}
+
 std::vector<std::pair<std::string, std::string>> list_external_links(hid_t file) {
     std::vector<std::string> paths;
     checked(H5Lvisit(file, H5_INDEX_NAME, H5_ITER_NATIVE, append_external_link, &paths), "list",

@@ -3,6 +3,7 @@
 
 #include "host/hdf5/hdf5_calls.h"
 
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -27,6 +28,10 @@ std::optional<std::string> describe_unfollowed_link(hid_t group, const std::stri
 std::vector<std::string> list_links(hid_t group); // by name
 // The paths of all hard links of a file, by the address of the object.
 std::multimap<haddr_t, std::string> list_hard_links(hid_t file);
+// Calls for the root and for each object that hard links lead to, once, by the first of its paths,
+// which is from the root.
+void visit_objects(hid_t file,
+                   const std::function<void(const std::string& path, hid_t object)>& call);
 // Paths of links into other files, and those files.
 std::vector<std::pair<std::string, std::string>> list_external_links(hid_t file);
 void delete_link(hid_t group, const std::string& name);

@@ -3,6 +3,7 @@
 #include "host/hdf5/hdf5_attributes.h"
 #include "host/hdf5/hdf5_sets.h"
 #include "host/hdf5/hdf5_types.h"
+#include "host/hdf5/hdf5_values.h"
 
 #include <fmt/format.h>
 
@@ -81,56 +82,34 @@ void visit_value(hid_t type, std::byte* value, const Visit& visit) {
 // ---------------------------------------------------------------------------
 // The values of an attribute or a data set
 
-class Values {
+OpenValues open_values(hid_t object, const Referrer& place) {
+    return place.attribute.empty() ? open_set_values(object, place.path)
+                                   : open_attribute(object, place.attribute);
+}
+
+bool hold_references(const OpenValues& values) {
+    return values.count() > 0 && holds_references(values.type, values.name);
+}
+
+// As they are in the file. Never without room, so that there is always a place to read to.
+class ReadValues {
   public:
-    Values(hid_t object, const Referrer& place)
-        : name_(place.path), is_set_(place.attribute.empty()) {
-        if (is_set_) {
-            owner_ = share(object);
-            type_ = set_type(owner_);
-            space_ = set_space(owner_);
-        } else {
-            owner_ = owned(H5Aopen(object, place.attribute.c_str(), H5P_DEFAULT),
-                           "open an attribute of", name_);
-            type_ = owned(H5Aget_type(owner_), "read the type of an attribute of", name_);
-            space_ = owned(H5Aget_space(owner_), "read the extents of an attribute of", name_);
-        }
-    }
-    Values(const Values&) = delete;
-    Values& operator=(const Values&) = delete;
-    ~Values() {
-        if (!bytes_.empty()) {
-            H5Dvlen_reclaim(type_, space_, H5P_DEFAULT, bytes_.data());
-        }
+    explicit ReadValues(const OpenValues& source)
+        : source_(source),
+          bytes_(std::max<std::size_t>(source.count(), 1) * type_size(source.type)),
+          reclaim_(source, bytes_.data()) {
+        source.read(source.type, bytes_.data());
     }
 
-    bool hold_references() const {
-        return !has_no_elements(space_) && holds_references(type_, name_);
+    void visit(const Visit& visit) {
+        visit_values(source_.type, bytes_.data(), source_.count(), visit);
     }
-    void read() {
-        bytes_.resize(count() * type_size(type_));
-        if (!bytes_.empty()) {
-            checked(is_set_ ? H5Dread(owner_, type_, H5S_ALL, H5S_ALL, H5P_DEFAULT, bytes_.data())
-                            : H5Aread(owner_, type_, bytes_.data()),
-                    "read the references of", name_);
-        }
-    }
-    void visit(const Visit& visit) { visit_values(type_, bytes_.data(), count(), visit); }
-    void write() const {
-        checked(is_set_ ? H5Dwrite(owner_, type_, H5S_ALL, H5S_ALL, H5P_DEFAULT, bytes_.data())
-                        : H5Awrite(owner_, type_, bytes_.data()),
-                "write the references of", name_);
-    }
+    void write() const { source_.write(source_.type, bytes_.data()); }
 
   private:
-    std::size_t count() const { return count_samples(space_extents(space_)); }
-
-    const std::string& name_;
-    bool is_set_;
-    Id owner_;
-    Id type_;
-    Id space_;
+    const OpenValues& source_;
     std::vector<std::byte> bytes_;
+    Reclaim reclaim_;
 };
 
 // ---------------------------------------------------------------------------
@@ -163,8 +142,7 @@ class ReferrerList {
   public:
     explicit ReferrerList(hid_t file) : file_(file) {}
 
-    void look_at(const std::string& path) {
-        const Id object = open_object(file_, path);
+    void look_at(const std::string& path, hid_t object) {
         for (const std::string& attribute : list_attributes(object)) {
             add(object, {path, attribute});
         }
@@ -178,11 +156,11 @@ class ReferrerList {
 
   private:
     void add(hid_t object, Referrer referrer) {
-        Values values(object, referrer);
-        if (!values.hold_references()) {
+        const OpenValues open = open_values(object, referrer);
+        if (!hold_references(open)) {
             return;
         }
-        values.read();
+        ReadValues values(open);
         std::map<haddr_t, bool> targets; // and whether it is a region of one
         values.visit([&](hid_t type, Bytes reference) {
             if (leads_nowhere(reference)) {
@@ -218,11 +196,7 @@ class ReferrerList {
 
 std::multimap<haddr_t, Referrer> list_referrers(hid_t file) {
     ReferrerList list(file);
-    list.look_at("/");
-    const auto links = list_hard_links(file);
-    for (auto link = links.begin(); link != links.end(); link = links.upper_bound(link->first)) {
-        list.look_at("/" + link->second);
-    }
+    visit_objects(file, [&](const std::string& path, hid_t object) { list.look_at(path, object); });
     return list.take();
 }
 
@@ -234,9 +208,8 @@ std::vector<std::string> read_references(hid_t set, const std::string& path) {
     if (!holds_object_references(set)) {
         throw TreeError(fmt::format("'{}' holds no references to objects", path));
     }
-    const Referrer place{path, ""};
-    Values values(set, place);
-    values.read();
+    const OpenValues open = open_set_values(set, path);
+    ReadValues values(open);
     std::vector<std::string> paths;
     values.visit([&](hid_t, Bytes reference) {
         paths.push_back(leads_nowhere(reference) ? "" : find_path(set, reference));
@@ -246,8 +219,8 @@ std::vector<std::string> read_references(hid_t set, const std::string& path) {
 
 void redirect(hid_t file, const Referrer& referrer, haddr_t from, haddr_t to) {
     const Id object = open_object(file, referrer.path);
-    Values values(object, referrer);
-    values.read();
+    const OpenValues open = open_values(object, referrer);
+    ReadValues values(open);
     const hobj_ref_t address = to;
     values.visit([&](hid_t type, Bytes reference) {
         if (is_type(type, H5T_STD_REF_OBJ) && read_address(reference) == from) {

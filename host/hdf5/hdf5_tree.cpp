@@ -124,14 +124,13 @@ std::vector<KeptElsewhere> Hdf5Tree::list_kept_elsewhere() const {
     for (const auto& [path, file] : hdf5::list_external_links(open_->file)) {
         found.push_back({path, file});
     }
-    for (const auto& [address, path] : hdf5::list_hard_links(open_->file)) {
-        const hdf5::Id object = hdf5::open_object(open_->file, absolute(path));
+    hdf5::visit_objects(open_->file, [&](const std::string& path, hid_t object) {
         if (hdf5::object_info(object).type == H5O_TYPE_DATASET) {
             for (const std::string& file : hdf5::list_source_files(object)) {
-                found.push_back({path, file});
+                found.push_back({path.substr(1), file});
             }
         }
-    }
+    });
     return found;
 }
 
@@ -243,6 +242,9 @@ void Hdf5Tree::resize(ObjectId id, const Extents& extents) {
     }
     const OpenSet& open = open_set(id, hdf5::SetUse::Whole);
     if (hdf5::can_resize(open.set, extents)) {
+        if (smaller_of(extents, set.extents) != set.extents) {
+            refuse_regions(id, hdf5::object_info(open.set).address, "made smaller");
+        }
         hdf5::resize_set(open.set, extents, set.path);
     } else {
         make_anew(id, extents);
@@ -543,8 +545,7 @@ void Hdf5Tree::make_anew(ObjectId id, const Extents& extents) {
 bool Hdf5Tree::takes_floats(ObjectId id) {
     Node& set = nodes_[static_cast<std::uint64_t>(id) - 1];
     if (!set.takes_floats) {
-        set.takes_floats = set.type == SampleType::Float32 &&
-                           !hdf5::rounds_floats(open_set(id, hdf5::SetUse::Whole).set);
+        set.takes_floats = set.type == SampleType::Float32 && !hdf5::rounds_floats(open(id));
     }
     return *set.takes_floats;
 }
@@ -580,7 +581,7 @@ void Hdf5Tree::narrow(ObjectId id, bool keeps_samples) {
 // Gives a new set the names of an older one, and all that refers to it.
 void Hdf5Tree::take_place(ObjectId id, const hdf5::ObjectInfo& old_info, const hdf5::Id& new_set) {
     const std::vector<std::string> paths = hard_links(node(id).path, old_info);
-    refuse_regions(id, old_info.address);
+    refuse_regions(id, old_info.address, "made anew");
     const std::uint64_t address = hdf5::object_info(new_set).address;
     for (const std::string& path : paths) {
         hdf5::delete_link(open_->file, absolute(path));
@@ -598,7 +599,7 @@ void Hdf5Tree::take_place(ObjectId id, const hdf5::ObjectInfo& old_info, const h
 }
 
 // What refers to the objects of the file is found while all of them are in their places.
-void Hdf5Tree::refuse_regions(ObjectId id, std::uint64_t address) {
+void Hdf5Tree::refuse_regions(ObjectId id, std::uint64_t address, std::string_view change) {
     if (!open_->referrers) {
         open_->referrers = hdf5::list_referrers(open_->file);
     }
@@ -606,8 +607,8 @@ void Hdf5Tree::refuse_regions(ObjectId id, std::uint64_t address) {
     const auto region =
         std::find_if(first, last, [](const auto& referrer) { return referrer.second.to_region; });
     if (region != last) {
-        throw TreeError(fmt::format("'{}' cannot be made anew: '{}' refers to a part of it",
-                                    node(id).path, region->second.path));
+        throw TreeError(fmt::format("'{}' cannot be {}: '{}' refers to a part of it", node(id).path,
+                                    change, region->second.path));
     }
 }
 

@@ -46,7 +46,7 @@ std::vector<std::int64_t> read_integers(const OpenValues& source) {
 
 std::vector<std::string> read_variable_texts(const OpenValues& source) {
     std::vector<char*> pointers = read_all<char*>(source, source.type);
-    const ReclaimTexts reclaim(source, pointers.data());
+    const Reclaim reclaim(source, pointers.data());
     std::vector<std::string> texts;
     texts.reserve(pointers.size());
     for (const char* text : pointers) {
@@ -110,6 +110,14 @@ void OpenValues::read(hid_t memory_type, void* values) const {
         checked(H5Dread(id, memory_type, H5S_ALL, H5S_ALL, H5P_DEFAULT, values), "read", name);
     } else {
         checked(H5Aread(id, memory_type, values), "read the attribute", name);
+    }
+}
+
+void OpenValues::write(hid_t memory_type, const void* values) const {
+    if (is_set) {
+        checked(H5Dwrite(id, memory_type, H5S_ALL, H5S_ALL, H5P_DEFAULT, values), "write", name);
+    } else {
+        checked(H5Awrite(id, memory_type, values), "write the attribute", name);
     }
 }
 

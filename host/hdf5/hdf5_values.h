@@ -9,7 +9,7 @@
 
 namespace talvora::host::hdf5 {
 
-// An attribute or a data set that is open for reading.
+// An attribute or a data set that is open.
 struct OpenValues {
     std::string name;
     Id id;
@@ -19,20 +19,22 @@ struct OpenValues {
 
     std::size_t count() const;
     void read(hid_t memory_type, void* values) const;
+    void write(hid_t memory_type, const void* values) const;
 };
 
 OpenValues open_attribute(hid_t object, const std::string& name);
 // Of a set whose samples lie in its own file (hdf5_sets.h).
 OpenValues open_set_values(hid_t set, const std::string& path);
 
-// Gives back what the library allocated for texts of variable length. Memory that cannot be
+// Gives back what the library allocated for values of variable length that were read as the type
+// that they have. Memory that cannot be
 // given back is lost, and nothing else.
-class ReclaimTexts {
+class Reclaim {
   public:
-    ReclaimTexts(const OpenValues& of, void* given) : of_(of), values_(given) {}
-    ReclaimTexts(const ReclaimTexts&) = delete;
-    ReclaimTexts& operator=(const ReclaimTexts&) = delete;
-    ~ReclaimTexts() { H5Dvlen_reclaim(of_.type, of_.space, H5P_DEFAULT, values_); }
+    Reclaim(const OpenValues& of, void* given) : of_(of), values_(given) {}
+    Reclaim(const Reclaim&) = delete;
+    Reclaim& operator=(const Reclaim&) = delete;
+    ~Reclaim() { H5Dvlen_reclaim(of_.type, of_.space, H5P_DEFAULT, values_); }
 
   private:
     const OpenValues& of_;

@@ -2,6 +2,7 @@
 
 #include "host/runs/worker_failure.h"
 #include "host/system/file_identity.h"
+#include "host/system/pending_cleanup.h"
 #include "host/system/safe_write.h"
 
 #include <fmt/format.h>
@@ -72,19 +73,28 @@ int work_in_child(const Job& job, const JobWork& work, const SendLine& send) {
 void do_jobs(std::span<const Job> jobs, const JobWork& work, const JobWorkers& workers,
              const JobCalls& calls) {
     const Outputs outputs(jobs);
-    run_workers(
-        jobs.size(), workers.at_once, workers.limits,
-        {.work = [&](std::size_t i,
-                     const SendLine& send) { return work_in_child(jobs[i], work, send); },
-         .take_line = [&](std::size_t i,
-                          const std::string& line) { calls.take_news(i, decode_line(line)); },
-         .take_end =
-             [&](std::size_t i, const WorkerEnd& end) {
-                 sweep_beside(jobs[i].output);
-                 const bool written = !work.dry_run && outputs.is_new(i);
-                 calls.take_end(i, explain(jobs[i], written, end, workers.limits));
-             },
-         .tick = calls.tick});
+    const auto is_written = [&](std::size_t i) { return !work.dry_run && outputs.is_new(i); };
+    const WorkerCalls worker_calls = {
+        .work = [&](std::size_t i,
+                    const SendLine& send) { return work_in_child(jobs[i], work, send); },
+        .take_line = [&](std::size_t i,
+                         const std::string& line) { calls.take_news(i, decode_line(line)); },
+        .take_end =
+            [&](std::size_t i, const WorkerEnd& end) {
+                sweep_beside(jobs[i].output);
+                calls.take_end(i, explain(jobs[i], is_written(i), end, workers.limits));
+            },
+        .tick = calls.tick};
+    try {
+        run_workers(jobs.size(), workers.at_once, workers.limits, worker_calls);
+    } catch (const Interrupted&) {
+        for (std::size_t i = 0; i < jobs.size(); ++i) {
+            if (is_written(i)) {
+                calls.take_written(i);
+            }
+        }
+        throw;
+    }
 }
 
 } // namespace talvora::host

@@ -24,6 +24,8 @@ struct JobCalls {
     std::function<void(std::size_t index, const WorkerNews& news)> take_news;
     // The job's worker has ended, and this became of one that has sent no result.
     std::function<void(std::size_t index, const EarlyEnd& end)> take_end;
+    // The work was interrupted, and the output of this job is in its place; it may have told so.
+    std::function<void(std::size_t index)> take_written;
     // Ten times a second or more often.
     std::function<void()> tick;
 };
@@ -34,6 +36,7 @@ struct JobWorkers {
 };
 
 // Begins the jobs in their order. What a worker that ended left beside its output is removed.
+// Throws Interrupted as run_workers does.
 void do_jobs(std::span<const Job> jobs, const JobWork& work, const JobWorkers& workers,
              const JobCalls& calls);
 

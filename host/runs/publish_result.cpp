@@ -24,6 +24,14 @@ void refuse_link(const std::filesystem::path& backup) {
     }
 }
 
+void take_back(PendingFile& backup, const std::filesystem::path& name,
+               const TellNotes& tell_notes) {
+    if (!backup.take_back()) {
+        tell_notes({fmt::format("{}: what stood there before cannot be put back; it is kept as {}",
+                                name.string(), backup.kept().string())});
+    }
+}
+
 void publish_with_backup(PendingFile& result, const ResultSource& source,
                          const TellNotes& tell_notes) {
     const std::string kept = source.input.string();
@@ -38,16 +46,14 @@ void publish_with_backup(PendingFile& result, const ResultSource& source,
     backup.prepare();
     result.prepare();
     const SignalsHeldBack held_back; // between the two
-    tell_notes(backup.publish());
     try {
+        tell_notes(backup.publish());
         tell_notes(result.publish());
     } catch (const std::exception&) {
-        if (!backup.take_back()) {
-            tell_notes({backup_of(source.input).string() +
-                        ": what stood there before cannot be put back"});
-        }
+        take_back(backup, backup_of(source.input), tell_notes);
         throw;
     }
+    backup.let_go();
 }
 
 } // namespace

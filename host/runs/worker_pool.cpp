@@ -161,6 +161,7 @@ class WorkerPool {
             streams.push_back({worker.stream, POLLIN, 0});
         }
         poll(streams.data(), streams.size(), TICK_MILLISECONDS);
+        throw_if_interrupted(); // before the end of a worker that the same signal ended
         for (std::size_t i = streams.size(); i-- > 0;) {
             if (streams[i].revents != 0 && !take_lines(workers_[i])) {
                 end(i);

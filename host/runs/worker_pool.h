@@ -50,7 +50,8 @@ struct WorkerCalls {
 
 // Does the work with the indices 0 to count - 1, each in a child of its own, begun in this
 // order and `at_once` (up to MAX_WORKERS of host/system/pending_cleanup.h) at a time. Costs a fork
-// per piece, about a millisecond.
+// per piece, about a millisecond. Throws Interrupted (pending_cleanup.h) when that was noted; no
+// worker is left then.
 void run_workers(std::size_t count, std::size_t at_once, const WorkerLimits& limits,
                  const WorkerCalls& calls);
 

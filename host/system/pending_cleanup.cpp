@@ -33,6 +33,8 @@ std::array<PendingSlot, MAX_PENDING_FILES> pending_slots;
 std::array<std::atomic<pid_t>, MAX_WORKERS> workers; // 0: free
 std::atomic<bool> is_worker = false;
 std::atomic<bool> file_in_place = false;
+std::atomic<bool> notes_interruption = false;
+std::atomic<int> noted_interruption = 0; // 0: none
 
 PendingSlot& slot_of(int note) {
     return pending_slots[static_cast<std::size_t>(note)];
@@ -71,7 +73,17 @@ void end_workers() {
     _exit(code);
 }
 
+// False where it is to end the process.
+bool note_interruption(int signal_number) {
+    int none = 0;
+    return notes_interruption && signal_number != SIGPIPE &&
+           noted_interruption.compare_exchange_strong(none, signal_number);
+}
+
 [[gnu::no_sanitize_address]] void end_interrupted(int signal_number) {
+    if (note_interruption(signal_number)) {
+        return;
+    }
     remove_pending_files();
     end_workers();
     // Nobody reads the results any more: what `head` does is no error.
@@ -100,7 +112,7 @@ void end_workers() {
         static_cast<int>(ExitCode::Plugin));
 }
 
-void handle(int signal_number, void (*handler)(int)) {
+void handle(int signal_number, void (*handler)(int), int flags) {
     struct sigaction action {};
     sigaction(signal_number, nullptr, &action);
     if (action.sa_handler != SIG_DFL) {
@@ -108,7 +120,7 @@ void handle(int signal_number, void (*handler)(int)) {
     }
     action = {};
     action.sa_handler = handler;
-    action.sa_flags = static_cast<int>(SA_RESETHAND) | SA_ONSTACK;
+    action.sa_flags = flags | SA_ONSTACK;
     sigfillset(&action.sa_mask);
     sigaction(signal_number, &action, nullptr);
 }
@@ -169,6 +181,8 @@ void forget_worker(pid_t process) {
 void become_worker(pid_t parent) {
     is_worker = true;
     file_in_place = false;
+    notes_interruption = false;
+    noted_interruption = 0;
     for (std::atomic<pid_t>& worker : workers) {
         worker = 0;
     }
@@ -184,10 +198,31 @@ void become_worker(pid_t parent) {
 void clean_up_on_signals() {
     set_signal_stack();
     for (const int number : INTERRUPTING_SIGNALS) {
-        handle(number, end_interrupted);
+        handle(number, end_interrupted, SA_RESTART);
     }
     for (const int number : CRASHING_SIGNALS) {
-        handle(number, end_crashed);
+        handle(number, end_crashed, static_cast<int>(SA_RESETHAND));
+    }
+}
+
+NotedInterruption::NotedInterruption() {
+    notes_interruption = true;
+}
+
+NotedInterruption::~NotedInterruption() {
+    notes_interruption = false;
+}
+
+void throw_if_interrupted() {
+    if (noted_interruption != 0) {
+        throw Interrupted();
+    }
+}
+
+void end_if_interrupted() {
+    if (noted_interruption != 0) {
+        notes_interruption = false;
+        end_interrupted(noted_interruption);
     }
 }
 

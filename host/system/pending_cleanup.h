@@ -35,6 +35,23 @@ void become_worker(pid_t parent);
 // stay so.
 void clean_up_on_signals();
 
+// While it lives, the first signal that interrupts this process, but SIGPIPE, is noted and does not
+// end it; the next one does. Not in workers.
+class NotedInterruption {
+  public:
+    NotedInterruption();
+    NotedInterruption(const NotedInterruption&) = delete;
+    NotedInterruption& operator=(const NotedInterruption&) = delete;
+    ~NotedInterruption();
+};
+
+// Thrown where work is to end because an interruption was noted.
+struct Interrupted {};
+void throw_if_interrupted();
+
+// Ends the process as a signal that was noted does, if one was. No worker is left then.
+void end_if_interrupted();
+
 // Holds back the signals that clean up while a file and its note are made together. Only the
 // calling thread does: any other is to be started with them held back, which it keeps, or it
 // would take the signal meanwhile.

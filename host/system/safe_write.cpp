@@ -105,9 +105,22 @@ int rename_over(const fs::path& from, const fs::path& to, bool replace) {
     return unknown ? link_or_rename(from.c_str(), to.c_str()) : result;
 }
 
-// False where the file system cannot.
-bool exchange(const fs::path& one, const fs::path& other) {
-    return renameat2(AT_FDCWD, one.c_str(), AT_FDCWD, other.c_str(), RENAME_EXCHANGE) == 0;
+// A second name. Where the file system knows none, the file has the new one alone.
+bool name_otherwise(const fs::path& from, const fs::path& to) {
+    return link(from.c_str(), to.c_str()) == 0 ||
+           (errno != EEXIST && rename_over(from, to, false) == 0);
+}
+
+fs::path kept_name_of(const fs::path& destination) {
+    return destination.string() + ".older";
+}
+
+void refuse_kept(const fs::path& kept) {
+    std::error_code ignored;
+    if (fs::exists(fs::symlink_status(kept, ignored))) {
+        throw Failure(ExitCode::Output, fmt::format("{}: exists", kept.string()),
+                      {"a run that was killed kept it before it replaced it: move or remove it"});
+    }
 }
 
 // Nobody else's, so that its lock is free.
@@ -201,6 +214,10 @@ PendingFile::PendingFile(const fs::path& destination, const WriteOptions& option
     }
     sweep_beside(destination);
     lock_.emplace(destination_);
+    if (options.keep_replaced) {
+        kept_ = kept_name_of(destination_);
+        refuse_kept(kept_);
+    }
     replaced_ = identify_file(destination_);
     if (replaced_ && !options.replace) {
         check_destination(destination, options); // another run has just made it
@@ -287,28 +304,55 @@ void PendingFile::take_place() {
                                   destination_.string()));
     }
     const SignalsHeldBack held_back;
-    keeps_replaced_ = options_.keep_replaced && replaced_ && exchange(temporary_, destination_);
-    if (!keeps_replaced_) {
-        if (rename_over(temporary_, destination_, options_.replace) != 0) {
-            fail(destination_, "cannot be replaced");
-        }
-        forget_pending_file(note_);
-        note_ = -1;
+    keep_replaced();
+    if (rename_over(temporary_, destination_, options_.replace) != 0) {
+        const int error = errno;
+        put_back();
+        fail(destination_, "cannot be replaced", error);
     }
+    forget_pending_file(note_);
+    note_ = -1;
     note_file_in_place();
     in_place_ = true;
 }
 
+// At every moment what is replaced has its own name, or that by which it is kept, or both.
+void PendingFile::keep_replaced() {
+    if (!options_.keep_replaced || !replaced_) {
+        return;
+    }
+    if (!name_otherwise(destination_, kept_)) {
+        fail(kept_, "cannot be made");
+    }
+    keeps_replaced_ = true;
+}
+
+bool PendingFile::put_back() {
+    if (!keeps_replaced_) {
+        return false;
+    }
+    if (std::rename(kept_.c_str(), destination_.c_str()) != 0) {
+        unlink(destination_.c_str());
+        if (link(kept_.c_str(), destination_.c_str()) != 0) {
+            return false;
+        }
+    }
+    let_go(); // of two names of one file a rename leaves both
+    return true;
+}
+
+void PendingFile::let_go() {
+    if (keeps_replaced_) {
+        unlink(kept_.c_str());
+        keeps_replaced_ = false;
+    }
+}
+
 bool PendingFile::take_back() {
     if (!in_place_) {
-        return true;
+        return !keeps_replaced_;
     }
-    if (!replaced_) {
-        return unlink(destination_.c_str()) == 0;
-    }
-    return keeps_replaced_ && (exchange(temporary_, destination_) ||
-                               (unlink(destination_.c_str()) == 0 &&
-                                link(temporary_.c_str(), destination_.c_str()) == 0));
+    return replaced_ ? put_back() : unlink(destination_.c_str()) == 0;
 }
 
 } // namespace talvora::host

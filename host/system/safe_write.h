@@ -30,8 +30,8 @@ namespace talvora::host {
 struct WriteOptions {
     bool replace = false;     // an existing destination
     bool make_folder = false; // of the destination, where there is none
-    // What is replaced stays, until the PendingFile is destroyed, for take_back. Not where the file
-    // system cannot exchange files.
+    // What is replaced stays beside the destination, as NAME.older, until take_back or let_go. A
+    // file that has this name already is neither replaced nor removed.
     bool keep_replaced = false;
     // Whose rights and attributes a new destination takes; empty: as the process makes files.
     std::filesystem::path like = {};
@@ -81,16 +81,25 @@ class PendingFile {
     std::vector<std::string> publish();
 
     // Puts back what stood there before it was published: nothing, or what was kept. False where
-    // that cannot be.
+    // that cannot be; what was kept stays under the name that it has then.
     bool take_back();
+
+    // Removes what was kept.
+    void let_go();
+
+    // The name by which that is found which is kept.
+    const std::filesystem::path& kept() const { return kept_; }
 
   private:
     void make_temporary();
     void take_over_rights();
     void take_place();
+    void keep_replaced();
+    bool put_back();
 
     std::filesystem::path destination_;
     std::filesystem::path temporary_;
+    std::filesystem::path kept_; // of what is replaced, where it is kept
     WriteOptions options_;
     std::optional<WriterLock> lock_;
     std::optional<FileIdentity> replaced_; // the destination as it was when the lock was taken
@@ -99,7 +108,7 @@ class PendingFile {
     int note_ = -1; // where the signal handlers find the path
     bool prepared_ = false;
     bool in_place_ = false;
-    bool keeps_replaced_ = false; // in the temporary file
+    bool keeps_replaced_ = false;
 };
 
 } // namespace talvora::host

@@ -2,11 +2,13 @@
 
 #include "host/system/pending_cleanup.h"
 #include "host/system/temporary_names.h"
+#include "host/text/ascii.h"
 #include "host/text/failure.h"
 
 #include <fmt/format.h>
 #include <xxhash.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <fcntl.h>
@@ -51,11 +53,20 @@ fs::path folder_of(const fs::path& destination) {
     return destination.has_parent_path() ? destination.parent_path() : fs::path(".");
 }
 
+struct LockFile {
+    int file; // -1: cannot be opened, as errno tells
+    bool made = false;
+};
+
 // Who may not write to the lock file of another can lock it all the same.
-int open_lock_file(const std::string& name) {
-    const int file = open(name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0666);
-    return file < 0 && errno == EACCES ? open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW)
-                                       : file;
+LockFile open_lock_file(const std::string& name) {
+    constexpr int FLAGS = O_CLOEXEC | O_NOFOLLOW;
+    const int made = open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | FLAGS, 0666);
+    if (made >= 0 || errno != EEXIST) {
+        return {made, made >= 0};
+    }
+    const int file = open(name.c_str(), O_RDWR | O_CREAT | FLAGS, 0666);
+    return {file < 0 && errno == EACCES ? open(name.c_str(), O_RDONLY | FLAGS) : file};
 }
 
 // Its last holder may have removed the file between the opening and the lock.
@@ -96,16 +107,19 @@ struct Attempt {
 
 Attempt try_lock(const std::string& name) {
     for (;;) {
-        const int file = open_lock_file(name);
-        if (file < 0) {
+        const LockFile opened = open_lock_file(name);
+        if (opened.file < 0) {
             return {Lock::None, -1};
         }
-        const Lock outcome = lock(file);
-        if (outcome == Lock::Taken && is_still_there(file, name)) {
-            return {outcome, file};
+        const Lock outcome = lock(opened.file);
+        if (outcome == Lock::Taken && is_still_there(opened.file, name)) {
+            return {outcome, opened.file};
         }
         const int error = errno;
-        close(file);
+        if (opened.made && (outcome == Lock::Unknown || outcome == Lock::None)) {
+            unlink(name.c_str());
+        }
+        close(opened.file);
         errno = error;
         if (outcome != Lock::Taken) {
             return {outcome, -1};
@@ -123,23 +137,53 @@ Attempt wait_for_lock(const std::string& name) {
     return attempt;
 }
 
-// The stem of a temporary file's or lock file's name; nothing for any other file.
-std::optional<std::string> find_stem(std::string_view name) {
-    const std::string tail = fmt::format(".{}{}", RANDOM_LETTERS, TEMPORARY_SUFFIX);
-    for (const std::size_t suffix : {tail.size(), LOCK_SUFFIX.size()}) {
-        const std::string_view ending = suffix == tail.size() ? TEMPORARY_SUFFIX : LOCK_SUFFIX;
-        if (name.starts_with('.') && name.ends_with(ending) && name.size() > suffix + 1) {
-            return std::string(name.substr(1, name.size() - suffix - 1));
-        }
-    }
-    return std::nullopt;
+bool is_random_letter(char letter) {
+    return is_letter(letter) || is_digit(letter);
 }
 
-// Folders with such names are not of this kind.
-std::optional<std::string> find_stem(const fs::directory_entry& entry) {
-    std::error_code ignored;
-    return entry.is_regular_file(ignored) ? find_stem(entry.path().filename().native())
-                                          : std::nullopt;
+// .STEM.XXXXXX.talvora-tmp; nothing for any other name.
+std::optional<std::string> find_temporary_stem(std::string_view name) {
+    const std::size_t tail = RANDOM_LETTERS.size() + TEMPORARY_SUFFIX.size();
+    if (!name.ends_with(TEMPORARY_SUFFIX) || name.size() <= tail + 2 || name[0] != '.' ||
+        name[name.size() - tail - 1] != '.' ||
+        !std::ranges::all_of(name.substr(name.size() - tail, RANDOM_LETTERS.size()),
+                             is_random_letter)) {
+        return std::nullopt;
+    }
+    return std::string(name.substr(1, name.size() - tail - 2));
+}
+
+// .STEM.talvora-lock
+std::optional<std::string> find_lock_stem(std::string_view name) {
+    if (!name.ends_with(LOCK_SUFFIX) || name.size() <= LOCK_SUFFIX.size() + 1 || name[0] != '.') {
+        return std::nullopt;
+    }
+    return std::string(name.substr(1, name.size() - LOCK_SUFFIX.size() - 1));
+}
+
+// With no name but this one.
+bool is_plain_file(const struct stat& status) {
+    return S_ISREG(status.st_mode) && status.st_nlink == 1;
+}
+
+bool is_plain_file_of_this_user(const fs::path& path) {
+    struct stat status {};
+    return lstat(path.c_str(), &status) == 0 && is_plain_file(status) && status.st_uid == geteuid();
+}
+
+bool is_lock_file(const fs::path& path) {
+    struct stat status {};
+    return lstat(path.c_str(), &status) == 0 && is_plain_file(status) && status.st_size == 0;
+}
+
+// Of what a run of this user may have left; nothing for any other file.
+std::optional<std::string> find_left_stem(const fs::path& path) {
+    const std::string name = path.filename().string();
+    const auto of_lock = find_lock_stem(name);
+    const auto stem = of_lock ? of_lock : find_temporary_stem(name);
+    return stem && is_plain_file_of_this_user(path) && (!of_lock || is_lock_file(path))
+               ? stem
+               : std::nullopt;
 }
 
 // The lock is held meanwhile, and the lock file goes last.
@@ -152,11 +196,14 @@ void sweep_stem(const fs::path& folder, const std::string& stem) {
     }
     std::error_code ignored;
     for (const auto& entry : fs::directory_iterator(folder, ignored)) {
-        if (entry.path().native().ends_with(TEMPORARY_SUFFIX) && find_stem(entry) == stem) {
-            fs::remove(entry.path(), ignored);
+        if (find_temporary_stem(entry.path().filename().native()) == stem &&
+            is_plain_file_of_this_user(entry.path())) {
+            unlink(entry.path().c_str());
         }
     }
-    unlink(name.c_str());
+    if (is_lock_file(name) && is_plain_file_of_this_user(name)) {
+        unlink(name.c_str());
+    }
     close(attempt.file);
 }
 
@@ -182,11 +229,10 @@ WriterLock::WriterLock(const fs::path& destination)
                                                     destination.string(), name_,
                                                     std::generic_category().message(errno)));
     }
-    if (attempt.lock == Lock::Unknown) {
-        unlink(name_.c_str());
-        return;
-    }
     file_ = attempt.file;
+    if (!is_held() || !is_lock_file(name_)) {
+        return; // what another made by this name stays
+    }
     try {
         note_ = note_pending_file(name_);
     } catch (...) {
@@ -201,16 +247,20 @@ WriterLock::~WriterLock() {
         return;
     }
     const SignalsHeldBack held_back;
-    unlink(name_.c_str());
+    if (note_ >= 0) {
+        unlink(name_.c_str());
+    }
     close(file_);
-    forget_pending_file(note_);
+    if (note_ >= 0) {
+        forget_pending_file(note_);
+    }
 }
 
 void sweep_dead_files_in(const fs::path& folder) {
     std::error_code ignored;
     std::set<std::string> stems;
     for (const auto& entry : fs::directory_iterator(folder, ignored)) {
-        if (const auto stem = find_stem(entry)) {
+        if (const auto stem = find_left_stem(entry.path())) {
             stems.insert(*stem);
         }
     }

@@ -36,7 +36,8 @@ class WriterLock {
 };
 
 // Removes the temporary files in a folder, and the lock files, that no process holds the lock
-// of. Nothing is removed where the file system knows no locks.
+// of: regular files of this user without a second name, named as above, locks empty. Nothing is
+// removed where the file system knows no locks.
 void sweep_dead_files_in(const std::filesystem::path& folder);
 
 } // namespace talvora::host

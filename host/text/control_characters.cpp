@@ -20,11 +20,25 @@ bool is_encoded_c1(std::string_view letter) {
            is_c1(static_cast<unsigned char>(letter[1]));
 }
 
+char32_t number_of(std::string_view letter) {
+    return decode_utf8(letter).front();
+}
+
+bool turns_text(std::string_view letter) {
+    const char32_t number = letter.size() == 2 || letter.size() == 3 ? number_of(letter) : 0;
+    return number == 0x061C || number == 0x200E || number == 0x200F ||
+           (number >= 0x202A && number <= 0x202E) || (number >= 0x2066 && number <= 0x2069);
+}
+
 // A code point, or a byte that begins none.
 bool is_control(std::string_view letter) {
     const auto first = static_cast<unsigned char>(letter[0]);
-    return first < ' ' || first == DELETION || is_encoded_c1(letter) ||
+    return first < ' ' || first == DELETION || is_encoded_c1(letter) || turns_text(letter) ||
            (letter.size() == 1 && is_c1(first));
+}
+
+bool is_escaped_in_json(std::string_view letter) {
+    return letter[0] == static_cast<char>(DELETION) || is_encoded_c1(letter) || turns_text(letter);
 }
 
 template <typename Take>
@@ -50,9 +64,9 @@ std::string blank_controls(std::string_view text, std::string_view kept) {
 std::string escape_controls_of_json(std::string_view json) {
     std::string escaped;
     for_each_letter(json, [&](std::string_view letter) {
-        const auto last = static_cast<unsigned char>(letter.back());
-        escaped += last == DELETION || is_encoded_c1(letter) ? fmt::format("\\u{:04x}", last)
-                                                             : std::string(letter);
+        escaped += is_escaped_in_json(letter)
+                       ? fmt::format("\\u{:04x}", static_cast<unsigned>(number_of(letter)))
+                       : std::string(letter);
     });
     return escaped;
 }

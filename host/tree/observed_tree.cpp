@@ -128,14 +128,14 @@ void ObservedTree::resize(ObjectId set, const Extents& extents) {
 
 void ObservedTree::read(ObjectId set, const Hyperslab& slab, std::span<float> samples) {
     tree_.read(set, slab, samples);
-    on_samples_(
-        {.set = set, .count = samples.size(), .set_count = count_samples(tree_.extents(set))});
+    const Extents extents = tree_.extents(set);
+    on_samples_({.set = set, .count = samples.size(), .set_count = count_samples(extents)});
     last_read_ = set;
     Watched& watched = watched_[set];
     if (watched.read) {
         return;
     }
-    if (const Extents extents = tree_.extents(set); !watched.gaps && is_whole(slab, extents)) {
+    if (!watched.gaps && is_whole(slab, extents)) {
         watched.gaps = gaps_of(extents, samples);
     }
     watch_samples(set).read = true;
@@ -144,13 +144,12 @@ void ObservedTree::read(ObjectId set, const Hyperslab& slab, std::span<float> sa
 void ObservedTree::write(ObjectId set, const Hyperslab& slab, std::span<const float> samples) {
     Watched& watched = watch_samples(set);
     tree_.write(set, slab, samples);
-    on_samples_({.set = set,
-                 .writes = true,
-                 .count = samples.size(),
-                 .set_count = count_samples(tree_.extents(set))});
+    const Extents extents = tree_.extents(set);
+    on_samples_(
+        {.set = set, .writes = true, .count = samples.size(), .set_count = count_samples(extents)});
     watched.written = true;
     watched.gaps.reset();
-    if (const Extents extents = tree_.extents(set); is_whole(slab, extents)) {
+    if (is_whole(slab, extents)) {
         watched.gaps = gaps_of(extents, samples);
     }
 }

@@ -4,8 +4,9 @@
 // not fail: it writes samples with one bit turned, as bad memory would.
 //
 //     FAILING_CALL    KIND:N:ERRNO:once|always, for example write:3:28:once; KIND as in KINDS
-//                     below, N counted from 1; empty: nothing fails. rename:N:0:kill does not
-//                     fail: the process is killed right behind it
+//                     below, N counted from 1; empty: nothing fails. rename:N:0:kill and
+//                     link:N:0:kill do not fail: the process is killed right behind it. Several
+//                     are parted by commas
 //     FAILING_BELOW   the folder
 //     FAILING_COUNTS  a file of COUNT_BYTES bytes, where the calls of each kind are counted, in
 //                     the order of KINDS, each count a 64-bit integer; last, how many failed
@@ -32,16 +33,15 @@
 
 namespace {
 
-enum class Kind { Open, Read, Write, Sync, Rename, Truncate, Close, Lock, MakeFolder, Spoil };
+enum class Kind { Open, Read, Write, Sync, Rename, Truncate, Close, Lock, MakeFolder, Link, Spoil };
 
-constexpr std::string_view KINDS[] = {"open",     "read",  "write", "sync",  "rename",
-                                      "truncate", "close", "lock",  "mkdir", "spoil"};
+constexpr std::string_view KINDS[] = {"open",  "read", "write", "sync", "rename", "truncate",
+                                      "close", "lock", "mkdir", "link", "spoil"};
 constexpr std::size_t KIND_COUNT = std::size(KINDS);
 constexpr std::size_t COUNT_BYTES = (KIND_COUNT + 1) * sizeof(std::uint64_t);
 
 struct Plan {
-    std::size_t kind = KIND_COUNT; // none
-    std::uint64_t number = 0;
+    std::uint64_t number = 0; // none
     int error = 0;
     bool always = false;
     bool kill = false;
@@ -52,26 +52,33 @@ struct Counts {
     std::atomic<std::uint64_t> failed;
 };
 
-Plan plan;
+Plan plans[KIND_COUNT]; // one for each kind
 const char* folder = nullptr;
 std::size_t folder_length = 0;
 Counts* counts = nullptr;
 
-void read_plan() {
-    const char* text = std::getenv("FAILING_CALL");
+void read_plan(const char* text) {
     char kind[16] = {};
     char times[8] = {};
     unsigned long long number = 0;
     int error = 0;
-    if (text == nullptr ||
-        std::sscanf(text, "%15[^:]:%llu:%d:%7s", kind, &number, &error, times) != 4) {
+    if (std::sscanf(text, "%15[^:]:%llu:%d:%7[^,]", kind, &number, &error, times) != 4) {
         return;
     }
     for (std::size_t i = 0; i < KIND_COUNT; ++i) {
         if (KINDS[i] == kind) {
-            plan = {i, number, error, std::strcmp(times, "always") == 0,
-                    std::strcmp(times, "kill") == 0};
+            plans[i] = {number, error, std::strcmp(times, "always") == 0,
+                        std::strcmp(times, "kill") == 0};
         }
+    }
+}
+
+void read_plans() {
+    const char* text = std::getenv("FAILING_CALL");
+    while (text != nullptr) {
+        read_plan(text);
+        const char* const comma = std::strchr(text, ',');
+        text = comma == nullptr ? nullptr : comma + 1;
     }
 }
 
@@ -87,7 +94,7 @@ Counts* map_counts() {
 }
 
 [[gnu::constructor]] void begin() {
-    read_plan();
+    read_plans();
     Counts* const mapped = map_counts();
     folder = std::getenv("FAILING_BELOW");
     folder_length = folder == nullptr ? 0 : std::strlen(folder);
@@ -135,7 +142,8 @@ bool fails(Kind kind, bool ours) {
     }
     const auto index = static_cast<std::size_t>(kind);
     const std::uint64_t number = ++counts->calls[index];
-    if (index != plan.kind || (plan.always ? number < plan.number : number != plan.number)) {
+    const Plan& plan = plans[index];
+    if (plan.number == 0 || (plan.always ? number < plan.number : number != plan.number)) {
         return false;
     }
     ++counts->failed;
@@ -149,7 +157,7 @@ int call_or_end(Kind kind, bool ours, const Call& call) {
     if (!fails(kind, ours)) {
         return call();
     }
-    if (plan.kill) {
+    if (plans[static_cast<std::size_t>(kind)].kill) {
         call();
         kill(getpid(), SIGKILL);
     }
@@ -291,6 +299,10 @@ int rename(const char* from, const char* to) {
 int renameat2(int from_base, const char* from, int to_base, const char* to, unsigned flags) {
     return call_or_end(Kind::Rename, names_ours(to_base, to),
                        [&] { return NEXT(renameat2)(from_base, from, to_base, to, flags); });
+}
+
+int link(const char* from, const char* to) {
+    return call_or_end(Kind::Link, names_ours(AT_FDCWD, to), [&] { return NEXT(link)(from, to); });
 }
 
 int ftruncate(int file, off_t length) {

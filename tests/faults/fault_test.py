@@ -4,7 +4,7 @@
                   [--job NAME] [--file NAME] [--sanitizer LIBRARY]
 
 Each job runs on files of several layouts while the n-th read, write, sync, rename, truncate,
-close, open, lock or mkdir below its folder fails, once or from then on; n = 1, 2, ... until the
+close, open, lock, mkdir or link below its folder fails, once or from then on; n = 1, 2, ... until the
 job needs fewer of them. In its place the n-th write of samples has one bit turned ("spoil").
 Without --all only COUNT n are tried (5 unless told), the first and the last among them. A program
 that is built with a sanitizer takes its run-time before all else that is preloaded; what it finds
@@ -29,12 +29,13 @@ import tempfile
 import h5py
 import numpy
 
-KINDS = ["open", "read", "write", "sync", "rename", "truncate", "close", "lock", "mkdir", "spoil"]
+KINDS = ["open", "read", "write", "sync", "rename", "truncate", "close", "lock", "mkdir",
+         "link", "spoil"]
 # What the system answers where a disk is full or breaks.
 ERRORS = {"open": [errno.EIO], "read": [errno.EIO], "write": [errno.ENOSPC, errno.EIO],
           "sync": [errno.EIO], "rename": [errno.EIO], "truncate": [errno.ENOSPC],
-          "close": [errno.EIO], "lock": [errno.ENOLCK], "mkdir": [errno.ENOSPC],
-          "spoil": [0]}
+          "close": [errno.EIO], "lock": [errno.ENOLCK, errno.EIO], "mkdir": [errno.ENOSPC],
+          "link": [errno.EIO, errno.EPERM], "spoil": [0]}
 SAMPLED_POSITIONS = 5
 TIME_LIMIT = 60
 

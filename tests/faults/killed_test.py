@@ -1,9 +1,10 @@
-"""Kills a worker right behind the rename that puts its result in place.
+"""Kills a worker right behind a rename or link of the publishing of its result, or has two fail.
 
     killed_test.py TALVORA_HOST PLUGIN FAILING_CALLS
 
 The result is there, so the file is not one that is yet to be done: done once more, in place, its
-steps would be applied twice.
+steps would be applied twice. What was replaced, the file and its older backup, has a name at every
+moment.
 """
 
 import os
@@ -18,7 +19,7 @@ import h5py
 import numpy
 
 HOST = PLUGIN = FAILING_CALLS = None
-KIND_COUNT = 10
+KIND_COUNT = 11
 
 
 class KilledBehindTheRename(unittest.TestCase):
@@ -42,7 +43,7 @@ class KilledBehindTheRename(unittest.TestCase):
         done = subprocess.run([HOST, "run", "apply-set-rectify", "SourceGroup=Imu", *words],
                               cwd=self.folder, env=environment, capture_output=True, text=True,
                               timeout=60, check=False)
-        self.assertEqual(struct.unpack(f"{KIND_COUNT + 1}Q", counts.read_bytes())[-1], 1)
+        self.failed_count = struct.unpack(f"{KIND_COUNT + 1}Q", counts.read_bytes())[-1]
         return done
 
     def samples(self, name):
@@ -52,6 +53,7 @@ class KilledBehindTheRename(unittest.TestCase):
     def test_the_result_counts_as_written(self):
         done = self.rectify("one.h5", "two.h5", "--in-place", "--failed-to", "failed.txt",
                             plan="rename:1:0:kill")
+        self.assertEqual(self.failed_count, 1)
         self.assertEqual(done.returncode, 4, done.stderr)
         self.assertIn("error: one.h5: its worker was killed (SIGKILL); the output is written and "
                       "complete\n", done.stderr)
@@ -62,10 +64,66 @@ class KilledBehindTheRename(unittest.TestCase):
     def test_with_nothing_in_place_the_file_is_yet_to_be_done(self):
         done = self.rectify("one.h5", "--in-place", "--backup", "--failed-to", "failed.txt",
                             plan="rename:1:0:kill")
+        self.assertEqual(self.failed_count, 1)
         self.assertEqual(done.returncode, 4, done.stderr)
         self.assertIn("; the output is as it was\n", done.stderr)
         self.assertEqual((self.folder / "failed.txt").read_text(), "one.h5\n")
         self.assertEqual(self.samples("one.h5"), [1, -2, 3])
+
+    def replace_backup(self, plan):
+        """Of a file that has an older backup; the bytes of both, and what the run said."""
+        (self.folder / "one.h5.bak").write_bytes(b"older")
+        before = (self.folder / "one.h5").read_bytes()
+        done = self.rectify("one.h5", "--in-place", "--backup", "--force", plan=plan)
+        return before, done
+
+    def contents(self):
+        return {path.name: path.read_bytes() for path in self.folder.iterdir()}
+
+    def test_file_and_older_backup_have_a_name_behind_every_rename(self):
+        for plan in ("link:1:0:kill", "rename:1:0:kill", "rename:2:0:kill",
+                     "link:1:1:once,rename:1:0:kill", "link:1:1:once,rename:2:0:kill",
+                     "link:1:1:once,rename:3:0:kill"):
+            with self.subTest(plan):
+                self.setUp()
+                before, done = self.replace_backup(plan)
+                self.assertEqual(self.failed_count, plan.count(":once") + 1)
+                self.assertEqual(done.returncode, 4, done.stderr)
+                # The next command sweeps what the killed one left.
+                self.rectify("two.h5", "--in-place", plan="")
+                left = self.contents()
+                self.assertIn(before, left.values())
+                self.assertIn(b"older", left.values())
+                self.assertTrue(all(name.startswith(("one.h5", "two.h5")) for name in left), left)
+                if self.samples("one.h5") == [1, 2, 3]:
+                    self.assertIn("; the output is written and complete\n", done.stderr)
+                    self.assertEqual(left["one.h5.bak"], before)
+                else:
+                    self.assertIn("; the output is as it was\n", done.stderr)
+                    self.assertEqual(left["one.h5"], before)
+
+    def test_what_a_killed_run_kept_is_not_replaced(self):
+        before, _ = self.replace_backup("rename:1:0:kill")
+        done = self.rectify("one.h5", "--in-place", "--backup", "--force", plan="")
+        self.assertEqual(done.returncode, 5)
+        self.assertIn("error: one.h5.bak.older: exists\nhint: ", done.stderr)
+        self.assertEqual(self.contents(), {"one.h5": before, "one.h5.bak": before,
+                                           "one.h5.bak.older": b"older",
+                                           "two.h5": self.contents()["two.h5"]})
+
+    def test_an_older_backup_that_cannot_be_put_back_is_kept(self):
+        before, done = self.replace_backup("rename:2:5:always,link:2:5:always")
+        self.assertEqual(done.returncode, 5)
+        self.assertIn("one.h5.bak: what stood there before cannot be put back; it is kept as "
+                      "one.h5.bak.older\n", done.stderr)
+        self.assertEqual(self.contents()["one.h5"], before)
+        self.assertEqual(self.contents()["one.h5.bak.older"], b"older")
+
+    def test_nothing_but_the_backup_is_left_of_replacing_one(self):
+        before, done = self.replace_backup("")
+        self.assertEqual(done.returncode, 0, done.stderr)
+        self.assertEqual(set(self.contents()), {"one.h5", "one.h5.bak", "two.h5"})
+        self.assertEqual(self.contents()["one.h5.bak"], before)
 
 
 if __name__ == "__main__":

@@ -142,6 +142,7 @@ TEST_F(ForeignStorage, IsMissedInAnotherFolder) {
     const hid_t mapped = H5Pcreate(H5P_DATASET_CREATE);
     H5Pset_virtual(mapped, space, "victim.h5", "/Samples", space);
     write_set(file, "Mapped", mapped);
+    H5Lcreate_hard(file, "Mapped", file, "SecondName", H5P_DEFAULT, H5P_DEFAULT); // told once
     H5Pclose(mapped);
     H5Sclose(space);
     H5Gclose(group);
@@ -162,6 +163,23 @@ TEST_F(ForeignStorage, IsMissedInAnotherFolder) {
               "from there\n"
               "warning: other/out.h5: 'Mapped' leads to the file 'victim.h5', which is not found "
               "from there\n");
+}
+
+TEST_F(ForeignStorage, IsRefusedWhereALinkInTheSourceGroupLeadsToIt) {
+    const hid_t file =
+        H5Fcreate((folder_ / "linked.h5").c_str(), H5F_ACC_TRUNC, H5P_DEFAULT, H5P_DEFAULT);
+    const hid_t group = H5Gcreate2(file, "Imu", H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT);
+    write_set(group, "Own", H5P_DEFAULT);
+    H5Lcreate_external("victim.h5", "/Samples", group, "Beside", H5P_DEFAULT, H5P_DEFAULT);
+    H5Gclose(group);
+    H5Fclose(file);
+    const Program::Words words = {
+        "run", "apply-set-rectify", "SourceGroup=Imu", "linked.h5", "-o", "out.h5"};
+    EXPECT_EQ(run_beside_victims(words, 1).errors,
+              "error: linked.h5: apply-set-rectify: passed-over: Imu/Beside: is in the source "
+              "group, and units cannot take it: link to '/Samples' in the file 'victim.h5'\n"
+              "hint: if the others are meant: SourceSets=Imu/Own; --accept passed-over keeps it\n");
+    EXPECT_FALSE(std::filesystem::exists(folder_ / "out.h5"));
 }
 
 TEST_F(ForeignStorage, IsNotTouchedByAJobThatFails) {

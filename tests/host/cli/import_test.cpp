@@ -66,12 +66,16 @@ TEST_F(Import, LeavesAFileAsItIsWhenTheGroupIsThereAlready) {
     write_file(folder_ / "one.csv", "X\n1\n2\n");
     run({"import", "one.csv", "-o", "one.h5", "--group", "One", "--rate", "50"});
     const std::string before = read_file(folder_ / "one.h5");
-    const auto result =
-        run({"import", "one.csv", "-o", "one.h5", "--group", "One", "--rate", "50", "--append"});
-    EXPECT_EQ(result.exit_code, 5);
-    EXPECT_THAT(result.errors, StartsWith("error: one.h5: "));
-    EXPECT_THAT(result.errors, HasSubstr("One"));
-    EXPECT_EQ(read_file(folder_ / "one.h5"), before);
+    for (const Program::Words& more : {Program::Words{}, Program::Words{"-n"}}) {
+        Program::Words words = {"import", "one.csv", "-o", "one.h5",  "--group",
+                                "One",    "--rate",  "50", "--append"};
+        words.insert(words.end(), more.begin(), more.end());
+        const auto result = run(words);
+        EXPECT_EQ(result.exit_code, 5);
+        EXPECT_THAT(result.errors, StartsWith("error: one.h5: "));
+        EXPECT_THAT(result.errors, HasSubstr("One"));
+        EXPECT_EQ(read_file(folder_ / "one.h5"), before);
+    }
 }
 
 TEST_F(Import, AddsToNothingButAFileOfDataSets) {

@@ -3,11 +3,13 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
 #include <map>
 #include <sys/file.h>
 #include <unistd.h>
+#include <utility>
 
 namespace talvora::host {
 namespace {
@@ -20,7 +22,7 @@ using testing::IsEmpty;
 using testing::Not;
 using testing::StartsWith;
 
-// Ten copies of a recording; the sixth crashes the unit "crash-if-marked".
+// Ten copies of a recording; the sixth is marked for "crash-if-marked" and "wait-if-marked".
 class ManyFiles : public CommandLine {
   protected:
     void SetUp() override {
@@ -109,6 +111,28 @@ TEST_F(ManyFiles, EndsWithATableOfFailuresAndAListToTryAgain) {
     EXPECT_EQ(read_file(folder_ / "failed.txt"), "");
 }
 
+TEST_F(ManyFiles, ListsWhatIsYetToBeDoneWhenItIsInterrupted) {
+    const auto before = contents(".");
+    for (const auto& [signal_number, exit_code] : {std::pair{SIGINT, 130}, {SIGTERM, 143}}) {
+        fs::remove_all(folder_ / "out");
+        Program program(folder_.path(), {"run", "wait-if-marked", "0.h5", "1.h5", "5.h5", "7.h5",
+                                         "8.h5", "--out-dir", "out", "--failed-to", "failed.txt",
+                                         "--plugin", TROUBLE_PLUGIN});
+        ASSERT_TRUE(program.waits_for("waiting"));
+        program.send(signal_number);
+        const auto result = program.finish();
+        EXPECT_EQ(result.exit_code, exit_code);
+        EXPECT_THAT(result.errors,
+                    testing::EndsWith("waiting\n"
+                                      "error: interrupted; each file is as it was, or written "
+                                      "and complete\n"));
+        EXPECT_EQ(read_file(folder_ / "failed.txt"), "5.h5\n7.h5\n8.h5\n");
+        EXPECT_THAT(contents("out"), ElementsAre(testing::Key("0.h5"), testing::Key("1.h5")));
+        fs::remove(folder_ / "failed.txt");
+        EXPECT_TRUE(contents(".") == before);
+    }
+}
+
 TEST_F(ManyFiles, LetsNoListTakeThePlaceOfWhatIsReadOrWritten) {
     const auto before = contents(".");
     for (const char* list : {"0.h5", "new.h5"}) {
@@ -135,6 +159,18 @@ TEST_F(ManyFiles, ReplacesNoFileByTheListButAnotherList) {
     forced.emplace_back("--force");
     EXPECT_EQ(run(forced).exit_code, 0);
     EXPECT_EQ(read_file(folder_ / "kept.txt"), "");
+}
+
+TEST_F(ManyFiles, RefusesNamesThatNoListCanHold) {
+    for (const char* name : {"odd.h5\r", "odd\n.h5"}) {
+        fs::copy_file(folder_ / "0.h5", folder_ / name);
+        const auto result = run({"run", "apply-set-rectify", "SourceGroup=Signals", name, "-o",
+                                 "new.h5", "--failed-to", "failed.txt"});
+        EXPECT_EQ(result.exit_code, 2);
+        EXPECT_THAT(result.errors, HasSubstr("': a name with a line end cannot stand in the list "
+                                             "--failed-to 'failed.txt'\n"));
+        EXPECT_FALSE(fs::exists(folder_ / "new.h5"));
+    }
 }
 
 TEST_F(ManyFiles, WritesNoListInThePlaceOfABackup) {

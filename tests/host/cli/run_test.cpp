@@ -484,12 +484,26 @@ TEST_P(InterruptedRun, LeavesEverythingAsItWas) {
     EXPECT_EQ(folder_.names().size(), 4U) << "the temporary file is not in the folder";
     EXPECT_THAT(folder_.names(), Contains(".walk.h5.talvora-lock"));
     program.send(signal_number);
-    EXPECT_EQ(program.finish().exit_code, exit_code);
+    const auto result = program.finish();
+    EXPECT_EQ(result.exit_code, exit_code);
+    EXPECT_THAT(result.errors, EndsWith("\nerror: interrupted; each file is as it was, or written "
+                                        "and complete\n"));
     expect_nothing_changed();
 }
 
 INSTANTIATE_TEST_SUITE_P(Signals, InterruptedRun,
-                         testing::Values(std::pair{SIGINT, 130}, std::pair{SIGTERM, 143}));
+                         testing::Values(std::pair{SIGINT, 130}, std::pair{SIGQUIT, 131},
+                                         std::pair{SIGTERM, 143}, std::pair{SIGXCPU, 152}));
+
+TEST_F(Run, TellsThatFilesAreCompleteWhenItsOutputCannotBeWritten) {
+    const auto result =
+        run({"-c", "exec " + std::string(TALVORA_HOST_PROGRAM) +
+                       " run set-rectify SourceGroup=Signals walk.h5 -o out.h5 > /dev/full"},
+            {.environment = {}, .without_privileges = false, .program = "/bin/bash"});
+    EXPECT_EQ(result.exit_code, 5);
+    EXPECT_THAT(result.errors, EndsWith("; what was written to files is complete\n"));
+    EXPECT_EQ(samples("out.h5", "Signals/X")[0], 1);
+}
 
 TEST_F(Run, TakesItsWorkerAlongWhenItIsKilled) {
     {

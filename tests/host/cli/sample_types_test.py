@@ -333,6 +333,17 @@ class WhatIsKept(SampleTypes):
                       self.opposite(code=1).stderr)
         self.assertEqual(os.listdir(self.folder), ["in.h5"])
 
+    def test_a_region_of_a_set_keeps_it_from_being_made_smaller(self):
+        with self.make() as file:
+            data = add_set(file, "Imu/X", np.arange(100, dtype="f4").reshape(1, 1, 100),
+                           chunks=(1, 1, 10), maxshape=(1, 1, None))
+            file["regions"] = np.array([data.regionref[:, :, 90:]], dtype=h5py.regionref_dtype)
+        result = self.call("run", "apply-set-downsample", "SourceGroup=Imu", "--to-rate", "50",
+                           "in.h5", "-o", "out.h5", code=1)
+        self.assertIn("'Imu/X' cannot be made smaller: '/regions' refers to a part of it",
+                      result.stderr)
+        self.assertEqual(os.listdir(self.folder), ["in.h5"])
+
     def test_what_is_resized_stays_what_it_is(self):
         with self.make() as file:
             file["kind"] = np.dtype(">f4")

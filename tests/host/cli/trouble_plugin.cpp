@@ -96,13 +96,17 @@ bool crash(call_context* ctx, get_interface_function get_interface) {
     return true;
 }
 
-// In files with a group "Marked" alone.
-bool crash_if_marked(call_context* ctx, get_interface_function get_interface) {
-    change_a_sample(ctx, get_interface);
+// A group "Marked".
+bool is_marked(call_context* ctx, get_interface_function get_interface) {
     group_handle root{};
     static_cast<const context_api*>(get_interface(CONTEXT_API_ID))->root_group(&root, ctx);
     const auto* groups = static_cast<const group_api*>(get_interface(GROUP_API_ID));
-    if (groups->group_exists(root, "Marked") != 0) {
+    return groups->group_exists(root, "Marked") != 0;
+}
+
+bool crash_if_marked(call_context* ctx, get_interface_function get_interface) {
+    change_a_sample(ctx, get_interface);
+    if (is_marked(ctx, get_interface)) {
         std::raise(SIGSEGV);
     }
     return true;
@@ -176,6 +180,10 @@ bool wait(call_context* ctx, get_interface_function get_interface) {
     return true;
 }
 
+bool wait_if_marked(call_context* ctx, get_interface_function get_interface) {
+    return is_marked(ctx, get_interface) ? wait(ctx, get_interface) : succeed(ctx, get_interface);
+}
+
 template <const char* NAME>
 const char* name() {
     return NAME;
@@ -196,6 +204,7 @@ constexpr char THROW[] = "test.trouble.throw";
 constexpr char RUN_OUT_OF_MEMORY[] = "test.trouble.run-out-of-memory";
 constexpr char CHANGE_INPUT[] = "test.trouble.change-input";
 constexpr char WAIT[] = "test.trouble.wait";
+constexpr char WAIT_IF_MARKED[] = "test.trouble.wait-if-marked";
 
 unit_descriptor make_unit(text_getter unit_name, run_operation run) {
     return {unit_name, vendor, vendor, declare, run, version, description, nullptr, {}};
@@ -218,6 +227,7 @@ unit_descriptor units[] = {
     make_unit(name<RUN_OUT_OF_MEMORY>, run_out_of_memory),
     make_unit(name<CHANGE_INPUT>, change_input),
     make_unit(name<WAIT>, wait),
+    make_unit(name<WAIT_IF_MARKED>, wait_if_marked),
 };
 
 } // namespace

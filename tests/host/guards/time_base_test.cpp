@@ -81,6 +81,20 @@ TEST_F(TimeBases, AreForeseenFromTheRates) {
     }
 }
 
+// Every second sample is 31.25 Hz. So few last a sample longer at 25 Hz, as they may.
+TEST_F(TimeBases, AreForeseenFromTheRatesOfFewSamplesToo) {
+    add("A/X", 10, 62.5F);
+    const auto found = foresee(25.0F);
+    ASSERT_THAT(found, SizeIs(1));
+    EXPECT_EQ(found[0].text, "10 samples at 62.5 Hz, 0.16 s become 5 samples at 25 Hz, 0.2 s");
+    EXPECT_THAT(foresee(31.25F), IsEmpty());
+}
+
+TEST_F(TimeBases, TellNothingOfASingleSample) {
+    add("A/X", 1, 62.5F);
+    EXPECT_THAT(foresee(25.0F), IsEmpty());
+}
+
 TEST_F(TimeBases, AreForeseenOfSetsThatAreScaledByTheRateOfAnother) {
     add("A/X", 4000, 400.0F);
     add("A/Y", 1000, 100.0F);

@@ -131,6 +131,45 @@ TEST(SweepDeadFilesIn, RemovesWhatTheDeadLeftAndNothingElse) {
     EXPECT_NE(message_of_writing(folder / "living.h5"), "");
 }
 
+// None of these can be what a run made.
+TEST(SweepDeadFilesIn, LeavesWhatARunCannotHaveMade) {
+    const TemporaryFolder folder;
+    const TemporaryFolder elsewhere;
+    write_file(elsewhere / "kept", "kept");
+    write_file(folder / ".a.h5.ab-def.talvora-tmp", ""); // a character that no random name has
+    write_file(folder / ".b.h5..abcde.talvora-tmp", "");
+    write_file(folder / ".c.h5xabcdef.talvora-tmp", ""); // no dot before the random letters
+    write_file(folder / ".d.h5.abcdef.talvora-tmp", "two names");
+    std::filesystem::create_hard_link(folder / ".d.h5.abcdef.talvora-tmp", folder / "d.h5");
+    std::filesystem::create_symlink(elsewhere / "kept", folder / ".e.h5.abcdef.talvora-tmp");
+    write_file(folder / ".f.h5.talvora-lock", "notes"); // locks are empty
+    const auto before = folder.names();
+    sweep_dead_files_in(folder.path());
+    EXPECT_EQ(folder.names(), before);
+    EXPECT_EQ(read_file(folder / ".f.h5.talvora-lock"), "notes");
+    EXPECT_EQ(read_file(elsewhere / "kept"), "kept");
+}
+
+TEST(SweepDeadFilesIn, LeavesWhatIsAnothersPossession) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root gives files to others";
+    }
+    const TemporaryFolder folder;
+    for (const char* name : {".a.h5.abcdef.talvora-tmp", ".b.h5.talvora-lock"}) {
+        write_file(folder / name, "");
+        ASSERT_EQ(chown((folder / name).c_str(), 65534, 65534), 0);
+    }
+    sweep_dead_files_in(folder.path());
+    EXPECT_THAT(folder.names(), ElementsAre(".a.h5.abcdef.talvora-tmp", ".b.h5.talvora-lock"));
+}
+
+TEST(WriterLock, LeavesAFileOfItsNameThatIsNoLock) {
+    const TemporaryFolder folder;
+    write_file(folder / ".walk.h5.talvora-lock", "notes");
+    EXPECT_EQ(message_of_writing(folder / "walk.h5"), "");
+    EXPECT_EQ(read_file(folder / ".walk.h5.talvora-lock"), "notes");
+}
+
 // Many start at once in one folder, each sweeping it: none takes a sweeper for a writer.
 TEST(SweepDeadFilesIn, KeepsNobodyFromWriting) {
     const TemporaryFolder folder;

@@ -260,6 +260,14 @@ TEST(ImportTable, SpacesRowsEvenlyAtAGivenRate) {
     EXPECT_EQ(result.attribute("Signals/X", "StartTime"), AttributeValue(0.0));
 }
 
+TEST(ImportTable, RefusesABlankRowBetweenRowsThatAreEquallySpaced) {
+    const Failure failure =
+        failure_of("X,Y\n1,10\n\n2,20\n", {.sets = {}, .sample_rate = 100, .time_column = {}});
+    EXPECT_EQ(failure.code(), ExitCode::Input);
+    EXPECT_STREQ(failure.what(), "walk.csv: row 3 is blank: rows that are equally spaced have no "
+                                 "room between them");
+}
+
 TEST(ImportTable, ReadsTheUnitOfTheTimeFromItsName) {
     Imported result;
     import_text(result, "clock (ms),X\n500,1\n510,2\n520,3\n",

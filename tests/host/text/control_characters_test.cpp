@@ -25,6 +25,17 @@ TEST(BlankControls, LeavesLettersOfWhichSuchBytesArePart) {
     EXPECT_EQ(blank_controls("\xE9\x9B", ""), "\xE9 "); // cut off: each byte by itself
 }
 
+// With them a terminal shows a name in another order than it has.
+TEST(BlankControls, LeavesNothingThatTurnsTheDirectionOfText) {
+    EXPECT_EQ(blank_controls("a\u061Cb\u200Ec\u200Fd", ""), "a b c d");
+    EXPECT_EQ(blank_controls("\u202A\u202B\u202C\u202D\u202E.", ""), "     .");
+    EXPECT_EQ(blank_controls("\u2066\u2067\u2068\u2069.", ""), "    .");
+    for (const char* text :
+         {"\u200D", "\u2010", "\u2029", "\u202F", "\u2065", "\u206A", "\u05D0\u0627"}) {
+        EXPECT_EQ(blank_controls(text, ""), text);
+    }
+}
+
 TEST(BlankControls, KeepsWhatItIsToldTo) {
     EXPECT_EQ(blank_controls("a\tb\nc\r", "\t\n"), "a\tb\nc ");
 }
@@ -32,6 +43,8 @@ TEST(BlankControls, KeepsWhatItIsToldTo) {
 TEST(EscapeControlsOfJson, WritesThemByTheirNumber) {
     EXPECT_EQ(escape_controls_of_json("{\n  \"\x7f\": \"\xC2\x9B\xC3\x9B\"\n}"),
               "{\n  \"\\u007f\": \"\\u009b\xC3\x9B\"\n}");
+    EXPECT_EQ(escape_controls_of_json("\"\u061C\u200F\u202E\u2069\u2010\""),
+              "\"\\u061c\\u200f\\u202e\\u2069\u2010\"");
 }
 
 } // namespace
