@@ -67,7 +67,11 @@ void warn_of_short_runs(const GuardedStep& step, const SetObservation& set, cons
     const std::uint64_t shortest = find_shortest_run(step.filters.front().design);
     const FilteredRuns runs =
         count_filtered_runs(gaps, count_samples(set.before->extents), lines.length(), shortest);
-    if (runs.left_samples + runs.erased_samples > 0) {
+    if (runs.filtered_count == 0) {
+        warnings.push_back({fmt::format("{}: nothing was filtered: {}", set.path,
+                                        describe_unfiltered(runs, shortest)),
+                            fmt::format("fill gaps first, or take a lower {}", ORDER_KEY)});
+    } else if (runs.left_samples + runs.erased_samples > 0) {
         warnings.push_back(
             {fmt::format("{}: runs of fewer than {} valid samples are too short to be filtered: {} "
                          "stayed as they were, {} at the ends of lines became missing",

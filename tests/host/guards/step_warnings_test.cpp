@@ -74,6 +74,19 @@ TEST_F(StepWarnings, AreOfRunsTooShortToBeFiltered) {
                             "missing"));
 }
 
+TEST_F(StepWarnings, NameSetsOfWhichNothingWasFiltered) {
+    make_step("a.apply-set-butterworth", {"Axis: integer = -1"});
+    filters_ = {find_facts({5, 4, 0, Bandform::ZeroLagLowPass}, 100.0F)};
+    work_on(add_set("X", {2, 7}, std::vector<float>(14)));
+    work_on(add_set("Y", {10}, std::vector<float>(10)));
+    work_on(add_set("Z", {10}, std::vector<float>(10, N)));
+    EXPECT_THAT(find(GuardTime::AfterStep),
+                ElementsAre("X: nothing was filtered: the longest run of valid samples has 7, the "
+                            "filter takes those of 8 and more",
+                            "Z: nothing was filtered: the longest run of valid samples has 0, the "
+                            "filter takes those of 8 and more"));
+}
+
 TEST_F(StepWarnings, AreNoneOfOtherUnits) {
     make_step("a.apply-set-rectify", {});
     work_on(add_set("X", {3}, {N, 1, N}));
