@@ -78,20 +78,23 @@ std::optional<Recipe> read_recipe_option(Session& session, const RecipeOptions& 
 // What is there to work on, and whether a guard would refuse what comes of it.
 struct FileCheck {
     std::vector<ParameterProblem> problems;
+    std::vector<ParameterProblem> lacking; // what units would refuse
     std::vector<GuardFinding> findings;
 
     ExitCode exit_code() const {
         if (!problems.empty()) {
             return ExitCode::Input;
         }
-        return std::ranges::all_of(findings, &GuardFinding::accepted) ? ExitCode::Done
-                                                                      : ExitCode::UnitFailed;
+        return lacking.empty() && std::ranges::all_of(findings, &GuardFinding::accepted)
+                   ? ExitCode::Done
+                   : ExitCode::UnitFailed;
     }
 };
 
 FileCheck look_at_file(const Recipe& recipe, const std::string& file) {
     const auto tree = open_input(file);
-    return {check_places(recipe, *tree), find_guarded(recipe, *tree, file)};
+    return {check_places(recipe, *tree), find_lacking_rates(recipe, *tree, file),
+            find_guarded(recipe, *tree, file)};
 }
 
 void print_findings(const Console& console, std::span<const GuardFinding> findings,
@@ -106,6 +109,7 @@ void print_findings(const Console& console, std::span<const GuardFinding> findin
 void check_file(Session& session, const Recipe& recipe, const std::string& file) {
     const FileCheck check = read_input(file, [&] { return look_at_file(recipe, file); });
     print_problems(session.console, check.problems, file + ": ");
+    print_problems(session.console, check.lacking, file + ": ");
     print_findings(session.console, check.findings, file);
     session.exit_code = check.exit_code();
 }

@@ -76,7 +76,7 @@ class StepRun {
     void tell_hints(DataTree& tree) const {
         std::set<std::string> told;
         for (const std::string& message : messages_) {
-            for (const std::string& hint : find_hints(step_, message, tree)) {
+            for (const std::string& hint : find_hints(step_, message, tree, source_)) {
                 if (told.insert(hint).second) {
                     tell_({MessageLevel::Hint, hint});
                 }
