@@ -217,10 +217,13 @@ void tell_filters(const Step& step, std::span<const FilterFacts> filters, const 
         const std::string sets = list_some(facts.sets);
         tell({MessageLevel::Detail, fmt::format("{}: {}", sets, summarise(facts)), step.name});
         const bool is_as_asked = !step.aims.edges.empty();
-        if (is_as_asked || find_fault(facts.design)) {
+        if (find_fault(facts.design)) {
             continue;
         }
         for (const FilterWarning& warning : find_warnings(facts)) {
+            if (is_as_asked && !warning.choice.empty()) {
+                continue;
+            }
             tell({MessageLevel::Warning, fmt::format("{}: {}", sets, warning.text), step.name});
             tell({MessageLevel::Hint, describe_remedy(facts, warning)});
         }
