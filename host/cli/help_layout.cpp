@@ -21,7 +21,8 @@ constexpr const char* PROGRAM_SECTIONS = R"(Exit codes:
   4         plug-in: cannot be loaded, broke the interface, crashed
   5         output: exists, no room, no permission, not as written; or memory
             has run out, in a unit or elsewhere
-  130, 143  interrupted, with nothing half-made left
+  128 + N   ended by the signal N (130: interrupted, 143: terminated), with nothing
+            half-made left
 
 Environment:
   TALVORA_PLUGIN_PATH  the plug-in library, where --plugin is not given

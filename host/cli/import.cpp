@@ -217,7 +217,7 @@ void add_import_command(Command program, Session& session) {
     command
         .add_option("--time", state->options.time_column,
                     "Rows are placed by this column, its unit s, ms or us in brackets (else "
-                    "a column named time or t)")
+                    "a column named time or t; '' with --rate: no column is a time)")
         .value_name("COLUMN");
     command
         .add_option("--grid", state->grid,

@@ -41,7 +41,7 @@ struct RecipeOptions {
     std::string recipe;
     std::vector<std::string> settings;
     std::vector<std::string> files;
-    WorkerRunOptions runs; // of these `check` takes the guards alone
+    WorkerRunOptions runs; // of these `check` takes the list of files and the guards alone
 };
 
 struct ExtractOptions {
@@ -78,20 +78,23 @@ std::optional<Recipe> read_recipe_option(Session& session, const RecipeOptions& 
 // What is there to work on, and whether a guard would refuse what comes of it.
 struct FileCheck {
     std::vector<ParameterProblem> problems;
+    std::vector<ParameterProblem> lacking; // what units would refuse
     std::vector<GuardFinding> findings;
 
     ExitCode exit_code() const {
         if (!problems.empty()) {
             return ExitCode::Input;
         }
-        return std::ranges::all_of(findings, &GuardFinding::accepted) ? ExitCode::Done
-                                                                      : ExitCode::UnitFailed;
+        return lacking.empty() && std::ranges::all_of(findings, &GuardFinding::accepted)
+                   ? ExitCode::Done
+                   : ExitCode::UnitFailed;
     }
 };
 
 FileCheck look_at_file(const Recipe& recipe, const std::string& file) {
     const auto tree = open_input(file);
-    return {check_places(recipe, *tree), find_guarded(recipe, *tree, file)};
+    return {check_places(recipe, *tree), find_lacking_rates(recipe, *tree, file),
+            find_guarded(recipe, *tree, file)};
 }
 
 void print_findings(const Console& console, std::span<const GuardFinding> findings,
@@ -106,6 +109,7 @@ void print_findings(const Console& console, std::span<const GuardFinding> findin
 void check_file(Session& session, const Recipe& recipe, const std::string& file) {
     const FileCheck check = read_input(file, [&] { return look_at_file(recipe, file); });
     print_problems(session.console, check.problems, file + ": ");
+    print_problems(session.console, check.lacking, file + ": ");
     print_findings(session.console, check.findings, file);
     session.exit_code = check.exit_code();
 }
@@ -126,7 +130,9 @@ void check_recipe(Session& session, const RecipeOptions& options) {
     if (!recipe) {
         return;
     }
-    check_files(session, accept_in_all_steps(*recipe, options.runs.accept), options.files);
+    JobPlanOptions plan = options.runs.plan;
+    plan.files = options.files;
+    check_files(session, accept_in_all_steps(*recipe, options.runs.accept), gather_files(plan));
     if (session.exit_code == ExitCode::Done) {
         session.console.done_line(fmt::format("{}: {}, nothing wrong", options.recipe,
                                               count_things(recipe->steps.size(), "step")));
@@ -172,7 +178,8 @@ void extract_from_file(Session& session, const ExtractOptions& options) {
 
 void add_recipe_options(Command command, RecipeOptions& options) {
     command.add_option("RECIPE", options.recipe, "The recipe, a YAML file").required();
-    command.add_option("FILES", options.files, "The HDF5 files");
+    command.add_option("FILES", options.files,
+                       "The HDF5 files; a pattern in quotes stands for all that it matches");
     command
         .add_option("--set", options.settings,
                     "NAME=VALUE: a variable of the recipe (repeatable; a repeated name makes a "
@@ -186,6 +193,7 @@ void add_check_command(Command recipe, Session& session) {
     Command command = recipe.add_subcommand(
         "check", "Tells everything that is wrong with a recipe, and what files lack for it");
     add_recipe_options(command, *options);
+    add_list_option(command, options->runs.plan);
     add_accept_option(command, options->runs.accept);
     command.on_run([&session, options] { check_recipe(session, *options); });
 }

@@ -16,10 +16,9 @@ struct ChosenFile {
     std::vector<std::string> globs;
 };
 
-// FILE, FILE::GLOB, and either with a pattern in place of the file (host/text/path_glob.h; names
-// that begin with '.' are matched by those alone that do). Each file once, in the order in which
-// the words name them and those of a pattern in natural order. Throws a Failure of the input for a
-// pattern that no file matches.
+// FILE, FILE::GLOB, and either with a pattern in place of the file (host/runs/file_patterns.h).
+// Each file once, in the order in which the words name them and those of a pattern in natural
+// order. Throws a Failure of the input for a pattern that no file matches.
 std::vector<ChosenFile> choose_files(std::span<const std::string> words);
 
 } // namespace talvora::host

@@ -226,12 +226,16 @@ void add_accept_option(Command command, std::vector<std::string>& accept) {
         .repeatable_by_name();
 }
 
-void add_worker_run_options(Command command, WorkerRunOptions& options) {
-    JobPlanOptions& plan = options.plan;
+void add_list_option(Command command, JobPlanOptions& plan) {
     command
         .add_option("--files-from", plan.files_from,
                     "A list of further files, one per line (- for standard input)")
         .value_name("LIST");
+}
+
+void add_worker_run_options(Command command, WorkerRunOptions& options) {
+    JobPlanOptions& plan = options.plan;
+    add_list_option(command, plan);
     command.add_option("-o,--output", plan.output, "Where the result of one file goes")
         .value_name("FILE");
     command

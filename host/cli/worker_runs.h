@@ -26,6 +26,8 @@ struct WorkerRunOptions {
 
 // The guards that a command accepts in every step.
 void add_accept_option(Command command, std::vector<std::string>& accept);
+// The option for a list of further files.
+void add_list_option(Command command, JobPlanOptions& plan);
 
 // All that `run` and `recipe run` have in common but the words for the files.
 void add_worker_run_options(Command command, WorkerRunOptions& options);

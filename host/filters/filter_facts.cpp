@@ -227,13 +227,18 @@ std::vector<FilterWarning> find_warnings(const FilterFacts& facts) {
     if (const auto fault = find_fault(facts.design)) {
         return {{at + fault->text}};
     }
-    if (!is_as_suggested(facts)) {
-        return {{fmt::format(
-                     "{}both passes together are 3 dB down at {}; the parameters suggest {}", at,
-                     name_edges(facts.three_db_points), name_edges(facts.design.suggested_edges)),
-                 make_choice_command(facts.design)}};
+    std::vector<FilterWarning> warnings;
+    if (const auto inaccuracy = find_inaccuracy(facts.design)) {
+        warnings.push_back({at + *inaccuracy});
     }
-    return {};
+    if (!is_as_suggested(facts)) {
+        warnings.push_back(
+            {fmt::format("{}both passes together are 3 dB down at {}; the parameters suggest {}",
+                         at, name_edges(facts.three_db_points),
+                         name_edges(facts.design.suggested_edges)),
+             make_choice_command(facts.design)});
+    }
+    return warnings;
 }
 
 std::string name_edges(const std::vector<double>& edges) {

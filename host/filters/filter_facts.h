@@ -38,8 +38,8 @@ struct FilterWarning {
                              // where that is the remedy
 };
 
-// A fault (filter_fault.h); else 3 dB points that are not within 5 % of the edges that the
-// parameters suggest.
+// A fault (filter_fault.h); else a gain that is off (find_inaccuracy), and 3 dB points that are not
+// within 5 % of the edges that the parameters suggest.
 std::vector<FilterWarning> find_warnings(const FilterFacts& facts);
 
 // Edges, in Hz, as a sentence names them: "40 and 60 Hz", or "no frequency".

@@ -51,6 +51,8 @@ std::string describe_range(const FilterDesign& design) {
 
 // Of a gain: less is no matter beside what a filter is chosen by.
 constexpr double GAIN_TOLERANCE = 0.01;
+// More than that may be a matter.
+constexpr double GAIN_ACCURACY = 0.001;
 
 struct KnownGain {
     double frequency = 0.0; // Hz
@@ -86,17 +88,25 @@ std::vector<KnownGain> list_known_gains(const FilterDesign& design) {
     return gains;
 }
 
+// The first known gain that the coefficients miss by more than a part of it, as a sentence's part.
+std::optional<std::string> describe_missed_gain(const FilterDesign& design, double tolerance) {
+    for (const auto& [frequency, known] : list_known_gains(design)) {
+        const double gain = two_pass_gain(design, frequency);
+        if (!(std::abs(gain - known) <= tolerance * known)) {
+            return fmt::format("at {:.6g} Hz, where the gain should be {}, it is {:.6g}", frequency,
+                               known, gain);
+        }
+    }
+    return std::nullopt;
+}
+
 std::optional<std::string> find_state_problem(const FilterDesign& design) {
     if (const FilterState state = judge(design); state != FilterState::Useful) {
         return fmt::format("the filter is {}", describe_state(state));
     }
-    for (const auto& [frequency, known] : list_known_gains(design)) {
-        const double gain = two_pass_gain(design, frequency);
-        if (!(std::abs(gain - known) <= GAIN_TOLERANCE * known)) {
-            return fmt::format("order {} asks for more digits than the coefficients have: at "
-                               "{:.6g} Hz, where the gain should be {}, it is {:.6g}",
-                               design.parameters.order, frequency, known, gain);
-        }
+    if (const auto missed = describe_missed_gain(design, GAIN_TOLERANCE)) {
+        return fmt::format("order {} asks for more digits than the coefficients have: {}",
+                           design.parameters.order, *missed);
     }
     return std::nullopt;
 }
@@ -126,6 +136,13 @@ std::optional<FilterFault> find_fault(const FilterDesign& design) {
         return FilterFault{*problem, describe_orders(design)};
     }
     return std::nullopt;
+}
+
+std::optional<std::string> find_inaccuracy(const FilterDesign& design) {
+    const auto missed = describe_missed_gain(design, GAIN_ACCURACY);
+    return missed ? std::optional(fmt::format("order {} takes most digits of the coefficients: {}",
+                                              design.parameters.order, *missed))
+                  : std::nullopt;
 }
 
 } // namespace talvora::host

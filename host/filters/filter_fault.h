@@ -20,4 +20,8 @@ struct FilterFault {
 // parameters name.
 std::optional<FilterFault> find_fault(const FilterDesign& design);
 
+// Of a filter without a fault: a gain that is more than a thousandth from that of its form. A
+// sentence without the rate.
+std::optional<std::string> find_inaccuracy(const FilterDesign& design);
+
 } // namespace talvora::host

@@ -1,6 +1,7 @@
 #include "host/filters/known_units.h"
 
 #include "host/filters/filter_design.h"
+#include "host/filters/filter_parameters.h"
 #include "host/text/join_texts.h"
 #include "host/text/nearest_text.h"
 
@@ -31,6 +32,8 @@ struct KnownUnit {
     bool takes_baseline = false;          // of BASELINE_SAMPLES
     bool changes_rates = false;           // to that of HINT_GROUP_KEY or HINT_SET_KEY
     bool tells_of_last_read = false;
+    bool needs_rates = false;             // of all its sets
+    std::string_view key_without_rates{}; // given above or below 0 it needs none
 };
 
 constexpr KeyChoice SOURCE_CHOICE = {SOURCE_SETS_KEY, SOURCE_GROUP_KEY};
@@ -96,7 +99,7 @@ constexpr ParameterFacts COMMON[] = {
 };
 
 constexpr KnownUnit KNOWN_UNITS[] = {
-    {.ending = "set-rectify", .choices = IN_PLACE_CHOICES},
+    {.ending = "set-rectify", .choices = IN_PLACE_CHOICES, .needs_rates = true},
     {.ending = "set-opposite", .parameters = OPPOSITE, .choices = IN_PLACE_CHOICES},
     {.ending = "set-baseline-offset",
      .choices = IN_PLACE_CHOICES,
@@ -106,15 +109,19 @@ constexpr KnownUnit KNOWN_UNITS[] = {
      .parameters = DOWNSAMPLE,
      .choices = DOWNSAMPLE_CHOICES,
      .choice_example = " HintGroup=Reference",
-     .changes_rates = true},
+     .changes_rates = true,
+     .needs_rates = true},
     {.ending = "set-fill-gap",
      .parameters = FILL_GAP,
      .choices = FILL_GAP_CHOICES,
-     .choice_example = " MaxGapLength=10"},
+     .choice_example = " MaxGapLength=10",
+     .needs_rates = true,
+     .key_without_rates = "MaxGapLength"},
     {.ending = "set-butterworth",
      .parameters = BUTTERWORTH,
      .choices = IN_PLACE_CHOICES,
-     .makes_filter = true},
+     .makes_filter = true,
+     .needs_rates = true},
     {.ending = "average-set", .parameters = AVERAGE},
     {.ending = "average-set-2", .parameters = AVERAGE_2},
     {.ending = "set-maximum-extrema", .parameters = MAXIMUM_EXTREMA},
@@ -268,6 +275,15 @@ bool takes_baseline(const Unit& unit) {
 bool changes_rates(const Unit& unit) {
     const KnownUnit* known = find_known_unit(unit);
     return known != nullptr && known->changes_rates;
+}
+
+bool needs_rates(const Unit& unit, const ParameterValues& values) {
+    const KnownUnit* known = find_own_unit(unit);
+    if (known == nullptr || !known->needs_rates) {
+        return false;
+    }
+    const auto* length = find_value<std::int64_t>(values, known->key_without_rates);
+    return length == nullptr || *length == 0;
 }
 
 std::string describe_reads(Signatures signatures) {

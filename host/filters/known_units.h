@@ -80,6 +80,9 @@ constexpr std::uint64_t BASELINE_SAMPLES = 10;
 // It keeps some of the samples and their time; sets of a rate that is low enough it leaves.
 bool changes_rates(const Unit& unit);
 
+// It refuses a set without a rate above 0, with these values.
+bool needs_rates(const Unit& unit, const ParameterValues& values);
+
 // What a unit reads and writes, as it shows in the keys of its parameters, in a sentence's
 // part: "the same data sets, in place".
 std::string describe_reads(std::span<const ParameterSignature> signatures);

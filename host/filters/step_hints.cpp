@@ -4,6 +4,7 @@
 #include "host/filters/known_units.h"
 #include "host/filters/step_sources.h"
 #include "host/text/join_texts.h"
+#include "host/text/quote_word.h"
 #include "host/tree/number_attribute.h"
 #include "host/tree/tree_rules.h"
 
@@ -32,21 +33,6 @@ std::optional<std::string> describe_lacking_rate(DataTree& tree, ObjectId set) {
                         : std::nullopt;
 }
 
-Texts hint_at_rates(const Step& step, DataTree& tree) {
-    Texts lacking;
-    for (const ObjectId set : find_source_sets(step.values, tree)) {
-        if (auto text = describe_lacking_rate(tree, set)) {
-            lacking.push_back(std::move(*text));
-        }
-    }
-    if (lacking.empty()) {
-        return {};
-    }
-    return {fmt::format("without a SampleRate above 0: {}    name others by SourceSets, or import "
-                        "them with --rate HZ",
-                        list_some(lacking))};
-}
-
 // ---------------------------------------------------------------------------
 // Shapes
 
@@ -61,7 +47,7 @@ std::string describe_choice(const Texts& fitting) {
                        list_some(fitting));
 }
 
-Texts hint_at_shapes(const Step& step, DataTree& tree) {
+Texts hint_at_shapes(const Step& step, DataTree& tree, const std::string& /*source*/) {
     Texts unfit;
     Texts fitting;
     for (const ObjectId set : find_source_sets(step.values, tree)) {
@@ -88,7 +74,7 @@ bool is_group(DataTree& tree, const std::string& path) {
     return object && tree.kind(*object) == ObjectKind::Group;
 }
 
-Texts hint_at_names(const Step& step, DataTree& tree) {
+Texts hint_at_names(const Step& step, DataTree& tree, const std::string& /*source*/) {
     const auto* group = find_value<std::string>(step.values, SOURCE_GROUP_KEY);
     const auto* names = find_value<Texts>(step.values, NAMES_FILTER_KEY);
     Texts groups;
@@ -105,23 +91,43 @@ Texts hint_at_names(const Step& step, DataTree& tree) {
 struct KnownMessage {
     std::string_view begin;
     std::string_view end;
-    Texts (*find_hints)(const Step& step, DataTree& tree);
+    Texts (*find_hints)(const Step& step, DataTree& tree, const std::string& source);
 };
 
 constexpr KnownMessage KNOWN_MESSAGES[] = {
-    {"At least one data set has no 'SampleRate' attribute", "", hint_at_rates},
-    {"Missing attribute 'SampleRate' or null value", "", hint_at_rates},
+    {"At least one data set has no 'SampleRate' attribute", "", find_lacking_rates},
+    {"Missing attribute 'SampleRate' or null value", "", find_lacking_rates},
     {"Shape for data set ", " did not contain 3 elements.", hint_at_shapes},
     {"No data set '", "' found", hint_at_names},
 };
 
 } // namespace
 
-std::vector<std::string> find_hints(const Step& step, std::string_view message, DataTree& tree) {
+std::vector<std::string> find_hints(const Step& step, std::string_view message, DataTree& tree,
+                                    const std::string& source) {
     const auto known = std::ranges::find_if(KNOWN_MESSAGES, [&](const KnownMessage& candidate) {
         return message.starts_with(candidate.begin) && message.ends_with(candidate.end);
     });
-    return known == std::end(KNOWN_MESSAGES) ? Texts() : known->find_hints(step, tree);
+    return known == std::end(KNOWN_MESSAGES) ? Texts() : known->find_hints(step, tree, source);
+}
+
+std::vector<std::string> find_lacking_rates(const Step& step, DataTree& tree,
+                                            const std::string& source) {
+    Texts lacking;
+    std::string first;
+    for (const ObjectId set : find_source_sets(step.values, tree)) {
+        if (auto text = describe_lacking_rate(tree, set)) {
+            first = lacking.empty() ? tree.path(set) : first;
+            lacking.push_back(std::move(*text));
+        }
+    }
+    if (lacking.empty()) {
+        return {};
+    }
+    return {fmt::format("without a SampleRate above 0: {}    name others by {}", list_some(lacking),
+                        SOURCE_SETS_KEY),
+            fmt::format("talvora-host attributes {} SampleRate=HZ -o FILE.h5 gives it one",
+                        quote_word(fmt::format("{}::{}", source, first)))};
 }
 
 } // namespace talvora::host

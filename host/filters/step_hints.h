@@ -11,7 +11,14 @@
 namespace talvora::host {
 
 // For a message of the step's unit: the sets that it is about, with the value seen, and what
-// helps. Nothing for a message that is not known. The step names no patterns any more.
-std::vector<std::string> find_hints(const Step& step, std::string_view message, DataTree& tree);
+// helps. Nothing for a message that is not known. The step names no patterns any more; `source` is
+// the file's name, for what is to be typed.
+std::vector<std::string> find_hints(const Step& step, std::string_view message, DataTree& tree,
+                                    const std::string& source);
+
+// The sets of the step without a rate above 0, with the value seen, and behind that what gives them
+// one; nothing where there are none.
+std::vector<std::string> find_lacking_rates(const Step& step, DataTree& tree,
+                                            const std::string& source);
 
 } // namespace talvora::host

@@ -1,5 +1,7 @@
 #include "host/guards/filtered_runs.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <span>
 
@@ -60,6 +62,12 @@ FilteredRuns count_filtered_runs(const GapList& gaps, std::uint64_t sample_count
         line.end();
     }
     return all;
+}
+
+std::string describe_unfiltered(const FilteredRuns& runs, std::uint64_t shortest) {
+    return fmt::format("the longest run of valid samples has {}, the filter takes those of {} and "
+                       "more",
+                       runs.longest, shortest);
 }
 
 } // namespace talvora::host

@@ -4,6 +4,7 @@
 #include "host/tree/gaps.h"
 
 #include <cstdint>
+#include <string>
 
 namespace talvora::host {
 
@@ -19,5 +20,9 @@ struct FilteredRuns {
 // `shortest` is the shortest run that is filtered.
 FilteredRuns count_filtered_runs(const GapList& gaps, std::uint64_t sample_count,
                                  std::uint64_t line_length, std::uint64_t shortest);
+
+// Why no run was filtered: "the longest run of valid samples has 7, the filter takes those of 8 and
+// more".
+std::string describe_unfiltered(const FilteredRuns& runs, std::uint64_t shortest);
 
 } // namespace talvora::host

@@ -26,9 +26,10 @@ std::vector<GuardFinding> find_mixed_components(const GuardedStep& step);
 std::vector<GuardFinding> find_untakable_sets(const GuardedStep& step);
 std::vector<GuardFinding> find_left_sets(const GuardedStep& step);
 
-// One for each set whose samples, at its new rate, take another time than before: by more than a
-// thousandth and a sample. Before samples, of the units whose rates can be foreseen; after the
-// step, of every unit that changed a rate.
+// One for each set whose samples, at its new rate, take another time than before, by more than a
+// thousandth and a sample, or whose new rate is more than a thousandth from that of the samples
+// that are kept, where it is known how many are left out between them. Before samples, of the units
+// whose rates can be foreseen; after the step, of every unit that changed a rate.
 std::vector<GuardFinding> foresee_time_bases(const GuardedStep& step);
 std::vector<GuardFinding> find_changed_time_bases(const GuardedStep& step);
 

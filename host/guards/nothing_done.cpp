@@ -80,9 +80,8 @@ std::vector<GuardFinding> find_unfiltered(const GuardedStep& step) {
     if (work.any) {
         return {};
     }
-    return {{.text = fmt::format("{}: the longest run of valid samples has {}, the filter takes "
-                                 "those of {} and more",
-                                 NOTHING, work.longest, work.shortest),
+    return {{.text = fmt::format("{}: {}", NOTHING,
+                                 describe_unfiltered({.longest = work.longest}, work.shortest)),
              .remedy = fmt::format("fill gaps first, or take a lower {}", ORDER_KEY),
              .numbers = {{"longest_run", work.longest}, {"shortest_filtered", work.shortest}}}};
 }

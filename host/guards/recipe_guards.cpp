@@ -2,6 +2,7 @@
 
 #include "host/filters/known_units.h"
 #include "host/filters/step_aims.h"
+#include "host/filters/step_hints.h"
 #include "host/guards/guards.h"
 #include "host/interface/path_patterns.h"
 
@@ -9,6 +10,8 @@
 
 #include <algorithm>
 #include <iterator>
+#include <optional>
+#include <utility>
 
 namespace talvora::host {
 namespace {
@@ -25,14 +28,33 @@ std::vector<FilterFacts> find_filters_of_step(const Step& step, DataTree& tree,
 
 std::vector<GuardFinding> find_in_step(const Step& step, DataTree& tree,
                                        const std::string& source) {
+    const auto filters = find_filters_of_step(step, tree, source);
+    return find_guarded({step, tree, filters, source, nullptr}, GuardTime::BeforeSamples);
+}
+
+// With names in the place of patterns; nothing where one stands for what an earlier step makes.
+std::optional<Step> expand(const Step& step, DataTree& tree, const std::string& source) {
     Step expanded = step;
     try {
         expanded.values = expand_patterns(step.values, tree, source);
     } catch (const Failure&) {
-        return {}; // a pattern for what an earlier step makes
+        return std::nullopt;
     }
-    const auto filters = find_filters_of_step(expanded, tree, source);
-    return find_guarded({expanded, tree, filters, source, nullptr}, GuardTime::BeforeSamples);
+    return expanded;
+}
+
+// Those of which the tree tells what they work on.
+std::vector<Step> list_foreseen(const Recipe& recipe, DataTree& tree, const std::string& source) {
+    std::vector<Step> steps;
+    for (const Step& step : recipe.steps) {
+        if (auto expanded = expand(step, tree, source)) {
+            steps.push_back(std::move(*expanded));
+        }
+        if (changes_rates(*step.unit)) {
+            break;
+        }
+    }
+    return steps;
 }
 
 } // namespace
@@ -40,10 +62,22 @@ std::vector<GuardFinding> find_in_step(const Step& step, DataTree& tree,
 std::vector<GuardFinding> find_guarded(const Recipe& recipe, DataTree& tree,
                                        const std::string& source) {
     std::vector<GuardFinding> all;
-    for (const Step& step : recipe.steps) {
+    for (const Step& step : list_foreseen(recipe, tree, source)) {
         std::ranges::move(find_in_step(step, tree, source), std::back_inserter(all));
-        if (changes_rates(*step.unit)) {
-            break;
+    }
+    return all;
+}
+
+std::vector<ParameterProblem> find_lacking_rates(const Recipe& recipe, DataTree& tree,
+                                                 const std::string& source) {
+    std::vector<ParameterProblem> all;
+    for (const Step& step : list_foreseen(recipe, tree, source)) {
+        const auto lacking = needs_rates(*step.unit, step.values)
+                                 ? find_lacking_rates(step, tree, source)
+                                 : std::vector<std::string>();
+        if (!lacking.empty()) {
+            all.push_back(
+                {fmt::format("step '{}': {}", step.name, lacking.front()), lacking.back()});
         }
     }
     return all;

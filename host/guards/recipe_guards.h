@@ -17,4 +17,8 @@ namespace talvora::host {
 std::vector<GuardFinding> find_guarded(const Recipe& recipe, DataTree& tree,
                                        const std::string& source);
 
+// What units would refuse, up to the same step: sets without a rate that they need.
+std::vector<ParameterProblem> find_lacking_rates(const Recipe& recipe, DataTree& tree,
+                                                 const std::string& source);
+
 } // namespace talvora::host

@@ -6,6 +6,7 @@
 #include "host/guards/filtered_runs.h"
 #include "host/guards/set_lines.h"
 #include "host/text/plural.h"
+#include "host/text/quote_word.h"
 #include "host/tree/tree_rules.h"
 
 #include <fmt/format.h>
@@ -67,7 +68,11 @@ void warn_of_short_runs(const GuardedStep& step, const SetObservation& set, cons
     const std::uint64_t shortest = find_shortest_run(step.filters.front().design);
     const FilteredRuns runs =
         count_filtered_runs(gaps, count_samples(set.before->extents), lines.length(), shortest);
-    if (runs.left_samples + runs.erased_samples > 0) {
+    if (runs.filtered_count == 0) {
+        warnings.push_back({fmt::format("{}: nothing was filtered: {}", set.path,
+                                        describe_unfiltered(runs, shortest)),
+                            fmt::format("fill gaps first, or take a lower {}", ORDER_KEY)});
+    } else if (runs.left_samples + runs.erased_samples > 0) {
         warnings.push_back(
             {fmt::format("{}: runs of fewer than {} valid samples are too short to be filtered: {} "
                          "stayed as they were, {} at the ends of lines became missing",
@@ -77,8 +82,26 @@ void warn_of_short_runs(const GuardedStep& step, const SetObservation& set, cons
     }
 }
 
+// Of a set that the step made.
+void warn_of_missing(const GuardedStep& step, const SetObservation& set,
+                     std::vector<StepWarning>& warnings) {
+    const std::uint64_t count = count_samples(set.after.extents);
+    if (set.after.missing_count > 0) {
+        warnings.push_back(
+            {fmt::format(
+                 "{}: {} of {} are missing, for what they were to be made of holds no valid "
+                 "sample",
+                 set.path, set.after.missing_count, count_things(count, "sample")),
+             fmt::format("which sets lack samples: talvora-host tree {} --statistics",
+                         quote_word(step.source))});
+    }
+}
+
 void warn_of_set(const GuardedStep& step, std::size_t index, std::vector<StepWarning>& warnings) {
     const SetObservation& set = step.done->sets[index];
+    if (set.written && !set.before) {
+        warn_of_missing(step, set, warnings);
+    }
     if (!set.written || !set.before || count_samples(set.before->extents) == 0) {
         return;
     }

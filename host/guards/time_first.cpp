@@ -7,15 +7,8 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
-#include <iterator>
-
 namespace talvora::host {
 namespace {
-
-// Fewer samples of more components than these are no recording that anybody has.
-constexpr std::uint64_t FEW_COMPONENTS = 100;
-constexpr std::uint64_t COMPONENTS_A_SAMPLE = 16;
 
 // Of a step that names no dimension of its own; units that work on each sample by itself, or on
 // chosen components, take none for time.
@@ -27,15 +20,6 @@ bool takes_last_for_time(const ParameterValues& values) {
     return !names_one && (is_along_axis || !works_in_place(values.signatures()));
 }
 
-// The dimension that is longer than any recording has components; nothing for samples in a row.
-std::optional<std::size_t> find_other_time(const Extents& extents) {
-    const auto longest = std::ranges::max_element(extents);
-    const bool is_time =
-        *longest >= FEW_COMPONENTS && *longest / COMPONENTS_A_SAMPLE >= extents.back();
-    return is_time ? std::optional(static_cast<std::size_t>(longest - extents.begin()))
-                   : std::nullopt;
-}
-
 } // namespace
 
 std::vector<GuardFinding> find_time_first_sets(const GuardedStep& step) {
@@ -45,7 +29,7 @@ std::vector<GuardFinding> find_time_first_sets(const GuardedStep& step) {
     }
     for (const ObjectId set : find_source_sets(step.step.values, step.tree)) {
         const Extents extents = step.tree.extents(set);
-        const auto time = find_other_time(extents);
+        const auto time = find_likelier_time(extents, extents.size() - 1);
         if (time && count_samples(extents) > 0) {
             found.push_back(
                 {.set = step.tree.path(set),

@@ -37,6 +37,10 @@ struct MappedSets {
     std::optional<TextCondition> where;
     std::vector<ValuePlace> unless; // left where one of these is there
     std::vector<ValuePlace> refuse; // not to be had by scale and offset where one of these is
+    // Plain arrays: only the dimension of time is known, the rate is told. An attribute of texts
+    // that is not there, or no texts, is none; what contradicts the rate or the dimension is
+    // refused.
+    bool are_plain = false;
     // The dimensions are counted from the last one on, as they are in the program that wrote them.
     bool column_order = false;
     int time_dimension = 0;      // from 0 on, or below 0 from the last one on, which is -1
@@ -58,7 +62,8 @@ struct ImportMap {
     std::vector<MappedSets> sets; // a data set is one of the first that name it
 };
 
-// Every data set is one of samples, its time along one dimension; nothing else is known of it.
+// Every data set is one of samples, its time along one dimension, with the attributes of sets of
+// ours where it has them.
 ImportMap make_array_map(int time_dimension);
 
 } // namespace talvora::host

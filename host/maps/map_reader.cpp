@@ -8,6 +8,8 @@
 #include "host/text/failure.h"
 #include "host/text/join_texts.h"
 #include "host/text/parse_number.h"
+#include "host/tree/line_names.h"
+#include "host/tree/number_attribute.h"
 #include "host/tree/tree_rules.h"
 
 #include <fmt/format.h>
@@ -357,8 +359,13 @@ ImportMap read_import_map(const std::string& name_or_file, std::span<const std::
 ImportMap make_array_map(int time_dimension) {
     MappedSets all;
     all.data = {"**"};
+    all.are_plain = true;
     all.time_dimension = time_dimension;
     all.name = "{path}";
+    all.rate = {{.kind = ValuePlace::Kind::Attribute, .attribute = SAMPLE_RATE_ATTRIBUTE}};
+    all.start = {{.kind = ValuePlace::Kind::Attribute, .attribute = START_TIME_ATTRIBUTE}};
+    all.unit = {{.kind = ValuePlace::Kind::Attribute, .attribute = UNIT_ATTRIBUTE}};
+    all.names = {{.kind = ValuePlace::Kind::Attribute, .attribute = LABELS_ATTRIBUTE}};
     return {.name = "--time-axis", .description = {}, .sets = {std::move(all)}};
 }
 

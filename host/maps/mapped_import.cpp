@@ -311,6 +311,7 @@ MappedReport import_mapped(Hdf5Tree& source, const ImportMap& map, const MapChoi
     }
     describe_groups(result, report.sets);
     std::ranges::copy(plan.infos, std::back_inserter(report.infos));
+    std::ranges::copy(plan.warnings, std::back_inserter(report.warnings));
     return report;
 }
 

@@ -4,7 +4,9 @@
 #include "host/text/join_texts.h"
 #include "host/text/path_glob.h"
 #include "host/text/plural.h"
+#include "host/text/quote_word.h"
 #include "host/tree/group_walk.h"
+#include "host/tree/number_attribute.h"
 #include "host/tree/tree_rules.h"
 
 #include <fmt/format.h>
@@ -326,11 +328,24 @@ class SetPlanner {
         return {{coefficients[1]}, {coefficients[0]}};
     }
 
+    bool holds_texts(const ValueChoice& choice, std::vector<std::string>& notes) {
+        const auto found = values_.find(choice);
+        try {
+            return found && !values_.read_texts(*found).empty();
+        } catch (const StorageError&) {
+            throw;
+        } catch (const TreeError&) {
+            notes.push_back(fmt::format("{}: left {}, which holds no texts", candidate_.path,
+                                        found->description));
+            return false;
+        }
+    }
+
     // Names that do not fit are left, for what they name cannot be told.
     std::vector<std::string> read_fitting_texts(const ValueChoice& choice, std::string_view what,
                                                 std::uint64_t component_count,
                                                 std::vector<std::string>& notes) {
-        if (choice.empty()) {
+        if (choice.empty() || (sets_.are_plain && !holds_texts(choice, notes))) {
             return {};
         }
         const FoundPlace found = find(choice);
@@ -382,6 +397,50 @@ class SetPlanner {
     SourceValues values_;
     std::set<ObjectId>& used_;
 };
+
+// ---------------------------------------------------------------------------
+// Plain arrays, against what the command line tells of them
+
+// Of the rate: less is what reading it off a clock does.
+constexpr double RATE_TOLERANCE = 1e-3;
+
+void refuse_other_rate(Hdf5Tree& source, const SetPlan& set, const std::string& file) {
+    const auto own = read_number_attribute(source, set.id, SAMPLE_RATE_ATTRIBUTE);
+    const bool is_rate = own && std::isfinite(*own) && *own > 0;
+    if (!is_rate || std::abs(*own - set.sample_rate) <= RATE_TOLERANCE * *own) {
+        return;
+    }
+    const std::string place = quote_word(fmt::format("{}::{}", file, set.path));
+    throw Failure(ExitCode::Input,
+                  fmt::format("{}: {}: --rate {:.6g} contradicts its SampleRate of {:.6g} Hz", file,
+                              set.path, set.sample_rate, *own),
+                  {fmt::format("its own: talvora-host import {} --rate {:.6g}", place, *own),
+                   fmt::format("if {:.6g} Hz is right, set it first: talvora-host attributes {} "
+                               "SampleRate={:.6g} -o FILE.h5",
+                               set.sample_rate, place, set.sample_rate)});
+}
+
+void check_time(const SetPlan& set, const std::string& file, ImportPlan& plan) {
+    if (const auto other = find_likelier_time(set.extents, set.time_dimension)) {
+        throw Failure(
+            ExitCode::Input,
+            fmt::format("{}: {}: of {} dimension {} would be time, and dimension {} has {} times "
+                        "as many samples",
+                        file, set.path, describe_extents(set.extents), set.time_dimension, *other,
+                        set.extents[*other] / set.row_count),
+            {fmt::format("take that one: talvora-host import {} --time-axis {}",
+                         quote_word(fmt::format("{}::{}", file, set.path)), *other),
+             fmt::format("if dimension {0} is meant, a map says so: --map FILE.yaml with time: {0}",
+                         set.time_dimension)});
+    }
+    if (set.component_count > set.row_count) {
+        plan.warnings.push_back(
+            fmt::format("{}: {}: of {} dimension {} is taken for time, and dimension {} is longer "
+                        "(--time-axis {} takes that one)",
+                        file, set.path, describe_extents(set.extents), set.time_dimension,
+                        *set.component_dimension, *set.component_dimension));
+    }
+}
 
 // ---------------------------------------------------------------------------
 // All of them
@@ -480,6 +539,12 @@ ImportPlan make_plan(Hdf5Tree& source, const ImportMap& map, const MapChoices& c
     });
     if (plan.sets.empty()) {
         refuse_nothing(map, left, choices, file);
+    }
+    for (const SetPlan& set : plan.sets) {
+        if (find_sets(map, set.path)->are_plain) {
+            check_time(set, file, plan);
+            refuse_other_rate(source, set, file);
+        }
     }
     refuse_same_results(plan.sets, file);
     report_left(left, unnamed, map, file, plan);

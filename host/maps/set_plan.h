@@ -57,10 +57,12 @@ struct SetPlan {
 struct ImportPlan {
     std::vector<SetPlan> sets;
     std::vector<std::string> infos; // what is left of the file, and why
+    std::vector<std::string> warnings;
 };
 
 // The map has to outlive the plan. Throws a Failure of the input, `file` in front, where nothing is
-// taken, for values that cannot be, a calibration that is not linear, and two sets of one name.
+// taken, for values that cannot be, a calibration that is not linear, two sets of one name, and
+// plain arrays whose own rate or shape contradicts what is told of them.
 ImportPlan plan_import(Hdf5Tree& source, const ImportMap& map, const MapChoices& choices,
                        const std::string& file);
 

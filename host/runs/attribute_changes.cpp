@@ -1,9 +1,12 @@
 #include "host/runs/attribute_changes.h"
 
 #include "host/interface/path_patterns.h"
+#include "host/text/ascii.h"
 #include "host/text/failure.h"
 #include "host/text/join_texts.h"
 #include "host/text/nearest_text.h"
+#include "host/text/plural.h"
+#include "host/tree/line_names.h"
 #include "host/tree/number_attribute.h"
 #include "host/tree/tree_rules.h"
 
@@ -13,6 +16,7 @@
 #include <cmath>
 #include <iterator>
 #include <set>
+#include <string_view>
 
 namespace talvora::host {
 namespace {
@@ -23,6 +27,36 @@ std::string suggest_type(const AttributeWord& word) {
     return std::string(made.number ? name_sample_type(*made.number) : "text");
 }
 
+// What sets are read by; anything else is a name of the user's own.
+constexpr std::string_view SIGNAL_NAMES[] = {SAMPLE_RATE_ATTRIBUTE, START_TIME_ATTRIBUTE,
+                                             LABELS_ATTRIBUTE, UNIT_ATTRIBUTE};
+
+std::string letters_of(std::string_view name) {
+    std::string letters;
+    for (const char c : name) {
+        letters += is_letter(c) ? std::string(1, to_lower(c)) : "";
+    }
+    return letters;
+}
+
+// Another writing of such a name, which would be read by nothing: "samplerate", "sample_rate".
+std::optional<std::string_view> find_meant_name(std::string_view name) {
+    const auto* const meant = std::ranges::find(
+        SIGNAL_NAMES, letters_of(name), [](std::string_view known) { return letters_of(known); });
+    return meant == std::end(SIGNAL_NAMES) || *meant == name ? std::nullopt : std::optional(*meant);
+}
+
+// A name for each index of one of the two dimensions that may have them (line_names.h); a unit for
+// all, or for each component.
+bool fits_components(const AttributeWord& word, const Extents& extents) {
+    const std::size_t count = word.items.size();
+    if (word.name == UNIT_ATTRIBUTE) {
+        return count == 1 || count == extents.front();
+    }
+    return word.name != LABELS_ATTRIBUTE || count == extents.front() ||
+           (extents.size() > 1 && count == extents[1]);
+}
+
 class Editor {
   public:
     Editor(Hdf5Tree& tree, const std::string& source) : tree_(tree), source_(source) {}
@@ -30,6 +64,10 @@ class Editor {
     AttributeChange set(const std::string& path, const AttributeWord& word) const {
         const ObjectId object = find(path);
         auto before = find_attribute(tree_, object, word.name);
+        if (!word.type) { // else it is meant so
+            refuse_other_writing(path, word, before.has_value());
+            refuse_other_count(object, path, word);
+        }
         write(object, path, word, before);
         auto after = find_attribute(tree_, object, word.name);
         check(path, word, before, *after);
@@ -50,6 +88,39 @@ class Editor {
     ObjectId find(const std::string& path) const { return tree_.find(tree_.root(), path).value(); }
 
   private:
+    void refuse_other_writing(const std::string& path, const AttributeWord& word,
+                              bool is_there) const {
+        const auto meant = find_meant_name(word.name);
+        if (meant && !is_there) {
+            throw Failure(ExitCode::Usage,
+                          fmt::format("{}: {}: no attribute '{}' is there, and nothing would read "
+                                      "it",
+                                      source_, name_owner(path), word.name),
+                          {fmt::format("did you mean '{}'?", *meant), hint_at_type(word)});
+        }
+    }
+
+    void refuse_other_count(ObjectId object, const std::string& path,
+                            const AttributeWord& word) const {
+        if (tree_.kind(object) != ObjectKind::DataSet) {
+            return;
+        }
+        const Extents extents = tree_.extents(object);
+        if (!fits_components(word, extents)) {
+            throw Failure(ExitCode::Usage,
+                          fmt::format("{}: {}: {} of '{}' for {} of {}", source_, name_owner(path),
+                                      count_things(word.items.size(), "text"), word.name,
+                                      count_things(extents.front(), "component"),
+                                      describe_extents(extents)),
+                          {hint_at_type(word)});
+        }
+    }
+
+    static std::string hint_at_type(const AttributeWord& word) {
+        return fmt::format("if it is meant so, its type says it: {}:{}=...", word.name,
+                           suggest_type(word));
+    }
+
     void write(ObjectId object, const std::string& path, const AttributeWord& word,
                const std::optional<HeldAttribute>& before) const {
         try {

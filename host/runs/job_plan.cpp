@@ -1,10 +1,12 @@
 #include "host/runs/job_plan.h"
 
+#include "host/runs/file_patterns.h"
 #include "host/system/file_identity.h"
 #include "host/system/input_kind.h"
 #include "host/system/safe_write.h"
 #include "host/text/failure.h"
 #include "host/text/parse_number.h"
+#include "host/text/path_glob.h"
 
 #include <fmt/format.h>
 
@@ -74,8 +76,8 @@ void append_lines(std::istream& list, std::string_view name, std::vector<std::st
     }
 }
 
-std::vector<std::string> gather_files(const JobPlanOptions& options) {
-    std::vector<std::string> files = options.files;
+// A list holds names as they stand.
+void append_list(const JobPlanOptions& options, std::vector<std::string>& files) {
     if (options.files_from == "-") {
         append_lines(std::cin, options.files_from, files);
     } else if (!options.files_from.empty()) {
@@ -88,7 +90,6 @@ std::vector<std::string> gather_files(const JobPlanOptions& options) {
         }
         append_lines(list, options.files_from, files);
     }
-    return files;
 }
 
 void check_output_choice(const JobPlanOptions& options, std::size_t file_count) {
@@ -222,6 +223,17 @@ bool looks_like_file(const std::string& word) {
 
 } // namespace
 
+std::vector<std::string> gather_files(const JobPlanOptions& options) {
+    std::vector<std::string> files;
+    for (const std::string& word : options.files) {
+        for (const fs::path& file : find_files(word)) {
+            files.push_back(file.string());
+        }
+    }
+    append_list(options, files);
+    return files;
+}
+
 fs::path backup_of(const fs::path& input) {
     return input.string() + ".bak";
 }
@@ -229,7 +241,7 @@ fs::path backup_of(const fs::path& input) {
 void refuse_stray_words(std::span<const std::string> words, const std::string& hint) {
     std::error_code ignored;
     for (const std::string& word : words) {
-        if (!looks_like_file(word) && !fs::exists(word, ignored)) {
+        if (!is_pattern(word) && !looks_like_file(word) && !fs::exists(word, ignored)) {
             throw Failure(
                 ExitCode::Usage,
                 fmt::format("'{}' was taken for a file, and there is none of that name", word),

@@ -10,8 +10,8 @@
 namespace talvora::host {
 
 struct JobPlanOptions {
-    std::vector<std::string> files;
-    std::string files_from; // a list with one file per line, "-" for standard input
+    std::vector<std::string> files; // each a name, or a pattern for several
+    std::string files_from;         // a list with one file per line, "-" for standard input
     std::string output;
     std::string out_dir;
     std::string shard; // "i/n": every n-th file, from the i-th on
@@ -28,6 +28,10 @@ struct Job {
     bool replace = false;
     bool make_folder = false; // of the output, where there is none
 };
+
+// The files of the words and of the list, in their order. Throws a Failure of the input for a
+// pattern that no file matches and for a list that cannot be read.
+std::vector<std::string> gather_files(const JobPlanOptions& options);
 
 // Where --backup keeps the input.
 std::filesystem::path backup_of(const std::filesystem::path& input);

@@ -76,7 +76,7 @@ class StepRun {
     void tell_hints(DataTree& tree) const {
         std::set<std::string> told;
         for (const std::string& message : messages_) {
-            for (const std::string& hint : find_hints(step_, message, tree)) {
+            for (const std::string& hint : find_hints(step_, message, tree, source_)) {
                 if (told.insert(hint).second) {
                     tell_({MessageLevel::Hint, hint});
                 }
@@ -217,10 +217,13 @@ void tell_filters(const Step& step, std::span<const FilterFacts> filters, const 
         const std::string sets = list_some(facts.sets);
         tell({MessageLevel::Detail, fmt::format("{}: {}", sets, summarise(facts)), step.name});
         const bool is_as_asked = !step.aims.edges.empty();
-        if (is_as_asked || find_fault(facts.design)) {
+        if (find_fault(facts.design)) {
             continue;
         }
         for (const FilterWarning& warning : find_warnings(facts)) {
+            if (is_as_asked && !warning.choice.empty()) {
+                continue;
+            }
             tell({MessageLevel::Warning, fmt::format("{}: {}", sets, warning.text), step.name});
             tell({MessageLevel::Hint, describe_remedy(facts, warning)});
         }

@@ -209,12 +209,10 @@ class JobRun {
         heed(find_guarded(guarded, GuardTime::BeforeSamples));
         tell_warnings(step, find_warnings(guarded, GuardTime::BeforeSamples), tell_);
         tell_filters(step, filters, tell_);
-        for (const StepCall& call : calls) {
-            tell_found(call, tell_);
-        }
         meter_.begin_step(expect_samples(expanded, cached));
         for (const StepCall& call : calls) {
             run_unit_of(call.step, observed);
+            tell_found(call, tell_);
         }
         StepObservations observations = observed.finish_step();
         guarded.done = &observations;

@@ -10,14 +10,17 @@
 #include "host/text/failure.h"
 #include "host/text/join_texts.h"
 #include "host/text/nearest_text.h"
+#include "host/text/quote_word.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 #include <iterator>
 #include <limits>
 #include <map>
 #include <numeric>
+#include <optional>
 #include <set>
 #include <span>
 #include <string_view>
@@ -68,22 +71,33 @@ bool wants_placement(const ImportOptions& options) {
     return options.placement != Placement::Steps;
 }
 
-// Null where the rows are placed by a rate.
-const NumberColumn* find_time_column(const NumberTable& table, const ColumnsByName& columns,
-                                     const ImportOptions& options, const std::string& source) {
-    if (options.time_column) {
-        return &columns.find(*options.time_column);
-    }
-    if (options.sample_rate && !wants_placement(options)) {
-        return nullptr;
-    }
+// The empty name stands for no column.
+bool has_time_column(const ImportOptions& options) {
+    return options.time_column && !options.time_column->empty();
+}
+
+// The one that looks like a time; null where none does.
+const NumberColumn* find_likely_time(const NumberTable& table) {
     auto column = std::ranges::find_if(
         table.columns, [](const NumberColumn& candidate) { return is_named_time(candidate.name); });
     if (column == table.columns.end() &&
         std::ranges::count_if(table.columns, &NumberColumn::holds_dates) == 1) {
         column = std::ranges::find_if(table.columns, &NumberColumn::holds_dates);
     }
-    if (column == table.columns.end()) {
+    return column == table.columns.end() ? nullptr : &*column;
+}
+
+// Null where the rows are placed by a rate.
+const NumberColumn* find_time_column(const NumberTable& table, const ColumnsByName& columns,
+                                     const ImportOptions& options, const std::string& source) {
+    if (has_time_column(options)) {
+        return &columns.find(*options.time_column);
+    }
+    if (options.sample_rate && !wants_placement(options)) {
+        return nullptr;
+    }
+    const NumberColumn* column = options.time_column ? nullptr : find_likely_time(table);
+    if (column == nullptr) {
         throw Failure(
             ExitCode::Usage,
             fmt::format("{}: {}", source,
@@ -91,7 +105,47 @@ const NumberColumn* find_time_column(const NumberTable& table, const ColumnsByNa
                                             : "neither a sample rate nor a time"),
             {options.sample_rate ? "name it: --time COLUMN" : "give --rate HZ or --time COLUMN"});
     }
-    return &*column;
+    return column;
+}
+
+// How long the rows take by a column of times; nothing where that tells no time.
+std::optional<double> find_span(const NumberColumn& time, std::size_t first_row,
+                                const std::string& source) {
+    try {
+        const std::vector<double> seconds = read_seconds(time, first_row, source);
+        const double span = seconds.empty() ? 0.0 : seconds.back() - seconds.front();
+        const bool is_one = std::isfinite(span) && span > 0 && std::ranges::is_sorted(seconds);
+        return is_one ? std::optional(span) : std::nullopt;
+    } catch (const Failure&) {
+        return std::nullopt;
+    }
+}
+
+// Of the duration: less is what reading a rate off a clock does.
+constexpr double DURATION_TOLERANCE = 1e-3;
+
+// Rows that are equally spaced by a rate, beside a column of other times. Lost rows contradict it,
+// too: those behind them would come too early.
+void refuse_contradicting_times(const NumberTable& table, const ImportOptions& options,
+                                const std::string& source) {
+    const NumberColumn* time = options.time_column ? nullptr : find_likely_time(table);
+    const auto span = time == nullptr ? std::nullopt : find_span(*time, table.first_row, source);
+    if (!span) {
+        return;
+    }
+    const auto step_count = static_cast<double>(table.row_count - 1);
+    const double rate = *options.sample_rate;
+    if (std::abs(step_count / rate - *span) > DURATION_TOLERANCE * *span + 1.0 / rate) {
+        const std::string name = quote_word(time->name);
+        throw Failure(
+            ExitCode::Input,
+            fmt::format("{}: --rate {:.6g} contradicts the column '{}': by it the {} rows "
+                        "take {:.6g} s ({:.6g} Hz), not {:.6g} s",
+                        source, rate, time->name, table.row_count, *span, step_count / *span,
+                        step_count / rate),
+            {fmt::format("--time {} without --rate places the rows by it", name),
+             fmt::format("--rate {:.6g} --time '' leaves it aside", rate)});
+    }
 }
 
 TimeGrid make_uniform_grid(double sample_rate, std::uint64_t row_count) {
@@ -283,7 +337,7 @@ TimeGrid place_by_times(const NumberColumn& time, std::size_t first_row,
 
 void refuse_bad_options(const ImportOptions& options, const std::string& source) {
     refuse_bad_grid(choose_grid(options, 0));
-    if (options.sample_rate && options.time_column && !wants_placement(options)) {
+    if (options.sample_rate && has_time_column(options) && !wants_placement(options)) {
         throw Failure(
             ExitCode::Usage,
             fmt::format("{}: the sample rate and the time column exclude each other", source),
@@ -330,6 +384,9 @@ ImportReport import_table(const NumberTable& table, const ImportOptions& options
                                   "between them",
                                   source, table.first_blank_row),
                       {"take it out, or write it as a row of empty cells"});
+    }
+    if (time == nullptr) {
+        refuse_contradicting_times(table, options, source);
     }
     const TimeGrid grid = time != nullptr
                               ? place_by_times(*time, table.first_row, options, source, report)

@@ -25,7 +25,8 @@ struct ImportOptions {
     std::vector<SetOfColumns> sets;
     // Rows are equally spaced, 0 s first; with a placement, the rate of the grid.
     std::optional<double> sample_rate;
-    std::optional<std::string> time_column; // rows are placed by their times
+    // Rows are placed by their times; empty: no column is one.
+    std::optional<std::string> time_column;
     Placement placement = Placement::Steps; // how (time_grid.h)
     double max_gap_samples = 1.5;
 };
@@ -57,7 +58,7 @@ SetOfColumns parse_set_of_columns(std::string_view text);
 // more than one in a hundred is left out.
 //
 // Throws a Failure of usage for a column, rate or name that cannot be, of the input
-// for times that cannot be placed and for columns without any number.
+// for times that cannot be placed or that contradict the rate, and for columns without any number.
 ImportReport import_table(const NumberTable& table, const ImportOptions& options, DataTree& tree,
                           const std::string& source);
 

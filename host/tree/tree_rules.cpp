@@ -13,6 +13,10 @@ namespace talvora::host {
 
 namespace {
 
+// Fewer samples of more components than these are no recording that anybody has.
+constexpr std::uint64_t FEW_COMPONENTS = 100;
+constexpr std::uint64_t COMPONENTS_A_SAMPLE = 16;
+
 void check_name(std::string_view name, std::string_view what) {
     if (name == "." || name.find('\0') != std::string_view::npos) {
         throw TreeError(fmt::format("'{}' cannot be used as a name in {}", name, what));
@@ -182,6 +186,14 @@ void check_attribute(const std::string& name, const AttributeValue& value) {
             check_text(name, text);
         }
     }
+}
+
+std::optional<std::size_t> find_likelier_time(const Extents& extents, std::size_t time_dimension) {
+    const auto longest = std::ranges::max_element(extents);
+    const bool is_time =
+        *longest >= FEW_COMPONENTS && *longest / COMPONENTS_A_SAMPLE >= extents[time_dimension];
+    return is_time ? std::optional(static_cast<std::size_t>(longest - extents.begin()))
+                   : std::nullopt;
 }
 
 std::string describe_extents(std::span<const std::uint64_t> extents) {

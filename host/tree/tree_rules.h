@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -68,6 +69,10 @@ bool is_whole(const Hyperslab& slab, std::span<const std::uint64_t> extents);
 // Refuses an empty name, an array whose extents do not give its number of values, and
 // texts with a zero byte.
 void check_attribute(const std::string& name, const AttributeValue& value);
+
+// The dimension that is longer than any recording has components, where the one that is taken for
+// time is many times shorter; nothing where that one may be it.
+std::optional<std::size_t> find_likelier_time(const Extents& extents, std::size_t time_dimension);
 
 // "[4, 3, 100]"
 std::string describe_extents(std::span<const std::uint64_t> extents);

@@ -65,6 +65,28 @@ TEST_F(Attributes, AreShownWithTheirTypes) {
                       Not(HasSubstr("talvora_imports"))));
 }
 
+TEST_F(Attributes, AreRefusedWhereNothingWouldReadThem) {
+    for (const char* name : {"samplerate", "Sample_Rate"}) {
+        expect_refused("walk.h5::Signals/X", {std::string(name) + "=5", "-o", "out.h5"}, 2,
+                       std::string("error: walk.h5: Signals/X: no attribute '") + name +
+                           "' is there, and nothing would read it\n"
+                           "hint: did you mean 'SampleRate'?\n"
+                           "hint: if it is meant so, its type says it: " +
+                           name + ":int64=...\n");
+    }
+    EXPECT_EQ(set("walk.h5::Signals/X", {"samplerate:int64=5", "-o", "typed.h5"}).exit_code, 0);
+    EXPECT_EQ(read("typed.h5", "Signals/X", "samplerate"), AttributeValue(std::int64_t{5}));
+}
+
+TEST_F(Attributes, AreRefusedWhereTheyDoNotFitTheComponents) {
+    expect_refused("walk.h5::Signals/X", {"Labels=A,B,C", "-o", "out.h5"}, 2,
+                   "error: walk.h5: Signals/X: 3 texts of 'Labels' for 1 component of [1, 1, 5]\n");
+    expect_refused("walk.h5::Signals/X", {"Unit=m,s", "-o", "out.h5"}, 2,
+                   "error: walk.h5: Signals/X: 2 texts of 'Unit' for 1 component of [1, 1, 5]\n");
+    EXPECT_EQ(set("walk.h5::Signals/X", {"Labels=A", "Unit=m", "-o", "fitting.h5"}).exit_code, 0);
+    EXPECT_EQ(set("walk.h5::Signals", {"Labels=A,B,C", "-o", "group.h5"}).exit_code, 0);
+}
+
 TEST_F(Attributes, AreShownAsJson) {
     const auto json = nlohmann::json::parse(set("walk.h5::Signals/X", {"--json"}).output);
     EXPECT_EQ(json["objects"][0]["path"], "Signals/X");

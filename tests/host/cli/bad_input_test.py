@@ -150,8 +150,8 @@ READERS = [
     ["recipe", "extract", "BAD", "-o", "out.yaml"],
     ["import", "walk.csv", "-o", "BAD", "--append", "--group", "More"],
     ["import", "BAD", "-o", "out.h5", "--map", "nwb"],
-    ["import", "BAD", "-o", "out.h5", "--time-axis", "-1", "--rate", "5", "-n"],
-    ["import", "walk.h5", "-o", "BAD", "--time-axis", "-1", "--rate", "5", "--append",
+    ["import", "BAD", "-o", "out.h5", "--time-axis", "-1", "--rate", "10", "-n"],
+    ["import", "walk.h5", "-o", "BAD", "--time-axis", "-1", "--rate", "10", "--append",
      "--group", "More"],
     ["export", "BAD", "-o", "out.csv"],
     ["export", "BAD::Signals/X", "-o", "-"],
@@ -373,7 +373,7 @@ WRITERS = [
     ["recipe", "run", "recipe.yaml", "plain.h5", "-o", "OUT"],
     ["recipe", "extract", "walk.h5", "-o", "OUT"],
     ["import", "walk.csv", "-o", "OUT"],
-    ["import", "plain.h5", "-o", "OUT", "--time-axis", "-1", "--rate", "100"],
+    ["import", "plain.h5", "-o", "OUT", "--time-axis", "-1", "--rate", "10"],
     ["attributes", "plain.h5::Signals/X", "SampleRate=50", "-o", "OUT"],
     ["export", "plain.h5", "-o", "OUT"],
     ["plot", "plain.h5", "-o", "OUT"],
@@ -613,7 +613,7 @@ class OddNames(CommandLine):
                      ["recipe", "run", "recipe.yaml", stem + ".h5", "--in-place"],
                      ["recipe", "check", "recipe.yaml", stem + ".h5"],
                      ["import", stem + ".h5::Signals", "-o", "mapped.h5", "--force",
-                      "--time-axis", "-1", "--rate", "5"],
+                      "--time-axis", "-1", "--rate", "10"],
                      ["tree", stem + ".h5::Signals"],
                      ["attributes", stem + ".h5::Signals/X", "Trial=1", "--in-place"],
                      ["history", stem + ".h5"],
@@ -703,7 +703,7 @@ class CommaLocale(CommandLine):
             self.skipTest("no localedef, or no source of the locale de_DE")
         german = {"LOCPATH": str(self.folder), "LC_ALL": "de_DE.UTF-8",
                   "ASAN_OPTIONS": "detect_leaks=0"}
-        for words in (*PRINTERS, ["import", "walk.csv", "-o", "out.h5", "-n", "--rate", "2.5"]):
+        for words in (*PRINTERS, ["import", "walk.csv", "-o", "out.h5", "-n", "--rate", "2.5", "--time", ""]):
             with self.subTest(words=words):
                 plain = self.call(words)
                 self.assertEqual(plain.returncode, 0, plain.stderr)

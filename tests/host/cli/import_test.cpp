@@ -197,7 +197,9 @@ TEST_F(Import, ReadsAndWritesNumbersWithAPointInACommaLocale) {
     EXPECT_EQ(run({"import", "walk.csv", "-o", "walk.h5"}, german).exit_code, 3)
         << "a decimal comma was taken for a number";
     write_file(folder_ / "walk.csv", "t;X\n0.5;1\n1.5;2.25\n2.5;3\n");
-    ASSERT_EQ(run({"import", "walk.csv", "-o", "walk.h5", "--rate", "2.5"}, german).exit_code, 0);
+    ASSERT_EQ(run({"import", "walk.csv", "-o", "walk.h5", "--rate", "2.5", "--time", ""}, german)
+                  .exit_code,
+              0);
     EXPECT_THAT(run({"tree", "walk.h5", "--attributes"}, german).output,
                 HasSubstr("SampleRate = 2.5\n"));
 }

@@ -392,6 +392,50 @@ class Arrays(MappedImport):
         (self.folder / "out.h5").unlink()
         self.refuse("--time-axis", "9", "--rate", "7.5", text="dimension 9 would be time")
 
+    def test_its_own_attributes_are_kept(self):
+        data = RANDOM.integers(-500, 500, (40, 3)).astype("f4")
+        with self.make() as file:
+            made = file.create_dataset("a", data=data)
+            made.attrs["Labels"] = ["X", "Y", "Z"]
+            made.attrs["Unit"] = "m/s^2"
+            made.attrs["SampleRate"] = np.float32(100)
+            made.attrs["StartTime"] = 2.5
+            other = file.create_dataset("b", data=data)
+            other.attrs["Labels"] = ["left", "right"]
+            other.attrs["Unit"] = 5
+        result = self.take("--time-axis", "0", "--rate", "100.003")
+        self.assert_set("Signals/a", data.T, 100.003, start=2.5, Labels=["X", "Y", "Z"],
+                        Unit="m/s^2")
+        self.assert_set("Signals/b", data.T, 100.003)
+        self.assertIn("b: left the attribute 'Labels' of 'b', 2 names for 3 components",
+                      result.stderr)
+        self.assertIn("b: left the attribute 'Unit' of 'b', which holds no texts", result.stderr)
+
+    def test_a_rate_that_contradicts_its_own_is_refused(self):
+        with self.make() as file:
+            file["a"] = np.zeros((40, 3), "f4")
+            file["a"].attrs["SampleRate"] = np.float32(200)
+        self.refuse("--time-axis", "0", "--rate", "100", text=(
+            "error: in.h5: a: --rate 100 contradicts its SampleRate of 200 Hz\n",
+            "--rate 200\n", "talvora-host attributes in.h5::a SampleRate=100 -o FILE.h5\n"))
+        self.take("--time-axis", "0", "--rate", "200")
+
+    def test_an_axis_that_cannot_be_time_is_refused(self):
+        with self.make() as file:
+            file["a"] = np.zeros((3, 806), "f4")
+        self.refuse("--time-axis", "0", "--rate", "100", text=(
+            "error: in.h5: a: of [3, 806] dimension 0 would be time, and dimension 1 has 268 times "
+            "as many samples\n", "--time-axis 1\n", "--map FILE.yaml with time: 0\n"))
+        result = self.take("--time-axis", "-1", "--rate", "100")
+        self.assertNotIn("warning", result.stderr)
+
+    def test_an_axis_shorter_than_the_other_is_warned_of(self):
+        with self.make() as file:
+            file["a"] = np.zeros((6, 40), "f4")
+        result = self.take("--time-axis", "0", "--rate", "100")
+        self.assertIn("warning: in.h5: a: of [6, 40] dimension 0 is taken for time, and dimension "
+                      "1 is longer (--time-axis 1 takes that one)\n", result.stderr)
+
     def test_64_bit_integers_go_by_way_of_doubles(self):
         data = np.array([2**60 + 2**36 + 1, -2**63, 2**63 - 1, 2**53 + 1], "i8")
         with self.make() as file:
@@ -404,8 +448,9 @@ class Arrays(MappedImport):
         with self.make() as file:
             file.create_dataset("first", data=wide, chunks=(1000, 50), compression="gzip")
             file.create_dataset("last", data=wide.T)
-        self.take("--time-axis", "0", "--rate", "7.5")
-        self.take("--time-axis", "-1", "--rate", "7.5", "--append", "--group", "More")
+        self.call("import", "in.h5::first", "-o", "out.h5", "--time-axis", "0", "--rate", "7.5")
+        self.call("import", "in.h5::last", "-o", "out.h5", "--time-axis", "-1", "--rate", "7.5",
+                  "--append", "--group", "More")
         with self.read() as file:
             for path in ("Signals/first", "More/last"):
                 np.testing.assert_array_equal(file[path][:, 0, :], wide.T.astype("f4"))

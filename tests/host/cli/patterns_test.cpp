@@ -49,5 +49,32 @@ TEST_F(Patterns, AreLookedForInEachFileByItself) {
     EXPECT_EQ(run({"export", "b.h5", "-o", "-"}).output, "Time (s),Z\n0,1\n0.1,2\n");
 }
 
+// As programs without a shell give them, or quotes.
+TEST_F(Patterns, NameFilesInEveryCommandOfSeveral) {
+    import_walk("a.h5");
+    import_walk("b.h5");
+    import_walk(".hidden.h5");
+    const auto made =
+        run({"run", "apply-set-rectify", "SourceGroup=Signals", "?.h5", "--out-dir", "up"});
+    EXPECT_EQ(made.exit_code, 0) << made.errors;
+    EXPECT_THAT(made.output, testing::AllOf(HasSubstr("up/a.h5"), HasSubstr("up/b.h5")));
+    EXPECT_FALSE(fs::exists(folder_ / "up" / ".hidden.h5"));
+    write_file(folder_ / "r.yaml", "steps:\n  - unit: apply-set-rectify\n"
+                                   "    parameters: {SourceGroup: Other}\n");
+    write_file(folder_ / "list.txt", "a.h5\nb.h5\n");
+    for (const Program::Words& files : {Program::Words{"*.h5"}, {"--files-from", "list.txt"}}) {
+        Program::Words words = {"recipe", "check", "r.yaml"};
+        words.insert(words.end(), files.begin(), files.end());
+        const auto checked = run(words);
+        EXPECT_EQ(checked.exit_code, 3);
+        EXPECT_THAT(checked.errors,
+                    testing::AllOf(HasSubstr("error: a.h5: step"), HasSubstr("error: b.h5: step")));
+    }
+    const auto none =
+        run({"run", "apply-set-rectify", "SourceGroup=Signals", "c*", "--out-dir", "up"});
+    EXPECT_EQ(none.exit_code, 3);
+    EXPECT_THAT(none.errors, HasSubstr("error: no file matches 'c*'\n"));
+}
+
 } // namespace
 } // namespace talvora::host

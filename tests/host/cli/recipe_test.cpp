@@ -80,6 +80,36 @@ TEST_F(RecipeCheck, LooksUpWhatIsNamedInEveryFile) {
                       HasSubstr("missing.h5")));
 }
 
+TEST_F(RecipeCheck, TellsOfSetsWithoutARateThatAStepNeeds) {
+    import_walk();
+    ASSERT_EQ(run({"attributes", "walk.h5::Signals/X", "--remove", "SampleRate", "-o", "bare.h5"})
+                  .exit_code,
+              0);
+    for (const std::string step :
+         {"apply-set-rectify\n    parameters: {SourceGroup: Signals",
+          "apply-set-butterworth\n    parameters: {SourceGroup: Signals, CutoffFrequency: 2, "
+          "Order: 4",
+          "apply-set-fill-gap\n    parameters: {SourceGroup: Signals, HintMaxGapLength: 0.1",
+          "apply-set-downsample\n    parameters: {SourceSets: ['Signals/*'], HintSet: "
+          "Signals/Y"}) {
+        write_recipe("steps:\n  - unit: " + step + "}\n");
+        const auto result = check({"bare.h5"});
+        EXPECT_EQ(result.exit_code, 1) << step;
+        EXPECT_EQ(result.errors,
+                  "error: bare.h5: step '" + step.substr(0, step.find('\n')) +
+                      "': without a SampleRate above 0: Signals/X (none)    name others by "
+                      "SourceSets\n"
+                      "hint: talvora-host attributes bare.h5::Signals/X SampleRate=HZ -o FILE.h5 "
+                      "gives it one\n");
+        EXPECT_THAT(check({"walk.h5"}).errors, IsEmpty()) << step;
+    }
+    write_recipe("steps:\n"
+                 "  - {unit: apply-set-opposite, parameters: {SourceGroup: Signals}}\n"
+                 "  - unit: apply-set-fill-gap\n"
+                 "    parameters: {SourceGroup: Signals, MaxGapLength: 5}\n");
+    EXPECT_EQ(check({"bare.h5"}).exit_code, 0);
+}
+
 TEST_F(RecipeCheck, OpensNoFileForARecipeThatIsWrong) {
     write_recipe("steps: []\n");
     const auto result = check({"missing.h5"});

@@ -86,6 +86,15 @@ class RunAims : public CommandLine {
 // ---------------------------------------------------------------------------
 // Edges
 
+TEST_F(RunAims, ParametersAreToldOfWhatWasDone) {
+    ASSERT_EQ(
+        run({"attributes", "in.h5::All/Fast/*", "--remove", "SampleRate", "--in-place"}).exit_code,
+        0);
+    const auto result = filter({"SourceGroup=All/Fast", "Order=4", "--edge", "6"});
+    EXPECT_EQ(result.exit_code, 1);
+    EXPECT_THAT(result.errors, testing::StartsWith("error: in.h5: apply-set-butterworth: "));
+}
+
 TEST_F(RunAims, AFilterForEdgesIsTheOneThatDesignGives) {
     const auto design =
         nlohmann::json::parse(run({"design", "ZeroLagBandPass", "--edge", "20", "--edge", "450",

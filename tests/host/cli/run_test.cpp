@@ -352,7 +352,9 @@ TEST_F(RunOnOddSets, TellsWhichHaveNoRate) {
                     HasSubstr("At least one data set has no 'SampleRate' attribute or its value is "
                               "less than or equal to 0\n"
                               "hint: without a SampleRate above 0: Signals/A (none), Signals/Z (-2 "
-                              "Hz)    name others by SourceSets, or import them with --rate HZ\n"));
+                              "Hz)    name others by SourceSets\n"
+                              "hint: talvora-host attributes walk.h5::Signals/A SampleRate=HZ -o "
+                              "FILE.h5 gives it one\n"));
     }
 }
 

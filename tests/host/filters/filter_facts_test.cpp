@@ -164,6 +164,16 @@ TEST(FilterWarnings, TellWhatTheParametersDoNotSuggest) {
     }
 }
 
+// A low pass has a gain of 1 at 0 Hz, whatever its order.
+TEST(FilterWarnings, TellOfDigitsThatAreShort) {
+    const auto warnings = find_warnings(facts_of("ZeroLagLowPass", 0.12, 8, 0));
+    ASSERT_THAT(warnings, SizeIs(2));
+    EXPECT_THAT(warnings[0].text,
+                HasSubstr("order 8 takes most digits of the coefficients: at 0 Hz, where the gain "
+                          "should be 1, it is 0.998"));
+    EXPECT_THAT(find_warnings(facts_of("ZeroLagLowPass", 0.12, 4, 0)), SizeIs(0));
+}
+
 TEST(FilterWarnings, GoWithTheCommandThatTellsMore) {
     EXPECT_EQ(
         make_design_command(facts_of("ZeroLagBandStop", 50, 4, 20.5).design),

@@ -74,6 +74,31 @@ TEST_F(StepWarnings, AreOfRunsTooShortToBeFiltered) {
                             "missing"));
 }
 
+TEST_F(StepWarnings, NameSetsOfWhichNothingWasFiltered) {
+    make_step("a.apply-set-butterworth", {"Axis: integer = -1"});
+    filters_ = {find_facts({5, 4, 0, Bandform::ZeroLagLowPass}, 100.0F)};
+    work_on(add_set("X", {2, 7}, std::vector<float>(14)));
+    work_on(add_set("Y", {10}, std::vector<float>(10)));
+    work_on(add_set("Z", {10}, std::vector<float>(10, N)));
+    EXPECT_THAT(find(GuardTime::AfterStep),
+                ElementsAre("X: nothing was filtered: the longest run of valid samples has 7, the "
+                            "filter takes those of 8 and more",
+                            "Z: nothing was filtered: the longest run of valid samples has 0, the "
+                            "filter takes those of 8 and more"));
+}
+
+TEST_F(StepWarnings, NameNewSetsWithMissingSamples) {
+    make_step("a.average-set", {});
+    for (const std::vector<float>& samples : {std::vector<float>{1, N, N}, {1, 2, 3}}) {
+        const ObjectId set = observed_.create_dataset(observed_.root(),
+                                                      samples[1] == 2 ? "Means/Y" : "Means/X", {3});
+        write(set, samples);
+    }
+    EXPECT_THAT(find(GuardTime::AfterStep),
+                ElementsAre("Means/X: 2 of 3 samples are missing, for what they were to be made of "
+                            "holds no valid sample"));
+}
+
 TEST_F(StepWarnings, AreNoneOfOtherUnits) {
     make_step("a.apply-set-rectify", {});
     work_on(add_set("X", {3}, {N, 1, N}));

@@ -252,9 +252,35 @@ TEST(ImportTable, InterpolatesBetweenNearRowsWhenAsked) {
                             "between rows more than 2 samples apart, NaN there"));
 }
 
+TEST(ImportTable, RefusesARateThatTheTimesContradict) {
+    std::string csv = "Time (ms),X\n";
+    for (int i = 0; i < 500; ++i) {
+        csv += fmt::format("{},{}\n", 4 * i, i);
+    }
+    const auto at = [](double rate) {
+        return ImportOptions{.sets = {}, .sample_rate = rate, .time_column = {}};
+    };
+    const Failure failure = failure_of(csv, at(100));
+    EXPECT_EQ(failure.code(), ExitCode::Input);
+    EXPECT_STREQ(failure.what(),
+                 "walk.csv: --rate 100 contradicts the column 'Time (ms)': by it the 500 rows take "
+                 "1.996 s (250 Hz), not 4.99 s");
+    EXPECT_EQ(failure.hints(),
+              (std::vector<std::string>{"--time 'Time (ms)' without --rate places the rows by it",
+                                        "--rate 100 --time '' leaves it aside"}));
+    for (const double rate : {250.0, 250.2}) {
+        Imported fitting;
+        import_text(fitting, csv, at(rate));
+        EXPECT_EQ(fitting.report.sample_rate, rate);
+    }
+    Imported without_times;
+    import_text(without_times, "t,X\nx,1\n7,2\n", at(100));
+    EXPECT_EQ(without_times.report.sample_rate, 100);
+}
+
 TEST(ImportTable, SpacesRowsEvenlyAtAGivenRate) {
     Imported result;
-    import_text(result, "t,X\n0,1\n7,2\n", {.sets = {}, .sample_rate = 100, .time_column = {}});
+    import_text(result, "t,X\n0,1\n7,2\n", {.sets = {}, .sample_rate = 100, .time_column = ""});
     EXPECT_THAT(result.report.sets, ElementsAre("Signals/t", "Signals/X"));
     EXPECT_EQ(result.attribute("Signals/X", "SampleRate"), AttributeValue(100.0F));
     EXPECT_EQ(result.attribute("Signals/X", "StartTime"), AttributeValue(0.0));
