@@ -20,11 +20,18 @@ double* RowBuffer::reserve(std::size_t count) {
 
 void UpcomingSamples::prefetch(std::size_t count) {
     constexpr std::size_t SAMPLES_PER_CACHE_LINE = 16;
-    const std::size_t now = std::min(count, rest_.size());
-    for (std::size_t i = 0; i < now; i += SAMPLES_PER_CACHE_LINE) {
-        __builtin_prefetch(&rest_[i], 0, 2); // into the second level
+    for (std::size_t asked = 0; asked < count && !lines_.empty();) {
+        const std::span<const float> line = lines_.front();
+        const std::size_t last = std::min(position_ + count - asked, line.size());
+        asked += last - position_;
+        for (; position_ < last; position_ += SAMPLES_PER_CACHE_LINE) {
+            __builtin_prefetch(&line[position_], 0, 2); // into the second level
+        }
+        if (last == line.size()) {
+            lines_ = lines_.subspan(1);
+            position_ = 0;
+        }
     }
-    rest_ = rest_.subspan(now);
 }
 
 LanePass::LanePass(const PreparedFilter& filter, const LaneKernels& kernels, std::size_t lane_count)

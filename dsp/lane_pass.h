@@ -24,16 +24,17 @@ class RowBuffer {
     std::size_t line_count_ = 0;
 };
 
-// Samples that will be wanted soon: while a block is filtered, as many of them are asked of
-// the memory, which is slow to answer but can be kept busy meanwhile.
+// Lines of samples that will be wanted soon: while a block is filtered, as many samples are asked
+// of the memory, which is slow to answer but can be kept busy meanwhile.
 class UpcomingSamples {
   public:
     UpcomingSamples() = default;
-    explicit UpcomingSamples(std::span<const float> samples) : rest_(samples) {}
+    explicit UpcomingSamples(std::span<const std::span<float>> lines) : lines_(lines) {}
     void prefetch(std::size_t count);
 
   private:
-    std::span<const float> rest_;
+    std::span<const std::span<float>> lines_;
+    std::size_t position_ = 0; // in the first line
 };
 
 // Made once and used for any number of runs and filters. Rows grow to 4 MiB and a block,
