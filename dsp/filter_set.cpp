@@ -1,7 +1,5 @@
 #include "dsp/filter_set.h"
 
-#include "dsp/lane_filter.h"
-#include "dsp/lane_kernels.h"
 #include "dsp/long_run.h"
 #include "dsp/missing_samples.h"
 
@@ -24,11 +22,21 @@ void sort_by_length(std::vector<std::span<float>>& runs) {
     }
 }
 
-// Calls visit(group, rest) for the runs, `group_size` at a time; the last ones may be fewer.
+// Runs of which too few are left to fill half of the lanes are filtered one by one, part beside
+// part, if they are long.
+constexpr std::size_t LONG_RUN = 16U << 10U;
+
+// The first runs that are to be filtered together.
+Runs first_group(Runs runs, std::size_t lane_count) {
+    const bool alone = 2 * runs.size() < lane_count && runs.front().size() >= LONG_RUN;
+    return runs.first(alone ? 1 : std::min(runs.size(), lane_count));
+}
+
+// Calls visit(group, rest) for groups of runs.
 template <class Visit>
-void for_each_group(std::span<const std::span<float>> runs, std::size_t group_size, Visit visit) {
+void for_each_group(Runs runs, std::size_t lane_count, Visit visit) {
     while (!runs.empty()) {
-        const auto group = runs.first(std::min(runs.size(), group_size));
+        const Runs group = first_group(runs, lane_count);
         runs = runs.subspan(group.size());
         visit(group, runs);
     }
@@ -83,29 +91,19 @@ void SetFilter::filter_lines() {
     sort_by_length(lines_);
     for_each_group(lines_, lanes_at_once(),
                    [this](Runs lines, Runs next) { filter_or_search(lines, next); });
-    scratch_.upcoming = {}; // of these lines
     lines_.clear();
 }
 
 // Filters lines whole, or collects their runs.
 void SetFilter::filter_or_search(Runs lines, Runs next) {
-    if (expects_whole_lines_) {
-        ask_for(next, lines.size() * lines.front().size());
-        if (filter_together(lines, Searched::No)) {
-            return;
-        }
+    if (expects_whole_lines_ && filter_together(lines, next, Searched::No)) {
+        return;
     }
     expects_whole_lines_ = true;
-    for (; !lines.empty(); lines = lines.subspan(1)) {
-        collect_runs(lines.front(), lines.size() > 1 ? lines.subspan(1) : next);
-        expects_whole_lines_ = expects_whole_lines_ && is_one_run(lines.front());
+    for (const std::span<float> line : lines) {
+        collect_runs(line);
+        expects_whole_lines_ = expects_whole_lines_ && is_one_run(line);
     }
-}
-
-// While `sample_count` samples are filtered the next ones are asked of the memory, unless these
-// are so many that those would be gone again.
-void SetFilter::ask_for(Runs next, std::size_t sample_count) {
-    scratch_.upcoming = UpcomingSamples(sample_count <= 2 * ENOUGH_SAMPLES ? next : Runs{});
 }
 
 bool SetFilter::is_one_run(std::span<const float> line) const {
@@ -113,7 +111,7 @@ bool SetFilter::is_one_run(std::span<const float> line) const {
            static_cast<std::size_t>(line_runs_.front().length) == line.size();
 }
 
-void SetFilter::collect_runs(std::span<float> line, Runs next) {
+void SetFilter::collect_runs(std::span<float> line) {
     find_valid_runs(line, 3 * static_cast<std::int64_t>(filter_.tap_count()) - 1, line_runs_);
     if (line_runs_.empty()) {
         return;
@@ -123,7 +121,6 @@ void SetFilter::collect_runs(std::span<float> line, Runs next) {
                                      static_cast<std::size_t>(run.length)));
         collected_sample_count_ += static_cast<std::size_t>(run.length);
         if (has_enough_runs()) {
-            ask_for(next, collected_sample_count_);
             filter_runs();
         }
     }
@@ -140,19 +137,19 @@ bool SetFilter::has_enough_runs() const {
 void SetFilter::filter_runs() {
     sort_by_length(runs_);
     for_each_group(runs_, lanes_at_once(),
-                   [this](Runs runs, Runs) { filter_together(runs, Searched::Yes); });
+                   [this](Runs runs, Runs next) { filter_together(runs, next, Searched::Yes); });
     runs_.clear();
     collected_sample_count_ = 0;
 }
 
 // False, and they are as they were, when they were not searched and a sample may be missing.
-bool SetFilter::filter_together(Runs runs, Searched searched) {
+bool SetFilter::filter_together(Runs runs, Runs next, Searched searched) {
     const bool fills_lanes =
         path_ != FilterPath::Plain && filter_.tap_count() > 1 && !filter_.has_missing_coefficient();
     if (fills_lanes) {
-        const LaneKernels& kernels = lane_kernels(path_);
+        const LaneKernels<float>& kernels = lane_kernels(path_);
         return runs.size() == 1 ? filter_long_run(runs[0], filter_, kernels, scratch_, searched)
-                                : filter_side_by_side(runs, filter_, kernels, scratch_, searched);
+                                : run_group(runs, next, filter_, kernels, scratch_, searched);
     }
     if (searched == Searched::Yes) {
         filter_one_by_one(runs);
@@ -161,7 +158,7 @@ bool SetFilter::filter_together(Runs runs, Searched searched) {
 }
 
 std::size_t SetFilter::lanes_at_once() const {
-    return lane_kernels(path_).lanes_at_once(filter_.tap_count());
+    return lane_kernels(path_).lane_count(filter_.tap_count());
 }
 
 void SetFilter::filter_one_by_one(Runs runs) {

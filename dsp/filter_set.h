@@ -3,7 +3,8 @@
 
 #include "dsp/filter_coefficients.h"
 #include "dsp/filter_path.h"
-#include "dsp/lane_pass.h"
+#include "dsp/lane_scratch.h"
+#include "dsp/run_group.h"
 #include "dsp/valid_runs.h"
 
 #include <cstdint>
@@ -36,18 +37,15 @@ class SetFilter {
                          const FilterCoefficients& coefficients);
 
   private:
-    using Runs = std::span<const std::span<float>>; // in order of length, the longest first
-
     void prepare(const FilterCoefficients& coefficients);
     void filter_lines();
     void filter_or_search(Runs lines, Runs next);
-    void ask_for(Runs next, std::size_t sample_count);
     bool is_one_run(std::span<const float> line) const;
-    void collect_runs(std::span<float> line, Runs next);
+    void collect_runs(std::span<float> line);
     bool has_enough_runs() const;
     void filter_runs();
     std::size_t lanes_at_once() const;
-    bool filter_together(Runs runs, Searched searched);
+    bool filter_together(Runs runs, Runs next, Searched searched);
     void filter_one_by_one(Runs runs);
 
     FilterPath path_;

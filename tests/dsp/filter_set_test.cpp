@@ -253,7 +253,10 @@ TEST(FilterPath, IsTheWidestThatTheProcessorHas) {
     }
     flags += ' ';
     const bool has_avx2 = flags.find(" avx2 ") != std::string::npos;
-    const bool has_avx512 = flags.find(" avx512f ") != std::string::npos;
+    bool has_avx512 = true;
+    for (const char* flag : {" avx512f ", " avx512vl ", " avx512dq ", " avx512bw "}) {
+        has_avx512 = has_avx512 && flags.find(flag) != std::string::npos;
+    }
     EXPECT_TRUE(can_take(FilterPath::Sse2));
     EXPECT_EQ(can_take(FilterPath::Avx2), has_avx2);
     EXPECT_EQ(can_take(FilterPath::Avx512), has_avx512);
