@@ -1,18 +1,14 @@
 #include "dsp/one_lane.h"
 
 #include "dsp/filter_sample.h"
+#include "dsp/same_bits.h"
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 
 namespace talvora::dsp {
 
 namespace {
-
-bool same_bits(const LaneRows& left, const LaneRows& right) {
-    return std::memcmp(left.data(), right.data(), sizeof left) == 0;
-}
 
 // The steps of filter_sample with the state in registers.
 template <std::size_t Order>
@@ -57,11 +53,12 @@ bool OneLane::has_met_missing() const {
 }
 
 bool OneLane::has_state(std::span<const double> state) const {
-    return std::memcmp(state_.data(), state.data(), state.size_bytes()) == 0;
+    return same_bits(state_.data(), state.data(), state.size());
 }
 
 bool OneLane::filter_rows(const LaneRows& input, LaneRows& output) {
-    if (rest_.is_known && has_state(rest_.state) && same_bits(input, rest_.input)) {
+    if (rest_.is_known && has_state(rest_.state) &&
+        same_bits(input.data(), rest_.input.data(), REST_ROWS)) {
         output = rest_.output;
         return false;
     }

@@ -1,8 +1,9 @@
 #include "dsp/tile_pass.h"
 
+#include "dsp/same_bits.h"
+
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 
 namespace talvora::dsp {
 
@@ -14,13 +15,9 @@ constexpr auto ROWS = static_cast<std::ptrdiff_t>(TILE_ROWS);
 constexpr std::ptrdiff_t MOST_TILES = 15;
 constexpr std::ptrdiff_t REST_TILES = static_cast<std::ptrdiff_t>(REST_ROWS) / ROWS;
 
-bool same_bits(const double* left, const double* right, std::size_t count) {
-    return std::memcmp(left, right, count * sizeof(double)) == 0;
-}
-
 // Values that lie `left_step` and `right_step` apart.
-bool same_bits(const double* left, std::size_t left_step, const double* right,
-               std::size_t right_step, std::size_t count) {
+bool same_bits_apart(const double* left, std::size_t left_step, const double* right,
+                     std::size_t right_step, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i) {
         if (!same_bits(left + i * left_step, right + i * right_step, 1)) {
             return false;
@@ -82,7 +79,7 @@ struct ForwardBlock {
     // The block passed before this one, if it is the last one passed.
     bool has_same_input() const {
         return std::all_of(lines.begin(), lines.begin() + lane_count, [](const float* line) {
-            return std::memcmp(line, line - REST_ROWS, REST_ROWS * sizeof(float)) == 0;
+            return same_bits(line, line - REST_ROWS, REST_ROWS);
         });
     }
     void copy_output() const {
@@ -284,7 +281,7 @@ template <class Block>
 bool TilePass::repeats(const Block& block, std::size_t lane) const {
     const LaneRest& rest = scratch_.rests[lane];
     if (!rest.is_known || (block.has_output() && !rest.has_output) ||
-        !same_bits(&scratch_.state[lane], lane_count_, rest.state.data(), 1, order_)) {
+        !same_bits_apart(&scratch_.state[lane], lane_count_, rest.state.data(), 1, order_)) {
         return false;
     }
     LaneRows input;
@@ -295,8 +292,8 @@ bool TilePass::repeats(const Block& block, std::size_t lane) const {
 // If the state of the lane is what it was before the block.
 template <class Block>
 void TilePass::remember_rest(const Block& block, std::size_t lane) {
-    if (!same_bits(&scratch_.state[lane], lane_count_, &scratch_.state_before[lane], lane_count_,
-                   order_)) {
+    if (!same_bits_apart(&scratch_.state[lane], lane_count_, &scratch_.state_before[lane],
+                         lane_count_, order_)) {
         return;
     }
     LaneRest& rest = scratch_.rests[lane];
