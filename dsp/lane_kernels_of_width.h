@@ -312,27 +312,27 @@ class Columns<ANY_TAP_COUNT, Numerator::Any> {
     static constexpr std::size_t SIZE = WIDTH;
 
     void load_from(const LaneFilter& filter, std::size_t column) {
-        filter_ = &filter;
+        filter_ = filter;
         column_ = column;
     }
     void save_to(const LaneFilter&, std::size_t) const {}
 
     INLINED void step(std::size_t, const Lanes& x, Lanes& y) {
-        const std::size_t order = filter_->tap_count - 1;
-        double* z = filter_->state + column_;
+        const std::size_t order = filter_.tap_count - 1;
+        double* z = filter_.state + column_;
         Lanes next;
         load(next, z);
-        y = filter_->b[0] * x + next;
+        y = filter_.b[0] * x + next;
         for (std::size_t i = 1; i < order; ++i) {
             load(next, z + LANE_COUNT);
-            store(next + filter_->b[i] * x - filter_->a[i] * y, z);
+            store(next + filter_.b[i] * x - filter_.a[i] * y, z);
             z += LANE_COUNT;
         }
-        store(filter_->b[order] * x - filter_->a[order] * y, z);
+        store(filter_.b[order] * x - filter_.a[order] * y, z);
     }
 
   private:
-    const LaneFilter* filter_ = nullptr;
+    LaneFilter filter_{}; // a copy, which no row overwrites
     std::size_t column_ = 0;
 };
 
