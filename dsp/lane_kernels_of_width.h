@@ -248,7 +248,7 @@ constexpr std::size_t lanes_for(std::size_t tap_count) {
     return count < FEWEST ? FEWEST : count;
 }
 
-// `VectorCount` vectors of lanes from a column on, with coefficients and state held in registers
+// Vectors of lanes from a column on, with coefficients and state held in registers
 // as far as there are any.
 template <std::size_t TapCount, Numerator Kind>
 class Columns {
@@ -336,7 +336,7 @@ class Columns<ANY_TAP_COUNT, Numerator::Any> {
     std::size_t column_ = 0;
 };
 
-// Calls visit(columns, column) for all columns of the lanes, whose state is that of the filter.
+// All columns of the lanes, from the state of the filter until it is saved there again.
 template <class Column>
 class AllColumns {
   public:
