@@ -5,9 +5,11 @@
 //
 // Every round runs every path on every kind of work in turn, and copies the same bytes
 // with memcpy, so that what else the machine does meets all of them alike; the median
-// over the rounds is shown in millions of samples a second. The samples are restored
+// over the rounds is shown in millions of samples a second. A time counts if the processor was
+// quiet before and after it (see QuietCheck). The samples are restored
 // before each run, outside the time taken, which leaves the caches warm.
 // bench/peers/zero_phase_filter_peer.py does the same work with SciPy.
+#include "bench/timing.h"
 #include "dsp/filter_set.h"
 #include "dsp/missing_samples.h"
 #include "units/sample_buffer.h"
@@ -16,7 +18,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <functional>
 #include <map>
 #include <memory>
@@ -58,6 +59,7 @@ struct Work {
     std::vector<float> samples;
     std::size_t line_length;
     const dsp::FilterCoefficients& filter;
+    std::size_t lines_per_set = 0; // 0: all lines are of one set
 };
 
 std::vector<float> random_samples(std::size_t count) {
@@ -98,7 +100,19 @@ std::vector<Work> make_works() {
         {"1 x 6,400,000", random_samples(6'400'000), 6'400'000, LOW_PASS},
         {"64 x 100,000, band pass", random_samples(6'400'000), 100'000, BAND_PASS},
         {"64 x 100,000, silent", samples_that_fall_silent(64, 100'000), 100'000, LOW_PASS},
+        {"64 sets of 1 x 100,000", random_samples(6'400'000), 100'000, LOW_PASS, 1},
+        {"64 sets of 1 x 100,000, silent", samples_that_fall_silent(64, 100'000), 100'000, LOW_PASS,
+         1},
     };
+}
+
+void filter_sets(dsp::SetFilter& filter, std::span<float> samples, const Work& work) {
+    const std::size_t set_size =
+        work.lines_per_set == 0 ? samples.size() : work.lines_per_set * work.line_length;
+    for (; samples.size() >= set_size && !samples.empty(); samples = samples.subspan(set_size)) {
+        filter.add(samples.first(set_size), work.line_length, work.filter);
+    }
+    filter.finish();
 }
 
 struct Path {
@@ -120,31 +134,19 @@ std::vector<Path> make_paths() {
         if (dsp::can_take(path)) {
             paths.push_back({name, [filter = std::make_shared<dsp::SetFilter>(path)](
                                        std::span<float> samples, const Work& work) {
-                                 filter->filter_in_place(samples, work.line_length, work.filter);
+                                 filter_sets(*filter, samples, work);
                              }});
         }
     }
     return paths;
 }
 
-// Time on the processor: what other programs take of it does not count.
-double thread_seconds() {
-    std::timespec time{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-    return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
-}
-
-double megasamples_per_second(const Path& path, const Work& work, std::span<float> samples) {
-    std::ranges::copy(work.samples, samples.begin());
-    const double start = thread_seconds();
-    path.run(samples, work);
-    return static_cast<double>(samples.size()) / (thread_seconds() - start) / 1e6;
-}
-
-double median(std::vector<double> values) {
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
+double megasamples_per_second(const Path& path, const Work& work, std::span<float> samples,
+                              bench::QuietCheck& check) {
+    const double seconds = bench::quiet_time_of(
+        check, [&] { std::ranges::copy(work.samples, samples.begin()); },
+        [&] { path.run(samples, work); });
+    return static_cast<double>(samples.size()) / seconds / 1e6;
 }
 
 using Speeds = std::map<std::string, std::map<std::string, std::vector<double>>>;
@@ -157,7 +159,7 @@ void print_table(const std::vector<Work>& works, const std::vector<Path>& paths,
     for (const Work& work : works) {
         std::printf("\n%-30s", work.name.c_str());
         for (const Path& path : paths) {
-            std::printf(" %8.0f", median(speeds[work.name][path.name]));
+            std::printf(" %8.0f", bench::median(speeds[work.name][path.name]));
         }
     }
     std::printf("\n");
@@ -167,7 +169,8 @@ void print_json(const std::vector<Work>& works, const std::vector<Path>& paths, 
     for (const Work& work : works) {
         std::printf("{\"work\": \"%s\"", work.name.c_str());
         for (const Path& path : paths) {
-            std::printf(", \"%s\": %.1f", path.name.c_str(), median(speeds[work.name][path.name]));
+            std::printf(", \"%s\": %.1f", path.name.c_str(),
+                        bench::median(speeds[work.name][path.name]));
         }
         std::printf("}\n");
     }
@@ -186,11 +189,12 @@ int main(int argc, char** argv) {
     const std::vector<Path> paths = make_paths();
     // In large pages, as in the units and in NumPy's arrays.
     const units::SampleBuffer buffer(works.front().samples.size());
+    bench::QuietCheck check;
     Speeds speeds;
     for (int round = 0; round <= round_count; ++round) {
         for (const Work& work : works) {
             for (const Path& path : paths) {
-                const double speed = megasamples_per_second(path, work, buffer.samples());
+                const double speed = megasamples_per_second(path, work, buffer.samples(), check);
                 if (round > 0) { // the first one meets memory that was never touched
                     speeds[work.name][path.name].push_back(speed);
                 }

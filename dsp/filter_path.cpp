@@ -10,7 +10,8 @@ namespace talvora::dsp {
 bool can_take(FilterPath path) {
     switch (path) {
     case FilterPath::Avx512:
-        return __builtin_cpu_supports("avx512f") != 0;
+        return __builtin_cpu_supports("avx512f") != 0 && __builtin_cpu_supports("avx512vl") != 0 &&
+               __builtin_cpu_supports("avx512dq") != 0 && __builtin_cpu_supports("avx512bw") != 0;
     case FilterPath::Avx2:
         return __builtin_cpu_supports("avx2") != 0;
     default:
@@ -22,7 +23,7 @@ FilterPath best_filter_path() {
     return *std::find_if(std::rbegin(LANE_PATHS), std::rend(LANE_PATHS), can_take);
 }
 
-const LaneKernels& lane_kernels(FilterPath path) {
+const LaneKernels<float>& lane_kernels(FilterPath path) {
     switch (path) {
     case FilterPath::Avx512:
         return AVX512_LANE_KERNELS;

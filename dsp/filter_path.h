@@ -3,6 +3,7 @@
 
 namespace talvora::dsp {
 
+template <class Sample>
 struct LaneKernels;
 
 // Every path gives the same bits: Plain is the definition of zero_phase_filter.h run by run, with
@@ -19,6 +20,6 @@ bool can_take(FilterPath path);
 FilterPath best_filter_path();
 
 // The loops of a path that fills lanes.
-const LaneKernels& lane_kernels(FilterPath path);
+const LaneKernels<float>& lane_kernels(FilterPath path);
 
 } // namespace talvora::dsp

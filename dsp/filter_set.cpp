@@ -1,7 +1,5 @@
 #include "dsp/filter_set.h"
 
-#include "dsp/lane_filter.h"
-#include "dsp/lane_kernels.h"
 #include "dsp/long_run.h"
 #include "dsp/missing_samples.h"
 
@@ -11,11 +9,38 @@ namespace talvora::dsp {
 
 namespace {
 
-// Runs collected before they are filtered: enough to find some of similar length,
-// while their list stays in the first-level caches, and no more than a megabyte of samples,
-// which the caches still hold when they are filtered after the search.
-constexpr std::size_t MAX_COLLECTED_RUN_COUNT = 2048;
+// Lines and runs collected before they are filtered: enough to find some of similar length,
+// while their list stays in the first-level caches. Runs have been read by the search for missing
+// samples: no more than a megabyte of them, which the caches still hold when they are filtered.
+constexpr std::size_t MAX_COLLECTED_COUNT = 2048;
 constexpr std::size_t ENOUGH_SAMPLES = 256U << 10U;
+
+// Runs side by side should have like lengths; most lines have already.
+void sort_by_length(std::vector<std::span<float>>& runs) {
+    if (!std::ranges::is_sorted(runs, std::ranges::greater{}, &std::span<float>::size)) {
+        std::ranges::stable_sort(runs, std::ranges::greater{}, &std::span<float>::size);
+    }
+}
+
+// Runs of which too few are left to fill half of the lanes are filtered one by one, part beside
+// part, if they are long.
+constexpr std::size_t LONG_RUN = 16U << 10U;
+
+// The first runs that are to be filtered together.
+Runs first_group(Runs runs, std::size_t lane_count) {
+    const bool alone = 2 * runs.size() < lane_count && runs.front().size() >= LONG_RUN;
+    return runs.first(alone ? 1 : std::min(runs.size(), lane_count));
+}
+
+// Calls visit(group, rest) for groups of runs.
+template <class Visit>
+void for_each_group(Runs runs, std::size_t lane_count, Visit visit) {
+    while (!runs.empty()) {
+        const Runs group = first_group(runs, lane_count);
+        runs = runs.subspan(group.size());
+        visit(group, runs);
+    }
+}
 
 void filter_run(std::span<float> run, const PreparedFilter& filter) {
     const std::vector<double> x(run.begin(), run.end());
@@ -29,57 +54,55 @@ void filter_run(std::span<float> run, const PreparedFilter& filter) {
 
 void SetFilter::filter_in_place(std::span<float> samples, std::uint64_t line_length,
                                 const FilterCoefficients& coefficients) {
+    add(samples, line_length, coefficients);
+    finish();
+}
+
+void SetFilter::add(std::span<float> samples, std::uint64_t line_length,
+                    const FilterCoefficients& coefficients) {
     const std::size_t tap_count = std::max(coefficients.b.size(), coefficients.a.size());
     if (tap_count == 0 || line_length < 3 * tap_count - 1) {
         return; // no line holds a run that is long enough
     }
     prepare(coefficients);
-    while (samples.size() >= line_length) {
-        samples = take_lines(samples, line_length);
+    for (; samples.size() >= line_length; samples = samples.subspan(line_length)) {
+        lines_.push_back(samples.first(line_length));
+        if (lines_.size() == MAX_COLLECTED_COUNT) {
+            filter_lines();
+        }
     }
-    filter_collected_runs();
+}
+
+void SetFilter::finish() {
+    filter_lines();
+    filter_runs();
 }
 
 // Sets that follow each other mostly have one sample rate, and so one filter.
 void SetFilter::prepare(const FilterCoefficients& coefficients) {
     if (coefficients.b != coefficients_.b || coefficients.a != coefficients_.a) {
+        finish();
         filter_ = prepare_filter(coefficients);
         coefficients_ = coefficients;
     }
 }
 
-// Filters as many lines as there are lanes, or collects their runs; gives the samples after them.
-std::span<float> SetFilter::take_lines(std::span<float> samples, std::size_t line_length) {
+void SetFilter::filter_lines() {
+    sort_by_length(lines_);
+    for_each_group(lines_, lanes_at_once(),
+                   [this](Runs lines, Runs next) { filter_or_search(lines, next); });
     lines_.clear();
-    std::span<float> rest = samples;
-    for (; rest.size() >= line_length && lines_.size() < lanes_at_once();
-         rest = rest.subspan(line_length)) {
-        lines_.push_back(rest.first(line_length));
-    }
-    if (!expects_whole_lines_ || !filter_whole_lines(rest)) {
-        expects_whole_lines_ = true;
-        for (const std::span<float> line : lines_) {
-            collect_runs(line, samples);
-            samples = samples.subspan(line_length);
-            expects_whole_lines_ = expects_whole_lines_ && is_one_run(line);
-        }
-    }
-    return rest;
 }
 
-// False, and they are as they were, when a sample may be missing.
-bool SetFilter::filter_whole_lines(std::span<const float> rest) {
-    ask_for(rest, lines_.size() * lines_.front().size());
-    const bool filtered = filter_together(lines_, Searched::No);
-    scratch_.upcoming = {};
-    return filtered;
-}
-
-// While `count` samples are filtered the next ones are asked of the memory, unless these are so
-// many that those would be gone again.
-void SetFilter::ask_for(std::span<const float> rest, std::size_t count) {
-    if (count <= 2 * ENOUGH_SAMPLES) {
-        scratch_.upcoming = UpcomingSamples(rest);
+// Filters lines whole, or collects their runs.
+void SetFilter::filter_or_search(Runs lines, Runs next) {
+    if (expects_whole_lines_ && filter_together(lines, next, Searched::No)) {
+        return;
+    }
+    expects_whole_lines_ = true;
+    for (const std::span<float> line : lines) {
+        collect_runs(line);
+        expects_whole_lines_ = expects_whole_lines_ && is_one_run(line);
     }
 }
 
@@ -88,7 +111,7 @@ bool SetFilter::is_one_run(std::span<const float> line) const {
            static_cast<std::size_t>(line_runs_.front().length) == line.size();
 }
 
-void SetFilter::collect_runs(std::span<float> line, std::span<const float> line_and_rest) {
+void SetFilter::collect_runs(std::span<float> line) {
     find_valid_runs(line, 3 * static_cast<std::int64_t>(filter_.tap_count()) - 1, line_runs_);
     if (line_runs_.empty()) {
         return;
@@ -98,9 +121,7 @@ void SetFilter::collect_runs(std::span<float> line, std::span<const float> line_
                                      static_cast<std::size_t>(run.length)));
         collected_sample_count_ += static_cast<std::size_t>(run.length);
         if (has_enough_runs()) {
-            const auto end = static_cast<std::size_t>(run.start + run.length);
-            ask_for(line_and_rest.subspan(end), collected_sample_count_);
-            filter_collected_runs();
+            filter_runs();
         }
     }
     const ValidRun& last = line_runs_.back();
@@ -109,33 +130,26 @@ void SetFilter::collect_runs(std::span<float> line, std::span<const float> line_
 }
 
 bool SetFilter::has_enough_runs() const {
-    return runs_.size() == MAX_COLLECTED_RUN_COUNT ||
+    return runs_.size() == MAX_COLLECTED_COUNT ||
            (runs_.size() % lanes_at_once() == 0 && collected_sample_count_ >= ENOUGH_SAMPLES);
 }
 
-void SetFilter::filter_collected_runs() {
-    // Runs side by side should have like lengths; whole lines have already.
-    if (!std::ranges::is_sorted(runs_, std::ranges::greater{}, &std::span<float>::size)) {
-        std::ranges::stable_sort(runs_, std::ranges::greater{}, &std::span<float>::size);
-    }
-    for (std::span<const std::span<float>> rest = runs_; !rest.empty();) {
-        const std::size_t count = std::min(rest.size(), lanes_at_once());
-        filter_together(rest.first(count), Searched::Yes);
-        rest = rest.subspan(count);
-    }
+void SetFilter::filter_runs() {
+    sort_by_length(runs_);
+    for_each_group(runs_, lanes_at_once(),
+                   [this](Runs runs, Runs next) { filter_together(runs, next, Searched::Yes); });
     runs_.clear();
     collected_sample_count_ = 0;
-    scratch_.upcoming = {};
 }
 
 // False, and they are as they were, when they were not searched and a sample may be missing.
-bool SetFilter::filter_together(std::span<const std::span<float>> runs, Searched searched) {
+bool SetFilter::filter_together(Runs runs, Runs next, Searched searched) {
     const bool fills_lanes =
         path_ != FilterPath::Plain && filter_.tap_count() > 1 && !filter_.has_missing_coefficient();
     if (fills_lanes) {
-        const LaneKernels& kernels = lane_kernels(path_);
+        const LaneKernels<float>& kernels = lane_kernels(path_);
         return runs.size() == 1 ? filter_long_run(runs[0], filter_, kernels, scratch_, searched)
-                                : filter_side_by_side(runs, filter_, kernels, scratch_, searched);
+                                : run_group(runs, next, filter_, kernels, scratch_, searched);
     }
     if (searched == Searched::Yes) {
         filter_one_by_one(runs);
@@ -144,10 +158,10 @@ bool SetFilter::filter_together(std::span<const std::span<float>> runs, Searched
 }
 
 std::size_t SetFilter::lanes_at_once() const {
-    return lane_kernels(path_).lanes_at_once(filter_.tap_count());
+    return lane_kernels(path_).lane_count(filter_.tap_count());
 }
 
-void SetFilter::filter_one_by_one(std::span<const std::span<float>> runs) {
+void SetFilter::filter_one_by_one(Runs runs) {
     const bool has_result = path_ == FilterPath::Plain || !filter_.has_missing_coefficient();
     for (const std::span<float> run : runs) {
         if (has_result) {

@@ -3,7 +3,6 @@
 
 namespace talvora::dsp {
 
-const LaneKernels AVX2_LANE_KERNELS = {WIDTH, lanes_at_once, filter_rows, widen_lines,
-                                       narrow_lines};
+const LaneKernels<float> AVX2_LANE_KERNELS = KERNELS<float>;
 
 } // namespace talvora::dsp

@@ -5,7 +5,9 @@
 
 #include "dsp/lane_kernels.h"
 
-#ifdef __AVX__
+#include <utility>
+
+#ifdef __SSE2__
 #include <immintrin.h>
 #endif
 
@@ -15,13 +17,11 @@ namespace {
 
 constexpr std::size_t WIDTH = LANE_WIDTH;
 
-#if LANE_WIDTH == 1
-using Lanes = double;
-#else
-using Lanes = double __attribute__((vector_size(LANE_WIDTH * sizeof(double))));
-#endif
-using FourFloats = float __attribute__((vector_size(16)));
-using FourDoubles = double __attribute__((vector_size(32)));
+template <class Element, std::size_t Count>
+struct VectorOf {
+    typedef Element Type __attribute__((vector_size(Count * sizeof(Element)))); // NOLINT: GCC 12
+};
+using Lanes = VectorOf<double, WIDTH>::Type;
 
 // Between registers and any address that holds an element. By reference, because how
 // wide vectors are returned depends on the instruction set.
@@ -34,240 +34,524 @@ inline void store(const Vector& vector, Element* address) {
     __builtin_memcpy(address, &vector, sizeof vector);
 }
 
+// Samples are widened when they are read and narrowed when they are written.
+template <class Sample>
+inline void load_widened(Lanes& lanes, const Sample* samples) {
+    typename VectorOf<Sample, WIDTH>::Type narrow;
+    load(narrow, samples);
+    lanes = __builtin_convertvector(narrow, Lanes);
+}
+// In one instruction: GCC makes more of the portable form.
+#if defined(__AVX__) && LANE_WIDTH == 4
+inline void load_widened(Lanes& lanes, const float* samples) {
+    lanes = _mm256_cvtps_pd(_mm_loadu_ps(samples));
+}
+#elif defined(__SSE2__) && LANE_WIDTH == 2
+inline void load_widened(Lanes& lanes, const float* samples) {
+    lanes = _mm_cvtps_pd(_mm_castsi128_ps(_mm_loadu_si64(samples)));
+}
+#endif
+template <class Sample>
+inline void store_narrowed(const Lanes& lanes, Sample* samples) {
+    using Narrow = typename VectorOf<Sample, WIDTH>::Type;
+    const Narrow narrow = __builtin_convertvector(lanes, Narrow);
+    store(narrow, samples);
+}
+
+// ---------------------------------------------------------------------------
+// Turning: samples that follow each other in a line are rows apart in a tile. Vectors are made of
+// quads, four samples each: those of four lines turned about their diagonal are four rows.
+
+// The quads in a vector of samples that fills a register, if there are so many lanes.
+template <class Sample, std::size_t LaneCount>
+constexpr std::size_t quads_at_once() {
+    constexpr std::size_t in_register = WIDTH * sizeof(double) / (4 * sizeof(Sample));
+    constexpr std::size_t in_row = LaneCount / 4;
+    return in_register < 1 ? 1 : (in_register < in_row ? in_register : in_row);
+}
+
+// Element `index` of the vectors a and b in each of whose quads `pattern` picks four: 0 to 3 are
+// elements of a's quad, 4 to 7 those of b's.
+constexpr int picked_in_quad(const int (&pattern)[4], std::size_t index, std::size_t count) {
+    const int picked = pattern[index % 4];
+    const int quad = static_cast<int>(index / 4 * 4);
+    return quad + (picked < 4 ? picked : picked - 4 + static_cast<int>(count));
+}
+constexpr int LOW_HALVES[] = {0, 4, 1, 5};
+constexpr int HIGH_HALVES[] = {2, 6, 3, 7};
+constexpr int FIRST_PAIRS[] = {0, 1, 4, 5};
+constexpr int LAST_PAIRS[] = {2, 3, 6, 7};
+
+template <const int (&Pattern)[4], class Vector, std::size_t... Index>
+inline void pick_in_quads(const Vector& a, const Vector& b, Vector& picked,
+                          std::index_sequence<Index...>) {
+    picked = __builtin_shufflevector(a, b, picked_in_quad(Pattern, Index, sizeof...(Index))...);
+}
+
+// Element `index` of the vectors a and b of which whole quads are picked.
+template <std::size_t... Quad, class From, class To, std::size_t... Index>
+inline void pick_quads(const From& a, const From& b, To& picked, std::index_sequence<Index...>) {
+    constexpr std::size_t quads[] = {Quad...};
+    picked = __builtin_shufflevector(a, b, static_cast<int>(quads[Index / 4] * 4 + Index % 4)...);
+}
+
+// Four vectors turned quad by quad.
+template <class Sample, std::size_t QuadCount>
+inline void turn_quads(typename VectorOf<Sample, 4 * QuadCount>::Type* m) {
+    using Vector = typename VectorOf<Sample, 4 * QuadCount>::Type;
+    constexpr auto all = std::make_index_sequence<4 * QuadCount>();
+    Vector low01;
+    Vector high01;
+    Vector low23;
+    Vector high23;
+    pick_in_quads<LOW_HALVES>(m[0], m[1], low01, all);
+    pick_in_quads<HIGH_HALVES>(m[0], m[1], high01, all);
+    pick_in_quads<LOW_HALVES>(m[2], m[3], low23, all);
+    pick_in_quads<HIGH_HALVES>(m[2], m[3], high23, all);
+    pick_in_quads<FIRST_PAIRS>(low01, low23, m[0], all);
+    pick_in_quads<LAST_PAIRS>(low01, low23, m[1], all);
+    pick_in_quads<FIRST_PAIRS>(high01, high23, m[2], all);
+    pick_in_quads<LAST_PAIRS>(high01, high23, m[3], all);
+}
+
+template <class Half, class Vector, std::size_t... Index>
+inline void join(const Half& low, const Half& high, Vector& joined, std::index_sequence<Index...>) {
+    joined = __builtin_shufflevector(low, high, static_cast<int>(Index)...);
+}
+
+// The same quad of each fourth line side by side.
+template <std::size_t QuadCount, class Sample>
+inline void gather_quads(typename VectorOf<Sample, 4 * QuadCount>::Type& vector,
+                         const Sample* const* lines, std::size_t position) {
+    if constexpr (QuadCount == 1) {
+        load(vector, lines[0] + position);
+    } else {
+        typename VectorOf<Sample, 2 * QuadCount>::Type low;
+        typename VectorOf<Sample, 2 * QuadCount>::Type high;
+        gather_quads<QuadCount / 2>(low, lines, position);
+        gather_quads<QuadCount / 2>(high, lines + 2 * QuadCount, position);
+        join(low, high, vector, std::make_index_sequence<4 * QuadCount>());
+    }
+}
+
+// TILE_ROWS samples of each line from `position` on, to a tile.
+template <std::size_t LaneCount, class Sample>
+inline void read_tile(const Sample* const* lines, std::size_t position, Sample* tile) {
+    constexpr std::size_t QUADS = quads_at_once<Sample, LaneCount>();
+    for (std::size_t lane = 0; lane < LaneCount; lane += 4 * QUADS) {
+        for (std::size_t row = 0; row < TILE_ROWS; row += 4) {
+            typename VectorOf<Sample, 4 * QUADS>::Type m[4];
+#pragma GCC unroll 4
+            for (std::size_t i = 0; i < 4; ++i) {
+                gather_quads<QUADS>(m[i], lines + lane + i, position + row);
+            }
+            turn_quads<Sample, QUADS>(m);
+#pragma GCC unroll 4
+            for (std::size_t i = 0; i < 4; ++i) {
+                store(m[i], tile + (row + i) * LaneCount + lane);
+            }
+        }
+    }
+}
+
+// Quads of `QuadCount` vectors, each of which holds those of as many lines, sorted by line.
+template <std::size_t QuadCount, class Sample>
+inline void store_sorted(const typename VectorOf<Sample, 4 * QuadCount>::Type (&m)[QuadCount],
+                         Sample* const* lines, std::size_t position) {
+    using Vector = typename VectorOf<Sample, 4 * QuadCount>::Type;
+    constexpr auto all = std::make_index_sequence<4 * QuadCount>();
+    if constexpr (QuadCount == 1) {
+        store(m[0], lines[0] + position);
+    } else if constexpr (QuadCount == 2) {
+        Vector line;
+        pick_quads<0, 2>(m[0], m[1], line, all);
+        store(line, lines[0] + position);
+        pick_quads<1, 3>(m[0], m[1], line, all);
+        store(line, lines[4] + position);
+    } else {
+        Vector
+            pairs[4]; // of the first two lines or the last two, of the first two rows or the last
+        pick_quads<0, 1, 4, 5>(m[0], m[1], pairs[0], all);
+        pick_quads<0, 1, 4, 5>(m[2], m[3], pairs[1], all);
+        pick_quads<2, 3, 6, 7>(m[0], m[1], pairs[2], all);
+        pick_quads<2, 3, 6, 7>(m[2], m[3], pairs[3], all);
+#pragma GCC unroll 2
+        for (std::size_t half = 0; half < 2; ++half) {
+            Vector line;
+            pick_quads<0, 2, 4, 6>(pairs[2 * half], pairs[2 * half + 1], line, all);
+            store(line, lines[8 * half] + position);
+            pick_quads<1, 3, 5, 7>(pairs[2 * half], pairs[2 * half + 1], line, all);
+            store(line, lines[8 * half + 4] + position);
+        }
+    }
+}
+
+// And back.
+template <std::size_t LaneCount, class Sample>
+inline void write_tile(const Sample* tile, Sample* const* lines, std::size_t position) {
+    constexpr std::size_t QUADS = quads_at_once<Sample, LaneCount>();
+    using Vector = typename VectorOf<Sample, 4 * QUADS>::Type;
+    for (std::size_t lane = 0; lane < LaneCount; lane += 4 * QUADS) {
+        for (std::size_t row = 0; row < TILE_ROWS; row += 4 * QUADS) {
+            Vector m[4 * QUADS];
+#pragma GCC unroll 16
+            for (std::size_t i = 0; i < 4 * QUADS; ++i) {
+                load(m[i], tile + (row + i) * LaneCount + lane);
+            }
+#pragma GCC unroll 4
+            for (std::size_t quad = 0; quad < QUADS; ++quad) {
+                turn_quads<Sample, QUADS>(m + 4 * quad);
+            }
+#pragma GCC unroll 4
+            for (std::size_t i = 0; i < 4; ++i) {
+                Vector of_line[QUADS];
+#pragma GCC unroll 4
+                for (std::size_t quad = 0; quad < QUADS; ++quad) {
+                    of_line[quad] = m[4 * quad + i];
+                }
+                store_sorted<QUADS>(of_line, lines + lane + i, position + row);
+            }
+        }
+    }
+}
+
+// ---------------------------------------------------------------------------
+// The recurrence.
+
+// Vectors stay in registers only if all that takes their addresses is inlined.
+#define INLINED __attribute__((always_inline)) inline
+
 // The numerators of most designs read the same from both ends: half of their products
 // with a sample are the others once more.
 enum class Numerator { Any, Palindrome };
 
-// Rows of state between registers and memory; unrolled, so that they stay in registers.
-template <std::size_t VectorCount, std::size_t Order>
-inline void load_state(Lanes (&z)[VectorCount][Order], const double* state, std::size_t stride) {
-#pragma GCC unroll 8
-    for (std::size_t v = 0; v < VectorCount; ++v) {
-#pragma GCC unroll 8
-        for (std::size_t i = 0; i < Order; ++i) {
-            load(z[v][i], state + i * stride + v * WIDTH);
-        }
-    }
-}
-template <std::size_t VectorCount, std::size_t Order>
-inline void store_state(const Lanes (&z)[VectorCount][Order], double* state, std::size_t stride) {
-#pragma GCC unroll 8
-    for (std::size_t v = 0; v < VectorCount; ++v) {
-#pragma GCC unroll 8
-        for (std::size_t i = 0; i < Order; ++i) {
-            store(z[v][i], state + i * stride + v * WIDTH);
-        }
-    }
-}
+// Any number of taps; the state stays in memory.
+constexpr std::size_t ANY_TAP_COUNT = 0;
+constexpr std::size_t MOST_TAPS_IN_REGISTERS = 9;
 
-// `VectorCount` registers of lanes from the column on, with coefficients and state held
-// in registers as far as there are any. A step waits for the one before through a
-// multiplication, a subtraction and an addition: vectors side by side fill that time.
-template <std::size_t VectorCount, std::size_t TapCount, Numerator Kind>
-void filter_columns(const RowPass& pass, std::size_t column) {
-    constexpr std::size_t ORDER = TapCount - 1;
-    Lanes b[TapCount];
-    Lanes a[TapCount];
-    for (std::size_t i = 0; i < TapCount; ++i) {
-        b[i] = pass.b[i] - Lanes{};
-        a[i] = pass.a[i] - Lanes{};
-    }
-    Lanes z[VectorCount][ORDER];
-    load_state(z, pass.state + column, pass.lane_count);
-    const double* in = pass.in + column;
-    double* out = pass.out + column;
-    const std::ptrdiff_t row_step = pass.row_step;
-    for (std::size_t rows_left = pass.row_count; rows_left > 0; --rows_left) {
-        for (std::size_t v = 0; v < VectorCount; ++v) {
-            Lanes x;
-            load(x, in + v * WIDTH);
-            Lanes bx[TapCount];
-            bx[0] = b[0] * x;
-            const Lanes y = bx[0] + z[v][0];
-            for (std::size_t i = 1; i < TapCount; ++i) {
-                const bool mirrored = Kind == Numerator::Palindrome && i > ORDER - i;
-                bx[i] = mirrored ? bx[ORDER - i] : b[i] * x;
-                z[v][i - 1] = i < ORDER ? z[v][i] + bx[i] - a[i] * y : bx[i] - a[i] * y;
-            }
-            store(y, out + v * WIDTH);
-        }
-        in += row_step;
-        out += row_step;
-    }
-    store_state(z, pass.state + column, pass.lane_count);
-}
-
-// Any number of taps, with the state in memory.
-void filter_columns_of_any_order(const RowPass& pass, std::size_t column) {
-    const std::size_t order = pass.tap_count - 1;
-    const double* in = pass.in + column;
-    double* out = pass.out + column;
-    for (std::size_t row = 0; row < pass.row_count; ++row) {
-        double* z = pass.state + column;
-        Lanes x;
-        Lanes next;
-        load(x, in);
-        load(next, z);
-        const Lanes y = pass.b[0] * x + next;
-        for (std::size_t i = 1; i < order; ++i) {
-            load(next, z + pass.lane_count);
-            store(next + pass.b[i] * x - pass.a[i] * y, z);
-            z += pass.lane_count;
-        }
-        store(pass.b[order] * x - pass.a[order] * y, z);
-        store(y, out);
-        in += pass.row_step;
-        out += pass.row_step;
-    }
-}
-
-// Vectors in flight: longer filters have more to do in a step, and leave fewer registers.
+// Vectors in flight. A step waits for the one before through a multiplication, a subtraction and
+// an addition: vectors side by side fill that time. Longer filters have more to do in a step, and
+// leave fewer registers.
 constexpr std::size_t vectors_for(std::size_t tap_count) {
-    if (tap_count <= 3) {
-        return 4;
+    constexpr std::size_t MOST = MAX_LANE_COUNT / WIDTH;
+    std::size_t wanted = 1;
+    if (tap_count <= 6 && tap_count != ANY_TAP_COUNT) {
+        wanted = tap_count <= 3 ? 4 : 2;
     }
-    return tap_count <= 6 ? 2 : 1;
+    return wanted < MOST ? wanted : MOST;
 }
 
-std::size_t lanes_at_once(std::size_t tap_count) {
-    constexpr std::size_t FEWEST = 4; // lines are widened by fours
+// As many as are in flight, and no fewer than are turned at once.
+constexpr std::size_t lanes_for(std::size_t tap_count) {
+    constexpr std::size_t FEWEST = 4;
     const std::size_t count = WIDTH * vectors_for(tap_count);
-    if (count < FEWEST) {
-        return FEWEST;
-    }
-    return count < MAX_LANE_COUNT ? count : MAX_LANE_COUNT;
+    return count < FEWEST ? FEWEST : count;
 }
 
-template <std::size_t VectorCount, std::size_t TapCount, Numerator Kind>
-void filter_all_columns(const RowPass& pass, std::size_t column) {
-    for (; column + VectorCount * WIDTH <= pass.lane_count; column += VectorCount * WIDTH) {
-        filter_columns<VectorCount, TapCount, Kind>(pass, column);
+// Vectors of lanes from a column on, with coefficients and state held in registers
+// as far as there are any.
+template <std::size_t TapCount, Numerator Kind>
+class Columns {
+  public:
+    static constexpr std::size_t VECTOR_COUNT = vectors_for(TapCount);
+    static constexpr std::size_t LANE_COUNT = lanes_for(TapCount);
+    static constexpr std::size_t SIZE = VECTOR_COUNT * WIDTH;
+
+    INLINED void load_from(const LaneFilter& filter, std::size_t column) {
+#pragma GCC unroll 16
+        for (std::size_t i = 0; i < TapCount; ++i) {
+            b_[i] = filter.b[i] - Lanes{};
+            a_[i] = filter.a[i] - Lanes{};
+        }
+#pragma GCC unroll 16
+        for (std::size_t v = 0; v < VECTOR_COUNT; ++v) {
+#pragma GCC unroll 16
+            for (std::size_t i = 0; i < ORDER; ++i) {
+                load(z_[v][i], filter.state + i * LANE_COUNT + column + v * WIDTH);
+            }
+        }
     }
-    if constexpr (VectorCount > 1) {
-        filter_all_columns<VectorCount / 2, TapCount, Kind>(pass, column);
+
+    INLINED void save_to(const LaneFilter& filter, std::size_t column) const {
+#pragma GCC unroll 16
+        for (std::size_t v = 0; v < VECTOR_COUNT; ++v) {
+#pragma GCC unroll 16
+            for (std::size_t i = 0; i < ORDER; ++i) {
+                store(z_[v][i], filter.state + i * LANE_COUNT + column + v * WIDTH);
+            }
+        }
+    }
+
+    INLINED void step(std::size_t v, const Lanes& x, Lanes& y) {
+        Lanes bx[TapCount];
+#pragma GCC unroll 16
+        for (std::size_t i = 0; i < TapCount; ++i) {
+            const bool mirrored = Kind == Numerator::Palindrome && i > ORDER - i;
+            bx[i] = mirrored ? bx[ORDER - i] : b_[i] * x;
+        }
+        y = bx[0] + z_[v][0];
+#pragma GCC unroll 16
+        for (std::size_t i = 1; i < ORDER; ++i) {
+            z_[v][i - 1] = z_[v][i] + bx[i] - a_[i] * y;
+        }
+        z_[v][ORDER - 1] = bx[ORDER] - a_[ORDER] * y;
+    }
+
+  private:
+    static constexpr std::size_t ORDER = TapCount - 1;
+    Lanes b_[TapCount];
+    Lanes a_[TapCount];
+    Lanes z_[VECTOR_COUNT][ORDER];
+};
+
+template <>
+class Columns<ANY_TAP_COUNT, Numerator::Any> {
+  public:
+    static constexpr std::size_t VECTOR_COUNT = 1;
+    static constexpr std::size_t LANE_COUNT = lanes_for(ANY_TAP_COUNT);
+    static constexpr std::size_t SIZE = WIDTH;
+
+    void load_from(const LaneFilter& filter, std::size_t column) {
+        filter_ = filter;
+        column_ = column;
+    }
+    void save_to(const LaneFilter&, std::size_t) const {}
+
+    INLINED void step(std::size_t, const Lanes& x, Lanes& y) {
+        const std::size_t order = filter_.tap_count - 1;
+        double* z = filter_.state + column_;
+        Lanes next;
+        load(next, z);
+        y = filter_.b[0] * x + next;
+        for (std::size_t i = 1; i < order; ++i) {
+            load(next, z + LANE_COUNT);
+            store(next + filter_.b[i] * x - filter_.a[i] * y, z);
+            z += LANE_COUNT;
+        }
+        store(filter_.b[order] * x - filter_.a[order] * y, z);
+    }
+
+  private:
+    LaneFilter filter_{}; // a copy, which no row overwrites
+    std::size_t column_ = 0;
+};
+
+// All columns of the lanes, from the state of the filter until it is saved there again.
+template <class Column>
+class AllColumns {
+  public:
+    INLINED explicit AllColumns(const LaneFilter& filter) : filter_(filter) {
+#pragma GCC unroll 2
+        for (std::size_t i = 0; i < COUNT; ++i) {
+            columns_[i].load_from(filter_, i * Column::SIZE);
+        }
+    }
+    template <class Visit>
+    INLINED void for_each(Visit visit) {
+#pragma GCC unroll 2
+        for (std::size_t i = 0; i < COUNT; ++i) {
+            visit(columns_[i], i * Column::SIZE);
+        }
+    }
+    INLINED void save() const {
+#pragma GCC unroll 2
+        for (std::size_t i = 0; i < COUNT; ++i) {
+            columns_[i].save_to(filter_, i * Column::SIZE);
+        }
+    }
+
+  private:
+    static constexpr std::size_t COUNT = Column::LANE_COUNT / Column::SIZE;
+    const LaneFilter& filter_;
+    Column columns_[COUNT];
+};
+
+template <std::size_t LaneCount, class Sample>
+inline void ask_for(const Sample* const* upcoming, std::size_t position) {
+    if (upcoming != nullptr) {
+        for (std::size_t lane = 0; lane < LaneCount; ++lane) {
+            __builtin_prefetch(upcoming[lane] + position);
+        }
     }
 }
 
-bool is_palindrome(const double* b, std::size_t tap_count) {
-    for (std::size_t i = 0; i < tap_count / 2; ++i) {
-        if (__builtin_memcmp(b + i, b + tap_count - 1 - i, sizeof *b) != 0) {
+template <class Column, bool KeepsRows, class Sample>
+void filter_tiles_forward(const LaneFilter& filter, const Sample* const* lines,
+                          std::size_t tile_count, double* rows, const Sample* const* upcoming) {
+    constexpr std::size_t LANE_COUNT = Column::LANE_COUNT;
+    AllColumns<Column> all(filter);
+    for (std::size_t position = 0; position < tile_count * TILE_ROWS; position += TILE_ROWS) {
+        alignas(64) Sample tile[TILE_ROWS * LANE_COUNT];
+        read_tile<LANE_COUNT>(lines, position, tile);
+        ask_for<LANE_COUNT>(upcoming, position);
+        all.for_each([&](Column& columns, std::size_t column) {
+#pragma GCC unroll 1
+            for (std::size_t row = 0; row < TILE_ROWS; ++row) {
+                const std::size_t place = row * LANE_COUNT + column;
+#pragma GCC unroll 16
+                for (std::size_t v = 0; v < Column::VECTOR_COUNT; ++v) {
+                    Lanes x;
+                    Lanes y;
+                    load_widened(x, tile + place + v * WIDTH);
+                    columns.step(v, x, y);
+                    if constexpr (KeepsRows) {
+                        store(y, rows + place + v * WIDTH);
+                    }
+                }
+            }
+        });
+        if constexpr (KeepsRows) {
+            rows += TILE_ROWS * LANE_COUNT;
+        }
+    }
+    all.save();
+}
+
+template <class Column, bool WritesLines, class Sample>
+void filter_tiles_backward(const LaneFilter& filter, const double* rows, std::size_t tile_count,
+                           Sample* const* lines, const Sample* const* upcoming) {
+    constexpr std::size_t LANE_COUNT = Column::LANE_COUNT;
+    AllColumns<Column> all(filter);
+    for (std::size_t position = tile_count * TILE_ROWS; position > 0;) {
+        position -= TILE_ROWS;
+        const double* in = rows + position * LANE_COUNT;
+        alignas(64) Sample tile[TILE_ROWS * LANE_COUNT];
+        ask_for<LANE_COUNT>(upcoming, position);
+        all.for_each([&](Column& columns, std::size_t column) {
+#pragma GCC unroll 1
+            for (std::size_t left = TILE_ROWS; left > 0; --left) {
+                const std::size_t place = (left - 1) * LANE_COUNT + column;
+#pragma GCC unroll 16
+                for (std::size_t v = 0; v < Column::VECTOR_COUNT; ++v) {
+                    Lanes x;
+                    Lanes y;
+                    load(x, in + place + v * WIDTH);
+                    columns.step(v, x, y);
+                    if constexpr (WritesLines) {
+                        store_narrowed(y, tile + place + v * WIDTH);
+                    }
+                }
+            }
+        });
+        if constexpr (WritesLines) {
+            write_tile<LANE_COUNT>(tile, lines, position);
+        }
+    }
+    all.save();
+}
+
+template <class Column>
+void filter_rows_in_place(const LaneFilter& filter, double* rows, std::size_t row_count,
+                          std::ptrdiff_t row_step) {
+    AllColumns<Column> all(filter);
+    for (std::size_t row = 0; row < row_count; ++row) {
+        all.for_each([&](Column& columns, std::size_t column) {
+#pragma GCC unroll 16
+            for (std::size_t v = 0; v < Column::VECTOR_COUNT; ++v) {
+                Lanes x;
+                Lanes y;
+                load(x, rows + column + v * WIDTH);
+                columns.step(v, x, y);
+                store(y, rows + column + v * WIDTH);
+            }
+        });
+        rows += row_step;
+    }
+    all.save();
+}
+
+// ---------------------------------------------------------------------------
+// The choice of the loop.
+
+bool is_palindrome(const LaneFilter& filter) {
+    for (std::size_t i = 0; i < filter.tap_count / 2; ++i) {
+        const double* mirrored = filter.b + filter.tap_count - 1 - i;
+        if (__builtin_memcmp(filter.b + i, mirrored, sizeof *mirrored) != 0) {
             return false;
         }
     }
     return true;
 }
 
-template <std::size_t TapCount>
-void filter_rows_of_taps(const RowPass& pass) {
-    constexpr std::size_t VECTORS = vectors_for(TapCount);
+template <class Column>
+struct ColumnOf {
+    using Type = Column;
+};
+
+template <std::size_t TapCount, class Visit>
+void with_columns_for(const LaneFilter& filter, Visit visit) {
     // With few registers and instructions that overwrite an operand, the shared products of a
     // long filter would be spilt.
-    if ((WIDTH > 2 || TapCount <= 5) && is_palindrome(pass.b, TapCount)) {
-        filter_all_columns<VECTORS, TapCount, Numerator::Palindrome>(pass, 0);
+    if ((WIDTH > 2 || TapCount <= 5) && is_palindrome(filter)) {
+        visit(ColumnOf<Columns<TapCount, Numerator::Palindrome>>());
     } else {
-        filter_all_columns<VECTORS, TapCount, Numerator::Any>(pass, 0);
+        visit(ColumnOf<Columns<TapCount, Numerator::Any>>());
     }
 }
 
-void filter_rows(const RowPass& pass) {
-    switch (pass.tap_count) {
+// Calls visit with the type of the columns for the filter.
+template <class Visit>
+void with_columns(const LaneFilter& filter, Visit visit) {
+    switch (filter.tap_count) {
     case 2:
-        return filter_rows_of_taps<2>(pass);
+        return with_columns_for<2>(filter, visit);
     case 3:
-        return filter_rows_of_taps<3>(pass);
+        return with_columns_for<3>(filter, visit);
     case 4:
-        return filter_rows_of_taps<4>(pass);
+        return with_columns_for<4>(filter, visit);
     case 5:
-        return filter_rows_of_taps<5>(pass);
+        return with_columns_for<5>(filter, visit);
     case 6:
-        return filter_rows_of_taps<6>(pass);
+        return with_columns_for<6>(filter, visit);
     case 7:
-        return filter_rows_of_taps<7>(pass);
+        return with_columns_for<7>(filter, visit);
     case 8:
-        return filter_rows_of_taps<8>(pass);
-    case 9:
-        return filter_rows_of_taps<9>(pass);
+        return with_columns_for<8>(filter, visit);
+    case MOST_TAPS_IN_REGISTERS:
+        return with_columns_for<MOST_TAPS_IN_REGISTERS>(filter, visit);
     default:
-        for (std::size_t column = 0; column < pass.lane_count; column += WIDTH) {
-            filter_columns_of_any_order(pass, column);
-        }
+        return visit(ColumnOf<Columns<ANY_TAP_COUNT, Numerator::Any>>());
     }
 }
 
-// A 4 x 4 matrix turned about its diagonal.
-inline void transpose(FourFloats (&m)[4]) {
-    const FourFloats low01 = __builtin_shufflevector(m[0], m[1], 0, 4, 1, 5);
-    const FourFloats high01 = __builtin_shufflevector(m[0], m[1], 2, 6, 3, 7);
-    const FourFloats low23 = __builtin_shufflevector(m[2], m[3], 0, 4, 1, 5);
-    const FourFloats high23 = __builtin_shufflevector(m[2], m[3], 2, 6, 3, 7);
-    m[0] = __builtin_shufflevector(low01, low23, 0, 1, 4, 5);
-    m[1] = __builtin_shufflevector(low01, low23, 2, 3, 6, 7);
-    m[2] = __builtin_shufflevector(high01, high23, 0, 1, 4, 5);
-    m[3] = __builtin_shufflevector(high01, high23, 2, 3, 6, 7);
+std::size_t lane_count(std::size_t tap_count) {
+    return lanes_for(tap_count > MOST_TAPS_IN_REGISTERS ? ANY_TAP_COUNT : tap_count);
 }
 
-// In one instruction where there is one: GCC would make two of the portable form.
-inline void widen(const FourFloats& narrow, FourDoubles& wide) {
-#ifdef __AVX__
-    wide = _mm256_cvtps_pd(narrow);
-#else
-    wide = __builtin_convertvector(narrow, FourDoubles);
-#endif
+template <class Sample>
+void filter_forward(const LaneFilter& filter, const Sample* const* lines, std::size_t tile_count,
+                    double* rows, const Sample* const* upcoming) {
+    with_columns(filter, [&]<class Column>(ColumnOf<Column>) {
+        if (rows != nullptr) {
+            filter_tiles_forward<Column, true>(filter, lines, tile_count, rows, upcoming);
+        } else {
+            filter_tiles_forward<Column, false>(filter, lines, tile_count, rows, upcoming);
+        }
+    });
 }
 
-void widen_lines(const float* const lines[4], std::size_t row_count, double* column,
-                 std::size_t row_stride) {
-    for (std::size_t line = 0; line < 4; ++line) {
-        for (std::size_t ahead = row_count; ahead < 2 * row_count; ahead += 16) {
-            __builtin_prefetch(lines[line] + ahead);
+template <class Sample>
+void filter_backward(const LaneFilter& filter, const double* rows, std::size_t tile_count,
+                     Sample* const* lines, const Sample* const* upcoming) {
+    with_columns(filter, [&]<class Column>(ColumnOf<Column>) {
+        if (lines != nullptr) {
+            filter_tiles_backward<Column, true>(filter, rows, tile_count, lines, upcoming);
+        } else {
+            filter_tiles_backward<Column, false>(filter, rows, tile_count, lines, upcoming);
         }
-    }
-    const float* const line0 = lines[0];
-    const float* const line1 = lines[1];
-    const float* const line2 = lines[2];
-    const float* const line3 = lines[3];
-    std::size_t row = 0;
-    for (; row + 4 <= row_count; row += 4) {
-        FourFloats m[4];
-        load(m[0], line0 + row);
-        load(m[1], line1 + row);
-        load(m[2], line2 + row);
-        load(m[3], line3 + row);
-        transpose(m);
-        for (std::size_t i = 0; i < 4; ++i) {
-            FourDoubles wide;
-            widen(m[i], wide);
-            store(wide, column + (row + i) * row_stride);
-        }
-    }
-    for (; row < row_count; ++row) {
-        for (std::size_t line = 0; line < 4; ++line) {
-            column[row * row_stride + line] = static_cast<double>(lines[line][row]);
-        }
-    }
+    });
 }
 
-void narrow_lines(const double* column, std::size_t row_count, std::size_t row_stride,
-                  float* const lines[4]) {
-    std::size_t row = 0;
-    for (; row + 4 <= row_count; row += 4) {
-        FourFloats m[4];
-        for (std::size_t i = 0; i < 4; ++i) {
-            FourDoubles wide;
-            load(wide, column + (row + i) * row_stride);
-            m[i] = __builtin_convertvector(wide, FourFloats);
-        }
-        transpose(m);
-        for (std::size_t line = 0; line < 4; ++line) {
-            store(m[line], lines[line] + row);
-        }
-    }
-    for (; row < row_count; ++row) {
-        for (std::size_t line = 0; line < 4; ++line) {
-            lines[line][row] = static_cast<float>(column[row * row_stride + line]);
-        }
-    }
+void filter_rows(const LaneFilter& filter, double* rows, std::size_t row_count,
+                 std::ptrdiff_t row_step) {
+    with_columns(filter, [&]<class Column>(ColumnOf<Column>) {
+        filter_rows_in_place<Column>(filter, rows, row_count, row_step);
+    });
 }
+
+template <class Sample>
+constexpr LaneKernels<Sample> KERNELS = {WIDTH, lane_count, filter_forward<Sample>,
+                                         filter_backward<Sample>, filter_rows};
 
 } // namespace
 

@@ -1,271 +1,338 @@
 #include "dsp/long_run.h"
 
-#include "dsp/block_passes.h"
-#include "dsp/lane_group.h"
+#include "dsp/odd_reflection.h"
+#include "dsp/one_lane.h"
+#include "dsp/run_group.h"
+#include "dsp/tile_pass.h"
 #include "dsp/warm_up.h"
 
 #include <algorithm>
-#include <bit>
-#include <cstdint>
 
 namespace talvora::dsp {
 
 namespace {
 
-constexpr auto BLOCK_ROWS = static_cast<std::ptrdiff_t>(BLOCK_ROW_COUNT);
+constexpr auto ROWS = static_cast<std::ptrdiff_t>(TILE_ROWS);
 
-// The parts of one batch, half a megabyte, stay in the second-level cache between the passes;
-// shorter ones than 64 samples are not worth cutting.
-constexpr std::ptrdiff_t MAX_BATCH_DOUBLES = 64 << 10;
-constexpr std::ptrdiff_t MIN_PART_LENGTH = 64;
+// Parts and warm-ups are made of whole blocks of the lane that follows them in order.
+constexpr auto BLOCK = static_cast<std::ptrdiff_t>(REST_ROWS);
 
-// A warm-up is work done twice, so it may be a quarter of a part.
+// The rows of parts of this length stay in the second-level cache between the passes. A warm-up is
+// work done twice: for a long one parts may be longer, as far as the rows that are kept.
+constexpr std::ptrdiff_t PART_LENGTH = 4096 / BLOCK * BLOCK;
 constexpr std::ptrdiff_t PARTS_PER_WARM_UP = 4;
+constexpr std::ptrdiff_t MAX_KEPT_DOUBLES = 512 << 10;
 
-// Guessing is given up when so many of the guesses of a batch were wrong: each costs a part in
-// order, which takes about as long as all parts side by side.
-constexpr std::ptrdiff_t too_many_wrong_guesses(std::ptrdiff_t lane_count) {
-    return lane_count / 2;
+// A guess that was not right after its warm-up is followed for so many times as long.
+constexpr std::ptrdiff_t WARM_UPS_TO_MEET = 4;
+
+// How far ahead samples are asked of the memory, in the direction of the pass.
+constexpr std::ptrdiff_t SAMPLES_AHEAD = 128;
+
+constexpr std::ptrdiff_t whole_blocks(std::ptrdiff_t count) {
+    return count / BLOCK * BLOCK;
 }
 
-bool same_bits(const std::vector<double>& left, const std::vector<double>& right) {
-    return std::ranges::equal(left, right, [](double l, double r) {
-        return std::bit_cast<std::uint64_t>(l) == std::bit_cast<std::uint64_t>(r);
-    });
-}
-
-// Calls visit(first, last) for the rows of [0, row_count) in blocks, in order or from the end.
-template <class Visit>
-void for_each_block(std::ptrdiff_t row_count, Visit visit) {
-    for (std::ptrdiff_t first = 0; first < row_count; first += BLOCK_ROWS) {
-        visit(first, std::min(first + BLOCK_ROWS, row_count));
-    }
-}
-template <class Visit>
-void for_each_block_from_the_end(std::ptrdiff_t row_count, Visit visit) {
-    for (std::ptrdiff_t last = row_count; last > 0; last -= std::min(BLOCK_ROWS, last)) {
-        visit(last - std::min(BLOCK_ROWS, last), last);
-    }
-}
+// Parts of one length that follow each other, as many in a batch as there are lanes. The first
+// forward pass takes `batch_count` of them in each lane, one after the other; batches are of parts
+// side by side.
+struct Cut {
+    std::ptrdiff_t begin = 0;
+    std::ptrdiff_t part_length = 0;
+    std::ptrdiff_t batch_count = 0;
+};
 
 class LongRunPasses {
   public:
-    LongRunPasses(std::span<float> run, const PreparedFilter& filter, const LaneKernels& kernels,
-                  LaneScratch& scratch)
-        : run_(run, filter.pad_count()), kernels_(kernels),
-          lane_count_(kernels.lanes_at_once(filter.tap_count())), step_(as_step(lane_count_)),
-          forward_(filter, kernels, lane_count_), backward_(filter, kernels, lane_count_),
-          serial_(filter, SERIAL_LANE_KERNELS, 1), guess_(forward_), starts_(forward_),
-          states_(scratch.states) {
+    LongRunPasses(std::span<float> run, const PreparedFilter& filter,
+                  const LaneKernels<float>& kernels, LaneScratch& scratch)
+        : run_(run), filter_(filter), forward_(filter, kernels, scratch.forward),
+          backward_(filter, kernels, scratch.backward), in_order_(filter), guessed_(filter),
+          lane_count_(as_step(forward_.lane_count())), order_(filter.tap_count() - 1),
+          states_(scratch.states), guesses_(scratch.ends) {
         cut_into_parts();
-        // One double more than the rows: the last one is read past in a warm-up.
-        rows_ = scratch.rows.reserve(static_cast<std::size_t>(part_length_ * step_ + 1));
-        block_ = scratch.block.reserve(BLOCK_ROW_COUNT * lane_count_);
-        if (part_length_ > 0) {
-            const std::ptrdiff_t limit = part_length_ / PARTS_PER_WARM_UP;
-            warm_up_ = count_warm_up_samples(filter, limit);
-            guesses_ = warm_up_ < limit;
+        if (can_be_cut()) {
+            // A row more than those of the parts: it is read past their end in a warm-up.
+            const auto size = static_cast<std::size_t>(longest_part() * lane_count_);
+            rows_ = scratch.rows.reserve(size + forward_.lane_count());
+            std::fill_n(rows_ + size, lane_count_, 0.0);
         }
     }
 
+    bool can_be_cut() const { return cut_count_ > 0; }
+
     bool run(Searched searched) {
-        serial_.put_to_rest(0, run_[0]);
-        true_state_ = serial_.lane_state(0);
+        lead_in();
         states_.clear();
-        for (std::ptrdiff_t batch = 0; batch < batch_count_; ++batch) {
-            if (!find_forward_states(batch, searched)) {
-                return false;
+        for (std::size_t cut = 0; cut < cut_count_; ++cut) {
+            states_.resize(states_.size() + order_ * count_parts(cuts_[cut]));
+            const bool guesses = guesses_hold_;
+            if (guesses) {
+                guess_forward(cuts_[cut]);
+                if (searched == Searched::No && forward_.has_met_missing()) {
+                    return false;
+                }
+                forward_.get_lane_state(0, in_order_.state());
+            }
+            for (std::ptrdiff_t lane = guesses ? 1 : 0; lane < lane_count_; ++lane) {
+                settle_forward(cuts_[cut], lane);
             }
         }
         filter_remainder_forward();
-        if (has_to_stop(serial_, searched)) {
+        if (searched == Searched::No && in_order_.has_met_missing()) {
             return false;
         }
         filter_remainder_backward();
-        for (std::ptrdiff_t batch = batch_count_; batch-- > 0;) {
-            filter_batch(batch);
+        for (std::size_t cut = cut_count_; cut-- > 0;) {
+            filter_cut(cuts_[cut]);
         }
         return true;
     }
 
   private:
-    // Batches of as many parts as there are lanes, all of one length, and a remainder of at least
-    // one sample with which the backward pass starts.
+    static std::ptrdiff_t as_step(std::size_t count) { return static_cast<std::ptrdiff_t>(count); }
+
+    // The padding after the run is made of samples behind the parts, and of the last one.
     void cut_into_parts() {
-        batch_count_ = (run_.size() + MAX_BATCH_DOUBLES - 1) / MAX_BATCH_DOUBLES;
-        part_length_ = (run_.size() - 1) / (batch_count_ * step_);
-        // The padding before the run is made of the samples of the first batch alone: those
-        // after it are no longer there when the forward pass is computed again.
-        const bool padding_fits = step_ * part_length_ > 2 * run_.samples_begin();
-        if (part_length_ < MIN_PART_LENGTH || !padding_fits) {
-            batch_count_ = 0;
-            part_length_ = 0;
+        const std::ptrdiff_t length = as_step(run_.size() - filter_.pad_count()) - 1;
+        const std::ptrdiff_t most = whole_blocks(MAX_KEPT_DOUBLES / lane_count_ - 1);
+        const std::ptrdiff_t limit = std::min(length / lane_count_, most) - BLOCK;
+        warm_up_ = whole_blocks(count_warm_up_samples(filter_, limit) + BLOCK - 1);
+        guesses_hold_ = warm_up_ < limit;
+        const std::ptrdiff_t wanted =
+            guesses_hold_ ? std::clamp(PARTS_PER_WARM_UP * warm_up_, PART_LENGTH, most)
+                          : PART_LENGTH;
+        // One batch alone first: where its guesses are wrong, no others are made.
+        add_cut(std::min(length, wanted * lane_count_), 1);
+        add_cut(length, ((length - parts_end()) / lane_count_ + wanted - 1) / wanted);
+        add_cut(length, 1);
+    }
+
+    // Of what is left of so many samples, if the parts are no shorter than a warm-up.
+    void add_cut(std::ptrdiff_t length, std::ptrdiff_t batch_count) {
+        const std::ptrdiff_t begin = parts_end();
+        const std::ptrdiff_t parts = std::max<std::ptrdiff_t>(batch_count, 1) * lane_count_;
+        const std::ptrdiff_t part_length = whole_blocks((length - begin) / parts);
+        if (part_length > (guesses_hold_ ? warm_up_ : 0)) {
+            cuts_[cut_count_++] = {begin, part_length, batch_count};
         }
     }
 
-    static bool has_to_stop(const LanePass& pass, Searched searched) {
-        return searched == Searched::No && pass.has_met_missing();
+    std::ptrdiff_t parts_end() const {
+        if (cut_count_ == 0) {
+            return 0;
+        }
+        const Cut& last = cuts_[cut_count_ - 1];
+        return last.begin + last.batch_count * lane_count_ * last.part_length;
     }
 
-    // Appends the true state before each part of a batch to states_; false when it has to stop.
-    bool find_forward_states(std::ptrdiff_t batch, Searched searched) {
-        if (guesses_) {
-            guess_forward(parts_of(batch));
-            if (has_to_stop(forward_, searched)) {
-                return false;
+    std::ptrdiff_t longest_part() const {
+        return std::ranges::max(cuts_, {}, &Cut::part_length).part_length;
+    }
+
+    // The samples of parts, `parts_apart` from lane to lane.
+    LaneLines lines_from(const Cut& cut, std::ptrdiff_t part, std::ptrdiff_t parts_apart) const {
+        LaneLines lines;
+        lines.fill(run_.data());
+        for (std::ptrdiff_t lane = 0; lane < lane_count_; ++lane) {
+            lines[static_cast<std::size_t>(lane)] +=
+                cut.begin + (part + lane * parts_apart) * cut.part_length;
+        }
+        return lines;
+    }
+
+    std::size_t count_parts(const Cut& cut) const {
+        return static_cast<std::size_t>(cut.batch_count * lane_count_);
+    }
+    // Where the true state before each part of the last cut with any is kept.
+    double* state_before(const Cut& cut, std::ptrdiff_t part) {
+        const std::size_t behind = count_parts(cut) - static_cast<std::size_t>(part);
+        return states_.data() + states_.size() - order_ * behind;
+    }
+
+    // Leaves the lane in order in the true state before the first sample.
+    void lead_in() {
+        std::vector<double> padding(filter_.pad_count());
+        reflect_before(run_, padding.size(), padding.data(), 1);
+        in_order_.put_to_rest(padding.front());
+        in_order_.filter(padding);
+    }
+
+    // Finds the state before each part as it follows from the guesses.
+    void guess_forward(const Cut& cut) {
+        warm_up_forward(cut);
+        for (std::ptrdiff_t batch = 0; batch < cut.batch_count; ++batch) {
+            const LaneLines lines = lines_from(cut, batch, cut.batch_count);
+            for (std::ptrdiff_t lane = 0; lane < lane_count_; ++lane) {
+                forward_.get_lane_state(
+                    static_cast<std::size_t>(lane),
+                    {state_before(cut, lane * cut.batch_count + batch), order_});
             }
+            const LaneLines wanted = shift_lines(lines, SAMPLES_AHEAD);
+            forward_.filter_forward(lines, cut.part_length / ROWS, nullptr, &wanted);
         }
-        std::ptrdiff_t wrong_count = 0;
-        for (std::size_t lane = 0; lane < lane_count_; ++lane) {
-            starts_.set_lane_state(lane, true_state_);
-            if (guesses_ && same_bits(guess_.lane_state(lane), true_state_)) {
-                true_state_ = forward_.lane_state(lane);
-            } else {
-                filter_part_forward_in_order(batch, lane);
-                ++wrong_count;
-                if (has_to_stop(serial_, searched)) {
-                    return false;
-                }
+    }
+
+    // All lanes but the first, whose state is known, before their first part.
+    void warm_up_forward(const Cut& cut) {
+        LaneLines lines = shift_lines(lines_from(cut, 0, cut.batch_count), -warm_up_);
+        lines[0] = lines[1];
+        for (std::size_t lane = 0; lane < forward_.lane_count(); ++lane) {
+            forward_.put_to_rest(lane, static_cast<double>(*lines[lane]));
+        }
+        forward_.filter_forward(lines, warm_up_ / ROWS, nullptr);
+        forward_.set_lane_state(0, in_order_.state());
+    }
+
+    // The lane in order is in the true state before the parts of a lane of the forward pass, and
+    // goes on to that after them.
+    void settle_forward(const Cut& cut, std::ptrdiff_t lane) {
+        const std::ptrdiff_t first_part = lane * cut.batch_count;
+        const float* const samples = run_.data() + cut.begin + first_part * cut.part_length;
+        const std::ptrdiff_t part_blocks = cut.part_length / BLOCK;
+        std::copy_n(state_before(cut, first_part), order_, guessed_.state().begin());
+        const auto load = [&](std::ptrdiff_t block, LaneRows& rows) {
+            if (block % part_blocks == 0) {
+                std::ranges::copy(in_order_.state(),
+                                  state_before(cut, first_part + block / part_blocks));
             }
+            std::copy_n(samples + block * BLOCK, BLOCK, rows.begin());
+        };
+        if (meet(cut.batch_count * part_blocks, load, [](std::ptrdiff_t, const LaneRows&) {})) {
+            forward_.get_lane_state(static_cast<std::size_t>(lane), in_order_.state());
         }
-        states_.insert(states_.end(), starts_.state().begin(), starts_.state().end());
-        guesses_ = guesses_ && wrong_count < too_many_wrong_guesses(step_);
-        return true;
     }
 
-    // From a warm-up before each part to its end; what each began with stays in guess_.
-    void guess_forward(const LaneGroup& parts) {
-        for (std::size_t lane = 0; lane < lane_count_; ++lane) {
-            forward_.put_to_rest(lane, parts.sample(lane, -warm_up_));
+    // Follows the true state block by block, and the guessed one until it is the same; whether it
+    // is in the end. Guessing is given up when a guess has not come to the true state of a lane
+    // that moves for long; to that of one at rest it may never.
+    template <class Load, class Take>
+    bool meet(std::ptrdiff_t block_count, Load load, Take take) {
+        std::ptrdiff_t moves_left = WARM_UPS_TO_MEET * warm_up_ / BLOCK;
+        LaneRows input;
+        LaneRows output;
+        for (std::ptrdiff_t block = 0; block < block_count; ++block) {
+            if (guesses_hold_ && in_order_.has_state(guessed_.state())) {
+                return true;
+            }
+            load(block, input);
+            guesses_hold_ = guesses_hold_ && moves_left > 0;
+            if (guesses_hold_) {
+                guessed_.filter_rows(input, output);
+            }
+            const bool moves = in_order_.filter_rows(input, output);
+            moves_left -= moves ? 1 : 0;
+            take(block, output);
         }
-        for_each_block(warm_up_, [&](std::ptrdiff_t first, std::ptrdiff_t last) {
-            filter_block_forward(parts, forward_, first - warm_up_, last - warm_up_, block_);
-        });
-        forward_.set_lane_state(0, true_state_);
-        guess_.set_state(forward_.state());
-        for_each_block(part_length_, [&](std::ptrdiff_t first, std::ptrdiff_t last) {
-            filter_block_forward(parts, forward_, first, last, block_);
-        });
+        return false;
     }
 
-    void filter_part_forward_in_order(std::ptrdiff_t batch, std::size_t lane) {
-        const std::ptrdiff_t begin = part_begin(batch, lane);
-        serial_.set_state(true_state_);
-        for_each_block(part_length_, [&](std::ptrdiff_t first, std::ptrdiff_t last) {
-            run_.load(begin + first, begin + last, block_, 1);
-            serial_.filter(block_, block_, last - first, 1);
-        });
-        true_state_ = serial_.lane_state(0);
-    }
-
-    // What follows the parts.
+    // What follows the parts, and the padding after the run.
     void filter_remainder_forward() {
-        const std::ptrdiff_t begin = part_begin(batch_count_, 0);
-        remainder_.resize(static_cast<std::size_t>(run_.size() - begin));
-        run_.load(begin, run_.size(), remainder_.data(), 1);
-        serial_.set_state(true_state_);
-        serial_.filter(remainder_.data(), remainder_.data(), run_.size() - begin, 1);
+        const std::span<const float> rest = run_.subspan(static_cast<std::size_t>(parts_end()));
+        remainder_.resize(rest.size() + filter_.pad_count());
+        std::ranges::copy(rest, remainder_.begin());
+        reflect_after(run_, filter_.pad_count(), remainder_.data() + rest.size(), 1);
+        in_order_.filter(remainder_);
     }
 
     // Leaves the true state of the backward pass.
     void filter_remainder_backward() {
-        const auto count = static_cast<std::ptrdiff_t>(remainder_.size());
-        serial_.put_to_rest(0, remainder_.back());
-        serial_.filter(&remainder_.back(), &remainder_.back(), count, -1);
-        run_.store(run_.size() - count, run_.size(), remainder_.data(), 1);
-        true_state_ = serial_.lane_state(0);
+        std::ranges::reverse(remainder_);
+        in_order_.put_to_rest(remainder_.front());
+        in_order_.filter(remainder_);
+        const std::span<float> rest = run_.subspan(static_cast<std::size_t>(parts_end()));
+        std::transform(remainder_.rbegin(), remainder_.rbegin() + as_step(rest.size()),
+                       rest.begin(), [](double sample) { return static_cast<float>(sample); });
     }
 
-    void filter_batch(std::ptrdiff_t batch) {
-        const LaneGroup parts = parts_of(batch);
-        const auto kept = states_.end() - static_cast<std::ptrdiff_t>(forward_.state().size());
-        forward_.set_state({kept, states_.end()});
-        states_.erase(kept, states_.end());
-        for_each_block(part_length_, [&](std::ptrdiff_t first, std::ptrdiff_t last) {
-            filter_block_forward(parts, forward_, first, last, block_, rows_ + first * step_);
-        });
-        filter_batch_backward(batch, parts);
-    }
-
-    void filter_batch_backward(std::ptrdiff_t batch, const LaneGroup& parts) {
-        if (guesses_) {
-            guess_backward(parts);
-        }
-        std::ptrdiff_t wrong_count = 0;
-        for (std::size_t lane = lane_count_; lane-- > 0;) {
-            if (guesses_ && same_bits(guess_.lane_state(lane), true_state_)) {
-                true_state_ = backward_.lane_state(lane);
-            } else {
-                filter_part_backward_in_order(batch, lane);
-                ++wrong_count;
+    // From the last batch to the first, forward again and back.
+    void filter_cut(const Cut& cut) {
+        for (std::ptrdiff_t batch = cut.batch_count; batch-- > 0;) {
+            const LaneLines lines = lines_from(cut, batch * lane_count_, 1);
+            for (std::ptrdiff_t lane = 0; lane < lane_count_; ++lane) {
+                forward_.set_lane_state(static_cast<std::size_t>(lane),
+                                        {state_before(cut, batch * lane_count_ + lane), order_});
+            }
+            forward_.filter_forward(lines, cut.part_length / ROWS, rows_);
+            const bool guesses = guesses_hold_;
+            if (guesses) {
+                guess_backward(cut, lines);
+                backward_.get_lane_state(forward_.lane_count() - 1, in_order_.state());
+            }
+            for (std::ptrdiff_t lane = guesses ? lane_count_ - 1 : lane_count_; lane-- > 0;) {
+                settle_backward(cut, lines, lane);
             }
         }
-        guesses_ = guesses_ && wrong_count < too_many_wrong_guesses(step_);
+        states_.resize(states_.size() - order_ * count_parts(cut));
     }
 
-    // A part warms up on the first rows of the next one, which is the next column.
-    void guess_backward(const LaneGroup& parts) {
-        const double* next = rows_ + 1;
-        for (std::size_t lane = 0; lane + 1 < lane_count_; ++lane) {
-            backward_.put_to_rest(lane, next[(warm_up_ - 1) * step_ + as_step(lane)]);
+    void guess_backward(const Cut& cut, const LaneLines& lines) {
+        warm_up_backward();
+        const LaneLines wanted = shift_lines(lines, -SAMPLES_AHEAD);
+        backward_.filter_backward(rows_, cut.part_length / ROWS, &lines, &wanted);
+    }
+
+    // A part warms up on the first rows of the next one, which is the next column. What all come
+    // to stays in guesses_.
+    void warm_up_backward() {
+        double* const next = rows_ + 1;
+        const double* const last_row = next + (warm_up_ - 1) * lane_count_;
+        for (std::size_t lane = 0; lane < forward_.lane_count(); ++lane) {
+            backward_.put_to_rest(lane, last_row[lane]);
         }
-        for_each_block_from_the_end(warm_up_, [&](std::ptrdiff_t first, std::ptrdiff_t last) {
-            filter_block_backward(backward_, next + first * step_, last - first, block_);
-        });
-        backward_.set_lane_state(lane_count_ - 1, true_state_);
-        guess_.set_state(backward_.state());
-        for_each_block_from_the_end(part_length_, [&](std::ptrdiff_t first, std::ptrdiff_t last) {
-            filter_block_backward(backward_, rows_ + first * step_, last - first, block_);
-            parts.store_rows(first, last, block_);
-        });
+        backward_.filter_backward(next, warm_up_ / ROWS, nullptr);
+        backward_.set_lane_state(forward_.lane_count() - 1, in_order_.state());
+        guesses_.assign(backward_.state().begin(), backward_.state().end());
     }
 
-    void filter_part_backward_in_order(std::ptrdiff_t batch, std::size_t lane) {
-        const std::ptrdiff_t begin = part_begin(batch, lane);
-        const double* column = rows_ + lane;
-        serial_.set_state(true_state_);
-        for_each_block_from_the_end(part_length_, [&](std::ptrdiff_t first, std::ptrdiff_t last) {
-            serial_.filter(column + (last - 1) * step_, block_ + (last - first - 1) * step_,
-                           last - first, -step_);
-            run_.store(begin + first, begin + last, block_, lane_count_);
-        });
-        true_state_ = serial_.lane_state(0);
+    // The lane in order is in the true state behind a part, and goes on to that before it.
+    void settle_backward(const Cut& cut, const LaneLines& lines, std::ptrdiff_t lane) {
+        for (std::size_t i = 0; guesses_hold_ && i < order_; ++i) {
+            guessed_.state()[i] =
+                guesses_[i * forward_.lane_count() + static_cast<std::size_t>(lane)];
+        }
+        float* const end = lines[static_cast<std::size_t>(lane)] + cut.part_length;
+        const double* const last_row = rows_ + (cut.part_length - 1) * lane_count_ + lane;
+        const auto load = [&](std::ptrdiff_t block, LaneRows& rows) {
+            for (std::size_t i = 0; i < REST_ROWS; ++i) {
+                rows[i] = *(last_row - (block * BLOCK + as_step(i)) * lane_count_);
+            }
+        };
+        const auto store = [&](std::ptrdiff_t block, const LaneRows& rows) {
+            std::transform(rows.rbegin(), rows.rend(), end - (block + 1) * BLOCK,
+                           [](double sample) { return static_cast<float>(sample); });
+        };
+        if (meet(cut.part_length / BLOCK, load, store)) {
+            backward_.get_lane_state(static_cast<std::size_t>(lane), in_order_.state());
+        }
     }
 
-    static std::ptrdiff_t as_step(std::size_t count) { return static_cast<std::ptrdiff_t>(count); }
-
-    std::ptrdiff_t part_begin(std::ptrdiff_t batch, std::size_t lane) const {
-        return (batch * step_ + as_step(lane)) * part_length_;
-    }
-    LaneGroup parts_of(std::ptrdiff_t batch) const {
-        return {run_, part_begin(batch, 0), part_length_, lane_count_, kernels_};
-    }
-
-    ExtendedRun run_;
-    const LaneKernels& kernels_;
-    std::size_t lane_count_;
-    std::ptrdiff_t step_; // from row to row
-    std::ptrdiff_t batch_count_ = 0;
-    std::ptrdiff_t part_length_ = 0;
+    std::span<float> run_;
+    const PreparedFilter& filter_;
+    TilePass forward_;
+    TilePass backward_;
+    OneLane in_order_; // in the true state where the passes have come to
+    OneLane guessed_;
+    std::ptrdiff_t lane_count_;
+    std::size_t order_;
     std::ptrdiff_t warm_up_ = 0;
-    bool guesses_ = false;
-    LanePass forward_;
-    LanePass backward_;
-    LanePass serial_;
-    LanePass guess_;                 // the states that parts were begun with
-    LanePass starts_;                // the states that they should have begun with
-    std::vector<double> true_state_; // where the parts done so far end
-    std::vector<double> remainder_;  // behind the parts
-    double* rows_ = nullptr;
-    double* block_ = nullptr;
+    bool guesses_hold_ = true;
+    std::array<Cut, 3> cuts_{};
+    std::size_t cut_count_ = 0;
     std::vector<double>& states_;
+    std::vector<double>& guesses_;
+    std::vector<double> remainder_; // behind the parts
+    double* rows_ = nullptr;
 };
 
 } // namespace
 
-bool filter_long_run(std::span<float> run, const PreparedFilter& filter, const LaneKernels& kernels,
-                     LaneScratch& scratch, Searched searched) {
-    return LongRunPasses(run, filter, kernels, scratch).run(searched);
+bool filter_long_run(std::span<float> run, const PreparedFilter& filter,
+                     const LaneKernels<float>& kernels, LaneScratch& scratch, Searched searched) {
+    LongRunPasses passes(run, filter, kernels, scratch);
+    return passes.can_be_cut() ? passes.run(searched)
+                               : run_group({&run, 1}, {}, filter, kernels, scratch, searched);
 }
 
 } // namespace talvora::dsp

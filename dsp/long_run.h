@@ -1,7 +1,8 @@
 // Zero-phase filtering of one run by itself, its parts side by side.
 #pragma once
 
-#include "dsp/lane_pass.h"
+#include "dsp/lane_scratch.h"
+#include "dsp/zero_phase_filter.h"
 
 #include <span>
 
@@ -13,17 +14,19 @@ namespace talvora::dsp {
 // A recurrence has to be computed in order, but a stable filter forgets: started a
 // warm-up early in any state, it comes to the very bits of the true one. So the run is
 // cut into parts, one to a lane; each but the first starts from a guess a warm-up before
-// its own begin, and is accepted only if its state there equals, bit for bit, the one
-// that the part before ended with. Other parts are computed again, in order. A filter
-// whose memory is too long for the warm-up is filtered in order from the start.
+// its own begin. Where the state there is not, bit for bit, the one that the part before ended
+// with, both are followed in order until they meet. Where they do not, and where a filter
+// remembers for longer than a part, all that remains is filtered in order.
 //
 // A first forward pass finds the true state before each part and keeps nothing else; then,
 // as many parts at a time as there are lanes, from the end of the run, the forward pass is computed
-// again from there and the backward pass after it.
+// again from there and the backward pass after it. A run that is too short for parts leaves all
+// lanes but one empty.
 //
 // A run that was not searched is left as it is, and the result is false, when it holds a missing
 // sample, or infinities that make a NaN.
-bool filter_long_run(std::span<float> run, const PreparedFilter& filter, const LaneKernels& kernels,
-                     LaneScratch& scratch, Searched searched = Searched::Yes);
+bool filter_long_run(std::span<float> run, const PreparedFilter& filter,
+                     const LaneKernels<float>& kernels, LaneScratch& scratch,
+                     Searched searched = Searched::Yes);
 
 } // namespace talvora::dsp

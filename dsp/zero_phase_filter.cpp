@@ -1,5 +1,7 @@
 #include "dsp/zero_phase_filter.h"
 
+#include "dsp/filter_sample.h"
+
 #include <Eigen/Dense>
 
 #include <algorithm>
@@ -83,21 +85,6 @@ std::vector<double> extend_by_odd_reflection(std::span<const double> x, std::siz
     return extended;
 }
 
-// One step of the recurrence: takes a sample, gives one, and leaves the state after it in `z`.
-double filter_sample(const FilterCoefficients& filter, std::vector<double>& z, double x) {
-    const auto& [b, a] = filter;
-    const std::size_t last = b.size() - 1;
-    if (last == 0) {
-        return b[0] * x;
-    }
-    const double y = b[0] * x + z[0];
-    for (std::size_t i = 0; i + 1 < last; ++i) {
-        z[i] = z[i + 1] + b[i + 1] * x - a[i + 1] * y;
-    }
-    z[last - 1] = b[last] * x - a[last] * y;
-    return y;
-}
-
 // Straight to the stream: the numbers know no host that could be told instead.
 void report_missing_denominator() {
     std::fputs("Impossible to filter the signal, the first element of the denominator is "
@@ -162,7 +149,7 @@ std::vector<double> linear_filter(std::span<const double> b, std::span<const dou
     }
     std::vector<double> z = pad_with_zeros(z0, std::max(filter.a.size() - 1, z0.size()));
     for (double& sample : y) {
-        sample = filter_sample(filter, z, sample);
+        sample = filter_sample(filter.b, filter.a, z, sample);
     }
     return y;
 }

@@ -99,17 +99,35 @@ dsp::DesignCache build_designs(std::span<const set_record> records,
     return dsp::build_design_cache(rates, parameters);
 }
 
+// Those with a finite rate, in its order: sets of one rate share a design.
+std::vector<const BatchedSet*> sort_by_rate(std::span<const BatchedSet> sets) {
+    std::vector<const BatchedSet*> sorted;
+    sorted.reserve(sets.size());
+    for (const BatchedSet& set : sets) {
+        if (std::isfinite(set.record.sample_rate)) {
+            sorted.push_back(&set);
+        }
+    }
+    std::ranges::stable_sort(sorted, {},
+                             [](const BatchedSet* set) { return set->record.sample_rate; });
+    return sorted;
+}
+
 // The axis is in range for every record, and every finite rate has its design.
 void filter_sets(std::span<const set_record> records, const dataset_api& sets, std::int32_t axis,
                  const dsp::DesignCache& designs) {
     dsp::SetFilter filter;
-    process_in_batches(records, sets, [&](const set_record& record, std::span<float> samples) {
-        if (std::isfinite(record.sample_rate)) {
-            const auto extents = record.shape.extents();
-            filter.filter_in_place(samples, extents[*resolve_axis(axis, extents.size())],
-                                   designs.at(record.sample_rate));
-        } else {
-            dsp::fill_missing(samples);
+    process_in_batches(records, sets, [&](std::span<const BatchedSet> batch) {
+        for (const BatchedSet* set : sort_by_rate(batch)) {
+            const auto extents = set->record.shape.extents();
+            filter.add(set->samples, extents[*resolve_axis(axis, extents.size())],
+                       designs.at(set->record.sample_rate));
+        }
+        filter.finish();
+        for (const auto& [record, samples] : batch) {
+            if (!std::isfinite(record.sample_rate)) {
+                dsp::fill_missing(samples);
+            }
         }
     });
 }

@@ -28,11 +28,13 @@ void take_absolute_values(std::span<float> samples) {
     }
 }
 
-void rectify_set(const set_record& record, std::span<float> samples) {
-    if (std::isfinite(record.sample_rate)) {
-        take_absolute_values(samples);
-    } else {
-        dsp::fill_missing(samples);
+void rectify_sets(std::span<const BatchedSet> sets) {
+    for (const auto& [record, samples] : sets) {
+        if (std::isfinite(record.sample_rate)) {
+            take_absolute_values(samples);
+        } else {
+            dsp::fill_missing(samples);
+        }
     }
 }
 
@@ -49,7 +51,7 @@ bool run(call_context* ctx, get_interface_function get_interface) {
     if (!check_sample_rates(records)) {
         return call.fail(MISSING_SAMPLE_RATE_MESSAGE);
     }
-    process_in_batches(records, call.sets(), rectify_set);
+    process_in_batches(records, call.sets(), rectify_sets);
     return true;
 }
 

@@ -33,8 +33,8 @@ struct BatchedSet {
     std::span<float> samples;
 };
 
-// For each batch: reads every set, calls `transform(record, samples)` for every set,
-// writes every set. The buffer is allocated once, zeroed and as large as the largest
+// For each batch: reads every set, calls `transform(sets)` with a span of all BatchedSets of
+// the batch, writes every set. The buffer is allocated once, zeroed and as large as the largest
 // batch; there is none when there are no samples.
 template <typename Transform>
 void process_in_batches(std::span<const set_record> records, const dataset_api& sets,
@@ -61,9 +61,7 @@ void process_in_batches(std::span<const set_record> records, const dataset_api& 
         for (const auto& [record, samples] : placed) {
             read_samples(sets, record.handle, samples, record.selection);
         }
-        for (const auto& [record, samples] : placed) {
-            transform(record, samples);
-        }
+        transform(std::span(placed));
         for (const auto& [record, samples] : placed) {
             write_samples(sets, record.handle, samples, record.selection);
         }

@@ -71,6 +71,11 @@ def filter_runs(design, samples):
                 filter_lines(design, line[start:end])
 
 
+def filter_sets(design, samples):
+    for line in samples:
+        filter_lines(design, line)
+
+
 def works():
     yield "64 x 100,000", filter_lines, LOW_PASS, random_samples().reshape(64, -1)
     yield "20,000 x 320", filter_lines, LOW_PASS, random_samples().reshape(20_000, -1)
@@ -78,6 +83,8 @@ def works():
     yield "1 x 6,400,000", filter_lines, LOW_PASS, random_samples().reshape(1, -1)
     yield "64 x 100,000, band pass", filter_lines, BAND_PASS, random_samples().reshape(64, -1)
     yield "64 x 100,000, silent", filter_lines, LOW_PASS, samples_that_fall_silent()
+    yield "64 sets of 1 x 100,000", filter_sets, LOW_PASS, random_samples().reshape(64, -1)
+    yield "64 sets of 1 x 100,000, silent", filter_sets, LOW_PASS, samples_that_fall_silent()
 
 
 def main():

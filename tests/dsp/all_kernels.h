@@ -14,7 +14,7 @@ namespace talvora::dsp {
 
 struct NamedKernels {
     const char* name;
-    const LaneKernels* kernels;
+    const LaneKernels<float>* kernels;
     FilterPath needs;
 };
 

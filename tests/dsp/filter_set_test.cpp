@@ -216,6 +216,32 @@ TEST_P(FilterSetInPlace, GivesThePlainBitsWhereLinesWithGapsComeAmongWholeOnes) 
     }
 }
 
+// Sets of one line and of many, of any lengths and designs, whole and with gaps.
+TEST_P(FilterSetInPlace, GivesThePlainBitsForSetsThatAreFilteredTogether) {
+    RandomFilters random(12);
+    SetFilter set_filter(GetParam());
+    for (int trial = 0; trial < 40; ++trial) {
+        const FilterCoefficients designs[] = {LOW, random.filter(random.count(1, 10), false)};
+        std::vector<Line> sets(random.count(1, 50));
+        std::vector<Line> expected;
+        for (Line& set : sets) {
+            const std::size_t line_length = random.count(1, 400);
+            const FilterCoefficients& design = designs[random.one_in(8) ? 1 : 0];
+            set = random.samples(line_length * random.count(1, 3));
+            if (random.one_in(5)) {
+                random.make_gaps(set);
+            }
+            expected.push_back(filter_plainly(set, line_length, design));
+            set_filter.add(set, line_length, design);
+        }
+        set_filter.finish();
+        for (std::size_t set = 0; set < sets.size(); ++set) {
+            ASSERT_EQ(first_difference(sets[set], expected[set]), expected[set].size())
+                << "set " << set << " of " << sets.size() << ", trial " << trial;
+        }
+    }
+}
+
 // Where the system tells which instructions the processor has.
 TEST(FilterPath, IsTheWidestThatTheProcessorHas) {
     std::ifstream processors("/proc/cpuinfo");
@@ -227,7 +253,10 @@ TEST(FilterPath, IsTheWidestThatTheProcessorHas) {
     }
     flags += ' ';
     const bool has_avx2 = flags.find(" avx2 ") != std::string::npos;
-    const bool has_avx512 = flags.find(" avx512f ") != std::string::npos;
+    bool has_avx512 = true;
+    for (const char* flag : {" avx512f ", " avx512vl ", " avx512dq ", " avx512bw "}) {
+        has_avx512 = has_avx512 && flags.find(flag) != std::string::npos;
+    }
     EXPECT_TRUE(can_take(FilterPath::Sse2));
     EXPECT_EQ(can_take(FilterPath::Avx2), has_avx2);
     EXPECT_EQ(can_take(FilterPath::Avx512), has_avx512);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <map>
 #include <span>
 #include <string>
@@ -14,42 +15,36 @@ namespace {
 
 class LaneKernelsOfWidth : public ForAllKernels {
   protected:
+    // Filters rows of as many lanes as the kernels have for the filter.
     void filter(std::span<const double> b, std::span<const double> a, std::vector<double>& rows) {
-        std::vector<double> state((b.size() - 1) * MAX_LANE_COUNT);
-        GetParam().kernels->filter_rows({.b = b.data(),
-                                         .a = a.data(),
-                                         .tap_count = b.size(),
-                                         .lane_count = MAX_LANE_COUNT,
-                                         .state = state.data(),
-                                         .in = rows.data(),
-                                         .out = rows.data(),
-                                         .row_step = MAX_LANE_COUNT,
-                                         .row_count = rows.size() / MAX_LANE_COUNT});
+        const std::size_t lanes = lane_count(b.size());
+        std::vector<double> state((b.size() - 1) * lanes);
+        GetParam().kernels->filter_rows({b.data(), a.data(), b.size(), state.data()}, rows.data(),
+                                        rows.size() / lanes, static_cast<std::ptrdiff_t>(lanes));
+    }
+    static std::size_t lane_count(std::size_t tap_count) {
+        return GetParam().kernels->lane_count(tap_count);
     }
 
     // Impulses that differ from lane to lane: what comes out is the numerator, times them.
     void expect_impulse_response(std::span<const double> b) {
         std::vector<double> a = {1.0};
         a.resize(b.size());
-        std::vector<double> rows(b.size() * MAX_LANE_COUNT);
-        for (std::size_t lane = 0; lane < MAX_LANE_COUNT; ++lane) {
+        const std::size_t lanes = lane_count(b.size());
+        std::vector<double> rows(b.size() * lanes);
+        for (std::size_t lane = 0; lane < lanes; ++lane) {
             rows[lane] = static_cast<double>(lane + 1);
         }
         filter(b, a, rows);
         for (std::size_t i = 0; i < rows.size(); ++i) {
-            ASSERT_EQ(rows[i], b[i / MAX_LANE_COUNT] * static_cast<double>(i % MAX_LANE_COUNT + 1))
-                << b.size() << " taps, row " << i / MAX_LANE_COUNT;
+            ASSERT_EQ(rows[i], b[i / lanes] * static_cast<double>(i % lanes + 1))
+                << b.size() << " taps, row " << i / lanes;
         }
     }
 };
 
 INSTANTIATE_TEST_SUITE_P(Kernels, LaneKernelsOfWidth, testing::ValuesIn(LANE_KERNELS),
                          name_kernels);
-INSTANTIATE_TEST_SUITE_P(OneLane, LaneKernelsOfWidth,
-                         testing::Values(NamedKernels{"Serial", &SERIAL_LANE_KERNELS,
-                                                      FilterPath::Sse2}),
-                         name_kernels);
-
 TEST_P(LaneKernelsOfWidth, GiveTheNumeratorForAnImpulse) {
     for (std::size_t tap_count = 2; tap_count <= 12; ++tap_count) {
         std::vector<double> b(tap_count);
@@ -82,8 +77,8 @@ TEST_P(LaneKernelsOfWidth, LookAtNothingButTheNumeratorForItsSymmetry) {
 // The state is -0/2 - (-0 * 0) = +0 after the second row; with +0 in place of the
 // coefficient -0 it were -0, and so were what comes out of the third.
 TEST_P(LaneKernelsOfWidth, KeepTheSignOfACoefficientThatIsZero) {
-    std::vector<double> rows(3 * MAX_LANE_COUNT, -0.0);
-    std::fill_n(rows.begin(), MAX_LANE_COUNT, 0.0);
+    std::vector<double> rows(3 * lane_count(2), -0.0);
+    std::fill_n(rows.begin(), lane_count(2), 0.0);
     filter(std::vector{0.5, 0.5}, std::vector{1.0, -0.0}, rows);
     for (const double sample : rows) {
         EXPECT_EQ(sample, 0.0);
@@ -91,66 +86,108 @@ TEST_P(LaneKernelsOfWidth, KeepTheSignOfACoefficientThatIsZero) {
     }
 }
 
-// Four vectors, two or one, and no fewer than four lines are widened, nor more than sixteen.
+// Four vectors, two or one, and no fewer than four lines are turned, nor more than sixteen.
 TEST_P(LaneKernelsOfWidth, NameAsManyLanesAsTheyKeepInFlight) {
-    const std::map<std::size_t, std::vector<std::size_t>> by_width = {
-        {1, {4, 4, 4}}, {2, {8, 4, 4}}, {4, {16, 8, 4}}, {8, {16, 16, 8}}};
-    const std::vector<std::size_t>& expected = by_width.at(GetParam().kernels->width);
+    const std::map<std::string, std::vector<std::size_t>> by_name = {
+        {"Sse2", {8, 4, 4}},
+        {"Avx2", {16, 8, 4}},
+        {"Avx512", {16, 16, 8}},
+        {"EightLanesOnTheBaseline", {16, 16, 8}}};
+    const std::vector<std::size_t>& expected = by_name.at(GetParam().name);
     for (const std::size_t tap_count : {2U, 3U}) {
-        EXPECT_EQ(GetParam().kernels->lanes_at_once(tap_count), expected[0]);
+        EXPECT_EQ(lane_count(tap_count), expected[0]);
     }
     for (const std::size_t tap_count : {4U, 6U}) {
-        EXPECT_EQ(GetParam().kernels->lanes_at_once(tap_count), expected[1]);
+        EXPECT_EQ(lane_count(tap_count), expected[1]);
     }
-    for (const std::size_t tap_count : {7U, 9U, 30U}) {
-        EXPECT_EQ(GetParam().kernels->lanes_at_once(tap_count), expected[2]);
+    for (const std::size_t tap_count : {7U, 9U, 10U, 30U}) {
+        EXPECT_EQ(lane_count(tap_count), expected[2]);
     }
 }
 
-constexpr std::size_t MOST_ROWS = 9; // two steps of four and one
-constexpr std::size_t STRIDE = 6;    // of columns with two others beside them
+constexpr std::size_t TILE_COUNT = 3;
+constexpr std::size_t ROW_COUNT = TILE_COUNT * TILE_ROWS;
 
 // Sample `row` of line `line`, and the other way round.
 constexpr double value_at(std::size_t row, std::size_t line) {
-    return static_cast<double>(10 * row + line);
+    return static_cast<double>(100 * row + line);
 }
 
-TEST_P(LaneKernelsOfWidth, WidenFourLinesToColumnsAndTouchNothingElse) {
-    std::vector<std::vector<float>> lines(4);
-    const float* addresses[4];
-    for (std::size_t line = 0; line < 4; ++line) {
-        for (std::size_t row = 0; row < MOST_ROWS + 4; ++row) {
-            lines[line].push_back(static_cast<float>(value_at(row, line)));
-        }
-        addresses[line] = lines[line].data();
+// A filter that changes nothing, of every number of taps that a loop is made for.
+class Unchanging {
+  public:
+    Unchanging(std::size_t tap_count, std::size_t lane_count)
+        : one_(tap_count), state_((tap_count - 1) * lane_count) {
+        one_[0] = 1.0;
     }
-    for (std::size_t row_count = 0; row_count <= MOST_ROWS; ++row_count) {
-        std::vector<double> columns(STRIDE * (MOST_ROWS + 4), -1.0);
-        GetParam().kernels->widen_lines(addresses, row_count, columns.data(), STRIDE);
-        for (std::size_t i = 0; i < columns.size(); ++i) {
-            const bool written = i / STRIDE < row_count && i % STRIDE < 4;
-            ASSERT_EQ(columns[i], written ? value_at(i / STRIDE, i % STRIDE) : -1.0)
-                << row_count << " rows, number " << i;
+    LaneFilter filter() { return {one_.data(), one_.data(), one_.size(), state_.data()}; }
+
+  private:
+    std::vector<double> one_;
+    std::vector<double> state_;
+};
+
+TEST_P(LaneKernelsOfWidth, TurnLinesToRowsAndTouchNothingElse) {
+    for (std::size_t tap_count = 2; tap_count <= 11; ++tap_count) {
+        const std::size_t lanes = lane_count(tap_count);
+        std::vector<std::vector<float>> lines(lanes);
+        std::vector<const float*> addresses;
+        for (std::size_t lane = 0; lane < lanes; ++lane) {
+            for (std::size_t row = 0; row < ROW_COUNT; ++row) {
+                lines[lane].push_back(static_cast<float>(value_at(row, lane)));
+            }
+            addresses.push_back(lines[lane].data());
+        }
+        std::vector<double> rows((ROW_COUNT + 1) * lanes, -1.0);
+        Unchanging unchanging(tap_count, lanes);
+        GetParam().kernels->filter_forward(unchanging.filter(), addresses.data(), TILE_COUNT,
+                                           rows.data(), addresses.data());
+        for (std::size_t i = 0; i < rows.size(); ++i) {
+            const double expected = i / lanes < ROW_COUNT ? value_at(i / lanes, i % lanes) : -1.0;
+            ASSERT_EQ(rows[i], expected) << tap_count << " taps, number " << i;
         }
     }
 }
 
-TEST_P(LaneKernelsOfWidth, NarrowColumnsToFourLinesAndTouchNothingElse) {
-    std::vector<double> columns(STRIDE * (MOST_ROWS + 4));
-    for (std::size_t i = 0; i < columns.size(); ++i) {
-        columns[i] = value_at(i / STRIDE, i % STRIDE);
-    }
-    for (std::size_t row_count = 0; row_count <= MOST_ROWS; ++row_count) {
-        std::vector<std::vector<float>> lines(4, std::vector<float>(MOST_ROWS + 4, -1.0F));
-        float* addresses[] = {lines[0].data(), lines[1].data(), lines[2].data(), lines[3].data()};
-        GetParam().kernels->narrow_lines(columns.data(), row_count, STRIDE, addresses);
-        for (std::size_t line = 0; line < 4; ++line) {
-            for (std::size_t row = 0; row < MOST_ROWS + 4; ++row) {
-                const double expected = row < row_count ? value_at(row, line) : -1.0;
-                ASSERT_EQ(lines[line][row], static_cast<float>(expected))
-                    << row_count << " rows, row " << row << " of line " << line;
+TEST_P(LaneKernelsOfWidth, TurnRowsToLinesAndTouchNothingElse) {
+    for (std::size_t tap_count = 2; tap_count <= 11; ++tap_count) {
+        const std::size_t lanes = lane_count(tap_count);
+        std::vector<double> rows;
+        for (std::size_t i = 0; i < ROW_COUNT * lanes; ++i) {
+            rows.push_back(value_at(i / lanes, i % lanes));
+        }
+        std::vector<std::vector<float>> lines(lanes, std::vector<float>(ROW_COUNT + 2, -1.0F));
+        std::vector<float*> addresses;
+        for (std::vector<float>& line : lines) {
+            addresses.push_back(line.data() + 1);
+        }
+        Unchanging unchanging(tap_count, lanes);
+        GetParam().kernels->filter_backward(unchanging.filter(), rows.data(), TILE_COUNT,
+                                            addresses.data(), nullptr);
+        for (std::size_t lane = 0; lane < lanes; ++lane) {
+            for (std::size_t i = 0; i < ROW_COUNT + 2; ++i) {
+                const bool is_row = i > 0 && i <= ROW_COUNT;
+                ASSERT_EQ(lines[lane][i],
+                          is_row ? static_cast<float>(value_at(i - 1, lane)) : -1.0F)
+                    << tap_count << " taps, line " << lane;
             }
         }
+    }
+}
+
+TEST_P(LaneKernelsOfWidth, MakeInfinitiesOfWhatNoFloatHolds) {
+    const std::size_t lanes = lane_count(3);
+    const std::vector<double> rows(TILE_ROWS * lanes, -1e39);
+    std::vector<std::vector<float>> lines(lanes, std::vector<float>(TILE_ROWS));
+    std::vector<float*> addresses;
+    for (std::vector<float>& line : lines) {
+        addresses.push_back(line.data());
+    }
+    Unchanging unchanging(3, lanes);
+    GetParam().kernels->filter_backward(unchanging.filter(), rows.data(), 1, addresses.data(),
+                                        nullptr);
+    for (const std::vector<float>& line : lines) {
+        EXPECT_EQ(line, std::vector(TILE_ROWS, -std::numeric_limits<float>::infinity()));
     }
 }
 

@@ -7,7 +7,6 @@
 
 namespace talvora::dsp {
 
-const LaneKernels WIDE_LANE_KERNELS = {WIDTH, lanes_at_once, filter_rows, widen_lines,
-                                       narrow_lines};
+const LaneKernels<float> WIDE_LANE_KERNELS = KERNELS<float>;
 
 } // namespace talvora::dsp

@@ -4,6 +4,6 @@
 
 namespace talvora::dsp {
 
-extern const LaneKernels WIDE_LANE_KERNELS;
+extern const LaneKernels<float> WIDE_LANE_KERNELS;
 
 } // namespace talvora::dsp

@@ -1,4 +1,4 @@
-#include "dsp/lane_filter.h"
+#include "dsp/run_group.h"
 #include "tests/dsp/all_kernels.h"
 #include "tests/dsp/random_filters.h"
 
@@ -7,14 +7,15 @@
 #include <algorithm>
 #include <limits>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace talvora::dsp {
 namespace {
 
-class LaneFilter : public ForAllKernels {
+class RunGroup : public ForAllKernels {
   protected:
-    // Filters lines of the given lengths side by side and one by one.
+    // Filters lines of the given lengths side by side, as many as there are lanes, and one by one.
     void expect_plain_bits(RandomFilters& random, std::vector<std::size_t> lengths,
                            const FilterCoefficients& coefficients) {
         std::ranges::sort(lengths, std::ranges::greater{});
@@ -25,7 +26,13 @@ class LaneFilter : public ForAllKernels {
         }
         const std::vector<std::vector<float>> samples = lines;
         runs.assign(lines.begin(), lines.end());
-        filter_side_by_side(runs, prepare_filter(coefficients), *GetParam().kernels, scratch_);
+        const PreparedFilter filter = prepare_filter(coefficients);
+        const std::size_t lane_count = GetParam().kernels->lane_count(filter.tap_count());
+        for (Runs rest = runs; !rest.empty();) {
+            const Runs group = rest.first(std::min(rest.size(), lane_count));
+            rest = rest.subspan(group.size());
+            EXPECT_TRUE(run_group(group, rest, filter, *GetParam().kernels, scratch_));
+        }
         for (std::size_t line = 0; line < lines.size(); ++line) {
             const std::vector<float> expected =
                 filter_plainly(samples[line], samples[line].size(), coefficients);
@@ -39,13 +46,13 @@ class LaneFilter : public ForAllKernels {
 };
 
 // What takes long and is the same whatever the kernels.
-class LongLaneFilter : public LaneFilter {};
+class LongRunGroup : public RunGroup {};
 
-INSTANTIATE_TEST_SUITE_P(Narrowest, LongLaneFilter, testing::Values(LANE_KERNELS[0]), name_kernels);
+INSTANTIATE_TEST_SUITE_P(Narrowest, LongRunGroup, testing::Values(LANE_KERNELS[0]), name_kernels);
 
-INSTANTIATE_TEST_SUITE_P(Kernels, LaneFilter, testing::ValuesIn(LANE_KERNELS), name_kernels);
+INSTANTIATE_TEST_SUITE_P(Kernels, RunGroup, testing::ValuesIn(LANE_KERNELS), name_kernels);
 
-TEST_P(LaneFilter, GivesThePlainBitsForEveryCountOfLinesAndTaps) {
+TEST_P(RunGroup, GivesThePlainBitsForEveryCountOfLinesAndTaps) {
     RandomFilters random(1);
     for (std::size_t tap_count = 2; tap_count <= 17; ++tap_count) {
         for (std::size_t line_count = 1; line_count <= MAX_LANE_COUNT; ++line_count) {
@@ -56,8 +63,23 @@ TEST_P(LaneFilter, GivesThePlainBitsForEveryCountOfLinesAndTaps) {
     }
 }
 
+// In whole tiles, within a tile, one after the other and several at once.
+TEST_P(RunGroup, GivesThePlainBitsWhereverLanesEnd) {
+    RandomFilters random(13);
+    const FilterCoefficients filter = random.filter(3, false);
+    for (const std::size_t step : {0U, 1U, 7U, 15U, 16U, 17U, 32U}) {
+        for (std::size_t last = 16; last < 34; ++last) {
+            std::vector<std::size_t> lengths(MAX_LANE_COUNT);
+            std::ranges::generate(lengths, [length = last, step]() mutable {
+                return std::exchange(length, length + step);
+            });
+            expect_plain_bits(random, lengths, filter);
+        }
+    }
+}
+
 // Kernels share products between the ends of such numerators, which low and band passes have.
-TEST_P(LaneFilter, GivesThePlainBitsForNumeratorsThatReadTheSameBackwards) {
+TEST_P(RunGroup, GivesThePlainBitsForNumeratorsThatReadTheSameBackwards) {
     RandomFilters random(5);
     for (std::size_t tap_count = 2; tap_count <= 11; ++tap_count) {
         for (const std::size_t line_count : {1U, 3U, 8U, 16U}) {
@@ -68,7 +90,7 @@ TEST_P(LaneFilter, GivesThePlainBitsForNumeratorsThatReadTheSameBackwards) {
     }
 }
 
-TEST_P(LaneFilter, GivesThePlainBitsForUnequalLengthsFromTheShortestOn) {
+TEST_P(RunGroup, GivesThePlainBitsForUnequalLengthsFromTheShortestOn) {
     RandomFilters random(2);
     for (int trial = 0; trial < 200; ++trial) {
         const std::size_t tap_count = random.count(2, 11);
@@ -78,7 +100,7 @@ TEST_P(LaneFilter, GivesThePlainBitsForUnequalLengthsFromTheShortestOn) {
     }
 }
 
-TEST_P(LaneFilter, GivesThePlainBitsWhenTheFilterGrowsWithoutBound) {
+TEST_P(RunGroup, GivesThePlainBitsWhenTheFilterGrowsWithoutBound) {
     RandomFilters random(3);
     for (int trial = 0; trial < 100; ++trial) {
         const std::size_t tap_count = random.count(2, 9);
@@ -88,9 +110,9 @@ TEST_P(LaneFilter, GivesThePlainBitsWhenTheFilterGrowsWithoutBound) {
     }
 }
 
-// Many segments: sixteen lanes keep the last 32,768 rows whole, and 2,048 in each segment
+// Many segments: sixteen lanes keep the last 4,096 rows whole, and 2,016 in each segment
 // before them; eight and four lanes two and four times as many.
-TEST_P(LaneFilter, GivesThePlainBitsForLinesLongerThanItsScratch) {
+TEST_P(RunGroup, GivesThePlainBitsForLinesLongerThanItsScratch) {
     RandomFilters random(4);
     std::vector<std::size_t> lengths(9, 250'000);
     lengths[8] = 130'000;
@@ -107,19 +129,19 @@ constexpr float NaN = std::numeric_limits<float>::quiet_NaN();
 
 // In the first and the last lane and one that shares a vector with others; where the padding is
 // made, in a segment that is passed over, and among the rows that are kept.
-TEST_P(LaneFilter, LeavesRunsAsTheyAreWhenASampleTurnsOutToBeMissing) {
+TEST_P(RunGroup, LeavesRunsAsTheyAreWhenASampleTurnsOutToBeMissing) {
     RandomFilters random(9);
     const PreparedFilter filter = prepare_filter({{0.25, 0.5, 0.25}, {1.0, -0.5, 0.25}});
     for (const std::size_t length : {8U, 300U, 40'000U}) {
-        for (const std::size_t lane : {0U, 5U, 8U}) {
+        for (const std::size_t lane : {0U, 5U, 7U}) {
             for (const std::size_t place :
                  {std::size_t{0}, std::size_t{3}, length / 8, length / 2, length - 1}) {
-                std::vector<std::vector<float>> lines(9, std::vector<float>(length, 1.0F));
+                std::vector<std::vector<float>> lines(8, std::vector<float>(length, 1.0F));
                 lines[lane][place] = NaN;
                 const auto samples = lines;
                 const std::vector<std::span<float>> runs(lines.begin(), lines.end());
                 EXPECT_FALSE(
-                    filter_side_by_side(runs, filter, *GetParam().kernels, scratch_, Searched::No));
+                    run_group(runs, {}, filter, *GetParam().kernels, scratch_, Searched::No));
                 for (std::size_t line = 0; line < lines.size(); ++line) {
                     ASSERT_EQ(first_difference(lines[line], samples[line]), length)
                         << "missing: sample " << place << " of line " << lane;
@@ -129,14 +151,14 @@ TEST_P(LaneFilter, LeavesRunsAsTheyAreWhenASampleTurnsOutToBeMissing) {
     }
 }
 
-TEST_P(LaneFilter, FiltersRunsThatTurnOutToBeValid) {
+TEST_P(RunGroup, FiltersRunsThatTurnOutToBeValid) {
     const PreparedFilter filter = prepare_filter({{0.25, 0.5, 0.25}, {1.0}}); // unit gain
     for (const std::size_t length : {8U, 300U, 40'000U}) {
         std::vector<float> line(length, 0.0F);
         line[length / 2] = 16.0F;
         std::vector<float> other = line;
         const std::vector<std::span<float>> runs = {line, other};
-        EXPECT_TRUE(filter_side_by_side(runs, filter, *GetParam().kernels, scratch_, Searched::No));
+        EXPECT_TRUE(run_group(runs, {}, filter, *GetParam().kernels, scratch_, Searched::No));
         // Forward and backward: [1 4 6 4 1] / 16.
         EXPECT_EQ(line[length / 2], 6.0F);
         EXPECT_EQ(line[length / 2 + 1], 4.0F);
@@ -145,9 +167,8 @@ TEST_P(LaneFilter, FiltersRunsThatTurnOutToBeValid) {
     }
 }
 
-// 352 taps pad a run with 1,053 samples, which are made of as many that follow: sixteen lanes
-// need segments of more rows than 2,048 then, or later ones were filtered before.
-TEST_P(LongLaneFilter, GivesThePlainBitsWhenThePaddingIsLongerThanASegment) {
+// 352 taps pad a run with 1,053 samples.
+TEST_P(LongRunGroup, GivesThePlainBitsForPaddingOfManyTiles) {
     RandomFilters random(8);
     std::vector<std::size_t> lengths(9, 1'055);
     lengths[0] = 33'000;
@@ -155,11 +176,12 @@ TEST_P(LongLaneFilter, GivesThePlainBitsWhenThePaddingIsLongerThanASegment) {
     expect_plain_bits(random, lengths, with_long_memory);
 }
 
-// Three taps pad a run with six samples at either end.
-TEST_P(LaneFilter, GivesThePlainBitsAboutTheLengthThatIsKeptWhole) {
+// Sixteen lanes keep 4,080 rows, eight 8,160, and segments are half of that.
+TEST_P(RunGroup, GivesThePlainBitsAboutTheLengthThatIsKeptWhole) {
     RandomFilters random(5);
     const FilterCoefficients filter = random.filter(3, false);
-    for (const std::size_t length : {32'755U, 32'756U, 32'757U, 32'758U, 34'804U, 34'805U}) {
+    for (const std::size_t length :
+         {4'079U, 4'080U, 4'081U, 6'096U, 6'097U, 8'159U, 8'160U, 8'161U, 12'241U, 34'805U}) {
         expect_plain_bits(random, std::vector<std::size_t>(9, length), filter);
     }
 }

@@ -1,0 +1,305 @@
+#include "dsp/run_group.h"
+
+#include "dsp/filter_sample.h"
+#include "dsp/odd_reflection.h"
+#include "dsp/tile_pass.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+namespace talvora::dsp {
+
+namespace {
+
+constexpr auto ROWS = static_cast<std::ptrdiff_t>(TILE_ROWS);
+
+// The last rows are kept from pass to pass, up to so many doubles: where a forward pass takes
+// little time as much as leaves the second-level cache to the samples, elsewhere as much as comes
+// back from beyond it in less time than the pass again. Segments before them stay in the
+// second-level cache.
+std::ptrdiff_t max_kept_doubles(const LaneKernels<float>& kernels, std::size_t tap_count) {
+    return kernels.width > 2 && tap_count <= 6 ? 64 << 10 : 512 << 10;
+}
+constexpr std::ptrdiff_t SEGMENT_DOUBLES = 32 << 10;
+
+// Runs up to this length are asked of the memory while those before them are filtered; of longer
+// ones the samples would be gone again.
+constexpr std::ptrdiff_t MAX_LENGTH_ASKED_FOR = 8192;
+// How far ahead long runs are asked for, in the direction of the pass.
+constexpr std::ptrdiff_t SAMPLES_AHEAD = 128;
+
+// Whole tiles that are silent are passed by threes.
+constexpr std::ptrdiff_t tiles_of(std::ptrdiff_t doubles, std::ptrdiff_t lane_count) {
+    constexpr auto REST = static_cast<std::ptrdiff_t>(REST_ROWS);
+    return std::max<std::ptrdiff_t>(doubles / lane_count / REST, 1) * REST / ROWS;
+}
+
+constexpr std::ptrdiff_t tiles_for(std::ptrdiff_t length) {
+    return (length + ROWS - 1) / ROWS;
+}
+
+// All lanes begin at tile 0, and the first one is the last to end. A lane that has ended, or that
+// no run was left for, is the first one once more: it has its state, and reads and writes its
+// samples. So none fades into denormal numbers.
+class GroupPasses {
+  public:
+    GroupPasses(Runs runs, Runs next, const PreparedFilter& filter,
+                const LaneKernels<float>& kernels, LaneScratch& scratch)
+        : runs_(runs), filter_(filter), forward_(filter, kernels, scratch.forward),
+          backward_(filter, kernels, scratch.backward), lane_count_(forward_.lane_count()),
+          step_(static_cast<std::ptrdiff_t>(lane_count_)), tile_count_(tiles_for(length_of(0))),
+          kept_tile_count_(tiles_of(max_kept_doubles(kernels, filter.tap_count()), step_)),
+          segment_tile_count_(tiles_of(SEGMENT_DOUBLES, step_)),
+          asks_for_next_(!next.empty() && length_of(0) <= MAX_LENGTH_ASKED_FOR),
+          padding_(scratch.padding.reserve(filter.pad_count() * lane_count_)),
+          rows_(scratch.rows.reserve(
+              static_cast<std::size_t>(std::min(tile_count_, kept_tile_count_) * ROWS * step_))),
+          states_(scratch.states), ends_(scratch.ends), turns_(scratch.turns) {
+        for (std::size_t lane = 0; asks_for_next_ && lane < MAX_LANE_COUNT; ++lane) {
+            next_[lane] = next[std::min(lane, next.size() - 1)].data();
+        }
+        ends_.resize(forward_.state().size());
+        turns_.resize(forward_.state().size());
+    }
+
+    bool run(Searched searched) {
+        lead_in();
+        states_.clear();
+        std::ptrdiff_t first = 0;
+        for (; first + kept_tile_count_ < tile_count_; first += segment_tile_count_) {
+            keep_forward_state();
+            filter_forward(first, first + segment_tile_count_, nullptr);
+            if (searched == Searched::No && forward_.has_met_missing()) {
+                return false;
+            }
+        }
+        filter_forward(first, tile_count_, rows_);
+        if (searched == Searched::No && has_missing_end()) {
+            return false;
+        }
+        turn();
+        filter_backward(first, tile_count_);
+        while (first > 0) {
+            const std::ptrdiff_t last = first;
+            first -= segment_tile_count_;
+            restore_forward_state();
+            filter_forward(first, last, rows_);
+            filter_backward(first, last);
+        }
+        return true;
+    }
+
+  private:
+    std::span<float> run_of(std::size_t lane) const {
+        return runs_[lane < runs_.size() ? lane : 0];
+    }
+    // None where there is no run.
+    std::ptrdiff_t length_of(std::size_t lane) const {
+        return lane < runs_.size() ? static_cast<std::ptrdiff_t>(runs_[lane].size()) : 0;
+    }
+    // Lanes are in the order of their lengths.
+    std::size_t count_lanes_of(std::ptrdiff_t length) const {
+        std::size_t count = 0;
+        while (count < lane_count_ && length_of(count) >= length) {
+            ++count;
+        }
+        return count;
+    }
+    // Those that have samples in a tile, and those that fill it.
+    std::size_t count_live(std::ptrdiff_t tile) const { return count_lanes_of(tile * ROWS + 1); }
+    std::size_t count_whole(std::ptrdiff_t tile) const { return count_lanes_of((tile + 1) * ROWS); }
+
+    LaneLines lines_at(std::ptrdiff_t tile) const {
+        const std::size_t live_count = count_live(tile);
+        LaneLines lines;
+        for (std::size_t lane = 0; lane < MAX_LANE_COUNT; ++lane) {
+            lines[lane] = run_of(lane < live_count ? lane : 0).data() + tile * ROWS;
+        }
+        return lines;
+    }
+
+    // Of the vectors of states that runs have at their ends, that of a lane.
+    std::span<double> state_in(std::vector<double>& states, std::size_t lane) const {
+        const std::size_t order = filter_.tap_count() - 1;
+        return std::span(states).subspan((lane < runs_.size() ? lane : 0) * order, order);
+    }
+    std::span<double> end_of(std::size_t lane) { return state_in(ends_, lane); }
+    std::span<double> turn_of(std::size_t lane) { return state_in(turns_, lane); }
+
+    // Padding before the runs.
+    void lead_in() {
+        for (std::size_t lane = 0; lane < lane_count_; ++lane) {
+            reflect_before(run_of(lane), filter_.pad_count(), padding_ + lane, lane_count_);
+            forward_.put_to_rest(lane, padding_[lane]);
+        }
+        forward_.filter_rows(padding_, filter_.pad_count(), step_);
+    }
+
+    // Padding after the runs, forward and back.
+    void turn() {
+        for (std::size_t lane = 0; lane < lane_count_; ++lane) {
+            reflect_after(run_of(lane), filter_.pad_count(), padding_ + lane, lane_count_);
+            backward_.set_lane_state(lane, end_of(lane));
+        }
+        backward_.filter_rows(padding_, filter_.pad_count(), step_);
+        double* const last_row = padding_ + (filter_.pad_count() - 1) * lane_count_;
+        for (std::size_t lane = 0; lane < lane_count_; ++lane) {
+            backward_.put_to_rest(lane, last_row[lane]);
+        }
+        backward_.filter_rows(last_row, filter_.pad_count(), -step_);
+        for (std::size_t lane = 0; lane < runs_.size(); ++lane) {
+            backward_.get_lane_state(lane, turn_of(lane));
+        }
+        follow_first(1, backward_);
+    }
+
+    void follow_first(std::size_t first_follower, TilePass& pass) const {
+        for (std::size_t lane = std::max<std::size_t>(first_follower, 1); lane < lane_count_;
+             ++lane) {
+            pass.copy_lane_state(0, lane);
+        }
+    }
+
+    bool has_missing_end() {
+        for (std::size_t lane = 0; lane < runs_.size(); ++lane) {
+            if (std::isnan(end_of(lane).front())) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+    void keep_forward_state() {
+        states_.insert(states_.end(), forward_.state().begin(), forward_.state().end());
+    }
+    void restore_forward_state() {
+        const auto kept = states_.end() - static_cast<std::ptrdiff_t>(forward_.state().size());
+        std::copy(kept, states_.end(), forward_.state().begin());
+        states_.erase(kept, states_.end());
+    }
+
+    // Tiles [first, last), to rows if there are any. Between the tiles in which lanes end they
+    // are passed many at a time.
+    void filter_forward(std::ptrdiff_t first, std::ptrdiff_t last, double* rows) {
+        for (std::ptrdiff_t tile = first, end = 0; tile < last; tile = end) {
+            double* const out = rows != nullptr ? rows + (tile - first) * ROWS * step_ : nullptr;
+            const std::size_t live_count = count_live(tile);
+            end = std::min(last, length_of(live_count - 1) / ROWS);
+            if (end > tile) {
+                filter_whole_tiles_forward(tile, end, out);
+            } else {
+                end = tile + 1;
+                filter_ragged_tile_forward(tile, out);
+            }
+            for (std::size_t lane = 0; lane < live_count; ++lane) {
+                if (length_of(lane) == end * ROWS) {
+                    forward_.get_lane_state(lane, end_of(lane));
+                }
+            }
+            follow_first(count_live(end), forward_);
+        }
+    }
+
+    void filter_whole_tiles_forward(std::ptrdiff_t first, std::ptrdiff_t last, double* rows) {
+        const LaneLines lines = lines_at(first);
+        const bool asks = rows == nullptr || asks_for_next_;
+        const LaneLines wanted = asks ? shift_lines(rows == nullptr ? lines : next_,
+                                                    rows == nullptr ? SAMPLES_AHEAD : first * ROWS)
+                                      : lines;
+        forward_.filter_forward(lines, last - first, rows, asks ? &wanted : nullptr);
+    }
+
+    // Lanes that end within the tile read a copy, and come to their ends by themselves.
+    void filter_ragged_tile_forward(std::ptrdiff_t tile, double* rows) {
+        const std::size_t live_count = count_live(tile);
+        LaneLines lines = lines_at(tile);
+        for (std::size_t lane = count_whole(tile); lane < live_count; ++lane) {
+            const std::span<const float> rest(lines[lane], run_of(lane).data() + length_of(lane));
+            std::fill(std::ranges::copy(rest, spare_[lane].begin()).out, spare_[lane].end(),
+                      rest.back());
+            lines[lane] = spare_[lane].data();
+            forward_.get_lane_state(lane, end_of(lane));
+            for (const float sample : rest) {
+                filter_sample(filter_.b, filter_.a, end_of(lane), static_cast<double>(sample));
+            }
+        }
+        std::fill(lines.begin() + static_cast<std::ptrdiff_t>(live_count), lines.end(), lines[0]);
+        forward_.filter_forward(lines, 1, rows);
+    }
+
+    // Back over the rows of filter_forward, and to the samples.
+    void filter_backward(std::ptrdiff_t first, std::ptrdiff_t last) {
+        for (std::ptrdiff_t end = last, tile = 0; end > first; end = tile) {
+            for (std::size_t lane = 0; lane < runs_.size(); ++lane) {
+                if (length_of(lane) == end * ROWS) {
+                    backward_.set_lane_state(lane, turn_of(lane));
+                }
+            }
+            const std::size_t live_count = count_live(end - 1);
+            if (count_whole(end - 1) == live_count) {
+                tile = std::max(first, tiles_for(length_of(live_count)));
+                filter_whole_tiles_backward(tile, end, rows_ + (tile - first) * ROWS * step_);
+            } else {
+                tile = end - 1;
+                filter_ragged_tile_backward(tile, rows_ + (tile - first) * ROWS * step_);
+            }
+        }
+    }
+
+    void filter_whole_tiles_backward(std::ptrdiff_t first, std::ptrdiff_t last, double* rows) {
+        const LaneLines lines = lines_at(first);
+        const LaneLines wanted = shift_lines(lines, -SAMPLES_AHEAD);
+        backward_.filter_backward(rows, last - first, &lines, &wanted);
+    }
+
+    // Lanes that end within the tile write elsewhere, and come in by themselves.
+    void filter_ragged_tile_backward(std::ptrdiff_t tile, double* rows) {
+        const std::size_t live_count = count_live(tile);
+        LaneLines lines = lines_at(tile);
+        for (std::size_t lane = count_whole(tile); lane < live_count; ++lane) {
+            lines[lane] = spare_[lane].data();
+        }
+        std::fill(lines.begin() + static_cast<std::ptrdiff_t>(live_count), lines.end(), lines[0]);
+        backward_.filter_backward(rows, 1, &lines);
+        for (std::size_t lane = count_whole(tile); lane < live_count; ++lane) {
+            for (std::ptrdiff_t row = length_of(lane) - tile * ROWS; row-- > 0;) {
+                const double sample = filter_sample(filter_.b, filter_.a, turn_of(lane),
+                                                    rows[row * step_ + as_step(lane)]);
+                run_of(lane)[static_cast<std::size_t>(tile * ROWS + row)] =
+                    static_cast<float>(sample);
+            }
+            backward_.set_lane_state(lane, turn_of(lane));
+        }
+        follow_first(live_count, backward_);
+    }
+
+    static std::ptrdiff_t as_step(std::size_t count) { return static_cast<std::ptrdiff_t>(count); }
+
+    Runs runs_;
+    const PreparedFilter& filter_;
+    TilePass forward_;
+    TilePass backward_;
+    std::size_t lane_count_;
+    std::ptrdiff_t step_; // from row to row
+    std::ptrdiff_t tile_count_;
+    std::ptrdiff_t kept_tile_count_;
+    std::ptrdiff_t segment_tile_count_;
+    bool asks_for_next_;
+    LaneLines next_{};
+    double* padding_;
+    double* rows_;
+    std::vector<double>& states_;
+    std::vector<double>& ends_;  // of the forward pass, lane by lane
+    std::vector<double>& turns_; // where the backward pass meets the runs
+    std::array<std::array<float, TILE_ROWS>, MAX_LANE_COUNT> spare_;
+};
+
+} // namespace
+
+bool run_group(Runs runs, Runs next, const PreparedFilter& filter,
+               const LaneKernels<float>& kernels, LaneScratch& scratch, Searched searched) {
+    return GroupPasses(runs, next, filter, kernels, scratch).run(searched);
+}
+
+} // namespace talvora::dsp

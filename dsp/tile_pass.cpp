@@ -1,0 +1,310 @@
+#include "dsp/tile_pass.h"
+
+#include "dsp/same_bits.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace talvora::dsp {
+
+namespace {
+
+constexpr auto ROWS = static_cast<std::ptrdiff_t>(TILE_ROWS);
+
+// Tiles that are passed in one call; where a lane stands still so few that it is soon seen.
+constexpr std::ptrdiff_t MOST_TILES = 15;
+constexpr std::ptrdiff_t REST_TILES = static_cast<std::ptrdiff_t>(REST_ROWS) / ROWS;
+
+// Values that lie `left_step` and `right_step` apart.
+bool same_bits_apart(const double* left, std::size_t left_step, const double* right,
+                     std::size_t right_step, std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i) {
+        if (!same_bits(left + i * left_step, right + i * right_step, 1)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// Whether the next samples of some lane seem to be one value. A lane that only seems to stand
+// still costs shorter calls.
+bool stand_still(const LaneLines& lines, std::size_t lane_count) {
+    return std::any_of(lines.begin(), lines.begin() + lane_count, [](const float* line) {
+        return line[0] == line[1] && line[0] == line[6] && line[0] == line[ROWS - 1];
+    });
+}
+
+// Whether some lane's rows seem to be in a cycle before `end`.
+bool stand_still_before(const double* end, std::size_t lane_count) {
+    const double* last = end - lane_count;
+    const double* cycle_before = last - REST_ROWS / 2 * lane_count;
+    for (std::size_t lane = 0; lane < lane_count; ++lane) {
+        if (last[lane] == cycle_before[lane] &&
+            *(last + lane - lane_count) == *(cycle_before + lane - lane_count)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+void load_column(const double* rows, std::size_t lane_count, double* column) {
+    for (std::size_t row = 0; row < REST_ROWS; ++row) {
+        column[row] = rows[row * lane_count];
+    }
+}
+
+void store_column(const double* column, std::size_t lane_count, double* rows) {
+    for (std::size_t row = 0; row < REST_ROWS; ++row) {
+        rows[row * lane_count] = column[row];
+    }
+}
+
+// REST_ROWS rows of a pass, lane by lane. A lane that follows another one takes its input.
+struct ForwardBlock {
+    const LaneKernels<float>& kernels;
+    std::size_t lane_count;
+    LaneLines lines;
+    double* rows; // or none
+
+    bool has_output() const { return rows != nullptr; }
+    void load_input(std::size_t lane, double* input) const {
+        std::copy_n(lines[lane], REST_ROWS, input);
+    }
+    void load_output(std::size_t lane, double* output) const {
+        load_column(rows + lane, lane_count, output);
+    }
+    void store_output(std::size_t lane, const double* output) const {
+        store_column(output, lane_count, rows + lane);
+    }
+    // The block passed before this one, if it is the last one passed.
+    bool has_same_input() const {
+        return std::all_of(lines.begin(), lines.begin() + lane_count, [](const float* line) {
+            return same_bits(line, line - REST_ROWS, REST_ROWS);
+        });
+    }
+    void copy_output() const {
+        if (has_output()) {
+            std::copy_n(rows - REST_ROWS * lane_count, REST_ROWS * lane_count, rows);
+        }
+    }
+    void follow(std::size_t lane, std::size_t leader) { lines[lane] = lines[leader]; }
+    void filter(const LaneFilter& filter) const {
+        kernels.filter_forward(filter, lines.data(), REST_TILES, rows, nullptr);
+    }
+    void end_following(std::size_t, const double*) const {}
+};
+
+struct BackwardBlock {
+    const LaneKernels<float>& kernels;
+    std::size_t lane_count;
+    double* rows;
+    const LaneLines* lines; // or none
+    LaneLines written = lines != nullptr ? *lines : LaneLines{};
+    std::array<float, REST_ROWS> unwanted{};
+
+    bool has_output() const { return lines != nullptr; }
+    void load_input(std::size_t lane, double* input) const {
+        load_column(rows + lane, lane_count, input);
+    }
+    void load_output(std::size_t lane, double* output) const {
+        std::copy_n((*lines)[lane], REST_ROWS, output);
+    }
+    void store_output(std::size_t lane, const double* output) const {
+        std::transform(output, output + REST_ROWS, (*lines)[lane],
+                       [](double sample) { return static_cast<float>(sample); });
+    }
+    bool has_same_input() const {
+        return same_bits(rows, rows + REST_ROWS * lane_count, REST_ROWS * lane_count);
+    }
+    void copy_output() const {
+        for (std::size_t lane = 0; has_output() && lane < lane_count; ++lane) {
+            std::copy_n((*lines)[lane] + REST_ROWS, REST_ROWS, (*lines)[lane]);
+        }
+    }
+    void follow(std::size_t lane, std::size_t leader) {
+        LaneRows column;
+        load_input(leader, column.data());
+        store_column(column.data(), lane_count, rows + lane);
+        written[lane] = unwanted.data();
+    }
+    void filter(const LaneFilter& filter) const {
+        kernels.filter_backward(filter, rows, REST_TILES, has_output() ? written.data() : nullptr,
+                                nullptr);
+    }
+    void end_following(std::size_t lane, const double* input) const {
+        store_column(input, lane_count, rows + lane);
+    }
+};
+
+} // namespace
+
+LaneLines shift_lines(LaneLines lines, std::ptrdiff_t sample_count) {
+    for (float*& line : lines) {
+        line += sample_count;
+    }
+    return lines;
+}
+
+TilePass::TilePass(const PreparedFilter& filter, const LaneKernels<float>& kernels,
+                   PassScratch& scratch)
+    : filter_(filter), kernels_(kernels), scratch_(scratch),
+      lane_count_(kernels.lane_count(filter.tap_count())), order_(filter.tap_count() - 1) {
+    scratch_.state.resize(order_ * lane_count_);
+    for (LaneRest& rest : scratch_.rests) {
+        rest.is_known = false;
+    }
+}
+
+void TilePass::put_to_rest(std::size_t lane, double input) {
+    for (std::size_t i = 0; i < order_; ++i) {
+        scratch_.state[i * lane_count_ + lane] = filter_.steady_state[i] * input;
+    }
+}
+
+void TilePass::get_lane_state(std::size_t lane, std::span<double> state) const {
+    for (std::size_t i = 0; i < order_; ++i) {
+        state[i] = scratch_.state[i * lane_count_ + lane];
+    }
+}
+
+void TilePass::set_lane_state(std::size_t lane, std::span<const double> state) {
+    for (std::size_t i = 0; i < order_; ++i) {
+        scratch_.state[i * lane_count_ + lane] = state[i];
+    }
+}
+
+void TilePass::copy_lane_state(std::size_t from, std::size_t to) {
+    for (std::size_t i = 0; i < order_; ++i) {
+        double* const row = &scratch_.state[i * lane_count_];
+        row[to] = row[from];
+    }
+}
+
+bool TilePass::has_met_missing() const {
+    return std::any_of(scratch_.state.begin(), scratch_.state.begin() + step(),
+                       [](double value) { return std::isnan(value); });
+}
+
+void TilePass::filter_forward(const LaneLines& lines, std::ptrdiff_t tile_count, double* rows,
+                              const LaneLines* upcoming) {
+    bool all_repeat = false;
+    for (std::ptrdiff_t tile = 0, count = 0; tile < tile_count; tile += count) {
+        const LaneLines now = shift_lines(lines, tile * ROWS);
+        double* const out = rows != nullptr ? rows + tile * ROWS * step() : nullptr;
+        if (tile_count - tile >= REST_TILES && stand_still(now, lane_count_)) {
+            count = REST_TILES;
+            all_repeat = pass_with_rests(ForwardBlock{kernels_, lane_count_, now, out}, all_repeat);
+        } else {
+            all_repeat = false;
+            count = std::min(tile_count - tile, MOST_TILES);
+            const LaneLines asked = upcoming != nullptr ? shift_lines(*upcoming, tile * ROWS) : now;
+            kernels_.filter_forward(lane_filter(), now.data(), static_cast<std::size_t>(count), out,
+                                    upcoming != nullptr ? asked.data() : nullptr);
+        }
+    }
+}
+
+void TilePass::filter_backward(double* rows, std::ptrdiff_t tile_count, const LaneLines* lines,
+                               const LaneLines* upcoming) {
+    bool all_repeat = false;
+    for (std::ptrdiff_t end = tile_count, count = 0; end > 0; end -= count) {
+        const bool rests =
+            end >= REST_TILES && stand_still_before(rows + end * ROWS * step(), lane_count_);
+        count = rests ? REST_TILES : std::min(end, MOST_TILES);
+        const std::ptrdiff_t first = (end - count) * ROWS;
+        const LaneLines now = lines != nullptr ? shift_lines(*lines, first) : LaneLines{};
+        double* const in = rows + first * step();
+        if (rests) {
+            all_repeat = pass_with_rests(
+                BackwardBlock{kernels_, lane_count_, in, lines != nullptr ? &now : nullptr},
+                all_repeat);
+        } else {
+            all_repeat = false;
+            const LaneLines asked = upcoming != nullptr ? shift_lines(*upcoming, first) : now;
+            kernels_.filter_backward(lane_filter(), in, static_cast<std::size_t>(count),
+                                     lines != nullptr ? now.data() : nullptr,
+                                     upcoming != nullptr ? asked.data() : nullptr);
+        }
+    }
+}
+
+void TilePass::filter_rows(double* rows, std::size_t row_count, std::ptrdiff_t row_step) {
+    kernels_.filter_rows(lane_filter(), rows, row_count, row_step);
+}
+
+LaneFilter TilePass::lane_filter() {
+    return {filter_.b.data(), filter_.a.data(), filter_.tap_count(), scratch_.state.data()};
+}
+
+// Lanes that repeat follow one that does not while the others are filtered. Whether all repeat;
+// when they did so in the block just before, they do it again with the same input.
+template <class Block>
+bool TilePass::pass_with_rests(Block block, bool all_repeated) {
+    if (all_repeated && block.has_same_input()) {
+        block.copy_output();
+        return true;
+    }
+    std::array<bool, MAX_LANE_COUNT> repeating{};
+    std::size_t leader = lane_count_;
+    for (std::size_t lane = 0; lane < lane_count_; ++lane) {
+        repeating[lane] = repeats(block, lane);
+        leader = repeating[lane] ? leader : lane;
+    }
+    if (leader < lane_count_) {
+        for (std::size_t lane = 0; lane < lane_count_; ++lane) {
+            if (repeating[lane]) {
+                block.follow(lane, leader);
+                copy_lane_state(leader, lane);
+            }
+        }
+        scratch_.state_before = scratch_.state;
+        block.filter(lane_filter());
+    }
+    for (std::size_t lane = 0; lane < lane_count_; ++lane) {
+        const LaneRest& rest = scratch_.rests[lane];
+        if (!repeating[lane]) {
+            remember_rest(block, lane);
+        } else {
+            if (leader < lane_count_) {
+                set_lane_state(lane, rest.state);
+                block.end_following(lane, rest.input.data());
+            }
+            if (block.has_output()) {
+                block.store_output(lane, rest.output.data());
+            }
+        }
+    }
+    return leader == lane_count_;
+}
+
+template <class Block>
+bool TilePass::repeats(const Block& block, std::size_t lane) const {
+    const LaneRest& rest = scratch_.rests[lane];
+    if (!rest.is_known || (block.has_output() && !rest.has_output) ||
+        !same_bits_apart(&scratch_.state[lane], lane_count_, rest.state.data(), 1, order_)) {
+        return false;
+    }
+    LaneRows input;
+    block.load_input(lane, input.data());
+    return same_bits(input.data(), rest.input.data(), REST_ROWS);
+}
+
+// If the state of the lane is what it was before the block.
+template <class Block>
+void TilePass::remember_rest(const Block& block, std::size_t lane) {
+    if (!same_bits_apart(&scratch_.state[lane], lane_count_, &scratch_.state_before[lane],
+                         lane_count_, order_)) {
+        return;
+    }
+    LaneRest& rest = scratch_.rests[lane];
+    rest.is_known = true;
+    rest.state.resize(order_);
+    get_lane_state(lane, rest.state);
+    block.load_input(lane, rest.input.data());
+    rest.has_output = block.has_output();
+    if (rest.has_output) {
+        block.load_output(lane, rest.output.data());
+    }
+}
+
+} // namespace talvora::dsp

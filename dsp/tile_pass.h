@@ -1,0 +1,68 @@
+// One pass of a filter over tiles of samples, and its state in every lane from call to call.
+//
+// Silence costs no arithmetic. After a few hundred exact zeros the state of a filter is
+// made of denormal numbers, on which many processors are fifty times slower, and in
+// silence it soon repeats: it stands still or turns in a short cycle. A lane that comes back to
+// the state and the input that left its state as it was has the same output again, which is
+// copied, and remains that of the plain loop to the last bit of the smallest denormal; the lane
+// itself computes what a lane with a signal does.
+#pragma once
+
+#include "dsp/lane_kernels.h"
+#include "dsp/lane_scratch.h"
+#include "dsp/zero_phase_filter.h"
+
+#include <array>
+#include <cstddef>
+#include <span>
+
+namespace talvora::dsp {
+
+// For each lane the address of a sample.
+using LaneLines = std::array<float*, MAX_LANE_COUNT>;
+
+// The same lines some samples on, or back.
+LaneLines shift_lines(LaneLines lines, std::ptrdiff_t sample_count);
+
+class TilePass {
+  public:
+    // Borrows all of them. The states are undefined.
+    TilePass(const PreparedFilter& filter, const LaneKernels<float>& kernels, PassScratch& scratch);
+
+    std::size_t lane_count() const { return lane_count_; }
+    // tap_count - 1 rows.
+    std::span<double> state() { return scratch_.state; }
+
+    void put_to_rest(std::size_t lane, double input);
+    void get_lane_state(std::size_t lane, std::span<double> state) const;
+    void set_lane_state(std::size_t lane, std::span<const double> state);
+    void copy_lane_state(std::size_t from, std::size_t to);
+    // Whether some lane has met a NaN, or made one of infinities.
+    bool has_met_missing() const;
+
+    // As in LaneKernels.
+    void filter_forward(const LaneLines& lines, std::ptrdiff_t tile_count, double* rows,
+                        const LaneLines* upcoming = nullptr);
+    // Leaves the rows as they are.
+    void filter_backward(double* rows, std::ptrdiff_t tile_count, const LaneLines* lines,
+                         const LaneLines* upcoming = nullptr);
+    void filter_rows(double* rows, std::size_t row_count, std::ptrdiff_t row_step);
+
+  private:
+    template <class Block>
+    bool pass_with_rests(Block block, bool all_repeated);
+    template <class Block>
+    bool repeats(const Block& block, std::size_t lane) const;
+    template <class Block>
+    void remember_rest(const Block& block, std::size_t lane);
+    LaneFilter lane_filter();
+    std::ptrdiff_t step() const { return static_cast<std::ptrdiff_t>(lane_count_); }
+
+    const PreparedFilter& filter_;
+    const LaneKernels<float>& kernels_;
+    PassScratch& scratch_;
+    std::size_t lane_count_;
+    std::size_t order_;
+};
+
+} // namespace talvora::dsp

@@ -1,0 +1,78 @@
+#include "dsp/one_lane.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <vector>
+
+namespace talvora::dsp {
+namespace {
+
+using testing::Each;
+using testing::ElementsAre;
+
+// y = (x + x before) / 2: the state is half of the last sample.
+const PreparedFilter MEAN = prepare_filter({{0.5, 0.5}, {1.0}});
+
+class OneLaneAtRest : public testing::Test {
+  protected:
+    OneLaneAtRest() { lane_.put_to_rest(1.0); }
+    bool filter(double value) {
+        LaneRows input;
+        input.fill(value);
+        return lane_.filter_rows(input, output_);
+    }
+    OneLane lane_{MEAN};
+    LaneRows output_{};
+};
+
+TEST_F(OneLaneAtRest, KnowsWhatItDidInTheSameStateWithTheSameInput) {
+    EXPECT_TRUE(filter(1.0));
+    output_.fill(0.0);
+    EXPECT_FALSE(filter(1.0));
+    EXPECT_THAT(output_, Each(1.0));
+    EXPECT_THAT(lane_.state(), ElementsAre(0.5));
+}
+
+TEST_F(OneLaneAtRest, ComputesWhereTheInputOrTheStateIsAnother) {
+    filter(1.0);
+    EXPECT_TRUE(filter(3.0));
+    EXPECT_EQ(output_[0], 2.0);
+    EXPECT_EQ(output_[1], 3.0);
+    EXPECT_TRUE(filter(1.0)); // from 3 / 2 now
+    EXPECT_EQ(output_[0], 2.0);
+}
+
+TEST_F(OneLaneAtRest, TellsZerosOfEitherSignApart) {
+    lane_.put_to_rest(0.0);
+    filter(0.0);
+    EXPECT_TRUE(filter(-0.0));
+    EXPECT_FALSE(std::signbit(output_[0])); // -0 + 0
+    EXPECT_TRUE(std::signbit(output_[1]));
+}
+
+TEST_F(OneLaneAtRest, FiltersAnyNumberOfSamplesInPlace) {
+    for (const std::size_t count : {1U, 5U, 48U, 49U, 200U}) {
+        lane_.put_to_rest(0.0);
+        std::vector<double> samples(count);
+        for (std::size_t i = 0; i < count; ++i) {
+            samples[i] = static_cast<double>(2 * i);
+        }
+        lane_.filter(samples);
+        for (std::size_t i = 0; i < count; ++i) {
+            ASSERT_EQ(samples[i], i == 0 ? 0.0 : static_cast<double>(2 * i - 1));
+        }
+    }
+}
+
+TEST_F(OneLaneAtRest, TellsWhenItHasMetAMissingSample) {
+    EXPECT_FALSE(lane_.has_met_missing());
+    filter(std::numeric_limits<double>::quiet_NaN());
+    EXPECT_TRUE(lane_.has_met_missing());
+}
+
+} // namespace
+} // namespace talvora::dsp

@@ -1,0 +1,114 @@
+#include "dsp/tile_pass.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <utility>
+#include <vector>
+
+namespace talvora::dsp {
+namespace {
+
+using testing::Each;
+using testing::ElementsAre;
+
+// Three taps, eight lanes on the baseline.
+const PreparedFilter LOW = prepare_filter({{0.25, 0.5, 0.25}, {1.0, 0.0, 0.0}});
+constexpr std::size_t LANE_COUNT = 8;
+constexpr std::size_t ROW_COUNT = 2 * REST_ROWS;
+
+class TilePassOfEightLanes : public testing::Test {
+  protected:
+    TilePassOfEightLanes() {
+        for (std::size_t lane = 0; lane < LANE_COUNT; ++lane) {
+            pass_.put_to_rest(lane, 0.0);
+        }
+        lines_.fill(samples_[0].data());
+        std::ranges::transform(samples_, lines_.begin(),
+                               [](std::vector<float>& line) { return line.data(); });
+    }
+    std::array<double, 2> state_of(std::size_t lane) const {
+        std::array<double, 2> state{};
+        pass_.get_lane_state(lane, state);
+        return state;
+    }
+    PassScratch scratch_;
+    TilePass pass_{LOW, SSE2_LANE_KERNELS, scratch_};
+    std::vector<std::vector<float>> samples_ =
+        std::vector(LANE_COUNT, std::vector<float>(ROW_COUNT));
+    LaneLines lines_{};
+    std::vector<double> rows_ = std::vector<double>(ROW_COUNT * LANE_COUNT);
+};
+
+TEST_F(TilePassOfEightLanes, KeepsTheStateOfEachLaneByItself) {
+    pass_.set_lane_state(1, std::array{5.0, 7.0});
+    pass_.put_to_rest(2, 4.0); // (1/2 + 1/4) * 4 and 1/4 * 4
+    EXPECT_THAT(pass_.state(), ElementsAre(0, 5, 3, 0, 0, 0, 0, 0, 0, 7, 1, 0, 0, 0, 0, 0));
+    pass_.copy_lane_state(1, 3);
+    EXPECT_THAT(state_of(3), ElementsAre(5, 7));
+    EXPECT_THAT(state_of(2), ElementsAre(3, 1));
+}
+
+TEST_F(TilePassOfEightLanes, TellsWhenALaneHasMetAMissingSample) {
+    EXPECT_FALSE(pass_.has_met_missing());
+    samples_[5][3] = std::numeric_limits<float>::quiet_NaN();
+    pass_.filter_forward(lines_, 1, nullptr);
+    EXPECT_TRUE(pass_.has_met_missing());
+}
+
+// Seven lanes rest on nothing; the impulse in the last one is over before the second block.
+TEST_F(TilePassOfEightLanes, FiltersOneLaneWhileOthersRest) {
+    samples_[7][0] = 4.0F;
+    samples_[7][REST_ROWS + 1] = 8.0F;
+    for (std::size_t again = 0; again < 2; ++again) {
+        pass_.filter_forward(lines_, ROW_COUNT / TILE_ROWS, rows_.data());
+        for (std::size_t row = 0; row < ROW_COUNT; ++row) {
+            double expected = row < 3 ? (row == 1 ? 2.0 : 1.0) : 0.0;
+            if (row > REST_ROWS && row < REST_ROWS + 4) {
+                expected = row == REST_ROWS + 2 ? 4.0 : 2.0;
+            }
+            for (std::size_t lane = 0; lane < LANE_COUNT; ++lane) {
+                ASSERT_EQ(rows_[row * LANE_COUNT + lane], lane == 7 ? expected : 0.0)
+                    << "row " << row << " of lane " << lane;
+            }
+        }
+    }
+}
+
+TEST_F(TilePassOfEightLanes, LeavesTheRowsAsTheyAreOnTheWayBack) {
+    rows_[(ROW_COUNT - 1) * LANE_COUNT + 6] = 4.0;
+    rows_[20 * LANE_COUNT + 6] = 8.0;
+    const std::vector<double> before = rows_;
+    for (const LaneLines* lines :
+         {static_cast<const LaneLines*>(nullptr), &std::as_const(lines_)}) {
+        pass_.filter_backward(rows_.data(), ROW_COUNT / TILE_ROWS, lines);
+        EXPECT_EQ(rows_, before);
+    }
+    for (std::size_t lane = 0; lane < LANE_COUNT; ++lane) {
+        std::vector<float> expected(ROW_COUNT);
+        if (lane == 6) {
+            expected[ROW_COUNT - 1] = expected[ROW_COUNT - 3] = 1.0F;
+            expected[ROW_COUNT - 2] = 2.0F;
+            expected[20] = expected[18] = 2.0F;
+            expected[19] = 4.0F;
+        }
+        EXPECT_EQ(samples_[lane], expected) << "lane " << lane;
+    }
+}
+
+TEST(ShiftLines, MovesEveryLine) {
+    std::array<float, 4> samples{};
+    LaneLines lines;
+    lines.fill(samples.data());
+    lines[3] = samples.data() + 1;
+    const LaneLines later = shift_lines(lines, 2);
+    EXPECT_EQ(later[0], samples.data() + 2);
+    EXPECT_EQ(later[3], samples.data() + 3);
+    EXPECT_EQ(shift_lines(later, -2), lines);
+}
+
+} // namespace
+} // namespace talvora::dsp
