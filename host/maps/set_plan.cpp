@@ -1,5 +1,6 @@
 #include "host/maps/set_plan.h"
 
+#include "host/tables/row_placement.h"
 #include "host/text/failure.h"
 #include "host/text/join_texts.h"
 #include "host/text/path_glob.h"
@@ -223,6 +224,8 @@ class SetPlanner {
         const auto rate = find_and_use(sets_.rate);
         if (is_told) {
             plan.sample_rate = *choices_.sample_rate;
+            plan.own_times = times;
+            plan.own_rate = rate;
         } else if (rate) {
             plan.sample_rate = read_rate(*rate);
         } else {
@@ -399,15 +402,65 @@ class SetPlanner {
 };
 
 // ---------------------------------------------------------------------------
-// Plain arrays, against what the command line tells of them
+// What the command line tells of them, against what they tell themselves
 
 // Of the rate: less is what reading it off a clock does.
 constexpr double RATE_TOLERANCE = 1e-3;
 
+bool contradicts(std::optional<double> own_rate, double told_rate) {
+    const bool is_rate = own_rate && std::isfinite(*own_rate) && *own_rate > 0;
+    return is_rate && std::abs(*own_rate - told_rate) > RATE_TOLERANCE * *own_rate;
+}
+
+// Empty where there are not as many numbers.
+std::vector<double> read_numbers(Hdf5Tree& source, const SetPlan& set, const FoundPlace& place,
+                                 std::uint64_t count) {
+    try {
+        auto numbers = SourceValues(source, set.id, set.path).read_numbers(place, count);
+        return numbers.size() == count ? numbers : std::vector<double>();
+    } catch (const StorageError&) {
+        throw;
+    } catch (const TreeError&) {
+        return {};
+    }
+}
+
+[[noreturn]] void refuse_rate(const SetPlan& set, const std::string& contradicted,
+                              const std::string& own, const std::string& file) {
+    throw Failure(ExitCode::Input,
+                  fmt::format("{}: {}: --rate {:.6g} contradicts {}", file, set.path,
+                              set.sample_rate, contradicted),
+                  {fmt::format("without --rate {}", own),
+                   fmt::format("if {0:.6g} Hz is right, a map says so: --map FILE.yaml with rate: "
+                               "{0:.6g} and no times",
+                               set.sample_rate)});
+}
+
+// A rate that stands in the map itself is one for files that tell none.
+void refuse_mapped_rate(Hdf5Tree& source, const SetPlan& set, const std::string& file) {
+    if (set.own_rate && set.own_rate->place->kind != ValuePlace::Kind::Constant) {
+        const auto own = read_numbers(source, set, *set.own_rate, 1);
+        if (!own.empty() && contradicts(own.front(), set.sample_rate)) {
+            refuse_rate(set, fmt::format("{}, {:.6g} Hz", set.own_rate->description, own.front()),
+                        "that one is taken", file);
+        }
+    }
+    if (set.own_times) {
+        const auto times = read_numbers(source, set, *set.own_times, set.row_count);
+        if (const auto span = find_contradicting_span(times, set.sample_rate)) {
+            const auto step_count = static_cast<double>(set.row_count - 1);
+            refuse_rate(set,
+                        fmt::format("{}: by it the {} rows take {:.6g} s ({:.6g} Hz), not {:.6g} s",
+                                    set.own_times->description, set.row_count, *span,
+                                    step_count / *span, step_count / set.sample_rate),
+                        "the rows are placed by it", file);
+        }
+    }
+}
+
 void refuse_other_rate(Hdf5Tree& source, const SetPlan& set, const std::string& file) {
     const auto own = read_number_attribute(source, set.id, SAMPLE_RATE_ATTRIBUTE);
-    const bool is_rate = own && std::isfinite(*own) && *own > 0;
-    if (!is_rate || std::abs(*own - set.sample_rate) <= RATE_TOLERANCE * *own) {
+    if (!contradicts(own, set.sample_rate)) {
         return;
     }
     const std::string place = quote_word(fmt::format("{}::{}", file, set.path));
@@ -544,6 +597,8 @@ ImportPlan make_plan(Hdf5Tree& source, const ImportMap& map, const MapChoices& c
         if (find_sets(map, set.path)->are_plain) {
             check_time(set, file, plan);
             refuse_other_rate(source, set, file);
+        } else {
+            refuse_mapped_rate(source, set, file);
         }
     }
     refuse_same_results(plan.sets, file);
