@@ -52,6 +52,14 @@ void warn_of_parameters(const GuardedStep& step, std::vector<StepWarning>& warni
 
 void warn_of_baseline(const SetObservation& set, const GapList& gaps, const SetLines& lines,
                       std::vector<StepWarning>& warnings) {
+    if (lines.length() == 1) {
+        warnings.push_back(
+            {fmt::format("{}: of {} each has 1 sample, which is its own baseline: "
+                         "what was valid is 0 now",
+                         set.path, count_things(lines.count(), "line")),
+             fmt::format("leave the set out, or name the dimension of time: {}", AXIS_KEY)});
+        return;
+    }
     const auto holed = lines.list_with_missing(gaps, BASELINE_SAMPLES);
     if (!holed.empty()) {
         warnings.push_back(
