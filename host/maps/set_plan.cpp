@@ -473,7 +473,23 @@ void refuse_other_rate(Hdf5Tree& source, const SetPlan& set, const std::string& 
                                set.sample_rate, place, set.sample_rate)});
 }
 
-void check_time(const SetPlan& set, const std::string& file, ImportPlan& plan) {
+// As a map counts them.
+std::size_t count_dimension(const MappedSets& sets, const SetPlan& set, std::size_t dimension) {
+    return sets.column_order ? set.extents.size() - 1 - dimension : dimension;
+}
+
+// What to type for another dimension of time.
+std::string name_time_option(const MappedSets& sets, const SetPlan& set, std::size_t dimension) {
+    const std::size_t counted = count_dimension(sets, set, dimension);
+    if (sets.are_plain) {
+        return fmt::format("--time-axis {}", counted);
+    }
+    return sets.column_order ? fmt::format("--map mat --variable time={}", counted)
+                             : fmt::format("--map FILE.yaml with time: {}", counted);
+}
+
+void check_time(const MappedSets& sets, const SetPlan& set, const std::string& file,
+                ImportPlan& plan) {
     if (const auto other = find_likelier_time(set.extents, set.time_dimension)) {
         throw Failure(
             ExitCode::Input,
@@ -481,17 +497,18 @@ void check_time(const SetPlan& set, const std::string& file, ImportPlan& plan) {
                         "as many samples",
                         file, set.path, describe_extents(set.extents), set.time_dimension, *other,
                         set.extents[*other] / set.row_count),
-            {fmt::format("take that one: talvora-host import {} --time-axis {}",
-                         quote_word(fmt::format("{}::{}", file, set.path)), *other),
+            {fmt::format("take that one: talvora-host import {} {}",
+                         quote_word(fmt::format("{}::{}", file, set.path)),
+                         name_time_option(sets, set, *other)),
              fmt::format("if dimension {0} is meant, a map says so: --map FILE.yaml with time: {0}",
-                         set.time_dimension)});
+                         count_dimension(sets, set, set.time_dimension))});
     }
     if (set.component_count > set.row_count) {
-        plan.warnings.push_back(
-            fmt::format("{}: {}: of {} dimension {} is taken for time, and dimension {} is longer "
-                        "(--time-axis {} takes that one)",
-                        file, set.path, describe_extents(set.extents), set.time_dimension,
-                        *set.component_dimension, *set.component_dimension));
+        plan.warnings.push_back(fmt::format(
+            "{}: {}: of {} dimension {} is taken for time, and dimension {} is longer "
+            "({} takes that one)",
+            file, set.path, describe_extents(set.extents), set.time_dimension,
+            *set.component_dimension, name_time_option(sets, set, *set.component_dimension)));
     }
 }
 
@@ -594,8 +611,11 @@ ImportPlan make_plan(Hdf5Tree& source, const ImportMap& map, const MapChoices& c
         refuse_nothing(map, left, choices, file);
     }
     for (const SetPlan& set : plan.sets) {
-        if (find_sets(map, set.path)->are_plain) {
-            check_time(set, file, plan);
+        const MappedSets& sets = *find_sets(map, set.path);
+        if (sets.are_plain || map.is_shipped) {
+            check_time(sets, set, file, plan);
+        }
+        if (sets.are_plain) {
             refuse_other_rate(source, set, file);
         } else {
             refuse_mapped_rate(source, set, file);

@@ -66,8 +66,8 @@ struct ImportPlan {
 
 // The map has to outlive the plan. Throws a Failure of the input, `file` in front, where nothing is
 // taken, for values that cannot be, a calibration that is not linear, two sets of one name, a told
-// rate that the file's own or its times contradict, and plain arrays whose shape contradicts the
-// dimension that is told.
+// rate that the file's own or its times contradict, and shapes that contradict the dimension of
+// time of a plain array or a shipped map.
 ImportPlan plan_import(Hdf5Tree& source, const ImportMap& map, const MapChoices& choices,
                        const std::string& file);
 
