@@ -212,7 +212,7 @@ class MapReader {
     }
 
     std::string read_name(const YamlNode* node) {
-        const std::string name = is_given(node) ? read_text(*node).value_or("") : "{path}";
+        std::string name = is_given(node) ? read_text(*node).value_or("") : "{path}";
         std::string rest = name;
         for (const std::string_view part : {"{path}", "{group}", "{name}"}) {
             while (rest.find(part) != std::string::npos) {
