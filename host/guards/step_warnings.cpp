@@ -96,10 +96,8 @@ void warn_of_missing(const GuardedStep& step, const SetObservation& set,
     const std::uint64_t count = count_samples(set.after.extents);
     if (set.after.missing_count > 0) {
         warnings.push_back(
-            {fmt::format(
-                 "{}: {} of {} are missing, for what they were to be made of holds no valid "
-                 "sample",
-                 set.path, set.after.missing_count, count_things(count, "sample")),
+            {fmt::format("{}: {} of {} missing, as are samples that the set is made of", set.path,
+                         set.after.missing_count, count_things(count, "sample")),
              fmt::format("which sets lack samples: talvora-host tree {} --statistics",
                          quote_word(step.source))});
     }

@@ -104,8 +104,8 @@ TEST_F(StepWarnings, NameNewSetsWithMissingSamples) {
         write(set, samples);
     }
     EXPECT_THAT(find(GuardTime::AfterStep),
-                ElementsAre("Means/X: 2 of 3 samples are missing, for what they were to be made of "
-                            "holds no valid sample"));
+                ElementsAre("Means/X: 2 of 3 samples missing, as are samples that the set is made "
+                            "of"));
 }
 
 TEST_F(StepWarnings, AreNoneOfOtherUnits) {
