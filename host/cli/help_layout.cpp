@@ -94,12 +94,11 @@ void add_examples(Command command, std::initializer_list<HelpExample> examples) 
 
 // What is above it stands in front of its name.
 std::string make_help(const CLI::App& command) {
-    std::string above;
+    std::string name = command.get_name();
     for (const CLI::App* parent = command.get_parent(); parent != nullptr;
          parent = parent->get_parent()) {
-        above = parent->get_name() + (above.empty() ? "" : " ") + above;
+        name.insert(0, parent->get_name() + " ");
     }
-    const std::string name = above + (above.empty() ? "" : " ") + command.get_name();
     return command.get_formatter()->make_help(&command, name, CLI::AppFormatMode::Normal);
 }
 

@@ -243,6 +243,7 @@ std::vector<FilterWarning> find_warnings(const FilterFacts& facts) {
 
 std::string name_edges(const std::vector<double>& edges) {
     std::vector<std::string> texts;
+    texts.reserve(edges.size());
     for (const double edge : edges) {
         texts.push_back(fmt::format("{:.6g}", edge));
     }

@@ -29,8 +29,9 @@ struct KnownUnit {
     std::span<const KeyChoice> choices = {};
     std::string_view choice_example = {}; // beyond the source, as a word of a command
     bool makes_filter = false;            // by FILTER_KEYS
-    bool takes_baseline = false;          // of BASELINE_SAMPLES
-    bool changes_rates = false;           // to that of HINT_GROUP_KEY or HINT_SET_KEY
+    bool fills_gaps = false;
+    bool takes_baseline = false; // of BASELINE_SAMPLES
+    bool changes_rates = false;  // to that of HINT_GROUP_KEY or HINT_SET_KEY
     bool tells_of_last_read = false;
     bool needs_rates = false;             // of all its sets
     std::string_view key_without_rates{}; // given above or below 0 it needs none
@@ -115,6 +116,7 @@ constexpr KnownUnit KNOWN_UNITS[] = {
      .parameters = FILL_GAP,
      .choices = FILL_GAP_CHOICES,
      .choice_example = " MaxGapLength=10",
+     .fills_gaps = true,
      .needs_rates = true,
      .key_without_rates = "MaxGapLength"},
     {.ending = "set-butterworth",
@@ -226,6 +228,11 @@ std::string_view choose_example_value(const Unit& unit, const ParameterSignature
 bool makes_filter(const Unit& unit) {
     const KnownUnit* known = find_known_unit(unit);
     return known != nullptr && known->makes_filter;
+}
+
+bool fills_gaps(const Unit& unit) {
+    const KnownUnit* known = find_known_unit(unit);
+    return known != nullptr && known->fills_gaps;
 }
 
 bool tells_of_last_read(const Unit& unit) {

@@ -49,6 +49,8 @@ inline constexpr std::array FILTER_KEYS = {CUTOFF_KEY, ORDER_KEY, BANDFORM_KEY, 
 
 // By the unit's current or its legacy identifier, of whatever maker.
 bool makes_filter(const Unit& unit);
+// It fills gaps from the valid samples on either side in a line.
+bool fills_gaps(const Unit& unit);
 // Whether what it tells is about the data set that it read last: it does not name it.
 bool tells_of_last_read(const Unit& unit);
 

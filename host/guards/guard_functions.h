@@ -18,7 +18,7 @@ std::vector<GuardFinding> find_unusable_filters(const GuardedStep& step);
 std::vector<GuardFinding> find_time_first_sets(const GuardedStep& step);
 
 // Before samples: one for each set of which the filter would take samples of several components
-// in a row.
+// in a row, or gaps would be filled along a dimension that seems to be no time.
 std::vector<GuardFinding> find_mixed_components(const GuardedStep& step);
 
 // One for each set of numbers that is chosen and not taken. Before samples: those in a source

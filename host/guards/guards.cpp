@@ -26,7 +26,8 @@ constexpr Guard GUARDS[] = {
     {"time-first", "another dimension is many times longer than the last, which is taken for time",
      find_time_first_sets},
     {"mixed-components",
-     "the filter takes samples of several components in a row, for its axis is not the last",
+     "the filter takes samples of several components in a row, for its axis is not the last, or "
+     "gaps are filled from other components",
      find_mixed_components},
     {"passed-over", "a set was chosen, and the step did not take it", find_untakable_sets,
      find_left_sets},

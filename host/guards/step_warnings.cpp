@@ -52,6 +52,14 @@ void warn_of_parameters(const GuardedStep& step, std::vector<StepWarning>& warni
 
 void warn_of_baseline(const SetObservation& set, const GapList& gaps, const SetLines& lines,
                       std::vector<StepWarning>& warnings) {
+    if (lines.length() == 1) {
+        warnings.push_back(
+            {fmt::format("{}: of {} each has 1 sample, which is its own baseline: "
+                         "what was valid is 0 now",
+                         set.path, count_things(lines.count(), "line")),
+             fmt::format("leave the set out, or name the dimension of time: {}", AXIS_KEY)});
+        return;
+    }
     const auto holed = lines.list_with_missing(gaps, BASELINE_SAMPLES);
     if (!holed.empty()) {
         warnings.push_back(
@@ -88,10 +96,8 @@ void warn_of_missing(const GuardedStep& step, const SetObservation& set,
     const std::uint64_t count = count_samples(set.after.extents);
     if (set.after.missing_count > 0) {
         warnings.push_back(
-            {fmt::format(
-                 "{}: {} of {} are missing, for what they were to be made of holds no valid "
-                 "sample",
-                 set.path, set.after.missing_count, count_things(count, "sample")),
+            {fmt::format("{}: {} of {} missing, as are samples that the set is made of", set.path,
+                         set.after.missing_count, count_things(count, "sample")),
              fmt::format("which sets lack samples: talvora-host tree {} --statistics",
                          quote_word(step.source))});
     }

@@ -75,6 +75,7 @@ class TextValues {
             lay_out(texts, type);
         }
     }
+    ~TextValues() = default;
     TextValues(const TextValues&) = delete;
     TextValues& operator=(const TextValues&) = delete;
 

@@ -185,6 +185,7 @@ std::vector<std::pair<std::string, std::string>> list_external_links(hid_t file)
     checked(H5Lvisit(file, H5_INDEX_NAME, H5_ITER_NATIVE, append_external_link, &paths), "list",
             "links");
     std::vector<std::pair<std::string, std::string>> links;
+    links.reserve(paths.size());
     for (const std::string& path : paths) {
         links.emplace_back(path, external_target(file, path, link_info(file, path)).file);
     }

@@ -58,6 +58,8 @@ struct MappedSets {
 
 struct ImportMap {
     std::string name; // as messages call it
+    // Its dimension of time is that of most files, and nobody told it of this one.
+    bool is_shipped = false;
     std::string description;
     std::vector<MappedSets> sets; // a data set is one of the first that name it
 };

@@ -212,7 +212,7 @@ class MapReader {
     }
 
     std::string read_name(const YamlNode* node) {
-        const std::string name = is_given(node) ? read_text(*node).value_or("") : "{path}";
+        std::string name = is_given(node) ? read_text(*node).value_or("") : "{path}";
         std::string rest = name;
         for (const std::string_view part : {"{path}", "{group}", "{name}"}) {
             while (rest.find(part) != std::string::npos) {
@@ -345,7 +345,9 @@ ImportMap parse_import_map(std::string_view text, std::string_view file,
 
 ImportMap read_import_map(const std::string& name_or_file, std::span<const std::string> settings) {
     if (const auto text = find_shipped_map(name_or_file)) {
-        return parse_import_map(*text, name_or_file, settings);
+        ImportMap map = parse_import_map(*text, name_or_file, settings);
+        map.is_shipped = true;
+        return map;
     }
     std::error_code ignored;
     if (!std::filesystem::exists(name_or_file, ignored)) {

@@ -1,5 +1,6 @@
 #include "host/maps/set_plan.h"
 
+#include "host/tables/row_placement.h"
 #include "host/text/failure.h"
 #include "host/text/join_texts.h"
 #include "host/text/path_glob.h"
@@ -223,6 +224,8 @@ class SetPlanner {
         const auto rate = find_and_use(sets_.rate);
         if (is_told) {
             plan.sample_rate = *choices_.sample_rate;
+            plan.own_times = times;
+            plan.own_rate = rate;
         } else if (rate) {
             plan.sample_rate = read_rate(*rate);
         } else {
@@ -399,15 +402,65 @@ class SetPlanner {
 };
 
 // ---------------------------------------------------------------------------
-// Plain arrays, against what the command line tells of them
+// What the command line tells of them, against what they tell themselves
 
 // Of the rate: less is what reading it off a clock does.
 constexpr double RATE_TOLERANCE = 1e-3;
 
+bool contradicts(std::optional<double> own_rate, double told_rate) {
+    const bool is_rate = own_rate && std::isfinite(*own_rate) && *own_rate > 0;
+    return is_rate && std::abs(*own_rate - told_rate) > RATE_TOLERANCE * *own_rate;
+}
+
+// Empty where there are not as many numbers.
+std::vector<double> read_numbers(Hdf5Tree& source, const SetPlan& set, const FoundPlace& place,
+                                 std::uint64_t count) {
+    try {
+        auto numbers = SourceValues(source, set.id, set.path).read_numbers(place, count);
+        return numbers.size() == count ? numbers : std::vector<double>();
+    } catch (const StorageError&) {
+        throw;
+    } catch (const TreeError&) {
+        return {};
+    }
+}
+
+[[noreturn]] void refuse_rate(const SetPlan& set, const std::string& contradicted,
+                              const std::string& own, const std::string& file) {
+    throw Failure(ExitCode::Input,
+                  fmt::format("{}: {}: --rate {:.6g} contradicts {}", file, set.path,
+                              set.sample_rate, contradicted),
+                  {fmt::format("without --rate {}", own),
+                   fmt::format("if {0:.6g} Hz is right, a map says so: --map FILE.yaml with rate: "
+                               "{0:.6g} and no times",
+                               set.sample_rate)});
+}
+
+// A rate that stands in the map itself is one for files that tell none.
+void refuse_mapped_rate(Hdf5Tree& source, const SetPlan& set, const std::string& file) {
+    if (set.own_rate && set.own_rate->place->kind != ValuePlace::Kind::Constant) {
+        const auto own = read_numbers(source, set, *set.own_rate, 1);
+        if (!own.empty() && contradicts(own.front(), set.sample_rate)) {
+            refuse_rate(set, fmt::format("{}, {:.6g} Hz", set.own_rate->description, own.front()),
+                        "that one is taken", file);
+        }
+    }
+    if (set.own_times) {
+        const auto times = read_numbers(source, set, *set.own_times, set.row_count);
+        if (const auto span = find_contradicting_span(times, set.sample_rate)) {
+            const auto step_count = static_cast<double>(set.row_count - 1);
+            refuse_rate(set,
+                        fmt::format("{}: by it the {} rows take {:.6g} s ({:.6g} Hz), not {:.6g} s",
+                                    set.own_times->description, set.row_count, *span,
+                                    step_count / *span, step_count / set.sample_rate),
+                        "the rows are placed by it", file);
+        }
+    }
+}
+
 void refuse_other_rate(Hdf5Tree& source, const SetPlan& set, const std::string& file) {
     const auto own = read_number_attribute(source, set.id, SAMPLE_RATE_ATTRIBUTE);
-    const bool is_rate = own && std::isfinite(*own) && *own > 0;
-    if (!is_rate || std::abs(*own - set.sample_rate) <= RATE_TOLERANCE * *own) {
+    if (!contradicts(own, set.sample_rate)) {
         return;
     }
     const std::string place = quote_word(fmt::format("{}::{}", file, set.path));
@@ -420,7 +473,23 @@ void refuse_other_rate(Hdf5Tree& source, const SetPlan& set, const std::string& 
                                set.sample_rate, place, set.sample_rate)});
 }
 
-void check_time(const SetPlan& set, const std::string& file, ImportPlan& plan) {
+// As a map counts them.
+std::size_t count_dimension(const MappedSets& sets, const SetPlan& set, std::size_t dimension) {
+    return sets.column_order ? set.extents.size() - 1 - dimension : dimension;
+}
+
+// What to type for another dimension of time.
+std::string name_time_option(const MappedSets& sets, const SetPlan& set, std::size_t dimension) {
+    const std::size_t counted = count_dimension(sets, set, dimension);
+    if (sets.are_plain) {
+        return fmt::format("--time-axis {}", counted);
+    }
+    return sets.column_order ? fmt::format("--map mat --variable time={}", counted)
+                             : fmt::format("--map FILE.yaml with time: {}", counted);
+}
+
+void check_time(const MappedSets& sets, const SetPlan& set, const std::string& file,
+                ImportPlan& plan) {
     if (const auto other = find_likelier_time(set.extents, set.time_dimension)) {
         throw Failure(
             ExitCode::Input,
@@ -428,17 +497,18 @@ void check_time(const SetPlan& set, const std::string& file, ImportPlan& plan) {
                         "as many samples",
                         file, set.path, describe_extents(set.extents), set.time_dimension, *other,
                         set.extents[*other] / set.row_count),
-            {fmt::format("take that one: talvora-host import {} --time-axis {}",
-                         quote_word(fmt::format("{}::{}", file, set.path)), *other),
+            {fmt::format("take that one: talvora-host import {} {}",
+                         quote_word(fmt::format("{}::{}", file, set.path)),
+                         name_time_option(sets, set, *other)),
              fmt::format("if dimension {0} is meant, a map says so: --map FILE.yaml with time: {0}",
-                         set.time_dimension)});
+                         count_dimension(sets, set, set.time_dimension))});
     }
     if (set.component_count > set.row_count) {
-        plan.warnings.push_back(
-            fmt::format("{}: {}: of {} dimension {} is taken for time, and dimension {} is longer "
-                        "(--time-axis {} takes that one)",
-                        file, set.path, describe_extents(set.extents), set.time_dimension,
-                        *set.component_dimension, *set.component_dimension));
+        plan.warnings.push_back(fmt::format(
+            "{}: {}: of {} dimension {} is taken for time, and dimension {} is longer "
+            "({} takes that one)",
+            file, set.path, describe_extents(set.extents), set.time_dimension,
+            *set.component_dimension, name_time_option(sets, set, *set.component_dimension)));
     }
 }
 
@@ -541,9 +611,14 @@ ImportPlan make_plan(Hdf5Tree& source, const ImportMap& map, const MapChoices& c
         refuse_nothing(map, left, choices, file);
     }
     for (const SetPlan& set : plan.sets) {
-        if (find_sets(map, set.path)->are_plain) {
-            check_time(set, file, plan);
+        const MappedSets& sets = *find_sets(map, set.path);
+        if (sets.are_plain || map.is_shipped) {
+            check_time(sets, set, file, plan);
+        }
+        if (sets.are_plain) {
             refuse_other_rate(source, set, file);
+        } else {
+            refuse_mapped_rate(source, set, file);
         }
     }
     refuse_same_results(plan.sets, file);

@@ -18,7 +18,8 @@ namespace talvora::host {
 struct MapChoices {
     std::string group = "Signals"; // where the sets go, a path from the root; empty: there
     std::string glob;              // only data sets with such a path, or below one; empty: all
-    // Rows are equally spaced, whatever the file tells; with a placement, the rate of the grid.
+    // Rows are equally spaced, which the file may not contradict; with a placement, the rate of
+    // the grid.
     std::optional<double> sample_rate;
     Placement placement = Placement::Steps;
     double max_gap_samples = 1.5;
@@ -48,6 +49,9 @@ struct SetPlan {
     Calibration calibration;
     std::optional<FoundPlace> times; // of its rows; else they have this rate
     double sample_rate = 0;
+    // What the file tells of it where the rate is told on the command line.
+    std::optional<FoundPlace> own_times;
+    std::optional<FoundPlace> own_rate;
     double start_time = 0;
     std::vector<std::string> units;
     std::vector<std::string> labels;
@@ -61,8 +65,9 @@ struct ImportPlan {
 };
 
 // The map has to outlive the plan. Throws a Failure of the input, `file` in front, where nothing is
-// taken, for values that cannot be, a calibration that is not linear, two sets of one name, and
-// plain arrays whose own rate or shape contradicts what is told of them.
+// taken, for values that cannot be, a calibration that is not linear, two sets of one name, a told
+// rate that the file's own or its times contradict, and shapes that contradict the dimension of
+// time of a plain array or a shipped map.
 ImportPlan plan_import(Hdf5Tree& source, const ImportMap& map, const MapChoices& choices,
                        const std::string& file);
 

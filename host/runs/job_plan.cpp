@@ -141,6 +141,7 @@ struct Place {
     std::uint64_t folder = 0;
     fs::path name; // the whole path where there is no folder yet
 
+    // NOLINTNEXTLINE(modernize-use-nullptr): no pointer, a comparison with 0 by the compiler
     auto operator<=>(const Place&) const = default;
 };
 

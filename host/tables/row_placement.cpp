@@ -16,6 +16,8 @@ namespace {
 // Rows that stand further from their times, or more of them left out, make no recording on a grid.
 constexpr double MAX_DRIFT_SAMPLES = 0.5;
 constexpr double MAX_SHARE_LEFT_OUT = 0.01;
+// Of the duration: less is what reading a rate off a clock does.
+constexpr double DURATION_TOLERANCE = 1e-3;
 
 struct RowsLeftOut {
     std::uint64_t count = 0;
@@ -113,6 +115,16 @@ PlacedRows place_rows(std::span<const double> times, const std::string& times_na
     }
     report_grid(times, times_name, choice, source, placed);
     return placed;
+}
+
+std::optional<double> find_contradicting_span(std::span<const double> times, double sample_rate) {
+    const double span = times.empty() ? 0.0 : times.back() - times.front();
+    if (!std::isfinite(span) || span <= 0 || !std::ranges::is_sorted(times)) {
+        return std::nullopt;
+    }
+    const double told = static_cast<double>(times.size() - 1) / sample_rate;
+    const bool contradicts = std::abs(told - span) > DURATION_TOLERANCE * span + 1.0 / sample_rate;
+    return contradicts ? std::optional(span) : std::nullopt;
 }
 
 void refuse_bad_grid(const GridChoice& choice) {

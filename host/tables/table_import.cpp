@@ -108,34 +108,27 @@ const NumberColumn* find_time_column(const NumberTable& table, const ColumnsByNa
     return column;
 }
 
-// How long the rows take by a column of times; nothing where that tells no time.
-std::optional<double> find_span(const NumberColumn& time, std::size_t first_row,
-                                const std::string& source) {
+// By a column of times that contradicts the rate; nothing where it tells no time, either.
+std::optional<double> find_span_beside(double rate, const NumberColumn& time, std::size_t first_row,
+                                       const std::string& source) {
     try {
-        const std::vector<double> seconds = read_seconds(time, first_row, source);
-        const double span = seconds.empty() ? 0.0 : seconds.back() - seconds.front();
-        const bool is_one = std::isfinite(span) && span > 0 && std::ranges::is_sorted(seconds);
-        return is_one ? std::optional(span) : std::nullopt;
+        return find_contradicting_span(read_seconds(time, first_row, source), rate);
     } catch (const Failure&) {
         return std::nullopt;
     }
 }
-
-// Of the duration: less is what reading a rate off a clock does.
-constexpr double DURATION_TOLERANCE = 1e-3;
 
 // Rows that are equally spaced by a rate, beside a column of other times. Lost rows contradict it,
 // too: those behind them would come too early.
 void refuse_contradicting_times(const NumberTable& table, const ImportOptions& options,
                                 const std::string& source) {
     const NumberColumn* time = options.time_column ? nullptr : find_likely_time(table);
-    const auto span = time == nullptr ? std::nullopt : find_span(*time, table.first_row, source);
-    if (!span) {
+    if (time == nullptr) {
         return;
     }
-    const auto step_count = static_cast<double>(table.row_count - 1);
     const double rate = *options.sample_rate;
-    if (std::abs(step_count / rate - *span) > DURATION_TOLERANCE * *span + 1.0 / rate) {
+    if (const auto span = find_span_beside(rate, *time, table.first_row, source)) {
+        const auto step_count = static_cast<double>(table.row_count - 1);
         const std::string name = quote_word(time->name);
         throw Failure(
             ExitCode::Input,

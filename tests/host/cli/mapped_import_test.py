@@ -197,6 +197,44 @@ class Nwb(MappedImport):
         self.take("--map", "nwb", "--rate", "10")
         self.assert_set("Signals/a", np.zeros((1, 100)), 10)
 
+    def test_a_rate_that_the_file_contradicts_is_refused(self):
+        with self.make() as file:
+            add_series(file, "a", np.zeros(101), 100.0)
+        self.refuse("--map", "nwb", "--rate", "50", text=(
+            "error: in.h5: a/data: --rate 50 contradicts the attribute 'rate' of "
+            "'a/starting_time', 100 Hz\n", "hint: without --rate that one is taken\n",
+            "--map FILE.yaml with rate: 50 and no times\n"))
+        self.take("--map", "nwb", "--rate", "100.05")
+        self.assert_set("Signals/a", np.zeros((1, 101)), 100.05)
+        self.write("told.yaml", "sets:\n  - {data: '**/data', time: first, rate: 50, "
+                   "name: '{group}'}\n")
+        self.take("--map", "told.yaml", "--force")
+        self.assert_set("Signals/a", np.zeros((1, 101)), 50)
+        self.take("--map", "told.yaml", "--rate", "70", "--force")
+        self.assert_set("Signals/a", np.zeros((1, 101)), 70)
+
+    def test_a_rate_that_times_contradict_is_refused(self):
+        times = np.r_[np.arange(50), np.arange(80, 131)] / 100
+        with self.make() as file:
+            add_series(file, "a", np.zeros(101), times=times)
+        self.refuse("--map", "nwb", "--rate", "100", text=(
+            "error: in.h5: a/data: --rate 100 contradicts the data set 'a/timestamps': by it the "
+            "101 rows take 1.3 s (76.9231 Hz), not 1 s\n",
+            "hint: without --rate the rows are placed by it\n"))
+        with self.make() as file:
+            add_series(file, "a", np.zeros(101), times=np.arange(101) / 100)
+        self.take("--map", "nwb", "--rate", "100")
+        self.assert_set("Signals/a", np.zeros((1, 101)), 100)
+
+    def test_a_first_dimension_that_cannot_be_time_is_refused(self):
+        with self.make() as file:
+            add_series(file, "a", np.zeros((3, 1500)), 200.0)
+        self.refuse("--map", "nwb", text=(
+            "error: in.h5: a/data: of [3, 1500] dimension 0 would be time, and dimension 1 has 500 "
+            "times as many samples\n", "--map FILE.yaml with time: 1\n"))
+        self.write("own.yaml", "sets:\n  - {data: '**/data', time: first, rate: 200}\n")
+        self.assertNotIn("warning", self.take("--map", "own.yaml").stderr)
+
     def test_values_that_cannot_be_are_refused(self):
         text = "the attribute 'rate' of 'a/starting_time' "
         for rate, told in ((0.0, "is 0 (allowed"), (-5.0, "is -5"), (np.nan, "is nan"),
@@ -324,6 +362,15 @@ class Mat(MappedImport):
         self.assert_set("Signals/rec/eeg", eeg, 50, 3)
         with self.read() as file:
             self.assertEqual(list(file["Signals/rec"]), ["eeg"])
+
+    def test_rows_that_cannot_be_time_are_refused(self):
+        with self.make_mat() as file:
+            self.add_array(file, "eeg", np.zeros((3, 1500)))
+        self.refuse("--map", "mat", "--rate", "200", text=(
+            "error: in.h5: eeg: of [1500, 3] dimension 1 would be time, and dimension 0 has 500 "
+            "times as many samples\n", "in.h5::eeg --map mat --variable time=1\n"))
+        self.take("--map", "mat", "--rate", "200", "--variable", "time=1")
+        self.assert_set("Signals/eeg", np.zeros((3, 1500)), 200)
 
     def test_without_a_rate_nothing_is_taken(self):
         with self.make_mat() as file:

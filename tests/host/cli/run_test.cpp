@@ -375,7 +375,11 @@ TEST_F(RunOnOddSets, TellsThatANameIsAGroups) {
                              "NamesFilter=X", "DestinationGroup=Means", "walk.h5", "-o", "out.h5"});
     EXPECT_EQ(result.exit_code, 0);
     EXPECT_EQ(result.errors, "warning: walk.h5: average-set: No data set 'More' found\n"
-                             "hint: a group, no data set: Signals/More\n");
+                             "hint: a group, no data set: Signals/More\n"
+                             "warning: walk.h5: average-set: Means/X: 1 of 1 sample missing, as "
+                             "are samples that the set is made of\n"
+                             "hint: which sets lack samples: talvora-host tree walk.h5 "
+                             "--statistics\n");
 }
 
 TEST_F(Run, TellsOfWhichSetAFigureIs) {

@@ -37,6 +37,22 @@ TEST_F(MixedComponents, IsSilentWhereOneComponentLiesBehind) {
     EXPECT_THAT(find(0), SizeIs(1));
 }
 
+TEST_F(MixedComponents, SpeaksOfFillingGaps) {
+    add_set("X", {3, 1, 100}, std::vector<float>(300));
+    const auto found = find(0, "a.apply-set-fill-gap");
+    ASSERT_THAT(found, SizeIs(1));
+    EXPECT_EQ(found[0].text,
+              "of [3, 1, 100] gaps are filled along dimension 0, from other components, for "
+              "dimension 2 is longer");
+    EXPECT_THAT(find(-1, "a.apply-set-fill-gap"), IsEmpty());
+}
+
+TEST_F(MixedComponents, IsSilentOfGapsAlongTimeWhereverItLies) {
+    add_set("X", {100, 3}, std::vector<float>(300));
+    EXPECT_THAT(find(0, "a.apply-set-fill-gap"), IsEmpty());
+    EXPECT_THAT(find(1, "a.apply-set-fill-gap"), IsEmpty());
+}
+
 TEST_F(MixedComponents, IsSilentOfOtherUnits) {
     add_set("X", {100, 3}, std::vector<float>(300));
     EXPECT_THAT(find(0, "a.apply-set-baseline-offset"), IsEmpty());

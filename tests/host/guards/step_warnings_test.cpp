@@ -55,6 +55,15 @@ TEST_F(StepWarnings, AreOfABaselineFromSamplesThatAreMissing) {
                             "the baseline is taken from, the first is [1, :]"));
 }
 
+TEST_F(StepWarnings, AreOfLinesThatAreTheirOwnBaseline) {
+    make_step("a.apply-set-baseline-offset", {"Axis: integer = -1"});
+    work_on(add_set("Means", {3, 1, 1}, {5, 6, N}));
+    work_on(add_set("X", {3, 1, 2}, {1, 2, 3, 4, 5, 6}));
+    EXPECT_THAT(find(GuardTime::AfterStep),
+                ElementsAre("Means: of 3 lines each has 1 sample, which is its own baseline: what "
+                            "was valid is 0 now"));
+}
+
 TEST_F(StepWarnings, TakeTheLinesOfTheAxisForABaseline) {
     make_step("a.apply-set-baseline-offset", {"Axis: integer = -1"}, {{"Axis", std::int64_t{0}}});
     work_on(add_set("X", {2, 3}, {1, 2, N, 4, 5, 6}));
@@ -95,8 +104,8 @@ TEST_F(StepWarnings, NameNewSetsWithMissingSamples) {
         write(set, samples);
     }
     EXPECT_THAT(find(GuardTime::AfterStep),
-                ElementsAre("Means/X: 2 of 3 samples are missing, for what they were to be made of "
-                            "holds no valid sample"));
+                ElementsAre("Means/X: 2 of 3 samples missing, as are samples that the set is made "
+                            "of"));
 }
 
 TEST_F(StepWarnings, AreNoneOfOtherUnits) {
