@@ -22,21 +22,19 @@ void sort_by_length(std::vector<std::span<float>>& runs) {
     }
 }
 
-// Runs of which too few are left to fill half of the lanes are filtered one by one, part beside
-// part, if they are long.
-constexpr std::size_t LONG_RUN = 16U << 10U;
-
-// The first runs that are to be filtered together.
-Runs first_group(Runs runs, std::size_t lane_count) {
-    const bool alone = 2 * runs.size() < lane_count && runs.front().size() >= LONG_RUN;
+// The first runs that are to be filtered together. A long one that leaves most lanes empty, and is
+// sure to fill them with its parts, is filtered by itself.
+Runs first_group(Runs runs, const PreparedFilter& filter, std::size_t lane_count) {
+    const bool alone = runs.size() > 1 && 3 * runs.size() <= lane_count &&
+                       fills_lanes(runs.front(), filter, lane_count);
     return runs.first(alone ? 1 : std::min(runs.size(), lane_count));
 }
 
 // Calls visit(group, rest) for groups of runs.
 template <class Visit>
-void for_each_group(Runs runs, std::size_t lane_count, Visit visit) {
+void for_each_group(Runs runs, const PreparedFilter& filter, std::size_t lane_count, Visit visit) {
     while (!runs.empty()) {
-        const Runs group = first_group(runs, lane_count);
+        const Runs group = first_group(runs, filter, lane_count);
         runs = runs.subspan(group.size());
         visit(group, runs);
     }
@@ -89,7 +87,7 @@ void SetFilter::prepare(const FilterCoefficients& coefficients) {
 
 void SetFilter::filter_lines() {
     sort_by_length(lines_);
-    for_each_group(lines_, lanes_at_once(),
+    for_each_group(lines_, filter_, lanes_at_once(),
                    [this](Runs lines, Runs next) { filter_or_search(lines, next); });
     lines_.clear();
 }
@@ -136,7 +134,7 @@ bool SetFilter::has_enough_runs() const {
 
 void SetFilter::filter_runs() {
     sort_by_length(runs_);
-    for_each_group(runs_, lanes_at_once(),
+    for_each_group(runs_, filter_, lanes_at_once(),
                    [this](Runs runs, Runs next) { filter_together(runs, next, Searched::Yes); });
     runs_.clear();
     collected_sample_count_ = 0;
@@ -144,9 +142,9 @@ void SetFilter::filter_runs() {
 
 // False, and they are as they were, when they were not searched and a sample may be missing.
 bool SetFilter::filter_together(Runs runs, Runs next, Searched searched) {
-    const bool fills_lanes =
+    const bool has_lanes =
         path_ != FilterPath::Plain && filter_.tap_count() > 1 && !filter_.has_missing_coefficient();
-    if (fills_lanes) {
+    if (has_lanes) {
         const LaneKernels<float>& kernels = lane_kernels(path_);
         return runs.size() == 1 ? filter_long_run(runs[0], filter_, kernels, scratch_, searched)
                                 : run_group(runs, next, filter_, kernels, scratch_, searched);
@@ -158,7 +156,7 @@ bool SetFilter::filter_together(Runs runs, Runs next, Searched searched) {
 }
 
 std::size_t SetFilter::lanes_at_once() const {
-    return lane_kernels(path_).lane_count(filter_.tap_count());
+    return lane_kernels(path_).lane_count(filter_.tap_count(), MAX_LANE_COUNT);
 }
 
 void SetFilter::filter_one_by_one(Runs runs) {

@@ -27,6 +27,7 @@ struct LaneFilter {
     const double* b;
     const double* a;
     std::size_t tap_count; // 2 or more
+    std::size_t lane_count;
     double* state;
 };
 
@@ -37,8 +38,9 @@ struct LaneKernels {
     // Doubles to a register.
     std::size_t width;
 
-    // The lanes to fill with a filter of `tap_count`: 4, 8 or 16. All below takes as many.
-    std::size_t (*lane_count)(std::size_t tap_count);
+    // The lanes for so many lines, at most those that a filter of `tap_count` can fill: 4, 8 or 16.
+    // All below takes a filter with as many.
+    std::size_t (*lane_count)(std::size_t tap_count, std::size_t line_count);
 
     // `tile_count` tiles in order, to rows; without `rows` the state alone is wanted. Asks the
     // memory for what is in the same places of the lines `upcoming`, if there are any.

@@ -241,20 +241,21 @@ constexpr std::size_t vectors_for(std::size_t tap_count) {
     return wanted < MOST ? wanted : MOST;
 }
 
-// As many as are in flight, and no fewer than are turned at once.
-constexpr std::size_t lanes_for(std::size_t tap_count) {
-    constexpr std::size_t FEWEST = 4;
+// No fewer than a vector holds, and than are turned at once; no more than are in flight.
+constexpr std::size_t FEWEST_LANES = WIDTH < 4 ? 4 : WIDTH;
+constexpr std::size_t most_lanes_for(std::size_t tap_count) {
     const std::size_t count = WIDTH * vectors_for(tap_count);
-    return count < FEWEST ? FEWEST : count;
+    return count < FEWEST_LANES ? FEWEST_LANES : count;
 }
 
 // Vectors of lanes from a column on, with coefficients and state held in registers
 // as far as there are any.
-template <std::size_t TapCount, Numerator Kind>
+template <std::size_t TapCount, Numerator Kind, std::size_t LaneCount>
 class Columns {
   public:
-    static constexpr std::size_t VECTOR_COUNT = vectors_for(TapCount);
-    static constexpr std::size_t LANE_COUNT = lanes_for(TapCount);
+    static constexpr std::size_t LANE_COUNT = LaneCount;
+    static constexpr std::size_t VECTOR_COUNT =
+        LANE_COUNT < WIDTH * vectors_for(TapCount) ? LANE_COUNT / WIDTH : vectors_for(TapCount);
     static constexpr std::size_t SIZE = VECTOR_COUNT * WIDTH;
 
     INLINED void load_from(const LaneFilter& filter, std::size_t column) {
@@ -304,11 +305,11 @@ class Columns {
     Lanes z_[VECTOR_COUNT][ORDER];
 };
 
-template <>
-class Columns<ANY_TAP_COUNT, Numerator::Any> {
+template <std::size_t LaneCount>
+class Columns<ANY_TAP_COUNT, Numerator::Any, LaneCount> {
   public:
+    static constexpr std::size_t LANE_COUNT = LaneCount;
     static constexpr std::size_t VECTOR_COUNT = 1;
-    static constexpr std::size_t LANE_COUNT = lanes_for(ANY_TAP_COUNT);
     static constexpr std::size_t SIZE = WIDTH;
 
     void load_from(const LaneFilter& filter, std::size_t column) {
@@ -478,15 +479,25 @@ struct ColumnOf {
     using Type = Column;
 };
 
-template <std::size_t TapCount, class Visit>
-void with_columns_for(const LaneFilter& filter, Visit visit) {
+template <std::size_t TapCount, std::size_t LaneCount, class Visit>
+void with_columns_of_kind(const LaneFilter& filter, Visit visit) {
     // With few registers and instructions that overwrite an operand, the shared products of a
     // long filter would be spilt.
     if ((WIDTH > 2 || TapCount <= 5) && is_palindrome(filter)) {
-        visit(ColumnOf<Columns<TapCount, Numerator::Palindrome>>());
+        visit(ColumnOf<Columns<TapCount, Numerator::Palindrome, LaneCount>>());
     } else {
-        visit(ColumnOf<Columns<TapCount, Numerator::Any>>());
+        visit(ColumnOf<Columns<TapCount, Numerator::Any, LaneCount>>());
     }
+}
+
+template <std::size_t TapCount, std::size_t LaneCount = most_lanes_for(TapCount), class Visit>
+void with_columns_for(const LaneFilter& filter, Visit visit) {
+    if constexpr (LaneCount > FEWEST_LANES) {
+        if (filter.lane_count < LaneCount) {
+            return with_columns_for<TapCount, LaneCount / 2>(filter, visit);
+        }
+    }
+    with_columns_of_kind<TapCount, LaneCount>(filter, visit);
 }
 
 // Calls visit with the type of the columns for the filter.
@@ -510,12 +521,18 @@ void with_columns(const LaneFilter& filter, Visit visit) {
     case MOST_TAPS_IN_REGISTERS:
         return with_columns_for<MOST_TAPS_IN_REGISTERS>(filter, visit);
     default:
-        return visit(ColumnOf<Columns<ANY_TAP_COUNT, Numerator::Any>>());
+        return visit(ColumnOf<Columns<ANY_TAP_COUNT, Numerator::Any, FEWEST_LANES>>());
     }
 }
 
-std::size_t lane_count(std::size_t tap_count) {
-    return lanes_for(tap_count > MOST_TAPS_IN_REGISTERS ? ANY_TAP_COUNT : tap_count);
+std::size_t lane_count(std::size_t tap_count, std::size_t line_count) {
+    const std::size_t most =
+        most_lanes_for(tap_count > MOST_TAPS_IN_REGISTERS ? ANY_TAP_COUNT : tap_count);
+    std::size_t count = FEWEST_LANES;
+    while (count < most && count < line_count) {
+        count *= 2;
+    }
+    return count;
 }
 
 template <class Sample>

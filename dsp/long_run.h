@@ -29,4 +29,8 @@ bool filter_long_run(std::span<float> run, const PreparedFilter& filter,
                      const LaneKernels<float>& kernels, LaneScratch& scratch,
                      Searched searched = Searched::Yes);
 
+// Whether the parts of the run fill so many lanes at little cost: they are much longer than their
+// warm-ups, after which the guesses of such a filter are right. A filter of one tap needs none.
+bool fills_lanes(std::span<const float> run, const PreparedFilter& filter, std::size_t lane_count);
+
 } // namespace talvora::dsp

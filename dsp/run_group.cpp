@@ -18,8 +18,11 @@ constexpr auto ROWS = static_cast<std::ptrdiff_t>(TILE_ROWS);
 // little time as much as leaves the second-level cache to the samples, elsewhere as much as comes
 // back from beyond it in less time than the pass again. Segments before them stay in the
 // second-level cache.
-std::ptrdiff_t max_kept_doubles(const LaneKernels<float>& kernels, std::size_t tap_count) {
-    return kernels.width > 2 && tap_count <= 6 ? 64 << 10 : 512 << 10;
+std::ptrdiff_t max_kept_doubles(const LaneKernels<float>& kernels, std::size_t tap_count,
+                                std::size_t lane_count) {
+    const bool passes_fast = kernels.width > 2 && tap_count <= 6 &&
+                             lane_count == kernels.lane_count(tap_count, MAX_LANE_COUNT);
+    return passes_fast ? 64 << 10 : 512 << 10;
 }
 constexpr std::ptrdiff_t SEGMENT_DOUBLES = 32 << 10;
 
@@ -46,10 +49,13 @@ class GroupPasses {
   public:
     GroupPasses(Runs runs, Runs next, const PreparedFilter& filter,
                 const LaneKernels<float>& kernels, LaneScratch& scratch)
-        : runs_(runs), filter_(filter), forward_(filter, kernels, scratch.forward),
-          backward_(filter, kernels, scratch.backward), lane_count_(forward_.lane_count()),
+        : runs_(runs), filter_(filter),
+          lane_count_(kernels.lane_count(filter.tap_count(), runs.size())),
+          forward_(filter, kernels, lane_count_, scratch.forward),
+          backward_(filter, kernels, lane_count_, scratch.backward),
           step_(static_cast<std::ptrdiff_t>(lane_count_)), tile_count_(tiles_for(length_of(0))),
-          kept_tile_count_(tiles_of(max_kept_doubles(kernels, filter.tap_count()), step_)),
+          kept_tile_count_(
+              tiles_of(max_kept_doubles(kernels, filter.tap_count(), lane_count_), step_)),
           segment_tile_count_(tiles_of(SEGMENT_DOUBLES, step_)),
           asks_for_next_(!next.empty() && length_of(0) <= MAX_LENGTH_ASKED_FOR),
           padding_(scratch.padding.reserve(filter.pad_count() * lane_count_)),
@@ -278,9 +284,9 @@ class GroupPasses {
 
     Runs runs_;
     const PreparedFilter& filter_;
+    std::size_t lane_count_;
     TilePass forward_;
     TilePass backward_;
-    std::size_t lane_count_;
     std::ptrdiff_t step_; // from row to row
     std::ptrdiff_t tile_count_;
     std::ptrdiff_t kept_tile_count_;

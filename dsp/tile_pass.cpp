@@ -146,9 +146,9 @@ LaneLines shift_lines(LaneLines lines, std::ptrdiff_t sample_count) {
 }
 
 TilePass::TilePass(const PreparedFilter& filter, const LaneKernels<float>& kernels,
-                   PassScratch& scratch)
-    : filter_(filter), kernels_(kernels), scratch_(scratch),
-      lane_count_(kernels.lane_count(filter.tap_count())), order_(filter.tap_count() - 1) {
+                   std::size_t lane_count, PassScratch& scratch)
+    : filter_(filter), kernels_(kernels), scratch_(scratch), lane_count_(lane_count),
+      order_(filter.tap_count() - 1) {
     scratch_.state.resize(order_ * lane_count_);
     for (LaneRest& rest : scratch_.rests) {
         rest.is_known = false;
@@ -233,7 +233,8 @@ void TilePass::filter_rows(double* rows, std::size_t row_count, std::ptrdiff_t r
 }
 
 LaneFilter TilePass::lane_filter() {
-    return {filter_.b.data(), filter_.a.data(), filter_.tap_count(), scratch_.state.data()};
+    return {filter_.b.data(), filter_.a.data(), filter_.tap_count(), lane_count_,
+            scratch_.state.data()};
 }
 
 // Lanes that repeat follow one that does not while the others are filtered. Whether all repeat;

@@ -27,7 +27,8 @@ LaneLines shift_lines(LaneLines lines, std::ptrdiff_t sample_count);
 class TilePass {
   public:
     // Borrows all of them. The states are undefined.
-    TilePass(const PreparedFilter& filter, const LaneKernels<float>& kernels, PassScratch& scratch);
+    TilePass(const PreparedFilter& filter, const LaneKernels<float>& kernels,
+             std::size_t lane_count, PassScratch& scratch);
 
     std::size_t lane_count() const { return lane_count_; }
     // tap_count - 1 rows.

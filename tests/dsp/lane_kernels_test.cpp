@@ -6,6 +6,7 @@
 #include <cmath>
 #include <limits>
 #include <map>
+#include <set>
 #include <span>
 #include <string>
 #include <vector>
@@ -15,30 +16,48 @@ namespace {
 
 class LaneKernelsOfWidth : public ForAllKernels {
   protected:
-    // Filters rows of as many lanes as the kernels have for the filter.
-    void filter(std::span<const double> b, std::span<const double> a, std::vector<double>& rows) {
-        const std::size_t lanes = lane_count(b.size());
+    // Filters rows of so many lanes.
+    void filter(std::span<const double> b, std::span<const double> a, std::size_t lanes,
+                std::vector<double>& rows) {
         std::vector<double> state((b.size() - 1) * lanes);
-        GetParam().kernels->filter_rows({b.data(), a.data(), b.size(), state.data()}, rows.data(),
-                                        rows.size() / lanes, static_cast<std::ptrdiff_t>(lanes));
+        GetParam().kernels->filter_rows({b.data(), a.data(), b.size(), lanes, state.data()},
+                                        rows.data(), rows.size() / lanes,
+                                        static_cast<std::ptrdiff_t>(lanes));
     }
-    static std::size_t lane_count(std::size_t tap_count) {
-        return GetParam().kernels->lane_count(tap_count);
+    static std::size_t lane_count(std::size_t tap_count, std::size_t line_count = MAX_LANE_COUNT) {
+        return GetParam().kernels->lane_count(tap_count, line_count);
+    }
+    // All that the kernels have for the filter.
+    static std::set<std::size_t> lane_counts(std::size_t tap_count) {
+        std::set<std::size_t> counts;
+        for (std::size_t line_count = 1; line_count <= MAX_LANE_COUNT; ++line_count) {
+            counts.insert(lane_count(tap_count, line_count));
+        }
+        return counts;
+    }
+    template <class Visit>
+    static void for_each_lane_count(Visit visit) {
+        for (std::size_t tap_count = 2; tap_count <= 11; ++tap_count) {
+            for (const std::size_t lanes : lane_counts(tap_count)) {
+                visit(tap_count, lanes);
+            }
+        }
     }
 
     // Impulses that differ from lane to lane: what comes out is the numerator, times them.
     void expect_impulse_response(std::span<const double> b) {
         std::vector<double> a = {1.0};
         a.resize(b.size());
-        const std::size_t lanes = lane_count(b.size());
-        std::vector<double> rows(b.size() * lanes);
-        for (std::size_t lane = 0; lane < lanes; ++lane) {
-            rows[lane] = static_cast<double>(lane + 1);
-        }
-        filter(b, a, rows);
-        for (std::size_t i = 0; i < rows.size(); ++i) {
-            ASSERT_EQ(rows[i], b[i / lanes] * static_cast<double>(i % lanes + 1))
-                << b.size() << " taps, row " << i / lanes;
+        for (const std::size_t lanes : lane_counts(b.size())) {
+            std::vector<double> rows(b.size() * lanes);
+            for (std::size_t lane = 0; lane < lanes; ++lane) {
+                rows[lane] = static_cast<double>(lane + 1);
+            }
+            filter(b, a, lanes, rows);
+            for (std::size_t i = 0; i < rows.size(); ++i) {
+                ASSERT_EQ(rows[i], b[i / lanes] * static_cast<double>(i % lanes + 1))
+                    << b.size() << " taps, row " << i / lanes << " of " << lanes << " lanes";
+            }
         }
     }
 };
@@ -79,7 +98,7 @@ TEST_P(LaneKernelsOfWidth, LookAtNothingButTheNumeratorForItsSymmetry) {
 TEST_P(LaneKernelsOfWidth, KeepTheSignOfACoefficientThatIsZero) {
     std::vector<double> rows(3 * lane_count(2), -0.0);
     std::fill_n(rows.begin(), lane_count(2), 0.0);
-    filter(std::vector{0.5, 0.5}, std::vector{1.0, -0.0}, rows);
+    filter(std::vector{0.5, 0.5}, std::vector{1.0, -0.0}, lane_count(2), rows);
     for (const double sample : rows) {
         EXPECT_EQ(sample, 0.0);
         EXPECT_FALSE(std::signbit(sample));
@@ -105,6 +124,16 @@ TEST_P(LaneKernelsOfWidth, NameAsManyLanesAsTheyKeepInFlight) {
     }
 }
 
+TEST_P(LaneKernelsOfWidth, NameNoMoreLanesThanFewLinesNeed) {
+    const std::size_t fewest = lane_count(30);
+    const std::size_t most = lane_count(2);
+    for (std::size_t line_count = 1; line_count <= MAX_LANE_COUNT; ++line_count) {
+        const std::size_t needed = line_count <= 4 ? 4 : (line_count <= 8 ? 8 : 16);
+        EXPECT_EQ(lane_count(2, line_count), std::clamp(needed, fewest, most));
+        EXPECT_EQ(lane_count(30, line_count), fewest);
+    }
+}
+
 constexpr std::size_t TILE_COUNT = 3;
 constexpr std::size_t ROW_COUNT = TILE_COUNT * TILE_ROWS;
 
@@ -117,19 +146,21 @@ constexpr double value_at(std::size_t row, std::size_t line) {
 class Unchanging {
   public:
     Unchanging(std::size_t tap_count, std::size_t lane_count)
-        : one_(tap_count), state_((tap_count - 1) * lane_count) {
+        : one_(tap_count), lane_count_(lane_count), state_((tap_count - 1) * lane_count) {
         one_[0] = 1.0;
     }
-    LaneFilter filter() { return {one_.data(), one_.data(), one_.size(), state_.data()}; }
+    LaneFilter filter() {
+        return {one_.data(), one_.data(), one_.size(), lane_count_, state_.data()};
+    }
 
   private:
     std::vector<double> one_;
+    std::size_t lane_count_;
     std::vector<double> state_;
 };
 
 TEST_P(LaneKernelsOfWidth, TurnLinesToRowsAndTouchNothingElse) {
-    for (std::size_t tap_count = 2; tap_count <= 11; ++tap_count) {
-        const std::size_t lanes = lane_count(tap_count);
+    for_each_lane_count([](std::size_t tap_count, std::size_t lanes) {
         std::vector<std::vector<float>> lines(lanes);
         std::vector<const float*> addresses;
         for (std::size_t lane = 0; lane < lanes; ++lane) {
@@ -146,12 +177,11 @@ TEST_P(LaneKernelsOfWidth, TurnLinesToRowsAndTouchNothingElse) {
             const double expected = i / lanes < ROW_COUNT ? value_at(i / lanes, i % lanes) : -1.0;
             ASSERT_EQ(rows[i], expected) << tap_count << " taps, number " << i;
         }
-    }
+    });
 }
 
 TEST_P(LaneKernelsOfWidth, TurnRowsToLinesAndTouchNothingElse) {
-    for (std::size_t tap_count = 2; tap_count <= 11; ++tap_count) {
-        const std::size_t lanes = lane_count(tap_count);
+    for_each_lane_count([](std::size_t tap_count, std::size_t lanes) {
         std::vector<double> rows;
         for (std::size_t i = 0; i < ROW_COUNT * lanes; ++i) {
             rows.push_back(value_at(i / lanes, i % lanes));
@@ -172,7 +202,7 @@ TEST_P(LaneKernelsOfWidth, TurnRowsToLinesAndTouchNothingElse) {
                     << tap_count << " taps, line " << lane;
             }
         }
-    }
+    });
 }
 
 TEST_P(LaneKernelsOfWidth, MakeInfinitiesOfWhatNoFloatHolds) {

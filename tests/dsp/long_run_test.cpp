@@ -94,5 +94,30 @@ TEST_P(LongRun, FiltersARunThatTurnsOutToBeValid) {
     }
 }
 
+bool fills_lanes_with(std::size_t length, const FilterCoefficients& filter, std::size_t lanes) {
+    return fills_lanes(std::vector<float>(length), prepare_filter(filter), lanes);
+}
+
+// Warm-ups are 118 and 841 samples.
+TEST(FillsLanes, HoldsWhereWarmUpsTakeLittleOfTheParts) {
+    EXPECT_FALSE(fills_lanes_with(16'383, EDGE_50_PERCENT, 16));
+    EXPECT_TRUE(fills_lanes_with(16'384, EDGE_50_PERCENT, 16));
+    EXPECT_FALSE(fills_lanes_with(50'000, EDGE_5_PERCENT, 16));
+    EXPECT_TRUE(fills_lanes_with(60'000, EDGE_5_PERCENT, 16));
+    EXPECT_TRUE(fills_lanes_with(50'000, EDGE_5_PERCENT, 8));
+}
+
+TEST(FillsLanes, HoldsForNoFilterOfOneTap) {
+    EXPECT_FALSE(fills_lanes_with(100'000, {{0.5}, {1.0}}, 4));
+}
+
+// One pole at 0.5 or at 0.9, and others at zero.
+TEST(FillsLanes, HoldsForFiltersThatForgetSoon) {
+    EXPECT_FALSE(fills_lanes_with(1'000'000, EDGE_1_PERCENT, 4));
+    EXPECT_TRUE(fills_lanes_with(100'000, {{1.0, 0.0, 0.0}, {1.0, -0.9, 0.0}}, 16));
+    EXPECT_FALSE(fills_lanes_with(100'000, {{1.0, 0.0, 0.0, 0.0}, {1.0, -0.9, 0.0, 0.0}}, 16));
+    EXPECT_TRUE(fills_lanes_with(100'000, {{1.0, 0.0, 0.0, 0.0}, {1.0, -0.5, 0.0, 0.0}}, 16));
+}
+
 } // namespace
 } // namespace talvora::dsp

@@ -27,7 +27,8 @@ class RunGroup : public ForAllKernels {
         const std::vector<std::vector<float>> samples = lines;
         runs.assign(lines.begin(), lines.end());
         const PreparedFilter filter = prepare_filter(coefficients);
-        const std::size_t lane_count = GetParam().kernels->lane_count(filter.tap_count());
+        const std::size_t lane_count =
+            GetParam().kernels->lane_count(filter.tap_count(), MAX_LANE_COUNT);
         for (Runs rest = runs; !rest.empty();) {
             const Runs group = rest.first(std::min(rest.size(), lane_count));
             rest = rest.subspan(group.size());

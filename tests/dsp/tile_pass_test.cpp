@@ -36,7 +36,7 @@ class TilePassOfEightLanes : public testing::Test {
         return state;
     }
     PassScratch scratch_;
-    TilePass pass_{LOW, SSE2_LANE_KERNELS, scratch_};
+    TilePass pass_{LOW, SSE2_LANE_KERNELS, LANE_COUNT, scratch_};
     std::vector<std::vector<float>> samples_ =
         std::vector(LANE_COUNT, std::vector<float>(ROW_COUNT));
     LaneLines lines_{};
