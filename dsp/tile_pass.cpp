@@ -11,7 +11,7 @@ namespace {
 
 constexpr auto ROWS = static_cast<std::ptrdiff_t>(TILE_ROWS);
 
-// Tiles that are passed in one call; where a lane stands still so few that it is soon seen.
+// Tiles that are passed in one call; where lanes come to rest so few that it is soon seen.
 constexpr std::ptrdiff_t MOST_TILES = 15;
 constexpr std::ptrdiff_t REST_TILES = static_cast<std::ptrdiff_t>(REST_ROWS) / ROWS;
 
@@ -26,25 +26,26 @@ bool same_bits_apart(const double* left, std::size_t left_step, const double* ri
     return true;
 }
 
-// Whether the next samples of some lane seem to be one value. A lane that only seems to stand
-// still costs shorter calls.
+// A state with a number so small, that is not zero, fades into denormal numbers: with what is left
+// of a signal before them a lane has met zeros.
+constexpr double FAINT = 0x1p-960;
+bool is_faint(double value) {
+    return std::abs(value) < FAINT && value != 0.0;
+}
+
+// Whether the next samples of all lanes seem to be one value each. Lanes that only seem to stand
+// still cost shorter calls.
 bool stand_still(const LaneLines& lines, std::size_t lane_count) {
-    return std::any_of(lines.begin(), lines.begin() + lane_count, [](const float* line) {
+    return std::all_of(lines.begin(), lines.begin() + lane_count, [](const float* line) {
         return line[0] == line[1] && line[0] == line[6] && line[0] == line[ROWS - 1];
     });
 }
 
-// Whether some lane's rows seem to be in a cycle before `end`.
+// Whether the rows before `end` seem to be in a cycle.
 bool stand_still_before(const double* end, std::size_t lane_count) {
     const double* last = end - lane_count;
-    const double* cycle_before = last - REST_ROWS / 2 * lane_count;
-    for (std::size_t lane = 0; lane < lane_count; ++lane) {
-        if (last[lane] == cycle_before[lane] &&
-            *(last + lane - lane_count) == *(cycle_before + lane - lane_count)) {
-            return true;
-        }
-    }
-    return false;
+    return std::equal(last, end, last - REST_ROWS / 2 * lane_count) &&
+           std::equal(last - lane_count, last, last - (REST_ROWS / 2 + 1) * lane_count);
 }
 
 void load_column(const double* rows, std::size_t lane_count, double* column) {
@@ -191,7 +192,8 @@ void TilePass::filter_forward(const LaneLines& lines, std::ptrdiff_t tile_count,
     for (std::ptrdiff_t tile = 0, count = 0; tile < tile_count; tile += count) {
         const LaneLines now = shift_lines(lines, tile * ROWS);
         double* const out = rows != nullptr ? rows + tile * ROWS * step() : nullptr;
-        if (tile_count - tile >= REST_TILES && stand_still(now, lane_count_)) {
+        if (tile_count - tile >= REST_TILES &&
+            (all_repeat || stand_still(now, lane_count_) || is_faint())) {
             count = REST_TILES;
             all_repeat = pass_with_rests(ForwardBlock{kernels_, lane_count_, now, out}, all_repeat);
         } else {
@@ -209,7 +211,9 @@ void TilePass::filter_backward(double* rows, std::ptrdiff_t tile_count, const La
     bool all_repeat = false;
     for (std::ptrdiff_t end = tile_count, count = 0; end > 0; end -= count) {
         const bool rests =
-            end >= REST_TILES && stand_still_before(rows + end * ROWS * step(), lane_count_);
+            end >= REST_TILES &&
+            (all_repeat || stand_still_before(rows + end * ROWS * step(), lane_count_) ||
+             is_faint());
         count = rests ? REST_TILES : std::min(end, MOST_TILES);
         const std::ptrdiff_t first = (end - count) * ROWS;
         const LaneLines now = lines != nullptr ? shift_lines(*lines, first) : LaneLines{};
@@ -237,20 +241,36 @@ LaneFilter TilePass::lane_filter() {
             scratch_.state.data()};
 }
 
-// Lanes that repeat follow one that does not while the others are filtered. Whether all repeat;
-// when they did so in the block just before, they do it again with the same input.
+bool TilePass::is_faint() const {
+    return std::ranges::any_of(scratch_.state, [](double value) { return dsp::is_faint(value); });
+}
+
+bool TilePass::is_faint(std::size_t lane) const {
+    for (std::size_t i = 0; i < order_; ++i) {
+        if (dsp::is_faint(scratch_.state[i * lane_count_ + lane])) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// Faint lanes that repeat follow one that does not while the others are filtered. Whether all
+// repeat; when they did so in the block just before, they do it again with the same input.
 template <class Block>
 bool TilePass::pass_with_rests(Block block, bool all_repeated) {
     if (all_repeated && block.has_same_input()) {
         block.copy_output();
         return true;
     }
+    std::array<bool, MAX_LANE_COUNT> faint{};
     std::array<bool, MAX_LANE_COUNT> repeating{};
     std::size_t leader = lane_count_;
     for (std::size_t lane = 0; lane < lane_count_; ++lane) {
-        repeating[lane] = repeats(block, lane);
+        faint[lane] = is_faint(lane);
+        repeating[lane] = faint[lane] && repeats(block, lane);
         leader = repeating[lane] ? leader : lane;
     }
+    scratch_.state_before = scratch_.state;
     if (leader < lane_count_) {
         for (std::size_t lane = 0; lane < lane_count_; ++lane) {
             if (repeating[lane]) {
@@ -258,14 +278,11 @@ bool TilePass::pass_with_rests(Block block, bool all_repeated) {
                 copy_lane_state(leader, lane);
             }
         }
-        scratch_.state_before = scratch_.state;
         block.filter(lane_filter());
     }
     for (std::size_t lane = 0; lane < lane_count_; ++lane) {
-        const LaneRest& rest = scratch_.rests[lane];
-        if (!repeating[lane]) {
-            remember_rest(block, lane);
-        } else {
+        if (repeating[lane]) {
+            const LaneRest& rest = scratch_.rests[lane];
             if (leader < lane_count_) {
                 set_lane_state(lane, rest.state);
                 block.end_following(lane, rest.input.data());
@@ -273,9 +290,11 @@ bool TilePass::pass_with_rests(Block block, bool all_repeated) {
             if (block.has_output()) {
                 block.store_output(lane, rest.output.data());
             }
+        } else if (faint[lane]) {
+            remember_rest(block, lane);
         }
     }
-    return leader == lane_count_;
+    return same_bits(scratch_.state.data(), scratch_.state_before.data(), scratch_.state.size());
 }
 
 template <class Block>

@@ -50,6 +50,8 @@ class TilePass {
     void filter_rows(double* rows, std::size_t row_count, std::ptrdiff_t row_step);
 
   private:
+    bool is_faint() const;
+    bool is_faint(std::size_t lane) const;
     template <class Block>
     bool pass_with_rests(Block block, bool all_repeated);
     template <class Block>

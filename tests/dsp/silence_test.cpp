@@ -22,16 +22,19 @@ const FilterCoefficients ALTERNATING = {{0.1, 0.1}, {1.0, 0.7}};
 using Line = std::vector<float>;
 
 std::size_t filtered_tile_count;
+std::size_t filtering_count;
 
 void count_and_filter_forward(const LaneFilter& filter, const float* const* lines,
                               std::size_t tile_count, double* rows, const float* const* upcoming) {
     filtered_tile_count += tile_count;
+    ++filtering_count;
     SSE2_LANE_KERNELS.filter_forward(filter, lines, tile_count, rows, upcoming);
 }
 
 void count_and_filter_backward(const LaneFilter& filter, const double* rows, std::size_t tile_count,
                                float* const* lines, const float* const* upcoming) {
     filtered_tile_count += tile_count;
+    ++filtering_count;
     SSE2_LANE_KERNELS.filter_backward(filter, rows, tile_count, lines, upcoming);
 }
 
@@ -41,6 +44,7 @@ LaneKernels<float> counting_kernels() {
     kernels.filter_forward = count_and_filter_forward;
     kernels.filter_backward = count_and_filter_backward;
     filtered_tile_count = 0;
+    filtering_count = 0;
     return kernels;
 }
 
@@ -132,6 +136,21 @@ TEST(Silence, KeepsThePlainBitsOfLanesThatRestByThemselves) {
         filter_side_by_side_and_count(lines, filter);
         expect_plain_bits(lines, samples, filter);
     }
+}
+
+// Shorter stretches are looked at where a state has faded to almost nothing; exact zeros and
+// constants take no longer than a signal.
+TEST(Silence, SlowsNoLinesBesideOthersThatNeverHadASignal) {
+    auto samples = lines_silent_between(0, 0, 20'000);
+    auto lines = samples;
+    filter_side_by_side_and_count(lines, LOW_PASS);
+    const std::size_t expected = filtering_count;
+    std::ranges::fill(samples[1], 0.0F);
+    std::ranges::fill(samples[2], 0.3F);
+    lines = samples;
+    filter_side_by_side_and_count(lines, LOW_PASS);
+    EXPECT_EQ(filtering_count, expected);
+    expect_plain_bits(lines, samples, LOW_PASS);
 }
 
 TEST(Silence, KeepsThePlainBitsOfALongRunThatFallsSilent) {

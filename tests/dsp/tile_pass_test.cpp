@@ -78,6 +78,26 @@ TEST_F(TilePassOfEightLanes, FiltersOneLaneWhileOthersRest) {
     }
 }
 
+// Sums of all samples before, which seven lanes keep close to the smallest numbers.
+TEST_F(TilePassOfEightLanes, FiltersOneLaneWhileFaintOnesRest) {
+    const PreparedFilter sum = prepare_filter({{0.0, 1.0, 0.0}, {1.0, -1.0, 0.0}});
+    TilePass pass(sum, SSE2_LANE_KERNELS, LANE_COUNT, scratch_);
+    const auto sum_in = [](std::size_t lane) { return 1e-310 * static_cast<double>(lane + 1); };
+    for (std::size_t lane = 0; lane < LANE_COUNT; ++lane) {
+        pass.set_lane_state(lane, std::array{lane == 7 ? 0.0 : sum_in(lane), 0.0});
+    }
+    samples_[7][REST_ROWS + 1] = 8.0F;
+    pass.filter_forward(lines_, ROW_COUNT / TILE_ROWS, rows_.data());
+    for (std::size_t i = 0; i < rows_.size(); ++i) {
+        const bool is_late = i / LANE_COUNT > REST_ROWS + 1;
+        ASSERT_EQ(rows_[i], i % LANE_COUNT == 7 ? (is_late ? 8.0 : 0.0) : sum_in(i % LANE_COUNT))
+            << "row " << i / LANE_COUNT << " of lane " << i % LANE_COUNT;
+    }
+    EXPECT_THAT(pass.state().first(LANE_COUNT),
+                ElementsAre(sum_in(0), sum_in(1), sum_in(2), sum_in(3), sum_in(4), sum_in(5),
+                            sum_in(6), 8.0));
+}
+
 TEST_F(TilePassOfEightLanes, LeavesTheRowsAsTheyAreOnTheWayBack) {
     rows_[(ROW_COUNT - 1) * LANE_COUNT + 6] = 4.0;
     rows_[20 * LANE_COUNT + 6] = 8.0;
