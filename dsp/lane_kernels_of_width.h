@@ -444,21 +444,23 @@ void filter_tiles_backward(const LaneFilter& filter, const double* rows, std::si
 template <class Column>
 void filter_rows_in_place(const LaneFilter& filter, double* rows, std::size_t row_count,
                           std::ptrdiff_t row_step) {
-    AllColumns<Column> all(filter);
-    for (std::size_t row = 0; row < row_count; ++row) {
-        all.for_each([&](Column& columns, std::size_t column) {
+    for (std::size_t column = 0; column < Column::LANE_COUNT; column += Column::SIZE) {
+        Column columns;
+        columns.load_from(filter, column);
+        double* row = rows + column;
+        for (std::size_t left = row_count; left > 0; --left) {
 #pragma GCC unroll 16
             for (std::size_t v = 0; v < Column::VECTOR_COUNT; ++v) {
                 Lanes x;
                 Lanes y;
-                load(x, rows + column + v * WIDTH);
+                load(x, row + v * WIDTH);
                 columns.step(v, x, y);
-                store(y, rows + column + v * WIDTH);
+                store(y, row + v * WIDTH);
             }
-        });
-        rows += row_step;
+            row += row_step;
+        }
+        columns.save_to(filter, column);
     }
-    all.save();
 }
 
 // ---------------------------------------------------------------------------
