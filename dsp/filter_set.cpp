@@ -4,6 +4,8 @@
 #include "dsp/missing_samples.h"
 
 #include <algorithm>
+#include <limits>
+#include <utility>
 
 namespace talvora::dsp {
 
@@ -15,10 +17,13 @@ namespace {
 constexpr std::size_t MAX_COLLECTED_COUNT = 2048;
 constexpr std::size_t ENOUGH_SAMPLES = 256U << 10U;
 
-// Runs side by side should have like lengths; most lines have already.
+// Runs side by side should have like lengths; most lines have already. Those of one length stay in
+// the order of their addresses, as they came from one set: a stable sort would ask for memory.
 void sort_by_length(std::vector<std::span<float>>& runs) {
     if (!std::ranges::is_sorted(runs, std::ranges::greater{}, &std::span<float>::size)) {
-        std::ranges::stable_sort(runs, std::ranges::greater{}, &std::span<float>::size);
+        std::ranges::sort(runs, {}, [](std::span<float> run) {
+            return std::pair(std::numeric_limits<std::size_t>::max() - run.size(), run.data());
+        });
     }
 }
 

@@ -12,6 +12,7 @@
 #include <cmath>
 #include <iterator>
 #include <optional>
+#include <utility>
 
 namespace talvora::units {
 
@@ -99,7 +100,8 @@ dsp::DesignCache build_designs(std::span<const set_record> records,
     return dsp::build_design_cache(rates, parameters);
 }
 
-// Those with a finite rate, in its order: sets of one rate share a design.
+// Those with a finite rate, in its order and then in theirs: sets of one rate share a design. A
+// stable sort would ask for memory.
 std::vector<const BatchedSet*> sort_by_rate(std::span<const BatchedSet> sets) {
     std::vector<const BatchedSet*> sorted;
     sorted.reserve(sets.size());
@@ -108,8 +110,8 @@ std::vector<const BatchedSet*> sort_by_rate(std::span<const BatchedSet> sets) {
             sorted.push_back(&set);
         }
     }
-    std::ranges::stable_sort(sorted, {},
-                             [](const BatchedSet* set) { return set->record.sample_rate; });
+    std::ranges::sort(
+        sorted, {}, [](const BatchedSet* set) { return std::pair(set->record.sample_rate, set); });
     return sorted;
 }
 

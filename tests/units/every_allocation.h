@@ -45,8 +45,8 @@ inline Outcome outcome_of(RecordingHost& host) {
 
 // Runs the unit on hosts made ready by `prepare`: the first allocation that it makes is
 // refused, then the second, and so on until a run needs fewer. A refusal has to leave the
-// run as the exception that it is, or else to make no difference at all: the library's
-// stable_sort makes do without the memory that it asks for. Each host sees to it that all
+// run as the exception that it is, or else to make no difference at all: some of the library's
+// algorithms make do without the memory that they ask for. Each host sees to it that all
 // records were freed once and the unit's own memory was given back; those of runs that
 // ended are shown to `look`.
 inline void expect_clean_end_of_memory(const std::string& identifier,

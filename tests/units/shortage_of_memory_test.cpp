@@ -163,5 +163,30 @@ TEST_P(ShortageOfMemory, IsTriedOnRunsThatSucceed) {
     }
 }
 
+// Rates and lengths that have to be put in order, which asks for no memory that could be done
+// without.
+void grow_rates_and_lengths_out_of_order(RecordingHost& host) {
+    add_set(host, "Imu/a", {3, 1, 40}, 200);
+    add_set(host, "Imu/b", {2, 1, 60}, 50);
+    add_set(host, "Imu/c", {1, 1, 80}, 200);
+    add_set(host, "Imu/d", {1, 1, 50}, 50);
+}
+
+TEST(ShortageOfMemoryWhileSorting, EndsEveryRun) {
+    if (!can_refuse_allocations()) {
+        GTEST_SKIP() << "the sanitizer's allocator refuses nothing";
+    }
+    bool runs_out = true;
+    for (std::uint64_t n = 1; runs_out; ++n) {
+        RecordingHost host;
+        set_parameters(host);
+        host.set_parameter("SourceSets", Texts{"Imu/a", "Imu/b", "Imu/c", "Imu/d"});
+        grow_rates_and_lengths_out_of_order(host);
+        host.refuse_allocation(n);
+        runs_out = runs_out_of_memory(host, "signal.set-butterworth");
+        EXPECT_TRUE(runs_out || host.allocation_count() < n) << "allocation " << n;
+    }
+}
+
 } // namespace
 } // namespace talvora::test_support
