@@ -27,19 +27,28 @@ void sort_by_length(std::vector<std::span<float>>& runs) {
     }
 }
 
-// The first runs that are to be filtered together. A long one that leaves most lanes empty, and is
-// sure to fill them with its parts, is filtered by itself.
-Runs first_group(Runs runs, const PreparedFilter& filter, std::size_t lane_count) {
-    const bool alone = runs.size() > 1 && 3 * runs.size() <= lane_count &&
-                       fills_lanes(runs.front(), filter, lane_count);
-    return runs.first(alone ? 1 : std::min(runs.size(), lane_count));
+// The first runs that are to be filtered together: as many as the lanes hold that those take which
+// are at least half as long as the longest. It is filtered by itself where most lanes would be left
+// empty, and its parts are sure to fill them.
+Runs first_group(Runs runs, const PreparedFilter& filter, const LaneKernels<float>& kernels) {
+    const std::size_t least = runs.front().size() / 2;
+    const auto end_of_like = std::ranges::partition_point(
+        runs, [least](std::span<float> run) { return run.size() >= least; });
+    const auto like_count = static_cast<std::size_t>(end_of_like - runs.begin());
+    const std::size_t most_lanes = kernels.lane_count(filter.tap_count(), MAX_LANE_COUNT);
+    if (3 * like_count <= most_lanes && runs.size() > 1 &&
+        fills_lanes(runs.front(), filter, most_lanes)) {
+        return runs.first(1);
+    }
+    return runs.first(std::min(runs.size(), kernels.lane_count(filter.tap_count(), like_count)));
 }
 
 // Calls visit(group, rest) for groups of runs.
 template <class Visit>
-void for_each_group(Runs runs, const PreparedFilter& filter, std::size_t lane_count, Visit visit) {
+void for_each_group(Runs runs, const PreparedFilter& filter, const LaneKernels<float>& kernels,
+                    Visit visit) {
     while (!runs.empty()) {
-        const Runs group = first_group(runs, filter, lane_count);
+        const Runs group = first_group(runs, filter, kernels);
         runs = runs.subspan(group.size());
         visit(group, runs);
     }
@@ -92,7 +101,7 @@ void SetFilter::prepare(const FilterCoefficients& coefficients) {
 
 void SetFilter::filter_lines() {
     sort_by_length(lines_);
-    for_each_group(lines_, filter_, lanes_at_once(),
+    for_each_group(lines_, filter_, lane_kernels(path_),
                    [this](Runs lines, Runs next) { filter_or_search(lines, next); });
     lines_.clear();
 }
@@ -139,7 +148,7 @@ bool SetFilter::has_enough_runs() const {
 
 void SetFilter::filter_runs() {
     sort_by_length(runs_);
-    for_each_group(runs_, filter_, lanes_at_once(),
+    for_each_group(runs_, filter_, lane_kernels(path_),
                    [this](Runs runs, Runs next) { filter_together(runs, next, Searched::Yes); });
     runs_.clear();
     collected_sample_count_ = 0;

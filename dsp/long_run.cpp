@@ -108,8 +108,10 @@ class LongRunPasses {
         const std::ptrdiff_t length = as_step(run_.size() - filter_.pad_count()) - 1;
         const std::ptrdiff_t most = whole_blocks(MAX_KEPT_DOUBLES / lane_count_ - 1);
         const std::ptrdiff_t limit = std::min(length / lane_count_, most) - BLOCK;
-        warm_up_ = whole_blocks(count_warm_up_samples(filter_, limit) + BLOCK - 1);
-        guesses_hold_ = warm_up_ < limit;
+        const std::ptrdiff_t warm_up = count_warm_up_samples(filter_, limit);
+        const bool is_sure = warm_up <= longest_sure_warm_up(filter_);
+        warm_up_ = whole_blocks(warm_up + BLOCK - 1);
+        guesses_hold_ = warm_up_ < limit && (is_sure || warm_up < limit / PARTS_PER_WARM_UP);
         const std::ptrdiff_t wanted =
             guesses_hold_ ? std::clamp(PARTS_PER_WARM_UP * warm_up_, PART_LENGTH, most)
                           : PART_LENGTH;

@@ -43,9 +43,8 @@ bool stand_still(const LaneLines& lines, std::size_t lane_count) {
 
 // Whether the rows before `end` seem to be in a cycle.
 bool stand_still_before(const double* end, std::size_t lane_count) {
-    const double* last = end - lane_count;
-    return std::equal(last, end, last - REST_ROWS / 2 * lane_count) &&
-           std::equal(last - lane_count, last, last - (REST_ROWS / 2 + 1) * lane_count);
+    const double* last_two = end - 2 * lane_count;
+    return same_bits(last_two, last_two - REST_ROWS / 2 * lane_count, 2 * lane_count);
 }
 
 void load_column(const double* rows, std::size_t lane_count, double* column) {
