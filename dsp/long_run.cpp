@@ -7,6 +7,8 @@
 #include "dsp/warm_up.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <limits>
 
 namespace talvora::dsp {
 
@@ -26,10 +28,25 @@ constexpr std::ptrdiff_t MAX_KEPT_DOUBLES = 512 << 10;
 // A guess that was not right after its warm-up is followed for so many times as long.
 constexpr std::ptrdiff_t WARM_UPS_TO_MEET = 4;
 
-// Whether a guess comes to the true state in the end depends on the filter: of random designs with
+// Whether a guess comes to the true state in the end depends on the filter. Of random designs with
 // a warm-up no longer than this, 998 guesses in a thousand were right after it.
 std::ptrdiff_t longest_sure_warm_up(const PreparedFilter& filter) {
     return filter.tap_count() <= 3 ? 1024 : 256;
+}
+// Guesses that are right for one filter in three, or in ten, are tried where little is lost by it;
+// those for up to three taps are right in the end, and those for many taps with a long memory
+// never.
+std::ptrdiff_t least_parts_per_warm_up(const PreparedFilter& filter, std::ptrdiff_t warm_up) {
+    constexpr std::ptrdiff_t LONGEST_LIKELY = 1024;
+    constexpr std::size_t MOST_TAPS_BEYOND = 5;
+    constexpr std::ptrdiff_t NEVER = std::numeric_limits<std::int32_t>::max();
+    if (filter.tap_count() <= 3 || warm_up <= longest_sure_warm_up(filter)) {
+        return 1;
+    }
+    if (warm_up <= LONGEST_LIKELY) {
+        return PARTS_PER_WARM_UP;
+    }
+    return filter.tap_count() <= MOST_TAPS_BEYOND ? 4 * PARTS_PER_WARM_UP : NEVER;
 }
 constexpr std::size_t FEWEST_SAMPLES_TO_CUT = 16U << 10U;
 
@@ -109,14 +126,15 @@ class LongRunPasses {
         const std::ptrdiff_t most = whole_blocks(MAX_KEPT_DOUBLES / lane_count_ - 1);
         const std::ptrdiff_t limit = std::min(length / lane_count_, most) - BLOCK;
         const std::ptrdiff_t warm_up = count_warm_up_samples(filter_, limit);
-        const bool is_sure = warm_up <= longest_sure_warm_up(filter_);
+        const std::ptrdiff_t least = least_parts_per_warm_up(filter_, warm_up);
         warm_up_ = whole_blocks(warm_up + BLOCK - 1);
-        guesses_hold_ = warm_up_ < limit && (is_sure || warm_up < limit / PARTS_PER_WARM_UP);
+        guesses_hold_ = warm_up_ < limit && least * warm_up < limit;
         const std::ptrdiff_t wanted =
             guesses_hold_ ? std::clamp(PARTS_PER_WARM_UP * warm_up_, PART_LENGTH, most)
                           : PART_LENGTH;
         // One batch alone first: where its guesses are wrong, no others are made.
-        add_cut(std::min(length, wanted * lane_count_), 1);
+        const std::ptrdiff_t tried = guesses_hold_ && least > 1 ? 2 * warm_up_ : wanted;
+        add_cut(std::min(length, tried * lane_count_), 1);
         add_cut(length, ((length - parts_end()) / lane_count_ + wanted - 1) / wanted);
         add_cut(length, 1);
     }
@@ -204,14 +222,14 @@ class LongRunPasses {
         const float* const samples = run_.data() + cut.begin + first_part * cut.part_length;
         const std::ptrdiff_t part_blocks = cut.part_length / BLOCK;
         std::copy_n(state_before(cut, first_part), order_, guessed_.state().begin());
-        const auto load = [&](std::ptrdiff_t block, LaneRows& rows) {
+        const auto filter = [&](OneLane& one, std::ptrdiff_t block) {
             if (block % part_blocks == 0) {
                 std::ranges::copy(in_order_.state(),
                                   state_before(cut, first_part + block / part_blocks));
             }
-            std::copy_n(samples + block * BLOCK, BLOCK, rows.begin());
+            return one.filter_forward(samples + block * BLOCK);
         };
-        if (meet(cut.batch_count * part_blocks, load, [](std::ptrdiff_t, const LaneRows&) {})) {
+        if (meet(cut.batch_count * part_blocks, filter)) {
             forward_.get_lane_state(static_cast<std::size_t>(lane), in_order_.state());
         }
     }
@@ -219,23 +237,18 @@ class LongRunPasses {
     // Follows the true state block by block, and the guessed one until it is the same; whether it
     // is in the end. Guessing is given up when a guess has not come to the true state of a lane
     // that moves for long; to that of one at rest it may never.
-    template <class Load, class Take>
-    bool meet(std::ptrdiff_t block_count, Load load, Take take) {
+    template <class Filter>
+    bool meet(std::ptrdiff_t block_count, Filter filter) {
         std::ptrdiff_t moves_left = WARM_UPS_TO_MEET * warm_up_ / BLOCK;
-        LaneRows input;
-        LaneRows output;
         for (std::ptrdiff_t block = 0; block < block_count; ++block) {
             if (guesses_hold_ && in_order_.has_state(guessed_.state())) {
                 return true;
             }
-            load(block, input);
             guesses_hold_ = guesses_hold_ && moves_left > 0;
             if (guesses_hold_) {
-                guessed_.filter_rows(input, output);
+                filter(guessed_, block);
             }
-            const bool moves = in_order_.filter_rows(input, output);
-            moves_left -= moves ? 1 : 0;
-            take(block, output);
+            moves_left -= filter(in_order_, block) ? 1 : 0;
         }
         return false;
     }
@@ -307,16 +320,11 @@ class LongRunPasses {
         }
         float* const end = lines[static_cast<std::size_t>(lane)] + cut.part_length;
         const double* const last_row = rows_ + (cut.part_length - 1) * lane_count_ + lane;
-        const auto load = [&](std::ptrdiff_t block, LaneRows& rows) {
-            for (std::size_t i = 0; i < REST_ROWS; ++i) {
-                rows[i] = *(last_row - (block * BLOCK + as_step(i)) * lane_count_);
-            }
+        const auto filter = [&](OneLane& one, std::ptrdiff_t block) {
+            return one.filter_backward(last_row - block * BLOCK * lane_count_, lane_count_,
+                                       end - (block + 1) * BLOCK);
         };
-        const auto store = [&](std::ptrdiff_t block, const LaneRows& rows) {
-            std::transform(rows.rbegin(), rows.rend(), end - (block + 1) * BLOCK,
-                           [](double sample) { return static_cast<float>(sample); });
-        };
-        if (meet(cut.part_length / BLOCK, load, store)) {
+        if (meet(cut.part_length / BLOCK, filter)) {
             backward_.get_lane_state(static_cast<std::size_t>(lane), in_order_.state());
         }
     }

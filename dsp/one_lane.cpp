@@ -10,18 +10,45 @@ namespace talvora::dsp {
 
 namespace {
 
+// Samples are widened between the steps of the recurrence, which leave time for it. To narrow them
+// there would keep the next step waiting.
+struct SamplesForward {
+    const float* samples;
+
+    double input(std::size_t row) const { return static_cast<double>(samples[row]); }
+    static constexpr bool HAS_OUTPUT = false;
+    static double output(std::size_t) { return 0.0; }
+    static void store(const LaneRows&) {}
+};
+
+struct RowsBackward {
+    const double* last_row;
+    std::ptrdiff_t row_step;
+    float* last_sample;
+
+    double input(std::size_t row) const { return last_row[-as_step(row) * row_step]; }
+    static constexpr bool HAS_OUTPUT = true;
+    double output(std::size_t row) const { return static_cast<double>(last_sample[-as_step(row)]); }
+    void store(const LaneRows& rows) const {
+        for (std::size_t row = 0; row < REST_ROWS; ++row) {
+            last_sample[-as_step(row)] = static_cast<float>(rows[row]);
+        }
+    }
+    static std::ptrdiff_t as_step(std::size_t count) { return static_cast<std::ptrdiff_t>(count); }
+};
+
 // The steps of filter_sample with the state in registers.
-template <std::size_t Order>
-void filter_rows_of_order(const PreparedFilter& filter, double* state, const LaneRows& input,
-                          LaneRows& output) {
+template <std::size_t Order, class Rows>
+void filter_rows_of_order(const PreparedFilter& filter, double* state, const Rows& rows) {
     double b[Order + 1];
     double a[Order + 1];
     double z[Order];
-    std::ranges::copy(filter.b, b);
-    std::ranges::copy(filter.a, a);
+    std::copy_n(filter.b.begin(), Order + 1, b);
+    std::copy_n(filter.a.begin(), Order + 1, a);
     std::copy_n(state, Order, z);
+    LaneRows output;
     for (std::size_t row = 0; row < REST_ROWS; ++row) {
-        const double x = input[row];
+        const double x = rows.input(row);
         const double y = b[0] * x + z[0];
 #pragma GCC unroll 8
         for (std::size_t i = 1; i < Order; ++i) {
@@ -31,15 +58,30 @@ void filter_rows_of_order(const PreparedFilter& filter, double* state, const Lan
         output[row] = y;
     }
     std::copy_n(z, Order, state);
+    rows.store(output);
 }
 
-using FilterRows = void (*)(const PreparedFilter&, double*, const LaneRows&, LaneRows&);
+template <class Rows>
+using FilterRows = void (*)(const PreparedFilter&, double*, const Rows&);
 
 // From an order of one on.
-constexpr FilterRows FILTER_ROWS[] = {filter_rows_of_order<1>, filter_rows_of_order<2>,
-                                      filter_rows_of_order<3>, filter_rows_of_order<4>,
-                                      filter_rows_of_order<5>, filter_rows_of_order<6>,
-                                      filter_rows_of_order<7>, filter_rows_of_order<8>};
+template <class Rows>
+constexpr FilterRows<Rows> FILTER_ROWS[] = {
+    filter_rows_of_order<1, Rows>, filter_rows_of_order<2, Rows>, filter_rows_of_order<3, Rows>,
+    filter_rows_of_order<4, Rows>, filter_rows_of_order<5, Rows>, filter_rows_of_order<6, Rows>,
+    filter_rows_of_order<7, Rows>, filter_rows_of_order<8, Rows>};
+
+template <class Rows>
+void filter_all_rows(const PreparedFilter& filter, std::span<double> state, const Rows& rows) {
+    if (state.size() <= std::size(FILTER_ROWS<Rows>)) {
+        return FILTER_ROWS<Rows>[state.size() - 1](filter, state.data(), rows);
+    }
+    LaneRows output;
+    for (std::size_t row = 0; row < REST_ROWS; ++row) {
+        output[row] = filter_sample(filter.b, filter.a, state, rows.input(row));
+    }
+    rows.store(output);
+}
 
 } // namespace
 
@@ -56,38 +98,53 @@ bool OneLane::has_state(std::span<const double> state) const {
     return same_bits(state_.data(), state.data(), state.size());
 }
 
-bool OneLane::filter_rows(const LaneRows& input, LaneRows& output) {
-    if (rest_.is_known && has_state(rest_.state) &&
-        same_bits(input.data(), rest_.input.data(), REST_ROWS)) {
-        output = rest_.output;
+bool OneLane::filter_forward(const float* samples) {
+    return filter_rows(SamplesForward{samples});
+}
+
+bool OneLane::filter_backward(const double* last_row, std::ptrdiff_t row_step, float* samples) {
+    return filter_rows(RowsBackward{last_row, row_step, samples + REST_ROWS - 1});
+}
+
+void OneLane::filter(std::span<double> samples) {
+    for (double& sample : samples) {
+        sample = filter_sample(filter_.b, filter_.a, state_, sample);
+    }
+}
+
+template <class Rows>
+bool OneLane::filter_rows(const Rows& rows) {
+    if (repeats(rows)) {
+        rows.store(rest_.output);
         return false;
     }
     rest_.state = state_;
-    if (state_.size() <= std::size(FILTER_ROWS)) {
-        FILTER_ROWS[state_.size() - 1](filter_, state_.data(), input, output);
-    } else {
-        std::ranges::transform(input, output.begin(), [this](double sample) {
-            return filter_sample(filter_.b, filter_.a, state_, sample);
-        });
-    }
+    filter_all_rows(filter_, state_, rows);
     rest_.is_known = has_state(rest_.state);
     if (rest_.is_known) {
-        rest_.input = input;
-        rest_.output = output;
+        remember_rest(rows);
     }
     return true;
 }
 
-void OneLane::filter(std::span<double> samples) {
-    for (; samples.size() >= REST_ROWS; samples = samples.subspan(REST_ROWS)) {
-        LaneRows input;
-        LaneRows output;
-        std::copy_n(samples.begin(), REST_ROWS, input.begin());
-        filter_rows(input, output);
-        std::ranges::copy(output, samples.begin());
+template <class Rows>
+bool OneLane::repeats(const Rows& rows) const {
+    if (!rest_.is_known || (Rows::HAS_OUTPUT && !rest_.has_output) || !has_state(rest_.state)) {
+        return false;
     }
-    for (double& sample : samples) {
-        sample = filter_sample(filter_.b, filter_.a, state_, sample);
+    LaneRows input;
+    for (std::size_t row = 0; row < REST_ROWS; ++row) {
+        input[row] = rows.input(row);
+    }
+    return same_bits(input.data(), rest_.input.data(), REST_ROWS);
+}
+
+template <class Rows>
+void OneLane::remember_rest(const Rows& rows) {
+    rest_.has_output = Rows::HAS_OUTPUT;
+    for (std::size_t row = 0; row < REST_ROWS; ++row) {
+        rest_.input[row] = rows.input(row);
+        rest_.output[row] = rows.output(row);
     }
 }
 

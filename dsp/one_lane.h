@@ -4,6 +4,7 @@
 #include "dsp/lane_scratch.h"
 #include "dsp/zero_phase_filter.h"
 
+#include <cstddef>
 #include <span>
 #include <vector>
 
@@ -21,12 +22,22 @@ class OneLane {
     bool has_met_missing() const;
     bool has_state(std::span<const double> state) const;
 
-    // False when what the rows come to was known.
-    bool filter_rows(const LaneRows& input, LaneRows& output);
+    // REST_ROWS samples, of which the state alone is wanted. False when it was known.
+    bool filter_forward(const float* samples);
+    // REST_ROWS rows from the last one back, each `row_step` before the one after it, to as many
+    // samples. False when they were known.
+    bool filter_backward(const double* last_row, std::ptrdiff_t row_step, float* samples);
     // Any number of samples, in place.
     void filter(std::span<double> samples);
 
   private:
+    template <class Rows>
+    bool filter_rows(const Rows& rows);
+    template <class Rows>
+    bool repeats(const Rows& rows) const;
+    template <class Rows>
+    void remember_rest(const Rows& rows);
+
     const PreparedFilter& filter_;
     std::vector<double> state_;
     LaneRest rest_;
