@@ -27,20 +27,23 @@ void sort_by_length(std::vector<std::span<float>>& runs) {
     }
 }
 
+// From this length on one run takes no longer than with others in lanes beside it.
+constexpr std::size_t LONG_RUN = 4096;
+
 // The first runs that are to be filtered together: as many as the lanes hold that those take which
-// are at least half as long as the longest. It is filtered by itself where most lanes would be left
-// empty, and its parts are sure to fill them.
+// are at least half as long as the longest. It is filtered by itself where it is the only one of
+// these, and where most lanes would be left empty and its parts are sure to fill them.
 Runs first_group(Runs runs, const PreparedFilter& filter, const LaneKernels<float>& kernels) {
-    const std::size_t least = runs.front().size() / 2;
+    const std::span<float> longest = runs.front();
     const auto end_of_like = std::ranges::partition_point(
-        runs, [least](std::span<float> run) { return run.size() >= least; });
+        runs, [&](std::span<float> run) { return run.size() >= longest.size() / 2; });
     const auto like_count = static_cast<std::size_t>(end_of_like - runs.begin());
     const std::size_t most_lanes = kernels.lane_count(filter.tap_count(), MAX_LANE_COUNT);
-    if (3 * like_count <= most_lanes && runs.size() > 1 &&
-        fills_lanes(runs.front(), filter, most_lanes)) {
-        return runs.first(1);
-    }
-    return runs.first(std::min(runs.size(), kernels.lane_count(filter.tap_count(), like_count)));
+    const bool alone =
+        like_count == 1 ? longest.size() >= LONG_RUN
+                        : 3 * like_count <= most_lanes && fills_lanes(longest, filter, most_lanes);
+    const std::size_t count = alone ? 1 : kernels.lane_count(filter.tap_count(), like_count);
+    return runs.first(std::min(runs.size(), count));
 }
 
 // Calls visit(group, rest) for groups of runs.
