@@ -34,19 +34,17 @@ std::ptrdiff_t longest_sure_warm_up(const PreparedFilter& filter) {
     return filter.tap_count() <= 3 ? 1024 : 256;
 }
 // Guesses that are right for one filter in three, or in ten, are tried where little is lost by it;
-// those for up to three taps are right in the end, and those for many taps with a long memory
-// never.
+// those for up to three taps are right in the end, and those for a longer memory hardly ever.
 std::ptrdiff_t least_parts_per_warm_up(const PreparedFilter& filter, std::ptrdiff_t warm_up) {
-    constexpr std::ptrdiff_t LONGEST_LIKELY = 1024;
-    constexpr std::size_t MOST_TAPS_BEYOND = 5;
     constexpr std::ptrdiff_t NEVER = std::numeric_limits<std::int32_t>::max();
+    const std::ptrdiff_t longest_likely = filter.tap_count() <= 5 ? 1024 : 512;
     if (filter.tap_count() <= 3 || warm_up <= longest_sure_warm_up(filter)) {
         return 1;
     }
-    if (warm_up <= LONGEST_LIKELY) {
+    if (warm_up <= longest_likely) {
         return PARTS_PER_WARM_UP;
     }
-    return filter.tap_count() <= MOST_TAPS_BEYOND ? 4 * PARTS_PER_WARM_UP : NEVER;
+    return warm_up <= 2 * longest_likely ? 4 * PARTS_PER_WARM_UP : NEVER;
 }
 constexpr std::size_t FEWEST_SAMPLES_TO_CUT = 16U << 10U;
 

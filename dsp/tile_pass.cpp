@@ -33,6 +33,10 @@ bool is_faint(double value) {
     return std::abs(value) < FAINT && value != 0.0;
 }
 
+bool has_faint(const double* row, std::size_t lane_count) {
+    return std::any_of(row, row + lane_count, is_faint);
+}
+
 // Whether the next samples of all lanes seem to be one value each. Lanes that only seem to stand
 // still cost shorter calls.
 bool stand_still(const LaneLines& lines, std::size_t lane_count) {
@@ -70,6 +74,8 @@ struct ForwardBlock {
     void load_input(std::size_t lane, double* input) const {
         std::copy_n(lines[lane], REST_ROWS, input);
     }
+    // A float is no denormal double.
+    static bool has_faint_input(std::size_t) { return false; }
     void load_output(std::size_t lane, double* output) const {
         load_column(rows + lane, lane_count, output);
     }
@@ -105,6 +111,9 @@ struct BackwardBlock {
     bool has_output() const { return lines != nullptr; }
     void load_input(std::size_t lane, double* input) const {
         load_column(rows + lane, lane_count, input);
+    }
+    bool has_faint_input(std::size_t lane) const {
+        return is_faint(rows[(REST_ROWS - 1) * lane_count + lane]);
     }
     void load_output(std::size_t lane, double* output) const {
         std::copy_n((*lines)[lane], REST_ROWS, output);
@@ -212,7 +221,7 @@ void TilePass::filter_backward(double* rows, std::ptrdiff_t tile_count, const La
         const bool rests =
             end >= REST_TILES &&
             (all_repeat || stand_still_before(rows + end * ROWS * step(), lane_count_) ||
-             is_faint());
+             is_faint() || has_faint(rows + (end * ROWS - 1) * step(), lane_count_));
         count = rests ? REST_TILES : std::min(end, MOST_TILES);
         const std::ptrdiff_t first = (end - count) * ROWS;
         const LaneLines now = lines != nullptr ? shift_lines(*lines, first) : LaneLines{};
@@ -265,7 +274,7 @@ bool TilePass::pass_with_rests(Block block, bool all_repeated) {
     std::array<bool, MAX_LANE_COUNT> repeating{};
     std::size_t leader = lane_count_;
     for (std::size_t lane = 0; lane < lane_count_; ++lane) {
-        faint[lane] = is_faint(lane);
+        faint[lane] = is_faint(lane) || block.has_faint_input(lane);
         repeating[lane] = faint[lane] && repeats(block, lane);
         leader = repeating[lane] ? leader : lane;
     }

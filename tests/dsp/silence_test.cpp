@@ -138,6 +138,17 @@ TEST(Silence, KeepsThePlainBitsOfLanesThatRestByThemselves) {
     }
 }
 
+// What the first pass leaves behind a signal is too small for the state of the second.
+TEST(Silence, KeepsThePlainBitsWhereTheStateIsZeroAndTheInputAlmost) {
+    const FilterCoefficients high_pass = {{0.05, -0.05}, {1.0, 0.9}};
+    auto samples = lines_silent_between(3'000, 30'000, 30'000);
+    RandomFilters random(15);
+    std::ranges::generate(samples[3], [&] { return static_cast<float>(random.number(-1, 1)); });
+    auto lines = samples;
+    filter_side_by_side_and_count(lines, high_pass);
+    expect_plain_bits(lines, samples, high_pass);
+}
+
 // Shorter stretches are looked at where a state has faded to almost nothing; exact zeros and
 // constants take no longer than a signal.
 TEST(Silence, SlowsNoLinesBesideOthersThatNeverHadASignal) {
