@@ -42,8 +42,8 @@ constexpr std::ptrdiff_t tiles_for(std::ptrdiff_t length) {
 }
 
 // All lanes begin at tile 0, and the first one is the last to end. A lane that has ended, or that
-// no run was left for, is the first one once more: it has its state, and reads and writes its
-// samples. So none fades into denormal numbers.
+// no run was left for, is the last one that goes on once more: it has its state, and reads and
+// writes its samples. So none fades into denormal numbers by itself.
 class GroupPasses {
   public:
     GroupPasses(Runs runs, Runs next, const PreparedFilter& filter,
@@ -97,7 +97,7 @@ class GroupPasses {
 
   private:
     std::span<float> run_of(std::size_t lane) const {
-        return runs_[lane < runs_.size() ? lane : 0];
+        return runs_[std::min(lane, runs_.size() - 1)];
     }
     // None where there is no run.
     std::ptrdiff_t length_of(std::size_t lane) const {
@@ -116,7 +116,7 @@ class GroupPasses {
         const std::size_t live_count = count_lanes_of(row + 1);
         LaneLines lines;
         for (std::size_t lane = 0; lane < MAX_LANE_COUNT; ++lane) {
-            lines[lane] = run_of(lane < live_count ? lane : 0).data() + row;
+            lines[lane] = run_of(std::min(lane, live_count - 1)).data() + row;
         }
         return lines;
     }
@@ -124,7 +124,7 @@ class GroupPasses {
     // Of the vectors of states that runs have at their ends, that of a lane.
     std::span<double> state_in(std::vector<double>& states, std::size_t lane) const {
         const std::size_t order = filter_.tap_count() - 1;
-        return std::span(states).subspan((lane < runs_.size() ? lane : 0) * order, order);
+        return std::span(states).subspan(std::min(lane, runs_.size() - 1) * order, order);
     }
     std::span<double> end_of(std::size_t lane) { return state_in(ends_, lane); }
     std::span<double> turn_of(std::size_t lane) { return state_in(turns_, lane); }
@@ -153,13 +153,11 @@ class GroupPasses {
         for (std::size_t lane = 0; lane < runs_.size(); ++lane) {
             backward_.get_lane_state(lane, turn_of(lane));
         }
-        follow_first(1, backward_);
     }
 
-    void follow_first(std::size_t first_follower, TilePass& pass) const {
-        for (std::size_t lane = std::max<std::size_t>(first_follower, 1); lane < lane_count_;
-             ++lane) {
-            pass.copy_lane_state(0, lane);
+    void follow_last(std::size_t live_count, TilePass& pass) const {
+        for (std::size_t lane = live_count; lane < lane_count_; ++lane) {
+            pass.copy_lane_state(live_count - 1, lane);
         }
     }
 
@@ -202,7 +200,9 @@ class GroupPasses {
                     forward_.get_lane_state(lane, end_of(lane));
                 }
             }
-            follow_first(count_lanes_of(end + 1), forward_);
+            if (end < length_of(0)) {
+                follow_last(count_lanes_of(end + 1), forward_);
+            }
         }
     }
 
@@ -236,6 +236,7 @@ class GroupPasses {
                     backward_.set_lane_state(lane, turn_of(lane));
                 }
             }
+            follow_last(live_count, backward_);
             row = std::max(begin, length_of(live_count));
             if (end % ROWS == 0 && end - row >= ROWS) {
                 row = tiles_for(row) * ROWS;
