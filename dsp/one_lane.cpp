@@ -64,17 +64,15 @@ void filter_rows_of_order(const PreparedFilter& filter, double* state, const Row
 template <class Rows>
 using FilterRows = void (*)(const PreparedFilter&, double*, const Rows&);
 
-// From an order of one on.
-template <class Rows>
-constexpr FilterRows<Rows> FILTER_ROWS[] = {
-    filter_rows_of_order<1, Rows>, filter_rows_of_order<2, Rows>, filter_rows_of_order<3, Rows>,
-    filter_rows_of_order<4, Rows>, filter_rows_of_order<5, Rows>, filter_rows_of_order<6, Rows>,
-    filter_rows_of_order<7, Rows>, filter_rows_of_order<8, Rows>};
-
 template <class Rows>
 void filter_all_rows(const PreparedFilter& filter, std::span<double> state, const Rows& rows) {
-    if (state.size() <= std::size(FILTER_ROWS<Rows>)) {
-        return FILTER_ROWS<Rows>[state.size() - 1](filter, state.data(), rows);
+    // From an order of one on.
+    static constexpr FilterRows<Rows> OF_ORDER[] = {
+        filter_rows_of_order<1, Rows>, filter_rows_of_order<2, Rows>, filter_rows_of_order<3, Rows>,
+        filter_rows_of_order<4, Rows>, filter_rows_of_order<5, Rows>, filter_rows_of_order<6, Rows>,
+        filter_rows_of_order<7, Rows>, filter_rows_of_order<8, Rows>};
+    if (state.size() <= std::size(OF_ORDER)) {
+        return OF_ORDER[state.size() - 1](filter, state.data(), rows);
     }
     LaneRows output;
     for (std::size_t row = 0; row < REST_ROWS; ++row) {

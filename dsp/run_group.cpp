@@ -1,5 +1,6 @@
 #include "dsp/run_group.h"
 
+#include "dsp/filter_sample.h"
 #include "dsp/odd_reflection.h"
 #include "dsp/tile_pass.h"
 
@@ -111,12 +112,15 @@ class GroupPasses {
         }
         return count;
     }
+    // Those that have samples in a tile, and those that fill it.
+    std::size_t count_live(std::ptrdiff_t tile) const { return count_lanes_of(tile * ROWS + 1); }
+    std::size_t count_whole(std::ptrdiff_t tile) const { return count_lanes_of((tile + 1) * ROWS); }
 
-    LaneLines lines_at(std::ptrdiff_t row) const {
-        const std::size_t live_count = count_lanes_of(row + 1);
+    LaneLines lines_at(std::ptrdiff_t tile) const {
+        const std::size_t live_count = count_live(tile);
         LaneLines lines;
         for (std::size_t lane = 0; lane < MAX_LANE_COUNT; ++lane) {
-            lines[lane] = run_of(std::min(lane, live_count - 1)).data() + row;
+            lines[lane] = run_of(std::min(lane, live_count - 1)).data() + tile * ROWS;
         }
         return lines;
     }
@@ -179,90 +183,142 @@ class GroupPasses {
         states_.erase(kept, states_.end());
     }
 
-    // Samples of tiles [first, last), to rows if there are any. Between the ends of lanes whole
-    // tiles are passed many at a time, and what is left row by row.
+    // Tiles [first, last), to rows if there are any. Between the tiles in which lanes end they
+    // are passed many at a time.
     void filter_forward(std::ptrdiff_t first, std::ptrdiff_t last, double* rows) {
-        const std::ptrdiff_t begin = first * ROWS;
-        const std::ptrdiff_t stop = std::min(last * ROWS, length_of(0));
-        for (std::ptrdiff_t row = begin, end = 0; row < stop; row = end) {
-            const std::size_t live_count = count_lanes_of(row + 1);
-            double* const out = rows != nullptr ? rows + (row - begin) * step_ : nullptr;
-            end = std::min(stop, length_of(live_count - 1));
-            if (row % ROWS == 0 && end - row >= ROWS) {
-                end -= end % ROWS;
-                filter_tiles_forward(row, end, out);
+        for (std::ptrdiff_t tile = first, end = 0; tile < last; tile = end) {
+            double* const out = rows != nullptr ? rows + (tile - first) * ROWS * step_ : nullptr;
+            const std::size_t live_count = count_live(tile);
+            end = std::min(last, length_of(live_count - 1) / ROWS);
+            if (end > tile) {
+                filter_whole_tiles_forward(tile, end, out);
             } else {
-                end = std::min(end, row - row % ROWS + ROWS);
-                filter_rows_forward(row, end, out != nullptr ? out : spare_rows_.data());
+                end = tile + 1;
+                if (ends_are_one(live_count)) {
+                    filter_rest_forward(tile, out != nullptr ? out : spare_rows_.data());
+                } else {
+                    filter_ragged_tile_forward(tile, out);
+                }
             }
             for (std::size_t lane = 0; lane < live_count; ++lane) {
-                if (length_of(lane) == end) {
+                if (length_of(lane) == end * ROWS) {
                     forward_.get_lane_state(lane, end_of(lane));
                 }
             }
-            if (end < length_of(0)) {
-                follow_last(count_lanes_of(end + 1), forward_);
+            if (end * ROWS < length_of(0)) {
+                follow_last(count_live(end), forward_);
             }
         }
     }
 
-    void filter_tiles_forward(std::ptrdiff_t begin, std::ptrdiff_t end, double* rows) {
-        const LaneLines lines = lines_at(begin);
-        const bool asks = rows == nullptr || asks_for_next_;
-        const LaneLines wanted = asks ? shift_lines(rows == nullptr ? lines : next_,
-                                                    rows == nullptr ? SAMPLES_AHEAD : begin)
-                                      : lines;
-        forward_.filter_forward(lines, (end - begin) / ROWS, rows, asks ? &wanted : nullptr);
+    bool ends_are_one(std::size_t live_count) const {
+        return length_of(live_count - 1) == length_of(0);
     }
 
-    void filter_rows_forward(std::ptrdiff_t begin, std::ptrdiff_t end, double* rows) {
-        const LaneLines lines = lines_at(begin);
-        for (std::ptrdiff_t row = 0; row < end - begin; ++row) {
-            for (std::size_t lane = 0; lane < lane_count_; ++lane) {
+    void filter_whole_tiles_forward(std::ptrdiff_t first, std::ptrdiff_t last, double* rows) {
+        const LaneLines lines = lines_at(first);
+        const bool asks = rows == nullptr || asks_for_next_;
+        const LaneLines wanted = asks ? shift_lines(rows == nullptr ? lines : next_,
+                                                    rows == nullptr ? SAMPLES_AHEAD : first * ROWS)
+                                      : lines;
+        forward_.filter_forward(lines, last - first, rows, asks ? &wanted : nullptr);
+    }
+
+    // What all lanes that go on have left, in rows.
+    void filter_rest_forward(std::ptrdiff_t tile, double* rows) {
+        const LaneLines lines = lines_at(tile);
+        const std::ptrdiff_t row_count = length_of(0) - tile * ROWS;
+        for (std::size_t lane = 0; lane < lane_count_; ++lane) {
+            for (std::ptrdiff_t row = 0; row < row_count; ++row) {
                 rows[row * step_ + as_step(lane)] = static_cast<double>(lines[lane][row]);
             }
         }
-        forward_.filter_rows(rows, static_cast<std::size_t>(end - begin), step_);
+        forward_.filter_rows(rows, static_cast<std::size_t>(row_count), step_);
+        for (std::size_t lane = 0; lane < count_live(tile); ++lane) {
+            forward_.get_lane_state(lane, end_of(lane));
+        }
+    }
+
+    // Lanes that end within the tile read a copy, and come to their ends by themselves.
+    void filter_ragged_tile_forward(std::ptrdiff_t tile, double* rows) {
+        const std::size_t live_count = count_live(tile);
+        LaneLines lines = lines_at(tile);
+        for (std::size_t lane = count_whole(tile); lane < live_count; ++lane) {
+            const std::span<const float> rest(lines[lane], run_of(lane).data() + length_of(lane));
+            std::fill(std::ranges::copy(rest, spare_[lane].begin()).out, spare_[lane].end(),
+                      rest.back());
+            lines[lane] = spare_[lane].data();
+            forward_.get_lane_state(lane, end_of(lane));
+            for (const float sample : rest) {
+                filter_sample(filter_.b, filter_.a, end_of(lane), static_cast<double>(sample));
+            }
+        }
+        std::fill(lines.begin() + as_step(live_count), lines.end(), lines[live_count - 1]);
+        forward_.filter_forward(lines, 1, rows);
     }
 
     // Back over the rows of filter_forward, and to the samples.
     void filter_backward(std::ptrdiff_t first, std::ptrdiff_t last) {
-        const std::ptrdiff_t begin = first * ROWS;
-        for (std::ptrdiff_t end = std::min(last * ROWS, length_of(0)), row = 0; end > begin;
-             end = row) {
-            const std::size_t live_count = count_lanes_of(end);
+        for (std::ptrdiff_t end = last, tile = 0; end > first; end = tile) {
+            const std::size_t live_count = count_live(end - 1);
             for (std::size_t lane = 0; lane < live_count; ++lane) {
-                if (length_of(lane) == end) {
+                if (length_of(lane) == end * ROWS) {
                     backward_.set_lane_state(lane, turn_of(lane));
                 }
             }
             follow_last(live_count, backward_);
-            row = std::max(begin, length_of(live_count));
-            if (end % ROWS == 0 && end - row >= ROWS) {
-                row = tiles_for(row) * ROWS;
-                filter_tiles_backward(row, end, rows_ + (row - begin) * step_);
+            tile = end - 1;
+            if (count_whole(tile) == live_count) {
+                tile = std::max(first, tiles_for(length_of(live_count)));
+                filter_whole_tiles_backward(tile, end, rows_ + (tile - first) * ROWS * step_);
+            } else if (ends_are_one(live_count)) {
+                filter_rest_backward(tile, rows_ + (tile - first) * ROWS * step_);
             } else {
-                row = std::max(row, (tiles_for(end) - 1) * ROWS);
-                filter_rows_backward(row, end, rows_ + (row - begin) * step_);
+                filter_ragged_tile_backward(tile, rows_ + (tile - first) * ROWS * step_);
             }
         }
     }
 
-    void filter_tiles_backward(std::ptrdiff_t begin, std::ptrdiff_t end, double* rows) {
-        const LaneLines lines = lines_at(begin);
+    void filter_whole_tiles_backward(std::ptrdiff_t first, std::ptrdiff_t last, double* rows) {
+        const LaneLines lines = lines_at(first);
         const LaneLines wanted = shift_lines(lines, -SAMPLES_AHEAD);
-        backward_.filter_backward(rows, (end - begin) / ROWS, &lines, &wanted);
+        backward_.filter_backward(rows, last - first, &lines, &wanted);
     }
 
-    void filter_rows_backward(std::ptrdiff_t begin, std::ptrdiff_t end, double* rows) {
-        const std::ptrdiff_t row_count = end - begin;
+    void filter_rest_backward(std::ptrdiff_t tile, double* rows) {
+        const std::size_t live_count = count_live(tile);
+        for (std::size_t lane = 0; lane < live_count; ++lane) {
+            backward_.set_lane_state(lane, turn_of(lane));
+        }
+        follow_last(live_count, backward_);
+        const std::ptrdiff_t row_count = length_of(0) - tile * ROWS;
         backward_.filter_rows(rows + (row_count - 1) * step_, static_cast<std::size_t>(row_count),
                               -step_);
-        const LaneLines lines = lines_at(begin);
-        for (std::ptrdiff_t row = 0; row < row_count; ++row) {
-            for (std::size_t lane = 0; lane < lane_count_; ++lane) {
+        const LaneLines lines = lines_at(tile);
+        for (std::size_t lane = 0; lane < live_count; ++lane) {
+            for (std::ptrdiff_t row = 0; row < row_count; ++row) {
                 lines[lane][row] = static_cast<float>(rows[row * step_ + as_step(lane)]);
             }
+        }
+    }
+
+    // Lanes that end within the tile write elsewhere, and come in by themselves.
+    void filter_ragged_tile_backward(std::ptrdiff_t tile, double* rows) {
+        const std::size_t live_count = count_live(tile);
+        LaneLines lines = lines_at(tile);
+        for (std::size_t lane = count_whole(tile); lane < live_count; ++lane) {
+            lines[lane] = spare_[lane].data();
+        }
+        std::fill(lines.begin() + as_step(live_count), lines.end(), lines[live_count - 1]);
+        backward_.filter_backward(rows, 1, &lines);
+        for (std::size_t lane = count_whole(tile); lane < live_count; ++lane) {
+            for (std::ptrdiff_t row = length_of(lane) - tile * ROWS; row-- > 0;) {
+                const double sample = filter_sample(filter_.b, filter_.a, turn_of(lane),
+                                                    rows[row * step_ + as_step(lane)]);
+                run_of(lane)[static_cast<std::size_t>(tile * ROWS + row)] =
+                    static_cast<float>(sample);
+            }
+            backward_.set_lane_state(lane, turn_of(lane));
         }
     }
 
@@ -284,6 +340,7 @@ class GroupPasses {
     std::vector<double>& states_;
     std::vector<double>& ends_;  // of the forward pass, lane by lane
     std::vector<double>& turns_; // where the backward pass meets the runs
+    std::array<std::array<float, TILE_ROWS>, MAX_LANE_COUNT> spare_;
     std::array<double, TILE_ROWS * MAX_LANE_COUNT> spare_rows_;
 };
 
