@@ -229,6 +229,9 @@ class GroupPasses {
         const LaneLines lines = lines_at(tile);
         const std::ptrdiff_t row_count = length_of(0) - tile * ROWS;
         for (std::size_t lane = 0; lane < lane_count_; ++lane) {
+            if (asks_for_next_) {
+                __builtin_prefetch(next_[lane] + tile * ROWS);
+            }
             for (std::ptrdiff_t row = 0; row < row_count; ++row) {
                 rows[row * step_ + as_step(lane)] = static_cast<double>(lines[lane][row]);
             }
