@@ -23,13 +23,6 @@
 
 #ifdef TALVORA_ADDRESS_SANITIZER
 #include <sanitizer/lsan_interface.h>
-
-// The HDF5 library hands memory on from one use to the next: what it loses over a damaged file
-// may have been asked for by another test.
-extern "C" const char* __lsan_default_suppressions();
-extern "C" const char* __lsan_default_suppressions() {
-    return "leak:H5FL_";
-}
 #endif
 
 namespace talvora::host {
