@@ -8,6 +8,7 @@
 #include "host/hdf5/hdf5_types.h"
 #include "host/hdf5/hdf5_values.h"
 #include "host/system/work_state.h"
+#include "host/text/path_glob.h"
 #include "host/tree/tree_rules.h"
 
 #include <fmt/format.h>
@@ -165,8 +166,8 @@ std::optional<ObjectId> Hdf5Tree::find(ObjectId group, std::string_view path) {
     const InFile here(name_.native());
     node(group, ObjectKind::Group);
     std::optional<ObjectId> found = group;
-    for (const std::string& name : split_path(path)) {
-        if (node(*found).kind != ObjectKind::Group) {
+    for (const std::string& name : split_names(path)) {
+        if (node(*found).kind != ObjectKind::Group || !is_possible_name(name)) {
             return std::nullopt;
         }
         found = find_child(*found, name);

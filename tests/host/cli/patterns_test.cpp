@@ -39,6 +39,20 @@ TEST_F(Patterns, FailBeforeTheUnitRunsWhenNothingMatches) {
     EXPECT_FALSE(fs::exists(folder_ / "up.h5"));
 }
 
+// No object of a file can be called so.
+TEST_F(Patterns, ANameThatNothingCanHaveIsNotThere) {
+    import_walk();
+    for (const std::string source : {".", "./Signals", "Signals/.", ".."}) {
+        const auto result =
+            run({"run", "apply-set-rectify", "SourceGroup=" + source, "walk.h5", "-o", "up.h5"});
+        EXPECT_EQ(result.exit_code, 3);
+        EXPECT_EQ(result.errors, "error: walk.h5: apply-set-rectify: Invalid source group '" +
+                                     source +
+                                     "' to find data set(s)\n"
+                                     "hint: list them: talvora-host tree walk.h5\n");
+    }
+}
+
 TEST_F(Patterns, AreLookedForInEachFileByItself) {
     import_walk("a.h5");
     write_file(folder_ / "b.csv", "Z\n-1\n-2\n");

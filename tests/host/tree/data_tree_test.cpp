@@ -157,6 +157,10 @@ TEST_P(DataTrees, FindsNothingWhereNothingIs) {
     EXPECT_FALSE(tree.find(tree.root(), "nothing/at/all").has_value());
     EXPECT_FALSE(tree.find(tree.root(), "set/below").has_value());
     EXPECT_FALSE(tree.find(tree.root(), "Set").has_value());
+    for (const std::string_view no_name :
+         {".", "./set", "set/.", "..", std::string_view("\0", 1)}) {
+        EXPECT_FALSE(tree.find(tree.root(), no_name).has_value()) << no_name;
+    }
 }
 
 TEST_P(DataTrees, ListsByName) {
