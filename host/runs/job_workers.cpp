@@ -23,12 +23,8 @@ std::string name_file(const Job& job, const WorkerEnd& end) {
 // By which its result is told from what stood there. Nothing for no file, and for one that cannot
 // be looked at.
 std::optional<std::uint64_t> find_number(const std::filesystem::path& file) {
-    try {
-        const auto identity = identify_file(file);
-        return identity ? std::optional(identity->number) : std::nullopt;
-    } catch (const Failure&) {
-        return std::nullopt;
-    }
+    const auto identity = find_identity(file);
+    return identity ? std::optional(identity->number) : std::nullopt;
 }
 
 // The outputs as they were before any work.
