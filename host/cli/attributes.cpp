@@ -274,7 +274,7 @@ void set_attributes(Session& session, const AttributesCommand& command) {
             const auto changes = change_file(session.console, job, place.glob, edit, command);
             print_changes(session.console, changes, job, command);
         },
-        job.output.string(), job.input.string());
+        job.output.string());
 }
 
 void refuse_output(const AttributesCommand& command) {

@@ -197,8 +197,10 @@ void add_export_command(Command program, Session& session) {
                            {"To standard output", "talvora-host export walk.h5 -o -"},
                            {"The results of many files, for statistics",
                             "talvora-host export 'results/*.h5::Means/**' --tidy -o means.csv"}});
-    command.on_run(
-        [&session, state] { read_apart(session, [&] { export_files(session, *state); }); });
+    command.on_run([&session, state] {
+        read_apart(
+            session, [&] { export_files(session, *state); }, name_text_file(state->output));
+    });
 }
 
 } // namespace talvora::host

@@ -142,7 +142,7 @@ void import_mapped_file(Session& session, const ImportCommand& command) {
                 make_file(session.console, work, options);
             }
         },
-        command.output, place.file.string());
+        command.output);
 }
 
 } // namespace talvora::host

@@ -320,7 +320,10 @@ void add_plot_command(Command program, Session& session) {
         {{"A page to zoom in", "talvora-host plot walk.h5 -o walk.html"},
          {"Before and after, ten seconds, as a picture",
           "talvora-host plot walk.h5::Imu/Rate --with smooth.h5 --from 10 --to 20 -o walk.svg"}});
-    command.on_run([&session, state] { read_apart(session, [&] { plot_file(session, *state); }); });
+    command.on_run([&session, state] {
+        read_apart(
+            session, [&] { plot_file(session, *state); }, state->output);
+    });
 }
 
 } // namespace talvora::host

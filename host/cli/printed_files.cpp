@@ -30,7 +30,7 @@ TextSink choose_standard_output() {
 
 void write_text_file(const Console& console, const std::string& output, const WriteOptions& options,
                      const std::function<void(const TextSink&)>& work) {
-    if (output == "-") {
+    if (name_text_file(output).empty()) {
         work(choose_standard_output());
         return;
     }
@@ -42,6 +42,10 @@ void write_text_file(const Console& console, const std::string& output, const Wr
                       output + ": cannot be written: " + std::generic_category().message(errno));
     }
     publish(console, pending);
+}
+
+std::string name_text_file(const std::string& output) {
+    return output == "-" ? "" : output;
 }
 
 void publish(const Console& console, PendingFile& pending) {

@@ -215,6 +215,10 @@ std::string temporary_template(const fs::path& destination) {
         .string();
 }
 
+bool is_temporary_name(const fs::path& file) {
+    return find_temporary_stem(file.filename().native()).has_value();
+}
+
 WriterLock::WriterLock(const fs::path& destination)
     : name_(lock_name(folder_of(destination), stem_of(destination))) {
     const SignalsHeldBack held_back;

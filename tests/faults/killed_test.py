@@ -1,4 +1,4 @@
-"""Kills a worker right behind a rename or link of the publishing of its result, or has two fail.
+"""Kills a worker right behind a sync, rename or link of publishing its result, or has two fail.
 
     killed_test.py TALVORA_HOST PLUGIN FAILING_CALLS
 
@@ -34,15 +34,17 @@ class KilledBehindTheRename(unittest.TestCase):
                 made.attrs["SampleRate"] = numpy.float32(100)
 
     def rectify(self, *words, plan):
+        return self.call("run", "apply-set-rectify", "SourceGroup=Imu", *words, plan=plan)
+
+    def call(self, *words, plan):
         counts = self.folder.parent / "counts"
         counts.write_bytes(bytes(8 * (KIND_COUNT + 1)))
         self.addCleanup(counts.unlink, missing_ok=True)
         environment = {**os.environ, "LD_PRELOAD": FAILING_CALLS, "FAILING_CALL": plan,
                        "FAILING_BELOW": str(self.folder), "FAILING_COUNTS": str(counts),
                        "TALVORA_PLUGIN_PATH": PLUGIN}
-        done = subprocess.run([HOST, "run", "apply-set-rectify", "SourceGroup=Imu", *words],
-                              cwd=self.folder, env=environment, capture_output=True, text=True,
-                              timeout=60, check=False)
+        done = subprocess.run([HOST, *words], cwd=self.folder, env=environment,
+                              capture_output=True, text=True, timeout=60, check=False)
         self.failed_count = struct.unpack(f"{KIND_COUNT + 1}Q", counts.read_bytes())[-1]
         return done
 
@@ -124,6 +126,20 @@ class KilledBehindTheRename(unittest.TestCase):
         self.assertEqual(done.returncode, 0, done.stderr)
         self.assertEqual(set(self.contents()), {"one.h5", "one.h5.bak", "two.h5"})
         self.assertEqual(self.contents()["one.h5.bak"], before)
+
+    def test_nothing_is_left_of_a_file_that_was_not_finished(self):
+        before = self.contents()
+        for words in (["export", "one.h5", "-o", "out.csv"],
+                      ["export", "one.h5", "two.h5", "--tidy", "-o", "out.csv"],
+                      ["plot", "one.h5", "-o", "out.html"],
+                      ["import", "one.h5", "-o", "out.h5", "--time-axis", "-1", "--rate", "100"],
+                      ["attributes", "one.h5::Imu/X", "SampleRate=50", "-o", "out.h5"]):
+            with self.subTest(words):
+                done = self.call(*words, plan="sync:1:0:kill")
+                self.assertEqual(self.failed_count, 1)
+                self.assertEqual(done.returncode, 3, done.stderr)
+                self.assertIn("its worker was killed (SIGKILL)", done.stderr)
+                self.assertEqual(self.contents(), before)
 
 
 if __name__ == "__main__":
