@@ -1,6 +1,7 @@
 #include "host/cli/read_apart.h"
 
 #include "host/cli/print_exception.h"
+#include "host/runs/output_files.h"
 #include "host/runs/worker_failure.h"
 #include "host/runs/worker_pool.h"
 #include "host/system/safe_write.h"
@@ -56,9 +57,16 @@ Failure explain(const WorkerEnd& end, const WorkerLimits& limits, const std::str
     return {failure.code(), name_file(file) + failure.what(), failure.hints()};
 }
 
+// Nothing is wrong with what was read: what is missing is at most what was to be told.
+Failure explain_written(const WorkerEnd& end, const WorkerLimits& limits, const std::string& made) {
+    return {ExitCode::Output, fmt::format("{}{}; {}", name_file(made),
+                                          explain_end(end, limits).what(), OUTPUT_IS_WRITTEN)};
+}
+
 } // namespace
 
 void read_apart(Session& session, const std::function<void()>& work, const std::string& made) {
+    const OutputBefore before(made);
     WorkerEnd end;
     run_workers(1, 1, session.limits,
                 {.work =
@@ -74,7 +82,8 @@ void read_apart(Session& session, const std::function<void()>& work, const std::
         if (!made.empty()) {
             sweep_beside(made);
         }
-        throw explain(end, session.limits, find_file_at_fault(end, made));
+        throw before.is_replaced() ? explain_written(end, session.limits, made)
+                                   : explain(end, session.limits, find_file_at_fault(end, made));
     }
     session.exit_code = std::max(session.exit_code, ExitCode{WEXITSTATUS(end.wait_status)});
 }

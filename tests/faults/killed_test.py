@@ -127,6 +127,38 @@ class KilledBehindTheRename(unittest.TestCase):
         self.assertEqual(set(self.contents()), {"one.h5", "one.h5.bak", "two.h5"})
         self.assertEqual(self.contents()["one.h5.bak"], before)
 
+    def test_what_is_in_place_is_told_as_complete(self):
+        (self.folder / "table.csv").write_text("t,X\n0,1\n0.1,2\n")
+        for words, made in ((["import", "table.csv", "-o", "one.h5", "--append", "--group", "G",
+                              "--time", "t"], "one.h5"),
+                            (["import", "two.h5", "-o", "out.h5", "--time-axis", "-1", "--rate",
+                              "100"], "out.h5"),
+                            (["attributes", "one.h5::Imu/X", "SampleRate=50", "--in-place"],
+                             "one.h5"),
+                            (["attributes", "two.h5::Imu/X", "SampleRate=50", "-o", "new.h5"],
+                             "new.h5"),
+                            (["export", "two.h5", "-o", "out.csv"], "out.csv"),
+                            (["plot", "one.h5", "-o", "out.html"], "out.html")):
+            with self.subTest(words):
+                done = self.call(*words, plan="rename:1:0:kill")
+                self.assertEqual(self.failed_count, 1)
+                self.assertEqual(done.stderr, f"error: {made}: its worker was killed (SIGKILL); "
+                                              "the output is written and complete\n")
+                self.assertEqual(done.returncode, 5)
+                self.assertFalse([name for name in self.contents() if "talvora" in name])
+        with h5py.File(self.folder / "one.h5") as file:
+            self.assertEqual(file["Imu/X"].attrs["SampleRate"], 50)
+            self.assertEqual(file["G/X"][0, 0].tolist(), [1, 2])
+
+    def test_a_backup_in_place_is_no_result(self):
+        before = self.contents()
+        done = self.call("attributes", "one.h5::Imu/X", "SampleRate=50", "--in-place", "--backup",
+                         plan="rename:1:0:kill")
+        self.assertEqual(self.failed_count, 1)
+        self.assertEqual(done.returncode, 3, done.stderr)
+        self.assertNotIn("complete", done.stderr)
+        self.assertEqual(self.contents()["one.h5"], before["one.h5"])
+
     def test_nothing_is_left_of_a_file_that_was_not_finished(self):
         before = self.contents()
         for words in (["export", "one.h5", "-o", "out.csv"],
