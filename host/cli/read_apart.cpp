@@ -1,11 +1,11 @@
 #include "host/cli/read_apart.h"
 
 #include "host/cli/print_exception.h"
+#include "host/cli/printed_files.h"
 #include "host/runs/output_files.h"
 #include "host/runs/worker_failure.h"
 #include "host/runs/worker_pool.h"
 #include "host/system/safe_write.h"
-#include "host/system/standard_output.h"
 #include "host/system/work_state.h"
 #include "host/system/writer_lock.h"
 
@@ -30,7 +30,7 @@ ExitCode do_work(Session& session, const std::function<void()>& work) {
     session.exit_code = ExitCode::Done;
     try {
         work();
-        finish_standard_output();
+        finish_printing();
         return session.exit_code;
     } catch (const std::bad_alloc&) {
         return print_exception(session.console, {.input = std::string(last_file())});
