@@ -7,6 +7,7 @@ steps would be applied twice. What was replaced, the file and its older backup, 
 moment.
 """
 
+import itertools
 import os
 import pathlib
 import struct
@@ -18,8 +19,10 @@ import unittest
 import h5py
 import numpy
 
+import fault_test
+
 HOST = PLUGIN = FAILING_CALLS = None
-KIND_COUNT = 11
+KIND_COUNT = len(fault_test.KINDS)
 
 
 class KilledBehindTheRename(unittest.TestCase):
@@ -45,8 +48,11 @@ class KilledBehindTheRename(unittest.TestCase):
                        "TALVORA_PLUGIN_PATH": PLUGIN}
         done = subprocess.run([HOST, *words], cwd=self.folder, env=environment,
                               capture_output=True, text=True, timeout=60, check=False)
-        self.failed_count = struct.unpack(f"{KIND_COUNT + 1}Q", counts.read_bytes())[-1]
+        *self.calls, self.failed_count = struct.unpack(f"{KIND_COUNT + 1}Q", counts.read_bytes())
         return done
+
+    def count_calls(self, kind):
+        return self.calls[fault_test.KINDS.index(kind)]
 
     def samples(self, name):
         with h5py.File(self.folder / name, "r") as file:
@@ -158,6 +164,18 @@ class KilledBehindTheRename(unittest.TestCase):
         self.assertEqual(done.returncode, 3, done.stderr)
         self.assertNotIn("complete", done.stderr)
         self.assertEqual(self.contents()["one.h5"], before["one.h5"])
+
+    def test_no_lock_is_left_where_one_went_before_it_was_opened(self):
+        """Its name is taken for an instant (EEXIST), and the file system knows no locks (ENOLCK)."""
+        before = self.contents()
+        self.rectify("one.h5", "-o", "out.h5", plan="")
+        opened, locked = self.count_calls("open"), self.count_calls("lock")
+        for plan in itertools.product(range(1, opened + 1), range(1, locked + 1)):
+            with self.subTest(plan):
+                (self.folder / "out.h5").unlink(missing_ok=True)
+                self.rectify("one.h5", "-o", "out.h5",
+                             plan="open:{}:17:once,lock:{}:37:always".format(*plan))
+                self.assertEqual({**self.contents(), "out.h5": None}, {**before, "out.h5": None})
 
     def test_nothing_is_left_of_a_file_that_was_not_finished(self):
         before = self.contents()
