@@ -44,5 +44,22 @@ class Comments(host_test.HostTest):
         self.expect_comment(OPPOSITE)
 
 
+class Chunks(host_test.HostTest):
+    def test_a_set_that_is_made_smaller_keeps_chunks_and_limits(self):
+        for fill in (0, -9, np.nan):
+            for dtype in ("f4", "f8"):
+                with self.subTest(fill=fill, dtype=dtype):
+                    with self.make() as file:
+                        add_set(file, "Imu/X", dtype, chunks=(1, 1, 25), maxshape=(3, 1, 500),
+                                fillvalue=fill)
+                    self.call(*DOWNSAMPLE, "-o", "out.h5", "--force")
+                    with self.read() as file:
+                        made = file["Imu/X"]
+                        self.assertEqual(made.chunks, (1, 1, 25))
+                        self.assertEqual(made.maxshape, (3, 1, 500))
+                        np.testing.assert_equal(made.fillvalue, np.float32(fill))
+                        np.testing.assert_array_equal(made[0, 0], np.arange(0, 120, 2))
+
+
 if __name__ == "__main__":
     host_test.main()
