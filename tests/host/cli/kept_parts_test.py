@@ -61,5 +61,55 @@ class Chunks(host_test.HostTest):
                         np.testing.assert_array_equal(made[0, 0], np.arange(0, 120, 2))
 
 
+class Attributes(host_test.HostTest):
+    """Of an object that keeps the order in which they were made."""
+
+    NAMES = ["Unit", "SampleRate", "Subject", "Gain"]
+
+    def setUp(self):
+        super().setUp()
+        with self.make(track_order=True) as file:
+            made = file.create_dataset("Imu/X", data=np.arange(4, dtype="f4").reshape(1, 1, 4),
+                                       track_order=True)
+            for name, value in zip(self.NAMES, ("m/s", np.float32(100), "Anna", np.int16(3))):
+                made.attrs[name] = value
+        self.assertEqual(self.charsets("in.h5"), [h5py.h5t.CSET_ASCII] * len(self.NAMES))
+
+    def names(self, name="out.h5"):
+        with self.read(name) as file:
+            return list(file["Imu/X"].attrs)
+
+    def charsets(self, name="out.h5"):
+        with self.read(name) as file:
+            made = file["Imu/X"].id
+            return [h5py.h5a.get_info(made, attribute.encode()).cset for attribute in self.NAMES]
+
+    def set_words(self, *words):
+        self.call("attributes", "in.h5::Imu/X", *words, "-o", "out.h5", "--force")
+
+    def test_one_that_is_set_again_stays_where_it_is(self):
+        self.set_words("SampleRate=50", "Unit=kN", "Gain=7", "Subject=Bertha")
+        self.assertEqual(self.names(), self.NAMES)
+        self.assertEqual(self.charsets(), self.charsets("in.h5"))
+        with self.read() as file:
+            self.assertEqual(dict(file["Imu/X"].attrs),
+                             dict(zip(self.NAMES, ("kN", 50, "Bertha", 7))))
+            self.assertEqual(file["Imu/X"].attrs["Gain"].dtype, np.int16)
+
+    def test_one_of_another_type_keeps_the_encoding_of_its_name(self):
+        self.set_words("SampleRate:float64=50", "Gain=7,8")
+        self.assertEqual(self.names(), ["Unit", "Subject", "SampleRate", "Gain"])
+        self.assertEqual(self.charsets(), self.charsets("in.h5"))
+        with self.read() as file:
+            self.assertEqual(list(file["Imu/X"].attrs["Gain"]), [7, 8])
+
+    def test_a_unit_that_sets_the_rate_leaves_it_where_it_is(self):
+        self.call(*DOWNSAMPLE, "-o", "out.h5")
+        self.assertEqual(self.names()[:len(self.NAMES)], self.NAMES)
+        self.assertEqual(self.charsets(), self.charsets("in.h5"))
+        with self.read() as file:
+            self.assertEqual(file["Imu/X"].attrs["SampleRate"], 50)
+
+
 if __name__ == "__main__":
     host_test.main()
