@@ -111,5 +111,34 @@ class Attributes(host_test.HostTest):
             self.assertEqual(file["Imu/X"].attrs["SampleRate"], 50)
 
 
+class DeletedTargets(host_test.HostTest):
+    """A reference to a region of what is there no more keeps nothing from being made smaller."""
+
+    def test_a_region_of_nothing_is_no_hindrance(self):
+        for version in ("earliest", "latest"):
+            for later in (False, True):
+                for last in (False, True):
+                    with self.subTest(version=version, later=later, last=last):
+                        self.make_region_of_nothing(version, later, last)
+                        self.call(*DOWNSAMPLE, "-o", "out.h5", "--force")
+                        with self.read() as file:
+                            self.assertEqual(file["Imu/X"].shape, (1, 1, 60))
+
+    def make_region_of_nothing(self, version, later, last):
+        with self.make(libver=version) as file:
+            if last:
+                add_set(file, "Imu/X", chunks=(1, 1, 25), maxshape=(1, 1, None))
+                file.flush()
+            target = file.create_dataset("Target", data=np.arange(10.0))
+            file.attrs.create("region", target.regionref[2:4], dtype=h5py.regionref_dtype)
+            if not last:
+                add_set(file, "Imu/X", chunks=(1, 1, 25), maxshape=(1, 1, None))
+            if not later:
+                del file["Target"]
+        if later:
+            with h5py.File(self.folder / "in.h5", "r+", libver=version) as file:
+                del file["Target"]
+
+
 if __name__ == "__main__":
     host_test.main()
