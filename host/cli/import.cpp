@@ -55,8 +55,18 @@ struct TableRead {
     HistoryRecord record;
 };
 
+// All of one moment. A pipe changes as it is read.
+std::string read_text(const ImportCommand& command) {
+    const UnchangedInput unchanged(command.input);
+    std::string text = read_csv_text(command.input);
+    if (std::filesystem::is_regular_file(command.input)) {
+        unchanged.check();
+    }
+    return text;
+}
+
 TableRead read_table(const ImportCommand& command) {
-    const std::string text = read_csv_text(command.input);
+    const std::string text = read_text(command);
     const HashedContent content = hash_bytes(text);
     const InputIdentity input{std::filesystem::path(command.input).filename().string(),
                               content.byte_count, content.sha256, content.mark};
@@ -74,7 +84,7 @@ ImportReport build_file(const TableRead& read, const ImportCommand& command, Pen
 }
 
 void try_import(const Console& console, const ImportCommand& command) {
-    const NumberTable table = read_csv(command.input, command.csv);
+    const NumberTable table = parse_csv(read_text(command), command.input, command.csv);
     if (command.append) {
         make_output({.output = command.output}, [&] {
             const auto tree = open_input(command.output);

@@ -98,6 +98,10 @@ bool fits_max_extents(hid_t set, const Extents& extents) {
     return std::ranges::equal(extents, std::span(most).first(extents.size()), std::less_equal());
 }
 
+bool has_new_room(hid_t set, const Extents& extents) {
+    return !std::ranges::equal(extents, space_extents(set_space(set)), std::less_equal());
+}
+
 // Each chunk costs an entry in an index, and a read and a write of its own: a set that
 // was made for a few samples cannot take millions.
 bool has_sane_chunks(hid_t properties, const Extents& extents) {
@@ -402,7 +406,7 @@ Id open_set(hid_t file, const std::string& path, SetUse use) {
 Id make_anew_resizable(hid_t file, hid_t older, hid_t older_properties, const Extents& extents) {
     const Id properties = owned(H5Pcopy(older_properties), "copy", "the properties of a data set");
     set_chunks(properties, choose_chunk(extents));
-    if (!std::ranges::equal(extents, space_extents(set_space(older)), std::less_equal())) {
+    if (has_new_room(older, extents)) {
         let_new_room_be_zero(properties);
     }
     return owned(
@@ -431,7 +435,8 @@ void resize_set(hid_t set, const Extents& extents, std::string_view path) {
 bool can_resize(hid_t set, const Extents& extents) {
     const Id properties = set_properties(set);
     return set_layout(properties) == H5D_CHUNKED && fits_max_extents(set, extents) &&
-           new_room_is_zero(properties) && has_sane_chunks(properties, extents);
+           (!has_new_room(set, extents) || new_room_is_zero(properties)) &&
+           has_sane_chunks(properties, extents);
 }
 
 RoundingChange read_floats(hid_t set, hid_t space, const Hyperslab& slab, SampleType type,

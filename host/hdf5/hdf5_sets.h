@@ -56,7 +56,7 @@ void close_set(Id set, std::string_view path);
 void resize_set(hid_t set, const Extents& extents, std::string_view path);
 
 // True when the set can take the extents as it is: in chunks that do not become too many,
-// large enough at most, and new room in it reads as zero.
+// large enough at most, and new room in it, where there is some, reads as zero.
 bool can_resize(hid_t set, const Extents& extents);
 
 // Samples of a set of another type than 32-bit floats that are read and rounded at once: they stay

@@ -66,6 +66,12 @@ void touch(std::span<Sample> samples) {
     touch(samples.back());
 }
 
+// What a set carries besides samples, to one that takes its place.
+void copy_annotations(const hdf5::Id& from, const hdf5::Id& properties, const hdf5::Id& to) {
+    hdf5::copy_attributes(from, properties, to);
+    hdf5::copy_comment(from, to);
+}
+
 } // namespace
 
 struct Hdf5Tree::OpenSet {
@@ -538,7 +544,7 @@ void Hdf5Tree::make_anew(ObjectId id, const Extents& extents) {
     hdf5::Id new_set = hdf5::make_anew_resizable(open_->file, old_set, properties, extents);
     hdf5::copy_floats(old_set, old_node.type, new_set, smaller_of(extents, old_node.extents),
                       old_node.path);
-    hdf5::copy_attributes(old_set, properties, new_set);
+    copy_annotations(old_set, properties, new_set);
     take_place(id, old_info, new_set);
     hdf5::close_set(std::move(new_set), old_node.path);
 }
@@ -571,7 +577,7 @@ void Hdf5Tree::narrow(ObjectId id, bool keeps_samples) {
     if (keeps_samples) {
         change = hdf5::copy_floats(old_set, set.type, new_set, set.extents, set.path);
     }
-    hdf5::copy_attributes(old_set, properties, new_set);
+    copy_annotations(old_set, properties, new_set);
     take_place(id, hdf5::object_info(old_set), new_set);
     keep_open(id, new_use, std::move(new_set));
     narrowed_.push_back({set.path, set.type, change});

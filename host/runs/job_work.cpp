@@ -14,7 +14,6 @@
 #include "host/runs/work_meter.h"
 #include "host/runs/written_sets.h"
 #include "host/system/content_hash.h"
-#include "host/system/file_identity.h"
 #include "host/system/pending_cleanup.h"
 #include "host/system/safe_write.h"
 #include "host/tree/observed_tree.h"
@@ -145,7 +144,7 @@ class JobRun {
         const auto input = open_input(job_.input);
         check_destination(job_.output, write_options());
         const auto pending = make_working_copy();
-        const auto read_file = identify_file(job_.input);
+        const UnchangedInput unchanged(job_.input);
         auto identity = identify_beside(job_.input);
         make_output({job_.input.string(), job_.output.string()}, [&] {
             content_ = copy_content(job_.input, pending->path());
@@ -155,7 +154,7 @@ class JobRun {
             }
             check_written(pending->path(), written);
         });
-        refuse_change(job_.input, identify_file(job_.input) != read_file);
+        unchanged.check();
         if (!work_.dry_run) {
             publish_result(*pending,
                            {.input = job_.input,

@@ -517,6 +517,29 @@ class BadOutput(CommandLine):
                 self.assertIn("error: standard output: No space left on device\n", result.stderr)
 
 
+    def test_what_was_written_before_standard_output_was_full_is_complete(self):
+        for words, made in (([*RUN, "plain.h5", "-o", "run.h5"], "run.h5"),
+                            (["import", "walk.csv", "-o", "new.h5"], "new.h5"),
+                            (["import", "walk.csv", "-o", "new.h5", "--append", "--group", "G"],
+                             "new.h5"),
+                            (["import", "plain.h5", "-o", "mapped.h5", "--time-axis", "-1",
+                              "--rate", "10"], "mapped.h5"),
+                            (["attributes", "plain.h5::**", "Who=7", "-o", "who.h5"], "who.h5"),
+                            (["attributes", "plain.h5::**", "Who=7", "-o", "told.h5", "--json"],
+                             "told.h5"),
+                            (["export", "plain.h5", "-o", "new.csv"], "new.csv"),
+                            (["plot", "plain.h5", "-o", "new.svg"], "new.svg")):
+            with open("/dev/full", "w") as full, self.subTest(words=words):
+                result = self.call(words, stdout=full)
+                self.assertEqual(result.returncode, 5, result.stderr)
+                self.assertTrue(result.stderr.endswith(
+                    "error: standard output: No space left on device; what was written to files "
+                    "is complete\n"), result.stderr)
+                self.assertTrue((self.folder / made).exists())
+        for made in ("run.h5", "new.h5", "mapped.h5", "who.h5", "told.h5", "new.csv", "new.svg"):
+            (self.folder / made).unlink()
+
+
 class StandardStreams(CommandLine):
     """Closed, full or without a reader when the program starts."""
 

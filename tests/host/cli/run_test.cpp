@@ -532,7 +532,8 @@ TEST_P(InterruptedRun, LeavesEverythingAsItWas) {
 
 INSTANTIATE_TEST_SUITE_P(Signals, InterruptedRun,
                          testing::Values(std::pair{SIGINT, 130}, std::pair{SIGQUIT, 131},
-                                         std::pair{SIGTERM, 143}, std::pair{SIGXCPU, 152}));
+                                         std::pair{SIGTERM, 143}, std::pair{SIGXCPU, 152},
+                                         std::pair{SIGUSR1, 138}, std::pair{SIGALRM, 142}));
 
 TEST_F(Run, TellsThatFilesAreCompleteWhenItsOutputCannotBeWritten) {
     const auto result =
