@@ -39,6 +39,11 @@ std::vector<GuardFinding> find_lost_lines(const GuardedStep& step);
 // After the step: one for each set with infinities where it, or the sources of a new one, had none.
 std::vector<GuardFinding> find_infinities(const GuardedStep& step);
 
+// After the step: one for each set with lines whose means, which the step made, are more than a
+// thousandth of their range off: the sum of many samples with a large offset has few digits left
+// for what differs among them.
+std::vector<GuardFinding> find_means_off(const GuardedStep& step);
+
 // After the step: one for each set of the input that is replaced by narrower samples.
 std::vector<GuardFinding> find_narrowed_sets(const GuardedStep& step);
 

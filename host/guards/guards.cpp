@@ -35,6 +35,8 @@ constexpr Guard GUARDS[] = {
      foresee_time_bases, find_changed_time_bases},
     {"line-lost", "a line that had valid samples has none any more", nullptr, find_lost_lines},
     {"not-finite", "samples became infinite", nullptr, find_infinities},
+    {"mean-off", "a mean is not that of its samples: they are too many for single precision",
+     nullptr, find_means_off},
     {"narrowing", "what takes the place of the input holds 32-bit floats where it held others",
      nullptr, find_narrowed_sets},
     {"nothing-done", "the step changed no sample and made nothing that holds any", nullptr,
