@@ -44,7 +44,8 @@ std::vector<GuardFinding> find_infinities(const GuardedStep& step);
 // for what differs among them.
 std::vector<GuardFinding> find_means_off(const GuardedStep& step);
 
-// After the step: one for each set of the input that is replaced by narrower samples.
+// After the step: one for each set of another type than 32-bit floats that rounding to these
+// changes by more than LARGE_PART_OF_RANGE, or that is replaced by them in the input.
 std::vector<GuardFinding> find_narrowed_sets(const GuardedStep& step);
 
 // After the step: no samples of a set were worked on. That values happen to be what they were

@@ -37,7 +37,9 @@ constexpr Guard GUARDS[] = {
     {"not-finite", "samples became infinite", nullptr, find_infinities},
     {"mean-off", "a mean is not that of its samples: they are too many for single precision",
      nullptr, find_means_off},
-    {"narrowing", "what takes the place of the input holds 32-bit floats where it held others",
+    {"narrowing",
+     "32-bit floats are too few digits for what differs among the samples, or take the place of "
+     "others in the input",
      nullptr, find_narrowed_sets},
     {"nothing-done", "the step changed no sample and made nothing that holds any", nullptr,
      find_nothing_done},

@@ -11,6 +11,7 @@
 #include "host/text/join_texts.h"
 #include "host/text/nearest_text.h"
 #include "host/text/quote_word.h"
+#include "host/tree/sample_rounding.h"
 
 #include <fmt/format.h>
 
@@ -215,6 +216,19 @@ void report_missing_cells(const NumberColumn& column, const std::string& source,
     }
 }
 
+// Of finite numbers; those beyond all 32-bit floats are no numbers to a table.
+void report_rounding(const NumberColumn& column, const std::string& source, ImportReport& report) {
+    std::vector<float> rounded(column.values.size());
+    const RoundingChange change = round_samples<double>(column.values, rounded);
+    if (change.part_of_range() > LARGE_PART_OF_RANGE) {
+        report.warnings.push_back(fmt::format(
+            "{}: column '{}': numbers between {:.9g} and {:.9g} change by up to {:.3g} as 32-bit "
+            "floats, {:.1e} of that range; subtract an offset in the table before",
+            source, column.name, change.least, change.greatest, change.largest_change,
+            change.part_of_range()));
+    }
+}
+
 // One line of samples: of the rows, or on straight lines between them; NaN where there is none.
 void fill_line(const NumberColumn& column, const TimeGrid& grid, std::span<float> samples) {
     const GridPart whole{.row_count = column.values.size(), .sample_count = samples.size()};
@@ -295,6 +309,7 @@ void write_set(const SetOfColumns& set, const ColumnsByName& columns, const Time
                           {"numbers have a decimal point, whatever the locale"});
         }
         report_missing_cells(column, source, report);
+        report_rounding(column, source, report);
         fill_line(column, grid, all.subspan(i * grid.sample_count, grid.sample_count));
     }
     const Extents extents = {set.columns.size(), 1, grid.sample_count};

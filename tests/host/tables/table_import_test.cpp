@@ -118,6 +118,18 @@ TEST(ImportTable, TakesForNoUnitWhatAloneTellsColumnsApart) {
                 ElementsAre("Labels", "SampleRate", "StartTime"));
 }
 
+// Floats of that size are 128 apart.
+TEST(ImportTable, WarnsOfASmallSignalOnALargeOffset) {
+    Imported result;
+    import_text(result, "X,Y\n2000000000,0\n2000000064,2000000064\n2000001000,1\n",
+                {.sets = {}, .sample_rate = 100.0, .time_column = {}});
+    EXPECT_THAT(
+        result.report.warnings,
+        ElementsAre("walk.csv: column 'X': numbers between 2e+09 and 2.000001e+09 change by "
+                    "up to 64 as 32-bit floats, 6.4e-02 of that range; subtract an offset "
+                    "in the table before"));
+}
+
 TEST(ImportTable, TakesUnitsFromTheirRow) {
     Imported result;
     import_text(result, "Time,X,Y\nms,g,g\n0,1,2\n10,3,4\n",
