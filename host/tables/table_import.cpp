@@ -109,41 +109,35 @@ const NumberColumn* find_time_column(const NumberTable& table, const ColumnsByNa
     return column;
 }
 
-// By a column of times that contradicts the rate; nothing where it tells no time, either.
-std::optional<double> find_span_beside(double rate, const NumberColumn& time, std::size_t first_row,
-                                       const std::string& source) {
+// Of the column beside a rate that looks like a time; none where it tells no time.
+std::vector<double> read_times_beside(const NumberColumn& time, std::size_t first_row,
+                                      const std::string& source) {
     try {
-        return find_contradicting_span(read_seconds(time, first_row, source), rate);
+        return read_seconds(time, first_row, source);
     } catch (const Failure&) {
-        return std::nullopt;
+        return {};
     }
 }
 
 // Rows that are equally spaced by a rate, beside a column of other times. Lost rows contradict it,
 // too: those behind them would come too early.
-void refuse_contradicting_times(const NumberTable& table, const ImportOptions& options,
-                                const std::string& source) {
-    const NumberColumn* time = options.time_column ? nullptr : find_likely_time(table);
-    if (time == nullptr) {
-        return;
-    }
-    const double rate = *options.sample_rate;
-    if (const auto span = find_span_beside(rate, *time, table.first_row, source)) {
-        const auto step_count = static_cast<double>(table.row_count - 1);
-        const std::string name = quote_word(time->name);
+void refuse_contradicting_times(std::span<const double> times, const NumberColumn& column,
+                                double rate, std::size_t first_row, const std::string& source) {
+    if (const auto contradiction = find_contradiction(times, rate, first_row)) {
         throw Failure(
             ExitCode::Input,
-            fmt::format("{}: --rate {:.6g} contradicts the column '{}': by it the {} rows "
-                        "take {:.6g} s ({:.6g} Hz), not {:.6g} s",
-                        source, rate, time->name, table.row_count, *span, step_count / *span,
-                        step_count / rate),
-            {fmt::format("--time {} without --rate places the rows by it", name),
+            fmt::format("{}: --rate {:.6g} contradicts the column '{}': {}", source, rate,
+                        column.name, *contradiction),
+            {fmt::format("--time {} without --rate places the rows by it", quote_word(column.name)),
              fmt::format("--rate {:.6g} --time '' leaves it aside", rate)});
     }
 }
 
-TimeGrid make_uniform_grid(double sample_rate, std::uint64_t row_count) {
-    TimeGrid grid{.sample_rate = sample_rate, .sample_count = row_count, .sample_of_row = {}};
+TimeGrid make_uniform_grid(double sample_rate, std::uint64_t row_count, double start_time) {
+    TimeGrid grid{.start_time = start_time,
+                  .sample_rate = sample_rate,
+                  .sample_count = row_count,
+                  .sample_of_row = {}};
     grid.sample_of_row.resize(row_count);
     std::iota(grid.sample_of_row.begin(), grid.sample_of_row.end(), 0);
     return grid;
@@ -343,6 +337,21 @@ TimeGrid place_by_times(const NumberColumn& time, std::size_t first_row,
     return std::move(placed.grid);
 }
 
+// The column of times beside the rate, if there is one, tells where the first row stands.
+TimeGrid place_by_rate(const NumberTable& table, const ImportOptions& options,
+                       const std::string& source) {
+    const double rate = *options.sample_rate;
+    const NumberColumn* column = options.time_column ? nullptr : find_likely_time(table);
+    const auto times = column == nullptr ? std::vector<double>()
+                                         : read_times_beside(*column, table.first_row, source);
+    if (times.empty()) {
+        return make_uniform_grid(rate, table.row_count, 0);
+    }
+    refuse_contradicting_times(times, *column, rate, table.first_row, source);
+    return make_uniform_grid(rate, table.row_count,
+                             std::ranges::is_sorted(times) ? times.front() : 0);
+}
+
 void refuse_bad_options(const ImportOptions& options, const std::string& source) {
     refuse_bad_grid(choose_grid(options, 0));
     if (options.sample_rate && has_time_column(options) && !wants_placement(options)) {
@@ -393,12 +402,9 @@ ImportReport import_table(const NumberTable& table, const ImportOptions& options
                                   source, table.first_blank_row),
                       {"take it out, or write it as a row of empty cells"});
     }
-    if (time == nullptr) {
-        refuse_contradicting_times(table, options, source);
-    }
     const TimeGrid grid = time != nullptr
                               ? place_by_times(*time, table.first_row, options, source, report)
-                              : make_uniform_grid(*options.sample_rate, table.row_count);
+                              : place_by_rate(table, options, source);
     report.sample_count = grid.sample_count;
     report.sample_rate = grid.sample_rate;
     const ObjectId group = tree.create_group(tree.root(), options.group);
