@@ -23,7 +23,9 @@ constexpr Guard GUARDS[] = {
      "the filter is unstable, its edge cannot be had at the rate, or its order asks for more "
      "digits than there are",
      find_unusable_filters},
-    {"time-first", "another dimension is many times longer than the last, which is taken for time",
+    {"time-first",
+     "another dimension is many times longer than the last, which is taken for time, or the last "
+     "has as many samples as there are labels",
      find_time_first_sets},
     {"mixed-components",
      "the filter takes samples of several components in a row, for its axis is not the last, or "
