@@ -52,11 +52,14 @@ void warn_of_parameters(const GuardedStep& step, std::vector<StepWarning>& warni
 
 void warn_of_baseline(const SetObservation& set, const GapList& gaps, const SetLines& lines,
                       std::vector<StepWarning>& warnings) {
-    if (lines.length() == 1) {
+    if (lines.length() <= BASELINE_SAMPLES) {
         warnings.push_back(
-            {fmt::format("{}: of {} each has 1 sample, which is its own baseline: "
-                         "what was valid is 0 now",
-                         set.path, count_things(lines.count(), "line")),
+            {fmt::format("{}: of {} each has {}, {} its own baseline: {}", set.path,
+                         count_things(lines.count(), "line"),
+                         count_things(lines.length(), "sample"),
+                         lines.length() == 1 ? "which is" : "all of which are",
+                         lines.length() == 1 ? "what was valid is 0 now"
+                                             : "its median is 0 now, whatever it was"),
              fmt::format("leave the set out, or name the dimension of time: {}", AXIS_KEY)});
         return;
     }
