@@ -3,6 +3,7 @@
 #include "host/tables/column_name.h"
 #include "host/tables/csv_reader.h"
 #include "host/tables/grid_samples.h"
+#include "host/tables/missing_values.h"
 #include "host/tables/row_placement.h"
 #include "host/tables/signal_attributes.h"
 #include "host/tables/time_column.h"
@@ -210,6 +211,17 @@ void report_missing_cells(const NumberColumn& column, const std::string& source,
     }
 }
 
+void report_likely_missing(const NumberColumn& column, const std::string& source,
+                           ImportReport& report) {
+    if (const auto likely = find_likely_missing(column)) {
+        report.warnings.push_back(fmt::format(
+            "{}: column '{}': {} of {} numbers are {}, the others lie between {:.6g} and {:.6g}; "
+            "if it says that they are missing: --missing {}",
+            source, column.name, likely->count, column.values.size() - column.missing_count,
+            likely->number, likely->least, likely->greatest, likely->number));
+    }
+}
+
 // Of finite numbers; those beyond all 32-bit floats are no numbers to a table.
 void report_rounding(const NumberColumn& column, const std::string& source, ImportReport& report) {
     std::vector<float> rounded(column.values.size());
@@ -303,6 +315,7 @@ void write_set(const SetOfColumns& set, const ColumnsByName& columns, const Time
                           {"numbers have a decimal point, whatever the locale"});
         }
         report_missing_cells(column, source, report);
+        report_likely_missing(column, source, report);
         report_rounding(column, source, report);
         fill_line(column, grid, all.subspan(i * grid.sample_count, grid.sample_count));
     }
