@@ -100,6 +100,19 @@ TEST_F(StepWarnings, NameSetsOfWhichNothingWasFiltered) {
                             "filter takes those of 8 and more"));
 }
 
+TEST_F(StepWarnings, NameSetsWhoseInfinitiesGoIntoMeans) {
+    make_step("a.average-set", {});
+    constexpr float INFINITE = std::numeric_limits<float>::infinity();
+    read(add_set("X", {3}, {1, INFINITE, -INFINITE}));
+    read(add_set("Y", {3}, {1, 2, 3}));
+    EXPECT_THAT(find(GuardTime::AfterStep),
+                ElementsAre("X: 2 of 3 samples infinite, and so are the means of their lines, or "
+                            "missing"));
+    make_step("a.extract-set-maximum-extrema", {});
+    read(tree_.find(tree_.root(), "X").value());
+    EXPECT_THAT(find(GuardTime::AfterStep), IsEmpty());
+}
+
 TEST_F(StepWarnings, NameNewSetsWithMissingSamples) {
     make_step("a.average-set", {});
     for (const std::vector<float>& samples : {std::vector<float>{1, N, N}, {1, 2, 3}}) {
