@@ -52,11 +52,14 @@ void warn_of_parameters(const GuardedStep& step, std::vector<StepWarning>& warni
 
 void warn_of_baseline(const SetObservation& set, const GapList& gaps, const SetLines& lines,
                       std::vector<StepWarning>& warnings) {
-    if (lines.length() == 1) {
+    if (lines.length() <= BASELINE_SAMPLES) {
         warnings.push_back(
-            {fmt::format("{}: of {} each has 1 sample, which is its own baseline: "
-                         "what was valid is 0 now",
-                         set.path, count_things(lines.count(), "line")),
+            {fmt::format("{}: of {} each has {}, {} its own baseline: {}", set.path,
+                         count_things(lines.count(), "line"),
+                         count_things(lines.length(), "sample"),
+                         lines.length() == 1 ? "which is" : "all of which are",
+                         lines.length() == 1 ? "what was valid is 0 now"
+                                             : "its median is 0 now, whatever it was"),
              fmt::format("leave the set out, or name the dimension of time: {}", AXIS_KEY)});
         return;
     }
@@ -103,8 +106,24 @@ void warn_of_missing(const GuardedStep& step, const SetObservation& set,
     }
 }
 
+// Of a set that the step made means of; infinities that its sources did not have are a guard's.
+void warn_of_infinities(const GuardedStep& step, const SetObservation& set, const GapList& gaps,
+                        std::vector<StepWarning>& warnings) {
+    if (gaps.infinite_count() > 0) {
+        const std::uint64_t count = count_samples(set.before->extents);
+        warnings.push_back(
+            {fmt::format("{}: {} of {} infinite, and so are the means of their lines, or missing",
+                         set.path, gaps.infinite_count(), count_things(count, "sample")),
+             fmt::format("which sets hold infinities: talvora-host tree {} --statistics",
+                         quote_word(step.source))});
+    }
+}
+
 void warn_of_set(const GuardedStep& step, std::size_t index, std::vector<StepWarning>& warnings) {
     const SetObservation& set = step.done->sets[index];
+    if (set.read && set.before && takes_means(*step.step.unit)) {
+        warn_of_infinities(step, set, *step.done->gaps[index].before, warnings);
+    }
     if (set.written && !set.before) {
         warn_of_missing(step, set, warnings);
     }

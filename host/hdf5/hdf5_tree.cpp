@@ -273,6 +273,9 @@ void Hdf5Tree::read(ObjectId id, const Hyperslab& slab, std::span<float> samples
         open_set(id, is_rounded ? use_of_rounded(slab, set.extents) : use_of(slab, set.extents));
     const RoundingChange change =
         hdf5::read_floats(open.set, open.space, slab, set.type, samples, set.path);
+    if (is_rounded) {
+        seen_roundings_[id].add(change);
+    }
     if (is_rounded && is_whole(slab, set.extents)) {
         roundings_[id] = change;
     }
@@ -291,6 +294,12 @@ void Hdf5Tree::write(ObjectId id, const Hyperslab& slab, std::span<const float> 
     }
     const OpenSet& open = open_set(id, use_of(slab, set.extents));
     hdf5::write_floats(open.set, open.space, slab, samples, set.path);
+}
+
+RoundingChange Hdf5Tree::rounding(const std::string& path) {
+    const auto set = find(root(), path);
+    const auto seen = set ? seen_roundings_.find(*set) : seen_roundings_.end();
+    return seen != seen_roundings_.end() ? seen->second : RoundingChange{};
 }
 
 SampleType Hdf5Tree::original_type(const std::string& path) {

@@ -83,6 +83,10 @@ class Hdf5Tree final : public DataTree {
 
     // The sets that have become 32-bit floats, in the order of that.
     std::span<const NarrowedSet> narrowed_sets() const { return narrowed_; }
+    // What rounding changed of a set that was of another type when the file was opened, of the
+    // samples that were read; `path` is from the root. No change where none was, nor of 32-bit
+    // floats.
+    RoundingChange rounding(const std::string& path);
     // As which the samples of a set were stored when the file was opened, whatever has become of
     // it; `path` is from the root.
     SampleType original_type(const std::string& path);
@@ -171,8 +175,9 @@ class Hdf5Tree final : public DataTree {
     std::unique_ptr<OpenFile> open_;
     std::vector<Node> nodes_; // the object with the id n stands at n - 1
     std::map<std::string, ObjectId, std::less<>> by_path_;
-    std::map<std::uint64_t, ObjectId> by_address_; // in the file
-    std::map<ObjectId, RoundingChange> roundings_; // of sets that were read as a whole
+    std::map<std::uint64_t, ObjectId> by_address_;      // in the file
+    std::map<ObjectId, RoundingChange> roundings_;      // of sets that were read as a whole
+    std::map<ObjectId, RoundingChange> seen_roundings_; // of what was read of others, too
     std::vector<NarrowedSet> narrowed_;
     // Of the file as it was when they were first asked for, by address.
     std::optional<std::multimap<std::uint64_t, std::string>> hard_links_;

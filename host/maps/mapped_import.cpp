@@ -134,8 +134,10 @@ class SetImport {
                                  .labels = plan_.labels,
                                  .units = plan_.units});
         if (change_.largest_change > 0) {
-            report_.infos.push_back(fmt::format("{}: {} rounded to 32-bit floats; {}", file_,
-                                                plan_.result, describe_rounding(change_)));
+            const bool is_large = change_.part_of_range() > LARGE_PART_OF_RANGE;
+            (is_large ? report_.warnings : report_.infos)
+                .push_back(fmt::format("{}: {} rounded to 32-bit floats; {}", file_, plan_.result,
+                                       describe_rounding(change_)));
         }
         report_.sets.push_back({plan_.result, sample_count_, sample_rate_});
     }

@@ -26,6 +26,7 @@
 #include <future>
 #include <map>
 #include <memory>
+#include <set>
 #include <span>
 #include <string>
 #include <utility>
@@ -215,7 +216,7 @@ class JobRun {
         }
         StepObservations observations = observed.finish_step();
         guarded.done = &observations;
-        guarded.narrowed = find_narrowed(observations.sets, stored);
+        guarded.rounded = find_rounded(observations.sets, stored);
         heed(find_guarded(guarded, GuardTime::AfterStep));
         tell_warnings(step, find_warnings(guarded, GuardTime::AfterStep), tell_);
         observations.gaps.clear(); // they can take as much memory as the samples
@@ -234,20 +235,21 @@ class JobRun {
         }
     }
 
-    // Of the sets that a step wrote; nothing where the input stays.
-    std::map<std::string, SampleType> find_narrowed(std::span<const SetObservation> sets,
-                                                    Hdf5Tree& stored) const {
-        std::map<std::string, SampleType> narrowed;
-        if (job_.output != job_.input) {
-            return narrowed;
-        }
+    // What a step took of other types; what an earlier one took is no longer rounded.
+    std::map<std::string, RoundedSamples> find_rounded(std::span<const SetObservation> sets,
+                                                       Hdf5Tree& stored) {
+        std::map<std::string, RoundedSamples> rounded;
         for (const SetObservation& set : sets) {
             const SampleType type = stored.original_type(set.path);
-            if (set.written && set.before && type != SampleType::Float32) {
-                narrowed.emplace(set.path, type);
+            if (!set.before || type == SampleType::Float32) {
+                continue;
             }
+            const bool is_first = known_rounded_.insert(set.path).second;
+            rounded[set.path] = {.type = type,
+                                 .change = is_first ? stored.rounding(set.path) : RoundingChange{},
+                                 .replaces_original = set.written && job_.output == job_.input};
         }
-        return narrowed;
+        return rounded;
     }
 
     void run_unit_of(const Step& step, ObservedTree& observed) {
@@ -342,7 +344,8 @@ class JobRun {
     std::vector<StepResult> steps_;
     std::vector<std::vector<FoundParameters>> found_; // of each step
     std::vector<GuardFinding> guards_;
-    ContentMark content_; // of the input, as it was copied
+    std::set<std::string> known_rounded_; // sets that steps took
+    ContentMark content_;                 // of the input, as it was copied
     bool skipped_ = false;
 };
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <span>
 #include <string>
 
@@ -11,11 +12,21 @@ namespace talvora::host {
 struct RoundingChange {
     double largest_change = 0; // infinite where a sample is beyond every 32-bit float
     double largest_sample = 0; // its magnitude, before
+    double least = std::numeric_limits<double>::infinity();
+    double greatest = -std::numeric_limits<double>::infinity();
 
     void add(const RoundingChange& other);
+    // The largest change as a part of what lies between the least and the greatest sample; 0 where
+    // nothing does.
+    double part_of_range() const;
 };
 
-// For people: "largest change 3.0e-08 of the largest sample", or that there is none.
+// A signal that loses more of its range than that has lost digits that recordings have: those of
+// 14 bits are a part of it.
+constexpr double LARGE_PART_OF_RANGE = 1e-4;
+
+// For people: "largest change 3.0e-08 of the largest sample, 1.5e-08 of the range", or that there
+// is none.
 std::string describe_rounding(const RoundingChange& change);
 
 // Gives each sample as the nearest 32-bit float, of two that are as near the one whose last bit is

@@ -110,7 +110,7 @@ class Nwb(MappedImport):
             self.take("--map", "nwb").stderr,
             "info: in.h5: a/data (64-bit floats [3]) becomes Signals/a [1, 1, 3] at 10 Hz, in m\n"
             "info: in.h5: Signals/a rounded to 32-bit floats; largest change 1.5e-08 of the "
-            "largest sample\n"
+            "largest sample, 9.9e-09 of the range\n"
             "info: in.h5: left b/data: beside time, more than one dimension holds more than one "
             "index (allowed: one, the components)\n"
             "info: in.h5: left c/data: data set of texts [2]\n"

@@ -100,11 +100,30 @@ class Runs(SampleTypes):
             "info: in.h5: Imu/Halves: 16-bit floats, 32-bit in the result; no sample is changed by "
             "that\n"
             "info: in.h5: Imu/Rate: 64-bit floats, 32-bit in the result; largest change 1.5e-08 of "
-            "the largest sample\n"
+            "the largest sample, 9.9e-09 of the range\n"
             "info: in.h5: Imu/Small: 16-bit integers, 32-bit floats in the result; no sample is "
             "changed by that\n"
             "info: in.h5: Imu/Zeros: 64-bit floats, 32-bit in the result; no sample is changed by "
             "that\n")
+
+    # Floats of that size are 128 apart, the samples a thousand; they are refused where they are
+    # changed and where they are read alone.
+    def test_a_small_signal_on_a_large_offset_is_refused(self):
+        samples = 2e9 + np.arange(1000).reshape(1, 1, -1)
+        for dtype in ("f8", "i4"):
+            with self.make() as file:
+                add_set(file, "Imu/X", samples.astype(dtype))
+            for step in (["apply-set-opposite", "SourceGroup=Imu"],
+                         ["average-set", "SourceGroup=Imu", "DestinationGroup=Means"]):
+                words = ["run", *step, "in.h5", "-o", "out.h5", "--force"]
+                errors = self.call(*words, code=1).stderr
+                self.assertIn(f"error: in.h5: {step[0]}: narrowing: Imu/X: is of ", errors)
+                self.assertIn(" between 2e+09 and 2.000001e+09; as 32-bit floats they change by up "
+                              "to 64, 6.4e-02 of that range\nhint: subtract an offset before",
+                              errors)
+                self.assertFalse((self.folder / "out.h5").exists())
+                self.call(*words, "--accept", "narrowing,mean-off")
+                (self.folder / "out.h5").unlink()
 
     def test_the_change_is_that_of_the_samples_before(self):
         for dtype in ("f8", "i4", "i8", "u8"):
@@ -431,7 +450,7 @@ class InPlace(SampleTypes):
         errors = self.opposite("--in-place", "--accept", "narrowing").stderr
         self.assertIn("warning: in.h5: apply-set-opposite: narrowing (accepted): Imu/X: ", errors)
         self.assertIn("info: in.h5: Imu/X: 64-bit floats, 32-bit in the result; largest change "
-                      "3.0e-08 of the largest sample\n", errors)
+                      "3.0e-08 of the largest sample, 1.0e+00 of the range\n", errors)
         with self.read("in.h5") as file:
             self.assertEqual(file["Imu/X"].dtype, np.float32)
             np.testing.assert_array_equal(file["Imu/X"], [-1, -1])

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdint>
 #include <limits>
 #include <vector>
 
@@ -52,6 +53,27 @@ TEST(RoundSamples, CountsNeitherMissingNorInfiniteSamples) {
     EXPECT_EQ(rounded.samples[4], 0);
     EXPECT_EQ(rounded.change.largest_change, 0x1p-150);
     EXPECT_EQ(rounded.change.largest_sample, 2);
+    EXPECT_EQ(rounded.change.least, -2);
+    EXPECT_EQ(rounded.change.greatest, 0x1p-150);
+}
+
+// Floats of 2^24 and more are 2 apart.
+TEST(RoundSamples, TellsTheChangeAsAPartOfTheRange) {
+    const Rounded<std::int32_t> rounded({(1 << 24) + 1, 1 << 24, (1 << 24) + 4});
+    EXPECT_EQ(rounded.change.part_of_range(), 0.25);
+    EXPECT_EQ(describe_rounding(rounded.change),
+              "largest change 6.0e-08 of the largest sample, 2.5e-01 of the range");
+    const Rounded<std::int32_t> constant({(1 << 24) + 1});
+    EXPECT_EQ(constant.change.part_of_range(), 0);
+    EXPECT_EQ(describe_rounding(constant.change), "largest change 6.0e-08 of the largest sample");
+}
+
+TEST(RoundSamples, GathersWhatPartsOfASetTell) {
+    RoundingChange all;
+    all.add(Rounded<std::int32_t>({(1 << 24) + 1}).change);
+    all.add(Rounded<std::int32_t>({1 << 24}).change);
+    EXPECT_EQ(all.part_of_range(), 1);
+    EXPECT_EQ(RoundingChange{}.part_of_range(), 0);
 }
 
 // Halfway between the greatest float and 2^128 begins what becomes infinite.
