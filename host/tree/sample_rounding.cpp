@@ -53,9 +53,9 @@ RoundingChange round_samples(std::span<const Stored> stored, std::span<float> ro
     std::array<Exact<Stored>, LANES> largest_change{};
     std::array<Exact<Stored>, LANES> least;
     std::array<Exact<Stored>, LANES> greatest;
-    constexpr RoundingChange NONE;
-    least.fill(NONE.least);
-    greatest.fill(NONE.greatest);
+    constexpr auto INFINITE = std::numeric_limits<Exact<Stored>>::infinity();
+    least.fill(INFINITE);
+    greatest.fill(-INFINITE);
     const auto round = [&](std::size_t position, std::size_t lane) {
         const auto sample = static_cast<Exact<Stored>>(stored[position]);
         rounded[position] = static_cast<float>(stored[position]);
