@@ -10,6 +10,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 
 namespace talvora::host {
 namespace {
@@ -125,6 +126,28 @@ std::optional<std::string> find_missing_rows(std::span<const double> times, std:
                        static_cast<std::size_t>(gap - grid->sample_of_row.begin()) + first_row);
 }
 
+// Of a row that has no time, or none behind those before; every row at one time tells as little.
+std::optional<std::string> find_irregular_time(std::span<const double> times,
+                                               std::size_t first_row) {
+    const auto row_of = [&](auto time) {
+        return static_cast<std::size_t>(time - times.begin()) + first_row;
+    };
+    const auto lacking =
+        std::ranges::find_if(times, [](double time) { return !std::isfinite(time); });
+    if (lacking != times.end()) {
+        return fmt::format("by it row {} has no time", row_of(lacking));
+    }
+    const auto falling = std::ranges::adjacent_find(times, std::greater());
+    if (falling != times.end()) {
+        return fmt::format("by it row {} ({:.9g} s) comes before row {} ({:.9g} s)",
+                           row_of(falling) + 1, falling[1], row_of(falling), falling[0]);
+    }
+    if (times.front() == times.back()) {
+        return fmt::format("by it all {} rows are at {:.9g} s", times.size(), times.front());
+    }
+    return std::nullopt;
+}
+
 } // namespace
 
 PlacedRows place_rows(std::span<const double> times, const std::string& times_name,
@@ -140,10 +163,13 @@ PlacedRows place_rows(std::span<const double> times, const std::string& times_na
 
 std::optional<std::string> find_contradiction(std::span<const double> times, double sample_rate,
                                               std::size_t first_row) {
-    const double span = times.empty() ? 0.0 : times.back() - times.front();
-    if (!std::isfinite(span) || span <= 0 || !std::ranges::is_sorted(times)) {
+    if (times.size() < 2) {
         return std::nullopt;
     }
+    if (auto irregular = find_irregular_time(times, first_row)) {
+        return irregular;
+    }
+    const double span = times.back() - times.front();
     const auto step_count = static_cast<double>(times.size() - 1);
     const double told = step_count / sample_rate;
     if (std::abs(told - span) > RATE_TOLERANCE * span + 1.0 / sample_rate) {

@@ -26,8 +26,8 @@ PlacedRows place_rows(std::span<const double> times, const std::string& times_na
 
 // What times say of rows that are told to be equally spaced at a rate, where it contradicts that:
 // "by it the 500 rows take 1.996 s (250 Hz), not 4.99 s", by more than RATE_TOLERANCE and a sample,
-// or that rows are missing between them, of which the times stand on a grid. Nothing where they
-// do not contradict it, or do not ascend.
+// that rows are missing between them, of which the times stand on a grid, or that the times do not
+// ascend. Nothing where they do not contradict it.
 std::optional<std::string> find_contradiction(std::span<const double> times, double sample_rate,
                                               std::size_t first_row);
 

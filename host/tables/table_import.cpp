@@ -110,14 +110,20 @@ const NumberColumn* find_time_column(const NumberTable& table, const ColumnsByNa
     return column;
 }
 
-// Of the column beside a rate that looks like a time; none where it tells no time.
-std::vector<double> read_times_beside(const NumberColumn& time, std::size_t first_row,
+// Of the column beside a rate that looks like a time. What tells some times only, or tells them in
+// another unit, cannot be held against the rate.
+std::vector<double> read_times_beside(const NumberColumn& time, std::size_t first_row, double rate,
                                       const std::string& source) {
     try {
         return read_seconds(time, first_row, source);
-    } catch (const Failure&) {
-        return {};
+    } catch (const Failure& failure) {
+        throw Failure(failure.code(), failure.what(),
+                      {fmt::format("--rate {:.6g} --time '' leaves the column aside", rate)});
     }
+}
+
+bool tells_times(const NumberColumn& column) {
+    return column.holds_numbers() || !column.dates.empty();
 }
 
 // Rows that are equally spaced by a rate, beside a column of other times. Lost rows contradict it,
@@ -355,14 +361,12 @@ TimeGrid place_by_rate(const NumberTable& table, const ImportOptions& options,
                        const std::string& source) {
     const double rate = *options.sample_rate;
     const NumberColumn* column = options.time_column ? nullptr : find_likely_time(table);
-    const auto times = column == nullptr ? std::vector<double>()
-                                         : read_times_beside(*column, table.first_row, source);
-    if (times.empty()) {
+    if (column == nullptr || !tells_times(*column)) {
         return make_uniform_grid(rate, table.row_count, 0);
     }
+    const auto times = read_times_beside(*column, table.first_row, rate, source);
     refuse_contradicting_times(times, *column, rate, table.first_row, source);
-    return make_uniform_grid(rate, table.row_count,
-                             std::ranges::is_sorted(times) ? times.front() : 0);
+    return make_uniform_grid(rate, table.row_count, times.front());
 }
 
 void refuse_bad_options(const ImportOptions& options, const std::string& source) {

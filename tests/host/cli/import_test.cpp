@@ -233,9 +233,10 @@ TEST_F(Import, RefusesWhatCannotBeAndWritesNothing) {
     EXPECT_EQ(code({"--rate", "0"}), 2);
     EXPECT_EQ(code({"--rate", "fast"}), 2);
     EXPECT_EQ(code({"--rate", "10", "--time", "t"}), 2);
-    EXPECT_EQ(code({"--rate", "10", "--set", "A=Z"}), 2);
-    EXPECT_EQ(code({"--rate", "10", "--set", "A"}), 2);
-    EXPECT_EQ(code({"--rate", "10", "--set", "A=note"}), 3);
+    EXPECT_EQ(code({"--rate", "10"}), 3) << "beside a rate, too";
+    EXPECT_EQ(code({"--rate", "10", "--time", "", "--set", "A=Z"}), 2);
+    EXPECT_EQ(code({"--rate", "10", "--time", "", "--set", "A"}), 2);
+    EXPECT_EQ(code({"--rate", "10", "--time", "", "--set", "A=note"}), 3);
     EXPECT_EQ(run({"import", "missing.csv", "-o", "walk.h5"}).exit_code, 3);
     EXPECT_EQ(run({"import", "walk.csv", "-o", "walk.csv", "--rate", "10"}).exit_code, 2);
     EXPECT_EQ(run({"import", "walk.csv"}).exit_code, 2);

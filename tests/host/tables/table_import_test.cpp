@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -286,8 +287,33 @@ TEST(ImportTable, RefusesARateThatTheTimesContradict) {
         EXPECT_EQ(fitting.report.sample_rate, rate);
     }
     Imported without_times;
-    import_text(without_times, "t,X\nx,1\n7,2\n", at(100));
+    import_text(without_times, "t,X\nx,1\ny,2\n", at(100));
     EXPECT_EQ(without_times.report.sample_rate, 100);
+}
+
+// What cannot be held against the rate is left aside where that is asked for, only.
+TEST(ImportTable, RefusesARateBesideTimesThatTellNothingOfIt) {
+    const std::map<std::string, std::string> refusals = {
+        {"t,X\n0,1\nMean,2\n",
+         "walk.csv: row 3, column 't': 'Mean' is no time (allowed: a number of s with a decimal "
+         "point)"},
+        {"Time (min),X\n0,1\n1,2\n",
+         "walk.csv: column 'Time (min)' is a time in 'min' (known: s, ms, us)"},
+        {"t,X\n0,1\n0.2,2\n0.1,3\n",
+         "walk.csv: --rate 10 contradicts the column 't': by it row 4 (0.1 s) comes before row 3 "
+         "(0.2 s)"},
+        {"t,X\n5,1\n5,2\n5,3\n",
+         "walk.csv: --rate 10 contradicts the column 't': by it all 3 rows are at 5 s"},
+    };
+    for (const auto& [csv, message] : refusals) {
+        const Failure failure = failure_of(csv, {.sets = {}, .sample_rate = 10, .time_column = {}});
+        EXPECT_EQ(failure.what(), message);
+        EXPECT_THAT(failure.hints().back(), testing::StartsWith("--rate 10 --time '' leaves "))
+            << csv;
+        Imported left_aside;
+        import_text(left_aside, csv, {.sets = {}, .sample_rate = 10, .time_column = ""});
+        EXPECT_EQ(left_aside.report.sample_rate, 10);
+    }
 }
 
 // 5 rows of 10000, less than a thousandth: those behind them would come too early.
