@@ -256,6 +256,10 @@ class BadTables(CommandLine):
         "slashes.csv": ("t,a/b,a_b\n0,1,2\n1,3,4\n",
                         "the columns 'a/b' and 'a_b' would both make the set 'a_b'"),
         "zero.csv": (b"t,X\0Y\n0,1\n", "the name of column 2 holds a zero byte"),
+        "latin1.csv": (b"t,Force (\xb5V)\n0,1\n1,2\n",
+                       "latin1.csv: the name of column 2 is no UTF-8: byte 0xb5"),
+        "latin1_unit.csv": (b"t,X\ns,\xb5V\n0,1\n1,2\n",
+                            "latin1_unit.csv: the unit of column 2 is no UTF-8: byte 0xb5"),
         "words.csv": ("t,X\n0,a\n1,b\n", "no column with numbers"),
     }
 
