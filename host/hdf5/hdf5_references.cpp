@@ -206,6 +206,18 @@ std::multimap<haddr_t, Referrer> list_referrers(hid_t file) {
     return list.take();
 }
 
+std::vector<ShownSet> list_shown_sets(hid_t file) {
+    std::vector<ShownSet> shown;
+    visit_objects(file, [&](const std::string& path, hid_t object) {
+        if (object_info(object).type == H5O_TYPE_DATASET) {
+            for (std::string& source : list_own_sources(object)) {
+                shown.push_back({path, std::move(source)});
+            }
+        }
+    });
+    return shown;
+}
+
 bool holds_object_references(hid_t set) {
     return is_type(set_type(set), H5T_STD_REF_OBJ);
 }

@@ -133,6 +133,13 @@ std::string virtual_source(hid_t properties, std::size_t position) {
     return name.data();
 }
 
+std::string virtual_source_set(hid_t properties, std::size_t position) {
+    std::array<char, MAX_FILE_NAME> path{};
+    checked(H5Pget_virtual_dsetname(properties, position, path.data(), path.size() - 1), "read",
+            "where samples are");
+    return path.data();
+}
+
 std::vector<std::string> list_external_files(hid_t properties) {
     const int count = checked(H5Pget_external_count(properties), "read", "where samples are");
     std::vector<std::string> files;
@@ -382,6 +389,21 @@ std::vector<std::string> list_source_files(hid_t set) {
     default:
         return {};
     }
+}
+
+std::vector<std::string> list_own_sources(hid_t set) {
+    const Id properties = set_properties(set);
+    std::vector<std::string> paths;
+    if (set_layout(properties) != H5D_VIRTUAL) {
+        return paths;
+    }
+    const auto files = list_virtual_sources(properties);
+    for (std::size_t position = 0; position < files.size(); ++position) {
+        if (files[position] == ".") {
+            paths.push_back(virtual_source_set(properties, position));
+        }
+    }
+    return paths;
 }
 
 bool keeps_every_bit(hid_t set) {

@@ -24,6 +24,10 @@ std::string describe_foreign_storage(hid_t set);
 // The files that its samples are in, where that is not the set's own.
 std::vector<std::string> list_source_files(hid_t set);
 
+// The paths of the data sets of the same file that a virtual one takes its samples from, as it
+// names them; none of others.
+std::vector<std::string> list_own_sources(hid_t set);
+
 // False where samples may be read otherwise than they were written: a filter rounds them, or is one
 // that this host does not know.
 bool keeps_every_bit(hid_t set);

@@ -94,11 +94,12 @@ struct Hdf5Tree::OpenFile {
     OpenGroup group;
     // Of the file as it was when they were first asked for.
     std::optional<std::multimap<haddr_t, hdf5::Referrer>> referrers;
+    std::optional<std::vector<hdf5::ShownSet>> shown_sets;
 };
 
 Hdf5Tree::Hdf5Tree(const std::filesystem::path& file, Hdf5Access access) : name_(file) {
     const InFile here(name_.native());
-    open_.reset(new OpenFile{open_file(file, access), {}, {}, {}});
+    open_.reset(new OpenFile{open_file(file, access), {}, {}, {}, {}});
     try {
         add_object(hdf5::open_object(open_->file, "/"), "");
     } catch (const TreeError&) {
@@ -244,6 +245,7 @@ void Hdf5Tree::resize(ObjectId id, const Extents& extents) {
     if (extents == set.extents) {
         return;
     }
+    refuse_shown(id);
     if (!takes_floats(id)) {
         narrow(id, true);
     }
@@ -625,6 +627,20 @@ void Hdf5Tree::refuse_regions(ObjectId id, std::uint64_t address, std::string_vi
     if (region != last) {
         throw TreeError(fmt::format("'{}' cannot be {}: '{}' refers to a part of it", node(id).path,
                                     change, region->second.path));
+    }
+}
+
+// A virtual set is of the extents that it was made with, whatever becomes of those it shows.
+void Hdf5Tree::refuse_shown(ObjectId id) {
+    if (!open_->shown_sets) {
+        open_->shown_sets = hdf5::list_shown_sets(open_->file);
+    }
+    for (const hdf5::ShownSet& shown : *open_->shown_sets) {
+        if (find(root(), shown.source) == id) {
+            throw TreeError(fmt::format("'{}' cannot be resized: the virtual data set '{}' shows "
+                                        "samples of it",
+                                        node(id).path, shown.path));
+        }
     }
 }
 

@@ -363,6 +363,22 @@ class WhatIsKept(SampleTypes):
                       result.stderr)
         self.assertEqual(os.listdir(self.folder), ["in.h5"])
 
+    def test_a_virtual_set_keeps_what_it_shows_from_being_resized(self):
+        samples = np.arange(100.0).reshape(1, 1, 100)
+        with self.make() as file:
+            add_set(file, "Imu/X", samples)
+            layout = h5py.VirtualLayout((100,), "f8")
+            layout[:] = h5py.VirtualSource(".", "Imu/X", (1, 1, 100))[0, 0, :]
+            file.create_virtual_dataset("shown", layout, fillvalue=-1)
+        result = self.call("run", "apply-set-downsample", "SourceGroup=Imu", "--to-rate", "50",
+                           "in.h5", "-o", "out.h5", code=1)
+        self.assertIn("'Imu/X' cannot be resized: the virtual data set '/shown' shows samples of it",
+                      result.stderr)
+        self.assertEqual(os.listdir(self.folder), ["in.h5"])
+        self.opposite("-o", "out.h5")
+        with self.read() as file:
+            np.testing.assert_array_equal(file["shown"][...], -samples[0, 0])
+
     def test_what_is_resized_stays_what_it_is(self):
         with self.make() as file:
             file["kind"] = np.dtype(">f4")
