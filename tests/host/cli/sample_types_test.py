@@ -125,6 +125,24 @@ class Runs(SampleTypes):
                 self.call(*words, "--accept", "narrowing,mean-off")
                 (self.folder / "out.h5").unlink()
 
+    # Floats of that size are 2 apart; the component beside it goes far and loses nothing.
+    def test_a_component_that_varies_little_is_not_hidden_by_another(self):
+        samples = np.zeros((3, 1, 1000))
+        samples[0, 0] = 2.0**20 * np.arange(1000)
+        samples[1, 0] = 2.0**24 + np.arange(1000) % 3
+        for dtype in ("f8", "i4", "i8", "u8"):
+            with self.make() as file:
+                add_set(file, "Imu/X", samples.astype(dtype))
+            for step in (["apply-set-opposite", "SourceGroup=Imu"],
+                         ["average-set", "SourceGroup=Imu", "DestinationGroup=Means"]):
+                words = ["run", *step, "in.h5", "-o", "out.h5", "--force"]
+                self.assertIn(", which in its line [1, 0, :] lie between 16777216 and 16777218; as "
+                              "32-bit floats they change by up to 1, 5.0e-01 of that range\n",
+                              self.call(*words, code=1).stderr)
+        words = ["run", "apply-set-opposite", "SourceGroup=Imu", "in.h5", "-o", "out.h5"]
+        self.assertIn("largest change 9.5e-10 of the largest sample, 5.0e-01 of the range\n",
+                      self.call(*words, "--accept", "narrowing").stderr)
+
     def test_the_change_is_that_of_the_samples_before(self):
         for dtype in ("f8", "i4", "i8", "u8"):
             samples = np.random.default_rng(1).standard_normal((3, 1, 5000)) * 1e8
