@@ -414,6 +414,22 @@ class WhatIsKept(SampleTypes):
         self.assertLess((self.folder / "one.h5").stat().st_size,
                         2 * (self.folder / "in.h5").stat().st_size)
 
+    def test_complex_numbers_that_no_unit_takes_are_told(self):
+        for dtype, bits in (("c8", 32), ("c16", 64), (">c8", 32),
+                            ([("real", "f8"), ("imag", "f8")], 64)):
+            with self.make() as file:
+                add_set(file, "Imu/X", np.float32([1, 2]))
+                file["Imu/Spectrum"] = np.zeros((3, 1, 4), dtype)
+            self.assertIn("passed-over: Imu/Spectrum: is in the source group, and units cannot "
+                          f"take it: data set of complex values of {bits}-bit floats [3, 1, 4]\n",
+                          self.opposite(code=1).stderr)
+        for members in ([("a", "f8"), ("b", "f8")], [("r", "f8"), ("i", "i8")],
+                        [("r", "f8"), ("i", "f4")], [("r", "f8"), ("i", "f8"), ("n", "f8")]):
+            with self.make() as file:
+                add_set(file, "Imu/X", np.float32([1, 2]))
+                file["Imu/Table"] = np.zeros(3, members)
+            self.opposite("-o", "out.h5", "--force")
+
     def test_what_is_no_real_number_stays_as_it_is(self):
         with self.make() as file:
             add_set(file, "Imu/X", np.arange(5.0))
