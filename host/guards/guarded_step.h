@@ -17,7 +17,8 @@ namespace talvora::host {
 // A set that was of another type than 32-bit floats when the input was opened.
 struct RoundedSamples {
     SampleType type{};
-    RoundingChange change;          // by rounding what the step read
+    RoundingChange change;          // by rounding what the step read, in the line that loses most
+    std::string line = {};          // as "[1, 0, :]"; empty where the set has one, or very many
     bool replaces_original = false; // the step wrote it in the place of the input
 };
 

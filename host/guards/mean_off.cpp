@@ -3,6 +3,7 @@
 #include "host/filters/step_sources.h"
 #include "host/guards/guard_functions.h"
 #include "host/guards/line_summaries.h"
+#include "host/guards/mean_columns.h"
 #include "host/text/plural.h"
 #include "host/tree/line_names.h"
 #include "host/tree/tree_rules.h"
@@ -73,36 +74,21 @@ class MadeMeans {
         }
     }
 
-    // A set of a labelled column for each source.
+    // A set of a labelled column for each source. Labels that are not those of the columns tell
+    // that these are not what the sources would make of them.
     void list_of_set(const std::string& path) {
         const auto result = look_up(tree(), tree().root(), path, ObjectKind::DataSet);
         if (!result || !is_written(*result)) {
             return;
         }
-        const LineNames names = read_line_names(tree(), *result);
-        const auto& labels = names.labels.texts;
-        for (std::uint64_t column = 0; column < labels.size(); ++column) {
-            if (const auto source = find_labelled(labels[column])) {
-                means_.push_back({*source, *result, column, labels.size()});
-            }
+        const auto columns = list_mean_columns(step_);
+        if (!std::ranges::equal(read_labels(tree(), *result), columns, {}, {},
+                                &MeanColumn::label)) {
+            return;
         }
-    }
-
-    std::optional<ObjectId> find_labelled(const std::string& label) const {
-        const auto groups = find_source_groups(values_, tree());
-        return groups.empty()
-                   ? std::nullopt
-                   : look_up(tree(), groups.front(), source_of(label), ObjectKind::DataSet);
-    }
-
-    std::string source_of(const std::string& label) const {
-        const auto* pairs = find_value<std::vector<std::string>>(values_, TRANSLATION_KEY);
-        for (std::size_t i = 0; pairs != nullptr && i + 1 < pairs->size(); i += 2) {
-            if ((*pairs)[i] == label) {
-                return (*pairs)[i + 1];
-            }
+        for (std::size_t column = 0; column < columns.size(); ++column) {
+            means_.push_back({columns[column].source, *result, column, columns.size()});
         }
-        return label;
     }
 
     const GuardedStep& step_;

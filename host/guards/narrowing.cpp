@@ -15,11 +15,13 @@ GuardFinding make_in_place(const std::string& path, const RoundedSamples& sample
 
 GuardFinding make_of_range(const std::string& path, const RoundedSamples& samples) {
     const RoundingChange& change = samples.change;
+    const std::string line =
+        samples.line.empty() ? "" : fmt::format(", which in its line {} lie", samples.line);
     return {.set = path,
-            .text = fmt::format("is of {} between {:.9g} and {:.9g}; as 32-bit floats they change "
-                                "by up to {:.3g}, {:.1e} of that range",
-                                describe_sample_type(samples.type), change.least, change.greatest,
-                                change.largest_change, change.part_of_range()),
+            .text = fmt::format("is of {}{} between {:.9g} and {:.9g}; as 32-bit floats they "
+                                "change by up to {:.3g}, {:.1e} of that range",
+                                describe_sample_type(samples.type), line, change.least,
+                                change.greatest, change.largest_change, change.part_of_range()),
             .remedy = "subtract an offset before, in 64 bits, where the file was made",
             .numbers = {{"dtype", name_sample_type(samples.type)},
                         {"least", change.least},

@@ -4,7 +4,9 @@
 #include "host/filters/known_units.h"
 #include "host/filters/step_sources.h"
 #include "host/guards/filtered_runs.h"
+#include "host/guards/mean_columns.h"
 #include "host/guards/set_lines.h"
+#include "host/text/join_texts.h"
 #include "host/text/plural.h"
 #include "host/text/quote_word.h"
 #include "host/tree/tree_rules.h"
@@ -13,6 +15,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <map>
 
 namespace talvora::host {
 namespace {
@@ -44,6 +47,29 @@ void warn_of_parameters(const GuardedStep& step, std::vector<StepWarning>& warni
                                         *axis, COMPONENTS_KEY),
                             fmt::format("{}=0 for the first component, or no {} for whole sets",
                                         COMPONENTS_KEY, AXIS_KEY)});
+    }
+}
+
+// ---------------------------------------------------------------------------
+// Columns with one label
+
+void warn_of_labels(const GuardedStep& step, std::vector<StepWarning>& warnings) {
+    const auto columns = list_mean_columns(step);
+    std::map<std::string, std::vector<std::string>> sources;
+    for (const MeanColumn& column : columns) {
+        sources[column.label].push_back(step.tree.path(column.source));
+    }
+    const auto* set = find_value<std::string>(step.step.values, DESTINATION_SET_KEY);
+    for (const auto& [label, paths] : sources) {
+        if (paths.size() > 1) {
+            warnings.push_back(
+                {fmt::format("{}: of {} columns {} have the label '{}', the means of {}; none can "
+                             "be named by its label",
+                             set == nullptr ? "" : *set, columns.size(), paths.size(), label,
+                             join_texts(paths)),
+                 fmt::format("a label of its own for each source: {0}=LABEL {0}=SOURCE",
+                             TRANSLATION_KEY)});
+        }
     }
 }
 
@@ -147,6 +173,7 @@ std::vector<StepWarning> find_warnings(const GuardedStep& step, GuardTime time) 
     std::vector<StepWarning> warnings;
     if (time == GuardTime::BeforeSamples) {
         warn_of_parameters(step, warnings);
+        warn_of_labels(step, warnings);
         return warnings;
     }
     for (std::size_t i = 0; i < step.done->sets.size(); ++i) {

@@ -283,9 +283,8 @@ template <typename Stored>
 // The library would convert itself, but otherwise where its types differ in byte order or a sample
 // is next to the greatest float.
 template <typename Stored>
-RoundingChange read_rounded(hid_t set, hid_t space, const Hyperslab& slab, std::span<float> samples,
-                            std::string_view path) {
-    RoundingChange change;
+void read_rounded(hid_t set, hid_t space, const Hyperslab& slab, std::span<float> samples,
+                  std::string_view path, LineRoundings& roundings) {
     std::vector<Stored> stored;
     Extents starts(slab.starts.size());
     const Extents counts(slab.counts.begin(), slab.counts.end());
@@ -295,13 +294,12 @@ RoundingChange read_rounded(hid_t set, hid_t space, const Hyperslab& slab, std::
         stored.resize(count);
         read_slab<Stored>(set, space, read, stored, path);
         const std::span<float> rounded = samples.first(count);
-        change.add(round_samples<Stored>(stored, rounded));
+        const RoundingChange change = roundings.round<Stored>(read, stored, rounded);
         if (std::isinf(change.largest_change)) {
             refuse_overflow<Stored>(stored, rounded, read, path);
         }
         samples = samples.subspan(count);
     });
-    return change;
 }
 
 bool has_rounding_filter(hid_t properties) {
@@ -333,17 +331,17 @@ void round_fill_value(hid_t properties, SampleType type) {
 
 // Calls `take(slab, samples)` with all samples inside the counts, part by part.
 template <typename Take>
-RoundingChange visit_floats(hid_t set, SampleType type, const Extents& counts,
-                            const std::string& path, const Take& take) {
+LineRoundings visit_floats(hid_t set, SampleType type, const Extents& counts,
+                           const std::string& path, const Take& take) {
     const Id space = set_space(set);
-    RoundingChange change;
+    LineRoundings roundings(counts);
     std::vector<float> samples;
     visit_slabs(counts, BUFFER_SAMPLES, [&](const Hyperslab& slab, std::uint64_t count) {
         samples.resize(count);
-        change.add(read_floats(set, space, slab, type, samples, path));
+        read_floats(set, space, slab, type, samples, path, roundings);
         take(slab, samples);
     });
-    return change;
+    return roundings;
 }
 
 } // namespace
@@ -461,14 +459,13 @@ bool can_resize(hid_t set, const Extents& extents) {
            has_sane_chunks(properties, extents);
 }
 
-RoundingChange read_floats(hid_t set, hid_t space, const Hyperslab& slab, SampleType type,
-                           std::span<float> samples, std::string_view path) {
-    return with_stored_type(type, [&]<typename Stored>(Stored) {
+void read_floats(hid_t set, hid_t space, const Hyperslab& slab, SampleType type,
+                 std::span<float> samples, std::string_view path, LineRoundings& roundings) {
+    with_stored_type(type, [&]<typename Stored>(Stored) {
         if constexpr (std::is_same_v<Stored, float>) {
             read_slab(set, space, slab, samples, path);
-            return RoundingChange{};
         } else {
-            return read_rounded<Stored>(set, space, slab, samples, path);
+            read_rounded<Stored>(set, space, slab, samples, path, roundings);
         }
     });
 }
@@ -491,8 +488,8 @@ void write_floats(hid_t set, hid_t space, const Hyperslab& slab, std::span<const
             "write", path);
 }
 
-RoundingChange copy_floats(hid_t from, SampleType type, hid_t to, const Extents& counts,
-                           const std::string& path) {
+LineRoundings copy_floats(hid_t from, SampleType type, hid_t to, const Extents& counts,
+                          const std::string& path) {
     const Id to_space = set_space(to);
     return visit_floats(from, type, counts, path,
                         [&](const Hyperslab& slab, std::span<const float> samples) {
@@ -500,8 +497,8 @@ RoundingChange copy_floats(hid_t from, SampleType type, hid_t to, const Extents&
                         });
 }
 
-RoundingChange measure_rounding(hid_t set, SampleType type, const Extents& extents,
-                                const std::string& path) {
+LineRoundings measure_rounding(hid_t set, SampleType type, const Extents& extents,
+                               const std::string& path) {
     return visit_floats(set, type, extents, path, [](const Hyperslab&, std::span<const float>) {});
 }
 

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "host/hdf5/hdf5_calls.h"
-#include "host/tree/sample_rounding.h"
+#include "host/tree/line_roundings.h"
 #include "host/tree/sample_type.h"
 
 #include <optional>
@@ -69,10 +69,10 @@ constexpr std::uint64_t ROUNDED_SAMPLES = std::uint64_t{128} * 1024;
 
 // `space` is the set's: what is selected in it changes. The slab is inside its extents.
 //
-// A set of any type as 32-bit floats, and what rounding to those changes. Throws a StorageError
-// that names the first finite sample which is beyond all of them.
-RoundingChange read_floats(hid_t set, hid_t space, const Hyperslab& slab, SampleType type,
-                           std::span<float> samples, std::string_view path);
+// A set of any type as 32-bit floats; what rounding to those changes is added to that of its lines.
+// Throws a StorageError that names the first finite sample which is beyond all of them.
+void read_floats(hid_t set, hid_t space, const Hyperslab& slab, SampleType type,
+                 std::span<float> samples, std::string_view path, LineRoundings& roundings);
 StoredSamples read_stored(hid_t set, hid_t space, const Hyperslab& slab, SampleType type,
                           std::string_view path);
 // To a set of 32-bit floats.
@@ -80,11 +80,11 @@ void write_floats(hid_t set, hid_t space, const Hyperslab& slab, std::span<const
                   std::string_view path);
 
 // What lies inside the counts from the beginning of a set of any type to that of one of 32-bit
-// floats; reads as read_floats does.
-RoundingChange copy_floats(hid_t from, SampleType type, hid_t to, const Extents& counts,
-                           const std::string& path);
+// floats; reads as read_floats does, and gives what rounding changes.
+LineRoundings copy_floats(hid_t from, SampleType type, hid_t to, const Extents& counts,
+                          const std::string& path);
 // As copy_floats of the whole set, to nowhere.
-RoundingChange measure_rounding(hid_t set, SampleType type, const Extents& extents,
-                                const std::string& path);
+LineRoundings measure_rounding(hid_t set, SampleType type, const Extents& extents,
+                               const std::string& path);
 
 } // namespace talvora::host::hdf5

@@ -273,13 +273,10 @@ void Hdf5Tree::read(ObjectId id, const Hyperslab& slab, std::span<float> samples
     const bool is_rounded = set.type != SampleType::Float32;
     const OpenSet& open =
         open_set(id, is_rounded ? use_of_rounded(slab, set.extents) : use_of(slab, set.extents));
-    const RoundingChange change =
-        hdf5::read_floats(open.set, open.space, slab, set.type, samples, set.path);
-    if (is_rounded) {
-        seen_roundings_[id].add(change);
-    }
+    LineRoundings& roundings = roundings_.try_emplace(id, set.extents).first->second;
+    hdf5::read_floats(open.set, open.space, slab, set.type, samples, set.path, roundings);
     if (is_rounded && is_whole(slab, set.extents)) {
-        roundings_[id] = change;
+        read_as_a_whole_.insert(id);
     }
 }
 
@@ -298,10 +295,10 @@ void Hdf5Tree::write(ObjectId id, const Hyperslab& slab, std::span<const float> 
     hdf5::write_floats(open.set, open.space, slab, samples, set.path);
 }
 
-RoundingChange Hdf5Tree::rounding(const std::string& path) {
+SetRounding Hdf5Tree::rounding(const std::string& path) {
     const auto set = find(root(), path);
-    const auto seen = set ? seen_roundings_.find(*set) : seen_roundings_.end();
-    return seen != seen_roundings_.end() ? seen->second : RoundingChange{};
+    const auto seen = set ? roundings_.find(*set) : roundings_.end();
+    return seen != roundings_.end() ? seen->second.sum_up() : SetRounding{};
 }
 
 SampleType Hdf5Tree::original_type(const std::string& path) {
@@ -575,23 +572,22 @@ void Hdf5Tree::narrow(ObjectId id, bool keeps_samples) {
     const Extents starts(set.extents.size(), 0);
     const hdf5::SetUse use = use_of_rounded({starts, set.extents}, set.extents);
     const hdf5::Id old_set = hdf5::share(open_set(id, use).set);
-    const auto known = roundings_.find(id);
-    RoundingChange change;
-    if (known != roundings_.end()) {
-        change = known->second;
+    SetRounding rounding;
+    if (read_as_a_whole_.contains(id)) {
+        rounding = roundings_.at(id).sum_up();
     } else if (!keeps_samples && set.type != SampleType::Float32) {
-        change = hdf5::measure_rounding(old_set, set.type, set.extents, set.path);
+        rounding = hdf5::measure_rounding(old_set, set.type, set.extents, set.path).sum_up();
     }
     const hdf5::SetUse new_use = keeps_samples ? hdf5::SetUse::Parts : hdf5::SetUse::Whole;
     const hdf5::Id properties = hdf5::set_properties(old_set);
     hdf5::Id new_set = hdf5::make_narrow(open_->file, old_set, properties, set.type, new_use);
     if (keeps_samples) {
-        change = hdf5::copy_floats(old_set, set.type, new_set, set.extents, set.path);
+        rounding = hdf5::copy_floats(old_set, set.type, new_set, set.extents, set.path).sum_up();
     }
     copy_annotations(old_set, properties, new_set);
     take_place(id, hdf5::object_info(old_set), new_set);
     keep_open(id, new_use, std::move(new_set));
-    narrowed_.push_back({set.path, set.type, change});
+    narrowed_.push_back({set.path, set.type, rounding});
     set.type = SampleType::Float32;
     set.takes_floats = true;
 }

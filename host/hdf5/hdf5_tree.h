@@ -20,13 +20,14 @@
 
 #include "host/tree/attribute_type.h"
 #include "host/tree/data_tree.h"
-#include "host/tree/sample_rounding.h"
+#include "host/tree/line_roundings.h"
 
 #include <filesystem>
 #include <functional>
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <span>
 #include <string>
 #include <vector>
@@ -49,7 +50,7 @@ enum class Hdf5Access {
 struct NarrowedSet {
     std::string path;
     SampleType type{}; // that it was of
-    RoundingChange change;
+    SetRounding rounding;
 };
 
 // What is at a path and is kept in another file.
@@ -86,7 +87,7 @@ class Hdf5Tree final : public DataTree {
     // What rounding changed of a set that was of another type when the file was opened, of the
     // samples that were read; `path` is from the root. No change where none was, nor of 32-bit
     // floats.
-    RoundingChange rounding(const std::string& path);
+    SetRounding rounding(const std::string& path);
     // As which the samples of a set were stored when the file was opened, whatever has become of
     // it; `path` is from the root.
     SampleType original_type(const std::string& path);
@@ -176,9 +177,9 @@ class Hdf5Tree final : public DataTree {
     std::unique_ptr<OpenFile> open_;
     std::vector<Node> nodes_; // the object with the id n stands at n - 1
     std::map<std::string, ObjectId, std::less<>> by_path_;
-    std::map<std::uint64_t, ObjectId> by_address_;      // in the file
-    std::map<ObjectId, RoundingChange> roundings_;      // of sets that were read as a whole
-    std::map<ObjectId, RoundingChange> seen_roundings_; // of what was read of others, too
+    std::map<std::uint64_t, ObjectId> by_address_; // in the file
+    std::map<ObjectId, LineRoundings> roundings_;  // of what was read
+    std::set<ObjectId> read_as_a_whole_;           // of those
     std::vector<NarrowedSet> narrowed_;
     // Of the file as it was when they were first asked for, by address.
     std::optional<std::multimap<std::uint64_t, std::string>> hard_links_;

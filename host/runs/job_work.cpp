@@ -5,6 +5,7 @@
 #include "host/filters/step_aims.h"
 #include "host/filters/step_sources.h"
 #include "host/guards/guards.h"
+#include "host/guards/set_lines.h"
 #include "host/interface/path_patterns.h"
 #include "host/runs/input_files.h"
 #include "host/runs/job_step.h"
@@ -245,9 +246,14 @@ class JobRun {
                 continue;
             }
             const bool is_first = known_rounded_.insert(set.path).second;
-            rounded[set.path] = {.type = type,
-                                 .change = is_first ? stored.rounding(set.path) : RoundingChange{},
-                                 .replaces_original = set.written && job_.output == job_.input};
+            const SetRounding rounding = is_first ? stored.rounding(set.path) : SetRounding{};
+            const Extents& extents = set.before->extents;
+            rounded[set.path] = {
+                .type = type,
+                .change = rounding.worst,
+                .line =
+                    rounding.line ? SetLines(extents, extents.size() - 1).name(*rounding.line) : "",
+                .replaces_original = set.written && job_.output == job_.input};
         }
         return rounded;
     }

@@ -1,5 +1,6 @@
 #include "host/tables/number_table.h"
 
+#include "host/tables/cell_words.h"
 #include "host/tables/column_name.h"
 #include "host/tables/iso_time.h"
 #include "host/tables/sample_text.h"
@@ -32,6 +33,11 @@ void check_encoding(std::string_view text, std::string_view what, std::size_t co
 }
 
 void check_names(std::span<const std::string> names, const std::string& source) {
+    if (is_row_of_samples(names)) {
+        throw Failure(ExitCode::Input,
+                      fmt::format("{}: the first row holds numbers, no column names", source),
+                      {"put a row of names in front, such as Time (s),X,Y,Z"});
+    }
     std::set<std::string> seen;
     for (const std::string& name : names) {
         if (name.empty()) {
@@ -48,12 +54,6 @@ void check_names(std::span<const std::string> names, const std::string& source) 
         if (!seen.insert(name).second) {
             throw Failure(ExitCode::Input, fmt::format("{}: two columns named '{}'", source, name));
         }
-    }
-    if (std::ranges::all_of(names,
-                            [](const auto& name) { return parse_sample(name).has_value(); })) {
-        throw Failure(ExitCode::Input,
-                      fmt::format("{}: the first row holds numbers, no column names", source),
-                      {"put a row of names in front, such as Time (s),X,Y,Z"});
     }
 }
 

@@ -1,7 +1,5 @@
 #include "host/tree/sample_rounding.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -30,18 +28,6 @@ void RoundingChange::add(const RoundingChange& other) {
 
 double RoundingChange::part_of_range() const {
     return greatest > least ? largest_change / (greatest - least) : 0;
-}
-
-std::string describe_rounding(const RoundingChange& change) {
-    if (change.largest_change == 0) {
-        return "no sample is changed by that";
-    }
-    std::string text = fmt::format("largest change {:.1e} of the largest sample",
-                                   change.largest_change / change.largest_sample);
-    if (change.greatest > change.least) {
-        text += fmt::format(", {:.1e} of the range", change.part_of_range());
-    }
-    return text;
 }
 
 // The change of NaN and of infinity is NaN, which no comparison takes for the largest. Samples go

@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <limits>
 #include <span>
-#include <string>
 
 namespace talvora::host {
 
@@ -24,10 +23,6 @@ struct RoundingChange {
 // A signal that loses more of its range than that has lost digits that recordings have: those of
 // 14 bits are a part of it.
 constexpr double LARGE_PART_OF_RANGE = 1e-4;
-
-// For people: "largest change 3.0e-08 of the largest sample, 1.5e-08 of the range", or that there
-// is none.
-std::string describe_rounding(const RoundingChange& change);
 
 // Gives each sample as the nearest 32-bit float, of two that are as near the one whose last bit is
 // 0, rounding once. Both spans are of one size; for float, double, int32, int64 and uint64.

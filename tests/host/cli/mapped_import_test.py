@@ -124,6 +124,14 @@ class Nwb(MappedImport):
             self.assertEqual(list(file["Signals"]), ["a"])
             self.assertEqual(dict(file["Signals"].attrs), {"SampleRate": 10, "NumSamples": 3})
 
+    # Floats of that size are 2 apart.
+    def test_a_component_that_varies_little_is_not_hidden_by_another(self):
+        with self.make() as file:
+            add_series(file, "a", np.array([[0, 2.0**24], [2.0**30, 2.0**24 + 1]]), 10.0)
+        self.assertIn("warning: in.h5: Signals/a rounded to 32-bit floats; largest change 9.3e-10 "
+                      "of the largest sample, 1.0e+00 of the range\n",
+                      self.take("--map", "nwb").stderr)
+
     def test_nothing_to_take_is_an_error(self):
         with self.make() as file:
             add_series(file, "d", np.zeros(3))

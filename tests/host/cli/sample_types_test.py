@@ -125,6 +125,24 @@ class Runs(SampleTypes):
                 self.call(*words, "--accept", "narrowing,mean-off")
                 (self.folder / "out.h5").unlink()
 
+    # Floats of that size are 2 apart; the component beside it goes far and loses nothing.
+    def test_a_component_that_varies_little_is_not_hidden_by_another(self):
+        samples = np.zeros((3, 1, 1000))
+        samples[0, 0] = 2.0**20 * np.arange(1000)
+        samples[1, 0] = 2.0**24 + np.arange(1000) % 3
+        for dtype in ("f8", "i4", "i8", "u8"):
+            with self.make() as file:
+                add_set(file, "Imu/X", samples.astype(dtype))
+            for step in (["apply-set-opposite", "SourceGroup=Imu"],
+                         ["average-set", "SourceGroup=Imu", "DestinationGroup=Means"]):
+                words = ["run", *step, "in.h5", "-o", "out.h5", "--force"]
+                self.assertIn(", which in its line [1, 0, :] lie between 16777216 and 16777218; as "
+                              "32-bit floats they change by up to 1, 5.0e-01 of that range\n",
+                              self.call(*words, code=1).stderr)
+        words = ["run", "apply-set-opposite", "SourceGroup=Imu", "in.h5", "-o", "out.h5"]
+        self.assertIn("largest change 9.5e-10 of the largest sample, 5.0e-01 of the range\n",
+                      self.call(*words, "--accept", "narrowing").stderr)
+
     def test_the_change_is_that_of_the_samples_before(self):
         for dtype in ("f8", "i4", "i8", "u8"):
             samples = np.random.default_rng(1).standard_normal((3, 1, 5000)) * 1e8
@@ -411,6 +429,22 @@ class WhatIsKept(SampleTypes):
         # The samples take the room that those of the old type had.
         self.assertLess((self.folder / "one.h5").stat().st_size,
                         2 * (self.folder / "in.h5").stat().st_size)
+
+    def test_complex_numbers_that_no_unit_takes_are_told(self):
+        for dtype, bits in (("c8", 32), ("c16", 64), (">c8", 32),
+                            ([("real", "f8"), ("imag", "f8")], 64)):
+            with self.make() as file:
+                add_set(file, "Imu/X", np.float32([1, 2]))
+                file["Imu/Spectrum"] = np.zeros((3, 1, 4), dtype)
+            self.assertIn("passed-over: Imu/Spectrum: is in the source group, and units cannot "
+                          f"take it: data set of complex values of {bits}-bit floats [3, 1, 4]\n",
+                          self.opposite(code=1).stderr)
+        for members in ([("a", "f8"), ("b", "f8")], [("r", "f8"), ("i", "i8")],
+                        [("r", "f8"), ("i", "f4")], [("r", "f8"), ("i", "f8"), ("n", "f8")]):
+            with self.make() as file:
+                add_set(file, "Imu/X", np.float32([1, 2]))
+                file["Imu/Table"] = np.zeros(3, members)
+            self.opposite("-o", "out.h5", "--force")
 
     def test_what_is_no_real_number_stays_as_it_is(self):
         with self.make() as file:

@@ -90,6 +90,63 @@ TEST_F(MeanOff, FindsColumnsByTheirLabels) {
     EXPECT_THAT(found[0].text, HasSubstr("of 1 mean of A/Y 1 is"));
 }
 
+class MeanOffInColumns : public MeanOff {
+  protected:
+    using Texts = std::vector<std::string>;
+
+    // The mean of A/X is 2, that of A/Y 6.
+    std::vector<GuardFinding> find(const ParameterValues::Given& choice, const Texts& labels,
+                                   const std::vector<float>& means,
+                                   const std::string& destination = "Means") {
+        ParameterValues::Given given = {{"SourceGroup", "A"}, {"DestinationSet", destination}};
+        given.insert(choice.begin(), choice.end());
+        make_step("a.average-set-2",
+                  {"SourceGroup: string", "DestinationSet: string", "NamesFilter: list(string)",
+                   "MetricFilter: string", "TranslationMap: list(string)"},
+                  given);
+        read(add_set("A/X", {1, 1, 64}, alternate(1, 3)));
+        read(add_set("A/Y", {1, 1, 64}, alternate(5, 7)));
+        tree_.write_attribute(*tree_.find(tree_.root(), "A/Y"), "MetricType", std::string("angle"));
+        const ObjectId set =
+            observed_.create_dataset(observed_.root(), destination, {1, means.size(), 1});
+        write(set, means);
+        observed_.write_attribute(set, "Labels", TextArray{labels, {labels.size()}});
+        return find_means_off(after());
+    }
+};
+
+// The unit opens Y for the listed X, and labels what it finds by X's label, which is Y.
+TEST_F(MeanOffInColumns, FindsTheSourcesOfASwappedMap) {
+    EXPECT_THAT(find({{"TranslationMap", Texts{"X", "Y", "Y", "X"}}}, {"Y", "X"}, {6, 2}),
+                IsEmpty());
+}
+
+TEST_F(MeanOffInColumns, SpeaksOfTheSourceThatWasTaken) {
+    const auto found = find({{"TranslationMap", Texts{"X", "Y", "Y", "X"}}}, {"Y", "X"}, {2, 2});
+    ASSERT_THAT(found, SizeIs(1));
+    EXPECT_THAT(found[0].text, HasSubstr("of 1 mean of A/Y 1 is"));
+}
+
+TEST_F(MeanOffInColumns, FindsTheSourceOfAMapOfOnePairThatIsASource) {
+    EXPECT_THAT(find({{"TranslationMap", Texts{"X", "Y"}}}, {"X", "X"}, {6, 6}), IsEmpty());
+}
+
+TEST_F(MeanOffInColumns, FindsTheChosenSources) {
+    EXPECT_THAT(find({{"NamesFilter", Texts{"Y", "none", "X"}}}, {"Y", "X"}, {6, 2}), IsEmpty());
+}
+
+TEST_F(MeanOffInColumns, FindsTheSourcesOfAMetric) {
+    EXPECT_THAT(find({{"MetricFilter", "angle"}}, {"Y"}, {6}), IsEmpty());
+}
+
+TEST_F(MeanOffInColumns, LeavesTheMeansOutOfTheSources) {
+    EXPECT_THAT(find({}, {"X", "Y"}, {2, 7}, "A/Means"), SizeIs(1));
+}
+
+TEST_F(MeanOffInColumns, IsSilentOfOtherColumns) {
+    EXPECT_THAT(find({}, {"X", "Z"}, {5, 7}), IsEmpty());
+}
+
 TEST_F(MeanOff, LeavesOtherUnitsAlone) {
     make_step("a.b", {"SourceGroup: string", "DestinationGroup: string"},
               {{"SourceGroup", "A"}, {"DestinationGroup", "Means"}});

@@ -125,6 +125,29 @@ TEST_F(StepWarnings, NameNewSetsWithMissingSamples) {
                             "of"));
 }
 
+TEST_F(StepWarnings, NameTheSourcesOfARepeatedLabel) {
+    using Texts = std::vector<std::string>;
+    const std::vector<std::string> signatures = {"SourceGroup: string", "DestinationSet: string",
+                                                 "TranslationMap: list(string)"};
+    for (const char* name : {"A/A10", "A/X", "A/Y"}) {
+        add_set(name, {1, 1, 2}, {1, 2});
+    }
+    const auto find_of_map = [&](const Texts& pairs) {
+        make_step("a.average-set-2", signatures,
+                  {{"SourceGroup", "A"}, {"DestinationSet", "Means"}, {"TranslationMap", pairs}});
+        return find(GuardTime::BeforeSamples);
+    };
+    EXPECT_THAT(find_of_map({"one", "X", "two", "Y"}), IsEmpty());
+    EXPECT_THAT(find_of_map({"one", "X", "one", "Y"}),
+                ElementsAre("Means: of 3 columns 2 have the label 'one', the means of A/X, A/Y; "
+                            "none can be named by its label"));
+    // The unit opens Y for the listed A10, which is a label.
+    EXPECT_THAT(find_of_map({"A10", "Y"}),
+                ElementsAre("Means: of 3 columns 2 have the label 'A10', the means of A/Y, A/Y; "
+                            "none can be named by its label"));
+    EXPECT_THAT(find(GuardTime::AfterStep), IsEmpty());
+}
+
 TEST_F(StepWarnings, AreNoneOfOtherUnits) {
     make_step("a.apply-set-rectify", {});
     work_on(add_set("X", {3}, {N, 1, N}));

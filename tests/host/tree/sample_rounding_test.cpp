@@ -1,3 +1,4 @@
+#include "host/tree/line_roundings.h"
 #include "host/tree/sample_rounding.h"
 
 #include <gmock/gmock.h>
@@ -61,11 +62,12 @@ TEST(RoundSamples, CountsNeitherMissingNorInfiniteSamples) {
 TEST(RoundSamples, TellsTheChangeAsAPartOfTheRange) {
     const Rounded<std::int32_t> rounded({(1 << 24) + 1, 1 << 24, (1 << 24) + 4});
     EXPECT_EQ(rounded.change.part_of_range(), 0.25);
-    EXPECT_EQ(describe_rounding(rounded.change),
+    EXPECT_EQ(describe_rounding({.change = rounded.change, .worst = rounded.change, .line = {}}),
               "largest change 6.0e-08 of the largest sample, 2.5e-01 of the range");
     const Rounded<std::int32_t> constant({(1 << 24) + 1});
     EXPECT_EQ(constant.change.part_of_range(), 0);
-    EXPECT_EQ(describe_rounding(constant.change), "largest change 6.0e-08 of the largest sample");
+    EXPECT_EQ(describe_rounding({.change = constant.change, .worst = constant.change, .line = {}}),
+              "largest change 6.0e-08 of the largest sample");
 }
 
 TEST(RoundSamples, GathersWhatPartsOfASetTell) {
