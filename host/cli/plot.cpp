@@ -200,6 +200,7 @@ class Builder {
   private:
     void check_choice(const std::vector<std::string>& paths) const {
         std::vector<SignalSet> heads;
+        heads.reserve(paths.size());
         for (const std::string& path : paths) {
             heads.push_back(
                 read_input(place_.file, [&] { return read_signal_head(*tree_, path); }));

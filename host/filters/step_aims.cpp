@@ -106,6 +106,7 @@ std::vector<RatedSet> list_rated_sets(const Step& step, DataTree& tree) {
 
 std::string list_rates(const std::vector<RatedSet>& sets) {
     std::vector<std::string> texts;
+    texts.reserve(sets.size());
     for (const auto& [path, rate] : sets) {
         texts.push_back(fmt::format("{} ({} Hz)", path, rate));
     }

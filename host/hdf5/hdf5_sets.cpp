@@ -143,6 +143,7 @@ std::string virtual_source_set(hid_t properties, std::size_t position) {
 std::vector<std::string> list_external_files(hid_t properties) {
     const int count = checked(H5Pget_external_count(properties), "read", "where samples are");
     std::vector<std::string> files;
+    files.reserve(static_cast<std::size_t>(count));
     for (int position = 0; position < count; ++position) {
         files.push_back(external_file(properties, static_cast<unsigned>(position)));
     }
