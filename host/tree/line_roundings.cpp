@@ -27,7 +27,7 @@ std::string describe_rounding(const SetRounding& rounding) {
     }
     std::string text = fmt::format("largest change {:.1e} of the largest sample",
                                    change.largest_change / change.largest_sample);
-    if (rounding.worst.greatest > rounding.worst.least) {
+    if (rounding.worst.part_of_range() > 0) {
         text += fmt::format(", {:.1e} of the range", rounding.worst.part_of_range());
     }
     return text;

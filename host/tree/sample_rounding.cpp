@@ -27,7 +27,8 @@ void RoundingChange::add(const RoundingChange& other) {
 }
 
 double RoundingChange::part_of_range() const {
-    return greatest > least ? largest_change / (greatest - least) : 0;
+    const double range = greatest - least;
+    return range > STANDS_STILL * largest_sample ? largest_change / range : 0;
 }
 
 // The change of NaN and of infinity is NaN, which no comparison takes for the largest. Samples go

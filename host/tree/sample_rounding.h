@@ -16,9 +16,13 @@ struct RoundingChange {
 
     void add(const RoundingChange& other);
     // The largest change as a part of what lies between the least and the greatest sample; 0 where
-    // nothing does.
+    // they stand still.
     double part_of_range() const;
 };
+
+// Of the largest sample: what changes by less are the last digits of a calculation with 64-bit
+// floats, as in a channel that nothing is connected to.
+constexpr double STANDS_STILL = 1e-12;
 
 // A signal that loses more of its range than that has lost digits that recordings have: those of
 // 14 bits are a part of it.

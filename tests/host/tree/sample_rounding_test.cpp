@@ -47,6 +47,14 @@ TEST(RoundSamples, RoundsLongIntegersOnce) {
     EXPECT_EQ(Rounded<std::int64_t>({(1LL << 60) + 1}).change.largest_change, 1);
 }
 
+// The last digits of 9.81 as a double.
+TEST(RoundSamples, TakesLastDigitsForNoSignal) {
+    const Rounded<double> rounded({9.81, 9.81 + 0x1p-49, 9.81 - 0x1p-49});
+    EXPECT_GT(rounded.change.largest_change, 0);
+    EXPECT_EQ(rounded.change.part_of_range(), 0);
+    EXPECT_GT(Rounded<double>({9.81, 9.81 + 1e-9}).change.part_of_range(), LARGE_PART_OF_RANGE);
+}
+
 TEST(RoundSamples, CountsNeitherMissingNorInfiniteSamples) {
     const Rounded<double> rounded({NaN, -INF, INF, -2, 0x1p-150});
     EXPECT_TRUE(std::isnan(rounded.samples[0]));
