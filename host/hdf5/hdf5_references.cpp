@@ -210,7 +210,7 @@ std::vector<ShownSet> list_shown_sets(hid_t file) {
     std::vector<ShownSet> shown;
     visit_objects(file, [&](const std::string& path, hid_t object) {
         if (object_info(object).type == H5O_TYPE_DATASET) {
-            for (std::string& source : list_own_sources(object)) {
+            for (std::string& source : list_virtual_source_sets(object)) {
                 shown.push_back({path, std::move(source)});
             }
         }

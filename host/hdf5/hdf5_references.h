@@ -20,8 +20,8 @@ struct Referrer {
 // looked at, but the values of data sets that are kept in other files. The paths are from the root.
 std::multimap<haddr_t, Referrer> list_referrers(hid_t file);
 
-// The virtual data sets of a file that show samples of others of the same file, by the names that
-// they call these. Several of one name may be shown.
+// The virtual data sets of a file, by the names of the sets that they show samples of. A file has
+// many names, and may get another one: each set may be one of the same file.
 struct ShownSet {
     std::string path; // of the virtual set, from the root
     std::string source;

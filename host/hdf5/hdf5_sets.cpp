@@ -390,17 +390,17 @@ std::vector<std::string> list_source_files(hid_t set) {
     }
 }
 
-std::vector<std::string> list_own_sources(hid_t set) {
+std::vector<std::string> list_virtual_source_sets(hid_t set) {
     const Id properties = set_properties(set);
     std::vector<std::string> paths;
     if (set_layout(properties) != H5D_VIRTUAL) {
         return paths;
     }
-    const auto files = list_virtual_sources(properties);
-    for (std::size_t position = 0; position < files.size(); ++position) {
-        if (files[position] == ".") {
-            paths.push_back(virtual_source_set(properties, position));
-        }
+    std::size_t count = 0;
+    checked(H5Pget_virtual_count(properties, &count), "read", "where samples are");
+    paths.reserve(count);
+    for (std::size_t position = 0; position < count; ++position) {
+        paths.push_back(virtual_source_set(properties, position));
     }
     return paths;
 }

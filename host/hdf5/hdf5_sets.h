@@ -24,9 +24,9 @@ std::string describe_foreign_storage(hid_t set);
 // The files that its samples are in, where that is not the set's own.
 std::vector<std::string> list_source_files(hid_t set);
 
-// The paths of the data sets of the same file that a virtual one takes its samples from, as it
-// names them; none of others.
-std::vector<std::string> list_own_sources(hid_t set);
+// The paths of the data sets that a virtual one takes its samples from, as it names them, in
+// whatever files; none of others. A '%' may stand for a number.
+std::vector<std::string> list_virtual_source_sets(hid_t set);
 
 // False where samples may be read otherwise than they were written: a filter rounds them, or is one
 // that this host does not know.

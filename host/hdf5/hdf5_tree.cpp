@@ -626,16 +626,25 @@ void Hdf5Tree::refuse_regions(ObjectId id, std::uint64_t address, std::string_vi
     }
 }
 
+// True where it cannot be told: a '%' stands for a number, or for itself.
+bool Hdf5Tree::may_name(std::string_view path, ObjectId id) {
+    std::string plain;
+    for (const std::string& name : split_names(path)) {
+        plain = name == "." ? plain : join_path(plain, name);
+    }
+    return path.find('%') != std::string_view::npos || find(root(), plain) == id;
+}
+
 // A virtual set is of the extents that it was made with, whatever becomes of those it shows.
 void Hdf5Tree::refuse_shown(ObjectId id) {
     if (!open_->shown_sets) {
         open_->shown_sets = hdf5::list_shown_sets(open_->file);
     }
     for (const hdf5::ShownSet& shown : *open_->shown_sets) {
-        if (find(root(), shown.source) == id) {
+        if (may_name(shown.source, id)) {
             throw TreeError(fmt::format("'{}' cannot be resized: the virtual data set '{}' shows "
-                                        "samples of it",
-                                        node(id).path, shown.path));
+                                        "samples of '{}'",
+                                        node(id).path, shown.path, shown.source));
         }
     }
 }

@@ -169,6 +169,7 @@ class Hdf5Tree final : public DataTree {
     void narrow(ObjectId id, bool keeps_samples);
     void take_place(ObjectId id, const hdf5::ObjectInfo& old_info, const hdf5::Id& new_set);
     void refuse_regions(ObjectId id, std::uint64_t address, std::string_view change);
+    bool may_name(std::string_view path, ObjectId id);
     void refuse_shown(ObjectId id);
     void redirect_references(std::uint64_t from, std::uint64_t to);
     std::vector<std::string> hard_links(const std::string& path, const hdf5::ObjectInfo& info);

@@ -383,16 +383,23 @@ class WhatIsKept(SampleTypes):
 
     def test_a_virtual_set_keeps_what_it_shows_from_being_resized(self):
         samples = np.arange(100.0).reshape(1, 1, 100)
-        with self.make() as file:
-            add_set(file, "Imu/X", samples)
-            layout = h5py.VirtualLayout((100,), "f8")
-            layout[:] = h5py.VirtualSource(".", "Imu/X", (1, 1, 100))[0, 0, :]
-            file.create_virtual_dataset("shown", layout, fillvalue=-1)
-        result = self.call("run", "apply-set-downsample", "SourceGroup=Imu", "--to-rate", "50",
-                           "in.h5", "-o", "out.h5", code=1)
-        self.assertIn("'Imu/X' cannot be resized: the virtual data set '/shown' shows samples of it",
-                      result.stderr)
-        self.assertEqual(os.listdir(self.folder), ["in.h5"])
+
+        def make_shown(source_file, source):
+            with self.make() as file:
+                add_set(file, "Imu/X", samples)
+                layout = h5py.VirtualLayout((100,), "f8")
+                layout[:] = h5py.VirtualSource(source_file, source, (1, 1, 100))[0, 0, :]
+                file.create_virtual_dataset("shown", layout, fillvalue=-1)
+
+        for source_file in ("./in.h5", os.path.join(self.folder, "in.h5"), "out.h5", "."):
+            for source in ("/Imu/./X", "Imu/a%%b", "Imu/X"):
+                with self.subTest(source_file=source_file, source=source):
+                    make_shown(source_file, source)
+                    result = self.call("run", "apply-set-downsample", "SourceGroup=Imu",
+                                       "--to-rate", "50", "in.h5", "-o", "out.h5", code=1)
+                    self.assertIn("'Imu/X' cannot be resized: the virtual data set '/shown' shows "
+                                  f"samples of '{source}'", result.stderr)
+                    self.assertEqual(os.listdir(self.folder), ["in.h5"])
         self.opposite("-o", "out.h5")
         with self.read() as file:
             np.testing.assert_array_equal(file["shown"][...], -samples[0, 0])
