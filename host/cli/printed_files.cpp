@@ -32,7 +32,7 @@ TextSink choose_standard_output() {
 
 void write_text_file(const Console& console, const std::string& output, const WriteOptions& options,
                      const std::function<void(const TextSink&)>& work) {
-    if (name_text_file(output).empty()) {
+    if (output == "-") {
         work(choose_standard_output());
         return;
     }

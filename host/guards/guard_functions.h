@@ -36,7 +36,8 @@ std::vector<GuardFinding> find_changed_time_bases(const GuardedStep& step);
 // After the step: one for each set with lines that had valid samples and have none.
 std::vector<GuardFinding> find_lost_lines(const GuardedStep& step);
 
-// After the step: one for each set with infinities where it, or the sources of a new one, had none.
+// After the step: one for each set with infinities where it, or the sources of a new one, had none,
+// and for each in which infinite samples that were there made others so, or missing.
 std::vector<GuardFinding> find_infinities(const GuardedStep& step);
 
 // After the step: one for each set with lines whose means, which the step made, are more than a

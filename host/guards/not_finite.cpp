@@ -51,11 +51,14 @@ std::string find_remedy(const Infinities& infinities, const Step& step) {
                                     : "smaller values, in another unit of measurement, are finite";
 }
 
-Infinities count_infinities(const SetObservation& set, const SetGaps& gaps, std::uint64_t of_all) {
+// A set that the step made has those of its sources, however many they became.
+bool has_those_of_sources(const SetGaps& gaps, std::uint64_t of_all) {
+    return !gaps.before && of_all > 0;
+}
+
+Infinities count_infinities(const SetObservation& set, const SetGaps& gaps) {
     if (!gaps.before) {
-        // A made set may have as many as its sources.
-        const std::uint64_t after = gaps.after->infinite_count();
-        return {.before = of_all, .after = of_all == 0 ? after : 0};
+        return {.after = gaps.after->infinite_count()};
     }
     return {.before = gaps.before->infinite_count(),
             .after = gaps.after->infinite_count(),
@@ -70,8 +73,9 @@ std::vector<GuardFinding> find_infinities(const GuardedStep& step) {
     std::vector<GuardFinding> found;
     for (std::size_t i = 0; i < step.done->sets.size(); ++i) {
         const SetObservation& set = step.done->sets[i];
-        const Infinities infinities = count_infinities(set, step.done->gaps[i], of_all);
-        if (set.written && spread(infinities)) {
+        const SetGaps& gaps = step.done->gaps[i];
+        const Infinities infinities = count_infinities(set, gaps);
+        if (set.written && !has_those_of_sources(gaps, of_all) && spread(infinities)) {
             const std::uint64_t sample_count = count_samples(set.after.extents);
             found.push_back({.set = set.path,
                              .text = describe(infinities, sample_count),

@@ -24,8 +24,8 @@ struct RoundingChange {
 // floats, as in a channel that nothing is connected to.
 constexpr double STANDS_STILL = 1e-12;
 
-// A signal that loses more of its range than that has lost digits that recordings have: those of
-// 14 bits are a part of it.
+// A signal that loses more of its range than that has lost digits that recordings have: it is less
+// than a step of a converter of 13 bits.
 constexpr double LARGE_PART_OF_RANGE = 1e-4;
 
 // Gives each sample as the nearest 32-bit float, of two that are as near the one whose last bit is

@@ -520,6 +520,11 @@ class BadOutput(CommandLine):
                 self.assertEqual(result.returncode, 5, result.stderr)
                 self.assertIn("error: standard output: No space left on device\n", result.stderr)
 
+    def test_an_empty_name_is_not_standard_output(self):
+        for words in (["export", "plain.h5", "-o", ""], ["export", "plain.h5", "--tidy", "-o", ""]):
+            result = self.call(words)
+            self.assertEqual(result.returncode, 5, result.stderr)
+            self.assertEqual(result.stdout, "")
 
     def test_what_was_written_before_standard_output_was_full_is_complete(self):
         for words, made in (([*RUN, "plain.h5", "-o", "run.h5"], "run.h5"),
