@@ -2,7 +2,7 @@ add_library(talvora_sanitizers INTERFACE)
 if(TALVORA_SANITIZE)
   set(talvora_sanitize_flags
     -fsanitize=${TALVORA_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
-  if(TALVORA_SANITIZE MATCHES fuzzer)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL Clang)
     # The recording host lays out its tables by slot number, with types of its own.
     list(APPEND talvora_sanitize_flags -fno-sanitize=function)
   endif()

@@ -11,7 +11,6 @@
 #include "host/runs/job_plan.h"
 #include "host/runs/output_files.h"
 #include "host/runs/publish_result.h"
-#include "host/system/file_identity.h"
 #include "host/text/failure.h"
 #include "host/text/path_glob.h"
 #include "host/tree/history_attribute.h"
@@ -201,14 +200,14 @@ std::vector<AttributeChange> change_file(const Console& console, const Job& job,
     check_destination(job.output, options);
     const auto pending = command.dry_run ? std::make_unique<PendingFile>()
                                          : std::make_unique<PendingFile>(job.output, options);
-    const auto read_file = identify_file(job.input);
+    const UnchangedInput unchanged(job.input);
     ContentMark content;
     std::vector<AttributeChange> changes =
         make_output({job.input.string(), job.output.string()}, [&] {
             content = copy_content(job.input, pending->path());
             return change_copy(job, pattern, edit, *pending);
         });
-    refuse_change(job.input, identify_file(job.input) != read_file);
+    unchanged.check();
     if (!command.dry_run) {
         publish_result(*pending,
                        {.input = job.input,
@@ -275,7 +274,7 @@ void set_attributes(Session& session, const AttributesCommand& command) {
             const auto changes = change_file(session.console, job, place.glob, edit, command);
             print_changes(session.console, changes, job, command);
         },
-        job.output.string(), job.input.string());
+        job.output.string());
 }
 
 void refuse_output(const AttributesCommand& command) {

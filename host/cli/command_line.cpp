@@ -4,11 +4,11 @@
 #include "host/cli/describe.h"
 #include "host/cli/help_layout.h"
 #include "host/cli/print_exception.h"
+#include "host/cli/printed_files.h"
 #include "host/cli/session.h"
 #include "host/hdf5/hdf5_error_stack.h"
 #include "host/system/file_limit.h"
 #include "host/system/pending_cleanup.h"
-#include "host/system/standard_output.h"
 #include "host/system/standard_streams.h"
 #include "host/text/failure.h"
 #include "host/text/nearest_text.h"
@@ -151,7 +151,7 @@ ExitCode run_command(int argument_count, char** arguments, Session& session) {
     } catch (const CLI::ParseError& error) {
         throw explain_usage(program, error, argument_count > 1 ? arguments[1] : "");
     }
-    finish_standard_output(is_any_file_in_place() ? "; what was written to files is complete" : "");
+    finish_printing();
     return session.exit_code;
 }
 

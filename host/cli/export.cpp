@@ -73,7 +73,8 @@ void print_way_back(const ExportReport& report, const std::string& output, const
 // One table of times; the lines of sets are its columns.
 void export_columns(const Session& session, const ExportCommand& command, const ChosenFile& chosen,
                     const WriteOptions& write_options) {
-    const std::vector<SignalSet> sets = read_input(chosen.file, [&] { return read_sets(chosen); });
+    const std::vector<SignalSet> sets =
+        read_unchanged(chosen.file, [&] { return read_sets(chosen); });
     ExportReport report;
     write_text_file(session.console, command.output, write_options, [&](const TextSink& send) {
         report = export_sets(sets, chosen.file.string(), send, command.options);
@@ -92,7 +93,7 @@ void export_columns(const Session& session, const ExportCommand& command, const 
 // One set in memory at a time.
 std::uint64_t write_tidy_file(const ChosenFile& chosen, const ExportOptions& options,
                               const TextSink& send) {
-    return read_input(chosen.file, [&] {
+    return read_unchanged(chosen.file, [&] {
         const auto tree = open_input(chosen.file);
         std::uint64_t row_count = 0;
         for (const std::string& path : choose_paths(*tree, chosen)) {
@@ -196,8 +197,10 @@ void add_export_command(Command program, Session& session) {
                            {"To standard output", "talvora-host export walk.h5 -o -"},
                            {"The results of many files, for statistics",
                             "talvora-host export 'results/*.h5::Means/**' --tidy -o means.csv"}});
-    command.on_run(
-        [&session, state] { read_apart(session, [&] { export_files(session, *state); }); });
+    command.on_run([&session, state] {
+        read_apart(
+            session, [&] { export_files(session, *state); }, name_text_file(state->output));
+    });
 }
 
 } // namespace talvora::host

@@ -14,6 +14,7 @@
 #include "host/system/safe_write.h"
 #include "host/tables/csv_reader.h"
 #include "host/tables/table_import.h"
+#include "host/text/parse_number.h"
 #include "host/text/plural.h"
 #include "host/tree/memory_tree.h"
 #include "host/tree/tree_rules.h"
@@ -21,6 +22,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include <cmath>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
@@ -46,6 +48,7 @@ std::vector<std::string> list_arguments(const ImportCommand& command) {
     words.add("--header", command.names_row);
     words.add_flag("--units-row", command.csv.has_units_row);
     words.add_flag("--decimal-comma", command.csv.decimal_comma);
+    words.add_all("--missing", command.missing);
     return words.take();
 }
 
@@ -55,8 +58,18 @@ struct TableRead {
     HistoryRecord record;
 };
 
+// All of one moment. A pipe changes as it is read.
+std::string read_text(const ImportCommand& command) {
+    const UnchangedInput unchanged(command.input);
+    std::string text = read_csv_text(command.input);
+    if (std::filesystem::is_regular_file(command.input)) {
+        unchanged.check();
+    }
+    return text;
+}
+
 TableRead read_table(const ImportCommand& command) {
-    const std::string text = read_csv_text(command.input);
+    const std::string text = read_text(command);
     const HashedContent content = hash_bytes(text);
     const InputIdentity input{std::filesystem::path(command.input).filename().string(),
                               content.byte_count, content.sha256, content.mark};
@@ -74,7 +87,7 @@ ImportReport build_file(const TableRead& read, const ImportCommand& command, Pen
 }
 
 void try_import(const Console& console, const ImportCommand& command) {
-    const NumberTable table = read_csv(command.input, command.csv);
+    const NumberTable table = parse_csv(read_text(command), command.input, command.csv);
     if (command.append) {
         make_output({.output = command.output}, [&] {
             const auto tree = open_input(command.output);
@@ -125,9 +138,23 @@ void read_grid_options(ImportCommand& command) {
     command.options.max_gap_samples = command.max_gap.value_or(command.options.max_gap_samples);
 }
 
+double read_missing(const std::string& text) {
+    const auto number = parse_number<double>(text);
+    if (!number || !std::isfinite(*number)) {
+        throw Failure(ExitCode::Usage,
+                      fmt::format("--missing '{}': not a number (allowed: a finite number with a "
+                                  "decimal point)",
+                                  text));
+    }
+    return *number;
+}
+
 void read_table_options(ImportCommand& command) {
     if (command.names_row) {
         command.csv.names_row = static_cast<std::size_t>(*command.names_row);
+    }
+    for (const std::string& text : command.missing) {
+        command.csv.missing.push_back(read_missing(text));
     }
 }
 
@@ -152,10 +179,11 @@ bool is_mapped(const ImportCommand& command) {
 void refuse_mixed_options(const ImportCommand& command) {
     const bool has_table_options = !command.sets.empty() || command.options.time_column ||
                                    command.names_row || command.csv.has_units_row ||
-                                   command.csv.decimal_comma;
+                                   command.csv.decimal_comma || !command.missing.empty();
     if (is_mapped(command) && has_table_options) {
-        throw Failure(ExitCode::Usage, "--map and --time-axis go with HDF5 files, --set, --time, "
-                                       "--header, --units-row and --decimal-comma with tables");
+        throw Failure(ExitCode::Usage,
+                      "--map and --time-axis go with HDF5 files, --set, --time, "
+                      "--header, --units-row, --decimal-comma and --missing with tables");
     }
     if (!command.variables.empty() && !command.map) {
         throw Failure(ExitCode::Usage, "--variable goes with --map");
@@ -238,6 +266,11 @@ void add_import_command(Command program, Session& session) {
                      "The row below the names holds units");
     command.add_flag("--decimal-comma", state->csv.decimal_comma,
                      "Numbers are written with a comma: 0,5");
+    command
+        .add_option("--missing", state->missing,
+                    "This number stands where a sample is missing, such as -9999 (repeatable)")
+        .value_name("NUMBER")
+        .repeatable_by_name();
     const Option map =
         command
             .add_option(

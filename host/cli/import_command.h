@@ -31,6 +31,7 @@ struct ImportCommand {
     std::optional<double> max_gap;
     CsvChoice csv;
     std::optional<std::int64_t> names_row;
+    std::vector<std::string> missing; // numbers
     std::optional<std::string> map;
     std::vector<std::string> variables; // of the map
     std::optional<std::int64_t> time_axis;

@@ -7,7 +7,6 @@
 #include "host/maps/mapped_import.h"
 #include "host/recipes/recipe_problems.h"
 #include "host/runs/input_files.h"
-#include "host/system/file_identity.h"
 #include "host/tables/row_placement.h"
 #include "host/text/join_texts.h"
 #include "host/text/plural.h"
@@ -56,23 +55,6 @@ ImportMap read_map(const ImportCommand& command) {
     }
 }
 
-// A file that is read, and held to be the same to the end.
-class UnchangedFile {
-  public:
-    explicit UnchangedFile(const fs::path& file) : file_(file), before_(identify_file(file)) {}
-
-    void check() const {
-        if (identify_file(file_) != before_) {
-            throw Failure(ExitCode::Input,
-                          fmt::format("{}: was changed while it was read", file_.string()));
-        }
-    }
-
-  private:
-    fs::path file_;
-    std::optional<FileIdentity> before_;
-};
-
 HistoryRecord make_record(const ImportCommand& command, const TreePlace& place) {
     InputIdentity input = identify_input(place.file);
     if (!place.glob.empty()) {
@@ -101,8 +83,8 @@ struct MappedWork {
 
 MappedReport build_file(const MappedWork& work, PendingFile& pending) {
     const std::string input = work.place.file.string();
+    const UnchangedInput unchanged(work.place.file);
     const auto source = open_input(work.place.file);
-    const UnchangedFile unchanged(work.place.file);
     MappedReport report;
     build_import(work.command, {.input = input, .output = work.command.output}, pending,
                  [&](DataTree& tree) {
@@ -160,7 +142,7 @@ void import_mapped_file(Session& session, const ImportCommand& command) {
                 make_file(session.console, work, options);
             }
         },
-        command.output, place.file.string());
+        command.output);
 }
 
 } // namespace talvora::host

@@ -168,8 +168,9 @@ class Builder {
   public:
     Builder(const Session& session, const PlotCommand& command)
         : session_(session), command_(command), place_(parse_tree_place(command.place)),
-          tree_(open_input(place_.file)) {
+          unchanged_(place_.file), tree_(open_input(place_.file)) {
         if (!command.other.empty()) {
+            other_unchanged_.emplace(command.other);
             other_ = open_input(command.other);
             std::tie(name_, other_name_) = name_files(place_.file, command.other);
         }
@@ -189,12 +190,17 @@ class Builder {
             check_lines(panel);
             add_panel(plot, panel);
         }
+        unchanged_.check();
+        if (other_unchanged_) {
+            other_unchanged_->check();
+        }
         return plot;
     }
 
   private:
     void check_choice(const std::vector<std::string>& paths) const {
         std::vector<SignalSet> heads;
+        heads.reserve(paths.size());
         for (const std::string& path : paths) {
             heads.push_back(
                 read_input(place_.file, [&] { return read_signal_head(*tree_, path); }));
@@ -241,7 +247,9 @@ class Builder {
     const Session& session_;
     const PlotCommand& command_;
     TreePlace place_;
+    UnchangedInput unchanged_; // from before it is opened
     std::unique_ptr<Hdf5Tree> tree_;
+    std::optional<UnchangedInput> other_unchanged_;
     std::unique_ptr<Hdf5Tree> other_;
     std::string name_;
     std::string other_name_;
@@ -313,7 +321,10 @@ void add_plot_command(Command program, Session& session) {
         {{"A page to zoom in", "talvora-host plot walk.h5 -o walk.html"},
          {"Before and after, ten seconds, as a picture",
           "talvora-host plot walk.h5::Imu/Rate --with smooth.h5 --from 10 --to 20 -o walk.svg"}});
-    command.on_run([&session, state] { read_apart(session, [&] { plot_file(session, *state); }); });
+    command.on_run([&session, state] {
+        read_apart(
+            session, [&] { plot_file(session, *state); }, state->output);
+    });
 }
 
 } // namespace talvora::host

@@ -1,5 +1,7 @@
 #include "host/cli/printed_files.h"
 
+#include "host/system/pending_cleanup.h"
+#include "host/system/standard_output.h"
 #include "host/text/control_characters.h"
 #include "host/text/failure.h"
 
@@ -44,10 +46,18 @@ void write_text_file(const Console& console, const std::string& output, const Wr
     publish(console, pending);
 }
 
+std::string name_text_file(const std::string& output) {
+    return output == "-" ? "" : output;
+}
+
 void publish(const Console& console, PendingFile& pending) {
     for (const std::string& note : pending.publish()) {
         console.warning(note);
     }
+}
+
+void finish_printing() {
+    finish_standard_output(is_any_file_in_place() ? "; what was written to files is complete" : "");
 }
 
 } // namespace talvora::host

@@ -18,7 +18,14 @@ using TextSink = std::function<void(std::string_view)>;
 void write_text_file(const Console& console, const std::string& output, const WriteOptions& options,
                      const std::function<void(const TextSink&)>& work);
 
+// The file that it makes; empty for standard output.
+std::string name_text_file(const std::string& output);
+
 // Publishes the file; what people should know of it is a warning.
 void publish(const Console& console, PendingFile& pending);
+
+// Ends what the command prints, as finish_standard_output does: where standard output could not
+// take it, the Failure says of files that are in their places that they are complete.
+void finish_printing();
 
 } // namespace talvora::host

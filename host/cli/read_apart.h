@@ -14,9 +14,8 @@ namespace talvora::host {
 // Throws a Failure of the input, with the file's name, where the process broke off.
 //
 // `made` is a file that the work makes, or adds to, by way of an unfinished one: it is told of in
-// the place of that, which is removed. Where the work broke off in the file `input`, that is told
-// of.
-void read_apart(Session& session, const std::function<void()>& work, const std::string& made = "",
-                const std::string& input = "");
+// the place of that, which is removed. Where the process broke off behind that, with the result in
+// its place, the Failure is one of the output, and says so.
+void read_apart(Session& session, const std::function<void()>& work, const std::string& made = "");
 
 } // namespace talvora::host

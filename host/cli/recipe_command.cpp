@@ -217,7 +217,9 @@ void add_extract_command(Command recipe, Session& session) {
     command.add_flag("--all", options->all, "The steps of all runs, not of the last one alone");
     command.add_flag("--force", options->force, "Replace an existing output");
     command.on_run([&session, options] {
-        read_apart(session, [&] { extract_from_file(session, *options); });
+        read_apart(
+            session, [&] { extract_from_file(session, *options); },
+            name_text_file(options->output));
     });
 }
 

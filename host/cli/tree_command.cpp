@@ -166,10 +166,14 @@ Json make_json(const TreeEntry& entry, const TreeOptions& options) {
 
 void print_tree(const Session& session, const TreeOptions& options) {
     const TreePlace place = parse_tree_place(options.place);
+    const UnchangedInput unchanged(place.file);
     const auto tree = open_input(place.file);
     const std::vector<TreeEntry> entries = read_input(place.file, [&] {
         return gather_entries(*tree, place.glob, {options.attributes, options.statistics});
     });
+    if (options.statistics) {
+        unchanged.check();
+    }
     if (entries.empty() && !place.glob.empty()) {
         throw explain_no_match(*tree, place.glob, place.file.string());
     }

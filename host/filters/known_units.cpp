@@ -31,7 +31,8 @@ struct KnownUnit {
     bool makes_filter = false;            // by FILTER_KEYS
     bool fills_gaps = false;
     bool takes_baseline = false; // of BASELINE_SAMPLES
-    bool changes_rates = false;  // to that of HINT_GROUP_KEY or HINT_SET_KEY
+    bool takes_means = false;
+    bool changes_rates = false; // to that of HINT_GROUP_KEY or HINT_SET_KEY
     bool tells_of_last_read = false;
     bool needs_rates = false;             // of all its sets
     std::string_view key_without_rates{}; // given above or below 0 it needs none
@@ -71,20 +72,20 @@ constexpr ParameterFacts BUTTERWORTH[] = {
 
 constexpr ParameterFacts AVERAGE[] = {
     {SOURCE_GROUP_KEY, "the group whose data sets are averaged"},
-    {"DestinationGroup", "the group for the means; made when missing"},
+    {DESTINATION_GROUP_KEY, "the group for the means; made when missing"},
     {AXIS_KEY, "the dimension to average over, counted from 0", "", "negative: the last"},
 };
 
 constexpr ParameterFacts AVERAGE_2[] = {
     {SOURCE_GROUP_KEY, "the group whose data sets are averaged"},
-    {"DestinationSet", "the data set for the means, named from the root of the file"},
+    {DESTINATION_SET_KEY, "the data set for the means, named from the root of the file"},
     {NAMES_FILTER_KEY, "names of data sets in the source group, or labels; else all of them"},
-    {"TranslationMap", "label, source, label, source, ...", "", "an even number of texts"},
+    {TRANSLATION_KEY, "label, source, label, source, ...", "", "an even number of texts"},
 };
 
 constexpr ParameterFacts MAXIMUM_EXTREMA[] = {
     {SOURCE_GROUP_KEY, "the group whose data sets are looked at"},
-    {"DestinationGroup", "the group for the maxima; made when missing"},
+    {DESTINATION_GROUP_KEY, "the group for the maxima; made when missing"},
     {"OverwriteIfGreater", "keep what the destination holds unless the new maximum is greater"},
 };
 
@@ -124,8 +125,8 @@ constexpr KnownUnit KNOWN_UNITS[] = {
      .choices = IN_PLACE_CHOICES,
      .makes_filter = true,
      .needs_rates = true},
-    {.ending = "average-set", .parameters = AVERAGE},
-    {.ending = "average-set-2", .parameters = AVERAGE_2},
+    {.ending = "average-set", .parameters = AVERAGE, .takes_means = true},
+    {.ending = "average-set-2", .parameters = AVERAGE_2, .takes_means = true},
     {.ending = "set-maximum-extrema", .parameters = MAXIMUM_EXTREMA},
 };
 
@@ -190,7 +191,7 @@ constexpr KeyMeaning SOURCES[] = {
 };
 
 // A destination keeps the sources as they are; without one they are rewritten in place.
-constexpr std::string_view DESTINATIONS[] = {"DestinationGroup", "DestinationSet"};
+constexpr std::string_view DESTINATIONS[] = {DESTINATION_GROUP_KEY, DESTINATION_SET_KEY};
 
 bool declares(Signatures signatures, std::string_view key) {
     return std::ranges::find(signatures, key, &ParameterSignature::key) != signatures.end();
@@ -277,6 +278,11 @@ std::vector<ParameterProblem> check_values(const Unit& unit, const ParameterValu
 bool takes_baseline(const Unit& unit) {
     const KnownUnit* known = find_known_unit(unit);
     return known != nullptr && known->takes_baseline;
+}
+
+bool takes_means(const Unit& unit) {
+    const KnownUnit* known = find_known_unit(unit);
+    return known != nullptr && known->takes_means;
 }
 
 bool changes_rates(const Unit& unit) {

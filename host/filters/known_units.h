@@ -28,12 +28,17 @@ constexpr std::string_view SOURCE_GROUP_KEY = "SourceGroup";
 constexpr std::string_view SCAN_RECURSIVE_KEY = "ScanRecursive";
 // The dimension that samples run along; negative: the last.
 constexpr std::string_view AXIS_KEY = "Axis";
+// Where a unit that keeps its sources writes: a group for sets of the sources' names, or one set.
+constexpr std::string_view DESTINATION_GROUP_KEY = "DestinationGroup";
+constexpr std::string_view DESTINATION_SET_KEY = "DestinationSet";
 // Positions along AXIS_KEY that are taken.
 constexpr std::string_view COMPONENTS_KEY = "Components";
 // Of the sets in the group, those of these names, and those of this kind.
 constexpr std::string_view NAMES_FILTER_KEY = "NamesFilter";
 constexpr std::string_view METRIC_FILTER_KEY = "MetricFilter";
 constexpr char METRIC_TYPE_ATTRIBUTE[] = "MetricType"; // of a set, what METRIC_FILTER_KEY asks for
+// Of the labels of a destination's columns: label, source, label, source, ...
+constexpr std::string_view TRANSLATION_KEY = "TranslationMap";
 // What a unit takes its target rate from; the group counts where both are given.
 constexpr std::string_view HINT_GROUP_KEY = "HintGroup";
 constexpr std::string_view HINT_SET_KEY = "HintSet";
@@ -79,6 +84,8 @@ std::vector<ParameterProblem> check_values(const Unit& unit, const ParameterValu
 // It takes the median of a line's first samples, BASELINE_SAMPLES of them, off the line.
 bool takes_baseline(const Unit& unit);
 constexpr std::uint64_t BASELINE_SAMPLES = 10;
+// It makes means of lines, whose sums are of single precision.
+bool takes_means(const Unit& unit);
 // It keeps some of the samples and their time; sets of a rate that is low enough it leaves.
 bool changes_rates(const Unit& unit);
 

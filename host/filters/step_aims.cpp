@@ -106,6 +106,7 @@ std::vector<RatedSet> list_rated_sets(const Step& step, DataTree& tree) {
 
 std::string list_rates(const std::vector<RatedSet>& sets) {
     std::vector<std::string> texts;
+    texts.reserve(sets.size());
     for (const auto& [path, rate] : sets) {
         texts.push_back(fmt::format("{} ({} Hz)", path, rate));
     }
@@ -184,6 +185,14 @@ std::string describe_near_rates(const RatedSet& set, float factor) {
                        divide_rate(set.rate, divisor + 1.0F), divide_rate(set.rate, divisor));
 }
 
+// Of the two on either side of a lower target.
+float find_nearest_rate(float rate, float target) {
+    const float divisor = std::floor(rate / target);
+    const float above = divide_rate(rate, divisor);
+    const float below = divide_rate(rate, divisor + 1.0F);
+    return above - target < target - below ? above : below;
+}
+
 // By a hint between two rates that can be had a set gets the samples of one and the name of the
 // other. A rate that is asked for by itself is one that can be had.
 void refuse_unreachable_rate(const Step& step, DataTree& tree) {
@@ -195,8 +204,8 @@ void refuse_unreachable_rate(const Step& step, DataTree& tree) {
         if (factor < 1.0F || factor != std::floor(factor)) {
             unreachable.push_back(describe_near_rates(set, factor));
             if (hint.empty() && factor > 1.0F) {
-                hint =
-                    fmt::format("--to-rate {}", divide_rate(set.rate, std::floor(factor) + 1.0F));
+                hint = fmt::format("--to-rate {0}, in a recipe to_rate: {0}",
+                                   find_nearest_rate(set.rate, target));
             }
         }
     }

@@ -74,6 +74,17 @@ std::vector<ObjectId> find_source_sets(const ParameterValues& values, DataTree& 
     return sets.take();
 }
 
+bool has_metric(DataTree& tree, ObjectId set, const std::string& metric) {
+    try {
+        return metric.empty() ||
+               tree.read_attribute(set, METRIC_TYPE_ATTRIBUTE) == AttributeValue(metric);
+    } catch (const StorageError&) {
+        throw;
+    } catch (const TreeError&) {
+        return false; // no text
+    }
+}
+
 std::size_t find_axis(const ParameterValues& values, const Extents& extents) {
     const auto* axis = find_value<std::int64_t>(values, AXIS_KEY);
     const bool is_one =

@@ -24,6 +24,10 @@ std::vector<ObjectId> find_source_groups(const ParameterValues& values, DataTree
 // of none are left out.
 std::vector<ObjectId> find_source_sets(const ParameterValues& values, DataTree& tree);
 
+// Whether a set is one of those that METRIC_FILTER_KEY asks for: every one where that is empty.
+// Throws StorageError.
+bool has_metric(DataTree& tree, ObjectId set, const std::string& metric);
+
 // By AXIS_KEY; the last dimension where that names none, for the unit refuses or passes over such
 // a set. The set is of rank 1 or more.
 std::size_t find_axis(const ParameterValues& values, const Extents& extents);

@@ -36,10 +36,17 @@ std::vector<GuardFinding> find_changed_time_bases(const GuardedStep& step);
 // After the step: one for each set with lines that had valid samples and have none.
 std::vector<GuardFinding> find_lost_lines(const GuardedStep& step);
 
-// After the step: one for each set with infinities where it, or the sources of a new one, had none.
+// After the step: one for each set with infinities where it, or the sources of a new one, had none,
+// and for each in which infinite samples that were there made others so, or missing.
 std::vector<GuardFinding> find_infinities(const GuardedStep& step);
 
-// After the step: one for each set of the input that is replaced by narrower samples.
+// After the step: one for each set with lines whose means, which the step made, are more than a
+// thousandth of their range off: the sum of many samples with a large offset has few digits left
+// for what differs among them.
+std::vector<GuardFinding> find_means_off(const GuardedStep& step);
+
+// After the step: one for each set of another type than 32-bit floats that rounding to these
+// changes by more than LARGE_PART_OF_RANGE, or that is replaced by them in the input.
 std::vector<GuardFinding> find_narrowed_sets(const GuardedStep& step);
 
 // After the step: no samples of a set were worked on. That values happen to be what they were

@@ -5,6 +5,7 @@
 #include "host/recipes/recipe.h"
 #include "host/tree/data_tree.h"
 #include "host/tree/observed_tree.h"
+#include "host/tree/sample_rounding.h"
 #include "host/tree/sample_type.h"
 
 #include <map>
@@ -13,15 +14,22 @@
 
 namespace talvora::host {
 
+// A set that was of another type than 32-bit floats when the input was opened.
+struct RoundedSamples {
+    SampleType type{};
+    RoundingChange change;          // by rounding what the step read, in the line that loses most
+    std::string line = {};          // as "[1, 0, :]"; empty where the set has one, or very many
+    bool replaces_original = false; // the step wrote it in the place of the input
+};
+
 // All of it is borrowed.
 struct GuardedStep {
-    const Step& step;                     // with names in the place of patterns
-    DataTree& tree;                       // as it is now, before or after the step
-    std::span<const FilterFacts> filters; // that the step makes
-    const std::string& source;            // the file's name, for what is to be typed
-    const StepObservations* done;         // what the step did; null before it
-    // Sets that the step wrote in the place of the input, and the types that they were of there.
-    std::map<std::string, SampleType> narrowed = {};
+    const Step& step;                                   // with names in the place of patterns
+    DataTree& tree;                                     // as it is now, before or after the step
+    std::span<const FilterFacts> filters;               // that the step makes
+    const std::string& source;                          // the file's name, for what is to be typed
+    const StepObservations* done;                       // what the step did; null before it
+    std::map<std::string, RoundedSamples> rounded = {}; // that the step took, by path
 };
 
 } // namespace talvora::host

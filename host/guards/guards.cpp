@@ -23,7 +23,9 @@ constexpr Guard GUARDS[] = {
      "the filter is unstable, its edge cannot be had at the rate, or its order asks for more "
      "digits than there are",
      find_unusable_filters},
-    {"time-first", "another dimension is many times longer than the last, which is taken for time",
+    {"time-first",
+     "another dimension is many times longer than the last, which is taken for time, or the last "
+     "has as many samples as there are labels",
      find_time_first_sets},
     {"mixed-components",
      "the filter takes samples of several components in a row, for its axis is not the last, or "
@@ -34,8 +36,13 @@ constexpr Guard GUARDS[] = {
     {"time-base", "the samples of a set take another time at its new rate than they took before",
      foresee_time_bases, find_changed_time_bases},
     {"line-lost", "a line that had valid samples has none any more", nullptr, find_lost_lines},
-    {"not-finite", "samples became infinite", nullptr, find_infinities},
-    {"narrowing", "what takes the place of the input holds 32-bit floats where it held others",
+    {"not-finite", "samples became infinite, or infinite ones made others missing", nullptr,
+     find_infinities},
+    {"mean-off", "a mean is not that of its samples: they are too many for single precision",
+     nullptr, find_means_off},
+    {"narrowing",
+     "32-bit floats are too few digits for what differs among the samples, or take the place of "
+     "others in the input",
      nullptr, find_narrowed_sets},
     {"nothing-done", "the step changed no sample and made nothing that holds any", nullptr,
      find_nothing_done},

@@ -44,20 +44,13 @@ class Choice {
 
     bool takes(ObjectId group, const OtherObject& other) const {
         return !takes_names_ && may_be_set_of_numbers(other) &&
-               (metric_.empty() || has_metric(group, other));
+               (metric_.empty() || has_metric_of(group, other));
     }
 
   private:
-    bool has_metric(ObjectId group, const OtherObject& other) const {
-        try {
-            const auto set = tree_.find(group, other.name);
-            return set &&
-                   tree_.read_attribute(*set, METRIC_TYPE_ATTRIBUTE) == AttributeValue(metric_);
-        } catch (const StorageError&) {
-            throw;
-        } catch (const TreeError&) {
-            return false; // no text
-        }
+    bool has_metric_of(ObjectId group, const OtherObject& other) const {
+        const auto set = tree_.find(group, other.name);
+        return set && has_metric(tree_, *set, metric_);
     }
 
     DataTree& tree_;

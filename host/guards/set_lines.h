@@ -29,12 +29,20 @@ class SetLines {
     // Where a line lies: "[2, :, 0]".
     std::string name(std::uint64_t line) const;
 
-  private:
+    // The samples of each line stand side by side; else those of neighbouring lines do.
     bool are_in_a_row() const { return inner_ == 1 && length_ > 0; }
+    // Of a sample, counted row-major in the whole set.
     std::uint64_t line_of(std::uint64_t position) const {
         return position / (inner_ * length_) * inner_ + position % inner_;
     }
+    // From a sample on, those of its line; where lines are not in a row, those of the lines that
+    // follow it.
+    std::uint64_t count_in_a_row(std::uint64_t position) const {
+        const std::uint64_t whole = are_in_a_row() ? length_ : inner_;
+        return whole - position % whole;
+    }
 
+  private:
     Extents extents_;
     std::size_t axis_;
     std::uint64_t length_;

@@ -4,7 +4,9 @@
 #include "host/filters/known_units.h"
 #include "host/filters/step_sources.h"
 #include "host/guards/filtered_runs.h"
+#include "host/guards/mean_columns.h"
 #include "host/guards/set_lines.h"
+#include "host/text/join_texts.h"
 #include "host/text/plural.h"
 #include "host/text/quote_word.h"
 #include "host/tree/tree_rules.h"
@@ -13,6 +15,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <map>
 
 namespace talvora::host {
 namespace {
@@ -48,15 +51,41 @@ void warn_of_parameters(const GuardedStep& step, std::vector<StepWarning>& warni
 }
 
 // ---------------------------------------------------------------------------
+// Columns with one label
+
+void warn_of_labels(const GuardedStep& step, std::vector<StepWarning>& warnings) {
+    const auto columns = list_mean_columns(step);
+    std::map<std::string, std::vector<std::string>> sources;
+    for (const MeanColumn& column : columns) {
+        sources[column.label].push_back(step.tree.path(column.source));
+    }
+    const auto* set = find_value<std::string>(step.step.values, DESTINATION_SET_KEY);
+    for (const auto& [label, paths] : sources) {
+        if (paths.size() > 1) {
+            warnings.push_back(
+                {fmt::format("{}: of {} columns {} have the label '{}', the means of {}; none can "
+                             "be named by its label",
+                             set == nullptr ? "" : *set, columns.size(), paths.size(), label,
+                             join_texts(paths)),
+                 fmt::format("a label of its own for each source: {0}=LABEL {0}=SOURCE",
+                             TRANSLATION_KEY)});
+        }
+    }
+}
+
+// ---------------------------------------------------------------------------
 // Sets, by their missing samples before the step
 
 void warn_of_baseline(const SetObservation& set, const GapList& gaps, const SetLines& lines,
                       std::vector<StepWarning>& warnings) {
-    if (lines.length() == 1) {
+    if (lines.length() <= BASELINE_SAMPLES) {
         warnings.push_back(
-            {fmt::format("{}: of {} each has 1 sample, which is its own baseline: "
-                         "what was valid is 0 now",
-                         set.path, count_things(lines.count(), "line")),
+            {fmt::format("{}: of {} each has {}, {} its own baseline: {}", set.path,
+                         count_things(lines.count(), "line"),
+                         count_things(lines.length(), "sample"),
+                         lines.length() == 1 ? "which is" : "all of which are",
+                         lines.length() == 1 ? "what was valid is 0 now"
+                                             : "its median is 0 now, whatever it was"),
              fmt::format("leave the set out, or name the dimension of time: {}", AXIS_KEY)});
         return;
     }
@@ -103,8 +132,24 @@ void warn_of_missing(const GuardedStep& step, const SetObservation& set,
     }
 }
 
+// Of a set that the step made means of; infinities that its sources did not have are a guard's.
+void warn_of_infinities(const GuardedStep& step, const SetObservation& set, const GapList& gaps,
+                        std::vector<StepWarning>& warnings) {
+    if (gaps.infinite_count() > 0) {
+        const std::uint64_t count = count_samples(set.before->extents);
+        warnings.push_back(
+            {fmt::format("{}: {} of {} infinite, and so are the means of their lines, or missing",
+                         set.path, gaps.infinite_count(), count_things(count, "sample")),
+             fmt::format("which sets hold infinities: talvora-host tree {} --statistics",
+                         quote_word(step.source))});
+    }
+}
+
 void warn_of_set(const GuardedStep& step, std::size_t index, std::vector<StepWarning>& warnings) {
     const SetObservation& set = step.done->sets[index];
+    if (set.read && set.before && takes_means(*step.step.unit)) {
+        warn_of_infinities(step, set, *step.done->gaps[index].before, warnings);
+    }
     if (set.written && !set.before) {
         warn_of_missing(step, set, warnings);
     }
@@ -128,6 +173,7 @@ std::vector<StepWarning> find_warnings(const GuardedStep& step, GuardTime time) 
     std::vector<StepWarning> warnings;
     if (time == GuardTime::BeforeSamples) {
         warn_of_parameters(step, warnings);
+        warn_of_labels(step, warnings);
         return warnings;
     }
     for (std::size_t i = 0; i < step.done->sets.size(); ++i) {

@@ -2,6 +2,7 @@
 #include "host/filters/rate_changes.h"
 #include "host/filters/step_sources.h"
 #include "host/guards/guard_functions.h"
+#include "host/tree/rate_tolerance.h"
 
 #include <fmt/format.h>
 
@@ -10,9 +11,6 @@
 
 namespace talvora::host {
 namespace {
-
-// Of the duration: less is what rates lose as floats, and what reading them off a clock does.
-constexpr double TOLERANCE = 1e-3;
 
 double count_seconds(const TimeBase& base) {
     return static_cast<double>(base.sample_count) / base.rate;
@@ -28,14 +26,14 @@ bool has_rate_of_kept(const RateChange& change) {
         return true;
     }
     const double rate = change.before.rate / static_cast<double>(change.stride);
-    return std::abs(change.after.rate - rate) <= TOLERANCE * rate;
+    return std::abs(change.after.rate - rate) <= RATE_TOLERANCE * rate;
 }
 
 // The last sample that is kept may stand for less than a whole period.
 bool is_same_time(const RateChange& change) {
     const double before = count_seconds(change.before);
     return has_rate_of_kept(change) && std::abs(count_seconds(change.after) - before) <=
-                                           TOLERANCE * before + 1.0 / change.after.rate;
+                                           RATE_TOLERANCE * before + 1.0 / change.after.rate;
 }
 
 std::string describe(const TimeBase& base) {
@@ -47,8 +45,7 @@ std::string describe(const TimeBase& base) {
 std::string find_remedy(const RateChange& change, bool of_one_rate) {
     if (!of_one_rate) {
         return "sets of several rates are scaled by each other's: --set-by-set, or set_by_set: "
-               "true "
-               "at a step, takes each by itself";
+               "true at a step, takes each by itself";
     }
     if (change.after.sample_count == 0) {
         return "a hint of a higher rate leaves samples";

@@ -27,9 +27,9 @@ bool exists(hid_t object, const std::string& name) {
     return checked(H5Aexists(object, name.c_str()), "look for the attribute", name) > 0;
 }
 
-Id create_attribute(hid_t object, const std::string& name, hid_t type, hid_t space) {
-    return owned(H5Acreate2(object, name.c_str(), type, space, attribute_naming(), H5P_DEFAULT),
-                 "create the attribute", name);
+// By which letters its name is known.
+Id naming_of(hid_t attribute) {
+    return owned(H5Aget_create_plist(attribute), "read", "the name of an attribute");
 }
 
 bool is_variable_text(hid_t type) {
@@ -39,16 +39,56 @@ bool is_variable_text(hid_t type) {
 // ---------------------------------------------------------------------------
 // Writing
 
+// Values for an attribute, and how they are to be stored.
+struct NewValues {
+    hid_t type;
+    hid_t memory_type;
+    hid_t space;
+    const void* values;
+};
+
 // A new attribute with its values; none when they cannot be written.
-void create_with_values(hid_t object, const std::string& name, hid_t file_type, hid_t memory_type,
-                        hid_t space, const void* values) {
-    const Id attribute = create_attribute(object, name, file_type, space);
+void create_with_values(hid_t object, const std::string& name, hid_t naming,
+                        const NewValues& given) {
+    const Id attribute =
+        owned(H5Acreate2(object, name.c_str(), given.type, given.space, naming, H5P_DEFAULT),
+              "create the attribute", name);
     try {
-        checked(H5Awrite(attribute, memory_type, values), "write the attribute", name);
+        checked(H5Awrite(attribute, given.memory_type, given.values), "write the attribute", name);
     } catch (const TreeError&) {
         H5Adelete(object, name.c_str()); // as far as that can be done: the failure is told
         throw;
     }
+}
+
+bool is_stored_like(const OpenValues& attribute, const NewValues& given) {
+    return checked(H5Tequal(attribute.type, given.type), "compare", "types") > 0 &&
+           checked(H5Sextent_equal(attribute.space, given.space), "compare", "extents") > 0;
+}
+
+// The old value stays until the new one is complete.
+void replace(hid_t object, const std::string& name, hid_t naming, const NewValues& given) {
+    const std::string unfinished = UNFINISHED_NAME;
+    if (exists(object, unfinished)) {
+        delete_attribute(object, unfinished);
+    }
+    create_with_values(object, unfinished, naming, given);
+    delete_attribute(object, name);
+    checked(H5Arename(object, unfinished.c_str(), name.c_str()), "write the attribute", name);
+}
+
+// One that is stored as it was keeps its place among the attributes of the object.
+void create_or_set(hid_t object, const std::string& name, const NewValues& given) {
+    if (!exists(object, name)) {
+        return create_with_values(object, name, attribute_naming(), given);
+    }
+    OpenValues old = open_attribute(object, name);
+    if (is_stored_like(old, given)) {
+        return old.write(given.memory_type, given.values);
+    }
+    const Id naming = naming_of(old.id);
+    old.id = Id{}; // it is deleted
+    replace(object, name, naming, given);
 }
 
 Id text_type() {
@@ -106,66 +146,51 @@ class TextValues {
     std::string block_;
 };
 
-// Creates an attribute for each type of value.
-struct Creator {
+// Writes an attribute of each type of value.
+struct Writer {
     hid_t object;
     const std::string& name;
     hid_t stored_type = H5I_INVALID_HID; // else the usual one for the value
 
     void operator()(std::int64_t value) const {
-        create(H5T_STD_I64LE, H5T_NATIVE_INT64, make_scalar_space(), &value);
+        write(H5T_STD_I64LE, H5T_NATIVE_INT64, make_scalar_space(), &value);
     }
     void operator()(float value) const {
-        create(H5T_IEEE_F32LE, H5T_NATIVE_FLOAT, make_scalar_space(), &value);
+        write(H5T_IEEE_F32LE, H5T_NATIVE_FLOAT, make_scalar_space(), &value);
     }
     void operator()(double value) const {
-        create(H5T_IEEE_F64LE, H5T_NATIVE_DOUBLE, make_scalar_space(), &value);
+        write(H5T_IEEE_F64LE, H5T_NATIVE_DOUBLE, make_scalar_space(), &value);
     }
-    void operator()(const std::string& value) const { create_texts({value}, make_scalar_space()); }
+    void operator()(const std::string& value) const { write_texts({value}, make_scalar_space()); }
     void operator()(const IntegerArray& array) const {
-        create_array(H5T_STD_I64LE, H5T_NATIVE_INT64, array.values, array.extents);
+        write_array(H5T_STD_I64LE, H5T_NATIVE_INT64, array.values, array.extents);
     }
     void operator()(const NumberArray& array) const {
-        create_array(H5T_IEEE_F64LE, H5T_NATIVE_DOUBLE, array.values, array.extents);
+        write_array(H5T_IEEE_F64LE, H5T_NATIVE_DOUBLE, array.values, array.extents);
     }
     void operator()(const TextArray& array) const {
-        create_texts(array.values, make_space(array.extents, false));
+        write_texts(array.values, make_space(array.extents, false));
     }
 
   private:
     bool has_stored_type() const { return stored_type != H5I_INVALID_HID; }
 
-    void create(hid_t usual_type, hid_t memory_type, hid_t space, const void* values) const {
-        create_with_values(object, name, has_stored_type() ? stored_type : usual_type, memory_type,
-                           space, values);
+    void write(hid_t usual_type, hid_t memory_type, hid_t space, const void* values) const {
+        create_or_set(object, name,
+                      {has_stored_type() ? stored_type : usual_type, memory_type, space, values});
     }
     template <typename Value>
-    void create_array(hid_t usual_type, hid_t memory_type, std::vector<Value> values,
-                      const Extents& extents) const {
+    void write_array(hid_t usual_type, hid_t memory_type, std::vector<Value> values,
+                     const Extents& extents) const {
         values.reserve(1); // the library asks for a place even without values
-        create(usual_type, memory_type, make_space(extents, false), values.data());
+        write(usual_type, memory_type, make_space(extents, false), values.data());
     }
-    void create_texts(const std::vector<std::string>& texts, hid_t space) const {
+    void write_texts(const std::vector<std::string>& texts, hid_t space) const {
         const Id usual_type = text_type();
         const hid_t type = has_stored_type() ? stored_type : hid_t{usual_type};
-        create(type, type, space, TextValues(texts, type).data());
+        write(type, type, space, TextValues(texts, type).data());
     }
 };
-
-// The old value stays until the new one is complete.
-void create_or_replace(hid_t object, const std::string& name, const AttributeValue& value,
-                       hid_t stored_type = H5I_INVALID_HID) {
-    if (!exists(object, name)) {
-        return std::visit(Creator{object, name, stored_type}, value);
-    }
-    const std::string unfinished = UNFINISHED_NAME;
-    if (exists(object, unfinished)) {
-        delete_attribute(object, unfinished);
-    }
-    std::visit(Creator{object, unfinished, stored_type}, value);
-    delete_attribute(object, name);
-    checked(H5Arename(object, unfinished.c_str(), name.c_str()), "write the attribute", name);
-}
 
 std::string name_text_type(hid_t type, bool is_ascii) {
     const std::string_view kind = is_ascii ? "ASCII text" : "text";
@@ -208,12 +233,12 @@ std::optional<AttributeValue> read_attribute(hid_t object, const std::string& na
 }
 
 void write_attribute(hid_t object, const std::string& name, const AttributeValue& value) {
-    create_or_replace(object, name, value);
+    std::visit(Writer{object, name}, value);
 }
 
 void write_attribute(hid_t object, const std::string& name, const AttributeValue& value,
                      SampleType type) {
-    create_or_replace(object, name, value, stored_type(type));
+    std::visit(Writer{object, name, stored_type(type)}, value);
 }
 
 std::optional<AttributeType> find_attribute_type(hid_t object, const std::string& name) {
@@ -241,7 +266,7 @@ std::optional<AttributeType> find_attribute_type(hid_t object, const std::string
 
 void rewrite_attribute(hid_t object, const std::string& name, const AttributeValue& value) {
     const Id type = std::move(open_attribute(object, name).type);
-    create_or_replace(object, name, value, type);
+    std::visit(Writer{object, name, type}, value);
 }
 
 void delete_attribute(hid_t object, const std::string& name) {
@@ -257,7 +282,8 @@ void copy_attributes(hid_t from, hid_t properties, hid_t to) {
             source.read(source.type, values.data());
         }
         const Reclaim reclaim(source, values.data());
-        create_with_values(to, name, source.type, source.type, source.space, values.data());
+        create_with_values(to, name, naming_of(source.id),
+                           {source.type, source.type, source.space, values.data()});
     }
 }
 

@@ -13,7 +13,8 @@ namespace talvora::host::hdf5 {
 std::vector<std::string> list_attributes(hid_t object); // by name
 std::optional<AttributeValue> read_attribute(hid_t object, const std::string& name,
                                              std::string_view path);
-// The old value stays until the new one is complete.
+// The old value stays until the new one is complete. A name that is there keeps its encoding, and
+// an attribute of which type and extents stay its place among those of the object, too.
 void write_attribute(hid_t object, const std::string& name, const AttributeValue& value);
 // The same, stored as such numbers: the value is of integers for a type of integers, else of
 // floats.
@@ -25,8 +26,8 @@ std::optional<AttributeType> find_attribute_type(hid_t object, const std::string
 // What does not fit the type is cut to it: reading it again tells.
 void rewrite_attribute(hid_t object, const std::string& name, const AttributeValue& value);
 void delete_attribute(hid_t object, const std::string& name);
-// All of them, of any type, with the type that they have, from a data set with these properties and
-// in its order.
+// All of them, of any type, with the type that they have and the encoding of their names, from a
+// data set with these properties and in its order.
 void copy_attributes(hid_t from, hid_t properties, hid_t to);
 
 } // namespace talvora::host::hdf5

@@ -15,6 +15,11 @@ herr_t keep_description(unsigned, const H5E_error2_t* error, void* text) {
     return 1; // the first one walked to is enough
 }
 
+herr_t keep_kind(unsigned, const H5E_error2_t* error, void* kind) {
+    *static_cast<hid_t*>(kind) = error->maj_num;
+    return 1;
+}
+
 // The innermost access to the file that failed, if that was it.
 herr_t find_storage_access(unsigned, const H5E_error2_t* error, void* access) {
     auto& found = *static_cast<std::optional<StorageError::Access>*>(access);
@@ -54,6 +59,12 @@ std::string innermost_error() {
     std::string text;
     H5Ewalk2(H5E_DEFAULT, H5E_WALK_UPWARD, keep_description, &text);
     return text.empty() ? "the HDF5 library gives no reason" : text;
+}
+
+bool system_has_failed() {
+    hid_t kind = H5I_INVALID_HID;
+    H5Ewalk2(H5E_DEFAULT, H5E_WALK_UPWARD, keep_kind, &kind);
+    return kind == H5E_IO;
 }
 
 void fail(std::string_view action, std::string_view object) {

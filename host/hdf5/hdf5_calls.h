@@ -51,6 +51,9 @@ class Id {
 // What the library says of the failure of its last call.
 std::string innermost_error();
 
+// Whether that was the system, which could not read or write the file, and not what the file holds.
+bool system_has_failed();
+
 // Throws "cannot <action> '<object>': <the innermost error>", as a StorageError when the
 // file could not be read or written.
 [[noreturn]] void fail(std::string_view action, std::string_view object);

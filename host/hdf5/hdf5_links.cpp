@@ -210,6 +210,18 @@ ObjectInfo object_info(hid_t object) {
     return {info.type, info.addr, info.rc};
 }
 
+void copy_comment(hid_t from, hid_t to) {
+    constexpr std::string_view WHAT = "the comment of an object";
+    const auto size =
+        static_cast<std::size_t>(checked(H5Oget_comment(from, nullptr, 0), "read", WHAT));
+    if (size == 0) {
+        return;
+    }
+    std::string comment(size, '\0');
+    checked(H5Oget_comment(from, comment.data(), size + 1), "read", WHAT);
+    checked(H5Oset_comment(to, comment.c_str()), "write", WHAT);
+}
+
 Id create_group(hid_t group, const std::string& name) {
     return owned(H5Gcreate2(group, name.c_str(), link_naming(),
                             creation_properties(H5P_GROUP_CREATE), H5P_DEFAULT),

@@ -41,6 +41,9 @@ void link_object(hid_t object, hid_t group, const std::string& name);
 // Soft links are followed; links into other files are not.
 Id open_object(hid_t group, const std::string& path);
 ObjectInfo object_info(hid_t object);
+// The text that people gave an object (H5Oset_comment), to another one; nothing where there is
+// none.
+void copy_comment(hid_t from, hid_t to);
 Id create_group(hid_t group, const std::string& name);
 
 } // namespace talvora::host::hdf5

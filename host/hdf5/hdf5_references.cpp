@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstring>
 #include <functional>
+#include <optional>
 #include <span>
 #include <utility>
 #include <vector>
@@ -169,7 +170,9 @@ class ReferrerList {
             if (is_type(type, H5T_STD_REF_OBJ)) {
                 targets.emplace(read_address(reference), false);
             } else if (is_type(type, H5T_STD_REF_DSETREG)) {
-                targets[find_region_owner(reference, referrer.path)] = true;
+                if (const auto owner = find_region_owner(reference, referrer.path)) {
+                    targets[*owner] = true;
+                }
             } else {
                 throw TreeError(
                     fmt::format("'{}' holds references of an unknown kind", referrer.path));
@@ -181,11 +184,14 @@ class ReferrerList {
         }
     }
 
-    haddr_t find_region_owner(Bytes reference, const std::string& path) const {
-        return object_info(
-                   owned(H5Rdereference2(file_, H5P_DEFAULT, H5R_DATASET_REGION, reference.data()),
-                         "follow the references of", path))
-            .address;
+    // Nothing where what it referred to was deleted.
+    std::optional<haddr_t> find_region_owner(Bytes reference, const std::string& path) const {
+        const hid_t owner =
+            H5Rdereference2(file_, H5P_DEFAULT, H5R_DATASET_REGION, reference.data());
+        if (owner < 0 && !system_has_failed()) {
+            return std::nullopt;
+        }
+        return object_info(owned(owner, "follow the references of", path)).address;
     }
 
     hid_t file_;
@@ -198,6 +204,18 @@ std::multimap<haddr_t, Referrer> list_referrers(hid_t file) {
     ReferrerList list(file);
     visit_objects(file, [&](const std::string& path, hid_t object) { list.look_at(path, object); });
     return list.take();
+}
+
+std::vector<ShownSet> list_shown_sets(hid_t file) {
+    std::vector<ShownSet> shown;
+    visit_objects(file, [&](const std::string& path, hid_t object) {
+        if (object_info(object).type == H5O_TYPE_DATASET) {
+            for (std::string& source : list_virtual_source_sets(object)) {
+                shown.push_back({path, std::move(source)});
+            }
+        }
+    });
+    return shown;
 }
 
 bool holds_object_references(hid_t set) {

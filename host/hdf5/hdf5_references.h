@@ -20,6 +20,14 @@ struct Referrer {
 // looked at, but the values of data sets that are kept in other files. The paths are from the root.
 std::multimap<haddr_t, Referrer> list_referrers(hid_t file);
 
+// The virtual data sets of a file, by the names of the sets that they show samples of. A file has
+// many names, and may get another one: each set may be one of the same file.
+struct ShownSet {
+    std::string path; // of the virtual set, from the root
+    std::string source;
+};
+std::vector<ShownSet> list_shown_sets(hid_t file);
+
 // Whether the values of a data set are references to whole objects, and the paths from the root of
 // those objects, in its order; empty for a reference that leads to none, or to one without a path.
 bool holds_object_references(hid_t set);

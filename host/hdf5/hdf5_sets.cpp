@@ -98,6 +98,10 @@ bool fits_max_extents(hid_t set, const Extents& extents) {
     return std::ranges::equal(extents, std::span(most).first(extents.size()), std::less_equal());
 }
 
+bool has_new_room(hid_t set, const Extents& extents) {
+    return !std::ranges::equal(extents, space_extents(set_space(set)), std::less_equal());
+}
+
 // Each chunk costs an entry in an index, and a read and a write of its own: a set that
 // was made for a few samples cannot take millions.
 bool has_sane_chunks(hid_t properties, const Extents& extents) {
@@ -129,9 +133,17 @@ std::string virtual_source(hid_t properties, std::size_t position) {
     return name.data();
 }
 
+std::string virtual_source_set(hid_t properties, std::size_t position) {
+    std::array<char, MAX_FILE_NAME> path{};
+    checked(H5Pget_virtual_dsetname(properties, position, path.data(), path.size() - 1), "read",
+            "where samples are");
+    return path.data();
+}
+
 std::vector<std::string> list_external_files(hid_t properties) {
     const int count = checked(H5Pget_external_count(properties), "read", "where samples are");
     std::vector<std::string> files;
+    files.reserve(static_cast<std::size_t>(count));
     for (int position = 0; position < count; ++position) {
         files.push_back(external_file(properties, static_cast<unsigned>(position)));
     }
@@ -272,9 +284,8 @@ template <typename Stored>
 // The library would convert itself, but otherwise where its types differ in byte order or a sample
 // is next to the greatest float.
 template <typename Stored>
-RoundingChange read_rounded(hid_t set, hid_t space, const Hyperslab& slab, std::span<float> samples,
-                            std::string_view path) {
-    RoundingChange change;
+void read_rounded(hid_t set, hid_t space, const Hyperslab& slab, std::span<float> samples,
+                  std::string_view path, LineRoundings& roundings) {
     std::vector<Stored> stored;
     Extents starts(slab.starts.size());
     const Extents counts(slab.counts.begin(), slab.counts.end());
@@ -284,13 +295,12 @@ RoundingChange read_rounded(hid_t set, hid_t space, const Hyperslab& slab, std::
         stored.resize(count);
         read_slab<Stored>(set, space, read, stored, path);
         const std::span<float> rounded = samples.first(count);
-        change.add(round_samples<Stored>(stored, rounded));
+        const RoundingChange change = roundings.round<Stored>(read, stored, rounded);
         if (std::isinf(change.largest_change)) {
             refuse_overflow<Stored>(stored, rounded, read, path);
         }
         samples = samples.subspan(count);
     });
-    return change;
 }
 
 bool has_rounding_filter(hid_t properties) {
@@ -322,17 +332,17 @@ void round_fill_value(hid_t properties, SampleType type) {
 
 // Calls `take(slab, samples)` with all samples inside the counts, part by part.
 template <typename Take>
-RoundingChange visit_floats(hid_t set, SampleType type, const Extents& counts,
-                            const std::string& path, const Take& take) {
+LineRoundings visit_floats(hid_t set, SampleType type, const Extents& counts,
+                           const std::string& path, const Take& take) {
     const Id space = set_space(set);
-    RoundingChange change;
+    LineRoundings roundings(counts);
     std::vector<float> samples;
     visit_slabs(counts, BUFFER_SAMPLES, [&](const Hyperslab& slab, std::uint64_t count) {
         samples.resize(count);
-        change.add(read_floats(set, space, slab, type, samples, path));
+        read_floats(set, space, slab, type, samples, path, roundings);
         take(slab, samples);
     });
-    return change;
+    return roundings;
 }
 
 } // namespace
@@ -380,6 +390,21 @@ std::vector<std::string> list_source_files(hid_t set) {
     }
 }
 
+std::vector<std::string> list_virtual_source_sets(hid_t set) {
+    const Id properties = set_properties(set);
+    std::vector<std::string> paths;
+    if (set_layout(properties) != H5D_VIRTUAL) {
+        return paths;
+    }
+    std::size_t count = 0;
+    checked(H5Pget_virtual_count(properties, &count), "read", "where samples are");
+    paths.reserve(count);
+    for (std::size_t position = 0; position < count; ++position) {
+        paths.push_back(virtual_source_set(properties, position));
+    }
+    return paths;
+}
+
 bool keeps_every_bit(hid_t set) {
     return std::ranges::all_of(list_filters(set_properties(set)), is_exact);
 }
@@ -402,7 +427,7 @@ Id open_set(hid_t file, const std::string& path, SetUse use) {
 Id make_anew_resizable(hid_t file, hid_t older, hid_t older_properties, const Extents& extents) {
     const Id properties = owned(H5Pcopy(older_properties), "copy", "the properties of a data set");
     set_chunks(properties, choose_chunk(extents));
-    if (!std::ranges::equal(extents, space_extents(set_space(older)), std::less_equal())) {
+    if (has_new_room(older, extents)) {
         let_new_room_be_zero(properties);
     }
     return owned(
@@ -431,17 +456,17 @@ void resize_set(hid_t set, const Extents& extents, std::string_view path) {
 bool can_resize(hid_t set, const Extents& extents) {
     const Id properties = set_properties(set);
     return set_layout(properties) == H5D_CHUNKED && fits_max_extents(set, extents) &&
-           new_room_is_zero(properties) && has_sane_chunks(properties, extents);
+           (!has_new_room(set, extents) || new_room_is_zero(properties)) &&
+           has_sane_chunks(properties, extents);
 }
 
-RoundingChange read_floats(hid_t set, hid_t space, const Hyperslab& slab, SampleType type,
-                           std::span<float> samples, std::string_view path) {
-    return with_stored_type(type, [&]<typename Stored>(Stored) {
+void read_floats(hid_t set, hid_t space, const Hyperslab& slab, SampleType type,
+                 std::span<float> samples, std::string_view path, LineRoundings& roundings) {
+    with_stored_type(type, [&]<typename Stored>(Stored) {
         if constexpr (std::is_same_v<Stored, float>) {
             read_slab(set, space, slab, samples, path);
-            return RoundingChange{};
         } else {
-            return read_rounded<Stored>(set, space, slab, samples, path);
+            read_rounded<Stored>(set, space, slab, samples, path, roundings);
         }
     });
 }
@@ -464,8 +489,8 @@ void write_floats(hid_t set, hid_t space, const Hyperslab& slab, std::span<const
             "write", path);
 }
 
-RoundingChange copy_floats(hid_t from, SampleType type, hid_t to, const Extents& counts,
-                           const std::string& path) {
+LineRoundings copy_floats(hid_t from, SampleType type, hid_t to, const Extents& counts,
+                          const std::string& path) {
     const Id to_space = set_space(to);
     return visit_floats(from, type, counts, path,
                         [&](const Hyperslab& slab, std::span<const float> samples) {
@@ -473,8 +498,8 @@ RoundingChange copy_floats(hid_t from, SampleType type, hid_t to, const Extents&
                         });
 }
 
-RoundingChange measure_rounding(hid_t set, SampleType type, const Extents& extents,
-                                const std::string& path) {
+LineRoundings measure_rounding(hid_t set, SampleType type, const Extents& extents,
+                               const std::string& path) {
     return visit_floats(set, type, extents, path, [](const Hyperslab&, std::span<const float>) {});
 }
 

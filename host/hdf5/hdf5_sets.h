@@ -2,7 +2,7 @@
 #pragma once
 
 #include "host/hdf5/hdf5_calls.h"
-#include "host/tree/sample_rounding.h"
+#include "host/tree/line_roundings.h"
 #include "host/tree/sample_type.h"
 
 #include <optional>
@@ -23,6 +23,10 @@ std::string describe_foreign_storage(hid_t set);
 
 // The files that its samples are in, where that is not the set's own.
 std::vector<std::string> list_source_files(hid_t set);
+
+// The paths of the data sets that a virtual one takes its samples from, as it names them, in
+// whatever files; none of others. A '%' may stand for a number.
+std::vector<std::string> list_virtual_source_sets(hid_t set);
 
 // False where samples may be read otherwise than they were written: a filter rounds them, or is one
 // that this host does not know.
@@ -56,7 +60,7 @@ void close_set(Id set, std::string_view path);
 void resize_set(hid_t set, const Extents& extents, std::string_view path);
 
 // True when the set can take the extents as it is: in chunks that do not become too many,
-// large enough at most, and new room in it reads as zero.
+// large enough at most, and new room in it, where there is some, reads as zero.
 bool can_resize(hid_t set, const Extents& extents);
 
 // Samples of a set of another type than 32-bit floats that are read and rounded at once: they stay
@@ -65,10 +69,10 @@ constexpr std::uint64_t ROUNDED_SAMPLES = std::uint64_t{128} * 1024;
 
 // `space` is the set's: what is selected in it changes. The slab is inside its extents.
 //
-// A set of any type as 32-bit floats, and what rounding to those changes. Throws a StorageError
-// that names the first finite sample which is beyond all of them.
-RoundingChange read_floats(hid_t set, hid_t space, const Hyperslab& slab, SampleType type,
-                           std::span<float> samples, std::string_view path);
+// A set of any type as 32-bit floats; what rounding to those changes is added to that of its lines.
+// Throws a StorageError that names the first finite sample which is beyond all of them.
+void read_floats(hid_t set, hid_t space, const Hyperslab& slab, SampleType type,
+                 std::span<float> samples, std::string_view path, LineRoundings& roundings);
 StoredSamples read_stored(hid_t set, hid_t space, const Hyperslab& slab, SampleType type,
                           std::string_view path);
 // To a set of 32-bit floats.
@@ -76,11 +80,11 @@ void write_floats(hid_t set, hid_t space, const Hyperslab& slab, std::span<const
                   std::string_view path);
 
 // What lies inside the counts from the beginning of a set of any type to that of one of 32-bit
-// floats; reads as read_floats does.
-RoundingChange copy_floats(hid_t from, SampleType type, hid_t to, const Extents& counts,
-                           const std::string& path);
+// floats; reads as read_floats does, and gives what rounding changes.
+LineRoundings copy_floats(hid_t from, SampleType type, hid_t to, const Extents& counts,
+                          const std::string& path);
 // As copy_floats of the whole set, to nowhere.
-RoundingChange measure_rounding(hid_t set, SampleType type, const Extents& extents,
-                                const std::string& path);
+LineRoundings measure_rounding(hid_t set, SampleType type, const Extents& extents,
+                               const std::string& path);
 
 } // namespace talvora::host::hdf5

@@ -8,6 +8,7 @@
 #include "host/hdf5/hdf5_types.h"
 #include "host/hdf5/hdf5_values.h"
 #include "host/system/work_state.h"
+#include "host/text/path_glob.h"
 #include "host/tree/tree_rules.h"
 
 #include <fmt/format.h>
@@ -65,6 +66,12 @@ void touch(std::span<Sample> samples) {
     touch(samples.back());
 }
 
+// What a set carries besides samples, to one that takes its place.
+void copy_annotations(const hdf5::Id& from, const hdf5::Id& properties, const hdf5::Id& to) {
+    hdf5::copy_attributes(from, properties, to);
+    hdf5::copy_comment(from, to);
+}
+
 } // namespace
 
 struct Hdf5Tree::OpenSet {
@@ -87,11 +94,12 @@ struct Hdf5Tree::OpenFile {
     OpenGroup group;
     // Of the file as it was when they were first asked for.
     std::optional<std::multimap<haddr_t, hdf5::Referrer>> referrers;
+    std::optional<std::vector<hdf5::ShownSet>> shown_sets;
 };
 
 Hdf5Tree::Hdf5Tree(const std::filesystem::path& file, Hdf5Access access) : name_(file) {
     const InFile here(name_.native());
-    open_.reset(new OpenFile{open_file(file, access), {}, {}, {}});
+    open_.reset(new OpenFile{open_file(file, access), {}, {}, {}, {}});
     try {
         add_object(hdf5::open_object(open_->file, "/"), "");
     } catch (const TreeError&) {
@@ -165,8 +173,8 @@ std::optional<ObjectId> Hdf5Tree::find(ObjectId group, std::string_view path) {
     const InFile here(name_.native());
     node(group, ObjectKind::Group);
     std::optional<ObjectId> found = group;
-    for (const std::string& name : split_path(path)) {
-        if (node(*found).kind != ObjectKind::Group) {
+    for (const std::string& name : split_names(path)) {
+        if (node(*found).kind != ObjectKind::Group || !is_possible_name(name)) {
             return std::nullopt;
         }
         found = find_child(*found, name);
@@ -237,6 +245,7 @@ void Hdf5Tree::resize(ObjectId id, const Extents& extents) {
     if (extents == set.extents) {
         return;
     }
+    refuse_shown(id);
     if (!takes_floats(id)) {
         narrow(id, true);
     }
@@ -264,10 +273,10 @@ void Hdf5Tree::read(ObjectId id, const Hyperslab& slab, std::span<float> samples
     const bool is_rounded = set.type != SampleType::Float32;
     const OpenSet& open =
         open_set(id, is_rounded ? use_of_rounded(slab, set.extents) : use_of(slab, set.extents));
-    const RoundingChange change =
-        hdf5::read_floats(open.set, open.space, slab, set.type, samples, set.path);
+    LineRoundings& roundings = roundings_.try_emplace(id, set.extents).first->second;
+    hdf5::read_floats(open.set, open.space, slab, set.type, samples, set.path, roundings);
     if (is_rounded && is_whole(slab, set.extents)) {
-        roundings_[id] = change;
+        read_as_a_whole_.insert(id);
     }
 }
 
@@ -284,6 +293,12 @@ void Hdf5Tree::write(ObjectId id, const Hyperslab& slab, std::span<const float> 
     }
     const OpenSet& open = open_set(id, use_of(slab, set.extents));
     hdf5::write_floats(open.set, open.space, slab, samples, set.path);
+}
+
+SetRounding Hdf5Tree::rounding(const std::string& path) {
+    const auto set = find(root(), path);
+    const auto seen = set ? roundings_.find(*set) : roundings_.end();
+    return seen != roundings_.end() ? seen->second.sum_up() : SetRounding{};
 }
 
 SampleType Hdf5Tree::original_type(const std::string& path) {
@@ -537,7 +552,7 @@ void Hdf5Tree::make_anew(ObjectId id, const Extents& extents) {
     hdf5::Id new_set = hdf5::make_anew_resizable(open_->file, old_set, properties, extents);
     hdf5::copy_floats(old_set, old_node.type, new_set, smaller_of(extents, old_node.extents),
                       old_node.path);
-    hdf5::copy_attributes(old_set, properties, new_set);
+    copy_annotations(old_set, properties, new_set);
     take_place(id, old_info, new_set);
     hdf5::close_set(std::move(new_set), old_node.path);
 }
@@ -557,23 +572,22 @@ void Hdf5Tree::narrow(ObjectId id, bool keeps_samples) {
     const Extents starts(set.extents.size(), 0);
     const hdf5::SetUse use = use_of_rounded({starts, set.extents}, set.extents);
     const hdf5::Id old_set = hdf5::share(open_set(id, use).set);
-    const auto known = roundings_.find(id);
-    RoundingChange change;
-    if (known != roundings_.end()) {
-        change = known->second;
+    SetRounding rounding;
+    if (read_as_a_whole_.contains(id)) {
+        rounding = roundings_.at(id).sum_up();
     } else if (!keeps_samples && set.type != SampleType::Float32) {
-        change = hdf5::measure_rounding(old_set, set.type, set.extents, set.path);
+        rounding = hdf5::measure_rounding(old_set, set.type, set.extents, set.path).sum_up();
     }
     const hdf5::SetUse new_use = keeps_samples ? hdf5::SetUse::Parts : hdf5::SetUse::Whole;
     const hdf5::Id properties = hdf5::set_properties(old_set);
     hdf5::Id new_set = hdf5::make_narrow(open_->file, old_set, properties, set.type, new_use);
     if (keeps_samples) {
-        change = hdf5::copy_floats(old_set, set.type, new_set, set.extents, set.path);
+        rounding = hdf5::copy_floats(old_set, set.type, new_set, set.extents, set.path).sum_up();
     }
-    hdf5::copy_attributes(old_set, properties, new_set);
+    copy_annotations(old_set, properties, new_set);
     take_place(id, hdf5::object_info(old_set), new_set);
     keep_open(id, new_use, std::move(new_set));
-    narrowed_.push_back({set.path, set.type, change});
+    narrowed_.push_back({set.path, set.type, rounding});
     set.type = SampleType::Float32;
     set.takes_floats = true;
 }
@@ -609,6 +623,29 @@ void Hdf5Tree::refuse_regions(ObjectId id, std::uint64_t address, std::string_vi
     if (region != last) {
         throw TreeError(fmt::format("'{}' cannot be {}: '{}' refers to a part of it", node(id).path,
                                     change, region->second.path));
+    }
+}
+
+// True where it cannot be told: a '%' stands for a number, or for itself.
+bool Hdf5Tree::may_name(std::string_view path, ObjectId id) {
+    std::string plain;
+    for (const std::string& name : split_names(path)) {
+        plain = name == "." ? plain : join_path(plain, name);
+    }
+    return path.find('%') != std::string_view::npos || find(root(), plain) == id;
+}
+
+// A virtual set is of the extents that it was made with, whatever becomes of those it shows.
+void Hdf5Tree::refuse_shown(ObjectId id) {
+    if (!open_->shown_sets) {
+        open_->shown_sets = hdf5::list_shown_sets(open_->file);
+    }
+    for (const hdf5::ShownSet& shown : *open_->shown_sets) {
+        if (may_name(shown.source, id)) {
+            throw TreeError(fmt::format("'{}' cannot be resized: the virtual data set '{}' shows "
+                                        "samples of '{}'",
+                                        node(id).path, shown.path, shown.source));
+        }
     }
 }
 

@@ -20,13 +20,14 @@
 
 #include "host/tree/attribute_type.h"
 #include "host/tree/data_tree.h"
-#include "host/tree/sample_rounding.h"
+#include "host/tree/line_roundings.h"
 
 #include <filesystem>
 #include <functional>
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <span>
 #include <string>
 #include <vector>
@@ -49,7 +50,7 @@ enum class Hdf5Access {
 struct NarrowedSet {
     std::string path;
     SampleType type{}; // that it was of
-    RoundingChange change;
+    SetRounding rounding;
 };
 
 // What is at a path and is kept in another file.
@@ -83,6 +84,10 @@ class Hdf5Tree final : public DataTree {
 
     // The sets that have become 32-bit floats, in the order of that.
     std::span<const NarrowedSet> narrowed_sets() const { return narrowed_; }
+    // What rounding changed of a set that was of another type when the file was opened, of the
+    // samples that were read; `path` is from the root. No change where none was, nor of 32-bit
+    // floats.
+    SetRounding rounding(const std::string& path);
     // As which the samples of a set were stored when the file was opened, whatever has become of
     // it; `path` is from the root.
     SampleType original_type(const std::string& path);
@@ -164,6 +169,8 @@ class Hdf5Tree final : public DataTree {
     void narrow(ObjectId id, bool keeps_samples);
     void take_place(ObjectId id, const hdf5::ObjectInfo& old_info, const hdf5::Id& new_set);
     void refuse_regions(ObjectId id, std::uint64_t address, std::string_view change);
+    bool may_name(std::string_view path, ObjectId id);
+    void refuse_shown(ObjectId id);
     void redirect_references(std::uint64_t from, std::uint64_t to);
     std::vector<std::string> hard_links(const std::string& path, const hdf5::ObjectInfo& info);
 
@@ -172,7 +179,8 @@ class Hdf5Tree final : public DataTree {
     std::vector<Node> nodes_; // the object with the id n stands at n - 1
     std::map<std::string, ObjectId, std::less<>> by_path_;
     std::map<std::uint64_t, ObjectId> by_address_; // in the file
-    std::map<ObjectId, RoundingChange> roundings_; // of sets that were read as a whole
+    std::map<ObjectId, LineRoundings> roundings_;  // of what was read
+    std::set<ObjectId> read_as_a_whole_;           // of those
     std::vector<NarrowedSet> narrowed_;
     // Of the file as it was when they were first asked for, by address.
     std::optional<std::multimap<std::uint64_t, std::string>> hard_links_;

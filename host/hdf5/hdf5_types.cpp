@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace talvora::host::hdf5 {
 
@@ -53,6 +54,28 @@ std::span<const RealType> real_types() {
 
 bool is_same(hid_t type, hid_t other) {
     return checked(H5Tequal(type, other), "compare", "two types") > 0;
+}
+
+// As programs write them that have no type of their own for it: a real and an imaginary part, by
+// these names. Nothing for another type, that of a part for one of complex numbers.
+std::optional<Id> find_complex_part(hid_t type) {
+    constexpr std::pair<const char*, const char*> NAMES[] = {{"r", "i"}, {"real", "imag"}};
+    const bool has_names = std::ranges::any_of(NAMES, [&](const auto& names) {
+        return H5Tget_member_index(type, names.first) == 0 &&
+               H5Tget_member_index(type, names.second) == 1;
+    });
+    if (!has_names || H5Tget_nmembers(type) != 2) {
+        return std::nullopt;
+    }
+    Id real = owned(H5Tget_member_type(type, 0), "read", "the type of a number");
+    const Id imaginary = owned(H5Tget_member_type(type, 1), "read", "the type of a number");
+    const bool are_floats = type_class(real) == H5T_FLOAT && is_same(real, imaginary);
+    return are_floats ? std::optional(std::move(real)) : std::nullopt;
+}
+
+std::string describe_compound(hid_t type) {
+    const auto part = find_complex_part(type);
+    return part ? "complex values of " + describe_type(*part) : "compound values";
 }
 
 } // namespace
@@ -132,7 +155,7 @@ std::string describe_type(hid_t type) {
     case H5T_ENUM:
         return "enumerated values";
     case H5T_COMPOUND:
-        return "compound values";
+        return describe_compound(type);
     case H5T_REFERENCE:
         return "references";
     case H5T_ARRAY:

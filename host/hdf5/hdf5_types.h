@@ -29,7 +29,7 @@ bool is_unsigned(hid_t type);      // of an integer type
 std::optional<SampleType> find_sample_type(hid_t type);
 // In which a new value is stored: little-endian. Of the library, never closed.
 hid_t stored_type(SampleType type);
-// For people: "64-bit floats", "texts".
+// For people: "64-bit floats", "complex values of 32-bit floats", "texts".
 std::string describe_type(hid_t type);
 
 } // namespace talvora::host::hdf5

@@ -27,8 +27,7 @@ OpenValues open_attribute(hid_t object, const std::string& name);
 OpenValues open_set_values(hid_t set, const std::string& path);
 
 // Gives back what the library allocated for values of variable length that were read as the type
-// that they have. Memory that cannot be
-// given back is lost, and nothing else.
+// that they have. Memory that cannot be given back is lost, and nothing else.
 class Reclaim {
   public:
     Reclaim(const OpenValues& of, void* given) : of_(of), values_(given) {}

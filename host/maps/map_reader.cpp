@@ -60,57 +60,38 @@ std::vector<std::string> list_set_keys() {
     return keys;
 }
 
-bool is_given(const YamlNode* node) {
-    return node != nullptr && node->kind != Kind::Null;
-}
-
 class MapReader {
   public:
     explicit MapReader(RecipeProblems& problems) : problems_(problems), variables_(problems) {}
 
     ImportMap read(const YamlNode& root, std::span<const std::string> settings) {
         ImportMap map;
-        if (!is_of_kind(root, Kind::Map, "a map has the keys description, variables, sets")) {
+        if (!problems_.expect_kind(root, Kind::Map,
+                                   "a map has the keys description, variables, sets")) {
             return map;
         }
         const YamlFields fields(root, {"description", "variables", "sets"}, problems_);
         if (const YamlNode* node = fields.find("description"); is_given(node)) {
             map.description = read_text(*node).value_or("");
         }
-        read_variables(fields.find("variables"), settings);
+        variables_.read(fields.find("variables"), settings);
         read_all_sets(root, fields.find("sets"), map);
         variables_.check_uses();
         return map;
     }
 
   private:
-    bool is_of_kind(const YamlNode& node, Kind kind, std::string_view otherwise) {
-        if (node.kind != kind && node.kind != Kind::Broken) {
-            problems_.add(node.place,
-                          fmt::format("{} (this is {})", otherwise, describe_node(node)));
-        }
-        return node.kind == kind;
-    }
-
-    void read_variables(const YamlNode* node, std::span<const std::string> settings) {
-        if (is_given(node) &&
-            is_of_kind(*node, Kind::Map, "'variables' is a map of names to defaults")) {
-            variables_.declare(*node);
-        }
-        variables_.set(settings);
-        variables_.check_values();
-    }
-
     void read_all_sets(const YamlNode& root, const YamlNode* node, ImportMap& map) {
         if (!is_given(node) || (node->kind == Kind::List && node->items.empty())) {
             return problems_.add(node == nullptr ? root.place : node->key_place,
                                  "the map names no sets");
         }
-        if (!is_of_kind(*node, Kind::List, "'sets' is a list")) {
+        if (!problems_.expect_kind(*node, Kind::List, "'sets' is a list")) {
             return;
         }
         for (const YamlNode& item : node->items) {
-            if (is_of_kind(item, Kind::Map, "one of the sets is a map of keys to values")) {
+            if (problems_.expect_kind(item, Kind::Map,
+                                      "one of the sets is a map of keys to values")) {
                 map.sets.push_back(read_sets(item));
             }
         }
@@ -153,7 +134,7 @@ class MapReader {
     // Nothing where it is none, which is reported.
     std::optional<std::string> read_text(const YamlNode& node) {
         const YamlNode filled = variables_.fill_in(node, false);
-        if (!is_of_kind(filled, Kind::Scalar, fmt::format("'{}' is a text", node.key))) {
+        if (!problems_.expect_kind(filled, Kind::Scalar, fmt::format("'{}' is a text", node.key))) {
             return std::nullopt;
         }
         return filled.text;
@@ -166,10 +147,10 @@ class MapReader {
             return {filled.text};
         }
         std::vector<std::string> texts;
-        if (is_of_kind(filled, Kind::List,
-                       fmt::format("'{}' is a text or a list of them", node.key))) {
+        if (problems_.expect_kind(filled, Kind::List,
+                                  fmt::format("'{}' is a text or a list of them", node.key))) {
             for (const YamlNode& item : filled.items) {
-                if (is_of_kind(item, Kind::Scalar, "each of them is a text")) {
+                if (problems_.expect_kind(item, Kind::Scalar, "each of them is a text")) {
                     texts.push_back(item.text);
                 }
             }
@@ -228,7 +209,8 @@ class MapReader {
     }
 
     std::optional<TextCondition> read_condition(const YamlNode& node) {
-        if (!is_of_kind(node, Kind::Map, "'where' is a map with the keys attribute, is")) {
+        if (!problems_.expect_kind(node, Kind::Map,
+                                   "'where' is a map with the keys attribute, is")) {
             return std::nullopt;
         }
         const YamlFields fields(node, {"attribute", "is"}, problems_);
@@ -295,7 +277,8 @@ class MapReader {
         std::vector<double> numbers;
         std::vector<std::string> texts;
         for (const YamlNode& item : items) {
-            if (!is_of_kind(item, Kind::Scalar, "a value is a number, a text or a list of them")) {
+            if (!problems_.expect_kind(item, Kind::Scalar,
+                                       "a value is a number, a text or a list of them")) {
                 return std::nullopt;
             }
             const auto number = parse_number<double>(item.text);

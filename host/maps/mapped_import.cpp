@@ -5,7 +5,7 @@
 #include "host/tables/signal_attributes.h"
 #include "host/text/failure.h"
 #include "host/text/plural.h"
-#include "host/tree/sample_rounding.h"
+#include "host/tree/line_roundings.h"
 #include "host/tree/tree_rules.h"
 
 #include <fmt/format.h>
@@ -15,6 +15,7 @@
 #include <iterator>
 #include <limits>
 #include <map>
+#include <optional>
 #include <span>
 #include <utility>
 #include <variant>
@@ -127,15 +128,19 @@ class SetImport {
         const Extents extents = {plan_.component_count, 1, sample_count_};
         report_.infos.push_back(describe(extents));
         const ObjectId set = result_.create_dataset(result_.root(), plan_.result, extents);
+        roundings_.emplace(extents);
         write_samples(set);
         write_signal_attributes(result_, set,
                                 {.sample_rate = sample_rate_,
                                  .start_time = start_time_,
                                  .labels = plan_.labels,
                                  .units = plan_.units});
-        if (change_.largest_change > 0) {
-            report_.infos.push_back(fmt::format("{}: {} rounded to 32-bit floats; {}", file_,
-                                                plan_.result, describe_rounding(change_)));
+        const SetRounding rounding = roundings_->sum_up();
+        if (rounding.change.largest_change > 0) {
+            const bool is_large = rounding.worst.part_of_range() > LARGE_PART_OF_RANGE;
+            (is_large ? report_.warnings : report_.infos)
+                .push_back(fmt::format("{}: {} rounded to 32-bit floats; {}", file_, plan_.result,
+                                       describe_rounding(rounding)));
         }
         report_.sets.push_back({plan_.result, sample_count_, sample_rate_});
     }
@@ -244,10 +249,11 @@ class SetImport {
             }
         }
         rounded_.resize(piece_.size());
-        change_.add(round_samples<double>(piece_, rounded_));
         const Extents starts = {components.first, 0, first};
         const Extents counts = {components.count, 1, count};
-        result_.write(set, {starts, counts}, rounded_);
+        const Hyperslab place{starts, counts};
+        roundings_->round<double>(place, piece_, rounded_);
+        result_.write(set, place, rounded_);
     }
 
     void fill(const GridPart& part, std::span<const double> values,
@@ -271,7 +277,7 @@ class SetImport {
     std::uint64_t sample_count_ = 0;
     double sample_rate_ = 0;
     double start_time_ = 0;
-    RoundingChange change_;
+    std::optional<LineRoundings> roundings_; // of the result
     std::vector<double> piece_;
     std::vector<float> rounded_;
 };

@@ -8,6 +8,7 @@
 #include "host/text/quote_word.h"
 #include "host/tree/group_walk.h"
 #include "host/tree/number_attribute.h"
+#include "host/tree/rate_tolerance.h"
 #include "host/tree/tree_rules.h"
 
 #include <fmt/format.h>
@@ -404,9 +405,6 @@ class SetPlanner {
 // ---------------------------------------------------------------------------
 // What the command line tells of them, against what they tell themselves
 
-// Of the rate: less is what reading it off a clock does.
-constexpr double RATE_TOLERANCE = 1e-3;
-
 bool contradicts(std::optional<double> own_rate, double told_rate) {
     const bool is_rate = own_rate && std::isfinite(*own_rate) && *own_rate > 0;
     return is_rate && std::abs(*own_rate - told_rate) > RATE_TOLERANCE * *own_rate;
@@ -447,12 +445,8 @@ void refuse_mapped_rate(Hdf5Tree& source, const SetPlan& set, const std::string&
     }
     if (set.own_times) {
         const auto times = read_numbers(source, set, *set.own_times, set.row_count);
-        if (const auto span = find_contradicting_span(times, set.sample_rate)) {
-            const auto step_count = static_cast<double>(set.row_count - 1);
-            refuse_rate(set,
-                        fmt::format("{}: by it the {} rows take {:.6g} s ({:.6g} Hz), not {:.6g} s",
-                                    set.own_times->description, set.row_count, *span,
-                                    step_count / *span, step_count / set.sample_rate),
+        if (const auto contradiction = find_contradiction(times, set.sample_rate, 0)) {
+            refuse_rate(set, fmt::format("{}: {}", set.own_times->description, *contradiction),
                         "the rows are placed by it", file);
         }
     }

@@ -35,6 +35,14 @@ void RecipeProblems::add(YamlPlace place, std::string_view text, std::string_vie
     of_file_.push_back({place, make_showable(text), make_showable(hint)});
 }
 
+bool RecipeProblems::expect_kind(const YamlNode& node, YamlNode::Kind kind,
+                                 std::string_view otherwise) {
+    if (node.kind != kind && node.kind != YamlNode::Kind::Broken) {
+        add(node.place, fmt::format("{} (this is {})", otherwise, describe_node(node)));
+    }
+    return node.kind == kind;
+}
+
 void RecipeProblems::add_to_setting(std::string_view setting, std::string_view text,
                                     std::string_view hint) {
     of_settings_.push_back(

@@ -41,6 +41,9 @@ class RecipeProblems {
         : file_(file), names_(std::move(names)) {}
 
     void add(YamlPlace place, std::string_view text, std::string_view hint = "");
+    // Whether the node is of the kind; adds what it is to be otherwise, unless it is broken, which
+    // was told.
+    bool expect_kind(const YamlNode& node, YamlNode::Kind kind, std::string_view otherwise);
     void add_to_setting(std::string_view setting, std::string_view text,
                         std::string_view hint = "");
     std::size_t count() const { return of_settings_.size() + of_file_.size(); }

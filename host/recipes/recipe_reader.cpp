@@ -33,57 +33,39 @@ class RecipeReader {
 
     Recipe read(const YamlNode& root, std::span<const std::string> settings) {
         Recipe recipe;
-        if (!is_of_kind(root, Kind::Map,
-                        "a recipe is a map with the keys description, "
-                        "variables, steps")) {
+        if (!problems_.expect_kind(root, Kind::Map,
+                                   "a recipe is a map with the keys description, "
+                                   "variables, steps")) {
             return recipe;
         }
         const YamlFields fields(root, {"description", "variables", "steps"}, problems_);
         recipe.description = read_text(fields.find("description")).value_or("");
-        read_variables(fields.find("variables"), settings);
+        variables_.read(fields.find("variables"), settings);
         read_steps(root, fields.find("steps"), recipe);
         variables_.check_uses();
         return recipe;
     }
 
   private:
-    bool is_of_kind(const YamlNode& node, Kind kind, std::string_view otherwise) {
-        if (node.kind != kind && node.kind != Kind::Broken) {
-            problems_.add(node.place,
-                          fmt::format("{} (this is {})", otherwise, describe_node(node)));
-        }
-        return node.kind == kind;
-    }
-
     // Nothing when there is none, or a problem.
     std::optional<std::string> read_text(const YamlNode* node) {
-        if (node == nullptr || node->kind == Kind::Null ||
-            !is_of_kind(*node, Kind::Scalar, fmt::format("'{}' is a text", node->key))) {
+        if (!is_given(node) ||
+            !problems_.expect_kind(*node, Kind::Scalar, fmt::format("'{}' is a text", node->key))) {
             return std::nullopt;
         }
         return node->text;
     }
 
-    void read_variables(const YamlNode* node, std::span<const std::string> settings) {
-        if (node != nullptr && node->kind != Kind::Null &&
-            is_of_kind(*node, Kind::Map, "'variables' is a map of names to defaults")) {
-            variables_.declare(*node);
-        }
-        variables_.set(settings);
-        variables_.check_values();
-    }
-
     void read_steps(const YamlNode& root, const YamlNode* node, Recipe& recipe) {
-        if (node == nullptr || node->kind == Kind::Null ||
-            (node->kind == Kind::List && node->items.empty())) {
+        if (!is_given(node) || (node->kind == Kind::List && node->items.empty())) {
             return problems_.add(node == nullptr ? root.place : node->key_place,
                                  "the recipe has no steps");
         }
-        if (!is_of_kind(*node, Kind::List, "'steps' is a list")) {
+        if (!problems_.expect_kind(*node, Kind::List, "'steps' is a list")) {
             return;
         }
         for (const YamlNode& step : node->items) {
-            if (is_of_kind(
+            if (problems_.expect_kind(
                     step, Kind::Map,
                     fmt::format("a step is a map with the keys {}", join_texts(STEP_KEYS)))) {
                 recipe.steps.push_back(read_step(step));
@@ -100,8 +82,9 @@ class RecipeReader {
         step.aims = read_aims(fields);
         const YamlNode* parameters = fields.find("parameters");
         const bool has_parameters =
-            parameters != nullptr && parameters->kind != Kind::Null &&
-            is_of_kind(*parameters, Kind::Map, "'parameters' is a map of keys to values");
+            is_given(parameters) &&
+            problems_.expect_kind(*parameters, Kind::Map,
+                                  "'parameters' is a map of keys to values");
         const YamlNode none{};
         const YamlNode& map = has_parameters ? *parameters : none;
         if (step.unit == nullptr) {
@@ -116,7 +99,7 @@ class RecipeReader {
     const Unit* read_unit(const YamlNode& step, const YamlNode* node) {
         const auto name = read_text(node);
         if (!name) {
-            if (node == nullptr || node->kind == Kind::Null) {
+            if (!is_given(node)) {
                 problems_.add(step.place, "the step has no unit", "talvora-host units");
             }
             return nullptr;
@@ -152,12 +135,13 @@ class RecipeReader {
 
     std::vector<std::string> read_accepted(const YamlNode* node) {
         std::vector<std::string> names;
-        if (node == nullptr || node->kind == Kind::Null ||
-            !is_of_kind(*node, Kind::List, "'accept' is a list of the names of guards")) {
+        if (!is_given(node) ||
+            !problems_.expect_kind(*node, Kind::List,
+                                   "'accept' is a list of the names of guards")) {
             return names;
         }
         for (const YamlNode& item : node->items) {
-            if (!is_of_kind(item, Kind::Scalar, "a guard is accepted by its name")) {
+            if (!problems_.expect_kind(item, Kind::Scalar, "a guard is accepted by its name")) {
                 continue;
             }
             if (std::ranges::find(checks_.guards, item.text) == checks_.guards.end()) {
@@ -174,7 +158,7 @@ class RecipeReader {
     // A key without a value is left out, as elsewhere.
     template <typename Value>
     std::optional<Value> read_aim(const YamlNode* node, ParameterType type) {
-        if (node == nullptr || node->kind == Kind::Null) {
+        if (!is_given(node)) {
             return std::nullopt;
         }
         const ParameterSignature signature{node->key, type, std::nullopt, false};
@@ -186,7 +170,7 @@ class RecipeReader {
     // One number, or a list of them.
     std::vector<double> read_edges(const YamlNode* node) {
         std::vector<double> edges;
-        if (node == nullptr || node->kind == Kind::Null) {
+        if (!is_given(node)) {
             return edges;
         }
         const YamlNode filled = variables_.fill_in(*node, true);

@@ -95,6 +95,15 @@ std::string escape_variables(std::string_view text) {
 // ---------------------------------------------------------------------------
 // Declaring
 
+void RecipeVariables::read(const YamlNode* variables, std::span<const std::string> settings) {
+    if (is_given(variables) &&
+        problems_.expect_kind(*variables, Kind::Map, "'variables' is a map of names to defaults")) {
+        declare(*variables);
+    }
+    set(settings);
+    check_values();
+}
+
 void RecipeVariables::declare(const YamlNode& map) {
     for (const YamlNode& entry : map.items) {
         declare_one(entry);

@@ -21,13 +21,10 @@ class RecipeVariables {
   public:
     explicit RecipeVariables(RecipeProblems& problems) : problems_(problems) {}
 
-    // A map of name to default: a text, number or boolean, or a list of them; `~` for a
-    // variable that has to be set.
-    void declare(const YamlNode& map);
-    // "name=value" each. A name given several times makes a list.
-    void set(std::span<const std::string> settings);
-    // To be called between the above and the uses.
-    void check_values();
+    // Before the uses. The document's 'variables', null for none: a map of name to default, which
+    // is a text, number or boolean, or a list of them; `~` for a variable that has to be set.
+    // The settings: "name=value" each. A name given several times makes a list.
+    void read(const YamlNode* variables, std::span<const std::string> settings);
 
     // A value whose whole text is ${name} becomes the variable's value with its type,
     // quoted or not; within a text the variable's own text is put in. The place stays the
@@ -45,9 +42,12 @@ class RecipeVariables {
         bool is_used = false;
     };
 
+    void declare(const YamlNode& map);
     void declare_one(const YamlNode& entry);
     void check_default(YamlNode& node);
+    void set(std::span<const std::string> settings);
     void set_one(std::string_view setting);
+    void check_values();
     std::vector<std::string> names() const;
     std::string describe_names() const;
     YamlNode use(std::string_view name, YamlPlace place, bool wants_list);

@@ -209,6 +209,10 @@ std::optional<YamlNode> parse(const std::string& text, const TextLines& lines, P
 
 } // namespace
 
+bool is_given(const YamlNode* node) {
+    return node != nullptr && node->kind != Kind::Null;
+}
+
 std::string describe_node(const YamlNode& node) {
     switch (node.kind) {
     case Kind::List:

@@ -29,6 +29,9 @@ struct YamlNode {
     YamlPlace key_place;
 };
 
+// Whether there is a node with something in it.
+bool is_given(const YamlNode* node);
+
 // For messages: "a list", "'x'", "the text '5'" when it stands in quotes, "nothing".
 std::string describe_node(const YamlNode& node);
 

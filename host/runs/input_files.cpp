@@ -41,4 +41,17 @@ std::unique_ptr<Hdf5Tree> open_input(const fs::path& file) {
     }
 }
 
+void refuse_change(const fs::path& input, bool has_changed) {
+    if (has_changed) {
+        throw Failure(ExitCode::Input,
+                      fmt::format("{}: was changed while it was read", input.string()));
+    }
+}
+
+UnchangedInput::UnchangedInput(const fs::path& file) : file_(file), before_(find_identity(file)) {}
+
+void UnchangedInput::check() const {
+    refuse_change(file_, find_identity(file_) != before_);
+}
+
 } // namespace talvora::host

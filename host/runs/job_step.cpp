@@ -24,6 +24,7 @@ namespace talvora::host {
 namespace {
 
 constexpr std::size_t MAX_SENTENCES = 3; // about things of one kind
+constexpr std::size_t MAX_INFOS = 12;    // of a unit in a step: some tell of each line
 
 MessageLevel to_message_level(Message::Level level) {
     switch (level) {
@@ -57,6 +58,7 @@ class StepRun {
         const UnitOutcome outcome =
             run_unit(*step_.unit, tree, step_.values,
                      [&](const Message& message) { tell_of_unit(message, observed); });
+        tell_rest_of_infos();
         tell_problems(outcome.problems);
         judge(outcome, tree);
     }
@@ -68,8 +70,20 @@ class StepRun {
         const auto set = tree.last_read();
         const bool names_set =
             message.level == Message::Info && set && tells_of_last_read(*step_.unit);
-        tell(to_message_level(message.level),
+        tell(is_one_too_many(message) ? MessageLevel::Detail : to_message_level(message.level),
              names_set ? fmt::format("{}: {}", tree.path(*set), message.text) : message.text);
+    }
+
+    bool is_one_too_many(const Message& message) {
+        return message.level == Message::Info && ++info_count_ > MAX_INFOS;
+    }
+
+    void tell_rest_of_infos() {
+        if (info_count_ > MAX_INFOS) {
+            tell(MessageLevel::Info,
+                 fmt::format("{}, which --verbose shows",
+                             count_things(info_count_ - MAX_INFOS, "further message")));
+        }
     }
 
     // Several messages may ask for the same ones.
@@ -147,6 +161,7 @@ class StepRun {
     const std::string& source_;
     const TellMessage& tell_;
     std::set<std::string> messages_; // errors and warnings of the unit
+    std::size_t info_count_ = 0;
     bool has_error_ = false;
 };
 

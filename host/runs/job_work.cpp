@@ -5,6 +5,7 @@
 #include "host/filters/step_aims.h"
 #include "host/filters/step_sources.h"
 #include "host/guards/guards.h"
+#include "host/guards/set_lines.h"
 #include "host/interface/path_patterns.h"
 #include "host/runs/input_files.h"
 #include "host/runs/job_step.h"
@@ -14,7 +15,6 @@
 #include "host/runs/work_meter.h"
 #include "host/runs/written_sets.h"
 #include "host/system/content_hash.h"
-#include "host/system/file_identity.h"
 #include "host/system/pending_cleanup.h"
 #include "host/system/safe_write.h"
 #include "host/tree/observed_tree.h"
@@ -27,6 +27,7 @@
 #include <future>
 #include <map>
 #include <memory>
+#include <set>
 #include <span>
 #include <string>
 #include <utility>
@@ -145,7 +146,7 @@ class JobRun {
         const auto input = open_input(job_.input);
         check_destination(job_.output, write_options());
         const auto pending = make_working_copy();
-        const auto read_file = identify_file(job_.input);
+        const UnchangedInput unchanged(job_.input);
         auto identity = identify_beside(job_.input);
         make_output({job_.input.string(), job_.output.string()}, [&] {
             content_ = copy_content(job_.input, pending->path());
@@ -155,7 +156,7 @@ class JobRun {
             }
             check_written(pending->path(), written);
         });
-        refuse_change(job_.input, identify_file(job_.input) != read_file);
+        unchanged.check();
         if (!work_.dry_run) {
             publish_result(*pending,
                            {.input = job_.input,
@@ -216,7 +217,7 @@ class JobRun {
         }
         StepObservations observations = observed.finish_step();
         guarded.done = &observations;
-        guarded.narrowed = find_narrowed(observations.sets, stored);
+        guarded.rounded = find_rounded(observations.sets, stored);
         heed(find_guarded(guarded, GuardTime::AfterStep));
         tell_warnings(step, find_warnings(guarded, GuardTime::AfterStep), tell_);
         observations.gaps.clear(); // they can take as much memory as the samples
@@ -235,20 +236,26 @@ class JobRun {
         }
     }
 
-    // Of the sets that a step wrote; nothing where the input stays.
-    std::map<std::string, SampleType> find_narrowed(std::span<const SetObservation> sets,
-                                                    Hdf5Tree& stored) const {
-        std::map<std::string, SampleType> narrowed;
-        if (job_.output != job_.input) {
-            return narrowed;
-        }
+    // What a step took of other types; what an earlier one took is no longer rounded.
+    std::map<std::string, RoundedSamples> find_rounded(std::span<const SetObservation> sets,
+                                                       Hdf5Tree& stored) {
+        std::map<std::string, RoundedSamples> rounded;
         for (const SetObservation& set : sets) {
             const SampleType type = stored.original_type(set.path);
-            if (set.written && set.before && type != SampleType::Float32) {
-                narrowed.emplace(set.path, type);
+            if (!set.before || type == SampleType::Float32) {
+                continue;
             }
+            const bool is_first = known_rounded_.insert(set.path).second;
+            const SetRounding rounding = is_first ? stored.rounding(set.path) : SetRounding{};
+            const Extents& extents = set.before->extents;
+            rounded[set.path] = {
+                .type = type,
+                .change = rounding.worst,
+                .line =
+                    rounding.line ? SetLines(extents, extents.size() - 1).name(*rounding.line) : "",
+                .replaces_original = set.written && job_.output == job_.input};
         }
-        return narrowed;
+        return rounded;
     }
 
     void run_unit_of(const Step& step, ObservedTree& observed) {
@@ -343,7 +350,8 @@ class JobRun {
     std::vector<StepResult> steps_;
     std::vector<std::vector<FoundParameters>> found_; // of each step
     std::vector<GuardFinding> guards_;
-    ContentMark content_; // of the input, as it was copied
+    std::set<std::string> known_rounded_; // sets that steps took
+    ContentMark content_;                 // of the input, as it was copied
     bool skipped_ = false;
 };
 

@@ -1,14 +1,13 @@
 #include "host/runs/job_workers.h"
 
+#include "host/runs/output_files.h"
 #include "host/runs/worker_failure.h"
-#include "host/system/file_identity.h"
 #include "host/system/pending_cleanup.h"
 #include "host/system/safe_write.h"
 
 #include <fmt/format.h>
 
-#include <cstdint>
-#include <optional>
+#include <string_view>
 #include <vector>
 
 namespace talvora::host {
@@ -20,40 +19,17 @@ std::string name_file(const Job& job, const WorkerEnd& end) {
     return in_output ? job.output.string() + ": " : "";
 }
 
-// By which its result is told from what stood there. Nothing for no file, and for one that cannot
-// be looked at.
-std::optional<std::uint64_t> find_number(const std::filesystem::path& file) {
-    try {
-        const auto identity = identify_file(file);
-        return identity ? std::optional(identity->number) : std::nullopt;
-    } catch (const Failure&) {
-        return std::nullopt;
+std::vector<OutputBefore> look_at_outputs(std::span<const Job> jobs) {
+    std::vector<OutputBefore> outputs;
+    for (const Job& job : jobs) {
+        outputs.emplace_back(job.output);
     }
+    return outputs;
 }
-
-// The outputs as they were before any work.
-class Outputs {
-  public:
-    explicit Outputs(std::span<const Job> jobs) : jobs_(jobs) {
-        for (const Job& job : jobs) {
-            numbers_.push_back(find_number(job.output));
-        }
-    }
-
-    bool is_new(std::size_t i) const {
-        const auto number = find_number(jobs_[i].output);
-        return number && number != numbers_[i];
-    }
-
-  private:
-    std::span<const Job> jobs_;
-    std::vector<std::optional<std::uint64_t>> numbers_;
-};
 
 EarlyEnd explain(const Job& job, bool written, const WorkerEnd& end, const WorkerLimits& limits) {
     const Failure failure = explain_end(end, limits);
-    const char* of_output =
-        written ? "the output is written and complete" : "the output is as it was";
+    const std::string_view of_output = written ? OUTPUT_IS_WRITTEN : "the output is as it was";
     return {Failure(failure.code(),
                     fmt::format("{}{}; {}", name_file(job, end), failure.what(), of_output),
                     failure.hints()),
@@ -72,8 +48,10 @@ int work_in_child(const Job& job, const JobWork& work, const SendLine& send) {
 
 void do_jobs(std::span<const Job> jobs, const JobWork& work, const JobWorkers& workers,
              const JobCalls& calls) {
-    const Outputs outputs(jobs);
-    const auto is_written = [&](std::size_t i) { return !work.dry_run && outputs.is_new(i); };
+    const std::vector<OutputBefore> outputs = look_at_outputs(jobs);
+    const auto is_written = [&](std::size_t i) {
+        return !work.dry_run && outputs[i].is_replaced();
+    };
     const WorkerCalls worker_calls = {
         .work = [&](std::size_t i,
                     const SendLine& send) { return work_in_child(jobs[i], work, send); },

@@ -11,7 +11,7 @@ std::string describe_narrowing(const NarrowedSet& set) {
     }
     const bool is_float = set.type == SampleType::Float16 || set.type == SampleType::Float64;
     return fmt::format("{}: {}, {} in the result; {}", set.path, describe_sample_type(set.type),
-                       is_float ? "32-bit" : "32-bit floats", describe_rounding(set.change));
+                       is_float ? "32-bit" : "32-bit floats", describe_rounding(set.rounding));
 }
 
 } // namespace talvora::host

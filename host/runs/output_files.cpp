@@ -1,5 +1,6 @@
 #include "host/runs/output_files.h"
 
+#include "host/system/file_identity.h"
 #include "host/tree/group_walk.h"
 
 #include <sys/stat.h>
@@ -20,7 +21,20 @@ class OpenToTheOwnerAlone {
     mode_t before_;
 };
 
+std::optional<std::uint64_t> find_number(const fs::path& file) {
+    const auto identity = find_identity(file);
+    return identity ? std::optional(identity->number) : std::nullopt;
+}
+
 } // namespace
+
+OutputBefore::OutputBefore(const fs::path& output)
+    : output_(output), number_(find_number(output)) {}
+
+bool OutputBefore::is_replaced() const {
+    const auto number = find_number(output_);
+    return number && number != number_;
+}
 
 std::unique_ptr<Hdf5Tree> create_over(const fs::path& temporary) {
     const OpenToTheOwnerAlone new_files;

@@ -5,16 +5,36 @@
 #include "host/runs/exceptions.h"
 #include "host/runs/written_sets.h"
 
+#include <cstdint>
 #include <exception>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <span>
+#include <string_view>
 
 namespace talvora::host {
 
 // Makes an HDF5 file in the place of the temporary file at this path, as closed to others as
 // that one. To be called while no other thread makes files.
 std::unique_ptr<Hdf5Tree> create_over(const std::filesystem::path& temporary);
+
+// An output as it stood before any work on it.
+class OutputBefore {
+  public:
+    explicit OutputBefore(const std::filesystem::path& output);
+    // Whether another file stands there now: a result that was published is complete.
+    bool is_replaced() const;
+
+  private:
+    std::filesystem::path output_;
+    // By which its result is told from what stood there. Nothing for no file, and for one that
+    // cannot be looked at.
+    std::optional<std::uint64_t> number_;
+};
+
+// What is told of a worker that broke off behind that.
+constexpr std::string_view OUTPUT_IS_WRITTEN = "the output is written and complete";
 
 // Opens the closed file once more, visits its objects and compares what was written to its sets.
 // Throws a TreeError when it is not as it was written.

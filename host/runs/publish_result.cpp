@@ -1,5 +1,6 @@
 #include "host/runs/publish_result.h"
 
+#include "host/runs/input_files.h"
 #include "host/runs/job_plan.h"
 #include "host/runs/output_files.h"
 #include "host/system/pending_cleanup.h"
@@ -57,13 +58,6 @@ void publish_with_backup(PendingFile& result, const ResultSource& source,
 }
 
 } // namespace
-
-void refuse_change(const std::filesystem::path& input, bool has_changed) {
-    if (has_changed) {
-        throw Failure(ExitCode::Input,
-                      fmt::format("{}: was changed while it was read", input.string()));
-    }
-}
 
 void publish_result(PendingFile& result, const ResultSource& source, const TellNotes& tell_notes) {
     if (source.backup) {

@@ -20,9 +20,6 @@ struct ResultSource {
     bool replace_backup = false;
 };
 
-// Throws a Failure of the input when it has changed.
-void refuse_change(const std::filesystem::path& input, bool has_changed);
-
 // Publishes the result; `tell_notes` gets what people should know, a sentence each. The backup is
 // in its place before what it keeps is replaced, and stays only when it is. Throws a Failure;
 // nothing has changed then.

@@ -25,6 +25,16 @@ ContentMark mark_samples(DataTree& tree, ObjectId set) {
     return mark.finish();
 }
 
+ContentMark mark_of(std::span<const float> samples) {
+    ContentMarker mark;
+    mark.add(std::as_bytes(samples));
+    return mark.finish();
+}
+
+std::string describe_other_samples(std::string_view path) {
+    return fmt::format("'{}' reads back other samples than were written to it", path);
+}
+
 void compare_set(Hdf5Tree& tree, const WrittenSet& written) {
     const auto set = tree.find(tree.root(), written.path);
     if (!set || tree.kind(*set) != ObjectKind::DataSet) {
@@ -35,8 +45,7 @@ void compare_set(Hdf5Tree& tree, const WrittenSet& written) {
                                     describe_extents(written.extents), describe_extents(extents)));
     }
     if (mark_samples(tree, *set) != written.mark && tree.keeps_every_bit(*set)) {
-        throw TreeError(
-            fmt::format("'{}' reads back other samples than were written to it", written.path));
+        throw TreeError(describe_other_samples(written.path));
     }
 }
 
@@ -65,14 +74,21 @@ void WrittenTree::resize(ObjectId set, const Extents& extents) {
     tree_.resize(set, extents);
 }
 
+void WrittenTree::read(ObjectId set, const Hyperslab& slab, std::span<float> samples) {
+    tree_.read(set, slab, samples);
+    const auto written = marks_.find(set);
+    if (written != marks_.end() && written->second && is_whole(slab, tree_.extents(set)) &&
+        mark_of(samples) != *written->second && keeps_every_bit_(set)) {
+        throw StorageError(StorageError::Access::Writing, describe_other_samples(tree_.path(set)));
+    }
+}
+
 void WrittenTree::write(ObjectId set, const Hyperslab& slab, std::span<const float> samples) {
     auto& mark = marks_[set];
     mark.reset();
     tree_.write(set, slab, samples);
     if (is_whole(slab, tree_.extents(set))) {
-        ContentMarker marker;
-        marker.add(std::as_bytes(samples));
-        mark = marker.finish();
+        mark = mark_of(samples);
     }
 }
 

@@ -27,4 +27,12 @@ std::optional<FileIdentity> identify_file(const std::filesystem::path& file) {
                                                 std::generic_category().message(errno)));
 }
 
+std::optional<FileIdentity> find_identity(const std::filesystem::path& file) {
+    try {
+        return identify_file(file);
+    } catch (const Failure&) {
+        return std::nullopt;
+    }
+}
+
 } // namespace talvora::host

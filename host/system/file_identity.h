@@ -22,4 +22,7 @@ struct FileIdentity {
 // Nothing where there is no such file. Throws a Failure of the output when that cannot be told.
 std::optional<FileIdentity> identify_file(const std::filesystem::path& file);
 
+// The same; nothing either where that cannot be told.
+std::optional<FileIdentity> find_identity(const std::filesystem::path& file);
+
 } // namespace talvora::host

@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <climits>
@@ -16,8 +17,21 @@
 namespace talvora::host {
 namespace {
 
-constexpr int INTERRUPTING_SIGNALS[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGXCPU, SIGPIPE};
-constexpr int CRASHING_SIGNALS[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT};
+// Of all others that end a process that does not handle them SIGKILL cannot be handled, and SIGXFSZ
+// is (file_limit.h).
+constexpr int INTERRUPTING_SIGNALS[] = {SIGINT,  SIGTERM, SIGHUP,    SIGQUIT, SIGXCPU,
+                                        SIGPIPE, SIGUSR1, SIGUSR2,   SIGALRM, SIGVTALRM,
+                                        SIGPROF, SIGIO,   SIGSTKFLT, SIGPWR};
+constexpr int CRASHING_SIGNALS[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP, SIGSYS};
+
+// The bounds of those without a name are known when the program runs.
+template <typename Do>
+void for_each_interrupting_signal(const Do& step) {
+    std::ranges::for_each(INTERRUPTING_SIGNALS, step);
+    for (int number = SIGRTMIN; number <= SIGRTMAX; ++number) {
+        step(number);
+    }
+}
 
 // Handlers may touch nothing but lock-free atomics and plain bytes, so the paths
 // stand in a fixed table.
@@ -197,9 +211,7 @@ void become_worker(pid_t parent) {
 
 void clean_up_on_signals() {
     set_signal_stack();
-    for (const int number : INTERRUPTING_SIGNALS) {
-        handle(number, end_interrupted, SA_RESTART);
-    }
+    for_each_interrupting_signal([](int number) { handle(number, end_interrupted, SA_RESTART); });
     for (const int number : CRASHING_SIGNALS) {
         handle(number, end_crashed, static_cast<int>(SA_RESETHAND));
     }
@@ -229,9 +241,7 @@ void end_if_interrupted() {
 SignalsHeldBack::SignalsHeldBack() {
     sigset_t signals;
     sigemptyset(&signals);
-    for (const int number : INTERRUPTING_SIGNALS) {
-        sigaddset(&signals, number);
-    }
+    for_each_interrupting_signal([&](int number) { sigaddset(&signals, number); });
     pthread_sigmask(SIG_BLOCK, &signals, &before_);
 }
 

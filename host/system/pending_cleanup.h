@@ -29,10 +29,10 @@ void forget_worker(pid_t process);
 // with its signal, and the parent's death ends it too.
 void become_worker(pid_t parent);
 
-// From here on SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGXCPU and SIGPIPE remove the noted files and end
-// the process with 128 + the signal's number; SIGSEGV, SIGBUS, SIGFPE, SIGILL and SIGABRT do with
-// the exit code of a broken plug-in. Signals that are handled or ignored already
-// stay so.
+// From here on every signal that would end the process, SIGINT, SIGTERM, SIGUSR1 and the like,
+// removes the noted files and ends it with 128 + the signal's number; those of a crash, SIGSEGV,
+// SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP and SIGSYS, do with the exit code of a broken plug-in.
+// Signals that are handled or ignored already stay so; SIGKILL cannot be helped.
 void clean_up_on_signals();
 
 // While it lives, the first signal that interrupts this process, but SIGPIPE, is noted and does not

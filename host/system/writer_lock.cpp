@@ -58,15 +58,26 @@ struct LockFile {
     bool made = false;
 };
 
+constexpr int LOCK_FILE_FLAGS = O_CLOEXEC | O_NOFOLLOW;
+
 // Who may not write to the lock file of another can lock it all the same.
+int open_existing(const std::string& name) {
+    const int file = open(name.c_str(), O_RDWR | LOCK_FILE_FLAGS);
+    return file < 0 && errno == EACCES ? open(name.c_str(), O_RDONLY | LOCK_FILE_FLAGS) : file;
+}
+
+// One that is there may go before it is opened.
 LockFile open_lock_file(const std::string& name) {
-    constexpr int FLAGS = O_CLOEXEC | O_NOFOLLOW;
-    const int made = open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | FLAGS, 0666);
-    if (made >= 0 || errno != EEXIST) {
-        return {made, made >= 0};
+    for (;;) {
+        const int made = open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | LOCK_FILE_FLAGS, 0666);
+        if (made >= 0 || errno != EEXIST) {
+            return {made, made >= 0};
+        }
+        const int file = open_existing(name);
+        if (file >= 0 || errno != ENOENT) {
+            return {file};
+        }
     }
-    const int file = open(name.c_str(), O_RDWR | O_CREAT | FLAGS, 0666);
-    return {file < 0 && errno == EACCES ? open(name.c_str(), O_RDONLY | FLAGS) : file};
 }
 
 // Its last holder may have removed the file between the opening and the lock.
@@ -213,6 +224,10 @@ std::string temporary_template(const fs::path& destination) {
     return (folder_of(destination) /
             fmt::format(".{}.{}{}", stem_of(destination), RANDOM_LETTERS, TEMPORARY_SUFFIX))
         .string();
+}
+
+bool is_temporary_name(const fs::path& file) {
+    return find_temporary_stem(file.filename().native()).has_value();
 }
 
 WriterLock::WriterLock(const fs::path& destination)

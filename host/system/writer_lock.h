@@ -16,6 +16,9 @@ namespace talvora::host {
 // six random letters. It belongs to whoever holds the lock of the destination.
 std::string temporary_template(const std::filesystem::path& destination);
 
+// Whether a file has a name of that form.
+bool is_temporary_name(const std::filesystem::path& file);
+
 class WriterLock {
   public:
     // The destination's folder exists. Throws a Failure of the output when another process

@@ -1,6 +1,6 @@
 #include "host/tables/csv_export.h"
 
-#include "host/tables/csv_field.h"
+#include "host/tables/csv_quoting.h"
 #include "host/tables/sample_text.h"
 #include "host/text/failure.h"
 #include "host/text/join_texts.h"

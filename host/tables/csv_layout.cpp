@@ -1,16 +1,13 @@
 #include "host/tables/csv_layout.h"
 
+#include "host/tables/cell_words.h"
 #include "host/tables/column_name.h"
-#include "host/tables/iso_time.h"
 #include "host/tables/time_column.h"
-#include "host/text/ascii.h"
 #include "host/text/failure.h"
-#include "host/text/parse_number.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <iterator>
 #include <map>
 #include <span>
 
@@ -123,26 +120,6 @@ std::map<std::size_t, std::size_t> count_widths(std::span<const Line> lines, cha
 
 // ---------------------------------------------------------------------------
 // Words
-
-bool is_number(std::string cell) {
-    if (parse_iso_time(cell)) {
-        return true;
-    }
-    std::ranges::replace(cell, ',', '.');
-    const std::string_view text = cell;
-    return parse_number<double>(text.substr(cell.starts_with('+') ? 1 : 0)).has_value();
-}
-
-bool is_missing(std::string cell) {
-    constexpr std::string_view WORDS[] = {"",    "-",    "--",  "?",    "nan",  "na",
-                                          "n/a", "#n/a", "nil", "null", "none", "missing"};
-    std::ranges::transform(cell, cell.begin(), to_lower);
-    return std::ranges::find(WORDS, cell) != std::end(WORDS);
-}
-
-bool is_word(const std::string& cell) {
-    return !is_number(cell) && !is_missing(cell);
-}
 
 // As names of columns, or their units, are; not as a row of samples that are missing.
 bool holds_words(const Cells& cells) {

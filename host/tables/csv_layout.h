@@ -14,6 +14,7 @@ struct CsvChoice {
     bool decimal_comma = false;           // numbers are written "0,5"
     std::optional<std::size_t> names_row; // which row holds the names; what is above is no table
     bool has_units_row = false;           // the row below the names holds their units
+    std::vector<double> missing = {};     // numbers that stand for missing ones
 };
 
 // Rows are counted as a spreadsheet does, blank ones included.

@@ -1,5 +1,6 @@
 #include "host/tables/csv_reader.h"
 
+#include "host/tables/missing_values.h"
 #include "host/text/failure.h"
 #include "host/text/quote_word.h"
 #include "host/text/utf8.h"
@@ -193,6 +194,7 @@ NumberTable parse_csv(std::string_view text, const std::string& source, const Cs
                       fmt::format("{}: {}", source,
                                   table.columns.empty() ? "empty" : "no row below the names"));
     }
+    take_for_missing(table, choice.missing);
     return table;
 }
 

@@ -1,10 +1,12 @@
 #include "host/tables/number_table.h"
 
+#include "host/tables/cell_words.h"
 #include "host/tables/column_name.h"
 #include "host/tables/iso_time.h"
 #include "host/tables/sample_text.h"
 #include "host/text/ascii.h"
 #include "host/text/failure.h"
+#include "host/text/utf8.h"
 
 #include <fmt/format.h>
 
@@ -19,7 +21,23 @@ namespace {
 
 constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
 
+// Names and units go into texts of the file.
+void check_encoding(std::string_view text, std::string_view what, std::size_t column,
+                    const std::string& source) {
+    if (const auto at = find_invalid_utf8(text)) {
+        throw Failure(ExitCode::Input,
+                      fmt::format("{}: the {} of column {} is no UTF-8: byte {:#04x}", source, what,
+                                  column, static_cast<unsigned char>(text[*at])),
+                      {"save it as UTF-8, or: iconv -f LATIN1 -t UTF-8 FILE > UTF8_FILE"});
+    }
+}
+
 void check_names(std::span<const std::string> names, const std::string& source) {
+    if (is_row_of_samples(names)) {
+        throw Failure(ExitCode::Input,
+                      fmt::format("{}: the first row holds numbers, no column names", source),
+                      {"put a row of names in front, such as Time (s),X,Y,Z"});
+    }
     std::set<std::string> seen;
     for (const std::string& name : names) {
         if (name.empty()) {
@@ -32,15 +50,10 @@ void check_names(std::span<const std::string> names, const std::string& source) 
                 fmt::format("{}: the name of column {} holds a zero byte", source, seen.size() + 1),
                 {"is it UTF-8? other encodings are not read"});
         }
+        check_encoding(name, "name", seen.size() + 1, source);
         if (!seen.insert(name).second) {
             throw Failure(ExitCode::Input, fmt::format("{}: two columns named '{}'", source, name));
         }
-    }
-    if (std::ranges::all_of(names,
-                            [](const auto& name) { return parse_sample(name).has_value(); })) {
-        throw Failure(ExitCode::Input,
-                      fmt::format("{}: the first row holds numbers, no column names", source),
-                      {"put a row of names in front, such as Time (s),X,Y,Z"});
     }
 }
 
@@ -146,6 +159,7 @@ void add_row(NumberTable& table, std::span<const std::string> cells, const std::
 void set_units(NumberTable& table, std::span<const std::string> cells, const std::string& source) {
     for (std::size_t i = 0; i < std::min(cells.size(), table.columns.size()); ++i) {
         NumberColumn& column = table.columns[i];
+        check_encoding(cells[i], "unit", i + 1, source);
         column.unit = without_brackets(cells[i]);
         const auto named = split_unit(column.name).unit;
         if (named && !column.unit.empty() && *named != column.unit) {

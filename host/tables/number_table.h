@@ -47,7 +47,7 @@ struct NumberTable {
 };
 
 // A table without rows yet. Throws a Failure of the input, `source` in front, when a name is
-// empty or holds a zero byte, two are the same or all are numbers.
+// empty or holds a zero byte, two are the same or all are numbers or missing ones.
 NumberTable make_table(std::span<const std::string> names, const std::string& source);
 
 // Cells that are no samples (sample_text.h) become NaN and are counted per column, and so do

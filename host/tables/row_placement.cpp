@@ -2,6 +2,7 @@
 
 #include "host/text/failure.h"
 #include "host/text/plural.h"
+#include "host/tree/rate_tolerance.h"
 
 #include <fmt/format.h>
 
@@ -9,6 +10,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 
 namespace talvora::host {
 namespace {
@@ -16,8 +18,6 @@ namespace {
 // Rows that stand further from their times, or more of them left out, make no recording on a grid.
 constexpr double MAX_DRIFT_SAMPLES = 0.5;
 constexpr double MAX_SHARE_LEFT_OUT = 0.01;
-// Of the duration: less is what reading a rate off a clock does.
-constexpr double DURATION_TOLERANCE = 1e-3;
 
 struct RowsLeftOut {
     std::uint64_t count = 0;
@@ -104,6 +104,50 @@ void refuse_drift(std::span<const double> times, const TimeGrid& grid, std::size
     }
 }
 
+std::optional<TimeGrid> try_to_place(std::span<const double> times) {
+    try {
+        return place_rows(times, {}, {}, {}).grid;
+    } catch (const Failure&) {
+        return std::nullopt;
+    }
+}
+
+// Of times that stand on a grid of their own; in others what looks like it is jitter.
+std::optional<std::string> find_missing_rows(std::span<const double> times, std::size_t first_row) {
+    const auto grid = try_to_place(times);
+    if (!grid || grid->sample_count <= times.size()) {
+        return std::nullopt;
+    }
+    const auto gap = std::ranges::adjacent_find(
+        grid->sample_of_row,
+        [](std::uint64_t sample, std::uint64_t next) { return next > sample + 1; });
+    return fmt::format("by it {} of {} missing, the first behind row {}",
+                       grid->sample_count - times.size(), count_things(grid->sample_count, "row"),
+                       static_cast<std::size_t>(gap - grid->sample_of_row.begin()) + first_row);
+}
+
+// Of a row that has no time, or none behind those before; every row at one time tells as little.
+std::optional<std::string> find_irregular_time(std::span<const double> times,
+                                               std::size_t first_row) {
+    const auto row_of = [&](auto time) {
+        return static_cast<std::size_t>(time - times.begin()) + first_row;
+    };
+    const auto lacking =
+        std::ranges::find_if(times, [](double time) { return !std::isfinite(time); });
+    if (lacking != times.end()) {
+        return fmt::format("by it row {} has no time", row_of(lacking));
+    }
+    const auto falling = std::ranges::adjacent_find(times, std::greater());
+    if (falling != times.end()) {
+        return fmt::format("by it row {} ({:.9g} s) comes before row {} ({:.9g} s)",
+                           row_of(falling) + 1, falling[1], row_of(falling), falling[0]);
+    }
+    if (times.front() == times.back()) {
+        return fmt::format("by it all {} rows are at {:.9g} s", times.size(), times.front());
+    }
+    return std::nullopt;
+}
+
 } // namespace
 
 PlacedRows place_rows(std::span<const double> times, const std::string& times_name,
@@ -117,14 +161,22 @@ PlacedRows place_rows(std::span<const double> times, const std::string& times_na
     return placed;
 }
 
-std::optional<double> find_contradicting_span(std::span<const double> times, double sample_rate) {
-    const double span = times.empty() ? 0.0 : times.back() - times.front();
-    if (!std::isfinite(span) || span <= 0 || !std::ranges::is_sorted(times)) {
+std::optional<std::string> find_contradiction(std::span<const double> times, double sample_rate,
+                                              std::size_t first_row) {
+    if (times.size() < 2) {
         return std::nullopt;
     }
-    const double told = static_cast<double>(times.size() - 1) / sample_rate;
-    const bool contradicts = std::abs(told - span) > DURATION_TOLERANCE * span + 1.0 / sample_rate;
-    return contradicts ? std::optional(span) : std::nullopt;
+    if (auto irregular = find_irregular_time(times, first_row)) {
+        return irregular;
+    }
+    const double span = times.back() - times.front();
+    const auto step_count = static_cast<double>(times.size() - 1);
+    const double told = step_count / sample_rate;
+    if (std::abs(told - span) > RATE_TOLERANCE * span + 1.0 / sample_rate) {
+        return fmt::format("by it the {} rows take {:.6g} s ({:.6g} Hz), not {:.6g} s",
+                           times.size(), span, step_count / span, told);
+    }
+    return find_missing_rows(times, first_row);
 }
 
 void refuse_bad_grid(const GridChoice& choice) {

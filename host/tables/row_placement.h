@@ -4,6 +4,7 @@
 
 #include "host/tables/time_grid.h"
 
+#include <cstddef>
 #include <optional>
 #include <span>
 #include <string>
@@ -23,10 +24,12 @@ struct PlacedRows {
 PlacedRows place_rows(std::span<const double> times, const std::string& times_name,
                       const GridChoice& choice, const std::string& source);
 
-// How many seconds the rows take by their times, where that contradicts a rate at which they are
-// told to be equally spaced: by more than a thousandth and a sample. Nothing where it does not, or
-// where times do not ascend.
-std::optional<double> find_contradicting_span(std::span<const double> times, double sample_rate);
+// What times say of rows that are told to be equally spaced at a rate, where it contradicts that:
+// "by it the 500 rows take 1.996 s (250 Hz), not 4.99 s", by more than RATE_TOLERANCE and a sample,
+// that rows are missing between them, of which the times stand on a grid, or that the times do not
+// ascend. Nothing where they do not contradict it.
+std::optional<std::string> find_contradiction(std::span<const double> times, double sample_rate,
+                                              std::size_t first_row);
 
 // Throws a Failure of usage for a rate, or a gap between rows, that cannot be.
 void refuse_bad_grid(const GridChoice& choice);

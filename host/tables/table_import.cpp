@@ -3,6 +3,7 @@
 #include "host/tables/column_name.h"
 #include "host/tables/csv_reader.h"
 #include "host/tables/grid_samples.h"
+#include "host/tables/missing_values.h"
 #include "host/tables/row_placement.h"
 #include "host/tables/signal_attributes.h"
 #include "host/tables/time_column.h"
@@ -11,6 +12,7 @@
 #include "host/text/join_texts.h"
 #include "host/text/nearest_text.h"
 #include "host/text/quote_word.h"
+#include "host/tree/sample_rounding.h"
 
 #include <fmt/format.h>
 
@@ -108,41 +110,41 @@ const NumberColumn* find_time_column(const NumberTable& table, const ColumnsByNa
     return column;
 }
 
-// By a column of times that contradicts the rate; nothing where it tells no time, either.
-std::optional<double> find_span_beside(double rate, const NumberColumn& time, std::size_t first_row,
-                                       const std::string& source) {
+// Of the column beside a rate that looks like a time. What tells some times only, or tells them in
+// another unit, cannot be held against the rate.
+std::vector<double> read_times_beside(const NumberColumn& time, std::size_t first_row, double rate,
+                                      const std::string& source) {
     try {
-        return find_contradicting_span(read_seconds(time, first_row, source), rate);
-    } catch (const Failure&) {
-        return std::nullopt;
+        return read_seconds(time, first_row, source);
+    } catch (const Failure& failure) {
+        throw Failure(failure.code(), failure.what(),
+                      {fmt::format("--rate {:.6g} --time '' leaves the column aside", rate)});
     }
+}
+
+bool tells_times(const NumberColumn& column) {
+    return column.holds_numbers() || !column.dates.empty();
 }
 
 // Rows that are equally spaced by a rate, beside a column of other times. Lost rows contradict it,
 // too: those behind them would come too early.
-void refuse_contradicting_times(const NumberTable& table, const ImportOptions& options,
-                                const std::string& source) {
-    const NumberColumn* time = options.time_column ? nullptr : find_likely_time(table);
-    if (time == nullptr) {
-        return;
-    }
-    const double rate = *options.sample_rate;
-    if (const auto span = find_span_beside(rate, *time, table.first_row, source)) {
-        const auto step_count = static_cast<double>(table.row_count - 1);
-        const std::string name = quote_word(time->name);
+void refuse_contradicting_times(std::span<const double> times, const NumberColumn& column,
+                                double rate, std::size_t first_row, const std::string& source) {
+    if (const auto contradiction = find_contradiction(times, rate, first_row)) {
         throw Failure(
             ExitCode::Input,
-            fmt::format("{}: --rate {:.6g} contradicts the column '{}': by it the {} rows "
-                        "take {:.6g} s ({:.6g} Hz), not {:.6g} s",
-                        source, rate, time->name, table.row_count, *span, step_count / *span,
-                        step_count / rate),
-            {fmt::format("--time {} without --rate places the rows by it", name),
+            fmt::format("{}: --rate {:.6g} contradicts the column '{}': {}", source, rate,
+                        column.name, *contradiction),
+            {fmt::format("--time {} without --rate places the rows by it", quote_word(column.name)),
              fmt::format("--rate {:.6g} --time '' leaves it aside", rate)});
     }
 }
 
-TimeGrid make_uniform_grid(double sample_rate, std::uint64_t row_count) {
-    TimeGrid grid{.sample_rate = sample_rate, .sample_count = row_count, .sample_of_row = {}};
+TimeGrid make_uniform_grid(double sample_rate, std::uint64_t row_count, double start_time) {
+    TimeGrid grid{.start_time = start_time,
+                  .sample_rate = sample_rate,
+                  .sample_count = row_count,
+                  .sample_of_row = {}};
     grid.sample_of_row.resize(row_count);
     std::iota(grid.sample_of_row.begin(), grid.sample_of_row.end(), 0);
     return grid;
@@ -212,6 +214,30 @@ void report_missing_cells(const NumberColumn& column, const std::string& source,
             "'{}')",
             source, column.name, column.missing_count, column.values.size(),
             column.first_missing_row, column.first_missing_text));
+    }
+}
+
+void report_likely_missing(const NumberColumn& column, const std::string& source,
+                           ImportReport& report) {
+    if (const auto likely = find_likely_missing(column)) {
+        report.warnings.push_back(fmt::format(
+            "{}: column '{}': {} of {} numbers are {}, the others lie between {:.6g} and {:.6g}; "
+            "if it says that they are missing: --missing {}",
+            source, column.name, likely->count, column.values.size() - column.missing_count,
+            likely->number, likely->least, likely->greatest, likely->number));
+    }
+}
+
+// Of finite numbers; those beyond all 32-bit floats are no numbers to a table.
+void report_rounding(const NumberColumn& column, const std::string& source, ImportReport& report) {
+    std::vector<float> rounded(column.values.size());
+    const RoundingChange change = round_samples<double>(column.values, rounded);
+    if (change.part_of_range() > LARGE_PART_OF_RANGE) {
+        report.warnings.push_back(fmt::format(
+            "{}: column '{}': numbers between {:.9g} and {:.9g} change by up to {:.3g} as 32-bit "
+            "floats, {:.1e} of that range; subtract an offset in the table before",
+            source, column.name, change.least, change.greatest, change.largest_change,
+            change.part_of_range()));
     }
 }
 
@@ -295,6 +321,8 @@ void write_set(const SetOfColumns& set, const ColumnsByName& columns, const Time
                           {"numbers have a decimal point, whatever the locale"});
         }
         report_missing_cells(column, source, report);
+        report_likely_missing(column, source, report);
+        report_rounding(column, source, report);
         fill_line(column, grid, all.subspan(i * grid.sample_count, grid.sample_count));
     }
     const Extents extents = {set.columns.size(), 1, grid.sample_count};
@@ -326,6 +354,19 @@ TimeGrid place_by_times(const NumberColumn& time, std::size_t first_row,
     std::ranges::move(placed.infos, std::back_inserter(report.infos));
     std::ranges::move(placed.warnings, std::back_inserter(report.warnings));
     return std::move(placed.grid);
+}
+
+// The column of times beside the rate, if there is one, tells where the first row stands.
+TimeGrid place_by_rate(const NumberTable& table, const ImportOptions& options,
+                       const std::string& source) {
+    const double rate = *options.sample_rate;
+    const NumberColumn* column = options.time_column ? nullptr : find_likely_time(table);
+    if (column == nullptr || !tells_times(*column)) {
+        return make_uniform_grid(rate, table.row_count, 0);
+    }
+    const auto times = read_times_beside(*column, table.first_row, rate, source);
+    refuse_contradicting_times(times, *column, rate, table.first_row, source);
+    return make_uniform_grid(rate, table.row_count, times.front());
 }
 
 void refuse_bad_options(const ImportOptions& options, const std::string& source) {
@@ -378,12 +419,9 @@ ImportReport import_table(const NumberTable& table, const ImportOptions& options
                                   source, table.first_blank_row),
                       {"take it out, or write it as a row of empty cells"});
     }
-    if (time == nullptr) {
-        refuse_contradicting_times(table, options, source);
-    }
     const TimeGrid grid = time != nullptr
                               ? place_by_times(*time, table.first_row, options, source, report)
-                              : make_uniform_grid(*options.sample_rate, table.row_count);
+                              : place_by_rate(table, options, source);
     report.sample_count = grid.sample_count;
     report.sample_rate = grid.sample_rate;
     const ObjectId group = tree.create_group(tree.root(), options.group);

@@ -51,7 +51,8 @@ SetOfColumns parse_set_of_columns(std::string_view text);
 // "Force X (N)" becomes the label "Force X" and the unit "N", unless labels would be alike then.
 // A set of one column that is called like it has no labels.
 //
-// With neither a sample rate nor a time column, the first column that is named as a time
+// Beside a sample rate a column that is named as a time tells StartTime, and may not contradict the
+// rate. With neither a sample rate nor a time column, the first column that is named as a time
 // (time_column.h) is taken as it. Rows are placed on a uniform
 // grid (time_grid.h); samples without a row are NaN. Of rows that share a sample the
 // first one stays. Placed by steps, no row stands more than half a sample from its time, and no

@@ -1,6 +1,6 @@
 #include "host/tables/tidy_export.h"
 
-#include "host/tables/csv_field.h"
+#include "host/tables/csv_quoting.h"
 #include "host/tables/sample_text.h"
 #include "host/text/ascii.h"
 

@@ -28,7 +28,7 @@ const std::vector<double>& read_dates(const NumberColumn& column, std::size_t fi
                         first_row + column.dates.size(), column.name, column.first_undated_text,
                         column.dates_have_zone ? "2026-11-21T09:30:00.125Z"
                                                : "2026-11-21 09:30:00.125"),
-            {"leave the times aside with --rate HZ, or name their column: --time COLUMN"});
+            {"name another column: --time COLUMN, or leave the times aside: --rate HZ --time ''"});
     }
     return column.dates;
 }
@@ -65,7 +65,7 @@ std::vector<double> read_seconds(const NumberColumn& column, std::size_t first_r
                         "{} with a decimal point)",
                         source, column.first_missing_row, column.name, column.first_missing_text,
                         unit),
-            {"leave the times aside with --rate HZ, or name their column: --time COLUMN"});
+            {"name another column: --time COLUMN, or leave the times aside: --rate HZ --time ''"});
     }
     std::vector<double> seconds = column.values;
     for (double& second : seconds) {

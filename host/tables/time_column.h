@@ -11,7 +11,7 @@
 namespace talvora::host {
 
 // "Time" or "t", in either case, with a unit behind it or without: "time (ms)", "T [s]".
-bool is_named_time(std::string_view name);
+bool is_named_time(std::string_view text);
 
 // s, ms or us.
 bool is_unit_of_time(std::string_view unit);

@@ -34,7 +34,7 @@ std::vector<double> measure_steps(std::span<const double> times, std::size_t fir
             throw Failure(ExitCode::Input,
                           fmt::format("{}: time goes back from {} to {} in row {}", source,
                                       times[i - 1], times[i], i + first_row),
-                          {"sort the rows by time, or leave the times aside with --rate"});
+                          {"sort the rows by time, or leave the times aside: --rate HZ --time ''"});
         }
         if (i > 0) {
             steps.push_back(times[i] - times[i - 1]);

@@ -91,11 +91,19 @@ std::size_t end_of_shared_words(const std::string& a, const std::string& b, std:
 
 } // namespace
 
+std::vector<std::string> read_labels(DataTree& tree, ObjectId set) {
+    return read_texts(tree, set, LABELS_ATTRIBUTE);
+}
+
+bool fits_lines(const Extents& extents, std::size_t label_count) {
+    return find_dimension(extents, label_count).has_value();
+}
+
 LineNames read_line_names(DataTree& tree, ObjectId set) {
     const Extents extents = tree.extents(set);
     LineNames names;
     names.units = fit_units(read_texts(tree, set, UNIT_ATTRIBUTE), extents);
-    const auto labels = fit(read_texts(tree, set, LABELS_ATTRIBUTE), extents);
+    const auto labels = fit(read_labels(tree, set), extents);
     if (tell_apart(labels.texts)) {
         names.labels = labels;
         names.short_labels = shorten(labels, split_last(tree.path(set)).second);

@@ -35,6 +35,12 @@ struct LineNames {
 // An attribute that cannot be read, or holds something else, names nothing. Throws StorageError.
 LineNames read_line_names(DataTree& tree, ObjectId set);
 
+// Labels as they stand there, whether they name anything or not; an attribute that cannot be read,
+// or holds something else, has none. Throws StorageError.
+std::vector<std::string> read_labels(DataTree& tree, ObjectId set);
+// Whether as many labels name something: a dimension across the lines has as many indices.
+bool fits_lines(const Extents& extents, std::size_t label_count);
+
 // Of one line, counted as SignalSet does; empty where there is none.
 const std::string& text_of_line(const DimensionTexts& texts, const Extents& extents,
                                 std::size_t line);

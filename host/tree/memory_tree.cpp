@@ -1,5 +1,6 @@
 #include "host/tree/memory_tree.h"
 
+#include "host/text/path_glob.h"
 #include "host/tree/hyperslab_copy.h"
 #include "host/tree/tree_rules.h"
 
@@ -50,7 +51,7 @@ ObjectId MemoryTree::root() const {
 std::optional<ObjectId> MemoryTree::find(ObjectId group, std::string_view path) {
     node(group, ObjectKind::Group);
     ObjectId found = group;
-    for (const std::string& name : split_path(path)) {
+    for (const std::string& name : split_names(path)) {
         const auto& children = node(found).children;
         const auto child = children.find(name);
         if (child == children.end()) {

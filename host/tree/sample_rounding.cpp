@@ -1,7 +1,5 @@
 #include "host/tree/sample_rounding.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -24,12 +22,13 @@ using Exact = std::conditional_t<std::is_integral_v<Stored> && sizeof(Stored) ==
 void RoundingChange::add(const RoundingChange& other) {
     largest_change = std::max(largest_change, other.largest_change);
     largest_sample = std::max(largest_sample, other.largest_sample);
+    least = std::min(least, other.least);
+    greatest = std::max(greatest, other.greatest);
 }
 
-std::string describe_rounding(const RoundingChange& change) {
-    return change.largest_change > 0 ? fmt::format("largest change {:.1e} of the largest sample",
-                                                   change.largest_change / change.largest_sample)
-                                     : "no sample is changed by that";
+double RoundingChange::part_of_range() const {
+    const double range = greatest - least;
+    return range > STANDS_STILL * largest_sample ? largest_change / range : 0;
 }
 
 // The change of NaN and of infinity is NaN, which no comparison takes for the largest. Samples go
@@ -39,15 +38,19 @@ RoundingChange round_samples(std::span<const Stored> stored, std::span<float> ro
     constexpr auto LARGEST = static_cast<Exact<Stored>>(std::numeric_limits<double>::max());
     constexpr std::size_t LANES = 4;
     std::array<Exact<Stored>, LANES> largest_change{};
-    std::array<Exact<Stored>, LANES> largest_sample{};
+    std::array<Exact<Stored>, LANES> least;
+    std::array<Exact<Stored>, LANES> greatest;
+    constexpr auto INFINITE = std::numeric_limits<Exact<Stored>>::infinity();
+    least.fill(INFINITE);
+    greatest.fill(-INFINITE);
     const auto round = [&](std::size_t position, std::size_t lane) {
         const auto sample = static_cast<Exact<Stored>>(stored[position]);
         rounded[position] = static_cast<float>(stored[position]);
         const auto change = std::abs(sample - static_cast<Exact<Stored>>(rounded[position]));
-        const auto size = std::abs(sample);
-        const auto finite = size <= LARGEST ? size : 0;
+        const bool is_finite = std::abs(sample) <= LARGEST;
         largest_change[lane] = change > largest_change[lane] ? change : largest_change[lane];
-        largest_sample[lane] = finite > largest_sample[lane] ? finite : largest_sample[lane];
+        least[lane] = is_finite && sample < least[lane] ? sample : least[lane];
+        greatest[lane] = is_finite && sample > greatest[lane] ? sample : greatest[lane];
     };
     const std::size_t in_lanes = stored.size() / LANES * LANES;
     for (std::size_t i = 0; i < in_lanes; i += LANES) {
@@ -58,8 +61,14 @@ RoundingChange round_samples(std::span<const Stored> stored, std::span<float> ro
     for (std::size_t i = in_lanes; i < stored.size(); ++i) {
         round(i, 0);
     }
-    return {static_cast<double>(*std::ranges::max_element(largest_change)),
-            static_cast<double>(*std::ranges::max_element(largest_sample))};
+    RoundingChange change{.largest_change =
+                              static_cast<double>(*std::ranges::max_element(largest_change)),
+                          .least = static_cast<double>(*std::ranges::min_element(least)),
+                          .greatest = static_cast<double>(*std::ranges::max_element(greatest))};
+    if (change.least <= change.greatest) {
+        change.largest_sample = std::max(std::abs(change.least), std::abs(change.greatest));
+    }
+    return change;
 }
 
 template RoundingChange round_samples(std::span<const float>, std::span<float>);

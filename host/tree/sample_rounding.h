@@ -2,8 +2,8 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <span>
-#include <string>
 
 namespace talvora::host {
 
@@ -11,12 +11,22 @@ namespace talvora::host {
 struct RoundingChange {
     double largest_change = 0; // infinite where a sample is beyond every 32-bit float
     double largest_sample = 0; // its magnitude, before
+    double least = std::numeric_limits<double>::infinity();
+    double greatest = -std::numeric_limits<double>::infinity();
 
     void add(const RoundingChange& other);
+    // The largest change as a part of what lies between the least and the greatest sample; 0 where
+    // they stand still.
+    double part_of_range() const;
 };
 
-// For people: "largest change 3.0e-08 of the largest sample", or that there is none.
-std::string describe_rounding(const RoundingChange& change);
+// Of the largest sample: what changes by less are the last digits of a calculation with 64-bit
+// floats, as in a channel that nothing is connected to.
+constexpr double STANDS_STILL = 1e-12;
+
+// A signal that loses more of its range than that has lost digits that recordings have: it is less
+// than a step of a converter of 13 bits.
+constexpr double LARGE_PART_OF_RANGE = 1e-4;
 
 // Gives each sample as the nearest 32-bit float, of two that are as near the one whose last bit is
 // 0, rounding once. Both spans are of one size; for float, double, int32, int64 and uint64.

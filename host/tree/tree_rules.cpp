@@ -18,7 +18,7 @@ constexpr std::uint64_t FEW_COMPONENTS = 100;
 constexpr std::uint64_t COMPONENTS_A_SAMPLE = 16;
 
 void check_name(std::string_view name, std::string_view what) {
-    if (name == "." || name.find('\0') != std::string_view::npos) {
+    if (!is_possible_name(name)) {
         throw TreeError(fmt::format("'{}' cannot be used as a name in {}", name, what));
     }
 }
@@ -57,6 +57,10 @@ void check_array(const std::string& name, std::size_t value_count, const Extents
 }
 
 } // namespace
+
+bool is_possible_name(std::string_view name) {
+    return name != "." && name.find('\0') == std::string_view::npos;
+}
 
 std::vector<std::string> split_path(std::string_view path) {
     std::vector<std::string> names = split_names(path);

@@ -18,8 +18,9 @@ namespace talvora::host {
 // The highest rank that an HDF5 file can hold; the memory tree keeps to it too.
 constexpr std::size_t MAX_RANK = 32;
 
-// The names of a path. A name that a file could not keep ("." or one with a zero
-// byte) is refused.
+// Whether a file could keep the name: not "." nor one with a zero byte.
+bool is_possible_name(std::string_view name);
+// The names of a path to make. A name that a file could not keep is refused.
 std::vector<std::string> split_path(std::string_view path);
 std::string join_path(std::string_view group, std::string_view name);
 // The group's path and the object's name; both are empty for the root.

@@ -4,8 +4,9 @@
 // not fail: it writes samples with one bit turned, as bad memory would.
 //
 //     FAILING_CALL    KIND:N:ERRNO:once|always, for example write:3:28:once; KIND as in KINDS
-//                     below, N counted from 1; empty: nothing fails. rename:N:0:kill and
-//                     link:N:0:kill do not fail: the process is killed right behind it. Several
+//                     below, N counted from 1; empty: nothing fails. rename:N:0:kill,
+//                     link:N:0:kill and sync:N:0:kill do not fail: the process is killed right
+//                     behind it. Several
 //                     are parted by commas
 //     FAILING_BELOW   the folder
 //     FAILING_COUNTS  a file of COUNT_BYTES bytes, where the calls of each kind are counted, in
@@ -284,7 +285,7 @@ ssize_t copy_file_range(int from, off64_t* from_at, int to, off64_t* to_at, size
 }
 
 int fsync(int file) {
-    return fails(Kind::Sync, is_ours(file)) ? -1 : NEXT(fsync)(file);
+    return call_or_end(Kind::Sync, is_ours(file), [&] { return NEXT(fsync)(file); });
 }
 
 int fdatasync(int file) {

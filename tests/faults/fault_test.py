@@ -74,7 +74,7 @@ def make_chunked(**options):
 def make_newest(path):
     with h5py.File(path, "w", libver="latest") as file:
         add_set(file, "Imu/Rate", 60_000)
-        add_set(file, "Imu/Force", 18_000, chunks=(3, 1, 1000), maxshape=(3, 1, None))
+        add_set(file, "Imu/Force", 60_000, chunks=(3, 1, 1000), maxshape=(3, 1, None))
 
 
 FILES = {

@@ -1,4 +1,4 @@
-"""Kills a worker right behind a rename or link of the publishing of its result, or has two fail.
+"""Kills a worker right behind a sync, rename or link of publishing its result, or has two fail.
 
     killed_test.py TALVORA_HOST PLUGIN FAILING_CALLS
 
@@ -7,6 +7,7 @@ steps would be applied twice. What was replaced, the file and its older backup, 
 moment.
 """
 
+import itertools
 import os
 import pathlib
 import struct
@@ -18,8 +19,10 @@ import unittest
 import h5py
 import numpy
 
+import fault_test
+
 HOST = PLUGIN = FAILING_CALLS = None
-KIND_COUNT = 11
+KIND_COUNT = len(fault_test.KINDS)
 
 
 class KilledBehindTheRename(unittest.TestCase):
@@ -34,17 +37,22 @@ class KilledBehindTheRename(unittest.TestCase):
                 made.attrs["SampleRate"] = numpy.float32(100)
 
     def rectify(self, *words, plan):
+        return self.call("run", "apply-set-rectify", "SourceGroup=Imu", *words, plan=plan)
+
+    def call(self, *words, plan):
         counts = self.folder.parent / "counts"
         counts.write_bytes(bytes(8 * (KIND_COUNT + 1)))
         self.addCleanup(counts.unlink, missing_ok=True)
         environment = {**os.environ, "LD_PRELOAD": FAILING_CALLS, "FAILING_CALL": plan,
                        "FAILING_BELOW": str(self.folder), "FAILING_COUNTS": str(counts),
                        "TALVORA_PLUGIN_PATH": PLUGIN}
-        done = subprocess.run([HOST, "run", "apply-set-rectify", "SourceGroup=Imu", *words],
-                              cwd=self.folder, env=environment, capture_output=True, text=True,
-                              timeout=60, check=False)
-        self.failed_count = struct.unpack(f"{KIND_COUNT + 1}Q", counts.read_bytes())[-1]
+        done = subprocess.run([HOST, *words], cwd=self.folder, env=environment,
+                              capture_output=True, text=True, timeout=60, check=False)
+        *self.calls, self.failed_count = struct.unpack(f"{KIND_COUNT + 1}Q", counts.read_bytes())
         return done
+
+    def count_calls(self, kind):
+        return self.calls[fault_test.KINDS.index(kind)]
 
     def samples(self, name):
         with h5py.File(self.folder / name, "r") as file:
@@ -124,6 +132,64 @@ class KilledBehindTheRename(unittest.TestCase):
         self.assertEqual(done.returncode, 0, done.stderr)
         self.assertEqual(set(self.contents()), {"one.h5", "one.h5.bak", "two.h5"})
         self.assertEqual(self.contents()["one.h5.bak"], before)
+
+    def test_what_is_in_place_is_told_as_complete(self):
+        (self.folder / "table.csv").write_text("t,X\n0,1\n0.1,2\n")
+        for words, made in ((["import", "table.csv", "-o", "one.h5", "--append", "--group", "G",
+                              "--time", "t"], "one.h5"),
+                            (["import", "two.h5", "-o", "out.h5", "--time-axis", "-1", "--rate",
+                              "100"], "out.h5"),
+                            (["attributes", "one.h5::Imu/X", "SampleRate=50", "--in-place"],
+                             "one.h5"),
+                            (["attributes", "two.h5::Imu/X", "SampleRate=50", "-o", "new.h5"],
+                             "new.h5"),
+                            (["export", "two.h5", "-o", "out.csv"], "out.csv"),
+                            (["plot", "one.h5", "-o", "out.html"], "out.html")):
+            with self.subTest(words):
+                done = self.call(*words, plan="rename:1:0:kill")
+                self.assertEqual(self.failed_count, 1)
+                self.assertEqual(done.stderr, f"error: {made}: its worker was killed (SIGKILL); "
+                                              "the output is written and complete\n")
+                self.assertEqual(done.returncode, 5)
+                self.assertFalse([name for name in self.contents() if "talvora" in name])
+        with h5py.File(self.folder / "one.h5") as file:
+            self.assertEqual(file["Imu/X"].attrs["SampleRate"], 50)
+            self.assertEqual(file["G/X"][0, 0].tolist(), [1, 2])
+
+    def test_a_backup_in_place_is_no_result(self):
+        before = self.contents()
+        done = self.call("attributes", "one.h5::Imu/X", "SampleRate=50", "--in-place", "--backup",
+                         plan="rename:1:0:kill")
+        self.assertEqual(self.failed_count, 1)
+        self.assertEqual(done.returncode, 3, done.stderr)
+        self.assertNotIn("complete", done.stderr)
+        self.assertEqual(self.contents()["one.h5"], before["one.h5"])
+
+    def test_no_lock_is_left_where_one_went_before_it_was_opened(self):
+        """Its name is taken for an instant (EEXIST), and the file system knows no locks (ENOLCK)."""
+        before = self.contents()
+        self.rectify("one.h5", "-o", "out.h5", plan="")
+        opened, locked = self.count_calls("open"), self.count_calls("lock")
+        for plan in itertools.product(range(1, opened + 1), range(1, locked + 1)):
+            with self.subTest(plan):
+                (self.folder / "out.h5").unlink(missing_ok=True)
+                self.rectify("one.h5", "-o", "out.h5",
+                             plan="open:{}:17:once,lock:{}:37:always".format(*plan))
+                self.assertEqual({**self.contents(), "out.h5": None}, {**before, "out.h5": None})
+
+    def test_nothing_is_left_of_a_file_that_was_not_finished(self):
+        before = self.contents()
+        for words in (["export", "one.h5", "-o", "out.csv"],
+                      ["export", "one.h5", "two.h5", "--tidy", "-o", "out.csv"],
+                      ["plot", "one.h5", "-o", "out.html"],
+                      ["import", "one.h5", "-o", "out.h5", "--time-axis", "-1", "--rate", "100"],
+                      ["attributes", "one.h5::Imu/X", "SampleRate=50", "-o", "out.h5"]):
+            with self.subTest(words):
+                done = self.call(*words, plan="sync:1:0:kill")
+                self.assertEqual(self.failed_count, 1)
+                self.assertEqual(done.returncode, 3, done.stderr)
+                self.assertIn("its worker was killed (SIGKILL)", done.stderr)
+                self.assertEqual(self.contents(), before)
 
 
 if __name__ == "__main__":

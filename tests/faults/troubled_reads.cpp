@@ -1,8 +1,10 @@
-// Preloaded into a program: what the HDF5 library may get into over a damaged file, at will. Reads
-// at a position of a file, which that library alone makes, run into trouble.
+// Preloaded into a program: what the HDF5 library may get into over a file that is damaged, or that
+// another program changes, at will. Reads at a position of a file, which that library alone makes,
+// run into trouble.
 //
-//     TROUBLE        crash, loop, stop, hoard (asks for memory until there is none, then fails), or
-//                    slow (a fifth of a second each); else nothing happens
+//     TROUBLE        crash, loop, stop, hoard (asks for memory until there is none, then fails),
+//                    slow (a fifth of a second each), or change (the last byte of the file becomes
+//                    another, once; before a read of any kind); else nothing happens
 //     TROUBLED_FILE  a part of the file's path
 //     TROUBLE_AFTER  how many such reads go well first
 #include <atomic>
@@ -13,8 +15,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <string_view>
 #include <sys/types.h>
+#include <tuple>
 #include <unistd.h>
 
 namespace {
@@ -47,8 +51,27 @@ bool hoard() {
     return false;
 }
 
+// As another program does that knows no locks.
+void change_last_byte(int file) {
+    char link[64];
+    std::snprintf(link, sizeof link, "/proc/self/fd/%d", file);
+    const int other = open(link, O_RDWR | O_CLOEXEC);
+    const off_t at = lseek(other, -1, SEEK_END);
+    char byte = 0;
+    if (read(other, &byte, 1) == 1) {
+        byte = static_cast<char>(~byte);
+        lseek(other, at, SEEK_SET);
+        std::ignore = write(other, &byte, 1);
+    }
+    close(other);
+}
+
 // Whether the read fails.
-bool get_into_trouble(std::string_view kind) {
+bool get_into_trouble(std::string_view kind, int file) {
+    static std::atomic<bool> changed = false;
+    if (kind == "change" && !changed.exchange(true)) {
+        change_last_byte(file);
+    }
     if (kind == "crash") {
         std::raise(SIGSEGV);
     }
@@ -68,7 +91,7 @@ bool fails(int file) {
     static std::atomic<int> reads = 0;
     const std::string_view kind = variable("TROUBLE");
     return !kind.empty() && is_troubled(file) &&
-           reads++ >= std::atoi(variable("TROUBLE_AFTER").data()) && get_into_trouble(kind);
+           reads++ >= std::atoi(variable("TROUBLE_AFTER").data()) && get_into_trouble(kind, file);
 }
 
 template <typename Function>
@@ -79,6 +102,13 @@ Function* next(Function*, const char* name) {
 } // namespace
 
 extern "C" {
+
+ssize_t read(int file, void* bytes, size_t count) {
+    if (variable("TROUBLE") == "change") {
+        fails(file);
+    }
+    return next(&read, "read")(file, bytes, count);
+}
 
 ssize_t pread(int file, void* bytes, size_t count, off_t at) {
     return fails(file) ? -1 : next(&pread, "pread")(file, bytes, count, at);

@@ -256,6 +256,10 @@ class BadTables(CommandLine):
         "slashes.csv": ("t,a/b,a_b\n0,1,2\n1,3,4\n",
                         "the columns 'a/b' and 'a_b' would both make the set 'a_b'"),
         "zero.csv": (b"t,X\0Y\n0,1\n", "the name of column 2 holds a zero byte"),
+        "latin1.csv": (b"t,Force (\xb5V)\n0,1\n1,2\n",
+                       "latin1.csv: the name of column 2 is no UTF-8: byte 0xb5"),
+        "latin1_unit.csv": (b"t,X\ns,\xb5V\n0,1\n1,2\n",
+                            "latin1_unit.csv: the unit of column 2 is no UTF-8: byte 0xb5"),
         "words.csv": ("t,X\n0,a\n1,b\n", "no column with numbers"),
     }
 
@@ -515,6 +519,34 @@ class BadOutput(CommandLine):
                 result = self.call(words, stdout=full)
                 self.assertEqual(result.returncode, 5, result.stderr)
                 self.assertIn("error: standard output: No space left on device\n", result.stderr)
+
+    def test_an_empty_name_is_not_standard_output(self):
+        for words in (["export", "plain.h5", "-o", ""], ["export", "plain.h5", "--tidy", "-o", ""]):
+            result = self.call(words)
+            self.assertEqual(result.returncode, 5, result.stderr)
+            self.assertEqual(result.stdout, "")
+
+    def test_what_was_written_before_standard_output_was_full_is_complete(self):
+        for words, made in (([*RUN, "plain.h5", "-o", "run.h5"], "run.h5"),
+                            (["import", "walk.csv", "-o", "new.h5"], "new.h5"),
+                            (["import", "walk.csv", "-o", "new.h5", "--append", "--group", "G"],
+                             "new.h5"),
+                            (["import", "plain.h5", "-o", "mapped.h5", "--time-axis", "-1",
+                              "--rate", "10"], "mapped.h5"),
+                            (["attributes", "plain.h5::**", "Who=7", "-o", "who.h5"], "who.h5"),
+                            (["attributes", "plain.h5::**", "Who=7", "-o", "told.h5", "--json"],
+                             "told.h5"),
+                            (["export", "plain.h5", "-o", "new.csv"], "new.csv"),
+                            (["plot", "plain.h5", "-o", "new.svg"], "new.svg")):
+            with open("/dev/full", "w") as full, self.subTest(words=words):
+                result = self.call(words, stdout=full)
+                self.assertEqual(result.returncode, 5, result.stderr)
+                self.assertTrue(result.stderr.endswith(
+                    "error: standard output: No space left on device; what was written to files "
+                    "is complete\n"), result.stderr)
+                self.assertTrue((self.folder / made).exists())
+        for made in ("run.h5", "new.h5", "mapped.h5", "who.h5", "told.h5", "new.csv", "new.svg"):
+            (self.folder / made).unlink()
 
 
 class StandardStreams(CommandLine):

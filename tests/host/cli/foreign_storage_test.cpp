@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cerrno>
+#include <functional>
 #include <map>
 #include <string>
 #include <sys/inotify.h>
@@ -35,6 +36,26 @@ void write_set(hid_t group, const char* name, hid_t properties) {
     H5Sclose(scalar);
     H5Dclose(set);
     H5Sclose(space);
+}
+
+void write_virtual_set(hid_t group, const char* name, const std::string& source) {
+    const hid_t space = H5Screate_simple(3, EXTENTS.data(), nullptr);
+    const hid_t mapped = H5Pcreate(H5P_DATASET_CREATE);
+    H5Pset_virtual(mapped, space, source.c_str(), "/Samples", space);
+    write_set(group, name, mapped);
+    H5Pclose(mapped);
+    H5Sclose(space);
+}
+
+// With Imu/Own, and what `add` puts beside it.
+void make_recording(const std::filesystem::path& name,
+                    const std::function<void(hid_t file, hid_t group)>& add) {
+    const hid_t file = H5Fcreate(name.c_str(), H5F_ACC_TRUNC, H5P_DEFAULT, H5P_DEFAULT);
+    const hid_t group = H5Gcreate2(file, "Imu", H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT);
+    write_set(group, "Own", H5P_DEFAULT);
+    add(file, group);
+    H5Gclose(group);
+    H5Fclose(file);
 }
 
 // Tells whether anybody opens, reads or writes a file from now on.
@@ -68,22 +89,13 @@ class ForeignStorage : public CommandLine {
         H5Fclose(source);
         write_file(folder_ / "victim.raw", std::string(24, 'v'));
 
-        const hid_t file =
-            H5Fcreate((folder_ / "rec.h5").c_str(), H5F_ACC_TRUNC, H5P_DEFAULT, H5P_DEFAULT);
-        const hid_t group = H5Gcreate2(file, "Imu", H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT);
-        write_set(group, "Own", H5P_DEFAULT);
-        const hid_t external = H5Pcreate(H5P_DATASET_CREATE);
-        H5Pset_external(external, (folder_ / "victim.raw").c_str(), 0, 24);
-        write_set(group, "External", external);
-        const hid_t space = H5Screate_simple(3, EXTENTS.data(), nullptr);
-        const hid_t mapped = H5Pcreate(H5P_DATASET_CREATE);
-        H5Pset_virtual(mapped, space, victim.c_str(), "/Samples", space);
-        write_set(group, "Virtual", mapped);
-        H5Pclose(mapped);
-        H5Sclose(space);
-        H5Pclose(external);
-        H5Gclose(group);
-        H5Fclose(file);
+        make_recording(folder_ / "rec.h5", [&](hid_t, hid_t group) {
+            const hid_t external = H5Pcreate(H5P_DATASET_CREATE);
+            H5Pset_external(external, (folder_ / "victim.raw").c_str(), 0, 24);
+            write_set(group, "External", external);
+            H5Pclose(external);
+            write_virtual_set(group, "Virtual", victim);
+        });
         for (const char* name : {"victim.raw", "victim.h5"}) {
             content_[name] = read_file(folder_ / name);
         }
@@ -132,21 +144,12 @@ TEST_F(ForeignStorage, IsNotRectified) {
 }
 
 TEST_F(ForeignStorage, IsMissedInAnotherFolder) {
-    const hid_t file =
-        H5Fcreate((folder_ / "linked.h5").c_str(), H5F_ACC_TRUNC, H5P_DEFAULT, H5P_DEFAULT);
-    const hid_t group = H5Gcreate2(file, "Imu", H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT);
-    write_set(group, "Own", H5P_DEFAULT);
-    H5Lcreate_external("victim.h5", "/Samples", file, "Beside", H5P_DEFAULT, H5P_DEFAULT);
-    H5Lcreate_external("gone.h5", "/Samples", file, "Gone", H5P_DEFAULT, H5P_DEFAULT);
-    const hid_t space = H5Screate_simple(3, EXTENTS.data(), nullptr);
-    const hid_t mapped = H5Pcreate(H5P_DATASET_CREATE);
-    H5Pset_virtual(mapped, space, "victim.h5", "/Samples", space);
-    write_set(file, "Mapped", mapped);
-    H5Lcreate_hard(file, "Mapped", file, "SecondName", H5P_DEFAULT, H5P_DEFAULT); // told once
-    H5Pclose(mapped);
-    H5Sclose(space);
-    H5Gclose(group);
-    H5Fclose(file);
+    make_recording(folder_ / "linked.h5", [](hid_t file, hid_t) {
+        H5Lcreate_external("victim.h5", "/Samples", file, "Beside", H5P_DEFAULT, H5P_DEFAULT);
+        H5Lcreate_external("gone.h5", "/Samples", file, "Gone", H5P_DEFAULT, H5P_DEFAULT);
+        write_virtual_set(file, "Mapped", "victim.h5");
+        H5Lcreate_hard(file, "Mapped", file, "SecondName", H5P_DEFAULT, H5P_DEFAULT); // told once
+    });
     content_["victim.h5"] = read_file(folder_ / "victim.h5");
     const Program::Words rectify = {"run", "apply-set-rectify", "SourceGroup=Imu", "linked.h5"};
     const auto run_to = [&](const std::string& output) {
@@ -166,13 +169,9 @@ TEST_F(ForeignStorage, IsMissedInAnotherFolder) {
 }
 
 TEST_F(ForeignStorage, IsRefusedWhereALinkInTheSourceGroupLeadsToIt) {
-    const hid_t file =
-        H5Fcreate((folder_ / "linked.h5").c_str(), H5F_ACC_TRUNC, H5P_DEFAULT, H5P_DEFAULT);
-    const hid_t group = H5Gcreate2(file, "Imu", H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT);
-    write_set(group, "Own", H5P_DEFAULT);
-    H5Lcreate_external("victim.h5", "/Samples", group, "Beside", H5P_DEFAULT, H5P_DEFAULT);
-    H5Gclose(group);
-    H5Fclose(file);
+    make_recording(folder_ / "linked.h5", [](hid_t, hid_t group) {
+        H5Lcreate_external("victim.h5", "/Samples", group, "Beside", H5P_DEFAULT, H5P_DEFAULT);
+    });
     const Program::Words words = {
         "run", "apply-set-rectify", "SourceGroup=Imu", "linked.h5", "-o", "out.h5"};
     EXPECT_EQ(run_beside_victims(words, 1).errors,

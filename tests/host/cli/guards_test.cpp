@@ -192,6 +192,34 @@ TEST_F(Guards, RefuseSamplesThatBecameInfinite) {
 // ---------------------------------------------------------------------------
 // Sets that are not taken as one thinks
 
+// Two million of them, 100000 and 100001 in turn: their sum in single precision has no digit left
+// for what differs.
+TEST_F(Guards, RefuseAMeanThatIsOutsideItsSamples) {
+    {
+        Hdf5Tree tree(folder_ / "walk.h5", Hdf5Access::ReadWrite);
+        std::vector<float> samples(2'000'000, 100000.0F);
+        for (std::size_t i = 1; i < samples.size(); i += 2) {
+            samples[i] = 100001.0F;
+        }
+        const Extents extents = {1, 1, samples.size()};
+        const Extents starts = {0, 0, 0};
+        tree.write(tree.create_dataset(tree.root(), "Pressure/X", extents), {starts, extents},
+                   samples);
+        tree.close();
+    }
+    const Program::Words words = {"SourceGroup=Pressure", "DestinationGroup=Means"};
+    const auto result = run_unit("average-set", words);
+    expect_refused(result, "mean-off: Means/X: of 1 mean of Pressure/X 1 is not that of the "
+                           "samples, the first is [0, 0, :]: ");
+    EXPECT_THAT(result.errors,
+                AllOf(HasSubstr(" for 2000000 samples, which lie between 100000 and 100001; in "
+                                "double precision it is 100000.5\n"),
+                      HasSubstr("apply-set-baseline-offset"), HasSubstr("--accept mean-off")));
+    const auto accepted = run_unit("average-set", {words[0], words[1], "--accept", "mean-off"});
+    EXPECT_EQ(accepted.exit_code, 0);
+    EXPECT_THAT(accepted.errors, HasSubstr("warning: walk.h5: average-set: mean-off (accepted): "));
+}
+
 TEST_F(Guards, RefuseAFilterAcrossComponents) {
     {
         Hdf5Tree tree(folder_ / "walk.h5", Hdf5Access::ReadWrite);

@@ -43,6 +43,23 @@ TEST_F(Import, StacksColumnsIntoSets) {
     EXPECT_EQ(result.output, "walk.h5: Signals/Rate, Signals/X (2 samples at 50 Hz)\n");
 }
 
+TEST_F(Import, WarnsOfNumbersThatStandForMissingOnes) {
+    write_file(folder_ / "walk.csv", "X\n1\n-9999\n-9999\n2\n");
+    const auto result = run({"import", "walk.csv", "-o", "walk.h5", "--rate", "10"});
+    EXPECT_EQ(result.exit_code, 0);
+    EXPECT_EQ(result.errors,
+              "warning: walk.csv: column 'X': 2 of 4 numbers are -9999, the others lie between 1 "
+              "and 2; if it says that they are missing: --missing -9999\n");
+    const auto told = run(
+        {"import", "walk.csv", "-o", "walk.h5", "--rate", "10", "--force", "--missing", "-9999"});
+    EXPECT_EQ(told.exit_code, 0);
+    EXPECT_EQ(told.errors,
+              "info: walk.csv: column 'X': 2 numbers of --missing, NaN stands there\n");
+    EXPECT_THAT(run({"history", "walk.h5"}).output, HasSubstr("--missing -9999"));
+    EXPECT_EQ(
+        run({"import", "walk.csv", "-o", "no.h5", "--rate", "10", "--missing", "x"}).exit_code, 2);
+}
+
 TEST_F(Import, TakesOneWordBehindEachSet) {
     write_file(folder_ / "walk.csv", "A,B\n1,2\n");
     const auto result = run({"import", "--rate", "1", "--set", "X=A", "walk.csv", "-o", "walk.h5"});
@@ -216,9 +233,10 @@ TEST_F(Import, RefusesWhatCannotBeAndWritesNothing) {
     EXPECT_EQ(code({"--rate", "0"}), 2);
     EXPECT_EQ(code({"--rate", "fast"}), 2);
     EXPECT_EQ(code({"--rate", "10", "--time", "t"}), 2);
-    EXPECT_EQ(code({"--rate", "10", "--set", "A=Z"}), 2);
-    EXPECT_EQ(code({"--rate", "10", "--set", "A"}), 2);
-    EXPECT_EQ(code({"--rate", "10", "--set", "A=note"}), 3);
+    EXPECT_EQ(code({"--rate", "10"}), 3) << "beside a rate, too";
+    EXPECT_EQ(code({"--rate", "10", "--time", "", "--set", "A=Z"}), 2);
+    EXPECT_EQ(code({"--rate", "10", "--time", "", "--set", "A"}), 2);
+    EXPECT_EQ(code({"--rate", "10", "--time", "", "--set", "A=note"}), 3);
     EXPECT_EQ(run({"import", "missing.csv", "-o", "walk.h5"}).exit_code, 3);
     EXPECT_EQ(run({"import", "walk.csv", "-o", "walk.csv", "--rate", "10"}).exit_code, 2);
     EXPECT_EQ(run({"import", "walk.csv"}).exit_code, 2);

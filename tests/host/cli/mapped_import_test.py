@@ -110,7 +110,7 @@ class Nwb(MappedImport):
             self.take("--map", "nwb").stderr,
             "info: in.h5: a/data (64-bit floats [3]) becomes Signals/a [1, 1, 3] at 10 Hz, in m\n"
             "info: in.h5: Signals/a rounded to 32-bit floats; largest change 1.5e-08 of the "
-            "largest sample\n"
+            "largest sample, 9.9e-09 of the range\n"
             "info: in.h5: left b/data: beside time, more than one dimension holds more than one "
             "index (allowed: one, the components)\n"
             "info: in.h5: left c/data: data set of texts [2]\n"
@@ -123,6 +123,14 @@ class Nwb(MappedImport):
         with self.read() as file:
             self.assertEqual(list(file["Signals"]), ["a"])
             self.assertEqual(dict(file["Signals"].attrs), {"SampleRate": 10, "NumSamples": 3})
+
+    # Floats of that size are 2 apart.
+    def test_a_component_that_varies_little_is_not_hidden_by_another(self):
+        with self.make() as file:
+            add_series(file, "a", np.array([[0, 2.0**24], [2.0**30, 2.0**24 + 1]]), 10.0)
+        self.assertIn("warning: in.h5: Signals/a rounded to 32-bit floats; largest change 9.3e-10 "
+                      "of the largest sample, 1.0e+00 of the range\n",
+                      self.take("--map", "nwb").stderr)
 
     def test_nothing_to_take_is_an_error(self):
         with self.make() as file:

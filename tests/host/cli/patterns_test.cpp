@@ -1,5 +1,8 @@
 #include "tests/host/cli/cli_test.h"
 
+#include <map>
+#include <string>
+
 namespace talvora::host {
 namespace {
 
@@ -37,6 +40,23 @@ TEST_F(Patterns, FailBeforeTheUnitRunsWhenNothingMatches) {
                 HasSubstr("error: walk.h5: SourceSets=Signal/*: no data set matches\n"
                           "hint: nearest: Signals    list them: talvora-host tree walk.h5\n"));
     EXPECT_FALSE(fs::exists(folder_ / "up.h5"));
+}
+
+// No object of a file can be called so.
+TEST_F(Patterns, ANameThatNothingCanHaveIsNotThere) {
+    import_walk();
+    const std::map<std::string, std::string> hints = {{".", ""},
+                                                      {"..", ""},
+                                                      {"./Signals", "nearest: Signals    "},
+                                                      {"Signals/.", "nearest: Signals    "}};
+    for (const auto& [source, hint] : hints) {
+        const auto result =
+            run({"run", "apply-set-rectify", "SourceGroup=" + source, "walk.h5", "-o", "up.h5"});
+        EXPECT_EQ(result.exit_code, 3);
+        EXPECT_EQ(result.errors, "error: walk.h5: apply-set-rectify: Invalid source group '" +
+                                     source + "' to find data set(s)\nhint: " + hint +
+                                     "list them: talvora-host tree walk.h5\n");
+    }
 }
 
 TEST_F(Patterns, AreLookedForInEachFileByItself) {

@@ -2,6 +2,7 @@
 #include "host/hdf5/hdf5_tree.h"
 #include "tests/host/cli/cli_test.h"
 
+#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include <filesystem>
@@ -210,6 +211,11 @@ TEST_F(RunAims, ARateThatCannotBeReachedIsToldWithThoseThatCan) {
                    "error: in.h5: apply-set-downsample: 30 Hz is no rate that every k-th sample "
                    "has, with a whole k: All/Fast/X (1000 Hz): the nearest are 29.411764 and "
                    "30.30303 Hz, All/Fast/Y (1000 Hz)");
+    for (const auto& [target, nearest] : {std::pair("30", "30.30303"), {"29.5", "29.411764"}}) {
+        EXPECT_THAT(
+            reduce({"SourceGroup=All/Fast", "--to-rate", target}).errors,
+            HasSubstr(fmt::format("hint: --to-rate {0}, in a recipe to_rate: {0}\n", nearest)));
+    }
     expect_refused(reduce({"SourceGroup=All/Slow", "--to-rate", "400"}), 1,
                    "All/Slow/X (200 Hz): that is its highest");
     EXPECT_EQ(reduce({"SourceGroup=All/Fast", "--to-rate", "30.30303"}, "near.h5").exit_code, 0);

@@ -6,7 +6,10 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <iterator>
+#include <numeric>
 #include <optional>
+#include <regex>
 #include <thread>
 #include <vector>
 
@@ -389,6 +392,36 @@ TEST_F(Run, TellsOfWhichSetAFigureIs) {
         StartsWith("info: walk.h5: apply-set-baseline-offset: Signals/Y: Computed SNR: "));
 }
 
+// A line for each of 20 components is more than a person reads; nothing is kept from who asks.
+TEST_F(Run, TellsTheFirstOfManyMessagesOfAUnit) {
+    {
+        Hdf5Tree tree(folder_ / "wide.h5", Hdf5Access::Create);
+        std::vector<float> samples(20 * 20);
+        std::iota(samples.begin(), samples.end(), 1.0F);
+        const Extents starts = {0, 0, 0};
+        const Extents counts = {20, 1, 20};
+        tree.write(tree.create_dataset(tree.root(), "Signals/Wide", counts), {starts, counts},
+                   samples);
+        tree.close();
+    }
+    const auto count_infos = [](const std::string& errors) {
+        const std::regex info("info: wide.h5: apply-set-baseline-offset: .*Computed SNR");
+        return std::distance(std::sregex_iterator(errors.begin(), errors.end(), info), {});
+    };
+    Program::Words words = {
+        "run",      "apply-set-baseline-offset", "SourceGroup=Signals", "wide.h5", "-o", "out.h5",
+        "--dry-run"};
+    const auto told = run(words);
+    EXPECT_EQ(told.exit_code, 0);
+    EXPECT_EQ(count_infos(told.errors), 12) << told.errors;
+    EXPECT_THAT(told.errors,
+                HasSubstr("info: wide.h5: apply-set-baseline-offset: 8 further messages, which "
+                          "--verbose shows\n"));
+    words.push_back("--verbose");
+    const auto all = run(words);
+    EXPECT_EQ(count_infos(all.errors), 20) << all.errors;
+}
+
 // ---------------------------------------------------------------------------
 // Units in trouble. Each has changed a sample before.
 
@@ -499,7 +532,8 @@ TEST_P(InterruptedRun, LeavesEverythingAsItWas) {
 
 INSTANTIATE_TEST_SUITE_P(Signals, InterruptedRun,
                          testing::Values(std::pair{SIGINT, 130}, std::pair{SIGQUIT, 131},
-                                         std::pair{SIGTERM, 143}, std::pair{SIGXCPU, 152}));
+                                         std::pair{SIGTERM, 143}, std::pair{SIGXCPU, 152},
+                                         std::pair{SIGUSR1, 138}, std::pair{SIGALRM, 142}));
 
 TEST_F(Run, TellsThatFilesAreCompleteWhenItsOutputCannotBeWritten) {
     const auto result =

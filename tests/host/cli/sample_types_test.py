@@ -100,11 +100,48 @@ class Runs(SampleTypes):
             "info: in.h5: Imu/Halves: 16-bit floats, 32-bit in the result; no sample is changed by "
             "that\n"
             "info: in.h5: Imu/Rate: 64-bit floats, 32-bit in the result; largest change 1.5e-08 of "
-            "the largest sample\n"
+            "the largest sample, 9.9e-09 of the range\n"
             "info: in.h5: Imu/Small: 16-bit integers, 32-bit floats in the result; no sample is "
             "changed by that\n"
             "info: in.h5: Imu/Zeros: 64-bit floats, 32-bit in the result; no sample is changed by "
             "that\n")
+
+    # Floats of that size are 128 apart, the samples a thousand; they are refused where they are
+    # changed and where they are read alone.
+    def test_a_small_signal_on_a_large_offset_is_refused(self):
+        samples = 2e9 + np.arange(1000).reshape(1, 1, -1)
+        for dtype in ("f8", "i4"):
+            with self.make() as file:
+                add_set(file, "Imu/X", samples.astype(dtype))
+            for step in (["apply-set-opposite", "SourceGroup=Imu"],
+                         ["average-set", "SourceGroup=Imu", "DestinationGroup=Means"]):
+                words = ["run", *step, "in.h5", "-o", "out.h5", "--force"]
+                errors = self.call(*words, code=1).stderr
+                self.assertIn(f"error: in.h5: {step[0]}: narrowing: Imu/X: is of ", errors)
+                self.assertIn(" between 2e+09 and 2.000001e+09; as 32-bit floats they change by up "
+                              "to 64, 6.4e-02 of that range\nhint: subtract an offset before",
+                              errors)
+                self.assertFalse((self.folder / "out.h5").exists())
+                self.call(*words, "--accept", "narrowing,mean-off")
+                (self.folder / "out.h5").unlink()
+
+    # Floats of that size are 2 apart; the component beside it goes far and loses nothing.
+    def test_a_component_that_varies_little_is_not_hidden_by_another(self):
+        samples = np.zeros((3, 1, 1000))
+        samples[0, 0] = 2.0**20 * np.arange(1000)
+        samples[1, 0] = 2.0**24 + np.arange(1000) % 3
+        for dtype in ("f8", "i4", "i8", "u8"):
+            with self.make() as file:
+                add_set(file, "Imu/X", samples.astype(dtype))
+            for step in (["apply-set-opposite", "SourceGroup=Imu"],
+                         ["average-set", "SourceGroup=Imu", "DestinationGroup=Means"]):
+                words = ["run", *step, "in.h5", "-o", "out.h5", "--force"]
+                self.assertIn(", which in its line [1, 0, :] lie between 16777216 and 16777218; as "
+                              "32-bit floats they change by up to 1, 5.0e-01 of that range\n",
+                              self.call(*words, code=1).stderr)
+        words = ["run", "apply-set-opposite", "SourceGroup=Imu", "in.h5", "-o", "out.h5"]
+        self.assertIn("largest change 9.5e-10 of the largest sample, 5.0e-01 of the range\n",
+                      self.call(*words, "--accept", "narrowing").stderr)
 
     def test_the_change_is_that_of_the_samples_before(self):
         for dtype in ("f8", "i4", "i8", "u8"):
@@ -344,6 +381,29 @@ class WhatIsKept(SampleTypes):
                       result.stderr)
         self.assertEqual(os.listdir(self.folder), ["in.h5"])
 
+    def test_a_virtual_set_keeps_what_it_shows_from_being_resized(self):
+        samples = np.arange(100.0).reshape(1, 1, 100)
+
+        def make_shown(source_file, source):
+            with self.make() as file:
+                add_set(file, "Imu/X", samples)
+                layout = h5py.VirtualLayout((100,), "f8")
+                layout[:] = h5py.VirtualSource(source_file, source, (1, 1, 100))[0, 0, :]
+                file.create_virtual_dataset("shown", layout, fillvalue=-1)
+
+        for source_file in ("./in.h5", os.path.join(self.folder, "in.h5"), "out.h5", "."):
+            for source in ("/Imu/./X", "Imu/a%%b", "Imu/X"):
+                with self.subTest(source_file=source_file, source=source):
+                    make_shown(source_file, source)
+                    result = self.call("run", "apply-set-downsample", "SourceGroup=Imu",
+                                       "--to-rate", "50", "in.h5", "-o", "out.h5", code=1)
+                    self.assertIn("'Imu/X' cannot be resized: the virtual data set '/shown' shows "
+                                  f"samples of '{source}'", result.stderr)
+                    self.assertEqual(os.listdir(self.folder), ["in.h5"])
+        self.opposite("-o", "out.h5")
+        with self.read() as file:
+            np.testing.assert_array_equal(file["shown"][...], -samples[0, 0])
+
     def test_what_is_resized_stays_what_it_is(self):
         with self.make() as file:
             file["kind"] = np.dtype(">f4")
@@ -376,6 +436,22 @@ class WhatIsKept(SampleTypes):
         # The samples take the room that those of the old type had.
         self.assertLess((self.folder / "one.h5").stat().st_size,
                         2 * (self.folder / "in.h5").stat().st_size)
+
+    def test_complex_numbers_that_no_unit_takes_are_told(self):
+        for dtype, bits in (("c8", 32), ("c16", 64), (">c8", 32),
+                            ([("real", "f8"), ("imag", "f8")], 64)):
+            with self.make() as file:
+                add_set(file, "Imu/X", np.float32([1, 2]))
+                file["Imu/Spectrum"] = np.zeros((3, 1, 4), dtype)
+            self.assertIn("passed-over: Imu/Spectrum: is in the source group, and units cannot "
+                          f"take it: data set of complex values of {bits}-bit floats [3, 1, 4]\n",
+                          self.opposite(code=1).stderr)
+        for members in ([("a", "f8"), ("b", "f8")], [("r", "f8"), ("i", "i8")],
+                        [("r", "f8"), ("i", "f4")], [("r", "f8"), ("i", "f8"), ("n", "f8")]):
+            with self.make() as file:
+                add_set(file, "Imu/X", np.float32([1, 2]))
+                file["Imu/Table"] = np.zeros(3, members)
+            self.opposite("-o", "out.h5", "--force")
 
     def test_what_is_no_real_number_stays_as_it_is(self):
         with self.make() as file:
@@ -431,7 +507,7 @@ class InPlace(SampleTypes):
         errors = self.opposite("--in-place", "--accept", "narrowing").stderr
         self.assertIn("warning: in.h5: apply-set-opposite: narrowing (accepted): Imu/X: ", errors)
         self.assertIn("info: in.h5: Imu/X: 64-bit floats, 32-bit in the result; largest change "
-                      "3.0e-08 of the largest sample\n", errors)
+                      "3.0e-08 of the largest sample, 1.0e+00 of the range\n", errors)
         with self.read("in.h5") as file:
             self.assertEqual(file["Imu/X"].dtype, np.float32)
             np.testing.assert_array_equal(file["Imu/X"], [-1, -1])

@@ -26,10 +26,29 @@ TEST_F(NotFinite, SpeaksWhereTheSetHadNone) {
     EXPECT_EQ(found[0].numbers.dump(), R"({"infinite_before":0,"infinite_after":2,"samples":4})");
 }
 
-TEST_F(NotFinite, IsSilentWhereThereWereSome) {
-    const ObjectId set = add_set("X", {2}, {INFINITE, 2});
-    write(set, {INFINITE, INFINITE});
+TEST_F(NotFinite, IsSilentWhereNoneOfThoseThatWereThereSpread) {
+    const ObjectId set = add_set("X", {3}, {INFINITE, 2, -INFINITE});
+    write(set, {INFINITE, 4, MISSING});
     EXPECT_THAT(find(), IsEmpty());
+}
+
+// As where the median of a line is infinite, and taken off each sample.
+TEST_F(NotFinite, SpeaksWhereOthersBecomeInfinite) {
+    const ObjectId set = add_set("X", {4}, {INFINITE, 2, 3, 4});
+    write(set, {MISSING, -INFINITE, -INFINITE, -INFINITE});
+    const auto found = find();
+    ASSERT_THAT(found, SizeIs(1));
+    EXPECT_EQ(found[0].text, "infinite samples: 3 of 4, 1 before; 1 more are missing");
+    EXPECT_EQ(found[0].remedy, "what is infinite is to be missing, NaN, where the file is made");
+}
+
+// As where a filter takes one into its state.
+TEST_F(NotFinite, SpeaksWhereOthersBecomeMissing) {
+    const ObjectId set = add_set("X", {4}, {INFINITE, 2, 3, 4});
+    write(set, {MISSING, MISSING, MISSING, 4});
+    const auto found = find();
+    ASSERT_THAT(found, SizeIs(1));
+    EXPECT_EQ(found[0].text, "infinite samples: 0 of 4, 1 before; 3 more are missing");
 }
 
 TEST_F(NotFinite, AsksTheSourcesOfANewSet) {

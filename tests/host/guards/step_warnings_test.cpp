@@ -49,7 +49,7 @@ TEST_F(StepWarnings, AreOfABaselineFromSamplesThatAreMissing) {
     samples[10] = N; // behind those that count
     samples[12 + 9] = N;
     work_on(add_set("X", {3, 12}, samples));
-    work_on(add_set("Y", {2, 3}, {1, 2, 3, 4, 5, 6}));
+    work_on(add_set("Y", {2, 11}, std::vector<float>(22)));
     EXPECT_THAT(find(GuardTime::AfterStep),
                 ElementsAre("X: of 3 lines 1 begin with missing samples among the first 10, which "
                             "the baseline is taken from, the first is [1, :]"));
@@ -61,13 +61,17 @@ TEST_F(StepWarnings, AreOfLinesThatAreTheirOwnBaseline) {
     work_on(add_set("X", {3, 1, 2}, {1, 2, 3, 4, 5, 6}));
     EXPECT_THAT(find(GuardTime::AfterStep),
                 ElementsAre("Means: of 3 lines each has 1 sample, which is its own baseline: what "
-                            "was valid is 0 now"));
+                            "was valid is 0 now",
+                            "X: of 3 lines each has 2 samples, all of which are its own baseline: "
+                            "its median is 0 now, whatever it was"));
 }
 
 TEST_F(StepWarnings, TakeTheLinesOfTheAxisForABaseline) {
     make_step("a.apply-set-baseline-offset", {"Axis: integer = -1"}, {{"Axis", std::int64_t{0}}});
-    work_on(add_set("X", {2, 3}, {1, 2, N, 4, 5, 6}));
-    EXPECT_THAT(find(GuardTime::AfterStep), ElementsAre(HasSubstr("of 3 lines 1 ")));
+    std::vector<float> samples(11 * 3, 1.0F);
+    samples[2] = N;
+    work_on(add_set("X", {11, 3}, samples));
+    EXPECT_THAT(find(GuardTime::AfterStep), ElementsAre(HasSubstr("of 3 lines 1 begin")));
 }
 
 TEST_F(StepWarnings, AreOfRunsTooShortToBeFiltered) {
@@ -96,6 +100,19 @@ TEST_F(StepWarnings, NameSetsOfWhichNothingWasFiltered) {
                             "filter takes those of 8 and more"));
 }
 
+TEST_F(StepWarnings, NameSetsWhoseInfinitiesGoIntoMeans) {
+    make_step("a.average-set", {});
+    constexpr float INFINITE = std::numeric_limits<float>::infinity();
+    read(add_set("X", {3}, {1, INFINITE, -INFINITE}));
+    read(add_set("Y", {3}, {1, 2, 3}));
+    EXPECT_THAT(find(GuardTime::AfterStep),
+                ElementsAre("X: 2 of 3 samples infinite, and so are the means of their lines, or "
+                            "missing"));
+    make_step("a.extract-set-maximum-extrema", {});
+    read(tree_.find(tree_.root(), "X").value());
+    EXPECT_THAT(find(GuardTime::AfterStep), IsEmpty());
+}
+
 TEST_F(StepWarnings, NameNewSetsWithMissingSamples) {
     make_step("a.average-set", {});
     for (const std::vector<float>& samples : {std::vector<float>{1, N, N}, {1, 2, 3}}) {
@@ -106,6 +123,29 @@ TEST_F(StepWarnings, NameNewSetsWithMissingSamples) {
     EXPECT_THAT(find(GuardTime::AfterStep),
                 ElementsAre("Means/X: 2 of 3 samples missing, as are samples that the set is made "
                             "of"));
+}
+
+TEST_F(StepWarnings, NameTheSourcesOfARepeatedLabel) {
+    using Texts = std::vector<std::string>;
+    const std::vector<std::string> signatures = {"SourceGroup: string", "DestinationSet: string",
+                                                 "TranslationMap: list(string)"};
+    for (const char* name : {"A/A10", "A/X", "A/Y"}) {
+        add_set(name, {1, 1, 2}, {1, 2});
+    }
+    const auto find_of_map = [&](const Texts& pairs) {
+        make_step("a.average-set-2", signatures,
+                  {{"SourceGroup", "A"}, {"DestinationSet", "Means"}, {"TranslationMap", pairs}});
+        return find(GuardTime::BeforeSamples);
+    };
+    EXPECT_THAT(find_of_map({"one", "X", "two", "Y"}), IsEmpty());
+    EXPECT_THAT(find_of_map({"one", "X", "one", "Y"}),
+                ElementsAre("Means: of 3 columns 2 have the label 'one', the means of A/X, A/Y; "
+                            "none can be named by its label"));
+    // The unit opens Y for the listed A10, which is a label.
+    EXPECT_THAT(find_of_map({"A10", "Y"}),
+                ElementsAre("Means: of 3 columns 2 have the label 'A10', the means of A/Y, A/Y; "
+                            "none can be named by its label"));
+    EXPECT_THAT(find(GuardTime::AfterStep), IsEmpty());
 }
 
 TEST_F(StepWarnings, AreNoneOfOtherUnits) {

@@ -35,12 +35,16 @@ std::vector<std::string> paths_of(const std::vector<WrittenSet>& sets) {
     return paths;
 }
 
+bool keeps_every_bit(ObjectId) {
+    return true;
+}
+
 TEST(WrittenTrees, NoteWhatIsMadeResizedAndWritten) {
     MemoryTree inner;
     for (const char* path : {"read", "written", "resized"}) {
         write_from(inner, inner.create_dataset(inner.root(), path, {3}), 0, {1, 2, 3});
     }
-    WrittenTree tree(inner);
+    WrittenTree tree(inner, keeps_every_bit);
     EXPECT_THAT(tree.list_written(), IsEmpty());
     std::vector<float> samples(3);
     tree.read(find_set(tree, "read"), {Extents{0}, Extents{3}}, samples);
@@ -73,13 +77,35 @@ TEST(WrittenTrees, MarkTheSamplesAsTheyAreInTheEnd) {
     expected.add(std::as_bytes(std::span(samples)));
     for (const auto& way : WAYS) {
         MemoryTree inner;
-        WrittenTree tree(inner);
+        WrittenTree tree(inner, keeps_every_bit);
         way(tree, tree.create_dataset(tree.root(), "X", {3}));
         const std::vector<WrittenSet> written = tree.list_written();
         ASSERT_EQ(written.size(), 1U);
         EXPECT_EQ(written[0].extents, Extents{3});
         EXPECT_EQ(written[0].mark, expected.finish());
     }
+}
+
+TEST(WrittenTrees, RefuseSamplesThatAreReadOtherwiseThanTheyWereWritten) {
+    std::vector<float> samples(3);
+    const auto read_spoiled = [&](bool exact,
+                                  const std::function<void(WrittenTree&, ObjectId)>& more) {
+        MemoryTree inner;
+        WrittenTree tree(inner, [&](ObjectId) { return exact; });
+        const ObjectId set = tree.create_dataset(tree.root(), "X", {3});
+        write_from(tree, set, 0, {1, 2, 3});
+        tree.read(set, {Extents{0}, Extents{3}}, samples);
+        write_from(inner, set, 1, {2.0000002F});
+        more(tree, set);
+        tree.read(set, {Extents{0}, Extents{3}}, samples);
+    };
+    const auto nothing = [](WrittenTree&, ObjectId) {};
+    EXPECT_THAT([&] { read_spoiled(true, nothing); },
+                testing::ThrowsMessage<StorageError>(
+                    "'X' reads back other samples than were written to it"));
+    EXPECT_NO_THROW(read_spoiled(false, nothing)); // a filter rounds
+    EXPECT_NO_THROW(
+        read_spoiled(true, [](WrittenTree& tree, ObjectId set) { write_from(tree, set, 1, {5}); }));
 }
 
 // A file with the sets X and Y, written and closed; spoiled by `spoil` before it is checked.

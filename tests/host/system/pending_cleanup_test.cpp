@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <set>
 #include <string>
 #include <utility>
 
@@ -38,8 +39,30 @@ TEST_P(CleanUpOnSignals, RemovesPendingFilesAndTellsBySignal) {
 INSTANTIATE_TEST_SUITE_P(Signals, CleanUpOnSignals,
                          testing::Values(std::pair{SIGINT, 130}, std::pair{SIGTERM, 143},
                                          std::pair{SIGHUP, 129}, std::pair{SIGPIPE, 141},
-                                         std::pair{SIGSEGV, 4}, std::pair{SIGFPE, 4},
-                                         std::pair{SIGABRT, 4}));
+                                         std::pair{SIGUSR1, 138}, std::pair{SIGUSR2, 140},
+                                         std::pair{SIGALRM, 142}, std::pair{SIGTRAP, 4},
+                                         std::pair{SIGSYS, 4}, std::pair{SIGSEGV, 4},
+                                         std::pair{SIGFPE, 4}, std::pair{SIGABRT, 4}));
+
+// Of signal(7), those whose action is Term or Core.
+TEST(CleanUpOnSignals, LeavesNothingWhateverSignalWouldEndTheProcess) {
+    const std::set<int> others = {SIGKILL, SIGSTOP, SIGCHLD, SIGCONT,  SIGTSTP,
+                                  SIGTTIN, SIGTTOU, SIGURG,  SIGWINCH, SIGXFSZ};
+    for (int number = 1; number <= SIGRTMAX; ++number) {
+        if (others.contains(number) || (number > SIGSYS && number < SIGRTMIN)) {
+            continue;
+        }
+        const TemporaryFolder folder;
+        const int exit_code = exit_code_of([&] {
+            std::signal(number, SIG_DFL);
+            clean_up_on_signals();
+            const PendingFile pending(folder / "walk.h5", {});
+            std::raise(number);
+        });
+        EXPECT_THAT(exit_code, testing::AnyOf(4, 128 + number));
+        EXPECT_THAT(folder.names(), ElementsAre()) << number;
+    }
+}
 
 TEST(PendingFiles, AreLeftAloneOnceForgotten) {
     const TemporaryFolder folder;

@@ -126,6 +126,10 @@ TEST(ParseCsv, RefusesWhatIsNoTable) {
     EXPECT_EQ(failure_of(""), "walk.csv: empty");
     EXPECT_EQ(failure_of("t,x\n"), "walk.csv: no row below the names");
     EXPECT_EQ(failure_of("1,2\n3,4\n"), "walk.csv: the first row holds numbers, no column names");
+    EXPECT_EQ(failure_of("nan,2.5\n3,4\n"),
+              "walk.csv: the first row holds numbers, no column names");
+    EXPECT_EQ(failure_of("0,\n1,5\n2,6\n"),
+              "walk.csv: the first row holds numbers, no column names");
     EXPECT_EQ(failure_of("t,t\n1,2\n"), "walk.csv: two columns named 't'");
     EXPECT_EQ(failure_of("t,,x\n1,2,3\n"), "walk.csv: column 2 of 3 has no name");
     EXPECT_EQ(failure_of("t,x\n1,2,3\n"), "walk.csv: row 2 has 3 fields, the row of names 2");

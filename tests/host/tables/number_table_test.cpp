@@ -33,7 +33,20 @@ TEST(NumberTable, BeginsWithNamesAndNoRows) {
 TEST(NumberTable, RefusesNamesThatTellNothing) {
     EXPECT_EQ(failure_of({"t", "", "x"}), "walk: column 2 of 3 has no name");
     EXPECT_EQ(failure_of({"t", "x", "t"}), "walk: two columns named 't'");
-    EXPECT_EQ(failure_of({"1", "+2.5"}), "walk: the first row holds numbers, no column names");
+}
+
+TEST(NumberTable, RefusesARowOfSamplesForNames) {
+    for (const Texts& row : {Texts{"1", "+2.5"},
+                             {"nan", "2.5"},
+                             {"0", ""},
+                             {"", "1"},
+                             {"1", "-"},
+                             {"0", "NaN", "n/a"},
+                             {"0,5", "NA"},
+                             {"2026-01-31T10:00:00Z", "7"}}) {
+        EXPECT_EQ(failure_of(row), "walk: the first row holds numbers, no column names");
+    }
+    EXPECT_EQ(make_table(Texts{"nan", "missing"}, "walk").columns[0].name, "nan");
 }
 
 TEST(NumberTable, CountsCellsWithoutASample) {

@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -116,6 +117,18 @@ TEST(ImportTable, TakesForNoUnitWhatAloneTellsColumnsApart) {
               AttributeValue(TextArray{Texts{"Force (left)", "Force (right)"}, {2}}));
     EXPECT_THAT(result.tree.list_attributes(result.find("Signals/Force")),
                 ElementsAre("Labels", "SampleRate", "StartTime"));
+}
+
+// Floats of that size are 128 apart.
+TEST(ImportTable, WarnsOfASmallSignalOnALargeOffset) {
+    Imported result;
+    import_text(result, "X,Y\n2000000000,0\n2000000064,2000000064\n2000001000,1\n",
+                {.sets = {}, .sample_rate = 100.0, .time_column = {}});
+    EXPECT_THAT(
+        result.report.warnings,
+        ElementsAre("walk.csv: column 'X': numbers between 2e+09 and 2.000001e+09 change by "
+                    "up to 64 as 32-bit floats, 6.4e-02 of that range; subtract an offset "
+                    "in the table before"));
 }
 
 TEST(ImportTable, TakesUnitsFromTheirRow) {
@@ -274,8 +287,66 @@ TEST(ImportTable, RefusesARateThatTheTimesContradict) {
         EXPECT_EQ(fitting.report.sample_rate, rate);
     }
     Imported without_times;
-    import_text(without_times, "t,X\nx,1\n7,2\n", at(100));
+    import_text(without_times, "t,X\nx,1\ny,2\n", at(100));
     EXPECT_EQ(without_times.report.sample_rate, 100);
+}
+
+// What cannot be held against the rate is left aside where that is asked for, only.
+TEST(ImportTable, RefusesARateBesideTimesThatTellNothingOfIt) {
+    const std::map<std::string, std::string> refusals = {
+        {"t,X\n0,1\nMean,2\n",
+         "walk.csv: row 3, column 't': 'Mean' is no time (allowed: a number of s with a decimal "
+         "point)"},
+        {"Time (min),X\n0,1\n1,2\n",
+         "walk.csv: column 'Time (min)' is a time in 'min' (known: s, ms, us)"},
+        {"t,X\n0,1\n0.2,2\n0.1,3\n",
+         "walk.csv: --rate 10 contradicts the column 't': by it row 4 (0.1 s) comes before row 3 "
+         "(0.2 s)"},
+        {"t,X\n5,1\n5,2\n5,3\n",
+         "walk.csv: --rate 10 contradicts the column 't': by it all 3 rows are at 5 s"},
+    };
+    for (const auto& [csv, message] : refusals) {
+        const Failure failure = failure_of(csv, {.sets = {}, .sample_rate = 10, .time_column = {}});
+        EXPECT_EQ(failure.what(), message);
+        EXPECT_THAT(failure.hints().back(), testing::StartsWith("--rate 10 --time '' leaves "))
+            << csv;
+        Imported left_aside;
+        import_text(left_aside, csv, {.sets = {}, .sample_rate = 10, .time_column = ""});
+        EXPECT_EQ(left_aside.report.sample_rate, 10);
+    }
+}
+
+// 5 rows of 10000, less than a thousandth: those behind them would come too early.
+TEST(ImportTable, RefusesARateWhereRowsAreMissing) {
+    std::string csv = "Time (s),X\n";
+    for (int i = 0; i < 10000; ++i) {
+        if (i < 4000 || i >= 4005) {
+            csv += fmt::format("{:.2f},{}\n", 0.01 * i, i);
+        }
+    }
+    const Failure failure = failure_of(csv, {.sets = {}, .sample_rate = 100, .time_column = {}});
+    EXPECT_EQ(failure.code(), ExitCode::Input);
+    EXPECT_STREQ(failure.what(), "walk.csv: --rate 100 contradicts the column 'Time (s)': by it 5 "
+                                 "of 10000 rows missing, the first behind row 4001");
+}
+
+// Rows as they come in packets: their times are those of the packets.
+TEST(ImportTable, SpacesRowsOfPacketsEvenlyAtAGivenRate) {
+    std::string csv = "Time (s),X\n";
+    for (int i = 0; i < 10000; ++i) {
+        csv += fmt::format("{:.2f},{}\n", 0.1 * (i / 10), i);
+    }
+    Imported result;
+    import_text(result, csv, {.sets = {}, .sample_rate = 100, .time_column = {}});
+    EXPECT_EQ(result.report.sample_count, 10000);
+}
+
+TEST(ImportTable, KeepsTheStartOfATimeColumnBesideARate) {
+    Imported result;
+    import_text(result, "t,X\n2.5,1\n3,2\n3.5,3\n",
+                {.sets = {}, .sample_rate = 2, .time_column = {}});
+    EXPECT_EQ(result.attribute("Signals/X", "StartTime"), AttributeValue(2.5));
+    EXPECT_THAT(result.samples("Signals/X"), ElementsAre(1, 2, 3));
 }
 
 TEST(ImportTable, SpacesRowsEvenlyAtAGivenRate) {

@@ -157,6 +157,10 @@ TEST_P(DataTrees, FindsNothingWhereNothingIs) {
     EXPECT_FALSE(tree.find(tree.root(), "nothing/at/all").has_value());
     EXPECT_FALSE(tree.find(tree.root(), "set/below").has_value());
     EXPECT_FALSE(tree.find(tree.root(), "Set").has_value());
+    using std::string_view_literals::operator""sv;
+    for (const auto no_name : {"."sv, "./set"sv, "set/."sv, ".."sv, "\0"sv}) {
+        EXPECT_FALSE(tree.find(tree.root(), no_name).has_value()) << no_name;
+    }
 }
 
 TEST_P(DataTrees, ListsByName) {

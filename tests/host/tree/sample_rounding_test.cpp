@@ -1,9 +1,11 @@
+#include "host/tree/line_roundings.h"
 #include "host/tree/sample_rounding.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdint>
 #include <limits>
 #include <vector>
 
@@ -45,6 +47,14 @@ TEST(RoundSamples, RoundsLongIntegersOnce) {
     EXPECT_EQ(Rounded<std::int64_t>({(1LL << 60) + 1}).change.largest_change, 1);
 }
 
+// The last digits of 9.81 as a double.
+TEST(RoundSamples, TakesLastDigitsForNoSignal) {
+    const Rounded<double> rounded({9.81, 9.81 + 0x1p-49, 9.81 - 0x1p-49});
+    EXPECT_GT(rounded.change.largest_change, 0);
+    EXPECT_EQ(rounded.change.part_of_range(), 0);
+    EXPECT_GT(Rounded<double>({9.81, 9.81 + 1e-9}).change.part_of_range(), LARGE_PART_OF_RANGE);
+}
+
 TEST(RoundSamples, CountsNeitherMissingNorInfiniteSamples) {
     const Rounded<double> rounded({NaN, -INF, INF, -2, 0x1p-150});
     EXPECT_TRUE(std::isnan(rounded.samples[0]));
@@ -52,6 +62,28 @@ TEST(RoundSamples, CountsNeitherMissingNorInfiniteSamples) {
     EXPECT_EQ(rounded.samples[4], 0);
     EXPECT_EQ(rounded.change.largest_change, 0x1p-150);
     EXPECT_EQ(rounded.change.largest_sample, 2);
+    EXPECT_EQ(rounded.change.least, -2);
+    EXPECT_EQ(rounded.change.greatest, 0x1p-150);
+}
+
+// Floats of 2^24 and more are 2 apart.
+TEST(RoundSamples, TellsTheChangeAsAPartOfTheRange) {
+    const Rounded<std::int32_t> rounded({(1 << 24) + 1, 1 << 24, (1 << 24) + 4});
+    EXPECT_EQ(rounded.change.part_of_range(), 0.25);
+    EXPECT_EQ(describe_rounding({.change = rounded.change, .worst = rounded.change, .line = {}}),
+              "largest change 6.0e-08 of the largest sample, 2.5e-01 of the range");
+    const Rounded<std::int32_t> constant({(1 << 24) + 1});
+    EXPECT_EQ(constant.change.part_of_range(), 0);
+    EXPECT_EQ(describe_rounding({.change = constant.change, .worst = constant.change, .line = {}}),
+              "largest change 6.0e-08 of the largest sample");
+}
+
+TEST(RoundSamples, GathersWhatPartsOfASetTell) {
+    RoundingChange all;
+    all.add(Rounded<std::int32_t>({(1 << 24) + 1}).change);
+    all.add(Rounded<std::int32_t>({1 << 24}).change);
+    EXPECT_EQ(all.part_of_range(), 1);
+    EXPECT_EQ(RoundingChange{}.part_of_range(), 0);
 }
 
 // Halfway between the greatest float and 2^128 begins what becomes infinite.

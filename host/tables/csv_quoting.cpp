@@ -1,4 +1,4 @@
-#include "host/tables/csv_field.h"
+#include "host/tables/csv_quoting.h"
 
 namespace talvora::host {
 

@@ -1,0 +1,144 @@
+"""What files of other programs hold besides samples stays in what talvora-host makes of them.
+
+    kept_parts_test.py TALVORA_HOST PLUGIN
+
+The files are made by h5py, and read back by it.
+"""
+
+import h5py
+import numpy as np
+
+import host_test
+
+COMMENT = b"Left plate, raw \xc2\xb5V"
+DOWNSAMPLE = ["run", "apply-set-downsample", "SourceGroup=Imu", "--to-rate", "50", "in.h5"]
+OPPOSITE = ["run", "apply-set-opposite", "SourceGroup=Imu", "in.h5"]
+
+
+def add_set(file, path, dtype="f4", count=120, **options):
+    made = file.create_dataset(path, data=np.arange(count).reshape(1, 1, count).astype(dtype),
+                               **options)
+    made.attrs["SampleRate"] = np.float32(100)
+    return made
+
+
+class Comments(host_test.HostTest):
+    def expect_comment(self, words):
+        self.call(*words, "-o", "out.h5", "--force")
+        with self.read() as file:
+            self.assertEqual(h5py.h5g.open(file.id, b"/").get_comment(b"Imu/X"), COMMENT)
+            self.assertFalse(h5py.h5g.open(file.id, b"/").get_comment(b"Imu/Y"))
+
+    def make_set(self, **options):
+        with self.make() as file:
+            for path in ("Imu/X", "Imu/Y"):
+                add_set(file, path, **options)
+            h5py.h5o.set_comment(file["Imu/X"].id, COMMENT)
+
+    def test_a_set_that_is_resized_keeps_its_comment(self):
+        self.make_set()
+        self.expect_comment(DOWNSAMPLE)
+
+    def test_a_set_that_gets_another_type_keeps_its_comment(self):
+        self.make_set(dtype="f8", chunks=(1, 1, 50))
+        self.expect_comment(OPPOSITE)
+
+
+class Chunks(host_test.HostTest):
+    def test_a_set_that_is_made_smaller_keeps_chunks_and_limits(self):
+        for fill in (0, -9, np.nan):
+            for dtype in ("f4", "f8"):
+                with self.subTest(fill=fill, dtype=dtype):
+                    with self.make() as file:
+                        add_set(file, "Imu/X", dtype, chunks=(1, 1, 25), maxshape=(3, 1, 500),
+                                fillvalue=fill)
+                    self.call(*DOWNSAMPLE, "-o", "out.h5", "--force")
+                    with self.read() as file:
+                        made = file["Imu/X"]
+                        self.assertEqual(made.chunks, (1, 1, 25))
+                        self.assertEqual(made.maxshape, (3, 1, 500))
+                        np.testing.assert_equal(made.fillvalue, np.float32(fill))
+                        np.testing.assert_array_equal(made[0, 0], np.arange(0, 120, 2))
+
+
+class Attributes(host_test.HostTest):
+    """Of an object that keeps the order in which they were made."""
+
+    NAMES = ["Unit", "SampleRate", "Subject", "Gain"]
+
+    def setUp(self):
+        super().setUp()
+        with self.make(track_order=True) as file:
+            made = file.create_dataset("Imu/X", data=np.arange(4, dtype="f4").reshape(1, 1, 4),
+                                       track_order=True)
+            for name, value in zip(self.NAMES, ("m/s", np.float32(100), "Anna", np.int16(3))):
+                made.attrs[name] = value
+        self.assertEqual(self.charsets("in.h5"), [h5py.h5t.CSET_ASCII] * len(self.NAMES))
+
+    def names(self, name="out.h5"):
+        with self.read(name) as file:
+            return list(file["Imu/X"].attrs)
+
+    def charsets(self, name="out.h5"):
+        with self.read(name) as file:
+            made = file["Imu/X"].id
+            return [h5py.h5a.get_info(made, attribute.encode()).cset for attribute in self.NAMES]
+
+    def set_words(self, *words):
+        self.call("attributes", "in.h5::Imu/X", *words, "-o", "out.h5", "--force")
+
+    def test_one_that_is_set_again_stays_where_it_is(self):
+        self.set_words("SampleRate=50", "Unit=kN", "Gain=7", "Subject=Bertha")
+        self.assertEqual(self.names(), self.NAMES)
+        self.assertEqual(self.charsets(), self.charsets("in.h5"))
+        with self.read() as file:
+            self.assertEqual(dict(file["Imu/X"].attrs),
+                             dict(zip(self.NAMES, ("kN", 50, "Bertha", 7))))
+            self.assertEqual(file["Imu/X"].attrs["Gain"].dtype, np.int16)
+
+    def test_one_of_another_type_keeps_the_encoding_of_its_name(self):
+        self.set_words("SampleRate:float64=50", "Gain=7,8")
+        self.assertEqual(self.names(), ["Unit", "Subject", "SampleRate", "Gain"])
+        self.assertEqual(self.charsets(), self.charsets("in.h5"))
+        with self.read() as file:
+            self.assertEqual(list(file["Imu/X"].attrs["Gain"]), [7, 8])
+
+    def test_a_unit_that_sets_the_rate_leaves_it_where_it_is(self):
+        self.call(*DOWNSAMPLE, "-o", "out.h5")
+        self.assertEqual(self.names()[:len(self.NAMES)], self.NAMES)
+        self.assertEqual(self.charsets(), self.charsets("in.h5"))
+        with self.read() as file:
+            self.assertEqual(file["Imu/X"].attrs["SampleRate"], 50)
+
+
+class DeletedTargets(host_test.HostTest):
+    """A reference to a region of what is there no more keeps nothing from being made smaller."""
+
+    def test_a_region_of_nothing_is_no_hindrance(self):
+        for version in ("earliest", "latest"):
+            for later in (False, True):
+                for last in (False, True):
+                    with self.subTest(version=version, later=later, last=last):
+                        self.make_region_of_nothing(version, later, last)
+                        self.call(*DOWNSAMPLE, "-o", "out.h5", "--force")
+                        with self.read() as file:
+                            self.assertEqual(file["Imu/X"].shape, (1, 1, 60))
+
+    def make_region_of_nothing(self, version, later, last):
+        with self.make(libver=version) as file:
+            if last:
+                add_set(file, "Imu/X", chunks=(1, 1, 25), maxshape=(1, 1, None))
+                file.flush()
+            target = file.create_dataset("Target", data=np.arange(10.0))
+            file.attrs.create("region", target.regionref[2:4], dtype=h5py.regionref_dtype)
+            if not last:
+                add_set(file, "Imu/X", chunks=(1, 1, 25), maxshape=(1, 1, None))
+            if not later:
+                del file["Target"]
+        if later:
+            with h5py.File(self.folder / "in.h5", "r+", libver=version) as file:
+                del file["Target"]
+
+
+if __name__ == "__main__":
+    host_test.main()
