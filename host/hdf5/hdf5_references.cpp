@@ -12,6 +12,7 @@
 #include <cstring>
 #include <functional>
 #include <optional>
+#include <set>
 #include <span>
 #include <utility>
 #include <vector>
@@ -139,46 +140,120 @@ std::string find_path(hid_t set, Bytes reference) {
     return path;
 }
 
+// What is led to by nothing but a reference, or as the type of values, may be deleted: the library
+// opens what has been, as long as nothing was written over it.
 class ReferrerList {
   public:
-    explicit ReferrerList(hid_t file) : file_(file) {}
-
-    void look_at(const std::string& path, hid_t object) {
-        for (const std::string& attribute : list_attributes(object)) {
-            add(object, {path, attribute});
-        }
-        if (object_info(object).type == H5O_TYPE_DATASET &&
-            describe_foreign_storage(object).empty()) {
-            add(object, {path, ""});
+    explicit ReferrerList(hid_t file) : file_(file) {
+        visit_objects(file, [&](const std::string& path, hid_t object) {
+            look_at(object, {.path = path, .attribute = {}});
+        });
+        while (!led_to_.empty()) {
+            const auto [address, path] = *led_to_.begin();
+            led_to_.erase(led_to_.begin());
+            look_at_unlinked(address, path);
         }
     }
 
     std::multimap<haddr_t, Referrer> take() { return std::move(found_); }
 
   private:
-    void add(hid_t object, Referrer referrer) {
-        const OpenValues open = open_values(object, referrer);
+    void look_at(hid_t object, Referrer place) {
+        const ObjectInfo info = object_info(object);
+        seen_.insert(info.address);
+        for (const std::string& attribute : list_attributes(object)) {
+            place.attribute = attribute;
+            const OpenValues values = open_values(object, place);
+            follow_type(values.type, place.path);
+            look_at_values(values, place);
+        }
+        place.attribute.clear();
+        if (info.type == H5O_TYPE_DATASET) {
+            look_at_set(object, place);
+        }
+    }
+
+    void look_at_unlinked(haddr_t address, const std::string& path) {
+        const hobj_ref_t reference = address;
+        const Id object(seen_.contains(address)
+                            ? H5I_INVALID_HID
+                            : H5Rdereference2(file_, H5P_DEFAULT, H5R_OBJECT, &reference));
+        if (object < 0) {
+            return;
+        }
+        try {
+            look_at(object, {path, "", Referrer::By::Unlinked});
+            if (object_info(object).type == H5O_TYPE_GROUP) {
+                for (const auto& link : list_hard_links(object)) {
+                    led_to_.emplace(link.first, path);
+                }
+            }
+        } catch (const TreeError&) { // of what was deleted, and written over
+        }
+    }
+
+    void look_at_set(hid_t set, const Referrer& place) {
+        const Id type = set_type(set);
+        follow_type(type, place.path);
+        if (!holds_references(type, place.path)) {
+            return;
+        }
+        look_at_fill_value(set, type, place);
+        if (describe_foreign_storage(set).empty()) {
+            look_at_values(open_values(set, place), place);
+        }
+    }
+
+    void look_at_fill_value(hid_t set, hid_t type, Referrer place) {
+        std::vector<std::byte> value = read_fill_value(set, type);
+        if (place.by == Referrer::By::Value) {
+            place.by = Referrer::By::FillValue;
+        }
+        Targets targets;
+        if (!value.empty()) {
+            visit_value(type, value.data(), finder(targets, place.path));
+        }
+        add(targets, place);
+    }
+
+    void look_at_values(const OpenValues& open, const Referrer& place) {
         if (!hold_references(open)) {
             return;
         }
-        ReadValues values(open);
-        std::map<haddr_t, bool> targets; // and whether it is a region of one
-        values.visit([&](hid_t type, Bytes reference) {
+        Targets targets;
+        ReadValues(open).visit(finder(targets, place.path));
+        add(targets, place);
+    }
+
+    // A type that has a place of its own in the file has attributes, too.
+    void follow_type(hid_t type, const std::string& path) {
+        if (checked(H5Tcommitted(type), "read the type of", path) > 0) {
+            led_to_.emplace(object_info(type).address, path);
+        }
+    }
+
+    using Targets = std::map<haddr_t, bool>; // and whether it is a region of one
+
+    Visit finder(Targets& targets, const std::string& path) const {
+        return [this, &targets, &path](hid_t type, Bytes reference) {
             if (leads_nowhere(reference)) {
                 return;
             }
             if (is_type(type, H5T_STD_REF_OBJ)) {
                 targets.emplace(read_address(reference), false);
             } else if (is_type(type, H5T_STD_REF_DSETREG)) {
-                if (const auto owner = find_region_owner(reference, referrer.path)) {
+                if (const auto owner = find_region_owner(reference, path)) {
                     targets[*owner] = true;
                 }
             } else {
-                throw TreeError(
-                    fmt::format("'{}' holds references of an unknown kind", referrer.path));
+                throw TreeError(fmt::format("'{}' holds references of an unknown kind", path));
             }
-        });
+        };
+    }
+
+    void add(const Targets& targets, Referrer referrer) {
         for (const auto& [address, to_region] : targets) {
+            led_to_.emplace(address, referrer.path);
             referrer.to_region = to_region;
             found_.emplace(address, referrer);
         }
@@ -195,15 +270,15 @@ class ReferrerList {
     }
 
     hid_t file_;
+    std::set<haddr_t> seen_;
+    std::map<haddr_t, std::string> led_to_; // and by what
     std::multimap<haddr_t, Referrer> found_;
 };
 
 } // namespace
 
 std::multimap<haddr_t, Referrer> list_referrers(hid_t file) {
-    ReferrerList list(file);
-    visit_objects(file, [&](const std::string& path, hid_t object) { list.look_at(path, object); });
-    return list.take();
+    return ReferrerList(file).take();
 }
 
 std::vector<ShownSet> list_shown_sets(hid_t file) {

@@ -11,13 +11,21 @@
 namespace talvora::host::hdf5 {
 
 struct Referrer {
+    enum class By {
+        Value,
+        FillValue, // which a data set keeps as it was made with it
+        Unlinked   // a value of an object that no link leads to: the one at the path does, by a
+                   // reference, or as the type of its values
+    };
     std::string path;
-    std::string attribute;  // that refers; empty: the values of the data set at the path do
+    std::string attribute; // that refers; empty: the data set at the path does
+    By by = By::Value;
     bool to_region = false; // of a data set, not to the whole of an object
 };
 
 // What refers to the objects of a file, by their addresses: all objects that hard links lead to are
-// looked at, but the values of data sets that are kept in other files. The paths are from the root.
+// looked at, but the values of data sets that are kept in other files; and what these objects refer
+// to. The paths are from the root.
 std::multimap<haddr_t, Referrer> list_referrers(hid_t file);
 
 // The virtual data sets of a file, by the names of the sets that they show samples of. A file has
@@ -33,7 +41,7 @@ std::vector<ShownSet> list_shown_sets(hid_t file);
 bool holds_object_references(hid_t set);
 std::vector<std::string> read_references(hid_t set, const std::string& path);
 
-// Lets what refers to one object refer to another one.
+// Lets the values that refer to the whole of one object refer to another one.
 void redirect(hid_t file, const Referrer& referrer, haddr_t from, haddr_t to);
 
 } // namespace talvora::host::hdf5

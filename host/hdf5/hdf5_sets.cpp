@@ -316,10 +316,14 @@ void leave_out_rounding_filter(hid_t properties) {
     }
 }
 
-void round_fill_value(hid_t properties, SampleType type) {
+bool has_fill_value(hid_t properties) {
     H5D_fill_value_t status{};
     checked(H5Pfill_value_defined(properties, &status), "read", "the fill value");
-    if (status != H5D_FILL_VALUE_USER_DEFINED) {
+    return status == H5D_FILL_VALUE_USER_DEFINED;
+}
+
+void round_fill_value(hid_t properties, SampleType type) {
+    if (!has_fill_value(properties)) {
         return;
     }
     with_stored_type(type, [&]<typename Stored>(Stored stored) {
@@ -403,6 +407,15 @@ std::vector<std::string> list_virtual_source_sets(hid_t set) {
         paths.push_back(virtual_source_set(properties, position));
     }
     return paths;
+}
+
+std::vector<std::byte> read_fill_value(hid_t set, hid_t type) {
+    const Id properties = set_properties(set);
+    std::vector<std::byte> value(has_fill_value(properties) ? type_size(type) : 0);
+    if (!value.empty()) {
+        checked(H5Pget_fill_value(properties, type, value.data()), "read", "the fill value");
+    }
+    return value;
 }
 
 bool keeps_every_bit(hid_t set) {

@@ -5,6 +5,7 @@
 #include "host/tree/line_roundings.h"
 #include "host/tree/sample_type.h"
 
+#include <cstddef>
 #include <optional>
 #include <span>
 #include <string>
@@ -27,6 +28,10 @@ std::vector<std::string> list_source_files(hid_t set);
 // The paths of the data sets that a virtual one takes its samples from, as it names them, in
 // whatever files; none of others. A '%' may stand for a number.
 std::vector<std::string> list_virtual_source_sets(hid_t set);
+
+// The value that a set gives where none was written, of its type; empty where it was given none.
+// What it leads to, lists of varying length, is not given back.
+std::vector<std::byte> read_fill_value(hid_t set, hid_t type);
 
 // False where samples may be read otherwise than they were written: a filter rounds them, or is one
 // that this host does not know.

@@ -72,6 +72,25 @@ void copy_annotations(const hdf5::Id& from, const hdf5::Id& properties, const hd
     hdf5::copy_comment(from, to);
 }
 
+bool leads_to_region(const hdf5::Referrer& referrer) {
+    return referrer.to_region;
+}
+
+bool cannot_be_redirected(const hdf5::Referrer& referrer) {
+    return referrer.to_region || referrer.by != hdf5::Referrer::By::Value;
+}
+
+std::string describe_referrer(const hdf5::Referrer& referrer) {
+    switch (referrer.by) {
+    case hdf5::Referrer::By::FillValue:
+        return fmt::format("the fill value of '{}'", referrer.path);
+    case hdf5::Referrer::By::Unlinked:
+        return fmt::format("an object that no link leads to, only '{}',", referrer.path);
+    default:
+        return fmt::format("'{}'", referrer.path);
+    }
+}
+
 } // namespace
 
 struct Hdf5Tree::OpenSet {
@@ -252,7 +271,8 @@ void Hdf5Tree::resize(ObjectId id, const Extents& extents) {
     const OpenSet& open = open_set(id, hdf5::SetUse::Whole);
     if (hdf5::can_resize(open.set, extents)) {
         if (smaller_of(extents, set.extents) != set.extents) {
-            refuse_regions(id, hdf5::object_info(open.set).address, "made smaller");
+            refuse_referrers(id, hdf5::object_info(open.set).address, "made smaller",
+                             leads_to_region);
         }
         hdf5::resize_set(open.set, extents, set.path);
     } else {
@@ -548,6 +568,7 @@ void Hdf5Tree::make_anew(ObjectId id, const Extents& extents) {
     const Node& old_node = node(id);
     const hdf5::Id& old_set = open_set(id, hdf5::SetUse::Whole).set;
     const hdf5::ObjectInfo old_info = hdf5::object_info(old_set);
+    refuse_referrers(id, old_info.address, "made anew", cannot_be_redirected);
     const hdf5::Id properties = hdf5::set_properties(old_set);
     hdf5::Id new_set = hdf5::make_anew_resizable(open_->file, old_set, properties, extents);
     hdf5::copy_floats(old_set, old_node.type, new_set, smaller_of(extents, old_node.extents),
@@ -572,6 +593,8 @@ void Hdf5Tree::narrow(ObjectId id, bool keeps_samples) {
     const Extents starts(set.extents.size(), 0);
     const hdf5::SetUse use = use_of_rounded({starts, set.extents}, set.extents);
     const hdf5::Id old_set = hdf5::share(open_set(id, use).set);
+    const hdf5::ObjectInfo old_info = hdf5::object_info(old_set);
+    refuse_referrers(id, old_info.address, "made anew", cannot_be_redirected);
     SetRounding rounding;
     if (read_as_a_whole_.contains(id)) {
         rounding = roundings_.at(id).sum_up();
@@ -585,7 +608,7 @@ void Hdf5Tree::narrow(ObjectId id, bool keeps_samples) {
         rounding = hdf5::copy_floats(old_set, set.type, new_set, set.extents, set.path).sum_up();
     }
     copy_annotations(old_set, properties, new_set);
-    take_place(id, hdf5::object_info(old_set), new_set);
+    take_place(id, old_info, new_set);
     keep_open(id, new_use, std::move(new_set));
     narrowed_.push_back({set.path, set.type, rounding});
     set.type = SampleType::Float32;
@@ -595,7 +618,6 @@ void Hdf5Tree::narrow(ObjectId id, bool keeps_samples) {
 // Gives a new set the names of an older one, and all that refers to it.
 void Hdf5Tree::take_place(ObjectId id, const hdf5::ObjectInfo& old_info, const hdf5::Id& new_set) {
     const std::vector<std::string> paths = hard_links(node(id).path, old_info);
-    refuse_regions(id, old_info.address, "made anew");
     const std::uint64_t address = hdf5::object_info(new_set).address;
     for (const std::string& path : paths) {
         hdf5::delete_link(open_->file, absolute(path));
@@ -612,17 +634,20 @@ void Hdf5Tree::take_place(ObjectId id, const hdf5::ObjectInfo& old_info, const h
     }
 }
 
-// What refers to the objects of the file is found while all of them are in their places.
-void Hdf5Tree::refuse_regions(ObjectId id, std::uint64_t address, std::string_view change) {
+// What refers to the objects of the file is found while all of them are in their places, and before
+// anything new is written over what was deleted.
+void Hdf5Tree::refuse_referrers(ObjectId id, std::uint64_t address, std::string_view change,
+                                bool (*is_hindrance)(const hdf5::Referrer&)) {
     if (!open_->referrers) {
         open_->referrers = hdf5::list_referrers(open_->file);
     }
     const auto [first, last] = open_->referrers->equal_range(address);
-    const auto region =
-        std::find_if(first, last, [](const auto& referrer) { return referrer.second.to_region; });
-    if (region != last) {
-        throw TreeError(fmt::format("'{}' cannot be {}: '{}' refers to a part of it", node(id).path,
-                                    change, region->second.path));
+    const auto found = std::find_if(
+        first, last, [&](const auto& referrer) { return is_hindrance(referrer.second); });
+    if (found != last) {
+        throw TreeError(fmt::format("'{}' cannot be {}: {} refers to {}", node(id).path, change,
+                                    describe_referrer(found->second),
+                                    found->second.to_region ? "a part of it" : "it"));
     }
 }
 

@@ -12,7 +12,7 @@
 // A set of another type than 32-bit floats, or with a filter that rounds them, is made anew as one
 // of those before its first change, under all its names, with its attributes and properties; what
 // refers to it in attributes and data sets refers to the new one. Refused where a reference leads
-// to a part of it.
+// to a part of it, or is a fill value, or of an object that no link leads to.
 //
 // New data sets are stored in chunks and can be resized. Resizing a set of another layout makes it
 // anew likewise. Objects carry no times: the same requests give the same bytes.
@@ -37,6 +37,7 @@ namespace talvora::host {
 namespace hdf5 {
 class Id;
 struct ObjectInfo;
+struct Referrer;
 enum class SetUse;
 } // namespace hdf5
 
@@ -168,7 +169,8 @@ class Hdf5Tree final : public DataTree {
     bool takes_floats(ObjectId id);
     void narrow(ObjectId id, bool keeps_samples);
     void take_place(ObjectId id, const hdf5::ObjectInfo& old_info, const hdf5::Id& new_set);
-    void refuse_regions(ObjectId id, std::uint64_t address, std::string_view change);
+    void refuse_referrers(ObjectId id, std::uint64_t address, std::string_view change,
+                          bool (*is_hindrance)(const hdf5::Referrer&));
     bool may_name(std::string_view path, ObjectId id);
     void refuse_shown(ObjectId id);
     void redirect_references(std::uint64_t from, std::uint64_t to);

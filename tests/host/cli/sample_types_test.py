@@ -370,6 +370,56 @@ class WhatIsKept(SampleTypes):
                       self.opposite(code=1).stderr)
         self.assertEqual(os.listdir(self.folder), ["in.h5"])
 
+    # What is deleted can be opened by who has its place, until something is written over it.
+    def test_what_no_link_leads_to_keeps_a_set_from_being_replaced(self):
+        def refer_by_group(file, data):
+            file.create_group("gone").attrs["set"] = data.ref
+            file["Time"].attrs["of"] = file["gone"].ref
+
+        def refer_by_member(file, data):
+            file["gone/list"] = np.array([data.ref], dtype=h5py.ref_dtype)
+            file["Time"].attrs["of"] = np.array([h5py.Reference(), file["gone"].ref],
+                                                dtype=h5py.ref_dtype)
+
+        def refer_by_scale(file, data):
+            file["gone"] = np.arange(5.0)
+            file["gone"].make_scale("time")
+            file["Time"].dims[0].attach_scale(file["gone"])
+            file["gone"].attrs["region"] = data.regionref[1:3]
+
+        def refer_by_type(file, data):
+            file["gone"] = np.dtype("<i2")
+            file["gone"].attrs["set"] = data.ref
+            del file["Time"]
+            file.create_dataset("Time", (5,), file["gone"])
+
+        for refer in (refer_by_group, refer_by_member, refer_by_scale, refer_by_type):
+            for options in ({}, {"libver": "latest"}):
+                with self.subTest(refer.__name__, **options):
+                    with self.make(**options) as file:
+                        data = add_set(file, "Imu/X", np.arange(5.0))
+                        file["Time"] = np.arange(5.0)
+                        refer(file, data)
+                        file["behind"] = np.zeros(1000)
+                    with h5py.File(self.folder / "in.h5", "r+", **options) as file:
+                        del file["gone"]
+                    part = "a part of it" if refer is refer_by_scale else "it"
+                    self.assertIn("'Imu/X' cannot be made anew: an object that no link leads to, "
+                                  f"only '/Time', refers to {part}",
+                                  self.opposite(code=1).stderr)
+                    self.assertEqual(os.listdir(self.folder), ["in.h5"])
+
+    def test_what_is_deleted_and_refers_to_another_set_is_no_hindrance(self):
+        with self.make() as file:
+            data = add_set(file, "Imu/X", np.arange(5.0))
+            file["Time"] = np.arange(5.0)
+            file["Time"].make_scale("time")
+            data.dims[0].attach_scale(file["Time"])
+            add_set(file, "Imu/Y", np.arange(5, dtype="f4")).dims[0].attach_scale(file["Time"])
+            data.dims[0].detach_scale(file["Time"])
+            del file["Time"]
+        self.opposite("-o", "out.h5")
+
     def test_a_region_of_a_set_keeps_it_from_being_made_smaller(self):
         with self.make() as file:
             data = add_set(file, "Imu/X", np.arange(100, dtype="f4").reshape(1, 1, 100),

@@ -317,6 +317,84 @@ TEST_F(Doubles, LeadToTheNewSetByAllLinks) {
     EXPECT_EQ(again.find(again.root(), "group/hard"), again.find(again.root(), "X"));
 }
 
+// Room for three references, none of which was ever written.
+class FillValues : public Doubles {
+  protected:
+    static hobj_ref_t refer_to_set(hid_t file) {
+        hobj_ref_t reference{};
+        EXPECT_GE(H5Rcreate(&reference, file, "X", H5R_OBJECT, H5I_INVALID_HID), 0);
+        return reference;
+    }
+    void make_filled(hid_t type, const void* fill_value) {
+        const Id properties(H5Pcreate(H5P_DATASET_CREATE));
+        ASSERT_GE(H5Pset_fill_value(properties, type, fill_value), 0);
+        make_set("filled", type, {3}, properties);
+    }
+    void expect_refusal(const char* reason) {
+        Hdf5Tree& tree = open(Hdf5Access::ReadWrite);
+        const ObjectId set = *tree.find(tree.root(), "X");
+        EXPECT_THAT(
+            [&] {
+                tree.write(set, {Extents{0, 0}, Extents{3, 4}}, rounded_);
+            },
+            ThrowsMessage<TreeError>(std::string("'X' cannot be made anew: ") + reason));
+        EXPECT_TRUE(tree.narrowed_sets().empty());
+    }
+};
+
+TEST_F(FillValues, ThatReferToASetKeepItFromBeingReplaced) {
+    const hobj_ref_t reference = refer_to_set(writer_);
+    make_filled(H5T_STD_REF_OBJ, &reference);
+    expect_refusal("the fill value of '/filled' refers to it");
+}
+
+TEST_F(FillValues, ThatHoldAReferenceToASetKeepItFromBeingReplaced) {
+    struct Row {
+        int number;
+        hobj_ref_t set;
+    };
+    const Row row = {1, refer_to_set(writer_)};
+    const Id type(H5Tcreate(H5T_COMPOUND, sizeof row));
+    H5Tinsert(type, "number", HOFFSET(Row, number), H5T_NATIVE_INT);
+    H5Tinsert(type, "set", HOFFSET(Row, set), H5T_STD_REF_OBJ);
+    make_filled(type, &row);
+    expect_refusal("the fill value of '/filled' refers to it");
+}
+
+TEST_F(FillValues, ThatReferToAPartOfASetKeepItFromBeingReplaced) {
+    const Id set(H5Dopen2(writer_, "X", H5P_DEFAULT));
+    const Id space(H5Dget_space(set));
+    hdset_reg_ref_t region{};
+    ASSERT_GE(H5Rcreate(&region, writer_, "X", H5R_DATASET_REGION, space), 0);
+    make_filled(H5T_STD_REF_DSETREG, &region);
+    expect_refusal("the fill value of '/filled' refers to a part of it");
+}
+
+TEST_F(FillValues, ThatReferToAnotherSetAreNoHindrance) {
+    make_counting_set("other", {24});
+    hobj_ref_t reference{};
+    ASSERT_GE(H5Rcreate(&reference, writer_, "other", H5R_OBJECT, H5I_INVALID_HID), 0);
+    make_filled(H5T_STD_REF_OBJ, &reference);
+    Hdf5Tree& tree = open(Hdf5Access::ReadWrite);
+    tree.write(*tree.find(tree.root(), "X"), {Extents{0, 0}, Extents{3, 4}}, rounded_);
+    EXPECT_EQ(read_file_again(), rounded_);
+}
+
+// Kept alive by its count of links alone.
+TEST_F(FillValues, OfWhatNoLinkLeadsToAreSeen) {
+    const hobj_ref_t reference = refer_to_set(writer_);
+    make_filled(H5T_STD_REF_OBJ, &reference);
+    hobj_ref_t filled{};
+    ASSERT_GE(H5Rcreate(&filled, writer_, "filled", H5R_OBJECT, H5I_INVALID_HID), 0);
+    make_attribute("filled", H5T_STD_REF_OBJ, {}, H5T_STD_REF_OBJ, &filled);
+    {
+        const Id set(H5Dopen2(writer_, "filled", H5P_DEFAULT));
+        ASSERT_GE(H5Oincr_refcount(set), 0);
+        ASSERT_GE(H5Ldelete(writer_, "filled", H5P_DEFAULT), 0);
+    }
+    expect_refusal("an object that no link leads to, only '/', refers to it");
+}
+
 TEST_F(Doubles, BeyondAllFloatsAreRefused) {
     samples_[6] = -1e39;
     {
