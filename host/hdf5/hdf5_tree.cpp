@@ -495,7 +495,11 @@ std::optional<ObjectId> Hdf5Tree::find_unknown_child(ObjectId group, const std::
             return std::nullopt;
         }
         if (auto elsewhere = hdf5::describe_unfollowed_link(parent, name)) {
-            return add_node({ObjectKind::Other, child_path, {}, std::move(*elsewhere)});
+            return add_node({.kind = ObjectKind::Other,
+                             .path = child_path,
+                             .extents = {},
+                             .description = std::move(*elsewhere),
+                             .is_link = true});
         }
         return add_object(hdf5::open_object(open_->file, absolute(child_path)), child_path);
     });
@@ -651,13 +655,27 @@ void Hdf5Tree::refuse_referrers(ObjectId id, std::uint64_t address, std::string_
     }
 }
 
-// True where it cannot be told: a '%' stands for a number, or for itself.
+// True where it cannot be told: a '%' stands for a number, or for itself, and a link that is not
+// followed may lead into this file again.
 bool Hdf5Tree::may_name(std::string_view path, ObjectId id) {
-    std::string plain;
-    for (const std::string& name : split_names(path)) {
-        plain = name == "." ? plain : join_path(plain, name);
+    if (path.find('%') != std::string_view::npos) {
+        return true;
     }
-    return path.find('%') != std::string_view::npos || find(root(), plain) == id;
+    ObjectId at = root();
+    for (const std::string& name : split_names(path)) {
+        if (name == ".") {
+            continue;
+        }
+        const auto next = node(at).kind == ObjectKind::Group ? find(at, name) : std::nullopt;
+        if (!next) {
+            return false;
+        }
+        if (node(*next).is_link) {
+            return true;
+        }
+        at = *next;
+    }
+    return at == id;
 }
 
 // A virtual set is of the extents that it was made with, whatever becomes of those it shows.

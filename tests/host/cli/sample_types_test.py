@@ -437,12 +437,15 @@ class WhatIsKept(SampleTypes):
         def make_shown(source_file, source):
             with self.make() as file:
                 add_set(file, "Imu/X", samples)
+                file["Out"] = h5py.ExternalLink("out.h5", "/Imu")
+                file["Straight"] = h5py.ExternalLink("in.h5", "/Imu/X")
+                file["Soft"] = h5py.SoftLink("/Out/X")
                 layout = h5py.VirtualLayout((100,), "f8")
                 layout[:] = h5py.VirtualSource(source_file, source, (1, 1, 100))[0, 0, :]
                 file.create_virtual_dataset("shown", layout, fillvalue=-1)
 
         for source_file in ("./in.h5", os.path.join(self.folder, "in.h5"), "out.h5", "."):
-            for source in ("/Imu/./X", "Imu/a%%b", "Imu/X"):
+            for source in ("/Imu/./X", "Imu/a%%b", "Out/X", "./Straight", "Soft", "Imu/X"):
                 with self.subTest(source_file=source_file, source=source):
                     make_shown(source_file, source)
                     result = self.call("run", "apply-set-downsample", "SourceGroup=Imu",
