@@ -25,8 +25,7 @@ bool is_number(std::string cell) {
         return true;
     }
     std::ranges::replace(cell, ',', '.');
-    const std::string_view text = cell;
-    return parse_number<double>(text.substr(cell.starts_with('+') ? 1 : 0)).has_value();
+    return parse_signed_number<double>(cell).has_value();
 }
 
 bool is_word(const std::string& cell) {

@@ -21,7 +21,7 @@ double round_once(std::string_view text, double value) {
     if (is_normal && (std::bit_cast<std::uint64_t>(value) & BELOW_A_FLOAT) != HALFWAY) {
         return value;
     }
-    const auto sample = parse_number<float>(text);
+    const auto sample = parse_signed_number<float>(text);
     return sample && static_cast<float>(value) != *sample
                ? std::nextafter(value, static_cast<double>(*sample))
                : value;
@@ -30,10 +30,7 @@ double round_once(std::string_view text, double value) {
 } // namespace
 
 std::optional<double> parse_sample(std::string_view text) {
-    if (text.starts_with('+')) {
-        text.remove_prefix(1);
-    }
-    const auto value = parse_number<double>(text);
+    const auto value = parse_signed_number<double>(text);
     if (!value || std::isnan(*value)) {
         return std::nullopt;
     }
@@ -42,7 +39,8 @@ std::optional<double> parse_sample(std::string_view text) {
     const bool is_beyond =
         std::isfinite(*value) &&
         std::abs(*value) > static_cast<double>(std::numeric_limits<float>::max());
-    return is_beyond ? std::optional<double>(parse_number<float>(text)) : round_once(text, *value);
+    return is_beyond ? std::optional<double>(parse_signed_number<float>(text))
+                     : round_once(text, *value);
 }
 
 } // namespace talvora::host

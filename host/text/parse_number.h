@@ -19,4 +19,11 @@ std::optional<Number> parse_number(std::string_view text) {
     return error == std::errc{} && end == text_end ? std::optional(number) : std::nullopt;
 }
 
+// As above, where a '+' may stand in front, in the place of a '-'.
+template <typename Number>
+std::optional<Number> parse_signed_number(std::string_view text) {
+    const bool has_plus = text.starts_with('+') && !text.starts_with("+-");
+    return parse_number<Number>(text.substr(has_plus ? 1 : 0));
+}
+
 } // namespace talvora::host

@@ -12,7 +12,8 @@ TEST(ParseSample, ReadsNumbersAsTablesHoldThem) {
     EXPECT_EQ(parse_sample("-2e3"), -2000.0);
     EXPECT_EQ(parse_sample("+4"), 4.0);
     EXPECT_EQ(parse_sample("inf"), std::numeric_limits<double>::infinity());
-    for (const char* text : {"", "n/a", "nan", "NaN", "++4", "0x10", "1,5", " 1", "1e400"}) {
+    for (const char* text : {"", "n/a", "nan", "NaN", "++4", "+-4", "-+4", "--4", "+ 4", "+", "+-",
+                             "+-inf", "0x10", "1,5", " 1", "1e400"}) {
         EXPECT_EQ(parse_sample(text), std::nullopt) << text;
     }
 }
