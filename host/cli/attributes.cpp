@@ -302,7 +302,8 @@ void add_changes(Command command, AttributesCommand& state) {
         .value_name("NAME")
         .repeatable_by_name();
     command.add_option("-o,--output", state.plan.output, "Where the changed file goes")
-        .value_name("FILE");
+        .value_name("FILE")
+        .path();
     command.add_flag("--in-place", state.plan.in_place, "Replace the file by the changed one");
     command.add_flag("--backup", state.plan.backup, "Keep what it replaces as FILE.bak");
     command.add_flag("-n,--dry-run", state.dry_run, "Do all but writing the result");

@@ -41,11 +41,12 @@ constexpr AddCommand* COMMANDS[] = {
     add_version_command,    add_help_command,     add_manual_command, add_complete_command};
 
 void add_shared_options(CLI::App& program, Session& session) {
-    program
+    Command(program)
         .add_option("--plugin", session.plugin_option,
                     "The plug-in library (else TALVORA_PLUGIN_PATH, else the one beside the "
                     "program)")
-        ->option_text("FILE");
+        .value_name("FILE")
+        .path();
     program
         .add_option("--memory", session.memory_mib,
                     "MiB of data sets that may be kept in memory while a unit goes through them "

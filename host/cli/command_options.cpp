@@ -14,6 +14,13 @@ Option& Option::required() {
     return *this;
 }
 
+Option& Option::path() {
+    option_->check([](const std::string& path) {
+        return std::string(path.empty() ? "is empty (allowed: the name of a file or a folder)" : "");
+    });
+    return *this;
+}
+
 Option& Option::within(std::int64_t least, std::int64_t greatest) {
     option_->check(CLI::Range(least, greatest));
     return *this;

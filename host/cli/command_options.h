@@ -26,6 +26,8 @@ class Option {
     // What stands for the value in the help: "FILE".
     Option& value_name(const std::string& name);
     Option& required();
+    // Of a file or a folder: not empty.
+    Option& path();
     // Whole numbers from least to greatest alone.
     Option& within(std::int64_t least, std::int64_t greatest);
     // The help tells what the variable holds now.

@@ -245,7 +245,8 @@ void add_question(Command command, DesignOptions& options) {
 
 void add_output(Command command, DesignOptions& options) {
     command.add_option("-o,--output", options.output, "Draw the response to a file NAME.svg")
-        .value_name("FILE");
+        .value_name("FILE")
+        .path();
     command.add_flag("--json", options.json, "One JSON document");
     command.add_flag("--force", options.force, "Replace an existing picture");
 }

@@ -183,6 +183,7 @@ void add_export_command(Command program, Session& session) {
         .required();
     command.add_option("-o,--output", state->output, "The CSV file to make; - for standard output")
         .value_name("FILE")
+        .path()
         .required();
     command.add_flag(
         "--tidy", state->tidy,

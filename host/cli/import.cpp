@@ -228,6 +228,7 @@ void add_import_command(Command program, Session& session) {
         .required();
     command.add_option("-o,--output", state->output, "The HDF5 file to make")
         .value_name("FILE")
+        .path()
         .required();
     command.add_option("--group", state->options.group, "Where the data sets go")
         .value_name("GROUP")
@@ -277,7 +278,8 @@ void add_import_command(Command program, Session& session) {
                 "--map", state->map,
                 "An HDF5 file: which data sets hold samples, and where rate, unit and scale "
                 "stand. nwb, mat, or a file")
-            .value_name("NAME|FILE.yaml");
+            .value_name("NAME|FILE.yaml")
+            .path();
     command.add_option("--variable", state->variables, "Sets a variable of the map (repeatable)")
         .value_name("NAME=VALUE")
         .repeatable_by_name();

@@ -34,7 +34,7 @@ void add_manual_command(Command program, Session& session) {
     const auto folder = std::make_shared<std::string>();
     Command command = program.add_subcommand("manual", "Writes the manual pages to a folder");
     command.hide();
-    command.add_option("FOLDER", *folder, "The folder, which exists").required();
+    command.add_option("FOLDER", *folder, "The folder, which exists").path().required();
     command.on_run(
         [program, &session, folder] { write_pages(session.console, program.app(), *folder); });
 }

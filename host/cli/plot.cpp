@@ -294,11 +294,13 @@ void add_plot_command(Command program, Session& session) {
     command
         .add_option("--with", state->other,
                     "Another file, whose sets of the same names are drawn over them")
-        .value_name("FILE");
+        .value_name("FILE")
+        .path();
     command
         .add_option("-o,--output", state->output,
                     "plot.html: one page that needs nothing else; plot.svg: a picture")
         .value_name("FILE")
+        .path()
         .required();
     command.add_option("--from", state->from, "Where the span shown begins, on the time axis")
         .value_name("S");

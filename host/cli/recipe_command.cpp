@@ -177,7 +177,7 @@ void extract_from_file(Session& session, const ExtractOptions& options) {
 }
 
 void add_recipe_options(Command command, RecipeOptions& options) {
-    command.add_option("RECIPE", options.recipe, "The recipe, a YAML file").required();
+    command.add_option("RECIPE", options.recipe, "The recipe, a YAML file").path().required();
     command.add_option("FILES", options.files,
                        "The HDF5 files; a pattern in quotes stands for all that it matches");
     command
@@ -213,7 +213,8 @@ void add_extract_command(Command recipe, Session& session) {
     command.add_option("FILE.h5", options->file, "The file").required();
     command
         .add_option("-o,--output", options->output, "Where the recipe goes (else standard output)")
-        .value_name("FILE");
+        .value_name("FILE")
+        .path();
     command.add_flag("--all", options->all, "The steps of all runs, not of the last one alone");
     command.add_flag("--force", options->force, "Replace an existing output");
     command.on_run([&session, options] {

@@ -122,7 +122,7 @@ void add_validate_command(Command program, Session& session) {
     const auto options = std::make_shared<ValidateOptions>();
     Command command =
         program.add_subcommand("validate", "Does a plug-in library keep to the interface");
-    command.add_option("PLUGIN", options->plugin, "The library (else the one of --plugin)");
+    command.add_option("PLUGIN", options->plugin, "The library (else the one of --plugin)").path();
     command.add_flag("--list", options->list, "The checks, without running them");
     command.add_option("--only", options->only, "Checks whose ids match, as in 'run.*'")
         .value_name("PATTERN");

@@ -230,18 +230,21 @@ void add_list_option(Command command, JobPlanOptions& plan) {
     command
         .add_option("--files-from", plan.files_from,
                     "A list of further files, one per line (- for standard input)")
-        .value_name("LIST");
+        .value_name("LIST")
+        .path();
 }
 
 void add_worker_run_options(Command command, WorkerRunOptions& options) {
     JobPlanOptions& plan = options.plan;
     add_list_option(command, plan);
     command.add_option("-o,--output", plan.output, "Where the result of one file goes")
-        .value_name("FILE");
+        .value_name("FILE")
+        .path();
     command
         .add_option("--out-dir", plan.out_dir,
                     "The folder where results go, named as their inputs; made when missing")
-        .value_name("FOLDER");
+        .value_name("FOLDER")
+        .path();
     command.add_flag("--in-place", plan.in_place, "Replace each input by its result");
     command.add_flag("--backup", plan.backup, "Keep what it replaces as FILE.bak");
     add_accept_option(command, options.accept);
@@ -260,7 +263,8 @@ void add_worker_run_options(Command command, WorkerRunOptions& options) {
     command
         .add_option("--failed-to", options.failed_to,
                     "Write a list of the files that failed, for --files-from")
-        .value_name("LIST");
+        .value_name("LIST")
+        .path();
     command.add_flag("--json", options.json, "One JSON document per file and line");
 }
 

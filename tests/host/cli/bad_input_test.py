@@ -520,11 +520,19 @@ class BadOutput(CommandLine):
                 self.assertEqual(result.returncode, 5, result.stderr)
                 self.assertIn("error: standard output: No space left on device\n", result.stderr)
 
-    def test_an_empty_name_is_not_standard_output(self):
-        for words in (["export", "plain.h5", "-o", ""], ["export", "plain.h5", "--tidy", "-o", ""]):
-            result = self.call(words)
-            self.assertEqual(result.returncode, 5, result.stderr)
-            self.assertEqual(result.stdout, "")
+    def test_an_empty_name_is_none(self):
+        output = [*RUN, "plain.h5", "-o", "out.h5"]
+        for words in (*([word.replace("OUT", "") for word in writer] for writer in WRITERS),
+                      ["export", "plain.h5", "--tidy", "-o", ""],
+                      [*RUN, "plain.h5", "--out-dir", ""],
+                      *([*output, option, ""] for option in ("--files-from", "--failed-to",
+                                                             "--plugin")),
+                      ["recipe", "run", "", "plain.h5", "-o", "out.h5"],
+                      ["import", "walk.h5", "-o", "out.h5", "--map", ""],
+                      ["plot", "plain.h5", "--with", "", "-o", "out.svg"],
+                      ["validate", ""],
+                      ["manual", ""]):
+            self.expect_failure(words, 2, ": is empty (allowed: the name of a file or a folder)")
 
     def test_what_was_written_before_standard_output_was_full_is_complete(self):
         for words, made in (([*RUN, "plain.h5", "-o", "run.h5"], "run.h5"),
