@@ -16,7 +16,8 @@ Option& Option::required() {
 
 Option& Option::path() {
     option_->check([](const std::string& path) {
-        return std::string(path.empty() ? "is empty (allowed: the name of a file or a folder)" : "");
+        return std::string(path.empty() ? "is empty (allowed: the name of a file or a folder)"
+                                        : "");
     });
     return *this;
 }

@@ -258,12 +258,12 @@ NewAttribute make_anew(const AttributeWord& word, const NamedType& type, bool is
     return made;
 }
 
-// Rounded, and not cut.
+// Rounded, and neither cut nor lost.
 bool holds_number(double held, double given) {
     if (std::isnan(given)) {
         return std::isnan(held);
     }
-    return std::isinf(given) ? held == given : std::isfinite(held);
+    return std::isinf(given) || given == 0 ? held == given : std::isfinite(held) && held != 0;
 }
 
 struct HoldsValue {

@@ -154,9 +154,10 @@ class Editor {
     Failure explain_misfit(const std::string& path, const AttributeWord& word,
                            const AttributeType& type, std::string_view reason) const {
         std::vector<std::string> hints;
-        if (!word.type) {
-            hints.push_back(fmt::format("another type takes its place: {}:{}=...", word.name,
-                                        suggest_type(word)));
+        const std::string suggested = suggest_type(word);
+        if (!word.type && suggested != type.name) {
+            hints.push_back(
+                fmt::format("another type takes its place: {}:{}=...", word.name, suggested));
         }
         return {ExitCode::Usage,
                 fmt::format("{}: {}: attribute '{}' is stored as {}: {}", source_, name_owner(path),

@@ -144,6 +144,8 @@ TEST_F(Attributes, AreRefusedWhereAValueDoesNotFitTheType) {
     expect_refused("walk.h5::Signals/X", {"Trial=0.5", "-o", "out.h5"}, 2, "'0.5' does not fit");
     expect_refused("walk.h5::Signals/X", {"SampleRate=1e39", "-o", "out.h5"}, 2,
                    "is stored as float32: '1e39' does not fit");
+    expect_refused("walk.h5::Signals/X", {"Gain:float32=1,1e-60", "-o", "out.h5"}, 2,
+                   "is stored as float32 [2]: '1', '1e-60' does not fit");
     expect_refused("walk.h5::Signals/X", {"SampleRate=1e-60", "--in-place"}, 2,
                    "is stored as float32: '1e-60' does not fit");
     expect_refused("walk.h5::Signals/*", {"SampleRate=0", "--in-place"}, 2,

@@ -139,6 +139,10 @@ TEST(OldAttributes, TellWhatWasCut) {
     EXPECT_FALSE(holds_value(std::numeric_limits<float>::infinity(), 1e300));
     EXPECT_TRUE(holds_value(std::numeric_limits<float>::infinity(), INFINITE));
     EXPECT_TRUE(holds_value(NAN, static_cast<double>(NAN)));
+    EXPECT_FALSE(holds_value(0.0F, 1e-50));
+    EXPECT_TRUE(holds_value(1e-45F, 1e-45));
+    EXPECT_TRUE(holds_value(0.0F, -0.0));
+    EXPECT_FALSE(holds_value(NumberArray{{1, 0}, {2}}, NumberArray{{1, -1e-50}, {2}}));
     EXPECT_FALSE(holds_value(std::int64_t{127}, std::int64_t{128}));
     EXPECT_FALSE(holds_value(std::string("left"), std::string("left foot")));
     EXPECT_FALSE(holds_value(NumberArray{{1, INFINITE}, {2}}, NumberArray{{1, 1e300}, {2}}));
