@@ -39,6 +39,15 @@ std::optional<StorageError::Access> failed_access() {
 }
 
 bool prints_error_stacks = false;
+bool suspects_shared_messages = false;
+
+std::string_view describe_suspicion() {
+    return suspects_shared_messages && !system_has_failed()
+               ? " (objects of the file share messages of their headers, which the HDF5 library "
+                 "may "
+                 "lose where one is changed; h5repack makes a copy that shares none)"
+               : "";
+}
 
 hid_t make_naming(hid_t kind) {
     Id properties = make_properties(kind);
@@ -47,6 +56,10 @@ hid_t make_naming(hid_t kind) {
 }
 
 } // namespace
+
+void suspect_shared_messages() {
+    suspects_shared_messages = true;
+}
 
 void print_error_stacks() {
     prints_error_stacks = true;
@@ -68,7 +81,8 @@ bool system_has_failed() {
 }
 
 void fail(std::string_view action, std::string_view object) {
-    const std::string text = fmt::format("cannot {} '{}': {}", action, object, innermost_error());
+    const std::string text = fmt::format("cannot {} '{}': {}{}", action, object, innermost_error(),
+                                         describe_suspicion());
     if (const auto access = failed_access()) {
         throw StorageError(*access, text);
     }

@@ -54,6 +54,10 @@ std::string innermost_error();
 // Whether that was the system, which could not read or write the file, and not what the file holds.
 bool system_has_failed();
 
+// From now on a failure that is not the system's says that the library may be at fault: it loses
+// messages of object headers that objects share where one of them is changed.
+void suspect_shared_messages();
+
 // Throws "cannot <action> '<object>': <the innermost error>", as a StorageError when the
 // file could not be read or written.
 [[noreturn]] void fail(std::string_view action, std::string_view object);

@@ -73,6 +73,15 @@ void check_file(const std::filesystem::path& file) {
     }
 }
 
+// Between the headers of objects.
+bool shares_messages(hid_t file) {
+    const Id properties = owned(H5Fget_create_plist(file), "read", "the properties of a file");
+    unsigned index_count = 0;
+    checked(H5Pget_shared_mesg_nindexes(properties, &index_count), "read",
+            "the properties of a file");
+    return index_count > 0;
+}
+
 } // namespace
 
 Id create_file(const std::filesystem::path& file) {
@@ -88,6 +97,9 @@ Id open_file(const std::filesystem::path& file, bool for_writing) {
     const Id access = file_access(); // letting it go would clear the stack of errors
     Id opened(H5Fopen(file.c_str(), for_writing ? H5F_ACC_RDWR : H5F_ACC_RDONLY, access));
     if (opened >= 0) {
+        if (for_writing && shares_messages(opened)) {
+            suspect_shared_messages();
+        }
         return opened;
     }
     const std::string reason = innermost_error();
