@@ -16,6 +16,7 @@
 #include <sys/stat.h>
 #include <system_error>
 #include <type_traits>
+#include <utility>
 
 namespace talvora::host {
 namespace {
@@ -152,6 +153,27 @@ int is_to_be_copied(const char* name, error_context* context) {
            attr_copy_action(name, context) != ATTR_ACTION_SKIP;
 }
 
+std::string name_rights(mode_t rights) {
+    std::string names;
+    for (const auto& [right, name] : {std::pair{04U, "read"}, {02U, "write"}, {01U, "execute"}}) {
+        if ((rights & right) != 0) {
+            names += names.empty() ? "" : " and ";
+            names += name;
+        }
+    }
+    return names;
+}
+
+// With a group that could not be kept.
+void add_lost_rights(std::vector<std::string>& lost, const Rights& before, mode_t mode) {
+    if (const mode_t of_group = before.group & ~(mode >> 3U); of_group != 0) {
+        lost.push_back(fmt::format("its group's right to {}", name_rights(of_group)));
+    }
+    if (const mode_t of_others = before.others & ~mode; of_others != 0) {
+        lost.push_back(fmt::format("others' right to {}", name_rights(of_others)));
+    }
+}
+
 // The mode and access list of `like`, or else a mode without a list that gives nobody more than
 // `like` and the sources do.
 std::vector<std::string> copy_mode(const fs::path& like, std::span<const fs::path> sources,
@@ -176,7 +198,11 @@ std::vector<std::string> copy_mode(const fs::path& like, std::span<const fs::pat
         lost.emplace_back("its access list");
     }
     if (!lost.empty()) {
-        set_mode_alone(file, status.st_mode & most & (OWNER_BITS | as_mode_in_group(like, group)));
+        const mode_t mode = status.st_mode & most & (OWNER_BITS | as_mode_in_group(like, group));
+        set_mode_alone(file, mode);
+        if (group != status.st_gid) {
+            add_lost_rights(lost, rights_of(like, status.st_mode), mode);
+        }
     }
     return lost;
 }
