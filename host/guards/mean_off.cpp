@@ -21,8 +21,11 @@
 namespace talvora::host {
 namespace {
 
-// Of the range of the samples.
+// Of the spread of the samples.
 constexpr double LARGEST_ERROR = 1e-3;
+// Most samples lie within a range of so many deviations: of ten thousand that are distributed
+// normally all do.
+constexpr double DEVIATIONS_IN_RANGE = 8;
 // Of the largest sample: what the last digits of single precision are good for. The means of few
 // samples are within it: five additions in pairs and a division make 32 samples a mean, each of
 // them half of an epsilon off at most.
@@ -96,12 +99,28 @@ class MadeMeans {
     std::vector<Means> means_;
 };
 
-bool is_off(double mean, double exact, const LineSummary& line) {
+// Of all samples but the least and the greatest, so that it is not that of one outlier. Of an
+// offset so large that it has no digits the least error is larger anyway.
+double deviation_between(const LineSummary& line, std::uint64_t sample_count) {
     const auto least = static_cast<double>(line.least);
     const auto greatest = static_cast<double>(line.greatest);
-    const double largest = std::max(std::abs(least), std::abs(greatest));
+    const auto count = static_cast<double>(sample_count - 2);
+    const double mean = (line.sum - least - greatest) / count;
+    const double square = (line.squares - least * least - greatest * greatest) / count;
+    return std::sqrt(std::max(square - mean * mean, 0.0));
+}
+
+// The range, unless that is one of a few samples far from the others.
+double spread_of(const LineSummary& line, std::uint64_t sample_count) {
+    return std::min(static_cast<double>(line.greatest) - static_cast<double>(line.least),
+                    DEVIATIONS_IN_RANGE * deviation_between(line, sample_count));
+}
+
+bool is_off(double mean, double exact, const LineSummary& line, std::uint64_t sample_count) {
+    const double largest = std::max(std::abs(static_cast<double>(line.least)),
+                                    std::abs(static_cast<double>(line.greatest)));
     return std::abs(mean - exact) >
-           std::max(LARGEST_ERROR * (greatest - least), LEAST_ERROR * largest);
+           std::max(LARGEST_ERROR * spread_of(line, sample_count), LEAST_ERROR * largest);
 }
 
 std::vector<float> read_all(DataTree& tree, ObjectId set) {
@@ -116,23 +135,27 @@ GuardFinding make_finding(const GuardedStep& step, const Means& means, const Set
                           std::uint64_t off_count, std::uint64_t line, const LineSummary& summary,
                           double mean) {
     const double exact = summary.sum / static_cast<double>(lines.length());
-    return {.set = step.tree.path(means.result),
-            .text = fmt::format(
-                "of {} of {} {} not that of the samples, the first is {}: {} for {}, which lie "
-                "between {} and {}; in double precision it is {:.9g}",
-                count_things(lines.count(), "mean"), step.tree.path(means.source),
-                off_count == 1 ? "1 is" : fmt::format("{} are", off_count), lines.name(line),
-                static_cast<float>(mean), count_things(lines.length(), "sample"), summary.least,
-                summary.greatest, exact),
-            .remedy = "take the offset off before (apply-set-baseline-offset), or some of the "
-                      "samples (apply-set-downsample)",
-            .numbers = {{"means_off", off_count},
-                        {"means", lines.count()},
-                        {"samples", lines.length()},
-                        {"mean", mean},
-                        {"exact", exact},
-                        {"least", summary.least},
-                        {"greatest", summary.greatest}}};
+    const double deviation = deviation_between(summary, lines.length());
+    return {
+        .set = step.tree.path(means.result),
+        .text = fmt::format(
+            "of {} of {} {} not that of the samples, the first is {}: {} for {}, which lie "
+            "between {} and {} with a deviation of {:.3g} but for these two; in double precision "
+            "it is {:.9g}",
+            count_things(lines.count(), "mean"), step.tree.path(means.source),
+            off_count == 1 ? "1 is" : fmt::format("{} are", off_count), lines.name(line),
+            static_cast<float>(mean), count_things(lines.length(), "sample"), summary.least,
+            summary.greatest, deviation, exact),
+        .remedy = "take the offset off before (apply-set-baseline-offset), or some of the "
+                  "samples (apply-set-downsample)",
+        .numbers = {{"means_off", off_count},
+                    {"means", lines.count()},
+                    {"samples", lines.length()},
+                    {"mean", mean},
+                    {"exact", exact},
+                    {"least", summary.least},
+                    {"greatest", summary.greatest},
+                    {"deviation", deviation}}};
 }
 
 std::optional<GuardFinding> find_in_means(const GuardedStep& step, const Means& means) {
@@ -150,7 +173,7 @@ std::optional<GuardFinding> find_in_means(const GuardedStep& step, const Means& 
     std::vector<std::uint64_t> off;
     for (std::uint64_t line = 0; line < lines.count(); ++line) {
         const double exact = summaries[line].sum / static_cast<double>(lines.length());
-        if (is_off(mean_of(line), exact, summaries[line])) {
+        if (is_off(mean_of(line), exact, summaries[line], lines.length())) {
             off.push_back(line);
         }
     }

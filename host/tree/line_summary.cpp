@@ -8,6 +8,7 @@ namespace talvora::host {
 
 void LineSummary::add(const LineSummary& other) {
     sum += other.sum;
+    squares += other.squares;
     least = std::min(least, other.least);
     greatest = std::max(greatest, other.greatest);
 }
@@ -18,6 +19,7 @@ void LineSummary::add(std::span<const float> samples) {
     constexpr std::size_t LANES = 32;
     constexpr LineSummary NONE;
     std::array<double, LANES> sums{};
+    std::array<double, LANES> square_sums{};
     std::array<float, LANES> leasts;
     std::array<float, LANES> greatests;
     leasts.fill(NONE.least);
@@ -29,6 +31,10 @@ void LineSummary::add(std::span<const float> samples) {
             sums[lane] += static_cast<double>(block[lane]);
         }
         for (std::size_t lane = 0; lane < LANES; ++lane) {
+            const auto value = static_cast<double>(block[lane]);
+            square_sums[lane] += value * value;
+        }
+        for (std::size_t lane = 0; lane < LANES; ++lane) {
             leasts[lane] = block[lane] < leasts[lane] ? block[lane] : leasts[lane];
         }
         for (std::size_t lane = 0; lane < LANES; ++lane) {
@@ -36,7 +42,7 @@ void LineSummary::add(std::span<const float> samples) {
         }
     }
     for (std::size_t lane = 0; lane < LANES; ++lane) {
-        add({sums[lane], leasts[lane], greatests[lane]});
+        add({sums[lane], leasts[lane], greatests[lane], square_sums[lane]});
     }
     for (const float sample : samples.subspan(in_lanes)) {
         add(sample);

@@ -212,8 +212,9 @@ TEST_F(Guards, RefuseAMeanThatIsOutsideItsSamples) {
     expect_refused(result, "mean-off: Means/X: of 1 mean of Pressure/X 1 is not that of the "
                            "samples, the first is [0, 0, :]: ");
     EXPECT_THAT(result.errors,
-                AllOf(HasSubstr(" for 2000000 samples, which lie between 100000 and 100001; in "
-                                "double precision it is 100000.5\n"),
+                AllOf(HasSubstr(" for 2000000 samples, which lie between 100000 and 100001 with a "
+                                "deviation of 0.5 but for these two; in double precision it is "
+                                "100000.5\n"),
                       HasSubstr("apply-set-baseline-offset"), HasSubstr("--accept mean-off")));
     const auto accepted = run_unit("average-set", {words[0], words[1], "--accept", "mean-off"});
     EXPECT_EQ(accepted.exit_code, 0);

@@ -17,6 +17,14 @@ std::vector<float> alternate(float a, float b) {
     return samples;
 }
 
+std::vector<float> repeat(const std::vector<float>& line, std::size_t count) {
+    std::vector<float> samples;
+    for (std::size_t i = 0; i < count; ++i) {
+        samples.insert(samples.end(), line.begin(), line.end());
+    }
+    return samples;
+}
+
 class MeanOff : public GuardedTest {
   protected:
     MeanOff() {
@@ -40,11 +48,11 @@ TEST_F(MeanOff, SpeaksOutsideTheSamples) {
     EXPECT_EQ(found[0].set, "Means/X");
     EXPECT_EQ(found[0].text,
               "of 1 mean of A/X 1 is not that of the samples, the first is [0, 0, :]: 100002 for "
-              "64 samples, which lie between 100000 and 100001; in double precision it is "
-              "100000.5");
+              "64 samples, which lie between 100000 and 100001 with a deviation of 0.5 but for "
+              "these two; in double precision it is 100000.5");
     EXPECT_EQ(found[0].numbers.dump(),
               R"({"means_off":1,"means":1,"samples":64,"mean":100002.0,"exact":100000.5,)"
-              R"("least":100000.0,"greatest":100001.0})");
+              R"("least":100000.0,"greatest":100001.0,"deviation":0.5})");
 }
 
 TEST_F(MeanOff, SpeaksMoreThanAThousandthOfTheRangeOff) {
@@ -53,6 +61,26 @@ TEST_F(MeanOff, SpeaksMoreThanAThousandthOfTheRangeOff) {
 
 TEST_F(MeanOff, IsSilentWithinAThousandth) {
     EXPECT_THAT(find(alternate(0, 1000), {500.5F}), IsEmpty());
+}
+
+// 62 samples of a deviation of 3 about 100, and two far from them on both sides.
+TEST_F(MeanOff, IsNotHiddenByOneOutlierOnEachSide) {
+    std::vector<float> line = alternate(97, 103);
+    line[20] = 100 - 50000;
+    line[41] = 100 + 50000;
+    const auto found = find(repeat(line, 3), {100.02F, 100.03F, 131});
+    ASSERT_THAT(found, SizeIs(1));
+    EXPECT_THAT(found[0].text, HasSubstr("of 3 means of A/X 2 are not that of the samples, the "
+                                         "first is [1, 0, :]"));
+    EXPECT_THAT(found[0].text, HasSubstr("with a deviation of 3 but for these two"));
+}
+
+TEST_F(MeanOff, TakesALineWithOneOutlierAsTheConstantThatItIs) {
+    std::vector<float> line = alternate(5, 5);
+    line[7] = 69; // the mean is 6
+    const auto found = find(repeat(line, 2), {6, 6.001F});
+    ASSERT_THAT(found, SizeIs(1));
+    EXPECT_THAT(found[0].text, HasSubstr("of 2 means of A/X 1 is"));
 }
 
 TEST_F(MeanOff, IsSilentWhereNoFloatIsNearer) {
