@@ -74,6 +74,10 @@ void copy_annotations(const hdf5::Id& from, const hdf5::Id& properties, const hd
 
 } // namespace
 
+void start_hdf5_library() {
+    hdf5::start_library();
+}
+
 struct Hdf5Tree::OpenSet {
     ObjectId id{};
     hdf5::SetUse use{};
