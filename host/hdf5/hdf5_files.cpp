@@ -11,14 +11,6 @@ namespace talvora::host::hdf5 {
 
 namespace {
 
-// The library prints its errors by itself unless it is told not to. At the end of the
-// process it would close files again that it could not write before, and crash: ours are
-// closed by then, or not worth it. The first call fails when it is repeated, which is no fault.
-void tame_library() {
-    H5dont_atexit();
-    H5Eset_auto2(H5E_DEFAULT, nullptr, nullptr);
-}
-
 // Closing the file closes all that is open in it, so that a close is a close.
 Id file_access() {
     Id properties = make_properties(H5P_FILE_ACCESS);
@@ -84,15 +76,23 @@ bool shares_messages(hid_t file) {
 
 } // namespace
 
+// The library prints its errors by itself unless it is told not to. At the end of the
+// process it would close files again that it could not write before, and crash: ours are
+// closed by then, or not worth it. The first call fails when it is repeated, which is no fault.
+void start_library() {
+    H5dont_atexit();
+    H5Eset_auto2(H5E_DEFAULT, nullptr, nullptr);
+}
+
 Id create_file(const std::filesystem::path& file) {
-    tame_library();
+    start_library();
     return owned(
         H5Fcreate(file.c_str(), H5F_ACC_EXCL, creation_properties(H5P_FILE_CREATE), file_access()),
         "create the file", file.string());
 }
 
 Id open_file(const std::filesystem::path& file, bool for_writing) {
-    tame_library();
+    start_library();
     check_file(file);
     const Id access = file_access(); // letting it go would clear the stack of errors
     Id opened(H5Fopen(file.c_str(), for_writing ? H5F_ACC_RDWR : H5F_ACC_RDONLY, access));

@@ -7,6 +7,9 @@
 
 namespace talvora::host::hdf5 {
 
+// Making and opening a file do so too.
+void start_library();
+
 // New objects are written in the format of library version 1.8 or later.
 Id create_file(const std::filesystem::path& file); // fails when it exists
 // Says what is wrong with a file that is missing, empty, damaged, locked or another kind.

@@ -93,6 +93,10 @@ std::string describe_referrer(const hdf5::Referrer& referrer) {
 
 } // namespace
 
+void start_hdf5_library() {
+    hdf5::start_library();
+}
+
 struct Hdf5Tree::OpenSet {
     ObjectId id{};
     hdf5::SetUse use{};

@@ -41,6 +41,10 @@ struct Referrer;
 enum class SetUse;
 } // namespace hdf5
 
+// Starts the HDF5 library, which the first tree does otherwise: child processes that are made
+// afterwards find it started. What fails here fails again in the first tree, which tells of it.
+void start_hdf5_library();
+
 enum class Hdf5Access {
     ReadOnly,
     ReadWrite,

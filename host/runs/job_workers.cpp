@@ -1,5 +1,6 @@
 #include "host/runs/job_workers.h"
 
+#include "host/hdf5/hdf5_tree.h"
 #include "host/runs/output_files.h"
 #include "host/runs/worker_failure.h"
 #include "host/system/pending_cleanup.h"
@@ -63,6 +64,7 @@ void do_jobs(std::span<const Job> jobs, const JobWork& work, const JobWorkers& w
                 calls.take_end(i, explain(jobs[i], is_written(i), end, workers.limits));
             },
         .tick = calls.tick};
+    start_hdf5_library(); // once, not in each worker
     try {
         run_workers(jobs.size(), workers.at_once, workers.limits, worker_calls);
     } catch (const Interrupted&) {
