@@ -42,14 +42,16 @@ struct LaneKernels {
     // All below takes a filter with as many.
     std::size_t (*lane_count)(std::size_t tap_count, std::size_t line_count);
 
-    // `tile_count` tiles in order, to rows; without `rows` the state alone is wanted. Asks the
-    // memory for what is in the same places of the lines `upcoming`, if there are any.
+    // `row_count` samples of each line in order, to rows; without `rows` the state alone is wanted.
+    // Asks the memory for what is in the same places of the lines `upcoming`, if there are any.
+    // Where they are no whole tiles, the last tile reaches back to samples before, even before the
+    // first one, which have to be there: here they are read, on the way back they are overwritten.
     void (*filter_forward)(const LaneFilter& filter, const Sample* const* lines,
-                           std::size_t tile_count, double* rows, const Sample* const* upcoming);
+                           std::size_t row_count, double* rows, const Sample* const* upcoming);
 
-    // `tile_count` tiles of rows from the last to the first, to lines; without `lines` the state
-    // alone is wanted. Doubles beyond the range of a float become infinities.
-    void (*filter_backward)(const LaneFilter& filter, const double* rows, std::size_t tile_count,
+    // `row_count` rows from the last to the first, to lines; without `lines` the state alone is
+    // wanted. Doubles beyond the range of a float become infinities.
+    void (*filter_backward)(const LaneFilter& filter, const double* rows, std::size_t row_count,
                             Sample* const* lines, const Sample* const* upcoming);
 
     // Rows in place, from the one at `rows` on in steps of `row_step`: the number of lanes, or

@@ -17,6 +17,10 @@ namespace {
 
 constexpr std::size_t WIDTH = LANE_WIDTH;
 
+constexpr std::ptrdiff_t as_step(std::size_t count) {
+    return static_cast<std::ptrdiff_t>(count);
+}
+
 template <class Element, std::size_t Count>
 struct VectorOf {
     typedef Element Type __attribute__((vector_size(Count * sizeof(Element)))); // NOLINT: GCC 12
@@ -122,7 +126,7 @@ inline void join(const Half& low, const Half& high, Vector& joined, std::index_s
 // The same quad of each fourth line side by side.
 template <std::size_t QuadCount, class Sample>
 inline void gather_quads(typename VectorOf<Sample, 4 * QuadCount>::Type& vector,
-                         const Sample* const* lines, std::size_t position) {
+                         const Sample* const* lines, std::ptrdiff_t position) {
     if constexpr (QuadCount == 1) {
         load(vector, lines[0] + position);
     } else {
@@ -136,14 +140,14 @@ inline void gather_quads(typename VectorOf<Sample, 4 * QuadCount>::Type& vector,
 
 // TILE_ROWS samples of each line from `position` on, to a tile.
 template <std::size_t LaneCount, class Sample>
-inline void read_tile(const Sample* const* lines, std::size_t position, Sample* tile) {
+inline void read_tile(const Sample* const* lines, std::ptrdiff_t position, Sample* tile) {
     constexpr std::size_t QUADS = quads_at_once<Sample, LaneCount>();
     for (std::size_t lane = 0; lane < LaneCount; lane += 4 * QUADS) {
         for (std::size_t row = 0; row < TILE_ROWS; row += 4) {
             typename VectorOf<Sample, 4 * QUADS>::Type m[4];
 #pragma GCC unroll 4
             for (std::size_t i = 0; i < 4; ++i) {
-                gather_quads<QUADS>(m[i], lines + lane + i, position + row);
+                gather_quads<QUADS>(m[i], lines + lane + i, position + as_step(row));
             }
             turn_quads<Sample, QUADS>(m);
 #pragma GCC unroll 4
@@ -157,7 +161,7 @@ inline void read_tile(const Sample* const* lines, std::size_t position, Sample* 
 // Quads of `QuadCount` vectors, each of which holds those of as many lines, sorted by line.
 template <std::size_t QuadCount, class Sample>
 inline void store_sorted(const typename VectorOf<Sample, 4 * QuadCount>::Type (&m)[QuadCount],
-                         Sample* const* lines, std::size_t position) {
+                         Sample* const* lines, std::ptrdiff_t position) {
     using Vector = typename VectorOf<Sample, 4 * QuadCount>::Type;
     constexpr auto all = std::make_index_sequence<4 * QuadCount>();
     if constexpr (QuadCount == 1) {
@@ -188,7 +192,7 @@ inline void store_sorted(const typename VectorOf<Sample, 4 * QuadCount>::Type (&
 
 // And back.
 template <std::size_t LaneCount, class Sample>
-inline void write_tile(const Sample* tile, Sample* const* lines, std::size_t position) {
+inline void write_tile(const Sample* tile, Sample* const* lines, std::ptrdiff_t position) {
     constexpr std::size_t QUADS = quads_at_once<Sample, LaneCount>();
     using Vector = typename VectorOf<Sample, 4 * QUADS>::Type;
     for (std::size_t lane = 0; lane < LaneCount; lane += 4 * QUADS) {
@@ -209,7 +213,7 @@ inline void write_tile(const Sample* tile, Sample* const* lines, std::size_t pos
                 for (std::size_t quad = 0; quad < QUADS; ++quad) {
                     of_line[quad] = m[4 * quad + i];
                 }
-                store_sorted<QUADS>(of_line, lines + lane + i, position + row);
+                store_sorted<QUADS>(of_line, lines + lane + i, position + as_step(row));
             }
         }
     }
@@ -368,7 +372,7 @@ class AllColumns {
 };
 
 template <std::size_t LaneCount, class Sample>
-inline void ask_for(const Sample* const* upcoming, std::size_t position) {
+inline void ask_for(const Sample* const* upcoming, std::ptrdiff_t position) {
     if (upcoming != nullptr) {
         for (std::size_t lane = 0; lane < LaneCount; ++lane) {
             __builtin_prefetch(upcoming[lane] + position);
@@ -376,18 +380,26 @@ inline void ask_for(const Sample* const* upcoming, std::size_t position) {
     }
 }
 
+// Where the tile begins whose samples are wanted from `position` on.
+inline std::ptrdiff_t tile_begin(std::ptrdiff_t position, std::ptrdiff_t row_count) {
+    constexpr std::ptrdiff_t ROWS = as_step(TILE_ROWS);
+    return position + ROWS <= row_count ? position : row_count - ROWS;
+}
+
 template <class Column, bool KeepsRows, class Sample>
 void filter_tiles_forward(const LaneFilter& filter, const Sample* const* lines,
-                          std::size_t tile_count, double* rows, const Sample* const* upcoming) {
+                          std::ptrdiff_t row_count, double* rows, const Sample* const* upcoming) {
     constexpr std::size_t LANE_COUNT = Column::LANE_COUNT;
     AllColumns<Column> all(filter);
-    for (std::size_t position = 0; position < tile_count * TILE_ROWS; position += TILE_ROWS) {
+    for (std::ptrdiff_t position = 0; position < row_count; position += as_step(TILE_ROWS)) {
+        const std::ptrdiff_t begin = tile_begin(position, row_count);
         alignas(64) Sample tile[TILE_ROWS * LANE_COUNT];
-        read_tile<LANE_COUNT>(lines, position, tile);
-        ask_for<LANE_COUNT>(upcoming, position);
+        read_tile<LANE_COUNT>(lines, begin, tile);
+        ask_for<LANE_COUNT>(upcoming, begin);
+        double* const out = KeepsRows ? rows + begin * as_step(LANE_COUNT) : nullptr;
         all.for_each([&](Column& columns, std::size_t column) {
 #pragma GCC unroll 1
-            for (std::size_t row = 0; row < TILE_ROWS; ++row) {
+            for (auto row = static_cast<std::size_t>(position - begin); row < TILE_ROWS; ++row) {
                 const std::size_t place = row * LANE_COUNT + column;
 #pragma GCC unroll 16
                 for (std::size_t v = 0; v < Column::VECTOR_COUNT; ++v) {
@@ -396,32 +408,32 @@ void filter_tiles_forward(const LaneFilter& filter, const Sample* const* lines,
                     load_widened(x, tile + place + v * WIDTH);
                     columns.step(v, x, y);
                     if constexpr (KeepsRows) {
-                        store(y, rows + place + v * WIDTH);
+                        store(y, out + place + v * WIDTH);
                     }
                 }
             }
         });
-        if constexpr (KeepsRows) {
-            rows += TILE_ROWS * LANE_COUNT;
-        }
     }
     all.save();
 }
 
 template <class Column, bool WritesLines, class Sample>
-void filter_tiles_backward(const LaneFilter& filter, const double* rows, std::size_t tile_count,
+void filter_tiles_backward(const LaneFilter& filter, const double* rows, std::ptrdiff_t row_count,
                            Sample* const* lines, const Sample* const* upcoming) {
     constexpr std::size_t LANE_COUNT = Column::LANE_COUNT;
+    constexpr std::ptrdiff_t ROWS = as_step(TILE_ROWS);
     AllColumns<Column> all(filter);
-    for (std::size_t position = tile_count * TILE_ROWS; position > 0;) {
-        position -= TILE_ROWS;
-        const double* in = rows + position * LANE_COUNT;
+    for (std::ptrdiff_t end = row_count, position = 0; end > 0; end = position) {
+        position = (end - 1) / ROWS * ROWS;
+        const std::ptrdiff_t begin = tile_begin(position, row_count);
+        const double* in = rows + begin * as_step(LANE_COUNT);
         alignas(64) Sample tile[TILE_ROWS * LANE_COUNT];
-        ask_for<LANE_COUNT>(upcoming, position);
+        ask_for<LANE_COUNT>(upcoming, begin);
         all.for_each([&](Column& columns, std::size_t column) {
+            const auto first = static_cast<std::size_t>(position - begin);
 #pragma GCC unroll 1
-            for (std::size_t left = TILE_ROWS; left > 0; --left) {
-                const std::size_t place = (left - 1) * LANE_COUNT + column;
+            for (std::size_t last = TILE_ROWS; last > first; --last) {
+                const std::size_t place = (last - 1) * LANE_COUNT + column;
 #pragma GCC unroll 16
                 for (std::size_t v = 0; v < Column::VECTOR_COUNT; ++v) {
                     Lanes x;
@@ -435,7 +447,7 @@ void filter_tiles_backward(const LaneFilter& filter, const double* rows, std::si
             }
         });
         if constexpr (WritesLines) {
-            write_tile<LANE_COUNT>(tile, lines, position);
+            write_tile<LANE_COUNT>(tile, lines, begin);
         }
     }
     all.save();
@@ -538,25 +550,25 @@ std::size_t lane_count(std::size_t tap_count, std::size_t line_count) {
 }
 
 template <class Sample>
-void filter_forward(const LaneFilter& filter, const Sample* const* lines, std::size_t tile_count,
+void filter_forward(const LaneFilter& filter, const Sample* const* lines, std::size_t row_count,
                     double* rows, const Sample* const* upcoming) {
     with_columns(filter, [&]<class Column>(ColumnOf<Column>) {
         if (rows != nullptr) {
-            filter_tiles_forward<Column, true>(filter, lines, tile_count, rows, upcoming);
+            filter_tiles_forward<Column, true>(filter, lines, as_step(row_count), rows, upcoming);
         } else {
-            filter_tiles_forward<Column, false>(filter, lines, tile_count, rows, upcoming);
+            filter_tiles_forward<Column, false>(filter, lines, as_step(row_count), rows, upcoming);
         }
     });
 }
 
 template <class Sample>
-void filter_backward(const LaneFilter& filter, const double* rows, std::size_t tile_count,
+void filter_backward(const LaneFilter& filter, const double* rows, std::size_t row_count,
                      Sample* const* lines, const Sample* const* upcoming) {
     with_columns(filter, [&]<class Column>(ColumnOf<Column>) {
         if (lines != nullptr) {
-            filter_tiles_backward<Column, true>(filter, rows, tile_count, lines, upcoming);
+            filter_tiles_backward<Column, true>(filter, rows, as_step(row_count), lines, upcoming);
         } else {
-            filter_tiles_backward<Column, false>(filter, rows, tile_count, lines, upcoming);
+            filter_tiles_backward<Column, false>(filter, rows, as_step(row_count), lines, upcoming);
         }
     });
 }

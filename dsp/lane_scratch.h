@@ -58,6 +58,7 @@ struct LaneScratch {
     std::vector<double> states;
     std::vector<double> ends;
     std::vector<double> turns;
+    std::vector<double> lane_state;
 };
 
 // Whether runs have been searched for missing samples, which takes up to a tenth of the time of

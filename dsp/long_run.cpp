@@ -14,8 +14,6 @@ namespace talvora::dsp {
 
 namespace {
 
-constexpr auto ROWS = static_cast<std::ptrdiff_t>(TILE_ROWS);
-
 // Parts and warm-ups are made of whole blocks of the lane that follows them in order.
 constexpr auto BLOCK = static_cast<std::ptrdiff_t>(REST_ROWS);
 
@@ -198,7 +196,7 @@ class LongRunPasses {
                     {state_before(cut, lane * cut.batch_count + batch), order_});
             }
             const LaneLines wanted = shift_lines(lines, SAMPLES_AHEAD);
-            forward_.filter_forward(lines, cut.part_length / ROWS, nullptr, &wanted);
+            forward_.filter_forward(lines, cut.part_length, nullptr, &wanted);
         }
     }
 
@@ -209,7 +207,7 @@ class LongRunPasses {
         for (std::size_t lane = 0; lane < forward_.lane_count(); ++lane) {
             forward_.put_to_rest(lane, static_cast<double>(*lines[lane]));
         }
-        forward_.filter_forward(lines, warm_up_ / ROWS, nullptr);
+        forward_.filter_forward(lines, warm_up_, nullptr);
         forward_.set_lane_state(0, in_order_.state());
     }
 
@@ -278,7 +276,7 @@ class LongRunPasses {
                 forward_.set_lane_state(static_cast<std::size_t>(lane),
                                         {state_before(cut, batch * lane_count_ + lane), order_});
             }
-            forward_.filter_forward(lines, cut.part_length / ROWS, rows_);
+            forward_.filter_forward(lines, cut.part_length, rows_);
             const bool guesses = guesses_hold_;
             if (guesses) {
                 guess_backward(cut, lines);
@@ -294,7 +292,7 @@ class LongRunPasses {
     void guess_backward(const Cut& cut, const LaneLines& lines) {
         warm_up_backward();
         const LaneLines wanted = shift_lines(lines, -SAMPLES_AHEAD);
-        backward_.filter_backward(rows_, cut.part_length / ROWS, &lines, &wanted);
+        backward_.filter_backward(rows_, cut.part_length, &lines, &wanted);
     }
 
     // A part warms up on the first rows of the next one, which is the next column. What all come
@@ -305,7 +303,7 @@ class LongRunPasses {
         for (std::size_t lane = 0; lane < forward_.lane_count(); ++lane) {
             backward_.put_to_rest(lane, last_row[lane]);
         }
-        backward_.filter_backward(next, warm_up_ / ROWS, nullptr);
+        backward_.filter_backward(next, warm_up_, nullptr);
         backward_.set_lane_state(forward_.lane_count() - 1, in_order_.state());
         guesses_.assign(backward_.state().begin(), backward_.state().end());
     }

@@ -61,12 +61,14 @@ class GroupPasses {
           padding_(scratch.padding.reserve(filter.pad_count() * lane_count_)),
           rows_(scratch.rows.reserve(
               static_cast<std::size_t>(std::min(tile_count_, kept_tile_count_) * ROWS * step_))),
-          states_(scratch.states), ends_(scratch.ends), turns_(scratch.turns) {
+          states_(scratch.states), ends_(scratch.ends), turns_(scratch.turns),
+          lane_state_(scratch.lane_state) {
         for (std::size_t lane = 0; asks_for_next_ && lane < MAX_LANE_COUNT; ++lane) {
             next_[lane] = next[std::min(lane, next.size() - 1)].data();
         }
         ends_.resize(forward_.state().size());
         turns_.resize(forward_.state().size());
+        lane_state_.resize(filter.tap_count() - 1);
     }
 
     bool run(Searched searched) {
@@ -106,11 +108,10 @@ class GroupPasses {
     }
     // Lanes are in the order of their lengths.
     std::size_t count_lanes_of(std::ptrdiff_t length) const {
-        std::size_t count = 0;
-        while (count < lane_count_ && length_of(count) >= length) {
-            ++count;
-        }
-        return count;
+        const auto end = std::ranges::partition_point(runs_, [length](std::span<const float> run) {
+            return static_cast<std::ptrdiff_t>(run.size()) >= length;
+        });
+        return static_cast<std::size_t>(end - runs_.begin());
     }
     // Those that have samples in a tile, and those that fill it.
     std::size_t count_live(std::ptrdiff_t tile) const { return count_lanes_of(tile * ROWS + 1); }
@@ -125,20 +126,20 @@ class GroupPasses {
         return lines;
     }
 
-    // Of the vectors of states that runs have at their ends, that of a lane.
-    std::span<double> state_in(std::vector<double>& states, std::size_t lane) const {
-        const std::size_t order = filter_.tap_count() - 1;
-        return std::span(states).subspan(std::min(lane, runs_.size() - 1) * order, order);
+    // Lanes of a state, as TilePass has it.
+    void copy_lanes(std::size_t first, std::size_t last, std::span<const double> from,
+                    std::span<double> to) const {
+        for (std::size_t row = 0; row < to.size(); row += lane_count_) {
+            std::copy(&from[row] + first, &from[row] + last, &to[row] + first);
+        }
     }
-    std::span<double> end_of(std::size_t lane) { return state_in(ends_, lane); }
-    std::span<double> turn_of(std::size_t lane) { return state_in(turns_, lane); }
 
     // Padding before the runs.
     void lead_in() {
         for (std::size_t lane = 0; lane < lane_count_; ++lane) {
             reflect_before(run_of(lane), filter_.pad_count(), padding_ + lane, lane_count_);
-            forward_.put_to_rest(lane, padding_[lane]);
         }
+        forward_.put_to_rest(padding_);
         forward_.filter_rows(padding_, filter_.pad_count(), step_);
     }
 
@@ -146,17 +147,14 @@ class GroupPasses {
     void turn() {
         for (std::size_t lane = 0; lane < lane_count_; ++lane) {
             reflect_after(run_of(lane), filter_.pad_count(), padding_ + lane, lane_count_);
-            backward_.set_lane_state(lane, end_of(lane));
         }
+        std::ranges::copy(ends_, backward_.state().begin());
+        follow_last(runs_.size(), backward_);
         backward_.filter_rows(padding_, filter_.pad_count(), step_);
         double* const last_row = padding_ + (filter_.pad_count() - 1) * lane_count_;
-        for (std::size_t lane = 0; lane < lane_count_; ++lane) {
-            backward_.put_to_rest(lane, last_row[lane]);
-        }
+        backward_.put_to_rest(last_row);
         backward_.filter_rows(last_row, filter_.pad_count(), -step_);
-        for (std::size_t lane = 0; lane < runs_.size(); ++lane) {
-            backward_.get_lane_state(lane, turn_of(lane));
-        }
+        std::ranges::copy(backward_.state(), turns_.begin());
     }
 
     void follow_last(std::size_t live_count, TilePass& pass) const {
@@ -165,13 +163,9 @@ class GroupPasses {
         }
     }
 
-    bool has_missing_end() {
-        for (std::size_t lane = 0; lane < runs_.size(); ++lane) {
-            if (std::isnan(end_of(lane).front())) {
-                return true;
-            }
-        }
-        return false;
+    bool has_missing_end() const {
+        return std::any_of(ends_.begin(), ends_.begin() + as_step(runs_.size()),
+                           [](double value) { return std::isnan(value); });
     }
 
     void keep_forward_state() {
@@ -188,22 +182,12 @@ class GroupPasses {
     void filter_forward(std::ptrdiff_t first, std::ptrdiff_t last, double* rows) {
         for (std::ptrdiff_t tile = first, end = 0; tile < last; tile = end) {
             double* const out = rows != nullptr ? rows + (tile - first) * ROWS * step_ : nullptr;
-            const std::size_t live_count = count_live(tile);
-            end = std::min(last, length_of(live_count - 1) / ROWS);
+            end = std::min(last, end_of_tiles(count_live(tile)));
             if (end > tile) {
-                filter_whole_tiles_forward(tile, end, out);
+                filter_tiles_forward(tile, end, out);
             } else {
                 end = tile + 1;
-                if (ends_are_one(live_count)) {
-                    filter_rest_forward(tile, out != nullptr ? out : spare_rows_.data());
-                } else {
-                    filter_ragged_tile_forward(tile, out);
-                }
-            }
-            for (std::size_t lane = 0; lane < live_count; ++lane) {
-                if (length_of(lane) == end * ROWS) {
-                    forward_.get_lane_state(lane, end_of(lane));
-                }
+                filter_ragged_tile_forward(tile, out);
             }
             if (end * ROWS < length_of(0)) {
                 follow_last(count_live(end), forward_);
@@ -211,35 +195,27 @@ class GroupPasses {
         }
     }
 
-    bool ends_are_one(std::size_t live_count) const {
-        return length_of(live_count - 1) == length_of(0);
+    // As far as so many lanes go together: up to where the first of them ends. A tile that they
+    // all leave half empty reaches back into the one before.
+    std::ptrdiff_t end_of_tiles(std::size_t live_count) const {
+        const std::ptrdiff_t length = length_of(live_count - 1);
+        const bool end_together = length == length_of(0) && length >= ROWS;
+        return end_together ? tiles_for(length) : length / ROWS;
     }
 
-    void filter_whole_tiles_forward(std::ptrdiff_t first, std::ptrdiff_t last, double* rows) {
+    // The rows of these tiles that the first lane has.
+    std::ptrdiff_t count_rows(std::ptrdiff_t first, std::ptrdiff_t last) const {
+        return std::min(last * ROWS, length_of(0)) - first * ROWS;
+    }
+
+    void filter_tiles_forward(std::ptrdiff_t first, std::ptrdiff_t last, double* rows) {
         const LaneLines lines = lines_at(first);
         const bool asks = rows == nullptr || asks_for_next_;
         const LaneLines wanted = asks ? shift_lines(rows == nullptr ? lines : next_,
                                                     rows == nullptr ? SAMPLES_AHEAD : first * ROWS)
                                       : lines;
-        forward_.filter_forward(lines, last - first, rows, asks ? &wanted : nullptr);
-    }
-
-    // What all lanes that go on have left, in rows.
-    void filter_rest_forward(std::ptrdiff_t tile, double* rows) {
-        const LaneLines lines = lines_at(tile);
-        const std::ptrdiff_t row_count = length_of(0) - tile * ROWS;
-        for (std::size_t lane = 0; lane < lane_count_; ++lane) {
-            if (asks_for_next_) {
-                __builtin_prefetch(next_[lane] + tile * ROWS);
-            }
-            for (std::ptrdiff_t row = 0; row < row_count; ++row) {
-                rows[row * step_ + as_step(lane)] = static_cast<double>(lines[lane][row]);
-            }
-        }
-        forward_.filter_rows(rows, static_cast<std::size_t>(row_count), step_);
-        for (std::size_t lane = 0; lane < count_live(tile); ++lane) {
-            forward_.get_lane_state(lane, end_of(lane));
-        }
+        forward_.filter_forward(lines, count_rows(first, last), rows, asks ? &wanted : nullptr);
+        copy_lanes(count_live(last), count_live(first), forward_.state(), ends_);
     }
 
     // Lanes that end within the tile read a copy, and come to their ends by themselves.
@@ -251,58 +227,41 @@ class GroupPasses {
             std::fill(std::ranges::copy(rest, spare_[lane].begin()).out, spare_[lane].end(),
                       rest.back());
             lines[lane] = spare_[lane].data();
-            forward_.get_lane_state(lane, end_of(lane));
+            forward_.get_lane_state(lane, lane_state_);
             for (const float sample : rest) {
-                filter_sample(filter_.b, filter_.a, end_of(lane), static_cast<double>(sample));
+                filter_sample(filter_.b, filter_.a, lane_state_, static_cast<double>(sample));
+            }
+            for (std::size_t i = 0; i < lane_state_.size(); ++i) {
+                ends_[i * lane_count_ + lane] = lane_state_[i];
             }
         }
         std::fill(lines.begin() + as_step(live_count), lines.end(), lines[live_count - 1]);
-        forward_.filter_forward(lines, 1, rows);
+        forward_.filter_forward(lines, ROWS, rows);
+        copy_lanes(count_live(tile + 1), count_whole(tile), forward_.state(), ends_);
     }
 
     // Back over the rows of filter_forward, and to the samples.
     void filter_backward(std::ptrdiff_t first, std::ptrdiff_t last) {
         for (std::ptrdiff_t end = last, tile = 0; end > first; end = tile) {
             const std::size_t live_count = count_live(end - 1);
-            for (std::size_t lane = 0; lane < live_count; ++lane) {
-                if (length_of(lane) == end * ROWS) {
-                    backward_.set_lane_state(lane, turn_of(lane));
-                }
-            }
+            const bool go_together = end_of_tiles(live_count) >= end;
+            copy_lanes(count_live(end), go_together ? live_count : count_whole(end - 1), turns_,
+                       backward_.state());
             follow_last(live_count, backward_);
-            tile = end - 1;
-            if (count_whole(tile) == live_count) {
-                tile = std::max(first, tiles_for(length_of(live_count)));
-                filter_whole_tiles_backward(tile, end, rows_ + (tile - first) * ROWS * step_);
-            } else if (ends_are_one(live_count)) {
-                filter_rest_backward(tile, rows_ + (tile - first) * ROWS * step_);
+            tile = go_together ? std::max(first, tiles_for(length_of(live_count))) : end - 1;
+            double* const rows = rows_ + (tile - first) * ROWS * step_;
+            if (go_together) {
+                filter_tiles_backward(tile, end, rows);
             } else {
-                filter_ragged_tile_backward(tile, rows_ + (tile - first) * ROWS * step_);
+                filter_ragged_tile_backward(tile, rows);
             }
         }
     }
 
-    void filter_whole_tiles_backward(std::ptrdiff_t first, std::ptrdiff_t last, double* rows) {
+    void filter_tiles_backward(std::ptrdiff_t first, std::ptrdiff_t last, double* rows) {
         const LaneLines lines = lines_at(first);
         const LaneLines wanted = shift_lines(lines, -SAMPLES_AHEAD);
-        backward_.filter_backward(rows, last - first, &lines, &wanted);
-    }
-
-    void filter_rest_backward(std::ptrdiff_t tile, double* rows) {
-        const std::size_t live_count = count_live(tile);
-        for (std::size_t lane = 0; lane < live_count; ++lane) {
-            backward_.set_lane_state(lane, turn_of(lane));
-        }
-        follow_last(live_count, backward_);
-        const std::ptrdiff_t row_count = length_of(0) - tile * ROWS;
-        backward_.filter_rows(rows + (row_count - 1) * step_, static_cast<std::size_t>(row_count),
-                              -step_);
-        const LaneLines lines = lines_at(tile);
-        for (std::size_t lane = 0; lane < live_count; ++lane) {
-            for (std::ptrdiff_t row = 0; row < row_count; ++row) {
-                lines[lane][row] = static_cast<float>(rows[row * step_ + as_step(lane)]);
-            }
-        }
+        backward_.filter_backward(rows, count_rows(first, last), &lines, &wanted);
     }
 
     // Lanes that end within the tile write elsewhere, and come in by themselves.
@@ -313,15 +272,18 @@ class GroupPasses {
             lines[lane] = spare_[lane].data();
         }
         std::fill(lines.begin() + as_step(live_count), lines.end(), lines[live_count - 1]);
-        backward_.filter_backward(rows, 1, &lines);
+        backward_.filter_backward(rows, ROWS, &lines);
         for (std::size_t lane = count_whole(tile); lane < live_count; ++lane) {
+            for (std::size_t i = 0; i < lane_state_.size(); ++i) {
+                lane_state_[i] = turns_[i * lane_count_ + lane];
+            }
             for (std::ptrdiff_t row = length_of(lane) - tile * ROWS; row-- > 0;) {
-                const double sample = filter_sample(filter_.b, filter_.a, turn_of(lane),
+                const double sample = filter_sample(filter_.b, filter_.a, lane_state_,
                                                     rows[row * step_ + as_step(lane)]);
                 run_of(lane)[static_cast<std::size_t>(tile * ROWS + row)] =
                     static_cast<float>(sample);
             }
-            backward_.set_lane_state(lane, turn_of(lane));
+            backward_.set_lane_state(lane, lane_state_);
         }
     }
 
@@ -341,10 +303,10 @@ class GroupPasses {
     double* padding_;
     double* rows_;
     std::vector<double>& states_;
-    std::vector<double>& ends_;  // of the forward pass, lane by lane
-    std::vector<double>& turns_; // where the backward pass meets the runs
+    std::vector<double>& ends_;  // the state of each lane where the forward pass leaves its run
+    std::vector<double>& turns_; // and where the backward pass meets it
+    std::vector<double>& lane_state_;
     std::array<std::array<float, TILE_ROWS>, MAX_LANE_COUNT> spare_;
-    std::array<double, TILE_ROWS * MAX_LANE_COUNT> spare_rows_;
 };
 
 } // namespace

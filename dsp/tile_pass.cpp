@@ -11,9 +11,9 @@ namespace {
 
 constexpr auto ROWS = static_cast<std::ptrdiff_t>(TILE_ROWS);
 
-// Tiles that are passed in one call; where lanes come to rest so few that it is soon seen.
-constexpr std::ptrdiff_t MOST_TILES = 15;
-constexpr std::ptrdiff_t REST_TILES = static_cast<std::ptrdiff_t>(REST_ROWS) / ROWS;
+// Rows that are passed in one call; where lanes come to rest so few that it is soon seen.
+constexpr std::ptrdiff_t MOST_ROWS = 15 * ROWS;
+constexpr auto FEW_ROWS = static_cast<std::ptrdiff_t>(REST_ROWS);
 
 // Values that lie `left_step` and `right_step` apart.
 bool same_bits_apart(const double* left, std::size_t left_step, const double* right,
@@ -95,7 +95,7 @@ struct ForwardBlock {
     }
     void follow(std::size_t lane, std::size_t leader) { lines[lane] = lines[leader]; }
     void filter(const LaneFilter& filter) const {
-        kernels.filter_forward(filter, lines.data(), REST_TILES, rows, nullptr);
+        kernels.filter_forward(filter, lines.data(), REST_ROWS, rows, nullptr);
     }
     void end_following(std::size_t, const double*) const {}
 };
@@ -137,7 +137,7 @@ struct BackwardBlock {
         written[lane] = unwanted.data();
     }
     void filter(const LaneFilter& filter) const {
-        kernels.filter_backward(filter, rows, REST_TILES, has_output() ? written.data() : nullptr,
+        kernels.filter_backward(filter, rows, REST_ROWS, has_output() ? written.data() : nullptr,
                                 nullptr);
     }
     void end_following(std::size_t lane, const double* input) const {
@@ -170,6 +170,13 @@ void TilePass::put_to_rest(std::size_t lane, double input) {
     }
 }
 
+void TilePass::put_to_rest(const double* inputs) {
+    for (std::size_t i = 0; i < order_; ++i) {
+        std::transform(inputs, inputs + lane_count_, &scratch_.state[i * lane_count_],
+                       [value = filter_.steady_state[i]](double input) { return value * input; });
+    }
+}
+
 void TilePass::get_lane_state(std::size_t lane, std::span<double> state) const {
     for (std::size_t i = 0; i < order_; ++i) {
         state[i] = scratch_.state[i * lane_count_ + lane];
@@ -194,36 +201,41 @@ bool TilePass::has_met_missing() const {
                        [](double value) { return std::isnan(value); });
 }
 
-void TilePass::filter_forward(const LaneLines& lines, std::ptrdiff_t tile_count, double* rows,
+void TilePass::filter_forward(const LaneLines& lines, std::ptrdiff_t row_count, double* rows,
                               const LaneLines* upcoming) {
     bool all_repeat = false;
-    for (std::ptrdiff_t tile = 0, count = 0; tile < tile_count; tile += count) {
-        const LaneLines now = shift_lines(lines, tile * ROWS);
-        double* const out = rows != nullptr ? rows + tile * ROWS * step() : nullptr;
-        if (tile_count - tile >= REST_TILES &&
+    for (std::ptrdiff_t row = 0, count = 0; row < row_count; row += count) {
+        const LaneLines now = shift_lines(lines, row);
+        double* const out = rows != nullptr ? rows + row * step() : nullptr;
+        if (row_count - row >= FEW_ROWS &&
             (all_repeat || stand_still(now, lane_count_) || is_faint())) {
-            count = REST_TILES;
+            count = FEW_ROWS;
             all_repeat = pass_with_rests(ForwardBlock{kernels_, lane_count_, now, out}, all_repeat);
         } else {
             all_repeat = false;
-            count = std::min(tile_count - tile, MOST_TILES);
-            const LaneLines asked = upcoming != nullptr ? shift_lines(*upcoming, tile * ROWS) : now;
+            count = std::min(row_count - row, MOST_ROWS);
+            const LaneLines asked = upcoming != nullptr ? shift_lines(*upcoming, row) : now;
             kernels_.filter_forward(lane_filter(), now.data(), static_cast<std::size_t>(count), out,
                                     upcoming != nullptr ? asked.data() : nullptr);
         }
     }
 }
 
-void TilePass::filter_backward(double* rows, std::ptrdiff_t tile_count, const LaneLines* lines,
+// Rows beyond whole tiles are the first to be passed, so that no other tile reaches back.
+void TilePass::filter_backward(double* rows, std::ptrdiff_t row_count, const LaneLines* lines,
                                const LaneLines* upcoming) {
     bool all_repeat = false;
-    for (std::ptrdiff_t end = tile_count, count = 0; end > 0; end -= count) {
-        const bool rests =
-            end >= REST_TILES &&
-            (all_repeat || stand_still_before(rows + end * ROWS * step(), lane_count_) ||
-             is_faint() || has_faint(rows + (end * ROWS - 1) * step(), lane_count_));
-        count = rests ? REST_TILES : std::min(end, MOST_TILES);
-        const std::ptrdiff_t first = (end - count) * ROWS;
+    for (std::ptrdiff_t end = row_count, count = 0; end > 0; end -= count) {
+        const std::ptrdiff_t beyond_tiles = end % ROWS;
+        const bool is_silent =
+            end >= FEW_ROWS &&
+            (all_repeat || stand_still_before(rows + end * step(), lane_count_) || is_faint() ||
+             has_faint(rows + (end - 1) * step(), lane_count_));
+        const bool rests = is_silent && beyond_tiles == 0;
+        count = rests       ? FEW_ROWS
+                : is_silent ? beyond_tiles
+                            : std::min(end, beyond_tiles + MOST_ROWS);
+        const std::ptrdiff_t first = end - count;
         const LaneLines now = lines != nullptr ? shift_lines(*lines, first) : LaneLines{};
         double* const in = rows + first * step();
         if (rests) {

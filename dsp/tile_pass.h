@@ -35,6 +35,8 @@ class TilePass {
     std::span<double> state() { return scratch_.state; }
 
     void put_to_rest(std::size_t lane, double input);
+    // All lanes, with a row of inputs.
+    void put_to_rest(const double* inputs);
     void get_lane_state(std::size_t lane, std::span<double> state) const;
     void set_lane_state(std::size_t lane, std::span<const double> state);
     void copy_lane_state(std::size_t from, std::size_t to);
@@ -42,10 +44,10 @@ class TilePass {
     bool has_met_missing() const;
 
     // As in LaneKernels.
-    void filter_forward(const LaneLines& lines, std::ptrdiff_t tile_count, double* rows,
+    void filter_forward(const LaneLines& lines, std::ptrdiff_t row_count, double* rows,
                         const LaneLines* upcoming = nullptr);
     // Leaves the rows as they are.
-    void filter_backward(double* rows, std::ptrdiff_t tile_count, const LaneLines* lines,
+    void filter_backward(double* rows, std::ptrdiff_t row_count, const LaneLines* lines,
                          const LaneLines* upcoming = nullptr);
     void filter_rows(double* rows, std::size_t row_count, std::ptrdiff_t row_step);
 

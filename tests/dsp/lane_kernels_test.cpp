@@ -171,7 +171,7 @@ TEST_P(LaneKernelsOfWidth, TurnLinesToRowsAndTouchNothingElse) {
         }
         std::vector<double> rows((ROW_COUNT + 1) * lanes, -1.0);
         Unchanging unchanging(tap_count, lanes);
-        GetParam().kernels->filter_forward(unchanging.filter(), addresses.data(), TILE_COUNT,
+        GetParam().kernels->filter_forward(unchanging.filter(), addresses.data(), ROW_COUNT,
                                            rows.data(), addresses.data());
         for (std::size_t i = 0; i < rows.size(); ++i) {
             const double expected = i / lanes < ROW_COUNT ? value_at(i / lanes, i % lanes) : -1.0;
@@ -192,7 +192,7 @@ TEST_P(LaneKernelsOfWidth, TurnRowsToLinesAndTouchNothingElse) {
             addresses.push_back(line.data() + 1);
         }
         Unchanging unchanging(tap_count, lanes);
-        GetParam().kernels->filter_backward(unchanging.filter(), rows.data(), TILE_COUNT,
+        GetParam().kernels->filter_backward(unchanging.filter(), rows.data(), ROW_COUNT,
                                             addresses.data(), nullptr);
         for (std::size_t lane = 0; lane < lanes; ++lane) {
             for (std::size_t i = 0; i < ROW_COUNT + 2; ++i) {
@@ -200,6 +200,61 @@ TEST_P(LaneKernelsOfWidth, TurnRowsToLinesAndTouchNothingElse) {
                 ASSERT_EQ(lines[lane][i],
                           is_row ? static_cast<float>(value_at(i - 1, lane)) : -1.0F)
                     << tap_count << " taps, line " << lane;
+            }
+        }
+    });
+}
+
+// Few rows and many, neither whole tiles: the last tile reaches back, the first one stays.
+constexpr std::size_t BEYOND_TILES[] = {1, 15, 17, ROW_COUNT - 3};
+
+TEST_P(LaneKernelsOfWidth, TurnLinesThatEndWithinATile) {
+    for_each_lane_count([](std::size_t tap_count, std::size_t lanes) {
+        for (const std::size_t row_count : BEYOND_TILES) {
+            std::vector<std::vector<float>> lines(lanes, std::vector<float>(TILE_ROWS, -2.0F));
+            std::vector<const float*> addresses;
+            for (std::size_t lane = 0; lane < lanes; ++lane) {
+                for (std::size_t row = 0; row < row_count; ++row) {
+                    lines[lane].push_back(static_cast<float>(value_at(row, lane)));
+                }
+                addresses.push_back(lines[lane].data() + TILE_ROWS);
+            }
+            std::vector<double> rows((row_count + 2) * lanes, -1.0);
+            Unchanging unchanging(tap_count, lanes);
+            GetParam().kernels->filter_forward(unchanging.filter(), addresses.data(), row_count,
+                                               rows.data() + lanes, nullptr);
+            for (std::size_t i = 0; i < rows.size(); ++i) {
+                const bool is_row = i >= lanes && i < (row_count + 1) * lanes;
+                ASSERT_EQ(rows[i], is_row ? value_at(i / lanes - 1, i % lanes) : -1.0)
+                    << tap_count << " taps, " << row_count << " rows, number " << i;
+            }
+        }
+    });
+}
+
+TEST_P(LaneKernelsOfWidth, TurnRowsThatEndWithinATile) {
+    for_each_lane_count([](std::size_t tap_count, std::size_t lanes) {
+        for (const std::size_t row_count : BEYOND_TILES) {
+            std::vector<double> rows(TILE_ROWS * lanes, -2.0);
+            for (std::size_t i = 0; i < row_count * lanes; ++i) {
+                rows.push_back(value_at(i / lanes, i % lanes));
+            }
+            std::vector<std::vector<float>> lines(
+                lanes, std::vector<float>(TILE_ROWS + row_count + 1, -1.0F));
+            std::vector<float*> addresses;
+            for (std::vector<float>& line : lines) {
+                addresses.push_back(line.data() + TILE_ROWS);
+            }
+            Unchanging unchanging(tap_count, lanes);
+            GetParam().kernels->filter_backward(unchanging.filter(),
+                                                rows.data() + TILE_ROWS * lanes, row_count,
+                                                addresses.data(), nullptr);
+            for (std::size_t lane = 0; lane < lanes; ++lane) {
+                for (std::size_t row = 0; row <= row_count; ++row) {
+                    ASSERT_EQ(addresses[lane][row],
+                              row < row_count ? static_cast<float>(value_at(row, lane)) : -1.0F)
+                        << tap_count << " taps, " << row_count << " rows, line " << lane;
+                }
             }
         }
     });
@@ -214,8 +269,8 @@ TEST_P(LaneKernelsOfWidth, MakeInfinitiesOfWhatNoFloatHolds) {
         addresses.push_back(line.data());
     }
     Unchanging unchanging(3, lanes);
-    GetParam().kernels->filter_backward(unchanging.filter(), rows.data(), 1, addresses.data(),
-                                        nullptr);
+    GetParam().kernels->filter_backward(unchanging.filter(), rows.data(), TILE_ROWS,
+                                        addresses.data(), nullptr);
     for (const std::vector<float>& line : lines) {
         EXPECT_EQ(line, std::vector(TILE_ROWS, -std::numeric_limits<float>::infinity()));
     }

@@ -21,21 +21,21 @@ const FilterCoefficients ALTERNATING = {{0.1, 0.1}, {1.0, 0.7}};
 
 using Line = std::vector<float>;
 
-std::size_t filtered_tile_count;
+std::size_t filtered_row_count;
 std::size_t filtering_count;
 
 void count_and_filter_forward(const LaneFilter& filter, const float* const* lines,
-                              std::size_t tile_count, double* rows, const float* const* upcoming) {
-    filtered_tile_count += tile_count;
+                              std::size_t row_count, double* rows, const float* const* upcoming) {
+    filtered_row_count += row_count;
     ++filtering_count;
-    SSE2_LANE_KERNELS.filter_forward(filter, lines, tile_count, rows, upcoming);
+    SSE2_LANE_KERNELS.filter_forward(filter, lines, row_count, rows, upcoming);
 }
 
-void count_and_filter_backward(const LaneFilter& filter, const double* rows, std::size_t tile_count,
+void count_and_filter_backward(const LaneFilter& filter, const double* rows, std::size_t row_count,
                                float* const* lines, const float* const* upcoming) {
-    filtered_tile_count += tile_count;
+    filtered_row_count += row_count;
     ++filtering_count;
-    SSE2_LANE_KERNELS.filter_backward(filter, rows, tile_count, lines, upcoming);
+    SSE2_LANE_KERNELS.filter_backward(filter, rows, row_count, lines, upcoming);
 }
 
 // The kernels of every processor, counting.
@@ -43,7 +43,7 @@ LaneKernels<float> counting_kernels() {
     LaneKernels<float> kernels = SSE2_LANE_KERNELS;
     kernels.filter_forward = count_and_filter_forward;
     kernels.filter_backward = count_and_filter_backward;
-    filtered_tile_count = 0;
+    filtered_row_count = 0;
     filtering_count = 0;
     return kernels;
 }
@@ -77,10 +77,10 @@ std::size_t filter_side_by_side_and_count(std::vector<Line>& lines,
     const std::vector<std::span<float>> runs(lines.begin(), lines.end());
     LaneScratch scratch;
     run_group(runs, {}, prepare_filter(coefficients), kernels, scratch);
-    return filtered_tile_count;
+    return filtered_row_count;
 }
 
-// How many of a thousand tiles are computed of those of lines that are never silent.
+// How many of a thousand rows are computed of those of lines that are never silent.
 std::size_t filter_side_by_side_and_compare(std::vector<Line>& lines,
                                             const FilterCoefficients& coefficients) {
     std::vector<Line> noise = lines_silent_between(0, 0, lines[0].size());

@@ -52,10 +52,15 @@ TEST_F(TilePassOfEightLanes, KeepsTheStateOfEachLaneByItself) {
     EXPECT_THAT(state_of(2), ElementsAre(3, 1));
 }
 
+TEST_F(TilePassOfEightLanes, PutsAllLanesToRestAtOnce) {
+    pass_.put_to_rest(std::array{0.0, 4.0, 8.0, 0.0, 0.0, 0.0, 0.0, -4.0}.data());
+    EXPECT_THAT(pass_.state(), ElementsAre(0, 3, 6, 0, 0, 0, 0, -3, 0, 1, 2, 0, 0, 0, 0, -1));
+}
+
 TEST_F(TilePassOfEightLanes, TellsWhenALaneHasMetAMissingSample) {
     EXPECT_FALSE(pass_.has_met_missing());
     samples_[5][3] = std::numeric_limits<float>::quiet_NaN();
-    pass_.filter_forward(lines_, 1, nullptr);
+    pass_.filter_forward(lines_, TILE_ROWS, nullptr);
     EXPECT_TRUE(pass_.has_met_missing());
 }
 
@@ -64,7 +69,7 @@ TEST_F(TilePassOfEightLanes, FiltersOneLaneWhileOthersRest) {
     samples_[7][0] = 4.0F;
     samples_[7][REST_ROWS + 1] = 8.0F;
     for (std::size_t again = 0; again < 2; ++again) {
-        pass_.filter_forward(lines_, ROW_COUNT / TILE_ROWS, rows_.data());
+        pass_.filter_forward(lines_, ROW_COUNT, rows_.data());
         for (std::size_t row = 0; row < ROW_COUNT; ++row) {
             double expected = row < 3 ? (row == 1 ? 2.0 : 1.0) : 0.0;
             if (row > REST_ROWS && row < REST_ROWS + 4) {
@@ -87,7 +92,7 @@ TEST_F(TilePassOfEightLanes, FiltersOneLaneWhileFaintOnesRest) {
         pass.set_lane_state(lane, std::array{lane == 7 ? 0.0 : sum_in(lane), 0.0});
     }
     samples_[7][REST_ROWS + 1] = 8.0F;
-    pass.filter_forward(lines_, ROW_COUNT / TILE_ROWS, rows_.data());
+    pass.filter_forward(lines_, ROW_COUNT, rows_.data());
     for (std::size_t i = 0; i < rows_.size(); ++i) {
         const bool is_late = i / LANE_COUNT > REST_ROWS + 1;
         ASSERT_EQ(rows_[i], i % LANE_COUNT == 7 ? (is_late ? 8.0 : 0.0) : sum_in(i % LANE_COUNT))
@@ -104,7 +109,7 @@ TEST_F(TilePassOfEightLanes, LeavesTheRowsAsTheyAreOnTheWayBack) {
     const std::vector<double> before = rows_;
     for (const LaneLines* lines :
          {static_cast<const LaneLines*>(nullptr), &std::as_const(lines_)}) {
-        pass_.filter_backward(rows_.data(), ROW_COUNT / TILE_ROWS, lines);
+        pass_.filter_backward(rows_.data(), ROW_COUNT, lines);
         EXPECT_EQ(rows_, before);
     }
     for (std::size_t lane = 0; lane < LANE_COUNT; ++lane) {
