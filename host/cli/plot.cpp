@@ -255,6 +255,17 @@ class Builder {
     std::string other_name_;
 };
 
+// The sets of the other file are those of the first one's.
+void refuse_choice_of_other(const PlotCommand& command) {
+    const TreePlace other = parse_tree_place(command.other);
+    if (other.file != command.other) {
+        throw Failure(ExitCode::Usage,
+                      fmt::format("--with {}: '::{}' chooses nothing there (allowed: {} alone, of "
+                                  "which the sets of the same names are drawn)",
+                                  command.other, other.glob, other.file.string()));
+    }
+}
+
 WriteOptions find_write_options(const PlotCommand& command) {
     WriteOptions options{.replace = command.force,
                          .sources = {parse_tree_place(command.place).file}};
@@ -267,6 +278,7 @@ WriteOptions find_write_options(const PlotCommand& command) {
 void plot_file(const Session& session, const PlotCommand& command) {
     const Draw draw = choose_format(command.output);
     check_span(command);
+    refuse_choice_of_other(command);
     const WriteOptions write_options = find_write_options(command);
     for (const std::filesystem::path& source : write_options.sources) {
         refuse_same_file(source, command.output);

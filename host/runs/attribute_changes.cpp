@@ -67,6 +67,7 @@ class Editor {
         if (!word.type) { // else it is meant so
             refuse_other_writing(path, word, before.has_value());
             refuse_other_count(object, path, word);
+            refuse_labels_alike(object, path, word);
         }
         write(object, path, word, before);
         auto after = find_attribute(tree_, object, word.name);
@@ -112,6 +113,19 @@ class Editor {
                                       count_things(word.items.size(), "text"), word.name,
                                       count_things(extents.front(), "component"),
                                       describe_extents(extents)),
+                          {hint_at_type(word)});
+        }
+    }
+
+    void refuse_labels_alike(ObjectId object, const std::string& path,
+                             const AttributeWord& word) const {
+        const std::set<std::string> labels(word.items.begin(), word.items.end());
+        if (word.name == LABELS_ATTRIBUTE && tree_.kind(object) == ObjectKind::DataSet &&
+            labels.size() < word.items.size()) {
+            throw Failure(ExitCode::Usage,
+                          fmt::format("{}: {}: the texts of '{}' are {}, and name nothing where "
+                                      "some are alike",
+                                      source_, name_owner(path), word.name, describe_items(word)),
                           {hint_at_type(word)});
         }
     }

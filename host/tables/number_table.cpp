@@ -125,6 +125,13 @@ void add_cell(NumberTable& table, NumberColumn& column, const std::string& text,
     if (value) {
         return;
     }
+    if (const auto number = without_separators(text)) {
+        throw Failure(ExitCode::Input,
+                      fmt::format("{}: row {}, column '{}': '{}' has separators between thousands "
+                                  "(allowed: {})",
+                                  source, row_number, column.name, text, *number),
+                      {"write all numbers without them"});
+    }
     note_comma(table, column, text, row_number);
     if (column.missing_count++ == 0) {
         column.first_missing_row = row_number;

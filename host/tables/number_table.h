@@ -52,7 +52,8 @@ NumberTable make_table(std::span<const std::string> names, const std::string& so
 
 // Cells that are no samples (sample_text.h) become NaN and are counted per column, and so do
 // those that the row lacks at its end. Throws a Failure of the input for a row that is longer
-// than the names, and for a number with a decimal point where a comma is the sign.
+// than the names, for a number with a decimal point where a comma is the sign, and for one with
+// separators between thousands.
 void add_row(NumberTable& table, std::span<const std::string> cells, const std::string& source);
 
 // The units of the columns, in brackets or without. Throws a Failure of the input where a name

@@ -87,6 +87,15 @@ TEST_F(Attributes, AreRefusedWhereTheyDoNotFitTheComponents) {
     EXPECT_EQ(set("walk.h5::Signals", {"Labels=A,B,C", "-o", "group.h5"}).exit_code, 0);
 }
 
+TEST_F(Attributes, AreRefusedWhereLabelsAreAlike) {
+    run({"import", "walk.csv", "-o", "pair.h5", "--set", "Both=X,Y"});
+    expect_refused("pair.h5::Signals/Both", {"Labels=A,A", "-o", "out.h5"}, 2,
+                   "error: pair.h5: Signals/Both: the texts of 'Labels' are 'A', 'A', and name "
+                   "nothing where some are alike\nhint: if it is meant so, its type says it: "
+                   "Labels:text=...\n");
+    EXPECT_EQ(set("pair.h5::Signals/Both", {"Labels=A,B", "-o", "good.h5"}).exit_code, 0);
+}
+
 TEST_F(Attributes, AreShownAsJson) {
     const auto json = nlohmann::json::parse(set("walk.h5::Signals/X", {"--json"}).output);
     EXPECT_EQ(json["objects"][0]["path"], "Signals/X");

@@ -142,6 +142,11 @@ TEST_F(PlotCommands, RefusesAnEmptySpanAndAFileThatIsNotThere) {
     EXPECT_EQ(run({"plot", "walk.h5", "--from", "nan", "-o", "p.svg"}).exit_code, 2);
     EXPECT_EQ(run({"plot", "none.h5", "-o", "p.svg"}).exit_code, 3);
     EXPECT_EQ(run({"plot", "walk.h5", "--with", "none.h5", "-o", "p.svg"}).exit_code, 3);
+    const auto chosen = run({"plot", "walk.h5", "--with", "other.h5::Imu/*", "-o", "p.svg"});
+    EXPECT_EQ(chosen.exit_code, 2);
+    EXPECT_EQ(chosen.errors, "error: --with other.h5::Imu/*: '::Imu/*' chooses nothing there "
+                             "(allowed: other.h5 alone, of which the sets of the same names are "
+                             "drawn)\n");
     EXPECT_EQ(run({"plot", "walk.h5::Z", "-o", "p.svg"}).exit_code, 3);
     EXPECT_FALSE(fs::exists(folder_ / "p.svg"));
 }

@@ -1,12 +1,14 @@
 #include "host/tables/csv_reader.h"
 #include "host/text/failure.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <clocale>
 #include <cmath>
 #include <string>
+#include <utility>
 
 namespace talvora::host {
 namespace {
@@ -166,6 +168,33 @@ TEST(ParseCsv, ReadsDecimalCommasThatCanBeNothingElse) {
     EXPECT_THAT(parse_csv("t\tX\n1,500\t2\n2,25\t3\n", "").columns[0].values,
                 ElementsAre(1.5, 2.25));
     EXPECT_THAT(parse_csv("t;X\n0,500;2\n", "").columns[0].values, ElementsAre(0.5));
+}
+
+TEST(ParseCsv, RefusesSeparatorsBetweenThousands) {
+    const std::pair<const char*, const char*> NUMBERS[] = {{"1,234.5", "1234.5"},
+                                                           {"1.234,5", "1234.5"},
+                                                           {"-12,345,678", "-12345678"},
+                                                           {"1.234.567", "1234567"},
+                                                           {"1 234.25", "1234.25"},
+                                                           {"+1'234", "1234"},
+                                                           {"1\u00a0234,5", "1234.5"},
+                                                           {"1\u202f234", "1234"},
+                                                           {"1\u2019234\u2019567", "1234567"},
+                                                           {"123,456,789.01", "123456789.01"}};
+    for (const auto& [number, allowed] : NUMBERS) {
+        EXPECT_EQ(failure_of(fmt::format("t;X\n0;1\n1;\"{}\"\n", number)),
+                  fmt::format("walk.csv: row 3, column 'X': '{}' has separators between thousands "
+                              "(allowed: {})",
+                              number, allowed));
+    }
+}
+
+TEST(ParseCsv, TakesOtherTextsForNoNumbers) {
+    for (const char* text : {"12 3456", "1,2345.6", "0.123,456", "1234,567.8", "1,234,56",
+                             "1,234.5.6", "2026 01 01", "1 234 m", ",234.5", "1,234 567"}) {
+        const NumberTable table = parse_csv(fmt::format("t;X\n0;1\n1;\"{}\"\n", text), "walk.csv");
+        EXPECT_EQ(table.columns[1].missing_count, 1U) << text;
+    }
 }
 
 TEST(ParseCsv, RefusesCommasThatCouldBeSomethingElse) {
