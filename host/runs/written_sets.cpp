@@ -5,6 +5,8 @@
 
 #include <fmt/format.h>
 
+#include <iterator>
+
 namespace talvora::host {
 namespace {
 
@@ -49,15 +51,86 @@ void compare_set(Hdf5Tree& tree, const WrittenSet& written) {
     }
 }
 
+// Each takes some hundred bytes.
+constexpr std::size_t MAX_PARTS = std::size_t{64} * 1024;
+
+struct Run {
+    std::uint64_t begin = 0;
+    std::uint64_t end = 0;
+};
+
+// Nothing where the samples of a slab do not follow each other in the set: one dimension may be
+// cut, before it is one index of each, behind it all.
+std::optional<Run> find_run(const Extents& extents, const Hyperslab& slab) {
+    Run run;
+    std::uint64_t count = 1;
+    bool is_inside = false;
+    for (std::size_t d = 0; d < extents.size(); ++d) {
+        if (is_inside && slab.counts[d] != extents[d]) {
+            return std::nullopt;
+        }
+        is_inside = is_inside || slab.counts[d] != 1;
+        run.begin = run.begin * extents[d] + slab.starts[d];
+        count *= slab.counts[d];
+    }
+    run.end = run.begin + count;
+    return run;
+}
+
 } // namespace
+
+// What is written over a part is none of its samples any more.
+void PartMarks::note(const Extents& extents, const Hyperslab& slab, const ContentMark& mark) {
+    const auto run = find_run(extents, slab);
+    if (!run || parts_.size() == MAX_PARTS) {
+        parts_.clear();
+    }
+    if (!run) {
+        return;
+    }
+    auto part = parts_.lower_bound(run->begin);
+    if (part != parts_.begin() && std::prev(part)->second.end > run->begin) {
+        --part;
+    }
+    while (part != parts_.end() && part->first < run->end) {
+        part = parts_.erase(part);
+    }
+    parts_.insert_or_assign(run->begin, Part{run->end, mark});
+}
+
+std::optional<ContentMark> PartMarks::of_whole(const Extents& extents) const {
+    const auto first = parts_.find(0);
+    return first != parts_.end() && first->second.end == count_samples(extents)
+               ? std::optional(first->second.mark)
+               : std::nullopt;
+}
+
+bool PartMarks::differ(const Extents& extents, const Hyperslab& slab,
+                       std::span<const float> samples) const {
+    const auto run = find_run(extents, slab);
+    if (!run) {
+        return false;
+    }
+    for (auto part = parts_.lower_bound(run->begin);
+         part != parts_.end() && part->second.end <= run->end; ++part) {
+        const auto [begin, written] = *part;
+        if (mark_of(samples.subspan(begin - run->begin, written.end - begin)) != written.mark) {
+            return true;
+        }
+    }
+    return false;
+}
 
 std::vector<WrittenSet> WrittenTree::list_written() {
     std::vector<WrittenSet> sets;
-    for (auto& [set, mark] : marks_) {
+    for (auto& [set, marks] : marks_) {
+        const Extents extents = tree_.extents(set);
+        auto mark = marks.of_whole(extents);
         if (!mark) {
             mark = mark_samples(tree_, set);
+            marks.note(extents, {Extents(extents.size(), 0), extents}, *mark);
         }
-        sets.push_back({tree_.path(set), tree_.extents(set), *mark});
+        sets.push_back({tree_.path(set), extents, *mark});
     }
     return sets;
 }
@@ -65,31 +138,34 @@ std::vector<WrittenSet> WrittenTree::list_written() {
 ObjectId WrittenTree::create_dataset(ObjectId group, std::string_view path,
                                      const Extents& extents) {
     const ObjectId set = tree_.create_dataset(group, path, extents);
-    marks_[set].reset();
+    marks_[set] = {};
     return set;
 }
 
 void WrittenTree::resize(ObjectId set, const Extents& extents) {
-    marks_[set].reset();
+    marks_[set] = {};
     tree_.resize(set, extents);
 }
 
 void WrittenTree::read(ObjectId set, const Hyperslab& slab, std::span<float> samples) {
     tree_.read(set, slab, samples);
     const auto written = marks_.find(set);
-    if (written != marks_.end() && written->second && is_whole(slab, tree_.extents(set)) &&
-        mark_of(samples) != *written->second && keeps_every_bit_(set)) {
+    if (written != marks_.end() && written->second.differ(tree_.extents(set), slab, samples) &&
+        keeps_every_bit_(set)) {
         throw StorageError(StorageError::Access::Writing, describe_other_samples(tree_.path(set)));
     }
 }
 
 void WrittenTree::write(ObjectId set, const Hyperslab& slab, std::span<const float> samples) {
-    auto& mark = marks_[set];
-    mark.reset();
-    tree_.write(set, slab, samples);
-    if (is_whole(slab, tree_.extents(set))) {
-        mark = mark_of(samples);
+    PartMarks& marks = marks_[set];
+    const Extents extents = tree_.extents(set);
+    try {
+        tree_.write(set, slab, samples);
+    } catch (...) { // it may hold a part of them
+        marks = {};
+        throw;
     }
+    marks.note(extents, slab, mark_of(samples));
 }
 
 // What cannot be read of what was just written is no fault of the input.

@@ -6,6 +6,7 @@
 #include "host/system/content_hash.h"
 #include "host/tree/forwarding_tree.h"
 
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <optional>
@@ -22,11 +23,30 @@ struct WrittenSet {
     ContentMark mark; // of the samples, row-major
 };
 
+// Marks of parts of a set, each of samples that follow each other in row-major order, as they were
+// written last; where these become too many, all are forgotten.
+class PartMarks {
+  public:
+    void note(const Extents& extents, const Hyperslab& slab, const ContentMark& mark);
+    // Nothing where the set was not written as a whole last.
+    std::optional<ContentMark> of_whole(const Extents& extents) const;
+    // True where a part inside the slab was written with other samples.
+    bool differ(const Extents& extents, const Hyperslab& slab,
+                std::span<const float> samples) const;
+
+  private:
+    struct Part {
+        std::uint64_t end = 0;
+        ContentMark mark;
+    };
+    std::map<std::uint64_t, Part> parts_; // by their first sample; none overlaps another
+};
+
 // A tree that passes every request on and notes which sets are made, resized and written.
 //
-// What is written to a set as a whole is marked as it passes. A set that is left written in parts
-// is read once more through the tree. Where a set is read as a whole, for a later step, the mark is
-// compared: a StorageError of writing tells that it reads back otherwise.
+// What is written to a set is marked as it passes, as a whole or in its parts. A set that is left
+// written in parts is read once more through the tree. Where a later step reads what was written
+// so, the marks are compared: a StorageError of writing tells that it reads back otherwise.
 class WrittenTree final : public ForwardingTree {
   public:
     using KeepsEveryBit = std::function<bool(ObjectId set)>;
@@ -48,7 +68,7 @@ class WrittenTree final : public ForwardingTree {
 
   private:
     KeepsEveryBit keeps_every_bit_;
-    std::map<ObjectId, std::optional<ContentMark>> marks_; // nothing: of what is to be read
+    std::map<ObjectId, PartMarks> marks_;
 };
 
 // Throws a TreeError that names the first set which is not there, has other extents or holds other

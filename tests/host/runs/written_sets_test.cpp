@@ -1,6 +1,7 @@
 #include "host/runs/output_files.h"
 #include "host/runs/written_sets.h"
 #include "host/tree/memory_tree.h"
+#include "host/tree/tree_rules.h"
 #include "tests/host/temporary_folder.h"
 
 #include <gmock/gmock.h>
@@ -106,6 +107,64 @@ TEST(WrittenTrees, RefuseSamplesThatAreReadOtherwiseThanTheyWereWritten) {
     EXPECT_NO_THROW(read_spoiled(false, nothing)); // a filter rounds
     EXPECT_NO_THROW(
         read_spoiled(true, [](WrittenTree& tree, ObjectId set) { write_from(tree, set, 1, {5}); }));
+}
+
+// A set of [2, 6] that is written by its halves of lines: a later step reads it so again.
+TEST(WrittenTrees, RefusePartsThatAreReadOtherwiseThanTheyWereWritten) {
+    const auto visit_halves = [](const std::function<void(const Hyperslab&)>& visit) {
+        for (const std::uint64_t line : {0U, 1U}) {
+            for (const std::uint64_t start : {0U, 3U}) {
+                visit({Extents{line, start}, Extents{1, 3}});
+            }
+        }
+    };
+    const auto read_spoiled = [&](std::uint64_t spoiled_line,
+                                  const std::function<void(WrittenTree&, ObjectId)>& more) {
+        MemoryTree inner;
+        WrittenTree tree(inner, keeps_every_bit);
+        const ObjectId set = tree.create_dataset(tree.root(), "X", {2, 6});
+        std::vector<float> samples = {1, 2, 3};
+        visit_halves([&](const Hyperslab& slab) { tree.write(set, slab, samples); });
+        visit_halves([&](const Hyperslab& slab) { tree.read(set, slab, samples); });
+        if (spoiled_line < 2) {
+            inner.write(set, {Extents{spoiled_line, 4}, Extents{1, 1}}, std::vector<float>{7});
+        }
+        more(tree, set);
+        visit_halves([&](const Hyperslab& slab) { tree.read(set, slab, samples); });
+    };
+    const auto write = [](const Extents& starts, const Extents& counts) {
+        return [=](WrittenTree& tree, ObjectId set) {
+            tree.write(set, {starts, counts}, std::vector<float>(count_samples(counts), 5));
+        };
+    };
+    const auto nothing = [](WrittenTree&, ObjectId) {};
+    const auto refusal = testing::ThrowsMessage<StorageError>(
+        "'X' reads back other samples than were written to it");
+    EXPECT_NO_THROW(read_spoiled(2, nothing));
+    EXPECT_THAT([&] { read_spoiled(0, nothing); }, refusal);
+    EXPECT_THAT([&] { read_spoiled(1, nothing); }, refusal);
+    EXPECT_THAT([&] { read_spoiled(1, write({0, 0}, {1, 6})); }, refusal);
+    const auto read_whole = [](WrittenTree& tree, ObjectId set) {
+        std::vector<float> samples(12);
+        tree.read(set, {Extents{0, 0}, Extents{2, 6}}, samples);
+    };
+    EXPECT_NO_THROW(read_spoiled(2, read_whole));
+    EXPECT_THAT([&] { read_spoiled(1, read_whole); }, refusal);
+    // What is written by the way is what is read then: in a part, over two, across lines.
+    for (const auto& more : {write({1, 5}, {1, 1}), write({0, 2}, {1, 2}), write({1, 0}, {1, 6}),
+                             write({0, 1}, {2, 1}), write({0, 0}, {2, 6})}) {
+        EXPECT_NO_THROW(read_spoiled(2, more));
+    }
+}
+
+TEST(WrittenTrees, ForgetPartsOfASetThatIsResized) {
+    MemoryTree inner;
+    WrittenTree tree(inner, keeps_every_bit);
+    const ObjectId set = tree.create_dataset(tree.root(), "X", {2, 2});
+    tree.write(set, {Extents{1, 0}, Extents{1, 2}}, std::vector<float>{1, 2});
+    tree.resize(set, {2, 1});
+    std::vector<float> samples(1);
+    EXPECT_NO_THROW(tree.read(set, {Extents{1, 0}, Extents{1, 1}}, samples));
 }
 
 // A file with the sets X and Y, written and closed; spoiled by `spoil` before it is checked.
