@@ -653,9 +653,14 @@ void Hdf5Tree::refuse_referrers(ObjectId id, std::uint64_t address, std::string_
     const auto found = std::find_if(
         first, last, [&](const auto& referrer) { return is_hindrance(referrer.second); });
     if (found != last) {
-        throw TreeError(fmt::format("'{}' cannot be {}: {} refers to {}", node(id).path, change,
-                                    describe_referrer(found->second),
-                                    found->second.to_region ? "a part of it" : "it"));
+        const hdf5::Referrer& referrer = found->second;
+        throw TreeError(fmt::format("'{}' cannot be {}: {} refers to {}{}", node(id).path, change,
+                                    describe_referrer(referrer),
+                                    referrer.to_region ? "a part of it" : "it",
+                                    referrer.by == hdf5::Referrer::By::Unlinked
+                                        ? " (h5repack makes a copy without such an object, which "
+                                          "may have been deleted)"
+                                        : ""));
     }
 }
 
