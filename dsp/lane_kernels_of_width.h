@@ -45,8 +45,13 @@ inline void load_widened(Lanes& lanes, const Sample* samples) {
     load(narrow, samples);
     lanes = __builtin_convertvector(narrow, Lanes);
 }
-// In one instruction: GCC makes more of the portable form.
-#if defined(__AVX__) && LANE_WIDTH == 4
+// In one instruction: GCC makes more of the portable form, and warns of its own header where no
+// mask is given.
+#if defined(__AVX512F__) && LANE_WIDTH == 8
+inline void load_widened(Lanes& lanes, const float* samples) {
+    lanes = _mm512_maskz_cvtps_pd(0xFF, _mm256_loadu_ps(samples));
+}
+#elif defined(__AVX__) && LANE_WIDTH == 4
 inline void load_widened(Lanes& lanes, const float* samples) {
     lanes = _mm256_cvtps_pd(_mm_loadu_ps(samples));
 }
