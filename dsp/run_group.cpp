@@ -57,6 +57,7 @@ class GroupPasses {
           kept_tile_count_(
               tiles_of(max_kept_doubles(kernels, filter.tap_count(), lane_count_), step_)),
           segment_tile_count_(tiles_of(SEGMENT_DOUBLES, step_)),
+          is_in_copies_(length_of(0) < ROWS && runs.back().size() == runs.front().size()),
           asks_for_next_(!next.empty() && length_of(0) <= MAX_LENGTH_ASKED_FOR),
           padding_(scratch.padding.reserve(filter.pad_count() * lane_count_)),
           rows_(scratch.rows.reserve(
@@ -69,6 +70,9 @@ class GroupPasses {
         ends_.resize(forward_.state().size());
         turns_.resize(forward_.state().size());
         lane_state_.resize(filter.tap_count() - 1);
+        for (std::size_t lane = 0; is_in_copies_ && lane < runs_.size(); ++lane) {
+            std::ranges::copy(runs_[lane], line_of(lane));
+        }
     }
 
     bool run(Searched searched) {
@@ -95,6 +99,9 @@ class GroupPasses {
             filter_forward(first, last, rows_);
             filter_backward(first, last);
         }
+        for (std::size_t lane = 0; is_in_copies_ && lane < runs_.size(); ++lane) {
+            std::copy_n(line_of(lane), length_of(lane), runs_[lane].begin());
+        }
         return true;
     }
 
@@ -117,11 +124,15 @@ class GroupPasses {
     std::size_t count_live(std::ptrdiff_t tile) const { return count_lanes_of(tile * ROWS + 1); }
     std::size_t count_whole(std::ptrdiff_t tile) const { return count_lanes_of((tile + 1) * ROWS); }
 
-    LaneLines lines_at(std::ptrdiff_t tile) const {
+    // Tiles reach back before lines of less than a tile: these are filtered in copies.
+    float* line_of(std::size_t lane) {
+        return is_in_copies_ ? spare_[lane].data() + ROWS - length_of(lane) : runs_[lane].data();
+    }
+    LaneLines lines_at(std::ptrdiff_t tile) {
         const std::size_t live_count = count_live(tile);
         LaneLines lines;
         for (std::size_t lane = 0; lane < MAX_LANE_COUNT; ++lane) {
-            lines[lane] = run_of(std::min(lane, live_count - 1)).data() + tile * ROWS;
+            lines[lane] = line_of(std::min(lane, live_count - 1)) + tile * ROWS;
         }
         return lines;
     }
@@ -199,8 +210,7 @@ class GroupPasses {
     // all leave half empty reaches back into the one before.
     std::ptrdiff_t end_of_tiles(std::size_t live_count) const {
         const std::ptrdiff_t length = length_of(live_count - 1);
-        const bool end_together = length == length_of(0) && length >= ROWS;
-        return end_together ? tiles_for(length) : length / ROWS;
+        return length == length_of(0) ? tiles_for(length) : length / ROWS;
     }
 
     // The rows of these tiles that the first lane has.
@@ -298,6 +308,7 @@ class GroupPasses {
     std::ptrdiff_t tile_count_;
     std::ptrdiff_t kept_tile_count_;
     std::ptrdiff_t segment_tile_count_;
+    bool is_in_copies_;
     bool asks_for_next_;
     LaneLines next_{};
     double* padding_;
