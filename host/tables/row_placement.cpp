@@ -1,5 +1,6 @@
 #include "host/tables/row_placement.h"
 
+#include "host/tables/time_ticks.h"
 #include "host/text/failure.h"
 #include "host/text/plural.h"
 #include "host/tree/rate_tolerance.h"
@@ -104,6 +105,27 @@ void refuse_drift(std::span<const double> times, const TimeGrid& grid, std::size
     }
 }
 
+// So few gaps lie regularly by chance, too.
+constexpr std::uint64_t GAPS_BY_CHANCE = 9;
+
+// Rows with gaps that lie as regularly as the rounding of times would have them.
+void refuse_two_readings(std::span<const double> times, const std::string& times_name,
+                         const TimeGrid& grid, const std::string& source) {
+    const std::uint64_t missing_count =
+        grid.sample_count - std::min<std::uint64_t>(grid.sample_count, times.size());
+    const auto unbroken = missing_count > GAPS_BY_CHANCE ? find_unbroken_rate(times) : std::nullopt;
+    if (unbroken) {
+        throw Failure(
+            ExitCode::Input,
+            fmt::format("{}: '{}' has two readings: {} at {:.6g} Hz one behind the other, their "
+                        "times cut to {:.6g} s, or at {:.6g} Hz with {} missing",
+                        source, times_name, count_things(times.size(), "row"), *unbroken,
+                        find_tick(times), grid.sample_rate, missing_count),
+            {fmt::format("--rate {:.6g} takes them one behind the other", *unbroken),
+             fmt::format("--rate {:.6g} --grid nearest takes them with gaps", grid.sample_rate)});
+    }
+}
+
 std::optional<TimeGrid> try_to_place(std::span<const double> times) {
     try {
         return place_rows(times, {}, {}, {}).grid;
@@ -113,9 +135,10 @@ std::optional<TimeGrid> try_to_place(std::span<const double> times) {
 }
 
 // Of times that stand on a grid of their own; in others what looks like it is jitter.
-std::optional<std::string> find_missing_rows(std::span<const double> times, std::size_t first_row) {
+std::optional<std::string> find_missing_rows(std::span<const double> times, double sample_rate,
+                                             std::size_t first_row) {
     const auto grid = try_to_place(times);
-    if (!grid || grid->sample_count <= times.size()) {
+    if (!grid || grid->sample_count <= times.size() || is_unbroken_at(times, sample_rate)) {
         return std::nullopt;
     }
     const auto gap = std::ranges::adjacent_find(
@@ -156,6 +179,9 @@ PlacedRows place_rows(std::span<const double> times, const std::string& times_na
     if (choice.placement == Placement::Steps) {
         refuse_many_left_out(placed.grid, choice.first_row, source);
         refuse_drift(times, placed.grid, choice.first_row, source);
+        if (!choice.sample_rate) {
+            refuse_two_readings(times, times_name, placed.grid, source);
+        }
     }
     report_grid(times, times_name, choice, source, placed);
     return placed;
@@ -176,7 +202,7 @@ std::optional<std::string> find_contradiction(std::span<const double> times, dou
         return fmt::format("by it the {} rows take {:.6g} s ({:.6g} Hz), not {:.6g} s",
                            times.size(), span, step_count / span, told);
     }
-    return find_missing_rows(times, first_row);
+    return find_missing_rows(times, sample_rate, first_row);
 }
 
 void refuse_bad_grid(const GridChoice& choice) {

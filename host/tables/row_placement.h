@@ -20,14 +20,15 @@ struct PlacedRows {
 
 // `times` in seconds, which messages name so. Throws a Failure of the input, `source` in front, as
 // place_on_grid does, and where rows that are placed by steps stand more than half a sample from
-// their times, or more than one in a hundred of them is left out.
+// their times, more than one in a hundred of them is left out, or more than a few gaps between them
+// may be the rounding of times at another rate (time_ticks.h).
 PlacedRows place_rows(std::span<const double> times, const std::string& times_name,
                       const GridChoice& choice, const std::string& source);
 
 // What times say of rows that are told to be equally spaced at a rate, where it contradicts that:
 // "by it the 500 rows take 1.996 s (250 Hz), not 4.99 s", by more than RATE_TOLERANCE and a sample,
-// that rows are missing between them, of which the times stand on a grid, or that the times do not
-// ascend. Nothing where they do not contradict it.
+// that rows are missing between them, of which the times stand on a grid and which the rounding of
+// times does not explain, or that the times do not ascend. Nothing where they do not contradict it.
 std::optional<std::string> find_contradiction(std::span<const double> times, double sample_rate,
                                               std::size_t first_row);
 

@@ -1,6 +1,7 @@
 #include "host/tables/time_grid.h"
 
 #include "host/tables/round_number.h"
+#include "host/tables/time_ticks.h"
 #include "host/text/failure.h"
 
 #include <fmt/format.h>
@@ -80,31 +81,11 @@ RegularSteps gather_regular_steps(std::span<const double> steps, double typical)
     return regular;
 }
 
-// The largest power of ten, of a second and below, of which all times are multiples: they were told
-// in so many digits, or might have been.
-double find_tick(std::span<const double> times) {
-    constexpr double ROUNDING = 4 * std::numeric_limits<double>::epsilon();
-    constexpr int MOST_DIGITS = 15;
-    for (int digits = 0; digits < MOST_DIGITS; ++digits) {
-        const double ticks_per_second = std::pow(10, digits);
-        const auto is_multiple = [&](double time) {
-            const double ticks = time * ticks_per_second;
-            return std::abs(ticks - std::round(ticks)) <= ROUNDING * std::abs(ticks);
-        };
-        if (std::ranges::all_of(times, is_multiple)) {
-            return 1 / ticks_per_second;
-        }
-    }
-    return 0;
-}
-
 // How far the sum of regular steps may be off: each run of them begins and ends at a time that is
 // rounded to a tick, unless all steps are alike, and to a double.
 double find_uncertainty(std::span<const double> times, const RegularSteps& regular) {
-    const double rounding = 4 * std::numeric_limits<double>::epsilon() *
-                            std::max(std::abs(times.front()), std::abs(times.back()));
     const double tick = std::min(find_tick(times), regular.greatest - regular.least);
-    return static_cast<double>(regular.run_count) * (tick + rounding);
+    return static_cast<double>(regular.run_count) * (tick + rounding_of(times));
 }
 
 double find_rate(std::span<const double> times, std::span<const double> steps,

@@ -1,0 +1,94 @@
+#include "host/tables/time_ticks.h"
+
+#include "host/tables/round_number.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace talvora::host {
+namespace {
+
+// Between the earliest and the latest that a row comes against rows one behind the other, in
+// seconds: less than a tick where that is what they are. Convex in the period.
+double measure_spread(std::span<const double> times, double period) {
+    double earliest = 0;
+    double latest = 0;
+    for (std::size_t row = 0; row < times.size(); ++row) {
+        const double late = times[row] - times.front() - static_cast<double>(row) * period;
+        earliest = std::min(earliest, late);
+        latest = std::max(latest, late);
+    }
+    return latest - earliest;
+}
+
+// Halvings of a range of doubles, until nothing is left between its ends.
+constexpr int MOST_STEPS = 60;
+
+double find_best_period(std::span<const double> times, double shortest, double longest) {
+    for (int step = 0; step < MOST_STEPS; ++step) {
+        const double third = (longest - shortest) / 3;
+        if (measure_spread(times, shortest + third) < measure_spread(times, longest - third)) {
+            longest -= third;
+        } else {
+            shortest += third;
+        }
+    }
+    return (shortest + longest) / 2;
+}
+
+// The last period from `good` on towards `bad` of which the spread is within the limit.
+double find_end(std::span<const double> times, double good, double bad, double limit) {
+    for (int step = 0; step < MOST_STEPS; ++step) {
+        const double middle = (good + bad) / 2;
+        (measure_spread(times, middle) <= limit ? good : bad) = middle;
+    }
+    return good;
+}
+
+} // namespace
+
+double find_tick(std::span<const double> times) {
+    constexpr double ROUNDING = 4 * std::numeric_limits<double>::epsilon();
+    constexpr int MOST_DIGITS = 15;
+    for (int digits = 0; digits < MOST_DIGITS; ++digits) {
+        const double ticks_per_second = std::pow(10, digits);
+        const auto is_multiple = [&](double time) {
+            const double ticks = time * ticks_per_second;
+            return std::abs(ticks - std::round(ticks)) <= ROUNDING * std::abs(ticks);
+        };
+        if (std::ranges::all_of(times, is_multiple)) {
+            return 1 / ticks_per_second;
+        }
+    }
+    return 0;
+}
+
+double rounding_of(std::span<const double> times) {
+    return 4 * std::numeric_limits<double>::epsilon() *
+           std::max(std::abs(times.front()), std::abs(times.back()));
+}
+
+bool is_unbroken_at(std::span<const double> times, double sample_rate) {
+    return measure_spread(times, 1 / sample_rate) < find_tick(times) - rounding_of(times);
+}
+
+std::optional<double> find_unbroken_rate(std::span<const double> times) {
+    const double tick = find_tick(times);
+    const double limit = tick + rounding_of(times);
+    const auto step_count = static_cast<double>(times.size() - 1);
+    const double span = times.back() - times.front();
+    if (!(tick > 0 && span > tick)) {
+        return std::nullopt;
+    }
+    const double shortest = (span - tick) / step_count;
+    const double longest = (span + tick) / step_count;
+    const double best = find_best_period(times, shortest, longest);
+    if (measure_spread(times, best) > limit) {
+        return std::nullopt;
+    }
+    return roundest_between(1 / find_end(times, best, longest, limit),
+                            1 / find_end(times, best, shortest, limit));
+}
+
+} // namespace talvora::host

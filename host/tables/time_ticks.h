@@ -1,0 +1,25 @@
+// Times that are told in ticks, so many digits of a second, and rows that may have come one behind
+// the other although their times do not seem so: 800 rows a second in whole milliseconds have steps
+// of 1 and 2 ms, as 1000 rows a second have of which some are missing.
+#pragma once
+
+#include <optional>
+#include <span>
+
+namespace talvora::host {
+
+// The largest power of ten, of a second and below, of which all times are multiples: they were told
+// in so many digits, or might have been. 0 where there is none.
+double find_tick(std::span<const double> times);
+
+// How far times may be off for being doubles, in seconds.
+double rounding_of(std::span<const double> times);
+
+// Whether rows one behind the other at this rate, the first at any time within a tick, would be
+// told these times.
+bool is_unbroken_at(std::span<const double> times, double sample_rate);
+
+// The roundest rate at which they would be, as near as doubles tell. `times` ascend, two or more.
+std::optional<double> find_unbroken_rate(std::span<const double> times);
+
+} // namespace talvora::host
