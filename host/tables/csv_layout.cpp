@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <map>
 #include <span>
+#include <tuple>
 
 namespace talvora::host {
 namespace {
@@ -104,18 +105,36 @@ Cells split_cells(std::string_view line, char delimiter) {
     return cells;
 }
 
-char most_frequent_delimiter(std::string_view line) {
-    return *std::ranges::max_element(
-        DELIMITERS, {}, [&](char candidate) { return split_cells(line, candidate).size(); });
+// Such as "5;2" of "1,5;2,5": what other delimiters part, and no number with a decimal comma.
+bool holds_several(const std::string& cell) {
+    return cell.find_first_of(DELIMITERS) != std::string::npos && is_word(cell);
 }
 
-// How many lines have so many cells.
-std::map<std::size_t, std::size_t> count_widths(std::span<const Line> lines, char delimiter) {
-    std::map<std::size_t, std::size_t> counts;
+std::ptrdiff_t count_torn(std::span<const Line> lines, char delimiter) {
+    return std::ranges::count_if(lines, [&](const Line& line) {
+        return std::ranges::any_of(split_cells(line.text, delimiter), holds_several);
+    });
+}
+
+// Of the delimiters that part the names the one that tears the fewest of the lines below, and of
+// these the one that makes the most names: in names there may be commas, and in numbers.
+char find_delimiter(std::span<const Line> lines, std::size_t names) {
+    const auto rank = [&](char candidate) {
+        const std::size_t name_count = split_cells(lines[names].text, candidate).size();
+        return std::tuple(name_count > 1, -count_torn(lines.subspan(names + 1), candidate),
+                          name_count);
+    };
+    return *std::ranges::max_element(DELIMITERS, {}, rank);
+}
+
+// The lines that have so many cells.
+std::map<std::size_t, std::vector<Line>> gather_widths(std::span<const Line> lines,
+                                                       char delimiter) {
+    std::map<std::size_t, std::vector<Line>> widths;
     for (const Line& line : lines) {
-        ++counts[split_cells(line.text, delimiter).size()];
+        widths[split_cells(line.text, delimiter).size()].push_back(line);
     }
-    return counts;
+    return widths;
 }
 
 // ---------------------------------------------------------------------------
@@ -150,21 +169,25 @@ struct Head {
     Cells cells(std::size_t line) const { return split_cells(lines[line].text, delimiter); }
 };
 
-// The table of more rows than those that are as wide as the first.
+// The table of more rows than those that are as wide as the first; of as many, fewer of them torn.
 void find_table_below(Head& head) {
     const std::size_t first_width = head.cells(0).size();
-    std::size_t most = first_width < 2 ? 1 : count_widths(head.lines, head.delimiter)[first_width];
-    const Head as_it_stands = head;
+    const auto rank = [](std::span<const Line> lines, char delimiter) {
+        return std::pair(std::ssize(lines), -count_torn(lines, delimiter));
+    };
+    auto best = first_width < 2
+                    ? std::pair<std::ptrdiff_t, std::ptrdiff_t>(1, 0)
+                    : rank(gather_widths(head.lines, head.delimiter)[first_width], head.delimiter);
     for (const char delimiter : DELIMITERS) {
-        for (const auto& [width, count] : count_widths(head.lines, delimiter)) {
-            const auto has_width = [&, wanted = width](const Line& line) {
-                return split_cells(line.text, delimiter).size() == wanted;
-            };
-            const auto names = std::ranges::find_if(as_it_stands.lines, has_width);
-            if (width > 1 && count > most && holds_names(split_cells(names->text, delimiter))) {
-                most = count;
+        for (const auto& [width, lines] : gather_widths(head.lines, delimiter)) {
+            const auto found = rank(lines, delimiter);
+            if (width > 1 && found > best &&
+                holds_names(split_cells(lines.front().text, delimiter))) {
+                best = found;
                 head.delimiter = delimiter;
-                head.names = static_cast<std::size_t>(names - as_it_stands.lines.begin());
+                head.names = static_cast<std::size_t>(
+                    std::ranges::find(head.lines, lines.front().row, &Line::row) -
+                    head.lines.begin());
             }
         }
     }
@@ -188,7 +211,7 @@ Head find_head(std::string_view text, const CsvChoice& choice, const std::string
     }
     if (choice.names_row) {
         head.names = find_row(head, *choice.names_row, source);
-        head.delimiter = most_frequent_delimiter(head.lines[head.names].text);
+        head.delimiter = find_delimiter(head.lines, head.names);
         return head;
     }
     const std::string_view first = head.lines.front().text;
@@ -197,7 +220,7 @@ Head find_head(std::string_view text, const CsvChoice& choice, const std::string
         head.names = 1;
         return head;
     }
-    head.delimiter = most_frequent_delimiter(first);
+    head.delimiter = find_delimiter(head.lines, 0);
     find_table_below(head);
     return head;
 }

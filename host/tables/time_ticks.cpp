@@ -22,11 +22,12 @@ double measure_spread(std::span<const double> times, double period) {
     return latest - earliest;
 }
 
-// Halvings of a range of doubles, until nothing is left between its ends.
-constexpr int MOST_STEPS = 60;
+// Until nothing is left between the ends of a range of doubles, by thirds and by halves.
+constexpr int THIRDS = 120;
+constexpr int HALVES = 60;
 
 double find_best_period(std::span<const double> times, double shortest, double longest) {
-    for (int step = 0; step < MOST_STEPS; ++step) {
+    for (int step = 0; step < THIRDS; ++step) {
         const double third = (longest - shortest) / 3;
         if (measure_spread(times, shortest + third) < measure_spread(times, longest - third)) {
             longest -= third;
@@ -39,7 +40,7 @@ double find_best_period(std::span<const double> times, double shortest, double l
 
 // The last period from `good` on towards `bad` of which the spread is within the limit.
 double find_end(std::span<const double> times, double good, double bad, double limit) {
-    for (int step = 0; step < MOST_STEPS; ++step) {
+    for (int step = 0; step < HALVES; ++step) {
         const double middle = (good + bad) / 2;
         (measure_spread(times, middle) <= limit ? good : bad) = middle;
     }
@@ -75,7 +76,7 @@ bool is_unbroken_at(std::span<const double> times, double sample_rate) {
 
 std::optional<double> find_unbroken_rate(std::span<const double> times) {
     const double tick = find_tick(times);
-    const double limit = tick + rounding_of(times);
+    const double limit = tick + 4 * rounding_of(times);
     const auto step_count = static_cast<double>(times.size() - 1);
     const double span = times.back() - times.front();
     if (!(tick > 0 && span > tick)) {

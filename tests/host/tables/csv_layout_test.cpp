@@ -32,6 +32,18 @@ TEST(FindLayout, FindsTheDelimiterInTheRowOfNames) {
     EXPECT_EQ(layout_of("sep=;\nt;x\n1;2\n").names_row, 2U);
 }
 
+// Each line below has as many commas as that of the names.
+TEST(FindLayout, TakesCommasInNamesAndNumbersForNoDelimiters) {
+    EXPECT_EQ(layout_of("Force, left;Force, right\n1,5;2,5\n1,75;2,25\n").delimiter, ';');
+    EXPECT_EQ(layout_of("t, s\ta, x\n0,5\t1,5\n1,0\t2,5\n").delimiter, '\t');
+    EXPECT_EQ(layout_of("t, s;a, x;Note\n0,5;1,5;ok, so\n1,0;2,5;\n").delimiter, ';');
+    EXPECT_EQ(layout_of("a;b,c;d,e;f\n1,5,2\n2,5,3\n").delimiter, ',');
+    EXPECT_EQ(layout_of("a;b,c\n1.5,2.5\n2.5,3.5\n").delimiter, ',');
+    const CsvLayout named =
+        find_layout("x\nForce, left;Force, right\n1,5;2,5\n", {.names_row = 2}, "walk.csv");
+    EXPECT_EQ(named.delimiter, ';');
+}
+
 TEST(FindLayout, LeavesOutWhatStandsAboveTheTable) {
     const std::string_view text = "# Recorder 7\r\nSubject: 12\r\n\r\nt;X;Y\r\n0;1;2\r\n1;2;3\r\n";
     const CsvLayout layout = layout_of(text);

@@ -68,6 +68,16 @@ TEST(PlaceRows, RefusesGapsThatAnotherRateExplains) {
     EXPECT_THAT(failure_of(in_ticks(800, 10'000, 1e3, 1.7e12)).what(), HasSubstr("at 800 Hz"));
 }
 
+// Half a tick goes to the even one: the earliest and the latest row are a whole tick apart.
+TEST(PlaceRows, RefusesThemWhereTimesAreRoundedToo) {
+    std::vector<double> times;
+    for (int i = 0; i < 8000; ++i) {
+        times.push_back(std::nearbyint(i * 1.25) * 1e-3);
+    }
+    EXPECT_THAT(failure_of(times).what(), HasSubstr("8000 rows at 800 Hz one behind the other"));
+    EXPECT_EQ(find_contradiction(times, 800, 2), std::nullopt);
+}
+
 TEST(PlaceRows, TakesGapsThatNoOtherRateExplains) {
     const auto lost_in_bursts = with_gaps(1000, 10'000, [](std::size_t i) { return i % 500 < 20; });
     const auto lost_at_random =
@@ -105,7 +115,7 @@ TEST(TimeTicks, TellWhetherRowsMayHaveComeOneBehindTheOther) {
     EXPECT_THAT(find_unbroken_rate(in_ticks(812.37, 10'000, 1e3)),
                 Optional(DoubleNear(812.37, 0.1)));
     EXPECT_THAT(find_unbroken_rate(in_ticks(1000, 100, 1e3)), Optional(1000));
-    EXPECT_EQ(find_unbroken_rate({{0, 0.001, 0.002, 0.004, 0.006, 0.007, 0.008}}), std::nullopt);
+    EXPECT_EQ(find_unbroken_rate({{0, 0.001, 0.002, 0.003, 0.006, 0.007, 0.008}}), std::nullopt);
     EXPECT_EQ(find_tick({{0, 0.25, 0.5}}), 0.01);
     EXPECT_EQ(find_tick({{0, 2, 7}}), 1);
 }
