@@ -16,7 +16,6 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
-#include <ranges>
 #include <span>
 #include <vector>
 
@@ -47,17 +46,17 @@ dsp::PreparedFilter design(float rate) {
 }
 
 // One pass in direct form II transposed, in the steady state of its first sample.
-template <typename Samples>
-void filter_pass(const dsp::PreparedFilter& filter, Samples&& samples) {
+template <typename Iterator>
+void filter_pass(const dsp::PreparedFilter& filter, Iterator begin, Iterator end) {
     const auto &b = filter.b, &a = filter.a;
-    const double first = *samples.begin();
+    const double first = *begin;
     std::array<double, STATE_COUNT> z = {filter.steady_state[0] * first,
                                          filter.steady_state[1] * first};
-    for (double& sample : samples) {
-        const double x = sample;
+    for (; begin != end; ++begin) {
+        const double x = *begin;
         const double y = b[0] * x + z[0];
         z = {b[1] * x - a[1] * y + z[1], b[2] * x - a[2] * y};
-        sample = y;
+        *begin = y;
     }
 }
 
@@ -77,8 +76,8 @@ void filter_line(const dsp::PreparedFilter& filter, std::span<float> line,
                  std::vector<double>& extended) {
     const std::size_t pad = filter.pad_count();
     extend(line, pad, extended);
-    filter_pass(filter, extended);
-    filter_pass(filter, extended | std::views::reverse);
+    filter_pass(filter, extended.begin(), extended.end());
+    filter_pass(filter, extended.rbegin(), extended.rend());
     for (std::size_t i = 0; i < line.size(); ++i) {
         line[i] = static_cast<float>(extended[pad + i]);
     }
