@@ -49,6 +49,10 @@ std::vector<GuardFinding> find_means_off(const GuardedStep& step);
 // changes by more than LARGE_PART_OF_RANGE, or that is replaced by them in the input.
 std::vector<GuardFinding> find_narrowed_sets(const GuardedStep& step);
 
+// After the step: one for each dimension scale that is attached along a dimension which the step
+// resized, and has another length than that has now.
+std::vector<GuardFinding> find_stale_scales(const GuardedStep& step);
+
 // After the step: no samples of a set were worked on. That values happen to be what they were
 // before is no matter.
 std::vector<GuardFinding> find_nothing_done(const GuardedStep& step);

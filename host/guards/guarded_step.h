@@ -3,6 +3,7 @@
 
 #include "host/filters/filter_facts.h"
 #include "host/recipes/recipe.h"
+#include "host/tree/attached_scale.h"
 #include "host/tree/data_tree.h"
 #include "host/tree/observed_tree.h"
 #include "host/tree/sample_rounding.h"
@@ -11,6 +12,7 @@
 #include <map>
 #include <span>
 #include <string>
+#include <vector>
 
 namespace talvora::host {
 
@@ -30,6 +32,8 @@ struct GuardedStep {
     const std::string& source;                          // the file's name, for what is to be typed
     const StepObservations* done;                       // what the step did; null before it
     std::map<std::string, RoundedSamples> rounded = {}; // that the step took, by path
+    // Of the sets that the step resized, by path.
+    std::map<std::string, std::vector<AttachedScale>> scales = {};
 };
 
 } // namespace talvora::host

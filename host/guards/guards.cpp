@@ -44,6 +44,9 @@ constexpr Guard GUARDS[] = {
      "32-bit floats are too few digits for what differs among the samples, or take the place of "
      "others in the input",
      nullptr, find_narrowed_sets},
+    {"stale-scale",
+     "a dimension scale that is attached to a resized set has the length that the set had", nullptr,
+     find_stale_scales},
     {"nothing-done", "the step changed no sample and made nothing that holds any", nullptr,
      find_nothing_done},
 };

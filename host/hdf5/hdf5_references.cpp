@@ -106,6 +106,10 @@ class ReadValues {
     void visit(const Visit& visit) {
         visit_values(source_.type, bytes_.data(), source_.count(), visit);
     }
+    // The references in one of the values.
+    void visit_one(std::size_t index, const Visit& visit) {
+        visit_value(source_.type, bytes_.data() + index * type_size(source_.type), visit);
+    }
     void write() const { source_.write(source_.type, bytes_.data()); }
 
   private:
@@ -138,6 +142,19 @@ std::string find_path(hid_t set, Bytes reference) {
     std::string path(size, '\0');
     checked(H5Iget_name(object, path.data(), size + 1), "read the name of", "an object");
     return path;
+}
+
+// Not what was deleted.
+void add_scale(hid_t set, Bytes reference, std::size_t dimension,
+               std::vector<AttachedScale>& scales) {
+    const std::string path = find_path(set, reference);
+    if (path.empty()) {
+        return;
+    }
+    const Id scale = open_object(set, path);
+    if (object_info(scale).type == H5O_TYPE_DATASET) {
+        scales.push_back({dimension, path, count_samples(space_extents(set_space(scale)))});
+    }
 }
 
 // What is led to by nothing but a reference, or as the type of values, may be deleted: the library
@@ -308,6 +325,27 @@ std::vector<std::string> read_references(hid_t set, const std::string& path) {
         paths.push_back(leads_nowhere(reference) ? "" : find_path(set, reference));
     });
     return paths;
+}
+
+std::vector<AttachedScale> list_attached_scales(hid_t set, const std::string& path) {
+    const std::string list = "DIMENSION_LIST"; // for each dimension its scales
+    if (checked(H5Aexists(set, list.c_str()), "look for attributes of", path) == 0) {
+        return {};
+    }
+    const OpenValues open = open_attribute(set, list);
+    if (!hold_references(open)) {
+        return {};
+    }
+    std::vector<AttachedScale> scales;
+    ReadValues values(open);
+    for (std::size_t dimension = 0; dimension < open.count(); ++dimension) {
+        values.visit_one(dimension, [&](hid_t type, Bytes reference) {
+            if (is_type(type, H5T_STD_REF_OBJ) && !leads_nowhere(reference)) {
+                add_scale(set, reference, dimension, scales);
+            }
+        });
+    }
+    return scales;
 }
 
 void redirect(hid_t file, const Referrer& referrer, haddr_t from, haddr_t to) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "host/hdf5/hdf5_links.h"
+#include "host/tree/attached_scale.h"
 
 #include <map>
 #include <string>
@@ -40,6 +41,9 @@ std::vector<ShownSet> list_shown_sets(hid_t file);
 // those objects, in its order; empty for a reference that leads to none, or to one without a path.
 bool holds_object_references(hid_t set);
 std::vector<std::string> read_references(hid_t set, const std::string& path);
+
+// The dimension scales that are attached to a data set, in the order of its dimensions.
+std::vector<AttachedScale> list_attached_scales(hid_t set, const std::string& path);
 
 // Lets the values that refer to the whole of one object refer to another one.
 void redirect(hid_t file, const Referrer& referrer, haddr_t from, haddr_t to);

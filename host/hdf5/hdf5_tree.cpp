@@ -334,6 +334,15 @@ SampleType Hdf5Tree::original_type(const std::string& path) {
     return set ? sample_type(*set) : SampleType::Float32;
 }
 
+std::vector<AttachedScale> Hdf5Tree::list_attached_scales(const std::string& path) {
+    const auto set = find(root(), path);
+    if (!set) {
+        return {};
+    }
+    const InFile here(name_.native());
+    return hdf5::list_attached_scales(open(*set), path);
+}
+
 SampleType Hdf5Tree::sample_type(ObjectId set) const {
     return node(set, ObjectKind::DataSet).type;
 }

@@ -18,6 +18,7 @@
 // anew likewise. Objects carry no times: the same requests give the same bytes.
 #pragma once
 
+#include "host/tree/attached_scale.h"
 #include "host/tree/attribute_type.h"
 #include "host/tree/data_tree.h"
 #include "host/tree/line_roundings.h"
@@ -96,6 +97,9 @@ class Hdf5Tree final : public DataTree {
     // As which the samples of a set were stored when the file was opened, whatever has become of
     // it; `path` is from the root.
     SampleType original_type(const std::string& path);
+
+    // The dimension scales that are attached to a set; `path` is from the root.
+    std::vector<AttachedScale> list_attached_scales(const std::string& path);
 
     // What a data set of any rank holds, 0 included, as an attribute would: numbers or texts. A
     // TreeError where it holds something else, or more values than are wanted.

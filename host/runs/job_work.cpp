@@ -63,6 +63,18 @@ std::vector<FoundParameters> list_found(std::span<const StepCall> calls) {
     return found;
 }
 
+// Of the sets that a step resized.
+std::map<std::string, std::vector<AttachedScale>> find_scales(std::span<const SetObservation> sets,
+                                                              Hdf5Tree& stored) {
+    std::map<std::string, std::vector<AttachedScale>> scales;
+    for (const SetObservation& set : sets) {
+        if (set.before && set.before->extents != set.after.extents) {
+            scales[set.path] = stored.list_attached_scales(set.path);
+        }
+    }
+    return scales;
+}
+
 class JobRun {
   public:
     JobRun(const Job& job, const JobWork& work, const TellMessage& tell,
@@ -218,6 +230,7 @@ class JobRun {
         StepObservations observations = observed.finish_step();
         guarded.done = &observations;
         guarded.rounded = find_rounded(observations.sets, stored);
+        guarded.scales = find_scales(observations.sets, stored);
         heed(find_guarded(guarded, GuardTime::AfterStep));
         tell_warnings(step, find_warnings(guarded, GuardTime::AfterStep), tell_);
         observations.gaps.clear(); // they can take as much memory as the samples

@@ -186,5 +186,68 @@ class DeletedTargets(host_test.HostTest):
                 del file["Target"]
 
 
+class Scales(host_test.HostTest):
+    """Of a set with dimension scales, as netCDF files have them."""
+
+    def setUp(self):
+        super().setUp()
+        self.make_scales()
+
+    def make_scales(self, dtype="f4", **options):
+        with self.make() as file:
+            made = add_set(file, "Imu/X", dtype, **options)
+            for path, dimension, count in (("Axes/time", 2, 120), ("Axes/side", 1, 1)):
+                file[path] = np.arange(count) / 100
+                file[path].make_scale(path)
+                made.dims[dimension].attach_scale(file[path])
+
+    def refuse(self, *words):
+        before = (self.folder / "in.h5").read_bytes()
+        result = self.call(*words, code=1)
+        self.assertIn("stale-scale: Imu/X: its dimension 2 was resized from 120 to 60, and the "
+                      "attached dimension scale '/Axes/time' has 120 values ",
+                      " ".join(result.stderr.split()))
+        self.assertEqual((self.folder / "in.h5").read_bytes(), before)
+        self.assertFalse((self.folder / "out.h5").exists())
+
+    def test_a_resized_set_does_not_leave_a_scale_of_another_length(self):
+        recipe = "steps:\n- unit: apply-set-downsample\n  to_rate: 50\n" \
+                 "  parameters: {SourceGroup: Imu}\n"
+        (self.folder / "slow.yaml").write_text(recipe)
+        for options in ({}, {"dtype": "f8"}, {"chunks": (1, 1, 50)}):
+            with self.subTest(**options):
+                self.make_scales(**options)
+                self.refuse(*DOWNSAMPLE, "-o", "out.h5")
+                self.refuse(*DOWNSAMPLE, "-o", "out.h5", "--dry-run")
+                self.refuse(*DOWNSAMPLE, "--in-place", "--accept", "narrowing")
+                self.refuse("recipe", "run", "slow.yaml", "in.h5", "-o", "out.h5")
+
+    def test_one_that_is_accepted_is_told_and_stays_as_it_was(self):
+        result = self.call(*DOWNSAMPLE, "-o", "out.h5", "--accept", "stale-scale")
+        self.assertIn("stale-scale (accepted): Imu/X: ", result.stderr)
+        with self.read() as file:
+            self.assertEqual(file["Imu/X"].shape, (1, 1, 60))
+            self.assertEqual(file["Imu/X"].dims[2][0], file["Axes/time"])
+            self.assertEqual(file["Axes/time"].shape, (120,))
+
+    def test_a_set_that_keeps_its_length_has_its_scales(self):
+        self.call(*OPPOSITE, "-o", "out.h5")
+        with self.read() as file:
+            self.assertEqual(file["Imu/X"].dims[2][0], file["Axes/time"])
+
+    def test_scales_that_are_detached_or_deleted_are_none(self):
+        with h5py.File(self.folder / "in.h5", "r+") as file:
+            file["Imu/X"].dims[2].detach_scale(file["Axes/time"])
+            del file["Axes/time"]
+        self.call(*DOWNSAMPLE, "-o", "out.h5")
+
+    def test_an_attribute_of_that_name_may_be_anything(self):
+        for value in (3, "Axes/time", np.arange(5)):
+            with self.subTest(value=value):
+                with h5py.File(self.folder / "in.h5", "r+") as file:
+                    file["Imu/X"].attrs["DIMENSION_LIST"] = value
+                self.call(*DOWNSAMPLE, "-o", "out.h5", "--force")
+
+
 if __name__ == "__main__":
     host_test.main()
