@@ -1,6 +1,7 @@
 #include "host/tables/csv_export.h"
 
 #include "host/tables/csv_quoting.h"
+#include "host/tables/row_placement.h"
 #include "host/tables/sample_text.h"
 #include "host/text/failure.h"
 #include "host/text/join_texts.h"
@@ -11,6 +12,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 #include <set>
 #include <type_traits>
 #include <variant>
@@ -19,6 +21,8 @@ namespace talvora::host {
 namespace {
 
 constexpr std::size_t PIECE_BYTES = 1 << 16;
+constexpr char TIMES_NAME[] = "Time (s)";
+constexpr std::size_t FIRST_ROW = 2; // below the names
 
 // A line of a set, as its samples are stored.
 using Samples =
@@ -131,8 +135,41 @@ std::string format_set_of_columns(const SignalSet& set, const ExportOptions& opt
     return fmt::format("{}={}", name, join_texts(columns, ","));
 }
 
+std::vector<double> list_times(const SignalSet& set) {
+    std::vector<double> times(set.line_length());
+    for (std::uint64_t sample = 0; sample < times.size(); ++sample) {
+        times[sample] = set.time_of(sample);
+    }
+    return times;
+}
+
+// Whether import finds the rate of the set in these times, bit for bit, and no other sample count.
+bool tell_rate(std::span<const double> times, const SignalSet& set, const std::string& source) {
+    try {
+        const TimeGrid grid = place_rows(times, TIMES_NAME, {}, source).grid;
+        return static_cast<float>(grid.sample_rate) == static_cast<float>(*set.sample_rate) &&
+               grid.sample_count == set.line_length();
+    } catch (const Failure&) {
+        return false;
+    }
+}
+
+// The words that import needs beside the times; nothing where it refuses them with those.
+std::optional<std::vector<std::string>> make_rate_words(const SignalSet& set,
+                                                        const std::string& source) {
+    const std::vector<double> times = list_times(set);
+    if (tell_rate(times, set, source)) {
+        return std::vector<std::string>();
+    }
+    if (find_contradiction(times, *set.sample_rate, FIRST_ROW)) {
+        return std::nullopt;
+    }
+    return std::vector<std::string>{"--rate", fmt::format("{}", *set.sample_rate)};
+}
+
 // Not for sets in several groups, nor for those in the root: import makes one group.
 std::vector<std::string> make_import_words(std::span<const SignalSet> sets,
+                                           const std::string& source,
                                            const ExportOptions& options) {
     const SignalSet& first = sets.front();
     const std::string group = split_last(first.path).first;
@@ -140,10 +177,12 @@ std::vector<std::string> make_import_words(std::span<const SignalSet> sets,
         !first.sample_rate || first.line_length() == 0) {
         return {};
     }
-    std::vector<std::string> words = {"--group", group};
-    if (first.line_length() == 1) { // the times of a single row give no rate
-        words.insert(words.end(), {"--rate", fmt::format("{}", *first.sample_rate)});
+    const auto rate_words = make_rate_words(first, source);
+    if (!rate_words) {
+        return {};
     }
+    std::vector<std::string> words = {"--group", group};
+    words.insert(words.end(), rate_words->begin(), rate_words->end());
     for (const SignalSet& set : sets) {
         words.insert(words.end(), {"--set", format_set_of_columns(set, options)});
     }
@@ -186,7 +225,7 @@ ExportReport make_report(std::span<const SignalSet> sets, std::span<const Column
                          const std::string& source, const ExportOptions& options) {
     ExportReport report;
     report.row_count = sets.front().line_length();
-    report.import_words = make_import_words(sets, options);
+    report.import_words = make_import_words(sets, source, options);
     for (const Column& column : columns) {
         report.columns.push_back(column.name);
         if (is_missing_throughout(column)) {
@@ -204,7 +243,7 @@ ExportReport export_sets(std::span<const SignalSet> sets, const std::string& sou
                          const std::function<void(std::string_view)>& write,
                          const ExportOptions& options) {
     check_alike(sets, source);
-    const std::string first = sets.front().sample_rate ? "Time (s)" : "Sample";
+    const std::string first = sets.front().sample_rate ? TIMES_NAME : "Sample";
     const std::vector<Column> columns = make_columns(sets, options);
     check_names(first, columns, source);
     std::vector<std::string> names = {first};

@@ -8,8 +8,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <bit>
 #include <random>
+#include <utility>
 
 namespace talvora::host {
 namespace {
@@ -178,6 +180,40 @@ std::vector<SetOfColumns> read_set_words(const std::vector<std::string>& words) 
         }
     }
     return sets;
+}
+
+TEST(ExportSets, GivesTheRateThatTheTimesDoNotTellToTheWayBack) {
+    for (const auto& [count, rate] : {std::pair{2, 48000.0},
+                                      {3, 48000.0},
+                                      {2, 44100.0},
+                                      {3, 0.001},
+                                      {200, 1000 / 3.0},
+                                      {3, 1e7}}) {
+        SignalSet set = make_set("G/X", {static_cast<std::uint64_t>(count)},
+                                 std::vector<float>(static_cast<std::size_t>(count), 1),
+                                 static_cast<float>(rate));
+        set.start_time = 1.7e9;
+        const Exported exported = export_all({set});
+        MemoryTree tree;
+        ImportOptions options;
+        options.group = "G";
+        const auto& words = exported.report.import_words;
+        options.sets = read_set_words(words);
+        if (const auto word = std::ranges::find(words, "--rate"); word != words.end()) {
+            options.sample_rate = std::stod(word[1]);
+        }
+        import_table(parse_csv(exported.text, "walk.csv"), options, tree, "walk.csv");
+        const SignalSet back = read_signal_set(tree, set.path);
+        EXPECT_EQ(static_cast<float>(*back.sample_rate), static_cast<float>(rate));
+        EXPECT_EQ(back.start_time, set.start_time);
+        EXPECT_EQ(back.line_length(), set.line_length());
+    }
+}
+
+TEST(ExportSets, HasNoWayBackWhereTheTimesContradictTheRate) {
+    SignalSet set = make_set("G/X", {3}, {1, 2, 3}, 1e7);
+    set.start_time = 1.7e10; // of so few digits that all times are alike
+    EXPECT_THAT(export_all({set}).report.import_words, IsEmpty());
 }
 
 // Any bits but those of NaN, so that exponents of all sizes come up.
