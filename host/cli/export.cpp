@@ -10,6 +10,7 @@
 #include "host/tables/csv_export.h"
 #include "host/tables/tidy_export.h"
 #include "host/text/ascii.h"
+#include "host/text/join_texts.h"
 #include "host/text/plural.h"
 #include "host/text/quote_word.h"
 
@@ -68,6 +69,11 @@ void print_way_back(const ExportReport& report, const std::string& output, const
     }
     console.info(
         fmt::format("back: talvora-host import {} -o FILE.h5{}", quote_word(output), words));
+    if (!report.renamed.empty()) {
+        console.info(fmt::format("with other labels or units, which import takes out of the names "
+                                 "of columns: '{}'",
+                                 join_texts(report.renamed, "', '")));
+    }
 }
 
 // One table of times; the lines of sets are its columns.

@@ -1,5 +1,6 @@
 #include "host/tables/csv_export.h"
 
+#include "host/tables/component_names.h"
 #include "host/tables/csv_quoting.h"
 #include "host/tables/row_placement.h"
 #include "host/tables/sample_text.h"
@@ -125,14 +126,41 @@ bool can_be_named(const SignalSet& set) {
     return split_last(set.path).second.find('=') == std::string::npos;
 }
 
-// As parse_set_of_columns takes it.
-std::string format_set_of_columns(const SignalSet& set, const ExportOptions& options) {
+std::vector<std::string> name_columns(const SignalSet& set, const ExportOptions& options) {
     const std::string name = split_last(set.path).second;
     std::vector<std::string> columns;
     for (std::size_t i = 0; i < set.line_count(); ++i) {
-        columns.push_back(quote_field(name_column(name, set, i, options)));
+        columns.push_back(name_column(name, set, i, options));
     }
-    return fmt::format("{}={}", name, join_texts(columns, ","));
+    return columns;
+}
+
+// As parse_set_of_columns takes it.
+std::string format_set_of_columns(const SignalSet& set, const ExportOptions& options) {
+    std::vector<std::string> columns = name_columns(set, options);
+    std::ranges::transform(columns, columns.begin(), quote_field);
+    return fmt::format("{}={}", split_last(set.path).second, join_texts(columns, ","));
+}
+
+// A line without a label gets none, or one of the set's name.
+bool is_label_of_line(std::string_view label, const SignalSet& set, std::size_t line) {
+    const std::string& own = set.line_label(line);
+    const std::string indices = set.line_indices(line);
+    return own.empty() ? (split_last(set.path).second + indices).starts_with(label)
+                       : label == own + indices;
+}
+
+// Whether import takes the labels and units of the set out of the names of its columns.
+bool keeps_names(const SignalSet& set, const ExportOptions& options) {
+    const std::vector<std::string> columns = name_columns(set, options);
+    const auto names = name_components(split_last(set.path).second, columns,
+                                       std::vector<std::string>(columns.size()));
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+        if (names.units[i] != set.line_unit(i) || !is_label_of_line(names.labels[i], set, i)) {
+            return false;
+        }
+    }
+    return true;
 }
 
 std::vector<double> list_times(const SignalSet& set) {
@@ -226,6 +254,11 @@ ExportReport make_report(std::span<const SignalSet> sets, std::span<const Column
     ExportReport report;
     report.row_count = sets.front().line_length();
     report.import_words = make_import_words(sets, source, options);
+    for (const SignalSet& set : sets) {
+        if (!keeps_names(set, options)) {
+            report.renamed.push_back(set.path);
+        }
+    }
     for (const Column& column : columns) {
         report.columns.push_back(column.name);
         if (is_missing_throughout(column)) {

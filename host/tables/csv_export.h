@@ -31,6 +31,8 @@ struct ExportReport {
     // The words behind `talvora-host import FILE.csv -o FILE.h5` that make the same sets of
     // it, in the shape [lines, 1, samples]; empty when one call cannot.
     std::vector<std::string> import_words;
+    // Paths of the sets of which these words make other labels or units.
+    std::vector<std::string> renamed;
 };
 
 // Writes the text piece by piece. Throws a Failure of the input, `source` in front, when

@@ -1,6 +1,6 @@
 #include "host/tables/table_import.h"
 
-#include "host/tables/column_name.h"
+#include "host/tables/component_names.h"
 #include "host/tables/csv_reader.h"
 #include "host/tables/grid_samples.h"
 #include "host/tables/missing_values.h"
@@ -255,48 +255,16 @@ void fill_line(const NumberColumn& column, const TimeGrid& grid, std::span<float
 // ---------------------------------------------------------------------------
 // What the components are called
 
-struct ComponentNames {
-    std::vector<std::string> labels;
-    std::vector<std::string> units; // may be empty
-};
-
-// An exported table calls the component X of the set Rate "Rate.X".
-std::string_view without_set_name(std::string_view label, const std::string& set_name) {
-    const std::string beginning = fmt::format("{}.", set_name);
-    return label.size() > beginning.size() && label.starts_with(beginning)
-               ? label.substr(beginning.size())
-               : label;
-}
-
-ComponentNames split_units(const SetOfColumns& set, const ColumnsByName& columns) {
-    ComponentNames names;
-    for (const std::string& column : set.columns) {
-        const ColumnName split = split_unit(column);
-        const bool has_both = !split.name.empty() && split.unit && !split.unit->empty();
-        names.labels.emplace_back(
-            without_set_name(has_both ? split.name : std::string_view(column), set.name));
-        const std::string& unit = columns.find(column).unit;
-        names.units.emplace_back(has_both && unit.empty() ? *split.unit : unit);
-    }
-    return names;
-}
-
-// Columns such as "Force (left)", "Force (right)" differ in what is no unit then.
-ComponentNames name_components(const SetOfColumns& set, const ColumnsByName& columns) {
-    ComponentNames names = split_units(set, columns);
-    const std::set<std::string_view> different(names.labels.begin(), names.labels.end());
-    if (different.size() < names.labels.size()) {
-        names.labels = set.columns;
-        std::ranges::transform(set.columns, names.units.begin(), [&](const std::string& column) {
-            return columns.find(column).unit;
-        });
-    }
-    return names;
+std::vector<std::string> list_units(const SetOfColumns& set, const ColumnsByName& columns) {
+    std::vector<std::string> units;
+    std::ranges::transform(set.columns, std::back_inserter(units),
+                           [&](const std::string& column) { return columns.find(column).unit; });
+    return units;
 }
 
 SignalAttributes describe_set(const SetOfColumns& set, const ColumnsByName& columns,
                               const TimeGrid& grid) {
-    ComponentNames names = name_components(set, columns);
+    ComponentNames names = name_components(set.name, set.columns, list_units(set, columns));
     if (names.labels == std::vector{set.name}) {
         names.labels.clear();
     }

@@ -142,6 +142,22 @@ TEST(ExportSets, KnowsTheWayBackOfNamesThatAreNoFormulas) {
                 ElementsAre("--group", "G", "--rate", "10", "--set", "-X='-X[0],'-X[1]"));
 }
 
+TEST(ExportSets, NamesTheSetsOfWhichTheWayBackMakesOtherNames) {
+    SignalSet rate = make_set("G/Rate", {2, 1, 1}, {1, 2});
+    rate.names.short_labels = {{"X", "Y"}, 0};
+    rate.names.units = {{"deg/s"}, 0};
+    SignalSet force = make_set("G/Force (N)", {1}, {1});
+    force.names.units = {{"N"}, 0};
+    const SignalSet lines = make_set("G/Lines", {2, 1}, {1, 2});
+    EXPECT_THAT(export_all({rate, force, lines}).report.renamed, IsEmpty());
+    const auto other = export_all({make_set("G/X (N)", {1}, {1}), make_set("G/a[0]", {1}, {1})});
+    EXPECT_THAT(other.report.renamed, ElementsAre("G/X (N)", "G/a[0]"));
+    const std::vector<SignalSet> marked = {make_set("G/=1", {1}, {1}), make_set("G/X", {1}, {1})};
+    const ExportReport report =
+        export_sets(marked, "walk.h5", [](std::string_view) {}, {.no_formulas = true});
+    EXPECT_THAT(report.renamed, ElementsAre("G/=1"));
+}
+
 TEST(ExportSets, RefusesSetsThatShareNoTimes) {
     EXPECT_EQ(failure_text({make_set("A", {2}, {1, 2}), make_set("B", {3}, {1, 2, 3})}),
               "walk.h5: 'A' has 2 samples at 10 Hz from 0 s, 'B' 3 samples at 10 Hz from 0 s: they "
