@@ -14,7 +14,7 @@ namespace {
 std::unique_ptr<Hdf5Tree> start_file(const ImportCommand& command,
                                      const std::filesystem::path& file) {
     if (!command.append) {
-        return create_over(file);
+        return std::make_unique<Hdf5Tree>(file, Hdf5Access::Create);
     }
     copy_content(command.output, file);
     return std::make_unique<Hdf5Tree>(file, Hdf5Access::ReadWrite);

@@ -37,7 +37,7 @@ void write_text_file(const Console& console, const std::string& output, const Wr
         return;
     }
     PendingFile pending(output, options);
-    std::ofstream stream(pending.path(), std::ios::binary);
+    std::ofstream stream(name_to_open(pending.path()), std::ios::binary);
     work([&](std::string_view text) { stream << text; });
     if (!stream.flush()) {
         throw Failure(ExitCode::Output,

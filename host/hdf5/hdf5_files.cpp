@@ -1,5 +1,7 @@
 #include "host/hdf5/hdf5_files.h"
 
+#include "host/system/pending_cleanup.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -60,7 +62,7 @@ void check_file(const std::filesystem::path& file) {
     if (std::filesystem::file_size(file, error) == 0) {
         refuse_file(file, "it is empty");
     }
-    if (checked(H5Fis_hdf5(file.c_str()), "open the file", file.string()) == 0) {
+    if (checked(H5Fis_hdf5(name_to_open(file).c_str()), "open the file", file.string()) == 0) {
         refuse_file(file, "it is not an HDF5 file" + describe_beginning(file));
     }
 }
@@ -86,16 +88,18 @@ void start_library() {
 
 Id create_file(const std::filesystem::path& file) {
     start_library();
-    return owned(
-        H5Fcreate(file.c_str(), H5F_ACC_EXCL, creation_properties(H5P_FILE_CREATE), file_access()),
-        "create the file", file.string());
+    const bool fills = is_pending_file(file);
+    return owned(H5Fcreate(name_to_open(file).c_str(), fills ? H5F_ACC_TRUNC : H5F_ACC_EXCL,
+                           creation_properties(H5P_FILE_CREATE), file_access()),
+                 "create the file", file.string());
 }
 
 Id open_file(const std::filesystem::path& file, bool for_writing) {
     start_library();
     check_file(file);
     const Id access = file_access(); // letting it go would clear the stack of errors
-    Id opened(H5Fopen(file.c_str(), for_writing ? H5F_ACC_RDWR : H5F_ACC_RDONLY, access));
+    Id opened(
+        H5Fopen(name_to_open(file).c_str(), for_writing ? H5F_ACC_RDWR : H5F_ACC_RDONLY, access));
     if (opened >= 0) {
         if (for_writing && shares_messages(opened)) {
             suspect_shared_messages();

@@ -11,7 +11,8 @@ namespace talvora::host::hdf5 {
 void start_library();
 
 // New objects are written in the format of library version 1.8 or later.
-Id create_file(const std::filesystem::path& file); // fails when it exists
+// Fails when it exists, but for a pending file (host/system/safe_write.h), which it fills.
+Id create_file(const std::filesystem::path& file);
 // Says what is wrong with a file that is missing, empty, damaged, locked or another kind.
 Id open_file(const std::filesystem::path& file, bool for_writing);
 void flush_file(hid_t file, const std::filesystem::path& name);

@@ -3,23 +3,10 @@
 #include "host/system/file_identity.h"
 #include "host/tree/group_walk.h"
 
-#include <sys/stat.h>
-
 namespace talvora::host {
 namespace {
 
 namespace fs = std::filesystem;
-
-class OpenToTheOwnerAlone {
-  public:
-    OpenToTheOwnerAlone() : before_(umask(077)) {}
-    OpenToTheOwnerAlone(const OpenToTheOwnerAlone&) = delete;
-    OpenToTheOwnerAlone& operator=(const OpenToTheOwnerAlone&) = delete;
-    ~OpenToTheOwnerAlone() { umask(before_); }
-
-  private:
-    mode_t before_;
-};
 
 std::optional<std::uint64_t> find_number(const fs::path& file) {
     const auto identity = find_identity(file);
@@ -34,12 +21,6 @@ OutputBefore::OutputBefore(const fs::path& output)
 bool OutputBefore::is_replaced() const {
     const auto number = find_number(output_);
     return number && number != number_;
-}
-
-std::unique_ptr<Hdf5Tree> create_over(const fs::path& temporary) {
-    const OpenToTheOwnerAlone new_files;
-    fs::remove(temporary);
-    return std::make_unique<Hdf5Tree>(temporary, Hdf5Access::Create);
 }
 
 void check_written(const fs::path& temporary, std::span<const WrittenSet> written) {

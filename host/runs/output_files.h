@@ -8,16 +8,11 @@
 #include <cstdint>
 #include <exception>
 #include <filesystem>
-#include <memory>
 #include <optional>
 #include <span>
 #include <string_view>
 
 namespace talvora::host {
-
-// Makes an HDF5 file in the place of the temporary file at this path, as closed to others as
-// that one. To be called while no other thread makes files.
-std::unique_ptr<Hdf5Tree> create_over(const std::filesystem::path& temporary);
 
 // An output as it stood before any work on it.
 class OutputBefore {

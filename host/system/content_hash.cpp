@@ -1,5 +1,6 @@
 #include "host/system/content_hash.h"
 
+#include "host/system/pending_cleanup.h"
 #include "host/text/failure.h"
 
 #include <fmt/format.h>
@@ -32,7 +33,7 @@ constexpr std::size_t BLOCK_BYTES = std::size_t{256} * 1024;
 class OpenFile {
   public:
     OpenFile(const std::filesystem::path& file, int flags, ExitCode code)
-        : name_(file), code_(code), file_(open(file.c_str(), flags | O_CLOEXEC)) {
+        : name_(file), code_(code), file_(open(name_to_open(file).c_str(), flags | O_CLOEXEC)) {
         if (file_ < 0) {
             fail(code_, "open", name_);
         }

@@ -1,5 +1,6 @@
 #include "host/system/file_rights.h"
 
+#include "host/system/pending_cleanup.h"
 #include "host/text/failure.h"
 
 #include <acl/libacl.h>
@@ -9,13 +10,16 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <fcntl.h>
 #include <iterator>
 #include <memory>
 #include <string_view>
 #include <sys/acl.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <system_error>
 #include <type_traits>
+#include <unistd.h>
 #include <utility>
 
 namespace talvora::host {
@@ -34,14 +38,14 @@ constexpr mode_t EVERYTHING = 07;
 }
 
 void set_mode(const fs::path& file, mode_t mode) {
-    if (chmod(file.c_str(), mode) != 0) {
+    if (chmod(name_to_open(file).c_str(), mode) != 0) {
         fail(file, "set");
     }
 }
 
 struct stat status_of(const fs::path& file) {
     struct stat status {};
-    if (stat(file.c_str(), &status) != 0) {
+    if (stat(name_to_open(file).c_str(), &status) != 0) {
         fail(file, "read");
     }
     return status;
@@ -58,8 +62,8 @@ using AccessList = std::unique_ptr<std::remove_pointer_t<acl_t>, decltype(&acl_f
 // Else the folder's default list would open the file to whom that one names.
 void set_mode_alone(const fs::path& file, mode_t mode) {
     const AccessList list(acl_from_mode(mode), acl_free);
-    if (acl_set_file(file.c_str(), ACL_TYPE_ACCESS, list.get()) != 0 && errno != ENOTSUP &&
-        errno != ENOSYS) {
+    if (acl_set_file(name_to_open(file).c_str(), ACL_TYPE_ACCESS, list.get()) != 0 &&
+        errno != ENOTSUP && errno != ENOSYS) {
         fail(file, "set");
     }
     set_mode(file, mode);
@@ -153,6 +157,26 @@ int is_to_be_copied(const char* name, error_context* context) {
            attr_copy_action(name, context) != ATTR_ACTION_SKIP;
 }
 
+// By descriptors, as the library changes no file that a link leads to. Who may not read a file may
+// not read its attributes.
+bool copy_attributes(const fs::path& like, const fs::path& file) {
+    const auto open_to_read = [](const std::string& name) {
+        return open(name.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    };
+    const int from = open_to_read(like.string());
+    const int to = open_to_read(name_to_open(file));
+    error_context quiet = silence();
+    const bool copied = from < 0 || to < 0 ? listxattr(like.c_str(), nullptr, 0) <= 0
+                                           : attr_copy_fd(like.c_str(), from, file.c_str(), to,
+                                                          is_to_be_copied, &quiet) == 0;
+    for (const int opened : {from, to}) {
+        if (opened >= 0) {
+            close(opened);
+        }
+    }
+    return copied;
+}
+
 std::string name_rights(mode_t rights) {
     std::string names;
     for (const auto& [right, name] : {std::pair{04U, "read"}, {02U, "write"}, {01U, "execute"}}) {
@@ -194,7 +218,7 @@ std::vector<std::string> copy_mode(const fs::path& like, std::span<const fs::pat
         lost.emplace_back("rights of some to whom its input is shut");
     }
     error_context quiet = silence();
-    if (lost.empty() && perm_copy_file(like.c_str(), file.c_str(), &quiet) != 0) {
+    if (lost.empty() && perm_copy_file(like.c_str(), name_to_open(file).c_str(), &quiet) != 0) {
         lost.emplace_back("its access list");
     }
     if (!lost.empty()) {
@@ -213,17 +237,17 @@ std::vector<std::string> copy_rights(const fs::path& like, std::span<const fs::p
                                      const fs::path& file) {
     std::vector<std::string> lost;
     const struct stat status = status_of(like);
-    if (chown(file.c_str(), status.st_uid, static_cast<gid_t>(-1)) != 0) {
+    const std::string name = name_to_open(file);
+    if (chown(name.c_str(), status.st_uid, static_cast<gid_t>(-1)) != 0) {
         lost.emplace_back("its owner");
     }
     // Whether it could be kept shows in the file.
-    [[maybe_unused]] const int kept = chown(file.c_str(), static_cast<uid_t>(-1), status.st_gid);
+    [[maybe_unused]] const int kept = chown(name.c_str(), static_cast<uid_t>(-1), status.st_gid);
     std::ranges::move(copy_mode(like, sources, file), std::back_inserter(lost));
     if (!lost.empty()) {
         set_mode(file, status_of(file).st_mode & 07777U & ~BORROWED_BITS);
     }
-    error_context quiet = silence();
-    if (attr_copy_file(like.c_str(), file.c_str(), is_to_be_copied, &quiet) != 0) {
+    if (!copy_attributes(like, file)) {
         lost.emplace_back("some of its extended attributes");
     }
     return lost;

@@ -11,6 +11,7 @@
 #include <cstring>
 #include <string_view>
 #include <sys/prctl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -40,6 +41,7 @@ constexpr int MAX_PENDING_FILES = 16;
 struct PendingSlot {
     std::atomic<bool> taken = false;
     std::atomic<bool> set = false;
+    std::atomic<int> file = -1;
     std::array<char, PATH_MAX> path{};
 };
 std::array<PendingSlot, MAX_PENDING_FILES> pending_slots;
@@ -54,12 +56,30 @@ PendingSlot& slot_of(int note) {
     return pending_slots[static_cast<std::size_t>(note)];
 }
 
+bool is_same_file(const struct stat& one, const struct stat& other) {
+    return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
+}
+
+bool is_of(const char* path, int file) {
+    struct stat named {};
+    struct stat opened {};
+    return lstat(path, &named) == 0 && fstat(file, &opened) == 0 && is_same_file(named, opened);
+}
+
 void remove_pending_files() {
     for (PendingSlot& slot : pending_slots) {
-        if (slot.set) {
+        if (slot.set && (slot.file < 0 || is_of(slot.path.data(), slot.file))) {
             unlink(slot.path.data());
         }
     }
+}
+
+// That of a file with a descriptor; none for others.
+const PendingSlot* find_slot(const std::filesystem::path& path) {
+    const auto found = std::ranges::find_if(pending_slots, [&](const PendingSlot& slot) {
+        return slot.set && slot.file >= 0 && path.native() == slot.path.data();
+    });
+    return found == pending_slots.end() ? nullptr : &*found;
 }
 
 // They remove their files themselves, which is waited for. What they have done is not known.
@@ -150,11 +170,12 @@ void set_signal_stack() {
 
 } // namespace
 
-int note_pending_file(const std::filesystem::path& path) {
+int note_pending_file(const std::filesystem::path& path, int file) {
     for (int note = 0; note < MAX_PENDING_FILES; ++note) {
         PendingSlot& slot = slot_of(note);
         if (path.native().size() < PATH_MAX && !slot.taken.exchange(true)) {
             std::memcpy(slot.path.data(), path.c_str(), path.native().size() + 1);
+            slot.file = file;
             slot.set = true;
             return note;
         }
@@ -166,6 +187,33 @@ int note_pending_file(const std::filesystem::path& path) {
 void forget_pending_file(int note) {
     slot_of(note).set = false;
     slot_of(note).taken = false;
+}
+
+bool is_pending_file(const std::filesystem::path& path) {
+    return find_slot(path) != nullptr;
+}
+
+bool is_file_of(const std::filesystem::path& path, int file) {
+    return is_of(path.c_str(), file);
+}
+
+std::string name_to_open(const std::filesystem::path& path) {
+    const PendingSlot* const slot = find_slot(path);
+    if (slot == nullptr) {
+        return path.string();
+    }
+    if (!is_file_of(path, slot->file)) {
+        throw Failure(ExitCode::Output,
+                      fmt::format("{}: was moved or replaced by another program while it was being "
+                                  "written; what has its name now is left alone",
+                                  path.string()));
+    }
+    struct stat opened {};
+    struct stat found {};
+    const std::string name = fmt::format("/proc/self/fd/{}", slot->file.load());
+    const bool leads_there = fstat(slot->file, &opened) == 0 && stat(name.c_str(), &found) == 0 &&
+                             is_same_file(opened, found);
+    return leads_there ? name : path.string();
 }
 
 void note_file_in_place() {

@@ -4,15 +4,28 @@
 
 #include <csignal>
 #include <filesystem>
+#include <string>
 #include <sys/types.h>
 
 namespace talvora::host {
 
 // Notes a file that is to be removed by the handlers below; the result names the
 // note. A process holds few at a time (MAX_PENDING_FILES in the source); more are
-// refused with a Failure of the output.
-int note_pending_file(const std::filesystem::path& path);
+// refused with a Failure of the output. With a descriptor, `file`, that is open until it is
+// forgotten, the path is theirs to remove only while it leads to that very file.
+int note_pending_file(const std::filesystem::path& path, int file = -1);
 void forget_pending_file(int note);
+
+// A name by which a noted file with a descriptor is opened and changed whatever others make of its
+// path, where the system has one (/proc); for all other files the path. Throws a Failure of the
+// output when another file, or none, has a noted path.
+std::string name_to_open(const std::filesystem::path& path);
+
+// Whether the path is that of a noted file with a descriptor.
+bool is_pending_file(const std::filesystem::path& path);
+
+// Whether the path itself, no link's target, is the open file.
+bool is_file_of(const std::filesystem::path& path, int file);
 
 // A file of this process, or of a worker, has taken the place of its destination: what is told of
 // an early end does not say any more that nothing changed.

@@ -51,22 +51,28 @@ fs::path follow_links(const fs::path& path) {
     return !error && fs::is_symlink(path, error) ? target : path;
 }
 
-void sync_path(const fs::path& path, int flags) {
-    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | flags);
+void sync_file(const fs::path& path, int file) {
+    if (file < 0 || fsync(file) != 0) {
+        fail(path, "cannot be synced");
+    }
+}
+
+void sync_folder(const fs::path& folder) {
+    const int file = open(folder.c_str(), O_RDONLY | O_CLOEXEC | O_DIRECTORY);
     const bool done = file >= 0 && fsync(file) == 0;
     const int error = errno;
     if (file >= 0) {
         close(file);
     }
     if (!done) {
-        fail(path, "cannot be synced", error);
+        fail(folder, "cannot be synced", error);
     }
 }
 
 // What stands in it is in its place all the same, so a failure is only noted.
 void sync_folder_of(const fs::path& path, std::vector<std::string>& notes) {
     try {
-        sync_path(folder_of(path), O_DIRECTORY);
+        sync_folder(folder_of(path));
     } catch (const Failure& failure) {
         notes.push_back(fmt::format("{}: is in place, but may be lost when the power fails: {}",
                                     path.string(), failure.what()));
@@ -231,18 +237,24 @@ PendingFile::PendingFile(const fs::path& destination, const WriteOptions& option
 void PendingFile::make_temporary() {
     std::string name = temporary_template(destination_);
     const SignalsHeldBack held_back;
-    const int file = mkostemps(name.data(), static_cast<int>(TEMPORARY_SUFFIX.size()), O_CLOEXEC);
-    if (file < 0) {
+    file_ = mkostemps(name.data(), static_cast<int>(TEMPORARY_SUFFIX.size()), O_CLOEXEC);
+    if (file_ < 0) {
         fail(folder_of(destination_), "no temporary file can be made there");
     }
-    close(file);
     temporary_ = name;
     try {
-        note_ = note_pending_file(temporary_);
+        note_ = note_pending_file(temporary_, file_);
     } catch (...) {
         unlink(name.c_str());
+        close(file_);
         throw;
     }
+}
+
+void PendingFile::close_temporary() {
+    forget_pending_file(note_);
+    note_ = -1;
+    close(file_);
 }
 
 PendingFile::PendingFile() : destination_(choose_trial_name()) {
@@ -252,15 +264,18 @@ PendingFile::PendingFile() : destination_(choose_trial_name()) {
 }
 
 PendingFile::~PendingFile() {
-    if (note_ >= 0) {
-        unlink(temporary_.c_str());
-        forget_pending_file(note_);
+    if (note_ < 0) {
+        return;
     }
+    if (is_file_of(temporary_, file_)) {
+        unlink(temporary_.c_str());
+    }
+    close_temporary();
 }
 
 void PendingFile::begin_sync() {
     const SignalsHeldBack held_back; // in the new thread they stay so
-    begun_sync_ = std::async(std::launch::async, sync_path, temporary_, 0);
+    begun_sync_ = std::async(std::launch::async, sync_file, temporary_, file_);
 }
 
 void PendingFile::prepare() {
@@ -273,7 +288,7 @@ void PendingFile::prepare() {
             fmt::format("{}: had {} names (hard links); the others keep the old content",
                         destination_.string(), replaced_->name_count));
     }
-    sync_path(temporary_, 0);
+    sync_file(temporary_, file_);
     prepared_ = true;
 }
 
@@ -304,14 +319,14 @@ void PendingFile::take_place() {
                                   destination_.string()));
     }
     const SignalsHeldBack held_back;
+    name_to_open(temporary_); // still its own
     keep_replaced();
     if (rename_over(temporary_, destination_, options_.replace) != 0) {
         const int error = errno;
         put_back();
         fail(destination_, "cannot be replaced", error);
     }
-    forget_pending_file(note_);
-    note_ = -1;
+    close_temporary();
     note_file_in_place();
     in_place_ = true;
 }

@@ -66,6 +66,8 @@ class PendingFile {
     PendingFile& operator=(const PendingFile&) = delete;
     ~PendingFile();
 
+    // To be opened by name_to_open (pending_cleanup.h) alone: others may have put a link in its
+    // place.
     const std::filesystem::path& path() const { return temporary_; }
 
     // Brings to the disk what the file holds now, beside what is done until it is published.
@@ -92,6 +94,7 @@ class PendingFile {
 
   private:
     void make_temporary();
+    void close_temporary();
     void take_over_rights();
     void take_place();
     void keep_replaced();
@@ -105,6 +108,7 @@ class PendingFile {
     std::optional<FileIdentity> replaced_; // the destination as it was when the lock was taken
     std::vector<std::string> notes_;
     std::future<void> begun_sync_;
+    int file_ = -1; // the temporary one, whatever has its name
     int note_ = -1; // where the signal handlers find the path
     bool prepared_ = false;
     bool in_place_ = false;

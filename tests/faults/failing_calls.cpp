@@ -106,15 +106,21 @@ bool is_below(const char* path) {
     return std::strncmp(path, folder, folder_length) == 0;
 }
 
+// A file may be opened once more by its descriptor.
+constexpr std::string_view OPEN_FILES = "/proc/self/fd/";
+
 // A relative path is taken from the working folder, or from the one that is open as `base`.
 bool names_ours(int base, const char* path) {
     if (counts == nullptr || path == nullptr) {
         return false;
     }
+    char at[PATH_MAX] = {};
+    if (std::strncmp(path, OPEN_FILES.data(), OPEN_FILES.size()) == 0) {
+        return readlink(path, at, sizeof at - 1) > 0 && is_below(at);
+    }
     if (path[0] == '/') {
         return is_below(path);
     }
-    char at[PATH_MAX] = {};
     if (base == AT_FDCWD) {
         return getcwd(at, sizeof at - 1) != nullptr && is_below(at);
     }

@@ -1,3 +1,4 @@
+#include "host/system/pending_cleanup.h"
 #include "host/system/safe_write.h"
 #include "host/text/failure.h"
 #include "tests/host/system/child_process.h"
@@ -128,6 +129,25 @@ TEST(PendingFile, TellsWhenPublishedThatABegunSyncFailed) {
     lost.begin_sync();
     EXPECT_EQ(code_of([&] { lost.publish(); }), ExitCode::Output);
     EXPECT_FALSE(fs::exists(folder / "lost.h5"));
+}
+
+TEST(PendingFile, LeavesWhatAnotherPutInItsPlace) {
+    const TemporaryFolder folder;
+    write_file(folder / "private", "another's");
+    fs::permissions(folder / "private", fs::perms{0600});
+    fs::path name;
+    {
+        PendingFile pending(folder / "walk.h5", {});
+        name = pending.path();
+        fs::remove(name);
+        fs::create_symlink(folder / "private", name);
+        EXPECT_EQ(code_of([&] { name_to_open(name); }), ExitCode::Output);
+        EXPECT_EQ(code_of([&] { pending.publish(); }), ExitCode::Output);
+    }
+    EXPECT_TRUE(fs::is_symlink(name));
+    EXPECT_EQ(read_file(folder / "private"), "another's");
+    EXPECT_EQ(mode_of(folder / "private"), 0600U);
+    EXPECT_FALSE(fs::exists(folder / "walk.h5"));
 }
 
 TEST(PendingFile, TellsThatOtherNamesKeepTheOldContent) {
