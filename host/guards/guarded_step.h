@@ -30,6 +30,7 @@ struct GuardedStep {
     const std::string& source;                          // the file's name, for what is to be typed
     const StepObservations* done;                       // what the step did; null before it
     std::map<std::string, RoundedSamples> rounded = {}; // that the step took, by path
+    const ParameterValues* given = nullptr;             // with the patterns; null: there are none
 };
 
 } // namespace talvora::host
