@@ -3,6 +3,7 @@
 #include "host/cli/attribute_values.h"
 #include "host/cli/commands.h"
 #include "host/cli/help_layout.h"
+#include "host/cli/left_out.h"
 #include "host/cli/problem_report.h"
 #include "host/cli/read_apart.h"
 #include "host/interface/path_patterns.h"
@@ -77,12 +78,20 @@ Owner read_owner(Hdf5Tree& tree, const std::string& path) {
     return owner;
 }
 
-std::vector<Owner> read_owners(Hdf5Tree& tree, const TreePlace& place) {
+// An object that is named as it stands leaves nothing out: a group is that alone.
+bool names_one(DataTree& tree, const std::string& glob) {
+    return !glob.empty() && tree.find(tree.root(), glob);
+}
+
+std::vector<Owner> read_owners(const Console& console, Hdf5Tree& tree, const TreePlace& place) {
     std::vector<Owner> owners;
     for (const std::string& path : place.glob.empty()
                                        ? list_all_paths(tree)
                                        : choose_owners(tree, place.glob, place.file.string())) {
         owners.push_back(read_owner(tree, path));
+    }
+    if (!names_one(tree, place.glob)) {
+        tell_left_out(console, tree, {&place.glob, 1}, place.file.string());
     }
     return owners;
 }
@@ -114,7 +123,7 @@ void show_attributes(const Session& session, const AttributesCommand& command) {
     const TreePlace place = parse_tree_place(command.place);
     const auto tree = open_input(place.file);
     const std::vector<Owner> owners =
-        read_input(place.file, [&] { return read_owners(*tree, place); });
+        read_input(place.file, [&] { return read_owners(session.console, *tree, place); });
     if (!command.json) {
         print_owners(owners, session.console);
         return;
@@ -195,7 +204,7 @@ std::vector<AttributeChange> change_file(const Console& console, const Job& job,
                                          const AttributesCommand& command) {
     const auto input = open_input(job.input); // open until all is read
     // Of a damaged one: it is told of, and no copy of it.
-    read_input(job.input, [&] { read_owners(*input, {job.input, pattern}); });
+    read_input(job.input, [&] { read_owners(console, *input, {job.input, pattern}); });
     const WriteOptions options{.replace = job.replace, .sources = {job.input}};
     check_destination(job.output, options);
     const auto pending = command.dry_run ? std::make_unique<PendingFile>()

@@ -1,6 +1,7 @@
 // talvora-host export FILE.h5[::GLOB] ... -o FILE.csv [--tidy]
 #include "host/cli/commands.h"
 #include "host/cli/help_layout.h"
+#include "host/cli/left_out.h"
 #include "host/cli/printed_files.h"
 #include "host/cli/read_apart.h"
 #include "host/cli/tree_places.h"
@@ -38,7 +39,8 @@ struct ExportCommand {
 };
 
 // Each set once, in the order of the patterns.
-std::vector<std::string> choose_paths(DataTree& tree, const ChosenFile& chosen) {
+std::vector<std::string> choose_paths(const Console& console, DataTree& tree,
+                                      const ChosenFile& chosen) {
     std::vector<std::string> paths;
     for (const std::string& glob : chosen.globs) {
         for (const std::string& path : choose_sets(tree, glob, chosen.file.string())) {
@@ -47,13 +49,14 @@ std::vector<std::string> choose_paths(DataTree& tree, const ChosenFile& chosen) 
             }
         }
     }
+    tell_left_out(console, tree, chosen.globs, chosen.file.string());
     return paths;
 }
 
-std::vector<SignalSet> read_sets(const ChosenFile& chosen) {
+std::vector<SignalSet> read_sets(const Console& console, const ChosenFile& chosen) {
     const auto tree = open_input(chosen.file);
     std::vector<SignalSet> sets;
-    for (const std::string& path : choose_paths(*tree, chosen)) {
+    for (const std::string& path : choose_paths(console, *tree, chosen)) {
         sets.push_back(read_stored_signal_set(*tree, path));
     }
     return sets;
@@ -80,7 +83,7 @@ void print_way_back(const ExportReport& report, const std::string& output, const
 void export_columns(const Session& session, const ExportCommand& command, const ChosenFile& chosen,
                     const WriteOptions& write_options) {
     const std::vector<SignalSet> sets =
-        read_unchanged(chosen.file, [&] { return read_sets(chosen); });
+        read_unchanged(chosen.file, [&] { return read_sets(session.console, chosen); });
     ExportReport report;
     write_text_file(session.console, command.output, write_options, [&](const TextSink& send) {
         report = export_sets(sets, chosen.file.string(), send, command.options);
@@ -97,12 +100,12 @@ void export_columns(const Session& session, const ExportCommand& command, const 
 }
 
 // One set in memory at a time.
-std::uint64_t write_tidy_file(const ChosenFile& chosen, const ExportOptions& options,
-                              const TextSink& send) {
+std::uint64_t write_tidy_file(const Console& console, const ChosenFile& chosen,
+                              const ExportOptions& options, const TextSink& send) {
     return read_unchanged(chosen.file, [&] {
         const auto tree = open_input(chosen.file);
         std::uint64_t row_count = 0;
-        for (const std::string& path : choose_paths(*tree, chosen)) {
+        for (const std::string& path : choose_paths(console, *tree, chosen)) {
             row_count += write_tidy_rows(chosen.file.string(), read_stored_signal_set(*tree, path),
                                          send, options);
         }
@@ -117,7 +120,7 @@ void export_rows(const Session& session, const ExportCommand& command,
     write_text_file(session.console, command.output, write_options, [&](const TextSink& send) {
         send(tidy_names());
         for (const ChosenFile& file : files) {
-            row_count += write_tidy_file(file, command.options, send);
+            row_count += write_tidy_file(session.console, file, command.options, send);
         }
     });
     if (command.output != "-") {

@@ -1,6 +1,7 @@
 // talvora-host plot FILE.h5[::GLOB] [--with OTHER.h5] -o plot.html | plot.svg
 #include "host/cli/commands.h"
 #include "host/cli/help_layout.h"
+#include "host/cli/left_out.h"
 #include "host/cli/printed_files.h"
 #include "host/cli/read_apart.h"
 #include "host/interface/path_patterns.h"
@@ -183,6 +184,7 @@ class Builder {
                   .to = command_.to};
         const std::string source = place_.file.string();
         const std::vector<std::string> paths = choose_sets(*tree_, place_.glob, source);
+        tell_left_out(session_.console, *tree_, {&place_.glob, 1}, source);
         check_choice(paths);
         for (const std::string& path : paths) {
             const PlotSource shown{name_, read_set(place_.file, *tree_, path)};

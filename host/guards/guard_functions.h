@@ -22,7 +22,8 @@ std::vector<GuardFinding> find_time_first_sets(const GuardedStep& step);
 std::vector<GuardFinding> find_mixed_components(const GuardedStep& step);
 
 // One for each set of numbers that is chosen and not taken. Before samples: those in a source
-// group that units are not offered; after the step: those that the unit left.
+// group, or that a pattern matches, that units are not offered; after the step: those that the unit
+// left.
 std::vector<GuardFinding> find_untakable_sets(const GuardedStep& step);
 std::vector<GuardFinding> find_left_sets(const GuardedStep& step);
 

@@ -32,6 +32,7 @@ struct GuardedStep {
     const std::string& source;                          // the file's name, for what is to be typed
     const StepObservations* done;                       // what the step did; null before it
     std::map<std::string, RoundedSamples> rounded = {}; // that the step took, by path
+    const ParameterValues* given = nullptr;             // with the patterns; null: there are none
     // Of the sets that the step resized, by path.
     std::map<std::string, std::vector<AttachedScale>> scales = {};
 };

@@ -4,11 +4,13 @@
 #include "host/guards/guard_functions.h"
 #include "host/interface/path_patterns.h"
 #include "host/text/join_texts.h"
+#include "host/tree/named_objects.h"
 #include "host/tree/tree_rules.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <iterator>
 #include <set>
 #include <string>
 
@@ -26,8 +28,7 @@ bool names_sets(const ParameterValues& values) {
 
 // Texts, references and the like are no signals that anybody would miss.
 // What a link leads to in another file is not looked at, and may be a set.
-bool may_be_set_of_numbers(const OtherObject& other) {
-    const std::string& text = other.description;
+bool may_be_set_of_numbers(const std::string& text) {
     return (text.starts_with("data set of ") && text.find("-bit ") != std::string::npos) ||
            (text.starts_with("link to '") && text.find("' in the file '") != std::string::npos);
 }
@@ -43,7 +44,7 @@ class Choice {
     }
 
     bool takes(ObjectId group, const OtherObject& other) const {
-        return !takes_names_ && may_be_set_of_numbers(other) &&
+        return !takes_names_ && may_be_set_of_numbers(other.description) &&
                (metric_.empty() || has_metric_of(group, other));
     }
 
@@ -73,6 +74,41 @@ std::string name_others(const GuardedStep& step) {
         words.push_back(fmt::format("{}={}", key, by_path ? path : split_last(path).second));
     }
     return fmt::format("if the others are meant: {}", join_texts(words, " "));
+}
+
+std::vector<GuardFinding> list_untakable_in_groups(const GuardedStep& step) {
+    const Choice choice(step.step.values, step.tree);
+    std::vector<GuardFinding> found;
+    for (const ObjectId group : find_source_groups(step.step.values, step.tree)) {
+        for (const OtherObject& other : step.tree.list_others(group)) {
+            if (choice.takes(group, other)) {
+                found.push_back({.set = join_path(step.tree.path(group), other.name),
+                                 .text = fmt::format("is in the source group, and units cannot "
+                                                     "take it: {}",
+                                                     other.description),
+                                 .remedy = name_others(step)});
+            }
+        }
+    }
+    return found;
+}
+
+std::vector<GuardFinding> list_untakable_matches(const GuardedStep& step) {
+    const auto* patterns =
+        step.given == nullptr ? nullptr : find_value<Names>(*step.given, SOURCE_SETS_KEY);
+    std::vector<GuardFinding> found;
+    std::set<std::string> known;
+    for (const std::string& pattern : patterns == nullptr ? Names() : *patterns) {
+        for (const NamedOther& other : find_other_matches(step.tree, pattern)) {
+            if (may_be_set_of_numbers(other.description) && known.insert(other.path).second) {
+                found.push_back({.set = other.path,
+                                 .text = fmt::format("matches {}={}, and units cannot take it: {}",
+                                                     SOURCE_SETS_KEY, pattern, other.description),
+                                 .remedy = name_others(step)});
+            }
+        }
+    }
+    return found;
 }
 
 // ---------------------------------------------------------------------------
@@ -105,19 +141,8 @@ std::vector<GuardFinding> list_left(const GuardedStep& step) {
 } // namespace
 
 std::vector<GuardFinding> find_untakable_sets(const GuardedStep& step) {
-    const Choice choice(step.step.values, step.tree);
-    std::vector<GuardFinding> found;
-    for (const ObjectId group : find_source_groups(step.step.values, step.tree)) {
-        for (const OtherObject& other : step.tree.list_others(group)) {
-            if (choice.takes(group, other)) {
-                found.push_back({.set = join_path(step.tree.path(group), other.name),
-                                 .text = fmt::format("is in the source group, and units cannot "
-                                                     "take it: {}",
-                                                     other.description),
-                                 .remedy = name_others(step)});
-            }
-        }
-    }
+    std::vector<GuardFinding> found = list_untakable_matches(step);
+    std::ranges::move(list_untakable_in_groups(step), std::back_inserter(found));
     return found;
 }
 

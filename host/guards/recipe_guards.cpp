@@ -26,10 +26,17 @@ std::vector<FilterFacts> find_filters_of_step(const Step& step, DataTree& tree,
     }
 }
 
-std::vector<GuardFinding> find_in_step(const Step& step, DataTree& tree,
+struct ForeseenStep {
+    Step step;                    // with names in the place of patterns
+    const ParameterValues* given; // the recipe's
+};
+
+std::vector<GuardFinding> find_in_step(const ForeseenStep& foreseen, DataTree& tree,
                                        const std::string& source) {
+    const Step& step = foreseen.step;
     const auto filters = find_filters_of_step(step, tree, source);
-    return find_guarded({step, tree, filters, source, nullptr}, GuardTime::BeforeSamples);
+    return find_guarded({step, tree, filters, source, nullptr, {}, foreseen.given},
+                        GuardTime::BeforeSamples);
 }
 
 // With names in the place of patterns; nothing where one stands for what an earlier step makes.
@@ -44,11 +51,12 @@ std::optional<Step> expand(const Step& step, DataTree& tree, const std::string& 
 }
 
 // Those of which the tree tells what they work on.
-std::vector<Step> list_foreseen(const Recipe& recipe, DataTree& tree, const std::string& source) {
-    std::vector<Step> steps;
+std::vector<ForeseenStep> list_foreseen(const Recipe& recipe, DataTree& tree,
+                                        const std::string& source) {
+    std::vector<ForeseenStep> steps;
     for (const Step& step : recipe.steps) {
         if (auto expanded = expand(step, tree, source)) {
-            steps.push_back(std::move(*expanded));
+            steps.push_back({std::move(*expanded), &step.values});
         }
         if (changes_rates(*step.unit)) {
             break;
@@ -62,8 +70,8 @@ std::vector<Step> list_foreseen(const Recipe& recipe, DataTree& tree, const std:
 std::vector<GuardFinding> find_guarded(const Recipe& recipe, DataTree& tree,
                                        const std::string& source) {
     std::vector<GuardFinding> all;
-    for (const Step& step : list_foreseen(recipe, tree, source)) {
-        std::ranges::move(find_in_step(step, tree, source), std::back_inserter(all));
+    for (const ForeseenStep& foreseen : list_foreseen(recipe, tree, source)) {
+        std::ranges::move(find_in_step(foreseen, tree, source), std::back_inserter(all));
     }
     return all;
 }
@@ -71,7 +79,8 @@ std::vector<GuardFinding> find_guarded(const Recipe& recipe, DataTree& tree,
 std::vector<ParameterProblem> find_lacking_rates(const Recipe& recipe, DataTree& tree,
                                                  const std::string& source) {
     std::vector<ParameterProblem> all;
-    for (const Step& step : list_foreseen(recipe, tree, source)) {
+    for (const ForeseenStep& foreseen : list_foreseen(recipe, tree, source)) {
+        const Step& step = foreseen.step;
         const auto lacking = needs_rates(*step.unit, step.values)
                                  ? find_lacking_rates(step, tree, source)
                                  : std::vector<std::string>();

@@ -5,12 +5,12 @@
 #include "host/text/nearest_text.h"
 #include "host/text/path_glob.h"
 #include "host/text/quote_word.h"
-#include "host/tree/named_objects.h"
 #include "host/tree/tree_rules.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <iterator>
 #include <optional>
 #include <span>
 #include <variant>
@@ -192,6 +192,21 @@ std::vector<std::string> choose_sets(DataTree& tree, std::string_view pattern,
         throw explain_no_match(tree, pattern, source);
     }
     return sort_names(std::move(sets));
+}
+
+std::vector<NamedOther> list_left_out(DataTree& tree, std::string_view pattern) {
+    std::vector<NamedOther> left = find_other_matches(tree, pattern);
+    for (const NamedObject& object : find_matches(tree, pattern)) {
+        if (object.kind == ObjectKind::Group) {
+            const ObjectId group = tree.find(tree.root(), object.path).value();
+            std::ranges::move(list_others_below(tree, group, object.path),
+                              std::back_inserter(left));
+        }
+    }
+    std::ranges::sort(left, {}, &NamedOther::path);
+    const auto repeated = std::ranges::unique(left, {}, &NamedOther::path);
+    left.erase(repeated.begin(), repeated.end());
+    return left;
 }
 
 ParameterValues expand_patterns(const ParameterValues& values, DataTree& tree,

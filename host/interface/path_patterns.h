@@ -9,6 +9,7 @@
 #include "host/interface/parameters.h"
 #include "host/text/failure.h"
 #include "host/tree/data_tree.h"
+#include "host/tree/named_objects.h"
 
 #include <string>
 #include <string_view>
@@ -21,6 +22,9 @@ namespace talvora::host {
 // in messages.
 std::vector<std::string> choose_sets(DataTree& tree, std::string_view pattern,
                                      const std::string& source);
+
+// What such a pattern covers beside them and leaves out, each once, by path.
+std::vector<NamedOther> list_left_out(DataTree& tree, std::string_view pattern);
 
 // Puts the names that exist in place of the patterns among a unit's parameters.
 //

@@ -218,7 +218,7 @@ class JobRun {
         expanded.values = expand_patterns(step.values, cached, source);
         const std::vector<StepCall> calls = plan(expanded, cached);
         const std::vector<FilterFacts> filters = find_filters(calls, cached);
-        GuardedStep guarded{expanded, cached, filters, source, nullptr, {}};
+        GuardedStep guarded{expanded, cached, filters, source, nullptr, {}, &step.values};
         heed(find_guarded(guarded, GuardTime::BeforeSamples));
         tell_warnings(step, find_warnings(guarded, GuardTime::BeforeSamples), tell_);
         tell_filters(step, filters, tell_);

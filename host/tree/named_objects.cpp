@@ -5,6 +5,8 @@
 #include "host/tree/tree_rules.h"
 
 #include <algorithm>
+#include <optional>
+#include <utility>
 
 namespace talvora::host {
 namespace {
@@ -15,6 +17,21 @@ std::string join_names(const std::vector<std::string>& names) {
         path = join_path(path, name);
     }
     return path;
+}
+
+// The group below which a pattern that names no object as it stands has to be looked for; nothing
+// where nothing can match.
+std::optional<ObjectId> find_start(DataTree& tree, std::string_view pattern) {
+    const auto group = tree.find(tree.root(), find_fixed_part(pattern));
+    const bool can_match = is_pattern(pattern) && group && tree.kind(*group) == ObjectKind::Group;
+    return can_match ? group : std::nullopt;
+}
+
+template <typename Object>
+std::vector<Object> keep_matches(std::vector<Object> objects, std::string_view pattern) {
+    std::erase_if(objects,
+                  [&](const Object& object) { return !matches_path(pattern, object.path); });
+    return objects;
 }
 
 } // namespace
@@ -41,15 +58,31 @@ std::vector<NamedObject> find_matches(DataTree& tree, std::string_view pattern) 
     if (const auto object = tree.find(tree.root(), pattern)) {
         return {{join_names(split_names(pattern)), tree.kind(*object)}};
     }
-    const std::string start = find_fixed_part(pattern);
-    const auto group = tree.find(tree.root(), start);
-    if (!is_pattern(pattern) || !group || tree.kind(*group) != ObjectKind::Group) {
+    const auto start = find_start(tree, pattern);
+    return start ? keep_matches(list_objects(tree, *start, find_fixed_part(pattern)), pattern)
+                 : std::vector<NamedObject>();
+}
+
+std::vector<NamedOther> list_others_below(DataTree& tree, ObjectId group, const std::string& path) {
+    std::vector<NamedOther> others;
+    walk_group_places(tree, group, path, [&](const GroupPlace& place) {
+        if (!place.is_first) {
+            return;
+        }
+        for (OtherObject& other : tree.list_others(place.id)) {
+            others.push_back({join_path(place.path, other.name), std::move(other.description)});
+        }
+    });
+    return others;
+}
+
+std::vector<NamedOther> find_other_matches(DataTree& tree, std::string_view pattern) {
+    if (!is_pattern(pattern) || tree.find(tree.root(), pattern)) {
         return {};
     }
-    std::vector<NamedObject> matches = list_objects(tree, *group, start);
-    std::erase_if(matches,
-                  [&](const NamedObject& object) { return !matches_path(pattern, object.path); });
-    return matches;
+    const auto start = find_start(tree, pattern);
+    return start ? keep_matches(list_others_below(tree, *start, find_fixed_part(pattern)), pattern)
+                 : std::vector<NamedOther>();
 }
 
 std::string find_fixed_part(std::string_view pattern) {

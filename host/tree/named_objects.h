@@ -15,6 +15,12 @@ struct NamedObject {
     ObjectKind kind = ObjectKind::Group;
 };
 
+// Neither a group nor a data set of real numbers.
+struct NamedOther {
+    std::string path;
+    std::string description; // as OtherObject has it
+};
+
 // Every group and data set below a group, which has this path. A group that is linked into
 // several places is entered in the first of them.
 std::vector<NamedObject> list_objects(DataTree& tree, ObjectId group, const std::string& path);
@@ -22,6 +28,11 @@ std::vector<NamedObject> list_objects(DataTree& tree, ObjectId group, const std:
 // The objects that a pattern (host/text/path_glob.h) matches. A path that names an existing object
 // as it stands is that object alone, of any kind, whatever letters it holds.
 std::vector<NamedObject> find_matches(DataTree& tree, std::string_view pattern);
+
+// Those that are neither, found in the same way: all below a group, and those that a pattern
+// matches, of which one that names an existing object as it stands has none.
+std::vector<NamedOther> list_others_below(DataTree& tree, ObjectId group, const std::string& path);
+std::vector<NamedOther> find_other_matches(DataTree& tree, std::string_view pattern);
 
 // The path of the group below which a pattern has to be looked for: what stands in front
 // of its first wildcard.

@@ -506,6 +506,29 @@ class WhatIsKept(SampleTypes):
                 file["Imu/Table"] = np.zeros(3, members)
             self.opposite("-o", "out.h5", "--force")
 
+    def test_complex_numbers_that_a_pattern_matches_are_told_as_well(self):
+        with self.make() as file:
+            add_set(file, "Imu/X", np.float32([1, 2]))
+            file["Imu/Spectrum"] = np.zeros((3, 1, 4), "c8")
+            file["Imu/texts"] = ["a", "b"]
+            file["Imu/Below/Spectrum"] = np.zeros(4, "c8")  # which the pattern does not match
+        recipe = {"steps": [{"unit": "apply-set-opposite", "parameters": {"SourceSets": ["Imu/*"]}}]}
+        (self.folder / "recipe.json").write_text(json.dumps(recipe))
+        step = ["run", "apply-set-opposite", "in.h5", "-o", "out.h5"]
+        told = ("passed-over: Imu/Spectrum: matches SourceSets=Imu/*, and units cannot take it: data "
+                "set of complex values of 32-bit floats [3, 1, 4]\n")
+        hint = "hint: if the others are meant: SourceSets=Imu/X; --accept passed-over keeps it\n"
+        errors = self.call(*step, "SourceSets=Imu/*", code=1).stderr
+        self.assertEqual(errors.count("passed-over: "), 1)
+        self.assertIn(told + hint, errors)
+        self.assertIn(told, self.call("recipe", "check", "recipe.json", "in.h5", code=1).stderr)
+        errors = self.call(*step, "SourceSets=Imu/*", "SourceSets=**", code=1).stderr
+        self.assertEqual(errors.count("passed-over: Imu/Spectrum: "), 1)
+        self.call(*step, "SourceSets=Imu/*", "--accept", "passed-over")
+        self.call(*step, "SourceSets=Imu/X", "--force")
+        self.call(*step, "SourceSets=Imu/*", "SourceSets=Imu/X", "--force", code=1)
+        self.call(*step, "SourceSets=Imu/[XYZ]", "--force")
+
     def test_what_is_no_real_number_stays_as_it_is(self):
         with self.make() as file:
             add_set(file, "Imu/X", np.arange(5.0))
@@ -658,6 +681,84 @@ class Shows(SampleTypes):
             add_set(file, "double", np.array([1, 1e39]))
         errors = self.call("plot", "in.h5", "-o", "no.svg", code=3).stderr
         self.assertIn("in.h5: 'double' holds 1e+39 at [1]", errors)
+
+    def make_other_kinds(self):
+        with self.make() as file:
+            add_set(file, "G/x", np.float32([1, 2]))
+            add_set(file, "H/x", np.float32([1, 2]))
+            group = file["G"]
+            group["complex"] = np.array([1 + 2j])
+            group["long"] = np.longdouble([1, 2])
+            group.create_dataset("arrays", (2,), np.dtype(("f8", (3,))))
+            group["pairs"] = np.array([(1, 2.5)], dtype=[("a", "i2"), ("b", "f8")])
+            group["link"] = h5py.SoftLink("/nowhere")
+            group["elsewhere"] = h5py.ExternalLink("other.h5", "/x")
+            group["scalar"] = 5.0
+            group["texts"] = ["a", "b"]
+            group["text"] = "a"
+            group["flags"] = np.array([True, False])
+            file["H/complex"] = np.array([1 + 2j])
+
+    WARNINGS = [
+        "'G/arrays' is left out: data set of arrays [2]",
+        "'G/complex' is left out: data set of complex values of 64-bit floats [1]",
+        "'G/elsewhere' is left out: link to '/x' in the file 'other.h5'",
+        "'G/link' is left out: link to '/nowhere', where no object can be opened",
+        "'G/long' is left out: data set of 128-bit floats [2]",
+        "'G/pairs' is left out: data set of compound values [1]"]
+    INFO = "'G/scalar' is left out: data set of 64-bit floats []"
+    DETAILS = ["'G/flags' is left out: data set of enumerated values [2]",
+               "'G/text' is left out: data set of texts []",
+               "'G/texts' is left out: data set of texts [2]"]
+
+    # In the words of tree; texts and the like lie beside the signals of many a file.
+    def test_what_a_pattern_matches_and_cannot_be_taken_is_told(self):
+        self.make_other_kinds()
+        warnings = "".join(f"warning: in.h5: {line}\n" for line in self.WARNINGS)
+        info = f"info: in.h5: {self.INFO}\n"
+        below_h = ("warning: in.h5: 'H/complex' is left out: data set of complex values of 64-bit "
+                   "floats [1]\n")
+        (self.folder / "in.h5").chmod(0o600)
+        rate = ["SampleRate=50", "-o", "out.h5", "--force"]
+        for place, told in (("in.h5::G/*", warnings + info), ("in.h5::G", warnings + info),
+                            ("in.h5::H", below_h), ("in.h5::H/x", ""), ("in.h5::**/[xt]", ""),
+                            ("in.h5", warnings + below_h + info)):
+            with self.subTest(place):
+                for words in (["export", place, "-o", "-"], ["export", "--tidy", place, "-o", "-"],
+                              ["plot", place, "-o", "out.svg", "--force", "--quiet"]):
+                    shown = told.replace(info, "") if "--quiet" in words else told
+                    lines = self.call(*words).stderr.splitlines(keepends=True)
+                    self.assertEqual("".join(line for line in lines if "left out" in line), shown)
+                if place.endswith(("G", "H")):  # the group's own attributes
+                    self.assertEqual(self.call("attributes", place).stderr, "")
+                else:
+                    self.assertEqual(self.call("attributes", place).stderr, told)
+                if "*" in place:
+                    self.assertEqual(self.call("attributes", place, *rate).stderr, told)
+        errors = self.call("export", "in.h5::G/*", "-o", "-", "--verbose").stderr
+        for line in self.DETAILS:
+            self.assertIn(f"in.h5: {line}\n", errors)
+        for line in self.WARNINGS + [self.INFO] + self.DETAILS:
+            path, description = line.split("' is left out: ")
+            self.assertIn(description, self.call("tree", f"in.h5::{path[1:]}").stdout)
+
+    def test_several_patterns_tell_of_each_once(self):
+        self.make_other_kinds()
+        errors = self.call("export", "in.h5::G/*", "in.h5::G", "-o", "-").stderr
+        self.assertEqual(errors.count("left out"), len(self.WARNINGS) + 1)
+
+    def test_of_many_the_first_twelve_are_told(self):
+        with self.make() as file:
+            add_set(file, "x", np.float32([1, 2]))
+            for i in range(15):
+                file[f"c{i:02}"] = np.array([1j])
+        lines = self.call("export", "in.h5", "-o", "-").stderr.splitlines()
+        self.assertEqual(len(lines), 13)
+        self.assertIn("'c11' is left out", lines[11])
+        self.assertEqual(lines[12],
+                         "warning: in.h5: 3 further objects left out, which --verbose shows")
+        self.assertIn("'c14' is left out",
+                      self.call("export", "in.h5", "-o", "-", "--verbose").stderr)
 
     def test_what_is_no_real_number_is_named(self):
         with self.make() as file:

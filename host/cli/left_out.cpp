@@ -1,0 +1,74 @@
+#include "host/cli/left_out.h"
+
+#include "host/interface/path_patterns.h"
+#include "host/text/plural.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <iterator>
+#include <set>
+#include <string_view>
+#include <vector>
+
+namespace talvora::host {
+namespace {
+
+constexpr std::size_t MAX_TOLD = 12; // of a level
+
+// Ordinary files have them beside their signals.
+bool is_plainly_no_signal(std::string_view description) {
+    constexpr std::string_view BEGINNINGS[] = {"data set of texts", "data set of references",
+                                               "data set of enumerated values", "named type"};
+    return std::ranges::any_of(
+        BEGINNINGS, [&](std::string_view beginning) { return description.starts_with(beginning); });
+}
+
+MessageLevel choose_level(std::string_view description) {
+    if (is_plainly_no_signal(description)) {
+        return MessageLevel::Detail;
+    }
+    const bool is_single = description.ends_with(" []");
+    return is_single ? MessageLevel::Info : MessageLevel::Warning;
+}
+
+std::vector<NamedOther> list_of_level(std::span<const NamedOther> others, MessageLevel level) {
+    std::vector<NamedOther> listed;
+    std::ranges::copy_if(others, std::back_inserter(listed), [&](const NamedOther& other) {
+        return choose_level(other.description) == level;
+    });
+    return listed;
+}
+
+void tell_of_level(const Console& console, std::span<const NamedOther> others, MessageLevel level,
+                   const std::string& source) {
+    for (std::size_t i = 0; i < others.size(); ++i) {
+        console.print(
+            i < MAX_TOLD ? level : MessageLevel::Detail,
+            fmt::format("{}: '{}' is left out: {}", source, others[i].path, others[i].description));
+    }
+    if (others.size() > MAX_TOLD) {
+        console.print(level, fmt::format("{}: {} left out, which --verbose shows", source,
+                                         count_things(others.size() - MAX_TOLD, "further object")));
+    }
+}
+
+} // namespace
+
+void tell_left_out(const Console& console, DataTree& tree, std::span<const std::string> patterns,
+                   const std::string& source) {
+    std::vector<NamedOther> others;
+    std::set<std::string> known;
+    for (const std::string& pattern : patterns) {
+        std::ranges::copy_if(
+            list_left_out(tree, pattern), std::back_inserter(others),
+            [&](const NamedOther& other) { return known.insert(other.path).second; });
+    }
+    for (const MessageLevel level :
+         {MessageLevel::Warning, MessageLevel::Info, MessageLevel::Detail}) {
+        tell_of_level(console, list_of_level(others, level), level, source);
+    }
+}
+
+} // namespace talvora::host
