@@ -204,8 +204,10 @@ std::vector<NamedOther> list_left_out(DataTree& tree, std::string_view pattern) 
         }
     }
     std::ranges::sort(left, {}, &NamedOther::path);
-    const auto repeated = std::ranges::unique(left, {}, &NamedOther::path);
-    left.erase(repeated.begin(), repeated.end());
+    const auto has_same_path = [](const NamedOther& a, const NamedOther& b) {
+        return a.path == b.path;
+    };
+    left.erase(std::unique(left.begin(), left.end(), has_same_path), left.end());
     return left;
 }
 
