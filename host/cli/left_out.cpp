@@ -2,6 +2,7 @@
 
 #include "host/interface/path_patterns.h"
 #include "host/text/plural.h"
+#include "host/text/told_at_once.h"
 
 #include <fmt/format.h>
 
@@ -14,8 +15,6 @@
 
 namespace talvora::host {
 namespace {
-
-constexpr std::size_t MAX_TOLD = 12; // of a level
 
 // Ordinary files have them beside their signals.
 bool is_plainly_no_signal(std::string_view description) {
@@ -45,12 +44,13 @@ void tell_of_level(const Console& console, std::span<const NamedOther> others, M
                    const std::string& source) {
     for (std::size_t i = 0; i < others.size(); ++i) {
         console.print(
-            i < MAX_TOLD ? level : MessageLevel::Detail,
+            i < MAX_TOLD_AT_ONCE ? level : MessageLevel::Detail,
             fmt::format("{}: '{}' is left out: {}", source, others[i].path, others[i].description));
     }
-    if (others.size() > MAX_TOLD) {
-        console.print(level, fmt::format("{}: {} left out, which --verbose shows", source,
-                                         count_things(others.size() - MAX_TOLD, "further object")));
+    if (others.size() > MAX_TOLD_AT_ONCE) {
+        console.print(
+            level, fmt::format("{}: {} left out, which --verbose shows", source,
+                               count_things(others.size() - MAX_TOLD_AT_ONCE, "further object")));
     }
 }
 

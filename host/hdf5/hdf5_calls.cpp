@@ -44,8 +44,7 @@ bool suspects_shared_messages = false;
 std::string_view describe_suspicion() {
     return suspects_shared_messages && !system_has_failed()
                ? " (objects of the file share messages of their headers, which the HDF5 library "
-                 "may "
-                 "lose where one is changed; h5repack makes a copy that shares none)"
+                 "may lose where one is changed; h5repack makes a copy that shares none)"
                : "";
 }
 

@@ -9,6 +9,7 @@
 #include "host/recipes/recipe_places.h"
 #include "host/text/join_texts.h"
 #include "host/text/plural.h"
+#include "host/text/told_at_once.h"
 #include "host/tree/hinted_tree.h"
 
 #include <fmt/format.h>
@@ -24,7 +25,6 @@ namespace talvora::host {
 namespace {
 
 constexpr std::size_t MAX_SENTENCES = 3; // about things of one kind
-constexpr std::size_t MAX_INFOS = 12;    // of a unit in a step: some tell of each line
 
 MessageLevel to_message_level(Message::Level level) {
     switch (level) {
@@ -74,15 +74,16 @@ class StepRun {
              names_set ? fmt::format("{}: {}", tree.path(*set), message.text) : message.text);
     }
 
+    // Some units tell of each line.
     bool is_one_too_many(const Message& message) {
-        return message.level == Message::Info && ++info_count_ > MAX_INFOS;
+        return message.level == Message::Info && ++info_count_ > MAX_TOLD_AT_ONCE;
     }
 
     void tell_rest_of_infos() {
-        if (info_count_ > MAX_INFOS) {
+        if (info_count_ > MAX_TOLD_AT_ONCE) {
             tell(MessageLevel::Info,
                  fmt::format("{}, which --verbose shows",
-                             count_things(info_count_ - MAX_INFOS, "further message")));
+                             count_things(info_count_ - MAX_TOLD_AT_ONCE, "further message")));
         }
     }
 

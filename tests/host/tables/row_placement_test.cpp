@@ -1,6 +1,7 @@
 #include "host/tables/row_placement.h"
 #include "host/tables/time_ticks.h"
 #include "host/text/failure.h"
+#include "tests/host/tables/times_in_ticks.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -16,17 +17,6 @@ using testing::DoubleNear;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Optional;
-
-// `count` times, equally spaced, cut to whole ticks, the first of them `start` ticks.
-std::vector<double> in_ticks(double rate, std::size_t count, double ticks_per_second,
-                             double start = 0) {
-    std::vector<double> times;
-    for (std::size_t i = 0; i < count; ++i) {
-        const double ticks = static_cast<double>(i) / rate * ticks_per_second;
-        times.push_back((start + std::floor(ticks + 1e-6)) / ticks_per_second);
-    }
-    return times;
-}
 
 // Rows at a rate without those that `is_lost` says.
 template <class IsLost>

@@ -1,5 +1,6 @@
 #include "host/tables/time_grid.h"
 #include "host/text/failure.h"
+#include "tests/host/tables/times_in_ticks.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -65,16 +66,6 @@ TEST(PlaceOnGrid, TakesTheMeanOfRegularStepsAsThePeriod) {
         times.push_back(times.back() + (i % 4 == 3 ? 3 : 4));
     }
     EXPECT_THAT(place_on_grid(times, "").sample_rate, DoubleNear(1 / 3.75, 1e-15));
-}
-
-// `count` times, equally spaced, in whole ticks.
-std::vector<double> in_ticks(double rate, std::size_t count, double ticks_per_second) {
-    std::vector<double> times;
-    for (std::size_t i = 0; i < count; ++i) {
-        times.push_back(std::floor(static_cast<double>(i) / rate * ticks_per_second + 1e-6) /
-                        ticks_per_second);
-    }
-    return times;
 }
 
 TEST(PlaceOnGrid, TakesTheRoundestRateThatTheDigitsAllow) {
