@@ -236,6 +236,25 @@ class Scales(host_test.HostTest):
         with self.read() as file:
             self.assertEqual(file["Imu/X"].dims[2][0], file["Axes/time"])
 
+    def test_a_scale_is_not_resized_without_its_sets(self):
+        alone = ["run", "apply-set-downsample", "SourceSets=Axes/time", "--to-rate", "50", "in.h5"]
+        for dtype in ("f4", "f8"):
+            with self.subTest(dtype=dtype):
+                self.make_scales()
+                with h5py.File(self.folder / "in.h5", "r+") as file:
+                    file["Imu/X"].dims[2].detach_scale(file["Axes/time"])
+                    del file["Axes/time"]
+                    file["Axes/time"] = np.arange(120).astype(dtype)
+                    file["Axes/time"].attrs["SampleRate"] = np.float32(100)
+                    file["Axes/time"].make_scale("time")
+                    file["Imu/X"].dims[2].attach_scale(file["Axes/time"])
+                result = self.call(*alone, "-o", "out.h5", "--force", code=1)
+                self.assertIn("stale-scale: Axes/time: it was resized and has 60 values, and "
+                              "dimension 2 of '/Imu/X', whose dimension scale it is, has the "
+                              "length 120", result.stderr)
+                both = [*alone[:2], "SourceSets=Axes/time", "SourceSets=Imu/X", *alone[3:]]
+                self.call(*both, "-o", "out.h5", "--force")
+
     def test_scales_that_are_detached_or_deleted_are_none(self):
         with h5py.File(self.folder / "in.h5", "r+") as file:
             file["Imu/X"].dims[2].detach_scale(file["Axes/time"])
@@ -250,8 +269,6 @@ class Scales(host_test.HostTest):
                 self.call(*DOWNSAMPLE, "-o", "out.h5", "--force")
 
 
-if __name__ == "__main__":
-    host_test.main()
 class NamesThatAreNoUtf8(host_test.HostTest):
     """The group b"Gr\xf6\xdfe", as programs of another time wrote it."""
 
@@ -291,3 +308,5 @@ class NamesThatAreNoUtf8(host_test.HostTest):
                   "--resume")
 
 
+if __name__ == "__main__":
+    host_test.main()
