@@ -1,5 +1,6 @@
 #include "host/cli/console.h"
 
+#include "host/recipes/json_text.h"
 #include "host/system/standard_streams.h"
 #include "host/text/control_characters.h"
 
@@ -42,8 +43,7 @@ std::string on_one_line(std::string_view text) {
 }
 
 std::string dump(const nlohmann::ordered_json& json, int indent) {
-    return escape_controls_of_json(
-        json.dump(indent, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
+    return escape_controls_of_json(format_json(json, indent));
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 #include "host/cli/read_apart.h"
 #include "host/maps/map_reader.h"
 #include "host/maps/mapped_import.h"
+#include "host/recipes/json_text.h"
 #include "host/recipes/recipe_problems.h"
 #include "host/runs/input_files.h"
 #include "host/tables/row_placement.h"
@@ -56,6 +57,7 @@ ImportMap read_map(const ImportCommand& command) {
 }
 
 HistoryRecord make_record(const ImportCommand& command, const TreePlace& place) {
+    refuse_invalid_utf8(place.glob);
     InputIdentity input = identify_input(place.file);
     if (!place.glob.empty()) {
         input.name += "::" + place.glob;

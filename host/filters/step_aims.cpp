@@ -7,6 +7,7 @@
 #include "host/interface/table_objects.h"
 #include "host/text/failure.h"
 #include "host/text/join_texts.h"
+#include "host/text/utf8.h"
 #include "host/tree/hinted_tree.h"
 #include "host/tree/number_attribute.h"
 
@@ -27,6 +28,28 @@ namespace {
 
 bool declares(const ParameterValues& values, std::string_view key) {
     return values.signature(key) != nullptr;
+}
+
+void check_text(std::string_view key, std::string_view text,
+                std::vector<ParameterProblem>& problems) {
+    if (find_invalid_utf8(text)) {
+        problems.push_back({fmt::format("parameter '{}' cannot be '{}' (allowed: UTF-8, as history "
+                                        "and recipes keep it)",
+                                        key, escape_invalid_utf8(text)),
+                            "a name in the file can be chosen by a pattern, ? for each such byte"});
+    }
+}
+
+void check_texts(const ParameterValues& values, std::vector<ParameterProblem>& problems) {
+    for (const auto& [key, value] : values.given()) {
+        if (const auto* text = std::get_if<std::string>(&value)) {
+            check_text(key, *text, problems);
+        } else if (const auto* list = std::get_if<std::vector<std::string>>(&value)) {
+            for (const std::string& item : *list) {
+                check_text(key, item, problems);
+            }
+        }
+    }
 }
 
 void check_edges(const Unit& unit, const ParameterValues& values, const StepAims& aims,
@@ -265,6 +288,7 @@ std::vector<std::string> list_found_keys(const StepAims& aims) {
 std::vector<ParameterProblem> check_step(const Unit& unit, const ParameterValues& values,
                                          const StepAims& aims) {
     std::vector<ParameterProblem> problems = check_values(unit, values, list_found_keys(aims));
+    check_texts(values, problems);
     check_exclusions(values, aims, problems);
     check_edges(unit, values, aims, problems);
     check_rate(unit, aims, problems);

@@ -17,7 +17,8 @@ namespace talvora::host {
 std::vector<std::string> list_found_keys(const StepAims& aims);
 
 // What is wrong with the values of a step and its aims beyond their types, before any file is
-// looked at: as check_values, and aims that the unit cannot have or that exclude parameters.
+// looked at: as check_values, texts that are no UTF-8, and aims that the unit cannot have or that
+// exclude parameters.
 std::vector<ParameterProblem> check_step(const Unit& unit, const ParameterValues& values,
                                          const StepAims& aims);
 

@@ -47,12 +47,17 @@ std::vector<GuardFinding> find_infinities(const GuardedStep& step);
 std::vector<GuardFinding> find_means_off(const GuardedStep& step);
 
 // After the step: one for each set of another type than 32-bit floats that rounding to these
-// changes by more than LARGE_PART_OF_RANGE, or that is replaced by them in the input.
+// changes by more than LARGE_PART_OF_RANGE, or that is replaced by them in the input; and for each
+// of integers that was filtered where such floats are that far apart.
 std::vector<GuardFinding> find_narrowed_sets(const GuardedStep& step);
 
 // After the step: one for each dimension scale that is attached along a dimension which the step
-// resized, and has another length than that has now.
+// resized, and has another length than that has now; and one for each set along a dimension of
+// which a resized scale is attached, where that has another length.
 std::vector<GuardFinding> find_stale_scales(const GuardedStep& step);
+
+// After the step: one for the errors that the unit told of, when it returned success all the same.
+std::vector<GuardFinding> find_unit_errors(const GuardedStep& step);
 
 // After the step: no samples of a set were worked on. That values happen to be what they were
 // before is no matter.

@@ -33,8 +33,11 @@ struct GuardedStep {
     const StepObservations* done;                       // what the step did; null before it
     std::map<std::string, RoundedSamples> rounded = {}; // that the step took, by path
     const ParameterValues* given = nullptr;             // with the patterns; null: there are none
-    // Of the sets that the step resized, by path.
+    // Of the sets that the step resized, by path: what is attached to them, and what they are
+    // attached to.
     std::map<std::string, std::vector<AttachedScale>> scales = {};
+    std::map<std::string, std::vector<ScaledSet>> scaled_sets = {};
+    std::span<const std::string> unit_errors = {}; // that the unit told of, each once
 };
 
 } // namespace talvora::host

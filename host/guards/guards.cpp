@@ -45,8 +45,11 @@ constexpr Guard GUARDS[] = {
      "others in the input",
      nullptr, find_narrowed_sets},
     {"stale-scale",
-     "a dimension scale that is attached to a resized set has the length that the set had", nullptr,
-     find_stale_scales},
+     "a dimension scale and a dimension that it is attached to have different lengths after one of "
+     "the two was resized",
+     nullptr, find_stale_scales},
+    {"unit-error", "the unit told of an error, and returned success all the same", nullptr,
+     find_unit_errors},
     {"nothing-done", "the step changed no sample and made nothing that holds any", nullptr,
      find_nothing_done},
 };

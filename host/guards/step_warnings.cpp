@@ -9,6 +9,7 @@
 #include "host/text/join_texts.h"
 #include "host/text/plural.h"
 #include "host/text/quote_word.h"
+#include "host/tree/packed_samples.h"
 #include "host/tree/tree_rules.h"
 
 #include <fmt/format.h>
@@ -69,6 +70,23 @@ void warn_of_labels(const GuardedStep& step, std::vector<StepWarning>& warnings)
                              join_texts(paths)),
                  fmt::format("a label of its own for each source: {0}=LABEL {0}=SOURCE",
                              TRANSLATION_KEY)});
+        }
+    }
+}
+
+// ---------------------------------------------------------------------------
+// Sets whose samples are meant otherwise than they are stored
+
+void warn_of_packing(const GuardedStep& step, std::vector<StepWarning>& warnings) {
+    for (const ObjectId set : find_source_sets(step.step.values, step.tree)) {
+        const std::string packing = describe_packing(step.tree, set);
+        if (!packing.empty()) {
+            warnings.push_back(
+                {fmt::format("{}: its samples are taken as they are stored, and its attributes say "
+                             "otherwise: {}",
+                             step.tree.path(set), packing),
+                 "a map brings in scale and offset: talvora-host import --map FILE.yaml; what is "
+                 "missing has to be NaN"});
         }
     }
 }
@@ -174,6 +192,7 @@ std::vector<StepWarning> find_warnings(const GuardedStep& step, GuardTime time) 
     if (time == GuardTime::BeforeSamples) {
         warn_of_parameters(step, warnings);
         warn_of_labels(step, warnings);
+        warn_of_packing(step, warnings);
         return warnings;
     }
     for (std::size_t i = 0; i < step.done->sets.size(); ++i) {

@@ -15,9 +15,10 @@ struct StepWarning {
 };
 
 // Before samples: an axis without components, or components without an axis, where a unit takes
-// both, and a label of several columns. After the step: a baseline taken from samples of which some
-// are missing, runs of valid samples that were too short for the filter, infinities that go into
-// means, and missing samples in sets that the step made.
+// both, a label of several columns, and attributes that tell of scale, offset or a number for
+// missing samples. After the step: a baseline taken from samples of which some are missing, runs of
+// valid samples that were too short for the filter, infinities that go into means, and missing
+// samples in sets that the step made.
 std::vector<StepWarning> find_warnings(const GuardedStep& step, GuardTime time);
 
 } // namespace talvora::host

@@ -348,6 +348,51 @@ std::vector<AttachedScale> list_attached_scales(hid_t set, const std::string& pa
     return scales;
 }
 
+namespace {
+
+// What the set itself tells counts.
+void add_scaled(hid_t scale, const std::string& path, std::vector<ScaledSet>& scaled) {
+    if (path.empty()) { // it was deleted
+        return;
+    }
+    const Id set = open_object(scale, path);
+    if (object_info(set).type != H5O_TYPE_DATASET) {
+        return;
+    }
+    const Extents extents = space_extents(set_space(set));
+    for (const AttachedScale& attached : list_attached_scales(set, path)) {
+        const bool is_this =
+            object_info(open_object(scale, attached.path)).address == object_info(scale).address;
+        if (is_this && attached.dimension < extents.size()) {
+            scaled.push_back({path, attached.dimension, extents[attached.dimension]});
+        }
+    }
+}
+
+} // namespace
+
+std::vector<ScaledSet> list_scaled_sets(hid_t scale, const std::string& path) {
+    const std::string list = "REFERENCE_LIST"; // sets, and dimensions of them
+    if (checked(H5Aexists(scale, list.c_str()), "look for attributes of", path) == 0) {
+        return {};
+    }
+    const OpenValues open = open_attribute(scale, list);
+    if (!hold_references(open)) {
+        return {};
+    }
+    std::set<std::string> paths;
+    ReadValues(open).visit([&](hid_t type, Bytes reference) {
+        if (is_type(type, H5T_STD_REF_OBJ) && !leads_nowhere(reference)) {
+            paths.insert(find_path(scale, reference));
+        }
+    });
+    std::vector<ScaledSet> scaled;
+    for (const std::string& set : paths) {
+        add_scaled(scale, set, scaled);
+    }
+    return scaled;
+}
+
 void redirect(hid_t file, const Referrer& referrer, haddr_t from, haddr_t to) {
     const Id object = open_object(file, referrer.path);
     const OpenValues open = open_values(object, referrer);

@@ -45,6 +45,9 @@ std::vector<std::string> read_references(hid_t set, const std::string& path);
 // The dimension scales that are attached to a data set, in the order of its dimensions.
 std::vector<AttachedScale> list_attached_scales(hid_t set, const std::string& path);
 
+// The data sets that a data set is attached to as a dimension scale.
+std::vector<ScaledSet> list_scaled_sets(hid_t scale, const std::string& path);
+
 // Lets the values that refer to the whole of one object refer to another one.
 void redirect(hid_t file, const Referrer& referrer, haddr_t from, haddr_t to);
 

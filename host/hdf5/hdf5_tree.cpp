@@ -343,6 +343,15 @@ std::vector<AttachedScale> Hdf5Tree::list_attached_scales(const std::string& pat
     return hdf5::list_attached_scales(open(*set), path);
 }
 
+std::vector<ScaledSet> Hdf5Tree::list_scaled_sets(const std::string& path) {
+    const auto scale = find(root(), path);
+    if (!scale) {
+        return {};
+    }
+    const InFile here(name_.native());
+    return hdf5::list_scaled_sets(open(*scale), path);
+}
+
 SampleType Hdf5Tree::sample_type(ObjectId set) const {
     return node(set, ObjectKind::DataSet).type;
 }

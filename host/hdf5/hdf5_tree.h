@@ -100,6 +100,8 @@ class Hdf5Tree final : public DataTree {
 
     // The dimension scales that are attached to a set; `path` is from the root.
     std::vector<AttachedScale> list_attached_scales(const std::string& path);
+    // The sets that one is attached to as a dimension scale.
+    std::vector<ScaledSet> list_scaled_sets(const std::string& path);
 
     // What a data set of any rank holds, 0 included, as an attribute would: numbers or texts. A
     // TreeError where it holds something else, or more values than are wanted.

@@ -48,6 +48,7 @@ struct MappedSets {
     ValueChoice rate;            // Hz
     ValueChoice start;           // s
     ValueChoice times;           // s, one for each row
+    ValueChoice times_beside;    // as many of them, which the rate may not contradict
     ValueChoice scale;           // of all components
     ValueChoice component_scale; // times it, for each component
     ValueChoice offset;          // added behind them, one, or one for each component

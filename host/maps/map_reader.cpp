@@ -45,6 +45,7 @@ constexpr ChoiceField CHOICE_FIELDS[] = {
     {"rate", &MappedSets::rate, Wanted::Numbers},
     {"start", &MappedSets::start, Wanted::Numbers},
     {"times", &MappedSets::times, Wanted::Numbers},
+    {"times_beside", &MappedSets::times_beside, Wanted::Numbers},
     {"scale", &MappedSets::scale, Wanted::Numbers},
     {"component_scale", &MappedSets::component_scale, Wanted::Numbers},
     {"offset", &MappedSets::offset, Wanted::Numbers},

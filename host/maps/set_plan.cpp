@@ -8,6 +8,7 @@
 #include "host/text/quote_word.h"
 #include "host/tree/group_walk.h"
 #include "host/tree/number_attribute.h"
+#include "host/tree/packed_samples.h"
 #include "host/tree/rate_tolerance.h"
 #include "host/tree/tree_rules.h"
 
@@ -15,6 +16,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <iterator>
 #include <map>
 #include <set>
@@ -130,6 +132,19 @@ void plan_dimensions(const MappedSets& sets, SetPlan& plan) {
     }
 }
 
+// Empty where there are not as many numbers.
+std::vector<double> read_numbers(Hdf5Tree& source, const SetPlan& set, const FoundPlace& place,
+                                 std::uint64_t count) {
+    try {
+        auto numbers = SourceValues(source, set.id, set.path).read_numbers(place, count);
+        return numbers.size() == count ? numbers : std::vector<double>();
+    } catch (const StorageError&) {
+        throw;
+    } catch (const TreeError&) {
+        return {};
+    }
+}
+
 // ---------------------------------------------------------------------------
 // One data set
 
@@ -232,11 +247,35 @@ class SetPlanner {
         } else {
             throw Left(explain_no_time());
         }
+        const bool has_times = plan_times_beside(plan, is_told);
         if (const auto start = find_and_use(sets_.start)) {
             plan.start_time = read_start(*start);
+        } else if (has_times) {
+            return;
         } else if (!sets_.start.empty() && !is_told) {
             throw Left(values_.describe_missing(sets_.start));
         }
+    }
+
+    // What is not as many ascending numbers is a set like others.
+    bool plan_times_beside(SetPlan& plan, bool is_told) {
+        const auto found = values_.find(sets_.times_beside);
+        if (!found || found->object == candidate_.id) {
+            return false;
+        }
+        const std::vector<double> times = read_numbers(tree_, plan, *found, plan.row_count);
+        if (times.size() < 2 ||
+            std::ranges::adjacent_find(times, std::greater_equal{}) != times.end()) {
+            return false;
+        }
+        used_.insert(found->object);
+        plan.start_time = times.front();
+        plan.notes.push_back(fmt::format("{}: {} holds its times, and is no set of samples",
+                                         plan.path, found->description));
+        if (!is_told) {
+            plan.times_beside = found;
+        }
+        return true;
     }
 
     std::string explain_no_time() const {
@@ -410,19 +449,6 @@ bool contradicts(std::optional<double> own_rate, double told_rate) {
     return is_rate && std::abs(*own_rate - told_rate) > RATE_TOLERANCE * *own_rate;
 }
 
-// Empty where there are not as many numbers.
-std::vector<double> read_numbers(Hdf5Tree& source, const SetPlan& set, const FoundPlace& place,
-                                 std::uint64_t count) {
-    try {
-        auto numbers = SourceValues(source, set.id, set.path).read_numbers(place, count);
-        return numbers.size() == count ? numbers : std::vector<double>();
-    } catch (const StorageError&) {
-        throw;
-    } catch (const TreeError&) {
-        return {};
-    }
-}
-
 [[noreturn]] void refuse_rate(const SetPlan& set, const std::string& contradicted,
                               const std::string& own, const std::string& file) {
     throw Failure(ExitCode::Input,
@@ -449,6 +475,22 @@ void refuse_mapped_rate(Hdf5Tree& source, const SetPlan& set, const std::string&
             refuse_rate(set, fmt::format("{}: {}", set.own_times->description, *contradiction),
                         "the rows are placed by it", file);
         }
+    }
+}
+
+void refuse_other_times(Hdf5Tree& source, const SetPlan& set, const std::string& file) {
+    if (!set.times_beside) {
+        return;
+    }
+    const auto times = read_numbers(source, set, *set.times_beside, set.row_count);
+    if (const auto contradiction = find_contradiction(times, set.sample_rate, 0)) {
+        throw Failure(ExitCode::Input,
+                      fmt::format("{}: {}: its rate of {:.6g} Hz contradicts {}: {}", file,
+                                  set.path, set.sample_rate, set.times_beside->description,
+                                  *contradiction),
+                      {fmt::format("--variable times={} places the rows by it",
+                                   split_last(set.times_beside->path).second),
+                       fmt::format("--rate {:.6g} leaves it aside", set.sample_rate)});
     }
 }
 
@@ -503,6 +545,17 @@ void check_time(const MappedSets& sets, const SetPlan& set, const std::string& f
             "({} takes that one)",
             file, set.path, describe_extents(set.extents), set.time_dimension,
             *set.component_dimension, name_time_option(sets, set, *set.component_dimension)));
+    }
+}
+
+// A map of somebody's own says what is meant.
+void warn_of_packing(Hdf5Tree& source, const SetPlan& set, const std::string& file,
+                     ImportPlan& plan) {
+    if (const std::string packing = describe_packing(source, set.id); !packing.empty()) {
+        plan.warnings.push_back(fmt::format(
+            "{}: {}: its samples are taken as they are stored, and its attributes say otherwise: "
+            "{} (--map FILE.yaml with scale and offset takes them so)",
+            file, set.path, packing));
     }
 }
 
@@ -608,11 +661,13 @@ ImportPlan make_plan(Hdf5Tree& source, const ImportMap& map, const MapChoices& c
         const MappedSets& sets = *find_sets(map, set.path);
         if (sets.are_plain || map.is_shipped) {
             check_time(sets, set, file, plan);
+            warn_of_packing(source, set, file, plan);
         }
         if (sets.are_plain) {
             refuse_other_rate(source, set, file);
         } else {
             refuse_mapped_rate(source, set, file);
+            refuse_other_times(source, set, file);
         }
     }
     refuse_same_results(plan.sets, file);

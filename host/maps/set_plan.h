@@ -49,6 +49,7 @@ struct SetPlan {
     Calibration calibration;
     std::optional<FoundPlace> times; // of its rows; else they have this rate
     double sample_rate = 0;
+    std::optional<FoundPlace> times_beside; // that rate is not to contradict
     // What the file tells of it where the rate is told on the command line.
     std::optional<FoundPlace> own_times;
     std::optional<FoundPlace> own_rate;

@@ -101,6 +101,13 @@ bool holds_letters(const Hdf5Tree& tree, ObjectId object) {
            tree.sample_type(object) == SampleType::UInt16;
 }
 
+// MAT files tell so of letters, which are numbers to HDF5.
+bool is_marked_as_text(Hdf5Tree& tree, ObjectId object) {
+    const auto mark = tree.read_attribute(object, "MATLAB_class");
+    const auto* text = mark ? std::get_if<std::string>(&*mark) : nullptr;
+    return text != nullptr && *text == "char";
+}
+
 } // namespace
 
 SourceValues::SourceValues(Hdf5Tree& tree, ObjectId set, const std::string& path)
@@ -164,7 +171,8 @@ AttributeValue SourceValues::read(const FoundPlace& found, std::uint64_t max_cou
 }
 
 std::vector<double> SourceValues::read_numbers(const FoundPlace& found, std::uint64_t max_count) {
-    auto numbers = std::visit(AsNumbers{}, read(found, max_count));
+    const bool is_text = found.is_dataset() && is_marked_as_text(tree_, found.object);
+    auto numbers = is_text ? std::nullopt : std::visit(AsNumbers{}, read(found, max_count));
     if (!numbers) {
         throw TreeError(fmt::format("{} holds texts (wanted: numbers)", found.description));
     }

@@ -1,5 +1,6 @@
 #include "host/recipes/import_history.h"
 
+#include "host/recipes/json_text.h"
 #include "host/text/control_characters.h"
 #include "host/text/failure.h"
 #include "host/text/quote_word.h"
@@ -7,6 +8,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <optional>
 #include <utility>
 #include <variant>
@@ -60,6 +62,7 @@ HistoryRecord read_record(const std::string& text, std::string_view source) {
 HistoryRecord make_import_record(const std::string& host_version, const InputIdentity& input,
                                  std::span<const std::string> arguments,
                                  const std::optional<InputIdentity>& map) {
+    std::ranges::for_each(arguments, refuse_invalid_utf8);
     HistoryRecord record = {{"host", {{"name", "talvora-host"}, {"version", host_version}}},
                             {"input", make_file_json(input)},
                             {"arguments", arguments}};
@@ -71,7 +74,7 @@ HistoryRecord make_import_record(const std::string& host_version, const InputIde
 
 void append_import(DataTree& tree, const HistoryRecord& record) {
     std::vector<std::string> texts = read_texts(tree, {});
-    texts.push_back(record.dump(-1, ' ', false, Json::error_handler_t::replace));
+    texts.push_back(format_json(record));
     const Extents extents = {texts.size()};
     tree.write_attribute(tree.root(), IMPORTS_ATTRIBUTE, TextArray{std::move(texts), extents});
 }

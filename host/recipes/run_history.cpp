@@ -1,6 +1,7 @@
 #include "host/recipes/run_history.h"
 
 #include "host/interface/unit_run.h"
+#include "host/recipes/json_text.h"
 #include "host/system/content_hash.h"
 #include "host/text/failure.h"
 #include "host/text/parse_number.h"
@@ -103,10 +104,6 @@ Json make_parameters_json(const ParameterValues& values, std::span<const FoundPa
         }
     }
     return json;
-}
-
-std::string format_record(const HistoryRecord& record) {
-    return record.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
 void write_part(DataTree& tree, std::size_t number, std::vector<std::string> texts) {
@@ -419,7 +416,8 @@ void append_history(DataTree& tree, std::span<const HistoryRecord> records) {
         const std::size_t room = MAX_PART_RECORDS - std::min(MAX_PART_RECORDS, texts.size());
         const auto fitting = records.first(std::min(room, records.size()));
         if (!fitting.empty()) {
-            std::ranges::transform(fitting, std::back_inserter(texts), format_record);
+            std::ranges::transform(fitting, std::back_inserter(texts),
+                                   [](const HistoryRecord& record) { return format_json(record); });
             write_part(tree, part, std::move(texts));
         }
         records = records.subspan(fitting.size());

@@ -2,6 +2,7 @@
 
 #include "host/interface/plugin_library.h"
 #include "host/system/file_limit.h"
+#include "host/system/memory_limit.h"
 #include "host/tree/data_tree.h"
 
 #include <fmt/format.h>
@@ -59,6 +60,11 @@ Failure explain(const WorkPlace& place) {
         return {of_storage, writing ? begin_with(place.output, error.code().message())
                                     : begin_with(place.input, error.what())};
     } catch (const std::bad_alloc&) {
+        if (is_memory_bounded()) {
+            return {ExitCode::Input,
+                    begin_with(place.input, "more memory is needed than --read-memory allows"),
+                    {"--read-memory MIB allows more; 0: as much as the machine has"}};
+        }
         // Where a file was only read, it is what it holds that memory does not take.
         const bool reading = !writing && !place.input.empty();
         return {reading ? ExitCode::Input : ExitCode::Output,

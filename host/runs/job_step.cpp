@@ -43,13 +43,15 @@ class StepRun {
     StepRun(const Step& step, const std::string& source, const TellMessage& tell)
         : step_(step), source_(source), tell_(tell) {}
 
-    void run(ObservedTree& tree) {
+    // The errors that the unit told of.
+    std::vector<std::string> run(ObservedTree& tree) {
         if (step_.aims.to_rate) {
             HintedTree hinted(tree, static_cast<float>(*step_.aims.to_rate));
             run(hinted, tree);
         } else {
             run(tree, tree);
         }
+        return std::move(unit_errors_);
     }
 
   private:
@@ -65,7 +67,10 @@ class StepRun {
 
     void tell_of_unit(const Message& message, const ObservedTree& tree) {
         if (message.level != Message::Info) {
-            messages_.insert(message.text);
+            const bool is_new = messages_.insert(message.text).second;
+            if (is_new && message.level == Message::Error) {
+                unit_errors_.push_back(message.text);
+            }
         }
         const auto set = tree.last_read();
         const bool names_set =
@@ -162,6 +167,7 @@ class StepRun {
     const std::string& source_;
     const TellMessage& tell_;
     std::set<std::string> messages_; // errors and warnings of the unit
+    std::vector<std::string> unit_errors_;
     std::size_t info_count_ = 0;
     bool has_error_ = false;
 };
@@ -264,9 +270,9 @@ void tell_found(const StepCall& call, const TellMessage& tell) {
           call.step.name});
 }
 
-void run_step(const Step& step, ObservedTree& tree, const std::string& source,
-              const TellMessage& tell) {
-    StepRun(step, source, tell).run(tree);
+std::vector<std::string> run_step(const Step& step, ObservedTree& tree, const std::string& source,
+                                  const TellMessage& tell) {
+    return StepRun(step, source, tell).run(tree);
 }
 
 } // namespace talvora::host

@@ -12,6 +12,7 @@
 
 #include <span>
 #include <string>
+#include <vector>
 
 namespace talvora::host {
 
@@ -34,9 +35,10 @@ void tell_filters(const Step& step, std::span<const FilterFacts> filters, const 
 // The values that were found for the step on this file.
 void tell_found(const StepCall& call, const TellMessage& tell);
 
-// Runs the step's unit, telling what it says; `source` is the file's name in hints. Throws
-// StepFailed or a StorageError when the results are not to be kept.
-void run_step(const Step& step, ObservedTree& tree, const std::string& source,
-              const TellMessage& tell);
+// Runs the step's unit, telling what it says; `source` is the file's name in hints. The errors that
+// it told of though it returned success, each once. Throws StepFailed or a StorageError when the
+// results are not to be kept.
+std::vector<std::string> run_step(const Step& step, ObservedTree& tree, const std::string& source,
+                                  const TellMessage& tell);
 
 } // namespace talvora::host

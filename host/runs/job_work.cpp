@@ -25,6 +25,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <future>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <set>
@@ -63,16 +64,13 @@ std::vector<FoundParameters> list_found(std::span<const StepCall> calls) {
     return found;
 }
 
-// Of the sets that a step resized.
-std::map<std::string, std::vector<AttachedScale>> find_scales(std::span<const SetObservation> sets,
-                                                              Hdf5Tree& stored) {
-    std::map<std::string, std::vector<AttachedScale>> scales;
-    for (const SetObservation& set : sets) {
+void find_scales(Hdf5Tree& stored, GuardedStep& step) {
+    for (const SetObservation& set : step.done->sets) {
         if (set.before && set.before->extents != set.after.extents) {
-            scales[set.path] = stored.list_attached_scales(set.path);
+            step.scales[set.path] = stored.list_attached_scales(set.path);
+            step.scaled_sets[set.path] = stored.list_scaled_sets(set.path);
         }
     }
-    return scales;
 }
 
 class JobRun {
@@ -223,14 +221,16 @@ class JobRun {
         tell_warnings(step, find_warnings(guarded, GuardTime::BeforeSamples), tell_);
         tell_filters(step, filters, tell_);
         meter_.begin_step(expect_samples(expanded, cached));
+        std::vector<std::string> unit_errors;
         for (const StepCall& call : calls) {
-            run_unit_of(call.step, observed);
+            std::ranges::move(run_unit_of(call.step, observed), std::back_inserter(unit_errors));
             tell_found(call, tell_);
         }
         StepObservations observations = observed.finish_step();
         guarded.done = &observations;
         guarded.rounded = find_rounded(observations.sets, stored);
-        guarded.scales = find_scales(observations.sets, stored);
+        find_scales(stored, guarded);
+        guarded.unit_errors = unit_errors;
         heed(find_guarded(guarded, GuardTime::AfterStep));
         tell_warnings(step, find_warnings(guarded, GuardTime::AfterStep), tell_);
         observations.gaps.clear(); // they can take as much memory as the samples
@@ -271,15 +271,17 @@ class JobRun {
         return rounded;
     }
 
-    void run_unit_of(const Step& step, ObservedTree& observed) {
+    // The errors that the unit told of.
+    std::vector<std::string> run_unit_of(const Step& step, ObservedTree& observed) {
         try {
-            run_step(step, observed, job_.input.string(), tell_);
+            return run_step(step, observed, job_.input.string(), tell_);
         } catch (const GuardFailure& failure) {
             const auto& hints = failure.hints();
             heed({{.guard = failure.guard(),
                    .step = step.name,
                    .text = failure.what(),
                    .remedy = hints.empty() ? "" : hints.front()}});
+            return {};
         }
     }
 

@@ -1,5 +1,6 @@
 #include "host/runs/worker_lines.h"
 
+#include "host/recipes/json_text.h"
 #include "host/recipes/run_history.h"
 
 #include <optional>
@@ -100,7 +101,7 @@ JobMessage parse_message(const Json& json) {
 
 std::string encode_line(const WorkerNews& news) {
     const Json json = std::visit([](const auto& kind) { return wrap(kind); }, news);
-    return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+    return format_json(json);
 }
 
 WorkerNews decode_line(const std::string& line) {

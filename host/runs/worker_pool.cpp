@@ -1,6 +1,7 @@
 #include "host/runs/worker_pool.h"
 
 #include "host/runs/worker_watch.h"
+#include "host/system/memory_limit.h"
 #include "host/system/pending_cleanup.h"
 #include "host/text/failure.h"
 
@@ -12,10 +13,8 @@
 #include <csignal>
 #include <cstdio>
 #include <fcntl.h>
-#include <fstream>
 #include <malloc.h>
 #include <poll.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <system_error>
 #include <unistd.h>
@@ -63,21 +62,6 @@ void send_all(int stream, std::string_view bytes) {
 std::uint64_t machine_memory() {
     return static_cast<std::uint64_t>(sysconf(_SC_PHYS_PAGES)) *
            static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
-}
-
-std::uint64_t own_memory() {
-    std::uint64_t pages = 0;
-    std::ifstream("/proc/self/statm") >> pages;
-    return pages * static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
-}
-
-// What asks for more is refused, and can tell of it: else the system would end the process, or
-// another one.
-void limit_memory(std::uint64_t bytes) {
-    rlimit limit{};
-    getrlimit(RLIMIT_AS, &limit);
-    limit.rlim_cur = std::min<rlim_t>(limit.rlim_cur, own_memory() + bytes);
-    setrlimit(RLIMIT_AS, &limit);
 }
 
 // A worker opens a file several times, each time with tables of half a mebibyte: memory that was
@@ -135,7 +119,11 @@ class WorkerPool {
             close(ends[0]);
             tell_work_state(*state);
             keep_small_memory();
-            limit_memory(limits_.memory != 0 ? limits_.memory : machine_memory());
+            if (limits_.memory != 0) {
+                bound_memory(limits_.memory);
+            } else {
+                limit_memory(machine_memory());
+            }
             work(index, ends[1]);
         }
         close(ends[1]);

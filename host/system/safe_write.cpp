@@ -129,6 +129,13 @@ void refuse_kept(const fs::path& kept) {
     }
 }
 
+// As chattr +a has it: a file can be made there, and neither renamed nor removed.
+bool allows_adding_alone(const fs::path& folder) {
+    struct statx status {};
+    return statx(AT_FDCWD, folder.c_str(), 0, 0, &status) == 0 &&
+           (status.stx_attributes & STATX_ATTR_APPEND) != 0;
+}
+
 // Nobody else's, so that its lock is free.
 fs::path choose_trial_name() {
     std::error_code error;
@@ -187,6 +194,12 @@ void check_destination(const fs::path& destination, const WriteOptions& options)
     }
     if (access(found.c_str(), W_OK | X_OK) != 0) {
         fail(destination, fmt::format("folder '{}' cannot be written", found.string()));
+    }
+    if (allows_adding_alone(folder)) {
+        throw Failure(ExitCode::Output,
+                      fmt::format("{}: folder '{}' allows only adding (chattr +a): what is "
+                                  "unfinished could not be removed from it",
+                                  destination.string(), folder.string()));
     }
 }
 

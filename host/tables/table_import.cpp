@@ -187,8 +187,15 @@ std::vector<SetOfColumns> choose_sets(const NumberTable& table, const ImportOpti
         return options.sets;
     }
     std::vector<SetOfColumns> sets;
+    const NumberColumn* likely_time = time == nullptr ? find_likely_time(table) : time;
     for (const NumberColumn& column : table.columns) {
         if (&column == time) {
+            continue;
+        }
+        if (&column == likely_time && table.columns.size() > 1) {
+            report.infos.push_back(fmt::format("{}: column '{}' looks like a time and is left "
+                                               "aside (--set NAME={} makes it a set)",
+                                               source, column.name, quote_word(column.name)));
             continue;
         }
         if (!column.holds_numbers()) {

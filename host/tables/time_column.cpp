@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 #include <iterator>
 #include <string_view>
 
@@ -17,7 +18,44 @@ struct TimeUnit {
     std::string_view name;
     double per_second;
 };
-constexpr TimeUnit TIME_UNITS[] = {{"s", 1}, {"ms", 1e3}, {"us", 1e6}, {"µs", 1e6}};
+constexpr TimeUnit TIME_UNITS[] = {{"s", 1},    {"sec", 1},    {"ms", 1e3}, {"msec", 1e3},
+                                   {"us", 1e6}, {"usec", 1e6}, {"µs", 1e6}};
+// Those that names end in and that are refused in place of being taken for seconds.
+constexpr std::string_view OTHER_UNITS[] = {"ns", "nsec", "min", "minutes", "h", "hours", "days"};
+
+// As seconds beyond the year 5000: counted in a smaller unit.
+constexpr double LATEST_SECOND = 1e11;
+
+bool is_other_unit(std::string_view text) {
+    return std::ranges::find(OTHER_UNITS, text) != std::end(OTHER_UNITS);
+}
+
+// "time_ms" and "time/ms" are "time" in "ms", where that is a unit of time.
+ColumnName split_time(std::string_view text) {
+    const ColumnName bracketed = split_unit(text);
+    if (bracketed.unit) {
+        return bracketed;
+    }
+    const std::size_t at = text.find_last_of("_/-.");
+    const std::string_view tail = at == std::string_view::npos ? "" : text.substr(at + 1);
+    return is_unit_of_time(tail) || is_other_unit(tail) ? ColumnName{text.substr(0, at), tail}
+                                                        : bracketed;
+}
+
+void refuse_untold_unit(const NumberColumn& column, const std::string& source) {
+    const auto beyond = std::ranges::find_if(
+        column.values, [](double value) { return std::abs(value) >= LATEST_SECOND; });
+    if (beyond != column.values.end()) {
+        throw Failure(
+            ExitCode::Usage,
+            fmt::format("{}: column '{}' holds {}, beyond the year 5000 in seconds, and tells no "
+                        "unit (known: s, ms, us)",
+                        source, column.name, *beyond),
+            {fmt::format("write the unit behind its name in the table, such as '{} (ms)', or leave "
+                         "the times aside: --rate HZ --time ''",
+                         column.name)});
+    }
+}
 
 const std::vector<double>& read_dates(const NumberColumn& column, std::size_t first_row,
                                       const std::string& source) {
@@ -36,9 +74,10 @@ const std::vector<double>& read_dates(const NumberColumn& column, std::size_t fi
 } // namespace
 
 bool is_named_time(std::string_view text) {
-    std::string name(split_unit(text).name);
+    std::string name(split_time(text).name);
     std::ranges::transform(name, name.begin(), to_lower);
-    return name == "time" || name == "t";
+    const bool is_short = name == "t" && split_unit(text).name.size() == name.size(); // no "T_s"
+    return name == "time" || is_short;
 }
 
 bool is_unit_of_time(std::string_view unit) {
@@ -50,8 +89,11 @@ std::vector<double> read_seconds(const NumberColumn& column, std::size_t first_r
     if (!column.dates.empty()) {
         return read_dates(column, first_row, source);
     }
-    const std::string_view unit =
-        column.unit.empty() ? split_unit(column.name).unit.value_or("s") : column.unit;
+    const auto named = split_time(column.name).unit;
+    const std::string_view unit = column.unit.empty() ? named.value_or("s") : column.unit;
+    if (column.unit.empty() && !named) {
+        refuse_untold_unit(column, source);
+    }
     const auto known = std::ranges::find(TIME_UNITS, unit, &TimeUnit::name);
     if (known == std::end(TIME_UNITS)) {
         throw Failure(ExitCode::Usage,

@@ -10,15 +10,17 @@
 
 namespace talvora::host {
 
-// "Time" or "t", in either case, with a unit behind it or without: "time (ms)", "T [s]".
+// "Time" or "t", in either case, with a unit behind it or without: "time (ms)", "T [s]"; of "time"
+// also behind a mark: "time_ms", "time/ms".
 bool is_named_time(std::string_view text);
 
-// s, ms or us.
+// s, ms or us, or sec, msec, usec.
 bool is_unit_of_time(std::string_view unit);
 
-// Its values in seconds. The unit is that of a row of units, or stands in brackets behind the name:
-// s, ms or us; s without. Dates and times of day are seconds since 1970. Throws a Failure of usage
-// for another unit, of the input for a cell without a number, or without a date below others.
+// Its values in seconds. The unit is that of a row of units, or stands behind the name, in
+// brackets or after one of _ / - . : s, ms or us; s without. Dates and times of day are seconds
+// since 1970. Throws a Failure of usage for another unit, and for numbers without one that are too
+// large for seconds, of the input for a cell without a number, or without a date below others.
 std::vector<double> read_seconds(const NumberColumn& column, std::size_t first_row,
                                  const std::string& source);
 

@@ -1,5 +1,7 @@
 #include "host/text/utf8.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <array>
 #include <iterator>
@@ -90,6 +92,16 @@ std::optional<std::size_t> find_invalid_utf8(std::string_view text) {
         at += length;
     }
     return std::nullopt;
+}
+
+std::string escape_invalid_utf8(std::string_view text) {
+    std::string escaped;
+    while (const auto at = find_invalid_utf8(text)) {
+        escaped += text.substr(0, *at);
+        escaped += fmt::format("\\x{:02X}", static_cast<unsigned char>(text[*at]));
+        text.remove_prefix(*at + 1);
+    }
+    return escaped += text;
 }
 
 std::u32string decode_utf8(std::string_view text) {

@@ -26,6 +26,9 @@ std::size_t measure_code_point(std::string_view text);
 // off, longer than needed, a surrogate or beyond U+10FFFF.
 std::optional<std::size_t> find_invalid_utf8(std::string_view text);
 
+// The text with each such byte as \xHH.
+std::string escape_invalid_utf8(std::string_view text);
+
 // The code points of a text. A byte that find_invalid_utf8 stops at stands there by itself, as
 // U+DC00 plus its value: a surrogate, which no code point of a text is.
 std::u32string decode_utf8(std::string_view text);

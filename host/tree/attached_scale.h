@@ -14,4 +14,11 @@ struct AttachedScale {
     std::uint64_t value_count = 0;
 };
 
+// The other way round.
+struct ScaledSet {
+    std::string path; // of the set that a scale is attached to, from the root, with a leading '/'
+    std::size_t dimension = 0;
+    std::uint64_t length = 0; // of that dimension
+};
+
 } // namespace talvora::host

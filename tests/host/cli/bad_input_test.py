@@ -442,6 +442,17 @@ class BadOutput(CommandLine):
         for words, output in self.each_writer("closed/out"):
             self.expect_failure(words, 5, output, "Permission denied", without_privileges=True)
 
+    def test_nothing_is_left_in_a_folder_that_allows_only_adding(self):
+        adding = self.folder / "adding"
+        adding.mkdir()
+        if subprocess.run(["chattr", "+a", adding], stderr=subprocess.DEVNULL).returncode != 0:
+            self.skipTest("the file system or the user knows no such folders")
+        self.addCleanup(subprocess.run, ["chattr", "-a", adding], check=True)
+        for words, output in self.each_writer("adding/out"):
+            self.expect_failure(words, 5, f"error: {output}: folder 'adding' allows only adding "
+                                          "(chattr +a)")
+        self.assertEqual(list(adding.iterdir()), [])
+
     def test_a_file_that_may_not_be_written_stays(self):
         for words, output in self.each_writer("read_only"):
             self.write(output, "precious").chmod(0o444)

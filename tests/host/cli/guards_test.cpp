@@ -102,6 +102,40 @@ TEST_F(Guards, AreSilentWhereAUnitHadNothingToChange) {
 }
 
 // ---------------------------------------------------------------------------
+// An error of a unit that returns success
+
+TEST_F(Guards, RefuseAFeatureThatCouldNotBeMade) {
+    {
+        Hdf5Tree tree(folder_ / "walk.h5", Hdf5Access::ReadWrite);
+        tree.create_group(tree.root(), "Maxima/X");
+        tree.close();
+    }
+    const Program::Words words = {"SourceGroup=Signals", "DestinationGroup=Maxima"};
+    const auto result = run_unit("extract-set-maximum-extrema", words);
+    expect_refused(result, "");
+    EXPECT_EQ(result.errors,
+              "error: walk.h5: extract-set-maximum-extrema: Could not create nor retrieve the X "
+              "destination set due to an internal error. It will be skipped.\n"
+              "error: walk.h5: extract-set-maximum-extrema: unit-error: the unit told of 1 error "
+              "and returned success; the first: Could not create nor retrieve the X destination "
+              "set due to an internal error. It will be skipped.\n"
+              "hint: what it tells of is not in the result; --accept unit-error keeps it\n");
+    const auto accepted =
+        run_unit("extract-set-maximum-extrema", {words[0], words[1], "--accept", "unit-error"});
+    EXPECT_EQ(accepted.exit_code, 0);
+    EXPECT_THAT(accepted.errors, HasSubstr("warning: walk.h5: extract-set-maximum-extrema: "
+                                           "unit-error (accepted): the unit told of 1 error"));
+    EXPECT_THAT(run({"tree", "out.h5"}).output, HasSubstr("Maxima/Y"));
+}
+
+TEST_F(Guards, RefuseWhatAnyUnitToldAnErrorOf) {
+    const auto result = run_trouble("complain", {"walk.h5", "-o", "out.h5"});
+    expect_refused(result, "error: walk.h5: complain: 7 is too many\n"
+                           "error: walk.h5: complain: unit-error: the unit told of 1 error and "
+                           "returned success; the first: 7 is too many\n");
+}
+
+// ---------------------------------------------------------------------------
 // A filter of no use
 
 TEST_F(Guards, RefuseAFilterThatCannotBeHad) {

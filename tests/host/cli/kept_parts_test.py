@@ -6,6 +6,7 @@ The files are made by h5py, and read back by it.
 """
 
 import ctypes
+import json
 import os
 import re
 
@@ -235,6 +236,25 @@ class Scales(host_test.HostTest):
         with self.read() as file:
             self.assertEqual(file["Imu/X"].dims[2][0], file["Axes/time"])
 
+    def test_a_scale_is_not_resized_without_its_sets(self):
+        alone = ["run", "apply-set-downsample", "SourceSets=Axes/time", "--to-rate", "50", "in.h5"]
+        for dtype in ("f4", "f8"):
+            with self.subTest(dtype=dtype):
+                self.make_scales()
+                with h5py.File(self.folder / "in.h5", "r+") as file:
+                    file["Imu/X"].dims[2].detach_scale(file["Axes/time"])
+                    del file["Axes/time"]
+                    file["Axes/time"] = np.arange(120).astype(dtype)
+                    file["Axes/time"].attrs["SampleRate"] = np.float32(100)
+                    file["Axes/time"].make_scale("time")
+                    file["Imu/X"].dims[2].attach_scale(file["Axes/time"])
+                result = self.call(*alone, "-o", "out.h5", "--force", code=1)
+                self.assertIn("stale-scale: Axes/time: it was resized and has 60 values, and "
+                              "dimension 2 of '/Imu/X', whose dimension scale it is, has the "
+                              "length 120", result.stderr)
+                both = [*alone[:2], "SourceSets=Axes/time", "SourceSets=Imu/X", *alone[3:]]
+                self.call(*both, "-o", "out.h5", "--force")
+
     def test_scales_that_are_detached_or_deleted_are_none(self):
         with h5py.File(self.folder / "in.h5", "r+") as file:
             file["Imu/X"].dims[2].detach_scale(file["Axes/time"])
@@ -247,6 +267,45 @@ class Scales(host_test.HostTest):
                 with h5py.File(self.folder / "in.h5", "r+") as file:
                     file["Imu/X"].attrs["DIMENSION_LIST"] = value
                 self.call(*DOWNSAMPLE, "-o", "out.h5", "--force")
+
+
+class NamesThatAreNoUtf8(host_test.HostTest):
+    """The group b"Gr\xf6\xdfe", as programs of another time wrote it."""
+
+    NAME = b"Gr\xf6\xdfe"
+
+    def setUp(self):
+        super().setUp()
+        with self.make() as file:
+            add_set(file, "Imu/X", "f4")
+            file.move(b"Imu", self.NAME)
+
+    def test_one_that_is_given_is_refused(self):
+        for words in (["run", "apply-set-opposite", b"SourceGroup=" + self.NAME],
+                      ["run", "apply-set-opposite", b"SourceSets=" + self.NAME + b"/X"],
+                      ["run", "average-set", "SourceGroup=Gr*", b"DestinationGroup=\xff"]):
+            result = self.call(*words, "in.h5", "-o", "out.h5", code=2)
+            self.assertRegex(result.stderr, r"cannot be '.*\\x[FD][6F].*' \(allowed: UTF-8, as ")
+        (self.folder / "walk.csv").write_text("t,X\n0,1\n0.1,2\n0.2,3\n")
+        for words in (["walk.csv", "--group", self.NAME],
+                      [b"in.h5::" + self.NAME, "--time-axis", "-1", "--rate", "100"]):
+            self.assertIn("is no UTF-8, and the history cannot keep it",
+                          self.call("import", *words, "-o", "out.h5", code=2).stderr)
+        self.assertFalse((self.folder / "out.h5").exists())
+
+    def test_one_that_a_pattern_chooses_is_kept_and_shown(self):
+        os.rename(self.folder / "in.h5", os.fsencode(self.folder) + b"/\xff.h5")
+        self.call("run", "apply-set-opposite", "SourceGroup=Gr??e", b"\xff.h5", "-o", "out.h5")
+        with self.read() as file:
+            self.assertIn("X", file[self.NAME])
+            record = json.loads(file.attrs["talvora_history"][0])
+        self.assertEqual(record["parameters"]["SourceGroup"], "Gr??e")
+        self.assertEqual(record["sets"][0]["path"], r"Gr\xF6\xDFe/X")
+        self.assertEqual(record["input"]["name"], r"\xFF.h5")
+        self.call("recipe", "extract", "out.h5", "-o", "again.yaml")
+        self.assertIn('SourceGroup: "Gr??e"', (self.folder / "again.yaml").read_text())
+        self.call("run", "apply-set-opposite", "SourceGroup=Gr??e", b"\xff.h5", "-o", "out.h5",
+                  "--resume")
 
 
 if __name__ == "__main__":

@@ -388,6 +388,57 @@ class Mat(MappedImport):
         self.take("--map", "mat", "--rate", "20")
         self.assert_set("Signals/eeg", np.zeros((2, 5)), 20)
 
+    def test_times_beside_a_rate_are_held_against_it(self):
+        for name in ("t", "time"):
+            with self.subTest(name=name):
+                with self.make_mat() as file:
+                    self.add_array(file, "eeg", np.zeros((50, 2)))
+                    self.add_array(file, "fs", np.array([[100.0]]))
+                    self.add_array(file, name, np.arange(50) / 100 + 2)
+                result = self.take("--map", "mat", "--force")
+                self.assertIn(f"eeg: the data set '{name}' holds its times, and is no set of samples",
+                              result.stderr)
+                self.assert_set("Signals/eeg", np.zeros((2, 50)), 100, 2)
+                with self.read() as file:
+                    self.assertEqual(list(file["Signals"]), ["eeg"])
+                with h5py.File(self.folder / "in.h5", "r+") as file:
+                    file["fs"][...] = 200
+                (self.folder / "out.h5").unlink()
+                self.refuse("--map", "mat", text=(
+                    f"error: in.h5: eeg: its rate of 200 Hz contradicts the data set '{name}': by "
+                    "it the 50 rows take 0.49 s (100 Hz), not 0.245 s\n",
+                    f"hint: --variable times={name} places the rows by it\n",
+                    "hint: --rate 200 leaves it aside\n"))
+
+    def test_what_is_no_time_is_a_set_whatever_its_name(self):
+        with self.make_mat() as file:
+            self.add_array(file, "eeg", np.zeros((50, 2)))
+            self.add_array(file, "fs", np.array([[100.0]]))
+            self.add_array(file, "t", np.sin(np.arange(50.0)))
+        self.take("--map", "mat")
+        with self.read() as file:
+            self.assertEqual(list(file["Signals"]), ["eeg", "t"])
+
+    def test_attributes_of_scale_and_missing_samples_are_told(self):
+        with self.make_mat() as file:
+            self.add_array(file, "eeg", np.zeros((20, 2))).attrs["scale_factor"] = 0.5
+            file["eeg"].attrs["_FillValue"] = np.int16(-9999)
+        for words in (["--map", "mat", "--rate", "10"], ["--time-axis", "-1", "--rate", "10"]):
+            self.assertIn("warning: in.h5: eeg: its samples are taken as they are stored, and its "
+                          "attributes say otherwise: scale_factor = 0.5, _FillValue = -9999 "
+                          "(--map FILE.yaml with scale and offset takes them so)\n",
+                          self.take(*words, "--force").stderr)
+
+    def test_letters_are_no_numbers(self):
+        with self.make_mat() as file:
+            self.add_array(file, "eeg", np.zeros((20, 2)))
+            for name, text in (("fs", "9"), ("t0", "1"), ("t", "0123456789" * 2)):
+                self.add_text(file, name, text)
+        refused = "the data set '{}' holds texts (wanted: numbers)"
+        self.refuse("--map", "mat", text=refused.format("fs"))
+        self.refuse("--map", "mat", "--variable", "times=t", text=refused.format("t"))
+        self.take("--map", "mat", "--rate", "9")
+
     def test_names_that_are_no_texts_are_refused(self):
         def with_nothing(file):
             made = file.create_dataset("names", (2, 1), h5py.ref_dtype)

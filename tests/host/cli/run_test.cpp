@@ -461,6 +461,20 @@ TEST_F(Run, TellsThatMemoryHasRunOutAsNoFaultOfTheUnit) {
     expect_nothing_changed();
 }
 
+TEST_F(Run, BlamesTheFileForWhatIsBeyondTheBoundOfMemory) {
+#if defined(TALVORA_ADDRESS_SANITIZER)
+    GTEST_SKIP() << "the sanitizer takes more memory than that";
+#endif
+    for (const char* unit : {"run-out-of-memory", "grow"}) {
+        const auto result = run_trouble(unit, {"walk.h5", "--in-place", "--read-memory", "64"});
+        EXPECT_EQ(result.exit_code, 3) << unit;
+        EXPECT_EQ(result.errors,
+                  "error: walk.h5: more memory is needed than --read-memory allows\n"
+                  "hint: --read-memory MIB allows more; 0: as much as the machine has\n");
+        expect_nothing_changed();
+    }
+}
+
 TEST_F(Run, LeavesEverythingAsItWasWhenTheUnitCrashes) {
 #if defined(TALVORA_ADDRESS_SANITIZER)
     GTEST_SKIP() << "the sanitizer takes the signal";

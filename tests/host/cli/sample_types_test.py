@@ -143,6 +143,24 @@ class Runs(SampleTypes):
         self.assertIn("largest change 9.5e-10 of the largest sample, 5.0e-01 of the range\n",
                       self.call(*words, "--accept", "narrowing").stderr)
 
+    # Floats are 0.5 apart from 2^22 to 2^23.
+    def test_a_filter_of_integers_where_floats_are_far_apart_is_refused(self):
+        wave = np.round(8 * np.sin(np.arange(2000) / 50)).reshape(1, 1, -1)
+        with self.make() as file:
+            add_set(file, "Imu/X", (8_000_000 + wave).astype("i4"))
+            add_set(file, "Imu/Y", (16_000 + wave).astype("i2"))
+        words = ["SourceSets=Imu/X", "CutoffFrequency=5", "Order=4", "in.h5", "-o", "out.h5"]
+        errors = self.call("run", "apply-set-butterworth", *words, code=1).stderr
+        self.assertRegex(errors, "narrowing: Imu/X: is of 32-bit integers; what the filter makes "
+                         r"of them lies in its line \[0, 0, :\] between 7999992(.5)? and 8000008, "
+                         r"where 32-bit floats are 0.5 apart, 3.\de-02 of that range\nhint: take "
+                         "the offset off before")
+        self.call("run", "apply-set-butterworth", *words, "--accept", "narrowing")
+        self.call("run", "apply-set-opposite", *words[:1], *words[3:], "--force")
+        self.call("run", "apply-set-butterworth", "SourceSets=Imu/Y", *words[1:], "--force")
+        self.call("run", "apply-set-baseline-offset", words[0], "in.h5", "-o", "level.h5")
+        self.call("run", "apply-set-butterworth", *words[:3], "level.h5", "-o", "out.h5", "--force")
+
     def test_the_change_is_that_of_the_samples_before(self):
         for dtype in ("f8", "i4", "i8", "u8"):
             samples = np.random.default_rng(1).standard_normal((3, 1, 5000)) * 1e8

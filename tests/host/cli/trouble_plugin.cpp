@@ -65,6 +65,13 @@ bool fail(call_context* ctx, get_interface_function get_interface) {
     return false;
 }
 
+bool complain(call_context* ctx, get_interface_function get_interface) {
+    change_a_sample(ctx, get_interface);
+    static_cast<const context_api*>(get_interface(CONTEXT_API_ID))
+        ->log_error(ctx, "%lu is too many", std::uint64_t{7});
+    return true;
+}
+
 bool fail_silently(call_context* ctx, get_interface_function get_interface) {
     change_a_sample(ctx, get_interface);
     return false;
@@ -191,6 +198,7 @@ const char* name() {
 constexpr char PLUGIN[] = "trouble";
 constexpr char SUCCEED[] = "test.trouble.succeed";
 constexpr char FAIL[] = "test.trouble.fail";
+constexpr char COMPLAIN[] = "test.trouble.complain";
 constexpr char FAIL_SILENTLY[] = "test.trouble.fail-silently";
 constexpr char READ_OUTSIDE[] = "test.trouble.read-outside";
 constexpr char READ_EVERYWHERE[] = "test.trouble.read-everywhere";
@@ -214,6 +222,7 @@ plugin_descriptor plugin = {name<PLUGIN>, vendor, version, description, web_addr
 unit_descriptor units[] = {
     make_unit(name<SUCCEED>, succeed),
     make_unit(name<FAIL>, fail),
+    make_unit(name<COMPLAIN>, complain),
     make_unit(name<FAIL_SILENTLY>, fail_silently),
     make_unit(name<READ_OUTSIDE>, read_outside),
     make_unit(name<READ_EVERYWHERE>, read_everywhere),

@@ -42,6 +42,17 @@ TEST_F(StaleScale, IsSilentWhereNothingWasResizedOrAttached) {
     EXPECT_THAT(find({{7, "/Time", 3}}), IsEmpty());
 }
 
+TEST_F(StaleScale, SpeaksOfEachSetThatAResizedScaleIsAttachedToAndDoesNotFit) {
+    observed_.resize(set_, {1, 2});
+    GuardedStep step = after();
+    step.scaled_sets["X"] = {{"/Imu/A", 2, 4}, {"/Imu/B", 0, 2}};
+    const auto found = find_stale_scales(step);
+    ASSERT_THAT(found, SizeIs(1));
+    EXPECT_EQ(found[0].set, "X");
+    EXPECT_EQ(found[0].text, "it was resized and has 2 values, and dimension 2 of '/Imu/A', whose "
+                             "dimension scale it is, has the length 4");
+}
+
 TEST_F(StaleScale, IsSilentOfSetsThatTheStepMade) {
     const ObjectId made = observed_.create_dataset(observed_.root(), "Y", {1, 4});
     observed_.resize(made, {1, 2});

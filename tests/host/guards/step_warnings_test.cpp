@@ -43,6 +43,15 @@ TEST_F(StepWarnings, AreOfComponentsAndAnAxisThatWantEachOther) {
     EXPECT_THAT(find(GuardTime::BeforeSamples), IsEmpty());
 }
 
+TEST_F(StepWarnings, AreOfAttributesThatUnitsDoNotKnow) {
+    make_step("a.b", {"SourceGroup: string"}, {{"SourceGroup", std::string("A")}});
+    add_set("A/X", {2}, {1, 2});
+    tree_.write_attribute(add_set("A/Y", {2}, {1, 2}), "scale_factor", 0.01);
+    EXPECT_THAT(find(GuardTime::BeforeSamples),
+                ElementsAre("A/Y: its samples are taken as they are stored, and its attributes say "
+                            "otherwise: scale_factor = 0.01"));
+}
+
 TEST_F(StepWarnings, AreOfABaselineFromSamplesThatAreMissing) {
     make_step("a.apply-set-baseline-offset", {"Axis: integer = -1"});
     std::vector<float> samples(36, 1.0F);

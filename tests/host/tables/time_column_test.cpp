@@ -24,10 +24,12 @@ std::string failure_of(const NumberColumn& column, ExitCode code) {
 }
 
 TEST(IsNamedTime, KnowsTimeInEitherCaseWithAUnitOrWithout) {
-    for (const char* name : {"time", "Time", "TIME (ms)", "t", "T [s]", "t(us)", "time  (s)"}) {
+    for (const char* name : {"time", "Time", "TIME (ms)", "t", "T [s]", "t(us)", "time  (s)",
+                             "time_ms", "Time/ms", "time-s", "time.us", "time_ns"}) {
         EXPECT_TRUE(is_named_time(name)) << name;
     }
-    for (const char* name : {"", "times", "Zeit", "(s)", "time s", "x (time)", "tt"}) {
+    for (const char* name :
+         {"", "times", "Zeit", "(s)", "time s", "x (time)", "tt", "T_s", "time_of_day", "time_x"}) {
         EXPECT_FALSE(is_named_time(name)) << name;
     }
 }
@@ -38,6 +40,30 @@ TEST(ReadSeconds, TakesTheUnitFromTheName) {
     EXPECT_THAT(read_seconds(make_column("clock [ms]", {500, 2}), 2, ""), ElementsAre(0.5, 0.002));
     EXPECT_THAT(read_seconds(make_column("t (us)", {500}), 2, ""), ElementsAre(0.0005));
     EXPECT_THAT(read_seconds(make_column("t (\xC2\xB5s)", {500}), 2, ""), ElementsAre(0.0005));
+}
+
+TEST(ReadSeconds, TakesTheUnitFromTheEndOfTheName) {
+    for (const char* name : {"time_ms", "time/ms", "t-ms", "stamp.ms", "t_msec"}) {
+        EXPECT_THAT(read_seconds(make_column(name, {500, 2}), 2, ""), ElementsAre(0.5, 0.002))
+            << name;
+    }
+    EXPECT_THAT(read_seconds(make_column("t_us", {500}), 2, ""), ElementsAre(0.0005));
+    EXPECT_THAT(read_seconds(make_column("t_sec", {500}), 2, ""), ElementsAre(500));
+    EXPECT_THAT(read_seconds(make_column("time_of_day", {500}), 2, ""), ElementsAre(500));
+    EXPECT_EQ(failure_of(make_column("time_ns", {500}), ExitCode::Usage),
+              "walk.csv: column 'time_ns' is a time in 'ns' (known: s, ms, us)");
+}
+
+// 2026-11-23 in milliseconds since 1970.
+TEST(ReadSeconds, RefusesNumbersTooLargeForSecondsThatTellNoUnit) {
+    EXPECT_EQ(failure_of(make_column("time", {1795392000000, 1795392000010}), ExitCode::Usage),
+              "walk.csv: column 'time' holds 1795392000000, beyond the year 5000 in seconds, and "
+              "tells no unit (known: s, ms, us)");
+    EXPECT_THAT(read_seconds(make_column("time (ms)", {1795392000000}), 2, ""),
+                ElementsAre(1795392000));
+    EXPECT_THAT(read_seconds(make_column("time (s)", {1795392000000}), 2, ""),
+                ElementsAre(1795392000000));
+    EXPECT_THAT(read_seconds(make_column("time", {1795392000}), 2, ""), ElementsAre(1795392000));
 }
 
 TEST(ReadSeconds, PrefersTheUnitOfARowOfUnits) {

@@ -40,6 +40,12 @@ TEST(Utf8, FindsTheFirstByteThatIsNone) {
     }
 }
 
+TEST(Utf8, ShowsBytesThatAreNone) {
+    EXPECT_EQ(escape_invalid_utf8("H\xC3\xB6he"), "H\xC3\xB6he");
+    EXPECT_EQ(escape_invalid_utf8("\xFF"), "\\xFF");
+    EXPECT_EQ(escape_invalid_utf8("Gr\xF6\xDF\xC3\xBC\xC3"), "Gr\\xF6\\xDF\xC3\xBC\\xC3");
+}
+
 TEST(Utf8, DecodesTheFirstAndTheLastOfEachLength) {
     const std::pair<std::string_view, char32_t> examples[] = {
         {std::string_view("\0", 1), 0x0},

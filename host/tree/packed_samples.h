@@ -1,0 +1,14 @@
+// Attributes by which other programs tell that samples are not meant as they are stored, as the CF
+// conventions of netCDF have them. Units and plain imports know none of them.
+#pragma once
+
+#include "host/tree/data_tree.h"
+
+#include <string>
+
+namespace talvora::host {
+
+// "scale_factor = 0.01, _FillValue = -9999"; empty where samples are meant as they are.
+std::string describe_packing(DataTree& tree, ObjectId set);
+
+} // namespace talvora::host
