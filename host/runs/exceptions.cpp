@@ -35,6 +35,12 @@ Failure with_file_limit(const Failure& failure) {
     return {failure.code(), failure.what(), hints};
 }
 
+Failure explain_bound(const WorkPlace& place) {
+    return {ExitCode::Input,
+            begin_with(place.input, "more memory is needed than --read-memory allows"),
+            {"--read-memory MIB allows more; 0: as much as the machine has"}};
+}
+
 // On the way to an output what the storage cannot do is a failure of the output, unless it is
 // that the copied input cannot be read. What nobody foresaw comes of what was read.
 Failure explain(const WorkPlace& place) {
@@ -61,15 +67,16 @@ Failure explain(const WorkPlace& place) {
                                     : begin_with(place.input, error.what())};
     } catch (const std::bad_alloc&) {
         if (is_memory_bounded()) {
-            return {ExitCode::Input,
-                    begin_with(place.input, "more memory is needed than --read-memory allows"),
-                    {"--read-memory MIB allows more; 0: as much as the machine has"}};
+            return explain_bound(place);
         }
         // Where a file was only read, it is what it holds that memory does not take.
         const bool reading = !writing && !place.input.empty();
         return {reading ? ExitCode::Input : ExitCode::Output,
                 begin_with(place.input, "not enough memory")};
     } catch (const std::system_error& error) { // no thread, of which memory is the usual reason
+        if (is_memory_bounded()) {
+            return explain_bound(place);
+        }
         return {ExitCode::Output, begin_with(place.input, error.what())};
     } catch (const std::exception& error) {
         return {ExitCode::Input, begin_with(place.input, error.what())};

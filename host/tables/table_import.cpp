@@ -193,8 +193,8 @@ std::vector<SetOfColumns> choose_sets(const NumberTable& table, const ImportOpti
             continue;
         }
         if (&column == likely_time && table.columns.size() > 1) {
-            report.infos.push_back(fmt::format("{}: column '{}' looks like a time and is left "
-                                               "aside (--set NAME={} makes it a set)",
+            report.infos.push_back(fmt::format("{}: column '{}' looks like a time and becomes "
+                                               "no set (--set NAME={} makes it one)",
                                                source, column.name, quote_word(column.name)));
             continue;
         }

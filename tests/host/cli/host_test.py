@@ -18,7 +18,8 @@ PROGRAMS = {}
 def run_host(folder, *words):
     variables = {**os.environ, "TALVORA_PLUGIN_PATH": PROGRAMS["plugin"]}
     return subprocess.run([PROGRAMS["host"], *words], cwd=folder, env=variables, timeout=300,
-                          capture_output=True, encoding="utf-8", errors="backslashreplace", check=False)
+                          capture_output=True, encoding="utf-8", errors="backslashreplace",
+                          check=False)
 
 
 class HostTest(unittest.TestCase):

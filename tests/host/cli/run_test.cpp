@@ -11,6 +11,7 @@
 #include <optional>
 #include <regex>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace talvora::host {
@@ -465,8 +466,11 @@ TEST_F(Run, BlamesTheFileForWhatIsBeyondTheBoundOfMemory) {
 #if defined(TALVORA_ADDRESS_SANITIZER)
     GTEST_SKIP() << "the sanitizer takes more memory than that";
 #endif
-    for (const char* unit : {"run-out-of-memory", "grow"}) {
-        const auto result = run_trouble(unit, {"walk.h5", "--in-place", "--read-memory", "64"});
+    const std::pair<const char*, const char*> examples[] = {
+        {"run-out-of-memory", "64"}, {"grow", "64"}, {"succeed", "1"}}; // there is no thread
+    for (const auto& [unit, mebibytes] : examples) {
+        const auto result =
+            run_trouble(unit, {"walk.h5", "--in-place", "--read-memory", mebibytes});
         EXPECT_EQ(result.exit_code, 3) << unit;
         EXPECT_EQ(result.errors,
                   "error: walk.h5: more memory is needed than --read-memory allows\n"

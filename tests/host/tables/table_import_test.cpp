@@ -355,8 +355,8 @@ TEST(ImportTable, SpacesRowsEvenlyAtAGivenRate) {
     EXPECT_THAT(result.report.sets, ElementsAre("Signals/X"));
     EXPECT_THAT(
         result.report.infos,
-        ElementsAre("walk.csv: column 't' looks like a time and is left aside (--set NAME=t "
-                    "makes it a set)"));
+        ElementsAre("walk.csv: column 't' looks like a time and becomes no set (--set NAME=t "
+                    "makes it one)"));
     EXPECT_EQ(result.attribute("Signals/X", "SampleRate"), AttributeValue(100.0F));
     EXPECT_EQ(result.attribute("Signals/X", "StartTime"), AttributeValue(0.0));
 }
