@@ -5,6 +5,7 @@
 # For each architecture: what its baseline is called, and the sources dsp/lane_kernels_*.cpp for
 # more than that, with what they are built for. dsp/filter_path.cpp has a row for each.
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64)$")
+  set(TALVORA_X86_64 ON)
   set(baseline -march=x86-64 -mtune=generic)
   set(TALVORA_WIDE_LANES avx2 avx512)
   set(TALVORA_LANES_avx2 -mavx2)

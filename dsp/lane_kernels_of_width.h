@@ -447,6 +447,10 @@ bool is_palindrome(const LaneFilter& filter) {
     return true;
 }
 
+// With SSE2, whose registers are few and whose instructions overwrite an operand, the shared
+// products of a long filter would be spilt.
+constexpr bool KEEPS_SHARED_PRODUCTS = WIDTH > 2 || TALVORA_X86_64 == 0;
+
 template <class Column>
 struct ColumnOf {
     using Type = Column;
@@ -454,9 +458,7 @@ struct ColumnOf {
 
 template <std::size_t TapCount, std::size_t LaneCount, class Visit>
 void with_columns_of_kind(const LaneFilter& filter, Visit visit) {
-    // With few registers and instructions that overwrite an operand, the shared products of a
-    // long filter would be spilt.
-    if ((WIDTH > 2 || TapCount <= 5) && is_palindrome(filter)) {
+    if ((KEEPS_SHARED_PRODUCTS || TapCount <= 5) && is_palindrome(filter)) {
         visit(ColumnOf<Columns<TapCount, Numerator::Palindrome, LaneCount>>());
     } else {
         visit(ColumnOf<Columns<TapCount, Numerator::Any, LaneCount>>());

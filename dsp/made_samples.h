@@ -1,11 +1,14 @@
 // Samples that an operation makes, with the same bits on every processor: what has no result, such
-// as inf - inf, is MISSING_SAMPLE. Where an operand is NaN all processors give the first that is.
+// as inf - inf, is MISSING_SAMPLE; where one operand is NaN it is that NaN, quiet. Of two NaN the
+// processors do not choose alike: where two can meet the code says which is taken.
 #pragma once
 
 #include "dsp/missing_samples.h"
 #include "dsp/processor.h"
 
+#include <bit>
 #include <cmath>
+#include <cstdint>
 
 namespace talvora::dsp {
 
@@ -24,6 +27,12 @@ float made_sample(float result, Operands... operands) {
 // infinity.
 inline float narrowed_sample(double result) {
     return made_sample(static_cast<float>(result));
+}
+
+// A NaN as operations give it on.
+inline float quieted(float missing) {
+    constexpr std::uint32_t QUIET = 0x00400000U;
+    return std::bit_cast<float>(std::bit_cast<std::uint32_t>(missing) | QUIET);
 }
 
 } // namespace talvora::dsp

@@ -13,6 +13,8 @@
 
 #if TALVORA_X86_64
 #include <immintrin.h>
+#else
+#include <arm_neon.h>
 #endif
 
 namespace talvora::dsp {
@@ -61,6 +63,10 @@ inline void load_widened(VectorOf<double, 4>::Type& lanes, const float* samples)
 #if TALVORA_X86_64
 inline void load_widened(VectorOf<double, 2>::Type& lanes, const float* samples) {
     lanes = _mm_cvtps_pd(_mm_castsi128_ps(_mm_loadu_si64(samples)));
+}
+#else
+inline void load_widened(VectorOf<double, 2>::Type& lanes, const float* samples) {
+    lanes = vcvt_f64_f32(vld1_f32(samples));
 }
 #endif
 template <class Wide, class Sample>
