@@ -9,6 +9,9 @@
 #include <xmmintrin.h>
 #endif
 #if !defined(_WIN32)
+#if defined(__aarch64__)
+#include <asm/sigcontext.h>
+#endif
 #include <elf.h>
 #include <ucontext.h>
 #endif
