@@ -29,8 +29,12 @@ install(FILES ${PROJECT_BINARY_DIR}/talvora_signalConfigVersion.cmake
 include(cmake/copyright.cmake)
 if(NOT WIN32)
   set(plugin_copyright ${PROJECT_BINARY_DIR}/copyright/kpl-talvora-signal)
+  if(NOT TALVORA_X86_64)
+    set(simde "SIMDe, compiled in=${SIMDE_INCLUDE_DIR}/../share/doc/libsimde-dev/copyright")
+  endif()
   write_copyright(${plugin_copyright}
     "Eigen, compiled in=${DEBIAN_TERMS}/libeigen3-dev/copyright"
+    ${simde}
     "libstdc++ and libgcc, linked to=${DEBIAN_TERMS}/libstdc++6/copyright"
     "libc and libm, linked to=${DEBIAN_TERMS}/libc6/copyright")
   install(FILES ${plugin_copyright} RENAME copyright

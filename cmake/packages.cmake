@@ -14,11 +14,22 @@ endif()
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+if(CMAKE_CROSSCOMPILING)
+  # What the tools say would be of this machine; made on one of the architecture, they ask there.
+  set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE arm64)
+  set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS OFF)
+  set(plugin_depends "libc6 (>= 2.36), libgcc-s1 (>= 4.5), libstdc++6 (>= 12)")
+  set(host_depends "${plugin_depends}, libacl1, libattr1, libcsv3, libfmt9, libhdf5-103-1, libssl3"
+    ", libxxhash0, libyaml-cpp0.7")
+  list(JOIN host_depends "" host_depends)
+else()
+  set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+endif()
 set(CPACK_DEBIAN_PACKAGE_HOMEPAGE https://www.orvane.example/)
 
 set(CPACK_DEBIAN_PLUGIN_PACKAGE_NAME kpl-talvora-signal)
 set(CPACK_DEBIAN_PLUGIN_PACKAGE_SECTION science)
+set(CPACK_DEBIAN_PLUGIN_PACKAGE_DEPENDS "${plugin_depends}")
 set(CPACK_DEBIAN_PLUGIN_DESCRIPTION "signal-processing units as a plug-in library
 Rectifies, negates, repairs, filters, downsamples and summarises measured
 signals for a host application that keeps them as data sets in a tree of
@@ -27,6 +38,9 @@ groups.")
 set(CPACK_DEBIAN_PACKAGED_HOST_PACKAGE_NAME talvora-host)
 set(CPACK_DEBIAN_PACKAGED_HOST_PACKAGE_SECTION science)
 set(CPACK_DEBIAN_PACKAGED_HOST_PACKAGE_DEPENDS "kpl-talvora-signal (= ${PROJECT_VERSION})")
+if(host_depends)
+  string(APPEND CPACK_DEBIAN_PACKAGED_HOST_PACKAGE_DEPENDS ", ${host_depends}")
+endif()
 set(CPACK_DEBIAN_PACKAGED_HOST_DESCRIPTION "runs signal-processing units on HDF5 files
 The reference host of the plug-in kpl-talvora_signal: imports recordings,
 runs units and recipes on one or many files, shows, plots and exports what

@@ -1,6 +1,7 @@
 #include "dsp/gap_filling.h"
 
 #include "dsp/interp1.h"
+#include "dsp/made_samples.h"
 
 #include <Eigen/Core>
 
@@ -50,7 +51,7 @@ void fill_from_neighbours(std::span<float> gap) {
     const auto count = static_cast<std::int32_t>(gap.size());
     const auto width = static_cast<float>(count + 1);
     for (std::int32_t k = 0; k < count; ++k) {
-        gap.data()[k] = (static_cast<float>(k + 1) / width) * rise + before;
+        gap.data()[k] = made_sample((static_cast<float>(k + 1) / width) * rise + before);
     }
 }
 
@@ -75,7 +76,7 @@ void fill_gaps_by_search(std::span<float> line, std::span<const ValidRun> runs,
         const VectorXf positions = VectorXf::LinSpaced(count, static_cast<float>(start),
                                                        static_cast<float>(start + count - 1));
         for (Eigen::Index k = 0; k < count; ++k) {
-            gap[static_cast<std::size_t>(k)] = interpolator.interpolate(positions[k]);
+            gap[static_cast<std::size_t>(k)] = made_sample(interpolator.interpolate(positions[k]));
         }
     });
 }

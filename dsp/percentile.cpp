@@ -1,5 +1,7 @@
 #include "dsp/percentile.h"
 
+#include "dsp/made_samples.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -55,7 +57,10 @@ float find_median(std::span<const float> sorted) {
     }
     const auto upper = static_cast<double>(sorted[middle]);
     const auto lower = static_cast<double>(sorted[middle - 1]);
-    return static_cast<float>((upper + lower) * 0.5);
+    if (std::isnan(lower)) {
+        return quieted(sorted[middle - 1]);
+    }
+    return made_sample(static_cast<float>((upper + lower) * 0.5), sorted[middle]);
 }
 
 // The percentage at which the value of the given rank, or half-way rank, stands.
@@ -77,7 +82,8 @@ float interpolate_ranks(std::span<const float> sorted, float percent) {
     const auto upper = static_cast<double>(sorted[k + 1]);
     const auto beyond =
         static_cast<double>(percent - percent_of_rank(static_cast<double>(lower_rank), count));
-    return static_cast<float>(beyond * (count / 100.0) * (upper - lower) + lower);
+    return made_sample(static_cast<float>(beyond * (count / 100.0) * (upper - lower) + lower),
+                       sorted[k], sorted[k + 1]);
 }
 
 } // namespace

@@ -1,7 +1,10 @@
 #include "dsp/signal_to_noise.h"
 
+#include "dsp/made_samples.h"
+
 #include <Eigen/Core>
 
+#include <algorithm>
 #include <cmath>
 
 namespace talvora::dsp {
@@ -11,6 +14,10 @@ namespace {
 auto map_vector(std::span<const float> samples) {
     return Eigen::Map<const Eigen::VectorXf>(samples.data(),
                                              static_cast<Eigen::Index>(samples.size()));
+}
+
+bool has_missing(std::span<const float> samples) {
+    return std::ranges::any_of(samples, [](float sample) { return std::isnan(sample); });
 }
 
 float sum_squared_deviations(std::span<const float> samples, float mean) {
@@ -33,7 +40,8 @@ float compute_standard_deviation(std::span<const float> samples) {
 }
 
 float compute_signal_to_noise(std::span<const float> samples) {
-    return compute_mean(samples) / compute_standard_deviation(samples);
+    const float ratio = compute_mean(samples) / compute_standard_deviation(samples);
+    return has_missing(samples) ? ratio : made_sample(ratio);
 }
 
 } // namespace talvora::dsp

@@ -1,3 +1,4 @@
+#include "dsp/made_samples.h"
 #include "dsp/percentile.h"
 #include "dsp/signal_to_noise.h"
 #include "plugin/source_sets.h"
@@ -8,6 +9,7 @@
 #include "units/units.h"
 
 #include <algorithm>
+#include <cmath>
 #include <span>
 #include <vector>
 
@@ -32,9 +34,16 @@ read_axis_sets(const dataset_api& sets, const DatasetHandleList& handles, std::i
     return axis_sets;
 }
 
+// A sample that is NaN stays it; where the offset is, the others become that.
 void subtract(std::span<float> samples, float offset) {
+    if (std::isnan(offset)) {
+        std::ranges::transform(samples, samples.begin(), [offset](float sample) {
+            return dsp::quieted(std::isnan(sample) ? sample : offset);
+        });
+        return;
+    }
     for (float& sample : samples) {
-        sample -= offset;
+        sample = dsp::made_sample(sample - offset, sample);
     }
 }
 

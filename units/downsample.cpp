@@ -1,4 +1,5 @@
 #include "dsp/integer_conversion.h"
+#include "dsp/made_samples.h"
 #include "plugin/host_tables.h"
 #include "plugin/source_sets.h"
 #include "plugin/unit_call.h"
@@ -156,7 +157,7 @@ void reduce_set(const dataset_api& sets, AxisSet& set, float rate, float factor)
 
     length = reduction.new_length;
     sets.resize_dataset(set.handle, set.shape.extents().data(), set.shape.rank());
-    sets.write_float_attribute(set.handle, "SampleRate", rate / factor);
+    sets.write_float_attribute(set.handle, "SampleRate", dsp::made_sample(rate / factor));
     sets.write_float_attribute(set.handle, "NumSamples", static_cast<float>(length));
 }
 

@@ -16,7 +16,7 @@ constexpr bool is_letter(char c) {
 }
 
 constexpr bool is_control(char c) {
-    return (c >= '\0' && c < ' ') || c == '\x7F';
+    return static_cast<unsigned char>(c) < ' ' || c == '\x7F';
 }
 
 } // namespace talvora::host

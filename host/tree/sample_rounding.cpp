@@ -12,7 +12,8 @@ namespace {
 // Conversions round to nearest, and to infinity beyond the greatest float.
 static_assert(std::numeric_limits<float>::is_iec559 && std::numeric_limits<double>::is_iec559);
 
-// Holds each sample as it is: long double has 64 bits and more before its exponent.
+// Holds each sample as it is.
+static_assert(std::numeric_limits<long double>::digits >= 64);
 template <typename Stored>
 using Exact = std::conditional_t<std::is_integral_v<Stored> && sizeof(Stored) == sizeof(double),
                                  long double, double>;

@@ -1,11 +1,11 @@
 #include "host/validate/guard_pages.h"
+#include "host/validate/processor.h"
 
 #include <array>
 #include <csignal>
 #include <cstdint>
 #include <initializer_list>
 #include <sys/mman.h>
-#include <ucontext.h>
 #include <unistd.h>
 
 namespace talvora::host {
@@ -13,11 +13,6 @@ namespace talvora::host {
 namespace {
 
 PageFaultHandler page_fault_handler = nullptr;
-
-bool is_write(const void* context) {
-    constexpr greg_t WRITE_BIT = 2; // of the processor's page-fault error code
-    return (static_cast<const ucontext_t*>(context)->uc_mcontext.gregs[REG_ERR] & WRITE_BIT) != 0;
-}
 
 void handle_fault(int, siginfo_t* info, void* context) {
     page_fault_handler(info->si_addr, is_write(context));

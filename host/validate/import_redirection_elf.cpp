@@ -1,6 +1,7 @@
 #include "host/validate/guard_pages.h"
 #include "host/validate/import_redirection.h"
 #include "host/validate/loaded_libraries.h"
+#include "host/validate/processor.h"
 
 #include <cstdint>
 #include <cstring>
@@ -62,11 +63,6 @@ DynamicSection find_section(const dl_phdr_info& library) {
     return {};
 }
 
-bool holds_an_address(const Elf64_Rela& relocation) {
-    const auto type = ELF64_R_TYPE(relocation.r_info);
-    return type == R_X86_64_JUMP_SLOT || type == R_X86_64_GLOB_DAT || type == R_X86_64_64;
-}
-
 // The linker may have closed the table of addresses to writing.
 void write_address(std::uintptr_t place, void* address) {
     const std::uintptr_t page = place / page_size() * page_size();
@@ -83,7 +79,7 @@ std::size_t redirect_library(const dl_phdr_info& library, const Redirections& re
         for (const Elf64_Rela& relocation : relocations) {
             const Elf64_Sym& symbol = section.symbols[ELF64_R_SYM(relocation.r_info)];
             const auto found = redirections.find(std::string_view(section.texts + symbol.st_name));
-            if (!holds_an_address(relocation) || found == redirections.end()) {
+            if (!holds_an_address(ELF64_R_TYPE(relocation.r_info)) || found == redirections.end()) {
                 continue;
             }
             write_address(library.dlpi_addr + relocation.r_offset, found->second);

@@ -1,5 +1,7 @@
 #include "host/validate/process_state.h"
 
+#include "host/validate/processor.h"
+
 #include <fmt/format.h>
 
 #include <cfenv>
@@ -9,9 +11,6 @@
 #include <locale>
 #include <new>
 
-#if defined(__x86_64__)
-#include <xmmintrin.h>
-#endif
 #if !defined(_WIN32)
 #include <csignal>
 #include <pthread.h>
@@ -31,13 +30,7 @@ namespace {
 
 Settings read_floating_point() {
     Settings settings{{"rounding mode", fmt::format("{}", std::fegetround())}};
-#if defined(__x86_64__)
-    // The lowest six bits tell what has happened, not what is to happen.
-    settings["control bits"] = fmt::format("{:#x}", _mm_getcsr() & ~0x3FU);
-    unsigned short word = 0;
-    __asm__("fnstcw %0" : "=m"(word));
-    settings["x87 control word"] = fmt::format("{:#x}", word);
-#endif
+    settings.merge(read_control_registers());
     return settings;
 }
 

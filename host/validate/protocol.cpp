@@ -22,7 +22,7 @@ ToldLine parse_line(const std::string& line) {
 std::string format_line(std::string_view kind, std::string_view text) {
     std::string line = "\n" + std::string(MARK) + std::string(kind) + "\t";
     for (const char letter : text) {
-        line += letter >= '\0' && letter < ' ' ? ' ' : letter;
+        line += static_cast<unsigned char>(letter) < ' ' ? ' ' : letter;
     }
     return line + "\n";
 }

@@ -144,7 +144,7 @@ void expect_stable(Examination& examination, const NamedGetter& getter) {
     const char* again = getter.getter();
     examination.expect(again == text && copy == again,
                        fmt::format("the {} is another at the second call", getter.name));
-    const auto is_control = [](char letter) { return letter >= '\0' && letter < ' '; };
+    const auto is_control = [](char letter) { return static_cast<unsigned char>(letter) < ' '; };
     if (std::ranges::any_of(copy, is_control)) {
         examination.warn(fmt::format("the {} holds control characters", getter.name));
     }

@@ -71,6 +71,19 @@ TEST(NormalizeTransferFunction, DividesComplexCoefficients) {
     EXPECT_THAT(a, ElementsAre(Complex(1.0), Complex(2.0, 2.0)));
 }
 
+// Each product and sum rounded by itself, in Python; the last digits are others where two are
+// rounded at once: ...10de and ...7378, ...b032 and ...72ff.
+TEST(NormalizeTransferFunction, RoundsProductsAndSumsOneByOne) {
+    ComplexPolynomial b = {{0.194, -1.954}};
+    ComplexPolynomial a = {{-0.339, 0.32}};
+    normalize_transfer_function(b, a);
+    EXPECT_THAT(b, ElementsAre(Complex(-0x1.9704feede10dfp+1, 0x1.619617aa67379p+1)));
+    b = {{1.422, -1.323}};
+    a = {{-0.653, 0.601}};
+    normalize_transfer_function(b, a);
+    EXPECT_THAT(b, ElementsAre(Complex(-0x1.1820f4b22b033p+1, 0x1.82cbad90472d2p-7)));
+}
+
 TEST(NormalizeTransferFunction, DropsLeadingZerosOfTheDenominatorAlone) {
     std::vector<double> b = {0.0, 2.0};
     std::vector<double> a = {0.0, -0.0, 2.0, 4.0};

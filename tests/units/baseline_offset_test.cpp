@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -65,6 +66,18 @@ TEST(BaselineOffset, LeavesZeroOfASingleSample) {
 
 TEST(BaselineOffset, LeavesZerosOfAConstantLine) {
     EXPECT_THAT(run_on_line(std::vector<float>(25, 5.0F)), Each(0.0F));
+}
+
+// inf - inf; a NaN sample keeps its bits, whatever is taken off it.
+TEST(BaselineOffset, HasOneNaNForWhatHasNoDifference) {
+    constexpr float PAYLOAD = std::bit_cast<float>(0x7FC01234U);
+    const std::vector<float> line =
+        run_on_line({static_cast<float>(INF), static_cast<float>(INF), PAYLOAD, 1, 2, 3, 4});
+    EXPECT_TRUE(std::isfinite(line[3]));
+    EXPECT_EQ(std::bit_cast<std::uint32_t>(line[2]), 0x7FC01234U);
+    const std::vector<float> infinite = run_on_line(std::vector(5, static_cast<float>(INF)));
+    EXPECT_EQ(std::bit_cast<std::uint32_t>(infinite[0]), 0xFFC00000U);
+    EXPECT_EQ(std::bit_cast<std::uint32_t>(run_on_line({PAYLOAD})[0]), 0x7FC01234U);
 }
 
 // 1 to 10: mean 5.5, standard deviation sqrt(82.5 / 9).

@@ -12,8 +12,8 @@ namespace {
 // The mathematics of the C library, which is loaded already and under this name everywhere.
 TEST(SharedLibrary, FindsExportedNames) {
     std::filesystem::path file;
-    for (const char* place :
-         {"/lib/x86_64-linux-gnu/libm.so.6", "/lib64/libm.so.6", "/usr/lib/libm.so.6"}) {
+    for (const char* place : {"/lib/x86_64-linux-gnu/libm.so.6", "/lib/aarch64-linux-gnu/libm.so.6",
+                              "/lib64/libm.so.6", "/usr/lib/libm.so.6"}) {
         file = std::filesystem::exists(place) ? place : file;
     }
     if (file.empty()) {

@@ -1,0 +1,1 @@
+#include <emmintrin.h>
