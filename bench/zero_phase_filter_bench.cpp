@@ -66,17 +66,16 @@ std::vector<Path> make_paths() {
     paths.push_back({"memcpy", [](std::span<float> samples, const FilterWork& work) {
                          std::memcpy(samples.data(), work.samples.data(), samples.size_bytes());
                      }});
-    const std::pair<const char*, dsp::FilterPath> filter_paths[] = {
-        {"plain", dsp::FilterPath::Plain},
-        {"sse2", dsp::FilterPath::Sse2},
-        {"avx2", dsp::FilterPath::Avx2},
-        {"avx512", dsp::FilterPath::Avx512}};
-    for (const auto& [name, path] : filter_paths) {
-        if (dsp::can_take(path)) {
-            paths.push_back({name, [filter = std::make_shared<dsp::SetFilter>(path)](
-                                       std::span<float> samples, const FilterWork& work) {
-                                 filter_sets(*filter, samples, work);
-                             }});
+    const auto add = [&](const char* name, dsp::FilterPath path) {
+        paths.push_back({name, [filter = std::make_shared<dsp::SetFilter>(path)](
+                                   std::span<float> samples, const FilterWork& work) {
+                             filter_sets(*filter, samples, work);
+                         }});
+    };
+    add("Plain", dsp::FilterPath::Plain);
+    for (const dsp::LanePath& path : dsp::lane_paths()) {
+        if (path.can_be_taken()) {
+            add(path.name, path.path);
         }
     }
     return paths;

@@ -1,6 +1,7 @@
 #include "dsp/filter_set.h"
 
 #include "dsp/long_run.h"
+#include "dsp/made_samples.h"
 #include "dsp/missing_samples.h"
 
 #include <algorithm>
@@ -60,9 +61,7 @@ void for_each_group(Runs runs, const PreparedFilter& filter, const LaneKernels<f
 void filter_run(std::span<float> run, const PreparedFilter& filter) {
     const std::vector<double> x(run.begin(), run.end());
     const std::vector<double> y = zero_phase_filter(x, filter);
-    // A result beyond the range of a float becomes an infinity.
-    std::ranges::transform(y, run.begin(),
-                           [](double sample) { return static_cast<float>(sample); });
+    std::ranges::transform(y, run.begin(), narrowed_sample);
 }
 
 } // namespace

@@ -60,8 +60,8 @@ struct LaneKernels {
                         std::ptrdiff_t row_step);
 };
 
-extern const LaneKernels<float> SSE2_LANE_KERNELS;
-extern const LaneKernels<float> AVX2_LANE_KERNELS;
-extern const LaneKernels<float> AVX512_LANE_KERNELS;
+// Two lanes: SSE2, NEON. The tables of wider instruction sets are named where they are chosen, in
+// filter_path.cpp.
+extern const LaneKernels<float> BASELINE_LANE_KERNELS;
 
 } // namespace talvora::dsp

@@ -3,6 +3,7 @@
 
 namespace talvora::dsp {
 
+extern const LaneKernels<float> AVX2_LANE_KERNELS;
 const LaneKernels<float> AVX2_LANE_KERNELS = KERNELS<float>;
 
 } // namespace talvora::dsp

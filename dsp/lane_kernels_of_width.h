@@ -4,12 +4,9 @@
 #pragma once
 
 #include "dsp/lane_kernels.h"
+#include "dsp/vector_operations.h"
 
 #include <utility>
-
-#ifdef __SSE2__
-#include <immintrin.h>
-#endif
 
 namespace talvora::dsp {
 
@@ -21,51 +18,7 @@ constexpr std::ptrdiff_t as_step(std::size_t count) {
     return static_cast<std::ptrdiff_t>(count);
 }
 
-template <class Element, std::size_t Count>
-struct VectorOf {
-    typedef Element Type __attribute__((vector_size(Count * sizeof(Element)))); // NOLINT: GCC 12
-};
 using Lanes = VectorOf<double, WIDTH>::Type;
-
-// Between registers and any address that holds an element. By reference, because how
-// wide vectors are returned depends on the instruction set.
-template <class Vector, class Element>
-inline void load(Vector& vector, const Element* address) {
-    __builtin_memcpy(&vector, address, sizeof vector);
-}
-template <class Vector, class Element>
-inline void store(const Vector& vector, Element* address) {
-    __builtin_memcpy(address, &vector, sizeof vector);
-}
-
-// Samples are widened when they are read and narrowed when they are written.
-template <class Sample>
-inline void load_widened(Lanes& lanes, const Sample* samples) {
-    typename VectorOf<Sample, WIDTH>::Type narrow;
-    load(narrow, samples);
-    lanes = __builtin_convertvector(narrow, Lanes);
-}
-// In one instruction: GCC makes more of the portable form, and warns of its own header where no
-// mask is given.
-#if defined(__AVX512F__) && LANE_WIDTH == 8
-inline void load_widened(Lanes& lanes, const float* samples) {
-    lanes = _mm512_maskz_cvtps_pd(0xFF, _mm256_loadu_ps(samples));
-}
-#elif defined(__AVX__) && LANE_WIDTH == 4
-inline void load_widened(Lanes& lanes, const float* samples) {
-    lanes = _mm256_cvtps_pd(_mm_loadu_ps(samples));
-}
-#elif defined(__SSE2__) && LANE_WIDTH == 2
-inline void load_widened(Lanes& lanes, const float* samples) {
-    lanes = _mm_cvtps_pd(_mm_castsi128_ps(_mm_loadu_si64(samples)));
-}
-#endif
-template <class Sample>
-inline void store_narrowed(const Lanes& lanes, Sample* samples) {
-    using Narrow = typename VectorOf<Sample, WIDTH>::Type;
-    const Narrow narrow = __builtin_convertvector(lanes, Narrow);
-    store(narrow, samples);
-}
 
 // ---------------------------------------------------------------------------
 // Turning: samples that follow each other in a line are rows apart in a tile. Vectors are made of
@@ -206,6 +159,7 @@ inline void write_tile(const Sample* tile, Sample* const* lines, std::ptrdiff_t 
 #pragma GCC unroll 16
             for (std::size_t i = 0; i < 4 * QUADS; ++i) {
                 load(m[i], tile + (row + i) * LaneCount + lane);
+                settle_missing(m[i]);
             }
 #pragma GCC unroll 4
             for (std::size_t quad = 0; quad < QUADS; ++quad) {

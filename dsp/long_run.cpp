@@ -1,5 +1,6 @@
 #include "dsp/long_run.h"
 
+#include "dsp/made_samples.h"
 #include "dsp/odd_reflection.h"
 #include "dsp/one_lane.h"
 #include "dsp/run_group.h"
@@ -265,7 +266,7 @@ class LongRunPasses {
         in_order_.filter(remainder_);
         const std::span<float> rest = run_.subspan(static_cast<std::size_t>(parts_end()));
         std::transform(remainder_.rbegin(), remainder_.rbegin() + as_step(rest.size()),
-                       rest.begin(), [](double sample) { return static_cast<float>(sample); });
+                       rest.begin(), narrowed_sample);
     }
 
     // From the last batch to the first, forward again and back.

@@ -1,7 +1,6 @@
 // How a sample that cannot be produced is written.
 #pragma once
 
-#include <algorithm>
 #include <bit>
 #include <cstdint>
 #include <span>
@@ -12,8 +11,6 @@ namespace talvora::dsp {
 inline constexpr std::uint32_t MISSING_SAMPLE_BITS = 0xFFC00000U;
 inline constexpr float MISSING_SAMPLE = std::bit_cast<float>(MISSING_SAMPLE_BITS);
 
-inline void fill_missing(std::span<float> samples) {
-    std::ranges::fill(samples, MISSING_SAMPLE);
-}
+void fill_missing(std::span<float> samples);
 
 } // namespace talvora::dsp

@@ -1,6 +1,7 @@
 #include "dsp/one_lane.h"
 
 #include "dsp/filter_sample.h"
+#include "dsp/made_samples.h"
 #include "dsp/same_bits.h"
 
 #include <algorithm>
@@ -31,7 +32,7 @@ struct RowsBackward {
     double output(std::size_t row) const { return static_cast<double>(last_sample[-as_step(row)]); }
     void store(const LaneRows& rows) const {
         for (std::size_t row = 0; row < REST_ROWS; ++row) {
-            last_sample[-as_step(row)] = static_cast<float>(rows[row]);
+            last_sample[-as_step(row)] = narrowed_sample(rows[row]);
         }
     }
     static std::ptrdiff_t as_step(std::size_t count) { return static_cast<std::ptrdiff_t>(count); }

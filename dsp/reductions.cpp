@@ -1,11 +1,11 @@
 #include "dsp/reductions.h"
 
 #include "dsp/missing_samples.h"
+#include "dsp/vector_operations.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <immintrin.h>
 #include <limits>
 
 namespace talvora::dsp {
@@ -22,25 +22,25 @@ constexpr std::size_t BLOCK_LENGTH = LANE_COUNT * VECTOR_COUNT;
 struct Addition {
     // Adding a positive zero would take the sign off a sum of negative zeros.
     static constexpr float NEUTRAL = -0.0F;
-    static __m128 combine(__m128 total, __m128 samples) { return _mm_add_ps(total, samples); }
+    static void combine(Floats& totals, const Floats& samples) { totals += samples; }
 };
 
 struct Maximum {
     static constexpr float NEUTRAL = -std::numeric_limits<float>::infinity();
-    // The instruction gives its second operand when either one is NaN: here the total,
-    // which never is.
-    static __m128 combine(__m128 total, __m128 samples) { return _mm_max_ps(samples, total); }
+    static void combine(Floats& totals, const Floats& samples) { take_greater(totals, samples); }
 };
 
 template <typename Operation>
-void combine_block(__m128 (&totals)[VECTOR_COUNT], const float* block) {
+void combine_block(Floats (&totals)[VECTOR_COUNT], const float* block) {
     for (std::size_t i = 0; i < VECTOR_COUNT; ++i) {
-        totals[i] = Operation::combine(totals[i], _mm_loadu_ps(block + i * LANE_COUNT));
+        Floats samples;
+        load(samples, block + i * LANE_COUNT);
+        Operation::combine(totals[i], samples);
     }
 }
 
 template <typename Operation>
-void combine_last_block(__m128 (&totals)[VECTOR_COUNT], std::span<const float> samples) {
+void combine_last_block(Floats (&totals)[VECTOR_COUNT], std::span<const float> samples) {
     float block[BLOCK_LENGTH];
     std::ranges::fill(block, Operation::NEUTRAL);
     std::ranges::copy(samples, block);
@@ -48,17 +48,17 @@ void combine_last_block(__m128 (&totals)[VECTOR_COUNT], std::span<const float> s
 }
 
 template <typename Operation>
-float combine_lanes(__m128 total) {
-    const __m128 halves = Operation::combine(total, _mm_movehl_ps(total, total));
-    return _mm_cvtss_f32(
-        Operation::combine(halves, _mm_shuffle_ps(halves, halves, _MM_SHUFFLE(1, 1, 1, 1))));
+float combine_lanes(Floats totals) {
+    Operation::combine(totals, __builtin_shufflevector(totals, totals, 2, 3, 2, 3));
+    Operation::combine(totals, __builtin_shufflevector(totals, totals, 1, 1, 1, 1));
+    return totals[0];
 }
 
 template <typename Operation>
-float combine_totals(__m128 (&totals)[VECTOR_COUNT]) {
+float combine_totals(Floats (&totals)[VECTOR_COUNT]) {
     for (std::size_t width = VECTOR_COUNT / 2; width > 0; width /= 2) {
         for (std::size_t i = 0; i < width; ++i) {
-            totals[i] = Operation::combine(totals[i], totals[i + width]);
+            Operation::combine(totals[i], totals[i + width]);
         }
     }
     return combine_lanes<Operation>(totals[0]);
@@ -66,8 +66,8 @@ float combine_totals(__m128 (&totals)[VECTOR_COUNT]) {
 
 template <typename Operation>
 float reduce(std::span<const float> samples) {
-    __m128 totals[VECTOR_COUNT];
-    std::ranges::fill(totals, _mm_set1_ps(Operation::NEUTRAL));
+    Floats totals[VECTOR_COUNT];
+    std::ranges::fill(totals, Operation::NEUTRAL - Floats{});
     for (; samples.size() >= BLOCK_LENGTH; samples = samples.subspan(BLOCK_LENGTH)) {
         combine_block<Operation>(totals, samples.data());
     }

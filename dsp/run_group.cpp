@@ -1,6 +1,7 @@
 #include "dsp/run_group.h"
 
 #include "dsp/filter_sample.h"
+#include "dsp/made_samples.h"
 #include "dsp/odd_reflection.h"
 #include "dsp/tile_pass.h"
 
@@ -290,8 +291,7 @@ class GroupPasses {
             for (std::ptrdiff_t row = length_of(lane) - tile * ROWS; row-- > 0;) {
                 const double sample = filter_sample(filter_.b, filter_.a, lane_state_,
                                                     rows[row * step_ + as_step(lane)]);
-                run_of(lane)[static_cast<std::size_t>(tile * ROWS + row)] =
-                    static_cast<float>(sample);
+                run_of(lane)[static_cast<std::size_t>(tile * ROWS + row)] = narrowed_sample(sample);
             }
             backward_.set_lane_state(lane, lane_state_);
         }

@@ -1,5 +1,6 @@
 #include "dsp/tile_pass.h"
 
+#include "dsp/made_samples.h"
 #include "dsp/same_bits.h"
 
 #include <algorithm>
@@ -119,8 +120,7 @@ struct BackwardBlock {
         std::copy_n((*lines)[lane], REST_ROWS, output);
     }
     void store_output(std::size_t lane, const double* output) const {
-        std::transform(output, output + REST_ROWS, (*lines)[lane],
-                       [](double sample) { return static_cast<float>(sample); });
+        std::transform(output, output + REST_ROWS, (*lines)[lane], narrowed_sample);
     }
     bool has_same_input() const {
         return same_bits(rows, rows + REST_ROWS * lane_count, REST_ROWS * lane_count);

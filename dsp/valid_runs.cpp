@@ -1,8 +1,9 @@
 #include "dsp/valid_runs.h"
 
+#include "dsp/vector_operations.h"
+
 #include <cmath>
 #include <cstdint>
-#include <immintrin.h>
 
 namespace talvora::dsp {
 
@@ -22,16 +23,19 @@ std::size_t skip_missing(std::span<const float> line, std::size_t index) {
 // of a run costs little.
 constexpr std::size_t BLOCK_SIZE = 32;
 
-// Every x86-64 processor tells in one instruction which of four pairs of floats hold a NaN.
 bool has_missing(const float* block) {
-    constexpr std::size_t WIDTH = 4;
-    __m128 missing = _mm_setzero_ps();
+    constexpr std::size_t WIDTH = sizeof(Floats) / sizeof(float);
+    FloatMask missing{};
     for (std::size_t i = 0; i < BLOCK_SIZE; i += 2 * WIDTH) {
-        const __m128 left = _mm_loadu_ps(block + i);
-        const __m128 right = _mm_loadu_ps(block + i + WIDTH);
-        missing = _mm_or_ps(missing, _mm_cmpunord_ps(left, right));
+        Floats left;
+        Floats right;
+        FloatMask found;
+        load(left, block + i);
+        load(right, block + i + WIDTH);
+        find_missing(left, right, found);
+        missing |= found;
     }
-    return _mm_movemask_ps(missing) != 0;
+    return has_any(missing);
 }
 
 std::size_t skip_valid(std::span<const float> line, std::size_t index) {

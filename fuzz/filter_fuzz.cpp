@@ -84,9 +84,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
     SetFilter plain(FilterPath::Plain);
     const std::vector<float> expected = filter(plain, samples, line_length, coefficients);
-    for (const FilterPath fast : LANE_PATHS) {
-        if (can_take(fast)) {
-            check_path(fast, samples, line_length, coefficients, expected);
+    for (const LanePath& fast : lane_paths()) {
+        if (fast.can_be_taken()) {
+            check_path(fast.path, samples, line_length, coefficients, expected);
         }
     }
     return 0;

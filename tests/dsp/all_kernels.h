@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 namespace talvora::dsp {
 
@@ -19,12 +20,14 @@ struct NamedKernels {
 };
 
 // Side by side, from the narrowest to the widest.
-inline constexpr NamedKernels LANE_KERNELS[] = {
-    {"Sse2", &SSE2_LANE_KERNELS, FilterPath::Sse2},
-    {"Avx2", &AVX2_LANE_KERNELS, FilterPath::Avx2},
-    {"Avx512", &AVX512_LANE_KERNELS, FilterPath::Avx512},
-    {"EightLanesOnTheBaseline", &WIDE_LANE_KERNELS, FilterPath::Sse2},
-};
+inline std::vector<NamedKernels> lane_kernels_to_test() {
+    std::vector<NamedKernels> kernels;
+    for (const LanePath& path : lane_paths()) {
+        kernels.push_back({path.name, path.kernels, path.path});
+    }
+    kernels.push_back({"EightLanesOnTheBaseline", &WIDE_LANE_KERNELS, FilterPath::Baseline});
+    return kernels;
+}
 
 inline std::string name_kernels(const testing::TestParamInfo<NamedKernels>& kernels) {
     return kernels.param.name;

@@ -4,9 +4,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <bit>
 #include <cstdint>
 #include <fstream>
+#include <iterator>
 #include <limits>
 #include <string>
 #include <vector>
@@ -54,14 +56,17 @@ class FilterSetInPlace : public testing::TestWithParam<FilterPath> {
 };
 
 std::string name_of(const testing::TestParamInfo<FilterPath>& path) {
-    constexpr const char* NAMES[] = {"Plain", "Sse2", "Avx2", "Avx512"};
-    return NAMES[static_cast<int>(path.param)];
+    const auto named = std::ranges::find(lane_paths(), path.param, &LanePath::path);
+    return named != lane_paths().end() ? named->name : "Plain";
 }
 
-INSTANTIATE_TEST_SUITE_P(Paths, FilterSetInPlace,
-                         testing::Values(FilterPath::Plain, FilterPath::Sse2, FilterPath::Avx2,
-                                         FilterPath::Avx512),
-                         name_of);
+std::vector<FilterPath> all_paths() {
+    std::vector<FilterPath> paths = {FilterPath::Plain};
+    std::ranges::transform(lane_paths(), std::back_inserter(paths), &LanePath::path);
+    return paths;
+}
+
+INSTANTIATE_TEST_SUITE_P(Paths, FilterSetInPlace, testing::ValuesIn(all_paths()), name_of);
 
 TEST_P(FilterSetInPlace, FiltersEveryLineByItself) {
     Line samples = {0, 4, 0, 8, 4, 8, 8, 8, 8, 0};
@@ -242,6 +247,15 @@ TEST_P(FilterSetInPlace, GivesThePlainBitsForSetsThatAreFilteredTogether) {
     }
 }
 
+TEST(FilterPath, IsOneThatEveryProcessorOfTheArchitectureHasOrWider) {
+    EXPECT_TRUE(can_take(FilterPath::Plain));
+    EXPECT_TRUE(can_take(FilterPath::Baseline));
+    EXPECT_TRUE(can_take(best_filter_path()));
+    EXPECT_NE(best_filter_path(), FilterPath::Plain);
+    EXPECT_EQ(lane_paths().front().path, FilterPath::Baseline);
+}
+
+#if defined(__x86_64__)
 // Where the system tells which instructions the processor has.
 TEST(FilterPath, IsTheWidestThatTheProcessorHas) {
     std::ifstream processors("/proc/cpuinfo");
@@ -257,12 +271,17 @@ TEST(FilterPath, IsTheWidestThatTheProcessorHas) {
     for (const char* flag : {" avx512f ", " avx512vl ", " avx512dq ", " avx512bw "}) {
         has_avx512 = has_avx512 && flags.find(flag) != std::string::npos;
     }
-    EXPECT_TRUE(can_take(FilterPath::Sse2));
     EXPECT_EQ(can_take(FilterPath::Avx2), has_avx2);
     EXPECT_EQ(can_take(FilterPath::Avx512), has_avx512);
-    const FilterPath widest_without_avx512 = has_avx2 ? FilterPath::Avx2 : FilterPath::Sse2;
+    const FilterPath widest_without_avx512 = has_avx2 ? FilterPath::Avx2 : FilterPath::Baseline;
     EXPECT_EQ(best_filter_path(), has_avx512 ? FilterPath::Avx512 : widest_without_avx512);
 }
+#else
+TEST(FilterPath, HasNoneOfOtherArchitectures) {
+    EXPECT_FALSE(can_take(FilterPath::Avx2));
+    EXPECT_FALSE(can_take(FilterPath::Avx512));
+}
+#endif
 
 // Runs of one length, and of many: long ones, and more short ones than are collected.
 TEST_P(FilterSetInPlace, GivesThePlainBitsWhenNotAllRunsAreCollectedAtOnce) {

@@ -62,7 +62,7 @@ class LaneKernelsOfWidth : public ForAllKernels {
     }
 };
 
-INSTANTIATE_TEST_SUITE_P(Kernels, LaneKernelsOfWidth, testing::ValuesIn(LANE_KERNELS),
+INSTANTIATE_TEST_SUITE_P(Kernels, LaneKernelsOfWidth, testing::ValuesIn(lane_kernels_to_test()),
                          name_kernels);
 TEST_P(LaneKernelsOfWidth, GiveTheNumeratorForAnImpulse) {
     for (std::size_t tap_count = 2; tap_count <= 12; ++tap_count) {
@@ -108,7 +108,7 @@ TEST_P(LaneKernelsOfWidth, KeepTheSignOfACoefficientThatIsZero) {
 // Four vectors, two or one, and no fewer than four lines are turned, nor more than sixteen.
 TEST_P(LaneKernelsOfWidth, NameAsManyLanesAsTheyKeepInFlight) {
     const std::map<std::string, std::vector<std::size_t>> by_name = {
-        {"Sse2", {8, 4, 4}},
+        {"Baseline", {8, 4, 4}},
         {"Avx2", {16, 8, 4}},
         {"Avx512", {16, 16, 8}},
         {"EightLanesOnTheBaseline", {16, 16, 8}}};

@@ -34,7 +34,7 @@ class LongRun : public ForAllKernels {
     LaneScratch scratch_;
 };
 
-INSTANTIATE_TEST_SUITE_P(Kernels, LongRun, testing::ValuesIn(LANE_KERNELS), name_kernels);
+INSTANTIATE_TEST_SUITE_P(Kernels, LongRun, testing::ValuesIn(lane_kernels_to_test()), name_kernels);
 
 TEST_P(LongRun, GivesThePlainBitsWhetherGuessesHoldOrNot) {
     RandomFilters random(6);

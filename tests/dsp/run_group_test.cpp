@@ -49,9 +49,11 @@ class RunGroup : public ForAllKernels {
 // What takes long and is the same whatever the kernels.
 class LongRunGroup : public RunGroup {};
 
-INSTANTIATE_TEST_SUITE_P(Narrowest, LongRunGroup, testing::Values(LANE_KERNELS[0]), name_kernels);
+INSTANTIATE_TEST_SUITE_P(Narrowest, LongRunGroup, testing::Values(lane_kernels_to_test().front()),
+                         name_kernels);
 
-INSTANTIATE_TEST_SUITE_P(Kernels, RunGroup, testing::ValuesIn(LANE_KERNELS), name_kernels);
+INSTANTIATE_TEST_SUITE_P(Kernels, RunGroup, testing::ValuesIn(lane_kernels_to_test()),
+                         name_kernels);
 
 TEST_P(RunGroup, GivesThePlainBitsForEveryCountOfLinesAndTaps) {
     RandomFilters random(1);

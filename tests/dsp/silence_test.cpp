@@ -28,19 +28,19 @@ void count_and_filter_forward(const LaneFilter& filter, const float* const* line
                               std::size_t row_count, double* rows, const float* const* upcoming) {
     filtered_row_count += row_count;
     ++filtering_count;
-    SSE2_LANE_KERNELS.filter_forward(filter, lines, row_count, rows, upcoming);
+    BASELINE_LANE_KERNELS.filter_forward(filter, lines, row_count, rows, upcoming);
 }
 
 void count_and_filter_backward(const LaneFilter& filter, const double* rows, std::size_t row_count,
                                float* const* lines, const float* const* upcoming) {
     filtered_row_count += row_count;
     ++filtering_count;
-    SSE2_LANE_KERNELS.filter_backward(filter, rows, row_count, lines, upcoming);
+    BASELINE_LANE_KERNELS.filter_backward(filter, rows, row_count, lines, upcoming);
 }
 
 // The kernels of every processor, counting.
 LaneKernels<float> counting_kernels() {
-    LaneKernels<float> kernels = SSE2_LANE_KERNELS;
+    LaneKernels<float> kernels = BASELINE_LANE_KERNELS;
     kernels.filter_forward = count_and_filter_forward;
     kernels.filter_backward = count_and_filter_backward;
     filtered_row_count = 0;

@@ -36,7 +36,7 @@ class TilePassOfEightLanes : public testing::Test {
         return state;
     }
     PassScratch scratch_;
-    TilePass pass_{LOW, SSE2_LANE_KERNELS, LANE_COUNT, scratch_};
+    TilePass pass_{LOW, BASELINE_LANE_KERNELS, LANE_COUNT, scratch_};
     std::vector<std::vector<float>> samples_ =
         std::vector(LANE_COUNT, std::vector<float>(ROW_COUNT));
     LaneLines lines_{};
@@ -86,7 +86,7 @@ TEST_F(TilePassOfEightLanes, FiltersOneLaneWhileOthersRest) {
 // Sums of all samples before, which seven lanes keep close to the smallest numbers.
 TEST_F(TilePassOfEightLanes, FiltersOneLaneWhileFaintOnesRest) {
     const PreparedFilter sum = prepare_filter({{0.0, 1.0, 0.0}, {1.0, -1.0, 0.0}});
-    TilePass pass(sum, SSE2_LANE_KERNELS, LANE_COUNT, scratch_);
+    TilePass pass(sum, BASELINE_LANE_KERNELS, LANE_COUNT, scratch_);
     const auto sum_in = [](std::size_t lane) { return 1e-310 * static_cast<double>(lane + 1); };
     for (std::size_t lane = 0; lane < LANE_COUNT; ++lane) {
         pass.set_lane_state(lane, std::array{lane == 7 ? 0.0 : sum_in(lane), 0.0});

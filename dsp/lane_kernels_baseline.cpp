@@ -3,6 +3,6 @@
 
 namespace talvora::dsp {
 
-const LaneKernels<float> SSE2_LANE_KERNELS = KERNELS<float>;
+const LaneKernels<float> BASELINE_LANE_KERNELS = KERNELS<float>;
 
 } // namespace talvora::dsp

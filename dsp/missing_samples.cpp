@@ -1,0 +1,11 @@
+#include "dsp/missing_samples.h"
+
+#include <algorithm>
+
+namespace talvora::dsp {
+
+void fill_missing(std::span<float> samples) {
+    std::ranges::fill(samples, MISSING_SAMPLE);
+}
+
+} // namespace talvora::dsp
