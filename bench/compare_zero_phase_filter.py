@@ -27,6 +27,8 @@ def measure(command, speeds):
 
 
 def cell(name, speeds):
+    if not speeds[name]:
+        return "-"  # the machine was never quiet
     speed = statistics.median(speeds[name])
     if name in ("memcpy", "scipy"):
         return f"{speed:6.0f}"
@@ -40,7 +42,7 @@ def main():
     for _ in range(int(sys.argv[2]) if len(sys.argv) > 2 else 5):
         measure([bench, "--json", "1"], speeds)
         measure([sys.executable, peer, "1"], speeds)
-    names = list(next(iter(speeds.values())))
+    names = list(dict.fromkeys(name for of_work in speeds.values() for name in of_work))
     print("| work |", " | ".join(names), "|")
     print("| --- |" + " ---: |" * len(names))
     for work, of_work in speeds.items():

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <ctime>
 #include <limits>
+#include <optional>
 #include <vector>
 
 namespace talvora::bench {
@@ -65,18 +66,19 @@ class QuietCheck {
 };
 
 // The seconds that `work` takes after `prepare` when the machine is quiet before it and after it;
-// those of the last of ten tries when it never is.
+// nothing when it was not in ten tries.
 template <typename Prepare, typename Work>
-double quiet_time_of(QuietCheck& check, Prepare&& prepare, Work&& work) {
+std::optional<double> quiet_time_of(QuietCheck& check, Prepare&& prepare, Work&& work) {
     constexpr int MOST_TRIES = 10;
-    double seconds = 0.0;
-    for (int i = 0, quiet = 0; i < MOST_TRIES && quiet < 2; ++i) {
+    for (int i = 0; i < MOST_TRIES; ++i) {
         prepare();
-        quiet = check.is_quiet() ? 1 : 0;
-        seconds = time_of(work);
-        quiet += check.is_quiet() ? 1 : 0;
+        const bool was_quiet = check.is_quiet();
+        const double seconds = time_of(work);
+        if (check.is_quiet() && was_quiet) {
+            return seconds;
+        }
     }
-    return seconds;
+    return std::nullopt;
 }
 
 // Of an even number of values, the upper one of the two in the middle.

@@ -269,7 +269,7 @@ void Hdf5Tree::resize(ObjectId id, const Extents& extents) {
         return;
     }
     refuse_shown(id);
-    if (!takes_floats(id)) {
+    if (!takes_floats(id, hdf5::SetUse::Whole)) {
         narrow(id, true);
     }
     const OpenSet& open = open_set(id, hdf5::SetUse::Whole);
@@ -312,10 +312,11 @@ void Hdf5Tree::write(ObjectId id, const Hyperslab& slab, std::span<const float> 
     }
     touch(samples);
     const InFile here(name_.native());
-    if (!takes_floats(id)) {
+    const hdf5::SetUse use = use_of(slab, set.extents);
+    if (!takes_floats(id, use)) {
         narrow(id, !is_whole(slab, set.extents));
     }
-    const OpenSet& open = open_set(id, use_of(slab, set.extents));
+    const OpenSet& open = open_set(id, use);
     hdf5::write_floats(open.set, open.space, slab, samples, set.path);
 }
 
@@ -604,10 +605,12 @@ void Hdf5Tree::make_anew(ObjectId id, const Extents& extents) {
     hdf5::close_set(std::move(new_set), old_node.path);
 }
 
-bool Hdf5Tree::takes_floats(ObjectId id) {
+// Opens the set as it is to be written.
+bool Hdf5Tree::takes_floats(ObjectId id, hdf5::SetUse use) {
     Node& set = nodes_[static_cast<std::uint64_t>(id) - 1];
     if (!set.takes_floats) {
-        set.takes_floats = set.type == SampleType::Float32 && !hdf5::rounds_floats(open(id));
+        set.takes_floats =
+            set.type == SampleType::Float32 && !hdf5::rounds_floats(open_set(id, use).set);
     }
     return *set.takes_floats;
 }

@@ -177,7 +177,7 @@ class Hdf5Tree final : public DataTree {
     std::vector<std::string> list_children(ObjectId group, ObjectKind kind);
     ObjectId create_groups(ObjectId parent, const std::vector<std::string>& names);
     void make_anew(ObjectId id, const Extents& extents);
-    bool takes_floats(ObjectId id);
+    bool takes_floats(ObjectId id, hdf5::SetUse use);
     void narrow(ObjectId id, bool keeps_samples);
     void take_place(ObjectId id, const hdf5::ObjectInfo& old_info, const hdf5::Id& new_set);
     void refuse_referrers(ObjectId id, std::uint64_t address, std::string_view change,

@@ -128,9 +128,15 @@ FilledMessage fill_message(const char* message, std::va_list list) {
     FilledMessage filled;
     Arguments arguments(list, filled);
     std::string_view rest = message;
-    const bool takes_braces = !has_conversion(rest);
+    const bool takes_braces = rest.find("{}") != rest.npos && !has_conversion(rest);
     std::string& text = filled.text;
     while (!rest.empty()) {
+        const std::size_t as_it_is = std::min(rest.find_first_of("%{"), rest.size());
+        text += rest.substr(0, as_it_is);
+        rest.remove_prefix(as_it_is);
+        if (rest.empty()) {
+            break;
+        }
         std::size_t taken = 1;
         if (rest.starts_with("%%")) {
             text += '%';
