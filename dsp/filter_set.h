@@ -14,7 +14,7 @@
 namespace talvora::dsp {
 
 // Filters any number of sets in scratch memory of its own that it keeps from set to set: less
-// than 9 MiB and the states kept along long runs (see LaneScratch). The plain path needs a few
+// than 5 MiB and the states kept along long runs (see LaneScratch). The plain path needs a few
 // copies of one run in double instead. Lines are filtered side by side, whichever sets they are
 // of: what is added is filtered when enough has come together, and at the latest by `finish`.
 class SetFilter {

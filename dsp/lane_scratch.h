@@ -47,7 +47,7 @@ struct PassScratch {
     std::array<LaneRest, MAX_LANE_COUNT> rests;
 };
 
-// Made once and used for any number of runs and filters. Rows grow to 8 MiB, whatever the length
+// Made once and used for any number of runs and filters. Rows grow to 4 MiB, whatever the length
 // of the runs; the states kept along long runs come to less than a thousandth of the samples' own
 // size for each tap.
 struct LaneScratch {

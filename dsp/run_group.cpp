@@ -23,7 +23,7 @@ std::ptrdiff_t max_kept_doubles(const LaneKernels<float>& kernels, std::size_t t
                                 std::size_t lane_count) {
     const bool passes_fast = kernels.width > 2 && tap_count <= 6 &&
                              lane_count == kernels.lane_count(tap_count, MAX_LANE_COUNT);
-    return passes_fast ? 64 << 10 : 1024 << 10;
+    return passes_fast ? 64 << 10 : 512 << 10;
 }
 constexpr std::ptrdiff_t SEGMENT_DOUBLES = 32 << 10;
 

@@ -113,12 +113,11 @@ TEST_P(RunGroup, GivesThePlainBitsWhenTheFilterGrowsWithoutBound) {
     }
 }
 
-// Many segments: sixteen lanes keep the last 4,080 rows whole, and 2,016 in each segment before
-// them, eight and four lanes two and four times as many; where a pass takes long, four lanes keep
-// 262,128.
+// Many segments: sixteen lanes keep the last 4,096 rows whole, and 2,016 in each segment
+// before them; eight and four lanes two and four times as many.
 TEST_P(RunGroup, GivesThePlainBitsForLinesLongerThanItsScratch) {
     RandomFilters random(4);
-    std::vector<std::size_t> lengths(9, 280'000);
+    std::vector<std::size_t> lengths(9, 250'000);
     lengths[8] = 130'000;
     lengths[7] = 4'096; // ends where a segment does
     expect_plain_bits(random, lengths, random.filter(3, false));
