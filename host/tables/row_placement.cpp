@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <vector>
 
 namespace talvora::host {
 namespace {
@@ -105,30 +106,64 @@ void refuse_drift(std::span<const double> times, const TimeGrid& grid, std::size
     }
 }
 
-// So few gaps lie regularly by chance, too.
-constexpr std::uint64_t GAPS_BY_CHANCE = 9;
+// Fewer gaps lie regularly by chance, too.
+constexpr std::size_t REGULAR_GAPS = 10;
 
-// Rows with gaps that lie as regularly as the rounding of times would have them.
-void refuse_two_readings(std::span<const double> times, const std::string& times_name,
-                         const TimeGrid& grid, const std::string& source) {
-    const std::uint64_t missing_count =
-        grid.sample_count - std::min<std::uint64_t>(grid.sample_count, times.size());
-    const auto unbroken = missing_count > GAPS_BY_CHANCE ? find_unbroken_rate(times) : std::nullopt;
-    if (unbroken) {
-        throw Failure(
-            ExitCode::Input,
-            fmt::format("{}: '{}' has two readings: {} at {:.6g} Hz one behind the other, their "
-                        "times cut to {:.6g} s, or at {:.6g} Hz with {} missing",
-                        source, times_name, count_things(times.size(), "row"), *unbroken,
-                        find_tick(times), grid.sample_rate, missing_count),
-            {fmt::format("--rate {:.6g} takes them one behind the other", *unbroken),
-             fmt::format("--rate {:.6g} --grid nearest takes them with gaps", grid.sample_rate)});
+std::vector<std::size_t> list_rows_before_gaps(const TimeGrid& grid) {
+    std::vector<std::size_t> rows;
+    for (std::size_t row = 0; row + 1 < grid.sample_of_row.size(); ++row) {
+        if (grid.sample_of_row[row + 1] > grid.sample_of_row[row] + 1) {
+            rows.push_back(row);
+        }
     }
+    return rows;
+}
+
+// Gaps that lie as regularly as the rounding of times would have them, if only for a while: a row
+// that is really missing ends that.
+std::optional<UnbrokenRows> find_other_reading(std::span<const double> times,
+                                               const TimeGrid& grid) {
+    const std::vector<std::size_t> gaps = list_rows_before_gaps(grid);
+    return gaps.size() < REGULAR_GAPS ? std::nullopt
+                                      : find_unbroken_rows(times, gaps, REGULAR_GAPS);
+}
+
+void refuse_two_readings(std::span<const double> times, const std::string& times_name,
+                         const TimeGrid& grid, std::size_t first_row, const std::string& source) {
+    const auto unbroken = find_other_reading(times, grid);
+    if (!unbroken) {
+        return;
+    }
+    const bool are_all = unbroken->count == times.size();
+    const std::size_t begin = unbroken->first + first_row;
+    throw Failure(
+        ExitCode::Input,
+        fmt::format("{}: '{}' has two readings: {} at {:.6g} Hz one behind the other, their times "
+                    "cut to {:.6g} s, or {}at {:.6g} Hz with {} missing",
+                    source, times_name,
+                    are_all ? count_things(times.size(), "row")
+                            : fmt::format("rows {} to {}", begin, begin + unbroken->count - 1),
+                    unbroken->sample_rate, find_tick(times), are_all ? "" : "all ",
+                    grid.sample_rate, grid.sample_count - times.size()),
+        {are_all
+             ? fmt::format("--rate {:.6g} takes them one behind the other", unbroken->sample_rate)
+             : fmt::format("--rate {:.6g} --time '' takes all rows one behind the other",
+                           unbroken->sample_rate),
+         fmt::format("--rate {:.6g} --grid nearest takes them with gaps", grid.sample_rate)});
+}
+
+// Rows step by step, however their gaps lie.
+TimeGrid place_by_steps(std::span<const double> times, const GridChoice& choice,
+                        const std::string& source) {
+    TimeGrid grid = place_on_grid(times, source, choice);
+    refuse_many_left_out(grid, choice.first_row, source);
+    refuse_drift(times, grid, choice.first_row, source);
+    return grid;
 }
 
 std::optional<TimeGrid> try_to_place(std::span<const double> times) {
     try {
-        return place_rows(times, {}, {}, {}).grid;
+        return place_by_steps(times, {}, {});
     } catch (const Failure&) {
         return std::nullopt;
     }
@@ -139,6 +174,10 @@ std::optional<std::string> find_missing_rows(std::span<const double> times, doub
                                              std::size_t first_row) {
     const auto grid = try_to_place(times);
     if (!grid || grid->sample_count <= times.size() || is_unbroken_at(times, sample_rate)) {
+        return std::nullopt;
+    }
+    const auto other = find_other_reading(times, *grid);
+    if (other && other->count == times.size()) {
         return std::nullopt;
     }
     const auto gap = std::ranges::adjacent_find(
@@ -175,13 +214,13 @@ std::optional<std::string> find_irregular_time(std::span<const double> times,
 
 PlacedRows place_rows(std::span<const double> times, const std::string& times_name,
                       const GridChoice& choice, const std::string& source) {
-    PlacedRows placed{.grid = place_on_grid(times, source, choice), .infos = {}, .warnings = {}};
-    if (choice.placement == Placement::Steps) {
-        refuse_many_left_out(placed.grid, choice.first_row, source);
-        refuse_drift(times, placed.grid, choice.first_row, source);
-        if (!choice.sample_rate) {
-            refuse_two_readings(times, times_name, placed.grid, source);
-        }
+    const bool by_steps = choice.placement == Placement::Steps;
+    PlacedRows placed{.grid = by_steps ? place_by_steps(times, choice, source)
+                                       : place_on_grid(times, source, choice),
+                      .infos = {},
+                      .warnings = {}};
+    if (by_steps && !choice.sample_rate) {
+        refuse_two_readings(times, times_name, placed.grid, choice.first_row, source);
     }
     report_grid(times, times_name, choice, source, placed);
     return placed;

@@ -47,6 +47,25 @@ double find_end(std::span<const double> times, double good, double bad, double l
     return good;
 }
 
+// The range of rates at which rows one behind the other would be told these times, by its roundest.
+std::optional<double> find_rate_within(std::span<const double> times, double tick) {
+    const double limit = tick + 4 * rounding_of(times);
+    const auto step_count = static_cast<double>(times.size() - 1);
+    const double span = times.back() - times.front();
+    // No period of that range is off by more than a tick at the last row: most times end here.
+    if (!(tick > 0 && span > tick) || measure_spread(times, span / step_count) > limit + tick) {
+        return std::nullopt;
+    }
+    const double shortest = (span - tick) / step_count;
+    const double longest = (span + tick) / step_count;
+    const double best = find_best_period(times, shortest, longest);
+    if (measure_spread(times, best) > limit) {
+        return std::nullopt;
+    }
+    return roundest_between(1 / find_end(times, best, longest, limit),
+                            1 / find_end(times, best, shortest, limit));
+}
+
 } // namespace
 
 double find_tick(std::span<const double> times) {
@@ -75,21 +94,40 @@ bool is_unbroken_at(std::span<const double> times, double sample_rate) {
 }
 
 std::optional<double> find_unbroken_rate(std::span<const double> times) {
+    return find_rate_within(times, find_tick(times));
+}
+
+std::optional<UnbrokenRows> find_unbroken_rows(std::span<const double> times,
+                                               std::span<const std::size_t> rows_before_gaps,
+                                               std::size_t gap_count) {
     const double tick = find_tick(times);
-    const double limit = tick + 4 * rounding_of(times);
-    const auto step_count = static_cast<double>(times.size() - 1);
-    const double span = times.back() - times.front();
-    if (!(tick > 0 && span > tick)) {
-        return std::nullopt;
+    if (const auto rate = find_rate_within(times, tick)) {
+        return UnbrokenRows{0, times.size(), *rate};
     }
-    const double shortest = (span - tick) / step_count;
-    const double longest = (span + tick) / step_count;
-    const double best = find_best_period(times, shortest, longest);
-    if (measure_spread(times, best) > limit) {
-        return std::nullopt;
+    // From the row before gap `first` to the row behind gap `last`.
+    const auto find_between = [&](std::size_t first, std::size_t last) {
+        const std::size_t first_row = rows_before_gaps[first];
+        const auto rows = times.subspan(first_row, rows_before_gaps[last] + 2 - first_row);
+        const auto rate = find_rate_within(rows, tick);
+        return rate ? std::optional(UnbrokenRows{first_row, rows.size(), *rate}) : std::nullopt;
+    };
+    for (std::size_t first = 0; first + gap_count <= rows_before_gaps.size(); ++first) {
+        auto found = find_between(first, first + gap_count - 1);
+        if (!found) {
+            continue;
+        }
+        // The more rows, the better they tell the rate.
+        std::size_t good = first + gap_count - 1;
+        std::size_t bad = rows_before_gaps.size();
+        while (bad - good > 1) {
+            const std::size_t middle = good + (bad - good) / 2;
+            const auto more = find_between(first, middle);
+            found = more ? more : found;
+            (more ? good : bad) = middle;
+        }
+        return found;
     }
-    return roundest_between(1 / find_end(times, best, longest, limit),
-                            1 / find_end(times, best, shortest, limit));
+    return std::nullopt;
 }
 
 } // namespace talvora::host

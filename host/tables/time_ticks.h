@@ -3,6 +3,7 @@
 // of 1 and 2 ms, as 1000 rows a second have of which some are missing.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <span>
 
@@ -21,5 +22,19 @@ bool is_unbroken_at(std::span<const double> times, double sample_rate);
 
 // The roundest rate at which they would be, as near as doubles tell. `times` ascend, two or more.
 std::optional<double> find_unbroken_rate(std::span<const double> times);
+
+// Rows one behind the other among others.
+struct UnbrokenRows {
+    std::size_t first;
+    std::size_t count;
+    double sample_rate;
+};
+
+// The rows about so many gaps in a row, or as many more as there are, that would be told their
+// times at a rate without these gaps: all rows where they would, else the first such ones. The gaps
+// are told by the rows before them, which ascend.
+std::optional<UnbrokenRows> find_unbroken_rows(std::span<const double> times,
+                                               std::span<const std::size_t> rows_before_gaps,
+                                               std::size_t gap_count);
 
 } // namespace talvora::host

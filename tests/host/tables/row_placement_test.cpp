@@ -58,6 +58,25 @@ TEST(PlaceRows, RefusesGapsThatAnotherRateExplains) {
     EXPECT_THAT(failure_of(in_ticks(800, 10'000, 1e3, 1.7e12)).what(), HasSubstr("at 800 Hz"));
 }
 
+// A recording that lost a row besides, or many. The first gap of the rounding lies behind the
+// fourth row, the last before the loss behind the 696th; the first row of numbers is row 2.
+TEST(PlaceRows, RefusesThemBesideRowsThatAreMissing) {
+    std::vector<double> times = in_ticks(800, 1500, 1e3);
+    times.erase(times.begin() + 700);
+    const Failure failure = failure_of(times);
+    EXPECT_EQ(failure.code(), ExitCode::Input);
+    EXPECT_STREQ(failure.what(),
+                 "walk.csv: 'Time' has two readings: rows 5 to 698 at 800 Hz one behind the "
+                 "other, their times cut to 0.001 s, or all at 1000 Hz with 375 missing");
+    EXPECT_THAT(failure.hints(),
+                ElementsAre("--rate 800 --time '' takes all rows one behind the other",
+                            "--rate 1000 --grid nearest takes them with gaps"));
+    for (std::size_t row = 1450; row >= 50; row -= 50) {
+        times.erase(times.begin() + static_cast<std::ptrdiff_t>(row));
+    }
+    EXPECT_THAT(failure_of(times).what(), HasSubstr("at 800 Hz one behind the other"));
+}
+
 // Half a tick goes to the even one: the earliest and the latest row are a whole tick apart.
 TEST(PlaceRows, RefusesThemWhereTimesAreRoundedToo) {
     std::vector<double> times;
@@ -88,6 +107,12 @@ TEST(PlaceRows, TakesEitherReadingByItsRate) {
     EXPECT_THAT(
         std::vector(placed.grid.sample_of_row.begin(), placed.grid.sample_of_row.begin() + 6),
         ElementsAre(0, 1, 2, 3, 5, 6));
+}
+
+TEST(FindContradiction, SeesARowThatIsMissingBesideTheRounding) {
+    std::vector<double> times = in_ticks(800, 1500, 1e3);
+    times.erase(times.begin() + 700);
+    EXPECT_THAT(find_contradiction(times, 800, 2), Optional(HasSubstr("missing")));
 }
 
 // Too few gaps to tell, but the rate says which reading it is. A row that is missing stays one.
