@@ -3,6 +3,7 @@
 #include "host/tables/grid_samples.h"
 #include "host/tables/row_placement.h"
 #include "host/tables/signal_attributes.h"
+#include "host/tables/time_column.h"
 #include "host/text/failure.h"
 #include "host/text/plural.h"
 #include "host/tree/line_roundings.h"
@@ -176,6 +177,12 @@ class SetImport {
                                             plan_.times->description,
                                             count_things(times.size(), "time"),
                                             count_things(plan_.row_count, "row"), plan_.path));
+            }
+            if (const auto beyond = find_no_second(times)) {
+                throw TreeError(
+                    fmt::format("{} holds {}, beyond the year 5000 in seconds (allowed: "
+                                "times in seconds)",
+                                plan_.times->description, *beyond));
             }
             return times;
         } catch (const TreeError& error) {

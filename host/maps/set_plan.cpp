@@ -1,6 +1,7 @@
 #include "host/maps/set_plan.h"
 
 #include "host/tables/row_placement.h"
+#include "host/tables/time_column.h"
 #include "host/text/failure.h"
 #include "host/text/join_texts.h"
 #include "host/text/path_glob.h"
@@ -247,7 +248,7 @@ class SetPlanner {
         } else {
             throw Left(explain_no_time());
         }
-        const bool has_times = plan_times_beside(plan, is_told);
+        const bool has_times = plan_times_beside(plan);
         if (const auto start = find_and_use(sets_.start)) {
             plan.start_time = read_start(*start);
         } else if (has_times) {
@@ -258,7 +259,7 @@ class SetPlanner {
     }
 
     // What is not as many ascending numbers is a set like others.
-    bool plan_times_beside(SetPlan& plan, bool is_told) {
+    bool plan_times_beside(SetPlan& plan) {
         const auto found = values_.find(sets_.times_beside);
         if (!found || found->object == candidate_.id) {
             return false;
@@ -272,9 +273,7 @@ class SetPlanner {
         plan.start_time = times.front();
         plan.notes.push_back(fmt::format("{}: {} holds its times, and is no set of samples",
                                          plan.path, found->description));
-        if (!is_told) {
-            plan.times_beside = found;
-        }
+        plan.times_beside = found;
         return true;
     }
 
@@ -299,9 +298,10 @@ class SetPlanner {
 
     double read_start(const FoundPlace& found) {
         const double start = values_.read_number(found);
-        if (!std::isfinite(start)) {
-            throw TreeError(fmt::format("{} is {} (allowed: a finite time in seconds)",
-                                        found.description, start));
+        if (!std::isfinite(start) || find_no_second({&start, 1})) {
+            throw TreeError(
+                fmt::format("{} is {} (allowed: a finite time in seconds, before the year 5000)",
+                            found.description, start));
         }
         return start;
     }
@@ -449,15 +449,18 @@ bool contradicts(std::optional<double> own_rate, double told_rate) {
     return is_rate && std::abs(*own_rate - told_rate) > RATE_TOLERANCE * *own_rate;
 }
 
+std::string hint_at_map(const SetPlan& set, std::string_view times_key) {
+    return fmt::format("if {0:.6g} Hz is right, a map says so: --map FILE.yaml with rate: {0:.6g} "
+                       "and no {1}",
+                       set.sample_rate, times_key);
+}
+
 [[noreturn]] void refuse_rate(const SetPlan& set, const std::string& contradicted,
                               const std::string& own, const std::string& file) {
     throw Failure(ExitCode::Input,
                   fmt::format("{}: {}: --rate {:.6g} contradicts {}", file, set.path,
                               set.sample_rate, contradicted),
-                  {fmt::format("without --rate {}", own),
-                   fmt::format("if {0:.6g} Hz is right, a map says so: --map FILE.yaml with rate: "
-                               "{0:.6g} and no times",
-                               set.sample_rate)});
+                  {fmt::format("without --rate {}", own), hint_at_map(set, "times")});
 }
 
 // A rate that stands in the map itself is one for files that tell none.
@@ -485,12 +488,11 @@ void refuse_other_times(Hdf5Tree& source, const SetPlan& set, const std::string&
     const auto times = read_numbers(source, set, *set.times_beside, set.row_count);
     if (const auto contradiction = find_contradiction(times, set.sample_rate, 0)) {
         throw Failure(ExitCode::Input,
-                      fmt::format("{}: {}: its rate of {:.6g} Hz contradicts {}: {}", file,
-                                  set.path, set.sample_rate, set.times_beside->description,
-                                  *contradiction),
-                      {fmt::format("--variable times={} places the rows by it",
+                      fmt::format("{}: {}: {:.6g} Hz contradicts {}: {}", file, set.path,
+                                  set.sample_rate, set.times_beside->description, *contradiction),
+                      {fmt::format("--variable times={} places the rows by it, in seconds",
                                    split_last(set.times_beside->path).second),
-                       fmt::format("--rate {:.6g} leaves it aside", set.sample_rate)});
+                       hint_at_map(set, "times_beside")});
     }
 }
 

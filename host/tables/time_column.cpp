@@ -23,9 +23,6 @@ constexpr TimeUnit TIME_UNITS[] = {{"s", 1},    {"sec", 1},    {"ms", 1e3}, {"ms
 // Those that names end in and that are refused in place of being taken for seconds.
 constexpr std::string_view OTHER_UNITS[] = {"ns", "nsec", "min", "minutes", "h", "hours", "days"};
 
-// As seconds beyond the year 5000: counted in a smaller unit.
-constexpr double LATEST_SECOND = 1e11;
-
 bool is_other_unit(std::string_view text) {
     return std::ranges::find(OTHER_UNITS, text) != std::end(OTHER_UNITS);
 }
@@ -43,9 +40,7 @@ ColumnName split_time(std::string_view text) {
 }
 
 void refuse_untold_unit(const NumberColumn& column, const std::string& source) {
-    const auto beyond = std::ranges::find_if(
-        column.values, [](double value) { return std::abs(value) >= LATEST_SECOND; });
-    if (beyond != column.values.end()) {
+    if (const auto beyond = find_no_second(column.values)) {
         throw Failure(
             ExitCode::Usage,
             fmt::format("{}: column '{}' holds {}, beyond the year 5000 in seconds, and tells no "
@@ -78,6 +73,13 @@ bool is_named_time(std::string_view text) {
     std::ranges::transform(name, name.begin(), to_lower);
     const bool is_short = name == "t" && split_unit(text).name.size() == name.size(); // no "T_s"
     return name == "time" || is_short;
+}
+
+std::optional<double> find_no_second(std::span<const double> times) {
+    constexpr double LATEST_SECOND = 1e11; // in the year 5138
+    const auto beyond =
+        std::ranges::find_if(times, [](double time) { return std::abs(time) >= LATEST_SECOND; });
+    return beyond == times.end() ? std::nullopt : std::optional(*beyond);
 }
 
 bool is_unit_of_time(std::string_view unit) {

@@ -4,6 +4,8 @@
 #include "host/tables/number_table.h"
 
 #include <cstddef>
+#include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -16,6 +18,10 @@ bool is_named_time(std::string_view text);
 
 // s, ms or us, or sec, msec, usec.
 bool is_unit_of_time(std::string_view unit);
+
+// The first that is so far from 0, beyond the year 5000, that it counts something smaller than
+// seconds.
+std::optional<double> find_no_second(std::span<const double> times);
 
 // Its values in seconds. The unit is that of a row of units, or stands behind the name, in
 // brackets or after one of _ / - . : s, ms or us; s without. Dates and times of day are seconds

@@ -404,11 +404,26 @@ class Mat(MappedImport):
                 with h5py.File(self.folder / "in.h5", "r+") as file:
                     file["fs"][...] = 200
                 (self.folder / "out.h5").unlink()
-                self.refuse("--map", "mat", text=(
-                    f"error: in.h5: eeg: its rate of 200 Hz contradicts the data set '{name}': by "
-                    "it the 50 rows take 0.49 s (100 Hz), not 0.245 s\n",
-                    f"hint: --variable times={name} places the rows by it\n",
-                    "hint: --rate 200 leaves it aside\n"))
+                for told in ([], ["--rate", "200"]):
+                    self.refuse("--map", "mat", *told, text=(
+                        f"error: in.h5: eeg: 200 Hz contradicts the data set '{name}': by it the "
+                        "50 rows take 0.49 s (100 Hz), not 0.245 s\n",
+                        f"hint: --variable times={name} places the rows by it, in seconds\n",
+                        "hint: if 200 Hz is right, a map says so: --map FILE.yaml with rate: 200 "
+                        "and no times_beside\n"))
+
+    def test_times_in_milliseconds_since_1970_are_no_seconds(self):
+        with self.make_mat() as file:
+            self.add_array(file, "eeg", np.zeros((50, 2)))
+            self.add_array(file, "fs", np.array([[1000.0]]))
+            self.add_array(file, "t", 1.7e12 + np.arange(50))
+        for told in ([], ["--rate", "1000"]):
+            self.refuse("--map", "mat", *told, text="1000 Hz contradicts the data set 't'")
+        self.refuse("--map", "mat", "--variable", "times=t", text=(
+            "error: in.h5: the data set 't' holds 1700000000000, beyond the year 5000 in seconds "
+            "(allowed: times in seconds)\n"))
+        self.refuse("--map", "mat", "--variable", "start=t0", "--variable", "data=eeg",
+                    text="1000 Hz contradicts the data set 't'")
 
     def test_what_is_no_time_is_a_set_whatever_its_name(self):
         with self.make_mat() as file:
