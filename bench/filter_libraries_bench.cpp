@@ -46,10 +46,8 @@ std::vector<FilterWork> make_works() {
          samples_that_fall_silent(64, 100'000),
          {{64, 100'000}}},
         {"1 set of 192 x 20,000", random_samples(3'840'000), {{192, 20'000}}},
-        {"64 sets of 3 x 20,000", random_samples(3'840'000),
-         sets_of_one_shape(64, {3, 20'000})},
-        {"192 sets of 1 x 20,000", random_samples(3'840'000),
-         sets_of_one_shape(192, {1, 20'000})},
+        {"64 sets of 3 x 20,000", random_samples(3'840'000), sets_of_one_shape(64, {3, 20'000})},
+        {"192 sets of 1 x 20,000", random_samples(3'840'000), sets_of_one_shape(192, {1, 20'000})},
         work_of_unlike_lines("192 sets of 1 x 15,000 to 30,000", 192, 15'000),
     };
 }

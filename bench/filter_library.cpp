@@ -40,9 +40,9 @@ __attribute__((visibility("default"))) void free_filter(void* filter) {
     delete static_cast<dsp::SetFilter*>(filter);
 }
 
-__attribute__((visibility("default"))) void filter_sets(
-    void* filter, float* samples, const bench::SetShape* sets, std::size_t set_count,
-    const dsp::FilterCoefficients* coefficients) {
+__attribute__((visibility("default"))) void
+filter_sets(void* filter, float* samples, const bench::SetShape* sets, std::size_t set_count,
+            const dsp::FilterCoefficients* coefficients) {
     auto& set_filter = *static_cast<dsp::SetFilter*>(filter);
     for (const bench::SetShape& set : std::span(sets, set_count)) {
         const std::uint64_t sample_count = set.line_count * set.line_length;

@@ -1,5 +1,5 @@
-// What filter_libraries_bench calls in a library of filter loops. It is made of bench/filter_library.cpp
-// and the dsp/ of a commit (see scripts/bench-filter).
+// What filter_libraries_bench calls in a library of filter loops. It is made of
+// bench/filter_library.cpp and the dsp/ of a commit (see scripts/bench-filter).
 #pragma once
 
 #include "bench/filter_works.h"

@@ -92,7 +92,8 @@ std::optional<double> megasamples_per_second(const Path& path, const FilterWork&
 
 using Speeds = std::map<std::string, std::map<std::string, std::vector<double>>>;
 
-void print_table(const std::vector<FilterWork>& works, const std::vector<Path>& paths, Speeds& speeds) {
+void print_table(const std::vector<FilterWork>& works, const std::vector<Path>& paths,
+                 Speeds& speeds) {
     std::printf("%-30s", "million samples a second");
     for (const Path& path : paths) {
         std::printf(" %8s", path.name.c_str());
@@ -107,7 +108,8 @@ void print_table(const std::vector<FilterWork>& works, const std::vector<Path>& 
     std::printf("\n");
 }
 
-void print_json(const std::vector<FilterWork>& works, const std::vector<Path>& paths, Speeds& speeds) {
+void print_json(const std::vector<FilterWork>& works, const std::vector<Path>& paths,
+                Speeds& speeds) {
     for (const FilterWork& work : works) {
         std::printf("{\"work\": \"%s\"", work.name.c_str());
         for (const Path& path : paths) {
