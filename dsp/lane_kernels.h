@@ -31,6 +31,14 @@ struct LaneFilter {
     double* state;
 };
 
+// Addresses of samples that will be read soon, one for each lane: the memory is asked for them
+// while a tile is passed, and for those `step` samples further with the tile after it.
+template <class Sample>
+struct Upcoming {
+    const Sample* const* addresses;
+    std::ptrdiff_t step;
+};
+
 // The loops for one instruction set, between samples of one type and rows of doubles. Lines are
 // the addresses of their first samples, one for each lane; they may be equal.
 template <class Sample>
@@ -43,16 +51,16 @@ struct LaneKernels {
     std::size_t (*lane_count)(std::size_t tap_count, std::size_t line_count);
 
     // `row_count` samples of each line in order, to rows; without `rows` the state alone is wanted.
-    // Asks the memory for what is in the same places of the lines `upcoming`, if there are any.
+    // Asks the memory for what is `upcoming`, if anything is.
     // Where they are no whole tiles, the last tile reaches back to samples before, even before the
     // first one, which have to be there: here they are read, on the way back they are overwritten.
     void (*filter_forward)(const LaneFilter& filter, const Sample* const* lines,
-                           std::size_t row_count, double* rows, const Sample* const* upcoming);
+                           std::size_t row_count, double* rows, const Upcoming<Sample>* upcoming);
 
     // `row_count` rows from the last to the first, to lines; without `lines` the state alone is
     // wanted. Doubles beyond the range of a float become infinities.
     void (*filter_backward)(const LaneFilter& filter, const double* rows, std::size_t row_count,
-                            Sample* const* lines, const Sample* const* upcoming);
+                            Sample* const* lines, const Upcoming<Sample>* upcoming);
 
     // Rows in place, from the one at `rows` on in steps of `row_step`: the number of lanes, or
     // its negative.

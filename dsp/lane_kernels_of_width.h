@@ -331,10 +331,11 @@ class AllColumns {
 };
 
 template <std::size_t LaneCount, class Sample>
-inline void ask_for(const Sample* const* upcoming, std::ptrdiff_t position) {
+inline void ask_for(const Upcoming<Sample>* upcoming, std::ptrdiff_t position) {
     if (upcoming != nullptr) {
+        const std::ptrdiff_t steps = position / as_step(TILE_ROWS) * upcoming->step;
         for (std::size_t lane = 0; lane < LaneCount; ++lane) {
-            __builtin_prefetch(upcoming[lane] + position);
+            __builtin_prefetch(upcoming->addresses[lane] + steps);
         }
     }
 }
@@ -347,7 +348,8 @@ inline std::ptrdiff_t tile_begin(std::ptrdiff_t position, std::ptrdiff_t row_cou
 
 template <class Column, bool KeepsRows, class Sample>
 void filter_tiles_forward(const LaneFilter& filter, const Sample* const* lines,
-                          std::ptrdiff_t row_count, double* rows, const Sample* const* upcoming) {
+                          std::ptrdiff_t row_count, double* rows,
+                          const Upcoming<Sample>* upcoming) {
     constexpr std::size_t LANE_COUNT = Column::LANE_COUNT;
     AllColumns<Column> all(filter);
     for (std::ptrdiff_t position = 0; position < row_count; position += as_step(TILE_ROWS)) {
@@ -378,7 +380,7 @@ void filter_tiles_forward(const LaneFilter& filter, const Sample* const* lines,
 
 template <class Column, bool WritesLines, class Sample>
 void filter_tiles_backward(const LaneFilter& filter, const double* rows, std::ptrdiff_t row_count,
-                           Sample* const* lines, const Sample* const* upcoming) {
+                           Sample* const* lines, const Upcoming<Sample>* upcoming) {
     constexpr std::size_t LANE_COUNT = Column::LANE_COUNT;
     constexpr std::ptrdiff_t ROWS = as_step(TILE_ROWS);
     AllColumns<Column> all(filter);
@@ -512,7 +514,7 @@ std::size_t lane_count(std::size_t tap_count, std::size_t line_count) {
 
 template <class Sample>
 void filter_forward(const LaneFilter& filter, const Sample* const* lines, std::size_t row_count,
-                    double* rows, const Sample* const* upcoming) {
+                    double* rows, const Upcoming<Sample>* upcoming) {
     with_columns(filter, [&]<class Column>(ColumnOf<Column>) {
         if (rows != nullptr) {
             filter_tiles_forward<Column, true>(filter, lines, as_step(row_count), rows, upcoming);
@@ -524,7 +526,7 @@ void filter_forward(const LaneFilter& filter, const Sample* const* lines, std::s
 
 template <class Sample>
 void filter_backward(const LaneFilter& filter, const double* rows, std::size_t row_count,
-                     Sample* const* lines, const Sample* const* upcoming) {
+                     Sample* const* lines, const Upcoming<Sample>* upcoming) {
     with_columns(filter, [&]<class Column>(ColumnOf<Column>) {
         if (lines != nullptr) {
             filter_tiles_backward<Column, true>(filter, rows, as_step(row_count), lines, upcoming);

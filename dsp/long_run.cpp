@@ -196,7 +196,7 @@ class LongRunPasses {
                     static_cast<std::size_t>(lane),
                     {state_before(cut, lane * cut.batch_count + batch), order_});
             }
-            const LaneLines wanted = shift_lines(lines, SAMPLES_AHEAD);
+            const UpcomingLines wanted{shift_lines(lines, SAMPLES_AHEAD)};
             forward_.filter_forward(lines, cut.part_length, nullptr, &wanted);
         }
     }
@@ -292,7 +292,7 @@ class LongRunPasses {
 
     void guess_backward(const Cut& cut, const LaneLines& lines) {
         warm_up_backward();
-        const LaneLines wanted = shift_lines(lines, -SAMPLES_AHEAD);
+        const UpcomingLines wanted{shift_lines(lines, -SAMPLES_AHEAD)};
         backward_.filter_backward(rows_, cut.part_length, &lines, &wanted);
     }
 

@@ -65,8 +65,8 @@ class GroupPasses {
               static_cast<std::size_t>(std::min(tile_count_, kept_tile_count_) * ROWS * step_))),
           states_(scratch.states), ends_(scratch.ends), turns_(scratch.turns),
           lane_state_(scratch.lane_state) {
-        for (std::size_t lane = 0; asks_for_next_ && lane < MAX_LANE_COUNT; ++lane) {
-            next_[lane] = next[std::min(lane, next.size() - 1)].data();
+        if (asks_for_next_) {
+            ask_for_next(next);
         }
         ends_.resize(forward_.state().size());
         turns_.resize(forward_.state().size());
@@ -107,6 +107,19 @@ class GroupPasses {
     }
 
   private:
+    // Lines that follow each other in the memory in its order, tile by tile as many cache lines as
+    // there are lanes; others all at once, from the first sample to the last.
+    void ask_for_next(Runs next) {
+        const std::size_t last = std::min(lane_count_, next.size()) - 1;
+        const bool is_one_piece =
+            next[last].data() == next[0].data() + as_step(last) * length_of(0);
+        next_.step = is_one_piece ? ROWS * step_ : ROWS;
+        for (std::size_t lane = 0; lane < MAX_LANE_COUNT; ++lane) {
+            next_.lines[lane] = is_one_piece ? next[0].data() + as_step(lane) * ROWS
+                                             : next[std::min(lane, last)].data();
+        }
+    }
+
     std::span<float> run_of(std::size_t lane) const {
         return runs_[std::min(lane, runs_.size() - 1)];
     }
@@ -222,9 +235,10 @@ class GroupPasses {
     void filter_tiles_forward(std::ptrdiff_t first, std::ptrdiff_t last, double* rows) {
         const LaneLines lines = lines_at(first);
         const bool asks = rows == nullptr || asks_for_next_;
-        const LaneLines wanted = asks ? shift_lines(rows == nullptr ? lines : next_,
-                                                    rows == nullptr ? SAMPLES_AHEAD : first * ROWS)
-                                      : lines;
+        const UpcomingLines wanted =
+            rows == nullptr
+                ? UpcomingLines{shift_lines(lines, SAMPLES_AHEAD)}
+                : UpcomingLines{shift_lines(next_.lines, first * next_.step), next_.step};
         forward_.filter_forward(lines, count_rows(first, last), rows, asks ? &wanted : nullptr);
         copy_lanes(count_live(last), count_live(first), forward_.state(), ends_);
     }
@@ -271,7 +285,7 @@ class GroupPasses {
 
     void filter_tiles_backward(std::ptrdiff_t first, std::ptrdiff_t last, double* rows) {
         const LaneLines lines = lines_at(first);
-        const LaneLines wanted = shift_lines(lines, -SAMPLES_AHEAD);
+        const UpcomingLines wanted{shift_lines(lines, -SAMPLES_AHEAD)};
         backward_.filter_backward(rows, count_rows(first, last), &lines, &wanted);
     }
 
@@ -310,7 +324,7 @@ class GroupPasses {
     std::ptrdiff_t segment_tile_count_;
     bool is_in_copies_;
     bool asks_for_next_;
-    LaneLines next_{};
+    UpcomingLines next_{};
     double* padding_;
     double* rows_;
     std::vector<double>& states_;

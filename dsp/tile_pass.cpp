@@ -16,6 +16,25 @@ constexpr auto ROWS = static_cast<std::ptrdiff_t>(TILE_ROWS);
 constexpr std::ptrdiff_t MOST_ROWS = 15 * ROWS;
 constexpr auto FEW_ROWS = static_cast<std::ptrdiff_t>(REST_ROWS);
 
+// What is upcoming some rows on, if anything is.
+class AskedLines {
+  public:
+    AskedLines(const UpcomingLines* upcoming, std::ptrdiff_t row) {
+        if (upcoming != nullptr) {
+            const LaneLines lines = shift_lines(upcoming->lines, row / ROWS * upcoming->step);
+            std::ranges::copy(lines, addresses_.begin());
+            upcoming_ = {addresses_.data(), upcoming->step};
+        }
+    }
+    const Upcoming<float>* upcoming() const {
+        return upcoming_.addresses != nullptr ? &upcoming_ : nullptr;
+    }
+
+  private:
+    std::array<const float*, MAX_LANE_COUNT> addresses_;
+    Upcoming<float> upcoming_{};
+};
+
 // Values that lie `left_step` and `right_step` apart.
 bool same_bits_apart(const double* left, std::size_t left_step, const double* right,
                      std::size_t right_step, std::size_t count) {
@@ -202,7 +221,7 @@ bool TilePass::has_met_missing() const {
 }
 
 void TilePass::filter_forward(const LaneLines& lines, std::ptrdiff_t row_count, double* rows,
-                              const LaneLines* upcoming) {
+                              const UpcomingLines* upcoming) {
     bool all_repeat = false;
     for (std::ptrdiff_t row = 0, count = 0; row < row_count; row += count) {
         const LaneLines now = shift_lines(lines, row);
@@ -214,16 +233,16 @@ void TilePass::filter_forward(const LaneLines& lines, std::ptrdiff_t row_count, 
         } else {
             all_repeat = false;
             count = std::min(row_count - row, MOST_ROWS);
-            const LaneLines asked = upcoming != nullptr ? shift_lines(*upcoming, row) : now;
+            const AskedLines asked(upcoming, row);
             kernels_.filter_forward(lane_filter(), now.data(), static_cast<std::size_t>(count), out,
-                                    upcoming != nullptr ? asked.data() : nullptr);
+                                    asked.upcoming());
         }
     }
 }
 
 // Rows beyond whole tiles are the first to be passed, so that no other tile reaches back.
 void TilePass::filter_backward(double* rows, std::ptrdiff_t row_count, const LaneLines* lines,
-                               const LaneLines* upcoming) {
+                               const UpcomingLines* upcoming) {
     bool all_repeat = false;
     for (std::ptrdiff_t end = row_count, count = 0; end > 0; end -= count) {
         const std::ptrdiff_t beyond_tiles = end % ROWS;
@@ -244,10 +263,9 @@ void TilePass::filter_backward(double* rows, std::ptrdiff_t row_count, const Lan
                 all_repeat);
         } else {
             all_repeat = false;
-            const LaneLines asked = upcoming != nullptr ? shift_lines(*upcoming, first) : now;
+            const AskedLines asked(upcoming, first);
             kernels_.filter_backward(lane_filter(), in, static_cast<std::size_t>(count),
-                                     lines != nullptr ? now.data() : nullptr,
-                                     upcoming != nullptr ? asked.data() : nullptr);
+                                     lines != nullptr ? now.data() : nullptr, asked.upcoming());
         }
     }
 }

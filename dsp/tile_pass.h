@@ -24,6 +24,12 @@ using LaneLines = std::array<float*, MAX_LANE_COUNT>;
 // The same lines some samples on, or back.
 LaneLines shift_lines(LaneLines lines, std::ptrdiff_t sample_count);
 
+// As in Upcoming: with the tile after it, by default, the samples that follow.
+struct UpcomingLines {
+    LaneLines lines;
+    std::ptrdiff_t step = TILE_ROWS;
+};
+
 class TilePass {
   public:
     // Borrows all of them. The states are undefined.
@@ -45,10 +51,10 @@ class TilePass {
 
     // As in LaneKernels.
     void filter_forward(const LaneLines& lines, std::ptrdiff_t row_count, double* rows,
-                        const LaneLines* upcoming = nullptr);
+                        const UpcomingLines* upcoming = nullptr);
     // Leaves the rows as they are.
     void filter_backward(double* rows, std::ptrdiff_t row_count, const LaneLines* lines,
-                         const LaneLines* upcoming = nullptr);
+                         const UpcomingLines* upcoming = nullptr);
     void filter_rows(double* rows, std::size_t row_count, std::ptrdiff_t row_step);
 
   private:

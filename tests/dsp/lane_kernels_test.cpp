@@ -171,8 +171,9 @@ TEST_P(LaneKernelsOfWidth, TurnLinesToRowsAndTouchNothingElse) {
         }
         std::vector<double> rows((ROW_COUNT + 1) * lanes, -1.0);
         Unchanging unchanging(tap_count, lanes);
+        const Upcoming<float> upcoming{addresses.data(), TILE_ROWS};
         GetParam().kernels->filter_forward(unchanging.filter(), addresses.data(), ROW_COUNT,
-                                           rows.data(), addresses.data());
+                                           rows.data(), &upcoming);
         for (std::size_t i = 0; i < rows.size(); ++i) {
             const double expected = i / lanes < ROW_COUNT ? value_at(i / lanes, i % lanes) : -1.0;
             ASSERT_EQ(rows[i], expected) << tap_count << " taps, number " << i;

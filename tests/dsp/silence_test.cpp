@@ -25,14 +25,15 @@ std::size_t filtered_row_count;
 std::size_t filtering_count;
 
 void count_and_filter_forward(const LaneFilter& filter, const float* const* lines,
-                              std::size_t row_count, double* rows, const float* const* upcoming) {
+                              std::size_t row_count, double* rows,
+                              const Upcoming<float>* upcoming) {
     filtered_row_count += row_count;
     ++filtering_count;
     BASELINE_LANE_KERNELS.filter_forward(filter, lines, row_count, rows, upcoming);
 }
 
 void count_and_filter_backward(const LaneFilter& filter, const double* rows, std::size_t row_count,
-                               float* const* lines, const float* const* upcoming) {
+                               float* const* lines, const Upcoming<float>* upcoming) {
     filtered_row_count += row_count;
     ++filtering_count;
     BASELINE_LANE_KERNELS.filter_backward(filter, rows, row_count, lines, upcoming);
