@@ -20,6 +20,7 @@ namespace talvora::host {
 struct RoundedSamples {
     SampleType type{};
     RoundingChange change;          // by rounding what the step read, in the line that loses most
+    bool leaves_outliers = false;   // of which a few samples far from the others are left out
     std::string line = {};          // as "[1, 0, :]"; empty where the set has one, or very many
     bool replaces_original = false; // the step wrote it in the place of the input
 };

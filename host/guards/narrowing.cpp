@@ -8,6 +8,7 @@
 #include <cmath>
 #include <limits>
 #include <optional>
+#include <string_view>
 #include <utility>
 
 namespace talvora::host {
@@ -25,10 +26,11 @@ GuardFinding make_of_range(const std::string& path, const RoundedSamples& sample
     const RoundingChange& change = samples.change;
     const std::string line =
         samples.line.empty() ? "" : fmt::format(", which in its line {} lie", samples.line);
+    const std::string_view outliers = samples.leaves_outliers ? ", but for outliers," : "";
     return {.set = path,
-            .text = fmt::format("is of {}{} between {:.9g} and {:.9g}; as 32-bit floats they "
+            .text = fmt::format("is of {}{}{} between {:.9g} and {:.9g}; as 32-bit floats they "
                                 "change by up to {:.3g}, {:.1e} of that range",
-                                describe_sample_type(samples.type), line, change.least,
+                                describe_sample_type(samples.type), line, outliers, change.least,
                                 change.greatest, change.largest_change, change.part_of_range()),
             .remedy = "subtract an offset before, in 64 bits, where the file was made",
             .numbers = {{"dtype", name_sample_type(samples.type)},

@@ -41,11 +41,12 @@ std::optional<StorageError::Access> failed_access() {
 bool prints_error_stacks = false;
 bool suspects_shared_messages = false;
 
+constexpr std::string_view SUSPICION =
+    " (objects of the file share messages of their headers, which the HDF5 library may lose where "
+    "one is changed; h5repack makes a copy that shares none)";
+
 std::string_view describe_suspicion() {
-    return suspects_shared_messages && !system_has_failed()
-               ? " (objects of the file share messages of their headers, which the HDF5 library "
-                 "may lose where one is changed; h5repack makes a copy that shares none)"
-               : "";
+    return suspects_shared_messages && !system_has_failed() ? SUSPICION : "";
 }
 
 hid_t make_naming(hid_t kind) {
@@ -58,6 +59,12 @@ hid_t make_naming(hid_t kind) {
 
 void suspect_shared_messages() {
     suspects_shared_messages = true;
+}
+
+void refuse_shared_messages(std::string_view action, std::string_view object) {
+    if (suspects_shared_messages) {
+        throw TreeError(fmt::format("cannot {} '{}'{}", action, object, SUSPICION));
+    }
 }
 
 void print_error_stacks() {

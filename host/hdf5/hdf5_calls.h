@@ -58,6 +58,9 @@ bool system_has_failed();
 // messages of object headers that objects share where one of them is changed.
 void suspect_shared_messages();
 
+// Throws where that is so: for what the library does wrong there without a failure.
+void refuse_shared_messages(std::string_view action, std::string_view object);
+
 // Throws "cannot <action> '<object>': <the innermost error>", as a StorageError when the
 // file could not be read or written.
 [[noreturn]] void fail(std::string_view action, std::string_view object);

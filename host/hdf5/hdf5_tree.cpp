@@ -593,6 +593,7 @@ ObjectId Hdf5Tree::create_groups(ObjectId parent, const std::vector<std::string>
 
 void Hdf5Tree::make_anew(ObjectId id, const Extents& extents) {
     const Node& old_node = node(id);
+    hdf5::refuse_shared_messages("make anew", old_node.path);
     const hdf5::Id& old_set = open_set(id, hdf5::SetUse::Whole).set;
     const hdf5::ObjectInfo old_info = hdf5::object_info(old_set);
     refuse_referrers(id, old_info.address, "made anew", cannot_be_redirected);
@@ -619,6 +620,7 @@ bool Hdf5Tree::takes_floats(ObjectId id, hdf5::SetUse use) {
 // written then takes their room in the file.
 void Hdf5Tree::narrow(ObjectId id, bool keeps_samples) {
     Node& set = nodes_[static_cast<std::uint64_t>(id) - 1];
+    hdf5::refuse_shared_messages("make anew", set.path);
     const Extents starts(set.extents.size(), 0);
     const hdf5::SetUse use = use_of_rounded({starts, set.extents}, set.extents);
     const hdf5::Id old_set = hdf5::share(open_set(id, use).set);

@@ -146,6 +146,17 @@ std::vector<double> read_numbers(Hdf5Tree& source, const SetPlan& set, const Fou
     }
 }
 
+// A time that is lost, repeated or out of order is for the comparison with the rate to tell.
+bool look_like_times(std::span<const double> numbers) {
+    constexpr double MOST = 0.9;
+    std::size_t ascending_count = 0;
+    for (std::size_t i = 1; i < numbers.size(); ++i) {
+        ascending_count += numbers[i] > numbers[i - 1] ? 1U : 0U;
+    }
+    return numbers.size() >= 2 &&
+           static_cast<double>(ascending_count) >= MOST * static_cast<double>(numbers.size() - 1);
+}
+
 // ---------------------------------------------------------------------------
 // One data set
 
@@ -258,15 +269,14 @@ class SetPlanner {
         }
     }
 
-    // What is not as many ascending numbers is a set like others.
+    // What is not as many numbers, ascending but for a few, is a set like others.
     bool plan_times_beside(SetPlan& plan) {
         const auto found = values_.find(sets_.times_beside);
         if (!found || found->object == candidate_.id) {
             return false;
         }
         const std::vector<double> times = read_numbers(tree_, plan, *found, plan.row_count);
-        if (times.size() < 2 ||
-            std::ranges::adjacent_find(times, std::greater_equal{}) != times.end()) {
+        if (!look_like_times(times)) {
             return false;
         }
         used_.insert(found->object);

@@ -264,6 +264,7 @@ class JobRun {
             rounded[set.path] = {
                 .type = type,
                 .change = rounding.worst,
+                .leaves_outliers = rounding.leaves_outliers,
                 .line =
                     rounding.line ? SetLines(extents, extents.size() - 1).name(*rounding.line) : "",
                 .replaces_original = set.written && job_.output == job_.input};

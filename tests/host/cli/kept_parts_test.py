@@ -158,6 +158,23 @@ class SharedMessages(host_test.HostTest):
                     self.assertEqual(os.listdir(self.folder), ["in.h5"])
 
 
+    def test_no_set_is_made_anew(self):
+        """Attributes of a set so made could not be read any more, though nothing had failed."""
+        with self.make_sharing(self.TYPES, h5py.h5f.LIBVER_EARLIEST) as file:
+            imu = file.create_dataset("Imu/X", data=np.arange(-45, 45, dtype="i2").reshape(3, 1, 30))
+            imu.attrs["SampleRate"] = 100.0
+            imu.attrs["pair"] = np.array([(1, 2.5)], dtype=[("a", "i4"), ("b", "f8")])
+        before = (self.folder / "in.h5").read_bytes()
+        for place in (["-o", "out.h5"], ["--in-place", "--accept", "narrowing"]):
+            result = host_test.run_host(self.folder, "run", "apply-set-opposite", "SourceGroup=Imu",
+                                        "in.h5", *place)
+            self.assertEqual(result.returncode, 1, result.stderr)
+            self.assertIn("cannot make anew 'Imu/X' (objects of the file share messages",
+                          result.stderr)
+            self.assertEqual((self.folder / "in.h5").read_bytes(), before)
+            self.assertEqual(os.listdir(self.folder), ["in.h5"])
+
+
 class DeletedTargets(host_test.HostTest):
     """A reference to a region of what is there no more keeps nothing from being made smaller."""
 

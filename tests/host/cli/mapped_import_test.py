@@ -425,6 +425,19 @@ class Mat(MappedImport):
         self.refuse("--map", "mat", "--variable", "start=t0", "--variable", "data=eeg",
                     text="1000 Hz contradicts the data set 't'")
 
+    def test_a_time_that_is_repeated_hides_no_contradiction(self):
+        times = np.sort(np.append(5 + np.arange(49) / 500, 5.04))
+        with self.make_mat() as file:
+            self.add_array(file, "eeg", np.zeros((50, 2)))
+            self.add_array(file, "fs", np.array([[1000.0]]))
+            self.add_array(file, "Time", times)
+        self.refuse("--map", "mat", text="1000 Hz contradicts the data set 'Time'")
+        with h5py.File(self.folder / "in.h5", "r+") as file:
+            file["fs"][...] = 500
+            times[[10, 11]] = times[[11, 10]]
+            file["Time"][...] = times.reshape(file["Time"].shape)
+        self.refuse("--map", "mat", text="500 Hz contradicts the data set 'Time': by it row")
+
     def test_what_is_no_time_is_a_set_whatever_its_name(self):
         with self.make_mat() as file:
             self.add_array(file, "eeg", np.zeros((50, 2)))
