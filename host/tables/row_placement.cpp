@@ -210,6 +210,23 @@ std::optional<std::string> find_irregular_time(std::span<const double> times,
     return std::nullopt;
 }
 
+// Rows that are lost and others that are repeated leave the span as it is. The rate may be off as
+// for the span, and clocks tell whole ticks.
+std::optional<std::string> find_row_off(std::span<const double> times, double sample_rate,
+                                        std::size_t first_row) {
+    const double allowed = RATE_TOLERANCE * (times.back() - times.front()) + 1 / sample_rate +
+                           find_tick(times) + rounding_of(times);
+    for (std::size_t row = 0; row < times.size(); ++row) {
+        const double late = times[row] - times.front() - static_cast<double>(row) / sample_rate;
+        if (std::abs(late) > allowed) {
+            return fmt::format("by it row {} comes {:.3g} s {} (allowed: {:.3g} s)",
+                               row + first_row, std::abs(late), late > 0 ? "later" : "earlier",
+                               allowed);
+        }
+    }
+    return std::nullopt;
+}
+
 } // namespace
 
 PlacedRows place_rows(std::span<const double> times, const std::string& times_name,
@@ -241,7 +258,8 @@ std::optional<std::string> find_contradiction(std::span<const double> times, dou
         return fmt::format("by it the {} rows take {:.6g} s ({:.6g} Hz), not {:.6g} s",
                            times.size(), span, step_count / span, told);
     }
-    return find_missing_rows(times, sample_rate, first_row);
+    auto missing = find_missing_rows(times, sample_rate, first_row);
+    return missing ? missing : find_row_off(times, sample_rate, first_row);
 }
 
 void refuse_bad_grid(const GridChoice& choice) {

@@ -109,6 +109,26 @@ TEST(PlaceRows, TakesEitherReadingByItsRate) {
         ElementsAre(0, 1, 2, 3, 5, 6));
 }
 
+// Fifty rows are lost behind the hundredth, and one is told fifty times later on.
+TEST(FindContradiction, SeesRowsThatAreRepeatedForLostOnes) {
+    std::vector<double> times;
+    for (int i = 0; i < 5000; ++i) {
+        if (i < 100 || i >= 150) {
+            times.push_back(i / 100.0);
+        }
+        if (i == 999) {
+            times.insert(times.end(), 50, times.back());
+        }
+    }
+    EXPECT_THAT(find_contradiction(times, 100, 2),
+                Optional(HasSubstr("by it row 102 comes 0.5 s later (allowed: 0.07 s)")));
+}
+
+// A clock of whole seconds.
+TEST(FindContradiction, TakesManyRowsAtOneTime) {
+    EXPECT_EQ(find_contradiction(in_ticks(100, 2001, 1), 100, 2), std::nullopt);
+}
+
 TEST(FindContradiction, SeesARowThatIsMissingBesideTheRounding) {
     std::vector<double> times = in_ticks(800, 1500, 1e3);
     times.erase(times.begin() + 700);
