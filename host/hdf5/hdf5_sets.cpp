@@ -164,28 +164,45 @@ std::string first_of(const std::vector<std::string>& files) {
     return files.empty() ? "" : files.front();
 }
 
-// The filters that give back what they took. Not among them: scale and offset, which rounds floats.
+// The filters that give back what they took; packing bits does for types that use all of theirs,
+// as those do that samples are written in. Not among them: scale and offset, which rounds floats.
 constexpr H5Z_filter_t LZF = 32'000;
-constexpr H5Z_filter_t EXACT_FILTERS[] = {H5Z_FILTER_DEFLATE, H5Z_FILTER_SHUFFLE,
-                                          H5Z_FILTER_FLETCHER32, H5Z_FILTER_SZIP, LZF};
+constexpr H5Z_filter_t EXACT_FILTERS[] = {H5Z_FILTER_DEFLATE,    H5Z_FILTER_SHUFFLE,
+                                          H5Z_FILTER_FLETCHER32, H5Z_FILTER_SZIP,
+                                          H5Z_FILTER_NBIT,       LZF};
 
-std::vector<H5Z_filter_t> list_filters(hid_t properties) {
+struct SetFilter {
+    H5Z_filter_t id = 0;
+    unsigned flags = 0;
+    std::vector<unsigned> values;
+};
+
+SetFilter filter_at(hid_t properties, unsigned position) {
+    SetFilter filter;
+    unsigned configuration = 0;
+    std::size_t value_count = 0;
+    const auto read = [&] {
+        return checked(H5Pget_filter2(properties, position, &filter.flags, &value_count,
+                                      filter.values.data(), 0, nullptr, &configuration),
+                       "read", "the filters of a data set");
+    };
+    filter.id = read();
+    filter.values.resize(value_count);
+    read();
+    return filter;
+}
+
+std::vector<SetFilter> list_filters(hid_t properties) {
     const int count = checked(H5Pget_nfilters(properties), "read", "the filters of a data set");
-    std::vector<H5Z_filter_t> filters;
+    std::vector<SetFilter> filters;
     for (int position = 0; position < count; ++position) {
-        unsigned flags = 0;
-        unsigned configuration = 0;
-        std::size_t value_count = 0;
-        filters.push_back(
-            checked(H5Pget_filter2(properties, static_cast<unsigned>(position), &flags,
-                                   &value_count, nullptr, 0, nullptr, &configuration),
-                    "read", "the filters of a data set"));
+        filters.push_back(filter_at(properties, static_cast<unsigned>(position)));
     }
     return filters;
 }
 
-bool is_exact(H5Z_filter_t filter) {
-    return std::ranges::find(EXACT_FILTERS, filter) != std::end(EXACT_FILTERS);
+bool is_exact(const SetFilter& filter) {
+    return std::ranges::find(EXACT_FILTERS, filter.id) != std::end(EXACT_FILTERS);
 }
 
 hid_t make_set_access(std::size_t slot_count, std::size_t byte_count) {
@@ -303,16 +320,30 @@ void read_rounded(hid_t set, hid_t space, const Hyperslab& slab, std::span<float
     });
 }
 
-bool has_rounding_filter(hid_t properties) {
-    const auto filters = list_filters(properties);
-    return std::ranges::find(filters, H5Z_FILTER_SCALEOFFSET) != filters.end();
+bool rounds(const SetFilter& filter) {
+    return filter.id == H5Z_FILTER_SCALEOFFSET;
 }
 
-// It takes integers as they are, and rounds floats.
-void leave_out_rounding_filter(hid_t properties) {
-    if (has_rounding_filter(properties)) {
-        checked(H5Premove_filter(properties, H5Z_FILTER_SCALEOFFSET), "remove",
-                "a filter that rounds");
+// Scale and offset takes integers as they are, and rounds floats. Packing bits finds none to leave
+// out of 32-bit floats, and behind others the library packs them wrongly.
+bool is_for_other_types(const SetFilter& filter) {
+    return rounds(filter) || filter.id == H5Z_FILTER_NBIT;
+}
+
+// The library crashes where one is removed that has others behind it: all are, and the others set
+// again.
+void leave_out_filters_of_other_types(hid_t properties) {
+    const std::vector<SetFilter> filters = list_filters(properties);
+    if (std::ranges::none_of(filters, is_for_other_types)) {
+        return;
+    }
+    checked(H5Premove_filter(properties, H5Z_FILTER_ALL), "remove", "the filters of a data set");
+    for (const SetFilter& filter : filters) {
+        if (!is_for_other_types(filter)) {
+            checked(H5Pset_filter(properties, filter.id, filter.flags, filter.values.size(),
+                                  filter.values.data()),
+                    "set", "the filters of a data set");
+        }
     }
 }
 
@@ -423,7 +454,7 @@ bool keeps_every_bit(hid_t set) {
 }
 
 bool rounds_floats(hid_t set) {
-    return has_rounding_filter(set_properties(set));
+    return std::ranges::any_of(list_filters(set_properties(set)), rounds);
 }
 
 Id create_float_set(hid_t group, const std::string& name, const Extents& extents) {
@@ -451,7 +482,7 @@ Id make_anew_resizable(hid_t file, hid_t older, hid_t older_properties, const Ex
 Id make_narrow(hid_t file, hid_t older, hid_t older_properties, SampleType older_type, SetUse use) {
     const Id properties = owned(H5Pcopy(older_properties), "copy", "the properties of a data set");
     leave_out_times(properties);
-    leave_out_rounding_filter(properties);
+    leave_out_filters_of_other_types(properties);
     round_fill_value(properties, older_type);
     return owned(
         H5Dcreate_anon(file, H5T_IEEE_F32LE, set_space(older), properties, set_access(use)),

@@ -3,8 +3,10 @@
 Each ends in main(), which takes TALVORA_HOST PLUGIN and then what unittest takes.
 """
 
+import ctypes
 import os
 import pathlib
+import re
 import subprocess
 import sys
 import tempfile
@@ -20,6 +22,13 @@ def run_host(folder, *words):
     return subprocess.run([PROGRAMS["host"], *words], cwd=folder, env=variables, timeout=300,
                           capture_output=True, encoding="utf-8", errors="backslashreplace",
                           check=False)
+
+
+def hdf5_library():
+    """That of h5py, for what h5py has no name for."""
+    with open("/proc/self/maps") as maps:
+        return ctypes.CDLL(next(line.split()[-1] for line in maps
+                                if re.search(r"libhdf5(_serial)?\.so", line)))
 
 
 class HostTest(unittest.TestCase):

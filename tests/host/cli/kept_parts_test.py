@@ -8,7 +8,6 @@ The files are made by h5py, and read back by it.
 import ctypes
 import json
 import os
-import re
 
 import h5py
 import numpy as np
@@ -124,9 +123,7 @@ class SharedMessages(host_test.HostTest):
 
     def make_sharing(self, kind, version):
         """As self.make; h5py has no name for this property."""
-        with open("/proc/self/maps") as maps:
-            library = ctypes.CDLL(next(line.split()[-1] for line in maps
-                                       if re.search(r"libhdf5(_serial)?\.so", line)))
+        library = host_test.hdf5_library()
         properties = h5py.h5p.create(h5py.h5p.FILE_CREATE)
         file = ctypes.c_int64(properties.id)
         self.assertGreaterEqual(library.H5Pset_shared_mesg_nindexes(file, ctypes.c_uint(1)), 0)

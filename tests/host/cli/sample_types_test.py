@@ -6,6 +6,7 @@ What is expected of samples is NumPy's conversion, and SciPy's filter.
 """
 
 import csv
+import ctypes
 import json
 import os
 
@@ -286,6 +287,48 @@ class WhatIsKept(SampleTypes):
             self.assertIsNone(after["Imu/scaled"].scaleoffset)
             self.assertEqual(after["Imu/scaled"].compression, "gzip")
             np.testing.assert_array_equal(after["Imu/scaled"], -np.arange(300))
+
+    def add_packed(self, file, name, samples, filters):
+        """h5py has no name for the packing of bits."""
+        properties = h5py.h5p.create(h5py.h5p.DATASET_CREATE)
+        properties.set_chunk((1, 1, 64))
+        for kind in filters:
+            if kind == "nbit":
+                self.assertGreaterEqual(host_test.hdf5_library().H5Pset_nbit(
+                    ctypes.c_int64(properties.id)), 0)
+            elif kind == "szip":
+                properties.set_szip(h5py.h5z.SZIP_NN_OPTION_MASK, 8)
+            else:
+                getattr(properties, f"set_{kind}")()
+        made = h5py.h5d.create(file.create_group("Imu").id, name.encode(),
+                               h5py.h5t.py_create(samples.dtype),
+                               h5py.h5s.create_simple(samples.shape), dcpl=properties)
+        made.write(h5py.h5s.ALL, h5py.h5s.ALL, samples)
+        file["Imu"][name].attrs["SampleRate"] = 100.0
+
+    def test_bits_that_are_packed_are_right_or_told(self):
+        """Behind other filters the library packs 32-bit floats wrongly."""
+        random = np.random.default_rng(11)
+        whole = random.standard_normal((2, 1, 300)) * 10
+        for dtype, filters, codes in (("f8", ["shuffle", "nbit", "fletcher32"], [0]),
+                                      ("i8", ["shuffle", "nbit", "fletcher32"], [0]),
+                                      ("u1", ["shuffle", "nbit", "deflate"], [0]),
+                                      ("f4", ["nbit"], [0]),
+                                      ("f4", ["nbit", "shuffle", "szip"], [0, 5])):
+            with self.subTest(dtype=dtype, filters=filters):
+                samples = whole.astype(dtype) if dtype != "u1" else np.abs(whole).astype(dtype)
+                with self.make() as file:
+                    self.add_packed(file, "X", samples, filters)
+                with self.read("in.h5") as file:
+                    np.testing.assert_array_equal(file["Imu/X"], samples)
+                result = host_test.run_host(self.folder, "run", "apply-set-rectify",
+                                            "SourceSets=Imu/X", "in.h5", "-o", "out.h5", "--force")
+                self.assertIn(result.returncode, codes, result.stderr)
+                if result.returncode == 0:
+                    with self.read() as file:
+                        np.testing.assert_array_equal(file["Imu/X"], np.abs(samples.astype("f4")))
+                else:
+                    self.assertIn("reads back other samples than were written", result.stderr)
 
     # Of a set in chunks those that were never written read as the fill value.
     def test_room_that_was_never_written(self):
