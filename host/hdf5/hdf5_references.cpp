@@ -218,6 +218,8 @@ class ReferrerList {
         look_at_fill_value(set, type, place);
         if (describe_foreign_storage(set).empty()) {
             look_at_values(open_values(set, place), place);
+        } else {
+            found_.emplace(HADDR_UNDEF, place);
         }
     }
 

@@ -25,8 +25,8 @@ struct Referrer {
 };
 
 // What refers to the objects of a file, by their addresses: all objects that hard links lead to are
-// looked at, but the values of data sets that are kept in other files; and what these objects refer
-// to. The paths are from the root.
+// looked at, and what these objects refer to. Data sets whose references are kept in other files,
+// which are not opened, stand at HADDR_UNDEF. The paths are from the root.
 std::multimap<haddr_t, Referrer> list_referrers(hid_t file);
 
 // The virtual data sets of a file, by the names of the sets that they show samples of. A file has

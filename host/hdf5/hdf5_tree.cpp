@@ -672,6 +672,13 @@ void Hdf5Tree::refuse_referrers(ObjectId id, std::uint64_t address, std::string_
     if (!open_->referrers) {
         open_->referrers = hdf5::list_referrers(open_->file);
     }
+    const auto unseen = open_->referrers->find(HADDR_UNDEF);
+    if (unseen != open_->referrers->end()) {
+        throw TreeError(
+            fmt::format("'{}' cannot be {}: '{}' holds references in another file, which "
+                        "may lead to it",
+                        node(id).path, change, unseen->second.path));
+    }
     const auto [first, last] = open_->referrers->equal_range(address);
     const auto found = std::find_if(
         first, last, [&](const auto& referrer) { return is_hindrance(referrer.second); });

@@ -172,6 +172,36 @@ class SharedMessages(host_test.HostTest):
             self.assertEqual(os.listdir(self.folder), ["in.h5"])
 
 
+class ReferencesElsewhere(host_test.HostTest):
+    """What is kept in another file is not opened, and may lead to any set."""
+
+    def add_external(self, file):
+        references = file.create_dataset("List", (1,), h5py.ref_dtype,
+                                         external=[(str(self.folder / "list.raw"), 0, 8)])
+        references[0] = file["Imu/X"].ref
+
+    def add_virtual(self, file):
+        with h5py.File(self.folder / "list.h5", "w") as other:
+            other.create_dataset("List", (1,), h5py.ref_dtype)
+        layout = h5py.VirtualLayout((1,), h5py.ref_dtype)
+        layout[:] = h5py.VirtualSource(self.folder / "list.h5", "List", (1,), h5py.ref_dtype)
+        file.create_virtual_dataset("List", layout)
+
+    def test_no_set_is_made_anew_or_smaller(self):
+        for add in (self.add_external, self.add_virtual):
+            for dtype, words, change in (("f8", OPPOSITE, "made anew"),
+                                         ("f4", DOWNSAMPLE, "made smaller")):
+                with self.subTest(add=add.__name__, change=change):
+                    with self.make() as file:
+                        add_set(file, "Imu/X", dtype, chunks=(1, 1, 50), maxshape=(1, 1, None))
+                        add(file)
+                    result = host_test.run_host(self.folder, *words, "-o", "out.h5")
+                    self.assertEqual(result.returncode, 1, result.stderr)
+                    self.assertIn(f"'Imu/X' cannot be {change}: '/List' holds references in another "
+                                  "file, which may lead to it\n", result.stderr)
+                    self.assertFalse((self.folder / "out.h5").exists())
+
+
 class DeletedTargets(host_test.HostTest):
     """A reference to a region of what is there no more keeps nothing from being made smaller."""
 
