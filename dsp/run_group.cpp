@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <optional>
 
 namespace talvora::dsp {
 
@@ -234,13 +235,17 @@ class GroupPasses {
 
     void filter_tiles_forward(std::ptrdiff_t first, std::ptrdiff_t last, double* rows) {
         const LaneLines lines = lines_at(first);
-        const bool asks = rows == nullptr || asks_for_next_;
-        const UpcomingLines wanted =
-            rows == nullptr
-                ? UpcomingLines{shift_lines(lines, SAMPLES_AHEAD)}
-                : UpcomingLines{shift_lines(next_.lines, first * next_.step), next_.step};
-        forward_.filter_forward(lines, count_rows(first, last), rows, asks ? &wanted : nullptr);
+        const auto wanted = rows == nullptr
+                                ? std::optional(UpcomingLines{shift_lines(lines, SAMPLES_AHEAD)})
+                                : next_lines_at(first);
+        forward_.filter_forward(lines, count_rows(first, last), rows, wanted ? &*wanted : nullptr);
         copy_lanes(count_live(last), count_live(first), forward_.state(), ends_);
+    }
+
+    std::optional<UpcomingLines> next_lines_at(std::ptrdiff_t tile) const {
+        return asks_for_next_ ? std::optional(UpcomingLines{
+                                    shift_lines(next_.lines, tile * next_.step), next_.step})
+                              : std::nullopt;
     }
 
     // Lanes that end within the tile read a copy, and come to their ends by themselves.
