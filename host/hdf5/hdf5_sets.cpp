@@ -52,6 +52,16 @@ void let_new_room_be_zero(hid_t properties) {
     checked(H5Pset_fill_time(properties, H5D_FILL_TIME_IFSET), "set", "when samples are filled");
 }
 
+// Of sets that are never filled the library loses what was written, in some ways of keeping chunks.
+void let_room_be_filled(hid_t properties) {
+    H5D_fill_time_t time{};
+    checked(H5Pget_fill_time(properties, &time), "read", "when samples are filled");
+    if (time == H5D_FILL_TIME_NEVER) {
+        checked(H5Pset_fill_time(properties, H5D_FILL_TIME_IFSET), "set",
+                "when samples are filled");
+    }
+}
+
 Id new_set_properties(const Extents& extents) {
     Id properties = make_properties(H5P_DATASET_CREATE);
     set_chunks(properties, choose_chunk(extents));
@@ -471,6 +481,7 @@ Id open_set(hid_t file, const std::string& path, SetUse use) {
 Id make_anew_resizable(hid_t file, hid_t older, hid_t older_properties, const Extents& extents) {
     const Id properties = owned(H5Pcopy(older_properties), "copy", "the properties of a data set");
     set_chunks(properties, choose_chunk(extents));
+    let_room_be_filled(properties);
     if (has_new_room(older, extents)) {
         let_new_room_be_zero(properties);
     }
@@ -483,6 +494,7 @@ Id make_narrow(hid_t file, hid_t older, hid_t older_properties, SampleType older
     const Id properties = owned(H5Pcopy(older_properties), "copy", "the properties of a data set");
     leave_out_times(properties);
     leave_out_filters_of_other_types(properties);
+    let_room_be_filled(properties);
     round_fill_value(properties, older_type);
     return owned(
         H5Dcreate_anon(file, H5T_IEEE_F32LE, set_space(older), properties, set_access(use)),

@@ -330,6 +330,30 @@ class WhatIsKept(SampleTypes):
                 else:
                     self.assertIn("reads back other samples than were written", result.stderr)
 
+    def test_a_set_that_is_never_filled(self):
+        """In one chunk, of those that are not filtered where they are cut, the samples were lost."""
+        samples = np.arange(802.0).reshape(2, 401) - 400
+        library = host_test.hdf5_library()
+        for words, expected in ((["apply-set-downsample", "--to-rate", "50"], samples[:, :400:2]),
+                                (["apply-set-rectify"], np.abs(samples))):
+            with self.subTest(words=words), self.make() as file:
+                properties = h5py.h5p.create(h5py.h5p.DATASET_CREATE)
+                properties.set_chunk(samples.shape)
+                properties.set_fill_value(np.array(5.0))
+                properties.set_fill_time(h5py.h5d.FILL_TIME_NEVER)
+                properties.set_alloc_time(h5py.h5d.ALLOC_TIME_INCR)
+                self.assertGreaterEqual(library.H5Pset_chunk_opts(  # not filtered where cut
+                    ctypes.c_int64(properties.id), ctypes.c_uint(2)), 0)
+                made = h5py.h5d.create(file.create_group("Imu").id, b"X", h5py.h5t.IEEE_F64LE,
+                                       h5py.h5s.create_simple(samples.shape), dcpl=properties)
+                made.write(h5py.h5s.ALL, h5py.h5s.ALL, samples)
+                file["Imu/X"].attrs["SampleRate"] = 100.0
+                file.close()
+                self.call("run", *words, "SourceSets=Imu/X", "in.h5", "-o", "out.h5", "--force",
+                          "--accept", "time-first,time-base")
+                with self.read() as file:
+                    np.testing.assert_array_equal(file["Imu/X"], expected)
+
     # Of a set in chunks those that were never written read as the fill value.
     def test_room_that_was_never_written(self):
         with self.make() as file:
