@@ -15,8 +15,7 @@
 //     edges          in Hz, to_rate in Hz, set_by_set: the aims of the step (recipe.h), those that
 //                    there are
 //     found          values that were found for the file by its aims, where there are any: set
-//     (null
-//                    for the step as a whole, whose parameters hold them, too) and parameters
+//                    (null for the step as a whole, whose parameters hold them, too), parameters
 //     sets           of which samples were read or changed: path, read, written,
 //                    before (null for a new one) and after with shape, rate, missing and
 //                    gaps, and gaps_filled (null where the shape changed)
