@@ -8,6 +8,7 @@ The files are made by h5py, and read back by it.
 import ctypes
 import json
 import os
+import subprocess
 
 import h5py
 import numpy as np
@@ -354,3 +355,32 @@ class NamesThatAreNoUtf8(host_test.HostTest):
 
 if __name__ == "__main__":
     host_test.main()
+class NamesWithControlCharacters(host_test.HostTest):
+    def test_the_way_back_of_an_export_is_a_command_for_a_shell(self):
+        with self.make() as file:
+            for name, labels, unit in (("Two\nlines", ["left\nfoot", "it's \\ right"], "m"),
+                                       ("Tab\there", ["a\tb", "c\x1b[1m"], "N\r\ns"),
+                                       ("\u202eturned", ["x", "y"], "V")):
+                made = file.create_dataset(f"Imu/{name}",
+                                           data=np.random.default_rng(3).standard_normal(
+                                               (2, 1, 40)).astype("f4"))
+                made.attrs["SampleRate"] = np.float32(100)
+                made.attrs["Labels"] = labels
+                made.attrs["Unit"] = unit
+        errors = self.call("export", "in.h5", "-o", "out.csv").stderr
+        way = next(line.removeprefix("info: back: ") for line in errors.splitlines()
+                   if line.startswith("info: back: "))
+        self.assertNotIn("with other labels or units", errors)
+        command = way.replace("talvora-host", host_test.PROGRAMS["host"]).replace("FILE.h5", "out.h5")
+        done = subprocess.run(["bash", "-c", command], cwd=self.folder, capture_output=True,
+                              check=False)
+        self.assertEqual(done.returncode, 0, (command, done.stderr))
+        with self.read("in.h5") as before, self.read() as after:
+            self.assertEqual(list(after["Imu"]), list(before["Imu"]))
+            for name, data in before["Imu"].items():
+                np.testing.assert_array_equal(after["Imu"][name], data)
+                self.assertEqual(list(after["Imu"][name].attrs["Labels"]),
+                                 list(data.attrs["Labels"]))
+                self.assertEqual(after["Imu"][name].attrs["Unit"], data.attrs["Unit"])
+
+
