@@ -651,8 +651,7 @@ void Hdf5Tree::take_place(ObjectId id, const hdf5::ObjectInfo& old_info, const h
     const std::vector<std::string> paths = hard_links(node(id).path, old_info);
     const std::uint64_t address = hdf5::object_info(new_set).address;
     for (const std::string& path : paths) {
-        hdf5::delete_link(open_->file, absolute(path));
-        hdf5::link_object(new_set, open_->file, absolute(path));
+        hdf5::relink(open_->file, absolute(path), new_set);
     }
     redirect_references(old_info.address, address);
     by_address_.erase(old_info.address);

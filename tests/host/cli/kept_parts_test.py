@@ -49,6 +49,26 @@ class Comments(host_test.HostTest):
         self.expect_comment(OPPOSITE)
 
 
+class EncodingsOfNames(host_test.HostTest):
+    """Which h5py takes for ASCII where they are."""
+
+    NAMES = {b"Plain": h5py.h5t.CSET_ASCII, b"Wide": h5py.h5t.CSET_UTF8}
+
+    def test_a_set_that_is_made_anew_keeps_them(self):
+        for dtype, words in (("f8", OPPOSITE), ("f4", DOWNSAMPLE)):
+            with self.make(libver="latest") as file:  # older groups keep none
+                add_set(file, "Imu/X", dtype)
+                for name, encoding in self.NAMES.items():
+                    properties = h5py.h5p.create(h5py.h5p.LINK_CREATE)
+                    properties.set_char_encoding(encoding)
+                    file.id.links.create_hard(name, file["Imu"].id, b"X", properties)
+            self.call(*words, "-o", "out.h5", "--force")
+            with self.read() as file:
+                for name, encoding in self.NAMES.items():
+                    self.assertEqual(file[name], file["Imu/X"])
+                    self.assertEqual(file.id.links.get_info(name).cset, encoding)
+
+
 class Chunks(host_test.HostTest):
     def test_a_set_that_is_made_smaller_keeps_chunks_and_limits(self):
         for fill in (0, -9, np.nan):
