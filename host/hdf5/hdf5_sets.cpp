@@ -177,26 +177,36 @@ std::string first_of(const std::vector<std::string>& files) {
 // The filters that give back what they took; packing bits does for types that use all of theirs,
 // as those do that samples are written in. Not among them: scale and offset, which rounds floats.
 constexpr H5Z_filter_t LZF = 32'000;
-constexpr H5Z_filter_t EXACT_FILTERS[] = {H5Z_FILTER_DEFLATE,    H5Z_FILTER_SHUFFLE,
-                                          H5Z_FILTER_FLETCHER32, H5Z_FILTER_SZIP,
-                                          H5Z_FILTER_NBIT,       LZF};
+constexpr H5Z_filter_t KNOWN_FILTERS[] = {H5Z_FILTER_DEFLATE,
+                                          H5Z_FILTER_SHUFFLE,
+                                          H5Z_FILTER_FLETCHER32,
+                                          H5Z_FILTER_SZIP,
+                                          H5Z_FILTER_NBIT,
+                                          H5Z_FILTER_SCALEOFFSET,
+                                          LZF};
 
+    std::string name; // as the file has it
 struct SetFilter {
     H5Z_filter_t id = 0;
     unsigned flags = 0;
     std::vector<unsigned> values;
+constexpr std::size_t MAX_FILTER_NAME = 256; // what is longer is cut
+
 };
 
+    std::array<char, MAX_FILTER_NAME> name{};
 SetFilter filter_at(hid_t properties, unsigned position) {
     SetFilter filter;
     unsigned configuration = 0;
     std::size_t value_count = 0;
     const auto read = [&] {
         return checked(H5Pget_filter2(properties, position, &filter.flags, &value_count,
-                                      filter.values.data(), 0, nullptr, &configuration),
+                                      filter.values.data(), name.size() - 1, name.data(),
+                                      &configuration),
                        "read", "the filters of a data set");
     };
     filter.id = read();
+    filter.name = name.data();
     filter.values.resize(value_count);
     read();
     return filter;
@@ -211,8 +221,8 @@ std::vector<SetFilter> list_filters(hid_t properties) {
     return filters;
 }
 
-bool is_exact(const SetFilter& filter) {
-    return std::ranges::find(EXACT_FILTERS, filter.id) != std::end(EXACT_FILTERS);
+bool is_known(const SetFilter& filter) {
+    return std::ranges::find(KNOWN_FILTERS, filter.id) != std::end(KNOWN_FILTERS);
 }
 
 hid_t make_set_access(std::size_t slot_count, std::size_t byte_count) {
@@ -292,6 +302,18 @@ Extents indices_of(std::uint64_t position, const Hyperslab& slab) {
         position /= slab.counts[d];
     }
     return indices;
+template <typename Stored>
+bool overflows(Stored stored, float rounded) {
+    return std::isinf(rounded) && !std::isinf(static_cast<double>(stored));
+}
+
+[[noreturn]] void refuse_overflow(const std::string& what) {
+    throw StorageError(StorageError::Access::Reading,
+                       fmt::format("{}, which no 32-bit float can hold (allowed: {} to {})", what,
+                                   std::numeric_limits<float>::lowest(),
+                                   std::numeric_limits<float>::max()));
+}
+
 }
 
 template <typename Stored>
@@ -459,8 +481,14 @@ std::vector<std::byte> read_fill_value(hid_t set, hid_t type) {
     return value;
 }
 
-bool keeps_every_bit(hid_t set) {
-    return std::ranges::all_of(list_filters(set_properties(set)), is_exact);
+std::string describe_unknown_filter(hid_t set) {
+    const std::vector<SetFilter> filters = list_filters(set_properties(set));
+    const auto found = std::ranges::find_if_not(filters, is_known);
+    if (found == filters.end()) {
+        return "";
+    }
+    return found->name.empty() ? fmt::format("the filter {}", found->id)
+                               : fmt::format("the filter {} ({})", found->id, found->name);
 }
 
 bool rounds_floats(hid_t set) {

@@ -33,9 +33,9 @@ std::vector<std::string> list_virtual_source_sets(hid_t set);
 // What it leads to, lists of varying length, is not given back.
 std::vector<std::byte> read_fill_value(hid_t set, hid_t type);
 
-// False where samples may be read otherwise than they were written: a filter rounds them, or is one
-// that this host does not know.
-bool keeps_every_bit(hid_t set);
+// The first filter that this host does not know, for people ("the filter 32013 (zfp)"); empty where
+// there is none.
+std::string describe_unknown_filter(hid_t set);
 
 // True where a filter rounds floats that are written, to a number of digits.
 bool rounds_floats(hid_t set);

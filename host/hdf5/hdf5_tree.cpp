@@ -145,9 +145,9 @@ void Hdf5Tree::close() {
     hdf5::close_file(std::exchange(open_->file, hdf5::Id{}), name_);
 }
 
-bool Hdf5Tree::keeps_every_bit(ObjectId set) const {
+std::string Hdf5Tree::describe_unknown_filter(ObjectId set) const {
     node(set, ObjectKind::DataSet);
-    return hdf5::keeps_every_bit(open(set));
+    return hdf5::describe_unknown_filter(open(set));
 }
 
 std::vector<KeptElsewhere> Hdf5Tree::list_kept_elsewhere() const {

@@ -81,9 +81,9 @@ class Hdf5Tree final : public DataTree {
     // Every later request is refused.
     void close();
 
-    // False for a set that may give other samples than were written to it, for its filters round
-    // them or are unknown.
-    bool keeps_every_bit(ObjectId set) const;
+    // A filter of a set that this host does not know, for people ("the filter 32013 (zfp)"): it may
+    // give other samples than were written. Empty where there is none.
+    std::string describe_unknown_filter(ObjectId set) const;
 
     // Links into other files, and data sets with their samples there. Looks at every object.
     std::vector<KeptElsewhere> list_kept_elsewhere() const;
