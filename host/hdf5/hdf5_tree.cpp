@@ -635,7 +635,8 @@ void Hdf5Tree::narrow(ObjectId id, bool keeps_samples) {
     }
     const hdf5::SetUse new_use = keeps_samples ? hdf5::SetUse::Parts : hdf5::SetUse::Whole;
     const hdf5::Id properties = hdf5::set_properties(old_set);
-    hdf5::Id new_set = hdf5::make_narrow(open_->file, old_set, properties, set.type, new_use);
+    hdf5::Id new_set =
+        hdf5::make_narrow(open_->file, old_set, properties, set.type, new_use, set.path);
     if (keeps_samples) {
         rounding = hdf5::copy_floats(old_set, set.type, new_set, set.extents, set.path).sum_up();
     }
