@@ -82,9 +82,7 @@ void warn_of_packing(const GuardedStep& step, std::vector<StepWarning>& warnings
         const std::string packing = describe_packing(step.tree, set);
         if (!packing.empty()) {
             warnings.push_back(
-                {fmt::format("{}: its samples are taken as they are stored, and its attributes say "
-                             "otherwise: {}",
-                             step.tree.path(set), packing),
+                {fmt::format("{}: {}", step.tree.path(set), packing),
                  "a map brings in scale and offset: talvora-host import --map FILE.yaml; what is "
                  "missing has to be NaN"});
         }

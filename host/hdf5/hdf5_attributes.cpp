@@ -273,17 +273,17 @@ void delete_attribute(hid_t object, const std::string& name) {
     checked(H5Adelete(object, name.c_str()), "delete the attribute", name);
 }
 
-void copy_attributes(hid_t from, hid_t properties, hid_t to) {
+void copy_attributes(hid_t from, hid_t properties, hid_t to, std::string_view path) {
     for (const std::string& name : list_as_made(from, properties)) {
         const OpenValues source = open_attribute(from, name);
-        std::vector<std::byte> values(std::max<std::size_t>(source.count(), 1) *
-                                      type_size(source.type));
-        if (source.count() > 0) {
-            source.read(source.type, values.data());
-        }
-        const Reclaim reclaim(source, values.data());
+        RawValues values(source);
         create_with_values(to, name, naming_of(source.id),
-                           {source.type, source.type, source.space, values.data()});
+                           {source.type, source.type, source.space, values.all().data()});
+        if (!values.are_those_of(open_attribute(to, name))) {
+            throw TreeError(fmt::format("'{}' cannot be made anew: the HDF5 library does not keep "
+                                        "the values of its attribute '{}'",
+                                        path, name));
+        }
     }
 }
 

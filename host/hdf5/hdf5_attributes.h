@@ -27,7 +27,8 @@ std::optional<AttributeType> find_attribute_type(hid_t object, const std::string
 void rewrite_attribute(hid_t object, const std::string& name, const AttributeValue& value);
 void delete_attribute(hid_t object, const std::string& name);
 // All of them, of any type, with the type that they have and the encoding of their names, from a
-// data set with these properties and in its order.
-void copy_attributes(hid_t from, hid_t properties, hid_t to);
+// data set with these properties and in its order. A TreeError names set and attribute where the
+// copy does not hold the same: there are types whose values the library writes wrongly.
+void copy_attributes(hid_t from, hid_t properties, hid_t to, std::string_view path);
 
 } // namespace talvora::host::hdf5

@@ -192,12 +192,12 @@ std::vector<std::pair<std::string, std::string>> list_external_links(hid_t file)
     return links;
 }
 
-void delete_link(hid_t group, const std::string& name) {
+void relink(hid_t group, const std::string& name, hid_t object) {
+    const Id naming = make_properties(H5P_LINK_CREATE);
+    checked(H5Pset_char_encoding(naming, link_info(group, name).cset), "set",
+            "the encoding of names");
     checked(H5Ldelete(group, name.c_str(), H5P_DEFAULT), "delete", name);
-}
-
-void link_object(hid_t object, hid_t group, const std::string& name) {
-    checked(H5Olink(object, group, name.c_str(), link_naming(), H5P_DEFAULT), "link", name);
+    checked(H5Olink(object, group, name.c_str(), naming, H5P_DEFAULT), "link", name);
 }
 
 Id open_object(hid_t group, const std::string& path) {

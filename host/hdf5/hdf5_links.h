@@ -34,9 +34,9 @@ void visit_objects(hid_t file,
                    const std::function<void(const std::string& path, hid_t object)>& call);
 // Paths of links into other files, and those files.
 std::vector<std::pair<std::string, std::string>> list_external_links(hid_t file);
-void delete_link(hid_t group, const std::string& name);
-// Gives an object a name.
-void link_object(hid_t object, hid_t group, const std::string& name);
+// Lets a hard link lead to another object. It keeps the encoding of its name, not its place among
+// links in the order in which they were made.
+void relink(hid_t group, const std::string& name, hid_t object);
 
 // Soft links are followed; links into other files are not.
 Id open_object(hid_t group, const std::string& path);

@@ -23,6 +23,9 @@ namespace {
 using Bytes = std::span<std::byte>; // of one reference
 using Visit = std::function<void(hid_t type, Bytes reference)>;
 
+// The attribute of a data set that refers to the scales of each of its dimensions.
+constexpr char DIMENSION_LIST[] = "DIMENSION_LIST";
+
 bool holds_references(hid_t type, std::string_view path) {
     return checked(H5Tdetect_class(type, H5T_REFERENCE), "read the type of", path) > 0;
 }
@@ -51,11 +54,6 @@ void visit_members(hid_t type, std::byte* value, const Visit& visit) {
             owned(H5Tget_member_type(type, member), "read", "the type of a table");
         visit_value(member_type, value + H5Tget_member_offset(type, member), visit);
     }
-}
-
-// Of an array, or of a sequence of any length.
-Id element_type(hid_t type) {
-    return owned(H5Tget_super(type), "read", "the type of a sequence");
 }
 
 void visit_sequence(hid_t type, std::byte* value, const Visit& visit) {
@@ -93,30 +91,9 @@ bool hold_references(const OpenValues& values) {
     return values.count() > 0 && holds_references(values.type, values.name);
 }
 
-// As they are in the file. Never without room, so that there is always a place to read to.
-class ReadValues {
-  public:
-    explicit ReadValues(const OpenValues& source)
-        : source_(source),
-          bytes_(std::max<std::size_t>(source.count(), 1) * type_size(source.type)),
-          reclaim_(source, bytes_.data()) {
-        source.read(source.type, bytes_.data());
-    }
-
-    void visit(const Visit& visit) {
-        visit_values(source_.type, bytes_.data(), source_.count(), visit);
-    }
-    // The references in one of the values.
-    void visit_one(std::size_t index, const Visit& visit) {
-        visit_value(source_.type, bytes_.data() + index * type_size(source_.type), visit);
-    }
-    void write() const { source_.write(source_.type, bytes_.data()); }
-
-  private:
-    const OpenValues& source_;
-    std::vector<std::byte> bytes_;
-    Reclaim reclaim_;
-};
+void visit_all(const OpenValues& source, RawValues& values, const Visit& visit) {
+    visit_values(source.type, values.all().data(), values.count(), visit);
+}
 
 // ---------------------------------------------------------------------------
 // Where references lead
@@ -144,6 +121,11 @@ std::string find_path(hid_t set, Bytes reference) {
     return path;
 }
 
+// The extents of a virtual set hang on the files that it is made of, which are not looked at.
+bool is_set_of_known_extents(hid_t object) {
+    return object_info(object).type == H5O_TYPE_DATASET && list_virtual_source_sets(object).empty();
+}
+
 // Not what was deleted.
 void add_scale(hid_t set, Bytes reference, std::size_t dimension,
                std::vector<AttachedScale>& scales) {
@@ -152,7 +134,7 @@ void add_scale(hid_t set, Bytes reference, std::size_t dimension,
         return;
     }
     const Id scale = open_object(set, path);
-    if (object_info(scale).type == H5O_TYPE_DATASET) {
+    if (is_set_of_known_extents(scale)) {
         scales.push_back({dimension, path, count_samples(space_extents(set_space(scale)))});
     }
 }
@@ -240,7 +222,8 @@ class ReferrerList {
             return;
         }
         Targets targets;
-        ReadValues(open).visit(finder(targets, place.path));
+        RawValues values(open);
+        visit_all(open, values, finder(targets, place.path));
         add(targets, place);
     }
 
@@ -321,27 +304,26 @@ std::vector<std::string> read_references(hid_t set, const std::string& path) {
         throw TreeError(fmt::format("'{}' holds no references to objects", path));
     }
     const OpenValues open = open_set_values(set, path);
-    ReadValues values(open);
+    RawValues values(open);
     std::vector<std::string> paths;
-    values.visit([&](hid_t, Bytes reference) {
+    visit_all(open, values, [&](hid_t, Bytes reference) {
         paths.push_back(leads_nowhere(reference) ? "" : find_path(set, reference));
     });
     return paths;
 }
 
 std::vector<AttachedScale> list_attached_scales(hid_t set, const std::string& path) {
-    const std::string list = "DIMENSION_LIST"; // for each dimension its scales
-    if (checked(H5Aexists(set, list.c_str()), "look for attributes of", path) == 0) {
+    if (checked(H5Aexists(set, DIMENSION_LIST), "look for attributes of", path) == 0) {
         return {};
     }
-    const OpenValues open = open_attribute(set, list);
+    const OpenValues open = open_attribute(set, DIMENSION_LIST);
     if (!hold_references(open)) {
         return {};
     }
     std::vector<AttachedScale> scales;
-    ReadValues values(open);
+    RawValues values(open);
     for (std::size_t dimension = 0; dimension < open.count(); ++dimension) {
-        values.visit_one(dimension, [&](hid_t type, Bytes reference) {
+        visit_value(open.type, values.value(dimension).data(), [&](hid_t type, Bytes reference) {
             if (is_type(type, H5T_STD_REF_OBJ) && !leads_nowhere(reference)) {
                 add_scale(set, reference, dimension, scales);
             }
@@ -354,11 +336,8 @@ namespace {
 
 // What the set itself tells counts.
 void add_scaled(hid_t scale, const std::string& path, std::vector<ScaledSet>& scaled) {
-    if (path.empty()) { // it was deleted
-        return;
-    }
     const Id set = open_object(scale, path);
-    if (object_info(set).type != H5O_TYPE_DATASET) {
+    if (!is_set_of_known_extents(set)) {
         return;
     }
     const Extents extents = space_extents(set_space(set));
@@ -373,39 +352,35 @@ void add_scaled(hid_t scale, const std::string& path, std::vector<ScaledSet>& sc
 
 } // namespace
 
-std::vector<ScaledSet> list_scaled_sets(hid_t scale, const std::string& path) {
-    const std::string list = "REFERENCE_LIST"; // sets, and dimensions of them
-    if (checked(H5Aexists(scale, list.c_str()), "look for attributes of", path) == 0) {
-        return {};
-    }
-    const OpenValues open = open_attribute(scale, list);
-    if (!hold_references(open)) {
-        return {};
-    }
+std::vector<ScaledSet> list_scaled_sets(hid_t scale,
+                                        const std::multimap<haddr_t, Referrer>& referrers) {
     std::set<std::string> paths;
-    ReadValues(open).visit([&](hid_t type, Bytes reference) {
-        if (is_type(type, H5T_STD_REF_OBJ) && !leads_nowhere(reference)) {
-            paths.insert(find_path(scale, reference));
+    const auto [first, last] = referrers.equal_range(object_info(scale).address);
+    for (auto referrer = first; referrer != last; ++referrer) {
+        const Referrer& place = referrer->second;
+        if (place.attribute == DIMENSION_LIST && place.by == Referrer::By::Value) {
+            paths.insert(place.path);
         }
-    });
+    }
     std::vector<ScaledSet> scaled;
-    for (const std::string& set : paths) {
-        add_scaled(scale, set, scaled);
+    for (const std::string& path : paths) {
+        add_scaled(scale, path, scaled);
     }
     return scaled;
 }
 
-void redirect(hid_t file, const Referrer& referrer, haddr_t from, haddr_t to) {
+bool redirect(hid_t file, const Referrer& referrer, haddr_t from, haddr_t to) {
     const Id object = open_object(file, referrer.path);
     const OpenValues open = open_values(object, referrer);
-    ReadValues values(open);
+    RawValues values(open);
     const hobj_ref_t address = to;
-    values.visit([&](hid_t type, Bytes reference) {
+    visit_all(open, values, [&](hid_t type, Bytes reference) {
         if (is_type(type, H5T_STD_REF_OBJ) && read_address(reference) == from) {
             std::memcpy(reference.data(), &address, sizeof address);
         }
     });
-    values.write();
+    values.write_to(open);
+    return values.are_those_of(open);
 }
 
 } // namespace talvora::host::hdf5

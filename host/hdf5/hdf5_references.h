@@ -45,10 +45,13 @@ std::vector<std::string> read_references(hid_t set, const std::string& path);
 // The dimension scales that are attached to a data set, in the order of its dimensions.
 std::vector<AttachedScale> list_attached_scales(hid_t set, const std::string& path);
 
-// The data sets that a data set is attached to as a dimension scale.
-std::vector<ScaledSet> list_scaled_sets(hid_t scale, const std::string& path);
+// The data sets of a file that a data set is attached to as a dimension scale, by what they tell
+// themselves: what refers to the objects of that file is given.
+std::vector<ScaledSet> list_scaled_sets(hid_t scale,
+                                        const std::multimap<haddr_t, Referrer>& referrers);
 
-// Lets the values that refer to the whole of one object refer to another one.
-void redirect(hid_t file, const Referrer& referrer, haddr_t from, haddr_t to);
+// Lets the values that refer to the whole of one object refer to another one. False where the
+// library does not keep the others: there are types whose values it writes wrongly.
+bool redirect(hid_t file, const Referrer& referrer, haddr_t from, haddr_t to);
 
 } // namespace talvora::host::hdf5

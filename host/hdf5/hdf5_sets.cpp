@@ -174,31 +174,39 @@ std::string first_of(const std::vector<std::string>& files) {
     return files.empty() ? "" : files.front();
 }
 
-// The filters that give back what they took; packing bits does for types that use all of theirs,
-// as those do that samples are written in. Not among them: scale and offset, which rounds floats.
 constexpr H5Z_filter_t LZF = 32'000;
-constexpr H5Z_filter_t EXACT_FILTERS[] = {H5Z_FILTER_DEFLATE,    H5Z_FILTER_SHUFFLE,
-                                          H5Z_FILTER_FLETCHER32, H5Z_FILTER_SZIP,
-                                          H5Z_FILTER_NBIT,       LZF};
+constexpr H5Z_filter_t KNOWN_FILTERS[] = {H5Z_FILTER_DEFLATE,
+                                          H5Z_FILTER_SHUFFLE,
+                                          H5Z_FILTER_FLETCHER32,
+                                          H5Z_FILTER_SZIP,
+                                          H5Z_FILTER_NBIT,
+                                          H5Z_FILTER_SCALEOFFSET,
+                                          LZF};
 
 struct SetFilter {
     H5Z_filter_t id = 0;
+    std::string name; // as the file has it
     unsigned flags = 0;
     std::vector<unsigned> values;
 };
 
+constexpr std::size_t MAX_FILTER_NAME = 256; // what is longer is cut
+
 SetFilter filter_at(hid_t properties, unsigned position) {
     SetFilter filter;
+    std::array<char, MAX_FILTER_NAME> name{};
     unsigned configuration = 0;
     std::size_t value_count = 0;
     const auto read = [&] {
         return checked(H5Pget_filter2(properties, position, &filter.flags, &value_count,
-                                      filter.values.data(), 0, nullptr, &configuration),
+                                      filter.values.data(), name.size() - 1, name.data(),
+                                      &configuration),
                        "read", "the filters of a data set");
     };
     filter.id = read();
     filter.values.resize(value_count);
     read();
+    filter.name = name.data();
     return filter;
 }
 
@@ -211,8 +219,8 @@ std::vector<SetFilter> list_filters(hid_t properties) {
     return filters;
 }
 
-bool is_exact(const SetFilter& filter) {
-    return std::ranges::find(EXACT_FILTERS, filter.id) != std::end(EXACT_FILTERS);
+bool is_known(const SetFilter& filter) {
+    return std::ranges::find(KNOWN_FILTERS, filter.id) != std::end(KNOWN_FILTERS);
 }
 
 hid_t make_set_access(std::size_t slot_count, std::size_t byte_count) {
@@ -295,17 +303,26 @@ Extents indices_of(std::uint64_t position, const Hyperslab& slab) {
 }
 
 template <typename Stored>
+bool overflows(Stored stored, float rounded) {
+    return std::isinf(rounded) && !std::isinf(static_cast<double>(stored));
+}
+
+[[noreturn]] void refuse_overflow(const std::string& what) {
+    throw StorageError(StorageError::Access::Reading,
+                       fmt::format("{}, which no 32-bit float can hold (allowed: {} to {})", what,
+                                   std::numeric_limits<float>::lowest(),
+                                   std::numeric_limits<float>::max()));
+}
+
+template <typename Stored>
 [[noreturn]] void refuse_overflow(std::span<const Stored> stored, std::span<const float> rounded,
                                   const Hyperslab& slab, std::string_view path) {
     std::size_t position = 0;
-    while (!std::isinf(rounded[position]) || std::isinf(static_cast<double>(stored[position]))) {
+    while (!overflows(stored[position], rounded[position])) {
         ++position;
     }
-    throw StorageError(
-        StorageError::Access::Reading,
-        fmt::format("'{}' holds {} at {}, which no 32-bit float can hold (allowed: {} to {})", path,
-                    stored[position], describe_extents(indices_of(position, slab)),
-                    std::numeric_limits<float>::lowest(), std::numeric_limits<float>::max()));
+    refuse_overflow(fmt::format("'{}' holds {} at {}", path, stored[position],
+                                describe_extents(indices_of(position, slab))));
 }
 
 // The library would convert itself, but otherwise where its types differ in byte order or a sample
@@ -357,13 +374,21 @@ void leave_out_filters_of_other_types(hid_t properties) {
     }
 }
 
+// The samples of a compact set stand in the header of the object, which has little room.
+void lay_out_large(hid_t properties, const Extents& extents) {
+    constexpr std::uint64_t MAX_COMPACT_SAMPLES = 16'000;
+    if (set_layout(properties) == H5D_COMPACT && count_samples(extents) > MAX_COMPACT_SAMPLES) {
+        checked(H5Pset_layout(properties, H5D_CONTIGUOUS), "set", "the layout of a data set");
+    }
+}
+
 bool has_fill_value(hid_t properties) {
     H5D_fill_value_t status{};
     checked(H5Pfill_value_defined(properties, &status), "read", "the fill value");
     return status == H5D_FILL_VALUE_USER_DEFINED;
 }
 
-void round_fill_value(hid_t properties, SampleType type) {
+void round_fill_value(hid_t properties, SampleType type, std::string_view path) {
     if (!has_fill_value(properties)) {
         return;
     }
@@ -371,6 +396,9 @@ void round_fill_value(hid_t properties, SampleType type) {
         checked(H5Pget_fill_value(properties, memory_type<Stored>(), &stored), "read",
                 "the fill value");
         const auto rounded = static_cast<float>(stored);
+        if (overflows(stored, rounded)) {
+            refuse_overflow(fmt::format("the fill value of '{}' is {}", path, stored));
+        }
         checked(H5Pset_fill_value(properties, H5T_NATIVE_FLOAT, &rounded), "set", "the fill value");
     });
 }
@@ -459,8 +487,14 @@ std::vector<std::byte> read_fill_value(hid_t set, hid_t type) {
     return value;
 }
 
-bool keeps_every_bit(hid_t set) {
-    return std::ranges::all_of(list_filters(set_properties(set)), is_exact);
+std::string describe_unknown_filter(hid_t set) {
+    const std::vector<SetFilter> filters = list_filters(set_properties(set));
+    const auto found = std::ranges::find_if_not(filters, is_known);
+    if (found == filters.end()) {
+        return "";
+    }
+    return found->name.empty() ? fmt::format("the filter {}", found->id)
+                               : fmt::format("the filter {} ({})", found->id, found->name);
 }
 
 bool rounds_floats(hid_t set) {
@@ -490,12 +524,14 @@ Id make_anew_resizable(hid_t file, hid_t older, hid_t older_properties, const Ex
         "create", "a data set");
 }
 
-Id make_narrow(hid_t file, hid_t older, hid_t older_properties, SampleType older_type, SetUse use) {
+Id make_narrow(hid_t file, hid_t older, hid_t older_properties, SampleType older_type, SetUse use,
+               std::string_view path) {
     const Id properties = owned(H5Pcopy(older_properties), "copy", "the properties of a data set");
     leave_out_times(properties);
     leave_out_filters_of_other_types(properties);
     let_room_be_filled(properties);
-    round_fill_value(properties, older_type);
+    round_fill_value(properties, older_type, path);
+    lay_out_large(properties, space_extents(set_space(older)));
     return owned(
         H5Dcreate_anon(file, H5T_IEEE_F32LE, set_space(older), properties, set_access(use)),
         "create", "a data set");

@@ -33,9 +33,9 @@ std::vector<std::string> list_virtual_source_sets(hid_t set);
 // What it leads to, lists of varying length, is not given back.
 std::vector<std::byte> read_fill_value(hid_t set, hid_t type);
 
-// False where samples may be read otherwise than they were written: a filter rounds them, or is one
-// that this host does not know.
-bool keeps_every_bit(hid_t set);
+// The first filter that this host does not know, for people ("the filter 32013 (zfp)"); empty where
+// there is none.
+std::string describe_unknown_filter(hid_t set);
 
 // True where a filter rounds floats that are written, to a number of digits.
 bool rounds_floats(hid_t set);
@@ -56,8 +56,11 @@ Id open_set(hid_t file, const std::string& path, SetUse use);
 // In chunks of its own, with other extents, of the same type; with the same fill value unless it
 // grows, for new room reads as zero.
 Id make_anew_resizable(hid_t file, hid_t older, hid_t older_properties, const Extents& extents);
-// Of the same extents, layout and fill value, where the older one is of another type.
-Id make_narrow(hid_t file, hid_t older, hid_t older_properties, SampleType older_type, SetUse use);
+// Of the same extents, layout and fill value, where the older one is of another type; what is too
+// large for the header of an object then is laid out apart from it. A StorageError says that no
+// 32-bit float can hold the fill value; `path` is for people.
+Id make_narrow(hid_t file, hid_t older, hid_t older_properties, SampleType older_type, SetUse use,
+               std::string_view path);
 
 // Writes what the library still holds of the set's samples. An Id that is merely let go of loses
 // them without a word when they cannot be written.

@@ -67,8 +67,9 @@ void touch(std::span<Sample> samples) {
 }
 
 // What a set carries besides samples, to one that takes its place.
-void copy_annotations(const hdf5::Id& from, const hdf5::Id& properties, const hdf5::Id& to) {
-    hdf5::copy_attributes(from, properties, to);
+void copy_annotations(const hdf5::Id& from, const hdf5::Id& properties, const hdf5::Id& to,
+                      const std::string& path) {
+    hdf5::copy_attributes(from, properties, to, path);
     hdf5::copy_comment(from, to);
 }
 
@@ -144,9 +145,9 @@ void Hdf5Tree::close() {
     hdf5::close_file(std::exchange(open_->file, hdf5::Id{}), name_);
 }
 
-bool Hdf5Tree::keeps_every_bit(ObjectId set) const {
+std::string Hdf5Tree::describe_unknown_filter(ObjectId set) const {
     node(set, ObjectKind::DataSet);
-    return hdf5::keeps_every_bit(open(set));
+    return hdf5::describe_unknown_filter(open(set));
 }
 
 std::vector<KeptElsewhere> Hdf5Tree::list_kept_elsewhere() const {
@@ -350,7 +351,7 @@ std::vector<ScaledSet> Hdf5Tree::list_scaled_sets(const std::string& path) {
         return {};
     }
     const InFile here(name_.native());
-    return hdf5::list_scaled_sets(open(*scale), path);
+    return hdf5::list_scaled_sets(open(*scale), referrers());
 }
 
 SampleType Hdf5Tree::sample_type(ObjectId set) const {
@@ -601,7 +602,7 @@ void Hdf5Tree::make_anew(ObjectId id, const Extents& extents) {
     hdf5::Id new_set = hdf5::make_anew_resizable(open_->file, old_set, properties, extents);
     hdf5::copy_floats(old_set, old_node.type, new_set, smaller_of(extents, old_node.extents),
                       old_node.path);
-    copy_annotations(old_set, properties, new_set);
+    copy_annotations(old_set, properties, new_set, old_node.path);
     take_place(id, old_info, new_set);
     hdf5::close_set(std::move(new_set), old_node.path);
 }
@@ -634,11 +635,12 @@ void Hdf5Tree::narrow(ObjectId id, bool keeps_samples) {
     }
     const hdf5::SetUse new_use = keeps_samples ? hdf5::SetUse::Parts : hdf5::SetUse::Whole;
     const hdf5::Id properties = hdf5::set_properties(old_set);
-    hdf5::Id new_set = hdf5::make_narrow(open_->file, old_set, properties, set.type, new_use);
+    hdf5::Id new_set =
+        hdf5::make_narrow(open_->file, old_set, properties, set.type, new_use, set.path);
     if (keeps_samples) {
         rounding = hdf5::copy_floats(old_set, set.type, new_set, set.extents, set.path).sum_up();
     }
-    copy_annotations(old_set, properties, new_set);
+    copy_annotations(old_set, properties, new_set, set.path);
     take_place(id, old_info, new_set);
     keep_open(id, new_use, std::move(new_set));
     narrowed_.push_back({set.path, set.type, rounding});
@@ -651,10 +653,9 @@ void Hdf5Tree::take_place(ObjectId id, const hdf5::ObjectInfo& old_info, const h
     const std::vector<std::string> paths = hard_links(node(id).path, old_info);
     const std::uint64_t address = hdf5::object_info(new_set).address;
     for (const std::string& path : paths) {
-        hdf5::delete_link(open_->file, absolute(path));
-        hdf5::link_object(new_set, open_->file, absolute(path));
+        hdf5::relink(open_->file, absolute(path), new_set);
     }
-    redirect_references(old_info.address, address);
+    redirect_references(id, old_info.address, address);
     by_address_.erase(old_info.address);
     by_address_.emplace(address, id);
     if (hard_links_) {
@@ -667,19 +668,23 @@ void Hdf5Tree::take_place(ObjectId id, const hdf5::ObjectInfo& old_info, const h
 
 // What refers to the objects of the file is found while all of them are in their places, and before
 // anything new is written over what was deleted.
-void Hdf5Tree::refuse_referrers(ObjectId id, std::uint64_t address, std::string_view change,
-                                bool (*is_hindrance)(const hdf5::Referrer&)) {
+std::multimap<std::uint64_t, hdf5::Referrer>& Hdf5Tree::referrers() {
     if (!open_->referrers) {
         open_->referrers = hdf5::list_referrers(open_->file);
     }
-    const auto unseen = open_->referrers->find(HADDR_UNDEF);
-    if (unseen != open_->referrers->end()) {
+    return *open_->referrers;
+}
+
+void Hdf5Tree::refuse_referrers(ObjectId id, std::uint64_t address, std::string_view change,
+                                bool (*is_hindrance)(const hdf5::Referrer&)) {
+    const auto unseen = referrers().find(HADDR_UNDEF);
+    if (unseen != referrers().end()) {
         throw TreeError(
             fmt::format("'{}' cannot be {}: '{}' holds references in another file, which "
                         "may lead to it",
                         node(id).path, change, unseen->second.path));
     }
-    const auto [first, last] = open_->referrers->equal_range(address);
+    const auto [first, last] = referrers().equal_range(address);
     const auto found = std::find_if(
         first, last, [&](const auto& referrer) { return is_hindrance(referrer.second); });
     if (found != last) {
@@ -731,10 +736,19 @@ void Hdf5Tree::refuse_shown(ObjectId id) {
     }
 }
 
-void Hdf5Tree::redirect_references(std::uint64_t from, std::uint64_t to) {
+void Hdf5Tree::redirect_references(ObjectId id, std::uint64_t from, std::uint64_t to) {
     while (const auto found = open_->referrers->extract(from)) {
         const hdf5::Referrer& referrer = found.mapped();
-        hdf5::redirect(open_->file, referrer, from, to);
+        if (!hdf5::redirect(open_->file, referrer, from, to)) {
+            throw TreeError(
+                fmt::format("'{}' cannot be made anew: the HDF5 library does not keep "
+                            "the values of {}'{}', which refer to it",
+                            node(id).path,
+                            referrer.attribute.empty()
+                                ? ""
+                                : fmt::format("the attribute '{}' of ", referrer.attribute),
+                            referrer.path));
+        }
         open_->referrers->emplace(to, referrer);
     }
 }

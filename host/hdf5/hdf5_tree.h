@@ -81,9 +81,9 @@ class Hdf5Tree final : public DataTree {
     // Every later request is refused.
     void close();
 
-    // False for a set that may give other samples than were written to it, for its filters round
-    // them or are unknown.
-    bool keeps_every_bit(ObjectId set) const;
+    // A filter of a set that this host does not know, for people ("the filter 32013 (zfp)"): it may
+    // give other samples than were written. Empty where there is none.
+    std::string describe_unknown_filter(ObjectId set) const;
 
     // Links into other files, and data sets with their samples there. Looks at every object.
     std::vector<KeptElsewhere> list_kept_elsewhere() const;
@@ -100,7 +100,7 @@ class Hdf5Tree final : public DataTree {
 
     // The dimension scales that are attached to a set; `path` is from the root.
     std::vector<AttachedScale> list_attached_scales(const std::string& path);
-    // The sets that one is attached to as a dimension scale.
+    // The sets that one is attached to as a dimension scale. Looks at every object.
     std::vector<ScaledSet> list_scaled_sets(const std::string& path);
 
     // What a data set of any rank holds, 0 included, as an attribute would: numbers or texts. A
@@ -180,11 +180,12 @@ class Hdf5Tree final : public DataTree {
     bool takes_floats(ObjectId id, hdf5::SetUse use);
     void narrow(ObjectId id, bool keeps_samples);
     void take_place(ObjectId id, const hdf5::ObjectInfo& old_info, const hdf5::Id& new_set);
+    std::multimap<std::uint64_t, hdf5::Referrer>& referrers();
     void refuse_referrers(ObjectId id, std::uint64_t address, std::string_view change,
                           bool (*is_hindrance)(const hdf5::Referrer&));
     bool may_name(std::string_view path, ObjectId id);
     void refuse_shown(ObjectId id);
-    void redirect_references(std::uint64_t from, std::uint64_t to);
+    void redirect_references(ObjectId id, std::uint64_t from, std::uint64_t to);
     std::vector<std::string> hard_links(const std::string& path, const hdf5::ObjectInfo& info);
 
     std::filesystem::path name_;

@@ -124,6 +124,10 @@ bool is_unsigned(hid_t type) {
     return checked(H5Tget_sign(type), "read", "the sign of a type") == H5T_SGN_NONE;
 }
 
+Id element_type(hid_t type) {
+    return owned(H5Tget_super(type), "read", "the type of a sequence");
+}
+
 std::optional<SampleType> find_sample_type(hid_t type) {
     const H5T_class_t kind = type_class(type);
     if (kind != H5T_FLOAT && kind != H5T_INTEGER) {

@@ -25,6 +25,8 @@ bool has_no_elements(hid_t space); // a null space, without even one value
 H5T_class_t type_class(hid_t type);
 std::size_t type_size(hid_t type); // of one value, in bytes
 bool is_unsigned(hid_t type);      // of an integer type
+// Of an array, or of a list of any length.
+Id element_type(hid_t type);
 // Nothing for a type that is none of those real numbers, in either byte order.
 std::optional<SampleType> find_sample_type(hid_t type);
 // In which a new value is stored: little-endian. Of the library, never closed.

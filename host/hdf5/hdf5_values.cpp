@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <utility>
 #include <vector>
@@ -99,6 +100,98 @@ AttributeValue read_floats(const OpenValues& source) {
     return scalar_or_array<double, NumberArray>(source, std::move(values));
 }
 
+// ---------------------------------------------------------------------------
+// Values of any type, compared
+
+bool is_same_type(hid_t type, hid_t other) {
+    const auto is_committed = [](hid_t id) {
+        return checked(H5Tcommitted(id), "compare", "types");
+    };
+    return checked(H5Tequal(type, other), "compare", "types") > 0 &&
+           is_committed(type) == is_committed(other);
+}
+
+// By all of its bytes.
+bool is_plain(hid_t type) {
+    switch (type_class(type)) {
+    case H5T_COMPOUND: // with room between its members
+    case H5T_ARRAY:
+    case H5T_VLEN:
+        return false;
+    case H5T_STRING:
+        return checked(H5Tis_variable_str(type), "read", "a type of texts") == 0;
+    default:
+        return true;
+    }
+}
+
+template <typename Value>
+Value value_at(const std::byte* bytes) {
+    Value value{};
+    std::memcpy(&value, bytes, sizeof value);
+    return value;
+}
+
+bool are_same(hid_t type, const std::byte* values, const std::byte* others, std::size_t count);
+
+bool are_same_members(hid_t type, const std::byte* value, const std::byte* other) {
+    const auto count =
+        static_cast<unsigned>(checked(H5Tget_nmembers(type), "read", "the type of a table"));
+    for (unsigned member = 0; member < count; ++member) {
+        const Id member_type =
+            owned(H5Tget_member_type(type, member), "read", "the type of a table");
+        const std::size_t offset = H5Tget_member_offset(type, member);
+        if (!are_same(member_type, value + offset, other + offset, 1)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool is_same_list(hid_t type, const std::byte* value, const std::byte* other) {
+    const auto list = value_at<hvl_t>(value);
+    const auto other_list = value_at<hvl_t>(other);
+    return list.len == other_list.len &&
+           are_same(element_type(type), static_cast<const std::byte*>(list.p),
+                    static_cast<const std::byte*>(other_list.p), list.len);
+}
+
+bool is_same_text(const std::byte* value, const std::byte* other) {
+    const auto* text = value_at<const char*>(value);
+    const auto* other_text = value_at<const char*>(other);
+    return text == nullptr || other_text == nullptr ? text == other_text
+                                                    : std::strcmp(text, other_text) == 0;
+}
+
+// Of a type that is not plain.
+bool is_same(hid_t type, const std::byte* value, const std::byte* other) {
+    switch (type_class(type)) {
+    case H5T_COMPOUND:
+        return are_same_members(type, value, other);
+    case H5T_ARRAY: {
+        const Id element = element_type(type);
+        return are_same(element, value, other, type_size(type) / type_size(element));
+    }
+    case H5T_VLEN:
+        return is_same_list(type, value, other);
+    default:
+        return is_same_text(value, other);
+    }
+}
+
+bool are_same(hid_t type, const std::byte* values, const std::byte* others, std::size_t count) {
+    const std::size_t size = type_size(type);
+    if (is_plain(type)) {
+        return count == 0 || std::memcmp(values, others, count * size) == 0;
+    }
+    for (std::size_t i = 0; i < count; ++i) {
+        if (!is_same(type, values + i * size, others + i * size)) {
+            return false;
+        }
+    }
+    return true;
+}
+
 } // namespace
 
 std::size_t OpenValues::count() const {
@@ -130,6 +223,29 @@ OpenValues open_attribute(hid_t object, const std::string& name) {
 
 OpenValues open_set_values(hid_t set, const std::string& path) {
     return {path, share(set), set_type(set), set_space(set), true};
+}
+
+RawValues::RawValues(const OpenValues& source)
+    : source_(source), bytes_(std::max<std::size_t>(source.count(), 1) * type_size(source.type)),
+      reclaim_(source, bytes_.data()) {
+    if (source.count() > 0) {
+        source.read(source.type, bytes_.data());
+    }
+}
+
+std::span<std::byte> RawValues::value(std::size_t index) {
+    const std::size_t size = type_size(source_.type);
+    return std::span(bytes_).subspan(index * size, size);
+}
+
+void RawValues::write_to(const OpenValues& target) const {
+    target.write(source_.type, bytes_.data());
+}
+
+bool RawValues::are_those_of(const OpenValues& other) const {
+    return is_same_type(source_.type, other.type) &&
+           checked(H5Sextent_equal(source_.space, other.space), "compare", "extents") > 0 &&
+           are_same(source_.type, bytes_.data(), RawValues(other).bytes_.data(), source_.count());
 }
 
 AttributeValue read_values(const OpenValues& values, std::string_view described) {

@@ -4,8 +4,10 @@
 #include "host/hdf5/hdf5_calls.h"
 
 #include <cstddef>
+#include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace talvora::host::hdf5 {
 
@@ -38,6 +40,28 @@ class Reclaim {
   private:
     const OpenValues& of_;
     void* values_;
+};
+
+// Values as their own type has them in memory, with all that they lead to. Never without room, so
+// that there is always a place to read to. The source is borrowed.
+class RawValues {
+  public:
+    explicit RawValues(const OpenValues& source);
+
+    std::size_t count() const { return source_.count(); }
+    // The bytes of one of them, or of all.
+    std::span<std::byte> value(std::size_t index);
+    std::span<std::byte> all() { return bytes_; }
+    // To an attribute or a data set of the same type and extents.
+    void write_to(const OpenValues& target) const;
+    // Whether an attribute or a data set holds the same values, of the same type and extents: lists
+    // of varying length and texts by what is in them.
+    bool are_those_of(const OpenValues& other) const;
+
+  private:
+    const OpenValues& source_;
+    std::vector<std::byte> bytes_;
+    Reclaim reclaim_;
 };
 
 // Integers, enumerations and floats of any width, texts of fixed or variable length: a value of its

@@ -563,10 +563,9 @@ void check_time(const MappedSets& sets, const SetPlan& set, const std::string& f
 void warn_of_packing(Hdf5Tree& source, const SetPlan& set, const std::string& file,
                      ImportPlan& plan) {
     if (const std::string packing = describe_packing(source, set.id); !packing.empty()) {
-        plan.warnings.push_back(fmt::format(
-            "{}: {}: its samples are taken as they are stored, and its attributes say otherwise: "
-            "{} (--map FILE.yaml with scale and offset takes them so)",
-            file, set.path, packing));
+        plan.warnings.push_back(
+            fmt::format("{}: {}: {} (--map FILE.yaml with scale and offset takes them so)", file,
+                        set.path, packing));
     }
 }
 

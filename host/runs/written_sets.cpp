@@ -33,8 +33,13 @@ ContentMark mark_of(std::span<const float> samples) {
     return mark.finish();
 }
 
-std::string describe_other_samples(std::string_view path) {
-    return fmt::format("'{}' reads back other samples than were written to it", path);
+std::string describe_other_samples(std::string_view path, const std::string& unknown_filter) {
+    return fmt::format("'{}' reads back other samples than were written to it{}", path,
+                       unknown_filter.empty()
+                           ? ""
+                           : fmt::format(": {}, which is not known here, may round them (h5repack "
+                                         "-f NONE makes a copy without filters)",
+                                         unknown_filter));
 }
 
 void compare_set(Hdf5Tree& tree, const WrittenSet& written) {
@@ -46,8 +51,8 @@ void compare_set(Hdf5Tree& tree, const WrittenSet& written) {
         throw TreeError(fmt::format("'{}' was written as {} and reads back as {}", written.path,
                                     describe_extents(written.extents), describe_extents(extents)));
     }
-    if (mark_samples(tree, *set) != written.mark && tree.keeps_every_bit(*set)) {
-        throw TreeError(describe_other_samples(written.path));
+    if (mark_samples(tree, *set) != written.mark) {
+        throw TreeError(describe_other_samples(written.path, tree.describe_unknown_filter(*set)));
     }
 }
 
@@ -150,9 +155,9 @@ void WrittenTree::resize(ObjectId set, const Extents& extents) {
 void WrittenTree::read(ObjectId set, const Hyperslab& slab, std::span<float> samples) {
     tree_.read(set, slab, samples);
     const auto written = marks_.find(set);
-    if (written != marks_.end() && written->second.differ(tree_.extents(set), slab, samples) &&
-        keeps_every_bit_(set)) {
-        throw StorageError(StorageError::Access::Writing, describe_other_samples(tree_.path(set)));
+    if (written != marks_.end() && written->second.differ(tree_.extents(set), slab, samples)) {
+        throw StorageError(StorageError::Access::Writing,
+                           describe_other_samples(tree_.path(set), describe_unknown_filter_(set)));
     }
 }
 

@@ -49,14 +49,14 @@ class PartMarks {
 // so, the marks are compared: a StorageError of writing tells that it reads back otherwise.
 class WrittenTree final : public ForwardingTree {
   public:
-    using KeepsEveryBit = std::function<bool(ObjectId set)>;
+    using DescribeFilter = std::function<std::string(ObjectId set)>;
 
-    // Borrows the tree, which is changed through this one alone. `keeps_every_bit` tells of which
-    // of its sets samples can be compared.
-    WrittenTree(DataTree& tree, KeepsEveryBit keeps_every_bit)
-        : ForwardingTree(tree), keeps_every_bit_(std::move(keeps_every_bit)) {}
+    // Borrows the tree, which is changed through this one alone. `describe_unknown_filter` says
+    // what may be the reason where a set reads back otherwise, as Hdf5Tree does.
+    WrittenTree(DataTree& tree, DescribeFilter describe_unknown_filter)
+        : ForwardingTree(tree), describe_unknown_filter_(std::move(describe_unknown_filter)) {}
     explicit WrittenTree(Hdf5Tree& tree)
-        : WrittenTree(tree, [&tree](ObjectId set) { return tree.keeps_every_bit(set); }) {}
+        : WrittenTree(tree, [&tree](ObjectId set) { return tree.describe_unknown_filter(set); }) {}
 
     // What those sets hold now.
     std::vector<WrittenSet> list_written();
@@ -67,12 +67,12 @@ class WrittenTree final : public ForwardingTree {
     void write(ObjectId set, const Hyperslab& slab, std::span<const float> samples) override;
 
   private:
-    KeepsEveryBit keeps_every_bit_;
+    DescribeFilter describe_unknown_filter_;
     std::map<ObjectId, PartMarks> marks_;
 };
 
 // Throws a TreeError that names the first set which is not there, has other extents or holds other
-// samples. Of a set that does not keep every bit the extents alone are compared.
+// samples.
 void compare_written(Hdf5Tree& tree, std::span<const WrittenSet> sets);
 
 } // namespace talvora::host

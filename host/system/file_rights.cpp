@@ -29,7 +29,8 @@ namespace fs = std::filesystem;
 
 constexpr mode_t OWNER_BITS = 0700;
 constexpr mode_t OTHERS_BITS = 0077;
-constexpr mode_t BORROWED_BITS = 06000; // the file runs as its owner, or as its group
+constexpr mode_t EVERYBODY = OWNER_BITS | OTHERS_BITS;
+constexpr mode_t ALL_SPECIAL_BITS = S_ISUID | S_ISGID | S_ISVTX;
 constexpr mode_t EVERYTHING = 07;
 
 [[noreturn]] void fail(const fs::path& file, std::string_view what) {
@@ -177,6 +178,44 @@ bool copy_attributes(const fs::path& like, const fs::path& file) {
     return copied;
 }
 
+// The bits of a mode beside those of reading, writing and executing.
+constexpr std::pair<mode_t, const char*> SPECIAL_BITS[] = {
+    {S_ISUID, "its setuid bit"}, {S_ISGID, "its setgid bit"}, {S_ISVTX, "its sticky bit"}};
+
+// A file that runs as its owner, or as its group, does so with what these made of it: not with
+// another file's content.
+mode_t find_kept_bits(const fs::path& like, std::span<const fs::path> sources,
+                      const fs::path& file) {
+    const struct stat before = status_of(like);
+    const struct stat after = status_of(file);
+    mode_t kept = S_ISVTX;
+    std::error_code ignored;
+    if (std::ranges::all_of(sources, [&](const fs::path& source) {
+            return fs::equivalent(source, like, ignored);
+        })) {
+        kept |= before.st_uid == after.st_uid ? S_ISUID : 0U;
+        kept |= before.st_gid == after.st_gid ? S_ISGID : 0U;
+    }
+    return before.st_mode & kept;
+}
+
+std::vector<std::string> copy_special_bits(const fs::path& like, std::span<const fs::path> sources,
+                                           const fs::path& file) {
+    const mode_t mode = status_of(file).st_mode & EVERYBODY;
+    const mode_t wanted = mode | find_kept_bits(like, sources, file);
+    if (wanted != (status_of(file).st_mode & (EVERYBODY | ALL_SPECIAL_BITS))) {
+        set_mode(file, wanted);
+    }
+    std::vector<std::string> lost;
+    const mode_t missing = status_of(like).st_mode & ~status_of(file).st_mode;
+    for (const auto& [bit, name] : SPECIAL_BITS) {
+        if ((missing & bit) != 0) {
+            lost.emplace_back(name);
+        }
+    }
+    return lost;
+}
+
 std::string name_rights(mode_t rights) {
     std::string names;
     for (const auto& [right, name] : {std::pair{04U, "read"}, {02U, "write"}, {01U, "execute"}}) {
@@ -204,7 +243,7 @@ std::vector<std::string> copy_mode(const fs::path& like, std::span<const fs::pat
                                    const fs::path& file) {
     const struct stat status = status_of(like);
     const gid_t group = status_of(file).st_gid;
-    mode_t most = OWNER_BITS | OTHERS_BITS;
+    mode_t most = EVERYBODY;
     for (const fs::path& source : sources) {
         if (!have_same_rights(source, like)) {
             most &= OWNER_BITS | as_mode_in_group(source, group);
@@ -244,9 +283,7 @@ std::vector<std::string> copy_rights(const fs::path& like, std::span<const fs::p
     // Whether it could be kept shows in the file.
     [[maybe_unused]] const int kept = chown(name.c_str(), static_cast<uid_t>(-1), status.st_gid);
     std::ranges::move(copy_mode(like, sources, file), std::back_inserter(lost));
-    if (!lost.empty()) {
-        set_mode(file, status_of(file).st_mode & 07777U & ~BORROWED_BITS);
-    }
+    std::ranges::move(copy_special_bits(like, sources, file), std::back_inserter(lost));
     if (!copy_attributes(like, file)) {
         lost.emplace_back("some of its extended attributes");
     }

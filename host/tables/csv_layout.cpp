@@ -257,10 +257,31 @@ void refuse_later_names(const Head& head, std::size_t begin, const std::string& 
     }
 }
 
+// "1" is the unit of what has none, beside units of others.
+void refuse_numbers_as_units(const Head& head, std::size_t line, const std::string& source) {
+    const Cells cells = head.cells(line);
+    const bool has_word = std::ranges::any_of(cells, is_word);
+    const auto found = std::ranges::find_if(cells, [&](const std::string& cell) {
+        return is_number(cell) && !(has_word && cell == "1");
+    });
+    if (found != cells.end()) {
+        throw Failure(
+            ExitCode::Input,
+            fmt::format("{}: --units-row: row {} holds the number '{}' and no units ('{}')", source,
+                        head.lines[line].row, *found, head.lines[line].text),
+            {"without --units-row it is a row of samples; --header ROW says where the "
+             "names stand"});
+    }
+}
+
 bool find_units(const Head& head, const CsvChoice& choice, const std::string& source) {
     const std::size_t below = head.names + 1;
-    if (choice.has_units_row || below >= head.lines.size()) {
+    if (below >= head.lines.size()) {
         return choice.has_units_row;
+    }
+    if (choice.has_units_row) {
+        refuse_numbers_as_units(head, below, source);
+        return true;
     }
     const Cells cells = head.cells(below);
     const bool has_units = holds_words(cells) && tells_unit_of_time(head.cells(head.names), cells);

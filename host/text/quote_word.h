@@ -6,7 +6,8 @@
 
 namespace talvora::host {
 
-// As one word of a shell command.
+// As one word of a shell command. One with control characters is quoted as $'...' with their
+// numbers, as bash, zsh and POSIX since 2024 take it.
 std::string quote_word(std::string_view word);
 
 } // namespace talvora::host

@@ -34,7 +34,10 @@ std::string describe_packing(DataTree& tree, ObjectId set) {
             found.push_back(fmt::format("{} = {:.7g}", attribute.name, *value));
         }
     }
-    return join_texts(found);
+    return found.empty() ? ""
+                         : fmt::format("its samples are taken as they are stored, and its "
+                                       "attributes say otherwise: {}",
+                                       join_texts(found));
 }
 
 } // namespace talvora::host

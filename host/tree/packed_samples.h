@@ -8,7 +8,8 @@
 
 namespace talvora::host {
 
-// "scale_factor = 0.01, _FillValue = -9999"; empty where samples are meant as they are.
+// "its samples are taken as they are stored, and its attributes say otherwise: scale_factor = 0.01,
+// _FillValue = -9999"; empty where they are meant so.
 std::string describe_packing(DataTree& tree, ObjectId set);
 
 } // namespace talvora::host

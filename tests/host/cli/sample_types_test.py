@@ -354,6 +354,46 @@ class WhatIsKept(SampleTypes):
                 with self.read() as file:
                     np.testing.assert_array_equal(file["Imu/X"], expected)
 
+    def test_a_fill_value_beyond_all_floats_is_refused(self):
+        for options in ({}, {"chunks": (1, 1, 10)}):
+            for value, shown in ((1e300, "1e+300"), (-1e39, "-1e+39")):
+                with self.subTest(value=value, **options):
+                    with self.make() as file:
+                        add_set(file, "Imu/X", np.arange(30.0).reshape(1, 1, 30), fillvalue=value,
+                                **options)
+                    before = (self.folder / "in.h5").read_bytes()
+                    for place in (["-o", "out.h5"], ["--in-place", "--accept", "narrowing"]):
+                        self.assertEqual(
+                            self.opposite(*place, code=3).stderr.splitlines()[-1],
+                            f"error: in.h5: the fill value of 'Imu/X' is {shown}, which no 32-bit "
+                            "float can hold (allowed: -3.4028235e+38 to 3.4028235e+38)")
+                    self.assertEqual(os.listdir(self.folder), ["in.h5"])
+                    self.assertEqual((self.folder / "in.h5").read_bytes(), before)
+        for value in (np.inf, -np.inf, np.nan, 3.4028235e38):
+            with self.make() as file:
+                add_set(file, "Imu/X", np.arange(30.0).reshape(1, 1, 30), fillvalue=value)
+            self.opposite("-o", "out.h5", "--force")
+            with self.read() as file:
+                np.testing.assert_equal(file["Imu/X"].fillvalue, np.float32(value))
+
+    def test_a_compact_set_that_becomes_too_large_for_its_header(self):
+        for count in (15_000, 60_000):
+            with self.subTest(count=count), self.make() as file:
+                samples = (np.arange(count) % 100).astype("i1").reshape(1, 1, count)
+                properties = h5py.h5p.create(h5py.h5p.DATASET_CREATE)
+                properties.set_layout(h5py.h5d.COMPACT)
+                made = h5py.h5d.create(file.create_group("Imu").id, b"X", h5py.h5t.STD_I8LE,
+                                       h5py.h5s.create_simple(samples.shape), dcpl=properties)
+                made.write(h5py.h5s.ALL, h5py.h5s.ALL, samples)
+                file["Imu/X"].attrs["SampleRate"] = 100.0
+                file.close()
+                self.opposite("-o", "out.h5", "--force")
+                with self.read() as file:
+                    np.testing.assert_array_equal(file["Imu/X"], -samples.astype("f4"))
+                    layout = file["Imu/X"].id.get_create_plist().get_layout()
+                    self.assertEqual(layout, h5py.h5d.COMPACT if count < 16_000
+                                     else h5py.h5d.CONTIGUOUS)
+
     # Of a set in chunks those that were never written read as the fill value.
     def test_room_that_was_never_written(self):
         with self.make() as file:
@@ -728,6 +768,21 @@ class Shows(SampleTypes):
                     if samples.dtype.kind != "f":
                         self.assertEqual(numbers["max"], int(samples.max()))
                         self.assertIsInstance(numbers["max"], int)
+
+    def test_means_of_integers_where_single_precision_ends(self):
+        with self.make() as file:
+            for name, first in (("A", 2**23 - 50), ("B", 2**24 - 101), ("C", -2**23 - 7)):
+                samples = np.arange(first, first + 100_001) if name == "A" else \
+                    first + np.arange(100_001) % 2
+                for dtype in ("i4", "i8", "f8", "f4"):
+                    add_set(file, f"Imu/{name}-{dtype}", samples.reshape(1, 1, -1).astype(dtype))
+        listed = json.loads(self.call("tree", "in.h5", "--json", "--statistics").stdout)["objects"]
+        with self.read("in.h5") as file:
+            for entry in listed:
+                if entry["kind"] == "data set":
+                    samples = file[entry["path"]][...].astype(np.int64)
+                    self.assertEqual(entry["statistics"]["mean"], samples.sum() / samples.size,
+                                     entry["path"])
 
     def test_export_gives_back_every_sample(self):
         with self.make() as file:

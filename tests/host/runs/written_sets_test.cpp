@@ -36,8 +36,8 @@ std::vector<std::string> paths_of(const std::vector<WrittenSet>& sets) {
     return paths;
 }
 
-bool keeps_every_bit(ObjectId) {
-    return true;
+std::string no_unknown_filter(ObjectId) {
+    return "";
 }
 
 TEST(WrittenTrees, NoteWhatIsMadeResizedAndWritten) {
@@ -45,7 +45,7 @@ TEST(WrittenTrees, NoteWhatIsMadeResizedAndWritten) {
     for (const char* path : {"read", "written", "resized"}) {
         write_from(inner, inner.create_dataset(inner.root(), path, {3}), 0, {1, 2, 3});
     }
-    WrittenTree tree(inner, keeps_every_bit);
+    WrittenTree tree(inner, no_unknown_filter);
     EXPECT_THAT(tree.list_written(), IsEmpty());
     std::vector<float> samples(3);
     tree.read(find_set(tree, "read"), {Extents{0}, Extents{3}}, samples);
@@ -78,7 +78,7 @@ TEST(WrittenTrees, MarkTheSamplesAsTheyAreInTheEnd) {
     expected.add(std::as_bytes(std::span(samples)));
     for (const auto& way : WAYS) {
         MemoryTree inner;
-        WrittenTree tree(inner, keeps_every_bit);
+        WrittenTree tree(inner, no_unknown_filter);
         way(tree, tree.create_dataset(tree.root(), "X", {3}));
         const std::vector<WrittenSet> written = tree.list_written();
         ASSERT_EQ(written.size(), 1U);
@@ -89,10 +89,10 @@ TEST(WrittenTrees, MarkTheSamplesAsTheyAreInTheEnd) {
 
 TEST(WrittenTrees, RefuseSamplesThatAreReadOtherwiseThanTheyWereWritten) {
     std::vector<float> samples(3);
-    const auto read_spoiled = [&](bool exact,
+    const auto read_spoiled = [&](const std::string& filter,
                                   const std::function<void(WrittenTree&, ObjectId)>& more) {
         MemoryTree inner;
-        WrittenTree tree(inner, [&](ObjectId) { return exact; });
+        WrittenTree tree(inner, [&](ObjectId) { return filter; });
         const ObjectId set = tree.create_dataset(tree.root(), "X", {3});
         write_from(tree, set, 0, {1, 2, 3});
         tree.read(set, {Extents{0}, Extents{3}}, samples);
@@ -101,12 +101,15 @@ TEST(WrittenTrees, RefuseSamplesThatAreReadOtherwiseThanTheyWereWritten) {
         tree.read(set, {Extents{0}, Extents{3}}, samples);
     };
     const auto nothing = [](WrittenTree&, ObjectId) {};
-    EXPECT_THAT([&] { read_spoiled(true, nothing); },
+    EXPECT_THAT([&] { read_spoiled("", nothing); },
                 testing::ThrowsMessage<StorageError>(
                     "'X' reads back other samples than were written to it"));
-    EXPECT_NO_THROW(read_spoiled(false, nothing)); // a filter rounds
+    EXPECT_THAT([&] { read_spoiled("the filter 305", nothing); },
+                testing::ThrowsMessage<StorageError>(testing::StartsWith(
+                    "'X' reads back other samples than were written to it: the filter 305, which "
+                    "is not known here, may round them")));
     EXPECT_NO_THROW(
-        read_spoiled(true, [](WrittenTree& tree, ObjectId set) { write_from(tree, set, 1, {5}); }));
+        read_spoiled("", [](WrittenTree& tree, ObjectId set) { write_from(tree, set, 1, {5}); }));
 }
 
 // A set of [2, 6] that is written by its halves of lines: a later step reads it so again.
@@ -121,7 +124,7 @@ TEST(WrittenTrees, RefusePartsThatAreReadOtherwiseThanTheyWereWritten) {
     const auto read_spoiled = [&](std::uint64_t spoiled_line,
                                   const std::function<void(WrittenTree&, ObjectId)>& more) {
         MemoryTree inner;
-        WrittenTree tree(inner, keeps_every_bit);
+        WrittenTree tree(inner, no_unknown_filter);
         const ObjectId set = tree.create_dataset(tree.root(), "X", {2, 6});
         std::vector<float> samples = {1, 2, 3};
         visit_halves([&](const Hyperslab& slab) { tree.write(set, slab, samples); });
@@ -159,7 +162,7 @@ TEST(WrittenTrees, RefusePartsThatAreReadOtherwiseThanTheyWereWritten) {
 
 TEST(WrittenTrees, ForgetPartsOfASetThatIsResized) {
     MemoryTree inner;
-    WrittenTree tree(inner, keeps_every_bit);
+    WrittenTree tree(inner, no_unknown_filter);
     const ObjectId set = tree.create_dataset(tree.root(), "X", {2, 2});
     tree.write(set, {Extents{1, 0}, Extents{1, 2}}, std::vector<float>{1, 2});
     tree.resize(set, {2, 1});

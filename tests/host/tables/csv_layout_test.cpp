@@ -87,6 +87,25 @@ TEST(FindLayout, RefusesARowThatCouldBeUnitsOrNames) {
     EXPECT_EQ(layout_of("X,Y\nleft,right\n1,2\n", {.names_row = 2}).names_row, 2U);
 }
 
+TEST(FindLayout, RefusesNumbersAsUnits) {
+    const CsvChoice with_units{.names_row = {}, .has_units_row = true};
+    const auto refusal_of = [&](std::string_view text) {
+        try {
+            layout_of(text, with_units);
+        } catch (const Failure& failure) {
+            EXPECT_EQ(failure.code(), ExitCode::Input);
+            return std::string(failure.what());
+        }
+        return std::string();
+    };
+    EXPECT_EQ(refusal_of("X,Y\n0.5,2\n1,2\n"),
+              "walk.csv: --units-row: row 2 holds the number '0.5' and no units ('0.5,2')");
+    EXPECT_THAT(refusal_of("X,Y\n1,1\n1,2\n"), HasSubstr("row 2 holds the number '1'"));
+    EXPECT_THAT(refusal_of("\nX;Y\n0,5;left\n1;2\n"), HasSubstr("row 3 holds the number '0,5'"));
+    EXPECT_EQ(refusal_of("X,Y\nm,1\n1,2\n"), ""); // without a unit
+    EXPECT_EQ(refusal_of("X,Y\nm,\n1,2\n"), "");
+}
+
 TEST(FindLayout, RefusesNamesBelowRowsThatAreAsWide) {
     const Failure failure = failure_of("Device,IMU-7\nRate,100\nt,X\n0,1\n1,2\n");
     EXPECT_EQ(failure.code(), ExitCode::Input);
