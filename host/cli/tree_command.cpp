@@ -5,6 +5,7 @@
 #include "host/cli/read_apart.h"
 #include "host/cli/tree_entries.h"
 #include "host/interface/path_patterns.h"
+#include "host/recipes/json_text.h"
 #include "host/runs/input_files.h"
 #include "host/text/align_columns.h"
 #include "host/text/join_texts.h"
@@ -137,7 +138,7 @@ Json make_json(const TreeEntry& entry, const TreeOptions& options) {
     if (entry.kind == "data set") {
         json["dtype"] = name_sample_type(entry.type);
         json["shape"] = entry.extents;
-        json["sample_rate"] = entry.sample_rate ? Json(*entry.sample_rate) : Json(nullptr);
+        json["sample_rate"] = value_or_null(entry.sample_rate);
         if (!entry.names.labels.texts.empty()) {
             json["labels"] = entry.names.labels.texts;
         }

@@ -24,10 +24,6 @@ namespace {
 // ---------------------------------------------------------------------------
 // What is given by mistake
 
-bool declares(const ParameterValues& values, std::string_view key) {
-    return values.signature(key) != nullptr;
-}
-
 void check_text(std::string_view key, std::string_view text,
                 std::vector<ParameterProblem>& problems) {
     if (find_invalid_utf8(text)) {
@@ -283,7 +279,7 @@ std::vector<ParameterProblem> check_step(const Unit& unit, const ParameterValues
     check_exclusions(values, aims, problems);
     check_edges(unit, values, aims, problems);
     check_rate(unit, aims, problems);
-    if (aims.set_by_set && !declares(values, SOURCE_SETS_KEY)) {
+    if (aims.set_by_set && !declares(values.signatures(), SOURCE_SETS_KEY)) {
         problems.push_back(
             {fmt::format("set by set: the unit takes no single sets by {}", SOURCE_SETS_KEY), ""});
     }

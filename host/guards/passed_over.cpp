@@ -20,7 +20,7 @@ namespace {
 using Names = std::vector<std::string>;
 
 bool names_sets(const ParameterValues& values) {
-    return values.signature(SOURCE_SETS_KEY) != nullptr;
+    return declares(values.signatures(), SOURCE_SETS_KEY);
 }
 
 // ---------------------------------------------------------------------------
