@@ -83,9 +83,10 @@ std::string describe_lines(const LineNames& names) {
 }
 
 std::vector<std::string> make_row(const TreeEntry& entry, const TreeOptions& options) {
-    const bool is_set = entry.kind == "data set";
-    std::vector<std::string> row = {entry.kind.starts_with("group") ? entry.path + "/" : entry.path,
-                                    is_set ? describe_shape(entry) : entry.kind,
+    const bool is_group = entry.kind == ObjectKind::Group;
+    const bool is_set = entry.kind == ObjectKind::DataSet;
+    std::vector<std::string> row = {is_group ? entry.path + "/" : entry.path,
+                                    is_set ? describe_shape(entry) : entry.description,
                                     entry.sample_rate ? describe_rounded(*entry.sample_rate) + " Hz"
                                                       : ""};
     if (options.statistics) {
@@ -134,8 +135,8 @@ Json make_json(const SampleValue& value) {
 }
 
 Json make_json(const TreeEntry& entry, const TreeOptions& options) {
-    Json json = {{"path", entry.path}, {"kind", entry.kind}};
-    if (entry.kind == "data set") {
+    Json json = {{"path", entry.path}, {"kind", entry.description}};
+    if (entry.kind == ObjectKind::DataSet) {
         json["dtype"] = name_sample_type(entry.type);
         json["shape"] = entry.extents;
         json["sample_rate"] = value_or_null(entry.sample_rate);
