@@ -94,8 +94,8 @@ std::vector<std::string> make_row(const TreeEntry& entry, const TreeOptions& opt
         if (const auto& numbers = entry.statistics) {
             row[3] = fmt::format("{}", numbers->sample_count);
             row[4] = fmt::format("{}", numbers->missing_count);
-            row[5] = describe_rounded(numbers->min);
-            row[6] = describe_rounded(numbers->max);
+            row[5] = describe_rounded(numbers->least);
+            row[6] = describe_rounded(numbers->greatest);
             row[7] = describe_rounded(numbers->mean);
         }
     }
@@ -157,8 +157,8 @@ Json make_json(const TreeEntry& entry, const TreeOptions& options) {
     if (const auto& numbers = entry.statistics) {
         json["statistics"] = {{"samples", numbers->sample_count},
                               {"missing", numbers->missing_count},
-                              {"min", make_json(numbers->min)},
-                              {"max", make_json(numbers->max)},
+                              {"min", make_json(numbers->least)},
+                              {"max", make_json(numbers->greatest)},
                               {"mean", numbers->mean}};
     }
     return json;
