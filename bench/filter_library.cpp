@@ -2,8 +2,11 @@
 
 #include "dsp/filter_set.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <iterator>
 #include <span>
+#include <string_view>
 
 namespace {
 
@@ -15,6 +18,27 @@ Filter<float> make_float_filter(dsp::FilterPath path);
 template <class Filter>
 Filter make_float_filter(dsp::FilterPath path);
 using SetFilter = decltype(make_float_filter<dsp::SetFilter>(dsp::FilterPath()));
+
+// Earlier loops call the baseline by its instructions.
+template <class Path>
+constexpr Path find_baseline() {
+    if constexpr (requires { Path::Baseline; }) {
+        return Path::Baseline;
+    } else {
+        return Path::Sse2;
+    }
+}
+
+struct NamedPath {
+    std::string_view name;
+    dsp::FilterPath path;
+};
+
+constexpr NamedPath PATHS[] = {
+    {"SSE2", find_baseline<dsp::FilterPath>()},
+    {"AVX2", dsp::FilterPath::Avx2},
+    {"AVX-512", dsp::FilterPath::Avx512},
+};
 
 // Loops of before sets were filtered together take them one by one.
 template <class Filter>
@@ -38,9 +62,11 @@ void finish(Filter& filter) {
 
 extern "C" {
 
-__attribute__((visibility("default"))) void* make_filter(int path) {
-    const auto wanted = static_cast<dsp::FilterPath>(path);
-    return dsp::can_take(wanted) ? new SetFilter(wanted) : nullptr;
+__attribute__((visibility("default"))) void* make_filter_of_path(const char* path_name) {
+    const auto* const named =
+        std::ranges::find(PATHS, std::string_view(path_name), &NamedPath::name);
+    const bool can_be_taken = named != std::end(PATHS) && dsp::can_take(named->path);
+    return can_be_taken ? new SetFilter(named->path) : nullptr;
 }
 
 __attribute__((visibility("default"))) void free_filter(void* filter) {

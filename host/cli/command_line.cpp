@@ -136,7 +136,7 @@ void print_help(const CLI::App& program, Session& session, const CLI::CallForHel
     program.exit(help);
 }
 
-ExitCode run_command(int argument_count, char** arguments, Session& session) {
+ExitCode dispatch_command(int argument_count, char** arguments, Session& session) {
     CLI::App program("Runs the units of a signal-processing plug-in on HDF5 files.",
                      "talvora-host");
     set_help_layout(program);
@@ -172,7 +172,7 @@ ExitCode run_command_line(int argument_count, char** arguments) {
     outlive_file_limit();
     try {
         hold_standard_streams();
-        return run_command(argument_count, arguments, session);
+        return dispatch_command(argument_count, arguments, session);
     } catch (const std::exception&) {
         return print_exception(session.console);
     }

@@ -10,32 +10,26 @@
 #include <cstddef>
 #include <iterator>
 #include <set>
-#include <string_view>
 #include <vector>
 
 namespace talvora::host {
 namespace {
 
 // Ordinary files have them beside their signals.
-bool is_plainly_no_signal(std::string_view description) {
-    constexpr std::string_view BEGINNINGS[] = {"data set of texts", "data set of references",
-                                               "data set of enumerated values", "named type"};
-    return std::ranges::any_of(
-        BEGINNINGS, [&](std::string_view beginning) { return description.starts_with(beginning); });
-}
+constexpr OtherKind PLAINLY_NO_SIGNAL[] = {OtherKind::TextSet, OtherKind::ReferenceSet,
+                                           OtherKind::EnumerationSet, OtherKind::NamedType};
 
-MessageLevel choose_level(std::string_view description) {
-    if (is_plainly_no_signal(description)) {
+MessageLevel choose_level(const OtherObject& object) {
+    if (std::ranges::find(PLAINLY_NO_SIGNAL, object.kind) != std::end(PLAINLY_NO_SIGNAL)) {
         return MessageLevel::Detail;
     }
-    const bool is_single = description.ends_with(" []");
-    return is_single ? MessageLevel::Info : MessageLevel::Warning;
+    return object.is_single ? MessageLevel::Info : MessageLevel::Warning;
 }
 
 std::vector<NamedOther> list_of_level(std::span<const NamedOther> others, MessageLevel level) {
     std::vector<NamedOther> listed;
     std::ranges::copy_if(others, std::back_inserter(listed), [&](const NamedOther& other) {
-        return choose_level(other.description) == level;
+        return choose_level(other.object) == level;
     });
     return listed;
 }
@@ -43,9 +37,9 @@ std::vector<NamedOther> list_of_level(std::span<const NamedOther> others, Messag
 void tell_of_level(const Console& console, std::span<const NamedOther> others, MessageLevel level,
                    const std::string& source) {
     for (std::size_t i = 0; i < others.size(); ++i) {
-        console.print(
-            i < MAX_TOLD_AT_ONCE ? level : MessageLevel::Detail,
-            fmt::format("{}: '{}' is left out: {}", source, others[i].path, others[i].description));
+        console.print(i < MAX_TOLD_AT_ONCE ? level : MessageLevel::Detail,
+                      fmt::format("{}: '{}' is left out: {}", source, others[i].path,
+                                  others[i].object.description));
     }
     if (others.size() > MAX_TOLD_AT_ONCE) {
         console.print(

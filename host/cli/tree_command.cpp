@@ -5,6 +5,7 @@
 #include "host/cli/read_apart.h"
 #include "host/cli/tree_entries.h"
 #include "host/interface/path_patterns.h"
+#include "host/recipes/json_text.h"
 #include "host/runs/input_files.h"
 #include "host/text/align_columns.h"
 #include "host/text/join_texts.h"
@@ -82,9 +83,10 @@ std::string describe_lines(const LineNames& names) {
 }
 
 std::vector<std::string> make_row(const TreeEntry& entry, const TreeOptions& options) {
-    const bool is_set = entry.kind == "data set";
-    std::vector<std::string> row = {entry.kind.starts_with("group") ? entry.path + "/" : entry.path,
-                                    is_set ? describe_shape(entry) : entry.kind,
+    const bool is_group = entry.kind == ObjectKind::Group;
+    const bool is_set = entry.kind == ObjectKind::DataSet;
+    std::vector<std::string> row = {is_group ? entry.path + "/" : entry.path,
+                                    is_set ? describe_shape(entry) : entry.description,
                                     entry.sample_rate ? describe_rounded(*entry.sample_rate) + " Hz"
                                                       : ""};
     if (options.statistics) {
@@ -92,8 +94,8 @@ std::vector<std::string> make_row(const TreeEntry& entry, const TreeOptions& opt
         if (const auto& numbers = entry.statistics) {
             row[3] = fmt::format("{}", numbers->sample_count);
             row[4] = fmt::format("{}", numbers->missing_count);
-            row[5] = describe_rounded(numbers->min);
-            row[6] = describe_rounded(numbers->max);
+            row[5] = describe_rounded(numbers->least);
+            row[6] = describe_rounded(numbers->greatest);
             row[7] = describe_rounded(numbers->mean);
         }
     }
@@ -133,11 +135,11 @@ Json make_json(const SampleValue& value) {
 }
 
 Json make_json(const TreeEntry& entry, const TreeOptions& options) {
-    Json json = {{"path", entry.path}, {"kind", entry.kind}};
-    if (entry.kind == "data set") {
+    Json json = {{"path", entry.path}, {"kind", entry.description}};
+    if (entry.kind == ObjectKind::DataSet) {
         json["dtype"] = name_sample_type(entry.type);
         json["shape"] = entry.extents;
-        json["sample_rate"] = entry.sample_rate ? Json(*entry.sample_rate) : Json(nullptr);
+        json["sample_rate"] = value_or_null(entry.sample_rate);
         if (!entry.names.labels.texts.empty()) {
             json["labels"] = entry.names.labels.texts;
         }
@@ -155,8 +157,8 @@ Json make_json(const TreeEntry& entry, const TreeOptions& options) {
     if (const auto& numbers = entry.statistics) {
         json["statistics"] = {{"samples", numbers->sample_count},
                               {"missing", numbers->missing_count},
-                              {"min", make_json(numbers->min)},
-                              {"max", make_json(numbers->max)},
+                              {"min", make_json(numbers->least)},
+                              {"max", make_json(numbers->greatest)},
                               {"mean", numbers->mean}};
     }
     return json;

@@ -2,6 +2,7 @@
 
 #include "host/text/path_glob.h"
 #include "host/tree/history_attribute.h"
+#include "host/tree/named_objects.h"
 #include "host/tree/number_attribute.h"
 #include "host/tree/tree_rules.h"
 
@@ -27,7 +28,7 @@ class Gatherer {
     std::vector<TreeEntry> gather() {
         const bool everything = glob_.empty();
         if (everything && options_.attributes) {
-            add_object(tree_.root(), "", "group");
+            add_object(tree_.root(), "", ObjectKind::Group);
         }
         gather_below(tree_.root(), "", everything);
         return std::move(entries_);
@@ -56,7 +57,8 @@ class Gatherer {
             if (chosen(path, group_chosen)) {
                 TreeEntry& entry = entries_.emplace_back();
                 entry.path = path;
-                entry.kind = other.description;
+                entry.kind = ObjectKind::Other;
+                entry.description = other.description;
             }
         }
     }
@@ -73,19 +75,20 @@ class Gatherer {
     // A group linked into several places is followed in the first of them.
     void gather_group(ObjectId group, const std::string& path, bool is_chosen) {
         if (is_chosen) {
-            add_object(group, path, "group");
+            add_object(group, path, ObjectKind::Group);
         }
         if (!visited_.contains(group)) {
             gather_below(group, path, is_chosen);
         } else if (is_chosen) {
-            entries_.back().kind = fmt::format("group, the same as /{}", tree_.path(group));
+            entries_.back().description = fmt::format("group, the same as /{}", tree_.path(group));
         }
     }
 
-    TreeEntry& add_object(ObjectId object, const std::string& path, std::string kind) {
+    TreeEntry& add_object(ObjectId object, const std::string& path, ObjectKind kind) {
         TreeEntry& entry = entries_.emplace_back();
         entry.path = path;
-        entry.kind = std::move(kind);
+        entry.kind = kind;
+        entry.description = name_kind(kind);
         if (options_.attributes) {
             for (const std::string& name : tree_.list_attributes(object)) {
                 // Long, and shown by a command of its own.
@@ -98,7 +101,7 @@ class Gatherer {
     }
 
     void add_set(ObjectId set, const std::string& path) {
-        TreeEntry& entry = add_object(set, path, "data set");
+        TreeEntry& entry = add_object(set, path, ObjectKind::DataSet);
         entry.extents = tree_.extents(set);
         entry.type = tree_.sample_type(set);
         entry.sample_rate = read_number_attribute(tree_, set, SAMPLE_RATE_ATTRIBUTE);

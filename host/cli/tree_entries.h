@@ -19,7 +19,8 @@ struct ObjectAttribute {
 
 struct TreeEntry {
     std::string path;
-    std::string kind;                      // "group", "data set", or what else it is
+    ObjectKind kind = ObjectKind::Group;
+    std::string description;               // "group", "data set", or what else it is
     Extents extents;                       // of a data set
     SampleType type = SampleType::Float32; // of a data set
     std::optional<double> sample_rate;

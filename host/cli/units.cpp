@@ -1,6 +1,7 @@
 // talvora-host units [--json]
 #include "host/cli/commands.h"
 #include "host/cli/help_layout.h"
+#include "host/recipes/json_text.h"
 #include "host/text/align_columns.h"
 
 #include <memory>
@@ -9,10 +10,6 @@
 
 namespace talvora::host {
 namespace {
-
-nlohmann::ordered_json or_null(const std::optional<std::string>& text) {
-    return text ? nlohmann::ordered_json(*text) : nlohmann::ordered_json(nullptr);
-}
 
 // A legacy identifier has no description of its own.
 std::string describe_in_a_line(const PluginLibrary& plugin, const Unit& unit) {
@@ -39,9 +36,9 @@ void print_json(const PluginLibrary& plugin, const Console& console) {
         list.push_back({{"name", unit.name},
                         {"vendor", unit.vendor},
                         {"category", unit.category},
-                        {"version", or_null(unit.version)},
-                        {"description", or_null(unit.description)},
-                        {"date", or_null(unit.date)},
+                        {"version", value_or_null(unit.version)},
+                        {"description", value_or_null(unit.description)},
+                        {"date", value_or_null(unit.date)},
                         {"current", current != nullptr ? current->name : unit.name}});
     }
     console.document(list);

@@ -193,10 +193,6 @@ constexpr KeyMeaning SOURCES[] = {
 // A destination keeps the sources as they are; without one they are rewritten in place.
 constexpr std::string_view DESTINATIONS[] = {DESTINATION_GROUP_KEY, DESTINATION_SET_KEY};
 
-bool declares(Signatures signatures, std::string_view key) {
-    return std::ranges::find(signatures, key, &ParameterSignature::key) != signatures.end();
-}
-
 // Null where there is none.
 const std::string_view* find_destination(Signatures signatures) {
     const auto* const key = std::ranges::find_if(

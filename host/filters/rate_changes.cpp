@@ -3,23 +3,12 @@
 #include "host/filters/filter_parameters.h"
 #include "host/filters/known_units.h"
 #include "host/filters/step_sources.h"
-#include "host/interface/table_objects.h"
-#include "host/tree/number_attribute.h"
 
-#include <cmath>
 #include <optional>
 #include <string>
 
 namespace talvora::host {
 namespace {
-
-float read_rate(DataTree& tree, ObjectId object) {
-    try {
-        return read_float(tree, object, SAMPLE_RATE_ATTRIBUTE);
-    } catch (const TreeError&) {
-        return 0.0F; // no number: the unit's request will be refused
-    }
-}
 
 // Nothing where the unit takes no rate from it.
 std::optional<float> find_target(const Step& step, DataTree& tree) {
@@ -35,8 +24,7 @@ std::optional<float> find_target(const Step& step, DataTree& tree) {
     }
     const ObjectKind kind = group != nullptr ? ObjectKind::Group : ObjectKind::DataSet;
     const auto object = look_up(tree, tree.root(), *hint, kind);
-    const float rate = object ? read_rate(tree, *object) : 0.0F;
-    return std::isnan(rate) || rate == 0.0F ? std::nullopt : std::optional(rate);
+    return object ? find_usable_rate(tree, *object) : std::nullopt;
 }
 
 std::optional<RateChange> find_change(const Step& step, DataTree& tree, ObjectId set, float target,
@@ -49,10 +37,11 @@ std::optional<RateChange> find_change(const Step& step, DataTree& tree, ObjectId
     const Extents extents = tree.extents(set);
     const std::uint64_t count = extents[find_axis(step.values, extents)];
     const auto stride = static_cast<std::uint64_t>(factor);
-    return RateChange{.path = tree.path(set),
-                      .before = {count, static_cast<double>(read_rate(tree, set))},
-                      .after = {count / stride, static_cast<double>(scaled_rate / factor)},
-                      .stride = stride};
+    return RateChange{
+        .path = tree.path(set),
+        .before = {count, static_cast<double>(find_usable_rate(tree, set).value_or(0.0F))},
+        .after = {count / stride, static_cast<double>(scaled_rate / factor)},
+        .stride = stride};
 }
 
 } // namespace
@@ -66,7 +55,8 @@ std::vector<RateChange> find_rate_changes(const Step& step, DataTree& tree) {
     const std::vector<ObjectId> sets = find_source_sets(step.values, tree);
     for (std::size_t i = 0; i < sets.size(); ++i) {
         const ObjectId scaled_by = sets[step.aims.set_by_set ? i : i / 2];
-        if (auto change = find_change(step, tree, sets[i], *target, read_rate(tree, scaled_by))) {
+        const float scaled_rate = find_usable_rate(tree, scaled_by).value_or(0.0F);
+        if (auto change = find_change(step, tree, sets[i], *target, scaled_rate)) {
             changes.push_back(std::move(*change));
         }
     }

@@ -4,12 +4,10 @@
 #include "host/filters/known_units.h"
 #include "host/filters/step_filters.h"
 #include "host/filters/step_sources.h"
-#include "host/interface/table_objects.h"
 #include "host/text/failure.h"
 #include "host/text/join_texts.h"
 #include "host/text/utf8.h"
 #include "host/tree/hinted_tree.h"
-#include "host/tree/number_attribute.h"
 
 #include <fmt/format.h>
 
@@ -25,10 +23,6 @@ namespace {
 
 // ---------------------------------------------------------------------------
 // What is given by mistake
-
-bool declares(const ParameterValues& values, std::string_view key) {
-    return values.signature(key) != nullptr;
-}
 
 void check_text(std::string_view key, std::string_view text,
                 std::vector<ParameterProblem>& problems) {
@@ -110,18 +104,11 @@ struct RatedSet {
     float rate = 0.0F;
 };
 
-// Those with a rate that a unit can work with.
 std::vector<RatedSet> list_rated_sets(const Step& step, DataTree& tree) {
     std::vector<RatedSet> sets;
     for (const ObjectId set : find_source_sets(step.values, tree)) {
-        try {
-            const float rate = read_float(tree, set, SAMPLE_RATE_ATTRIBUTE);
-            if (rate > 0.0F && std::isfinite(rate)) {
-                sets.push_back({tree.path(set), rate});
-            }
-        } catch (const StorageError&) {
-            throw;
-        } catch (const TreeError&) { // no number
+        if (const auto rate = find_usable_rate(tree, set)) {
+            sets.push_back({tree.path(set), *rate});
         }
     }
     return sets;
@@ -292,7 +279,7 @@ std::vector<ParameterProblem> check_step(const Unit& unit, const ParameterValues
     check_exclusions(values, aims, problems);
     check_edges(unit, values, aims, problems);
     check_rate(unit, aims, problems);
-    if (aims.set_by_set && !declares(values, SOURCE_SETS_KEY)) {
+    if (aims.set_by_set && !declares(values.signatures(), SOURCE_SETS_KEY)) {
         problems.push_back(
             {fmt::format("set by set: the unit takes no single sets by {}", SOURCE_SETS_KEY), ""});
     }

@@ -3,10 +3,7 @@
 #include "host/filters/filter_parameters.h"
 #include "host/filters/known_units.h"
 #include "host/filters/step_sources.h"
-#include "host/interface/table_objects.h"
-#include "host/tree/number_attribute.h"
 
-#include <cmath>
 #include <map>
 #include <optional>
 #include <string>
@@ -32,22 +29,12 @@ std::optional<ButterworthParameters> find_filter(const Step& step) {
     return parameters && !is_refused(*parameters) ? parameters : std::nullopt;
 }
 
-// Nothing for a rate that makes no filter.
-std::optional<float> read_rate(DataTree& tree, ObjectId set) {
-    try {
-        const float rate = read_float(tree, set, SAMPLE_RATE_ATTRIBUTE);
-        return std::isfinite(rate) && rate > 0.0F ? std::optional(rate) : std::nullopt;
-    } catch (const TreeError&) {
-        return std::nullopt; // no number: the unit's request will be refused
-    }
-}
-
 // Their paths by their rates.
 std::map<float, std::vector<std::string>> sort_by_rate(const std::vector<ObjectId>& sets,
                                                        DataTree& tree) {
     std::map<float, std::vector<std::string>> sorted;
     for (const ObjectId set : sets) {
-        if (const auto rate = read_rate(tree, set)) {
+        if (const auto rate = find_usable_rate(tree, set)) {
             sorted[*rate].push_back(tree.path(set));
         }
     }

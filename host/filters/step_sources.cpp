@@ -2,8 +2,11 @@
 
 #include "host/filters/filter_parameters.h"
 #include "host/filters/known_units.h"
+#include "host/interface/table_objects.h"
 #include "host/tree/group_walk.h"
+#include "host/tree/number_attribute.h"
 
+#include <cmath>
 #include <cstdint>
 #include <optional>
 #include <set>
@@ -40,6 +43,8 @@ std::optional<ObjectId> look_up(DataTree& tree, ObjectId group, const std::strin
     try {
         const auto object = tree.find(group, path);
         return object && tree.kind(*object) == kind ? object : std::nullopt;
+    } catch (const StorageError&) {
+        throw;
     } catch (const TreeError&) {
         return std::nullopt; // no name that an object can have
     }
@@ -82,6 +87,17 @@ bool has_metric(DataTree& tree, ObjectId set, const std::string& metric) {
         throw;
     } catch (const TreeError&) {
         return false; // no text
+    }
+}
+
+std::optional<float> find_usable_rate(DataTree& tree, ObjectId object) {
+    try {
+        const float rate = read_float(tree, object, SAMPLE_RATE_ATTRIBUTE);
+        return std::isfinite(rate) && rate > 0.0F ? std::optional(rate) : std::nullopt;
+    } catch (const StorageError&) {
+        throw;
+    } catch (const TreeError&) {
+        return std::nullopt; // no number
     }
 }
 

@@ -12,7 +12,7 @@
 
 namespace talvora::host {
 
-// The object of a kind at a path; nothing for a path that no object can have.
+// The object of a kind at a path; nothing for a path that no object can have. Throws StorageError.
 std::optional<ObjectId> look_up(DataTree& tree, ObjectId group, const std::string& path,
                                 ObjectKind kind);
 
@@ -27,6 +27,10 @@ std::vector<ObjectId> find_source_sets(const ParameterValues& values, DataTree& 
 // Whether a set is one of those that METRIC_FILTER_KEY asks for: every one where that is empty.
 // Throws StorageError.
 bool has_metric(DataTree& tree, ObjectId set, const std::string& metric);
+
+// The rate in Hz, as a unit reads it, of a set or a group: finite and above 0. Nothing for another
+// one, or none, which the unit will refuse if it needs one. Throws StorageError.
+std::optional<float> find_usable_rate(DataTree& tree, ObjectId object);
 
 // By AXIS_KEY; the last dimension where that names none, for the unit refuses or passes over such
 // a set. The set is of rank 1 or more.

@@ -8,6 +8,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -40,10 +41,6 @@ void accept(Step& step, const std::string& guard) {
 }
 
 } // namespace
-
-bool accepts_guard(const Step& step, std::string_view guard) {
-    return std::ranges::find(step.accept, guard) != step.accept.end();
-}
 
 Recipe accept_in_all_steps(Recipe recipe, std::span<const std::string> words) {
     const std::vector<std::string> known = list_guards();

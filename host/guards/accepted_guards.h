@@ -5,11 +5,8 @@
 
 #include <span>
 #include <string>
-#include <string_view>
 
 namespace talvora::host {
-
-bool accepts_guard(const Step& step, std::string_view guard);
 
 // The recipe with every step accepting these guards besides its own. Each word is a name or
 // several with commas between. Throws a Failure of usage that names the nearest for a word that

@@ -1,7 +1,7 @@
 #include "host/guards/guards.h"
 
-#include "host/guards/accepted_guards.h"
 #include "host/guards/guard_functions.h"
+#include "host/recipes/recipe.h"
 
 #include <algorithm>
 #include <iterator>

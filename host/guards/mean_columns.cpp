@@ -52,7 +52,7 @@ bool is_made(const GuardedStep& step, ObjectId set) {
 std::vector<MeanColumn> list_mean_columns(const GuardedStep& step) {
     const ParameterValues& values = step.step.values;
     const auto groups = find_source_groups(values, step.tree);
-    if (!takes_means(*step.step.unit) || values.signature(DESTINATION_SET_KEY) == nullptr ||
+    if (!takes_means(*step.step.unit) || !declares(values.signatures(), DESTINATION_SET_KEY) ||
         groups.empty()) {
         return {};
     }

@@ -20,7 +20,7 @@ namespace {
 using Names = std::vector<std::string>;
 
 bool names_sets(const ParameterValues& values) {
-    return values.signature(SOURCE_SETS_KEY) != nullptr;
+    return declares(values.signatures(), SOURCE_SETS_KEY);
 }
 
 // ---------------------------------------------------------------------------
@@ -28,9 +28,8 @@ bool names_sets(const ParameterValues& values) {
 
 // Texts, references and the like are no signals that anybody would miss.
 // What a link leads to in another file is not looked at, and may be a set.
-bool may_be_set_of_numbers(const std::string& text) {
-    return (text.starts_with("data set of ") && text.find("-bit ") != std::string::npos) ||
-           (text.starts_with("link to '") && text.find("' in the file '") != std::string::npos);
+bool may_be_set_of_numbers(const OtherObject& object) {
+    return object.kind == OtherKind::NumberSet || object.kind == OtherKind::LinkToFile;
 }
 
 // What the step asks of the sets of its group, beyond being there.
@@ -44,7 +43,7 @@ class Choice {
     }
 
     bool takes(ObjectId group, const OtherObject& other) const {
-        return !takes_names_ && may_be_set_of_numbers(other.description) &&
+        return !takes_names_ && may_be_set_of_numbers(other) &&
                (metric_.empty() || has_metric_of(group, other));
     }
 
@@ -100,11 +99,12 @@ std::vector<GuardFinding> list_untakable_matches(const GuardedStep& step) {
     std::set<std::string> known;
     for (const std::string& pattern : patterns == nullptr ? Names() : *patterns) {
         for (const NamedOther& other : find_other_matches(step.tree, pattern)) {
-            if (may_be_set_of_numbers(other.description) && known.insert(other.path).second) {
-                found.push_back({.set = other.path,
-                                 .text = fmt::format("matches {}={}, and units cannot take it: {}",
-                                                     SOURCE_SETS_KEY, pattern, other.description),
-                                 .remedy = name_others(step)});
+            if (may_be_set_of_numbers(other.object) && known.insert(other.path).second) {
+                found.push_back(
+                    {.set = other.path,
+                     .text = fmt::format("matches {}={}, and units cannot take it: {}",
+                                         SOURCE_SETS_KEY, pattern, other.object.description),
+                     .remedy = name_others(step)});
             }
         }
     }

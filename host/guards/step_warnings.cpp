@@ -24,13 +24,10 @@ namespace {
 // ---------------------------------------------------------------------------
 // Parameters that want each other
 
-bool declares(const ParameterValues& values, std::string_view key) {
-    return values.signature(key) != nullptr;
-}
-
 void warn_of_parameters(const GuardedStep& step, std::vector<StepWarning>& warnings) {
     const ParameterValues& values = step.step.values;
-    if (!declares(values, AXIS_KEY) || !declares(values, COMPONENTS_KEY)) {
+    if (!declares(values.signatures(), AXIS_KEY) ||
+        !declares(values.signatures(), COMPONENTS_KEY)) {
         return;
     }
     const auto* axis = find_value<std::int64_t>(values, AXIS_KEY);

@@ -21,7 +21,7 @@ bool takes_last_for_time(const ParameterValues& values) {
     const auto* axis = find_value<std::int64_t>(values, AXIS_KEY);
     const bool names_one = axis != nullptr && *axis >= 0;
     const bool is_along_axis =
-        values.signature(AXIS_KEY) != nullptr && values.signature(COMPONENTS_KEY) == nullptr;
+        declares(values.signatures(), AXIS_KEY) && !declares(values.signatures(), COMPONENTS_KEY);
     return !names_one && (is_along_axis || !works_in_place(values.signatures()));
 }
 

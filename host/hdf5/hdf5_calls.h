@@ -68,7 +68,7 @@ void refuse_shared_messages(std::string_view action, std::string_view object);
 // The result of a call, negative ones being failures.
 template <typename Result>
 Result checked(Result result, std::string_view action, std::string_view object) {
-    count_step();
+    count_call();
     if (result < 0) {
         fail(action, object);
     }

@@ -133,22 +133,23 @@ bool is_hard_link(hid_t group, const std::string& name) {
     return link_info(group, name).type == H5L_TYPE_HARD;
 }
 
-std::optional<std::string> describe_unfollowed_link(hid_t group, const std::string& name) {
+std::optional<UnfollowedLink> find_unfollowed_link(hid_t group, const std::string& name) {
     const H5L_info_t info = link_info(group, name);
     switch (info.type) {
     case H5L_TYPE_HARD:
         return std::nullopt;
     case H5L_TYPE_SOFT: {
         const std::string target = soft_target(group, name, info);
-        return leads_nowhere(group, target, 0)
-                   ? std::optional(
-                         fmt::format("link to '{}', where no object can be opened", target))
-                   : std::nullopt;
+        if (!leads_nowhere(group, target, 0)) {
+            return std::nullopt;
+        }
+        return UnfollowedLink{OtherKind::BlindLink,
+                              fmt::format("link to '{}', where no object can be opened", target)};
     }
     case H5L_TYPE_EXTERNAL:
-        return describe_external_link(group, name, info);
+        return UnfollowedLink{OtherKind::LinkToFile, describe_external_link(group, name, info)};
     default:
-        return "link of an unknown type";
+        return UnfollowedLink{OtherKind::BlindLink, "link of an unknown type"};
     }
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "host/hdf5/hdf5_calls.h"
+#include "host/tree/data_tree.h"
 
 #include <functional>
 #include <map>
@@ -20,11 +21,15 @@ struct ObjectInfo {
 
 bool link_exists(hid_t group, const std::string& name);
 bool is_hard_link(hid_t group, const std::string& name);
-// Where a link leads that is not followed, for people: out of the file, by a way that this host
-// does not know, or to a place where, as far as the file itself tells, there is nothing. Nothing
-// for a link behind which there is an object, whether or not that can be opened. Throws when the
-// way there cannot be read.
-std::optional<std::string> describe_unfollowed_link(hid_t group, const std::string& name);
+struct UnfollowedLink {
+    OtherKind kind;
+    std::string description; // for people
+};
+
+// A link that is not followed: out of the file, by a way that this host does not know, or to a
+// place where, as far as the file itself tells, there is nothing. Nothing for a link behind which
+// there is an object, whether or not that can be opened. Throws when the way there cannot be read.
+std::optional<UnfollowedLink> find_unfollowed_link(hid_t group, const std::string& name);
 std::vector<std::string> list_links(hid_t group); // by name
 // The paths of all hard links of a file, by the address of the object.
 std::multimap<haddr_t, std::string> list_hard_links(hid_t file);

@@ -43,6 +43,10 @@ std::string absolute(const std::string& path) {
     return "/" + path;
 }
 
+bool is_link(OtherKind kind) {
+    return kind == OtherKind::LinkToFile || kind == OtherKind::BlindLink;
+}
+
 // A page of memory that is none of the caller's is to show while the caller is at work: a crash
 // in the library is taken for the file's.
 constexpr std::size_t PAGE_SAMPLES = 4096 / sizeof(float);
@@ -231,7 +235,8 @@ std::vector<OtherObject> Hdf5Tree::list_others(ObjectId group) {
     const InFile here(name_.native());
     std::vector<OtherObject> others;
     for (const std::string& name : list_children(group, ObjectKind::Other)) {
-        others.push_back({name, node(*find_child(group, name)).description});
+        const Node& other = node(*find_child(group, name));
+        others.push_back({name, other.description, other.other_kind, other.is_single});
     }
     return others;
 }
@@ -518,12 +523,12 @@ std::optional<ObjectId> Hdf5Tree::find_unknown_child(ObjectId group, const std::
         if (!hdf5::link_exists(parent, name)) {
             return std::nullopt;
         }
-        if (auto elsewhere = hdf5::describe_unfollowed_link(parent, name)) {
+        if (auto link = hdf5::find_unfollowed_link(parent, name)) {
             return add_node({.kind = ObjectKind::Other,
                              .path = child_path,
                              .extents = {},
-                             .description = std::move(*elsewhere),
-                             .is_link = true});
+                             .description = std::move(link->description),
+                             .other_kind = link->kind});
         }
         return add_object(hdf5::open_object(open_->file, absolute(child_path)), child_path);
     });
@@ -533,15 +538,25 @@ std::optional<ObjectId> Hdf5Tree::find_unknown_child(ObjectId group, const std::
 Hdf5Tree::Node Hdf5Tree::describe_set(const hdf5::Id& set, const std::string& path) {
     const hdf5::Id type = hdf5::set_type(set);
     const std::string description = "data set of " + hdf5::describe_type(type);
+    const OtherKind kind = hdf5::classify_set(type);
     if (const std::string elsewhere = hdf5::describe_foreign_storage(set); !elsewhere.empty()) {
-        return {ObjectKind::Other, path, {}, fmt::format("{}, {}", description, elsewhere)};
+        return {.kind = ObjectKind::Other,
+                .path = path,
+                .extents = {},
+                .description = fmt::format("{}, {}", description, elsewhere),
+                .other_kind = kind};
     }
     Extents extents = hdf5::space_extents(hdf5::set_space(set));
     std::string shown = fmt::format("{} {}", description, describe_extents(extents));
     const auto sample_type = hdf5::find_sample_type(type);
-    const bool is_ours = sample_type && !extents.empty();
-    return {is_ours ? ObjectKind::DataSet : ObjectKind::Other, path, std::move(extents),
-            std::move(shown), sample_type.value_or(SampleType::Float32)};
+    const bool is_single = extents.empty();
+    return {.kind = sample_type && !is_single ? ObjectKind::DataSet : ObjectKind::Other,
+            .path = path,
+            .extents = std::move(extents),
+            .description = std::move(shown),
+            .type = sample_type.value_or(SampleType::Float32),
+            .other_kind = kind,
+            .is_single = is_single};
 }
 
 // The id of an object that was found at a path, by this path or by another.
@@ -714,7 +729,7 @@ bool Hdf5Tree::may_name(std::string_view path, ObjectId id) {
         if (!next) {
             return false;
         }
-        if (node(*next).is_link) {
+        if (is_link(node(*next).other_kind)) {
             return true;
         }
         at = *next;

@@ -154,7 +154,8 @@ class Hdf5Tree final : public DataTree {
         std::string description;               // of another object
         SampleType type = SampleType::Float32; // of a data set
         std::optional<bool> takes_floats = {}; // it stores 32-bit floats as they are; once known
-        bool is_link = false;                  // that is not followed
+        OtherKind other_kind = OtherKind::NamedType; // of another object
+        bool is_single = false;                      // a data set of rank 0
     };
     struct OpenSet;
     struct OpenGroup;

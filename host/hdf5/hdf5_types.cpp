@@ -147,6 +147,25 @@ hid_t stored_type(SampleType type) {
     return std::ranges::find(real_types(), type, &RealType::type)->little;
 }
 
+OtherKind classify_set(hid_t type) {
+    switch (type_class(type)) {
+    case H5T_INTEGER:
+    case H5T_FLOAT:
+    case H5T_BITFIELD:
+        return OtherKind::NumberSet;
+    case H5T_STRING:
+        return OtherKind::TextSet;
+    case H5T_ENUM:
+        return OtherKind::EnumerationSet;
+    case H5T_REFERENCE:
+        return OtherKind::ReferenceSet;
+    case H5T_COMPOUND:
+        return find_complex_part(type) ? OtherKind::NumberSet : OtherKind::OtherSet;
+    default:
+        return OtherKind::OtherSet;
+    }
+}
+
 std::string describe_type(hid_t type) {
     const std::size_t bits = 8 * type_size(type);
     switch (type_class(type)) {

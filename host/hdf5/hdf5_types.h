@@ -2,6 +2,7 @@
 #pragma once
 
 #include "host/hdf5/hdf5_calls.h"
+#include "host/tree/data_tree.h"
 #include "host/tree/sample_type.h"
 #include "host/tree/tree_rules.h"
 
@@ -31,6 +32,8 @@ Id element_type(hid_t type);
 std::optional<SampleType> find_sample_type(hid_t type);
 // In which a new value is stored: little-endian. Of the library, never closed.
 hid_t stored_type(SampleType type);
+// What a data set of such values is, where it is another object.
+OtherKind classify_set(hid_t type);
 // For people: "64-bit floats", "complex values of 32-bit floats", "texts".
 std::string describe_type(hid_t type);
 

@@ -212,6 +212,10 @@ std::string format_value(const ParameterValue& value) {
     return std::visit([](const auto& v) { return format_item(v); }, value);
 }
 
+bool declares(std::span<const ParameterSignature> signatures, std::string_view key) {
+    return std::ranges::find(signatures, key, &ParameterSignature::key) != signatures.end();
+}
+
 ParameterProblem explain_unknown(std::span<const ParameterSignature> signatures,
                                  std::string_view key) {
     std::vector<std::string> known;

@@ -43,6 +43,8 @@ bool append_items(ParameterValue& list, const ParameterValue& more);
 // As a signature writes a default: false, -1, 0.5, "text"; a list as [1, 2].
 std::string format_value(const ParameterValue& value);
 
+bool declares(std::span<const ParameterSignature> signatures, std::string_view key);
+
 // One thing wrong with the words given for a unit. The text is complete in itself.
 struct ParameterProblem {
     std::string text;

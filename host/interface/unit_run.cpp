@@ -6,7 +6,6 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <exception>
 #include <new>
 
@@ -48,7 +47,7 @@ std::vector<ParameterSignature> parse_declared(const Unit& unit, const HostCall&
     std::vector<ParameterSignature> signatures;
     for (const DeclaredParameter& declared : call.declared()) {
         auto signature = parse_signature(declared.signature, declared.required);
-        if (std::ranges::count(signatures, signature.key, &ParameterSignature::key) > 0) {
+        if (declares(signatures, signature.key)) {
             throw PluginError(
                 fmt::format("{}: declares the parameter '{}' twice", unit.name, signature.key));
         }

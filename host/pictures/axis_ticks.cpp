@@ -73,16 +73,16 @@ std::vector<AxisTick> place_ticks(const AxisRange& range) {
     return range.logarithmic ? place_logarithmic(range) : place_linear(range);
 }
 
-AxisRange fit_range(double smallest, double largest) {
-    if (!std::isfinite(smallest) || !std::isfinite(largest)) {
+AxisRange fit_range(double least, double greatest) {
+    if (!std::isfinite(least) || !std::isfinite(greatest)) {
         return {};
     }
-    if (largest - smallest <= NARROWEST_PART * std::abs(largest)) {
-        const double half = std::max(0.5, NARROWEST_PART * std::abs(largest));
-        return {smallest - half, largest + half};
+    if (greatest - least <= NARROWEST_PART * std::abs(greatest)) {
+        const double half = std::max(0.5, NARROWEST_PART * std::abs(greatest));
+        return {least - half, greatest + half};
     }
-    const double step = choose_step(largest - smallest);
-    return {std::floor(smallest / step) * step, std::ceil(largest / step) * step};
+    const double step = choose_step(greatest - least);
+    return {std::floor(least / step) * step, std::ceil(greatest / step) * step};
 }
 
 } // namespace talvora::host

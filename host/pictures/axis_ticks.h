@@ -24,6 +24,6 @@ std::vector<AxisTick> place_ticks(const AxisRange& range);
 
 // The smallest range between linear ticks that holds both values; around one value, or
 // around none where they are not finite, a range of 1.
-AxisRange fit_range(double smallest, double largest);
+AxisRange fit_range(double least, double greatest);
 
 } // namespace talvora::host

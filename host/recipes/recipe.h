@@ -5,8 +5,10 @@
 #include "host/interface/parameters.h"
 #include "host/interface/plugin_library.h"
 
+#include <algorithm>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace talvora::host {
@@ -30,6 +32,11 @@ struct Step {
     std::vector<std::string> accept = {}; // guards (host/guards/guards.h) that do not refuse it
     StepAims aims = {};
 };
+
+// Its user has accepted the guard by name.
+inline bool accepts_guard(const Step& step, std::string_view guard) {
+    return std::ranges::find(step.accept, guard) != step.accept.end();
+}
 
 struct Recipe {
     std::string description; // may be empty

@@ -112,11 +112,6 @@ void write_part(DataTree& tree, std::size_t number, std::vector<std::string> tex
                          TextArray{std::move(texts), extents});
 }
 
-template <typename Value>
-Json value_or_null(const std::optional<Value>& value) {
-    return value ? Json(*value) : Json(nullptr);
-}
-
 Json make_state_json(const SetState& state) {
     return {{"shape", state.extents},
             {"rate", value_or_null(state.sample_rate)},
@@ -284,10 +279,6 @@ bool has_parameters_of(const HistoryRecord& record, const Step& step) {
     return parameters == expected;
 }
 
-bool accepts(const Step& step, const std::string& guard) {
-    return std::ranges::find(step.accept, guard) != step.accept.end();
-}
-
 ParameterValues read_values(const Unit& unit, const HistoryRecord& record) {
     const std::vector<ParameterSignature> signatures = declare_unit(unit);
     ParameterValues::Given given;
@@ -440,7 +431,7 @@ bool was_made_by(std::span<const HistoryRecord> history, const RunOrigin& origin
                member(member(record, "plugin"), "sha256") == origin.plugin.sha256 &&
                std::ranges::all_of(
                    read_accepted(record),
-                   [&](const std::string& guard) { return accepts(step, guard); }) &&
+                   [&](const std::string& guard) { return accepts_guard(step, guard); }) &&
                member(record, "step") == step.name && member(record, "unit") == step.unit->name &&
                has_parameters_of(record, step) &&
                read_aims_json(record) == make_aims_json(step.aims);

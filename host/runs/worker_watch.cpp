@@ -69,9 +69,9 @@ void IdleTime::add(const WorkState& state, Duration time) {
 }
 
 bool IdleTime::has_progressed(const WorkState& state) {
-    const bool by_steps = std::exchange(step_count_, state.step_count) != step_count_;
+    const bool by_calls = std::exchange(call_count_, state.call_count) != call_count_;
     const bool by_bytes = std::exchange(byte_count_, count_bytes(process_)) != byte_count_;
-    return by_steps || by_bytes;
+    return by_calls || by_bytes;
 }
 
 } // namespace talvora::host

@@ -45,7 +45,7 @@ class IdleTime {
     pid_t process_;
     Duration idle_{};
     bool is_stopped_ = false;
-    std::uint64_t step_count_ = 0;
+    std::uint64_t call_count_ = 0;
     std::uint64_t byte_count_ = 0;
 };
 

@@ -22,7 +22,7 @@ InFile::InFile(std::string_view file) : before_(state->code) {
 }
 
 InFile::~InFile() {
-    count_step();
+    count_call();
     state->code = before_;
 }
 
@@ -36,8 +36,8 @@ InPlugin::~InPlugin() {
 }
 
 // One process counts: no other write can come in between.
-void count_step() {
-    state->step_count.store(state->step_count.load(std::memory_order_relaxed) + 1,
+void count_call() {
+    state->call_count.store(state->call_count.load(std::memory_order_relaxed) + 1,
                             std::memory_order_relaxed);
 }
 

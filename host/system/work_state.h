@@ -22,7 +22,7 @@ struct WorkState {
 
     std::atomic<CodeAtWork> code = CodeAtWork::Own;
     std::atomic<bool> plugin_ran = false;
-    std::atomic<std::uint64_t> step_count = 0; // calls into the library of the format that ended
+    std::atomic<std::uint64_t> call_count = 0; // calls into the library of the format that ended
     std::array<char, MAX_FILE_BYTES> file{};   // the last one that was worked in
 };
 
@@ -53,7 +53,7 @@ class InPlugin {
     CodeAtWork before_;
 };
 
-void count_step();
+void count_call();
 
 // The last one that this process worked in; may be empty.
 std::string_view last_file();

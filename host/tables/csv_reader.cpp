@@ -195,6 +195,10 @@ NumberTable parse_csv(std::string_view text, const std::string& source, const Cs
                                   table.columns.empty() ? "empty" : "no row below the names"));
     }
     take_for_missing(table, choice.missing);
+    table.hints = {
+        .without_numbers =
+            {"numbers have a decimal point; columns are parted by ',', ';' or a tab"},
+        .of_column_without_numbers = {"numbers have a decimal point, whatever the locale"}};
     return table;
 }
 

@@ -36,6 +36,12 @@ struct CommaCells {
     bool could_be_thousands = true; // all of them: "1,500"
 };
 
+// What may help people where no numbers are found, as the format of the file writes them.
+struct NumberHints {
+    std::vector<std::string> without_numbers = {}; // in any column
+    std::vector<std::string> of_column_without_numbers = {};
+};
+
 struct NumberTable {
     std::vector<NumberColumn> columns;
     std::size_t row_count = 0;       // without the rows of names and units
@@ -44,6 +50,7 @@ struct NumberTable {
     char decimal_sign = '.';
     CommaCells comma_cells = {};
     std::vector<std::string> notes = {}; // what people should know of how it was read
+    NumberHints hints = {};
 };
 
 // A table without rows yet. Throws a Failure of the input, `source` in front, when a name is

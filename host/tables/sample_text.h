@@ -12,9 +12,9 @@
 
 namespace talvora::host {
 
-// A number with a decimal point, whatever the locale is, perhaps with a '+' in front. It rounds
-// to the 32-bit float nearest to the text. Nothing for another text, NaN, and a finite number
-// beyond the greatest float.
+// A number with a decimal point, whatever the locale is, perhaps with a '+' in front: a double that
+// becomes, as a 32-bit float, the one nearest to the text. Nothing for another text, NaN, and a
+// finite number beyond the greatest float.
 std::optional<double> parse_sample(std::string_view text);
 
 // An integer never is.

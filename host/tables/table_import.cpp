@@ -1,7 +1,6 @@
 #include "host/tables/table_import.h"
 
 #include "host/tables/component_names.h"
-#include "host/tables/csv_reader.h"
 #include "host/tables/grid_samples.h"
 #include "host/tables/missing_values.h"
 #include "host/tables/row_placement.h"
@@ -51,6 +50,8 @@ class ColumnsByName {
         }
         return *column->second;
     }
+
+    const NumberHints& hints() const { return table_.hints; }
 
   private:
     [[noreturn]] void refuse(const std::string& name) const {
@@ -150,12 +151,6 @@ TimeGrid make_uniform_grid(double sample_rate, std::uint64_t row_count, double s
     return grid;
 }
 
-// '/' parts the names of a path, '.' and '..' are steps in one.
-std::string make_safe_name(std::string name) {
-    std::ranges::replace(name, '/', '_');
-    return name == "." || name == ".." ? "_" : name;
-}
-
 // The name of the set that a column becomes; another one than its own is told.
 std::string choose_name(const NumberColumn& column, const std::string& source,
                         ImportReport& report) {
@@ -207,7 +202,7 @@ std::vector<SetOfColumns> choose_sets(const NumberTable& table, const ImportOpti
     }
     if (sets.empty()) {
         throw Failure(ExitCode::Input, fmt::format("{}: no column with numbers", source),
-                      {"numbers have a decimal point; columns are parted by ',', ';' or a tab"});
+                      table.hints.without_numbers);
     }
     refuse_same_names(sets, source);
     return sets;
@@ -293,7 +288,7 @@ void write_set(const SetOfColumns& set, const ColumnsByName& columns, const Time
             throw Failure(ExitCode::Input,
                           fmt::format("{}: column '{}' holds no number (first cell: '{}')", source,
                                       column.name, column.first_missing_text),
-                          {"numbers have a decimal point, whatever the locale"});
+                          columns.hints().of_column_without_numbers);
         }
         report_missing_cells(column, source, report);
         report_likely_missing(column, source, report);
@@ -361,22 +356,6 @@ void refuse_bad_options(const ImportOptions& options, const std::string& source)
 }
 
 } // namespace
-
-SetOfColumns parse_set_of_columns(std::string_view text) {
-    const std::size_t equals = text.find('=');
-    if (equals == std::string_view::npos || equals == 0 || equals + 1 == text.size()) {
-        throw Failure(ExitCode::Usage,
-                      fmt::format("--set '{}': not of the form NAME=COLUMN,...", text));
-    }
-    SetOfColumns set{std::string(text.substr(0, equals)),
-                     split_csv_row(text.substr(equals + 1), ',')};
-    if (make_safe_name(set.name) != set.name) {
-        throw Failure(ExitCode::Usage,
-                      fmt::format("--set '{}': a set's name holds no '/'", set.name),
-                      {"the group is given with --group"});
-    }
-    return set;
-}
 
 ImportReport import_table(const NumberTable& table, const ImportOptions& options, DataTree& tree,
                           const std::string& source) {

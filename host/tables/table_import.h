@@ -2,22 +2,16 @@
 #pragma once
 
 #include "host/tables/number_table.h"
+#include "host/tables/set_of_columns.h"
 #include "host/tables/time_grid.h"
 #include "host/tree/data_tree.h"
 
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace talvora::host {
-
-// One data set out of several columns, in the order given.
-struct SetOfColumns {
-    std::string name;
-    std::vector<std::string> columns;
-};
 
 struct ImportOptions {
     std::string group = "Signals"; // where the sets go, a path from the root
@@ -38,10 +32,6 @@ struct ImportReport {
     std::uint64_t sample_count = 0;
     double sample_rate = 0;
 };
-
-// "AngularRate=Gyroscope X,Gyroscope Y" as a set of two columns; a column name that
-// holds a comma stands in double quotes. Throws a Failure of usage.
-SetOfColumns parse_set_of_columns(std::string_view text);
 
 // Writes the table into the tree: sets of shape [components, 1, samples] with the
 // attributes SampleRate and StartTime (s), in a group with SampleRate and NumSamples. StartTime is

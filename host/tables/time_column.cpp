@@ -76,7 +76,7 @@ bool is_named_time(std::string_view text) {
 }
 
 std::optional<double> find_no_second(std::span<const double> times) {
-    constexpr double LATEST_SECOND = 1e11; // in the year 5138
+    constexpr double LATEST_SECOND = 1e11; // in the year 5138; people are told of 5000
     const auto beyond =
         std::ranges::find_if(times, [](double time) { return std::abs(time) >= LATEST_SECOND; });
     return beyond == times.end() ? std::nullopt : std::optional(*beyond);

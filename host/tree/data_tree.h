@@ -80,10 +80,23 @@ struct TextArray {
 using AttributeValue =
     std::variant<std::int64_t, float, double, std::string, IntegerArray, NumberArray, TextArray>;
 
+enum class OtherKind {
+    NumberSet, // real or complex numbers, or fields of bits
+    TextSet,
+    ReferenceSet,
+    EnumerationSet,
+    OtherSet, // of compound values, arrays, lists, or what is unknown
+    NamedType,
+    LinkToFile, // into another file, which is not looked at
+    BlindLink   // another one that leads to nothing that can be opened
+};
+
 // Something in the tree that is neither a group nor a data set of real numbers.
 struct OtherObject {
     std::string name;
     std::string description; // what it is, for people: "data set of texts [3]"
+    OtherKind kind{};
+    bool is_single = false; // a data set of rank 0
 };
 
 class DataTree {

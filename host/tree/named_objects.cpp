@@ -70,7 +70,8 @@ std::vector<NamedOther> list_others_below(DataTree& tree, ObjectId group, const 
             return;
         }
         for (OtherObject& other : tree.list_others(place.id)) {
-            others.push_back({join_path(place.path, other.name), std::move(other.description)});
+            std::string other_path = join_path(place.path, other.name);
+            others.push_back({std::move(other_path), std::move(other)});
         }
     });
     return others;

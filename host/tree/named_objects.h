@@ -18,7 +18,7 @@ struct NamedObject {
 // Neither a group nor a data set of real numbers.
 struct NamedOther {
     std::string path;
-    std::string description; // as OtherObject has it
+    OtherObject object;
 };
 
 // Every group and data set below a group, which has this path. A group that is linked into

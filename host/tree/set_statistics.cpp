@@ -19,8 +19,8 @@ using Value =
 template <typename Sample>
 SetStatistics measure(std::span<const Sample> samples) {
     SetStatistics statistics{.sample_count = samples.size()};
-    std::optional<Sample> min;
-    std::optional<Sample> max;
+    std::optional<Sample> least;
+    std::optional<Sample> greatest;
     double sum = 0;
     for (const Sample sample : samples) {
         if constexpr (std::is_floating_point_v<Sample>) {
@@ -30,12 +30,12 @@ SetStatistics measure(std::span<const Sample> samples) {
             }
         }
         sum += static_cast<double>(sample);
-        min = min ? std::min(*min, sample) : sample;
-        max = max ? std::max(*max, sample) : sample;
+        least = least ? std::min(*least, sample) : sample;
+        greatest = greatest ? std::max(*greatest, sample) : sample;
     }
-    if (min) {
-        statistics.min = static_cast<Value<Sample>>(*min);
-        statistics.max = static_cast<Value<Sample>>(*max);
+    if (least) {
+        statistics.least = static_cast<Value<Sample>>(*least);
+        statistics.greatest = static_cast<Value<Sample>>(*greatest);
         statistics.mean =
             sum / static_cast<double>(statistics.sample_count - statistics.missing_count);
     }

@@ -16,8 +16,8 @@ using SampleValue = std::variant<double, std::int64_t, std::uint64_t>;
 struct SetStatistics {
     std::uint64_t sample_count = 0;
     std::uint64_t missing_count = 0; // NaN
-    SampleValue min = std::numeric_limits<double>::quiet_NaN();
-    SampleValue max = std::numeric_limits<double>::quiet_NaN();
+    SampleValue least = std::numeric_limits<double>::quiet_NaN();
+    SampleValue greatest = std::numeric_limits<double>::quiet_NaN();
     double mean = std::numeric_limits<double>::quiet_NaN(); // over the samples with a value
 };
 

@@ -54,7 +54,7 @@ std::vector<RunPlan> one_by_one(const ExaminedUnit& unit, ValuesOf values_of) {
 // Lists of components mean something along an axis alone.
 std::vector<RunPlan> integer_lists_on_axis(const ExaminedUnit& unit) {
     std::vector<RunPlan> plans;
-    const bool has_axis = std::ranges::count(unit.signatures, "Axis", &ParameterSignature::key) > 0;
+    const bool has_axis = declares(unit.signatures, "Axis");
     for (const ParameterSignature& signature : unit.signatures) {
         if (has_axis && signature.type == ParameterType::IntegerList) {
             for (const ParameterValue& value : extreme_numbers_of(signature.type)) {

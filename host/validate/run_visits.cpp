@@ -1,7 +1,5 @@
 #include "host/validate/run_visits.h"
 
-#include <algorithm>
-
 namespace talvora::host {
 
 namespace {
@@ -10,7 +8,7 @@ std::vector<ParameterSignature> parse_all(const std::vector<DeclaredParameter>& 
     std::vector<ParameterSignature> signatures;
     for (const DeclaredParameter& parameter : declared) {
         auto signature = parse_signature(parameter.signature, parameter.required);
-        if (std::ranges::count(signatures, signature.key, &ParameterSignature::key) == 0) {
+        if (!declares(signatures, signature.key)) {
             signatures.push_back(std::move(signature));
         }
     }

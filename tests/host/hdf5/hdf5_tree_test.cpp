@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <functional>
+#include <map>
 #include <numeric>
 #include <optional>
 #include <sys/file.h>
@@ -163,6 +164,52 @@ TEST_F(ForeignFile, DescribesWhatItDoesNotOffer) {
     EXPECT_TRUE(tree.list_datasets(tree.root()).empty());
     EXPECT_EQ(tree.kind(*tree.find(tree.root(), "external")), ObjectKind::Other);
     EXPECT_FALSE(tree.find(tree.root(), "external/below").has_value());
+}
+
+// Of floats.
+Id make_pair_type(const char* first, const char* second) {
+    Id type(H5Tcreate(H5T_COMPOUND, 8));
+    H5Tinsert(type, first, 0, H5T_IEEE_F32LE);
+    H5Tinsert(type, second, 4, H5T_IEEE_F32LE);
+    return type;
+}
+
+TEST_F(ForeignFile, TellsOfWhichKindIsWhatItDoesNotOffer) {
+    make_set("bits", H5T_STD_B16LE, {3});
+    make_set("long", H5T_NATIVE_LDOUBLE, {5});
+    make_set("scalar", H5T_IEEE_F32LE, {});
+    make_set("text", H5T_C_S1, {2});
+    make_set("reference", H5T_STD_REF_OBJ, {2});
+    const Id flag(H5Tenum_create(H5T_STD_I8LE));
+    const std::int8_t set = 1;
+    ASSERT_GE(H5Tenum_insert(flag, "SET", &set), 0);
+    make_set("flag", flag, {2});
+    ASSERT_GE(H5Tcommit2(writer_, "type", flag, H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT), 0);
+    make_set("complex", make_pair_type("r", "i"), {2});
+    make_set("pair", make_pair_type("x", "y"), {2});
+    H5Lcreate_soft("/nowhere", writer_, "soft", H5P_DEFAULT, H5P_DEFAULT);
+    H5Lcreate_external("other.h5", "/set", writer_, "external", H5P_DEFAULT, H5P_DEFAULT);
+    Hdf5Tree& tree = open();
+    std::map<std::string, OtherKind> kinds;
+    std::vector<std::string> singles;
+    for (const OtherObject& other : tree.list_others(tree.root())) {
+        kinds.emplace(other.name, other.kind);
+        if (other.is_single) {
+            singles.push_back(other.name);
+        }
+    }
+    EXPECT_EQ(kinds, (std::map<std::string, OtherKind>{{"bits", OtherKind::NumberSet},
+                                                       {"complex", OtherKind::NumberSet},
+                                                       {"external", OtherKind::LinkToFile},
+                                                       {"flag", OtherKind::EnumerationSet},
+                                                       {"long", OtherKind::NumberSet},
+                                                       {"pair", OtherKind::OtherSet},
+                                                       {"reference", OtherKind::ReferenceSet},
+                                                       {"scalar", OtherKind::NumberSet},
+                                                       {"soft", OtherKind::BlindLink},
+                                                       {"text", OtherKind::TextSet},
+                                                       {"type", OtherKind::NamedType}}));
+    EXPECT_EQ(singles, std::vector<std::string>{"scalar"});
 }
 
 TEST_F(ForeignFile, GivesAnObjectWithTwoNamesOneId) {

@@ -21,8 +21,8 @@ using testing::ElementsAre;
 constexpr WorkerLimits IMPATIENT{.idle_time = 1s};
 constexpr int REFUSED = 7;
 // Together beyond that limit; each far enough within it for a machine that has much to do.
-constexpr auto SLOW_STEP = 150ms;
-constexpr int SLOW_STEPS = 12;
+constexpr auto PAUSE = 150ms;
+constexpr int PAUSES = 12;
 
 // The end of one worker that does this work, and what it sent.
 struct Ran {
@@ -115,12 +115,12 @@ TEST(WorkerPool, WaitsForAWorkerThatIsInNoFile) {
     EXPECT_EQ(WEXITSTATUS(ran.end.wait_status), 3);
 }
 
-TEST(WorkerPool, WaitsForAWorkerThatTakesItsStepsSlowly) {
+TEST(WorkerPool, WaitsForAWorkerThatMakesItsCallsSlowly) {
     const Ran ran = run_one(IMPATIENT, [](const SendLine&) {
         const InFile in_file("walk.h5");
-        for (int i = 0; i < SLOW_STEPS; ++i) {
-            std::this_thread::sleep_for(SLOW_STEP);
-            count_step();
+        for (int i = 0; i < PAUSES; ++i) {
+            std::this_thread::sleep_for(PAUSE);
+            count_call();
         }
         return 3;
     });
@@ -135,8 +135,8 @@ TEST(WorkerPool, WaitsForAWorkerThatReadsSlowly) {
         const InFile in_file("/dev/zero");
         FILE* const file = std::fopen("/dev/zero", "rb");
         std::setvbuf(file, nullptr, _IONBF, 0);
-        for (int i = 0; i < SLOW_STEPS; ++i) {
-            std::this_thread::sleep_for(SLOW_STEP);
+        for (int i = 0; i < PAUSES; ++i) {
+            std::this_thread::sleep_for(PAUSE);
             std::fgetc(file);
         }
         std::fclose(file);

@@ -44,14 +44,14 @@ TEST(WorkState, CutsANameThatIsTooLong) {
     EXPECT_EQ(std::string(state.file.data()).size(), WorkState::MAX_FILE_BYTES - 1);
 }
 
-TEST(WorkState, CountsStepsAndFilesThatAreLeft) {
+TEST(WorkState, CountsCallsAndFilesThatAreLeft) {
     const WorkState& state = watch();
-    const std::uint64_t before = state.step_count;
+    const std::uint64_t before = state.call_count;
     {
         const InFile here("walk.h5");
-        count_step();
+        count_call();
     }
-    EXPECT_EQ(state.step_count, before + 2);
+    EXPECT_EQ(state.call_count, before + 2);
 }
 
 } // namespace

@@ -407,6 +407,24 @@ TEST(ImportTable, RefusesWhatCannotBe) {
     EXPECT_EQ(failure_of("t,note\n0,left\n1,right\n").code(), ExitCode::Input);
 }
 
+TEST(ImportTable, HintsAtHowTheFormatWritesNumbers) {
+    EXPECT_THAT(failure_of("t,note\n0,left\n1,right\n").hints(),
+                ElementsAre("numbers have a decimal point; columns are parted by ',', ';' or a "
+                            "tab"));
+    EXPECT_THAT(failure_of("t,note,X\n0,left,1\n1,right,2\n", {.sets = {{"A", {"note"}}}}).hints(),
+                ElementsAre("numbers have a decimal point, whatever the locale"));
+    NumberTable table = make_table(std::vector<std::string>{"t", "note"}, "walk.xyz");
+    add_row(table, std::vector<std::string>{"0", "left"}, "walk.xyz");
+    add_row(table, std::vector<std::string>{"1", "right"}, "walk.xyz");
+    try {
+        MemoryTree tree;
+        import_table(table, {}, tree, "walk.xyz");
+        FAIL();
+    } catch (const Failure& failure) {
+        EXPECT_THAT(failure.hints(), IsEmpty());
+    }
+}
+
 TEST(ParseSetOfColumns, SplitsAtTheFirstEqualsSignAndAtCommas) {
     const SetOfColumns set = parse_set_of_columns("Rate=X (deg/s),\"Y, a=b\"");
     EXPECT_EQ(set.name, "Rate");

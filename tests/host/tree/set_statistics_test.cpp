@@ -17,16 +17,16 @@ TEST(SetStatistics, LeavesMissingSamplesAside) {
     const SetStatistics numbers = measure_samples(std::vector<float>{NaN, -1, 4, NaN, 0});
     EXPECT_EQ(numbers.sample_count, 5U);
     EXPECT_EQ(numbers.missing_count, 2U);
-    EXPECT_EQ(numbers.min, SampleValue(-1.0));
-    EXPECT_EQ(numbers.max, SampleValue(4.0));
+    EXPECT_EQ(numbers.least, SampleValue(-1.0));
+    EXPECT_EQ(numbers.greatest, SampleValue(4.0));
     EXPECT_EQ(numbers.mean, 1);
 }
 
 TEST(SetStatistics, HasNoExtremaOfMissingSamples) {
     const SetStatistics numbers = measure_samples(std::vector<float>{NaN});
     EXPECT_EQ(numbers.missing_count, 1U);
-    EXPECT_THAT(std::get<double>(numbers.min), IsNan());
-    EXPECT_THAT(std::get<double>(numbers.max), IsNan());
+    EXPECT_THAT(std::get<double>(numbers.least), IsNan());
+    EXPECT_THAT(std::get<double>(numbers.greatest), IsNan());
     EXPECT_THAT(numbers.mean, IsNan());
 }
 
@@ -41,8 +41,8 @@ TEST(SetStatistics, AddsUpInDoubles) {
 TEST(SetStatistics, KeepsEveryDigitOfIntegers) {
     const SetStatistics numbers =
         measure_samples(std::vector<std::int64_t>{9007199254740993, -9007199254740993});
-    EXPECT_EQ(numbers.min, SampleValue(std::int64_t{-9007199254740993}));
-    EXPECT_EQ(numbers.max, SampleValue(std::int64_t{9007199254740993}));
+    EXPECT_EQ(numbers.least, SampleValue(std::int64_t{-9007199254740993}));
+    EXPECT_EQ(numbers.greatest, SampleValue(std::int64_t{9007199254740993}));
     EXPECT_EQ(numbers.missing_count, 0U);
     const std::uint64_t large = 18446744073709551615U;
     EXPECT_EQ(measure_samples(std::vector<std::uint64_t>{large}).max, SampleValue(large));
