@@ -35,8 +35,8 @@ void check_fields(const talvora_array& array, std::string_view name) {
             fmt::format("the rank of {} is {}; allowed are 1 to {}", name, array.rank, MOST_AXES));
     }
     if (array.extents == nullptr) {
-        throw InvalidArgument(fmt::format("the extents of {} are NULL; {} are needed", name,
-                                          array.rank));
+        throw InvalidArgument(
+            fmt::format("the extents of {} are NULL; {} are needed", name, array.rank));
     }
 }
 
@@ -127,8 +127,7 @@ bool find_reach(const ArrayView& view, Reach& reach) {
 bool find_range(const ArrayView& view, ByteRange& range) {
     Reach reach;
     const auto address = reinterpret_cast<std::uintptr_t>(view.samples);
-    return find_reach(view, reach) &&
-           !__builtin_add_overflow(address, reach.below, &range.first) &&
+    return find_reach(view, reach) && !__builtin_add_overflow(address, reach.below, &range.first) &&
            !__builtin_add_overflow(address, reach.above, &range.end);
 }
 
@@ -231,8 +230,8 @@ ArrayView read_array(const talvora_array* array, std::string_view name) {
 
 bool check_output(const ArrayView& in, const ArrayView& out) {
     if (in.type != out.type) {
-        throw InvalidArgument(fmt::format("the type of out is {}; it has to be that of in, {}",
-                                          out.type, in.type));
+        throw InvalidArgument(
+            fmt::format("the type of out is {}; it has to be that of in, {}", out.type, in.type));
     }
     if (in.extents != out.extents) {
         throw InvalidArgument(fmt::format("the extents of out are {}; they have to be those of in, "

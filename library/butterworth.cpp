@@ -25,10 +25,10 @@ static_assert(TALVORA_BAND_STOP == static_cast<int>(Bandform::ZeroLagBandStop));
 
 Bandform read_form(talvora_form form) {
     if (form < TALVORA_LOW_PASS || form > TALVORA_BAND_STOP) {
-        throw InvalidArgument(fmt::format(
-            "form is {}; allowed are TALVORA_LOW_PASS (0), TALVORA_HIGH_PASS (1), "
-            "TALVORA_BAND_PASS (2) and TALVORA_BAND_STOP (3)",
-            form));
+        throw InvalidArgument(
+            fmt::format("form is {}; allowed are TALVORA_LOW_PASS (0), TALVORA_HIGH_PASS (1), "
+                        "TALVORA_BAND_PASS (2) and TALVORA_BAND_STOP (3)",
+                        form));
     }
     return static_cast<Bandform>(form);
 }
@@ -64,8 +64,8 @@ double read_bandwidth(Bandform bandform, double bandwidth) {
         return read_frequency("bandwidth", bandwidth);
     }
     if (bandwidth != 0.0) {
-        throw InvalidArgument(fmt::format("bandwidth is {} Hz; a low or high pass has none: 0",
-                                          bandwidth));
+        throw InvalidArgument(
+            fmt::format("bandwidth is {} Hz; a low or high pass has none: 0", bandwidth));
     }
     return bandwidth;
 }

@@ -15,8 +15,8 @@ constexpr std::int32_t MOST_WORKERS = 1024;
 
 void check_choice(std::int32_t value, const char* member, const char* zero, const char* one) {
     if (value != 0 && value != 1) {
-        throw InvalidArgument(fmt::format("{} is {}; allowed are {} (0) and {} (1)", member, value,
-                                          zero, one));
+        throw InvalidArgument(
+            fmt::format("{} is {}; allowed are {} (0) and {} (1)", member, value, zero, one));
     }
 }
 

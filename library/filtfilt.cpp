@@ -7,7 +7,6 @@ talvora_status talvora_filtfilt(const double* b, size_t b_count, const double* a
                                 const talvora_filter_options* options, char* error,
                                 size_t error_size) {
     using namespace talvora::library;
-    return guard_call(error, error_size, [&] {
-        filter_array(read_filter(b, b_count, a, a_count), in, out, options);
-    });
+    return guard_call(error, error_size,
+                      [&] { filter_array(read_filter(b, b_count, a, a_count), in, out, options); });
 }

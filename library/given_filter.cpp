@@ -16,8 +16,8 @@ constexpr std::size_t MOST_COEFFICIENTS = 1025;
 
 std::vector<double> read_coefficients(const double* values, std::size_t count, char name) {
     if (count < 1 || count > MOST_COEFFICIENTS) {
-        throw InvalidArgument(fmt::format("{} has {} coefficients; allowed are 1 to {}", name, count,
-                                          MOST_COEFFICIENTS));
+        throw InvalidArgument(fmt::format("{} has {} coefficients; allowed are 1 to {}", name,
+                                          count, MOST_COEFFICIENTS));
     }
     if (values == nullptr) {
         throw InvalidArgument(fmt::format("{} is NULL; {} coefficients are needed", name, count));
@@ -52,8 +52,9 @@ dsp::FilterCoefficients read_filter(const double* b, std::size_t b_count, const 
     check_finite(filter.a, leading, 'a');
     check_finite(filter.b, leading, 'b');
     if (!dsp::is_stable(filter.a)) {
-        throw InvalidArgument("the filter is not stable: what it gives grows without bound or never "
-                              "fades; all roots of a have to lie inside the unit circle");
+        throw InvalidArgument(
+            "the filter is not stable: what it gives grows without bound or never "
+            "fades; all roots of a have to lie inside the unit circle");
     }
     return filter;
 }

@@ -23,8 +23,7 @@ class CallError : public std::runtime_error {
 
 class InvalidArgument : public CallError {
   public:
-    explicit InvalidArgument(const std::string& text)
-        : CallError(TALVORA_INVALID_ARGUMENT, text) {}
+    explicit InvalidArgument(const std::string& text) : CallError(TALVORA_INVALID_ARGUMENT, text) {}
 };
 
 // The status of the exception that is being handled, whose sentence goes into the buffer.

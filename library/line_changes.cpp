@@ -112,8 +112,7 @@ void change_lines(const ArrayLines& lines, const talvora_filter_options& options
     const WorkerPlan plan{(lines.line_count() + block_lines - 1) / block_lines, worker_count,
                           options.should_stop, options.context};
     run_blocks(plan, [&]() -> BlockWork {
-        const auto blocks =
-            std::make_shared<LineBlocks<Sample>>(lines, block_lines, make_change());
+        const auto blocks = std::make_shared<LineBlocks<Sample>>(lines, block_lines, make_change());
         return [blocks](std::size_t block) { blocks->change_block(block); };
     });
 }

@@ -94,8 +94,7 @@ void run_blocks(const WorkerPlan& plan, const std::function<BlockWork()>& make_w
         std::vector<std::jthread> threads; // joined at the end
         const std::size_t worker_count = std::min(plan.worker_count, plan.block_count);
         if (worker_count > 1) {
-            start_threads(threads, worker_count - 1,
-                          [&] { queue.work_off(make_work, [] {}); });
+            start_threads(threads, worker_count - 1, [&] { queue.work_off(make_work, [] {}); });
         }
         queue.work_off(make_work, [&] {
             if (plan.should_stop != nullptr && plan.should_stop(plan.context) != 0) {

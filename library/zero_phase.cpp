@@ -61,8 +61,8 @@ void filter_array(const dsp::FilterCoefficients& filter, const talvora_array* in
     if (chosen.short_lines == TALVORA_REFUSE_SHORT) {
         refuse_short_lines(lines, filter, pad_count);
     }
-    (from.type == TALVORA_FLOAT64 ? filter_lines<double> : filter_lines<float>)(
-        lines, chosen, filter, pad_count);
+    (from.type == TALVORA_FLOAT64 ? filter_lines<double> : filter_lines<float>)(lines, chosen,
+                                                                                filter, pad_count);
 }
 
 } // namespace talvora::library

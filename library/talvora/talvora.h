@@ -10,8 +10,8 @@
  * the output, of which the values are then undefined; in place, samples may be lost.
  *
  * Structures begin with `struct_size`, which the caller sets to sizeof the structure that he was
- * compiled with: members that a later version adds count as zero for who does not know them. A zero
- * is the default of every member.
+ * compiled with: members that a later version adds count as zero for who does not know them, and
+ * are refused by an earlier library unless they are zero. A zero is the default of every member.
  *
  * Threads. Different objects may be used by different threads at once, one object by one thread at
  * a time. The functions on arrays may be called from any number of threads.
@@ -62,7 +62,9 @@ typedef int32_t (*talvora_should_stop)(void* context);
 typedef int32_t talvora_type;
 enum { TALVORA_FLOAT32 = 1, TALVORA_FLOAT64 = 2 };
 
-/* An n-dimensional array of the caller's, as NumPy has it. An input is only read. */
+/* An n-dimensional array of the caller's, as NumPy has it. An input is only read; in its memory
+ * samples may share a place, as with a stride of 0, in that of an output none may. Where an extent
+ * is 0 there is no sample, and nothing is done. */
 typedef struct talvora_array {
     size_t struct_size;
     void* samples; /* the first one; each stands at a multiple of its size */
@@ -112,17 +114,19 @@ typedef struct talvora_filter_options {
 } talvora_filter_options;
 
 /* Filters every line of `in` forward and backward into `out`, which has the same extents and type
- * and is either the same array (in place) or shares no byte with it. The filter is given by its
- * numerator `b` and denominator `a`, from the highest power of z to the constant term; `taps` is
- * the greater of both counts.
+ * and is either the same array (in place) or shares no byte with it: it lies beside it, or samples
+ * of the one between those of the other at regular distances, as two columns of a table do. The
+ * filter is given by its numerator `b` and denominator `a`, from the highest power of z to the
+ * constant term; `taps` is the greater of both counts. `options` NULL is all defaults.
  *
  * The results for float samples are those of the Butterworth unit, bit for bit, whatever the
  * processor and the number of workers; of double samples the same computation without rounding to
- * float. Refused: no coefficients, one that is not finite, a[0] = 0, a filter that is not stable (a
- * pole on the unit circle or outside).
+ * float. Refused: no coefficients, more than 1025, one that is not finite, a[0] = 0, a filter that
+ * is not stable (a pole on the unit circle or outside).
  *
  * Memory beyond `out`: 5 MiB for each worker, with lines of which neighbouring samples are adjacent
- * in `out`; else the lines that are filtered at once besides, 16 at most for each worker.
+ * in `out`; else the lines that are filtered at once besides, 16 at most for each worker. A filter
+ * of more than some hundred taps takes 16 bytes times the square of them more.
  */
 TALVORA_EXPORT talvora_status talvora_filtfilt(const double* b, size_t b_count, const double* a,
                                                size_t a_count, const talvora_array* in,
@@ -133,12 +137,7 @@ TALVORA_EXPORT talvora_status talvora_filtfilt(const double* b, size_t b_count, 
 /* ---- Butterworth filters ------------------------------------------------------------------- */
 
 typedef int32_t talvora_form;
-enum {
-    TALVORA_LOW_PASS = 0,
-    TALVORA_HIGH_PASS = 1,
-    TALVORA_BAND_PASS = 2,
-    TALVORA_BAND_STOP = 3
-};
+enum { TALVORA_LOW_PASS = 0, TALVORA_HIGH_PASS = 1, TALVORA_BAND_PASS = 2, TALVORA_BAND_STOP = 3 };
 
 /* The parameters of the Butterworth unit. */
 typedef struct talvora_butterworth_design {
@@ -165,10 +164,12 @@ TALVORA_EXPORT talvora_status talvora_design_butterworth(const talvora_butterwor
                                                          size_t* count, char* error,
                                                          size_t error_size);
 
-/* talvora_filtfilt with the coefficients of the design. */
+/* talvora_filtfilt with the coefficients of the design. Refused, here and by
+ * talvora_design_butterworth: edges that are not above 0 and below half the rate, moved for two
+ * passes, and an order for which doubles do not hold the coefficients.
+ */
 TALVORA_EXPORT talvora_status talvora_butterworth(const talvora_butterworth_design* design,
-                                                  const talvora_array* in,
-                                                  const talvora_array* out,
+                                                  const talvora_array* in, const talvora_array* out,
                                                   const talvora_filter_options* options,
                                                   char* error, size_t error_size);
 
@@ -177,11 +178,12 @@ TALVORA_EXPORT talvora_status talvora_butterworth(const talvora_butterworth_desi
 /* Puts missing samples (NaN) on the straight line between the valid ones beside them, in gaps of at
  * most `max_length` samples along the axis; 0 is no limit. Those before the first and after the
  * last valid sample stay. Of the options axis, workers and the stop count. Float samples are those
- * of the unit, bit for bit. `in` and `out` as above. */
+ * of the unit, bit for bit. `in` and `out` as above. Float lines of more than 2^24 samples take
+ * two copies of one besides for each worker. */
 TALVORA_EXPORT talvora_status talvora_fill_gaps(const talvora_array* in, const talvora_array* out,
                                                 int64_t max_length,
-                                                const talvora_filter_options* options,
-                                                char* error, size_t error_size);
+                                                const talvora_filter_options* options, char* error,
+                                                size_t error_size);
 
 /* ---- Plug-in libraries --------------------------------------------------------------------- */
 
@@ -202,7 +204,7 @@ typedef struct talvora_unit {
     const char* category;
     const char* version;
     const char* description;
-    const char* date;       /* of a legacy identifier */
+    const char* date; /* of a legacy identifier */
     size_t parameter_count;
 } talvora_unit;
 
@@ -252,8 +254,8 @@ TALVORA_EXPORT talvora_status talvora_tree_add_set(talvora_tree* tree, const cha
 typedef int32_t talvora_kind;
 enum { TALVORA_GROUP = 1, TALVORA_SET = 2 };
 
-/* All objects but the root, groups before what is in them, by name. Anything but 0 from the caller's
- * function ends the walk with TALVORA_STOPPED. */
+/* All objects but the root, groups before what is in them, by name. Anything but 0 from the
+ * caller's function ends the walk with TALVORA_STOPPED. */
 typedef int32_t (*talvora_visit_object)(void* context, const char* path, talvora_kind kind);
 TALVORA_EXPORT talvora_status talvora_tree_visit(talvora_tree* tree, talvora_visit_object visit,
                                                  void* context, char* error, size_t error_size);
@@ -265,23 +267,24 @@ TALVORA_EXPORT talvora_status talvora_tree_get_set(talvora_tree* tree, const cha
                                                    talvora_array* array, char* error,
                                                    size_t error_size);
 
-/* Whether the last good run on this tree changed the samples or the extents of a set, or made it. */
+/* Whether the last good run on this tree changed the samples or the extents of a set, or made it.
+ */
 TALVORA_EXPORT talvora_status talvora_tree_was_written(talvora_tree* tree, const char* path,
                                                        int32_t* was_written, char* error,
                                                        size_t error_size);
 
-/* Attributes: whole numbers, numbers or texts; one value (rank 0) or an array of them. The rate of a
- * set is the attribute "SampleRate" of it or of a group that it is in, a number in Hz. */
+/* Attributes: whole numbers, numbers or texts; one value (rank 0) or an array of them. The rate of
+ * a set is the attribute "SampleRate" of it or of a group that it is in, a number in Hz. */
 typedef int32_t talvora_attribute_type;
 enum { TALVORA_INTEGERS = 1, TALVORA_NUMBERS = 2, TALVORA_TEXTS = 3, TALVORA_FLOAT_NUMBERS = 4 };
 
 typedef struct talvora_attribute {
     size_t struct_size;
     talvora_attribute_type type;
-    int32_t rank;             /* 0: one value */
+    int32_t rank; /* 0: one value */
     const int64_t* extents;
-    const int64_t* integers;  /* the one of these that the type names */
-    const double* numbers;    /* of TALVORA_FLOAT_NUMBERS too, one value, stored as a float */
+    const int64_t* integers; /* the one of these that the type names */
+    const double* numbers;   /* of TALVORA_FLOAT_NUMBERS too, one value, stored as a float */
     const char* const* texts;
 } talvora_attribute;
 
@@ -298,9 +301,8 @@ TALVORA_EXPORT talvora_status talvora_tree_get_attribute(talvora_tree* tree, con
                                                          size_t error_size);
 typedef int32_t (*talvora_visit_name)(void* context, const char* name);
 TALVORA_EXPORT talvora_status talvora_tree_visit_attributes(talvora_tree* tree, const char* path,
-                                                            talvora_visit_name visit,
-                                                            void* context, char* error,
-                                                            size_t error_size);
+                                                            talvora_visit_name visit, void* context,
+                                                            char* error, size_t error_size);
 
 /* ---- Files --------------------------------------------------------------------------------- */
 
