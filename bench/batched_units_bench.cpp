@@ -87,8 +87,8 @@ double time_filter(const Layout& layout, std::vector<float> samples) {
     const float rates[] = {SAMPLE_RATE};
     const auto designs = talvora::dsp::build_design_cache(rates, parameters);
     return time_of([&] {
-        talvora::dsp::SetFilter().filter_in_place(samples, layout.line_length,
-                                                  designs.at(SAMPLE_RATE));
+        talvora::dsp::SetFilter<float>().filter_in_place(samples, layout.line_length,
+                                                         designs.at(SAMPLE_RATE));
     });
 }
 

@@ -47,7 +47,7 @@ std::vector<FilterWork> make_works() {
     };
 }
 
-void filter_sets(dsp::SetFilter& filter, std::span<float> samples, const FilterWork& work) {
+void filter_sets(dsp::SetFilter<float>& filter, std::span<float> samples, const FilterWork& work) {
     for (const bench::SetShape& set : work.sets) {
         const std::uint64_t sample_count = set.line_count * set.line_length;
         filter.add(samples.first(sample_count), set.line_length, work.filter);
@@ -67,7 +67,7 @@ std::vector<Path> make_paths() {
                          std::memcpy(samples.data(), work.samples.data(), samples.size_bytes());
                      }});
     const auto add = [&](const char* name, dsp::FilterPath path) {
-        paths.push_back({name, [filter = std::make_shared<dsp::SetFilter>(path)](
+        paths.push_back({name, [filter = std::make_shared<dsp::SetFilter<float>>(path)](
                                    std::span<float> samples, const FilterWork& work) {
                              filter_sets(*filter, samples, work);
                          }});

@@ -4,13 +4,20 @@
 #include "dsp/processor.h"
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
 #include <iterator>
+#include <type_traits>
 
 namespace talvora::dsp {
 
+extern const LaneKernels<float> BASELINE_FLOAT_LANE_KERNELS;
+extern const LaneKernels<double> BASELINE_DOUBLE_LANE_KERNELS;
 #if TALVORA_X86_64
-extern const LaneKernels<float> AVX2_LANE_KERNELS;
-extern const LaneKernels<float> AVX512_LANE_KERNELS;
+extern const LaneKernels<float> AVX2_FLOAT_LANE_KERNELS;
+extern const LaneKernels<double> AVX2_DOUBLE_LANE_KERNELS;
+extern const LaneKernels<float> AVX512_FLOAT_LANE_KERNELS;
+extern const LaneKernels<double> AVX512_DOUBLE_LANE_KERNELS;
 #endif
 
 namespace {
@@ -32,10 +39,29 @@ bool has_avx512() {
 
 // One row for each source lane_kernels_*.cpp that cmake/arithmetic.cmake has built.
 constexpr LanePath LANE_PATHS[] = {
-    {FilterPath::Baseline, "Baseline", always, &BASELINE_LANE_KERNELS},
+    {FilterPath::Baseline, "Baseline", always},
 #if TALVORA_X86_64
-    {FilterPath::Avx2, "Avx2", has_avx2, &AVX2_LANE_KERNELS},
-    {FilterPath::Avx512, "Avx512", has_avx512, &AVX512_LANE_KERNELS},
+    {FilterPath::Avx2, "Avx2", has_avx2},
+    {FilterPath::Avx512, "Avx512", has_avx512},
+#endif
+};
+
+// By the same rows. One table for each type of samples, so that a program that filters floats alone
+// need not hold the loops for doubles.
+template <class Sample>
+using KernelTable = std::array<const LaneKernels<Sample>*, std::size(LANE_PATHS)>;
+constexpr KernelTable<float> FLOAT_KERNELS = {
+    &BASELINE_FLOAT_LANE_KERNELS,
+#if TALVORA_X86_64
+    &AVX2_FLOAT_LANE_KERNELS,
+    &AVX512_FLOAT_LANE_KERNELS,
+#endif
+};
+constexpr KernelTable<double> DOUBLE_KERNELS = {
+    &BASELINE_DOUBLE_LANE_KERNELS,
+#if TALVORA_X86_64
+    &AVX2_DOUBLE_LANE_KERNELS,
+    &AVX512_DOUBLE_LANE_KERNELS,
 #endif
 };
 
@@ -61,8 +87,17 @@ FilterPath best_filter_path() {
         ->path;
 }
 
-const LaneKernels<float>& lane_kernels(FilterPath path) {
-    return *lane_path(path).kernels;
+template <class Sample>
+const LaneKernels<Sample>& lane_kernels(FilterPath path) {
+    const auto row = static_cast<std::size_t>(&lane_path(path) - LANE_PATHS);
+    if constexpr (std::is_same_v<Sample, float>) {
+        return *FLOAT_KERNELS[row];
+    } else {
+        return *DOUBLE_KERNELS[row];
+    }
 }
+
+template const LaneKernels<float>& lane_kernels(FilterPath);
+template const LaneKernels<double>& lane_kernels(FilterPath);
 
 } // namespace talvora::dsp

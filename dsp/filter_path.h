@@ -18,7 +18,6 @@ struct LanePath {
     FilterPath path;
     const char* name;
     bool (*can_be_taken)(); // by this processor, under this operating system
-    const LaneKernels<float>* kernels;
 };
 
 // Those that are built for this architecture, from the narrowest, which all its processors can
@@ -30,7 +29,9 @@ bool can_take(FilterPath path);
 // The widest path that can be taken here; never the plain one.
 FilterPath best_filter_path();
 
-// The loops of a path that fills lanes and is built; of others those of the baseline.
-const LaneKernels<float>& lane_kernels(FilterPath path);
+// The loops of a path that fills lanes and is built, for samples of float or double; of others
+// those of the baseline.
+template <class Sample>
+const LaneKernels<Sample>& lane_kernels(FilterPath path);
 
 } // namespace talvora::dsp

@@ -7,54 +7,80 @@
 #include "dsp/run_group.h"
 #include "dsp/valid_runs.h"
 
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <vector>
 
 namespace talvora::dsp {
 
+// What becomes of a line with missing samples (NaN).
+enum class Missing {
+    // The runs of valid samples that are long enough are filtered, each by itself. Samples before
+    // the first and after the last of these become missing, and what lies between two of them
+    // stays, as does a line without such a run.
+    Omit,
+    // The recurrence carries a NaN on for ever, so the whole line becomes missing. In a filter
+    // without feedback (all of a but the first is zero) nothing does: a line with a NaN or an
+    // infinity is that of zero_phase_convolution.
+    Propagate
+};
+
 // Filters any number of sets in scratch memory of its own that it keeps from set to set: less
 // than 5 MiB and the states kept along long runs (see LaneScratch). The plain path needs a few
 // copies of one run in double instead. Lines are filtered side by side, whichever sets they are
 // of: what is added is filtered when enough has come together, and at the latest by `finish`.
+//
+// Samples are float or double. The results are those of zero_phase_filter, for floats rounded;
+// missing ones are made with the bits of missing_samples.h.
+template <class Sample>
 class SetFilter {
   public:
-    explicit SetFilter(FilterPath path = best_filter_path()) : path_(path) {}
+    explicit SetFilter(FilterPath path = best_filter_path(), Missing missing = Missing::Omit)
+        : path_(path), missing_(missing) {}
 
     // Takes every line of `samples`: consecutive blocks of `line_length` samples (a part of a
-    // line at the end is left alone). In each line the runs of valid samples that hold at least
-    // 3 * tap_count - 1 are filtered, samples before the first and after the last of these
-    // become NaN (0xFFC00000), and what lies between two of them stays. A line without such a
-    // run stays, and so does everything when the filter is empty. Until `finish` the samples
-    // are the filter's, to be neither moved nor looked at. Sets with the same coefficients are
-    // filtered together when they come one after the other.
-    void add(std::span<float> samples, std::uint64_t line_length,
-             const FilterCoefficients& coefficients);
+    // line at the end is left alone). Runs are padded by `pad_count` samples at each end, and
+    // are long enough with more samples than that; without it by 3 (tap_count - 1), with at least
+    // two more (see padding_for). Lines that are too short stay, and so does everything when the
+    // filter is empty. Until `finish` the samples are the filter's, to be neither moved nor looked
+    // at. Sets with the same coefficients and padding are filtered together when they come one
+    // after the other.
+    void add(std::span<Sample> samples, std::uint64_t line_length,
+             const FilterCoefficients& coefficients,
+             std::optional<std::size_t> pad_count = std::nullopt);
     void finish();
 
     // The same for one set alone.
-    void filter_in_place(std::span<float> samples, std::uint64_t line_length,
-                         const FilterCoefficients& coefficients);
+    void filter_in_place(std::span<Sample> samples, std::uint64_t line_length,
+                         const FilterCoefficients& coefficients,
+                         std::optional<std::size_t> pad_count = std::nullopt);
 
   private:
-    void prepare(const FilterCoefficients& coefficients);
+    void prepare(const FilterCoefficients& coefficients, std::optional<std::size_t> pad_count);
     void filter_lines();
-    void filter_or_search(Runs lines, Runs next);
-    bool is_one_run(std::span<const float> line) const;
-    void collect_runs(std::span<float> line);
+    void filter_or_search(Runs<Sample> lines, Runs<Sample> next);
+    bool is_one_run(std::span<const Sample> line) const;
+    void search(std::span<Sample> line);
+    void collect_runs(std::span<Sample> line);
+    void collect(std::span<Sample> run);
     bool has_enough_runs() const;
     void filter_runs();
     std::size_t lanes_at_once() const;
-    bool filter_together(Runs runs, Runs next, Searched searched);
-    void filter_one_by_one(Runs runs);
+    bool filter_together(Runs<Sample> runs, Runs<Sample> next, Searched searched);
+    void filter_one_by_one(Runs<Sample> runs);
 
     FilterPath path_;
+    Missing missing_;
     FilterCoefficients coefficients_;
-    PreparedFilter filter_;               // for these coefficients
-    bool expects_whole_lines_ = true;     // as the last ones were
-    std::vector<std::span<float>> lines_; // not searched yet
+    std::optional<std::size_t> pad_count_;
+    PreparedFilter filter_;                // for these coefficients and this padding
+    bool convolves_ = false;               // lines with a NaN or an infinity
+    bool expects_whole_lines_ = true;      // as the last ones were
+    std::vector<std::span<Sample>> lines_; // not searched yet
     std::vector<ValidRun> line_runs_;
-    std::vector<std::span<float>> runs_;
+    std::vector<std::span<Sample>> runs_;
     std::size_t collected_sample_count_ = 0;
     LaneScratch scratch_;
 };

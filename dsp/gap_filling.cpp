@@ -35,8 +35,8 @@ Points collect_points(std::span<const float> line, std::span<const ValidRun> run
 }
 
 // Calls fill(samples of the gap, its first position) for each row.
-template <typename Fill>
-void for_each_gap(std::span<float> line, std::span<const std::int64_t> rows, Fill&& fill) {
+template <class Sample, class Fill>
+void for_each_gap(std::span<Sample> line, std::span<const std::int64_t> rows, Fill&& fill) {
     for (std::size_t row = 0; row + 1 < rows.size(); row += 2) {
         const auto start = static_cast<std::size_t>(rows[row]);
         fill(line.subspan(start, static_cast<std::size_t>(rows[row + 1])), rows[row]);
@@ -45,13 +45,14 @@ void for_each_gap(std::span<float> line, std::span<const std::int64_t> rows, Fil
 
 // `gap` lies inside a line of exact positions: counted from the sample before the gap,
 // they differ from one another as they do from the start of the line.
-void fill_from_neighbours(std::span<float> gap) {
-    const float before = gap.data()[-1];
-    const float rise = gap.data()[gap.size()] - before;
-    const auto count = static_cast<std::int32_t>(gap.size());
-    const auto width = static_cast<float>(count + 1);
-    for (std::int32_t k = 0; k < count; ++k) {
-        gap.data()[k] = made_sample((static_cast<float>(k + 1) / width) * rise + before);
+template <class Count, class Sample>
+void fill_from_neighbours(std::span<Sample> gap) {
+    const Sample before = gap.data()[-1];
+    const Sample rise = gap.data()[gap.size()] - before;
+    const auto count = static_cast<Count>(gap.size());
+    const auto width = static_cast<Sample>(count + 1);
+    for (Count k = 0; k < count; ++k) {
+        gap.data()[k] = made_sample((static_cast<Sample>(k + 1) / width) * rise + before);
     }
 }
 
@@ -82,8 +83,9 @@ void fill_gaps_by_search(std::span<float> line, std::span<const ValidRun> runs,
 }
 
 void fill_gaps_from_neighbours(std::span<float> line, std::span<const std::int64_t> rows) {
-    for_each_gap(line, rows,
-                 [](std::span<float> gap, std::int64_t /*start*/) { fill_from_neighbours(gap); });
+    for_each_gap(line, rows, [](std::span<float> gap, std::int64_t /*start*/) {
+        fill_from_neighbours<std::int32_t>(gap);
+    });
 }
 
 void fill_gaps(std::span<float> line, std::span<const ValidRun> runs,
@@ -93,6 +95,13 @@ void fill_gaps(std::span<float> line, std::span<const ValidRun> runs,
     } else {
         fill_gaps_by_search(line, runs, rows);
     }
+}
+
+void fill_gaps(std::span<double> line, std::span<const ValidRun> /*runs*/,
+               std::span<const std::int64_t> rows) {
+    for_each_gap(line, rows, [](std::span<double> gap, std::int64_t /*start*/) {
+        fill_from_neighbours<std::int64_t>(gap);
+    });
 }
 
 } // namespace talvora::dsp

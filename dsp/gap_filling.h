@@ -23,8 +23,11 @@ void append_gaps(std::span<const ValidRun> runs, std::int64_t max_length, GapRow
 // allocation, up to 2^24 samples; linear in the line, with a copy of it, beyond.
 void fill_gaps(std::span<float> line, std::span<const ValidRun> runs,
                std::span<const std::int64_t> rows);
+// With positions in double precision, of which no line has more than are exact.
+void fill_gaps(std::span<double> line, std::span<const ValidRun> runs,
+               std::span<const std::int64_t> rows);
 
-// What fill_gaps comes down to, chosen by the length of the line.
+// What fill_gaps comes down to for floats, chosen by the length of the line.
 //
 // By definition: an interpolator over all valid samples of the line, asked for each
 // position in turn. Right for every line.

@@ -19,7 +19,7 @@ namespace talvora::dsp {
 // the first-level cache.
 inline constexpr std::size_t MAX_LANE_COUNT = 16;
 
-// Floats to a cache line.
+// Floats to a cache line; of doubles two.
 inline constexpr std::size_t TILE_ROWS = 16;
 
 // A filter, and its state in every lane: tap_count - 1 rows, left as the last row made them.
@@ -58,7 +58,7 @@ struct LaneKernels {
                            std::size_t row_count, double* rows, const Upcoming<Sample>* upcoming);
 
     // `row_count` rows from the last to the first, to lines; without `lines` the state alone is
-    // wanted. Doubles beyond the range of a float become infinities.
+    // wanted. Rows beyond the range of a float become infinities as floats.
     void (*filter_backward)(const LaneFilter& filter, const double* rows, std::size_t row_count,
                             Sample* const* lines, const Upcoming<Sample>* upcoming);
 
@@ -68,8 +68,7 @@ struct LaneKernels {
                         std::ptrdiff_t row_step);
 };
 
-// Two lanes: SSE2, NEON. The tables of wider instruction sets are named where they are chosen, in
-// filter_path.cpp.
-extern const LaneKernels<float> BASELINE_LANE_KERNELS;
+// The tables are named where they are chosen, in filter_path.cpp. Those of the baseline have two
+// lanes: SSE2, NEON.
 
 } // namespace talvora::dsp

@@ -3,7 +3,10 @@
 
 namespace talvora::dsp {
 
-extern const LaneKernels<float> AVX2_LANE_KERNELS;
-const LaneKernels<float> AVX2_LANE_KERNELS = KERNELS<float>;
+extern const LaneKernels<float> AVX2_FLOAT_LANE_KERNELS;
+const LaneKernels<float> AVX2_FLOAT_LANE_KERNELS = KERNELS<float>;
+
+extern const LaneKernels<double> AVX2_DOUBLE_LANE_KERNELS;
+const LaneKernels<double> AVX2_DOUBLE_LANE_KERNELS = KERNELS<double>;
 
 } // namespace talvora::dsp

@@ -3,6 +3,10 @@
 
 namespace talvora::dsp {
 
-const LaneKernels<float> BASELINE_LANE_KERNELS = KERNELS<float>;
+extern const LaneKernels<float> BASELINE_FLOAT_LANE_KERNELS;
+const LaneKernels<float> BASELINE_FLOAT_LANE_KERNELS = KERNELS<float>;
+
+extern const LaneKernels<double> BASELINE_DOUBLE_LANE_KERNELS;
+const LaneKernels<double> BASELINE_DOUBLE_LANE_KERNELS = KERNELS<double>;
 
 } // namespace talvora::dsp

@@ -39,6 +39,8 @@ constexpr int picked_in_quad(const int (&pattern)[4], std::size_t index, std::si
     const int quad = static_cast<int>(index / 4 * 4);
     return quad + (picked < 4 ? picked : picked - 4 + static_cast<int>(count));
 }
+constexpr int EVEN_PLACES[] = {0, 4, 2, 6};
+constexpr int ODD_PLACES[] = {1, 5, 3, 7};
 constexpr int LOW_HALVES[] = {0, 4, 1, 5};
 constexpr int HIGH_HALVES[] = {2, 6, 3, 7};
 constexpr int FIRST_PAIRS[] = {0, 1, 4, 5};
@@ -57,23 +59,27 @@ inline void pick_quads(const From& a, const From& b, To& picked, std::index_sequ
     picked = __builtin_shufflevector(a, b, static_cast<int>(quads[Index / 4] * 4 + Index % 4)...);
 }
 
-// Four vectors turned quad by quad.
+// Four vectors turned quad by quad: two lines at a time, of which floats are paired half by half,
+// and doubles place by place, as a half of a quad of theirs is what one instruction keeps together.
 template <class Sample, std::size_t QuadCount>
 inline void turn_quads(typename VectorOf<Sample, 4 * QuadCount>::Type* m) {
     using Vector = typename VectorOf<Sample, 4 * QuadCount>::Type;
     constexpr auto all = std::make_index_sequence<4 * QuadCount>();
-    Vector low01;
-    Vector high01;
-    Vector low23;
-    Vector high23;
-    pick_in_quads<LOW_HALVES>(m[0], m[1], low01, all);
-    pick_in_quads<HIGH_HALVES>(m[0], m[1], high01, all);
-    pick_in_quads<LOW_HALVES>(m[2], m[3], low23, all);
-    pick_in_quads<HIGH_HALVES>(m[2], m[3], high23, all);
-    pick_in_quads<FIRST_PAIRS>(low01, low23, m[0], all);
-    pick_in_quads<LAST_PAIRS>(low01, low23, m[1], all);
-    pick_in_quads<FIRST_PAIRS>(high01, high23, m[2], all);
-    pick_in_quads<LAST_PAIRS>(high01, high23, m[3], all);
+    constexpr bool BY_PLACES = sizeof(Sample) == sizeof(double);
+    constexpr const int(&ONES)[4] = BY_PLACES ? EVEN_PLACES : LOW_HALVES;
+    constexpr const int(&OTHERS)[4] = BY_PLACES ? ODD_PLACES : HIGH_HALVES;
+    Vector ones01;
+    Vector others01;
+    Vector ones23;
+    Vector others23;
+    pick_in_quads<ONES>(m[0], m[1], ones01, all);
+    pick_in_quads<OTHERS>(m[0], m[1], others01, all);
+    pick_in_quads<ONES>(m[2], m[3], ones23, all);
+    pick_in_quads<OTHERS>(m[2], m[3], others23, all);
+    pick_in_quads<FIRST_PAIRS>(ones01, ones23, m[0], all);
+    pick_in_quads<LAST_PAIRS>(ones01, ones23, m[BY_PLACES ? 2 : 1], all);
+    pick_in_quads<FIRST_PAIRS>(others01, others23, m[BY_PLACES ? 1 : 2], all);
+    pick_in_quads<LAST_PAIRS>(others01, others23, m[3], all);
 }
 
 template <class Half, class Vector, std::size_t... Index>
@@ -96,9 +102,55 @@ inline void gather_quads(typename VectorOf<Sample, 4 * QuadCount>::Type& vector,
     }
 }
 
+// Where a register is too narrow for a quad pairs are turned, two samples of two lines.
+template <class Sample>
+constexpr bool HOLDS_QUADS = 4 * sizeof(Sample) <= WIDTH * sizeof(double);
+
+template <class Vector>
+inline void turn_pair(Vector& a, Vector& b) {
+    const Vector first = __builtin_shufflevector(a, b, 0, 2);
+    b = __builtin_shufflevector(a, b, 1, 3);
+    a = first;
+}
+
+template <std::size_t LaneCount, class Sample>
+inline void read_tile_by_pairs(const Sample* const* lines, std::ptrdiff_t position, Sample* tile) {
+    for (std::size_t lane = 0; lane < LaneCount; lane += 2) {
+#pragma GCC unroll 4
+        for (std::size_t row = 0; row < TILE_ROWS; row += 2) {
+            typename VectorOf<Sample, 2>::Type m[2];
+            load(m[0], lines[lane] + position + as_step(row));
+            load(m[1], lines[lane + 1] + position + as_step(row));
+            turn_pair(m[0], m[1]);
+            store(m[0], tile + row * LaneCount + lane);
+            store(m[1], tile + (row + 1) * LaneCount + lane);
+        }
+    }
+}
+
+template <std::size_t LaneCount, class Sample>
+inline void write_tile_by_pairs(const Sample* tile, Sample* const* lines, std::ptrdiff_t position) {
+    for (std::size_t lane = 0; lane < LaneCount; lane += 2) {
+#pragma GCC unroll 4
+        for (std::size_t row = 0; row < TILE_ROWS; row += 2) {
+            typename VectorOf<Sample, 2>::Type m[2];
+            load(m[0], tile + row * LaneCount + lane);
+            load(m[1], tile + (row + 1) * LaneCount + lane);
+            settle_missing(m[0]);
+            settle_missing(m[1]);
+            turn_pair(m[0], m[1]);
+            store(m[0], lines[lane] + position + as_step(row));
+            store(m[1], lines[lane + 1] + position + as_step(row));
+        }
+    }
+}
+
 // TILE_ROWS samples of each line from `position` on, to a tile.
 template <std::size_t LaneCount, class Sample>
 inline void read_tile(const Sample* const* lines, std::ptrdiff_t position, Sample* tile) {
+    if constexpr (!HOLDS_QUADS<Sample>) {
+        return read_tile_by_pairs<LaneCount>(lines, position, tile);
+    }
     constexpr std::size_t QUADS = quads_at_once<Sample, LaneCount>();
     for (std::size_t lane = 0; lane < LaneCount; lane += 4 * QUADS) {
         for (std::size_t row = 0; row < TILE_ROWS; row += 4) {
@@ -151,6 +203,9 @@ inline void store_sorted(const typename VectorOf<Sample, 4 * QuadCount>::Type (&
 // And back.
 template <std::size_t LaneCount, class Sample>
 inline void write_tile(const Sample* tile, Sample* const* lines, std::ptrdiff_t position) {
+    if constexpr (!HOLDS_QUADS<Sample>) {
+        return write_tile_by_pairs<LaneCount>(tile, lines, position);
+    }
     constexpr std::size_t QUADS = quads_at_once<Sample, LaneCount>();
     using Vector = typename VectorOf<Sample, 4 * QUADS>::Type;
     for (std::size_t lane = 0; lane < LaneCount; lane += 4 * QUADS) {
@@ -330,12 +385,17 @@ class AllColumns {
     Column columns_[COUNT];
 };
 
+constexpr std::size_t CACHE_LINE = 64;
+
 template <std::size_t LaneCount, class Sample>
 inline void ask_for(const Upcoming<Sample>* upcoming, std::ptrdiff_t position) {
     if (upcoming != nullptr) {
+        constexpr std::size_t IN_LINE = CACHE_LINE / sizeof(Sample);
         const std::ptrdiff_t steps = position / as_step(TILE_ROWS) * upcoming->step;
         for (std::size_t lane = 0; lane < LaneCount; ++lane) {
-            __builtin_prefetch(upcoming->addresses[lane] + steps);
+            for (std::size_t sample = 0; sample < TILE_ROWS; sample += IN_LINE) {
+                __builtin_prefetch(upcoming->addresses[lane] + steps + sample);
+            }
         }
     }
 }

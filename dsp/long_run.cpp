@@ -63,10 +63,11 @@ struct Cut {
     std::ptrdiff_t batch_count = 0;
 };
 
+template <class Sample>
 class LongRunPasses {
   public:
-    LongRunPasses(std::span<float> run, const PreparedFilter& filter,
-                  const LaneKernels<float>& kernels, LaneScratch& scratch)
+    LongRunPasses(std::span<Sample> run, const PreparedFilter& filter,
+                  const LaneKernels<Sample>& kernels, LaneScratch& scratch)
         : run_(run), filter_(filter),
           forward_(filter, kernels, all_lanes(filter, kernels), scratch.forward),
           backward_(filter, kernels, all_lanes(filter, kernels), scratch.backward),
@@ -112,7 +113,7 @@ class LongRunPasses {
     }
 
   private:
-    static std::size_t all_lanes(const PreparedFilter& filter, const LaneKernels<float>& kernels) {
+    static std::size_t all_lanes(const PreparedFilter& filter, const LaneKernels<Sample>& kernels) {
         return kernels.lane_count(filter.tap_count(), MAX_LANE_COUNT);
     }
     static std::ptrdiff_t as_step(std::size_t count) { return static_cast<std::ptrdiff_t>(count); }
@@ -159,8 +160,9 @@ class LongRunPasses {
     }
 
     // The samples of parts, `parts_apart` from lane to lane.
-    LaneLines lines_from(const Cut& cut, std::ptrdiff_t part, std::ptrdiff_t parts_apart) const {
-        LaneLines lines;
+    LaneLines<Sample> lines_from(const Cut& cut, std::ptrdiff_t part,
+                                 std::ptrdiff_t parts_apart) const {
+        LaneLines<Sample> lines;
         lines.fill(run_.data());
         for (std::ptrdiff_t lane = 0; lane < lane_count_; ++lane) {
             lines[static_cast<std::size_t>(lane)] +=
@@ -182,7 +184,8 @@ class LongRunPasses {
     void lead_in() {
         std::vector<double> padding(filter_.pad_count());
         reflect_before(run_, padding.size(), padding.data(), 1);
-        in_order_.put_to_rest(padding.front());
+        in_order_.put_to_rest(padding.empty() ? static_cast<double>(run_.front())
+                                              : padding.front());
         in_order_.filter(padding);
     }
 
@@ -190,20 +193,20 @@ class LongRunPasses {
     void guess_forward(const Cut& cut) {
         warm_up_forward(cut);
         for (std::ptrdiff_t batch = 0; batch < cut.batch_count; ++batch) {
-            const LaneLines lines = lines_from(cut, batch, cut.batch_count);
+            const LaneLines<Sample> lines = lines_from(cut, batch, cut.batch_count);
             for (std::ptrdiff_t lane = 0; lane < lane_count_; ++lane) {
                 forward_.get_lane_state(
                     static_cast<std::size_t>(lane),
                     {state_before(cut, lane * cut.batch_count + batch), order_});
             }
-            const UpcomingLines wanted{shift_lines(lines, SAMPLES_AHEAD)};
+            const UpcomingLines<Sample> wanted{shift_lines(lines, SAMPLES_AHEAD)};
             forward_.filter_forward(lines, cut.part_length, nullptr, &wanted);
         }
     }
 
     // All lanes but the first, whose state is known, before their first part.
     void warm_up_forward(const Cut& cut) {
-        LaneLines lines = shift_lines(lines_from(cut, 0, cut.batch_count), -warm_up_);
+        LaneLines<Sample> lines = shift_lines(lines_from(cut, 0, cut.batch_count), -warm_up_);
         lines[0] = lines[1];
         for (std::size_t lane = 0; lane < forward_.lane_count(); ++lane) {
             forward_.put_to_rest(lane, static_cast<double>(*lines[lane]));
@@ -216,7 +219,7 @@ class LongRunPasses {
     // goes on to that after them.
     void settle_forward(const Cut& cut, std::ptrdiff_t lane) {
         const std::ptrdiff_t first_part = lane * cut.batch_count;
-        const float* const samples = run_.data() + cut.begin + first_part * cut.part_length;
+        const Sample* const samples = run_.data() + cut.begin + first_part * cut.part_length;
         const std::ptrdiff_t part_blocks = cut.part_length / BLOCK;
         std::copy_n(state_before(cut, first_part), order_, guessed_.state().begin());
         const auto filter = [&](OneLane& one, std::ptrdiff_t block) {
@@ -252,7 +255,7 @@ class LongRunPasses {
 
     // What follows the parts, and the padding after the run.
     void filter_remainder_forward() {
-        const std::span<const float> rest = run_.subspan(static_cast<std::size_t>(parts_end()));
+        const std::span<const Sample> rest = run_.subspan(static_cast<std::size_t>(parts_end()));
         remainder_.resize(rest.size() + filter_.pad_count());
         std::ranges::copy(rest, remainder_.begin());
         reflect_after(run_, filter_.pad_count(), remainder_.data() + rest.size(), 1);
@@ -264,15 +267,15 @@ class LongRunPasses {
         std::ranges::reverse(remainder_);
         in_order_.put_to_rest(remainder_.front());
         in_order_.filter(remainder_);
-        const std::span<float> rest = run_.subspan(static_cast<std::size_t>(parts_end()));
+        const std::span<Sample> rest = run_.subspan(static_cast<std::size_t>(parts_end()));
         std::transform(remainder_.rbegin(), remainder_.rbegin() + as_step(rest.size()),
-                       rest.begin(), narrowed_sample);
+                       rest.begin(), narrowed_sample<Sample>);
     }
 
     // From the last batch to the first, forward again and back.
     void filter_cut(const Cut& cut) {
         for (std::ptrdiff_t batch = cut.batch_count; batch-- > 0;) {
-            const LaneLines lines = lines_from(cut, batch * lane_count_, 1);
+            const LaneLines<Sample> lines = lines_from(cut, batch * lane_count_, 1);
             for (std::ptrdiff_t lane = 0; lane < lane_count_; ++lane) {
                 forward_.set_lane_state(static_cast<std::size_t>(lane),
                                         {state_before(cut, batch * lane_count_ + lane), order_});
@@ -290,9 +293,9 @@ class LongRunPasses {
         states_.resize(states_.size() - order_ * count_parts(cut));
     }
 
-    void guess_backward(const Cut& cut, const LaneLines& lines) {
+    void guess_backward(const Cut& cut, const LaneLines<Sample>& lines) {
         warm_up_backward();
-        const UpcomingLines wanted{shift_lines(lines, -SAMPLES_AHEAD)};
+        const UpcomingLines<Sample> wanted{shift_lines(lines, -SAMPLES_AHEAD)};
         backward_.filter_backward(rows_, cut.part_length, &lines, &wanted);
     }
 
@@ -310,12 +313,12 @@ class LongRunPasses {
     }
 
     // The lane in order is in the true state behind a part, and goes on to that before it.
-    void settle_backward(const Cut& cut, const LaneLines& lines, std::ptrdiff_t lane) {
+    void settle_backward(const Cut& cut, const LaneLines<Sample>& lines, std::ptrdiff_t lane) {
         for (std::size_t i = 0; guesses_hold_ && i < order_; ++i) {
             guessed_.state()[i] =
                 guesses_[i * forward_.lane_count() + static_cast<std::size_t>(lane)];
         }
-        float* const end = lines[static_cast<std::size_t>(lane)] + cut.part_length;
+        Sample* const end = lines[static_cast<std::size_t>(lane)] + cut.part_length;
         const double* const last_row = rows_ + (cut.part_length - 1) * lane_count_ + lane;
         const auto filter = [&](OneLane& one, std::ptrdiff_t block) {
             return one.filter_backward(last_row - block * BLOCK * lane_count_, lane_count_,
@@ -326,10 +329,10 @@ class LongRunPasses {
         }
     }
 
-    std::span<float> run_;
+    std::span<Sample> run_;
     const PreparedFilter& filter_;
-    TilePass forward_;
-    TilePass backward_;
+    TilePass<Sample> forward_;
+    TilePass<Sample> backward_;
     OneLane in_order_; // in the true state where the passes have come to
     OneLane guessed_;
     std::ptrdiff_t lane_count_;
@@ -346,19 +349,25 @@ class LongRunPasses {
 
 } // namespace
 
-bool fills_lanes(std::span<const float> run, const PreparedFilter& filter, std::size_t lane_count) {
-    const std::size_t affordable = run.size() / (lane_count * PARTS_PER_WARM_UP);
+bool fills_lanes(std::size_t length, const PreparedFilter& filter, std::size_t lane_count) {
+    const std::size_t affordable = length / (lane_count * PARTS_PER_WARM_UP);
     const std::ptrdiff_t limit =
         std::min(longest_sure_warm_up(filter), static_cast<std::ptrdiff_t>(affordable));
-    return filter.tap_count() > 1 && run.size() >= FEWEST_SAMPLES_TO_CUT &&
+    return filter.tap_count() > 1 && length >= FEWEST_SAMPLES_TO_CUT &&
            count_warm_up_samples(filter, limit) < limit;
 }
 
-bool filter_long_run(std::span<float> run, const PreparedFilter& filter,
-                     const LaneKernels<float>& kernels, LaneScratch& scratch, Searched searched) {
-    LongRunPasses passes(run, filter, kernels, scratch);
+template <class Sample>
+bool filter_long_run(std::span<Sample> run, const PreparedFilter& filter,
+                     const LaneKernels<Sample>& kernels, LaneScratch& scratch, Searched searched) {
+    LongRunPasses<Sample> passes(run, filter, kernels, scratch);
     return passes.can_be_cut() ? passes.run(searched)
                                : run_group({&run, 1}, {}, filter, kernels, scratch, searched);
 }
+
+template bool filter_long_run(std::span<float>, const PreparedFilter&, const LaneKernels<float>&,
+                              LaneScratch&, Searched);
+template bool filter_long_run(std::span<double>, const PreparedFilter&, const LaneKernels<double>&,
+                              LaneScratch&, Searched);
 
 } // namespace talvora::dsp

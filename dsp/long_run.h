@@ -8,8 +8,8 @@
 
 namespace talvora::dsp {
 
-// Filters a run of at least 3 * tap_count - 1 samples in place, with two taps or more, to
-// the bits of zero_phase_filter.h.
+// Filters a run, of floats or doubles and longer than the filter's padding, in place, with two taps
+// or more, to the bits of zero_phase_filter.h.
 //
 // A recurrence has to be computed in order, but a stable filter forgets: started a
 // warm-up early in any state, it comes to the very bits of the true one. So the run is
@@ -25,12 +25,14 @@ namespace talvora::dsp {
 //
 // A run that was not searched is left as it is, and the result is false, when it holds a missing
 // sample, or infinities that make a NaN.
-bool filter_long_run(std::span<float> run, const PreparedFilter& filter,
-                     const LaneKernels<float>& kernels, LaneScratch& scratch,
+template <class Sample>
+bool filter_long_run(std::span<Sample> run, const PreparedFilter& filter,
+                     const LaneKernels<Sample>& kernels, LaneScratch& scratch,
                      Searched searched = Searched::Yes);
 
-// Whether the parts of the run fill so many lanes at little cost: they are much longer than their
-// warm-ups, after which the guesses of such a filter are right. A filter of one tap needs none.
-bool fills_lanes(std::span<const float> run, const PreparedFilter& filter, std::size_t lane_count);
+// Whether the parts of a run of so many samples fill so many lanes at little cost: they are much
+// longer than their warm-ups, after which the guesses of such a filter are right. A filter of one
+// tap needs none.
+bool fills_lanes(std::size_t length, const PreparedFilter& filter, std::size_t lane_count);
 
 } // namespace talvora::dsp

@@ -13,11 +13,11 @@
 namespace talvora::dsp {
 
 // The result of an operation on the operands; those that are known to be numbers need not be named.
-template <class... Operands>
-float made_sample(float result, Operands... operands) {
+template <class Sample, class... Operands>
+Sample made_sample(Sample result, Operands... operands) {
     if constexpr (!MAKES_MISSING_SAMPLES) {
         if (std::isnan(result) && !(std::isnan(operands) || ...)) {
-            return MISSING_SAMPLE;
+            return MISSING_SAMPLE_OF<Sample>;
         }
     }
     return result;
@@ -25,8 +25,9 @@ float made_sample(float result, Operands... operands) {
 
 // A result in double precision, of numbers. What is beyond the range of a float becomes an
 // infinity.
-inline float narrowed_sample(double result) {
-    return made_sample(static_cast<float>(result));
+template <class Sample>
+Sample narrowed_sample(double result) {
+    return made_sample(static_cast<Sample>(result));
 }
 
 // A NaN as operations give it on.

@@ -8,4 +8,8 @@ void fill_missing(std::span<float> samples) {
     std::ranges::fill(samples, MISSING_SAMPLE);
 }
 
+void fill_missing(std::span<double> samples) {
+    std::ranges::fill(samples, MISSING_DOUBLE);
+}
+
 } // namespace talvora::dsp

@@ -10,7 +10,11 @@ namespace talvora::dsp {
 // which has more samples than that.
 void reflect_before(std::span<const float> run, std::size_t pad_count, double* padding,
                     std::size_t stride);
+void reflect_before(std::span<const double> run, std::size_t pad_count, double* padding,
+                    std::size_t stride);
 void reflect_after(std::span<const float> run, std::size_t pad_count, double* padding,
+                   std::size_t stride);
+void reflect_after(std::span<const double> run, std::size_t pad_count, double* padding,
                    std::size_t stride);
 
 } // namespace talvora::dsp

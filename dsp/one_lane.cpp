@@ -13,8 +13,9 @@ namespace {
 
 // Samples are widened between the steps of the recurrence, which leave time for it. To narrow them
 // there would keep the next step waiting.
+template <class Sample>
 struct SamplesForward {
-    const float* samples;
+    const Sample* samples;
 
     double input(std::size_t row) const { return static_cast<double>(samples[row]); }
     static constexpr bool HAS_OUTPUT = false;
@@ -22,17 +23,18 @@ struct SamplesForward {
     static void store(const LaneRows&) {}
 };
 
+template <class Sample>
 struct RowsBackward {
     const double* last_row;
     std::ptrdiff_t row_step;
-    float* last_sample;
+    Sample* last_sample;
 
     double input(std::size_t row) const { return last_row[-as_step(row) * row_step]; }
     static constexpr bool HAS_OUTPUT = true;
     double output(std::size_t row) const { return static_cast<double>(last_sample[-as_step(row)]); }
     void store(const LaneRows& rows) const {
         for (std::size_t row = 0; row < REST_ROWS; ++row) {
-            last_sample[-as_step(row)] = narrowed_sample(rows[row]);
+            last_sample[-as_step(row)] = narrowed_sample<Sample>(rows[row]);
         }
     }
     static std::ptrdiff_t as_step(std::size_t count) { return static_cast<std::ptrdiff_t>(count); }
@@ -97,12 +99,14 @@ bool OneLane::has_state(std::span<const double> state) const {
     return same_bits(state_.data(), state.data(), state.size());
 }
 
-bool OneLane::filter_forward(const float* samples) {
-    return filter_rows(SamplesForward{samples});
+template <class Sample>
+bool OneLane::filter_forward(const Sample* samples) {
+    return filter_rows(SamplesForward<Sample>{samples});
 }
 
-bool OneLane::filter_backward(const double* last_row, std::ptrdiff_t row_step, float* samples) {
-    return filter_rows(RowsBackward{last_row, row_step, samples + REST_ROWS - 1});
+template <class Sample>
+bool OneLane::filter_backward(const double* last_row, std::ptrdiff_t row_step, Sample* samples) {
+    return filter_rows(RowsBackward<Sample>{last_row, row_step, samples + REST_ROWS - 1});
 }
 
 void OneLane::filter(std::span<double> samples) {
@@ -146,5 +150,10 @@ void OneLane::remember_rest(const Rows& rows) {
         rest_.output[row] = rows.output(row);
     }
 }
+
+template bool OneLane::filter_forward(const float*);
+template bool OneLane::filter_forward(const double*);
+template bool OneLane::filter_backward(const double*, std::ptrdiff_t, float*);
+template bool OneLane::filter_backward(const double*, std::ptrdiff_t, double*);
 
 } // namespace talvora::dsp

@@ -22,11 +22,14 @@ class OneLane {
     bool has_met_missing() const;
     bool has_state(std::span<const double> state) const;
 
-    // REST_ROWS samples, of which the state alone is wanted. False when it was known.
-    bool filter_forward(const float* samples);
+    // REST_ROWS samples, floats or doubles, of which the state alone is wanted. False when it was
+    // known.
+    template <class Sample>
+    bool filter_forward(const Sample* samples);
     // REST_ROWS rows from the last one back, each `row_step` before the one after it, to as many
     // samples. False when they were known.
-    bool filter_backward(const double* last_row, std::ptrdiff_t row_step, float* samples);
+    template <class Sample>
+    bool filter_backward(const double* last_row, std::ptrdiff_t row_step, Sample* samples);
     // Any number of samples, in place.
     void filter(std::span<double> samples);
 

@@ -20,7 +20,8 @@ constexpr auto ROWS = static_cast<std::ptrdiff_t>(TILE_ROWS);
 // little time as much as leaves the second-level cache to the samples, elsewhere as much as comes
 // back from beyond it in less time than the pass again. Segments before them stay in the
 // second-level cache.
-std::ptrdiff_t max_kept_doubles(const LaneKernels<float>& kernels, std::size_t tap_count,
+template <class Sample>
+std::ptrdiff_t max_kept_doubles(const LaneKernels<Sample>& kernels, std::size_t tap_count,
                                 std::size_t lane_count) {
     const bool passes_fast = kernels.width > 2 && tap_count <= 6 &&
                              lane_count == kernels.lane_count(tap_count, MAX_LANE_COUNT);
@@ -47,11 +48,12 @@ constexpr std::ptrdiff_t tiles_for(std::ptrdiff_t length) {
 // All lanes begin at tile 0, and the first one is the last to end. A lane that has ended, or that
 // no run was left for, is the last one that goes on once more: it has its state, and reads and
 // writes its samples. So none fades into denormal numbers by itself.
+template <class Sample>
 class GroupPasses {
   public:
-    GroupPasses(Runs runs, Runs next, const PreparedFilter& filter,
-                const LaneKernels<float>& kernels, LaneScratch& scratch)
-        : runs_(runs), filter_(filter),
+    GroupPasses(Runs<Sample> runs, Runs<Sample> next, const PreparedFilter& filter,
+                const LaneKernels<Sample>& kernels, LaneScratch& scratch)
+        : runs_(runs), filter_(filter), left_out_(filter.pad_count() == 0 ? 1 : 0),
           lane_count_(kernels.lane_count(filter.tap_count(), runs.size())),
           forward_(filter, kernels, lane_count_, scratch.forward),
           backward_(filter, kernels, lane_count_, scratch.backward),
@@ -59,9 +61,9 @@ class GroupPasses {
           kept_tile_count_(
               tiles_of(max_kept_doubles(kernels, filter.tap_count(), lane_count_), step_)),
           segment_tile_count_(tiles_of(SEGMENT_DOUBLES, step_)),
-          is_in_copies_(length_of(0) < ROWS && runs.back().size() == runs.front().size()),
+          is_in_copies_(length_of(0) < ROWS && count_live(0) == count_lanes_of(length_of(0))),
           asks_for_next_(!next.empty() && length_of(0) <= MAX_LENGTH_ASKED_FOR),
-          padding_(scratch.padding.reserve(filter.pad_count() * lane_count_)),
+          padding_(scratch.padding.reserve(count_turn_rows() * lane_count_)),
           rows_(scratch.rows.reserve(
               static_cast<std::size_t>(std::min(tile_count_, kept_tile_count_) * ROWS * step_))),
           states_(scratch.states), ends_(scratch.ends), turns_(scratch.turns),
@@ -73,7 +75,7 @@ class GroupPasses {
         turns_.resize(forward_.state().size());
         lane_state_.resize(filter.tap_count() - 1);
         for (std::size_t lane = 0; is_in_copies_ && lane < runs_.size(); ++lane) {
-            std::ranges::copy(runs_[lane], line_of(lane));
+            std::copy_n(runs_[lane].begin(), length_of(lane), line_of(lane));
         }
     }
 
@@ -110,10 +112,10 @@ class GroupPasses {
   private:
     // Lines that follow each other in the memory in its order, tile by tile as many cache lines as
     // there are lanes; others all at once, from the first sample to the last.
-    void ask_for_next(Runs next) {
+    void ask_for_next(Runs<Sample> next) {
         const std::size_t last = std::min(lane_count_, next.size()) - 1;
         const bool is_one_piece =
-            next[last].data() == next[0].data() + as_step(last) * length_of(0);
+            next[last].data() == next[0].data() + as_step(last * runs_[0].size());
         next_.step = is_one_piece ? ROWS * step_ : ROWS;
         for (std::size_t lane = 0; lane < MAX_LANE_COUNT; ++lane) {
             next_.lines[lane] = is_one_piece ? next[0].data() + as_step(lane) * ROWS
@@ -121,18 +123,22 @@ class GroupPasses {
         }
     }
 
-    std::span<float> run_of(std::size_t lane) const {
+    std::span<Sample> run_of(std::size_t lane) const {
         return runs_[std::min(lane, runs_.size() - 1)];
     }
-    // None where there is no run.
+    // What tiles hold of a run: none where there is no run.
     std::ptrdiff_t length_of(std::size_t lane) const {
-        return lane < runs_.size() ? static_cast<std::ptrdiff_t>(runs_[lane].size()) : 0;
+        return lane < runs_.size() ? length_of(runs_[lane]) : 0;
+    }
+    std::ptrdiff_t length_of(std::span<const Sample> run) const {
+        return static_cast<std::ptrdiff_t>(run.size() - left_out_);
     }
     // Lanes are in the order of their lengths.
     std::size_t count_lanes_of(std::ptrdiff_t length) const {
-        const auto end = std::ranges::partition_point(runs_, [length](std::span<const float> run) {
-            return static_cast<std::ptrdiff_t>(run.size()) >= length;
-        });
+        const auto end =
+            std::ranges::partition_point(runs_, [length, this](std::span<const Sample> run) {
+                return length_of(run) >= length;
+            });
         return static_cast<std::size_t>(end - runs_.begin());
     }
     // Those that have samples in a tile, and those that fill it.
@@ -140,12 +146,12 @@ class GroupPasses {
     std::size_t count_whole(std::ptrdiff_t tile) const { return count_lanes_of((tile + 1) * ROWS); }
 
     // Tiles reach back before lines of less than a tile: these are filtered in copies.
-    float* line_of(std::size_t lane) {
+    Sample* line_of(std::size_t lane) {
         return is_in_copies_ ? spare_[lane].data() + ROWS - length_of(lane) : runs_[lane].data();
     }
-    LaneLines lines_at(std::ptrdiff_t tile) {
+    LaneLines<Sample> lines_at(std::ptrdiff_t tile) {
         const std::size_t live_count = count_live(tile);
-        LaneLines lines;
+        LaneLines<Sample> lines;
         for (std::size_t lane = 0; lane < MAX_LANE_COUNT; ++lane) {
             lines[lane] = line_of(std::min(lane, live_count - 1)) + tile * ROWS;
         }
@@ -160,30 +166,41 @@ class GroupPasses {
         }
     }
 
-    // Padding before the runs.
+    // Padding before the runs. Those that have nothing for the tiles end there.
     void lead_in() {
         for (std::size_t lane = 0; lane < lane_count_; ++lane) {
+            padding_[lane] = static_cast<double>(run_of(lane).front()); // where none is added
             reflect_before(run_of(lane), filter_.pad_count(), padding_ + lane, lane_count_);
         }
         forward_.put_to_rest(padding_);
         forward_.filter_rows(padding_, filter_.pad_count(), step_);
+        const std::size_t live_count = count_live(0);
+        copy_lanes(live_count, lane_count_, forward_.state(), ends_);
+        if (live_count > 0) {
+            follow_last(live_count, forward_);
+        }
     }
 
-    // Padding after the runs, forward and back.
+    // What follows the tiles, forward and back.
+    std::size_t count_turn_rows() const { return left_out_ + filter_.pad_count(); }
     void turn() {
         for (std::size_t lane = 0; lane < lane_count_; ++lane) {
+            padding_[lane] = static_cast<double>(run_of(lane).back()); // where it was left out
             reflect_after(run_of(lane), filter_.pad_count(), padding_ + lane, lane_count_);
         }
         std::ranges::copy(ends_, backward_.state().begin());
         follow_last(runs_.size(), backward_);
-        backward_.filter_rows(padding_, filter_.pad_count(), step_);
-        double* const last_row = padding_ + (filter_.pad_count() - 1) * lane_count_;
+        backward_.filter_rows(padding_, count_turn_rows(), step_);
+        double* const last_row = padding_ + (count_turn_rows() - 1) * lane_count_;
         backward_.put_to_rest(last_row);
-        backward_.filter_rows(last_row, filter_.pad_count(), -step_);
+        backward_.filter_rows(last_row, count_turn_rows(), -step_);
         std::ranges::copy(backward_.state(), turns_.begin());
+        for (std::size_t lane = 0; left_out_ > 0 && lane < runs_.size(); ++lane) {
+            runs_[lane].back() = narrowed_sample<Sample>(padding_[lane]);
+        }
     }
 
-    void follow_last(std::size_t live_count, TilePass& pass) const {
+    void follow_last(std::size_t live_count, TilePass<Sample>& pass) const {
         for (std::size_t lane = live_count; lane < lane_count_; ++lane) {
             pass.copy_lane_state(live_count - 1, lane);
         }
@@ -191,7 +208,10 @@ class GroupPasses {
 
     bool has_missing_end() const {
         return std::any_of(ends_.begin(), ends_.begin() + as_step(runs_.size()),
-                           [](double value) { return std::isnan(value); });
+                           [](double value) { return std::isnan(value); }) ||
+               (left_out_ > 0 && std::ranges::any_of(runs_, [](std::span<const Sample> run) {
+                    return std::isnan(run.back());
+                }));
     }
 
     void keep_forward_state() {
@@ -234,16 +254,17 @@ class GroupPasses {
     }
 
     void filter_tiles_forward(std::ptrdiff_t first, std::ptrdiff_t last, double* rows) {
-        const LaneLines lines = lines_at(first);
-        const auto wanted = rows == nullptr
-                                ? std::optional(UpcomingLines{shift_lines(lines, SAMPLES_AHEAD)})
-                                : next_lines_at(first);
+        const LaneLines<Sample> lines = lines_at(first);
+        const auto wanted =
+            rows == nullptr
+                ? std::optional(UpcomingLines<Sample>{shift_lines(lines, SAMPLES_AHEAD)})
+                : next_lines_at(first);
         forward_.filter_forward(lines, count_rows(first, last), rows, wanted ? &*wanted : nullptr);
         copy_lanes(count_live(last), count_live(first), forward_.state(), ends_);
     }
 
-    std::optional<UpcomingLines> next_lines_at(std::ptrdiff_t tile) const {
-        return asks_for_next_ ? std::optional(UpcomingLines{
+    std::optional<UpcomingLines<Sample>> next_lines_at(std::ptrdiff_t tile) const {
+        return asks_for_next_ ? std::optional(UpcomingLines<Sample>{
                                     shift_lines(next_.lines, tile * next_.step), next_.step})
                               : std::nullopt;
     }
@@ -251,14 +272,14 @@ class GroupPasses {
     // Lanes that end within the tile read a copy, and come to their ends by themselves.
     void filter_ragged_tile_forward(std::ptrdiff_t tile, double* rows) {
         const std::size_t live_count = count_live(tile);
-        LaneLines lines = lines_at(tile);
+        LaneLines<Sample> lines = lines_at(tile);
         for (std::size_t lane = count_whole(tile); lane < live_count; ++lane) {
-            const std::span<const float> rest(lines[lane], run_of(lane).data() + length_of(lane));
+            const std::span<const Sample> rest(lines[lane], run_of(lane).data() + length_of(lane));
             std::fill(std::ranges::copy(rest, spare_[lane].begin()).out, spare_[lane].end(),
                       rest.back());
             lines[lane] = spare_[lane].data();
             forward_.get_lane_state(lane, lane_state_);
-            for (const float sample : rest) {
+            for (const Sample sample : rest) {
                 filter_sample(filter_.b, filter_.a, lane_state_, static_cast<double>(sample));
             }
             for (std::size_t i = 0; i < lane_state_.size(); ++i) {
@@ -289,15 +310,15 @@ class GroupPasses {
     }
 
     void filter_tiles_backward(std::ptrdiff_t first, std::ptrdiff_t last, double* rows) {
-        const LaneLines lines = lines_at(first);
-        const UpcomingLines wanted{shift_lines(lines, -SAMPLES_AHEAD)};
+        const LaneLines<Sample> lines = lines_at(first);
+        const UpcomingLines<Sample> wanted{shift_lines(lines, -SAMPLES_AHEAD)};
         backward_.filter_backward(rows, count_rows(first, last), &lines, &wanted);
     }
 
     // Lanes that end within the tile write elsewhere, and come in by themselves.
     void filter_ragged_tile_backward(std::ptrdiff_t tile, double* rows) {
         const std::size_t live_count = count_live(tile);
-        LaneLines lines = lines_at(tile);
+        LaneLines<Sample> lines = lines_at(tile);
         for (std::size_t lane = count_whole(tile); lane < live_count; ++lane) {
             lines[lane] = spare_[lane].data();
         }
@@ -310,7 +331,8 @@ class GroupPasses {
             for (std::ptrdiff_t row = length_of(lane) - tile * ROWS; row-- > 0;) {
                 const double sample = filter_sample(filter_.b, filter_.a, lane_state_,
                                                     rows[row * step_ + as_step(lane)]);
-                run_of(lane)[static_cast<std::size_t>(tile * ROWS + row)] = narrowed_sample(sample);
+                run_of(lane)[static_cast<std::size_t>(tile * ROWS + row)] =
+                    narrowed_sample<Sample>(sample);
             }
             backward_.set_lane_state(lane, lane_state_);
         }
@@ -318,32 +340,39 @@ class GroupPasses {
 
     static std::ptrdiff_t as_step(std::size_t count) { return static_cast<std::ptrdiff_t>(count); }
 
-    Runs runs_;
+    Runs<Sample> runs_;
     const PreparedFilter& filter_;
+    std::size_t left_out_; // of each run: its last sample, at which a run without padding turns
     std::size_t lane_count_;
-    TilePass forward_;
-    TilePass backward_;
+    TilePass<Sample> forward_;
+    TilePass<Sample> backward_;
     std::ptrdiff_t step_; // from row to row
     std::ptrdiff_t tile_count_;
     std::ptrdiff_t kept_tile_count_;
     std::ptrdiff_t segment_tile_count_;
     bool is_in_copies_;
     bool asks_for_next_;
-    UpcomingLines next_{};
+    UpcomingLines<Sample> next_{};
     double* padding_;
     double* rows_;
     std::vector<double>& states_;
     std::vector<double>& ends_;  // the state of each lane where the forward pass leaves its run
     std::vector<double>& turns_; // and where the backward pass meets it
     std::vector<double>& lane_state_;
-    std::array<std::array<float, TILE_ROWS>, MAX_LANE_COUNT> spare_;
+    std::array<std::array<Sample, TILE_ROWS>, MAX_LANE_COUNT> spare_;
 };
 
 } // namespace
 
-bool run_group(Runs runs, Runs next, const PreparedFilter& filter,
-               const LaneKernels<float>& kernels, LaneScratch& scratch, Searched searched) {
-    return GroupPasses(runs, next, filter, kernels, scratch).run(searched);
+template <class Sample>
+bool run_group(Runs<Sample> runs, Runs<Sample> next, const PreparedFilter& filter,
+               const LaneKernels<Sample>& kernels, LaneScratch& scratch, Searched searched) {
+    return GroupPasses<Sample>(runs, next, filter, kernels, scratch).run(searched);
 }
+
+template bool run_group(Runs<float>, Runs<float>, const PreparedFilter&, const LaneKernels<float>&,
+                        LaneScratch&, Searched);
+template bool run_group(Runs<double>, Runs<double>, const PreparedFilter&,
+                        const LaneKernels<double>&, LaneScratch&, Searched);
 
 } // namespace talvora::dsp

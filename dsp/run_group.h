@@ -9,11 +9,12 @@
 
 namespace talvora::dsp {
 
-// Runs in the order of their lengths, the longest first.
-using Runs = std::span<const std::span<float>>;
+// Runs of floats or doubles in the order of their lengths, the longest first.
+template <class Sample>
+using Runs = std::span<const std::span<Sample>>;
 
-// Filters in place as many runs as there are lanes, or fewer, each of at least 3 * tap_count - 1
-// samples. The filter has two taps or more.
+// Filters in place as many runs as there are lanes, or fewer, each longer than the filter's
+// padding. The filter has two taps or more.
 //
 // The forward pass is kept in double for the backward pass. Runs longer than the
 // scratch holds are cut into segments: a first forward pass keeps the state before
@@ -23,8 +24,9 @@ using Runs = std::span<const std::span<float>>;
 // Runs that were not searched are left as they are, and the result is false, when one holds a
 // missing sample, or infinities that make a NaN. `next` may be filtered soon: short runs are asked
 // of the memory while these are filtered.
-bool run_group(Runs runs, Runs next, const PreparedFilter& filter,
-               const LaneKernels<float>& kernels, LaneScratch& scratch,
+template <class Sample>
+bool run_group(Runs<Sample> runs, Runs<Sample> next, const PreparedFilter& filter,
+               const LaneKernels<Sample>& kernels, LaneScratch& scratch,
                Searched searched = Searched::Yes);
 
 } // namespace talvora::dsp

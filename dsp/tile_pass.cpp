@@ -17,22 +17,24 @@ constexpr std::ptrdiff_t MOST_ROWS = 15 * ROWS;
 constexpr auto FEW_ROWS = static_cast<std::ptrdiff_t>(REST_ROWS);
 
 // What is upcoming some rows on, if anything is.
+template <class Sample>
 class AskedLines {
   public:
-    AskedLines(const UpcomingLines* upcoming, std::ptrdiff_t row) {
+    AskedLines(const UpcomingLines<Sample>* upcoming, std::ptrdiff_t row) {
         if (upcoming != nullptr) {
-            const LaneLines lines = shift_lines(upcoming->lines, row / ROWS * upcoming->step);
+            const LaneLines<Sample> lines =
+                shift_lines(upcoming->lines, row / ROWS * upcoming->step);
             std::ranges::copy(lines, addresses_.begin());
             upcoming_ = {addresses_.data(), upcoming->step};
         }
     }
-    const Upcoming<float>* upcoming() const {
+    const Upcoming<Sample>* upcoming() const {
         return upcoming_.addresses != nullptr ? &upcoming_ : nullptr;
     }
 
   private:
-    std::array<const float*, MAX_LANE_COUNT> addresses_;
-    Upcoming<float> upcoming_{};
+    std::array<const Sample*, MAX_LANE_COUNT> addresses_;
+    Upcoming<Sample> upcoming_{};
 };
 
 // Values that lie `left_step` and `right_step` apart.
@@ -59,8 +61,9 @@ bool has_faint(const double* row, std::size_t lane_count) {
 
 // Whether the next samples of all lanes seem to be one value each. Lanes that only seem to stand
 // still cost shorter calls.
-bool stand_still(const LaneLines& lines, std::size_t lane_count) {
-    return std::all_of(lines.begin(), lines.begin() + lane_count, [](const float* line) {
+template <class Sample>
+bool stand_still(const LaneLines<Sample>& lines, std::size_t lane_count) {
+    return std::all_of(lines.begin(), lines.begin() + lane_count, [](const Sample* line) {
         return line[0] == line[1] && line[0] == line[6] && line[0] == line[ROWS - 1];
     });
 }
@@ -84,17 +87,18 @@ void store_column(const double* column, std::size_t lane_count, double* rows) {
 }
 
 // REST_ROWS rows of a pass, lane by lane. A lane that follows another one takes its input.
+template <class Sample>
 struct ForwardBlock {
-    const LaneKernels<float>& kernels;
+    const LaneKernels<Sample>& kernels;
     std::size_t lane_count;
-    LaneLines lines;
+    LaneLines<Sample> lines;
     double* rows; // or none
 
     bool has_output() const { return rows != nullptr; }
     void load_input(std::size_t lane, double* input) const {
         std::copy_n(lines[lane], REST_ROWS, input);
     }
-    // A float is no denormal double.
+    // A float is no denormal double, and of a double the state tells.
     static bool has_faint_input(std::size_t) { return false; }
     void load_output(std::size_t lane, double* output) const {
         load_column(rows + lane, lane_count, output);
@@ -104,7 +108,7 @@ struct ForwardBlock {
     }
     // The block passed before this one, if it is the last one passed.
     bool has_same_input() const {
-        return std::all_of(lines.begin(), lines.begin() + lane_count, [](const float* line) {
+        return std::all_of(lines.begin(), lines.begin() + lane_count, [](const Sample* line) {
             return same_bits(line, line - REST_ROWS, REST_ROWS);
         });
     }
@@ -120,13 +124,14 @@ struct ForwardBlock {
     void end_following(std::size_t, const double*) const {}
 };
 
+template <class Sample>
 struct BackwardBlock {
-    const LaneKernels<float>& kernels;
+    const LaneKernels<Sample>& kernels;
     std::size_t lane_count;
     double* rows;
-    const LaneLines* lines; // or none
-    LaneLines written = lines != nullptr ? *lines : LaneLines{};
-    std::array<float, REST_ROWS> unwanted{};
+    const LaneLines<Sample>* lines; // or none
+    LaneLines<Sample> written = lines != nullptr ? *lines : LaneLines<Sample>{};
+    std::array<Sample, REST_ROWS> unwanted{};
 
     bool has_output() const { return lines != nullptr; }
     void load_input(std::size_t lane, double* input) const {
@@ -139,7 +144,7 @@ struct BackwardBlock {
         std::copy_n((*lines)[lane], REST_ROWS, output);
     }
     void store_output(std::size_t lane, const double* output) const {
-        std::transform(output, output + REST_ROWS, (*lines)[lane], narrowed_sample);
+        std::transform(output, output + REST_ROWS, (*lines)[lane], narrowed_sample<Sample>);
     }
     bool has_same_input() const {
         return same_bits(rows, rows + REST_ROWS * lane_count, REST_ROWS * lane_count);
@@ -166,15 +171,9 @@ struct BackwardBlock {
 
 } // namespace
 
-LaneLines shift_lines(LaneLines lines, std::ptrdiff_t sample_count) {
-    for (float*& line : lines) {
-        line += sample_count;
-    }
-    return lines;
-}
-
-TilePass::TilePass(const PreparedFilter& filter, const LaneKernels<float>& kernels,
-                   std::size_t lane_count, PassScratch& scratch)
+template <class Sample>
+TilePass<Sample>::TilePass(const PreparedFilter& filter, const LaneKernels<Sample>& kernels,
+                           std::size_t lane_count, PassScratch& scratch)
     : filter_(filter), kernels_(kernels), scratch_(scratch), lane_count_(lane_count),
       order_(filter.tap_count() - 1) {
     scratch_.state.resize(order_ * lane_count_);
@@ -183,57 +182,65 @@ TilePass::TilePass(const PreparedFilter& filter, const LaneKernels<float>& kerne
     }
 }
 
-void TilePass::put_to_rest(std::size_t lane, double input) {
+template <class Sample>
+void TilePass<Sample>::put_to_rest(std::size_t lane, double input) {
     for (std::size_t i = 0; i < order_; ++i) {
         scratch_.state[i * lane_count_ + lane] = filter_.steady_state[i] * input;
     }
 }
 
-void TilePass::put_to_rest(const double* inputs) {
+template <class Sample>
+void TilePass<Sample>::put_to_rest(const double* inputs) {
     for (std::size_t i = 0; i < order_; ++i) {
         std::transform(inputs, inputs + lane_count_, &scratch_.state[i * lane_count_],
                        [value = filter_.steady_state[i]](double input) { return value * input; });
     }
 }
 
-void TilePass::get_lane_state(std::size_t lane, std::span<double> state) const {
+template <class Sample>
+void TilePass<Sample>::get_lane_state(std::size_t lane, std::span<double> state) const {
     for (std::size_t i = 0; i < order_; ++i) {
         state[i] = scratch_.state[i * lane_count_ + lane];
     }
 }
 
-void TilePass::set_lane_state(std::size_t lane, std::span<const double> state) {
+template <class Sample>
+void TilePass<Sample>::set_lane_state(std::size_t lane, std::span<const double> state) {
     for (std::size_t i = 0; i < order_; ++i) {
         scratch_.state[i * lane_count_ + lane] = state[i];
     }
 }
 
-void TilePass::copy_lane_state(std::size_t from, std::size_t to) {
+template <class Sample>
+void TilePass<Sample>::copy_lane_state(std::size_t from, std::size_t to) {
     for (std::size_t i = 0; i < order_; ++i) {
         double* const row = &scratch_.state[i * lane_count_];
         row[to] = row[from];
     }
 }
 
-bool TilePass::has_met_missing() const {
+template <class Sample>
+bool TilePass<Sample>::has_met_missing() const {
     return std::any_of(scratch_.state.begin(), scratch_.state.begin() + step(),
                        [](double value) { return std::isnan(value); });
 }
 
-void TilePass::filter_forward(const LaneLines& lines, std::ptrdiff_t row_count, double* rows,
-                              const UpcomingLines* upcoming) {
+template <class Sample>
+void TilePass<Sample>::filter_forward(const LaneLines<Sample>& lines, std::ptrdiff_t row_count,
+                                      double* rows, const UpcomingLines<Sample>* upcoming) {
     bool all_repeat = false;
     for (std::ptrdiff_t row = 0, count = 0; row < row_count; row += count) {
-        const LaneLines now = shift_lines(lines, row);
+        const LaneLines<Sample> now = shift_lines(lines, row);
         double* const out = rows != nullptr ? rows + row * step() : nullptr;
         if (row_count - row >= FEW_ROWS &&
             (all_repeat || stand_still(now, lane_count_) || is_faint())) {
             count = FEW_ROWS;
-            all_repeat = pass_with_rests(ForwardBlock{kernels_, lane_count_, now, out}, all_repeat);
+            all_repeat =
+                pass_with_rests(ForwardBlock<Sample>{kernels_, lane_count_, now, out}, all_repeat);
         } else {
             all_repeat = false;
             count = std::min(row_count - row, MOST_ROWS);
-            const AskedLines asked(upcoming, row);
+            const AskedLines<Sample> asked(upcoming, row);
             kernels_.filter_forward(lane_filter(), now.data(), static_cast<std::size_t>(count), out,
                                     asked.upcoming());
         }
@@ -241,8 +248,10 @@ void TilePass::filter_forward(const LaneLines& lines, std::ptrdiff_t row_count, 
 }
 
 // Rows beyond whole tiles are the first to be passed, so that no other tile reaches back.
-void TilePass::filter_backward(double* rows, std::ptrdiff_t row_count, const LaneLines* lines,
-                               const UpcomingLines* upcoming) {
+template <class Sample>
+void TilePass<Sample>::filter_backward(double* rows, std::ptrdiff_t row_count,
+                                       const LaneLines<Sample>* lines,
+                                       const UpcomingLines<Sample>* upcoming) {
     bool all_repeat = false;
     for (std::ptrdiff_t end = row_count, count = 0; end > 0; end -= count) {
         const std::ptrdiff_t beyond_tiles = end % ROWS;
@@ -255,35 +264,40 @@ void TilePass::filter_backward(double* rows, std::ptrdiff_t row_count, const Lan
                 : is_silent ? beyond_tiles
                             : std::min(end, beyond_tiles + MOST_ROWS);
         const std::ptrdiff_t first = end - count;
-        const LaneLines now = lines != nullptr ? shift_lines(*lines, first) : LaneLines{};
+        const LaneLines<Sample> now =
+            lines != nullptr ? shift_lines(*lines, first) : LaneLines<Sample>{};
         double* const in = rows + first * step();
         if (rests) {
             all_repeat = pass_with_rests(
-                BackwardBlock{kernels_, lane_count_, in, lines != nullptr ? &now : nullptr},
+                BackwardBlock<Sample>{kernels_, lane_count_, in, lines != nullptr ? &now : nullptr},
                 all_repeat);
         } else {
             all_repeat = false;
-            const AskedLines asked(upcoming, first);
+            const AskedLines<Sample> asked(upcoming, first);
             kernels_.filter_backward(lane_filter(), in, static_cast<std::size_t>(count),
                                      lines != nullptr ? now.data() : nullptr, asked.upcoming());
         }
     }
 }
 
-void TilePass::filter_rows(double* rows, std::size_t row_count, std::ptrdiff_t row_step) {
+template <class Sample>
+void TilePass<Sample>::filter_rows(double* rows, std::size_t row_count, std::ptrdiff_t row_step) {
     kernels_.filter_rows(lane_filter(), rows, row_count, row_step);
 }
 
-LaneFilter TilePass::lane_filter() {
+template <class Sample>
+LaneFilter TilePass<Sample>::lane_filter() {
     return {filter_.b.data(), filter_.a.data(), filter_.tap_count(), lane_count_,
             scratch_.state.data()};
 }
 
-bool TilePass::is_faint() const {
+template <class Sample>
+bool TilePass<Sample>::is_faint() const {
     return std::ranges::any_of(scratch_.state, [](double value) { return dsp::is_faint(value); });
 }
 
-bool TilePass::is_faint(std::size_t lane) const {
+template <class Sample>
+bool TilePass<Sample>::is_faint(std::size_t lane) const {
     for (std::size_t i = 0; i < order_; ++i) {
         if (dsp::is_faint(scratch_.state[i * lane_count_ + lane])) {
             return true;
@@ -294,8 +308,9 @@ bool TilePass::is_faint(std::size_t lane) const {
 
 // Faint lanes that repeat follow one that does not while the others are filtered. Whether all
 // repeat; when they did so in the block just before, they do it again with the same input.
+template <class Sample>
 template <class Block>
-bool TilePass::pass_with_rests(Block block, bool all_repeated) {
+bool TilePass<Sample>::pass_with_rests(Block block, bool all_repeated) {
     if (all_repeated && block.has_same_input()) {
         block.copy_output();
         return true;
@@ -335,8 +350,9 @@ bool TilePass::pass_with_rests(Block block, bool all_repeated) {
     return same_bits(scratch_.state.data(), scratch_.state_before.data(), scratch_.state.size());
 }
 
+template <class Sample>
 template <class Block>
-bool TilePass::repeats(const Block& block, std::size_t lane) const {
+bool TilePass<Sample>::repeats(const Block& block, std::size_t lane) const {
     const LaneRest& rest = scratch_.rests[lane];
     if (!rest.is_known || (block.has_output() && !rest.has_output) ||
         !same_bits_apart(&scratch_.state[lane], lane_count_, rest.state.data(), 1, order_)) {
@@ -348,8 +364,9 @@ bool TilePass::repeats(const Block& block, std::size_t lane) const {
 }
 
 // If the state of the lane is what it was before the block.
+template <class Sample>
 template <class Block>
-void TilePass::remember_rest(const Block& block, std::size_t lane) {
+void TilePass<Sample>::remember_rest(const Block& block, std::size_t lane) {
     if (!same_bits_apart(&scratch_.state[lane], lane_count_, &scratch_.state_before[lane],
                          lane_count_, order_)) {
         return;
@@ -364,5 +381,8 @@ void TilePass::remember_rest(const Block& block, std::size_t lane) {
         block.load_output(lane, rest.output.data());
     }
 }
+
+template class TilePass<float>;
+template class TilePass<double>;
 
 } // namespace talvora::dsp

@@ -18,22 +18,31 @@
 
 namespace talvora::dsp {
 
-// For each lane the address of a sample.
-using LaneLines = std::array<float*, MAX_LANE_COUNT>;
+// For each lane the address of a sample, a float or a double.
+template <class Sample>
+using LaneLines = std::array<Sample*, MAX_LANE_COUNT>;
 
 // The same lines some samples on, or back.
-LaneLines shift_lines(LaneLines lines, std::ptrdiff_t sample_count);
+template <class Sample>
+LaneLines<Sample> shift_lines(LaneLines<Sample> lines, std::ptrdiff_t sample_count) {
+    for (Sample*& line : lines) {
+        line += sample_count;
+    }
+    return lines;
+}
 
 // As in Upcoming: with the tile after it, by default, the samples that follow.
+template <class Sample>
 struct UpcomingLines {
-    LaneLines lines;
+    LaneLines<Sample> lines;
     std::ptrdiff_t step = TILE_ROWS;
 };
 
+template <class Sample>
 class TilePass {
   public:
     // Borrows all of them. The states are undefined.
-    TilePass(const PreparedFilter& filter, const LaneKernels<float>& kernels,
+    TilePass(const PreparedFilter& filter, const LaneKernels<Sample>& kernels,
              std::size_t lane_count, PassScratch& scratch);
 
     std::size_t lane_count() const { return lane_count_; }
@@ -50,11 +59,11 @@ class TilePass {
     bool has_met_missing() const;
 
     // As in LaneKernels.
-    void filter_forward(const LaneLines& lines, std::ptrdiff_t row_count, double* rows,
-                        const UpcomingLines* upcoming = nullptr);
+    void filter_forward(const LaneLines<Sample>& lines, std::ptrdiff_t row_count, double* rows,
+                        const UpcomingLines<Sample>* upcoming = nullptr);
     // Leaves the rows as they are.
-    void filter_backward(double* rows, std::ptrdiff_t row_count, const LaneLines* lines,
-                         const UpcomingLines* upcoming = nullptr);
+    void filter_backward(double* rows, std::ptrdiff_t row_count, const LaneLines<Sample>* lines,
+                         const UpcomingLines<Sample>* upcoming = nullptr);
     void filter_rows(double* rows, std::size_t row_count, std::ptrdiff_t row_step);
 
   private:
@@ -70,7 +79,7 @@ class TilePass {
     std::ptrdiff_t step() const { return static_cast<std::ptrdiff_t>(lane_count_); }
 
     const PreparedFilter& filter_;
-    const LaneKernels<float>& kernels_;
+    const LaneKernels<Sample>& kernels_;
     PassScratch& scratch_;
     std::size_t lane_count_;
     std::size_t order_;

@@ -12,7 +12,8 @@ namespace {
 // Most lines have a handful of runs: room for them without growing.
 constexpr std::size_t INITIAL_RUN_ROOM = 10;
 
-std::size_t skip_missing(std::span<const float> line, std::size_t index) {
+template <class Sample>
+std::size_t skip_missing(std::span<const Sample> line, std::size_t index) {
     while (index < line.size() && std::isnan(line[index])) {
         ++index;
     }
@@ -23,13 +24,15 @@ std::size_t skip_missing(std::span<const float> line, std::size_t index) {
 // of a run costs little.
 constexpr std::size_t BLOCK_SIZE = 32;
 
-bool has_missing(const float* block) {
-    constexpr std::size_t WIDTH = sizeof(Floats) / sizeof(float);
-    FloatMask missing{};
+template <class Sample>
+bool has_missing(const Sample* block) {
+    using Samples = BaselineVectorOf<Sample>::Type;
+    constexpr std::size_t WIDTH = sizeof(Samples) / sizeof(Sample);
+    typename BaselineVectorOf<Sample>::Mask missing{};
     for (std::size_t i = 0; i < BLOCK_SIZE; i += 2 * WIDTH) {
-        Floats left;
-        Floats right;
-        FloatMask found;
+        Samples left;
+        Samples right;
+        typename BaselineVectorOf<Sample>::Mask found;
         load(left, block + i);
         load(right, block + i + WIDTH);
         find_missing(left, right, found);
@@ -38,7 +41,8 @@ bool has_missing(const float* block) {
     return has_any(missing);
 }
 
-std::size_t skip_valid(std::span<const float> line, std::size_t index) {
+template <class Sample>
+std::size_t skip_valid(std::span<const Sample> line, std::size_t index) {
     while (line.size() - index >= BLOCK_SIZE && !has_missing(line.data() + index)) {
         index += BLOCK_SIZE;
     }
@@ -48,10 +52,8 @@ std::size_t skip_valid(std::span<const float> line, std::size_t index) {
     return index;
 }
 
-} // namespace
-
-void find_valid_runs(std::span<const float> line, std::int64_t min_length,
-                     std::vector<ValidRun>& runs) {
+template <class Sample>
+void find_runs(std::span<const Sample> line, std::int64_t min_length, std::vector<ValidRun>& runs) {
     runs.clear();
     runs.reserve(INITIAL_RUN_ROOM);
     for (std::size_t start = skip_missing(line, 0); start < line.size();) {
@@ -62,6 +64,18 @@ void find_valid_runs(std::span<const float> line, std::int64_t min_length,
         }
         start = skip_missing(line, end);
     }
+}
+
+} // namespace
+
+void find_valid_runs(std::span<const float> line, std::int64_t min_length,
+                     std::vector<ValidRun>& runs) {
+    find_runs(line, min_length, runs);
+}
+
+void find_valid_runs(std::span<const double> line, std::int64_t min_length,
+                     std::vector<ValidRun>& runs) {
+    find_runs(line, min_length, runs);
 }
 
 } // namespace talvora::dsp

@@ -21,5 +21,7 @@ struct ValidRun {
 // reuse one list from line to line.
 void find_valid_runs(std::span<const float> line, std::int64_t min_length,
                      std::vector<ValidRun>& runs);
+void find_valid_runs(std::span<const double> line, std::int64_t min_length,
+                     std::vector<ValidRun>& runs);
 
 } // namespace talvora::dsp

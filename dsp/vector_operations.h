@@ -10,6 +10,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 
 #if TALVORA_X86_64
 #include <immintrin.h>
@@ -26,9 +27,23 @@ struct VectorOf {
     typedef Element Type __attribute__((vector_size(Count * sizeof(Element)))); // NOLINT: GCC 12
 };
 
-// Four floats fill a register of the baseline.
-using Floats = VectorOf<float, 4>::Type;
-using FloatMask = VectorOf<std::int32_t, 4>::Type; // all bits of an element, or none
+// What fills a register of the baseline, and all bits of its elements or none.
+template <class Element>
+struct BaselineVectorOf;
+template <>
+struct BaselineVectorOf<float> {
+    using Type = VectorOf<float, 4>::Type;
+    using Mask = VectorOf<std::int32_t, 4>::Type;
+};
+template <>
+struct BaselineVectorOf<double> {
+    using Type = VectorOf<double, 2>::Type;
+    using Mask = VectorOf<std::int64_t, 2>::Type;
+};
+using Floats = BaselineVectorOf<float>::Type;
+using FloatMask = BaselineVectorOf<float>::Mask;
+using Doubles = BaselineVectorOf<double>::Type;
+using DoubleMask = BaselineVectorOf<double>::Mask;
 
 // Between registers and any address that holds an element. By reference, because how
 // wide vectors are returned depends on the instruction set.
@@ -69,11 +84,19 @@ inline void load_widened(VectorOf<double, 2>::Type& lanes, const float* samples)
     lanes = vcvt_f64_f32(vld1_f32(samples));
 }
 #endif
+template <class Wide>
+inline void load_widened(Wide& lanes, const double* samples) {
+    load(lanes, samples);
+}
 template <class Wide, class Sample>
 inline void store_narrowed(const Wide& lanes, Sample* samples) {
     using Narrow = typename VectorOf<Sample, sizeof(Wide) / sizeof(double)>::Type;
     const Narrow narrow = __builtin_convertvector(lanes, Narrow);
     store(narrow, samples);
+}
+template <class Wide>
+inline void store_narrowed(const Wide& lanes, double* samples) {
+    store(lanes, samples);
 }
 
 // Where a sample is NaN the total stays, which never is: the processors' own maxima differ there.
@@ -91,6 +114,14 @@ inline void find_missing(const Floats& left, const Floats& right, FloatMask& fou
     found = (left != left) | (right != right); // NOLINT(misc-redundant-expression)
 #endif
 }
+inline void find_missing(const Doubles& left, const Doubles& right, DoubleMask& found) {
+#if TALVORA_X86_64
+    found = reinterpret_cast<DoubleMask>(_mm_cmpunord_pd(left, right));
+#else
+    // cppcheck-suppress duplicateExpression
+    found = (left != left) | (right != right); // NOLINT(misc-redundant-expression)
+#endif
+}
 
 inline bool has_any(const FloatMask& mask) {
 #if TALVORA_X86_64
@@ -100,15 +131,23 @@ inline bool has_any(const FloatMask& mask) {
     return (halves[0] | halves[1]) != 0;
 #endif
 }
+inline bool has_any(const DoubleMask& mask) {
+#if TALVORA_X86_64
+    return _mm_movemask_pd(reinterpret_cast<Doubles>(mask)) != 0;
+#else
+    return (mask[0] | mask[1]) != 0;
+#endif
+}
 
 // NaN that arose from numbers, as samples that cannot be produced are written.
 template <class Vector>
 inline void settle_missing(Vector& samples) {
     if constexpr (!MAKES_MISSING_SAMPLES) {
+        using Sample = std::remove_cvref_t<decltype(samples[0])>;
         // NaN alone is not itself.
         // cppcheck-suppress duplicateExpression
         const auto is_number = samples == samples; // NOLINT(misc-redundant-expression)
-        samples = is_number ? samples : MISSING_SAMPLE - Vector{};
+        samples = is_number ? samples : MISSING_SAMPLE_OF<Sample> - Vector{};
     }
 }
 

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <iterator>
 #include <limits>
 #include <stdexcept>
 #include <utility>
@@ -92,18 +93,63 @@ void report_missing_denominator() {
                stderr);
 }
 
-// A pass that begins at rest on its own first sample.
+// Passes that begin at rest on their own first sample.
 std::vector<double> filter_from_rest(const PreparedFilter& filter, std::span<const double> x) {
     return linear_filter(filter.b, filter.a, x, scaled(filter.steady_state, x.front()));
 }
 
+std::vector<double> convolve_from_rest(const PreparedFilter& filter, std::span<const double> x) {
+    std::vector<double> y(x.begin(), x.end());
+    std::vector<double> z = scaled(filter.steady_state, x.front());
+    z.push_back(0.0);
+    for (double& sample : y) {
+        const double input = sample;
+        sample = filter.b[0] * input + z[0];
+        for (std::size_t i = 1; i < filter.b.size(); ++i) {
+            z[i - 1] = z[i] + filter.b[i] * input;
+        }
+    }
+    return y;
+}
+
+template <class Pass>
+std::vector<double> pass_both_ways(std::span<const double> x, const PreparedFilter& filter,
+                                   Pass pass) {
+    const std::size_t pad_count = filter.pad_count();
+    if (filter.tap_count() == 0 || x.empty()) {
+        return {x.begin(), x.end()};
+    }
+    if (x.size() <= pad_count) {
+        throw std::invalid_argument("a run must be longer than the padding of its filter");
+    }
+    std::vector<double> y = pass(filter, extend_by_odd_reflection(x, pad_count));
+    std::reverse(y.begin(), y.end());
+    y = pass(filter, y);
+    std::reverse(y.begin(), y.end());
+    const auto first = y.begin() + static_cast<std::ptrdiff_t>(pad_count);
+    return {first, first + static_cast<std::ptrdiff_t>(x.size())};
+}
+
 } // namespace
+
+Padding padding_for(std::size_t tap_count, std::optional<std::size_t> pad_count) {
+    if (pad_count) {
+        return {*pad_count, std::max(*pad_count, *pad_count + 1)}; // no run has them all
+    }
+    return tap_count == 0 ? Padding{} : Padding{3 * (tap_count - 1), 3 * tap_count - 1};
+}
+
+bool PreparedFilter::has_feedback() const {
+    return std::any_of(a.begin() + std::min<std::ptrdiff_t>(1, std::ssize(a)), a.end(),
+                       [](double value) { return value != 0.0; });
+}
 
 bool PreparedFilter::has_missing_coefficient() const {
     return has_nan(steady_state) && (has_nan(b) || has_nan(a));
 }
 
-PreparedFilter prepare_filter(const FilterCoefficients& coefficients) {
+PreparedFilter prepare_filter(const FilterCoefficients& coefficients,
+                              std::optional<std::size_t> pad_count) {
     FilterCoefficients filter = pad_to_one_length(coefficients.b, coefficients.a);
     if (filter.a.empty()) {
         return {};
@@ -112,7 +158,8 @@ PreparedFilter prepare_filter(const FilterCoefficients& coefficients) {
         divide_by_leading(filter);
     }
     std::vector<double> steady_state = steady_state_initial_conditions(filter.b, filter.a);
-    return {std::move(filter.b), std::move(filter.a), std::move(steady_state)};
+    const Padding padding = padding_for(filter.b.size(), pad_count);
+    return {std::move(filter.b), std::move(filter.a), std::move(steady_state), padding};
 }
 
 std::vector<double> steady_state_initial_conditions(std::span<const double> b,
@@ -155,19 +202,12 @@ std::vector<double> linear_filter(std::span<const double> b, std::span<const dou
 }
 
 std::vector<double> zero_phase_filter(std::span<const double> x, const PreparedFilter& filter) {
-    const std::size_t pad_count = filter.pad_count();
-    if (filter.tap_count() == 0 || x.empty()) {
-        return {x.begin(), x.end()};
-    }
-    if (x.size() <= pad_count) {
-        throw std::invalid_argument("a run must be longer than the padding of its filter");
-    }
-    std::vector<double> y = filter_from_rest(filter, extend_by_odd_reflection(x, pad_count));
-    std::reverse(y.begin(), y.end());
-    y = filter_from_rest(filter, y);
-    std::reverse(y.begin(), y.end());
-    const auto first = y.begin() + static_cast<std::ptrdiff_t>(pad_count);
-    return {first, first + static_cast<std::ptrdiff_t>(x.size())};
+    return pass_both_ways(x, filter, filter_from_rest);
+}
+
+std::vector<double> zero_phase_convolution(std::span<const double> x,
+                                           const PreparedFilter& filter) {
+    return pass_both_ways(x, filter, convolve_from_rest);
 }
 
 } // namespace talvora::dsp

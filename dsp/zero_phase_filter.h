@@ -10,10 +10,22 @@
 
 #include "dsp/filter_coefficients.h"
 
+#include <cstddef>
+#include <optional>
 #include <span>
 #include <vector>
 
 namespace talvora::dsp {
+
+// How runs are extended for a filter.
+struct Padding {
+    std::size_t count = 0;        // samples added at each end
+    std::size_t least_length = 0; // of a run that is filtered
+};
+
+// Those of so many taps: `pad_count` samples, for runs that are longer than that. Without it three
+// times the filter's order, for runs of two samples more.
+Padding padding_for(std::size_t tap_count, std::optional<std::size_t> pad_count = std::nullopt);
 
 // A filter made ready for many runs: scaled so that a[0] is 1, padded to one
 // length, with the state of a filter at rest on a constant input of 1.
@@ -21,19 +33,22 @@ struct PreparedFilter {
     std::vector<double> b;
     std::vector<double> a;
     std::vector<double> steady_state;
+    Padding padding;
 
     std::size_t tap_count() const { return b.size(); }
+    std::size_t pad_count() const { return padding.count; }
+    // Whether a result depends on those before it.
+    bool has_feedback() const;
     // Whether a coefficient is NaN and the state with it, as every sample of a run is then.
     // Two taps make no use of a[0].
     bool has_missing_coefficient() const;
-    // Samples added at each end of a run, three times the filter's order.
-    std::size_t pad_count() const { return b.empty() ? 0 : 3 * (b.size() - 1); }
 };
 
 // Costs the dense solution of tap_count - 1 equations. Not scaled when a[0] is within one
 // rounding unit (2^-52) of 1. A leading coefficient of zero is divided by like any other
-// and makes the results NaN.
-PreparedFilter prepare_filter(const FilterCoefficients& coefficients);
+// and makes the results NaN. `pad_count` as in padding_for.
+PreparedFilter prepare_filter(const FilterCoefficients& coefficients,
+                              std::optional<std::size_t> pad_count = std::nullopt);
 
 // The state zi with which a constant input of 1 gives a constant output from the
 // first sample on: the fixed point of the state recurrence of `linear_filter`,
@@ -59,5 +74,11 @@ std::vector<double> linear_filter(std::span<const double> b, std::span<const dou
 // away from the ends. Throws std::invalid_argument when x has no more than pad_count
 // samples; an empty filter gives x back. Needs a few copies of x in double.
 std::vector<double> zero_phase_filter(std::span<const double> x, const PreparedFilter& filter);
+
+// The same for a filter without feedback, as the convolutions that it is made of: a NaN or an
+// infinity reaches as many samples to either side as the filter has taps, less one. The recurrence
+// carries them on for ever, through products by zero. Of numbers nothing but the sign of a zero may
+// differ.
+std::vector<double> zero_phase_convolution(std::span<const double> x, const PreparedFilter& filter);
 
 } // namespace talvora::dsp

@@ -48,8 +48,8 @@ bool same_sample(float left, float right) {
     return same_bits(left, right) || (std::isnan(left) && std::isnan(right));
 }
 
-std::vector<float> filter(SetFilter& path, std::vector<float> samples, std::uint64_t line_length,
-                          const FilterCoefficients& coefficients) {
+std::vector<float> filter(SetFilter<float>& path, std::vector<float> samples,
+                          std::uint64_t line_length, const FilterCoefficients& coefficients) {
     path.filter_in_place(samples, line_length, coefficients);
     return samples;
 }
@@ -66,7 +66,7 @@ void check_same(const std::vector<float>& samples, const std::vector<float>& exp
 // What the first set leaves in the scratch memory must not matter for the second.
 void check_path(FilterPath fast, const std::vector<float>& samples, std::uint64_t line_length,
                 const FilterCoefficients& coefficients, const std::vector<float>& expected) {
-    SetFilter path(fast);
+    SetFilter<float> path(fast);
     const std::string name = "path " + std::to_string(static_cast<int>(fast));
     check_same(filter(path, samples, line_length, coefficients), expected, name);
     check_same(filter(path, samples, line_length, coefficients), expected, name + ", second set");
@@ -82,7 +82,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         0, std::min<std::uint64_t>(40, MOST_SAMPLES / line_length));
     const std::vector<float> samples = make_samples(choices, line_length * line_count);
 
-    SetFilter plain(FilterPath::Plain);
+    SetFilter<float> plain(FilterPath::Plain);
     const std::vector<float> expected = filter(plain, samples, line_length, coefficients);
     for (const LanePath& fast : lane_paths()) {
         if (fast.can_be_taken()) {

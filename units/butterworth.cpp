@@ -118,7 +118,7 @@ std::vector<const BatchedSet*> sort_by_rate(std::span<const BatchedSet> sets) {
 // The axis is in range for every record, and every finite rate has its design.
 void filter_sets(std::span<const set_record> records, const dataset_api& sets, std::int32_t axis,
                  const dsp::DesignCache& designs) {
-    dsp::SetFilter filter;
+    dsp::SetFilter<float> filter;
     process_in_batches(records, sets, [&](std::span<const BatchedSet> batch) {
         for (const BatchedSet* set : sort_by_rate(batch)) {
             const auto extents = set->record.shape.extents();

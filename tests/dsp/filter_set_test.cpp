@@ -51,7 +51,7 @@ class FilterSetInPlace : public testing::TestWithParam<FilterPath> {
         }
     }
     void filter(Line& samples, std::uint64_t line_length, const FilterCoefficients& coefficients) {
-        SetFilter(GetParam()).filter_in_place(samples, line_length, coefficients);
+        SetFilter<float>(GetParam()).filter_in_place(samples, line_length, coefficients);
     }
 };
 
@@ -166,7 +166,7 @@ TEST_P(FilterSetInPlace, HasNoUseForAMissingLeadingCoefficientOfTwoTaps) {
 }
 
 TEST_P(FilterSetInPlace, TakesEachSetsOwnFilter) {
-    SetFilter set_filter(GetParam());
+    SetFilter<float> set_filter(GetParam());
     Line first = {0, 4, 0, 8, 4};
     Line second = first;
     set_filter.filter_in_place(first, 5, MEAN);
@@ -189,7 +189,7 @@ TEST_P(FilterSetInPlace, LeavesAPartOfALineAlone) {
 
 TEST_P(FilterSetInPlace, GivesThePlainBitsForAnyLinesAndGaps) {
     RandomFilters random(5);
-    SetFilter set_filter(GetParam());
+    SetFilter<float> set_filter(GetParam());
     for (int trial = 0; trial < 300; ++trial) {
         const std::size_t tap_count = random.count(1, 17);
         const FilterCoefficients coefficients = random.filter(tap_count, random.one_in(4));
@@ -206,7 +206,7 @@ TEST_P(FilterSetInPlace, GivesThePlainBitsForAnyLinesAndGaps) {
 // Whole lines are tried without a search, and searched after all when a sample is missing.
 TEST_P(FilterSetInPlace, GivesThePlainBitsWhereLinesWithGapsComeAmongWholeOnes) {
     RandomFilters random(11);
-    SetFilter set_filter(GetParam());
+    SetFilter<float> set_filter(GetParam());
     for (int trial = 0; trial < 100; ++trial) {
         const std::size_t line_length = random.count(8, 200);
         const std::size_t line_count = random.count(1, 70);
@@ -224,7 +224,7 @@ TEST_P(FilterSetInPlace, GivesThePlainBitsWhereLinesWithGapsComeAmongWholeOnes) 
 // Sets of one line and of many, of any lengths and designs, whole and with gaps.
 TEST_P(FilterSetInPlace, GivesThePlainBitsForSetsThatAreFilteredTogether) {
     RandomFilters random(12);
-    SetFilter set_filter(GetParam());
+    SetFilter<float> set_filter(GetParam());
     for (int trial = 0; trial < 40; ++trial) {
         const FilterCoefficients designs[] = {LOW, random.filter(random.count(1, 10), false)};
         std::vector<Line> sets(random.count(1, 50));

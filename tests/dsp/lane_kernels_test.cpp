@@ -20,12 +20,12 @@ class LaneKernelsOfWidth : public ForAllKernels {
     void filter(std::span<const double> b, std::span<const double> a, std::size_t lanes,
                 std::vector<double>& rows) {
         std::vector<double> state((b.size() - 1) * lanes);
-        GetParam().kernels->filter_rows({b.data(), a.data(), b.size(), lanes, state.data()},
-                                        rows.data(), rows.size() / lanes,
-                                        static_cast<std::ptrdiff_t>(lanes));
+        GetParam().of_floats->filter_rows({b.data(), a.data(), b.size(), lanes, state.data()},
+                                          rows.data(), rows.size() / lanes,
+                                          static_cast<std::ptrdiff_t>(lanes));
     }
     static std::size_t lane_count(std::size_t tap_count, std::size_t line_count = MAX_LANE_COUNT) {
-        return GetParam().kernels->lane_count(tap_count, line_count);
+        return GetParam().of_floats->lane_count(tap_count, line_count);
     }
     // All that the kernels have for the filter.
     static std::set<std::size_t> lane_counts(std::size_t tap_count) {
@@ -159,105 +159,135 @@ class Unchanging {
     std::vector<double> state_;
 };
 
+template <class Sample>
+void expect_lines_to_become_rows(std::size_t tap_count, std::size_t lanes,
+                                 const LaneKernels<Sample>& kernels) {
+    std::vector<std::vector<Sample>> lines(lanes);
+    std::vector<const Sample*> addresses;
+    for (std::size_t lane = 0; lane < lanes; ++lane) {
+        for (std::size_t row = 0; row < ROW_COUNT; ++row) {
+            lines[lane].push_back(static_cast<Sample>(value_at(row, lane)));
+        }
+        addresses.push_back(lines[lane].data());
+    }
+    std::vector<double> rows((ROW_COUNT + 1) * lanes, -1.0);
+    Unchanging unchanging(tap_count, lanes);
+    const Upcoming<Sample> upcoming{addresses.data(), TILE_ROWS};
+    kernels.filter_forward(unchanging.filter(), addresses.data(), ROW_COUNT, rows.data(),
+                           &upcoming);
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        const double expected = i / lanes < ROW_COUNT ? value_at(i / lanes, i % lanes) : -1.0;
+        ASSERT_EQ(rows[i], expected) << tap_count << " taps, number " << i;
+    }
+}
+
 TEST_P(LaneKernelsOfWidth, TurnLinesToRowsAndTouchNothingElse) {
     for_each_lane_count([](std::size_t tap_count, std::size_t lanes) {
-        std::vector<std::vector<float>> lines(lanes);
-        std::vector<const float*> addresses;
-        for (std::size_t lane = 0; lane < lanes; ++lane) {
-            for (std::size_t row = 0; row < ROW_COUNT; ++row) {
-                lines[lane].push_back(static_cast<float>(value_at(row, lane)));
-            }
-            addresses.push_back(lines[lane].data());
-        }
-        std::vector<double> rows((ROW_COUNT + 1) * lanes, -1.0);
-        Unchanging unchanging(tap_count, lanes);
-        const Upcoming<float> upcoming{addresses.data(), TILE_ROWS};
-        GetParam().kernels->filter_forward(unchanging.filter(), addresses.data(), ROW_COUNT,
-                                           rows.data(), &upcoming);
-        for (std::size_t i = 0; i < rows.size(); ++i) {
-            const double expected = i / lanes < ROW_COUNT ? value_at(i / lanes, i % lanes) : -1.0;
-            ASSERT_EQ(rows[i], expected) << tap_count << " taps, number " << i;
-        }
+        for_samples_of_each_type([&]<class Sample>(Sample) {
+            expect_lines_to_become_rows(tap_count, lanes, GetParam().of<Sample>());
+        });
     });
+}
+
+template <class Sample>
+void expect_rows_to_become_lines(std::size_t tap_count, std::size_t lanes,
+                                 const LaneKernels<Sample>& kernels) {
+    std::vector<double> rows;
+    for (std::size_t i = 0; i < ROW_COUNT * lanes; ++i) {
+        rows.push_back(value_at(i / lanes, i % lanes));
+    }
+    std::vector<std::vector<Sample>> lines(lanes, std::vector<Sample>(ROW_COUNT + 2, -1));
+    std::vector<Sample*> addresses;
+    for (std::vector<Sample>& line : lines) {
+        addresses.push_back(line.data() + 1);
+    }
+    Unchanging unchanging(tap_count, lanes);
+    kernels.filter_backward(unchanging.filter(), rows.data(), ROW_COUNT, addresses.data(), nullptr);
+    for (std::size_t lane = 0; lane < lanes; ++lane) {
+        for (std::size_t i = 0; i < ROW_COUNT + 2; ++i) {
+            const bool is_row = i > 0 && i <= ROW_COUNT;
+            ASSERT_EQ(lines[lane][i],
+                      is_row ? static_cast<Sample>(value_at(i - 1, lane)) : Sample(-1))
+                << tap_count << " taps, line " << lane;
+        }
+    }
 }
 
 TEST_P(LaneKernelsOfWidth, TurnRowsToLinesAndTouchNothingElse) {
     for_each_lane_count([](std::size_t tap_count, std::size_t lanes) {
-        std::vector<double> rows;
-        for (std::size_t i = 0; i < ROW_COUNT * lanes; ++i) {
-            rows.push_back(value_at(i / lanes, i % lanes));
-        }
-        std::vector<std::vector<float>> lines(lanes, std::vector<float>(ROW_COUNT + 2, -1.0F));
-        std::vector<float*> addresses;
-        for (std::vector<float>& line : lines) {
-            addresses.push_back(line.data() + 1);
-        }
-        Unchanging unchanging(tap_count, lanes);
-        GetParam().kernels->filter_backward(unchanging.filter(), rows.data(), ROW_COUNT,
-                                            addresses.data(), nullptr);
-        for (std::size_t lane = 0; lane < lanes; ++lane) {
-            for (std::size_t i = 0; i < ROW_COUNT + 2; ++i) {
-                const bool is_row = i > 0 && i <= ROW_COUNT;
-                ASSERT_EQ(lines[lane][i],
-                          is_row ? static_cast<float>(value_at(i - 1, lane)) : -1.0F)
-                    << tap_count << " taps, line " << lane;
-            }
-        }
+        for_samples_of_each_type([&]<class Sample>(Sample) {
+            expect_rows_to_become_lines(tap_count, lanes, GetParam().of<Sample>());
+        });
     });
 }
 
 // Few rows and many, neither whole tiles: the last tile reaches back, the first one stays.
 constexpr std::size_t BEYOND_TILES[] = {1, 15, 17, ROW_COUNT - 3};
 
+template <class Sample>
+void expect_lines_of_any_length_to_become_rows(std::size_t tap_count, std::size_t lanes,
+                                               const LaneKernels<Sample>& kernels) {
+    for (const std::size_t row_count : BEYOND_TILES) {
+        std::vector<std::vector<Sample>> lines(lanes, std::vector<Sample>(TILE_ROWS, -2));
+        std::vector<const Sample*> addresses;
+        for (std::size_t lane = 0; lane < lanes; ++lane) {
+            for (std::size_t row = 0; row < row_count; ++row) {
+                lines[lane].push_back(static_cast<Sample>(value_at(row, lane)));
+            }
+            addresses.push_back(lines[lane].data() + TILE_ROWS);
+        }
+        std::vector<double> rows((row_count + 2) * lanes, -1.0);
+        Unchanging unchanging(tap_count, lanes);
+        kernels.filter_forward(unchanging.filter(), addresses.data(), row_count,
+                               rows.data() + lanes, nullptr);
+        for (std::size_t i = 0; i < rows.size(); ++i) {
+            const bool is_row = i >= lanes && i < (row_count + 1) * lanes;
+            ASSERT_EQ(rows[i], is_row ? value_at(i / lanes - 1, i % lanes) : -1.0)
+                << tap_count << " taps, " << row_count << " rows, number " << i;
+        }
+    }
+}
+
 TEST_P(LaneKernelsOfWidth, TurnLinesThatEndWithinATile) {
     for_each_lane_count([](std::size_t tap_count, std::size_t lanes) {
-        for (const std::size_t row_count : BEYOND_TILES) {
-            std::vector<std::vector<float>> lines(lanes, std::vector<float>(TILE_ROWS, -2.0F));
-            std::vector<const float*> addresses;
-            for (std::size_t lane = 0; lane < lanes; ++lane) {
-                for (std::size_t row = 0; row < row_count; ++row) {
-                    lines[lane].push_back(static_cast<float>(value_at(row, lane)));
-                }
-                addresses.push_back(lines[lane].data() + TILE_ROWS);
-            }
-            std::vector<double> rows((row_count + 2) * lanes, -1.0);
-            Unchanging unchanging(tap_count, lanes);
-            GetParam().kernels->filter_forward(unchanging.filter(), addresses.data(), row_count,
-                                               rows.data() + lanes, nullptr);
-            for (std::size_t i = 0; i < rows.size(); ++i) {
-                const bool is_row = i >= lanes && i < (row_count + 1) * lanes;
-                ASSERT_EQ(rows[i], is_row ? value_at(i / lanes - 1, i % lanes) : -1.0)
-                    << tap_count << " taps, " << row_count << " rows, number " << i;
+        for_samples_of_each_type([&]<class Sample>(Sample) {
+            expect_lines_of_any_length_to_become_rows(tap_count, lanes, GetParam().of<Sample>());
+        });
+    });
+}
+
+template <class Sample>
+void expect_rows_of_any_count_to_become_lines(std::size_t tap_count, std::size_t lanes,
+                                              const LaneKernels<Sample>& kernels) {
+    for (const std::size_t row_count : BEYOND_TILES) {
+        std::vector<double> rows(TILE_ROWS * lanes, -2.0);
+        for (std::size_t i = 0; i < row_count * lanes; ++i) {
+            rows.push_back(value_at(i / lanes, i % lanes));
+        }
+        std::vector<std::vector<Sample>> lines(lanes,
+                                               std::vector<Sample>(TILE_ROWS + row_count + 1, -1));
+        std::vector<Sample*> addresses;
+        for (std::vector<Sample>& line : lines) {
+            addresses.push_back(line.data() + TILE_ROWS);
+        }
+        Unchanging unchanging(tap_count, lanes);
+        kernels.filter_backward(unchanging.filter(), rows.data() + TILE_ROWS * lanes, row_count,
+                                addresses.data(), nullptr);
+        for (std::size_t lane = 0; lane < lanes; ++lane) {
+            for (std::size_t row = 0; row <= row_count; ++row) {
+                ASSERT_EQ(addresses[lane][row],
+                          row < row_count ? static_cast<Sample>(value_at(row, lane)) : Sample(-1))
+                    << tap_count << " taps, " << row_count << " rows, line " << lane;
             }
         }
-    });
+    }
 }
 
 TEST_P(LaneKernelsOfWidth, TurnRowsThatEndWithinATile) {
     for_each_lane_count([](std::size_t tap_count, std::size_t lanes) {
-        for (const std::size_t row_count : BEYOND_TILES) {
-            std::vector<double> rows(TILE_ROWS * lanes, -2.0);
-            for (std::size_t i = 0; i < row_count * lanes; ++i) {
-                rows.push_back(value_at(i / lanes, i % lanes));
-            }
-            std::vector<std::vector<float>> lines(
-                lanes, std::vector<float>(TILE_ROWS + row_count + 1, -1.0F));
-            std::vector<float*> addresses;
-            for (std::vector<float>& line : lines) {
-                addresses.push_back(line.data() + TILE_ROWS);
-            }
-            Unchanging unchanging(tap_count, lanes);
-            GetParam().kernels->filter_backward(unchanging.filter(),
-                                                rows.data() + TILE_ROWS * lanes, row_count,
-                                                addresses.data(), nullptr);
-            for (std::size_t lane = 0; lane < lanes; ++lane) {
-                for (std::size_t row = 0; row <= row_count; ++row) {
-                    ASSERT_EQ(addresses[lane][row],
-                              row < row_count ? static_cast<float>(value_at(row, lane)) : -1.0F)
-                        << tap_count << " taps, " << row_count << " rows, line " << lane;
-                }
-            }
-        }
+        for_samples_of_each_type([&]<class Sample>(Sample) {
+            expect_rows_of_any_count_to_become_lines(tap_count, lanes, GetParam().of<Sample>());
+        });
     });
 }
 
@@ -270,8 +300,8 @@ TEST_P(LaneKernelsOfWidth, MakeInfinitiesOfWhatNoFloatHolds) {
         addresses.push_back(line.data());
     }
     Unchanging unchanging(3, lanes);
-    GetParam().kernels->filter_backward(unchanging.filter(), rows.data(), TILE_ROWS,
-                                        addresses.data(), nullptr);
+    GetParam().of_floats->filter_backward(unchanging.filter(), rows.data(), TILE_ROWS,
+                                          addresses.data(), nullptr);
     for (const std::vector<float>& line : lines) {
         EXPECT_EQ(line, std::vector(TILE_ROWS, -std::numeric_limits<float>::infinity()));
     }

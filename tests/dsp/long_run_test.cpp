@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <optional>
 #include <vector>
 
 namespace talvora::dsp {
@@ -25,9 +26,13 @@ const FilterCoefficients EDGE_1_PERCENT = {
 
 class LongRun : public ForAllKernels {
   protected:
-    void expect_plain_bits(std::vector<float> samples, const FilterCoefficients& coefficients) {
-        const std::vector<float> expected = filter_plainly(samples, samples.size(), coefficients);
-        filter_long_run(samples, prepare_filter(coefficients), *GetParam().kernels, scratch_);
+    template <class Sample>
+    void expect_plain_bits(std::vector<Sample> samples, const FilterCoefficients& coefficients,
+                           std::optional<std::size_t> pad_count = std::nullopt) {
+        const std::vector<Sample> expected =
+            filter_plainly(samples, samples.size(), coefficients, pad_count);
+        filter_long_run<Sample>(samples, prepare_filter(coefficients, pad_count),
+                                GetParam().of<Sample>(), scratch_);
         ASSERT_EQ(first_difference(samples, expected), expected.size())
             << coefficients.a.size() << " taps, " << samples.size() << " samples";
     }
@@ -41,6 +46,7 @@ TEST_P(LongRun, GivesThePlainBitsWhetherGuessesHoldOrNot) {
     for (const auto& filter : {EDGE_50_PERCENT, EDGE_5_PERCENT, EDGE_1_PERCENT}) {
         for (const std::size_t length : {1'020U, 1'100U, 30'000U, 65'537U, 200'001U}) {
             expect_plain_bits(random.samples(length), filter);
+            expect_plain_bits(random.samples<double>(length), filter);
         }
     }
 }
@@ -50,7 +56,20 @@ TEST_P(LongRun, GivesThePlainBitsForAnyFilterAndLength) {
     for (int trial = 0; trial < 300; ++trial) {
         const std::size_t tap_count = random.count(2, 17);
         const std::size_t length = random.count(3 * tap_count - 1, 12'000);
-        expect_plain_bits(random.samples(length), random.filter(tap_count, random.one_in(3)));
+        const FilterCoefficients filter = random.filter(tap_count, random.one_in(3));
+        expect_plain_bits(random.samples(length), filter);
+        expect_plain_bits(random.samples<double>(length), filter);
+    }
+}
+
+TEST_P(LongRun, GivesThePlainBitsForAnyPadding) {
+    RandomFilters random(18);
+    for (const std::size_t pad_count : {0U, 1U, 9U, 5'000U}) {
+        for (const std::size_t length : {1U, 2U, 1'100U, 30'000U, 65'537U}) {
+            expect_plain_bits(random.samples(pad_count + length), EDGE_50_PERCENT, pad_count);
+            expect_plain_bits(random.samples<double>(pad_count + length), EDGE_50_PERCENT,
+                              pad_count);
+        }
     }
 }
 
@@ -60,8 +79,20 @@ TEST_P(LongRun, GivesThePlainBitsForEveryLengthFromTheShortestOn) {
     for (std::size_t tap_count = 2; tap_count <= 17; ++tap_count) {
         for (std::size_t length = 3 * tap_count - 1; length < 8 * tap_count; ++length) {
             expect_plain_bits(random.samples(length), random.filter(tap_count, false));
+            expect_plain_bits(random.samples<double>(length), random.filter(tap_count, false));
         }
     }
+}
+
+template <class Sample>
+void expect_left_as_it_is(const LaneKernels<Sample>& kernels, const PreparedFilter& filter,
+                          std::size_t length, std::size_t place) {
+    LaneScratch scratch;
+    std::vector<Sample> samples(length, 1);
+    samples[place] = std::numeric_limits<Sample>::quiet_NaN();
+    const std::vector<Sample> before = samples;
+    EXPECT_FALSE(filter_long_run<Sample>(samples, filter, kernels, scratch, Searched::No));
+    ASSERT_EQ(first_difference(samples, before), length) << "missing: " << place;
 }
 
 // In the first part and a later one, in the last batch, and after the parts; in runs that are not
@@ -71,12 +102,12 @@ TEST_P(LongRun, LeavesARunAsItIsWhenASampleTurnsOutToBeMissing) {
         for (const std::size_t length : {8U, 1'100U, 200'001U}) {
             for (const std::size_t place :
                  {std::size_t{0}, std::size_t{3}, length / 3, 7 * length / 8, length - 1}) {
-                std::vector<float> samples(length, 1.0F);
-                samples[place] = std::numeric_limits<float>::quiet_NaN();
-                const std::vector<float> before = samples;
-                EXPECT_FALSE(filter_long_run(samples, prepare_filter(filter), *GetParam().kernels,
-                                             scratch_, Searched::No));
-                ASSERT_EQ(first_difference(samples, before), length) << "missing: " << place;
+                for (const auto pad_count :
+                     {std::optional<std::size_t>(), std::optional<std::size_t>(0)}) {
+                    const PreparedFilter prepared = prepare_filter(filter, pad_count);
+                    expect_left_as_it_is(GetParam().of<float>(), prepared, length, place);
+                    expect_left_as_it_is(GetParam().of<double>(), prepared, length, place);
+                }
             }
         }
     }
@@ -84,18 +115,21 @@ TEST_P(LongRun, LeavesARunAsItIsWhenASampleTurnsOutToBeMissing) {
 
 TEST_P(LongRun, FiltersARunThatTurnsOutToBeValid) {
     RandomFilters random(10);
-    for (const std::size_t length : {8U, 1'100U, 200'001U}) {
-        std::vector<float> samples(length);
-        std::ranges::generate(samples, [&] { return static_cast<float>(random.number(-1, 1)); });
-        const std::vector<float> expected = filter_plainly(samples, length, EDGE_5_PERCENT);
-        EXPECT_TRUE(filter_long_run(samples, prepare_filter(EDGE_5_PERCENT), *GetParam().kernels,
-                                    scratch_, Searched::No));
-        EXPECT_EQ(first_difference(samples, expected), length);
-    }
+    for_samples_of_each_type([&]<class Sample>(Sample) {
+        for (const std::size_t length : {8U, 1'100U, 200'001U}) {
+            std::vector<Sample> samples(length);
+            std::ranges::generate(samples,
+                                  [&] { return static_cast<Sample>(random.number(-1, 1)); });
+            const std::vector<Sample> expected = filter_plainly(samples, length, EDGE_5_PERCENT);
+            EXPECT_TRUE(filter_long_run<Sample>(samples, prepare_filter(EDGE_5_PERCENT),
+                                                GetParam().of<Sample>(), scratch_, Searched::No));
+            EXPECT_EQ(first_difference(samples, expected), length);
+        }
+    });
 }
 
 bool fills_lanes_with(std::size_t length, const FilterCoefficients& filter, std::size_t lanes) {
-    return fills_lanes(std::vector<float>(length), prepare_filter(filter), lanes);
+    return fills_lanes(length, prepare_filter(filter), lanes);
 }
 
 // Warm-ups are 118 and 841 samples.

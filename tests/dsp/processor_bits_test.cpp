@@ -94,7 +94,8 @@ void append_filter(std::ostream& line, Dice& dice, int index) {
     if (index % 4 == 0) {
         samples[LINE_LENGTH + 400] = std::numeric_limits<float>::quiet_NaN();
     }
-    SetFilter().filter_in_place(samples, index % 2 == 0 ? LINE_LENGTH : LINE_LENGTH / 3, filter);
+    SetFilter<float>().filter_in_place(samples, index % 2 == 0 ? LINE_LENGTH : LINE_LENGTH / 3,
+                                       filter);
     line << ' ' << hash<float>(samples);
 }
 

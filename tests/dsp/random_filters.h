@@ -3,13 +3,14 @@
 #pragma once
 
 #include "dsp/filter_set.h"
+#include "dsp/same_bits.h"
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <optional>
 #include <random>
 #include <vector>
 
@@ -42,30 +43,41 @@ class RandomFilters {
         return filter;
     }
 
-    // Samples of one magnitude, from the smallest float to the largest, with stretches
+    // Samples of one magnitude, from the smallest of their type to the largest, with stretches
     // of zeros and now and then an infinity; no NaN.
-    std::vector<float> samples(std::size_t sample_count) {
-        std::vector<float> samples(sample_count);
-        const double scale = one_in(4) ? std::pow(10.0, number(-45.0, 38.5)) : 1.0;
-        for (float& sample : samples) {
-            sample = static_cast<float>(scale * number(-1.0, 1.0));
+    template <class Sample = float>
+    std::vector<Sample> samples(std::size_t sample_count) {
+        using Limits = std::numeric_limits<Sample>;
+        std::vector<Sample> samples(sample_count);
+        const double scale = one_in(4) ? std::pow(10.0, number(std::log10(Limits::denorm_min()),
+                                                               std::log10(Limits::max())))
+                                       : 1.0;
+        for (Sample& sample : samples) {
+            sample = static_cast<Sample>(scale * number(-1.0, 1.0));
         }
         if (one_in(4)) {
             const std::size_t first = count(0, sample_count - 1);
-            std::fill(samples.begin() + static_cast<std::ptrdiff_t>(first), samples.end(), 0.0F);
+            std::fill(samples.begin() + static_cast<std::ptrdiff_t>(first), samples.end(),
+                      Sample());
         }
         if (one_in(10)) {
-            samples[count(0, sample_count - 1)] = std::numeric_limits<float>::infinity();
+            samples[count(0, sample_count - 1)] = Limits::infinity();
         }
         return samples;
     }
 
-    void make_gaps(std::vector<float>& samples) {
+    // That of a unit, or any other.
+    std::optional<std::size_t> pad_count() {
+        return one_in(3) ? std::nullopt : std::optional(one_in(4) ? 0 : count(0, 60));
+    }
+
+    template <class Sample>
+    void make_gaps(std::vector<Sample>& samples) {
         for (std::size_t gap = count(0, 12); gap > 0; --gap) {
             const std::size_t first = count(0, samples.size() - 1);
             const std::size_t last = std::min(samples.size(), first + count(1, 20));
             for (std::size_t i = first; i < last; ++i) {
-                samples[i] = std::numeric_limits<float>::quiet_NaN();
+                samples[i] = std::numeric_limits<Sample>::quiet_NaN();
             }
         }
     }
@@ -82,21 +94,23 @@ class RandomFilters {
 };
 
 // The lines of a set as the plain definition filters them.
-inline std::vector<float> filter_plainly(std::vector<float> samples, std::size_t line_length,
-                                         const FilterCoefficients& coefficients) {
-    SetFilter(FilterPath::Plain).filter_in_place(samples, line_length, coefficients);
+template <class Sample>
+std::vector<Sample> filter_plainly(std::vector<Sample> samples, std::size_t line_length,
+                                   const FilterCoefficients& coefficients,
+                                   std::optional<std::size_t> pad_count = std::nullopt) {
+    SetFilter<Sample>(FilterPath::Plain)
+        .filter_in_place(samples, line_length, coefficients, pad_count);
     return samples;
 }
 
 // The place of the first sample whose bits differ, or the size when none does. A NaN
 // is a NaN whatever its sign and payload: they follow the order in which a processor
 // meets two of them.
-inline std::size_t first_difference(const std::vector<float>& left,
-                                    const std::vector<float>& right) {
+template <class Sample>
+std::size_t first_difference(const std::vector<Sample>& left, const std::vector<Sample>& right) {
     for (std::size_t i = 0; i < left.size(); ++i) {
         const bool both_missing = std::isnan(left[i]) && std::isnan(right[i]);
-        if (!both_missing &&
-            std::bit_cast<std::uint32_t>(left[i]) != std::bit_cast<std::uint32_t>(right[i])) {
+        if (!both_missing && !same_bits(&left[i], &right[i], 1)) {
             return i;
         }
     }

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -16,30 +17,40 @@ namespace {
 class RunGroup : public ForAllKernels {
   protected:
     // Filters lines of the given lengths side by side, as many as there are lanes, and one by one.
-    void expect_plain_bits(RandomFilters& random, std::vector<std::size_t> lengths,
-                           const FilterCoefficients& coefficients) {
+    void expect_plain_bits(RandomFilters& random, const std::vector<std::size_t>& lengths,
+                           const FilterCoefficients& coefficients,
+                           std::optional<std::size_t> pad_count = std::nullopt) {
+        for_samples_of_each_type([&]<class Sample>(Sample) {
+            expect_plain_bits_of<Sample>(random, lengths, coefficients, pad_count);
+        });
+    }
+
+    template <class Sample>
+    void expect_plain_bits_of(RandomFilters& random, std::vector<std::size_t> lengths,
+                              const FilterCoefficients& coefficients,
+                              std::optional<std::size_t> pad_count) {
         std::ranges::sort(lengths, std::ranges::greater{});
-        std::vector<std::vector<float>> lines;
-        std::vector<std::span<float>> runs;
+        std::vector<std::vector<Sample>> lines;
+        std::vector<std::span<Sample>> runs;
         for (const std::size_t length : lengths) {
-            lines.push_back(random.samples(length));
+            lines.push_back(random.samples<Sample>(length));
         }
-        const std::vector<std::vector<float>> samples = lines;
+        const std::vector<std::vector<Sample>> samples = lines;
         runs.assign(lines.begin(), lines.end());
-        const PreparedFilter filter = prepare_filter(coefficients);
-        const std::size_t lane_count =
-            GetParam().kernels->lane_count(filter.tap_count(), MAX_LANE_COUNT);
-        for (Runs rest = runs; !rest.empty();) {
-            const Runs group = rest.first(std::min(rest.size(), lane_count));
+        const PreparedFilter filter = prepare_filter(coefficients, pad_count);
+        const LaneKernels<Sample>& kernels = GetParam().of<Sample>();
+        const std::size_t lane_count = kernels.lane_count(filter.tap_count(), MAX_LANE_COUNT);
+        for (Runs<Sample> rest = runs; !rest.empty();) {
+            const Runs<Sample> group = rest.first(std::min(rest.size(), lane_count));
             rest = rest.subspan(group.size());
-            EXPECT_TRUE(run_group(group, rest, filter, *GetParam().kernels, scratch_));
+            EXPECT_TRUE(run_group(group, rest, filter, kernels, scratch_));
         }
         for (std::size_t line = 0; line < lines.size(); ++line) {
-            const std::vector<float> expected =
-                filter_plainly(samples[line], samples[line].size(), coefficients);
+            const std::vector<Sample> expected =
+                filter_plainly(samples[line], samples[line].size(), coefficients, pad_count);
             ASSERT_EQ(first_difference(lines[line], expected), expected.size())
                 << "line " << line << " of " << lines.size() << ", " << coefficients.a.size()
-                << " taps, " << expected.size() << " samples";
+                << " taps, " << expected.size() << " samples, padded by " << filter.pad_count();
         }
     }
 
@@ -128,46 +139,80 @@ TEST_P(RunGroup, GivesThePlainBitsForLinesLongerThanItsScratch) {
     }
 }
 
-constexpr float NaN = std::numeric_limits<float>::quiet_NaN();
+// From a single sample on, of which nothing is left for the tiles.
+TEST_P(RunGroup, GivesThePlainBitsForAnyPadding) {
+    RandomFilters random(16);
+    for (int trial = 0; trial < 300; ++trial) {
+        const std::size_t pad_count = random.one_in(2) ? 0 : random.count(1, 100);
+        const std::size_t most = random.one_in(2) ? 5 : 300;
+        std::vector<std::size_t> lengths(random.count(1, MAX_LANE_COUNT));
+        std::ranges::generate(lengths, [&] { return pad_count + random.count(1, most); });
+        expect_plain_bits(random, lengths, random.filter(random.count(2, 11), false), pad_count);
+    }
+}
+
+// In segments, too.
+TEST_P(RunGroup, GivesThePlainBitsWithoutPaddingWhereverLanesEnd) {
+    RandomFilters random(17);
+    const FilterCoefficients filter = random.filter(3, false);
+    for (const std::size_t last : {1U, 2U, 16U, 17U, 18U, 33U}) {
+        expect_plain_bits(random, {last, last, last, last + 16, last + 32, 40, 41, 1}, filter, 0);
+    }
+    expect_plain_bits(random, {40'001, 40'001, 40'000, 20'161, 4'097, 17, 16, 1}, filter, 0);
+}
+
+template <class Sample>
+constexpr Sample NaN = std::numeric_limits<Sample>::quiet_NaN();
 
 // In the first and the last lane and one that shares a vector with others; where the padding is
 // made, in a segment that is passed over, and among the rows that are kept.
-TEST_P(RunGroup, LeavesRunsAsTheyAreWhenASampleTurnsOutToBeMissing) {
-    RandomFilters random(9);
-    const PreparedFilter filter = prepare_filter({{0.25, 0.5, 0.25}, {1.0, -0.5, 0.25}});
-    for (const std::size_t length : {8U, 300U, 40'000U}) {
-        for (const std::size_t lane : {0U, 5U, 7U}) {
-            for (const std::size_t place :
-                 {std::size_t{0}, std::size_t{3}, length / 8, length / 2, length - 1}) {
-                std::vector<std::vector<float>> lines(8, std::vector<float>(length, 1.0F));
-                lines[lane][place] = NaN;
-                const auto samples = lines;
-                const std::vector<std::span<float>> runs(lines.begin(), lines.end());
-                EXPECT_FALSE(
-                    run_group(runs, {}, filter, *GetParam().kernels, scratch_, Searched::No));
-                for (std::size_t line = 0; line < lines.size(); ++line) {
-                    ASSERT_EQ(first_difference(lines[line], samples[line]), length)
-                        << "missing: sample " << place << " of line " << lane;
-                }
+template <class Sample>
+void expect_left_as_they_are(const LaneKernels<Sample>& kernels, std::size_t length,
+                             std::optional<std::size_t> pad_count) {
+    const PreparedFilter filter = prepare_filter({{0.25, 0.5, 0.25}, {1.0, -0.5, 0.25}}, pad_count);
+    LaneScratch scratch;
+    for (const std::size_t lane : {0U, 5U, 7U}) {
+        for (const std::size_t place :
+             {std::size_t{0}, std::size_t{3}, length / 8, length / 2, length - 1}) {
+            std::vector<std::vector<Sample>> lines(8, std::vector<Sample>(length, 1));
+            lines[lane][place] = NaN<Sample>;
+            const auto samples = lines;
+            const std::vector<std::span<Sample>> runs(lines.begin(), lines.end());
+            EXPECT_FALSE(run_group<Sample>(runs, {}, filter, kernels, scratch, Searched::No));
+            for (std::size_t line = 0; line < lines.size(); ++line) {
+                ASSERT_EQ(first_difference(lines[line], samples[line]), length)
+                    << "missing: sample " << place << " of line " << lane;
             }
         }
     }
 }
 
+TEST_P(RunGroup, LeavesRunsAsTheyAreWhenASampleTurnsOutToBeMissing) {
+    for_samples_of_each_type([]<class Sample>(Sample) {
+        for (const std::size_t length : {8U, 300U, 40'000U}) {
+            expect_left_as_they_are(GetParam().of<Sample>(), length, std::nullopt);
+            expect_left_as_they_are(GetParam().of<Sample>(), length, 0);
+        }
+    });
+}
+
 TEST_P(RunGroup, FiltersRunsThatTurnOutToBeValid) {
     const PreparedFilter filter = prepare_filter({{0.25, 0.5, 0.25}, {1.0}}); // unit gain
-    for (const std::size_t length : {8U, 300U, 40'000U}) {
-        std::vector<float> line(length, 0.0F);
-        line[length / 2] = 16.0F;
-        std::vector<float> other = line;
-        const std::vector<std::span<float>> runs = {line, other};
-        EXPECT_TRUE(run_group(runs, {}, filter, *GetParam().kernels, scratch_, Searched::No));
-        // Forward and backward: [1 4 6 4 1] / 16.
-        EXPECT_EQ(line[length / 2], 6.0F);
-        EXPECT_EQ(line[length / 2 + 1], 4.0F);
-        EXPECT_EQ(line[length / 2 - 2], 1.0F);
-        EXPECT_EQ(other, line);
-    }
+    for_samples_of_each_type([&]<class Sample>(Sample) {
+        for (const std::size_t length : {8U, 300U, 40'000U}) {
+            std::vector<Sample> line(length);
+            line[length / 2] = 16;
+            std::vector<Sample> other = line;
+            const std::vector<std::span<Sample>> runs = {line, other};
+            EXPECT_TRUE(run_group<Sample>(runs, {}, filter, GetParam().of<Sample>(), scratch_,
+                                          Searched::No));
+            // Forward and backward: [1 4 6 4 1] / 16.
+            EXPECT_EQ(line[length / 2], 6);
+            EXPECT_EQ(line[length / 2 + 1], 4);
+            EXPECT_EQ(line[length / 2 - 2], 1);
+            EXPECT_EQ(other, line);
+        }
+    });
 }
 
 // 352 taps pad a run with 1,053 samples.

@@ -7,6 +7,7 @@
 
 namespace talvora::dsp {
 
-const LaneKernels<float> WIDE_LANE_KERNELS = KERNELS<float>;
+const LaneKernels<float> WIDE_FLOAT_LANE_KERNELS = KERNELS<float>;
+const LaneKernels<double> WIDE_DOUBLE_LANE_KERNELS = KERNELS<double>;
 
 } // namespace talvora::dsp

@@ -4,6 +4,7 @@
 
 namespace talvora::dsp {
 
-extern const LaneKernels<float> WIDE_LANE_KERNELS;
+extern const LaneKernels<float> WIDE_FLOAT_LANE_KERNELS;
+extern const LaneKernels<double> WIDE_DOUBLE_LANE_KERNELS;
 
 } // namespace talvora::dsp
