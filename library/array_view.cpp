@@ -3,7 +3,6 @@
 #include "library/versioned_structure.h"
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -17,8 +16,12 @@ namespace {
 
 constexpr std::int32_t MOST_AXES = 64;
 
-std::string describe_extents(const std::vector<std::int64_t>& extents) {
-    return fmt::format("[{}]", fmt::join(extents, ", "));
+std::string list_numbers(const std::vector<std::int64_t>& numbers) {
+    std::string text;
+    for (const std::int64_t number : numbers) {
+        text += (text.empty() ? "" : ", ") + std::to_string(number);
+    }
+    return "[" + text + "]";
 }
 
 // ---------------------------------------------------------------------------
@@ -46,14 +49,14 @@ void check_extents(const ArrayView& view, std::string_view name) {
     for (const std::int64_t extent : view.extents) {
         if (extent < 0) {
             throw InvalidArgument(fmt::format("the extents of {} are {}; none may be below 0", name,
-                                              describe_extents(view.extents)));
+                                              list_numbers(view.extents)));
         }
         // An extent of 0 makes none of the others harmless: strides are made of their products.
         const std::int64_t factor = std::max<std::int64_t>(extent, 1);
         if (count > most / factor) {
             throw InvalidArgument(fmt::format("the extents of {} are {}, more samples than memory "
                                               "can hold; allowed are {} in all",
-                                              name, describe_extents(view.extents), most));
+                                              name, list_numbers(view.extents), most));
         }
         count *= factor;
     }
@@ -140,8 +143,8 @@ ByteRange range_of(const ArrayView& view) {
 void check_range(const ArrayView& view, std::string_view name) {
     if (ByteRange range; !find_range(view, range)) {
         throw InvalidArgument(fmt::format(
-            "the extents {} and the strides [{}] of {} lead beyond what addresses can hold",
-            describe_extents(view.extents), fmt::join(view.strides, ", "), name));
+            "the extents {} and the strides {} of {} lead beyond what addresses can hold",
+            list_numbers(view.extents), list_numbers(view.strides), name));
     }
 }
 
@@ -221,7 +224,7 @@ ArrayView read_array(const talvora_array* array, std::string_view name) {
     }
     if (view.samples == nullptr) {
         throw InvalidArgument(fmt::format("the samples of {} are NULL; its extents are {}", name,
-                                          describe_extents(view.extents)));
+                                          list_numbers(view.extents)));
     }
     check_alignment(view, name);
     check_range(view, name);
@@ -236,8 +239,7 @@ bool check_output(const ArrayView& in, const ArrayView& out) {
     if (in.extents != out.extents) {
         throw InvalidArgument(fmt::format("the extents of out are {}; they have to be those of in, "
                                           "{}",
-                                          describe_extents(out.extents),
-                                          describe_extents(in.extents)));
+                                          list_numbers(out.extents), list_numbers(in.extents)));
     }
     if (in.is_empty()) {
         return false;

@@ -74,7 +74,8 @@ class LineBlocks {
     void change(const std::vector<std::byte*>& adjacent) {
         changed_.clear();
         for (std::byte* const line : adjacent) {
-            changed_.emplace_back(reinterpret_cast<Sample*>(line), lines_.line_length());
+            changed_.emplace_back(static_cast<Sample*>(static_cast<void*>(line)),
+                                  lines_.line_length());
         }
         change_(changed_);
     }
@@ -82,7 +83,7 @@ class LineBlocks {
     // An odd number of cache lines apart, so that they do not compete for the same sets of a cache.
     const std::vector<std::byte*>& find_buffered(std::size_t count) {
         constexpr std::size_t PART = CACHE_LINE_BYTES / sizeof(Sample);
-        const std::size_t pitch = (lines_.line_length() / PART + 1 | 1U) * PART;
+        const std::size_t pitch = ((lines_.line_length() / PART + 1) | 1U) * PART;
         if (!buffer_) {
             buffer_ = std::make_unique_for_overwrite<Sample[]>(block_lines_ * pitch);
         }
