@@ -89,6 +89,13 @@ void run_blocks(const WorkerPlan& plan, const std::function<BlockWork()>& make_w
     if (plan.block_count == 0) {
         return;
     }
+    const auto ask_caller = [&] {
+        if (plan.should_stop != nullptr && plan.should_stop(plan.context) != 0) {
+            throw CallError(TALVORA_STOPPED, "stopped, as the caller's function said");
+        }
+    };
+    // The other threads may leave this one no block to ask before.
+    ask_caller();
     BlockQueue queue(plan.block_count);
     {
         std::vector<std::jthread> threads; // joined at the end
@@ -96,11 +103,7 @@ void run_blocks(const WorkerPlan& plan, const std::function<BlockWork()>& make_w
         if (worker_count > 1) {
             start_threads(threads, worker_count - 1, [&] { queue.work_off(make_work, [] {}); });
         }
-        queue.work_off(make_work, [&] {
-            if (plan.should_stop != nullptr && plan.should_stop(plan.context) != 0) {
-                throw CallError(TALVORA_STOPPED, "stopped, as the caller's function said");
-            }
-        });
+        queue.work_off(make_work, ask_caller);
     }
     queue.rethrow_first();
 }

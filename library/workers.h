@@ -22,9 +22,9 @@ struct WorkerPlan {
 // more threads, fewer do it. In all of them numbers are rounded to the nearest and denormal ones
 // are numbers, whatever the caller's thread has chosen; that is as it was after the call.
 //
-// The calling thread asks `should_stop` before each of its blocks; when it says so no block is
-// begun any more, and a CallError of TALVORA_STOPPED is thrown. The first exception of any thread
-// ends the work likewise, and is thrown when all have come to their ends.
+// The calling thread asks `should_stop` first of all and before each of its blocks; when it says so
+// no block is begun any more, and a CallError of TALVORA_STOPPED is thrown. The first exception of
+// any thread ends the work likewise, and is thrown when all have come to their ends.
 void run_blocks(const WorkerPlan& plan, const std::function<BlockWork()>& make_work);
 
 } // namespace talvora::library

@@ -12,7 +12,7 @@ namespace {
 template <class Sample>
 class GapFilling : public ::testing::Test {
   protected:
-    static constexpr Sample GAP = std::numeric_limits<Sample>::quiet_NaN();
+    const Sample gap = std::numeric_limits<Sample>::quiet_NaN();
     using Samples = std::vector<Sample>;
 
     // Lines of `samples` along the last axis.
@@ -37,23 +37,22 @@ using Types = ::testing::Types<float, double>;
 TYPED_TEST_SUITE(GapFilling, Types);
 
 TYPED_TEST(GapFilling, DrawsAStraightLine) {
-    constexpr TypeParam GAP = TestFixture::GAP;
-    EXPECT_EQ(this->fill({1, GAP, 3, GAP, GAP, GAP, -5}, {7}, 0),
+    EXPECT_EQ(this->fill({1, this->gap, 3, this->gap, this->gap, this->gap, -5}, {7}, 0),
               (std::vector<TypeParam>{1, 2, 3, 1, -1, -3, -5}));
 }
 
 TYPED_TEST(GapFilling, LeavesTheEndsOfALine) {
-    constexpr TypeParam GAP = TestFixture::GAP;
-    const std::vector<TypeParam> samples = {GAP, GAP, 3,   GAP, 5,  GAP, /* line */ GAP,
-                                            GAP, GAP, GAP, GAP, GAP};
+    const std::vector<TypeParam> samples = {
+        this->gap, this->gap, 3,         this->gap, 5,        this->gap, /* line */ this->gap,
+        this->gap, this->gap, this->gap, this->gap, this->gap};
     std::vector<TypeParam> expected = samples;
     expected[3] = 4;
     EXPECT_TRUE(same_bytes(this->fill(samples, {2, 6}, 0), expected));
 }
 
 TYPED_TEST(GapFilling, LeavesLongGaps) {
-    constexpr TypeParam GAP = TestFixture::GAP;
-    const std::vector<TypeParam> samples = {0, GAP, 2, GAP, GAP, 5, GAP, GAP, GAP, 9};
+    const std::vector<TypeParam> samples = {0, this->gap, 2,         this->gap, this->gap,
+                                            5, this->gap, this->gap, this->gap, 9};
     std::vector<TypeParam> expected = samples;
     expected[1] = 1;
     EXPECT_TRUE(same_bytes(this->fill(samples, {10}, 1), expected));
@@ -63,13 +62,12 @@ TYPED_TEST(GapFilling, LeavesLongGaps) {
 }
 
 TYPED_TEST(GapFilling, GoesAlongTheAxis) {
-    constexpr TypeParam GAP = TestFixture::GAP;
-    EXPECT_EQ(this->fill({1, 10, GAP, GAP, 3, 30}, {3, 2}, 0, 0),
+    EXPECT_EQ(this->fill({1, 10, this->gap, this->gap, 3, 30}, {3, 2}, 0, 0),
               (std::vector<TypeParam>{1, 10, 2, 20, 3, 30}));
 }
 
 TYPED_TEST(GapFilling, WorksInPlace) {
-    std::vector<TypeParam> samples = {1, TestFixture::GAP, 3};
+    std::vector<TypeParam> samples = {1, this->gap, 3};
     const Array in_place(samples.data(), {3});
     EXPECT_EQ(this->fill(in_place, in_place, 0), DONE);
     EXPECT_EQ(samples, (std::vector<TypeParam>{1, 2, 3}));
@@ -89,7 +87,7 @@ TEST(GapFillingOfDoubles, IsRoundedToDoubles) {
 TYPED_TEST(GapFilling, IsTheSameByAnyNumberOfWorkers) {
     std::vector<TypeParam> samples = zigzag<TypeParam>(200'000);
     for (std::size_t i = 0; i < samples.size(); i += 9) {
-        samples[i] = TestFixture::GAP;
+        samples[i] = this->gap;
     }
     const std::vector<TypeParam> alone = this->fill(samples, {2000, 100}, 0);
     for (const std::int32_t workers : {2, 7}) {
@@ -104,7 +102,7 @@ TYPED_TEST(GapFilling, IsTheSameByAnyNumberOfWorkers) {
 }
 
 TYPED_TEST(GapFilling, RefusesALengthBelowZero) {
-    std::vector<TypeParam> samples = {1, TestFixture::GAP, 3};
+    std::vector<TypeParam> samples = {1, this->gap, 3};
     const Array in_place(samples.data(), {3});
     EXPECT_EQ(this->fill(in_place, in_place, -1),
               (Outcome{TALVORA_INVALID_ARGUMENT,

@@ -71,7 +71,7 @@ TEST(Workers, EndWhenTheirWorkCannotBeMade) {
 }
 
 TEST(Workers, StopWhenTheCallerSaysSo) {
-    int questions_left = 3;
+    int questions_left = 4; // the first one before any block
     std::size_t done = 0;
     const auto should_stop = [](void* context) -> std::int32_t {
         return --*static_cast<int*>(context) < 0 ? 1 : 0;
