@@ -1,5 +1,5 @@
 // How many samples a second zero-phase filtering makes: floats in, floats out, in
-// place, both passes, one thread.
+// place, both passes, one thread; and doubles where a work says so.
 //
 //     zero_phase_filter_bench [--json] [ROUNDS]
 //
@@ -18,7 +18,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -32,90 +31,128 @@ namespace {
 using namespace talvora;
 using bench::FilterWork;
 
-std::vector<FilterWork> make_works() {
+struct Work : FilterWork {
+    bool of_doubles = false; // which are the same numbers
+};
+
+std::vector<Work> make_works() {
     using namespace bench;
     return {
-        {"64 x 100,000", random_samples(6'400'000), {{64, 100'000}}},
-        {"20,000 x 320", random_samples(6'400'000), {{20'000, 320}}},
-        {"64 x 100,000, bursts missing", samples_with_bursts(6'400'000), {{64, 100'000}}},
-        {"1 x 6,400,000", random_samples(6'400'000), {{1, 6'400'000}}},
-        {"64 x 100,000, band pass", random_samples(6'400'000), {{64, 100'000}}, BAND_PASS},
-        {"64 x 100,000, silent", samples_that_fall_silent(64, 100'000), {{64, 100'000}}},
-        {"64 sets of 1 x 100,000", random_samples(6'400'000), sets_of_one_shape(64, {1, 100'000})},
-        {"64 sets of 1 x 100,000, silent", samples_that_fall_silent(64, 100'000),
-         sets_of_one_shape(64, {1, 100'000})},
+        {{"64 x 100,000", random_samples(6'400'000), {{64, 100'000}}}},
+        {{"20,000 x 320", random_samples(6'400'000), {{20'000, 320}}}},
+        {{"64 x 100,000, bursts missing", samples_with_bursts(6'400'000), {{64, 100'000}}}},
+        {{"1 x 6,400,000", random_samples(6'400'000), {{1, 6'400'000}}}},
+        {{"64 x 100,000, band pass", random_samples(6'400'000), {{64, 100'000}}, BAND_PASS}},
+        {{"64 x 100,000, silent", samples_that_fall_silent(64, 100'000), {{64, 100'000}}}},
+        {{"64 sets of 1 x 100,000", random_samples(6'400'000),
+          sets_of_one_shape(64, {1, 100'000})}},
+        {{"64 sets of 1 x 100,000, silent", samples_that_fall_silent(64, 100'000),
+          sets_of_one_shape(64, {1, 100'000})}},
+        {{"64 x 100,000, doubles", random_samples(6'400'000), {{64, 100'000}}}, true},
+        {{"20,000 x 320, doubles", random_samples(6'400'000), {{20'000, 320}}}, true},
+        {{"192 x 20,000, doubles", random_samples(3'840'000), {{192, 20'000}}}, true},
+        {{"64 x 100,000, band pass, doubles",
+          random_samples(6'400'000),
+          {{64, 100'000}},
+          BAND_PASS},
+         true},
     };
 }
 
-void filter_sets(dsp::SetFilter<float>& filter, std::span<float> samples, const FilterWork& work) {
-    for (const bench::SetShape& set : work.sets) {
-        const std::uint64_t sample_count = set.line_count * set.line_length;
-        filter.add(samples.first(sample_count), set.line_length, work.filter);
-        samples = samples.subspan(sample_count);
-    }
-    filter.finish();
-}
+// One way to filter, or to copy.
+class Path {
+  public:
+    explicit Path(const char* name) : name_(name) {}
+    Path(const char* name, dsp::FilterPath path)
+        : name_(name), of_floats_(std::make_shared<dsp::SetFilter<float>>(path)),
+          of_doubles_(std::make_shared<dsp::SetFilter<double>>(path)) {}
 
-struct Path {
-    std::string name;
-    std::function<void(std::span<float>, const FilterWork&)> run;
+    const std::string& name() const { return name_; }
+
+    void run(std::span<float> samples, std::span<const float> original, const Work& work) const {
+        run(of_floats_.get(), samples, original, work);
+    }
+    void run(std::span<double> samples, std::span<const double> original, const Work& work) const {
+        run(of_doubles_.get(), samples, original, work);
+    }
+
+  private:
+    template <class Sample>
+    static void run(dsp::SetFilter<Sample>* filter, std::span<Sample> samples,
+                    std::span<const Sample> original, const Work& work) {
+        if (filter == nullptr) {
+            std::memcpy(samples.data(), original.data(), samples.size_bytes());
+            return;
+        }
+        for (const bench::SetShape& set : work.sets) {
+            const std::uint64_t sample_count = set.line_count * set.line_length;
+            filter->add(samples.first(sample_count), set.line_length, work.filter);
+            samples = samples.subspan(sample_count);
+        }
+        filter->finish();
+    }
+
+    std::string name_;
+    std::shared_ptr<dsp::SetFilter<float>> of_floats_; // none copies
+    std::shared_ptr<dsp::SetFilter<double>> of_doubles_;
 };
 
 std::vector<Path> make_paths() {
-    std::vector<Path> paths;
-    paths.push_back({"memcpy", [](std::span<float> samples, const FilterWork& work) {
-                         std::memcpy(samples.data(), work.samples.data(), samples.size_bytes());
-                     }});
-    const auto add = [&](const char* name, dsp::FilterPath path) {
-        paths.push_back({name, [filter = std::make_shared<dsp::SetFilter<float>>(path)](
-                                   std::span<float> samples, const FilterWork& work) {
-                             filter_sets(*filter, samples, work);
-                         }});
-    };
-    add("Plain", dsp::FilterPath::Plain);
+    std::vector<Path> paths = {Path("memcpy"), Path("Plain", dsp::FilterPath::Plain)};
     for (const dsp::LanePath& path : dsp::lane_paths()) {
         if (path.can_be_taken()) {
-            add(path.name, path.path);
+            paths.emplace_back(path.name, path.path);
         }
     }
     return paths;
 }
 
-std::optional<double> megasamples_per_second(const Path& path, const FilterWork& work,
-                                             std::span<float> samples, bench::QuietCheck& check) {
+template <class Sample>
+std::optional<double>
+megasamples_per_second(const Path& path, const Work& work, std::span<Sample> samples,
+                       std::span<const Sample> original, bench::QuietCheck& check) {
     const std::optional<double> seconds = bench::quiet_time_of(
-        check, [&] { std::ranges::copy(work.samples, samples.begin()); },
-        [&] { path.run(samples, work); });
+        check, [&] { std::ranges::copy(original, samples.begin()); },
+        [&] { path.run(samples, original, work); });
     return seconds ? std::optional(static_cast<double>(samples.size()) / *seconds / 1e6)
                    : std::nullopt;
 }
 
+// All paths in turn.
+template <class Sample, class Visit>
+void measure(const std::vector<Path>& paths, const Work& work, Sample* memory,
+             bench::QuietCheck& check, Visit visit) {
+    const std::vector<Sample> original(work.samples.begin(), work.samples.end());
+    const std::span<Sample> samples(memory, original.size());
+    for (const Path& path : paths) {
+        visit(path, megasamples_per_second<Sample>(path, work, samples, original, check));
+    }
+}
+
 using Speeds = std::map<std::string, std::map<std::string, std::vector<double>>>;
 
-void print_table(const std::vector<FilterWork>& works, const std::vector<Path>& paths,
-                 Speeds& speeds) {
-    std::printf("%-30s", "million samples a second");
+void print_table(const std::vector<Work>& works, const std::vector<Path>& paths, Speeds& speeds) {
+    std::printf("%-32s", "million samples a second");
     for (const Path& path : paths) {
-        std::printf(" %8s", path.name.c_str());
+        std::printf(" %8s", path.name().c_str());
     }
-    for (const FilterWork& work : works) {
-        std::printf("\n%-30s", work.name.c_str());
+    for (const Work& work : works) {
+        std::printf("\n%-32s", work.name.c_str());
         for (const Path& path : paths) {
-            const std::vector<double>& quiet = speeds[work.name][path.name];
+            const std::vector<double>& quiet = speeds[work.name][path.name()];
             std::printf(" %8.0f", quiet.empty() ? 0.0 : bench::median(quiet));
         }
     }
     std::printf("\n");
 }
 
-void print_json(const std::vector<FilterWork>& works, const std::vector<Path>& paths,
-                Speeds& speeds) {
-    for (const FilterWork& work : works) {
+void print_json(const std::vector<Work>& works, const std::vector<Path>& paths, Speeds& speeds) {
+    for (const Work& work : works) {
         std::printf("{\"work\": \"%s\"", work.name.c_str());
         for (const Path& path : paths) {
-            const std::vector<double>& quiet = speeds[work.name][path.name];
+            const std::vector<double>& quiet = speeds[work.name][path.name()];
             if (!quiet.empty()) {
-                std::printf(", \"%s\": %.1f", path.name.c_str(), bench::median(quiet));
+                std::printf(", \"%s\": %.1f", path.name().c_str(), bench::median(quiet));
             }
         }
         std::printf("}\n");
@@ -131,20 +168,24 @@ int main(int argc, char** argv) {
     if (!arguments.empty() && arguments.back() != "--json") {
         round_count = std::stoi(std::string(arguments.back()));
     }
-    const std::vector<FilterWork> works = make_works();
+    const std::vector<Work> works = make_works();
     const std::vector<Path> paths = make_paths();
-    // In large pages, as in the units and in NumPy's arrays.
-    const units::SampleBuffer buffer(works.front().samples.size());
+    // In large pages, as in the units and in NumPy's arrays: room for as many doubles.
+    const units::SampleBuffer buffer(2 * works.front().samples.size());
+    float* const floats = buffer.samples().data();
     bench::QuietCheck check;
     Speeds speeds;
     for (int round = 0; round <= round_count; ++round) {
-        for (const FilterWork& work : works) {
-            for (const Path& path : paths) {
-                const std::optional<double> speed =
-                    megasamples_per_second(path, work, buffer.samples(), check);
+        for (const Work& work : works) {
+            const auto keep = [&](const Path& path, std::optional<double> speed) {
                 if (round > 0 && speed) { // the first one meets memory that was never touched
-                    speeds[work.name][path.name].push_back(*speed);
+                    speeds[work.name][path.name()].push_back(*speed);
                 }
+            };
+            if (work.of_doubles) {
+                measure(paths, work, reinterpret_cast<double*>(floats), check, keep);
+            } else {
+                measure(paths, work, floats, check, keep);
             }
         }
     }

@@ -8,7 +8,11 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -17,19 +21,34 @@ using namespace talvora::fuzz;
 
 constexpr std::uint64_t MOST_SAMPLES = 8192;
 
-bool same_sample(float left, float right) {
+template <class Sample>
+bool same_sample(Sample left, Sample right) {
     return same_bits(left, right) || (std::isnan(left) && std::isnan(right));
 }
 
-std::vector<float> filter(SetFilter<float>& path, std::vector<float> samples,
-                          std::uint64_t line_length, const FilterCoefficients& coefficients) {
-    path.filter_in_place(samples, line_length, coefficients);
+// Now and then one that a caller chooses, or none.
+std::optional<std::size_t> make_pad_count(Choices& choices) {
+    return one_in(choices, 3) ? std::optional(choices.ConsumeIntegralInRange<std::size_t>(0, 80))
+                              : std::nullopt;
+}
+
+struct Work {
+    std::uint64_t line_length;
+    FilterCoefficients coefficients;
+    std::optional<std::size_t> pad_count;
+    Missing missing;
+};
+
+template <class Sample>
+std::vector<Sample> filter(SetFilter<Sample>& path, std::vector<Sample> samples, const Work& work) {
+    path.filter_in_place(samples, work.line_length, work.coefficients, work.pad_count);
     return samples;
 }
 
-void check_same(const std::vector<float>& samples, const std::vector<float>& expected,
+template <class Sample>
+void check_same(const std::vector<Sample>& samples, const std::vector<Sample>& expected,
                 const std::string& what) {
-    const auto [sample, wanted] = std::ranges::mismatch(samples, expected, same_sample);
+    const auto [sample, wanted] = std::ranges::mismatch(samples, expected, same_sample<Sample>);
     if (wanted != expected.end()) {
         report_finding(what + ": sample " + std::to_string(wanted - expected.begin()) + " is " +
                        std::to_string(*sample) + " instead of " + std::to_string(*wanted));
@@ -37,30 +56,42 @@ void check_same(const std::vector<float>& samples, const std::vector<float>& exp
 }
 
 // What the first set leaves in the scratch memory must not matter for the second.
-void check_path(FilterPath fast, const std::vector<float>& samples, std::uint64_t line_length,
-                const FilterCoefficients& coefficients, const std::vector<float>& expected) {
-    SetFilter<float> path(fast);
+template <class Sample>
+void check_path(FilterPath fast, const std::vector<Sample>& samples, const Work& work,
+                const std::vector<Sample>& expected) {
+    SetFilter<Sample> path(fast, work.missing);
     const std::string name = "path " + std::to_string(static_cast<int>(fast));
-    check_same(filter(path, samples, line_length, coefficients), expected, name);
-    check_same(filter(path, samples, line_length, coefficients), expected, name + ", second set");
+    check_same(filter(path, samples, work), expected, name);
+    check_same(filter(path, samples, work), expected, name + ", second set");
+}
+
+template <class Sample>
+void check_paths(const std::vector<Sample>& samples, const Work& work) {
+    SetFilter<Sample> plain(FilterPath::Plain, work.missing);
+    const std::vector<Sample> expected = filter(plain, samples, work);
+    for (const LanePath& fast : lane_paths()) {
+        if (fast.can_be_taken()) {
+            check_path(fast.path, samples, work, expected);
+        }
+    }
 }
 
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     Choices choices(data, size);
-    const FilterCoefficients coefficients = make_filter(choices);
-    const auto line_length = choices.ConsumeIntegralInRange<std::uint64_t>(1, 1500);
+    Work work;
+    work.coefficients = make_filter(choices);
+    work.line_length = choices.ConsumeIntegralInRange<std::uint64_t>(1, 1500);
     const auto line_count = choices.ConsumeIntegralInRange<std::uint64_t>(
-        0, std::min<std::uint64_t>(40, MOST_SAMPLES / line_length));
-    const std::vector<float> samples = make_samples(choices, line_length * line_count);
-
-    SetFilter<float> plain(FilterPath::Plain);
-    const std::vector<float> expected = filter(plain, samples, line_length, coefficients);
-    for (const LanePath& fast : lane_paths()) {
-        if (fast.can_be_taken()) {
-            check_path(fast.path, samples, line_length, coefficients, expected);
-        }
-    }
+        0, std::min<std::uint64_t>(40, MOST_SAMPLES / work.line_length));
+    const std::vector<float> samples = make_samples(choices, work.line_length * line_count);
+    work.pad_count = make_pad_count(choices);
+    work.missing = one_in(choices, 4) ? Missing::Propagate : Missing::Omit;
+    check_paths(samples, work);
+    // Numbers that no float holds, and some beyond the range of all floats.
+    std::vector<double> doubles(samples.begin(), samples.end());
+    std::ranges::for_each(doubles, [](double& sample) { sample *= 1.1 * std::abs(sample); });
+    check_paths(doubles, work);
     return 0;
 }

@@ -6,11 +6,15 @@
 
 #include <algorithm>
 #include <bit>
+#include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <fstream>
 #include <iterator>
 #include <limits>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace talvora::dsp {
@@ -24,6 +28,7 @@ constexpr float INF = std::numeric_limits<float>::infinity();
 constexpr std::uint32_t MISSING = 0xFFC00000U;
 
 using Line = std::vector<float>;
+using DoubleLine = std::vector<double>;
 
 // The mean of neighbours, two taps: runs of five samples and more are filtered, to
 // [1 2 1] / 4 inside and to themselves at their ends.
@@ -50,8 +55,16 @@ class FilterSetInPlace : public testing::TestWithParam<FilterPath> {
             GTEST_SKIP() << "this processor cannot take the path";
         }
     }
-    void filter(Line& samples, std::uint64_t line_length, const FilterCoefficients& coefficients) {
-        SetFilter<float>(GetParam()).filter_in_place(samples, line_length, coefficients);
+    // Floats, and the same numbers as doubles, which come to the same when they are rounded.
+    void filter(Line& samples, std::uint64_t line_length, const FilterCoefficients& coefficients,
+                std::optional<std::size_t> pad_count = std::nullopt,
+                Missing missing = Missing::Omit) {
+        DoubleLine doubles(samples.begin(), samples.end());
+        SetFilter<float>(GetParam(), missing)
+            .filter_in_place(samples, line_length, coefficients, pad_count);
+        SetFilter<double>(GetParam(), missing)
+            .filter_in_place(doubles, line_length, coefficients, pad_count);
+        EXPECT_EQ(bits(Line(doubles.begin(), doubles.end())), bits(samples));
     }
 };
 
@@ -86,6 +99,28 @@ TEST_P(FilterSetInPlace, FiltersARunOfExactlyTheMinimumAndLeavesOneShorter) {
     EXPECT_THAT(samples, ElementsAre(0, 2, 3, 5, 4));
     Line shorter = {0, 4, 0, 8};
     filter(shorter, 4, MEAN);
+    EXPECT_THAT(shorter, ElementsAre(0, 4, 0, 8));
+}
+
+// Each pass starts in the steady state for its first sample: 0 2 2 4 6, and from there back.
+TEST_P(FilterSetInPlace, TurnsAtTheEndsWithoutPadding) {
+    Line samples = {0, 4, 0, 8, 4, 7, 7, 7, 7, 7};
+    filter(samples, 5, MEAN, 0);
+    EXPECT_THAT(samples, ElementsAre(1, 2, 3, 5, 6, 7, 7, 7, 7, 7));
+    Line single = {3, NaN, -5};
+    filter(single, 3, MEAN, 0);
+    EXPECT_THAT(std::vector(single.begin(), single.begin() + 1), ElementsAre(3));
+    EXPECT_THAT(std::vector(single.begin() + 2, single.end()), ElementsAre(-5));
+}
+
+TEST_P(FilterSetInPlace, FiltersRunsThatAreLongerThanTheChosenPadding) {
+    Line samples = {0, 4, 0, 8, 4};
+    filter(samples, 5, MEAN, 4);
+    EXPECT_THAT(samples, ElementsAre(0, 2, 3, 5, 4));
+    Line shorter = {0, 4, 0, 8};
+    filter(shorter, 4, MEAN, 4);
+    EXPECT_THAT(shorter, ElementsAre(0, 4, 0, 8));
+    filter(shorter, 4, MEAN, std::numeric_limits<std::size_t>::max());
     EXPECT_THAT(shorter, ElementsAre(0, 4, 0, 8));
 }
 
@@ -152,6 +187,53 @@ TEST_P(FilterSetInPlace, SpreadsAnInfinityThroughItsRunAlone) {
     EXPECT_THAT(std::vector(line.begin() + 13, line.end()), Each(testing::FloatEq(1.0F)));
 }
 
+TEST_P(FilterSetInPlace, MarksMissingDoublesWithTheirOwnBits) {
+    DoubleLine line = {std::numeric_limits<double>::quiet_NaN(), 1, 2, 3, 4, 5, 6, 7, 8};
+    DoubleLine infinite(12, std::numeric_limits<double>::infinity());
+    SetFilter<double>(GetParam()).filter_in_place(line, 9, LOW);
+    SetFilter<double>(GetParam()).filter_in_place(infinite, 12, LOW);
+    for (const double sample : {line.front(), infinite.front(), infinite.back()}) {
+        EXPECT_EQ(std::bit_cast<std::uint64_t>(sample), 0xFFF8000000000000U);
+    }
+    EXPECT_THAT(DoubleLine(line.begin() + 1, line.end()), Each(testing::Not(testing::IsNan())));
+}
+
+TEST_P(FilterSetInPlace, PropagatesAMissingSampleThroughItsWholeLine) {
+    Line samples(30, 1.0F);
+    samples[13] = NaN;
+    filter(samples, 10, LOW, std::nullopt, Missing::Propagate);
+    EXPECT_THAT(Line(samples.begin(), samples.begin() + 10), Each(testing::FloatEq(1.0F)));
+    EXPECT_THAT(bits(Line(samples.begin() + 10, samples.begin() + 20)), Each(MISSING));
+    EXPECT_THAT(Line(samples.begin() + 20, samples.end()), Each(testing::FloatEq(1.0F)));
+}
+
+// [1 2 1] / 4 reaches one sample to either side.
+TEST_P(FilterSetInPlace, PropagatesNoFurtherThanAFilterWithoutFeedbackReaches) {
+    for (const FilterCoefficients& mean : {MEAN, FilterCoefficients{{0.5, 0.5}, {1.0, 0.0}}}) {
+        Line line = {0, 4, 0, 8, NaN, 8, 8, 8, 0, 1, 1, 1, 1, 1, 1, 1, 1, 1};
+        filter(line, 9, mean, std::nullopt, Missing::Propagate);
+        EXPECT_THAT(Line(line.begin(), line.begin() + 3), ElementsAre(0, 2, 3));
+        EXPECT_THAT(bits(Line(line.begin() + 3, line.begin() + 6)), Each(MISSING));
+        EXPECT_THAT(Line(line.begin() + 6, line.end()),
+                    ElementsAre(8, 6, 0, 1, 1, 1, 1, 1, 1, 1, 1, 1));
+        Line infinite = {0, 4, 0, 8, INF, 8, 8, 8, 0};
+        filter(infinite, 9, mean, std::nullopt, Missing::Propagate);
+        EXPECT_THAT(infinite, ElementsAre(0, 2, 3, INF, INF, INF, 8, 6, 0));
+    }
+    Line gained = {1, NaN, 3};
+    filter(gained, 3, {{2}, {1}}, std::nullopt, Missing::Propagate);
+    EXPECT_EQ(gained[0], 4);
+    EXPECT_EQ(bits(gained)[1], MISSING);
+    EXPECT_EQ(gained[2], 12);
+}
+
+TEST_P(FilterSetInPlace, LeavesLinesThatAreTooShortWhateverBecomesOfMissingSamples) {
+    Line samples = {1, NaN, 3, 4};
+    const auto before = bits(samples);
+    filter(samples, 4, MEAN, std::nullopt, Missing::Propagate);
+    EXPECT_EQ(bits(samples), before);
+}
+
 TEST_P(FilterSetInPlace, MakesARunMissingWithAMissingCoefficient) {
     Line line(20, 1.0F);
     filter(line, 20, {{1.0, 0.0}, {1.0, std::numeric_limits<double>::quiet_NaN()}});
@@ -187,19 +269,81 @@ TEST_P(FilterSetInPlace, LeavesAPartOfALineAlone) {
     EXPECT_THAT(samples, ElementsAre(0, 2, 3, 5, 4, 1, 2, 3));
 }
 
-TEST_P(FilterSetInPlace, GivesThePlainBitsForAnyLinesAndGaps) {
+template <class Sample>
+void expect_plain_bits_for_any_lines_and_gaps(FilterPath path, Missing missing) {
     RandomFilters random(5);
-    SetFilter<float> set_filter(GetParam());
+    SetFilter<Sample> set_filter(path, missing);
+    SetFilter<Sample> plain(FilterPath::Plain, missing);
     for (int trial = 0; trial < 300; ++trial) {
         const std::size_t tap_count = random.count(1, 17);
-        const FilterCoefficients coefficients = random.filter(tap_count, random.one_in(4));
+        FilterCoefficients coefficients = random.filter(tap_count, random.one_in(4));
+        if (random.one_in(8)) {
+            coefficients.a = {1.0};
+        }
+        const std::optional<std::size_t> pad_count = random.pad_count();
         const std::size_t line_length = random.count(1, 500);
-        Line samples = random.samples(line_length * random.count(1, 40));
+        auto samples = random.samples<Sample>(line_length * random.count(1, 40));
         random.make_gaps(samples);
-        const Line expected = filter_plainly(samples, line_length, coefficients);
-        set_filter.filter_in_place(samples, line_length, coefficients);
+        std::vector<Sample> expected = samples;
+        plain.filter_in_place(expected, line_length, coefficients, pad_count);
+        set_filter.filter_in_place(samples, line_length, coefficients, pad_count);
         ASSERT_EQ(first_difference(samples, expected), expected.size())
-            << tap_count << " taps, lines of " << line_length;
+            << tap_count << " taps, lines of " << line_length << ", trial " << trial;
+    }
+}
+
+TEST_P(FilterSetInPlace, GivesThePlainBitsForAnyLinesAndGaps) {
+    for (const Missing missing : {Missing::Omit, Missing::Propagate}) {
+        expect_plain_bits_for_any_lines_and_gaps<float>(GetParam(), missing);
+        expect_plain_bits_for_any_lines_and_gaps<double>(GetParam(), missing);
+    }
+}
+
+// Run by run, as the definition has it.
+DoubleLine filter_by_definition(DoubleLine line, const PreparedFilter& filter) {
+    std::vector<std::pair<std::ptrdiff_t, std::ptrdiff_t>> runs;
+    for (std::ptrdiff_t begin = 0, end = 0; begin < std::ssize(line); begin = end + 1) {
+        const auto next = std::find_if(line.begin() + begin, line.end(),
+                                       [](double sample) { return std::isnan(sample); });
+        end = next - line.begin();
+        if (end - begin >= static_cast<std::ptrdiff_t>(filter.padding.least_length)) {
+            runs.emplace_back(begin, end);
+        }
+    }
+    for (const auto& [begin, end] : runs) {
+        const DoubleLine y =
+            zero_phase_filter(DoubleLine(line.begin() + begin, line.begin() + end), filter);
+        std::ranges::copy(y, line.begin() + begin);
+    }
+    if (!runs.empty()) {
+        constexpr double MISSING_DOUBLE = std::bit_cast<double>(0xFFF8000000000000U);
+        std::fill(line.begin(), line.begin() + runs.front().first, MISSING_DOUBLE);
+        std::fill(line.begin() + runs.back().second, line.end(), MISSING_DOUBLE);
+    }
+    return line;
+}
+
+TEST_P(FilterSetInPlace, GivesDoublesTheBitsOfTheDefinition) {
+    RandomFilters random(19);
+    SetFilter<double> set_filter(GetParam());
+    for (int trial = 0; trial < 300; ++trial) {
+        const FilterCoefficients coefficients = random.filter(random.count(1, 12), false);
+        const std::optional<std::size_t> pad_count = random.pad_count();
+        const std::size_t line_length = random.count(1, 400);
+        DoubleLine samples;
+        DoubleLine expected;
+        for (std::size_t line_count = random.count(1, 20); line_count > 0; --line_count) {
+            DoubleLine line = random.samples<double>(line_length);
+            if (random.one_in(3)) {
+                random.make_gaps(line);
+            }
+            samples.insert(samples.end(), line.begin(), line.end());
+            line = filter_by_definition(line, prepare_filter(coefficients, pad_count));
+            expected.insert(expected.end(), line.begin(), line.end());
+        }
+        set_filter.filter_in_place(samples, line_length, coefficients, pad_count);
+        ASSERT_EQ(first_difference(samples, expected), expected.size())
+            << coefficients.b.size() << " taps, lines of " << line_length;
     }
 }
 
@@ -222,22 +366,24 @@ TEST_P(FilterSetInPlace, GivesThePlainBitsWhereLinesWithGapsComeAmongWholeOnes) 
 }
 
 // Sets of one line and of many, of any lengths and designs, whole and with gaps.
-TEST_P(FilterSetInPlace, GivesThePlainBitsForSetsThatAreFilteredTogether) {
+template <class Sample>
+void expect_plain_bits_for_sets_filtered_together(FilterPath path) {
     RandomFilters random(12);
-    SetFilter<float> set_filter(GetParam());
+    SetFilter<Sample> set_filter(path);
     for (int trial = 0; trial < 40; ++trial) {
         const FilterCoefficients designs[] = {LOW, random.filter(random.count(1, 10), false)};
-        std::vector<Line> sets(random.count(1, 50));
-        std::vector<Line> expected;
-        for (Line& set : sets) {
+        std::vector<std::vector<Sample>> sets(random.count(1, 50));
+        std::vector<std::vector<Sample>> expected;
+        for (std::vector<Sample>& set : sets) {
             const std::size_t line_length = random.count(1, 400);
             const FilterCoefficients& design = designs[random.one_in(8) ? 1 : 0];
-            set = random.samples(line_length * random.count(1, 3));
+            const auto pad_count = random.one_in(8) ? std::optional<std::size_t>(5) : std::nullopt;
+            set = random.samples<Sample>(line_length * random.count(1, 3));
             if (random.one_in(5)) {
                 random.make_gaps(set);
             }
-            expected.push_back(filter_plainly(set, line_length, design));
-            set_filter.add(set, line_length, design);
+            expected.push_back(filter_plainly(set, line_length, design, pad_count));
+            set_filter.add(set, line_length, design, pad_count);
         }
         set_filter.finish();
         for (std::size_t set = 0; set < sets.size(); ++set) {
@@ -245,6 +391,11 @@ TEST_P(FilterSetInPlace, GivesThePlainBitsForSetsThatAreFilteredTogether) {
                 << "set " << set << " of " << sets.size() << ", trial " << trial;
         }
     }
+}
+
+TEST_P(FilterSetInPlace, GivesThePlainBitsForSetsThatAreFilteredTogether) {
+    expect_plain_bits_for_sets_filtered_together<float>(GetParam());
+    expect_plain_bits_for_sets_filtered_together<double>(GetParam());
 }
 
 TEST(FilterPath, IsOneThatEveryProcessorOfTheArchitectureHasOrWider) {

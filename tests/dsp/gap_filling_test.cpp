@@ -35,10 +35,22 @@ GapRows find_gaps(const std::vector<float>& line, std::int64_t max_length) {
     return rows;
 }
 
-std::vector<float> fill(std::vector<float> line, std::int64_t max_length) {
-    const GapRows rows = find_gaps(line, max_length);
-    fill_gaps(line, list_valid_runs(line, -1), rows);
+template <class Sample>
+std::vector<Sample> fill_line(std::vector<Sample> line, std::int64_t max_length) {
+    const auto runs = list_valid_runs(line, -1);
+    GapRows rows;
+    append_gaps(runs, max_length, rows);
+    fill_gaps(line, runs, rows);
     return line;
+}
+
+// The same of doubles, when they are rounded.
+std::vector<float> fill(const std::vector<float>& line, std::int64_t max_length) {
+    const std::vector<double> doubles =
+        fill_line(std::vector<double>(line.begin(), line.end()), max_length);
+    const std::vector<float> filled = fill_line(line, max_length);
+    EXPECT_EQ(as_bits(std::vector<float>(doubles.begin(), doubles.end())), as_bits(filled));
+    return filled;
 }
 
 TEST(AppendGaps, ListsGapsBetweenRunsUpToTheMaximum) {
@@ -60,6 +72,19 @@ TEST(AppendGaps, KeepsTheRowsOfEarlierLines) {
 
 TEST(FillGaps, PutsGapsOnTheLineBetweenTheirNeighbours) {
     EXPECT_THAT(fill({0, NaN, NaN, NaN, 8, NaN, 2}, UNLIMITED), ElementsAre(0, 2, 4, 6, 8, 5, 2));
+}
+
+TEST(FillGaps, KeepsThePrecisionOfDoubles) {
+    constexpr double MISSING = std::numeric_limits<double>::quiet_NaN();
+    const std::vector<double> filled = fill_line<double>({1, MISSING, MISSING, 2}, UNLIMITED);
+    EXPECT_EQ(filled[1], 1.0 / 3.0 + 1.0);
+    EXPECT_EQ(filled[2], 2.0 / 3.0 + 1.0);
+}
+
+TEST(FillGaps, MarksWhatHasNoValueAmongDoubles) {
+    constexpr double INFINITE = std::numeric_limits<double>::infinity();
+    const std::vector<double> line = {INFINITE, std::numeric_limits<double>::quiet_NaN(), INFINITE};
+    EXPECT_EQ(std::bit_cast<std::uint64_t>(fill_line(line, 1)[1]), MISSING_DOUBLE_BITS);
 }
 
 TEST(FillGaps, LeavesGapsAloneThatAreNotListed) {
@@ -120,7 +145,7 @@ TEST(FillGapsFromNeighbours, GivesTheBitsOfTheSearchAtTheEndOfTheLongestExactLin
 // round to even: to 2^24 and 2^24 + 4. So the gap at 2^24 + 1 is asked for at 2^24 and
 // takes the value there, and the gap at 2^24 + 3 is asked for at 2^24 + 4 and takes
 // the value there, where a straight line between neighbours would give the middle.
-TEST(FillGaps, WorksWithPositionsInSinglePrecision) {
+TEST(FillGaps, WorksWithPositionsInThePrecisionOfTheSamples) {
     constexpr std::size_t LIMIT = std::size_t{1} << 24;
     std::vector<float> line(LIMIT + 6, 1.0F);
     line[LIMIT + 1] = NaN;
@@ -128,9 +153,12 @@ TEST(FillGaps, WorksWithPositionsInSinglePrecision) {
     line[LIMIT + 3] = NaN;
     line[LIMIT + 4] = 9.0F;
     line[LIMIT + 5] = 9.0F;
-    const std::vector<float> filled = fill(line, 1);
+    const std::vector<float> filled = fill_line(line, 1);
     EXPECT_EQ(filled[LIMIT + 1], 1.0F);
     EXPECT_EQ(filled[LIMIT + 3], 9.0F);
+    const std::vector<double> doubles = fill_line(std::vector<double>(line.begin(), line.end()), 1);
+    EXPECT_EQ(doubles[LIMIT + 1], 3.0);
+    EXPECT_EQ(doubles[LIMIT + 3], 7.0);
 }
 
 } // namespace

@@ -5,7 +5,8 @@
 
 namespace talvora::dsp {
 
-inline std::vector<ValidRun> list_valid_runs(std::span<const float> line, std::int64_t min_length) {
+template <class Line>
+std::vector<ValidRun> list_valid_runs(const Line& line, std::int64_t min_length) {
     std::vector<ValidRun> runs;
     find_valid_runs(line, min_length, runs);
     return runs;

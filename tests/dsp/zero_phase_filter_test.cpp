@@ -154,11 +154,92 @@ TEST(ZeroPhaseFilter, RefusesARunWithinItsPadding) {
     EXPECT_EQ(zero_phase_filter(Samples(7, 1.0), LOW_B, LOW_A).size(), 7U);
 }
 
+// scipy.signal.filtfilt(b, a, x, padlen=pad_count) with b, a = scipy.signal.butter(2, 0.3), SciPy
+// 1.10.1.
+TEST(ZeroPhaseFilter, AgreesWithAnIndependentToolForAnyPadding) {
+    const FilterCoefficients design = {
+        {0.13110643991662593, 0.26221287983325187, 0.13110643991662593},
+        {1.0, -0.7477891782585034, 0.27221493792500717}};
+    const struct {
+        std::size_t pad_count;
+        Samples expected;
+    } cases[] = {{0,
+                  {0.6641104826385469, 0.8177755671564876, 0.9602301602481609, 0.6547455292035004,
+                   0.23620908169097785, 0.4454322936048236, 1.2780307397405015, 2.1541254123603317,
+                   2.6329788128589042, 2.7608196368037454, 2.816276401900754, 2.851033362316933}},
+                 {5,
+                  {1.0327802038083564, 1.0762115923248348, 1.0633486202855331, 0.6813433302417173,
+                   0.24497716963982621, 0.41843541933135253, 1.1209090535714292, 1.7710362721797992,
+                   2.133754465266729, 2.792524786988723, 4.7407121762191675, 8.024782264924529}},
+                 {9, // the tool's own choice, 3 * 3
+                  {1.000851967424929, 1.0718218799202206, 1.068738928073442, 0.6864420899588756,
+                   0.24704156857416257, 0.41828560557683653, 1.1204281430176688, 1.7723704388113943,
+                   2.1387146574202496, 2.8003239884229334, 4.743351624413165, 8.003212442146598}}};
+    for (const auto& [pad_count, expected] : cases) {
+        EXPECT_THAT(dsp::zero_phase_filter(Samples{1, -2, 3, 5, -7, 4, 0, 2, 6, -1, 3, 8},
+                                           prepare_filter(design, pad_count)),
+                    Pointwise(testing::DoubleNear(1e-14), expected))
+            << pad_count;
+    }
+}
+
+// scipy.signal.filtfilt([0.25, 0.5, 0.25], [1.0], x, padlen=6) with a sample of x in place of 3, -2
+// or none.
+TEST(ZeroPhaseConvolution, AgreesWithAnIndependentTool) {
+    const PreparedFilter filter = prepare_filter({{0.25, 0.5, 0.25}, {1.0}});
+    const Samples expected = {1.0,    0.8125, 1.5,    1.0, -0.1875, 0.1875,
+                              1.4375, 2.4375, 2.6875, 2.5, 4.0625,  8.0};
+    const struct {
+        std::size_t place; // of what is no number
+        std::size_t first; // and which results are none
+        std::size_t last;
+    } cases[] = {{6, 4, 8}, {1, 0, 3}, {0, 0, 2}};
+    for (const double value : {std::numeric_limits<double>::quiet_NaN(), INF}) {
+        for (const auto& [place, first, last] : cases) {
+            Samples x = {1, -2, 3, 5, -7, 4, 0, 2, 6, -1, 3, 8};
+            x[place] = value;
+            const Samples y = zero_phase_convolution(x, filter);
+            for (std::size_t i = 0; i < y.size(); ++i) {
+                if (i < first || i > last) {
+                    EXPECT_DOUBLE_EQ(y[i], expected[i]) << place;
+                } else {
+                    EXPECT_FALSE(std::isfinite(y[i])) << place << ", " << i;
+                }
+            }
+        }
+    }
+}
+
+TEST(ZeroPhaseConvolution, GivesWhatTheRecurrenceGivesOfNumbers) {
+    const Samples x = {1, -2, 3, 5, -7, 4, 0, 2, 6, -1, 3, 8};
+    for (const Samples& b : {Samples{2}, Samples{0.5, 0.5}, Samples{0.3, -0.1, 0.2, 0.7}}) {
+        const PreparedFilter filter = prepare_filter({b, {1.0}}, 4);
+        EXPECT_EQ(zero_phase_convolution(x, filter), dsp::zero_phase_filter(x, filter));
+    }
+}
+
 TEST(PrepareFilter, ScalesAndPadsToOneLength) {
     const PreparedFilter filter = prepare_filter({{2, 4}, {4, 2, 1}});
     EXPECT_THAT(filter.b, ElementsAre(0.5, 1.0, 0.0));
     EXPECT_THAT(filter.a, ElementsAre(1.0, 0.5, 0.25));
     EXPECT_EQ(filter.pad_count(), 6U);
+}
+
+TEST(PrepareFilter, KeepsThePaddingThatIsAskedFor) {
+    EXPECT_EQ(prepare_filter({LOW_B, LOW_A}).padding.least_length, 8U);
+    for (const std::size_t pad_count : {0U, 9U}) {
+        const PreparedFilter filter = prepare_filter({LOW_B, LOW_A}, pad_count);
+        EXPECT_EQ(filter.pad_count(), pad_count);
+        EXPECT_EQ(filter.padding.least_length, pad_count + 1);
+    }
+    EXPECT_EQ(prepare_filter({}).pad_count(), 0U);
+}
+
+TEST(PreparedFilter, HasFeedbackWhereAResultDependsOnEarlierOnes) {
+    EXPECT_FALSE(PreparedFilter().has_feedback());
+    EXPECT_FALSE(prepare_filter({{1}, {2}}).has_feedback());
+    EXPECT_FALSE(prepare_filter({{1, 2, 3}, {2, 0}}).has_feedback());
+    EXPECT_TRUE(prepare_filter({{1}, {1, 0, 0.5}}).has_feedback());
 }
 
 TEST(PrepareFilter, ScalesFromOneRoundingUnitOn) {
