@@ -26,7 +26,7 @@ constexpr std::size_t BLOCK_SIZE = 32;
 
 template <class Sample>
 bool has_missing(const Sample* block) {
-    using Samples = BaselineVectorOf<Sample>::Type;
+    using Samples = typename BaselineVectorOf<Sample>::Type;
     constexpr std::size_t WIDTH = sizeof(Samples) / sizeof(Sample);
     typename BaselineVectorOf<Sample>::Mask missing{};
     for (std::size_t i = 0; i < BLOCK_SIZE; i += 2 * WIDTH) {
