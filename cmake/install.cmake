@@ -1,4 +1,4 @@
-# What `cmake --install` puts where, by components: the plug-in, the host, the headers.
+# What `cmake --install` puts where, by components: the plug-in, the host, the headers, the C library.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -60,6 +60,23 @@ if(NOT TARGET talvora-host OR NOT GZIP)
   return()
 endif()
 
+# The C library, and what programs are built with that call it.
+install(TARGETS talvora EXPORT talvora
+  LIBRARY DESTINATION lib COMPONENT library NAMELINK_COMPONENT library_development
+  FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT library_development)
+install(EXPORT talvora NAMESPACE talvora:: FILE talvoraConfig.cmake
+  DESTINATION lib/cmake/talvora COMPONENT library_development)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/talvoraConfigVersion.cmake
+  COMPATIBILITY SameMinorVersion)
+configure_file(library/talvora.pc.in ${PROJECT_BINARY_DIR}/talvora.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/talvoraConfigVersion.cmake
+  DESTINATION lib/cmake/talvora COMPONENT library_development)
+install(FILES ${PROJECT_BINARY_DIR}/talvora.pc
+  DESTINATION lib/pkgconfig COMPONENT library_development)
+install(FILES ${changelog} DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libtalvora0 COMPONENT library)
+install(FILES ${changelog} DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libtalvora-dev
+  COMPONENT library_development)
+
 install(TARGETS talvora-host RUNTIME COMPONENT host)
 # What packages hold: the program that takes the shared library of HDF5, so that what the
 # distribution mends in it reaches the program, and all that comes with either.
@@ -97,6 +114,25 @@ write_copyright(${host_copyright}
   "libc and libm, linked to=${DEBIAN_TERMS}/libc6/copyright"
   "uPlot, carried in the program=${PROJECT_SOURCE_DIR}/third_party/uplot/LICENSE")
 install_with_host(FILES ${host_copyright} RENAME copyright DESTINATION ${documents})
+
+set(library_copyright ${PROJECT_BINARY_DIR}/copyright/libtalvora0)
+write_copyright(${library_copyright}
+  "Eigen, compiled in=${DEBIAN_TERMS}/libeigen3-dev/copyright"
+  ${simde}
+  "HDF5, linked to=${DEBIAN_TERMS}/libhdf5-dev/copyright"
+  "libaec, linked to=${DEBIAN_TERMS}/libaec0/copyright"
+  "zlib, linked to=${DEBIAN_TERMS}/zlib1g/copyright"
+  "fmt, linked to and compiled in=${DEBIAN_TERMS}/libfmt-dev/copyright"
+  "JSON for Modern C++, compiled in=${DEBIAN_TERMS}/nlohmann-json3-dev/copyright"
+  "yaml-cpp, linked to=${DEBIAN_TERMS}/libyaml-cpp-dev/copyright"
+  "OpenSSL, linked to=${DEBIAN_TERMS}/libssl-dev/copyright"
+  "xxHash, linked to=${DEBIAN_TERMS}/libxxhash-dev/copyright"
+  "libacl, linked to=${DEBIAN_TERMS}/libacl1-dev/copyright"
+  "libattr, linked to=${DEBIAN_TERMS}/libattr1-dev/copyright"
+  "libstdc++ and libgcc, linked to=${DEBIAN_TERMS}/libstdc++6/copyright"
+  "libc and libm, linked to=${DEBIAN_TERMS}/libc6/copyright")
+install(FILES ${library_copyright} RENAME copyright
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libtalvora0 COMPONENT library)
 
 # A page for the program and one for each command, written by the program itself.
 set(man_folder ${PROJECT_BINARY_DIR}/man)

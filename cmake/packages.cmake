@@ -1,4 +1,5 @@
-# Debian packages of the plug-in, the host and the headers: `cpack` in the build folder.
+# Debian packages of the plug-in, the host, the headers and the C library: `cpack` in the build
+# folder.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME talvora-signal)
 set(CPACK_PACKAGE_CONTACT "Orvane Solution inc. <maintainers@orvane.example>")
@@ -8,7 +9,7 @@ set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
 set(CPACK_STRIP_FILES ON)
 set(CPACK_COMPONENTS_ALL headers plugin)
 if(TARGET talvora-host)
-  list(APPEND CPACK_COMPONENTS_ALL packaged_host)
+  list(APPEND CPACK_COMPONENTS_ALL packaged_host library library_development)
 endif()
 
 set(CPACK_DEB_COMPONENT_INSTALL ON)
@@ -22,6 +23,7 @@ if(CMAKE_CROSSCOMPILING)
   set(host_depends "${plugin_depends}, libacl1, libattr1, libcsv3, libfmt9, libhdf5-103-1, libssl3"
     ", libxxhash0, libyaml-cpp0.7")
   list(JOIN host_depends "" host_depends)
+  set(library_depends ", ${host_depends}")
 else()
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 endif()
@@ -53,5 +55,27 @@ set(CPACK_DEBIAN_HEADERS_PACKAGE_SHLIBDEPS OFF)
 set(CPACK_DEBIAN_HEADERS_DESCRIPTION "interface between signal-processing hosts and plug-ins
 The two headers in which a host and a plug-in meet, with a CMake package
 for those who write one of them.")
+
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME libtalvora0)
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_DEPENDS
+  "kpl-talvora-signal (= ${PROJECT_VERSION})${library_depends}")
+set(CPACK_DEBIAN_LIBRARY_DESCRIPTION "zero-phase filters and signal-processing units on arrays
+A library in C that filters arrays of the calling program forward and
+backward, fills their gaps, and runs the units of plug-in libraries on trees
+in memory.")
+# What packages of programs that are linked to it depend on, and that the loader finds it.
+set(library_control ${PROJECT_BINARY_DIR}/libtalvora0)
+file(WRITE ${library_control}/shlibs "libtalvora 0 libtalvora0 (>= ${PROJECT_VERSION})\n")
+file(WRITE ${library_control}/triggers "activate-noawait ldconfig\n")
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA
+  ${library_control}/shlibs ${library_control}/triggers)
+
+set(CPACK_DEBIAN_LIBRARY_DEVELOPMENT_PACKAGE_NAME libtalvora-dev)
+set(CPACK_DEBIAN_LIBRARY_DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_LIBRARY_DEVELOPMENT_PACKAGE_DEPENDS "libtalvora0 (= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_LIBRARY_DEVELOPMENT_PACKAGE_SHLIBDEPS OFF)
+set(CPACK_DEBIAN_LIBRARY_DEVELOPMENT_DESCRIPTION "zero-phase filters and signal-processing units, development files
+The header of libtalvora, with a CMake package and a file for pkg-config.")
 
 include(CPack)

@@ -10,7 +10,8 @@
 
 namespace talvora::dsp {
 
-// Rows of doubles that begin on a cache line; what they hold after growing is undefined.
+// Rows of doubles that begin on a cache line, also where none are asked for; what they hold after
+// growing is undefined.
 class RowBuffer {
   public:
     double* reserve(std::size_t count);

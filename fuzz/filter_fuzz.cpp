@@ -1,8 +1,8 @@
 // Filters the lines of a set by every path that this processor can take: all give the bits
 // of the plain one, except for the sign and payload of a NaN that arises on the way.
-#include "dsp/butterworth_design.h"
 #include "dsp/filter_set.h"
 #include "fuzz/finding.h"
+#include "fuzz/made_filter.h"
 #include "fuzz/same_bits.h"
 #include "fuzz/signals.h"
 
@@ -20,33 +20,6 @@ using namespace talvora::dsp;
 using namespace talvora::fuzz;
 
 constexpr std::uint64_t MOST_SAMPLES = 8192;
-
-std::vector<double> make_coefficients(Choices& choices) {
-    std::vector<double> coefficients(choices.ConsumeIntegralInRange<std::size_t>(0, 9));
-    std::ranges::generate(coefficients, [&] {
-        return static_cast<double>(make_float(choices)) / (choices.ConsumeBool() ? 1.0 : 32768.0);
-    });
-    return coefficients;
-}
-
-FilterCoefficients design(Choices& choices) {
-    ButterworthParameters parameters;
-    parameters.cutoff = choices.ConsumeFloatingPointInRange(0.01, 60.0);
-    parameters.order = choices.ConsumeIntegralInRange<std::int32_t>(1, 16);
-    parameters.bandwidth = choices.ConsumeFloatingPointInRange(0.01, 20.0);
-    parameters.bandform = pick(choices, BANDFORMS).bandform;
-    FilterCoefficients filter;
-    design_butterworth(compute_pass_order(parameters.order), compute_edges(parameters, 100.0),
-                       parameters.bandform, filter.b, filter.a);
-    return filter;
-}
-
-// Now and then a filter that no design would give.
-FilterCoefficients make_filter(Choices& choices) {
-    return one_in(choices, 4)
-               ? FilterCoefficients{make_coefficients(choices), make_coefficients(choices)}
-               : design(choices);
-}
 
 template <class Sample>
 bool same_sample(Sample left, Sample right) {

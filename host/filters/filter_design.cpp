@@ -1,5 +1,6 @@
 #include "host/filters/filter_design.h"
 
+#include "dsp/filter_stability.h"
 #include "host/text/failure.h"
 #include "host/text/join_texts.h"
 #include "host/text/nearest_text.h"
@@ -31,16 +32,6 @@ long double square_of(const std::vector<double>& polynomial, long double cosine,
 
 bool are_finite(const std::vector<double>& values) {
     return std::ranges::all_of(values, [](double value) { return std::isfinite(value); });
-}
-
-// The polynomial of one degree less that is left when its reflection coefficient is taken off.
-std::vector<long double> step_down(const std::vector<long double>& polynomial,
-                                   long double reflection) {
-    std::vector<long double> lower(polynomial.size() - 1);
-    for (std::size_t i = 0; i < lower.size(); ++i) {
-        lower[i] = polynomial[i] - reflection * polynomial[polynomial.size() - 1 - i];
-    }
-    return lower;
 }
 
 std::vector<double> list_suggested_edges(const ButterworthParameters& parameters) {
@@ -119,17 +110,7 @@ bool has_finite_coefficients(const FilterDesign& design) {
 }
 
 bool is_stable(const FilterDesign& design) {
-    const std::vector<double>& a = design.coefficients.a;
-    std::vector<long double> rest(a.begin(), a.end());
-    while (rest.size() > 1) {
-        const long double reflection = rest.back() / rest.front();
-        // The negation takes a NaN for unstable too.
-        if (!(std::abs(reflection) < 1.0L)) {
-            return false;
-        }
-        rest = step_down(rest, reflection);
-    }
-    return true;
+    return dsp::is_stable(design.coefficients.a);
 }
 
 ButterworthParameters choose_parameters(Bandform bandform, std::int32_t order,

@@ -43,9 +43,7 @@ std::uint64_t find_shortest_run(const FilterDesign& design);
 
 bool has_finite_coefficients(const FilterDesign& design);
 
-// True when all poles lie inside the unit circle: all reflection coefficients of the
-// denominator, taken off degree by degree, are below 1. (Oppenheim and Schafer,
-// Discrete-Time Signal Processing, section on lattice filters; I. Schur's test.)
+// True when all poles lie inside the unit circle.
 bool is_stable(const FilterDesign& design);
 
 // The parameters whose two passes together are 3 dB down at the edges, in Hz, by the

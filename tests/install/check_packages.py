@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Makes the Debian packages of a build, looks into them and runs what they hold.
 
-    check_packages.py BUILD VERSION ARCHITECTURE
+    check_packages.py BUILD VERSION ARCHITECTURE CC
 """
 
 import pathlib
@@ -9,7 +9,7 @@ import re
 import sys
 import tempfile
 
-from installed import check_program, expect, expected_files, list_files, run
+from installed import check_library, check_program, expect, expected_files, list_files, run
 
 # Package: its architecture, if it is not that of the build, its section, and what it depends on,
 # among others.
@@ -17,6 +17,8 @@ EXPECTED = {
     "kpl-talvora-signal": (None, "science", ["libc6", "libstdc++6"]),
     "talvora-host": (None, "science", ["kpl-talvora-signal", "libc6", "libfmt9", "libhdf5-103-1"]),
     "talvora-signal-dev": ("all", "libdevel", []),
+    "libtalvora0": (None, "libs", ["kpl-talvora-signal", "libc6", "libstdc++6", "libfmt9"]),
+    "libtalvora-dev": (None, "libdevel", ["libtalvora0"]),
 }
 
 
@@ -38,7 +40,7 @@ def check_rights(file):
 
 
 def main():
-    build, version, built_for = sys.argv[1:]
+    build, version, built_for, compiler = sys.argv[1:]
     with tempfile.TemporaryDirectory() as temporary:
         folder = pathlib.Path(temporary).resolve()
         run("cpack", "--config", pathlib.Path(build) / "CPackConfig.cmake", "-B", folder / "made")
@@ -52,6 +54,8 @@ def main():
             run("dpkg-deb", "-x", file, folder / "all")
             contents[package] = list_files(folder / package / "usr")
         host, _ = check_program(folder / "all/usr")
+        program = pathlib.Path(__file__).resolve().parent / "consumer/program.c"
+        check_library(folder / "all/usr", compiler, program, folder)
         linked = run("readelf", "-d", host)
         expect("libhdf5" in linked, f"the packaged program carries HDF5 in itself: {linked}")
         for package, files in expected_files(host).items():

@@ -6,16 +6,18 @@ import re
 import subprocess
 import sys
 
-UNIT_TABLE = pathlib.Path(__file__).resolve().parent.parent / "support/unit_table.h"
+ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
+UNIT_TABLE = ROOT / "tests/support/unit_table.h"
+VERSION = re.search(r"VERSION (\d+\.\d+\.\d+)", (ROOT / "CMakeLists.txt").read_text())[1]
 
 # Nothing of the build may be found by chance.
 ENVIRONMENT = {key: value for key, value in os.environ.items() if key != "TALVORA_PLUGIN_PATH"}
 
 
-def run(*words, **options):
-    """Runs a program; what it prints, without the last line end."""
-    done = subprocess.run([str(word) for word in words], env=ENVIRONMENT, text=True,
-                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT, **options)
+def run(*words, more=None, **options):
+    """Runs a program, with more in its environment; what it prints, without the last line end."""
+    done = subprocess.run([str(word) for word in words], env={**ENVIRONMENT, **(more or {})},
+                          text=True, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, **options)
     if done.returncode != 0:
         sys.exit(f"{' '.join(map(str, words))}: exit code {done.returncode}\n{done.stdout}")
     return done.stdout.rstrip("\n")
@@ -44,9 +46,19 @@ def check_program(prefix):
     return host, plugin
 
 
+def check_library(prefix, compiler, program, folder):
+    """A program in C is built by what pkg-config tells of the library, and runs."""
+    words = run("pkg-config", "--cflags", "--libs", "talvora",
+                more={"PKG_CONFIG_PATH": f"{prefix}/lib/pkgconfig"}).split()
+    run(compiler, program, *words, "-o", folder / "program")
+    printed = run(folder / "program", more={"LD_LIBRARY_PATH": f"{prefix}/lib"})
+    expect(printed == f"{VERSION}: 1 2 3", f"with the library: {printed}")
+
+
 def list_files(folder):
-    return {str(path.relative_to(folder)) for path in pathlib.Path(folder).rglob("*")
-            if not path.is_dir()}
+    """Those that are named after the kind of the build by the word KIND."""
+    return {re.sub(r"(talvoraConfig-)\w+", r"\1KIND", str(path.relative_to(folder)))
+            for path in pathlib.Path(folder).rglob("*") if not path.is_dir()}
 
 
 def list_commands(host):
@@ -71,9 +83,18 @@ def expected_files(host):
             "share/doc/talvora-host/uplot_license",
             *(f"share/man/man1/{page}.1.gz" for page in pages),
         },
+        "libtalvora0": {"lib/libtalvora.so.0", f"lib/libtalvora.so.{VERSION}"},
+        "libtalvora-dev": {
+            "include/talvora/talvora.h",
+            "lib/cmake/talvora/talvoraConfig.cmake",
+            "lib/cmake/talvora/talvoraConfig-KIND.cmake",
+            "lib/cmake/talvora/talvoraConfigVersion.cmake",
+            "lib/libtalvora.so",
+            "lib/pkgconfig/talvora.pc",
+        },
     }
     for package, names in files.items():
         names.add(f"share/doc/{package}/changelog.gz")
-    for package in ("kpl-talvora-signal", "talvora-host"):
+    for package in ("kpl-talvora-signal", "talvora-host", "libtalvora0"):
         files[package].add(f"share/doc/{package}/copyright")
     return files

@@ -1,0 +1,126 @@
+#include "library/line_changes.h"
+
+#include "library/call_options.h"
+#include "library/workers.h"
+
+#include <algorithm>
+#include <memory>
+#include <vector>
+
+namespace talvora::library {
+namespace {
+
+// Lines are filtered by as many at once.
+constexpr std::size_t LINES_AT_ONCE = 16;
+// Of a block of short lines: what is copied there is still in the second-level cache when it is
+// changed.
+constexpr std::size_t BLOCK_BYTES = 256 << 10;
+constexpr std::size_t CACHE_LINE_BYTES = 64;
+
+template <class Sample>
+bool has_adjacent_output(const ArrayLines& lines) {
+    return lines.out_step() == static_cast<std::ptrdiff_t>(sizeof(Sample));
+}
+
+// A whole number of those at once, and a block for each thread at least.
+template <class Sample>
+std::size_t choose_block_lines(const ArrayLines& lines, std::size_t worker_count) {
+    const std::size_t groups = has_adjacent_output<Sample>(lines)
+                                   ? BLOCK_BYTES / LINES_AT_ONCE / sizeof(Sample) /
+                                         std::max<std::size_t>(lines.line_length(), 1)
+                                   : 1;
+    const std::size_t each = (lines.line_count() + worker_count - 1) / worker_count;
+    return std::clamp<std::size_t>(each, 1, LINES_AT_ONCE * std::max<std::size_t>(groups, 1));
+}
+
+// What one thread does to a block of lines.
+template <class Sample>
+class LineBlocks {
+  public:
+    LineBlocks(const ArrayLines& lines, std::size_t block_lines, LineChange<Sample> change)
+        : lines_(lines), block_lines_(block_lines), change_(std::move(change)) {}
+
+    void change_block(std::size_t block) {
+        const std::size_t first = block * block_lines_;
+        const std::size_t count = std::min(block_lines_, lines_.line_count() - first);
+        lines_.find_places(first, count, places_);
+        if (has_adjacent_output<Sample>(lines_)) {
+            change_in_output();
+        } else {
+            change_in_buffer();
+        }
+    }
+
+  private:
+    void change_in_output() {
+        if (!lines_.is_in_place()) {
+            copy_lines<Sample>(input(), output(), lines_.line_length());
+        }
+        change(places_.out);
+    }
+
+    void change_in_buffer() {
+        const std::vector<std::byte*>& buffered = find_buffered(places_.out.size());
+        const std::vector<const std::byte*> read(buffered.begin(), buffered.end());
+        constexpr auto STEP = static_cast<std::ptrdiff_t>(sizeof(Sample));
+        copy_lines<Sample>(input(), {buffered, STEP}, lines_.line_length());
+        change(buffered);
+        copy_lines<Sample>({read, STEP}, output(), lines_.line_length());
+    }
+
+    ReadLines input() const { return {places_.in, lines_.in_step()}; }
+    WrittenLines output() const { return {places_.out, lines_.out_step()}; }
+
+    void change(const std::vector<std::byte*>& adjacent) {
+        changed_.clear();
+        for (std::byte* const line : adjacent) {
+            changed_.emplace_back(static_cast<Sample*>(static_cast<void*>(line)),
+                                  lines_.line_length());
+        }
+        change_(changed_);
+    }
+
+    // An odd number of cache lines apart, so that they do not compete for the same sets of a cache.
+    const std::vector<std::byte*>& find_buffered(std::size_t count) {
+        constexpr std::size_t PART = CACHE_LINE_BYTES / sizeof(Sample);
+        const std::size_t pitch = ((lines_.line_length() / PART + 1) | 1U) * PART;
+        if (!buffer_) {
+            buffer_ = std::make_unique_for_overwrite<Sample[]>(block_lines_ * pitch);
+        }
+        buffered_.clear();
+        for (std::size_t line = 0; line < count; ++line) {
+            buffered_.push_back(reinterpret_cast<std::byte*>(buffer_.get() + line * pitch));
+        }
+        return buffered_;
+    }
+
+    const ArrayLines& lines_;
+    std::size_t block_lines_;
+    LineChange<Sample> change_;
+    LinePlaces places_;
+    std::unique_ptr<Sample[]> buffer_;
+    std::vector<std::byte*> buffered_;
+    std::vector<std::span<Sample>> changed_;
+};
+
+} // namespace
+
+template <class Sample>
+void change_lines(const ArrayLines& lines, const talvora_filter_options& options,
+                  const std::function<LineChange<Sample>()>& make_change) {
+    const std::size_t worker_count = count_workers(options);
+    const std::size_t block_lines = choose_block_lines<Sample>(lines, worker_count);
+    const WorkerPlan plan{(lines.line_count() + block_lines - 1) / block_lines, worker_count,
+                          options.should_stop, options.context};
+    run_blocks(plan, [&]() -> BlockWork {
+        const auto blocks = std::make_shared<LineBlocks<Sample>>(lines, block_lines, make_change());
+        return [blocks](std::size_t block) { blocks->change_block(block); };
+    });
+}
+
+template void change_lines<float>(const ArrayLines&, const talvora_filter_options&,
+                                  const std::function<LineChange<float>()>&);
+template void change_lines<double>(const ArrayLines&, const talvora_filter_options&,
+                                   const std::function<LineChange<double>()>&);
+
+} // namespace talvora::library

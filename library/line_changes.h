@@ -1,0 +1,26 @@
+// Changing every line of an array, into another one or in place, by several threads.
+#pragma once
+
+#include "library/array_lines.h"
+#include "library/talvora/talvora.h"
+
+#include <functional>
+#include <span>
+
+namespace talvora::library {
+
+// Changes lines in place, of which neighbouring samples are adjacent.
+template <class Sample>
+using LineChange = std::function<void(std::span<const std::span<Sample>> lines)>;
+
+// Makes of every line of the input what `make_change` made does with it, and puts that in the
+// output. A change is made for each thread, and is handed blocks of lines. Of the options workers
+// and the stop count; exceptions are as in run_blocks.
+//
+// Takes no memory of size but a copy of up to 16 lines for each thread, where neighbouring samples
+// of a line are not adjacent in the output.
+template <class Sample>
+void change_lines(const ArrayLines& lines, const talvora_filter_options& options,
+                  const std::function<LineChange<Sample>()>& make_change);
+
+} // namespace talvora::library

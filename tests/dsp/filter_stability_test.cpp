@@ -1,0 +1,45 @@
+#include "dsp/filter_stability.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <vector>
+
+namespace talvora::dsp {
+namespace {
+
+constexpr double NOT_A_NUMBER = std::numeric_limits<double>::quiet_NaN();
+
+// The pole is -a[1] / a[0].
+TEST(FilterStability, OfDegreeOneIsAPoleWithinTheCircle) {
+    EXPECT_TRUE(is_stable(std::vector{1.0, -0.999}));
+    EXPECT_TRUE(is_stable(std::vector{-2.0, 1.999}));
+    EXPECT_FALSE(is_stable(std::vector{1.0, -1.0}));
+    EXPECT_FALSE(is_stable(std::vector{1.0, 1.001}));
+}
+
+// z^2 + p z + q has both roots within the circle where |q| < 1 and |p| < 1 + q.
+TEST(FilterStability, OfDegreeTwoIsATriangle) {
+    for (double p = -2.5; p <= 2.5; p += 0.125) {
+        for (double q = -1.5; q <= 1.5; q += 0.125) {
+            EXPECT_EQ(is_stable(std::vector{1.0, p, q}), std::abs(q) < 1 && std::abs(p) < 1 + q)
+                << p << ' ' << q;
+        }
+    }
+}
+
+TEST(FilterStability, CountsPolesAtZero) {
+    EXPECT_TRUE(is_stable(std::vector{3.0}));
+    EXPECT_TRUE(is_stable(std::vector{1.0, 0.0, 0.0}));
+    EXPECT_FALSE(is_stable(std::vector{1.0, -1.5, 0.0, 0.0}));
+}
+
+TEST(FilterStability, IsNoneOfMissingCoefficients) {
+    EXPECT_FALSE(is_stable(std::vector{1.0, NOT_A_NUMBER}));
+    EXPECT_FALSE(is_stable(std::vector{1.0, NOT_A_NUMBER, 0.1}));
+    EXPECT_FALSE(is_stable(std::vector{NOT_A_NUMBER, 0.5}));
+}
+
+} // namespace
+} // namespace talvora::dsp
