@@ -187,7 +187,7 @@ class JobRun {
         tell_of_lost_sight(tree);
         tell_narrowed(tree.narrowed_sets());
         origin_.input = identity.get();
-        refuse_change(job_.input, origin_.input.mark != content_);
+        refuse_change(job_.input, origin_.input->mark != content_);
         append_history(tree, make_records(account_, origin_, work_.recipe));
         auto written = noted.list_written();
         tree.close();
