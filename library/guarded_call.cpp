@@ -3,11 +3,13 @@
 #include "host/interface/parameters.h"
 #include "host/interface/plugin_library.h"
 #include "host/text/failure.h"
+#include "host/text/utf8.h"
 #include "host/tree/data_tree.h"
 #include "library/error_text.h"
 
 #include <exception>
 #include <new>
+#include <string_view>
 
 namespace talvora::library {
 namespace {
@@ -29,11 +31,20 @@ talvora_status status_of(host::ExitCode code) {
     return TALVORA_INTERNAL_ERROR;
 }
 
+// Names of files and texts of plug-ins may hold any bytes.
+void write_as_utf8(std::string_view text, char* error, std::size_t error_size) noexcept {
+    try {
+        write_error_text(host::escape_invalid_utf8(text), error, error_size);
+    } catch (...) { // no memory for that
+        write_error_text(text, error, error_size);
+    }
+}
+
 } // namespace
 
 talvora_status explain_exception(char* error, std::size_t error_size) noexcept {
     const auto explain = [&](talvora_status status, const char* text) {
-        write_error_text(text, error, error_size);
+        write_as_utf8(text, error, error_size);
         return status;
     };
     try {

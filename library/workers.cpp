@@ -1,10 +1,10 @@
 #include "library/workers.h"
 
+#include "library/default_arithmetic.h"
 #include "library/guarded_call.h"
 
 #include <algorithm>
 #include <atomic>
-#include <cfenv>
 #include <exception>
 #include <mutex>
 #include <system_error>
@@ -13,21 +13,6 @@
 
 namespace talvora::library {
 namespace {
-
-// While it lives, arithmetic is that of a program that chose nothing.
-class DefaultArithmetic {
-  public:
-    DefaultArithmetic() {
-        std::fegetenv(&before_);
-        std::fesetenv(FE_DFL_ENV);
-    }
-    ~DefaultArithmetic() { std::fesetenv(&before_); }
-    DefaultArithmetic(const DefaultArithmetic&) = delete;
-    DefaultArithmetic& operator=(const DefaultArithmetic&) = delete;
-
-  private:
-    std::fenv_t before_{};
-};
 
 // The blocks that are left, and why no more are begun.
 class BlockQueue {

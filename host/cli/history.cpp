@@ -60,16 +60,23 @@ std::string describe_step(const HistoryRecord& record) {
     return text;
 }
 
+std::string describe_input(const HistoryRecord& record) {
+    if (record.contains("input") && record["input"].is_null()) {
+        return "  input in memory";
+    }
+    return fmt::format("  input {}, {} bytes, sha256 {}", text_at(record, "/input/name"),
+                       text_at(record, "/input/size"), text_at(record, "/input/sha256"));
+}
+
 using Lines = std::vector<std::string>;
 
 void describe_origin(const HistoryRecord& record, Lines& lines) {
     lines.push_back(describe_step(record));
-    lines.push_back(fmt::format("  unit {} {}, plug-in {} {}, talvora-host {}",
-                                text_at(record, "/unit"), text_at(record, "/unit_version"),
-                                text_at(record, "/plugin/name"), text_at(record, "/plugin/version"),
+    lines.push_back(fmt::format("  unit {} {}, plug-in {} {}, {} {}", text_at(record, "/unit"),
+                                text_at(record, "/unit_version"), text_at(record, "/plugin/name"),
+                                text_at(record, "/plugin/version"), text_at(record, "/host/name"),
                                 text_at(record, "/host/version")));
-    lines.push_back(fmt::format("  input {}, {} bytes, sha256 {}", text_at(record, "/input/name"),
-                                text_at(record, "/input/size"), text_at(record, "/input/sha256")));
+    lines.push_back(describe_input(record));
 }
 
 void describe_parameters(const HistoryRecord& record, Lines& lines) {

@@ -124,10 +124,14 @@ std::vector<std::string> find_lacking_rates(const Step& step, DataTree& tree,
     if (lacking.empty()) {
         return {};
     }
-    return {fmt::format("without a SampleRate above 0: {}    name others by {}", list_some(lacking),
-                        SOURCE_SETS_KEY),
-            fmt::format("talvora-host attributes {} SampleRate=HZ -o FILE.h5 gives it one",
-                        quote_word(fmt::format("{}::{}", source, first)))};
+    Texts hints = {fmt::format("without a SampleRate above 0: {}    name others by {}",
+                               list_some(lacking), SOURCE_SETS_KEY)};
+    if (!source.empty()) {
+        hints.push_back(fmt::format("talvora-host attributes {} SampleRate=HZ -o FILE.h5 gives it "
+                                    "one",
+                                    quote_word(fmt::format("{}::{}", source, first))));
+    }
+    return hints;
 }
 
 } // namespace talvora::host

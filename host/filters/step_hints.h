@@ -12,7 +12,7 @@ namespace talvora::host {
 
 // For a message of the step's unit: the sets that it is about, with the value seen, and what
 // helps. Nothing for a message that is not known. The step names no patterns any more; `source` is
-// the file's name, for what is to be typed.
+// the file's name, for what is to be typed; empty: for a tree in no file no command is named.
 std::vector<std::string> find_hints(const Step& step, std::string_view message, DataTree& tree,
                                     const std::string& source);
 

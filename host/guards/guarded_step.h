@@ -27,11 +27,11 @@ struct RoundedSamples {
 
 // All of it is borrowed.
 struct GuardedStep {
-    const Step& step;                                   // with names in the place of patterns
-    DataTree& tree;                                     // as it is now, before or after the step
-    std::span<const FilterFacts> filters;               // that the step makes
-    const std::string& source;                          // the file's name, for what is to be typed
-    const StepObservations* done;                       // what the step did; null before it
+    const Step& step;                     // with names in the place of patterns
+    DataTree& tree;                       // as it is now, before or after the step
+    std::span<const FilterFacts> filters; // that the step makes
+    const std::string& source;            // the file's name, for what is to be typed; empty: none
+    const StepObservations* done;         // what the step did; null before it
     std::map<std::string, RoundedSamples> rounded = {}; // that the step took, by path
     const ParameterValues* given = nullptr;             // with the patterns; null: there are none
     // Of the sets that the step resized, by path: what is attached to them, and what they are

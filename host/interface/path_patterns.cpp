@@ -65,8 +65,9 @@ Failure explain_other(DataTree& tree, const std::string& path, const std::string
         }
     }
     return {ExitCode::Input,
-            fmt::format("{}: '{}' is a {}, no data set of real numbers of rank 1 or more", source,
-                        path, description),
+            begin_with(source,
+                       fmt::format("'{}' is a {}, no data set of real numbers of rank 1 or more",
+                                   path, description)),
             {"convert it to one with the tool that made it"}};
 }
 
@@ -77,8 +78,8 @@ Failure explain_kind(ObjectKind wanted, const std::string& key, const std::strin
     const bool is_group = wanted == ObjectKind::DataSet;
     const ObjectKind kind = is_group ? ObjectKind::Group : ObjectKind::DataSet;
     return {ExitCode::Input,
-            fmt::format("{}: {}={}: that is a {}, and a {} is wanted", source, key, name,
-                        name_kind(kind), name_kind(wanted)),
+            begin_with(source, fmt::format("{}={}: that is a {}, and a {} is wanted", key, name,
+                                           name_kind(kind), name_kind(wanted))),
             {is_group && takes_several ? fmt::format("its data sets are {}={}/*", key, name)
                                        : hint_tree(source)}};
 }
@@ -94,10 +95,11 @@ class Expansion {
     void expand(std::string& name) const {
         const std::vector<std::string> found = find(name, false);
         if (found.size() > 1) {
-            throw Failure(ExitCode::Input,
-                          fmt::format("{}: {}={}: {} objects match, one is taken: {}", source_,
-                                      key_, name, found.size(), list_some(found)),
-                          {"write a pattern that matches one of them alone"});
+            throw Failure(
+                ExitCode::Input,
+                begin_with(source_, fmt::format("{}={}: {} objects match, one is taken: {}", key_,
+                                                name, found.size(), list_some(found))),
+                {"write a pattern that matches one of them alone"});
         }
         name = found.front();
     }
@@ -150,10 +152,10 @@ class Expansion {
         auto found = sort_names(paths_of_kind(find_matches(tree_, name), kind_));
         if (found.empty()) {
             const Failure failure = explain_no_match(tree_, name, source_);
-            throw Failure(
-                failure.code(),
-                fmt::format("{}: {}={}: no {} matches", source_, key_, name, name_kind(kind_)),
-                failure.hints());
+            throw Failure(failure.code(),
+                          begin_with(source_, fmt::format("{}={}: no {} matches", key_, name,
+                                                          name_kind(kind_))),
+                          failure.hints());
         }
         return found;
     }
@@ -184,9 +186,10 @@ std::vector<std::string> choose_sets(DataTree& tree, std::string_view pattern,
             std::back_inserter(sets));
     }
     if (sets.empty() && !pattern.empty() && !matches.empty()) {
-        throw Failure(ExitCode::Input,
-                      fmt::format("{}: no data set below '{}'", source, matches.front().path),
-                      {hint_tree(source)});
+        throw Failure(
+            ExitCode::Input,
+            begin_with(source, fmt::format("no data set below '{}'", matches.front().path)),
+            {hint_tree(source)});
     }
     if (sets.empty()) {
         throw explain_no_match(tree, pattern, source);
@@ -229,17 +232,20 @@ ParameterValues expand_patterns(const ParameterValues& values, DataTree& tree,
     return expanded;
 }
 
+std::string join_hints(const std::string& hint, const std::string& command) {
+    return hint + (hint.empty() || command.empty() ? "" : "    ") + command;
+}
+
 std::string hint_tree(const std::string& source) {
-    return "list them: talvora-host tree " + quote_word(source);
+    return source.empty() ? "" : "list them: talvora-host tree " + quote_word(source);
 }
 
 Failure explain_no_match(DataTree& tree, std::string_view pattern, const std::string& source) {
-    const std::string what = pattern.empty()
-                                 ? fmt::format("{}: no data set of real numbers", source)
-                                 : fmt::format("{}: nothing matches '{}'", source, pattern);
+    const std::string what = pattern.empty() ? "no data set of real numbers"
+                                             : fmt::format("nothing matches '{}'", pattern);
     return {ExitCode::Input,
-            what,
-            {fmt::format("{}    {}", describe_nearest(tree, pattern), hint_tree(source))}};
+            begin_with(source, what),
+            {join_hints(describe_nearest(tree, pattern), hint_tree(source))}};
 }
 
 } // namespace talvora::host

@@ -4,6 +4,9 @@
 // A path that names an existing object as it stands is that object, whatever letters it
 // holds. Chosen names come in natural order, each once. A pattern that nothing matches is
 // a Failure of the input that names what is nearest.
+//
+// `source` is the name of the file, in front of messages and in what is to be typed. It is empty
+// for a tree that is in none: no command is named then.
 #pragma once
 
 #include "host/interface/parameters.h"
@@ -18,8 +21,7 @@
 namespace talvora::host {
 
 // The paths of the data sets that a pattern chooses: those it matches, and all that are
-// below a group it matches. The empty pattern chooses every one. `source` names the file
-// in messages.
+// below a group it matches. The empty pattern chooses every one.
 std::vector<std::string> choose_sets(DataTree& tree, std::string_view pattern,
                                      const std::string& source);
 
@@ -36,7 +38,10 @@ std::vector<NamedOther> list_left_out(DataTree& tree, std::string_view pattern);
 ParameterValues expand_patterns(const ParameterValues& values, DataTree& tree,
                                 const std::string& source);
 
-// What lists the objects of a file.
+// A hint and the command behind it; either may be empty.
+std::string join_hints(const std::string& hint, const std::string& command);
+
+// What lists the objects of a file; empty where there is none.
 std::string hint_tree(const std::string& source);
 
 // Why nothing was chosen.

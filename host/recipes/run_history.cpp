@@ -4,6 +4,7 @@
 #include "host/recipes/json_text.h"
 #include "host/system/content_hash.h"
 #include "host/text/failure.h"
+#include "host/text/join_texts.h"
 #include "host/text/parse_number.h"
 #include "host/tree/history_attribute.h"
 
@@ -112,6 +113,11 @@ void write_part(DataTree& tree, std::size_t number, std::vector<std::string> tex
                          TextArray{std::move(texts), extents});
 }
 
+Json make_input_json(const std::optional<InputIdentity>& input) {
+    return input ? Json{{"name", input->name}, {"size", input->size}, {"sha256", input->sha256}}
+                 : Json(nullptr);
+}
+
 Json make_state_json(const SetState& state) {
     return {{"shape", state.extents},
             {"rate", value_or_null(state.sample_rate)},
@@ -127,8 +133,9 @@ constexpr int MAX_RECORD_DEPTH = 100;
 
 // `source` is the file, where it is known.
 [[noreturn]] void refuse_history(std::string_view reason, std::string_view source = "") {
-    throw Failure(ExitCode::Input, fmt::format("{}{}the history in the file cannot be read: {}",
-                                               source, source.empty() ? "" : ": ", reason));
+    throw Failure(
+        ExitCode::Input,
+        begin_with(source, fmt::format("the history in the file cannot be read: {}", reason)));
 }
 
 // The texts of one part, where there is such a part.
@@ -268,6 +275,12 @@ StepAims read_aims(const HistoryRecord& record) {
     return read;
 }
 
+// By its content: a file may have been renamed.
+bool has_input(const HistoryRecord& record, const std::optional<InputIdentity>& input) {
+    const Json& told = member(record, "input");
+    return input && !told.is_null() && member(told, "sha256") == input->sha256;
+}
+
 // Whether the parameters of the record are those of the step, but for what was found.
 bool has_parameters_of(const HistoryRecord& record, const Step& step) {
     Json expected = make_parameters_json(step.values);
@@ -364,12 +377,11 @@ HistoryRecord make_record(const RunOrigin& origin, const Recipe& recipe, std::si
                           const Json& guards, std::span<const FoundParameters> found) {
     const Step& step = recipe.steps[step_index];
     const PluginIdentity& plugin = origin.plugin;
-    const InputIdentity& input = origin.input;
     HistoryRecord record = {
         {"time", origin.time},
-        {"host", {{"name", "talvora-host"}, {"version", origin.host_version}}},
+        {"host", {{"name", origin.host_name}, {"version", origin.host_version}}},
         {"plugin", {{"name", plugin.name}, {"version", plugin.version}, {"sha256", plugin.sha256}}},
-        {"input", {{"name", input.name}, {"size", input.size}, {"sha256", input.sha256}}},
+        {"input", make_input_json(origin.input)},
         {"step", step.name},
         {"step_number", step_index + 1},
         {"step_count", recipe.steps.size()},
@@ -427,7 +439,7 @@ bool was_made_by(std::span<const HistoryRecord> history, const RunOrigin& origin
                  const Recipe& recipe) {
     const auto records = last_run(history);
     const auto is_same = [&](const HistoryRecord& record, const Step& step) {
-        return member(member(record, "input"), "sha256") == origin.input.sha256 &&
+        return has_input(record, origin.input) &&
                member(member(record, "plugin"), "sha256") == origin.plugin.sha256 &&
                std::ranges::all_of(
                    read_accepted(record),

@@ -2,9 +2,10 @@
 // the root group (host/tree/history_attribute.h). A record is a JSON document:
 //
 //     time           UTC, ISO 8601; from SOURCE_DATE_EPOCH where that is set
-//     host           name, version
+//     host           name, version: of the program, or of the library, that ran the step
 //     plugin         name, version, sha256 of the library
-//     input          name without folders, size, sha256: of the command's input file
+//     input          name without folders, size, sha256: of the command's input file, or of the
+//                    one that a tree in memory was read from; null where there was none
 //     step           name; unique in its run
 //     step_number    from 1 to
 //     step_count     steps of the run
@@ -38,6 +39,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -64,7 +66,8 @@ struct RunOrigin {
     std::string time;
     std::string host_version;
     PluginIdentity plugin;
-    InputIdentity input;
+    std::optional<InputIdentity> input = {}; // nothing for a tree in memory that came from no file
+    std::string host_name = "talvora-host";
 };
 
 // Now, or the second that SOURCE_DATE_EPOCH gives: "2026-11-21T09:30:00Z". Throws a Failure

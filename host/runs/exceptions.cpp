@@ -3,6 +3,7 @@
 #include "host/interface/plugin_library.h"
 #include "host/system/file_limit.h"
 #include "host/system/memory_limit.h"
+#include "host/text/join_texts.h"
 #include "host/tree/data_tree.h"
 
 #include <fmt/format.h>
@@ -15,10 +16,6 @@
 
 namespace talvora::host {
 namespace {
-
-std::string begin_with(const std::string& file, const std::string& text) {
-    return file.empty() ? text : file + ": " + text;
-}
 
 // The failure of a write that met the limit on the size of files tells of it, once.
 Failure with_file_limit(const Failure& failure) {

@@ -16,6 +16,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <limits>
 #include <new>
 #include <set>
 #include <string_view>
@@ -81,11 +82,16 @@ class StepRun {
 
     // Some units tell of each line.
     bool is_one_too_many(const Message& message) {
-        return message.level == Message::Info && ++info_count_ > MAX_TOLD_AT_ONCE;
+        return message.level == Message::Info && ++info_count_ > max_info_count();
+    }
+
+    // A program that runs units on its own tree gets all of them.
+    std::size_t max_info_count() const {
+        return source_.empty() ? std::numeric_limits<std::size_t>::max() : MAX_TOLD_AT_ONCE;
     }
 
     void tell_rest_of_infos() {
-        if (info_count_ > MAX_TOLD_AT_ONCE) {
+        if (info_count_ > max_info_count()) {
             tell(MessageLevel::Info,
                  fmt::format("{}, which --verbose shows",
                              count_things(info_count_ - MAX_TOLD_AT_ONCE, "further message")));
@@ -153,8 +159,10 @@ class StepRun {
         if (problems.empty()) {
             return false;
         }
-        const std::string& near = problems.front().hint;
-        tell_({MessageLevel::Hint, near + (near.empty() ? "" : "    ") + hint_tree(source_)});
+        const std::string hint = join_hints(problems.front().hint, hint_tree(source_));
+        if (!hint.empty()) {
+            tell_({MessageLevel::Hint, hint});
+        }
         return true;
     }
 
@@ -182,11 +190,6 @@ std::string describe_remedy(const FilterFacts& facts, const FilterWarning& warni
 // ---------------------------------------------------------------------------
 // Guards
 
-std::string describe_finding(const GuardFinding& finding) {
-    return fmt::format("{}{}: {}{}", finding.guard, finding.accepted ? " (accepted)" : "",
-                       finding.set.empty() ? "" : finding.set + ": ", finding.text);
-}
-
 // What one guard found in one step.
 void tell_of_one_guard(std::span<const GuardFinding> findings, const TellMessage& tell) {
     const GuardFinding& first = findings.front();
@@ -207,6 +210,11 @@ void tell_of_one_guard(std::span<const GuardFinding> findings, const TellMessage
 }
 
 } // namespace
+
+std::string describe_finding(const GuardFinding& finding) {
+    return fmt::format("{}{}: {}{}", finding.guard, finding.accepted ? " (accepted)" : "",
+                       finding.set.empty() ? "" : finding.set + ": ", finding.text);
+}
 
 void tell_findings(std::span<const GuardFinding> findings, const TellMessage& tell) {
     while (!findings.empty()) {

@@ -1,4 +1,5 @@
-// One step of a job: a unit run on the working copy.
+// One step of a run on a tree: its unit, and what is told of it. `source` is the name of the file,
+// for what is to be typed; empty for a tree that is in none, which a program works on.
 #pragma once
 
 #include "host/filters/filter_facts.h"
@@ -21,6 +22,9 @@ struct StepFailed {
     ExitCode code;
 };
 
+// "narrowing (accepted): Imu/Rate: is of ..."
+std::string describe_finding(const GuardFinding& finding);
+
 // What guards found, those that are not accepted as errors.
 void tell_findings(std::span<const GuardFinding> findings, const TellMessage& tell);
 
@@ -35,9 +39,8 @@ void tell_filters(const Step& step, std::span<const FilterFacts> filters, const 
 // The values that were found for the step on this file.
 void tell_found(const StepCall& call, const TellMessage& tell);
 
-// Runs the step's unit, telling what it says; `source` is the file's name in hints. The errors that
-// it told of though it returned success, each once. Throws StepFailed or a StorageError when the
-// results are not to be kept.
+// Runs the step's unit, telling what it says. The errors that it told of though it returned
+// success, each once. Throws StepFailed or a StorageError when the results are not to be kept.
 std::vector<std::string> run_step(const Step& step, ObservedTree& tree, const std::string& source,
                                   const TellMessage& tell);
 

@@ -1,12 +1,8 @@
 #include "host/runs/job_work.h"
 
-#include "host/filters/filter_report.h"
 #include "host/filters/known_units.h"
-#include "host/filters/step_aims.h"
 #include "host/filters/step_sources.h"
-#include "host/guards/guards.h"
-#include "host/guards/set_lines.h"
-#include "host/interface/path_patterns.h"
+#include "host/runs/guarded_run.h"
 #include "host/runs/input_files.h"
 #include "host/runs/job_step.h"
 #include "host/runs/narrowed_sets.h"
@@ -54,16 +50,6 @@ std::uint64_t expect_samples(const Step& step, DataTree& tree) {
     return works_in_place(step.values.signatures()) ? 2 * count : count;
 }
 
-std::vector<FoundParameters> list_found(std::span<const StepCall> calls) {
-    std::vector<FoundParameters> found;
-    for (const StepCall& call : calls) {
-        if (!call.found.values.empty()) {
-            found.push_back(call.found);
-        }
-    }
-    return found;
-}
-
 void find_scales(Hdf5Tree& stored, GuardedStep& step) {
     for (const SetObservation& set : step.done->sets) {
         if (set.before && set.before->extents != set.after.extents) {
@@ -77,7 +63,7 @@ class JobRun {
   public:
     JobRun(const Job& job, const JobWork& work, const TellMessage& tell,
            const TellSamples& tell_samples)
-        : job_(job), work_(work), origin_(work.origin), tell_(tell),
+        : job_(job), work_(work), source_(job.input.string()), origin_(work.origin), tell_(tell),
           meter_(work.recipe.steps.size(), tell_samples) {}
 
     JobResult run() {
@@ -85,8 +71,8 @@ class JobRun {
         return {.exit_code = code,
                 .written = code == ExitCode::Done && !skipped_ && !work_.dry_run,
                 .skipped = skipped_,
-                .steps = std::move(steps_),
-                .guards = std::move(guards_)};
+                .steps = std::move(account_.steps),
+                .guards = std::move(account_.guards)};
     }
 
   private:
@@ -192,61 +178,32 @@ class JobRun {
         CachedTree cached(noted, work_.memory_bound);
         ObservedTree observed(cached);
         observed.on_samples([&](const SampleRequest& request) { meter_.add(request); });
-        std::vector<StepObservations> observations;
+        GuardedRun steps({cached, observed, source_, tell_}, make_hooks(cached, tree), account_);
         for (const Step& step : work_.recipe.steps) {
-            observations.push_back(run_one_step(step, cached, observed, tree));
+            steps.run(step);
         }
         meter_.finish();
         cached.flush();
         tell_of_lost_sight(tree);
         tell_narrowed(tree.narrowed_sets());
         origin_.input = identity.get();
-        refuse_change(job_.input, origin_.input.mark != content_);
-        append_history(tree, make_records(observations));
+        refuse_change(job_.input, origin_.input->mark != content_);
+        append_history(tree, make_records(account_, origin_, work_.recipe));
         auto written = noted.list_written();
         tree.close();
         return written;
     }
 
-    StepObservations run_one_step(const Step& step, CachedTree& cached, ObservedTree& observed,
-                                  Hdf5Tree& stored) {
-        const std::string source = job_.input.string();
-        // The record keeps the parameters as given; the unit gets the names that they stand for.
-        Step expanded = step;
-        expanded.values = expand_patterns(step.values, cached, source);
-        const std::vector<StepCall> calls = plan(expanded, cached);
-        const std::vector<FilterFacts> filters = find_filters(calls, cached);
-        GuardedStep guarded{expanded, cached, filters, source, nullptr, {}, &step.values};
-        heed(find_guarded(guarded, GuardTime::BeforeSamples));
-        tell_warnings(step, find_warnings(guarded, GuardTime::BeforeSamples), tell_);
-        tell_filters(step, filters, tell_);
-        meter_.begin_step(expect_samples(expanded, cached));
-        std::vector<std::string> unit_errors;
-        for (const StepCall& call : calls) {
-            std::ranges::move(run_unit_of(call.step, observed), std::back_inserter(unit_errors));
-            tell_found(call, tell_);
-        }
-        StepObservations observations = observed.finish_step();
-        guarded.done = &observations;
-        guarded.rounded = find_rounded(observations.sets, stored);
-        find_scales(stored, guarded);
-        guarded.unit_errors = unit_errors;
-        heed(find_guarded(guarded, GuardTime::AfterStep));
-        tell_warnings(step, find_warnings(guarded, GuardTime::AfterStep), tell_);
-        observations.gaps.clear(); // they can take as much memory as the samples
-        steps_.push_back({step.name, step.unit->name, observations.sets, make_json(filters)});
-        found_.push_back(list_found(calls));
-        return observations;
-    }
-
-    std::vector<StepCall> plan(const Step& step, DataTree& tree) const {
-        try {
-            return plan_calls(step, tree);
-        } catch (const Failure& failure) {
-            tell_({MessageLevel::Error, failure.what(), step.name});
-            tell_hints(failure);
-            throw StepFailed{failure.code()};
-        }
+    RunHooks make_hooks(CachedTree& cached, Hdf5Tree& stored) {
+        return {.tell_findings =
+                    [&](std::span<const GuardFinding> findings) { tell_findings(findings, tell_); },
+                .begin_unit =
+                    [&](const Step& step) { meter_.begin_step(expect_samples(step, cached)); },
+                .look_up =
+                    [&](GuardedStep& step) {
+                        step.rounded = find_rounded(step.done->sets, stored);
+                        find_scales(stored, step);
+                    }};
     }
 
     // What a step took of other types; what an earlier one took is no longer rounded.
@@ -260,69 +217,11 @@ class JobRun {
             }
             const bool is_first = known_rounded_.insert(set.path).second;
             const SetRounding rounding = is_first ? stored.rounding(set.path) : SetRounding{};
-            const Extents& extents = set.before->extents;
-            rounded[set.path] = {
-                .type = type,
-                .change = rounding.worst,
-                .leaves_outliers = rounding.leaves_outliers,
-                .line =
-                    rounding.line ? SetLines(extents, extents.size() - 1).name(*rounding.line) : "",
-                .replaces_original = set.written && job_.output == job_.input};
+            RoundedSamples& samples = rounded[set.path] =
+                make_rounded_samples(type, rounding, set.before->extents);
+            samples.replaces_original = set.written && job_.output == job_.input;
         }
         return rounded;
-    }
-
-    // The errors that the unit told of.
-    std::vector<std::string> run_unit_of(const Step& step, ObservedTree& observed) {
-        try {
-            return run_step(step, observed, job_.input.string(), tell_);
-        } catch (const GuardFailure& failure) {
-            const auto& hints = failure.hints();
-            heed({{.guard = failure.guard(),
-                   .step = step.name,
-                   .text = failure.what(),
-                   .remedy = hints.empty() ? "" : hints.front()}});
-            return {};
-        }
-    }
-
-    // What was foreseen and accepted is found once more when it has come.
-    bool is_known(const GuardFinding& finding) const {
-        return std::ranges::any_of(guards_, [&](const GuardFinding& known) {
-            return known.guard == finding.guard && known.step == finding.step &&
-                   known.set == finding.set;
-        });
-    }
-
-    // Ends the work when a guard spoke that is not accepted.
-    void heed(std::vector<GuardFinding> findings) {
-        std::erase_if(findings, [&](const GuardFinding& finding) { return is_known(finding); });
-        tell_findings(findings, tell_);
-        guards_.insert(guards_.end(), findings.begin(), findings.end());
-        if (!std::ranges::all_of(findings, &GuardFinding::accepted)) {
-            throw StepFailed{ExitCode::UnitFailed};
-        }
-    }
-
-    // As the history has them.
-    nlohmann::ordered_json list_accepted(const std::string& step) const {
-        auto list = nlohmann::ordered_json::array();
-        for (const GuardFinding& finding : guards_) {
-            if (finding.step == step) {
-                list.push_back(make_json(finding));
-            }
-        }
-        return list;
-    }
-
-    std::vector<HistoryRecord> make_records(std::span<const StepObservations> observations) const {
-        std::vector<HistoryRecord> records;
-        for (std::size_t i = 0; i < observations.size(); ++i) {
-            records.push_back(make_record(origin_, work_.recipe, i, observations[i],
-                                          steps_[i].filters, list_accepted(steps_[i].name),
-                                          found_[i]));
-        }
-        return records;
     }
 
     // What the file names beside itself is not found from another folder, where a data set of such
@@ -360,12 +259,11 @@ class JobRun {
 
     const Job& job_;
     const JobWork& work_;
+    const std::string source_;
     RunOrigin origin_;
     const TellMessage& tell_;
     WorkMeter meter_;
-    std::vector<StepResult> steps_;
-    std::vector<std::vector<FoundParameters>> found_; // of each step
-    std::vector<GuardFinding> guards_;
+    RunAccount account_;
     std::set<std::string> known_rounded_; // sets that steps took
     ContentMark content_;                 // of the input, as it was copied
     bool skipped_ = false;

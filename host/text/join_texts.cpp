@@ -22,4 +22,8 @@ std::string list_some(std::span<const std::string> texts) {
                : fmt::format("{}, ... {} in all", join_texts(texts.first(MAX_SHOWN)), texts.size());
 }
 
+std::string begin_with(std::string_view source, std::string_view text) {
+    return source.empty() ? std::string(text) : fmt::format("{}: {}", source, text);
+}
+
 } // namespace talvora::host

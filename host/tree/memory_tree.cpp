@@ -24,7 +24,7 @@ std::vector<float> make_samples(const Extents& extents) {
     }
 }
 
-std::vector<float> move_samples(const std::vector<float>& samples, const Extents& old_extents,
+std::vector<float> move_samples(std::span<const float> samples, const Extents& old_extents,
                                 const Extents& extents) {
     const Extents starts(extents.size(), 0);
     const Extents counts = smaller_of(old_extents, extents);
@@ -42,6 +42,15 @@ std::vector<float> move_samples(const std::vector<float>& samples, const Extents
 
 MemoryTree::MemoryTree() {
     nodes_.push_back(std::make_unique<Node>());
+}
+
+std::unique_ptr<MemoryTree> MemoryTree::copy() const {
+    auto tree = std::make_unique<MemoryTree>();
+    tree->nodes_.clear();
+    for (const auto& node : nodes_) {
+        tree->nodes_.push_back(std::make_unique<Node>(*node));
+    }
+    return tree;
 }
 
 ObjectId MemoryTree::root() const {
@@ -89,11 +98,25 @@ ObjectId MemoryTree::create_group(ObjectId parent, std::string_view path) {
 
 ObjectId MemoryTree::create_dataset(ObjectId group, std::string_view path, const Extents& extents) {
     check_extents(extents, 0, path);
+    return add_dataset(group, path, extents, SharedSamples(make_samples(extents)));
+}
+
+ObjectId MemoryTree::add_dataset(ObjectId group, std::string_view path, const Extents& extents,
+                                 SharedSamples samples) {
+    check_extents(extents, 0, path);
+    if (samples.view().size() != count_samples(extents)) {
+        throw TreeError(fmt::format("'{}': {} samples were given for the extents {}", path,
+                                    samples.view().size(), describe_extents(extents)));
+    }
     Node set;
     set.kind = ObjectKind::DataSet;
     set.extents = extents;
-    set.samples = make_samples(extents);
+    set.samples = std::move(samples);
     return create(group, path, std::move(set));
+}
+
+std::span<const float> MemoryTree::samples(ObjectId set) const {
+    return node(set, ObjectKind::DataSet).samples.view();
 }
 
 Extents MemoryTree::extents(ObjectId set) const {
@@ -106,20 +129,25 @@ void MemoryTree::resize(ObjectId id, const Extents& extents) {
     if (extents == set.extents) {
         return;
     }
-    set.samples = move_samples(set.samples, set.extents, extents);
+    set.samples = SharedSamples(move_samples(set.samples.view(), set.extents, extents));
     set.extents = extents;
 }
 
 void MemoryTree::read(ObjectId id, const Hyperslab& slab, std::span<float> samples) {
     const Node& set = node(id, ObjectKind::DataSet);
     check_hyperslab(set.extents, slab, samples.size(), set.path);
-    gather_samples(set.extents, slab, set.samples.data(), samples);
+    gather_samples(set.extents, slab, set.samples.view().data(), samples);
 }
 
 void MemoryTree::write(ObjectId id, const Hyperslab& slab, std::span<const float> samples) {
     Node& set = node(id, ObjectKind::DataSet);
     check_hyperslab(set.extents, slab, samples.size(), set.path);
-    scatter_samples(set.extents, slab, samples, set.samples.data());
+    if (is_whole(slab, set.extents) && !set.samples.is_own()) {
+        // What is overwritten need not be copied before.
+        set.samples = SharedSamples(std::vector<float>(samples.begin(), samples.end()));
+        return;
+    }
+    scatter_samples(set.extents, slab, samples, set.samples.change().data());
 }
 
 std::vector<std::string> MemoryTree::list_attributes(ObjectId object) {

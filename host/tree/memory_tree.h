@@ -1,7 +1,8 @@
-// A tree kept in memory, for tests, benchmarks and work without a file.
+// A tree kept in memory, for work without a file, tests and benchmarks.
 #pragma once
 
 #include "host/tree/data_tree.h"
+#include "host/tree/shared_samples.h"
 
 #include <functional>
 #include <map>
@@ -10,11 +11,21 @@
 
 namespace talvora::host {
 
-// Holds ranks 0 to 32. Reading and writing samples allocates nothing and finds the set
-// by its id; a contiguous hyperslab costs one memcpy.
+// Holds ranks 0 to 32. Reading and writing samples finds the set by its id and allocates nothing,
+// but for the first change of samples that are shared (shared_samples.h); a contiguous hyperslab
+// costs one memcpy.
 class MemoryTree : public DataTree {
   public:
     MemoryTree();
+
+    // Another tree of the same objects, with the same ids. Their samples are shared, which costs
+    // nothing until one of both is changed.
+    std::unique_ptr<MemoryTree> copy() const;
+    // As create_dataset, with samples that are there already: as many as the extents hold.
+    ObjectId add_dataset(ObjectId group, std::string_view path, const Extents& extents,
+                         SharedSamples samples);
+    // Those of a set, row-major; good until the tree is changed.
+    std::span<const float> samples(ObjectId set) const;
 
     ObjectId root() const override;
     std::optional<ObjectId> find(ObjectId group, std::string_view path) override;
@@ -45,7 +56,7 @@ class MemoryTree : public DataTree {
         std::map<std::string, ObjectId, std::less<>> children;
         std::map<std::string, AttributeValue> attributes;
         Extents extents;
-        std::vector<float> samples;
+        SharedSamples samples;
     };
 
     const Node& node(ObjectId id) const;

@@ -274,7 +274,8 @@ TALVORA_EXPORT talvora_status talvora_tree_was_written(talvora_tree* tree, const
                                                        size_t error_size);
 
 /* Attributes: whole numbers, numbers or texts; one value (rank 0) or an array of them. The rate of
- * a set is the attribute "SampleRate" of it or of a group that it is in, a number in Hz. */
+ * a set is its attribute "SampleRate", a number in Hz; that of a group is a hint for some units.
+ * The history of runs is in attributes of the root whose names begin with "talvora_history". */
 typedef int32_t talvora_attribute_type;
 enum { TALVORA_INTEGERS = 1, TALVORA_NUMBERS = 2, TALVORA_TEXTS = 3, TALVORA_FLOAT_NUMBERS = 4 };
 

@@ -72,6 +72,15 @@ TEST_F(PathPatterns, TakesAPathThatExistsAsItStands) {
     EXPECT_THAT(expand("SourceSets", Texts{"Foot/odd*name"}), ElementsAre("Foot/odd*name"));
 }
 
+TEST_F(PathPatterns, NamesNoCommandForATreeInNoFile) {
+    const Failure failure = failure_of([&] { choose_sets(tree_, "Imv/*", ""); });
+    EXPECT_STREQ(failure.what(), "nothing matches 'Imv/*'");
+    EXPECT_THAT(failure.hints(), ElementsAre("nearest: Imu"));
+    EXPECT_EQ(hint_tree(""), "");
+    EXPECT_EQ(join_hints("near", ""), "near");
+    EXPECT_EQ(join_hints("", "list them"), "list them");
+}
+
 TEST_F(PathPatterns, NamesTheNearestWhenNothingMatches) {
     const Failure failure = failure_of([&] { choose("Imv/*"); });
     EXPECT_EQ(failure.code(), ExitCode::Input);

@@ -37,8 +37,10 @@ class RunHistory : public testing::Test {
 
     Unit unit_;
     Recipe recipe_;
-    RunOrigin origin_{
-        "2026-01-02T03:04:05Z", "1.2.3", {"plug-in", "4.5.6", "aa"}, {"walk.h5", 1234, "bb"}};
+    RunOrigin origin_{"2026-01-02T03:04:05Z",
+                      "1.2.3",
+                      {"plug-in", "4.5.6", "aa"},
+                      InputIdentity{"walk.h5", 1234, "bb"}};
 };
 
 TEST_F(RunHistory, KeepsAimsAndWhatWasFoundForThem) {
@@ -191,6 +193,17 @@ TEST_F(RunHistory, FindsTheLastRun) {
     EXPECT_THAT(last_run({}), IsEmpty());
 }
 
+TEST_F(RunHistory, TellsOfALibraryThatRanUnitsInMemory) {
+    origin_.host_name = "libtalvora";
+    origin_.input = std::nullopt;
+    const HistoryRecord record = make_record(origin_, recipe_, 0, {}, {});
+    EXPECT_EQ(record.at("host"),
+              HistoryRecord::parse(R"({"name": "libtalvora", "version": "1.2.3"})"));
+    EXPECT_EQ(record.at("input"), nullptr);
+    // What is not known cannot be the same.
+    EXPECT_FALSE(was_made_by(make_records(), origin_, recipe_));
+}
+
 TEST_F(RunHistory, KnowsARunByItsStepsPluginAndInput) {
     const auto history = make_records();
     EXPECT_TRUE(was_made_by(history, origin_, recipe_));
@@ -198,9 +211,9 @@ TEST_F(RunHistory, KnowsARunByItsStepsPluginAndInput) {
 
     RunOrigin other = origin_;
     other.time = "2030-01-01T00:00:00Z"; // no matter
-    other.input.name = "copy.h5";
+    other.input->name = "copy.h5";
     EXPECT_TRUE(was_made_by(history, other, recipe_));
-    other.input.sha256 = "cc";
+    other.input->sha256 = "cc";
     EXPECT_FALSE(was_made_by(history, other, recipe_));
     other = origin_;
     other.plugin.sha256 = "cc";

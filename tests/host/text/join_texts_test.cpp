@@ -21,5 +21,10 @@ TEST(JoinTexts, TakesEmptyTextsForTexts) {
     EXPECT_EQ(join_texts(Texts{"", "a"}, ","), ",a");
 }
 
+TEST(JoinTexts, BeginsWithASourceWhereThereIsOne) {
+    EXPECT_EQ(begin_with("walk.h5", "Imu is a group"), "walk.h5: Imu is a group");
+    EXPECT_EQ(begin_with("", "Imu is a group"), "Imu is a group");
+}
+
 } // namespace
 } // namespace talvora::host
