@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import os
 import pathlib
 import re
 import threading
@@ -68,10 +69,19 @@ _TEXT = ffi.typeof("char[]")
 
 def encode(text: str, what: str) -> bytes:
     """UTF-8; what it names is for the sentence about a text that C cannot take."""
-    encoded = text.encode("utf-8", "surrogateescape")
-    if b"\0" in encoded:
+    if not isinstance(text, str):
+        raise TypeError(f"{what} is {text!r}; a text is wanted")
+    return refuse_zeros(text.encode("utf-8", "surrogateescape"), what)
+
+
+def encode_path(path: str | bytes | os.PathLike[Any]) -> bytes:
+    return refuse_zeros(os.fsencode(path), "a path")
+
+
+def refuse_zeros(text: bytes, what: str) -> bytes:
+    if b"\0" in text:
         raise ValueError(f"{what} holds a zero character: {text!r}")
-    return encoded
+    return text
 
 
 def decode(text: Any) -> str:

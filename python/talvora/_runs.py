@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import errno
 import os
 import re
 import warnings
@@ -10,7 +11,7 @@ from typing import Any, Iterable, Mapping
 import numpy as np
 
 from ._errors import GuardError, UnitError, UnitWarning
-from ._library import call, callback, choose_stop, decode, encode, ffi, lib
+from ._library import call, callback, choose_stop, decode, encode, encode_path, ffi, lib
 from ._signals import Signals
 from ._trees import Tree
 from ._units import find_unit, open_plugin
@@ -130,13 +131,13 @@ def read(path: str | os.PathLike[str]) -> Signals:
     OSError
         It cannot be read, or is no HDF5 file.
     """
-    name = os.fspath(path)
+    name = encode_path(path)
     if not os.path.exists(name):
-        raise FileNotFoundError(2, "there is no such file", name)
+        raise FileNotFoundError(errno.ENOENT, os.strerror(errno.ENOENT), os.fspath(path))
     messages: list[tuple[int, str]] = []
     handle = ffi.new_handle(messages)
     pointer = ffi.new("talvora_tree **")
-    call(lib.talvora_tree_read, os.fsencode(name), pointer, _take_message, handle)
+    call(lib.talvora_tree_read, name, pointer, _take_message, handle)
     signals = Tree(pointer[0]).get_all(only_written=False)
     signals.messages = [text for _, text in messages]
     return signals
@@ -164,7 +165,7 @@ def write(path: str | os.PathLike[str], signals: Mapping[str, Any], *, replace: 
     """
     tree = Tree()
     tree.add_all(signals)
-    call(lib.talvora_tree_write, tree.pointer, os.fsencode(path), bool(replace))
+    call(lib.talvora_tree_write, tree.pointer, encode_path(path), bool(replace))
 
 
 class Texts:

@@ -39,20 +39,21 @@ class Tree:
     # ---- in
 
     def add_all(self, signals: Mapping[str, Any]) -> None:
+        if not isinstance(signals, Mapping):
+            raise TypeError(f"signals are {type(signals).__name__}; a mapping of paths to signals "
+                            "is wanted")
         for path, attributes in getattr(signals, "groups", {}).items():
             if path:
                 call(lib.talvora_tree_add_group, self.pointer, encode(path, "a path"))
             self.set_attributes(path, attributes)
         for path, signal in signals.items():
-            if not isinstance(path, str):
-                raise TypeError(f"the path of a signal is {path!r}; a text is wanted")
             self.add(path, signal if isinstance(signal, Signal) else Signal(signal))
 
     def add(self, path: str, signal: Signal) -> None:
         samples = to_floats(np.asarray(signal.samples))
         self._borrowed.append(samples)
         described, kept = describe_array(samples)
-        call(lib.talvora_tree_add_set, self.pointer, encode(path, "a path"), described)
+        call(lib.talvora_tree_add_set, self.pointer, encode(path, "the path of a signal"), described)
         self.set_attributes(path, signal.attributes)
         if signal.rate is not None:
             self.set_attributes(path, {RATE_NAME: np.float32(signal.rate)})

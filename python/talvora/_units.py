@@ -6,7 +6,7 @@ import dataclasses
 import os
 from typing import Any
 
-from ._library import call, decode, decode_or_none, encode, ffi, lib
+from ._library import call, decode, decode_or_none, encode, encode_path, ffi, lib
 
 
 @dataclasses.dataclass(frozen=True)
@@ -129,15 +129,13 @@ def describe(unit: str, plugin: str | os.PathLike[str] | None = None) -> Unit:
 
 
 def open_plugin(path: str | os.PathLike[str] | None) -> Any:
-    name = ffi.NULL if path is None else encode(os.fspath(path), "the path of a plug-in")
+    name = ffi.NULL if path is None else encode_path(path)
     opened = ffi.new("talvora_plugin **")
     call(lib.talvora_plugin_open, name, opened)
     return ffi.gc(opened[0], lib.talvora_plugin_close)
 
 
 def find_unit(plugin: Any, name: str) -> int:
-    if not isinstance(name, str):
-        raise TypeError(f"the name of a unit is {name!r}; a text is wanted")
     index = ffi.new("size_t *")
     call(lib.talvora_plugin_find_unit, plugin, encode(name, "the name of a unit"), index)
     return index[0]

@@ -163,6 +163,10 @@ class Failures(unittest.TestCase):
             with self.subTest(path=path, signal=signal):
                 with self.assertRaises(error):
                     talvora.run("apply-set-rectify", {path: signal}, SourceSets=["A"])
+        with self.assertRaisesRegex(TypeError, "mapping"):
+            talvora.run("apply-set-rectify", [made_signal()], SourceSets=["A"])
+        with self.assertRaisesRegex(TypeError, "name of a guard is 1"):
+            talvora.run("apply-set-rectify", {"A": made_signal()}, SourceSets=["A"], accept=[1])
         with self.assertRaises(TypeError):
             talvora.Signal([1.0], rate="fast")
         with self.assertRaisesRegex(TypeError, "Colour"):
@@ -224,6 +228,9 @@ class Files(unittest.TestCase):
     def test_that_are_none_are_refused(self):
         with self.assertRaises(FileNotFoundError):
             talvora.read(self.folder / "none.h5")
+        for call in (talvora.read, lambda path: talvora.write(path, {"A": made_signal()})):
+            with self.assertRaisesRegex(ValueError, "zero character"):
+                call(f"{self.folder}/a\0b.h5")
         broken = self.folder / "broken.h5"
         broken.write_bytes(b"no HDF5")
         with self.assertRaises(OSError):
