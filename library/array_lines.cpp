@@ -46,6 +46,21 @@ void copy_side_by_side(ReadLines from, WrittenLines to, std::size_t line_length)
     }
 }
 
+// Short lines one by one take a third of the time of filtering them more than in one piece.
+void copy_adjacent(std::span<const std::byte* const> from, std::span<std::byte* const> to,
+                   std::size_t line_bytes) {
+    while (!to.empty()) {
+        std::size_t count = 1;
+        while (count < to.size() && from[count] == from[0] + count * line_bytes &&
+               to[count] == to[0] + count * line_bytes) {
+            ++count;
+        }
+        std::memcpy(to[0], from[0], count * line_bytes);
+        from = from.subspan(count);
+        to = to.subspan(count);
+    }
+}
+
 } // namespace
 
 ArrayLines::ArrayLines(const ArrayView& in, const ArrayView& out, std::int32_t axis)
@@ -99,9 +114,7 @@ template <class Sample>
 void copy_lines(ReadLines from, WrittenLines to, std::size_t line_length) {
     constexpr auto SIZE = static_cast<std::ptrdiff_t>(sizeof(Sample));
     if (from.step == SIZE && to.step == SIZE) {
-        for (std::size_t line = 0; line < to.lines.size(); ++line) {
-            std::memcpy(to.lines[line], from.lines[line], line_length * sizeof(Sample));
-        }
+        copy_adjacent(from.lines, to.lines, line_length * sizeof(Sample));
         return;
     }
     for (std::size_t first = 0; first < to.lines.size(); first += TILE_SIDE) {

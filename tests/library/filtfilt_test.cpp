@@ -1,12 +1,10 @@
 #include "tests/library/calls.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <bit>
 #include <cfenv>
 #include <cmath>
-#include <cstdlib>
 #include <fstream>
 #include <limits>
 #include <sstream>
@@ -16,11 +14,6 @@
 
 namespace talvora::library_test {
 namespace {
-
-using ::testing::Each;
-using ::testing::HasSubstr;
-
-constexpr double NOT_A_NUMBER = std::numeric_limits<double>::quiet_NaN();
 
 template <class Sample>
 class OfBothTypes : public ::testing::Test {};
@@ -71,7 +64,6 @@ talvora_filter_options options_of(const Case& wanted) {
     return options;
 }
 
-// `scale` is that of the samples.
 template <class Sample>
 void expect_near(const std::vector<Sample>& found, const std::vector<double>& expected,
                  double tolerance) {
