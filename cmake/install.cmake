@@ -1,4 +1,5 @@
-# What `cmake --install` puts where, by components: the plug-in, the host, the headers, the C library.
+# What `cmake --install` puts where, by components: the plug-in, the host, the headers, the C library,
+# the Python package.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -76,6 +77,12 @@ install(FILES ${PROJECT_BINARY_DIR}/talvora.pc
 install(FILES ${changelog} DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libtalvora0 COMPONENT library)
 install(FILES ${changelog} DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libtalvora-dev
   COMPONENT library_development)
+
+# The Python package over it, which finds it three folders up.
+install(FILES ${TALVORA_PYTHON_FILES}
+  DESTINATION lib/python3/dist-packages/talvora COMPONENT python)
+install(FILES ${changelog} DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/python3-talvora
+  COMPONENT python)
 
 install(TARGETS talvora-host RUNTIME COMPONENT host)
 # What packages hold: the program that takes the shared library of HDF5, so that what the

@@ -1,5 +1,5 @@
-# Debian packages of the plug-in, the host, the headers and the C library: `cpack` in the build
-# folder.
+# Debian packages of the plug-in, the host, the headers, the C library and the Python package:
+# `cpack` in the build folder.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME talvora-signal)
 set(CPACK_PACKAGE_CONTACT "Orvane Solution inc. <maintainers@orvane.example>")
@@ -9,7 +9,7 @@ set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
 set(CPACK_STRIP_FILES ON)
 set(CPACK_COMPONENTS_ALL headers plugin)
 if(TARGET talvora-host)
-  list(APPEND CPACK_COMPONENTS_ALL packaged_host library library_development)
+  list(APPEND CPACK_COMPONENTS_ALL packaged_host library library_development python)
 endif()
 
 set(CPACK_DEB_COMPONENT_INSTALL ON)
@@ -77,5 +77,18 @@ set(CPACK_DEBIAN_LIBRARY_DEVELOPMENT_PACKAGE_DEPENDS "libtalvora0 (= ${PROJECT_V
 set(CPACK_DEBIAN_LIBRARY_DEVELOPMENT_PACKAGE_SHLIBDEPS OFF)
 set(CPACK_DEBIAN_LIBRARY_DEVELOPMENT_DESCRIPTION "zero-phase filters and signal-processing units, development files
 The header of libtalvora, with a CMake package and a file for pkg-config.")
+
+set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-talvora)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SHLIBDEPS OFF)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
+  "kpl-talvora-signal (= ${PROJECT_VERSION}), libtalvora0 (= ${PROJECT_VERSION}), python3 (>= 3.9)"
+  "python3-cffi, python3-numpy")
+list(JOIN CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS ", " CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS)
+set(CPACK_DEBIAN_PYTHON_DESCRIPTION "zero-phase filters and signal-processing units for Python 3
+Filters NumPy arrays and pandas objects forward and backward, many times as
+fast as SciPy and over missing samples, fills gaps, and runs the units of
+kpl-talvora-signal.")
 
 include(CPack)

@@ -106,4 +106,5 @@ def main():
         print(json.dumps({"work": name, "scipy": round(speed, 1)}), flush=True)
 
 
-main()
+if __name__ == "__main__":
+    main()

@@ -9,8 +9,8 @@ import pathlib
 import sys
 import tempfile
 
-from installed import (VERSION, check_library, check_program, expect, expected_files, list_files,
-                       run)
+from installed import (VERSION, check_library, check_program, check_python, expect,
+                       expected_files, list_files, run)
 
 
 def build_consumer(prefix, source, folder, compiler, c_compiler):
@@ -41,6 +41,7 @@ def main():
         expect(run(their_host, their_plugin) == "consumer.idle", "their host, their plug-in")
         expect(run(their_program) == f"{VERSION}: 1 2 3", "their program and the library")
         check_library(prefix, c_compiler, pathlib.Path(consumer) / "program.c", folder)
+        check_python(prefix)
 
 
 main()

@@ -9,7 +9,8 @@ import re
 import sys
 import tempfile
 
-from installed import check_library, check_program, expect, expected_files, list_files, run
+from installed import (check_library, check_program, check_python, expect, expected_files, list_files,
+                       run)
 
 # Package: its architecture, if it is not that of the build, its section, and what it depends on,
 # among others.
@@ -19,6 +20,7 @@ EXPECTED = {
     "talvora-signal-dev": ("all", "libdevel", []),
     "libtalvora0": (None, "libs", ["kpl-talvora-signal", "libc6", "libstdc++6", "libfmt9"]),
     "libtalvora-dev": (None, "libdevel", ["libtalvora0"]),
+    "python3-talvora": ("all", "python", ["libtalvora0", "python3-cffi", "python3-numpy"]),
 }
 
 
@@ -56,6 +58,7 @@ def main():
         host, _ = check_program(folder / "all/usr")
         program = pathlib.Path(__file__).resolve().parent / "consumer/program.c"
         check_library(folder / "all/usr", compiler, program, folder)
+        check_python(folder / "all/usr")
         linked = run("readelf", "-d", host)
         expect("libhdf5" in linked, f"the packaged program carries HDF5 in itself: {linked}")
         for package, files in expected_files(host).items():

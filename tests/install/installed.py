@@ -55,10 +55,32 @@ def check_library(prefix, compiler, program, folder):
     expect(printed == f"{VERSION}: 1 2 3", f"with the library: {printed}")
 
 
+def read_machine(program):
+    return re.search(r"Machine: +(.*)", run("readelf", "-h", program))[1]
+
+
+def check_python(prefix):
+    """The Python package of an installation takes the library of it, unless that was built for
+    another architecture than the interpreter of this system."""
+    if read_machine("/usr/bin/python3") != read_machine(prefix / "lib/libtalvora.so.0"):
+        return
+    package = prefix / "lib/python3/dist-packages"
+    printed = run("/usr/bin/python3", "-c", "import talvora; print(talvora.__file__, "
+                  "talvora.__version__, talvora.fill_gaps([1, float('nan'), 3]).tolist())",
+                  more={"PYTHONPATH": str(package), "PYTHONDONTWRITEBYTECODE": "1"})
+    expect(printed == f"{package}/talvora/__init__.py {VERSION} [1.0, 2.0, 3.0]",
+           f"from Python: {printed}")
+
+
 def list_files(folder):
     """Those that are named after the kind of the build by the word KIND."""
     return {re.sub(r"(talvoraConfig-)\w+", r"\1KIND", str(path.relative_to(folder)))
             for path in pathlib.Path(folder).rglob("*") if not path.is_dir()}
+
+
+def list_modules():
+    """Of the Python package, those that are not made by the build."""
+    return [path.name for path in (ROOT / "python/talvora").glob("*.py")]
 
 
 def list_commands(host):
@@ -91,6 +113,10 @@ def expected_files(host):
             "lib/cmake/talvora/talvoraConfigVersion.cmake",
             "lib/libtalvora.so",
             "lib/pkgconfig/talvora.pc",
+        },
+        "python3-talvora": {
+            f"lib/python3/dist-packages/talvora/{name}"
+            for name in ("_version.py", "py.typed", "talvora.h", *list_modules())
         },
     }
     for package, names in files.items():

@@ -1,0 +1,132 @@
+"""Arrays of NumPy and pandas as the library takes them, and its results as they were given."""
+
+from __future__ import annotations
+
+import operator
+import sys
+from typing import Any, Callable, NamedTuple
+
+import numpy as np
+
+from ._library import ffi, lib
+
+_TYPES = {np.dtype(np.float32): lib.TALVORA_FLOAT32, np.dtype(np.float64): lib.TALVORA_FLOAT64}
+_ARRAY = ffi.typeof("talvora_array *")
+_ARRAY_SIZE = ffi.sizeof("talvora_array")
+_EXTENTS = ffi.typeof("int64_t[]")
+
+
+class Samples(NamedTuple):
+    """What was given, as an array that the library takes, and the way back."""
+
+    array: np.ndarray
+    default_axis: int
+    wrap: Callable[[np.ndarray], Any] | None  # None: the array itself is the result
+
+
+def take_samples(x: Any) -> Samples:
+    """Float32 stays, other real types become float64; nothing is copied that can be taken."""
+    pandas = sys.modules.get("pandas")
+    if pandas is not None:
+        if isinstance(x, pandas.Series):
+            array = to_floats(take_columns(pandas, x, [x.dtype]))
+            return Samples(array, -1, lambda y: pandas.Series(y, x.index, name=x.name, copy=False))
+        if isinstance(x, pandas.DataFrame):
+            array = to_floats(take_columns(pandas, x, list(x.dtypes)))
+            return Samples(array, 0, lambda y: pandas.DataFrame(y, x.index, x.columns, copy=False))
+    if isinstance(x, np.ma.MaskedArray):
+        return Samples(to_floats(x).filled(np.nan), -1, None)
+    return Samples(to_floats(np.asarray(x)), -1, None)
+
+
+def to_floats(array: np.ndarray) -> np.ndarray:
+    if array.dtype in _TYPES and array.flags.aligned:
+        return array
+    if array.dtype.kind not in "fiub":
+        raise TypeError(f"samples are of the type {array.dtype}; real numbers are wanted")
+    is_single = array.dtype.kind == "f" and array.dtype.itemsize == 4
+    return array.astype(np.float32 if is_single else np.float64)
+
+
+def take_columns(pandas: Any, frame: Any, types: list[Any]) -> np.ndarray:
+    """The values of a Series or DataFrame whose columns have these types; missing ones are NaN."""
+    kinds = pandas.api.types
+    for dtype in types:
+        if not kinds.is_numeric_dtype(dtype) or kinds.is_complex_dtype(dtype):
+            raise TypeError(f"samples are of the type {dtype}; real numbers are wanted")
+    if types and all(isinstance(dtype, np.dtype) for dtype in types):
+        return frame.to_numpy(dtype=np.result_type(*types))
+    return frame.to_numpy(dtype=np.float64, na_value=np.nan)
+
+
+def choose_axis(axis: int | None, samples: Samples) -> int:
+    """Counted from the first."""
+    rank = samples.array.ndim
+    if rank == 0:
+        raise ValueError("one number has no axis to work along; an array is wanted")
+    chosen = samples.default_axis if axis is None else take_whole(axis, "axis")
+    if not -rank <= chosen < rank:
+        raise ValueError(f"axis {chosen} is out of range; {rank} dimensions have "
+                         f"{-rank} to {rank - 1}")
+    return chosen % rank
+
+
+def make_output(array: np.ndarray, axis: int) -> np.ndarray:
+    """Like an array, with the samples of a line along the axis next to each other in memory."""
+    if axis == array.ndim - 1:
+        return np.empty(array.shape, array.dtype)
+    shape = array.shape[:axis] + array.shape[axis + 1:] + array.shape[axis:axis + 1]
+    return np.moveaxis(np.empty(shape, array.dtype), -1, axis)
+
+
+def check_output(out: Any, array: np.ndarray) -> np.ndarray:
+    """An array of the caller's for the result."""
+    if not isinstance(out, np.ndarray):
+        raise TypeError(f"out is {type(out).__name__}; a NumPy array is wanted")
+    if out.dtype != array.dtype:
+        raise TypeError(f"out is of the type {out.dtype}; {array.dtype} is wanted")
+    if out.shape != array.shape:
+        raise ValueError(f"out has the shape {out.shape}; {array.shape} is wanted")
+    if not out.flags.writeable or not out.flags.aligned:
+        raise ValueError("out cannot be written to, or its samples are not aligned")
+    return out
+
+
+def describe_array(array: np.ndarray) -> tuple[Any, Any]:
+    """The structure of the library, and what has to live as long."""
+    extents = ffi.new(_EXTENTS, array.shape)
+    strides = ffi.new(_EXTENTS, array.strides)
+    address = ffi.cast("void *", array.__array_interface__["data"][0])
+    described = ffi.new(_ARRAY, (_ARRAY_SIZE, address, extents, strides, array.ndim,
+                                 _TYPES[array.dtype]))
+    return described, (extents, strides)
+
+
+def take_coefficients(values: Any, name: str) -> tuple[Any, int]:
+    """An array of doubles for the library, and how many."""
+    array = np.asarray(values)
+    if array.dtype.kind not in "fiub":
+        raise TypeError(f"{name} is of the type {array.dtype}; real numbers are wanted")
+    if array.ndim > 1:
+        raise ValueError(f"{name} has {array.ndim} dimensions; one is wanted")
+    listed = array.astype(np.float64).ravel().tolist()
+    return ffi.new("double[]", listed), len(listed)
+
+
+def take_whole(value: Any, name: str) -> int:
+    try:
+        whole = operator.index(value)
+    except TypeError:
+        raise TypeError(f"{name} is {value!r}; a whole number is wanted") from None
+    if not -2**31 <= whole < 2**31:
+        raise ValueError(f"{name} is {whole}; a whole number of 32 bits is wanted")
+    return whole
+
+
+def take_number(value: Any, name: str) -> float:
+    if isinstance(value, (str, bytes)):
+        raise TypeError(f"{name} is {value!r}; a number is wanted")
+    try:
+        return float(value)
+    except (TypeError, ValueError):
+        raise TypeError(f"{name} is {value!r}; a number is wanted") from None

@@ -1,0 +1,137 @@
+"""The C library: where it is, what its header declares, what its errors become."""
+
+from __future__ import annotations
+
+import os
+import pathlib
+import re
+import threading
+from typing import Any
+
+import cffi
+
+from ._errors import Error, GuardError, NotFoundError, PluginError, UnitError
+from ._version import VERSION
+
+# Beside this package in a wheel and in a build; else where it is installed with the library, as
+# python3/dist-packages/talvora in the folder of that.
+FOLDER = pathlib.Path(__file__).absolute().parent
+LIBRARY_FOLDERS = (FOLDER, FOLDER.parent.parent.parent)
+LIBRARY_NAME = "libtalvora.so.0"
+ERROR_SIZE = 4096
+
+
+def strip_header(text: str) -> str:
+    """The declarations of the header alone, without comments, macros and what is for C++."""
+    text = re.sub(r"/\*.*?\*/", "", text, flags=re.DOTALL)
+    text = re.sub(r"#ifdef __cplusplus.*?#endif", "", text, flags=re.DOTALL)
+    text = re.sub(r"^#.*$", "", text, flags=re.MULTILINE)
+    return text.replace("TALVORA_EXPORT", "")
+
+
+def find_library() -> str:
+    for folder in LIBRARY_FOLDERS:
+        if (folder / LIBRARY_NAME).exists():
+            return str(folder / LIBRARY_NAME)
+    raise ImportError(f"talvora {VERSION} finds no {LIBRARY_NAME} in "
+                      f"{' or '.join(map(str, LIBRARY_FOLDERS))}")
+
+
+def open_library() -> Any:
+    path = find_library()
+    try:
+        library = ffi.dlopen(path)
+    except OSError as error:
+        raise ImportError(f"talvora {VERSION} cannot load its library: {error}") from None
+    found = ffi.string(library.talvora_version()).decode()
+    if found != VERSION:
+        raise ImportError(f"talvora {VERSION} needs its library in the same version, "
+                          f"but {path} is {found}")
+    return library
+
+
+ffi = cffi.FFI()
+ffi.cdef(strip_header((FOLDER / "talvora.h").read_text(encoding="utf-8")))
+lib = open_library()
+
+_EXCEPTIONS: dict[int, type[Exception]] = {
+    lib.TALVORA_INVALID_ARGUMENT: ValueError,
+    lib.TALVORA_OUT_OF_MEMORY: MemoryError,
+    lib.TALVORA_STOPPED: Error,
+    lib.TALVORA_NOT_FOUND: NotFoundError,
+    lib.TALVORA_PLUGIN_ERROR: PluginError,
+    lib.TALVORA_UNIT_FAILED: UnitError,
+    lib.TALVORA_GUARDED: GuardError,
+    lib.TALVORA_FILE_ERROR: OSError,
+}
+_TEXT = ffi.typeof("char[]")
+
+
+def encode(text: str, what: str) -> bytes:
+    """UTF-8; what it names is for the sentence about a text that C cannot take."""
+    if not isinstance(text, str):
+        raise TypeError(f"{what} is {text!r}; a text is wanted")
+    return refuse_zeros(text.encode("utf-8", "surrogateescape"), what)
+
+
+def encode_path(path: str | bytes | os.PathLike[Any]) -> bytes:
+    return refuse_zeros(os.fsencode(path), "a path")
+
+
+def refuse_zeros(text: bytes, what: str) -> bytes:
+    if b"\0" in text:
+        raise ValueError(f"{what} holds a zero character: {text!r}")
+    return text
+
+
+def decode(text: Any) -> str:
+    return ffi.string(text).decode("utf-8", "surrogateescape")
+
+
+def decode_or_none(text: Any) -> str | None:
+    return None if text == ffi.NULL else decode(text)
+
+
+class _Raised(threading.local):
+    """Exceptions that left a function which the library had called in this thread."""
+
+    def __init__(self) -> None:
+        self.errors: list[BaseException] = []
+
+
+_raised = _Raised()
+
+
+def _keep(kind: Any, error: BaseException, trace: Any) -> None:
+    _raised.errors.append(error)
+
+
+def callback(signature: str, **options: Any) -> Any:
+    """For a function that the library calls: what it raises comes out of the call.
+
+    `should_stop` has to be given besides, for the call to end then.
+    """
+    return ffi.callback(signature, onerror=_keep, **options)
+
+
+@callback("talvora_should_stop", error=1)
+def _ask_interpreter(context: Any) -> int:
+    # Signals that are pending are handled on the way in here: after Ctrl-C this raises.
+    return 1 if _raised.errors else 0
+
+
+def choose_stop() -> Any:
+    """For `should_stop` of a long call: signals are handled by the main thread alone."""
+    in_main = threading.current_thread() is threading.main_thread()
+    return _ask_interpreter if in_main else ffi.NULL
+
+
+def call(function: Any, *arguments: Any) -> None:
+    """Calls a function of the library whose last two parameters are a buffer for an error."""
+    error = ffi.new(_TEXT, ERROR_SIZE)
+    status = function(*arguments, error, ERROR_SIZE)
+    if _raised.errors:
+        raise _raised.errors.pop().with_traceback(None)
+    if status == lib.TALVORA_OK:
+        return
+    raise _EXCEPTIONS.get(status, RuntimeError)(decode(error))

@@ -1,0 +1,110 @@
+"""Signals, and groups of them."""
+
+from __future__ import annotations
+
+import sys
+from typing import Any, Mapping
+
+import numpy as np
+from numpy.typing import NDArray
+
+from ._arrays import take_number, take_samples
+
+RATE_NAME = "SampleRate"
+
+
+class Signal:
+    """Samples at a fixed rate, as units take them and files hold them.
+
+    Parameters
+    ----------
+    x : array_like
+        One line as ``(n,)``, several components as ``(k, n)``, or ``(k, 1, n)`` as units have
+        them: the samples run along the last dimension. Of a pandas DataFrame each column is a
+        component, and its name a label. What is not float32 is narrowed to that where a unit or a
+        file takes it.
+    rate : float, optional
+        Samples a second (Hz). Some units need none.
+    attributes : mapping of str, optional
+        What else is known, such as ``{"Unit": "g", "Labels": ["X", "Y", "Z"], "StartTime": 0.5}``:
+        whole numbers, numbers and texts, or arrays of them.
+
+    Attributes
+    ----------
+    samples : ndarray
+        Three-dimensional or more: ``(n,)`` became ``(1, 1, n)``, ``(k, n)`` became ``(k, 1, n)``.
+        `numpy.asarray` of a signal is this array.
+    rate : float or None
+    attributes : dict
+
+    Raises
+    ------
+    TypeError
+        Samples that are no real numbers, a rate that is no number.
+    ValueError
+        A single number in place of samples.
+
+    Examples
+    --------
+    >>> import talvora
+    >>> talvora.Signal([[1, 2, 3], [4, 5, 6]], rate=100, attributes={"Unit": "g"})
+    Signal (2, 1, 3) at 100 Hz, Unit 'g'
+    """
+
+    samples: NDArray[Any]
+    rate: float | None
+    attributes: dict[str, Any]
+
+    def __init__(self, x: Any, rate: float | None = None,
+                 attributes: Mapping[str, Any] | None = None) -> None:
+        taken = take_samples(x)
+        self.samples = as_components(taken.array.T if taken.default_axis == 0 else taken.array)
+        self.rate = None if rate is None else take_number(rate, "rate")
+        self.attributes = {**name_columns(x), **(attributes or {})}
+
+    def __array__(self, dtype: Any = None, copy: bool | None = None) -> NDArray[Any]:
+        array = self.samples if dtype is None else self.samples.astype(dtype, copy=False)
+        return array.copy() if copy else array
+
+    def __repr__(self) -> str:
+        rate = "" if self.rate is None else f" at {self.rate:.6g} Hz"
+        unit = f", Unit {self.attributes['Unit']!r}" if "Unit" in self.attributes else ""
+        return f"Signal {self.samples.shape}{rate}{unit}"
+
+
+class Signals(dict):
+    """Signals by path, with what does not belong to one of them.
+
+    Attributes
+    ----------
+    groups : dict
+        Of each group that has some, its attributes by its path; the root is ``""``.
+    messages : list of str
+        What the unit told, or what in a file was left out.
+    """
+
+    groups: dict[str, dict[str, Any]]
+    messages: list[str]
+
+    def __init__(self, *arguments: Any, **paths: Any) -> None:
+        super().__init__(*arguments, **paths)
+        self.groups = {}
+        self.messages = []
+
+    def __repr__(self) -> str:
+        return "\n".join(f"{path}: {signal!r}" for path, signal in self.items()) or "no signals"
+
+
+def as_components(array: np.ndarray) -> np.ndarray:
+    if array.ndim == 0:
+        raise ValueError("one number is no signal; an array is wanted")
+    if array.ndim == 1:
+        return array[np.newaxis, np.newaxis, :]
+    return array[:, np.newaxis, :] if array.ndim == 2 else array
+
+
+def name_columns(x: Any) -> dict[str, Any]:
+    pandas = sys.modules.get("pandas")
+    if pandas is not None and isinstance(x, pandas.DataFrame):
+        return {"Labels": [str(column) for column in x.columns]}
+    return {}

@@ -1,0 +1,187 @@
+"""Trees of the library: signals go in, signals come out."""
+
+from __future__ import annotations
+
+from typing import Any, Mapping
+
+import numpy as np
+
+from ._arrays import describe_array, to_floats
+from ._library import call, callback, decode, encode, ffi, lib
+from ._signals import RATE_NAME, Signal, Signals
+
+_ATTRIBUTE_SIZE = ffi.sizeof("talvora_attribute")
+
+
+@callback("talvora_visit_object", error=1)
+def _take_object(context: Any, path: Any, kind: int) -> int:
+    ffi.from_handle(context).append((decode(path), kind))
+    return 0
+
+
+@callback("talvora_visit_name", error=1)
+def _take_name(context: Any, name: Any) -> int:
+    ffi.from_handle(context).append(decode(name))
+    return 0
+
+
+class Tree:
+    """Borrows the samples that it is given, and lives as long as what was taken out of it."""
+
+    def __init__(self, pointer: Any = None) -> None:
+        if pointer is None:
+            created = ffi.new("talvora_tree **")
+            call(lib.talvora_tree_create, created)
+            pointer = created[0]
+        self.pointer = ffi.gc(pointer, lib.talvora_tree_destroy)
+        self._borrowed: list[np.ndarray] = []
+
+    # ---- in
+
+    def add_all(self, signals: Mapping[str, Any]) -> None:
+        if not isinstance(signals, Mapping):
+            raise TypeError(f"signals are {type(signals).__name__}; a mapping of paths to signals "
+                            "is wanted")
+        for path, attributes in getattr(signals, "groups", {}).items():
+            if path:
+                call(lib.talvora_tree_add_group, self.pointer, encode(path, "a path"))
+            self.set_attributes(path, attributes)
+        for path, signal in signals.items():
+            self.add(path, signal if isinstance(signal, Signal) else Signal(signal))
+
+    def add(self, path: str, signal: Signal) -> None:
+        samples = to_floats(np.asarray(signal.samples))
+        self._borrowed.append(samples)
+        described, kept = describe_array(samples)
+        call(lib.talvora_tree_add_set, self.pointer, encode(path, "the path of a signal"), described)
+        self.set_attributes(path, signal.attributes)
+        if signal.rate is not None:
+            self.set_attributes(path, {RATE_NAME: np.float32(signal.rate)})
+
+    def set_attributes(self, path: str, attributes: Mapping[str, Any]) -> None:
+        for name, value in attributes.items():
+            attribute, kept = describe_attribute(name, value)
+            call(lib.talvora_tree_set_attribute, self.pointer, encode(path, "a path"),
+                 encode(name, "the name of an attribute"), attribute)
+
+    # ---- out
+
+    def get_all(self, only_written: bool) -> Signals:
+        signals = Signals()
+        for path, kind in self.list_objects():
+            if kind == lib.TALVORA_GROUP:
+                attributes = self.get_attributes(path)
+                if attributes:
+                    signals.groups[path] = attributes
+            elif not only_written or self.was_written(path):
+                signals[path] = self.get(path)
+        root = self.get_attributes("")
+        if root:
+            signals.groups[""] = root
+        for path, signal in signals.items():
+            signal.rate = find_rate(signals.groups, path, signal)
+        return signals
+
+    def list_objects(self) -> list[tuple[str, int]]:
+        objects: list[tuple[str, int]] = []
+        handle = ffi.new_handle(objects)
+        call(lib.talvora_tree_visit, self.pointer, _take_object, handle)
+        return objects
+
+    def was_written(self, path: str) -> bool:
+        written = ffi.new("int32_t *")
+        call(lib.talvora_tree_was_written, self.pointer, encode(path, "a path"), written)
+        return bool(written[0])
+
+    def get(self, path: str) -> Signal:
+        array = ffi.new("talvora_array *", {"struct_size": ffi.sizeof("talvora_array")})
+        call(lib.talvora_tree_get_set, self.pointer, encode(path, "a path"), array)
+        signal = Signal.__new__(Signal)
+        signal.samples = self._view(array)
+        signal.attributes = self.get_attributes(path)
+        signal.rate = None
+        return signal
+
+    def _view(self, array: Any) -> np.ndarray:
+        """The samples where they lie; they keep the tree."""
+        shape = tuple(ffi.unpack(array.extents, array.rank))
+        size = 4 * int(np.prod(shape, dtype=object))
+        if size == 0:
+            return np.empty(shape, np.float32)
+        owner = ffi.gc(array.samples, lambda _, tree=self: None)
+        return np.frombuffer(ffi.buffer(owner, size), np.float32).reshape(shape)
+
+    def get_attributes(self, path: str) -> dict[str, Any]:
+        names: list[str] = []
+        handle = ffi.new_handle(names)
+        call(lib.talvora_tree_visit_attributes, self.pointer, encode(path, "a path"), _take_name,
+             handle)
+        return {name: self.get_attribute(path, name) for name in names}
+
+    def get_attribute(self, path: str, name: str) -> Any:
+        attribute = ffi.new("talvora_attribute *", {"struct_size": _ATTRIBUTE_SIZE})
+        call(lib.talvora_tree_get_attribute, self.pointer, encode(path, "a path"),
+             encode(name, "the name of an attribute"), attribute)
+        return read_attribute(attribute)
+
+
+def find_rate(groups: Mapping[str, Mapping[str, Any]], path: str, signal: Signal) -> float | None:
+    """The rate of a set, or of the nearest group that it is in; units write NaN where there is
+    none, as of a mean."""
+    holders = [signal.attributes]
+    while path:
+        path = path.rpartition("/")[0]
+        holders.append(groups.get(path, {}))
+    for holder in holders:
+        rate = np.asarray(holder.get(RATE_NAME, "none"))
+        if rate.size == 1 and rate.dtype.kind in "if":
+            return float(rate.item()) if np.isfinite(rate.item()) else None
+    return None
+
+
+# ---- Attributes
+
+
+def describe_attribute(name: str, value: Any) -> tuple[Any, Any]:
+    """The structure of the library, and what has to live as long."""
+    if isinstance(value, np.float32):
+        numbers = ffi.new("double[]", [float(value)])
+        return fill_attribute(lib.TALVORA_FLOAT_NUMBERS, (), numbers=numbers)
+    array = np.asarray(value)
+    shape = array.shape
+    if array.dtype.kind in "iub":
+        integers = ffi.new("int64_t[]", [int(item) for item in array.ravel()])
+        return fill_attribute(lib.TALVORA_INTEGERS, shape, integers=integers)
+    if array.dtype.kind == "f":
+        numbers = ffi.new("double[]", array.astype(np.float64).ravel().tolist())
+        return fill_attribute(lib.TALVORA_NUMBERS, shape, numbers=numbers)
+    if array.dtype.kind in "UO" and all(isinstance(item, str) for item in array.flat):
+        texts = [ffi.new("char[]", encode(item, f"the attribute {name}")) for item in array.flat]
+        attribute, kept = fill_attribute(lib.TALVORA_TEXTS, shape,
+                                         texts=ffi.new("char *[]", texts))
+        return attribute, (kept, texts)
+    raise TypeError(f"the attribute {name} is {value!r}; whole numbers, numbers or texts are wanted")
+
+
+def fill_attribute(kind: int, shape: tuple[int, ...], **values: Any) -> tuple[Any, Any]:
+    extents = ffi.new("int64_t[]", shape)
+    attribute = ffi.new("talvora_attribute *", {
+        "struct_size": _ATTRIBUTE_SIZE, "type": kind, "rank": len(shape), "extents": extents,
+        **values})
+    return attribute, (extents, values)
+
+
+def read_attribute(attribute: Any) -> Any:
+    shape = tuple(ffi.unpack(attribute.extents, attribute.rank)) if attribute.rank > 0 else ()
+    count = int(np.prod(shape, dtype=object))
+    if attribute.type == lib.TALVORA_INTEGERS:
+        values = np.array(ffi.unpack(attribute.integers, count), np.int64)
+    elif attribute.type == lib.TALVORA_TEXTS:
+        values = np.array([decode(text) for text in ffi.unpack(attribute.texts, count)], object)
+    else:
+        values = np.array(ffi.unpack(attribute.numbers, count), np.float64)
+    if shape:
+        return values.reshape(shape).tolist() if values.dtype == object else values.reshape(shape)
+    if attribute.type == lib.TALVORA_FLOAT_NUMBERS:
+        return np.float32(values[0])
+    return values[0] if values.dtype == object else values[0].item()
