@@ -13,7 +13,7 @@ double* RowBuffer::reserve(std::size_t count) {
         lines_ = std::make_unique_for_overwrite<CacheLine[]>(line_count);
         line_count_ = line_count;
     }
-    return lines_[0].values;
+    return line_count_ > 0 ? lines_[0].values : nullptr;
 }
 
 } // namespace talvora::dsp

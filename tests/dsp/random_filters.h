@@ -49,9 +49,9 @@ class RandomFilters {
     std::vector<Sample> samples(std::size_t sample_count) {
         using Limits = std::numeric_limits<Sample>;
         std::vector<Sample> samples(sample_count);
-        const double scale = one_in(4) ? std::pow(10.0, number(std::log10(Limits::denorm_min()),
-                                                               std::log10(Limits::max())))
-                                       : 1.0;
+        const double least = std::log10(static_cast<double>(Limits::denorm_min()));
+        const double most = std::log10(static_cast<double>(Limits::max()));
+        const double scale = one_in(4) ? std::pow(10.0, number(least, most)) : 1.0;
         for (Sample& sample : samples) {
             sample = static_cast<Sample>(scale * number(-1.0, 1.0));
         }
