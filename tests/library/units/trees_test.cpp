@@ -11,8 +11,6 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-constexpr float MISSING = std::numeric_limits<float>::quiet_NaN();
-
 TEST(Trees, BorrowRowMajorFloats) {
     Tree tree;
     const Floats samples = {1, 2, 3, 4, 5, 6};
