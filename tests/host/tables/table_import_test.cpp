@@ -411,7 +411,8 @@ TEST(ImportTable, HintsAtHowTheFormatWritesNumbers) {
     EXPECT_THAT(failure_of("t,note\n0,left\n1,right\n").hints(),
                 ElementsAre("numbers have a decimal point; columns are parted by ',', ';' or a "
                             "tab"));
-    EXPECT_THAT(failure_of("t,note,X\n0,left,1\n1,right,2\n", {.sets = {{"A", {"note"}}}}).hints(),
+    const ImportOptions of_notes{.sets = {{"A", {"note"}}}, .sample_rate = {}, .time_column = {}};
+    EXPECT_THAT(failure_of("t,note,X\n0,left,1\n1,right,2\n", of_notes).hints(),
                 ElementsAre("numbers have a decimal point, whatever the locale"));
     NumberTable table = make_table(std::vector<std::string>{"t", "note"}, "walk.xyz");
     add_row(table, std::vector<std::string>{"0", "left"}, "walk.xyz");
