@@ -76,7 +76,8 @@ inline std::vector<double> impulse_response(const std::vector<double>& b,
 // is lost comes out through 1 / A(z), whose response sums up to G. The second pass
 // multiplies the error of the first by H and adds its own, made of samples H times as large.
 inline double bound_of_rounding(const AnyFilter& filter, double magnitude) {
-    const auto& [b, a, steady_state] = filter.prepared;
+    const std::vector<double>& b = filter.prepared.b;
+    const std::vector<double>& a = filter.prepared.a;
     const double h = sum_of_magnitudes(impulse_response(b, a));
     const double g = sum_of_magnitudes(impulse_response({1.0}, a));
     const double state = sum_of_magnitudes(b) + sum_of_magnitudes(a) * h;
@@ -90,7 +91,8 @@ inline double bound_of_rounding(const AnyFilter& filter, double magnitude) {
 // other, by as many of G (A + B) in each pass, since the sum of a is no less than 1 / G.
 inline double bound_for_constant(const AnyFilter& filter, double magnitude) {
     constexpr double ROUNDINGS_OF_A_COEFFICIENT = 16.0;
-    const auto& [b, a, steady_state] = filter.prepared;
+    const std::vector<double>& b = filter.prepared.b;
+    const std::vector<double>& a = filter.prepared.a;
     const double g = sum_of_magnitudes(impulse_response({1.0}, a));
     const double gain = ROUNDINGS_OF_A_COEFFICIENT * std::numeric_limits<double>::epsilon() * g *
                         (sum_of_magnitudes(a) + sum_of_magnitudes(b));

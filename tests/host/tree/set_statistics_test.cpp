@@ -45,7 +45,7 @@ TEST(SetStatistics, KeepsEveryDigitOfIntegers) {
     EXPECT_EQ(numbers.greatest, SampleValue(std::int64_t{9007199254740993}));
     EXPECT_EQ(numbers.missing_count, 0U);
     const std::uint64_t large = 18446744073709551615U;
-    EXPECT_EQ(measure_samples(std::vector<std::uint64_t>{large}).max, SampleValue(large));
+    EXPECT_EQ(measure_samples(std::vector<std::uint64_t>{large}).greatest, SampleValue(large));
 }
 
 } // namespace
