@@ -21,6 +21,11 @@ std::vector<GuardFinding> find_time_first_sets(const GuardedStep& step);
 // in a row, or gaps would be filled along a dimension that seems to be no time.
 std::vector<GuardFinding> find_mixed_components(const GuardedStep& step);
 
+// Before samples: one for each set that the step would reduce along another dimension than the
+// last: the unit's request for a line has the new length in another place than the count of that,
+// so the samples that are kept come to lie elsewhere, or the request fits no set.
+std::vector<GuardFinding> find_misplaced_samples(const GuardedStep& step);
+
 // One for each set of numbers that is chosen and not taken. Before samples: those in a source
 // group, or that a pattern matches, that units are not offered; after the step: those that the unit
 // left.

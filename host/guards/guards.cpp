@@ -31,6 +31,10 @@ constexpr Guard GUARDS[] = {
      "the filter takes samples of several components in a row, for its axis is not the last, or "
      "gaps are filled from other components",
      find_mixed_components},
+    {"misplaced-samples",
+     "a set is reduced along another dimension than the last, and what is kept of it is written to "
+     "wrong places",
+     find_misplaced_samples},
     {"passed-over", "a set was chosen, and the step did not take it", find_untakable_sets,
      find_left_sets},
     {"time-base", "the samples of a set take another time at its new rate than they took before",

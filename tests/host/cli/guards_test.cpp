@@ -272,6 +272,24 @@ TEST_F(Guards, RefuseAFilterAcrossComponents) {
     expect_refused(filter("Axis=1"), "nothing-done: ");
 }
 
+TEST_F(Guards, RefuseToKeepSamplesInWrongPlaces) {
+    {
+        Hdf5Tree tree(folder_ / "walk.h5", Hdf5Access::ReadWrite);
+        const ObjectId set = tree.create_dataset(tree.root(), "All/X", {100, 60, 40});
+        tree.write_attribute(set, "SampleRate", 100.0F);
+        const ObjectId hint = tree.create_group(tree.root(), "Hint");
+        tree.write_attribute(hint, "SampleRate", 50.0F);
+        tree.close();
+    }
+    const auto reduce = [&](const char* axis) {
+        return run_unit("apply-set-downsample", {"SourceGroup=All", "HintGroup=Hint", axis});
+    };
+    expect_refused(reduce("Axis=0"), "misplaced-samples: All/X: of [100, 60, 40] the samples along "
+                                     "dimension 0 are kept by requests that ");
+    expect_refused(reduce("Axis=1"), "along dimension 1 are kept by requests that ");
+    EXPECT_EQ(reduce("Axis=-1").exit_code, 0);
+}
+
 TEST_F(Guards, RefuseToPassOverASetWithoutAWord) {
     const hid_t file = H5Fopen((folder_ / "walk.h5").c_str(), H5F_ACC_RDWR, H5P_DEFAULT);
     const hid_t space = H5Screate(H5S_SCALAR);
