@@ -80,10 +80,13 @@ float interpolate_ranks(std::span<const float> sorted, float percent) {
     }
     const auto lower = static_cast<double>(sorted[k]);
     const auto upper = static_cast<double>(sorted[k + 1]);
+    if (std::isnan(lower)) {
+        return quieted(sorted[k]);
+    }
     const auto beyond =
         static_cast<double>(percent - percent_of_rank(static_cast<double>(lower_rank), count));
     return made_sample(static_cast<float>(beyond * (count / 100.0) * (upper - lower) + lower),
-                       sorted[k], sorted[k + 1]);
+                       sorted[k + 1]);
 }
 
 } // namespace

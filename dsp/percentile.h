@@ -13,7 +13,7 @@ namespace talvora::dsp {
 //
 // `values` is not empty and `percent` lies in [0, 100]. NaNs are not set apart: the
 // values are sorted as if they were numbers, and the result then depends on where the
-// NaNs stand. Allocates a copy of the values.
+// NaNs stand; of two between which it lies it is the lower one. Allocates a copy of the values.
 float percentile(std::span<const float> values, float percent);
 
 } // namespace talvora::dsp

@@ -16,10 +16,6 @@ auto map_vector(std::span<const float> samples) {
                                              static_cast<Eigen::Index>(samples.size()));
 }
 
-bool has_missing(std::span<const float> samples) {
-    return std::ranges::any_of(samples, [](float sample) { return std::isnan(sample); });
-}
-
 float sum_squared_deviations(std::span<const float> samples, float mean) {
     return (map_vector(samples).array() - mean).square().sum();
 }
@@ -40,8 +36,11 @@ float compute_standard_deviation(std::span<const float> samples) {
 }
 
 float compute_signal_to_noise(std::span<const float> samples) {
-    const float ratio = compute_mean(samples) / compute_standard_deviation(samples);
-    return has_missing(samples) ? ratio : made_sample(ratio);
+    const auto missing =
+        std::ranges::find_if(samples, [](float sample) { return std::isnan(sample); });
+    return missing != samples.end()
+               ? quieted(*missing)
+               : made_sample(compute_mean(samples) / compute_standard_deviation(samples));
 }
 
 } // namespace talvora::dsp

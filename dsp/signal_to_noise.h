@@ -15,7 +15,8 @@ float compute_mean(std::span<const float> samples);
 // With n - 1 in the denominator; 0 for a single sample.
 float compute_standard_deviation(std::span<const float> samples);
 
-// Mean over standard deviation; infinite or NaN when nothing deviates.
+// Mean over standard deviation; infinite or NaN when nothing deviates. Where samples are NaN it is
+// the first of these, quiet.
 float compute_signal_to_noise(std::span<const float> samples);
 
 } // namespace talvora::dsp

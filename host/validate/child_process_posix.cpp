@@ -252,6 +252,7 @@ ChildOutcome run_child(const std::vector<std::string>& command, std::chrono::mil
     KeptOutput output;
     outcome.end = follow(child, pipe.ends[0], end, output);
     kill(-child, SIGKILL); // before it is let go: its number is that of its group
+    kill(child, SIGKILL);  // which it has not joined yet where an emulator does not wait for that
     int status = 0;
     waitpid(child, &status, 0);
     outcome.left_processes = strays.end();

@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
+#include <cstdint>
 #include <limits>
 #include <numeric>
 #include <vector>
@@ -68,6 +70,16 @@ TEST(Percentile, SortsNaNsAsTheQuicksortMeetsThem) {
     EXPECT_EQ(percentile(std::vector<float>{1, 5, NaN}, 50), 1.0F);
     EXPECT_TRUE(std::isnan(percentile(std::vector<float>{5, NaN, 1}, 50)));
     EXPECT_EQ(percentile(std::vector<float>{NaN, 5, 1}, 50), 5.0F);
+}
+
+// The sort changes their places.
+TEST(Percentile, IsTheLowerOfTwoNaNsBetweenWhichItLies) {
+    constexpr auto LOWER = std::bit_cast<float>(0x7FC12345U);
+    constexpr auto UPPER = std::bit_cast<float>(0xFFD00001U);
+    for (const float percent : {40.0F, 50.0F, 60.0F}) {
+        const float found = percentile(std::vector<float>{UPPER, LOWER}, percent);
+        EXPECT_EQ(std::bit_cast<std::uint32_t>(found), 0x7FC12345U) << percent;
+    }
 }
 
 TEST(Percentile, AgreesWithASortOfAnyOrder) {

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cmath>
+#include <cstdint>
 #include <limits>
 #include <vector>
 
@@ -56,6 +58,22 @@ TEST(ComputeSignalToNoise, IsInfiniteWhenNothingDeviates) {
 TEST(ComputeSignalToNoise, IsNaNForZeros) {
     EXPECT_TRUE(std::isnan(compute_signal_to_noise(std::vector<float>{0, 0})));
     EXPECT_TRUE(std::isnan(compute_signal_to_noise(std::vector<float>{0})));
+}
+
+// Of two that meet in a sum the processors do not take the same one, and what inf - inf gives has
+// another sign on each.
+TEST(ComputeSignalToNoise, IsTheFirstNaNAmongTheSamples) {
+    constexpr auto QUIET = std::bit_cast<float>(0x7FC12345U);
+    constexpr auto NEGATIVE = std::bit_cast<float>(0xFFD00001U);
+    constexpr auto bits = [](const std::vector<float>& samples) {
+        return std::bit_cast<std::uint32_t>(compute_signal_to_noise(samples));
+    };
+    EXPECT_EQ(bits({1, QUIET, 2, NEGATIVE, 3, 4, 5, 6, 7, 8}), 0x7FC12345U);
+    EXPECT_EQ(bits({NEGATIVE, QUIET, 1, 2, 3, 4, 5, 6, 7, QUIET}), 0xFFD00001U);
+    EXPECT_EQ(bits({1, 2, 3, 4, QUIET, NEGATIVE, NEGATIVE, 5, NEGATIVE, NEGATIVE}), 0x7FC12345U);
+    EXPECT_EQ(bits({INF, QUIET, -INF, 1}), 0x7FC12345U);
+    EXPECT_EQ(bits({1, 2, -INF, INF, -INF, INF, QUIET, 3}), 0x7FC12345U);
+    EXPECT_EQ(bits({QUIET}), 0x7FC12345U);
 }
 
 } // namespace
