@@ -18,7 +18,7 @@
 namespace talvora::library {
 namespace {
 
-[[noreturn]] void refuse_missing(talvora_tree& tree, std::string_view what,
+[[noreturn]] void refuse_missing(const talvora_tree& tree, std::string_view what,
                                  const std::string& path) {
     const host::Failure nearest = host::explain_no_match(*tree.objects, path, "");
     throw CallError(TALVORA_NOT_FOUND,

@@ -83,7 +83,8 @@ void run_blocks(const WorkerPlan& plan, const std::function<BlockWork()>& make_w
     ask_caller();
     BlockQueue queue(plan.block_count);
     {
-        std::vector<std::jthread> threads; // joined at the end
+        // cppcheck-suppress variableScope; they are joined where it ends
+        std::vector<std::jthread> threads;
         const std::size_t worker_count = std::min(plan.worker_count, plan.block_count);
         if (worker_count > 1) {
             start_threads(threads, worker_count - 1, [&] { queue.work_off(make_work, [] {}); });
