@@ -102,13 +102,13 @@ host::LineRoundings round_doubles(const ArrayView& view, std::span<float> rounde
 
 SetSamples take_doubles(const ArrayView& view, const std::string& path) {
     auto samples = host::make_sample_room<float>(to_extents(view), path);
-    host::SetRounding rounding = round_doubles(view, samples).sum_up();
+    const host::SetRounding rounding = round_doubles(view, samples).sum_up();
     if (std::isinf(rounding.change.largest_change)) {
         throw InvalidArgument(
             fmt::format("'{}' has finite samples beyond the largest 32-bit float, {:.6g}", path,
                         std::numeric_limits<float>::max()));
     }
-    return {to_extents(view), host::SharedSamples(std::move(samples)), std::move(rounding)};
+    return {to_extents(view), host::SharedSamples(std::move(samples)), rounding};
 }
 
 } // namespace

@@ -78,7 +78,7 @@ fs::path find_own_plugin() {
     const fs::path own_folder = find_own_folder();
     std::vector<std::string> places;
     for (const char* folder : OWN_PLUGIN_FOLDERS) {
-        const fs::path file = (own_folder / folder / OWN_PLUGIN).lexically_normal();
+        fs::path file = (own_folder / folder / OWN_PLUGIN).lexically_normal();
         std::error_code ignored;
         if (fs::is_regular_file(file, ignored)) {
             return file;
