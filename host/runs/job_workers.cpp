@@ -2,6 +2,7 @@
 
 #include "host/hdf5/hdf5_tree.h"
 #include "host/runs/output_files.h"
+#include "host/runs/publish_result.h"
 #include "host/runs/worker_failure.h"
 #include "host/system/pending_cleanup.h"
 #include "host/system/safe_write.h"
@@ -20,20 +21,34 @@ std::string name_file(const Job& job, const WorkerEnd& end) {
     return in_output ? job.output.string() + ": " : "";
 }
 
-std::vector<OutputBefore> look_at_outputs(std::span<const Job> jobs) {
-    std::vector<OutputBefore> outputs;
+struct PlacesBefore {
+    OutputBefore output;
+    OutputBefore backup;
+};
+
+std::vector<PlacesBefore> look_at_places(std::span<const Job> jobs) {
+    std::vector<PlacesBefore> places;
     for (const Job& job : jobs) {
-        outputs.emplace_back(job.output);
+        places.push_back({OutputBefore(job.output), OutputBefore(backup_of(job.input))});
     }
-    return outputs;
+    return places;
 }
 
-EarlyEnd explain(const Job& job, bool written, const WorkerEnd& end, const WorkerLimits& limits) {
+// What stands in the place of a job's files.
+struct Places {
+    bool has_new_output;
+    bool has_new_backup;
+};
+
+EarlyEnd explain(const Job& job, const Places& places, const WorkerEnd& end,
+                 const WorkerLimits& limits) {
+    const bool written = places.has_new_output;
     const Failure failure = explain_end(end, limits);
     const std::string_view of_output = written ? OUTPUT_IS_WRITTEN : "the output is as it was";
+    const bool left_backup = places.has_new_backup && !written;
     return {Failure(failure.code(),
                     fmt::format("{}{}; {}", name_file(job, end), failure.what(), of_output),
-                    failure.hints()),
+                    left_backup ? explain_left_backup(job.input) : failure.hints()),
             written};
 }
 
@@ -49,9 +64,12 @@ int work_in_child(const Job& job, const JobWork& work, const SendLine& send) {
 
 void do_jobs(std::span<const Job> jobs, const JobWork& work, const JobWorkers& workers,
              const JobCalls& calls) {
-    const std::vector<OutputBefore> outputs = look_at_outputs(jobs);
+    const std::vector<PlacesBefore> before = look_at_places(jobs);
     const auto is_written = [&](std::size_t i) {
-        return !work.dry_run && outputs[i].is_replaced();
+        return !work.dry_run && before[i].output.is_replaced();
+    };
+    const auto has_new_backup = [&](std::size_t i) {
+        return work.backup && !work.dry_run && before[i].backup.is_replaced();
     };
     const WorkerCalls worker_calls = {
         .work = [&](std::size_t i,
@@ -61,7 +79,8 @@ void do_jobs(std::span<const Job> jobs, const JobWork& work, const JobWorkers& w
         .take_end =
             [&](std::size_t i, const WorkerEnd& end) {
                 sweep_beside(jobs[i].output);
-                calls.take_end(i, explain(jobs[i], is_written(i), end, workers.limits));
+                calls.take_end(
+                    i, explain(jobs[i], {is_written(i), has_new_backup(i)}, end, workers.limits));
             },
         .tick = calls.tick};
     start_hdf5_library(); // once, not in each worker

@@ -54,10 +54,27 @@ void publish_with_backup(PendingFile& result, const ResultSource& source,
         take_back(backup, backup_of(source.input), tell_notes);
         throw;
     }
-    backup.let_go();
+    if (!backup.let_go()) {
+        tell_notes({fmt::format("{}: cannot be removed; it is the backup that was replaced",
+                                backup.kept().string())});
+    }
 }
 
 } // namespace
+
+std::vector<std::string> explain_left_backup(const std::filesystem::path& input) {
+    const std::filesystem::path backup = backup_of(input);
+    const std::filesystem::path older = kept_name_of(backup);
+    std::vector<std::string> hints = {
+        fmt::format("'{}' was made before: it holds the same as '{}'; move or remove it",
+                    backup.string(), input.string())};
+    std::error_code ignored;
+    if (std::filesystem::exists(older, ignored)) {
+        hints.push_back(fmt::format("'{}' is the backup that stood there: give it back its name",
+                                    older.string()));
+    }
+    return hints;
+}
 
 void publish_result(PendingFile& result, const ResultSource& source, const TellNotes& tell_notes) {
     if (source.backup) {

@@ -20,6 +20,10 @@ struct ResultSource {
     bool replace_backup = false;
 };
 
+// What to do with the backup of a worker that was killed when it was in its place and the result
+// not yet.
+std::vector<std::string> explain_left_backup(const std::filesystem::path& input);
+
 // Publishes the result; `tell_notes` gets what people should know, a sentence each. The backup is
 // in its place before what it keeps is replaced, and stays only when it is. Throws a Failure;
 // nothing has changed then.

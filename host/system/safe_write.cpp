@@ -20,6 +20,7 @@
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
+#include <utility>
 
 namespace talvora::host {
 namespace {
@@ -96,7 +97,8 @@ void make_folders(const fs::path& folder, std::vector<std::string>& notes) {
 // look at the destination just before that keeps from replacing one.
 int link_or_rename(const char* from, const char* to) {
     if (link(from, to) == 0) {
-        return unlink(from);
+        unlink(from); // whether it goes or not: the file has its name
+        return 0;
     }
     return errno == EPERM || errno == EOPNOTSUPP ? std::rename(from, to) : -1;
 }
@@ -115,10 +117,6 @@ int rename_over(const fs::path& from, const fs::path& to, bool replace) {
 bool name_otherwise(const fs::path& from, const fs::path& to) {
     return link(from.c_str(), to.c_str()) == 0 ||
            (errno != EEXIST && rename_over(from, to, false) == 0);
-}
-
-fs::path kept_name_of(const fs::path& destination) {
-    return destination.string() + ".older";
 }
 
 void refuse_kept(const fs::path& kept) {
@@ -162,6 +160,10 @@ void refuse_open_for_writing(const fs::path& file) {
 }
 
 } // namespace
+
+fs::path kept_name_of(const fs::path& destination) {
+    return destination.string() + ".older";
+}
 
 void check_destination(const fs::path& destination, const WriteOptions& options) {
     const fs::path folder = folder_of(follow_links(destination));
@@ -311,7 +313,10 @@ std::vector<std::string> PendingFile::publish() {
     }
     take_place();
     sync_folder_of(destination_, notes_);
-    lock_.reset();
+    if (!lock_->let_go()) {
+        notes_.push_back(fmt::format("{}: its lock file '{}' cannot be removed",
+                                     destination_.string(), lock_->name()));
+    }
     return std::move(notes_);
 }
 
@@ -369,11 +374,9 @@ bool PendingFile::put_back() {
     return true;
 }
 
-void PendingFile::let_go() {
-    if (keeps_replaced_) {
-        unlink(kept_.c_str());
-        keeps_replaced_ = false;
-    }
+bool PendingFile::let_go() {
+    const bool keeps = std::exchange(keeps_replaced_, false);
+    return !keeps || unlink(kept_.c_str()) == 0;
 }
 
 bool PendingFile::take_back() {

@@ -27,10 +27,13 @@
 
 namespace talvora::host {
 
+// The name by which a destination is kept that is replaced: NAME.older.
+std::filesystem::path kept_name_of(const std::filesystem::path& destination);
+
 struct WriteOptions {
     bool replace = false;     // an existing destination
     bool make_folder = false; // of the destination, where there is none
-    // What is replaced stays beside the destination, as NAME.older, until take_back or let_go. A
+    // What is replaced stays beside the destination (kept_name_of) until take_back or let_go. A
     // file that has this name already is neither replaced nor removed.
     bool keep_replaced = false;
     // Whose rights and attributes a new destination takes; empty: as the process makes files.
@@ -86,8 +89,8 @@ class PendingFile {
     // that cannot be; what was kept stays under the name that it has then.
     bool take_back();
 
-    // Removes what was kept.
-    void let_go();
+    // Removes what was kept. False where that cannot be.
+    bool let_go();
 
     // The name by which that is found which is kept.
     const std::filesystem::path& kept() const { return kept_; }

@@ -20,6 +20,7 @@
 #include <system_error>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 
 namespace talvora::host {
 namespace {
@@ -258,17 +259,20 @@ WriterLock::WriterLock(const fs::path& destination)
 }
 
 WriterLock::~WriterLock() {
+    let_go();
+}
+
+bool WriterLock::let_go() {
     if (!is_held()) {
-        return;
+        return true;
     }
     const SignalsHeldBack held_back;
+    const bool is_gone = note_ < 0 || unlink(name_.c_str()) == 0;
+    close(std::exchange(file_, -1));
     if (note_ >= 0) {
-        unlink(name_.c_str());
+        forget_pending_file(std::exchange(note_, -1));
     }
-    close(file_);
-    if (note_ >= 0) {
-        forget_pending_file(note_);
-    }
+    return is_gone;
 }
 
 void sweep_dead_files_in(const fs::path& folder) {

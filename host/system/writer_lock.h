@@ -29,8 +29,13 @@ class WriterLock {
     WriterLock& operator=(const WriterLock&) = delete;
     ~WriterLock();
 
-    // False where the file system knows no locks.
+    // False where the file system knows no locks, and once it was let go.
     bool is_held() const { return file_ >= 0; }
+
+    const std::string& name() const { return name_; }
+
+    // False where the lock is no more but its file stays, which the next run takes over.
+    bool let_go();
 
   private:
     std::string name_;

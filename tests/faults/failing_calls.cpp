@@ -34,10 +34,23 @@
 
 namespace {
 
-enum class Kind { Open, Read, Write, Sync, Rename, Truncate, Close, Lock, MakeFolder, Link, Spoil };
+enum class Kind {
+    Open,
+    Read,
+    Write,
+    Sync,
+    Rename,
+    Truncate,
+    Close,
+    Lock,
+    MakeFolder,
+    Link,
+    Unlink,
+    Spoil
+};
 
 constexpr std::string_view KINDS[] = {"open",  "read", "write", "sync", "rename", "truncate",
-                                      "close", "lock", "mkdir", "link", "spoil"};
+                                      "close", "lock", "mkdir", "link", "unlink", "spoil"};
 constexpr std::size_t KIND_COUNT = std::size(KINDS);
 constexpr std::size_t COUNT_BYTES = (KIND_COUNT + 1) * sizeof(std::uint64_t);
 
@@ -310,6 +323,11 @@ int renameat2(int from_base, const char* from, int to_base, const char* to, unsi
 
 int link(const char* from, const char* to) {
     return call_or_end(Kind::Link, names_ours(AT_FDCWD, to), [&] { return NEXT(link)(from, to); });
+}
+
+int unlink(const char* path) {
+    return call_or_end(Kind::Unlink, names_ours(AT_FDCWD, path),
+                       [&] { return NEXT(unlink)(path); });
 }
 
 int ftruncate(int file, off_t length) {

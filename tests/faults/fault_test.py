@@ -30,12 +30,13 @@ import h5py
 import numpy
 
 KINDS = ["open", "read", "write", "sync", "rename", "truncate", "close", "lock", "mkdir",
-         "link", "spoil"]
-# What the system answers where a disk is full or breaks.
+         "link", "unlink", "spoil"]
+# What the system answers where a disk is full or breaks. A file that cannot be removed is left,
+# whatever a program does; killed_test.py asks that it is told.
 ERRORS = {"open": [errno.EIO], "read": [errno.EIO], "write": [errno.ENOSPC, errno.EIO],
           "sync": [errno.EIO], "rename": [errno.EIO], "truncate": [errno.ENOSPC],
           "close": [errno.EIO], "lock": [errno.ENOLCK, errno.EIO], "mkdir": [errno.ENOSPC],
-          "link": [errno.EIO, errno.EPERM], "spoil": [0]}
+          "link": [errno.EIO, errno.EPERM], "unlink": [], "spoil": [0]}
 SAMPLED_POSITIONS = 5
 TIME_LIMIT = 60
 

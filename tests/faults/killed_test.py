@@ -74,7 +74,9 @@ class KilledBehindTheRename(unittest.TestCase):
                             plan="rename:1:0:kill")
         self.assertEqual(self.failed_count, 1)
         self.assertEqual(done.returncode, 4, done.stderr)
-        self.assertIn("; the output is as it was\n", done.stderr)
+        self.assertIn("; the output is as it was\n"
+                      "hint: 'one.h5.bak' was made before: it holds the same as 'one.h5'; "
+                      "move or remove it\n", done.stderr)
         self.assertEqual((self.folder / "failed.txt").read_text(), "one.h5\n")
         self.assertEqual(self.samples("one.h5"), [1, -2, 3])
 
@@ -109,6 +111,33 @@ class KilledBehindTheRename(unittest.TestCase):
                 else:
                     self.assertIn("; the output is as it was\n", done.stderr)
                     self.assertEqual(left["one.h5"], before)
+
+    def test_an_older_backup_that_a_killed_run_kept_is_told(self):
+        _, done = self.replace_backup("rename:1:0:kill")
+        self.assertIn("'one.h5.bak.older' is the backup that stood there: give it back its name\n",
+                      done.stderr)
+
+    def test_without_a_backup_that_was_made_none_is_told(self):
+        _, done = self.replace_backup("link:1:0:kill")
+        self.assertEqual(done.returncode, 4)
+        self.assertNotIn("was made before", done.stderr)
+
+    def test_what_cannot_be_removed_is_told(self):
+        before, done = self.replace_backup("unlink:1:5:always")
+        self.assertEqual(done.returncode, 0, done.stderr)
+        self.assertEqual(self.samples("one.h5"), [1, 2, 3])
+        for left, text in (("one.h5.bak.older",
+                            "one.h5.bak.older: cannot be removed; it is the backup that was "
+                            "replaced"),
+                           (".one.h5.talvora-lock",
+                            "one.h5: its lock file './.one.h5.talvora-lock' cannot be removed"),
+                           (".one.h5.bak.talvora-lock",
+                            "one.h5.bak: its lock file './.one.h5.bak.talvora-lock' cannot be "
+                            "removed")):
+            with self.subTest(left):
+                self.assertIn(left, self.contents())
+                self.assertIn(text, done.stderr)
+        self.assertEqual(self.contents()["one.h5.bak"], before)
 
     def test_what_a_killed_run_kept_is_not_replaced(self):
         before, _ = self.replace_backup("rename:1:0:kill")
