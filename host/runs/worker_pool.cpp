@@ -17,6 +17,7 @@
 #include <poll.h>
 #include <sys/wait.h>
 #include <system_error>
+#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -74,6 +75,14 @@ void keep_small_memory() {
     mallopt(M_ARENA_MAX, 1);
 }
 
+// Where the system does not tell which stream has something to read, all are tried.
+void wait_for_any(std::vector<pollfd>& streams) {
+    if (poll(streams.data(), streams.size(), TICK_MILLISECONDS) < 0) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(TICK_MILLISECONDS));
+        std::ranges::for_each(streams, [](pollfd& stream) { stream.revents = POLLIN; });
+    }
+}
+
 // One that is stopped takes no other signal.
 void interrupt(pid_t process) {
     kill(process, SIGTERM);
@@ -127,6 +136,7 @@ class WorkerPool {
             work(index, ends[1]);
         }
         close(ends[1]);
+        fcntl(ends[0], F_SETFL, O_NONBLOCK);
         if (process < 0) {
             close(ends[0]);
             fail("no further process can be started");
@@ -160,7 +170,7 @@ class WorkerPool {
         for (const Worker& worker : workers_) {
             streams.push_back({worker.stream, POLLIN, 0});
         }
-        poll(streams.data(), streams.size(), TICK_MILLISECONDS);
+        wait_for_any(streams);
         throw_if_interrupted(); // before the end of a worker that the same signal ended
         for (std::size_t i = streams.size(); i-- > 0;) {
             if (streams[i].revents != 0 && !take_lines(workers_[i])) {

@@ -6,7 +6,9 @@
 #include <csignal>
 #include <cstdlib>
 #include <new>
+#include <optional>
 #include <string>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -57,6 +59,47 @@ TEST(WorkerPool, PassesLinesAndTheExitStatusOn) {
     EXPECT_THAT(ran.lines, ElementsAre("one", "two"));
     EXPECT_EQ(WEXITSTATUS(ran.end.wait_status), 3);
     EXPECT_EQ(ran.end.given_up, GivenUp::Not);
+}
+
+// poll() refuses more descriptors than a process may open.
+class NoDescriptors {
+  public:
+    NoDescriptors() {
+        getrlimit(RLIMIT_NOFILE, &before_);
+        const rlimit none{0, before_.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &none);
+    }
+    NoDescriptors(const NoDescriptors&) = delete;
+    NoDescriptors& operator=(const NoDescriptors&) = delete;
+    ~NoDescriptors() { setrlimit(RLIMIT_NOFILE, &before_); }
+
+  private:
+    rlimit before_{};
+};
+
+TEST(WorkerPool, TakesWhatCameWhereItCannotWaitForIt) {
+    std::optional<NoDescriptors> no_descriptors;
+    std::vector<std::string> lines;
+    std::optional<WorkerEnd> ended;
+    run_workers(1, 1, {},
+                {.work =
+                     [](std::size_t, const SendLine& send) {
+                         std::this_thread::sleep_for(PAUSE); // until the first tick has come
+                         send("one");
+                         return 3;
+                     },
+                 .take_line = [&](std::size_t, const std::string& line) { lines.push_back(line); },
+                 .take_end = [&](std::size_t, const WorkerEnd& end) { ended = end; },
+                 .tick =
+                     [&] {
+                         if (!no_descriptors) {
+                             no_descriptors.emplace();
+                         }
+                     }});
+    EXPECT_TRUE(no_descriptors);
+    EXPECT_THAT(lines, ElementsAre("one"));
+    ASSERT_TRUE(ended);
+    EXPECT_EQ(WEXITSTATUS(ended->wait_status), 3);
 }
 
 TEST(WorkerPool, KnowsWhereAWorkerWasWhenItCrashed) {
