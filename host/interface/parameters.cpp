@@ -113,9 +113,10 @@ std::string_view take_until(std::string_view& text, std::string_view separator) 
 // Words
 
 // Reads the words of one unit, collecting what is wrong with them.
-class WordReader {
+class ParameterWordReader {
   public:
-    explicit WordReader(std::span<const ParameterSignature> signatures) : signatures_(signatures) {}
+    explicit ParameterWordReader(std::span<const ParameterSignature> signatures)
+        : signatures_(signatures) {}
 
     void read(std::string_view word) {
         const std::string_view key = take_until(word, "=");
@@ -296,7 +297,7 @@ bool is_parameter_word(std::string_view word) {
 
 ParameterValues read_parameters(std::span<const ParameterSignature> signatures,
                                 std::span<const std::string> words) {
-    WordReader reader(signatures);
+    ParameterWordReader reader(signatures);
     for (const std::string& word : words) {
         reader.read(word);
     }
