@@ -85,7 +85,7 @@ class Butterworth : public ::testing::Test {
 
 // --- agreement with an independent tool
 
-struct Case {
+struct GoldenCase {
     std::string form;
     std::int64_t order = 0;
     double cutoff = 0;
@@ -106,10 +106,11 @@ std::vector<float> read_samples(std::istream& file) {
     return samples;
 }
 
-std::vector<Case> read_cases() {
+std::vector<GoldenCase> read_cases() {
     std::ifstream file(TALVORA_BUTTERWORTH_GOLDEN);
-    std::vector<Case> cases;
-    for (Case next; file >> next.form >> next.order >> next.cutoff >> next.width >> next.rate;) {
+    std::vector<GoldenCase> cases;
+    for (GoldenCase next;
+         file >> next.form >> next.order >> next.cutoff >> next.width >> next.rate;) {
         file >> std::ws;
         next.input = read_samples(file);
         next.expected = read_samples(file);
@@ -130,9 +131,9 @@ void expect_samples_near(const std::vector<float>& samples, const std::vector<fl
 }
 
 TEST_F(Butterworth, AgreesWithSciPyOnEveryForm) {
-    const std::vector<Case> cases = read_cases();
+    const std::vector<GoldenCase> cases = read_cases();
     ASSERT_EQ(cases.size(), 5U);
-    for (const Case& golden : cases) {
+    for (const GoldenCase& golden : cases) {
         SCOPED_TRACE(golden.form + " of order " + std::to_string(golden.order));
         ASSERT_EQ(golden.input.size(), 360U);
         const std::string path = "set" + std::to_string(&golden - cases.data());
