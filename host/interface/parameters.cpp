@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <array>
 #include <functional>
+#include <iterator>
 #include <set>
 #include <utility>
 
@@ -38,6 +39,7 @@ const TypeRow& row_of(ParameterType type) {
 
 std::string describe_types() {
     std::vector<std::string> names;
+    names.reserve(std::size(TYPES));
     for (const TypeRow& row : TYPES) {
         names.emplace_back(row.name);
     }
@@ -76,6 +78,7 @@ std::string format_item(double number) {
 template <typename Item>
 std::string format_item(const std::vector<Item>& items) {
     std::vector<std::string> texts;
+    texts.reserve(items.size());
     for (const Item& item : items) {
         texts.push_back(format_item(item));
     }
