@@ -73,7 +73,7 @@ const CLI::Option* find_option(const CLI::App& command, const std::string& word)
     return nullptr;
 }
 
-const CLI::App* find_command(const CLI::App& command, const std::string& word) {
+const CLI::App* find_visible_command(const CLI::App& command, const std::string& word) {
     const auto commands = visible_commands(command);
     const auto has_name = [&](const CLI::App* child) { return child->get_name() == word; };
     const auto found = std::ranges::find_if(commands, has_name);
@@ -90,7 +90,7 @@ void step_over(Place& place, const std::string& word) {
         place.names_plugin |= option != nullptr && option->check_lname("plugin");
         const bool awaits_value = option != nullptr && takes_value(*option) && name == word;
         place.open_option = awaits_value ? option : nullptr;
-    } else if (const CLI::App* child = find_command(*place.command, word)) {
+    } else if (const CLI::App* child = find_visible_command(*place.command, word)) {
         place.command = child;
     } else {
         place.positional_words.push_back(word);
@@ -120,7 +120,7 @@ Words list_options(const CLI::App& command) {
     return names;
 }
 
-Words list_commands(const CLI::App& command) {
+Words list_subcommands(const CLI::App& command) {
     Words names;
     for (const CLI::App* child : visible_commands(command)) {
         names.push_back(child->get_name());
@@ -261,7 +261,7 @@ Words list_words(Session& session, const Place& place, const std::string& word) 
         return list_bandforms();
     }
     if (name == "COMMAND") {
-        return list_commands(*place.command->get_parent());
+        return list_subcommands(*place.command->get_parent());
     }
     if (name == "ATTRIBUTES") {
         return list_known_attributes();
@@ -296,7 +296,7 @@ Words list_candidates(Session& session, const CLI::App& program, const Words& wo
     if (word.starts_with('-')) {
         return list_options(*place.command);
     }
-    const Words commands = list_commands(*place.command);
+    const Words commands = list_subcommands(*place.command);
     return commands.empty() ? list_words(session, place, word) : commands;
 }
 

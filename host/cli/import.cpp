@@ -37,7 +37,7 @@ constexpr std::int64_t MAX_NAMES_ROW = 1'000'000;
 constexpr std::int64_t MAX_DIMENSIONS = 32;
 
 // The options as words, each as the command line takes it.
-std::vector<std::string> list_arguments(const ImportCommand& command) {
+std::vector<std::string> list_table_arguments(const ImportCommand& command) {
     OptionWords words;
     words.add("--group", command.options.group);
     words.add_all("--set", command.sets);
@@ -74,7 +74,7 @@ TableRead read_table(const ImportCommand& command) {
     const InputIdentity input{std::filesystem::path(command.input).filename().string(),
                               content.byte_count, content.sha256, content.mark};
     return {parse_csv(text, command.input, command.csv),
-            make_import_record(TALVORA_VERSION, input, list_arguments(command))};
+            make_import_record(TALVORA_VERSION, input, list_table_arguments(command))};
 }
 
 ImportReport build_file(const TableRead& read, const ImportCommand& command, PendingFile& pending) {

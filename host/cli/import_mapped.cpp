@@ -32,7 +32,7 @@ std::string file_name_of(const std::string& path) {
     return fs::path(path).filename().string();
 }
 
-std::vector<std::string> list_arguments(const ImportCommand& command) {
+std::vector<std::string> list_mapped_arguments(const ImportCommand& command) {
     OptionWords words;
     words.add("--group", command.options.group);
     words.add("--map", is_map_file(command) ? file_name_of(*command.map) : command.map);
@@ -64,7 +64,7 @@ HistoryRecord make_record(const ImportCommand& command, const TreePlace& place) 
     }
     const auto map = is_map_file(command) ? std::optional(identify_input(*command.map))
                                           : std::optional<InputIdentity>();
-    return make_import_record(TALVORA_VERSION, input, list_arguments(command), map);
+    return make_import_record(TALVORA_VERSION, input, list_mapped_arguments(command), map);
 }
 
 std::string describe_result(const MappedReport& report, const std::string& output) {

@@ -111,7 +111,7 @@ std::string_view name_type(const NamedType& type) {
 }
 
 // Reads the words of one command, collecting what is wrong with them.
-class WordReader {
+class AttributeWordReader {
   public:
     void read(const std::string& word) {
         if (find_invalid_utf8(word)) {
@@ -292,7 +292,7 @@ struct HoldsValue {
 } // namespace
 
 std::vector<AttributeWord> read_attribute_words(std::span<const std::string> words) {
-    WordReader reader;
+    AttributeWordReader reader;
     for (const std::string& word : words) {
         reader.read(word);
     }

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <array>
 #include <functional>
+#include <iterator>
 #include <set>
 #include <utility>
 
@@ -38,6 +39,7 @@ const TypeRow& row_of(ParameterType type) {
 
 std::string describe_types() {
     std::vector<std::string> names;
+    names.reserve(std::size(TYPES));
     for (const TypeRow& row : TYPES) {
         names.emplace_back(row.name);
     }
@@ -76,6 +78,7 @@ std::string format_item(double number) {
 template <typename Item>
 std::string format_item(const std::vector<Item>& items) {
     std::vector<std::string> texts;
+    texts.reserve(items.size());
     for (const Item& item : items) {
         texts.push_back(format_item(item));
     }
@@ -113,9 +116,10 @@ std::string_view take_until(std::string_view& text, std::string_view separator) 
 // Words
 
 // Reads the words of one unit, collecting what is wrong with them.
-class WordReader {
+class ParameterWordReader {
   public:
-    explicit WordReader(std::span<const ParameterSignature> signatures) : signatures_(signatures) {}
+    explicit ParameterWordReader(std::span<const ParameterSignature> signatures)
+        : signatures_(signatures) {}
 
     void read(std::string_view word) {
         const std::string_view key = take_until(word, "=");
@@ -296,7 +300,7 @@ bool is_parameter_word(std::string_view word) {
 
 ParameterValues read_parameters(std::span<const ParameterSignature> signatures,
                                 std::span<const std::string> words) {
-    WordReader reader(signatures);
+    ParameterWordReader reader(signatures);
     for (const std::string& word : words) {
         reader.read(word);
     }

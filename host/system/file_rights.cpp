@@ -33,21 +33,21 @@ constexpr mode_t EVERYBODY = OWNER_BITS | OTHERS_BITS;
 constexpr mode_t ALL_SPECIAL_BITS = S_ISUID | S_ISGID | S_ISVTX;
 constexpr mode_t EVERYTHING = 07;
 
-[[noreturn]] void fail(const fs::path& file, std::string_view what) {
+[[noreturn]] void refuse_mode(const fs::path& file, std::string_view what) {
     throw Failure(ExitCode::Output, fmt::format("{}: its mode cannot be {}: {}", file.string(),
                                                 what, std::generic_category().message(errno)));
 }
 
 void set_mode(const fs::path& file, mode_t mode) {
     if (chmod(name_to_open(file).c_str(), mode) != 0) {
-        fail(file, "set");
+        refuse_mode(file, "set");
     }
 }
 
 struct stat status_of(const fs::path& file) {
     struct stat status {};
     if (stat(name_to_open(file).c_str(), &status) != 0) {
-        fail(file, "read");
+        refuse_mode(file, "read");
     }
     return status;
 }
@@ -65,7 +65,7 @@ void set_mode_alone(const fs::path& file, mode_t mode) {
     const AccessList list(acl_from_mode(mode), acl_free);
     if (acl_set_file(name_to_open(file).c_str(), ACL_TYPE_ACCESS, list.get()) != 0 &&
         errno != ENOTSUP && errno != ENOSYS) {
-        fail(file, "set");
+        refuse_mode(file, "set");
     }
     set_mode(file, mode);
 }

@@ -1,6 +1,7 @@
 #include "host/system/safe_write.h"
 
 #include "host/system/file_rights.h"
+#include "host/system/folder_of.h"
 #include "host/system/pending_cleanup.h"
 #include "host/system/temporary_names.h"
 #include "host/text/failure.h"
@@ -30,10 +31,6 @@ namespace fs = std::filesystem;
 [[noreturn]] void fail(const fs::path& path, std::string_view what, int error = errno) {
     throw Failure(ExitCode::Output, fmt::format("{}: {}: {}", path.string(), what,
                                                 std::generic_category().message(error)));
-}
-
-fs::path folder_of(const fs::path& file) {
-    return file.has_parent_path() ? file.parent_path() : fs::path(".");
 }
 
 // The folder itself, or the nearest one above it that is there.

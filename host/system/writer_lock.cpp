@@ -1,5 +1,6 @@
 #include "host/system/writer_lock.h"
 
+#include "host/system/folder_of.h"
 #include "host/system/pending_cleanup.h"
 #include "host/system/temporary_names.h"
 #include "host/text/ascii.h"
@@ -36,22 +37,18 @@ constexpr auto RETRY_TIME = std::chrono::milliseconds(5);
 
 // File systems take names of up to 255 bytes. What is cut off a long name is told apart by a
 // number, so that two files never share a lock.
-constexpr std::size_t MAX_STEM_LENGTH = 180;
+constexpr std::size_t MAX_LOCK_STEM_LENGTH = 180;
 
 std::string stem_of(const fs::path& destination) {
     const std::string name = destination.filename().string();
-    return name.size() <= MAX_STEM_LENGTH
+    return name.size() <= MAX_LOCK_STEM_LENGTH
                ? name
-               : fmt::format("{}~{:016x}", name.substr(0, MAX_STEM_LENGTH),
+               : fmt::format("{}~{:016x}", name.substr(0, MAX_LOCK_STEM_LENGTH),
                              XXH3_64bits(name.data(), name.size()));
 }
 
 std::string lock_name(const fs::path& folder, std::string_view stem) {
     return (folder / fmt::format(".{}{}", stem, LOCK_SUFFIX)).string();
-}
-
-fs::path folder_of(const fs::path& destination) {
-    return destination.has_parent_path() ? destination.parent_path() : fs::path(".");
 }
 
 struct LockFile {

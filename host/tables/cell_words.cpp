@@ -11,7 +11,7 @@
 namespace talvora::host {
 namespace {
 
-bool is_missing(std::string cell) {
+bool is_missing_word(std::string cell) {
     constexpr std::string_view WORDS[] = {"",    "-",    "--",  "?",    "nan",  "na",
                                           "n/a", "#n/a", "nil", "null", "none", "missing"};
     std::ranges::transform(cell, cell.begin(), to_lower);
@@ -79,11 +79,11 @@ bool is_number(std::string cell) {
 }
 
 bool is_word(const std::string& cell) {
-    return !is_number(cell) && !is_missing(cell);
+    return !is_number(cell) && !is_missing_word(cell);
 }
 
 bool is_row_of_samples(std::span<const std::string> cells) {
-    return std::ranges::none_of(cells, is_word) && !std::ranges::all_of(cells, is_missing);
+    return std::ranges::none_of(cells, is_word) && !std::ranges::all_of(cells, is_missing_word);
 }
 
 } // namespace talvora::host

@@ -12,8 +12,6 @@
 namespace talvora::host {
 namespace {
 
-constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
-
 constexpr double LIKELY[] = {-999, -9999, -99999, -999999, -32768, 999, 9999, 99999, 999999};
 
 LikelyMissing measure_others(const NumberColumn& column, double number) {
@@ -44,7 +42,7 @@ void take_for_missing(NumberTable& table, std::span<const double> numbers) {
         std::size_t count = 0;
         for (double& value : column.values) {
             if (std::ranges::find(numbers, value) != numbers.end()) {
-                value = NaN;
+                value = std::numeric_limits<double>::quiet_NaN();
                 ++count;
             }
         }

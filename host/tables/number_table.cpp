@@ -19,8 +19,6 @@
 namespace talvora::host {
 namespace {
 
-constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
-
 // Names and units go into texts of the file.
 void check_encoding(std::string_view text, std::string_view what, std::size_t column,
                     const std::string& source) {
@@ -120,7 +118,7 @@ void add_cell(NumberTable& table, NumberColumn& column, const std::string& text,
     const std::optional<double> value = table.decimal_sign == '.'
                                             ? parse_sample(text)
                                             : read_with_comma(column, text, row_number, source);
-    column.values.push_back(value.value_or(NaN));
+    column.values.push_back(value.value_or(std::numeric_limits<double>::quiet_NaN()));
     note_date(column, text);
     if (value) {
         return;

@@ -14,7 +14,7 @@
 namespace talvora::host {
 namespace {
 
-constexpr std::size_t PIECE_BYTES = 1 << 16;
+constexpr std::size_t TIDY_PIECE_BYTES = 1 << 16;
 
 // "[0][1]" as "0/1".
 std::string name_indices(std::string_view indices) {
@@ -68,7 +68,7 @@ void write_line(std::span<const Sample> samples, const std::string& line_cells,
                 const std::function<void(std::string_view)>& write) {
     for (std::uint64_t sample = 0; sample < samples.size(); ++sample) {
         append_row(text, line_cells, set, sample, samples[sample]);
-        if (text.size() >= PIECE_BYTES) {
+        if (text.size() >= TIDY_PIECE_BYTES) {
             write(text);
             text.clear();
         }

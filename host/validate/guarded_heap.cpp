@@ -100,7 +100,7 @@ void check_guards(const Block& block) {
     }
 }
 
-void close(Block& block) {
+void forbid(Block& block) {
     block.is_freed = true;
     close_pages(block.pages, block.page_bytes);
 }
@@ -240,7 +240,7 @@ void GuardedHeap::release(void* address) {
         note("was freed twice", *block);
     } else {
         check_guards(*block);
-        close(*block);
+        forbid(*block);
     }
 }
 
@@ -251,7 +251,7 @@ std::size_t GuardedHeap::size_of(const void* address) {
 
 void GuardedHeap::retire(void* address) {
     if (Block* block = find_near(address)) {
-        close(*block);
+        forbid(*block);
     }
 }
 

@@ -13,7 +13,7 @@ namespace {
 constexpr std::size_t STACK_SIZE = std::size_t{256} << 10;
 constexpr char TOO_MUCH[] = "takes more stack than the 256 KiB of its thread";
 // Below it, so that a large array on the stack does not reach beyond.
-constexpr std::size_t CLOSED_SIZE = std::size_t{64} << 20;
+constexpr std::size_t CLOSED_BELOW_SIZE = std::size_t{64} << 20;
 
 unsigned char* closed_pages = nullptr;
 
@@ -25,12 +25,12 @@ void check(int error) {
 
 unsigned char* make_stack() {
     if (closed_pages == nullptr) {
-        closed_pages = reserve_pages(CLOSED_SIZE + STACK_SIZE);
+        closed_pages = reserve_pages(CLOSED_BELOW_SIZE + STACK_SIZE);
     }
-    if (closed_pages == nullptr || !open_pages(closed_pages + CLOSED_SIZE, STACK_SIZE)) {
+    if (closed_pages == nullptr || !open_pages(closed_pages + CLOSED_BELOW_SIZE, STACK_SIZE)) {
         check(ENOMEM);
     }
-    return closed_pages + CLOSED_SIZE;
+    return closed_pages + CLOSED_BELOW_SIZE;
 }
 
 struct Task {
@@ -76,7 +76,7 @@ void run_on_small_stack(const std::function<void()>& work) {
 const char* explain_small_stack(const void* address) {
     const auto* byte = static_cast<const unsigned char*>(address);
     const bool is_beyond =
-        closed_pages != nullptr && byte >= closed_pages && byte < closed_pages + CLOSED_SIZE;
+        closed_pages != nullptr && byte >= closed_pages && byte < closed_pages + CLOSED_BELOW_SIZE;
     return is_beyond ? TOO_MUCH : "";
 }
 

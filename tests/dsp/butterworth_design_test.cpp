@@ -1,4 +1,5 @@
 #include "dsp/butterworth_design.h"
+#include "tests/support/special_values.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -17,8 +18,6 @@ using testing::IsEmpty;
 using testing::IsNan;
 using testing::SizeIs;
 
-constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double INF = std::numeric_limits<double>::infinity();
 constexpr Bandform LOW_PASS = Bandform::ZeroLagLowPass;
 constexpr Bandform HIGH_PASS = Bandform::ZeroLagHighPass;
 constexpr Bandform BAND_PASS = Bandform::ZeroLagBandPass;
@@ -107,7 +106,7 @@ TEST(DesignButterworth, FollowsTheClosedFormOfFirstOrderBeyondNyquistToo) {
 
 TEST(DesignButterworth, PassesEverythingAtOrderZeroInEveryForm) {
     for (const Bandform form : ALL_FORMS) {
-        for (const double edge : {0.1, 0.0, NaN, INF}) {
+        for (const double edge : {0.1, 0.0, NaN_DOUBLE, INF_DOUBLE}) {
             std::vector<double> b;
             std::vector<double> a;
             ASSERT_TRUE(design_butterworth(0, {edge, has_band(form) ? 0.2 : -1.0}, form, b, a));
@@ -119,7 +118,7 @@ TEST(DesignButterworth, PassesEverythingAtOrderZeroInEveryForm) {
 
 TEST(DesignButterworth, FailsWithEmptyVectorsWhenASingleEdgeFormHasTwo) {
     for (const Bandform form : {LOW_PASS, HIGH_PASS}) {
-        for (const double second : {0.5, 0.0, 1.0, NaN, std::nextafter(-1.0, 0.0)}) {
+        for (const double second : {0.5, 0.0, 1.0, NaN_DOUBLE, std::nextafter(-1.0, 0.0)}) {
             std::vector<double> b = {1.0};
             std::vector<double> a = {1.0};
             EXPECT_FALSE(design_butterworth(2, {0.2, second}, form, b, a));
@@ -215,10 +214,10 @@ TEST(BuildDesignCache, PassesEverythingAtOrderOne) {
 
 TEST(BuildDesignCache, RunsNotANumberThrough) {
     for (const ButterworthParameters& parameters :
-         {ButterworthParameters{NaN, 4, 0.0, LOW_PASS},
-          ButterworthParameters{NaN, 4, 0.0, HIGH_PASS},
-          ButterworthParameters{10.0, 4, NaN, BAND_STOP},
-          ButterworthParameters{INF, 4, 5.0, BAND_PASS},
+         {ButterworthParameters{NaN_DOUBLE, 4, 0.0, LOW_PASS},
+          ButterworthParameters{NaN_DOUBLE, 4, 0.0, HIGH_PASS},
+          ButterworthParameters{10.0, 4, NaN_DOUBLE, BAND_STOP},
+          ButterworthParameters{INF_DOUBLE, 4, 5.0, BAND_PASS},
           // A band from below zero has a centre that is not real.
           ButterworthParameters{10.0, 4, 30.0, BAND_PASS}}) {
         const FilterCoefficients filter = design(parameters, 100.0F);

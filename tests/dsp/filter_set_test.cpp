@@ -1,5 +1,6 @@
 #include "dsp/filter_set.h"
 #include "tests/dsp/random_filters.h"
+#include "tests/support/special_values.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -23,8 +24,6 @@ namespace {
 using testing::Each;
 using testing::ElementsAre;
 
-constexpr float NaN = std::numeric_limits<float>::quiet_NaN();
-constexpr float INF = std::numeric_limits<float>::infinity();
 constexpr std::uint32_t MISSING = 0xFFC00000U;
 
 using Line = std::vector<float>;
@@ -32,9 +31,9 @@ using DoubleLine = std::vector<double>;
 
 // The mean of neighbours, two taps: runs of five samples and more are filtered, to
 // [1 2 1] / 4 inside and to themselves at their ends.
-const FilterCoefficients MEAN = {{0.5, 0.5}, {1.0}};
+const FilterCoefficients MEAN_OF_TWO = {{0.5, 0.5}, {1.0}};
 // Three taps, unit gain: runs of eight samples and more.
-const FilterCoefficients LOW = {{0.1875, 0.375, 0.1875}, {1.0, -0.5, 0.25}};
+const FilterCoefficients LOW_OF_ORDER_TWO = {{0.1875, 0.375, 0.1875}, {1.0, -0.5, 0.25}};
 
 std::vector<std::uint32_t> bits(const Line& line) {
     std::vector<std::uint32_t> words;
@@ -83,44 +82,44 @@ INSTANTIATE_TEST_SUITE_P(Paths, FilterSetInPlace, testing::ValuesIn(all_paths())
 
 TEST_P(FilterSetInPlace, FiltersEveryLineByItself) {
     Line samples = {0, 4, 0, 8, 4, 8, 8, 8, 8, 0};
-    filter(samples, 5, MEAN);
+    filter(samples, 5, MEAN_OF_TWO);
     EXPECT_THAT(samples, ElementsAre(0, 2, 3, 5, 4, 8, 8, 8, 6, 0));
 }
 
 TEST_P(FilterSetInPlace, FiltersAWholeValidLineWithoutMakingAnyMissing) {
     Line samples(100, 2.5F);
-    filter(samples, 100, LOW);
+    filter(samples, 100, LOW_OF_ORDER_TWO);
     EXPECT_THAT(samples, Each(testing::FloatEq(2.5F)));
 }
 
 TEST_P(FilterSetInPlace, FiltersARunOfExactlyTheMinimumAndLeavesOneShorter) {
     Line samples = {0, 4, 0, 8, 4};
-    filter(samples, 5, MEAN);
+    filter(samples, 5, MEAN_OF_TWO);
     EXPECT_THAT(samples, ElementsAre(0, 2, 3, 5, 4));
     Line shorter = {0, 4, 0, 8};
-    filter(shorter, 4, MEAN);
+    filter(shorter, 4, MEAN_OF_TWO);
     EXPECT_THAT(shorter, ElementsAre(0, 4, 0, 8));
 }
 
 // Each pass starts in the steady state for its first sample: 0 2 2 4 6, and from there back.
 TEST_P(FilterSetInPlace, TurnsAtTheEndsWithoutPadding) {
     Line samples = {0, 4, 0, 8, 4, 7, 7, 7, 7, 7};
-    filter(samples, 5, MEAN, 0);
+    filter(samples, 5, MEAN_OF_TWO, 0);
     EXPECT_THAT(samples, ElementsAre(1, 2, 3, 5, 6, 7, 7, 7, 7, 7));
     Line single = {3, NaN, -5};
-    filter(single, 3, MEAN, 0);
+    filter(single, 3, MEAN_OF_TWO, 0);
     EXPECT_THAT(std::vector(single.begin(), single.begin() + 1), ElementsAre(3));
     EXPECT_THAT(std::vector(single.begin() + 2, single.end()), ElementsAre(-5));
 }
 
 TEST_P(FilterSetInPlace, FiltersRunsThatAreLongerThanTheChosenPadding) {
     Line samples = {0, 4, 0, 8, 4};
-    filter(samples, 5, MEAN, 4);
+    filter(samples, 5, MEAN_OF_TWO, 4);
     EXPECT_THAT(samples, ElementsAre(0, 2, 3, 5, 4));
     Line shorter = {0, 4, 0, 8};
-    filter(shorter, 4, MEAN, 4);
+    filter(shorter, 4, MEAN_OF_TWO, 4);
     EXPECT_THAT(shorter, ElementsAre(0, 4, 0, 8));
-    filter(shorter, 4, MEAN, std::numeric_limits<std::size_t>::max());
+    filter(shorter, 4, MEAN_OF_TWO, std::numeric_limits<std::size_t>::max());
     EXPECT_THAT(shorter, ElementsAre(0, 4, 0, 8));
 }
 
@@ -128,7 +127,7 @@ TEST_P(FilterSetInPlace, MarksWhatLiesOutsideTheFilteredRuns) {
     Line line = {NaN, 1, 2, 3, 4, 5, NaN};
     append(line, 100, 1.0F);
     line.push_back(NaN);
-    filter(line, line.size(), LOW);
+    filter(line, line.size(), LOW_OF_ORDER_TWO);
     const auto words = bits(line);
     EXPECT_THAT(std::vector(words.begin(), words.begin() + 7), Each(MISSING));
     EXPECT_THAT(std::vector(line.begin() + 7, line.end() - 1), Each(testing::FloatEq(1.0F)));
@@ -138,7 +137,7 @@ TEST_P(FilterSetInPlace, MarksWhatLiesOutsideTheFilteredRuns) {
 TEST_P(FilterSetInPlace, KeepsRawSamplesBetweenFilteredRuns) {
     Line line = {0, 4, 0, 8, 4, NaN, 7, 9, NaN, 8, 8, 8, 8, 0, NaN, 3};
     const std::uint32_t gap_bits = bits(line)[5];
-    filter(line, line.size(), MEAN);
+    filter(line, line.size(), MEAN_OF_TWO);
     EXPECT_THAT(std::vector(line.begin(), line.begin() + 5), ElementsAre(0, 2, 3, 5, 4));
     EXPECT_EQ(bits(line)[5], gap_bits);
     EXPECT_THAT(std::vector(line.begin() + 6, line.begin() + 8), ElementsAre(7, 9));
@@ -151,11 +150,11 @@ TEST_P(FilterSetInPlace, KeepsRawSamplesBetweenFilteredRuns) {
 TEST_P(FilterSetInPlace, LeavesALineWithoutALongEnoughRun) {
     Line line = {NaN, 1, 2, NaN, 3, 4, 5, 6, NaN, NaN};
     const auto before = bits(line);
-    filter(line, line.size(), MEAN);
+    filter(line, line.size(), MEAN_OF_TWO);
     EXPECT_EQ(bits(line), before);
     Line missing(20, NaN);
     const auto missing_before = bits(missing);
-    filter(missing, 20, MEAN);
+    filter(missing, 20, MEAN_OF_TWO);
     EXPECT_EQ(bits(missing), missing_before);
 }
 
@@ -163,7 +162,7 @@ TEST_P(FilterSetInPlace, LeavesEverythingWithoutAFilter) {
     Line line = {NaN, 1, INF, NaN};
     const auto before = bits(line);
     filter(line, 4, {});
-    filter(line, 0, MEAN);
+    filter(line, 0, MEAN_OF_TWO);
     EXPECT_EQ(bits(line), before);
 }
 
@@ -182,7 +181,7 @@ TEST_P(FilterSetInPlace, SpreadsAnInfinityThroughItsRunAlone) {
     line[4] = INF;
     line.push_back(NaN);
     append(line, 12, 1.0F);
-    filter(line, line.size(), LOW);
+    filter(line, line.size(), LOW_OF_ORDER_TWO);
     EXPECT_THAT(bits(std::vector(line.begin(), line.begin() + 12)), Each(MISSING));
     EXPECT_THAT(std::vector(line.begin() + 13, line.end()), Each(testing::FloatEq(1.0F)));
 }
@@ -190,8 +189,8 @@ TEST_P(FilterSetInPlace, SpreadsAnInfinityThroughItsRunAlone) {
 TEST_P(FilterSetInPlace, MarksMissingDoublesWithTheirOwnBits) {
     DoubleLine line = {std::numeric_limits<double>::quiet_NaN(), 1, 2, 3, 4, 5, 6, 7, 8};
     DoubleLine infinite(12, std::numeric_limits<double>::infinity());
-    SetFilter<double>(GetParam()).filter_in_place(line, 9, LOW);
-    SetFilter<double>(GetParam()).filter_in_place(infinite, 12, LOW);
+    SetFilter<double>(GetParam()).filter_in_place(line, 9, LOW_OF_ORDER_TWO);
+    SetFilter<double>(GetParam()).filter_in_place(infinite, 12, LOW_OF_ORDER_TWO);
     for (const double sample : {line.front(), infinite.front(), infinite.back()}) {
         EXPECT_EQ(std::bit_cast<std::uint64_t>(sample), 0xFFF8000000000000U);
     }
@@ -201,7 +200,7 @@ TEST_P(FilterSetInPlace, MarksMissingDoublesWithTheirOwnBits) {
 TEST_P(FilterSetInPlace, PropagatesAMissingSampleThroughItsWholeLine) {
     Line samples(30, 1.0F);
     samples[13] = NaN;
-    filter(samples, 10, LOW, std::nullopt, Missing::Propagate);
+    filter(samples, 10, LOW_OF_ORDER_TWO, std::nullopt, Missing::Propagate);
     EXPECT_THAT(Line(samples.begin(), samples.begin() + 10), Each(testing::FloatEq(1.0F)));
     EXPECT_THAT(bits(Line(samples.begin() + 10, samples.begin() + 20)), Each(MISSING));
     EXPECT_THAT(Line(samples.begin() + 20, samples.end()), Each(testing::FloatEq(1.0F)));
@@ -209,7 +208,8 @@ TEST_P(FilterSetInPlace, PropagatesAMissingSampleThroughItsWholeLine) {
 
 // [1 2 1] / 4 reaches one sample to either side.
 TEST_P(FilterSetInPlace, PropagatesNoFurtherThanAFilterWithoutFeedbackReaches) {
-    for (const FilterCoefficients& mean : {MEAN, FilterCoefficients{{0.5, 0.5}, {1.0, 0.0}}}) {
+    for (const FilterCoefficients& mean :
+         {MEAN_OF_TWO, FilterCoefficients{{0.5, 0.5}, {1.0, 0.0}}}) {
         Line line = {0, 4, 0, 8, NaN, 8, 8, 8, 0, 1, 1, 1, 1, 1, 1, 1, 1, 1};
         filter(line, 9, mean, std::nullopt, Missing::Propagate);
         EXPECT_THAT(Line(line.begin(), line.begin() + 3), ElementsAre(0, 2, 3));
@@ -230,7 +230,7 @@ TEST_P(FilterSetInPlace, PropagatesNoFurtherThanAFilterWithoutFeedbackReaches) {
 TEST_P(FilterSetInPlace, LeavesLinesThatAreTooShortWhateverBecomesOfMissingSamples) {
     Line samples = {1, NaN, 3, 4};
     const auto before = bits(samples);
-    filter(samples, 4, MEAN, std::nullopt, Missing::Propagate);
+    filter(samples, 4, MEAN_OF_TWO, std::nullopt, Missing::Propagate);
     EXPECT_EQ(bits(samples), before);
 }
 
@@ -251,7 +251,7 @@ TEST_P(FilterSetInPlace, TakesEachSetsOwnFilter) {
     SetFilter<float> set_filter(GetParam());
     Line first = {0, 4, 0, 8, 4};
     Line second = first;
-    set_filter.filter_in_place(first, 5, MEAN);
+    set_filter.filter_in_place(first, 5, MEAN_OF_TWO);
     set_filter.filter_in_place(second, 5, {{2.0}, {1.0}});
     EXPECT_THAT(first, ElementsAre(0, 2, 3, 5, 4));
     EXPECT_THAT(second, ElementsAre(0, 16, 0, 32, 16));
@@ -265,7 +265,7 @@ TEST_P(FilterSetInPlace, MakesInfinitiesOfWhatNoFloatHolds) {
 
 TEST_P(FilterSetInPlace, LeavesAPartOfALineAlone) {
     Line samples = {0, 4, 0, 8, 4, 1, 2, 3};
-    filter(samples, 5, MEAN);
+    filter(samples, 5, MEAN_OF_TWO);
     EXPECT_THAT(samples, ElementsAre(0, 2, 3, 5, 4, 1, 2, 3));
 }
 
@@ -358,8 +358,8 @@ TEST_P(FilterSetInPlace, GivesThePlainBitsWhereLinesWithGapsComeAmongWholeOnes) 
         for (std::size_t gap = random.count(0, 3); gap > 0; --gap) {
             samples[random.count(0, samples.size() - 1)] = random.one_in(5) ? INF : NaN;
         }
-        const Line expected = filter_plainly(samples, line_length, LOW);
-        set_filter.filter_in_place(samples, line_length, LOW);
+        const Line expected = filter_plainly(samples, line_length, LOW_OF_ORDER_TWO);
+        set_filter.filter_in_place(samples, line_length, LOW_OF_ORDER_TWO);
         ASSERT_EQ(first_difference(samples, expected), expected.size())
             << line_count << " lines of " << line_length;
     }
@@ -371,7 +371,8 @@ void expect_plain_bits_for_sets_filtered_together(FilterPath path) {
     RandomFilters random(12);
     SetFilter<Sample> set_filter(path);
     for (int trial = 0; trial < 40; ++trial) {
-        const FilterCoefficients designs[] = {LOW, random.filter(random.count(1, 10), false)};
+        const FilterCoefficients designs[] = {LOW_OF_ORDER_TWO,
+                                              random.filter(random.count(1, 10), false)};
         std::vector<std::vector<Sample>> sets(random.count(1, 50));
         std::vector<std::vector<Sample>> expected;
         for (std::vector<Sample>& set : sets) {

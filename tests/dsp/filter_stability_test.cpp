@@ -1,15 +1,13 @@
 #include "dsp/filter_stability.h"
+#include "tests/support/special_values.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 #include <vector>
 
 namespace talvora::dsp {
 namespace {
-
-constexpr double NOT_A_NUMBER = std::numeric_limits<double>::quiet_NaN();
 
 // The pole is -a[1] / a[0].
 TEST(FilterStability, OfDegreeOneIsAPoleWithinTheCircle) {
@@ -36,9 +34,9 @@ TEST(FilterStability, CountsPolesAtZero) {
 }
 
 TEST(FilterStability, IsNoneOfMissingCoefficients) {
-    EXPECT_FALSE(is_stable(std::vector{1.0, NOT_A_NUMBER}));
-    EXPECT_FALSE(is_stable(std::vector{1.0, NOT_A_NUMBER, 0.1}));
-    EXPECT_FALSE(is_stable(std::vector{NOT_A_NUMBER, 0.5}));
+    EXPECT_FALSE(is_stable(std::vector{1.0, NaN_DOUBLE}));
+    EXPECT_FALSE(is_stable(std::vector{1.0, NaN_DOUBLE, 0.1}));
+    EXPECT_FALSE(is_stable(std::vector{NaN_DOUBLE, 0.5}));
 }
 
 } // namespace

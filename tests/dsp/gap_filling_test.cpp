@@ -1,6 +1,7 @@
 #include "dsp/gap_filling.h"
 #include "dsp/missing_samples.h"
 #include "tests/dsp/list_valid_runs.h"
+#include "tests/support/special_values.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -18,7 +19,6 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr float NaN = std::numeric_limits<float>::quiet_NaN();
 constexpr std::int64_t UNLIMITED = std::numeric_limits<std::int64_t>::max();
 
 std::vector<std::uint32_t> as_bits(const std::vector<float>& line) {
@@ -75,15 +75,13 @@ TEST(FillGaps, PutsGapsOnTheLineBetweenTheirNeighbours) {
 }
 
 TEST(FillGaps, KeepsThePrecisionOfDoubles) {
-    constexpr double MISSING = std::numeric_limits<double>::quiet_NaN();
-    const std::vector<double> filled = fill_line<double>({1, MISSING, MISSING, 2}, UNLIMITED);
+    const std::vector<double> filled = fill_line<double>({1, NaN_DOUBLE, NaN_DOUBLE, 2}, UNLIMITED);
     EXPECT_EQ(filled[1], 1.0 / 3.0 + 1.0);
     EXPECT_EQ(filled[2], 2.0 / 3.0 + 1.0);
 }
 
 TEST(FillGaps, MarksWhatHasNoValueAmongDoubles) {
-    constexpr double INFINITE = std::numeric_limits<double>::infinity();
-    const std::vector<double> line = {INFINITE, std::numeric_limits<double>::quiet_NaN(), INFINITE};
+    const std::vector<double> line = {INF_DOUBLE, NaN_DOUBLE, INF_DOUBLE};
     EXPECT_EQ(std::bit_cast<std::uint64_t>(fill_line(line, 1)[1]), MISSING_DOUBLE_BITS);
 }
 
@@ -92,7 +90,6 @@ TEST(FillGaps, LeavesGapsAloneThatAreNotListed) {
 }
 
 TEST(FillGaps, LetsAnInfiniteNeighbourSpread) {
-    constexpr float INF = std::numeric_limits<float>::infinity();
     EXPECT_EQ(fill({1, NaN, INF}, 1)[1], INF);
     EXPECT_EQ(std::bit_cast<std::uint32_t>(fill({INF, NaN, INF}, 1)[1]), MISSING_SAMPLE_BITS);
 }

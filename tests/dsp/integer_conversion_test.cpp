@@ -1,4 +1,5 @@
 #include "dsp/integer_conversion.h"
+#include "tests/support/special_values.h"
 
 #include <gtest/gtest.h>
 
@@ -7,8 +8,6 @@
 namespace talvora::dsp {
 namespace {
 
-constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double INF = std::numeric_limits<double>::infinity();
 constexpr std::int64_t SMALLEST = std::numeric_limits<std::int64_t>::min();
 constexpr std::uint64_t LARGEST = std::numeric_limits<std::uint64_t>::max();
 
@@ -24,7 +23,7 @@ TEST(ToInt64, KeepsTheOutermostValuesThatFit) {
 }
 
 TEST(ToInt64, MakesTheSmallestIntegerOfWhatDoesNotFit) {
-    for (const double value : {NaN, INF, -INF, 0x1p63, -0x1.8p63}) {
+    for (const double value : {NaN_DOUBLE, INF_DOUBLE, -INF_DOUBLE, 0x1p63, -0x1.8p63}) {
         EXPECT_EQ(to_int64(value), SMALLEST) << value;
     }
 }
@@ -36,7 +35,7 @@ TEST(ToUint64, TruncatesTowardsZero) {
 }
 
 TEST(ToUint64, MakesTheLargestIntegerOfWhatDoesNotFit) {
-    for (const double value : {NaN, INF, -INF, -1.0, 0x1p64}) {
+    for (const double value : {NaN_DOUBLE, INF_DOUBLE, -INF_DOUBLE, -1.0, 0x1p64}) {
         EXPECT_EQ(to_uint64(value), LARGEST) << value;
     }
 }

@@ -135,7 +135,7 @@ TEST_P(LaneKernelsOfWidth, NameNoMoreLanesThanFewLinesNeed) {
 }
 
 constexpr std::size_t TILE_COUNT = 3;
-constexpr std::size_t ROW_COUNT = TILE_COUNT * TILE_ROWS;
+constexpr std::size_t ROWS_OF_TILES = TILE_COUNT * TILE_ROWS;
 
 // Sample `row` of line `line`, and the other way round.
 constexpr double value_at(std::size_t row, std::size_t line) {
@@ -165,18 +165,18 @@ void expect_lines_to_become_rows(std::size_t tap_count, std::size_t lanes,
     std::vector<std::vector<Sample>> lines(lanes);
     std::vector<const Sample*> addresses;
     for (std::size_t lane = 0; lane < lanes; ++lane) {
-        for (std::size_t row = 0; row < ROW_COUNT; ++row) {
+        for (std::size_t row = 0; row < ROWS_OF_TILES; ++row) {
             lines[lane].push_back(static_cast<Sample>(value_at(row, lane)));
         }
         addresses.push_back(lines[lane].data());
     }
-    std::vector<double> rows((ROW_COUNT + 1) * lanes, -1.0);
+    std::vector<double> rows((ROWS_OF_TILES + 1) * lanes, -1.0);
     Unchanging unchanging(tap_count, lanes);
     const Upcoming<Sample> upcoming{addresses.data(), TILE_ROWS};
-    kernels.filter_forward(unchanging.filter(), addresses.data(), ROW_COUNT, rows.data(),
+    kernels.filter_forward(unchanging.filter(), addresses.data(), ROWS_OF_TILES, rows.data(),
                            &upcoming);
     for (std::size_t i = 0; i < rows.size(); ++i) {
-        const double expected = i / lanes < ROW_COUNT ? value_at(i / lanes, i % lanes) : -1.0;
+        const double expected = i / lanes < ROWS_OF_TILES ? value_at(i / lanes, i % lanes) : -1.0;
         ASSERT_EQ(rows[i], expected) << tap_count << " taps, number " << i;
     }
 }
@@ -193,19 +193,20 @@ template <class Sample>
 void expect_rows_to_become_lines(std::size_t tap_count, std::size_t lanes,
                                  const LaneKernels<Sample>& kernels) {
     std::vector<double> rows;
-    for (std::size_t i = 0; i < ROW_COUNT * lanes; ++i) {
+    for (std::size_t i = 0; i < ROWS_OF_TILES * lanes; ++i) {
         rows.push_back(value_at(i / lanes, i % lanes));
     }
-    std::vector<std::vector<Sample>> lines(lanes, std::vector<Sample>(ROW_COUNT + 2, -1));
+    std::vector<std::vector<Sample>> lines(lanes, std::vector<Sample>(ROWS_OF_TILES + 2, -1));
     std::vector<Sample*> addresses;
     for (std::vector<Sample>& line : lines) {
         addresses.push_back(line.data() + 1);
     }
     Unchanging unchanging(tap_count, lanes);
-    kernels.filter_backward(unchanging.filter(), rows.data(), ROW_COUNT, addresses.data(), nullptr);
+    kernels.filter_backward(unchanging.filter(), rows.data(), ROWS_OF_TILES, addresses.data(),
+                            nullptr);
     for (std::size_t lane = 0; lane < lanes; ++lane) {
-        for (std::size_t i = 0; i < ROW_COUNT + 2; ++i) {
-            const bool is_row = i > 0 && i <= ROW_COUNT;
+        for (std::size_t i = 0; i < ROWS_OF_TILES + 2; ++i) {
+            const bool is_row = i > 0 && i <= ROWS_OF_TILES;
             ASSERT_EQ(lines[lane][i],
                       is_row ? static_cast<Sample>(value_at(i - 1, lane)) : Sample(-1))
                 << tap_count << " taps, line " << lane;
@@ -222,7 +223,7 @@ TEST_P(LaneKernelsOfWidth, TurnRowsToLinesAndTouchNothingElse) {
 }
 
 // Few rows and many, neither whole tiles: the last tile reaches back, the first one stays.
-constexpr std::size_t BEYOND_TILES[] = {1, 15, 17, ROW_COUNT - 3};
+constexpr std::size_t BEYOND_TILES[] = {1, 15, 17, ROWS_OF_TILES - 3};
 
 template <class Sample>
 void expect_lines_of_any_length_to_become_rows(std::size_t tap_count, std::size_t lanes,

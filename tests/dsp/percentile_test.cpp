@@ -1,4 +1,5 @@
 #include "dsp/percentile.h"
+#include "tests/support/special_values.h"
 
 #include <gtest/gtest.h>
 
@@ -6,14 +7,11 @@
 #include <bit>
 #include <cmath>
 #include <cstdint>
-#include <limits>
 #include <numeric>
 #include <vector>
 
 namespace talvora::dsp {
 namespace {
-
-constexpr float NaN = std::numeric_limits<float>::quiet_NaN();
 
 TEST(Percentile, GivesTheMiddleOfAnOddNumberOfValues) {
     EXPECT_EQ(percentile(std::vector<float>{7, 1, 6, 2, 5, 3, 4}, 50), 4.0F);

@@ -7,6 +7,7 @@
 #include "dsp/reductions.h"
 #include "dsp/signal_to_noise.h"
 #include "dsp/zero_phase_filter.h"
+#include "tests/support/special_values.h"
 
 #include <gtest/gtest.h>
 
@@ -25,7 +26,6 @@
 namespace talvora::dsp {
 namespace {
 
-constexpr float INF = std::numeric_limits<float>::infinity();
 constexpr int CASE_COUNT = 600;
 constexpr std::size_t LINE_LENGTH = 1500;
 

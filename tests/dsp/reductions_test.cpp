@@ -1,20 +1,17 @@
 #include "dsp/missing_samples.h"
 #include "dsp/reductions.h"
+#include "tests/support/special_values.h"
 
 #include <gtest/gtest.h>
 
 #include <bit>
 #include <cmath>
 #include <cstdint>
-#include <limits>
 #include <random>
 #include <vector>
 
 namespace talvora::dsp {
 namespace {
-
-constexpr float NaN = std::numeric_limits<float>::quiet_NaN();
-constexpr float INF = std::numeric_limits<float>::infinity();
 
 // Lengths around the blocks that a reduction works in, and one far from them.
 constexpr std::size_t LENGTHS[] = {1, 2, 3, 4, 5, 31, 32, 33, 63, 64, 65, 127, 1000, 4097};

@@ -161,9 +161,6 @@ TEST_P(RunGroup, GivesThePlainBitsWithoutPaddingWhereverLanesEnd) {
     expect_plain_bits(random, {40'001, 40'001, 40'000, 20'161, 4'097, 17, 16, 1}, filter, 0);
 }
 
-template <class Sample>
-constexpr Sample NaN = std::numeric_limits<Sample>::quiet_NaN();
-
 // In the first and the last lane and one that shares a vector with others; where the padding is
 // made, in a segment that is passed over, and among the rows that are kept.
 template <class Sample>
@@ -175,7 +172,7 @@ void expect_left_as_they_are(const LaneKernels<Sample>& kernels, std::size_t len
         for (const std::size_t place :
              {std::size_t{0}, std::size_t{3}, length / 8, length / 2, length - 1}) {
             std::vector<std::vector<Sample>> lines(8, std::vector<Sample>(length, 1));
-            lines[lane][place] = NaN<Sample>;
+            lines[lane][place] = std::numeric_limits<Sample>::quiet_NaN();
             const auto samples = lines;
             const std::vector<std::span<Sample>> runs(lines.begin(), lines.end());
             EXPECT_FALSE(run_group<Sample>(runs, {}, filter, kernels, scratch, Searched::No));

@@ -1,17 +1,15 @@
 #include "dsp/signal_to_noise.h"
+#include "tests/support/special_values.h"
 
 #include <gtest/gtest.h>
 
 #include <bit>
 #include <cmath>
 #include <cstdint>
-#include <limits>
 #include <vector>
 
 namespace talvora::dsp {
 namespace {
-
-constexpr float INF = std::numeric_limits<float>::infinity();
 
 // Ten samples on a 16-byte boundary, as the units have them.
 struct alignas(16) Stretch {

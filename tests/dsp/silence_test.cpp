@@ -14,7 +14,7 @@ namespace talvora::dsp {
 namespace {
 
 // scipy.signal.butter(2, 0.1), and a filter of one pole at -0.7 that turns about zero.
-const FilterCoefficients LOW_PASS = {
+const FilterCoefficients SLOW_LOW_PASS = {
     {0.020083365564211232, 0.040166731128422464, 0.020083365564211232},
     {1.0, -1.5610180758007182, 0.6413515380575631}};
 const FilterCoefficients ALTERNATING = {{0.1, 0.1}, {1.0, 0.7}};
@@ -59,7 +59,7 @@ LaneKernels<Sample> counting_kernels() {
     return kernels;
 }
 
-constexpr std::size_t LANE_COUNT = 4; // fewer than any kernels have
+constexpr std::size_t FEW_LANES = 4; // fewer than any kernels have
 
 template <class Sample>
 void fill_with_noise(std::vector<Sample>& line, RandomFilters& random) {
@@ -70,7 +70,7 @@ template <class Sample>
 Lines<Sample> lines_silent_between(std::size_t first, std::size_t last, std::size_t length) {
     RandomFilters random(8);
     Lines<Sample> lines;
-    for (std::size_t line = 0; line < LANE_COUNT; ++line) {
+    for (std::size_t line = 0; line < FEW_LANES; ++line) {
         lines.emplace_back(length);
         fill_with_noise(lines.back(), random);
         std::fill(lines.back().begin() + static_cast<std::ptrdiff_t>(first),
@@ -115,7 +115,7 @@ using SampleTypes = testing::Types<float, double>;
 TYPED_TEST_SUITE(Silence, SampleTypes);
 
 TYPED_TEST(Silence, ComputesLittleOfLinesThatFallSilentAndKeepsThePlainBits) {
-    for (const FilterCoefficients& filter : {LOW_PASS, ALTERNATING}) {
+    for (const FilterCoefficients& filter : {SLOW_LOW_PASS, ALTERNATING}) {
         const auto samples = lines_silent_between<TypeParam>(3'000, 30'000, 30'000);
         auto lines = samples;
         EXPECT_LT(filter_side_by_side_and_compare(lines, filter), 300U);
@@ -124,7 +124,7 @@ TYPED_TEST(Silence, ComputesLittleOfLinesThatFallSilentAndKeepsThePlainBits) {
 }
 
 TYPED_TEST(Silence, KeepsThePlainBitsWhenASignalComesBack) {
-    for (const FilterCoefficients& filter : {LOW_PASS, ALTERNATING}) {
+    for (const FilterCoefficients& filter : {SLOW_LOW_PASS, ALTERNATING}) {
         const auto samples = lines_silent_between<TypeParam>(1'000, 25'000, 30'000);
         auto lines = samples;
         EXPECT_LT(filter_side_by_side_and_compare(lines, filter), 400U);
@@ -135,18 +135,18 @@ TYPED_TEST(Silence, KeepsThePlainBitsWhenASignalComesBack) {
 TYPED_TEST(Silence, KeepsThePlainBitsOfLinesInSegments) {
     const auto samples = lines_silent_between<TypeParam>(5'000, 80'000, 100'000);
     auto lines = samples;
-    filter_side_by_side_and_count(lines, LOW_PASS);
-    expect_plain_bits(lines, samples, LOW_PASS);
+    filter_side_by_side_and_count(lines, SLOW_LOW_PASS);
+    expect_plain_bits(lines, samples, SLOW_LOW_PASS);
 }
 
 TYPED_TEST(Silence, KeepsThePlainBitsOfSteadyAndUnequalLines) {
-    Lines<TypeParam> samples(LANE_COUNT);
+    Lines<TypeParam> samples(FEW_LANES);
     for (std::size_t line = 0; line < samples.size(); ++line) {
         samples[line].assign(20'000 - 900 * line, static_cast<TypeParam>(line % 3));
     }
     auto lines = samples;
-    EXPECT_LT(filter_side_by_side_and_compare(lines, LOW_PASS), 1000U);
-    expect_plain_bits(lines, samples, LOW_PASS);
+    EXPECT_LT(filter_side_by_side_and_compare(lines, SLOW_LOW_PASS), 1000U);
+    expect_plain_bits(lines, samples, SLOW_LOW_PASS);
 }
 
 // A constant, of which a filter without a direct way makes zeros as well, and zeros of either sign.
@@ -157,7 +157,7 @@ TYPED_TEST(Silence, KeepsThePlainBitsOfLanesThatRestByThemselves) {
     std::fill(samples[1].begin() + 2'000, samples[1].begin() + 20'000, TypeParam(-0.0));
     std::fill(samples[2].begin() + 5'000, samples[2].end(), TypeParam(0.3));
     const FilterCoefficients high_pass = {{0.25, -0.5, 0.25}, {1.0, 0.5, 0.25}};
-    for (const FilterCoefficients& filter : {LOW_PASS, ALTERNATING, high_pass}) {
+    for (const FilterCoefficients& filter : {SLOW_LOW_PASS, ALTERNATING, high_pass}) {
         auto lines = samples;
         filter_side_by_side_and_count(lines, filter);
         expect_plain_bits(lines, samples, filter);
@@ -180,14 +180,14 @@ TYPED_TEST(Silence, KeepsThePlainBitsWhereTheStateIsZeroAndTheInputAlmost) {
 TYPED_TEST(Silence, SlowsNoLinesBesideOthersThatNeverHadASignal) {
     auto samples = lines_silent_between<TypeParam>(0, 0, 20'000);
     auto lines = samples;
-    filter_side_by_side_and_count(lines, LOW_PASS);
+    filter_side_by_side_and_count(lines, SLOW_LOW_PASS);
     const std::size_t expected = filtering_count;
     std::ranges::fill(samples[1], TypeParam());
     std::ranges::fill(samples[2], TypeParam(0.3));
     lines = samples;
-    filter_side_by_side_and_count(lines, LOW_PASS);
+    filter_side_by_side_and_count(lines, SLOW_LOW_PASS);
     EXPECT_EQ(filtering_count, expected);
-    expect_plain_bits(lines, samples, LOW_PASS);
+    expect_plain_bits(lines, samples, SLOW_LOW_PASS);
 }
 
 TYPED_TEST(Silence, KeepsThePlainBitsOfALongRunThatFallsSilent) {
@@ -196,8 +196,8 @@ TYPED_TEST(Silence, KeepsThePlainBitsOfALongRunThatFallsSilent) {
         Lines<TypeParam> lines = {samples[line]};
         const LaneKernels<TypeParam> kernels = counting_kernels<TypeParam>();
         LaneScratch scratch;
-        filter_long_run<TypeParam>(lines[0], prepare_filter(LOW_PASS), kernels, scratch);
-        expect_plain_bits<TypeParam>(lines, {samples[line]}, LOW_PASS);
+        filter_long_run<TypeParam>(lines[0], prepare_filter(SLOW_LOW_PASS), kernels, scratch);
+        expect_plain_bits<TypeParam>(lines, {samples[line]}, SLOW_LOW_PASS);
     }
 }
 

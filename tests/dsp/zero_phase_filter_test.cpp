@@ -1,4 +1,5 @@
 #include "dsp/zero_phase_filter.h"
+#include "tests/support/special_values.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -20,7 +21,6 @@ using testing::Pointwise;
 
 using Samples = std::vector<double>;
 
-constexpr double INF = std::numeric_limits<double>::infinity();
 constexpr double ROUNDING_UNIT = std::numeric_limits<double>::epsilon();
 
 // A third of a second-order low pass whose values are easy by hand: b sums to 1, a to 3/4.
@@ -140,7 +140,7 @@ TEST(ZeroPhaseFilter, GivesTheRunBackWithoutAFilter) {
 
 TEST(ZeroPhaseFilter, SpreadsAnInfinityThroughTheRun) {
     Samples x(30, 1.0);
-    x[15] = INF;
+    x[15] = INF_DOUBLE;
     EXPECT_THAT(zero_phase_filter(x, LOW_B, LOW_A), Each(testing::IsNan()));
 }
 
@@ -194,7 +194,7 @@ TEST(ZeroPhaseConvolution, AgreesWithAnIndependentTool) {
         std::size_t first; // and which results are none
         std::size_t last;
     } cases[] = {{6, 4, 8}, {1, 0, 3}, {0, 0, 2}};
-    for (const double value : {std::numeric_limits<double>::quiet_NaN(), INF}) {
+    for (const double value : {std::numeric_limits<double>::quiet_NaN(), INF_DOUBLE}) {
         for (const auto& [place, first, last] : cases) {
             Samples x = {1, -2, 3, 5, -7, 4, 0, 2, 6, -1, 3, 8};
             x[place] = value;

@@ -1,4 +1,5 @@
 #include "tests/library/calls.h"
+#include "tests/support/special_values.h"
 
 #include <gtest/gtest.h>
 
@@ -6,15 +7,12 @@
 #include <complex>
 #include <cstddef>
 #include <functional>
-#include <limits>
 #include <numbers>
 #include <string>
 #include <vector>
 
 namespace talvora::library_test {
 namespace {
-
-constexpr double NOT_A_NUMBER = std::numeric_limits<double>::quiet_NaN();
 
 talvora_butterworth_design low_pass(double cutoff) {
     return {sizeof(talvora_butterworth_design), TALVORA_LOW_PASS, 4, 1000.0, cutoff, 0.0};
@@ -128,7 +126,7 @@ const Fault FAULTS[] = {
      "rate is 0 Hz; allowed are numbers above 0 that a float can hold"},
     {[](auto& design) { design.rate = 1e39; },
      "rate is 1e+39 Hz; allowed are numbers above 0 that a float can hold"},
-    {[](auto& design) { design.rate = NOT_A_NUMBER; },
+    {[](auto& design) { design.rate = NaN_DOUBLE; },
      "rate is nan Hz; allowed are numbers above 0 that a float can hold"},
     {[](auto& design) { design.cutoff = -6.0; }, "cutoff is -6 Hz; allowed are numbers above 0"},
     {[](auto& design) { design.bandwidth = 2.0; },

@@ -1,5 +1,6 @@
 // What is refused, and in which words: a call that is refused writes no sample.
 #include "tests/library/calls.h"
+#include "tests/support/special_values.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -13,8 +14,6 @@
 namespace talvora::library_test {
 namespace {
 
-constexpr double NOT_A_NUMBER = std::numeric_limits<double>::quiet_NaN();
-constexpr double INFINITE = std::numeric_limits<double>::infinity();
 constexpr std::int64_t HUGE_EXTENT = std::numeric_limits<std::int64_t>::max();
 
 // A call that is good as it stands.
@@ -156,11 +155,11 @@ const Refusal OF_FILTERS[] = {
      "b has 1026 coefficients; allowed are 1 to 1025"},
     {"LeadingZero", [](GoodCall& call) { call.filter.a[0] = 0.0; },
      "a[0] is 0; the recurrence is divided by it"},
-    {"MissingCoefficient", [](GoodCall& call) { call.filter.b[1] = NOT_A_NUMBER; },
+    {"MissingCoefficient", [](GoodCall& call) { call.filter.b[1] = NaN_DOUBLE; },
      "b[1] is nan; coefficients have to be finite"},
-    {"InfiniteCoefficient", [](GoodCall& call) { call.filter.a[2] = INFINITE; },
+    {"InfiniteCoefficient", [](GoodCall& call) { call.filter.a[2] = INF_DOUBLE; },
      "a[2] is inf; coefficients have to be finite"},
-    {"MissingLeadingCoefficient", [](GoodCall& call) { call.filter.a[0] = NOT_A_NUMBER; },
+    {"MissingLeadingCoefficient", [](GoodCall& call) { call.filter.a[0] = NaN_DOUBLE; },
      "a[0] is nan; coefficients have to be finite"},
     {"InfiniteQuotient",
      [](GoodCall& call) {

@@ -2,11 +2,11 @@
 // of the rectify unit.
 
 #include "tests/support/recording_host.h"
+#include "tests/support/special_values.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <limits>
 #include <string>
 #include <vector>
 
@@ -18,8 +18,6 @@ using ::testing::IsEmpty;
 
 constexpr char RECTIFY[] = "orvane.signal.apply-set-rectify";
 constexpr char UNUSABLE_RATE[] = "warning: Set Has NaN SampleRate. NaNs will be written to it.";
-constexpr float NOT_A_NUMBER = std::numeric_limits<float>::quiet_NaN();
-constexpr float INFINITE = std::numeric_limits<float>::infinity();
 
 class SetRecords : public ::testing::TestWithParam<bool> {
   protected:
@@ -50,9 +48,9 @@ TEST_P(SetRecords, AskForTheRateThenForTheShapeOfEachSet) {
 }
 
 TEST_P(SetRecords, WarnOfARateThatIsNotFiniteBeforeTheShape) {
-    host.dataset("a", {1}, {1}).attribute_float("SampleRate", NOT_A_NUMBER);
+    host.dataset("a", {1}, {1}).attribute_float("SampleRate", NaN);
     host.dataset("b", {1}, {1}).attribute_float("SampleRate", 100);
-    host.dataset("c", {1}, {1}).attribute_float("SampleRate", INFINITE);
+    host.dataset("c", {1}, {1}).attribute_float("SampleRate", INF);
     EXPECT_TRUE(run_on({"a", "b", "c"}));
     EXPECT_THAT(record_calls(),
                 ElementsAre("read_float_attribute a SampleRate", UNUSABLE_RATE, "dataset_shape a",
@@ -61,7 +59,7 @@ TEST_P(SetRecords, WarnOfARateThatIsNotFiniteBeforeTheShape) {
 }
 
 TEST_P(SetRecords, WarnWithoutArguments) {
-    host.dataset("a", {1}, {1}).attribute_float("SampleRate", NOT_A_NUMBER);
+    host.dataset("a", {1}, {1}).attribute_float("SampleRate", NaN);
     EXPECT_TRUE(run_on({"a"}));
     ASSERT_EQ(host.messages().size(), 1U);
     EXPECT_EQ(host.messages().at(0).channel, Channel::WARNING);
@@ -94,7 +92,7 @@ TEST_P(SetRecords, DoNotMindTheRateOfASetWithoutDimensions) {
 }
 
 TEST_P(SetRecords, WarnOfTheRateOfASetWithoutDimensionsAllTheSame) {
-    host.dataset("scalar", {}, {7}).attribute_float("SampleRate", NOT_A_NUMBER);
+    host.dataset("scalar", {}, {7}).attribute_float("SampleRate", NaN);
     EXPECT_TRUE(run_on({"scalar"}));
     EXPECT_THAT(host.message_texts(), ElementsAre(UNUSABLE_RATE));
 }

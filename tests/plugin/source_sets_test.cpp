@@ -15,7 +15,7 @@ using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
 using ::testing::IsEmpty;
 
-constexpr char RECTIFY[] = "orvane.signal.apply-set-rectify";
+constexpr char RECTIFYING_UNIT[] = "orvane.signal.apply-set-rectify";
 
 // What stands at the start of every selection.
 const Texts PARAMETERS_READ{"root_group", "read_string_list SourceSets", "read_string SourceGroup",
@@ -48,7 +48,7 @@ class SourceSets : public ::testing::TestWithParam<bool> {
 
     // The sets whose samples were written, in order.
     Texts run_and_list_written() {
-        EXPECT_TRUE(host.run(RECTIFY));
+        EXPECT_TRUE(host.run(RECTIFYING_UNIT));
         Texts paths;
         for (const std::string& line : host.calls_of({"write_samples"})) {
             paths.push_back(line.substr(14, line.find(" [") - 14));
@@ -57,7 +57,7 @@ class SourceSets : public ::testing::TestWithParam<bool> {
     }
 
     void expect_failure_with(const std::string& message) {
-        EXPECT_FALSE(host.run(RECTIFY));
+        EXPECT_FALSE(host.run(RECTIFYING_UNIT));
         EXPECT_THAT(host.message_texts(), ElementsAre(message));
         EXPECT_THAT(host.calls_of({"read_samples", "write_samples", "dataset_shape"}), IsEmpty());
     }
@@ -103,7 +103,7 @@ TEST_P(SourceSets, DoNotLookAtTheGroupWhenANameIsBad) {
 
 TEST_P(SourceSets, PassTheNameApartFromTheTemplate) {
     host.set_parameter("SourceSets", Texts{"50%s{}"});
-    EXPECT_FALSE(host.run(RECTIFY));
+    EXPECT_FALSE(host.run(RECTIFYING_UNIT));
     ASSERT_EQ(host.messages().size(), 1U);
     EXPECT_EQ(host.messages().at(0).text_template, "No data set '%s' found");
     EXPECT_THAT(host.messages().at(0).arguments,
@@ -232,7 +232,7 @@ TEST_P(SourceSets, AreTheNamedOnesThenTheGroupsEachOnceAtItsFirstPlace) {
 TEST_P(SourceSets, AreNoneForAnEmptyList) {
     add_set("Imu/a");
     host.set_parameter("SourceSets", Texts{});
-    EXPECT_TRUE(host.run(RECTIFY));
+    EXPECT_TRUE(host.run(RECTIFYING_UNIT));
     EXPECT_THAT(host.calls(), ElementsAreArray(PARAMETERS_READ));
 }
 
@@ -246,7 +246,7 @@ TEST_P(SourceSets, AreTheGroupsForAnEmptyList) {
 TEST_P(SourceSets, AreNoneForAnEmptyGroup) {
     host.group("Imu");
     host.set_parameter("SourceGroup", "Imu");
-    EXPECT_TRUE(host.run(RECTIFY));
+    EXPECT_TRUE(host.run(RECTIFYING_UNIT));
     EXPECT_THAT(host.calls(),
                 ElementsAreArray(after_parameters(
                     {"open_group / Imu", "group_is_valid Imu/", "list_datasets Imu/"})));
@@ -262,7 +262,7 @@ TEST_P(SourceSets, TakeAnEmptyGroupTextAsGiven) {
 TEST_P(SourceSets, AskForEachTableOfTheHostByItsNumber) {
     add_set("a");
     host.set_parameter("SourceSets", Texts{"a"});
-    EXPECT_TRUE(host.run(RECTIFY));
+    EXPECT_TRUE(host.run(RECTIFYING_UNIT));
     EXPECT_EQ(host.interface_requests().at(0), 4);
     EXPECT_THAT(host.interface_requests(), ::testing::IsSupersetOf({4, 7, 8, 9}));
 }

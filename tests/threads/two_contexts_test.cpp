@@ -5,13 +5,13 @@
 #include "host/interface/unit_run.h"
 #include "host/tree/group_walk.h"
 #include "host/tree/memory_tree.h"
+#include "tests/support/special_values.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <bit>
 #include <cmath>
-#include <limits>
 #include <thread>
 
 namespace talvora::host {
@@ -22,7 +22,6 @@ using Integers = std::vector<std::int64_t>;
 
 constexpr int THREADS = 2;
 constexpr int REPETITIONS = 5;
-constexpr float NaN = std::numeric_limits<float>::quiet_NaN();
 
 // One choice for all units, each of which takes the keys that it declares.
 const ParameterValues::Given PARAMETERS = {

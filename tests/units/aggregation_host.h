@@ -2,10 +2,10 @@
 #pragma once
 
 #include "tests/support/recording_host.h"
+#include "tests/support/special_values.h"
+#include "tests/units/sample_patterns.h"
 
-#include <bit>
 #include <cstdint>
-#include <limits>
 #include <string>
 #include <vector>
 
@@ -14,22 +14,6 @@ namespace talvora::test_support {
 inline constexpr char AVERAGE_SET[] = "orvane.signal.average-set";
 inline constexpr char AVERAGE_SET_2[] = "orvane.signal.average-set-2";
 inline constexpr char MAXIMUM_EXTREMA[] = "orvane.signal.extract-set-maximum-extrema";
-
-inline constexpr float NaN = std::numeric_limits<float>::quiet_NaN();
-inline constexpr float INF = std::numeric_limits<float>::infinity();
-inline constexpr std::uint32_t MISSING_BITS = 0xFFC00000U;
-
-inline std::uint32_t bits(float value) {
-    return std::bit_cast<std::uint32_t>(value);
-}
-
-inline std::vector<std::uint32_t> bits(const std::vector<float>& values) {
-    std::vector<std::uint32_t> patterns;
-    for (const float value : values) {
-        patterns.push_back(bits(value));
-    }
-    return patterns;
-}
 
 // From the sets of "Imu" to the group, or the set, "Out".
 inline void choose_places(RecordingHost& host) {

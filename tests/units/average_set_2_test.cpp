@@ -270,14 +270,14 @@ TEST_F(AverageSet2, WritesTwoColumnsForANameGivenTwice) {
 TEST_F(AverageSet2, LosesOnlyTheComponentWithANaN) {
     host.dataset("Imu/a", {4, 1, 2}, {1, NaN, 3, 5, INF, 1, INF, -INF});
     EXPECT_TRUE(run());
-    EXPECT_THAT(bits(host.samples("Out")),
+    EXPECT_THAT(as_bits(host.samples("Out")),
                 ElementsAre(MISSING_BITS, bits(4.0F), bits(INF), MISSING_BITS));
 }
 
 TEST_F(AverageSet2, OfNoSamplesIsMissing) {
     host.dataset("Imu/a", {2, 1, 0}, {});
     EXPECT_TRUE(run());
-    EXPECT_THAT(bits(host.samples("Out")), ElementsAre(MISSING_BITS, MISSING_BITS));
+    EXPECT_THAT(as_bits(host.samples("Out")), ElementsAre(MISSING_BITS, MISSING_BITS));
 }
 
 TEST_F(AverageSet2, LabelsADestinationWithoutComponents) {

@@ -1,8 +1,7 @@
 #include "tests/units/aggregation_host.h"
+#include "tests/units/sample_patterns.h"
 
 #include <gmock/gmock.h>
-
-#include <numeric>
 
 namespace talvora::test_support {
 namespace {
@@ -28,13 +27,6 @@ class AverageSet : public testing::Test {
 
     RecordingHost host;
 };
-
-// 0, 1, 2, ...
-std::vector<float> count_up(std::size_t count) {
-    std::vector<float> samples(count);
-    std::iota(samples.begin(), samples.end(), 0.0F);
-    return samples;
-}
 
 TEST_F(AverageSet, DeclaresItsParametersInOrder) {
     const DeclareOutcome outcome = host.declare(AVERAGE_SET, 0x100000007);
@@ -190,7 +182,7 @@ TEST_F(AverageSet, IsMissingWhereTheHostReadsNothing) {
 TEST_F(AverageSet, OfNoSamplesIsMissing) {
     host.dataset("Imu/a", {2, 1, 0}, {});
     EXPECT_TRUE(run());
-    EXPECT_THAT(bits(host.samples("Out/a")), ElementsAre(MISSING_BITS, MISSING_BITS));
+    EXPECT_THAT(as_bits(host.samples("Out/a")), ElementsAre(MISSING_BITS, MISSING_BITS));
 }
 
 TEST_F(AverageSet, MarksASetWithoutLines) {

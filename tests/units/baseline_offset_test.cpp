@@ -1,5 +1,7 @@
 #include "tests/support/recording_host.h"
+#include "tests/support/special_values.h"
 #include "tests/units/sample_patterns.h"
+#include "tests/units/shared_messages.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -7,7 +9,6 @@
 #include <bit>
 #include <cmath>
 #include <cstdint>
-#include <limits>
 #include <vector>
 
 namespace talvora::test_support {
@@ -19,21 +20,16 @@ using testing::IsEmpty;
 
 constexpr char BASELINE[] = "orvane.signal.apply-set-baseline-offset";
 constexpr char LEGACY_BASELINE[] = "signal.set-baseline-offset";
-constexpr char AXIS_ERROR[] =
-    "context error: At least one set cannot be processed because the axis to use is out of range "
-    "(i.e the number dimensions of the set is lower than the axis required)";
 
-constexpr float NaN = std::numeric_limits<float>::quiet_NaN();
-constexpr double INF = std::numeric_limits<double>::infinity();
-
-void prepare(RecordingHost& host, std::vector<std::uint64_t> extents, std::vector<float> samples) {
+void prepare_baseline(RecordingHost& host, std::vector<std::uint64_t> extents,
+                      std::vector<float> samples) {
     host.dataset("x", std::move(extents), std::move(samples));
     host.set_parameter("SourceSets", Texts{"x"});
 }
 
 std::vector<float> run_on_line(std::vector<float> line) {
     RecordingHost host;
-    prepare(host, {line.size()}, line);
+    prepare_baseline(host, {line.size()}, line);
     EXPECT_TRUE(host.run(BASELINE));
     return host.samples("x");
 }
@@ -41,7 +37,7 @@ std::vector<float> run_on_line(std::vector<float> line) {
 // What the unit reports of a line.
 double report_on_line(std::vector<float> line) {
     RecordingHost host;
-    prepare(host, {line.size()}, line);
+    prepare_baseline(host, {line.size()}, line);
     EXPECT_TRUE(host.run(BASELINE));
     EXPECT_EQ(host.messages().size(), 1U);
     EXPECT_EQ(host.messages().at(0).channel, Channel::INFO);
@@ -71,11 +67,11 @@ TEST(BaselineOffset, LeavesZerosOfAConstantLine) {
 // inf - inf; a NaN sample keeps its bits, whatever is taken off it.
 TEST(BaselineOffset, HasOneNaNForWhatHasNoDifference) {
     constexpr float PAYLOAD = std::bit_cast<float>(0x7FC01234U);
-    const std::vector<float> line =
-        run_on_line({static_cast<float>(INF), static_cast<float>(INF), PAYLOAD, 1, 2, 3, 4});
+    const std::vector<float> line = run_on_line(
+        {static_cast<float>(INF_DOUBLE), static_cast<float>(INF_DOUBLE), PAYLOAD, 1, 2, 3, 4});
     EXPECT_TRUE(std::isfinite(line[3]));
     EXPECT_EQ(std::bit_cast<std::uint32_t>(line[2]), 0x7FC01234U);
-    const std::vector<float> infinite = run_on_line(std::vector(5, static_cast<float>(INF)));
+    const std::vector<float> infinite = run_on_line(std::vector(5, static_cast<float>(INF_DOUBLE)));
     EXPECT_EQ(std::bit_cast<std::uint32_t>(infinite[0]), 0xFFC00000U);
     EXPECT_EQ(std::bit_cast<std::uint32_t>(run_on_line({PAYLOAD})[0]), 0x7FC01234U);
 }
@@ -89,8 +85,8 @@ TEST(BaselineOffset, ReportsTheMeanOfTheOpeningInStandardDeviations) {
 }
 
 TEST(BaselineOffset, ReportsAnInfinityOrNaNWhenNothingDeviates) {
-    EXPECT_EQ(report_on_line({5, 5, 5}), INF);
-    EXPECT_EQ(report_on_line({-2}), -INF);
+    EXPECT_EQ(report_on_line({5, 5, 5}), INF_DOUBLE);
+    EXPECT_EQ(report_on_line({-2}), -INF_DOUBLE);
     EXPECT_TRUE(std::isnan(report_on_line({0})));
 }
 
@@ -121,9 +117,9 @@ TEST(BaselineOffset, GivesEachLineAlongAnyAxisABaselineOfItsOwn) {
     for_every_axis([](const std::vector<std::uint64_t>& extents, std::size_t axis) {
         const float middle = static_cast<float>(extents[axis] - 1) / 2;
         RecordingHost host;
-        prepare(host, extents, make_samples(extents, axis, [](auto line, auto position) {
-                    return static_cast<float>(100 * line + position);
-                }));
+        prepare_baseline(host, extents, make_samples(extents, axis, [](auto line, auto position) {
+                             return static_cast<float>(100 * line + position);
+                         }));
         host.set_parameter("Axis", static_cast<std::int64_t>(axis));
         EXPECT_TRUE(host.run(BASELINE));
         EXPECT_EQ(host.samples("x"), make_samples(extents, axis, [middle](auto, auto position) {
@@ -134,7 +130,7 @@ TEST(BaselineOffset, GivesEachLineAlongAnyAxisABaselineOfItsOwn) {
 
 TEST(BaselineOffset, ChangesNoAttribute) {
     RecordingHost host;
-    prepare(host, {2}, {1, 2});
+    prepare_baseline(host, {2}, {1, 2});
     host.dataset("x").attribute_float("SampleRate", 100).attribute_text("Unit", "m");
     EXPECT_TRUE(host.run(BASELINE));
     EXPECT_THAT(host.dataset("x").attribute_names(), ElementsAre("SampleRate", "Unit"));
@@ -143,7 +139,7 @@ TEST(BaselineOffset, ChangesNoAttribute) {
 
 TEST(BaselineOffset, ReadsReportsAndWritesLineByLine) {
     RecordingHost host;
-    prepare(host, {2, 1, 2}, {1, 3, 5, 5});
+    prepare_baseline(host, {2, 1, 2}, {1, 3, 5, 5});
     EXPECT_TRUE(host.run(BASELINE));
     EXPECT_THAT(host.calls(),
                 ElementsAre("root_group", "read_string_list SourceSets", "read_string SourceGroup",
@@ -169,7 +165,7 @@ TEST(BaselineOffset, FailsBeforeAnyChangeWhenAnAxisIsOutOfRange) {
 
 TEST(BaselineOffset, FailsOnASetOfRankZero) {
     RecordingHost host;
-    prepare(host, {}, {1});
+    prepare_baseline(host, {}, {1});
     EXPECT_FALSE(host.run(BASELINE));
     EXPECT_THAT(host.message_texts(), ElementsAre(AXIS_ERROR));
 }
@@ -181,7 +177,7 @@ TEST(BaselineOffset, SkipsLinesWithoutSamples) {
           std::vector<std::uint64_t>{std::uint64_t{1} << 31U, std::uint64_t{1} << 30U, 0},
           std::vector<std::uint64_t>{std::uint64_t{1} << 32U, std::uint64_t{1} << 32U, 0}}) {
         RecordingHost host;
-        prepare(host, extents, {});
+        prepare_baseline(host, extents, {});
         EXPECT_TRUE(host.run(BASELINE));
         EXPECT_THAT(host.calls_of({"read_samples", "write_samples"}), IsEmpty());
         EXPECT_THAT(host.messages(), IsEmpty());
@@ -204,7 +200,7 @@ TEST(BaselineOffset, FailsWhenASourceIsMissing) {
 
 TEST(BaselineOffset, DoesTheSameUnderItsLegacyIdentifier) {
     RecordingHost host;
-    prepare(host, {1, 2}, {1, 3});
+    prepare_baseline(host, {1, 2}, {1, 3});
     EXPECT_TRUE(host.run(LEGACY_BASELINE));
     EXPECT_THAT(host.samples("x"), ElementsAre(-1, 1));
     EXPECT_THAT(host.message_texts(), ElementsAre("info: Computed SNR: 1.414214"));

@@ -1,4 +1,7 @@
 #include "tests/support/recording_host.h"
+#include "tests/support/special_values.h"
+#include "tests/units/sample_patterns.h"
+#include "tests/units/shared_messages.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -27,27 +30,6 @@ constexpr char NON_BAND_WIDTH[] =
     "or high pass).";
 constexpr char MISSING_WIDTH[] = "context error: Bandwidth must be defined as a positive number "
                                  "when using a filter of type bandpass or bandstop.";
-constexpr char RATE_MESSAGE[] =
-    "context error: At least one data set has no 'SampleRate' attribute or its value is less than "
-    "or equal to 0";
-constexpr char AXIS_MESSAGE[] =
-    "context error: At least one set cannot be processed because the axis to use is out of range "
-    "(i.e the number dimensions of the set is lower than the axis required)";
-constexpr char UNUSABLE_RATE[] = "warning: Set Has NaN SampleRate. NaNs will be written to it.";
-constexpr std::uint32_t MISSING_BITS = 0xFFC0'0000;
-constexpr float NOT_A_NUMBER = std::numeric_limits<float>::quiet_NaN();
-constexpr double NAN_NUMBER = std::numeric_limits<double>::quiet_NaN();
-constexpr float INFINITE = std::numeric_limits<float>::infinity();
-
-std::uint32_t bits(float sample) {
-    return std::bit_cast<std::uint32_t>(sample);
-}
-
-std::vector<std::uint32_t> bits_of(const std::vector<float>& samples) {
-    std::vector<std::uint32_t> patterns;
-    std::ranges::transform(samples, std::back_inserter(patterns), bits);
-    return patterns;
-}
 
 // A signal that every filter here changes.
 std::vector<float> zigzag(std::size_t length) {
@@ -103,7 +85,7 @@ class Butterworth : public ::testing::Test {
 
 // --- agreement with an independent tool
 
-struct Case {
+struct GoldenCase {
     std::string form;
     std::int64_t order = 0;
     double cutoff = 0;
@@ -124,10 +106,11 @@ std::vector<float> read_samples(std::istream& file) {
     return samples;
 }
 
-std::vector<Case> read_cases() {
+std::vector<GoldenCase> read_cases() {
     std::ifstream file(TALVORA_BUTTERWORTH_GOLDEN);
-    std::vector<Case> cases;
-    for (Case next; file >> next.form >> next.order >> next.cutoff >> next.width >> next.rate;) {
+    std::vector<GoldenCase> cases;
+    for (GoldenCase next;
+         file >> next.form >> next.order >> next.cutoff >> next.width >> next.rate;) {
         file >> std::ws;
         next.input = read_samples(file);
         next.expected = read_samples(file);
@@ -148,9 +131,9 @@ void expect_samples_near(const std::vector<float>& samples, const std::vector<fl
 }
 
 TEST_F(Butterworth, AgreesWithSciPyOnEveryForm) {
-    const std::vector<Case> cases = read_cases();
+    const std::vector<GoldenCase> cases = read_cases();
     ASSERT_EQ(cases.size(), 5U);
-    for (const Case& golden : cases) {
+    for (const GoldenCase& golden : cases) {
         SCOPED_TRACE(golden.form + " of order " + std::to_string(golden.order));
         ASSERT_EQ(golden.input.size(), 360U);
         const std::string path = "set" + std::to_string(&golden - cases.data());
@@ -204,7 +187,7 @@ TEST_F(Butterworth, RefusesACutoffThatIsNotPositive) {
 
 TEST_F(Butterworth, TakesACutoffThatIsNotANumber) {
     add_line("a", 50);
-    host.set_parameter("CutoffFrequency", NAN_NUMBER);
+    host.set_parameter("CutoffFrequency", NaN_DOUBLE);
     EXPECT_TRUE(run_on({"a"}));
     EXPECT_THAT(host.samples("a"), Each(::testing::IsNan()));
 }
@@ -237,7 +220,7 @@ TEST_F(Butterworth, LeavesASetAsItIsWithAnOrderOfOne) {
     add_line("a", 50);
     set_integer("Order", std::int64_t{1});
     EXPECT_TRUE(run_on({"a"}));
-    EXPECT_EQ(bits_of(host.samples("a")), bits_of(zigzag(50)));
+    EXPECT_EQ(as_bits(host.samples("a")), as_bits(zigzag(50)));
     EXPECT_THAT(host.calls_of({"write_samples"}), ElementsAre("write_samples a [0|50]"));
 }
 
@@ -277,7 +260,7 @@ TEST_F(Butterworth, DoesNotRelyOnTheCountOfATextRecord) {
 
 TEST_F(Butterworth, RefusesABandwidthForAFormWithoutABand) {
     for (const char* const form : {"ZeroLagLowPass", "ZeroLagHighPass"}) {
-        for (const double width : {2.0, -1.0, NAN_NUMBER}) {
+        for (const double width : {2.0, -1.0, NaN_DOUBLE}) {
             set_band(form, width);
             host.forget_calls();
             expect_refusal(NON_BAND_WIDTH);
@@ -298,7 +281,7 @@ TEST_F(Butterworth, RefusesABandwidthThatIsNotPositiveForAFormWithABand) {
 
 TEST_F(Butterworth, TakesABandwidthThatIsNotANumberForAFormWithABand) {
     add_line("a", 50);
-    set_band("ZeroLagBandPass", NAN_NUMBER);
+    set_band("ZeroLagBandPass", NaN_DOUBLE);
     EXPECT_TRUE(run_on({"a"}));
     EXPECT_THAT(host.samples("a"), Each(::testing::IsNan()));
     EXPECT_THAT(host.message_texts(), IsEmpty());
@@ -350,14 +333,14 @@ TEST_F(Butterworth, TakesLinesAsConsecutiveBlocksWhateverTheAxis) {
     EXPECT_TRUE(run_on({"short", "blocks"}));
     set_integer("Axis", std::int64_t{1});
     EXPECT_TRUE(run_on({"lines"}));
-    EXPECT_EQ(bits_of(host.samples("short")), bits_of(samples)); // blocks of 3 samples
+    EXPECT_EQ(as_bits(host.samples("short")), as_bits(samples)); // blocks of 3 samples
     EXPECT_EQ(host.samples("blocks"), host.samples("lines"));    // both blocks of 60
     EXPECT_NE(host.samples("lines"), samples);
 }
 
 TEST_F(Butterworth, RefusesAnAxisBeyondTheDimensionsBeforeAnySampleIsRead) {
     set_integer("Axis", std::int64_t{1});
-    expect_refusal(AXIS_MESSAGE);
+    expect_refusal(AXIS_ERROR);
 }
 
 TEST_F(Butterworth, TakesTheLowHalfOfTheAxis) {
@@ -375,7 +358,7 @@ TEST_F(Butterworth, ChecksTheRateOfASetBeforeItsAxis) {
     set_integer("Axis", std::int64_t{5});
     EXPECT_FALSE(run_on({"bad", "good"}));
     EXPECT_FALSE(run_on({"good", "bad"}));
-    EXPECT_THAT(host.message_texts(), ElementsAre(RATE_MESSAGE, AXIS_MESSAGE));
+    EXPECT_THAT(host.message_texts(), ElementsAre(RATE_ERROR, AXIS_ERROR));
 }
 
 TEST_F(Butterworth, RefusesARateThatIsNotPositive) {
@@ -385,7 +368,7 @@ TEST_F(Butterworth, RefusesARateThatIsNotPositive) {
         host.forget_calls();
         host.dataset("bad").attribute_float("SampleRate", rate);
         EXPECT_FALSE(run_on({"good", "bad"}));
-        EXPECT_THAT(host.message_texts(), ElementsAre(RATE_MESSAGE));
+        EXPECT_THAT(host.message_texts(), ElementsAre(RATE_ERROR));
         EXPECT_EQ(host.samples("good"), zigzag(50));
     }
 }
@@ -393,13 +376,13 @@ TEST_F(Butterworth, RefusesARateThatIsNotPositive) {
 TEST_F(Butterworth, RefusesASetWithoutARate) {
     host.dataset("a", {50}, zigzag(50));
     EXPECT_FALSE(run_on({"a"}));
-    EXPECT_THAT(host.message_texts(), ElementsAre(RATE_MESSAGE));
+    EXPECT_THAT(host.message_texts(), ElementsAre(RATE_ERROR));
 }
 
 TEST_F(Butterworth, RefusesAnInfinitelyNegativeRateAfterWarningOfIt) {
-    add_line("a", 50, -INFINITE);
+    add_line("a", 50, -INF);
     EXPECT_FALSE(run_on({"a"}));
-    EXPECT_THAT(host.message_texts(), ElementsAre(UNUSABLE_RATE, RATE_MESSAGE));
+    EXPECT_THAT(host.message_texts(), ElementsAre(UNUSABLE_RATE, RATE_ERROR));
 }
 
 class ButterworthOfUnusableRate : public Butterworth,
@@ -411,13 +394,12 @@ TEST_P(ButterworthOfUnusableRate, FillsTheSetAndFiltersItsNeighbours) {
     add_line("last", 50);
     EXPECT_TRUE(run_on({"first", "unusable", "last"}));
     EXPECT_THAT(host.message_texts(), ElementsAre(UNUSABLE_RATE));
-    EXPECT_THAT(bits_of(host.samples("unusable")), Each(MISSING_BITS));
+    EXPECT_THAT(as_bits(host.samples("unusable")), Each(MISSING_BITS));
     EXPECT_NE(host.samples("first"), zigzag(50));
     EXPECT_EQ(host.samples("first"), host.samples("last"));
 }
 
-INSTANTIATE_TEST_SUITE_P(Rates, ButterworthOfUnusableRate,
-                         ::testing::Values(NOT_A_NUMBER, INFINITE),
+INSTANTIATE_TEST_SUITE_P(Rates, ButterworthOfUnusableRate, ::testing::Values(NaN, INF),
                          [](const auto& test) { return test.index == 0 ? "NaN" : "Infinity"; });
 
 TEST_F(Butterworth, DesignsAFilterForEachRate) {
@@ -449,12 +431,12 @@ TEST_F(Butterworth, TakesSetsWithoutSamples) {
 // runs of 8 samples or more.
 TEST_F(Butterworth, FiltersLongRunsAndDropsWhatLiesOutsideThem) {
     std::vector<float> samples = zigzag(108);
-    samples[0] = samples[6] = samples[107] = NOT_A_NUMBER;
+    samples[0] = samples[6] = samples[107] = NaN;
     add_set("a", {108}, samples);
     add_set("run", {100}, {samples.begin() + 7, samples.begin() + 107});
     EXPECT_TRUE(run_on({"a", "run"}));
     const std::vector<float>& filtered = host.samples("a");
-    EXPECT_THAT(bits_of({filtered.begin(), filtered.begin() + 7}), Each(MISSING_BITS));
+    EXPECT_THAT(as_bits({filtered.begin(), filtered.begin() + 7}), Each(MISSING_BITS));
     EXPECT_EQ(bits(filtered[107]), MISSING_BITS);
     EXPECT_EQ(std::vector<float>(filtered.begin() + 7, filtered.begin() + 107),
               host.samples("run"));
@@ -462,17 +444,17 @@ TEST_F(Butterworth, FiltersLongRunsAndDropsWhatLiesOutsideThem) {
 
 TEST_F(Butterworth, LeavesALineWithoutALongRun) {
     std::vector<float> samples = zigzag(15);
-    samples[7] = NOT_A_NUMBER; // two runs of 7
+    samples[7] = NaN; // two runs of 7
     add_set("short", {15}, samples);
-    add_set("missing", {20}, std::vector<float>(20, NOT_A_NUMBER));
+    add_set("missing", {20}, std::vector<float>(20, NaN));
     EXPECT_TRUE(run_on({"short", "missing"}));
-    EXPECT_EQ(bits_of(host.samples("short")), bits_of(samples));
-    EXPECT_THAT(bits_of(host.samples("missing")), Each(bits(NOT_A_NUMBER)));
+    EXPECT_EQ(as_bits(host.samples("short")), as_bits(samples));
+    EXPECT_THAT(as_bits(host.samples("missing")), Each(bits(NaN)));
 }
 
 TEST_F(Butterworth, FiltersARunOfExactlyTheLeastLength) {
     std::vector<float> samples = zigzag(9);
-    samples[8] = NOT_A_NUMBER; // a run of 8
+    samples[8] = NaN; // a run of 8
     add_set("a", {9}, samples);
     EXPECT_TRUE(run_on({"a"}));
     EXPECT_NE(host.samples("a")[3], samples[3]);

@@ -1,13 +1,13 @@
 #include "tests/support/recording_host.h"
+#include "tests/support/special_values.h"
 #include "tests/units/sample_patterns.h"
+#include "tests/units/shared_messages.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstdint>
-#include <limits>
-#include <numeric>
 #include <vector>
 
 namespace talvora::test_support {
@@ -19,27 +19,14 @@ using testing::IsEmpty;
 constexpr char DOWNSAMPLE[] = "orvane.signal.apply-set-downsample";
 constexpr char LEGACY_DOWNSAMPLE[] = "signal.set-downsample";
 
-constexpr char RATE_ERROR[] = "context error: At least one data set has no 'SampleRate' attribute "
-                              "or its value is less than or equal to 0";
-constexpr char AXIS_ERROR[] =
-    "context error: At least one set cannot be processed because the axis to use is out of range "
-    "(i.e the number dimensions of the set is lower than the axis required)";
 constexpr char FACTOR_ERROR[] = "context error: At least one factor is NaN, this may be caused by "
                                 "hint set/group attribute SampleRate being 0 or NAN";
 
-constexpr float NaN = std::numeric_limits<float>::quiet_NaN();
-constexpr float INF = std::numeric_limits<float>::infinity();
-
 const std::vector<std::string> SAMPLE_SLOTS = {"read_samples", "write_samples", "resize_dataset"};
 
-std::vector<float> count_up(std::size_t count) {
-    std::vector<float> samples(count);
-    std::iota(samples.begin(), samples.end(), 0.0F);
-    return samples;
-}
-
 // A set "x" of the given extents that counts up, and a group "Hint" with a target rate.
-void prepare(RecordingHost& host, std::vector<std::uint64_t> extents, float rate, float target) {
+void prepare_rates(RecordingHost& host, std::vector<std::uint64_t> extents, float rate,
+                   float target) {
     const std::uint64_t count =
         std::accumulate(extents.begin(), extents.end(), std::uint64_t{1}, std::multiplies<>());
     host.dataset("x", std::move(extents), count_up(count)).attribute_float("SampleRate", rate);
@@ -55,7 +42,7 @@ void expect_untouched(RecordingHost& host) {
 
 TEST(Downsample, KeepsEveryKthSampleAndWritesRateAndCount) {
     RecordingHost host;
-    prepare(host, {10}, 90, 30);
+    prepare_rates(host, {10}, 90, 30);
     EXPECT_TRUE(host.run(DOWNSAMPLE));
     const DataSet& set = host.dataset("x");
     EXPECT_THAT(set.extents(), ElementsAre(3));
@@ -70,7 +57,7 @@ TEST(Downsample, KeepsEveryKthSampleAndWritesRateAndCount) {
 TEST(Downsample, LeavesSetsAtOrBelowTheTargetRateAlone) {
     for (const float rate : {30.0F, 29.0F}) {
         RecordingHost host;
-        prepare(host, {4}, rate, 30);
+        prepare_rates(host, {4}, rate, 30);
         EXPECT_TRUE(host.run(DOWNSAMPLE));
         expect_untouched(host);
     }
@@ -79,7 +66,7 @@ TEST(Downsample, LeavesSetsAtOrBelowTheTargetRateAlone) {
 // k is 1: the samples stay, and yet rate and count are written.
 TEST(Downsample, RewritesTheRateForAFactorBelowTwo) {
     RecordingHost host;
-    prepare(host, {4}, 75, 50);
+    prepare_rates(host, {4}, 75, 50);
     EXPECT_TRUE(host.run(DOWNSAMPLE));
     EXPECT_THAT(host.samples("x"), ElementsAre(0, 1, 2, 3));
     EXPECT_EQ(host.dataset("x").attribute<float>("SampleRate"), 50.0F);
@@ -89,7 +76,7 @@ TEST(Downsample, RewritesTheRateForAFactorBelowTwo) {
 // The factor 100 / 30 is 3.33 and the samples are 3 apart; the rate says 30 all the same.
 TEST(Downsample, WritesTheRateDividedByTheFactorNotByTheStride) {
     RecordingHost host;
-    prepare(host, {7}, 100, 30);
+    prepare_rates(host, {7}, 100, 30);
     EXPECT_TRUE(host.run(DOWNSAMPLE));
     EXPECT_THAT(host.samples("x"), ElementsAre(0, 3));
     EXPECT_EQ(host.dataset("x").attribute<float>("SampleRate"), 30.0F);
@@ -118,7 +105,7 @@ TEST(Downsample, ScalesEachSetByTheRateOfTheSetAtHalfItsPlace) {
 
 TEST(Downsample, DoesNotLookAtTheHintSetBesideAHintGroup) {
     RecordingHost host;
-    prepare(host, {4}, 20, 1);
+    prepare_rates(host, {4}, 20, 1);
     host.dataset("slow", {1}, {0}).attribute_float("SampleRate", 10);
     host.set_parameter("HintSet", "slow");
     EXPECT_TRUE(host.run(DOWNSAMPLE)); // by the group's rate of 1: 4 / 20 is 0
@@ -148,7 +135,7 @@ TEST(Downsample, FailsWithoutAHintEvenWithNothingSelected) {
 
 TEST(Downsample, FailsWhenTheHintIsNotThere) {
     RecordingHost host;
-    prepare(host, {4}, 20, 10);
+    prepare_rates(host, {4}, 20, 10);
     host.set_parameter("HintGroup", "Nowhere");
     EXPECT_FALSE(host.run(DOWNSAMPLE));
     RecordingHost other;
@@ -165,7 +152,7 @@ TEST(Downsample, FailsWhenTheHintIsNotThere) {
 
 TEST(Downsample, CountsAnEmptyTextAsAHint) {
     RecordingHost host;
-    prepare(host, {4}, 20, 10);
+    prepare_rates(host, {4}, 20, 10);
     host.group("").attribute_float("SampleRate", 10);
     host.set_parameter("HintGroup", "");
     EXPECT_TRUE(host.run(DOWNSAMPLE));
@@ -175,7 +162,7 @@ TEST(Downsample, CountsAnEmptyTextAsAHint) {
 TEST(Downsample, FailsOnATargetRateOfZeroOrNaN) {
     for (const float target : {0.0F, -0.0F, NaN}) {
         RecordingHost host;
-        prepare(host, {4}, 20, target);
+        prepare_rates(host, {4}, 20, target);
         EXPECT_FALSE(host.run(DOWNSAMPLE));
         EXPECT_THAT(host.message_texts(),
                     ElementsAre("context error: At least one denominator is NaN or 0"));
@@ -187,7 +174,7 @@ TEST(Downsample, FailsOnATargetRateOfZeroOrNaN) {
 TEST(Downsample, SkipsEverySetForANegativeOrInfiniteTargetButUpdatesTheGroup) {
     for (const float target : {-5.0F, INF, -INF}) {
         RecordingHost host;
-        prepare(host, {4}, 20, target);
+        prepare_rates(host, {4}, 20, target);
         host.group("Imu").attribute_float("SampleRate", 20);
         host.set_parameter("SourceGroup", "Imu");
         EXPECT_TRUE(host.run(DOWNSAMPLE));
@@ -199,7 +186,7 @@ TEST(Downsample, SkipsEverySetForANegativeOrInfiniteTargetButUpdatesTheGroup) {
 TEST(Downsample, FailsBeforeAnyChangeWhenARateIsNotPositive) {
     for (const float rate : {0.0F, -1.0F, -INF}) {
         RecordingHost host;
-        prepare(host, {4}, 20, 10);
+        prepare_rates(host, {4}, 20, 10);
         host.dataset("y", {4}, count_up(4)).attribute_float("SampleRate", rate);
         host.set_parameter("SourceSets", Texts{"x", "y"});
         EXPECT_FALSE(host.run(DOWNSAMPLE));
@@ -211,7 +198,7 @@ TEST(Downsample, FailsBeforeAnyChangeWhenARateIsNotPositive) {
 TEST(Downsample, FailsBeforeAnyChangeWhenAnAxisIsOutOfRange) {
     for (const std::int64_t axis : {std::int64_t{1}, std::int64_t{1} << 32}) {
         RecordingHost host;
-        prepare(host, {2, 2}, 20, 10);
+        prepare_rates(host, {2, 2}, 20, 10);
         host.dataset("y", {4}, count_up(4)).attribute_float("SampleRate", 20);
         host.set_parameter("SourceSets", Texts{"x", "y"});
         host.set_parameter("Axis", axis);
@@ -223,7 +210,7 @@ TEST(Downsample, FailsBeforeAnyChangeWhenAnAxisIsOutOfRange) {
 
 TEST(Downsample, ChecksTheRateOfASetBeforeItsAxis) {
     RecordingHost host;
-    prepare(host, {4}, 0, 10);
+    prepare_rates(host, {4}, 0, 10);
     host.set_parameter("Axis", std::int64_t{1});
     EXPECT_FALSE(host.run(DOWNSAMPLE));
     EXPECT_THAT(host.message_texts(), ElementsAre(RATE_ERROR));
@@ -231,7 +218,7 @@ TEST(Downsample, ChecksTheRateOfASetBeforeItsAxis) {
 
 TEST(Downsample, FailsOnASetOfRankZero) {
     RecordingHost host;
-    prepare(host, {}, 20, 10);
+    prepare_rates(host, {}, 20, 10);
     EXPECT_FALSE(host.run(DOWNSAMPLE));
     EXPECT_THAT(host.message_texts(), ElementsAre(AXIS_ERROR));
 }
@@ -258,7 +245,7 @@ TEST(Downsample, KeepsWhatIsDoneWhenAFactorTurnsOutNaN) {
 TEST(Downsample, LeavesNoSamplesForAFactorThatIsInfiniteOrTooLarge) {
     for (const float rate : {INF, 3e38F}) {
         RecordingHost host;
-        prepare(host, {4}, rate, 1);
+        prepare_rates(host, {4}, rate, 1);
         EXPECT_TRUE(host.run(DOWNSAMPLE));
         EXPECT_THAT(host.dataset("x").extents(), ElementsAre(0));
         EXPECT_EQ(host.dataset("x").attribute<float>("NumSamples"), 0.0F);
@@ -267,7 +254,7 @@ TEST(Downsample, LeavesNoSamplesForAFactorThatIsInfiniteOrTooLarge) {
 
 TEST(Downsample, WritesNaNAsTheRateOfAnInfiniteOne) {
     RecordingHost host;
-    prepare(host, {4}, INF, 1);
+    prepare_rates(host, {4}, INF, 1);
     EXPECT_TRUE(host.run(DOWNSAMPLE));
     EXPECT_TRUE(std::isnan(host.dataset("x").attribute<float>("SampleRate")));
 }
@@ -316,7 +303,7 @@ TEST(Downsample, PutsTheNewLengthWhereItsIndexPoints) {
     for (const Case& one : cases) {
         RecordingHost host;
         host.habits().clips_requests = true; // and takes all that a request names
-        prepare(host, one.extents, 20, 10);
+        prepare_rates(host, one.extents, 20, 10);
         host.set_parameter("Axis", one.axis);
         EXPECT_TRUE(host.run(DOWNSAMPLE));
         EXPECT_EQ(host.calls_of({"write_samples"}).at(0), one.first_request);
@@ -328,7 +315,7 @@ TEST(Downsample, PutsTheNewLengthWhereItsIndexPoints) {
 TEST(Downsample, LeavesAnAxisOtherThanTheLastToTheHost) {
     RecordingHost host;
     host.habits().clips_requests = true;
-    prepare(host, {4, 2}, 20, 10);
+    prepare_rates(host, {4, 2}, 20, 10);
     host.set_parameter("Axis", ParameterValue{std::int64_t{0}});
     EXPECT_TRUE(host.run(DOWNSAMPLE));
     EXPECT_THAT(host.dataset("x").extents(), ElementsAre(2, 2));
@@ -341,7 +328,7 @@ TEST(Downsample, LeavesAnAxisOtherThanTheLastToTheHost) {
 TEST(Downsample, HasZerosForWhatARequestNamesBeyondTheLine) {
     RecordingHost host;
     host.habits().clips_requests = true;
-    prepare(host, {2, 4, 1}, 20, 10);
+    prepare_rates(host, {2, 4, 1}, 20, 10);
     host.set_parameter("Axis", std::int64_t{1});
     EXPECT_TRUE(host.run(DOWNSAMPLE));
     EXPECT_THAT(host.dataset("x").extents(), ElementsAre(2, 2, 1));
@@ -350,7 +337,7 @@ TEST(Downsample, HasZerosForWhatARequestNamesBeyondTheLine) {
 
 TEST(Downsample, ReadsAndWritesLinesThenResizesThenWritesAttributes) {
     RecordingHost host;
-    prepare(host, {2, 4}, 20, 10);
+    prepare_rates(host, {2, 4}, 20, 10);
     EXPECT_TRUE(host.run(DOWNSAMPLE));
     EXPECT_THAT(host.calls(),
                 ElementsAre("root_group", "read_string_list SourceSets", "read_string SourceGroup",
@@ -425,7 +412,7 @@ TEST(Downsample, LeavesTheGroupsBelowAloneOtherwise) {
 
 TEST(Downsample, ChangesNoGroupWithoutASourceGroup) {
     RecordingHost host;
-    prepare(host, {4}, 20, 10);
+    prepare_rates(host, {4}, 20, 10);
     host.set_parameter("ScanRecursive", true);
     EXPECT_TRUE(host.run(DOWNSAMPLE));
     EXPECT_THAT(host.calls_of({"has_attribute", "list_groups"}), IsEmpty());
@@ -463,7 +450,7 @@ TEST(Downsample, MakesTheSmallestIntegerOfACountThatCannotBe) {
 
 TEST(Downsample, ResizesASetWithoutSamples) {
     RecordingHost host;
-    prepare(host, {3, 0}, 20, 10);
+    prepare_rates(host, {3, 0}, 20, 10);
     EXPECT_TRUE(host.run(DOWNSAMPLE));
     EXPECT_THAT(host.dataset("x").extents(), ElementsAre(3, 0));
     EXPECT_EQ(host.dataset("x").attribute<float>("NumSamples"), 0.0F);
@@ -478,7 +465,7 @@ TEST(Downsample, FailsWithoutASource) {
 
 TEST(Downsample, DoesTheSameUnderItsLegacyIdentifier) {
     RecordingHost host;
-    prepare(host, {10}, 90, 30);
+    prepare_rates(host, {10}, 90, 30);
     EXPECT_TRUE(host.run(LEGACY_DOWNSAMPLE));
     EXPECT_THAT(host.samples("x"), ElementsAre(0, 3, 6));
 }

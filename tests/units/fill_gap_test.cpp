@@ -1,5 +1,7 @@
 #include "tests/support/recording_host.h"
+#include "tests/support/special_values.h"
 #include "tests/units/sample_patterns.h"
+#include "tests/units/shared_messages.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -23,19 +25,15 @@ constexpr char NO_LENGTH_ERROR[] =
 constexpr char HINT_ERROR[] =
     "context error: Value out of range. The hint to compute the maximum gap length based on the "
     "'SampleRate' property must be in the range ]0, 1]";
-constexpr char RATE_ERROR[] = "context error: Missing attribute 'SampleRate' or null value to "
-                              "compute the maximum gap length for a set to fill";
-constexpr char AXIS_ERROR[] =
-    "context error: At least one set cannot be processed because the axis to use is out of range "
-    "(i.e the number dimensions of the set is lower than the axis required)";
+constexpr char LENGTH_RATE_ERROR[] =
+    "context error: Missing attribute 'SampleRate' or null value to "
+    "compute the maximum gap length for a set to fill";
 
-constexpr float NaN = std::numeric_limits<float>::quiet_NaN();
-constexpr float INF = std::numeric_limits<float>::infinity();
 constexpr std::int64_t SMALLEST = std::numeric_limits<std::int64_t>::min();
 constexpr std::int64_t LARGEST = std::numeric_limits<std::int64_t>::max();
 
-void prepare(RecordingHost& host, std::vector<std::uint64_t> extents, std::vector<float> samples,
-             std::int64_t max_gap_length) {
+void prepare_gaps(RecordingHost& host, std::vector<std::uint64_t> extents,
+                  std::vector<float> samples, std::int64_t max_gap_length) {
     host.dataset("x", std::move(extents), std::move(samples)).attribute_float("SampleRate", 100);
     host.set_parameter("SourceSets", Texts{"x"});
     host.set_parameter("MaxGapLength", max_gap_length);
@@ -46,7 +44,7 @@ const std::vector<float> LINE = {NaN, 2, NaN, 4, NaN, NaN, 1, NaN, NaN, NaN, 5, 
 
 std::vector<float> run_on_line(const std::vector<float>& line, std::int64_t max_gap_length) {
     RecordingHost host;
-    prepare(host, {line.size()}, line, max_gap_length);
+    prepare_gaps(host, {line.size()}, line, max_gap_length);
     EXPECT_TRUE(host.run(FILL_GAP));
     return host.samples("x");
 }
@@ -54,7 +52,7 @@ std::vector<float> run_on_line(const std::vector<float>& line, std::int64_t max_
 // The maximum gap length that the unit uses for a rate and a hint.
 std::int64_t resolve_hint(float rate, double hint) {
     RecordingHost host;
-    prepare(host, {3}, {0, NaN, 2}, 0);
+    prepare_gaps(host, {3}, {0, NaN, 2}, 0);
     host.dataset("x").attribute_float("SampleRate", rate);
     host.set_parameter("HintMaxGapLength", hint);
     EXPECT_TRUE(host.run(FILL_GAP));
@@ -68,7 +66,7 @@ TEST(FillGap, FillsGapsUpToTheMaximumAndLeavesTheEndsMissing) {
 
 TEST(FillGap, FillsEveryGapWithANegativeMaximum) {
     RecordingHost host;
-    prepare(host, {LINE.size()}, LINE, -1);
+    prepare_gaps(host, {LINE.size()}, LINE, -1);
     EXPECT_TRUE(host.run(FILL_GAP));
     EXPECT_EQ(as_bits(host.samples("x")), as_bits({NaN, 2, 3, 4, 3, 2, 1, 2, 3, 4, 5, NaN}));
     EXPECT_EQ(host.dataset("x").attribute<std::int64_t>("FillGapMaxGapLength"), LARGEST);
@@ -89,7 +87,7 @@ TEST(FillGap, CountsInfinitiesAsSamples) {
 
 TEST(FillGap, WritesFourAttributesOfTheirTypes) {
     RecordingHost host;
-    prepare(host, {LINE.size()}, LINE, 2);
+    prepare_gaps(host, {LINE.size()}, LINE, 2);
     host.set_parameter("HintMaxGapLength", 7.5);
     EXPECT_TRUE(host.run(FILL_GAP));
     const DataSet& set = host.dataset("x");
@@ -109,7 +107,7 @@ TEST(FillGap, WritesFourAttributesOfTheirTypes) {
 
 TEST(FillGap, ListsTheGapsOfAllLinesInOrder) {
     RecordingHost host;
-    prepare(host, {3, 4}, {1, NaN, 3, NaN, 1, NaN, NaN, 4, NaN, 1, NaN, 3}, -1);
+    prepare_gaps(host, {3, 4}, {1, NaN, 3, NaN, 1, NaN, NaN, 4, NaN, 1, NaN, 3}, -1);
     EXPECT_TRUE(host.run(FILL_GAP));
     EXPECT_EQ(host.dataset("x").attribute<IntegerArray>("FillGapSamplesFilled"),
               (IntegerArray{{1, 1, 1, 2, 2, 1}, {3, 2}}));
@@ -117,7 +115,7 @@ TEST(FillGap, ListsTheGapsOfAllLinesInOrder) {
 
 TEST(FillGap, StartsTheListAnewForEachSet) {
     RecordingHost host;
-    prepare(host, {3}, {1, NaN, 3}, 1);
+    prepare_gaps(host, {3}, {1, NaN, 3}, 1);
     host.dataset("y", {5}, {1, 2, 3, NaN, 5});
     host.set_parameter("SourceSets", Texts{"x", "y"});
     EXPECT_TRUE(host.run(FILL_GAP));
@@ -130,12 +128,12 @@ TEST(FillGap, KeepsTheRowsOfThousandsOfGaps) {
     constexpr std::size_t LINE_COUNT = 1000;
     constexpr std::size_t LENGTH = 31;
     RecordingHost host;
-    prepare(host, {LINE_COUNT, LENGTH},
-            make_samples({LINE_COUNT, LENGTH}, 1,
-                         [](auto, auto position) {
-                             return position % 2 == 1 ? NaN : static_cast<float>(position);
-                         }),
-            1);
+    prepare_gaps(host, {LINE_COUNT, LENGTH},
+                 make_samples({LINE_COUNT, LENGTH}, 1,
+                              [](auto, auto position) {
+                                  return position % 2 == 1 ? NaN : static_cast<float>(position);
+                              }),
+                 1);
     EXPECT_TRUE(host.run(FILL_GAP));
     const auto& rows = host.dataset("x").attribute<IntegerArray>("FillGapSamplesFilled");
     ASSERT_THAT(rows.extents, ElementsAre(15000, 2));
@@ -150,7 +148,7 @@ TEST(FillGap, KeepsTheRowsOfThousandsOfGaps) {
 
 TEST(FillGap, WritesBackOnlyLinesWithAGapInside) {
     RecordingHost host;
-    prepare(host, {5, 3}, {1, 2, 3, NaN, NaN, NaN, NaN, 2, 3, 1, 2, NaN, 1, NaN, 3}, 1);
+    prepare_gaps(host, {5, 3}, {1, 2, 3, NaN, NaN, NaN, NaN, 2, 3, 1, 2, NaN, 1, NaN, 3}, 1);
     EXPECT_TRUE(host.run(FILL_GAP));
     EXPECT_EQ(host.calls_of({"read_samples"}).size(), 5U);
     EXPECT_THAT(host.calls_of({"write_samples"}), ElementsAre("write_samples x [4,0|1,3]"));
@@ -158,7 +156,7 @@ TEST(FillGap, WritesBackOnlyLinesWithAGapInside) {
 
 TEST(FillGap, WritesALineBackAlsoWhenItsGapsAreTooLong) {
     RecordingHost host;
-    prepare(host, {4}, {1, NaN, NaN, 4}, 1);
+    prepare_gaps(host, {4}, {1, NaN, NaN, 4}, 1);
     EXPECT_TRUE(host.run(FILL_GAP));
     EXPECT_EQ(as_bits(host.samples("x")), as_bits({1, NaN, NaN, 4}));
     EXPECT_EQ(host.calls_of({"write_samples"}).size(), 1U);
@@ -168,7 +166,7 @@ TEST(FillGap, WritesALineBackAlsoWhenItsGapsAreTooLong) {
 
 TEST(FillGap, WritesItsAttributesWhenNothingIsMissing) {
     RecordingHost host;
-    prepare(host, {2}, {1, 2}, 5);
+    prepare_gaps(host, {2}, {1, 2}, 5);
     EXPECT_TRUE(host.run(FILL_GAP));
     EXPECT_EQ(host.dataset("x").attribute<IntegerArray>("FillGapSamplesFilled"),
               (IntegerArray{{}, {0, 2}}));
@@ -181,13 +179,14 @@ TEST(FillGap, FillsLinesAlongEveryAxis) {
             return static_cast<float>(line) + 2 * static_cast<float>(position);
         };
         RecordingHost host;
-        prepare(host, extents,
-                make_samples(extents, axis,
-                             [&](auto line, auto position) {
-                                 return position == 0 || position == last ? value(line, position)
-                                                                          : NaN;
-                             }),
-                -1);
+        prepare_gaps(host, extents,
+                     make_samples(extents, axis,
+                                  [&](auto line, auto position) {
+                                      return position == 0 || position == last
+                                                 ? value(line, position)
+                                                 : NaN;
+                                  }),
+                     -1);
         host.set_parameter("Axis", static_cast<std::int64_t>(axis));
         EXPECT_TRUE(host.run(FILL_GAP));
         EXPECT_EQ(host.samples("x"), make_samples(extents, axis, value));
@@ -213,7 +212,7 @@ TEST(FillGap, FillsNothingWhereTheMaximumIsNotANumberOrDoesNotFit) {
     EXPECT_EQ(resolve_hint(INF, 0.5), SMALLEST);
     EXPECT_EQ(resolve_hint(1e30F, 1.0), SMALLEST);
     RecordingHost host;
-    prepare(host, {3}, {0, NaN, 2}, 0);
+    prepare_gaps(host, {3}, {0, NaN, 2}, 0);
     host.dataset("x").attribute_float("SampleRate", NaN);
     host.set_parameter("HintMaxGapLength", 0.5);
     EXPECT_TRUE(host.run(FILL_GAP));
@@ -234,7 +233,7 @@ TEST(FillGap, FailsWithoutAMaximumEvenWithNothingSelected) {
 TEST(FillGap, FailsOnAHintOutOfRange) {
     for (const double hint : {-0.5, 1.0000001, std::numeric_limits<double>::infinity()}) {
         RecordingHost host;
-        prepare(host, {3}, {0, NaN, 2}, 0);
+        prepare_gaps(host, {3}, {0, NaN, 2}, 0);
         host.set_parameter("HintMaxGapLength", hint);
         EXPECT_FALSE(host.run(FILL_GAP));
         EXPECT_THAT(host.message_texts(), ElementsAre(HINT_ERROR));
@@ -244,7 +243,7 @@ TEST(FillGap, FailsOnAHintOutOfRange) {
 
 TEST(FillGap, DoesNotTestTheHintNorReadRatesWithAMaximumInSamples) {
     RecordingHost host;
-    prepare(host, {3}, {0, NaN, 2}, 1);
+    prepare_gaps(host, {3}, {0, NaN, 2}, 1);
     host.dataset("x").attribute_float("SampleRate", 0);
     host.set_parameter("HintMaxGapLength", -3.0);
     EXPECT_TRUE(host.run(FILL_GAP));
@@ -255,13 +254,13 @@ TEST(FillGap, DoesNotTestTheHintNorReadRatesWithAMaximumInSamples) {
 TEST(FillGap, ReportsASetWithoutARateAndGoesOn) {
     for (const float rate : {0.0F, -1.0F, -INF}) {
         RecordingHost host;
-        prepare(host, {3}, {0, NaN, 2}, 0);
+        prepare_gaps(host, {3}, {0, NaN, 2}, 0);
         host.dataset("x").attribute_float("SampleRate", rate);
         host.dataset("y", {3}, {0, NaN, 2}).attribute_float("SampleRate", 100);
         host.set_parameter("SourceSets", Texts{"x", "y"});
         host.set_parameter("HintMaxGapLength", 0.5);
         EXPECT_TRUE(host.run(FILL_GAP));
-        EXPECT_THAT(host.message_texts(), ElementsAre(RATE_ERROR));
+        EXPECT_THAT(host.message_texts(), ElementsAre(LENGTH_RATE_ERROR));
         EXPECT_THAT(host.dataset("x").attribute_names(), ElementsAre("SampleRate"));
         EXPECT_THAT(host.samples("y"), ElementsAre(0, 1, 2));
     }
@@ -270,7 +269,7 @@ TEST(FillGap, ReportsASetWithoutARateAndGoesOn) {
 TEST(FillGap, StopsAtAnAxisOutOfRangeAndKeepsEarlierSets) {
     for (const std::int64_t axis : {std::int64_t{1}, std::int64_t{1} << 32}) {
         RecordingHost host;
-        prepare(host, {1, 3}, {0, NaN, 2}, 1);
+        prepare_gaps(host, {1, 3}, {0, NaN, 2}, 1);
         host.dataset("y", {3}, {0, NaN, 2});
         host.dataset("z", {1, 3}, {0, NaN, 2});
         host.set_parameter("SourceSets", Texts{"x", "y", "z"});
@@ -284,7 +283,7 @@ TEST(FillGap, StopsAtAnAxisOutOfRangeAndKeepsEarlierSets) {
 
 TEST(FillGap, SkipsASetOfRankZeroWithoutAMessage) {
     RecordingHost host;
-    prepare(host, {}, {1}, 1);
+    prepare_gaps(host, {}, {1}, 1);
     host.set_parameter("Axis", std::int64_t{5});
     EXPECT_TRUE(host.run(FILL_GAP));
     EXPECT_THAT(host.messages(), IsEmpty());
@@ -293,7 +292,7 @@ TEST(FillGap, SkipsASetOfRankZeroWithoutAMessage) {
 
 TEST(FillGap, WritesItsAttributesToASetWithoutSamples) {
     RecordingHost host;
-    prepare(host, {3, 0}, {}, 1);
+    prepare_gaps(host, {3, 0}, {}, 1);
     EXPECT_TRUE(host.run(FILL_GAP));
     EXPECT_THAT(host.calls_of({"write_samples"}), IsEmpty());
     EXPECT_TRUE(host.dataset("x").has_attribute("FillGapSamplesFilled"));
@@ -306,7 +305,7 @@ TEST(FillGap, ReadsNoLinesWithoutSamples) {
           std::vector<std::uint64_t>{std::uint64_t{1} << 31U, std::uint64_t{1} << 30U, 0},
           std::vector<std::uint64_t>{std::uint64_t{1} << 32U, std::uint64_t{1} << 32U, 0}}) {
         RecordingHost host;
-        prepare(host, extents, {}, 1);
+        prepare_gaps(host, extents, {}, 1);
         EXPECT_TRUE(host.run(FILL_GAP));
         ASSERT_THAT(host.calls_of({"read_samples", "write_samples"}), IsEmpty());
         EXPECT_EQ(host.dataset("x").attribute<IntegerArray>("FillGapSamplesFilled"),
@@ -316,7 +315,7 @@ TEST(FillGap, ReadsNoLinesWithoutSamples) {
 
 TEST(FillGap, AsksTheHostInItsOrder) {
     RecordingHost host;
-    prepare(host, {2, 3}, {0, NaN, 2, 1, 2, 3}, 0);
+    prepare_gaps(host, {2, 3}, {0, NaN, 2, 1, 2, 3}, 0);
     host.set_parameter("HintMaxGapLength", 0.5);
     EXPECT_TRUE(host.run(FILL_GAP));
     EXPECT_THAT(host.calls(),
@@ -341,7 +340,7 @@ TEST(FillGap, FailsWithoutASource) {
 
 TEST(FillGap, DoesTheSameUnderItsLegacyIdentifier) {
     RecordingHost host;
-    prepare(host, {3}, {0, NaN, 2}, 1);
+    prepare_gaps(host, {3}, {0, NaN, 2}, 1);
     EXPECT_TRUE(host.run(LEGACY_FILL_GAP));
     EXPECT_THAT(host.samples("x"), ElementsAre(0, 1, 2));
 }

@@ -144,7 +144,7 @@ TEST_F(MaximumExtrema, FindsTheMaximumAnywhereInALongLine) {
 TEST_F(MaximumExtrema, OfNoSamplesIsMissing) {
     host.dataset("Imu/a", {2, 1, 0}, {});
     EXPECT_TRUE(run());
-    EXPECT_THAT(bits(host.samples("Out/a")), ElementsAre(MISSING_BITS, MISSING_BITS));
+    EXPECT_THAT(as_bits(host.samples("Out/a")), ElementsAre(MISSING_BITS, MISSING_BITS));
 }
 
 TEST_F(MaximumExtrema, MarksASetWithoutPositions) {
@@ -166,7 +166,7 @@ TEST_F(MaximumExtrema, ReplacesOldValuesUnlessAskedToCompare) {
     host.dataset("Imu/a", {3, 1, 2}, {1, 2, 9, 8, NaN, NaN});
     host.dataset("Out/a", {3, 1, 1}, {5, 5, 5});
     EXPECT_TRUE(run());
-    EXPECT_THAT(bits(host.samples("Out/a")), ElementsAre(bits(2.0F), bits(9.0F), MISSING_BITS));
+    EXPECT_THAT(as_bits(host.samples("Out/a")), ElementsAre(bits(2.0F), bits(9.0F), MISSING_BITS));
     EXPECT_THAT(host.calls_of({"read_samples"}).size(), 3U);
 }
 

@@ -19,7 +19,7 @@ constexpr char OPPOSITE[] = "orvane.signal.apply-set-opposite";
 constexpr char LEGACY_OPPOSITE[] = "signal.set-opposite";
 
 // The components of a set of extents 2, 3.
-void prepare(RecordingHost& host, std::int64_t axis, const Integers& components) {
+void prepare_choice(RecordingHost& host, std::int64_t axis, const Integers& components) {
     host.dataset("Imu/Rate", {2, 3}, {1, 2, 3, 4, 5, 6});
     host.set_parameter("SourceSets", Texts{"Imu/Rate"});
     host.set_parameter("Axis", axis);
@@ -38,7 +38,7 @@ TEST(Opposite, NegatesWholeSetsByDefault) {
 
 TEST(Opposite, IgnoresComponentsWithANegativeAxis) {
     RecordingHost host;
-    prepare(host, -2, {1, 99});
+    prepare_choice(host, -2, {1, 99});
     EXPECT_TRUE(host.run(OPPOSITE));
     EXPECT_THAT(host.samples("Imu/Rate"), ElementsAre(-1, -2, -3, -4, -5, -6));
     EXPECT_THAT(host.messages(), IsEmpty());
@@ -70,7 +70,7 @@ TEST(Opposite, NegatesTheChosenComponents) {
 
 TEST(Opposite, WarnsOfAComponentOutOfRangeAndGoesOn) {
     RecordingHost host;
-    prepare(host, 1, {0, 3});
+    prepare_choice(host, 1, {0, 3});
     EXPECT_TRUE(host.run(OPPOSITE));
     EXPECT_THAT(host.samples("Imu/Rate"), ElementsAre(-1, 2, 3, -4, 5, 6));
     ASSERT_EQ(host.messages().size(), 1U);
@@ -86,7 +86,7 @@ TEST(Opposite, WarnsOfAComponentOutOfRangeAndGoesOn) {
 
 TEST(Opposite, TakesANegativeComponentAsTheLargestNumber) {
     RecordingHost host;
-    prepare(host, 0, {-1});
+    prepare_choice(host, 0, {-1});
     EXPECT_TRUE(host.run(OPPOSITE));
     EXPECT_THAT(host.samples("Imu/Rate"), ElementsAre(1, 2, 3, 4, 5, 6));
     EXPECT_THAT(host.message_texts(),
@@ -96,7 +96,7 @@ TEST(Opposite, TakesANegativeComponentAsTheLargestNumber) {
 
 TEST(Opposite, WarnsOfAnAxisOutOfRangeAndGoesOnWithTheNextSet) {
     RecordingHost host;
-    prepare(host, 2, {0});
+    prepare_choice(host, 2, {0});
     host.dataset("Imu/Cube", {1, 1, 2}, {7, 8});
     host.set_parameter("SourceSets", Texts{"Imu/Rate", "Imu/Cube"});
     EXPECT_TRUE(host.run(OPPOSITE));
@@ -112,7 +112,7 @@ TEST(Opposite, WarnsOfAnAxisOutOfRangeAndGoesOnWithTheNextSet) {
 
 TEST(Opposite, ComparesAllBitsOfTheAxis) {
     RecordingHost host;
-    prepare(host, std::int64_t{1} << 32, {0});
+    prepare_choice(host, std::int64_t{1} << 32, {0});
     EXPECT_TRUE(host.run(OPPOSITE));
     EXPECT_THAT(host.samples("Imu/Rate"), ElementsAre(1, 2, 3, 4, 5, 6));
     EXPECT_THAT(host.message_texts(),
@@ -122,7 +122,7 @@ TEST(Opposite, ComparesAllBitsOfTheAxis) {
 
 TEST(Opposite, NegatesAComponentAgainEachTimeItIsListed) {
     RecordingHost host;
-    prepare(host, 1, {1, 1});
+    prepare_choice(host, 1, {1, 1});
     EXPECT_TRUE(host.run(OPPOSITE));
     EXPECT_THAT(host.samples("Imu/Rate"), ElementsAre(1, 2, 3, 4, 5, 6));
     EXPECT_EQ(host.calls_of({"write_samples"}).size(), 2U);
@@ -156,7 +156,7 @@ TEST(Opposite, FindsComponentsAlongEveryAxis) {
 // looked at.
 TEST(Opposite, AsksTheHostInItsOrder) {
     RecordingHost host;
-    prepare(host, 1, {2, 9, 0});
+    prepare_choice(host, 1, {2, 9, 0});
     EXPECT_TRUE(host.run(OPPOSITE));
     EXPECT_THAT(
         host.calls(),
@@ -172,7 +172,7 @@ TEST(Opposite, AsksTheHostInItsOrder) {
 
 TEST(Opposite, TakesTheWholeSetInOneRequest) {
     RecordingHost host;
-    prepare(host, -1, {});
+    prepare_choice(host, -1, {});
     EXPECT_TRUE(host.run(OPPOSITE));
     EXPECT_THAT(host.calls_of({"read_samples", "write_samples"}),
                 ElementsAre("read_samples Imu/Rate [0,0|2,3]", "write_samples Imu/Rate [0,0|2,3]"));
@@ -203,7 +203,7 @@ TEST(Opposite, FailsWithoutASource) {
 
 TEST(Opposite, DoesTheSameUnderItsLegacyIdentifier) {
     RecordingHost host;
-    prepare(host, 1, {2, 9});
+    prepare_choice(host, 1, {2, 9});
     EXPECT_TRUE(host.run(OPPOSITE));
     const std::vector<std::string> calls = host.calls();
     host.forget_calls();

@@ -1,4 +1,7 @@
 #include "tests/support/recording_host.h"
+#include "tests/support/special_values.h"
+#include "tests/units/sample_patterns.h"
+#include "tests/units/shared_messages.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -18,23 +21,8 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 constexpr char RECTIFY[] = "orvane.signal.apply-set-rectify";
-constexpr char RATE_MESSAGE[] =
-    "context error: At least one data set has no 'SampleRate' attribute "
-    "or its value is less than or equal to 0";
-constexpr char UNUSABLE_RATE[] = "warning: Set Has NaN SampleRate. NaNs will be written to it.";
-constexpr std::uint32_t MISSING_BITS = 0xFFC0'0000;
-constexpr float NOT_A_NUMBER = std::numeric_limits<float>::quiet_NaN();
-constexpr float INFINITE = std::numeric_limits<float>::infinity();
 
 using Bits = std::vector<std::uint32_t>;
-
-Bits bits_of(const std::vector<float>& samples) {
-    Bits bits;
-    for (const float sample : samples) {
-        bits.push_back(std::bit_cast<std::uint32_t>(sample));
-    }
-    return bits;
-}
 
 std::vector<float> floats_of(const Bits& bits) {
     std::vector<float> samples;
@@ -65,7 +53,7 @@ class Rectify : public ::testing::Test {
 TEST_F(Rectify, TakesTheAbsoluteValueOfEachSample) {
     add_set("a", {-1.5F, 0.0F, -0.0F, 2.0F});
     EXPECT_TRUE(run_on({"a"}));
-    EXPECT_EQ(bits_of(host.samples("a")), bits_of({1.5F, 0.0F, 0.0F, 2.0F}));
+    EXPECT_EQ(as_bits(host.samples("a")), as_bits({1.5F, 0.0F, 0.0F, 2.0F}));
     EXPECT_THAT(host.message_texts(), IsEmpty());
 }
 
@@ -79,7 +67,7 @@ TEST_F(Rectify, ClearsTheSignBitAndNothingElse) {
     }
     add_set("a", floats_of(patterns));
     EXPECT_TRUE(run_on({"a"}));
-    EXPECT_EQ(bits_of(host.samples("a")), expected);
+    EXPECT_EQ(as_bits(host.samples("a")), expected);
 }
 
 TEST_F(Rectify, WorksUnderItsLegacyIdentifier) {
@@ -132,7 +120,7 @@ TEST_F(Rectify, ReadsAllSetsOfABatchThenWritesThem) {
 
 TEST_F(Rectify, GoesThroughTheHostInThisOrder) {
     add_set("Imu/a", {-1});
-    add_set("b", {-2}, NOT_A_NUMBER);
+    add_set("b", {-2}, NaN);
     host.set_parameter("SourceGroup", "Imu");
     EXPECT_TRUE(run_on({"b"}));
     EXPECT_THAT(host.calls(),
@@ -182,25 +170,24 @@ TEST_F(Rectify, PlacesSetsAfterOneWithoutSamples) {
 }
 
 TEST_F(Rectify, ReadsIntoZeros) {
-    add_set("a", {-1, NOT_A_NUMBER, 5});
+    add_set("a", {-1, NaN, 5});
     add_set("b", {7, 8});
     host.habits().ignores_reads = true;
     EXPECT_TRUE(run_on({"a", "b"}));
-    EXPECT_THAT(bits_of(host.samples("a")), ElementsAre(0, 0, 0));
-    EXPECT_THAT(bits_of(host.samples("b")), ElementsAre(0, 0));
+    EXPECT_THAT(as_bits(host.samples("a")), ElementsAre(0, 0, 0));
+    EXPECT_THAT(as_bits(host.samples("b")), ElementsAre(0, 0));
 }
 
 // --- sample rates -----------------------------------------------------------
 
 class UnusableRate : public Rectify, public ::testing::WithParamInterface<float> {};
 
-INSTANTIATE_TEST_SUITE_P(NotFinite, UnusableRate,
-                         ::testing::Values(NOT_A_NUMBER, -NOT_A_NUMBER, INFINITE));
+INSTANTIATE_TEST_SUITE_P(NotFinite, UnusableRate, ::testing::Values(NaN, -NaN, INF));
 
 TEST_P(UnusableRate, MarksEverySampleOfTheSetAsMissing) {
-    add_set("a", {-1, 0, 2, NOT_A_NUMBER, 5}, GetParam());
+    add_set("a", {-1, 0, 2, NaN, 5}, GetParam());
     EXPECT_TRUE(run_on({"a"}));
-    EXPECT_THAT(bits_of(host.samples("a")), Each(MISSING_BITS));
+    EXPECT_THAT(as_bits(host.samples("a")), Each(MISSING_BITS));
     EXPECT_THAT(host.message_texts(), ElementsAre(UNUSABLE_RATE));
 }
 
@@ -210,14 +197,14 @@ TEST_P(UnusableRate, LeavesTheSetsBesideIt) {
     add_set("c", {-4, -5});
     EXPECT_TRUE(run_on({"a", "b", "c"}));
     EXPECT_THAT(host.samples("a"), ElementsAre(1, 2));
-    EXPECT_THAT(bits_of(host.samples("b")), ElementsAre(MISSING_BITS));
+    EXPECT_THAT(as_bits(host.samples("b")), ElementsAre(MISSING_BITS));
     EXPECT_THAT(host.samples("c"), ElementsAre(4, 5));
     EXPECT_THAT(host.message_texts(), ElementsAre(UNUSABLE_RATE));
 }
 
 TEST_F(Rectify, WarnsOncePerSetWithAnUnusableRate) {
-    add_set("a", {1}, NOT_A_NUMBER);
-    add_set("b", {1}, INFINITE);
+    add_set("a", {1}, NaN);
+    add_set("b", {1}, INF);
     EXPECT_TRUE(run_on({"a", "b", "a"}));
     EXPECT_THAT(host.message_texts(), ElementsAre(UNUSABLE_RATE, UNUSABLE_RATE));
 }
@@ -232,7 +219,7 @@ TEST_P(MissingRate, FailsWithoutTouchingAnySample) {
     add_set("a", {-1});
     add_set("b", {-2}, GetParam());
     EXPECT_FALSE(run_on({"a", "b"}));
-    EXPECT_THAT(host.message_texts(), ElementsAre(RATE_MESSAGE));
+    EXPECT_THAT(host.message_texts(), ElementsAre(RATE_ERROR));
     EXPECT_THAT(host.messages().at(0).arguments, IsEmpty());
     EXPECT_THAT(sample_calls(), IsEmpty());
     EXPECT_THAT(host.samples("a"), ElementsAre(-1));
@@ -242,30 +229,30 @@ TEST_P(MissingRate, IsReportedOnceForSeveralSets) {
     add_set("a", {-1}, GetParam());
     add_set("b", {-2}, GetParam());
     EXPECT_FALSE(run_on({"a", "b"}));
-    EXPECT_THAT(host.message_texts(), ElementsAre(RATE_MESSAGE));
+    EXPECT_THAT(host.message_texts(), ElementsAre(RATE_ERROR));
 }
 
 TEST_F(Rectify, FailsOnASetWithoutTheRateAttribute) {
     host.dataset("a", {1}, {-1});
     EXPECT_FALSE(run_on({"a"}));
-    EXPECT_THAT(host.message_texts(), ElementsAre(RATE_MESSAGE));
+    EXPECT_THAT(host.message_texts(), ElementsAre(RATE_ERROR));
 }
 
 TEST_F(Rectify, WarnsOfANegativeInfiniteRateAndThenFails) {
-    add_set("a", {-1}, -INFINITE);
+    add_set("a", {-1}, -INF);
     EXPECT_FALSE(run_on({"a"}));
-    EXPECT_THAT(host.message_texts(), ElementsAre(UNUSABLE_RATE, RATE_MESSAGE));
+    EXPECT_THAT(host.message_texts(), ElementsAre(UNUSABLE_RATE, RATE_ERROR));
     EXPECT_THAT(host.samples("a"), ElementsAre(-1));
 }
 
 TEST_F(Rectify, ChecksTheRatesOnceAllRecordsAreBuilt) {
     add_set("a", {-1}, -1);
-    add_set("b", {-2}, NOT_A_NUMBER);
+    add_set("b", {-2}, NaN);
     EXPECT_FALSE(run_on({"a", "b"}));
-    EXPECT_THAT(host.message_texts(), ElementsAre(UNUSABLE_RATE, RATE_MESSAGE));
+    EXPECT_THAT(host.message_texts(), ElementsAre(UNUSABLE_RATE, RATE_ERROR));
     EXPECT_THAT(host.calls_of({"dataset_shape"}),
                 ElementsAre("dataset_shape a", "dataset_shape b"));
-    EXPECT_THAT(bits_of(host.samples("b")), ElementsAre(std::bit_cast<std::uint32_t>(-2.0F)));
+    EXPECT_THAT(as_bits(host.samples("b")), ElementsAre(std::bit_cast<std::uint32_t>(-2.0F)));
 }
 
 class SmallRate : public Rectify, public ::testing::WithParamInterface<float> {};

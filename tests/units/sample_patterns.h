@@ -1,19 +1,33 @@
-// Sets whose samples say where they stand, for tests that go over ranks and axes.
+// Sets whose samples say where they stand, for tests that go over ranks and axes; bits of samples.
 #pragma once
 
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <numeric>
 #include <vector>
 
 namespace talvora::test_support {
 
+inline constexpr std::uint32_t MISSING_BITS = 0xFFC0'0000;
+
+inline std::uint32_t bits(float sample) {
+    return std::bit_cast<std::uint32_t>(sample);
+}
+
 inline std::vector<std::uint32_t> as_bits(const std::vector<float>& samples) {
-    std::vector<std::uint32_t> bits;
+    std::vector<std::uint32_t> patterns;
     for (const float sample : samples) {
-        bits.push_back(std::bit_cast<std::uint32_t>(sample));
+        patterns.push_back(bits(sample));
     }
-    return bits;
+    return patterns;
+}
+
+// 0, 1, 2, ...
+inline std::vector<float> count_up(std::size_t count) {
+    std::vector<float> samples(count);
+    std::iota(samples.begin(), samples.end(), 0.0F);
+    return samples;
 }
 
 // Extents of a set of the given rank, no two of them alike.

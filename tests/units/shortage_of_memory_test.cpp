@@ -1,11 +1,11 @@
 // Every row of the library's table on every tree, with each allocation refused in turn.
+#include "tests/support/special_values.h"
 #include "tests/support/unit_table.h"
 #include "tests/units/every_allocation.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <limits>
 #include <set>
 #include <string>
 #include <vector>
@@ -41,8 +41,6 @@ void set_parameters(RecordingHost& host) {
 }
 
 // --- the trees
-
-constexpr float NaN = std::numeric_limits<float>::quiet_NaN();
 
 DataSet& add_set(RecordingHost& host, const std::string& path, std::vector<std::uint64_t> extents,
                  float rate = 100) {
@@ -118,7 +116,7 @@ constexpr Tree TREES[] = {
     {"nothing", grow_nothing, false},
 };
 
-void prepare(RecordingHost& host, const Tree& tree) {
+void prepare_run(RecordingHost& host, const Tree& tree) {
     set_parameters(host);
     tree.grow(host);
 }
@@ -140,7 +138,7 @@ TEST_P(ShortageOfMemory, LeavesTheRunAsItsExceptionAndEveryRecordFreedOnce) {
     for (const Tree& tree : TREES) {
         SCOPED_TRACE(tree.name);
         expect_clean_end_of_memory(
-            GetParam().identifier, [&](RecordingHost& host) { prepare(host, tree); },
+            GetParam().identifier, [&](RecordingHost& host) { prepare_run(host, tree); },
             [](RecordingHost& host) {
                 if (WRITING_AT_THE_END.contains(GetParam().identifier)) {
                     EXPECT_THAT(host.calls_of({"write_samples"}), testing::IsEmpty());
@@ -155,7 +153,7 @@ TEST_P(ShortageOfMemory, IsTriedOnRunsThatSucceed) {
         if (tree.suits_every_unit) {
             SCOPED_TRACE(tree.name);
             RecordingHost host;
-            prepare(host, tree);
+            prepare_run(host, tree);
             EXPECT_TRUE(host.run(GetParam().identifier))
                 << testing::PrintToString(host.message_texts());
             EXPECT_GT(host.allocation_count(), 0U);

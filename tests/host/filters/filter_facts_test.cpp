@@ -1,5 +1,6 @@
 #include "host/filters/filter_facts.h"
 #include "host/text/failure.h"
+#include "tests/support/special_values.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -7,7 +8,6 @@
 #include <cmath>
 #include <fstream>
 #include <iterator>
-#include <limits>
 #include <sstream>
 
 namespace talvora::host {
@@ -20,8 +20,6 @@ using testing::IsEmpty;
 using testing::Property;
 using testing::SizeIs;
 using testing::ThrowsMessage;
-
-constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
 
 FilterFacts facts_of(std::string_view form, double cutoff, std::int32_t order,
                      double bandwidth = 0.0, float rate = 1000.0F) {
@@ -109,7 +107,7 @@ TEST(FilterFacts, KnowAnUnstableFilter) {
 }
 
 TEST(FilterFacts, KnowAFilterOfNoNumbers) {
-    EXPECT_EQ(facts_of("ZeroLagLowPass", NaN, 4).state, FilterState::NotFinite);
+    EXPECT_EQ(facts_of("ZeroLagLowPass", NaN_DOUBLE, 4).state, FilterState::NotFinite);
     EXPECT_EQ(facts_of("ZeroLagLowPass", 50, 2000).state, FilterState::NotFinite);
 }
 
@@ -145,7 +143,7 @@ const WarningCase WARNING_CASES[] = {
     {"ZeroLagBandStop", 395, 4, 20, "the edge at 405 Hz, moved to", ""},
     {"ZeroLagBandPass", 10, 4, 20, "the lower edge, 0 Hz, is not above 0", ""},
     {"ZeroLagBandPass", 10, 4, 30, "the lower edge, -5 Hz, is not above 0", ""},
-    {"ZeroLagLowPass", NaN, 4, 0, "the lower edge, nan Hz, is not above 0", ""},
+    {"ZeroLagLowPass", NaN_DOUBLE, 4, 0, "the lower edge, nan Hz, is not above 0", ""},
     {"ZeroLagLowPass", 50, 1, 0, "the filter is of order 0 in each pass", ""},
     {"ZeroLagLowPass", 1, 20, 0, "the filter is unstable", ""},
 };
@@ -239,7 +237,7 @@ const Refusal REFUSALS[] = {
     {Bandform::ZeroLagBandStop, 4, {10}, "ZeroLagBandStop has two edges, 1 given"},
     {Bandform::ZeroLagHighPass, 4, {500}, "an edge of 500 Hz cannot be had at 1000 Hz"},
     {Bandform::ZeroLagHighPass, 4, {0}, "an edge of 0 Hz cannot be had"},
-    {Bandform::ZeroLagHighPass, 4, {NaN}, "an edge of nan Hz cannot be had"},
+    {Bandform::ZeroLagHighPass, 4, {NaN_DOUBLE}, "an edge of nan Hz cannot be had"},
     {Bandform::ZeroLagBandPass, 4, {60, 40}, "the edges 60 and 40 Hz are not ascending"},
     {Bandform::ZeroLagBandPass, 4, {40, 40}, "the edges 40 and 40 Hz are not ascending"},
     {Bandform::ZeroLagLowPass, 1, {50}, "an order of 1 has no edges"},

@@ -1,16 +1,14 @@
 #include "host/guards/filtered_runs.h"
+#include "tests/support/special_values.h"
 
 #include <gtest/gtest.h>
 
-#include <limits>
 #include <ostream>
 #include <tuple>
 #include <vector>
 
 namespace talvora::host {
 namespace {
-
-constexpr float N = std::numeric_limits<float>::quiet_NaN();
 
 // Longest run, filtered runs, samples left, samples erased; runs of 3 are filtered.
 using Counts = std::tuple<int, int, int, int>;
@@ -31,23 +29,23 @@ TEST(FilteredRuns, AreWholeLinesWhereNothingIsMissing) {
 }
 
 TEST(FilteredRuns, AreCutByMissingSamples) {
-    EXPECT_EQ(count(7, {1, 2, 3, N, 4, 5, 6}), Counts(3, 2, 0, 0));
-    EXPECT_EQ(count(7, {N, N, N, N, N, N, N}), Counts(0, 0, 0, 0));
-    EXPECT_EQ(count(5, {N, 1, 2, 3, N}), Counts(3, 1, 0, 0));
+    EXPECT_EQ(count(7, {1, 2, 3, NaN, 4, 5, 6}), Counts(3, 2, 0, 0));
+    EXPECT_EQ(count(7, {NaN, NaN, NaN, NaN, NaN, NaN, NaN}), Counts(0, 0, 0, 0));
+    EXPECT_EQ(count(5, {NaN, 1, 2, 3, NaN}), Counts(3, 1, 0, 0));
 }
 
 TEST(FilteredRuns, EraseShortOnesAtTheEndsAndLeaveThoseBetween) {
-    EXPECT_EQ(count(7, {1, 2, N, 3, 4, 5, 6}), Counts(4, 1, 0, 2));
-    EXPECT_EQ(count(7, {1, 2, 3, 4, N, 5, N}), Counts(4, 1, 0, 1));
-    EXPECT_EQ(count(10, {1, 2, 3, N, 1, N, 4, 5, 6, N}), Counts(3, 2, 1, 0));
-    EXPECT_EQ(count(5, {1, 2, N, 3, 4}), Counts(2, 0, 4, 0));
+    EXPECT_EQ(count(7, {1, 2, NaN, 3, 4, 5, 6}), Counts(4, 1, 0, 2));
+    EXPECT_EQ(count(7, {1, 2, 3, 4, NaN, 5, NaN}), Counts(4, 1, 0, 1));
+    EXPECT_EQ(count(10, {1, 2, 3, NaN, 1, NaN, 4, 5, 6, NaN}), Counts(3, 2, 1, 0));
+    EXPECT_EQ(count(5, {1, 2, NaN, 3, 4}), Counts(2, 0, 4, 0));
 }
 
 TEST(FilteredRuns, EndWithTheirLine) {
-    EXPECT_EQ(count(3, {N, 1, 2, 3, 4, N, N, N, N, 1, 2, 3}), Counts(3, 1, 4, 0));
-    // Blocks across the gaps of the last dimension: 1 2 N | N 3 4 and N N 1 | 2 3 4
-    EXPECT_EQ(count(3, {1, 2, N, N, 3, 4}, 6), Counts(2, 0, 4, 0));
-    EXPECT_EQ(count(4, {N, N, N, N, N, 1, 2, 3}, 8), Counts(3, 1, 0, 0));
+    EXPECT_EQ(count(3, {NaN, 1, 2, 3, 4, NaN, NaN, NaN, NaN, 1, 2, 3}), Counts(3, 1, 4, 0));
+    // Blocks across the gaps of the last dimension: 1 2 NaN | NaN 3 4 and NaN NaN 1 | 2 3 4
+    EXPECT_EQ(count(3, {1, 2, NaN, NaN, 3, 4}, 6), Counts(2, 0, 4, 0));
+    EXPECT_EQ(count(4, {NaN, NaN, NaN, NaN, NaN, 1, 2, 3}, 8), Counts(3, 1, 0, 0));
 }
 
 } // namespace

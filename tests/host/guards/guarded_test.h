@@ -5,17 +5,17 @@
 #include "host/tree/memory_tree.h"
 #include "host/tree/observed_tree.h"
 #include "host/tree/tree_rules.h"
+#include "tests/support/special_values.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <limits>
 #include <string>
 #include <vector>
 
 namespace talvora::host {
 
-constexpr float MISSING = std::numeric_limits<float>::quiet_NaN();
+using Texts = std::vector<std::string>;
 
 class GuardedTest : public testing::Test {
   protected:

@@ -1,13 +1,12 @@
 #include "host/guards/guard_functions.h"
 #include "tests/host/guards/guarded_test.h"
+#include "tests/support/special_values.h"
 
 namespace talvora::host {
 namespace {
 
 using testing::IsEmpty;
 using testing::SizeIs;
-
-constexpr float N = MISSING;
 
 class LineLost : public GuardedTest {
   protected:
@@ -17,8 +16,8 @@ class LineLost : public GuardedTest {
 };
 
 TEST_F(LineLost, SpeaksOfLinesThatHadValidSamples) {
-    const ObjectId set = add_set("A/X", {3, 1, 2}, {1, N, N, N, 5, 6});
-    write(set, {N, N, N, N, N, N});
+    const ObjectId set = add_set("A/X", {3, 1, 2}, {1, NaN, NaN, NaN, 5, 6});
+    write(set, {NaN, NaN, NaN, NaN, NaN, NaN});
     const auto found = find();
     ASSERT_THAT(found, SizeIs(1));
     EXPECT_EQ(found[0].set, "A/X");
@@ -30,15 +29,15 @@ TEST_F(LineLost, SpeaksOfLinesThatHadValidSamples) {
 }
 
 TEST_F(LineLost, IsSilentWhereAValidSampleIsLeft) {
-    const ObjectId set = add_set("X", {2, 2}, {1, 2, N, N});
-    write(set, {N, 2, N, N});
+    const ObjectId set = add_set("X", {2, 2}, {1, 2, NaN, NaN});
+    write(set, {NaN, 2, NaN, NaN});
     EXPECT_THAT(find(), IsEmpty());
 }
 
 TEST_F(LineLost, TakesTheLinesOfTheStepsAxis) {
     make_step("a.b", {"Axis: integer = -1"}, {{"Axis", std::int64_t{0}}});
-    const ObjectId set = add_set("X", {2, 3}, {1, 2, 3, 4, N, 6});
-    write(set, {1, N, 3, N, N, 6});
+    const ObjectId set = add_set("X", {2, 3}, {1, 2, 3, 4, NaN, 6});
+    write(set, {1, NaN, 3, NaN, NaN, 6});
     const auto found = find();
     ASSERT_THAT(found, SizeIs(1));
     EXPECT_EQ(found[0].text,
@@ -54,20 +53,20 @@ TEST_F(LineLost, SpeaksOfLinesWithoutASampleLeft) {
 }
 
 TEST_F(LineLost, ComparesLinesOfOtherLengths) {
-    const ObjectId set = add_set("X", {2, 4}, {1, N, 2, N, N, 1, N, 2});
+    const ObjectId set = add_set("X", {2, 4}, {1, NaN, 2, NaN, NaN, 1, NaN, 2});
     observed_.resize(set, {2, 2});
-    write(set, {1, 2, N, N});
+    write(set, {1, 2, NaN, NaN});
     ASSERT_THAT(find(), SizeIs(1));
 }
 
 TEST_F(LineLost, AsksForARateWhereThereIsNone) {
-    const ObjectId set = add_set("X", {2}, {1, 2}, MISSING);
-    write(set, {N, N});
+    const ObjectId set = add_set("X", {2}, {1, 2}, NaN);
+    write(set, {NaN, NaN});
     EXPECT_EQ(find().at(0).remedy, "its SampleRate is no rate, and has to be one");
 }
 
 TEST_F(LineLost, IsSilentOfNewSets) {
-    write(observed_.create_dataset(observed_.root(), "New", {2}), {N, N});
+    write(observed_.create_dataset(observed_.root(), "New", {2}), {NaN, NaN});
     EXPECT_THAT(find(), IsEmpty());
 }
 

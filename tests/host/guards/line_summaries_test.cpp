@@ -1,5 +1,6 @@
 #include "host/guards/line_summaries.h"
 #include "tests/host/guards/guarded_test.h"
+#include "tests/support/special_values.h"
 
 #include <cmath>
 #include <numeric>
@@ -52,7 +53,7 @@ TEST_F(LineSummaries, AreOfNeighbouringLinesReadInParts) {
 }
 
 TEST_F(LineSummaries, HaveNoSumWhereSamplesAreMissing) {
-    const ObjectId set = add_set("X", {2, 2}, {1, MISSING, 3, 4});
+    const ObjectId set = add_set("X", {2, 2}, {1, NaN, 3, 4});
     const auto lines = summarise_lines(tree_, set, SetLines({2, 2}, 1));
     EXPECT_TRUE(std::isnan(lines[0].sum));
     EXPECT_EQ(lines[1].sum, 7);

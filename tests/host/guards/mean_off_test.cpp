@@ -1,5 +1,6 @@
 #include "host/guards/guard_functions.h"
 #include "tests/host/guards/guarded_test.h"
+#include "tests/support/special_values.h"
 
 namespace talvora::host {
 namespace {
@@ -98,7 +99,7 @@ TEST_F(MeanOff, NamesTheFirstLine) {
 }
 
 TEST_F(MeanOff, LeavesLinesWithMissingSamples) {
-    EXPECT_THAT(find(alternate(1, MISSING), {MISSING}), IsEmpty());
+    EXPECT_THAT(find(alternate(1, NaN), {NaN}), IsEmpty());
 }
 
 TEST_F(MeanOff, FindsColumnsByTheirLabels) {
@@ -120,8 +121,6 @@ TEST_F(MeanOff, FindsColumnsByTheirLabels) {
 
 class MeanOffInColumns : public MeanOff {
   protected:
-    using Texts = std::vector<std::string>;
-
     // The mean of A/X is 2, that of A/Y 6.
     std::vector<GuardFinding> find(const ParameterValues::Given& choice, const Texts& labels,
                                    const std::vector<float>& means,

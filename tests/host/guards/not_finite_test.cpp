@@ -1,13 +1,12 @@
 #include "host/guards/guard_functions.h"
 #include "tests/host/guards/guarded_test.h"
+#include "tests/support/special_values.h"
 
 namespace talvora::host {
 namespace {
 
 using testing::IsEmpty;
 using testing::SizeIs;
-
-constexpr float INFINITE = std::numeric_limits<float>::infinity();
 
 class NotFinite : public GuardedTest {
   protected:
@@ -17,8 +16,8 @@ class NotFinite : public GuardedTest {
 };
 
 TEST_F(NotFinite, SpeaksWhereTheSetHadNone) {
-    const ObjectId set = add_set("A/X", {2, 2}, {1, 2, MISSING, 4});
-    write(set, {INFINITE, 2, MISSING, -INFINITE});
+    const ObjectId set = add_set("A/X", {2, 2}, {1, 2, NaN, 4});
+    write(set, {INF, 2, NaN, -INF});
     const auto found = find();
     ASSERT_THAT(found, SizeIs(1));
     EXPECT_EQ(found[0].set, "A/X");
@@ -27,15 +26,15 @@ TEST_F(NotFinite, SpeaksWhereTheSetHadNone) {
 }
 
 TEST_F(NotFinite, IsSilentWhereNoneOfThoseThatWereThereSpread) {
-    const ObjectId set = add_set("X", {3}, {INFINITE, 2, -INFINITE});
-    write(set, {INFINITE, 4, MISSING});
+    const ObjectId set = add_set("X", {3}, {INF, 2, -INF});
+    write(set, {INF, 4, NaN});
     EXPECT_THAT(find(), IsEmpty());
 }
 
 // As where the median of a line is infinite, and taken off each sample.
 TEST_F(NotFinite, SpeaksWhereOthersBecomeInfinite) {
-    const ObjectId set = add_set("X", {4}, {INFINITE, 2, 3, 4});
-    write(set, {MISSING, -INFINITE, -INFINITE, -INFINITE});
+    const ObjectId set = add_set("X", {4}, {INF, 2, 3, 4});
+    write(set, {NaN, -INF, -INF, -INF});
     const auto found = find();
     ASSERT_THAT(found, SizeIs(1));
     EXPECT_EQ(found[0].text, "infinite samples: 3 of 4, 1 before; 1 more are missing");
@@ -44,8 +43,8 @@ TEST_F(NotFinite, SpeaksWhereOthersBecomeInfinite) {
 
 // As where a filter takes one into its state.
 TEST_F(NotFinite, SpeaksWhereOthersBecomeMissing) {
-    const ObjectId set = add_set("X", {4}, {INFINITE, 2, 3, 4});
-    write(set, {MISSING, MISSING, MISSING, 4});
+    const ObjectId set = add_set("X", {4}, {INF, 2, 3, 4});
+    write(set, {NaN, NaN, NaN, 4});
     const auto found = find();
     ASSERT_THAT(found, SizeIs(1));
     EXPECT_EQ(found[0].text, "infinite samples: 0 of 4, 1 before; 3 more are missing");
@@ -53,10 +52,10 @@ TEST_F(NotFinite, SpeaksWhereOthersBecomeMissing) {
 
 TEST_F(NotFinite, AsksTheSourcesOfANewSet) {
     read(add_set("X", {2}, {1, 2}));
-    write(observed_.create_dataset(observed_.root(), "New", {1}), {INFINITE});
+    write(observed_.create_dataset(observed_.root(), "New", {1}), {INF});
     EXPECT_THAT(find(), SizeIs(1));
-    read(add_set("Y", {1}, {INFINITE}));
-    write(observed_.create_dataset(observed_.root(), "Newer", {1}), {INFINITE});
+    read(add_set("Y", {1}, {INF}));
+    write(observed_.create_dataset(observed_.root(), "Newer", {1}), {INF});
     EXPECT_THAT(find(), IsEmpty());
 }
 

@@ -1,5 +1,6 @@
 #include "host/guards/guard_functions.h"
 #include "tests/host/guards/guarded_test.h"
+#include "tests/support/special_values.h"
 
 namespace talvora::host {
 namespace {
@@ -72,13 +73,13 @@ TEST_F(NothingFiltered, SpeaksWhereAllRunsAreTooShort) {
     filter(add_set("X", {2, 7}, std::vector<float>(14)));
     EXPECT_EQ(find(), "no sample changed, and nothing was made: the longest run of valid samples "
                       "has 7, the filter takes those of 8 and more");
-    filter(add_set("Y", {9}, {1, 1, 1, 1, MISSING, 1, 1, 1, 1}));
+    filter(add_set("Y", {9}, {1, 1, 1, 1, NaN, 1, 1, 1, 1}));
     EXPECT_THAT(find(), HasSubstr("has 4, "));
 }
 
 TEST_F(NothingFiltered, IsSilentWhereOneRunIsLongEnough) {
     filter(add_set("X", {2, 7}, std::vector<float>(14)));
-    filter(add_set("Y", {10}, {MISSING, 1, 1, 1, 1, 1, 1, 1, 1, MISSING}));
+    filter(add_set("Y", {10}, {NaN, 1, 1, 1, 1, 1, 1, 1, 1, NaN}));
     EXPECT_THAT(find(), IsEmpty());
 }
 
@@ -91,7 +92,7 @@ TEST_F(NothingFiltered, TakesLinesAsTheFilterDoes) {
 }
 
 TEST_F(NothingFiltered, TakesSetsThatAreMadeMissingForWork) {
-    filter(add_set("X", {2}, {1, 2}, MISSING));
+    filter(add_set("X", {2}, {1, 2}, NaN));
     EXPECT_THAT(find(), IsEmpty());
 }
 

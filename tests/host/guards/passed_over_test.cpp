@@ -8,8 +8,6 @@ using namespace std::string_literals;
 using testing::IsEmpty;
 using testing::SizeIs;
 using testing::StartsWith;
-using Texts = std::vector<std::string>;
-
 // ---------------------------------------------------------------------------
 // Sets that the unit left
 

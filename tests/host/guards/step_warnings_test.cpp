@@ -1,5 +1,6 @@
 #include "host/guards/step_warnings.h"
 #include "tests/host/guards/guarded_test.h"
+#include "tests/support/special_values.h"
 
 namespace talvora::host {
 namespace {
@@ -7,8 +8,6 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-
-constexpr float N = MISSING;
 
 class StepWarnings : public GuardedTest {
   protected:
@@ -55,8 +54,8 @@ TEST_F(StepWarnings, AreOfAttributesThatUnitsDoNotKnow) {
 TEST_F(StepWarnings, AreOfABaselineFromSamplesThatAreMissing) {
     make_step("a.apply-set-baseline-offset", {"Axis: integer = -1"});
     std::vector<float> samples(36, 1.0F);
-    samples[10] = N; // behind those that count
-    samples[12 + 9] = N;
+    samples[10] = NaN; // behind those that count
+    samples[12 + 9] = NaN;
     work_on(add_set("X", {3, 12}, samples));
     work_on(add_set("Y", {2, 11}, std::vector<float>(22)));
     EXPECT_THAT(find(GuardTime::AfterStep),
@@ -66,7 +65,7 @@ TEST_F(StepWarnings, AreOfABaselineFromSamplesThatAreMissing) {
 
 TEST_F(StepWarnings, AreOfLinesThatAreTheirOwnBaseline) {
     make_step("a.apply-set-baseline-offset", {"Axis: integer = -1"});
-    work_on(add_set("Means", {3, 1, 1}, {5, 6, N}));
+    work_on(add_set("Means", {3, 1, 1}, {5, 6, NaN}));
     work_on(add_set("X", {3, 1, 2}, {1, 2, 3, 4, 5, 6}));
     EXPECT_THAT(find(GuardTime::AfterStep),
                 ElementsAre("Means: of 3 lines each has 1 sample, which is its own baseline: what "
@@ -78,7 +77,7 @@ TEST_F(StepWarnings, AreOfLinesThatAreTheirOwnBaseline) {
 TEST_F(StepWarnings, TakeTheLinesOfTheAxisForABaseline) {
     make_step("a.apply-set-baseline-offset", {"Axis: integer = -1"}, {{"Axis", std::int64_t{0}}});
     std::vector<float> samples(11 * 3, 1.0F);
-    samples[2] = N;
+    samples[2] = NaN;
     work_on(add_set("X", {11, 3}, samples));
     EXPECT_THAT(find(GuardTime::AfterStep), ElementsAre(HasSubstr("of 3 lines 1 begin")));
 }
@@ -87,7 +86,7 @@ TEST_F(StepWarnings, AreOfRunsTooShortToBeFiltered) {
     make_step("a.apply-set-butterworth", {"Axis: integer = -1"});
     filters_ = {find_facts({5, 4, 0, Bandform::ZeroLagLowPass}, 100.0F)}; // runs of 8
     std::vector<float> samples(30, 1.0F);
-    samples[2] = samples[12] = samples[15] = N; // runs of 2, 9, 2, 14
+    samples[2] = samples[12] = samples[15] = NaN; // runs of 2, 9, 2, 14
     work_on(add_set("X", {30}, samples));
     work_on(add_set("Y", {10}, std::vector<float>(10)));
     EXPECT_THAT(find(GuardTime::AfterStep),
@@ -101,7 +100,7 @@ TEST_F(StepWarnings, NameSetsOfWhichNothingWasFiltered) {
     filters_ = {find_facts({5, 4, 0, Bandform::ZeroLagLowPass}, 100.0F)};
     work_on(add_set("X", {2, 7}, std::vector<float>(14)));
     work_on(add_set("Y", {10}, std::vector<float>(10)));
-    work_on(add_set("Z", {10}, std::vector<float>(10, N)));
+    work_on(add_set("Z", {10}, std::vector<float>(10, NaN)));
     EXPECT_THAT(find(GuardTime::AfterStep),
                 ElementsAre("X: nothing was filtered: the longest run of valid samples has 7, the "
                             "filter takes those of 8 and more",
@@ -124,7 +123,7 @@ TEST_F(StepWarnings, NameSetsWhoseInfinitiesGoIntoMeans) {
 
 TEST_F(StepWarnings, NameNewSetsWithMissingSamples) {
     make_step("a.average-set", {});
-    for (const std::vector<float>& samples : {std::vector<float>{1, N, N}, {1, 2, 3}}) {
+    for (const std::vector<float>& samples : {std::vector<float>{1, NaN, NaN}, {1, 2, 3}}) {
         const ObjectId set = observed_.create_dataset(observed_.root(),
                                                       samples[1] == 2 ? "Means/Y" : "Means/X", {3});
         write(set, samples);
@@ -135,7 +134,6 @@ TEST_F(StepWarnings, NameNewSetsWithMissingSamples) {
 }
 
 TEST_F(StepWarnings, NameTheSourcesOfARepeatedLabel) {
-    using Texts = std::vector<std::string>;
     const std::vector<std::string> signatures = {"SourceGroup: string", "DestinationSet: string",
                                                  "TranslationMap: list(string)"};
     for (const char* name : {"A/A10", "A/X", "A/Y"}) {
@@ -159,7 +157,7 @@ TEST_F(StepWarnings, NameTheSourcesOfARepeatedLabel) {
 
 TEST_F(StepWarnings, AreNoneOfOtherUnits) {
     make_step("a.apply-set-rectify", {});
-    work_on(add_set("X", {3}, {N, 1, N}));
+    work_on(add_set("X", {3}, {NaN, 1, NaN}));
     EXPECT_THAT(find(GuardTime::AfterStep), IsEmpty());
 }
 

@@ -1,5 +1,6 @@
 #include "host/guards/guard_functions.h"
 #include "tests/host/guards/guarded_test.h"
+#include "tests/support/special_values.h"
 
 namespace talvora::host {
 namespace {
@@ -63,7 +64,7 @@ TEST_F(TimeBases, LetOtherUnitsCutSets) {
 
 TEST_F(TimeBases, LeaveOutRatesThatAreNone) {
     EXPECT_THAT(change("a.resample", add("A", 1000, 0.0F), 10, 100.0F), IsEmpty());
-    EXPECT_THAT(change("a.resample", add("B", 1000, 100.0F), 10, MISSING), IsEmpty());
+    EXPECT_THAT(change("a.resample", add("B", 1000, 100.0F), 10, NaN), IsEmpty());
 }
 
 // 400 Hz with a hint of 150 Hz: every second sample is 200 Hz.
@@ -76,7 +77,7 @@ TEST_F(TimeBases, AreForeseenFromTheRates) {
     EXPECT_THAT(foresee(100.0F), IsEmpty());
     EXPECT_THAT(foresee(399.9F), IsEmpty());
     EXPECT_THAT(foresee(300.0F), SizeIs(1)); // all samples are kept
-    for (const float rate : {400.0F, 500.0F, 0.0F, -1.0F, MISSING}) {
+    for (const float rate : {400.0F, 500.0F, 0.0F, -1.0F, NaN}) {
         EXPECT_THAT(foresee(rate), IsEmpty()) << rate;
     }
 }

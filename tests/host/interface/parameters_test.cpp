@@ -15,7 +15,7 @@ using testing::HasSubstr;
 using Texts = std::vector<std::string>;
 using Integers = std::vector<std::int64_t>;
 
-const std::vector<ParameterSignature> SIGNATURES{
+const std::vector<ParameterSignature> FILTER_SIGNATURES{
     parse_signature("SourceSets: list(string)", false),
     parse_signature("SourceGroup: string", true),
     parse_signature("ScanRecursive: boolean = false", false),
@@ -26,7 +26,7 @@ const std::vector<ParameterSignature> SIGNATURES{
 
 ParameterValues read(Texts words) {
     words.push_back("SourceGroup=g");
-    return read_parameters(SIGNATURES, words);
+    return read_parameters(FILTER_SIGNATURES, words);
 }
 
 template <typename Value>
@@ -38,7 +38,7 @@ Value value_of(const ParameterValues& values, const char* key) {
 
 Texts problems_of(const Texts& words) {
     try {
-        read_parameters(SIGNATURES, words);
+        read_parameters(FILTER_SIGNATURES, words);
     } catch (const ParameterError& error) {
         Texts texts;
         for (const ParameterProblem& problem : error.problems()) {

@@ -1,18 +1,16 @@
 #include "host/pictures/plot_data.h"
+#include "tests/support/special_values.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 
 namespace talvora::host {
 namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-constexpr float NaN = std::numeric_limits<float>::quiet_NaN();
 
 // A sample as "position:value", a cut as "position:-".
 std::vector<std::string> thin(const std::vector<float>& samples, std::size_t first,

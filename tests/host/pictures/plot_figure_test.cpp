@@ -1,15 +1,13 @@
 #include "host/pictures/plot_figure.h"
+#include "tests/support/special_values.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 
 namespace talvora::host {
 namespace {
-
-constexpr float NaN = std::numeric_limits<float>::quiet_NaN();
 
 PlotPanel make_panel(const std::string& title, std::vector<float> samples, double start = 0) {
     PlotLine line{.label = title, .start = start, .step = 0.5, .samples = std::move(samples)};

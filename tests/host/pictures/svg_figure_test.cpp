@@ -1,4 +1,5 @@
 #include "host/pictures/svg_figure.h"
+#include "tests/support/special_values.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -15,8 +16,6 @@ using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
-
-constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
 
 // 512 x 100 pixels inside the axes, from (68, 30) on.
 Figure make_figure(std::vector<FigureLine> lines) {
@@ -36,14 +35,15 @@ TEST(SvgFigure, PutsDecadesAtEqualDistances) {
 }
 
 TEST(SvgFigure, LeavesGapsAndShowsASampleBetweenThem) {
-    EXPECT_THAT(draw_figure(make_figure({{{{0, 0}, {1, 0}, {2, NaN}, {4, 5}, {5, NaN}}}})),
-                HasSubstr("L68.00 130.00 132.00 130.00M324.00 80.00L324.00 80.00\""));
+    EXPECT_THAT(
+        draw_figure(make_figure({{{{0, 0}, {1, 0}, {2, NaN_DOUBLE}, {4, 5}, {5, NaN_DOUBLE}}}})),
+        HasSubstr("L68.00 130.00 132.00 130.00M324.00 80.00L324.00 80.00\""));
 }
 
 TEST(SvgFigure, WritesNoNumberThatIsNotFinite) {
     const double infinity = std::numeric_limits<double>::infinity();
-    const std::string svg = draw_figure(
-        make_figure({{{{0, infinity}, {1, NaN}, {NaN, 1}, {3, -infinity}, {4, 1e300}}}}));
+    const std::string svg = draw_figure(make_figure(
+        {{{{0, infinity}, {1, NaN_DOUBLE}, {NaN_DOUBLE, 1}, {3, -infinity}, {4, 1e300}}}}));
     EXPECT_THAT(svg, AllOf(Not(HasSubstr("nan")), Not(HasSubstr("inf"))));
     EXPECT_THAT(svg, HasSubstr("M324.00 -100000.00"));
 }

@@ -28,7 +28,7 @@ ExitCode code_of(const std::function<void()>& work) {
     return ExitCode::Done;
 }
 
-mode_t mode_of(const fs::path& file) {
+mode_t permissions_of(const fs::path& file) {
     struct stat status {};
     stat(file.c_str(), &status);
     return status.st_mode & 07777;
@@ -115,8 +115,8 @@ TEST(PendingFile, IsOpenToItsOwnerAloneUntilPublished) {
     write_file(folder / "walk.h5", "old");
     fs::permissions(folder / "walk.h5", fs::perms{0666});
     const PendingFile pending(folder / "walk.h5", {.replace = true});
-    EXPECT_EQ(mode_of(pending.path()), 0600U);
-    EXPECT_EQ(mode_of(PendingFile().path()), 0600U);
+    EXPECT_EQ(permissions_of(pending.path()), 0600U);
+    EXPECT_EQ(permissions_of(PendingFile().path()), 0600U);
 }
 
 TEST(PendingFile, TellsWhenPublishedThatABegunSyncFailed) {
@@ -146,7 +146,7 @@ TEST(PendingFile, LeavesWhatAnotherPutInItsPlace) {
     }
     EXPECT_TRUE(fs::is_symlink(name));
     EXPECT_EQ(read_file(folder / "private"), "another's");
-    EXPECT_EQ(mode_of(folder / "private"), 0600U);
+    EXPECT_EQ(permissions_of(folder / "private"), 0600U);
     EXPECT_FALSE(fs::exists(folder / "walk.h5"));
 }
 
@@ -201,8 +201,8 @@ TEST(PendingFile, StaysShutToWhomItsSourcesAreShut) {
     PendingFile(folder / "two.h5", {.sources = {folder / "private.csv", folder / "open.csv"}})
         .publish();
     umask(before);
-    EXPECT_EQ(mode_of(folder / "one.h5"), 0644U);
-    EXPECT_EQ(mode_of(folder / "two.h5"), 0640U);
+    EXPECT_EQ(permissions_of(folder / "one.h5"), 0644U);
+    EXPECT_EQ(permissions_of(folder / "two.h5"), 0640U);
 }
 
 TEST(PendingFile, KeepsTheModeOfWhatItReplaces) {
@@ -210,7 +210,7 @@ TEST(PendingFile, KeepsTheModeOfWhatItReplaces) {
     write_file(folder / "walk.h5", "old");
     fs::permissions(folder / "walk.h5", fs::perms{0640});
     PendingFile(folder / "walk.h5", {.replace = true}).publish();
-    EXPECT_EQ(mode_of(folder / "walk.h5"), 0640U);
+    EXPECT_EQ(permissions_of(folder / "walk.h5"), 0640U);
 }
 
 TEST(PendingFile, IsNoMoreOpenThanItsSourceWhereItReplacesAnOpenFile) {
@@ -223,7 +223,7 @@ TEST(PendingFile, IsNoMoreOpenThanItsSourceWhereItReplacesAnOpenFile) {
     EXPECT_THAT(PendingFile(folder / "walk.h5", options).publish(),
                 ElementsAre((folder / "walk.h5").string() +
                             ": not kept: rights of some to whom its input is shut"));
-    EXPECT_EQ(mode_of(folder / "walk.h5"), 0600U);
+    EXPECT_EQ(permissions_of(folder / "walk.h5"), 0600U);
 }
 
 TEST(PendingFile, GivesANewFileTheModeOfTheProcess) {
@@ -231,7 +231,7 @@ TEST(PendingFile, GivesANewFileTheModeOfTheProcess) {
     const mode_t before = umask(027);
     PendingFile(folder / "walk.h5", {}).publish();
     umask(before);
-    EXPECT_EQ(mode_of(folder / "walk.h5"), 0640U);
+    EXPECT_EQ(permissions_of(folder / "walk.h5"), 0640U);
 }
 
 TEST(PendingFile, GivesANewFileTheModeOfTheOneItIsLike) {
@@ -239,7 +239,7 @@ TEST(PendingFile, GivesANewFileTheModeOfTheOneItIsLike) {
     write_file(folder / "walk.h5", "");
     fs::permissions(folder / "walk.h5", fs::perms{0600});
     PendingFile(folder / "walk.h5.bak", {.like = folder / "walk.h5"}).publish();
-    EXPECT_EQ(mode_of(folder / "walk.h5.bak"), 0600U);
+    EXPECT_EQ(permissions_of(folder / "walk.h5.bak"), 0600U);
 }
 
 TEST(PendingFile, WritesToWhatASymbolicLinkPointsTo) {

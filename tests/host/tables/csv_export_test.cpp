@@ -4,6 +4,7 @@
 #include "host/text/failure.h"
 #include "host/tree/memory_tree.h"
 #include "host/tree/tree_rules.h"
+#include "tests/support/special_values.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -19,8 +20,6 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-
-constexpr float NaN = std::numeric_limits<float>::quiet_NaN();
 
 SignalSet make_set(const std::string& path, Extents extents, std::vector<float> samples,
                    std::optional<double> rate = 10) {

@@ -13,7 +13,7 @@ CsvLayout layout_of(std::string_view text, const CsvChoice& choice = {}) {
     return find_layout(text, choice, "walk.csv");
 }
 
-Failure failure_of(std::string_view text, const CsvChoice& choice = {}) {
+Failure layout_failure_of(std::string_view text, const CsvChoice& choice = {}) {
     try {
         layout_of(text, choice);
     } catch (const Failure& failure) {
@@ -75,7 +75,7 @@ TEST(FindLayout, KnowsARowOfUnitsByTheUnitOfTime) {
 }
 
 TEST(FindLayout, RefusesARowThatCouldBeUnitsOrNames) {
-    const Failure failure = failure_of("X,Y\nleft,right\n1,2\n");
+    const Failure failure = layout_failure_of("X,Y\nleft,right\n1,2\n");
     EXPECT_EQ(failure.code(), ExitCode::Input);
     EXPECT_STREQ(failure.what(),
                  "walk.csv: row 2 holds no number ('left,right'): units or names of "
@@ -107,7 +107,7 @@ TEST(FindLayout, RefusesNumbersAsUnits) {
 }
 
 TEST(FindLayout, RefusesNamesBelowRowsThatAreAsWide) {
-    const Failure failure = failure_of("Device,IMU-7\nRate,100\nt,X\n0,1\n1,2\n");
+    const Failure failure = layout_failure_of("Device,IMU-7\nRate,100\nt,X\n0,1\n1,2\n");
     EXPECT_EQ(failure.code(), ExitCode::Input);
     EXPECT_THAT(failure.what(), HasSubstr("walk.csv: row 3 holds no number ('t,X')"));
     EXPECT_EQ(layout_of("Device,IMU-7\nRate,100\nt,X\n0,1\n1,2\n", {.names_row = 3}).begin,
@@ -120,7 +120,7 @@ TEST(FindLayout, TakesWordsBelowSamplesForMissingOnes) {
 }
 
 TEST(FindLayout, RefusesARowOfNamesThatIsNotThere) {
-    const Failure failure = failure_of("t,X\n\n0,1\n", {.names_row = 2});
+    const Failure failure = layout_failure_of("t,X\n\n0,1\n", {.names_row = 2});
     EXPECT_EQ(failure.code(), ExitCode::Usage);
     EXPECT_THAT(failure.what(), HasSubstr("walk.csv: --header 2: no row of names there"));
 }

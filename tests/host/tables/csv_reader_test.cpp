@@ -18,7 +18,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::IsNan;
 
-std::string failure_of(std::string_view text) {
+std::string csv_failure_of(std::string_view text) {
     try {
         parse_csv(text, "walk.csv");
     } catch (const Failure& failure) {
@@ -125,19 +125,21 @@ TEST(ParseCsv, TakesADelimiterAtTheEndOfARow) {
 }
 
 TEST(ParseCsv, RefusesWhatIsNoTable) {
-    EXPECT_EQ(failure_of(""), "walk.csv: empty");
-    EXPECT_EQ(failure_of("t,x\n"), "walk.csv: no row below the names");
-    EXPECT_EQ(failure_of("1,2\n3,4\n"), "walk.csv: the first row holds numbers, no column names");
-    EXPECT_EQ(failure_of("nan,2.5\n3,4\n"),
+    EXPECT_EQ(csv_failure_of(""), "walk.csv: empty");
+    EXPECT_EQ(csv_failure_of("t,x\n"), "walk.csv: no row below the names");
+    EXPECT_EQ(csv_failure_of("1,2\n3,4\n"),
               "walk.csv: the first row holds numbers, no column names");
-    EXPECT_EQ(failure_of("0,\n1,5\n2,6\n"),
+    EXPECT_EQ(csv_failure_of("nan,2.5\n3,4\n"),
               "walk.csv: the first row holds numbers, no column names");
-    EXPECT_EQ(failure_of("t,t\n1,2\n"), "walk.csv: two columns named 't'");
-    EXPECT_EQ(failure_of("t,,x\n1,2,3\n"), "walk.csv: column 2 of 3 has no name");
-    EXPECT_EQ(failure_of("t,x\n1,2,3\n"), "walk.csv: row 2 has 3 fields, the row of names 2");
-    EXPECT_EQ(failure_of("t,x\n1,\"2\n"), "walk.csv: the text ends inside a quoted field");
-    EXPECT_THAT(failure_of("t,x\n1,\"2\"3\n"), HasSubstr("a double quote inside a field"));
-    EXPECT_EQ(failure_of(std::string("\xFF\xFEt\0", 4)), "walk.csv: UTF-16 text, UTF-8 is read");
+    EXPECT_EQ(csv_failure_of("0,\n1,5\n2,6\n"),
+              "walk.csv: the first row holds numbers, no column names");
+    EXPECT_EQ(csv_failure_of("t,t\n1,2\n"), "walk.csv: two columns named 't'");
+    EXPECT_EQ(csv_failure_of("t,,x\n1,2,3\n"), "walk.csv: column 2 of 3 has no name");
+    EXPECT_EQ(csv_failure_of("t,x\n1,2,3\n"), "walk.csv: row 2 has 3 fields, the row of names 2");
+    EXPECT_EQ(csv_failure_of("t,x\n1,\"2\n"), "walk.csv: the text ends inside a quoted field");
+    EXPECT_THAT(csv_failure_of("t,x\n1,\"2\"3\n"), HasSubstr("a double quote inside a field"));
+    EXPECT_EQ(csv_failure_of(std::string("\xFF\xFEt\0", 4)),
+              "walk.csv: UTF-16 text, UTF-8 is read");
 }
 
 TEST(ParseCsv, CountsRowsAsTheyStandInTheFile) {
@@ -156,7 +158,7 @@ TEST(ParseCsv, KeepsARowOfUnits) {
     EXPECT_EQ(table.columns[2].unit, "");
     EXPECT_EQ(table.first_row, 3U);
     EXPECT_EQ(table.row_count, 1U);
-    EXPECT_EQ(failure_of("Time,X (g)\ns,N\n0,1\n"),
+    EXPECT_EQ(csv_failure_of("Time,X (g)\ns,N\n0,1\n"),
               "walk.csv: column 'X (g)' has the unit 'N' in the row of units");
 }
 
@@ -182,7 +184,7 @@ TEST(ParseCsv, RefusesSeparatorsBetweenThousands) {
                                                            {"1\u2019234\u2019567", "1234567"},
                                                            {"123,456,789.01", "123456789.01"}};
     for (const auto& [number, allowed] : NUMBERS) {
-        EXPECT_EQ(failure_of(fmt::format("t;X\n0;1\n1;\"{}\"\n", number)),
+        EXPECT_EQ(csv_failure_of(fmt::format("t;X\n0;1\n1;\"{}\"\n", number)),
                   fmt::format("walk.csv: row 3, column 'X': '{}' has separators between thousands "
                               "(allowed: {})",
                               number, allowed));
@@ -198,15 +200,15 @@ TEST(ParseCsv, TakesOtherTextsForNoNumbers) {
 }
 
 TEST(ParseCsv, RefusesCommasThatCouldBeSomethingElse) {
-    EXPECT_EQ(failure_of("t;X\n0;1\n1;1,500\n"),
+    EXPECT_EQ(csv_failure_of("t;X\n0;1\n1;1,500\n"),
               "walk.csv: row 3, column 'X': '1,500' could have a decimal comma, or one between "
               "thousands");
     EXPECT_EQ(
-        failure_of("t,X\n0,\"1,5\"\n"),
+        csv_failure_of("t,X\n0,\"1,5\"\n"),
         "walk.csv: row 2, column 'X': '1,5' could have a decimal comma, or one that parts two "
         "numbers");
     EXPECT_EQ(
-        failure_of("t;X\n0,5;1\n1.5;2\n"),
+        csv_failure_of("t;X\n0,5;1\n1.5;2\n"),
         "walk.csv: row 3, column 't': '1.5' has a decimal point, other numbers have a decimal "
         "comma");
 }

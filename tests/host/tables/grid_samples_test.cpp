@@ -1,10 +1,10 @@
 #include "host/tables/grid_samples.h"
+#include "tests/support/special_values.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 #include <vector>
 
 namespace talvora::host {
@@ -12,8 +12,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsNan;
-
-constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
 
 struct Part {
     std::size_t first_row;
@@ -33,7 +31,7 @@ std::vector<Part> take_next(GridWalk& walk, std::uint64_t sample_count) {
 
 TEST(GridSamples, StandWhereTheirRowsDo) {
     const TimeGrid grid{.sample_count = 6, .sample_of_row = {0, 2, 2, LEFT_OUT, 5}};
-    std::vector<double> samples(6, NaN);
+    std::vector<double> samples(6, NaN_DOUBLE);
     place_rows_of_part<double>(grid, {.row_count = 5, .sample_count = 6},
                                std::vector<double>{1, 2, 3, 4, 5}, samples);
     EXPECT_THAT(samples, ElementsAre(1, IsNan(), 2, IsNan(), IsNan(), 5));
@@ -42,7 +40,7 @@ TEST(GridSamples, StandWhereTheirRowsDo) {
 TEST(GridSamples, StandOnStraightLinesBetweenRows) {
     const TimeGrid grid{.sample_count = 4,
                         .sample_of_row = {},
-                        .between_rows = {{0, 0}, {0, 0.5}, {1, NaN}, {2, 0}}};
+                        .between_rows = {{0, 0}, {0, 0.5}, {1, NaN_DOUBLE}, {2, 0}}};
     std::vector<float> samples(4);
     interpolate_part<float>(grid, {.row_count = 3, .sample_count = 4}, std::vector<double>{1, 2, 8},
                             samples);

@@ -12,7 +12,7 @@ using testing::IsEmpty;
 using testing::IsNan;
 using Texts = std::vector<std::string>;
 
-std::string failure_of(const Texts& names) {
+std::string name_failure_of(const Texts& names) {
     try {
         make_table(names, "walk");
     } catch (const Failure& failure) {
@@ -31,8 +31,8 @@ TEST(NumberTable, BeginsWithNamesAndNoRows) {
 }
 
 TEST(NumberTable, RefusesNamesThatTellNothing) {
-    EXPECT_EQ(failure_of({"t", "", "x"}), "walk: column 2 of 3 has no name");
-    EXPECT_EQ(failure_of({"t", "x", "t"}), "walk: two columns named 't'");
+    EXPECT_EQ(name_failure_of({"t", "", "x"}), "walk: column 2 of 3 has no name");
+    EXPECT_EQ(name_failure_of({"t", "x", "t"}), "walk: two columns named 't'");
 }
 
 TEST(NumberTable, RefusesARowOfSamplesForNames) {
@@ -44,7 +44,7 @@ TEST(NumberTable, RefusesARowOfSamplesForNames) {
                              {"0", "NaN", "n/a"},
                              {"0,5", "NA"},
                              {"2026-01-31T10:00:00Z", "7"}}) {
-        EXPECT_EQ(failure_of(row), "walk: the first row holds numbers, no column names");
+        EXPECT_EQ(name_failure_of(row), "walk: the first row holds numbers, no column names");
     }
     EXPECT_EQ(make_table(Texts{"nan", "missing"}, "walk").columns[0].name, "nan");
 }

@@ -30,7 +30,7 @@ std::vector<double> with_gaps(double rate, std::size_t count, IsLost is_lost) {
     return times;
 }
 
-Failure failure_of(const std::vector<double>& times) {
+Failure placement_failure_of(const std::vector<double>& times) {
     try {
         place_rows(times, "Time", {}, "walk.csv");
     } catch (const Failure& failure) {
@@ -40,7 +40,7 @@ Failure failure_of(const std::vector<double>& times) {
 }
 
 TEST(PlaceRows, RefusesGapsThatAnotherRateExplains) {
-    const Failure failure = failure_of(in_ticks(800, 10'000, 1e3));
+    const Failure failure = placement_failure_of(in_ticks(800, 10'000, 1e3));
     EXPECT_EQ(failure.code(), ExitCode::Input);
     EXPECT_STREQ(failure.what(),
                  "walk.csv: 'Time' has two readings: 10000 rows at 800 Hz one behind the other, "
@@ -48,14 +48,17 @@ TEST(PlaceRows, RefusesGapsThatAnotherRateExplains) {
     EXPECT_THAT(failure.hints(), ElementsAre("--rate 800 takes them one behind the other",
                                              "--rate 1000 --grid nearest takes them with gaps"));
     for (const double rate : {700.0, 900.0, 960.0, 812.37}) {
-        EXPECT_THAT(failure_of(in_ticks(rate, 10'000, 1e3)).what(), HasSubstr("two readings"))
+        EXPECT_THAT(placement_failure_of(in_ticks(rate, 10'000, 1e3)).what(),
+                    HasSubstr("two readings"))
             << rate;
     }
     for (const double rate : {70.0, 75.0, 80.0, 90.0, 95.0}) {
-        EXPECT_THAT(failure_of(in_ticks(rate, 1000, 1e2)).what(), HasSubstr("two readings"))
+        EXPECT_THAT(placement_failure_of(in_ticks(rate, 1000, 1e2)).what(),
+                    HasSubstr("two readings"))
             << rate;
     }
-    EXPECT_THAT(failure_of(in_ticks(800, 10'000, 1e3, 1.7e12)).what(), HasSubstr("at 800 Hz"));
+    EXPECT_THAT(placement_failure_of(in_ticks(800, 10'000, 1e3, 1.7e12)).what(),
+                HasSubstr("at 800 Hz"));
 }
 
 // A recording that lost a row besides, or many. The first gap of the rounding lies behind the
@@ -63,7 +66,7 @@ TEST(PlaceRows, RefusesGapsThatAnotherRateExplains) {
 TEST(PlaceRows, RefusesThemBesideRowsThatAreMissing) {
     std::vector<double> times = in_ticks(800, 1500, 1e3);
     times.erase(times.begin() + 700);
-    const Failure failure = failure_of(times);
+    const Failure failure = placement_failure_of(times);
     EXPECT_EQ(failure.code(), ExitCode::Input);
     EXPECT_STREQ(failure.what(),
                  "walk.csv: 'Time' has two readings: rows 5 to 698 at 800 Hz one behind the "
@@ -74,7 +77,7 @@ TEST(PlaceRows, RefusesThemBesideRowsThatAreMissing) {
     for (std::size_t row = 1450; row >= 50; row -= 50) {
         times.erase(times.begin() + static_cast<std::ptrdiff_t>(row));
     }
-    EXPECT_THAT(failure_of(times).what(), HasSubstr("at 800 Hz one behind the other"));
+    EXPECT_THAT(placement_failure_of(times).what(), HasSubstr("at 800 Hz one behind the other"));
 }
 
 // Half a tick goes to the even one: the earliest and the latest row are a whole tick apart.
@@ -83,7 +86,8 @@ TEST(PlaceRows, RefusesThemWhereTimesAreRoundedToo) {
     for (int i = 0; i < 8000; ++i) {
         times.push_back(std::nearbyint(i * 1.25) * 1e-3);
     }
-    EXPECT_THAT(failure_of(times).what(), HasSubstr("8000 rows at 800 Hz one behind the other"));
+    EXPECT_THAT(placement_failure_of(times).what(),
+                HasSubstr("8000 rows at 800 Hz one behind the other"));
     EXPECT_EQ(find_contradiction(times, 800, 2), std::nullopt);
 }
 

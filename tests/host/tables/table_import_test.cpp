@@ -2,6 +2,7 @@
 #include "host/tables/table_import.h"
 #include "host/text/failure.h"
 #include "host/tree/memory_tree.h"
+#include "tests/support/special_values.h"
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
@@ -18,8 +19,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::NanSensitiveFloatEq;
-
-constexpr float NaN = std::numeric_limits<float>::quiet_NaN();
 
 struct Imported {
     MemoryTree tree;
@@ -42,7 +41,7 @@ void import_text(Imported& result, std::string_view csv, const ImportOptions& op
     result.report = import_table(parse_csv(csv, "walk.csv"), options, result.tree, "walk.csv");
 }
 
-Failure failure_of(std::string_view csv, const ImportOptions& options = {}) {
+Failure import_failure_of(std::string_view csv, const ImportOptions& options = {}) {
     Imported result;
     try {
         import_text(result, csv, options);
@@ -150,8 +149,8 @@ TEST(ImportTable, PlacesRowsByTheOnlyColumnOfDates) {
                 ElementsAre("walk.csv: 'stamp' tells no zone and is taken as UTC",
                             "walk.csv: 4 rows by 'stamp' on 5 samples at 2 Hz; 1 sample without a "
                             "row, NaN there"));
-    EXPECT_STREQ(failure_of("stamp,X\n2026-11-21 09:30:00,1\n21.11.2026 09:30:01,2\n",
-                            {.sets = {}, .sample_rate = {}, .time_column = "stamp"})
+    EXPECT_STREQ(import_failure_of("stamp,X\n2026-11-21 09:30:00,1\n21.11.2026 09:30:01,2\n",
+                                   {.sets = {}, .sample_rate = {}, .time_column = "stamp"})
                      .what(),
                  "walk.csv: row 3, column 'stamp': '21.11.2026 09:30:01' is no time (allowed: "
                  "2026-11-21 09:30:00.125, as above)");
@@ -206,7 +205,7 @@ TEST(ImportTable, KeepsTheFirstOfRowsThatShareASample) {
 }
 
 TEST(ImportTable, RefusesToLeaveOutMoreThanOneRowInAHundred) {
-    const Failure failure = failure_of(repeat_row(98, 1));
+    const Failure failure = import_failure_of(repeat_row(98, 1));
     EXPECT_EQ(failure.code(), ExitCode::Input);
     EXPECT_STREQ(failure.what(), "walk.csv: 1 of 99 rows (1 %) less than half a sample after the "
                                  "row before, first row 4 (allowed: 1 %), on a grid of 1 Hz");
@@ -220,7 +219,7 @@ TEST(ImportTable, RefusesRowsMoreThanHalfASampleFromTheirTimes) {
     for (int i = 0; i <= 20; ++i) {
         csv += fmt::format("{:.1f},{}\n", i <= 10 ? i : 10 + 1.3 * (i - 10), i);
     }
-    const Failure failure = failure_of(csv);
+    const Failure failure = import_failure_of(csv);
     EXPECT_EQ(failure.code(), ExitCode::Input);
     EXPECT_STREQ(failure.what(),
                  "walk.csv: row 12, at 10 s, stands 1.3 samples (1.49 s) from its place on a grid "
@@ -273,7 +272,7 @@ TEST(ImportTable, RefusesARateThatTheTimesContradict) {
     const auto at = [](double rate) {
         return ImportOptions{.sets = {}, .sample_rate = rate, .time_column = {}};
     };
-    const Failure failure = failure_of(csv, at(100));
+    const Failure failure = import_failure_of(csv, at(100));
     EXPECT_EQ(failure.code(), ExitCode::Input);
     EXPECT_STREQ(failure.what(),
                  "walk.csv: --rate 100 contradicts the column 'Time (ms)': by it the 500 rows take "
@@ -306,7 +305,8 @@ TEST(ImportTable, RefusesARateBesideTimesThatTellNothingOfIt) {
          "walk.csv: --rate 10 contradicts the column 't': by it all 3 rows are at 5 s"},
     };
     for (const auto& [csv, message] : refusals) {
-        const Failure failure = failure_of(csv, {.sets = {}, .sample_rate = 10, .time_column = {}});
+        const Failure failure =
+            import_failure_of(csv, {.sets = {}, .sample_rate = 10, .time_column = {}});
         EXPECT_EQ(failure.what(), message);
         EXPECT_THAT(failure.hints().back(), testing::StartsWith("--rate 10 --time '' leaves "))
             << csv;
@@ -324,7 +324,8 @@ TEST(ImportTable, RefusesARateWhereRowsAreMissing) {
             csv += fmt::format("{:.2f},{}\n", 0.01 * i, i);
         }
     }
-    const Failure failure = failure_of(csv, {.sets = {}, .sample_rate = 100, .time_column = {}});
+    const Failure failure =
+        import_failure_of(csv, {.sets = {}, .sample_rate = 100, .time_column = {}});
     EXPECT_EQ(failure.code(), ExitCode::Input);
     EXPECT_STREQ(failure.what(), "walk.csv: --rate 100 contradicts the column 'Time (s)': by it 5 "
                                  "of 10000 rows missing, the first behind row 4001");
@@ -362,8 +363,8 @@ TEST(ImportTable, SpacesRowsEvenlyAtAGivenRate) {
 }
 
 TEST(ImportTable, RefusesABlankRowBetweenRowsThatAreEquallySpaced) {
-    const Failure failure =
-        failure_of("X,Y\n1,10\n\n2,20\n", {.sets = {}, .sample_rate = 100, .time_column = {}});
+    const Failure failure = import_failure_of("X,Y\n1,10\n\n2,20\n",
+                                              {.sets = {}, .sample_rate = 100, .time_column = {}});
     EXPECT_EQ(failure.code(), ExitCode::Input);
     EXPECT_STREQ(failure.what(), "walk.csv: row 3 is blank: rows that are equally spaced have no "
                                  "room between them");
@@ -380,7 +381,7 @@ TEST(ImportTable, ReadsTheUnitOfTheTimeFromItsName) {
 TEST(ImportTable, RefusesWhatCannotBe) {
     const std::string csv = "t,X,note\n0,1,left\n1,2,right\n";
     const auto usage = [&](const ImportOptions& options) {
-        const Failure failure = failure_of(csv, options);
+        const Failure failure = import_failure_of(csv, options);
         EXPECT_EQ(failure.code(), ExitCode::Usage) << failure.what();
         return std::string(failure.what());
     };
@@ -394,25 +395,26 @@ TEST(ImportTable, RefusesWhatCannotBe) {
     EXPECT_EQ(usage({.sets = {}, .sample_rate = {}, .time_column = {}, .max_gap_samples = 0}),
               "--max-gap 0: a number of samples is greater than 0 and finite");
     EXPECT_STREQ(
-        failure_of(
+        import_failure_of(
             "X\n1\n",
             {.sets = {}, .sample_rate = 1, .time_column = {}, .placement = Placement::Nearest})
             .what(),
         "walk.csv: no time column, which --grid needs");
-    EXPECT_EQ(failure_of("X\n1\n").code(), ExitCode::Usage);
-    EXPECT_EQ(failure_of("Time (h),X\n1,1\n2,2\n").code(), ExitCode::Usage);
+    EXPECT_EQ(import_failure_of("X\n1\n").code(), ExitCode::Usage);
+    EXPECT_EQ(import_failure_of("Time (h),X\n1,1\n2,2\n").code(), ExitCode::Usage);
     EXPECT_EQ(
-        failure_of(csv, {.sets = {{"A", {"note"}}}, .sample_rate = {}, .time_column = {}}).code(),
+        import_failure_of(csv, {.sets = {{"A", {"note"}}}, .sample_rate = {}, .time_column = {}})
+            .code(),
         ExitCode::Input);
-    EXPECT_EQ(failure_of("t,note\n0,left\n1,right\n").code(), ExitCode::Input);
+    EXPECT_EQ(import_failure_of("t,note\n0,left\n1,right\n").code(), ExitCode::Input);
 }
 
 TEST(ImportTable, HintsAtHowTheFormatWritesNumbers) {
-    EXPECT_THAT(failure_of("t,note\n0,left\n1,right\n").hints(),
+    EXPECT_THAT(import_failure_of("t,note\n0,left\n1,right\n").hints(),
                 ElementsAre("numbers have a decimal point; columns are parted by ',', ';' or a "
                             "tab"));
     const ImportOptions of_notes{.sets = {{"A", {"note"}}}, .sample_rate = {}, .time_column = {}};
-    EXPECT_THAT(failure_of("t,note,X\n0,left,1\n1,right,2\n", of_notes).hints(),
+    EXPECT_THAT(import_failure_of("t,note,X\n0,left,1\n1,right,2\n", of_notes).hints(),
                 ElementsAre("numbers have a decimal point, whatever the locale"));
     NumberTable table = make_table(std::vector<std::string>{"t", "note"}, "walk.xyz");
     add_row(table, std::vector<std::string>{"0", "left"}, "walk.xyz");

@@ -13,7 +13,7 @@ NumberColumn make_column(const std::string& name, std::vector<double> values) {
     return {.name = name, .values = std::move(values), .first_missing_text = {}};
 }
 
-std::string failure_of(const NumberColumn& column, ExitCode code) {
+std::string time_failure_of(const NumberColumn& column, ExitCode code) {
     try {
         read_seconds(column, 2, "walk.csv");
     } catch (const Failure& failure) {
@@ -50,13 +50,13 @@ TEST(ReadSeconds, TakesTheUnitFromTheEndOfTheName) {
     EXPECT_THAT(read_seconds(make_column("t_us", {500}), 2, ""), ElementsAre(0.0005));
     EXPECT_THAT(read_seconds(make_column("t_sec", {500}), 2, ""), ElementsAre(500));
     EXPECT_THAT(read_seconds(make_column("time_of_day", {500}), 2, ""), ElementsAre(500));
-    EXPECT_EQ(failure_of(make_column("time_ns", {500}), ExitCode::Usage),
+    EXPECT_EQ(time_failure_of(make_column("time_ns", {500}), ExitCode::Usage),
               "walk.csv: column 'time_ns' is a time in 'ns' (known: s, ms, us)");
 }
 
 // 2026-11-23 in milliseconds since 1970.
 TEST(ReadSeconds, RefusesNumbersTooLargeForSecondsThatTellNoUnit) {
-    EXPECT_EQ(failure_of(make_column("time", {1795392000000, 1795392000010}), ExitCode::Usage),
+    EXPECT_EQ(time_failure_of(make_column("time", {1795392000000, 1795392000010}), ExitCode::Usage),
               "walk.csv: column 'time' holds 1795392000000, beyond the year 5000 in seconds, and "
               "tells no unit (known: s, ms, us)");
     EXPECT_THAT(read_seconds(make_column("time (ms)", {1795392000000}), 2, ""),
@@ -79,19 +79,19 @@ TEST(ReadSeconds, TakesDatesWhereAllCellsAre) {
     column.dates.pop_back();
     column.dates_have_zone = true;
     column.first_undated_text = "noon";
-    EXPECT_EQ(failure_of(column, ExitCode::Input),
+    EXPECT_EQ(time_failure_of(column, ExitCode::Input),
               "walk.csv: row 3, column 'Time': 'noon' is no time (allowed: "
               "2026-11-21T09:30:00.125Z, as above)");
 }
 
 TEST(ReadSeconds, RefusesOtherUnitsAndMissingTimes) {
-    EXPECT_EQ(failure_of(make_column("Time (h)", {1}), ExitCode::Usage),
+    EXPECT_EQ(time_failure_of(make_column("Time (h)", {1}), ExitCode::Usage),
               "walk.csv: column 'Time (h)' is a time in 'h' (known: s, ms, us)");
     NumberColumn column = make_column("t", {0, 1});
     column.missing_count = 1;
     column.first_missing_row = 3;
     column.first_missing_text = "x";
-    EXPECT_EQ(failure_of(column, ExitCode::Input),
+    EXPECT_EQ(time_failure_of(column, ExitCode::Input),
               "walk.csv: row 3, column 't': 'x' is no time (allowed: a number of s with a decimal "
               "point)");
 }

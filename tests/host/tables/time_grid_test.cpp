@@ -17,7 +17,7 @@ using testing::DoubleNear;
 using testing::ElementsAre;
 using testing::StartsWith;
 
-std::string failure_of(const std::vector<double>& times) {
+std::string grid_failure_of(const std::vector<double>& times) {
     try {
         place_on_grid(times, "walk.csv");
     } catch (const Failure& failure) {
@@ -89,10 +89,12 @@ TEST(PlaceOnGrid, FindsTheRateOfTimesSince1970) {
 }
 
 TEST(PlaceOnGrid, AsksForARateThatRecordersSeldomHave) {
-    EXPECT_EQ(failure_of({0, 200, 400}), "walk.csv: the times give a rate of 0.005 Hz (allowed: "
-                                         "0.01 Hz to 10000000 Hz)");
-    EXPECT_EQ(failure_of({0, 2e-8, 4e-8}), "walk.csv: the times give a rate of 5e+07 Hz (allowed: "
-                                           "0.01 Hz to 10000000 Hz)");
+    EXPECT_EQ(grid_failure_of({0, 200, 400}),
+              "walk.csv: the times give a rate of 0.005 Hz (allowed: "
+              "0.01 Hz to 10000000 Hz)");
+    EXPECT_EQ(grid_failure_of({0, 2e-8, 4e-8}),
+              "walk.csv: the times give a rate of 5e+07 Hz (allowed: "
+              "0.01 Hz to 10000000 Hz)");
     EXPECT_EQ(place_on_grid(std::vector<double>{0, 100, 200}, "").sample_rate, 0.01);
     EXPECT_EQ(place_on_grid(std::vector<double>{0, 1e-7, 2e-7}, "").sample_rate, 1e7);
 }
@@ -156,14 +158,14 @@ TEST(PlaceOnGrid, LetsARepeatedRowShareItsSample) {
 TEST(PlaceOnGrid, RefusesTimesThatGiveNoGrid) {
     const double nan = std::numeric_limits<double>::quiet_NaN();
     const double inf = std::numeric_limits<double>::infinity();
-    EXPECT_EQ(failure_of({1}), "walk.csv: one row gives no sample rate");
-    EXPECT_EQ(failure_of({0, nan, 2}),
+    EXPECT_EQ(grid_failure_of({1}), "walk.csv: one row gives no sample rate");
+    EXPECT_EQ(grid_failure_of({0, nan, 2}),
               "walk.csv: row 3: a time cannot be nan (allowed: finite numbers)");
-    EXPECT_EQ(failure_of({0, 1, inf}),
+    EXPECT_EQ(grid_failure_of({0, 1, inf}),
               "walk.csv: row 4: a time cannot be inf (allowed: finite numbers)");
-    EXPECT_EQ(failure_of({0, 2, 1}), "walk.csv: time goes back from 2 to 1 in row 4");
-    EXPECT_EQ(failure_of({0, 0, 0, 1}), "walk.csv: most rows have the time of the row before");
-    EXPECT_THAT(failure_of({0, 1, 2, 1e300}), StartsWith("walk.csv: 4 rows span "));
+    EXPECT_EQ(grid_failure_of({0, 2, 1}), "walk.csv: time goes back from 2 to 1 in row 4");
+    EXPECT_EQ(grid_failure_of({0, 0, 0, 1}), "walk.csv: most rows have the time of the row before");
+    EXPECT_THAT(grid_failure_of({0, 1, 2, 1e300}), StartsWith("walk.csv: 4 rows span "));
 }
 
 } // namespace

@@ -1,11 +1,11 @@
 #include "host/tree/history_attribute.h"
 #include "host/tree/memory_tree.h"
 #include "host/tree/observed_tree.h"
+#include "tests/support/special_values.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <limits>
 #include <vector>
 
 namespace talvora::host {
@@ -15,8 +15,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Pair;
 using testing::UnorderedElementsAre;
-
-constexpr float N = std::numeric_limits<float>::quiet_NaN();
 
 class ObservedTrees : public testing::Test {
   protected:
@@ -70,7 +68,7 @@ TEST_F(ObservedTrees, KnowsARateThatIsAWholeNumber) {
 }
 
 TEST_F(ObservedTrees, CountsBeforeAndAfterAChangeOfTheWholeSet) {
-    const ObjectId set = add_set("X", {1, N, N, 4, N}, 10);
+    const ObjectId set = add_set("X", {1, NaN, NaN, 4, NaN}, 10);
     std::vector<float> samples = read_whole(tree_, set);
     samples[1] = samples[2] = 3;
     write_whole(tree_, set, samples);
@@ -88,10 +86,10 @@ TEST_F(ObservedTrees, CountsBeforeAndAfterAChangeOfTheWholeSet) {
 }
 
 TEST_F(ObservedTrees, CountsBeforeAndAfterChangesInParts) {
-    const ObjectId set = add_set("X", {1, N, N, 4, N}, 10);
+    const ObjectId set = add_set("X", {1, NaN, NaN, 4, NaN}, 10);
     write_one(tree_, set, 1, 2);
     write_one(tree_, set, 2, 3);
-    write_one(tree_, set, 3, N);
+    write_one(tree_, set, 3, NaN);
     const SetObservation seen = only_set();
     EXPECT_FALSE(seen.read);
     EXPECT_EQ(seen.before->missing_count, 3U);
@@ -101,7 +99,7 @@ TEST_F(ObservedTrees, CountsBeforeAndAfterChangesInParts) {
 
 TEST_F(ObservedTrees, TellsASetThatWasMade) {
     const ObjectId set = tree_.create_dataset(tree_.root(), "Mean", {3});
-    write_whole(tree_, set, {1, N, 3});
+    write_whole(tree_, set, {1, NaN, 3});
     const SetObservation seen = only_set();
     EXPECT_FALSE(seen.before.has_value());
     EXPECT_THAT(seen.after.extents, ElementsAre(3));
@@ -110,10 +108,10 @@ TEST_F(ObservedTrees, TellsASetThatWasMade) {
 }
 
 TEST_F(ObservedTrees, NotesShapesAndRatesOfASetThatShrinks) {
-    const ObjectId set = add_set("X", {1, 2, N, 4}, 100);
+    const ObjectId set = add_set("X", {1, 2, NaN, 4}, 100);
     tree_.write_attribute(set, "SampleRate", 50.0F);
     tree_.resize(set, {2});
-    write_whole(tree_, set, {1, N});
+    write_whole(tree_, set, {1, NaN});
     const SetObservation seen = only_set();
     EXPECT_THAT(seen.before->extents, ElementsAre(4));
     EXPECT_EQ(seen.before->sample_rate, 100.0);
@@ -125,7 +123,7 @@ TEST_F(ObservedTrees, NotesShapesAndRatesOfASetThatShrinks) {
 }
 
 TEST_F(ObservedTrees, BeginsEachStepWithWhatTheOneBeforeLeft) {
-    const ObjectId set = add_set("X", {N, 2, N}, 10);
+    const ObjectId set = add_set("X", {NaN, 2, NaN}, 10);
     write_one(tree_, set, 0, 1);
     tree_.finish_step();
     write_one(tree_, set, 2, 3);

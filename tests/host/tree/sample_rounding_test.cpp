@@ -1,5 +1,6 @@
 #include "host/tree/line_roundings.h"
 #include "host/tree/sample_rounding.h"
+#include "tests/support/special_values.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -13,10 +14,6 @@ namespace talvora::host {
 namespace {
 
 using testing::ElementsAre;
-
-constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double INF = std::numeric_limits<double>::infinity();
-constexpr float FLOAT_INF = std::numeric_limits<float>::infinity();
 
 template <typename Stored>
 class Rounded {
@@ -56,9 +53,9 @@ TEST(RoundSamples, TakesLastDigitsForNoSignal) {
 }
 
 TEST(RoundSamples, CountsNeitherMissingNorInfiniteSamples) {
-    const Rounded<double> rounded({NaN, -INF, INF, -2, 0x1p-150});
+    const Rounded<double> rounded({NaN_DOUBLE, -INF_DOUBLE, INF_DOUBLE, -2, 0x1p-150});
     EXPECT_TRUE(std::isnan(rounded.samples[0]));
-    EXPECT_EQ(rounded.samples[1], -FLOAT_INF);
+    EXPECT_EQ(rounded.samples[1], -INF);
     EXPECT_EQ(rounded.samples[4], 0);
     EXPECT_EQ(rounded.change.largest_change, 0x1p-150);
     EXPECT_EQ(rounded.change.largest_sample, 2);
@@ -93,7 +90,7 @@ TEST(RoundSamples, TellsWhatBecomesInfinite) {
     EXPECT_THAT(below.samples, ElementsAre(std::numeric_limits<float>::max()));
     EXPECT_TRUE(std::isfinite(below.change.largest_change));
     const Rounded<double> beyond({-HALFWAY});
-    EXPECT_THAT(beyond.samples, ElementsAre(-FLOAT_INF));
+    EXPECT_THAT(beyond.samples, ElementsAre(-INF));
     EXPECT_TRUE(std::isinf(beyond.change.largest_change));
 }
 

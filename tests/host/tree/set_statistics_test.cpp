@@ -1,17 +1,15 @@
 #include "host/tree/set_statistics.h"
+#include "tests/support/special_values.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <limits>
 #include <vector>
 
 namespace talvora::host {
 namespace {
 
 using testing::IsNan;
-
-constexpr float NaN = std::numeric_limits<float>::quiet_NaN();
 
 TEST(SetStatistics, LeavesMissingSamplesAside) {
     const SetStatistics numbers = measure_samples(std::vector<float>{NaN, -1, 4, NaN, 0});

@@ -1,12 +1,12 @@
 // Trees read from files and written to them.
 #include "tests/host/cli/program.h"
 #include "tests/library/units/library_test.h"
+#include "tests/support/special_values.h"
 
 #include <hdf5.h>
 
 #include <filesystem>
 #include <fstream>
-#include <limits>
 #include <thread>
 #include <unistd.h>
 
@@ -21,8 +21,6 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
-
-constexpr float MISSING = std::numeric_limits<float>::quiet_NaN();
 
 Outcome write(const Tree& tree, const fs::path& file, bool replace = false) {
     return run_call([&](char* error, std::size_t size) {
@@ -46,7 +44,7 @@ talvora_tree* open(const fs::path& file, Talk* talk = nullptr) {
 class Files : public testing::Test {
   protected:
     void SetUp() override {
-        tree_.add_signal("Imu/Rate", {2, 1, 3}, {1, -2, MISSING, -4, 5, -6}, 50);
+        tree_.add_signal("Imu/Rate", {2, 1, 3}, {1, -2, NaN, -4, 5, -6}, 50);
         ASSERT_GOOD(tree_.set("Imu/Rate", "Unit", text("°/s")));
         ASSERT_GOOD(tree_.set("Imu", "Labels", {TALVORA_TEXTS, {2}, Words{"x", "y"}}));
         ASSERT_GOOD(tree_.set("", "Subject", integer(7)));
@@ -105,7 +103,7 @@ TEST_F(Files, KeepTheHistoryOfRuns) {
     ASSERT_EQ(ran.exit_code, 0) << ran.errors;
     // And here, on what it made.
     Tree again(open(folder_ / "turned.h5"));
-    EXPECT_EQ(again.read("Imu/Rate"), (SetContent{{2, 1, 3}, {-1, -2, MISSING, -4, -5, -6}}));
+    EXPECT_EQ(again.read("Imu/Rate"), (SetContent{{2, 1, 3}, {-1, -2, NaN, -4, -5, -6}}));
     ASSERT_GOOD(again.run(plugin, "apply-set-rectify", {"SourceSets=Imu/Rate"}));
     ASSERT_GOOD(write(again, folder_ / "last.h5"));
     const auto history = run_host({"history", "last.h5"});

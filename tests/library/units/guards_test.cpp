@@ -1,16 +1,14 @@
 // Guards of the host, on trees in memory: refused by name, and taken where they are accepted.
 #include "tests/library/units/library_test.h"
+#include "tests/support/special_values.h"
 
 #include <cmath>
-#include <limits>
 
 namespace talvora::library_test {
 namespace {
 
 using testing::Contains;
 using testing::HasSubstr;
-
-constexpr float MISSING = std::numeric_limits<float>::quiet_NaN();
 
 class LibraryGuards : public testing::Test {
   protected:
@@ -71,8 +69,8 @@ TEST_F(LibraryGuards, RefuseAFilterAcrossComponents) {
 }
 
 TEST_F(LibraryGuards, RefuseToLeaveASetThatWasChosen) {
-    tree_.add_signal("All/X", {1, 1, 3}, {1, MISSING, 3});
-    const Floats samples = {1, MISSING, 3};
+    tree_.add_signal("All/X", {1, 1, 3}, {1, NaN, 3});
+    const Floats samples = {1, NaN, 3};
     const Extents extents = {1, 1, 3};
     ASSERT_GOOD(tree_.add("All/Z", make_array(samples, extents))); // without a rate
     expect("apply-set-fill-gap", {"SourceGroup=All", "HintMaxGapLength=0.5"}, "passed-over",
@@ -89,7 +87,7 @@ TEST_F(LibraryGuards, RefuseSamplesAtARateThatIsNotTheirs) {
 
 TEST_F(LibraryGuards, RefuseALineThatIsLost) {
     Floats samples(1000, 1.0F);
-    std::fill_n(samples.begin() + 1, 8, MISSING);
+    std::fill_n(samples.begin() + 1, 8, NaN);
     tree_.add_signal("All/X", {1, 1, 1000}, samples);
     expect("apply-set-baseline-offset", {"SourceGroup=All"}, "line-lost",
            "All/X: of 1 line 1 had valid samples and have none any more, the first is [0, 0, :]");

@@ -1,9 +1,9 @@
 // Units run on trees: results by hand, and what is told of them.
 #include "tests/library/units/library_test.h"
+#include "tests/support/special_values.h"
 
 #include <cfenv>
 #include <cmath>
-#include <limits>
 
 namespace talvora::library_test {
 namespace {
@@ -14,8 +14,6 @@ using testing::Field;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-constexpr float MISSING = std::numeric_limits<float>::quiet_NaN();
-
 class Runs : public testing::Test {
   protected:
     Plugin plugin_;
@@ -23,14 +21,14 @@ class Runs : public testing::Test {
 };
 
 TEST_F(Runs, RectifyACopyOfWhatWasBorrowed) {
-    const Floats samples = {1, -2, 3, -4, MISSING, -6};
+    const Floats samples = {1, -2, 3, -4, NaN, -6};
     const Floats before = samples;
     const Extents extents = {2, 3};
     ASSERT_GOOD(tree_.add("Imu/Rate", make_array(samples, extents)));
     ASSERT_GOOD(tree_.set("Imu/Rate", "SampleRate", float_number(100)));
     EXPECT_FALSE(tree_.was_written("Imu/Rate"));
     ASSERT_GOOD(tree_.run(plugin_, "apply-set-rectify", {"SourceSets=Imu/Rate"}));
-    EXPECT_EQ(tree_.read("Imu/Rate"), (SetContent{{2, 3}, {1, 2, 3, 4, MISSING, 6}}));
+    EXPECT_EQ(tree_.read("Imu/Rate"), (SetContent{{2, 3}, {1, 2, 3, 4, NaN, 6}}));
     EXPECT_TRUE(tree_.was_written("Imu/Rate"));
     EXPECT_NE(tree_.look("Imu/Rate").samples, samples.data());
     EXPECT_EQ((SetContent{extents, samples}), (SetContent{extents, before}));
@@ -75,9 +73,9 @@ TEST_F(Runs, ResizeWhatIsBroughtDown) {
 
 // The straight line between the neighbours of each gap.
 TEST_F(Runs, FillGaps) {
-    tree_.add_signal("Imu/Rate", {1, 1, 6}, {1, MISSING, MISSING, 4, MISSING, 8}, 10);
+    tree_.add_signal("Imu/Rate", {1, 1, 6}, {1, NaN, NaN, 4, NaN, 8}, 10);
     ASSERT_GOOD(tree_.run(plugin_, "apply-set-fill-gap", {"SourceGroup=Imu", "MaxGapLength=1"}));
-    EXPECT_EQ(tree_.read("Imu/Rate"), (SetContent{{1, 1, 6}, {1, MISSING, MISSING, 4, 6, 8}}));
+    EXPECT_EQ(tree_.read("Imu/Rate"), (SetContent{{1, 1, 6}, {1, NaN, NaN, 4, 6, 8}}));
 }
 
 // A low-pass of gain 1 at 0 Hz leaves a constant as it is, and takes away what alternates at half
@@ -173,7 +171,7 @@ TEST_F(Runs, TellWhatUnitsSay) {
 
 TEST_F(Runs, TellOfWhatIsRightAndMayNotBeMeant) {
     Floats samples(100, 1.0F);
-    samples[2] = samples[90] = MISSING;
+    samples[2] = samples[90] = NaN;
     tree_.add_signal("All/X", {1, 1, 100}, samples);
     Talk talk;
     ASSERT_GOOD(tree_.run(plugin_, "apply-set-butterworth",

@@ -50,7 +50,7 @@ void fill(Tree& tree) {
     ASSERT_GOOD(tree.set("Hint", "SampleRate", float_number(50)));
 }
 
-void write(const Tree& tree, const std::filesystem::path& file) {
+void write_or_fail(const Tree& tree, const std::filesystem::path& file) {
     ASSERT_GOOD(run_call([&](char* error, std::size_t size) {
         return talvora_tree_write(tree, file.c_str(), 0, error, size);
     }));
@@ -78,7 +78,7 @@ TEST_P(SameResults, AsOfTheProgram) {
     const Plugin plugin;
     Tree tree;
     fill(tree);
-    write(tree, folder / "in.h5");
+    write_or_fail(tree, folder / "in.h5");
     ASSERT_GOOD(tree.run(plugin, unit, words));
     host::Program::Words command = {"--plugin", SIGNAL_PLUGIN, "run",    unit,
                                     "in.h5",    "-o",          "out.h5", "--quiet"};
