@@ -53,8 +53,8 @@ enum {
 /* "1.2.3"; static. */
 TALVORA_EXPORT const char* talvora_version(void);
 
-/* Asked now and then, from the thread that made the call: anything but 0 ends it with
- * TALVORA_STOPPED. */
+/* Asked now and then, from the thread that made the call, also within long lines: anything but 0
+ * ends it with TALVORA_STOPPED. */
 typedef int32_t (*talvora_should_stop)(void* context);
 
 /* ---- Arrays -------------------------------------------------------------------------------- */
