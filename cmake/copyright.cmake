@@ -2,6 +2,7 @@
 # Debian states them. On what terms the project's own parts are is not told there.
 
 set(DEBIAN_TERMS /usr/share/doc)
+set(COMMON_TERMS /usr/share/common-licenses) # which those name
 
 # write_copyright(FILE NAME=TEXT_FILE ...); what has no such file on this system is named alone.
 function(write_copyright file)

@@ -138,6 +138,26 @@ write_copyright(${library_copyright}
   "libattr, linked to=${DEBIAN_TERMS}/libattr1-dev/copyright"
   "libstdc++ and libgcc, linked to=${DEBIAN_TERMS}/libstdc++6/copyright"
   "libc and libm, linked to=${DEBIAN_TERMS}/libc6/copyright")
+# Of a wheel, which goes where there is no /usr/share/common-licenses.
+write_copyright(${PROJECT_BINARY_DIR}/copyright/talvora-wheel
+  "Eigen, compiled in=${DEBIAN_TERMS}/libeigen3-dev/copyright"
+  ${simde}
+  "HDF5, compiled in=${DEBIAN_TERMS}/libhdf5-dev/copyright"
+  "libaec, compiled in=${DEBIAN_TERMS}/libaec-dev/copyright"
+  "zlib, compiled in=${DEBIAN_TERMS}/zlib1g-dev/copyright"
+  "fmt, compiled in=${DEBIAN_TERMS}/libfmt-dev/copyright"
+  "JSON for Modern C++, compiled in=${DEBIAN_TERMS}/nlohmann-json3-dev/copyright"
+  "OpenSSL, compiled in=${DEBIAN_TERMS}/libssl-dev/copyright"
+  "xxHash, compiled in=${DEBIAN_TERMS}/libxxhash-dev/copyright"
+  "libacl, a file of its own, as Debian's package libacl1 has it=${DEBIAN_TERMS}/libacl1/copyright"
+  "libattr, a file of its own, as Debian's package libattr1 has it=${DEBIAN_TERMS}/libattr1/copyright"
+  "libstdc++ and libgcc, linked to=${DEBIAN_TERMS}/libstdc++6/copyright"
+  "libc and libm, linked to=${DEBIAN_TERMS}/libc6/copyright"
+  "Apache License, version 2.0=${COMMON_TERMS}/Apache-2.0"
+  "GNU Lesser General Public License, version 2.1=${COMMON_TERMS}/LGPL-2.1"
+  "GNU General Public License, version 2=${COMMON_TERMS}/GPL-2"
+  "GNU General Public License, version 3=${COMMON_TERMS}/GPL-3"
+  "Mozilla Public License, version 2.0=${COMMON_TERMS}/MPL-2.0")
 install(FILES ${library_copyright} RENAME copyright
   DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libtalvora0 COMPONENT library)
 

@@ -9,8 +9,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <span>
+#include <utility>
 #include <vector>
 
 namespace talvora::dsp {
@@ -34,11 +36,18 @@ enum class Missing {
 //
 // Samples are float or double. The results are those of zero_phase_filter, for floats rounded;
 // missing ones are made with the bits of missing_samples.h.
+//
+// `pause` is called now and then (pauses.h), also within a long line. What it throws leaves the
+// filter, which is of no use any more, and samples that are worth nothing. On the plain path, with
+// one tap, and where a filter without feedback carries missing samples on, lines are not parted.
 template <class Sample>
 class SetFilter {
   public:
-    explicit SetFilter(FilterPath path = best_filter_path(), Missing missing = Missing::Omit)
-        : path_(path), missing_(missing) {}
+    explicit SetFilter(FilterPath path = best_filter_path(), Missing missing = Missing::Omit,
+                       std::function<void()> pause = {})
+        : path_(path), missing_(missing) {
+        scratch_.pauses = Pauses(std::move(pause));
+    }
 
     // Takes every line of `samples`: consecutive blocks of `line_length` samples (a part of a
     // line at the end is left alone). Runs are padded by `pad_count` samples at each end, and

@@ -1,7 +1,8 @@
-// The memory that passes over lanes share.
+// The memory that passes over lanes share, and what they call between their parts.
 #pragma once
 
 #include "dsp/lane_kernels.h"
+#include "dsp/pauses.h"
 
 #include <array>
 #include <cstddef>
@@ -60,6 +61,7 @@ struct LaneScratch {
     std::vector<double> ends;
     std::vector<double> turns;
     std::vector<double> lane_state;
+    Pauses pauses;
 };
 
 // Whether runs have been searched for missing samples, which takes up to a tenth of the time of

@@ -72,7 +72,8 @@ class LongRunPasses {
           forward_(filter, kernels, all_lanes(filter, kernels), scratch.forward),
           backward_(filter, kernels, all_lanes(filter, kernels), scratch.backward),
           in_order_(filter), guessed_(filter), lane_count_(as_step(forward_.lane_count())),
-          order_(filter.tap_count() - 1), states_(scratch.states), guesses_(scratch.ends) {
+          order_(filter.tap_count() - 1), states_(scratch.states), guesses_(scratch.ends),
+          pauses_(scratch.pauses) {
         cut_into_parts();
         if (can_be_cut()) {
             // A row more than those of the parts: it is read past their end in a warm-up.
@@ -174,6 +175,9 @@ class LongRunPasses {
     std::size_t count_parts(const Cut& cut) const {
         return static_cast<std::size_t>(cut.batch_count * lane_count_);
     }
+    std::size_t count_batch_samples(const Cut& cut) const {
+        return static_cast<std::size_t>(cut.part_length * lane_count_);
+    }
     // Where the true state before each part of the last cut with any is kept.
     double* state_before(const Cut& cut, std::ptrdiff_t part) {
         const std::size_t behind = count_parts(cut) - static_cast<std::size_t>(part);
@@ -193,6 +197,7 @@ class LongRunPasses {
     void guess_forward(const Cut& cut) {
         warm_up_forward(cut);
         for (std::ptrdiff_t batch = 0; batch < cut.batch_count; ++batch) {
+            pauses_.pass(count_batch_samples(cut));
             const LaneLines<Sample> lines = lines_from(cut, batch, cut.batch_count);
             for (std::ptrdiff_t lane = 0; lane < lane_count_; ++lane) {
                 forward_.get_lane_state(
@@ -245,6 +250,7 @@ class LongRunPasses {
                 return true;
             }
             guesses_hold_ = guesses_hold_ && moves_left > 0;
+            pauses_.pass(REST_ROWS);
             if (guesses_hold_) {
                 filter(guessed_, block);
             }
@@ -275,6 +281,7 @@ class LongRunPasses {
     // From the last batch to the first, forward again and back.
     void filter_cut(const Cut& cut) {
         for (std::ptrdiff_t batch = cut.batch_count; batch-- > 0;) {
+            pauses_.pass(count_batch_samples(cut));
             const LaneLines<Sample> lines = lines_from(cut, batch * lane_count_, 1);
             for (std::ptrdiff_t lane = 0; lane < lane_count_; ++lane) {
                 forward_.set_lane_state(static_cast<std::size_t>(lane),
@@ -343,6 +350,7 @@ class LongRunPasses {
     std::size_t cut_count_ = 0;
     std::vector<double>& states_;
     std::vector<double>& guesses_;
+    Pauses& pauses_;
     std::vector<double> remainder_; // behind the parts
     double* rows_ = nullptr;
 };

@@ -67,7 +67,7 @@ class GroupPasses {
           rows_(scratch.rows.reserve(
               static_cast<std::size_t>(std::min(tile_count_, kept_tile_count_) * ROWS * step_))),
           states_(scratch.states), ends_(scratch.ends), turns_(scratch.turns),
-          lane_state_(scratch.lane_state) {
+          lane_state_(scratch.lane_state), pauses_(scratch.pauses) {
         if (asks_for_next_) {
             ask_for_next(next);
         }
@@ -226,6 +226,7 @@ class GroupPasses {
     // Tiles [first, last), to rows if there are any. Between the tiles in which lanes end they
     // are passed many at a time.
     void filter_forward(std::ptrdiff_t first, std::ptrdiff_t last, double* rows) {
+        pauses_.pass(static_cast<std::size_t>((last - first) * ROWS * step_));
         for (std::ptrdiff_t tile = first, end = 0; tile < last; tile = end) {
             double* const out = rows != nullptr ? rows + (tile - first) * ROWS * step_ : nullptr;
             end = std::min(last, end_of_tiles(count_live(tile)));
@@ -359,6 +360,7 @@ class GroupPasses {
     std::vector<double>& ends_;  // the state of each lane where the forward pass leaves its run
     std::vector<double>& turns_; // and where the backward pass meets it
     std::vector<double>& lane_state_;
+    Pauses& pauses_;
     std::array<std::array<Sample, TILE_ROWS>, MAX_LANE_COUNT> spare_;
 };
 

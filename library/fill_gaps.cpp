@@ -1,4 +1,5 @@
 #include "dsp/gap_filling.h"
+#include "dsp/pauses.h"
 #include "dsp/valid_runs.h"
 #include "library/call_options.h"
 #include "library/guarded_call.h"
@@ -18,11 +19,13 @@ struct GapFilling {
     std::int64_t max_length = 0;
     std::vector<dsp::ValidRun> runs;
     dsp::GapRows gaps;
+    dsp::Pauses pauses;
 };
 
 template <class Sample>
 void fill_line(GapFilling& filling, std::span<Sample> line) {
     dsp::find_valid_runs(line, -1, filling.runs);
+    filling.pauses.pass(line.size());
     filling.gaps.clear();
     dsp::append_gaps(filling.runs, filling.max_length, filling.gaps);
     if (!filling.gaps.empty()) {
@@ -33,8 +36,8 @@ void fill_line(GapFilling& filling, std::span<Sample> line) {
 template <class Sample>
 void fill_lines(const ArrayLines& lines, const talvora_filter_options& options,
                 std::int64_t max_length) {
-    change_lines<Sample>(lines, options, [max_length]() -> LineChange<Sample> {
-        return [filling = GapFilling{max_length, {}, {}}](
+    change_lines<Sample>(lines, options, [max_length](const AskToGoOn& ask) -> LineChange<Sample> {
+        return [filling = GapFilling{max_length, {}, {}, dsp::Pauses(ask)}](
                    std::span<const std::span<Sample>> block) mutable {
             for (const std::span<Sample> line : block) {
                 fill_line(filling, line);

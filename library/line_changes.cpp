@@ -1,7 +1,7 @@
 #include "library/line_changes.h"
 
+#include "dsp/pauses.h"
 #include "library/call_options.h"
-#include "library/workers.h"
 
 #include <algorithm>
 #include <memory>
@@ -37,8 +37,9 @@ std::size_t choose_block_lines(const ArrayLines& lines, std::size_t worker_count
 template <class Sample>
 class LineBlocks {
   public:
-    LineBlocks(const ArrayLines& lines, std::size_t block_lines, LineChange<Sample> change)
-        : lines_(lines), block_lines_(block_lines), change_(std::move(change)) {}
+    LineBlocks(const ArrayLines& lines, std::size_t block_lines, LineChange<Sample> change,
+               const AskToGoOn& ask)
+        : lines_(lines), block_lines_(block_lines), change_(std::move(change)), pauses_(ask) {}
 
     void change_block(std::size_t block) {
         const std::size_t first = block * block_lines_;
@@ -54,7 +55,7 @@ class LineBlocks {
   private:
     void change_in_output() {
         if (!lines_.is_in_place()) {
-            copy_lines<Sample>(input(), output(), lines_.line_length());
+            copy(input(), output());
         }
         change(places_.out);
     }
@@ -63,9 +64,28 @@ class LineBlocks {
         const std::vector<std::byte*>& buffered = find_buffered(places_.out.size());
         const std::vector<const std::byte*> read(buffered.begin(), buffered.end());
         constexpr auto STEP = static_cast<std::ptrdiff_t>(sizeof(Sample));
-        copy_lines<Sample>(input(), {buffered, STEP}, lines_.line_length());
+        copy(input(), {buffered, STEP});
         change(buffered);
-        copy_lines<Sample>({read, STEP}, output(), lines_.line_length());
+        copy({read, STEP}, output());
+    }
+
+    // Long lines part by part.
+    void copy(ReadLines from, WrittenLines to) {
+        std::vector<const std::byte*> read(from.lines.begin(), from.lines.end());
+        std::vector<std::byte*> written(to.lines.begin(), to.lines.end());
+        for (std::size_t left = lines_.line_length();;) {
+            const std::size_t count = std::min(left, dsp::Pauses::SAMPLES_APART);
+            copy_lines<Sample>({read, from.step}, {written, to.step}, count);
+            pauses_.pass(count * read.size());
+            left -= count;
+            if (left == 0) {
+                return;
+            }
+            for (std::size_t line = 0; line < read.size(); ++line) {
+                read[line] += static_cast<std::ptrdiff_t>(count) * from.step;
+                written[line] += static_cast<std::ptrdiff_t>(count) * to.step;
+            }
+        }
     }
 
     ReadLines input() const { return {places_.in, lines_.in_step()}; }
@@ -97,6 +117,7 @@ class LineBlocks {
     const ArrayLines& lines_;
     std::size_t block_lines_;
     LineChange<Sample> change_;
+    dsp::Pauses pauses_;
     LinePlaces places_;
     std::unique_ptr<Sample[]> buffer_;
     std::vector<std::byte*> buffered_;
@@ -107,20 +128,21 @@ class LineBlocks {
 
 template <class Sample>
 void change_lines(const ArrayLines& lines, const talvora_filter_options& options,
-                  const std::function<LineChange<Sample>()>& make_change) {
+                  const std::function<LineChange<Sample>(const AskToGoOn&)>& make_change) {
     const std::size_t worker_count = count_workers(options);
     const std::size_t block_lines = choose_block_lines<Sample>(lines, worker_count);
     const WorkerPlan plan{(lines.line_count() + block_lines - 1) / block_lines, worker_count,
                           options.should_stop, options.context};
-    run_blocks(plan, [&]() -> BlockWork {
-        const auto blocks = std::make_shared<LineBlocks<Sample>>(lines, block_lines, make_change());
+    run_blocks(plan, [&](const AskToGoOn& ask) -> BlockWork {
+        const auto blocks =
+            std::make_shared<LineBlocks<Sample>>(lines, block_lines, make_change(ask), ask);
         return [blocks](std::size_t block) { blocks->change_block(block); };
     });
 }
 
 template void change_lines<float>(const ArrayLines&, const talvora_filter_options&,
-                                  const std::function<LineChange<float>()>&);
+                                  const std::function<LineChange<float>(const AskToGoOn&)>&);
 template void change_lines<double>(const ArrayLines&, const talvora_filter_options&,
-                                   const std::function<LineChange<double>()>&);
+                                   const std::function<LineChange<double>(const AskToGoOn&)>&);
 
 } // namespace talvora::library

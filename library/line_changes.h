@@ -3,6 +3,7 @@
 
 #include "library/array_lines.h"
 #include "library/talvora/talvora.h"
+#include "library/workers.h"
 
 #include <functional>
 #include <span>
@@ -14,13 +15,13 @@ template <class Sample>
 using LineChange = std::function<void(std::span<const std::span<Sample>> lines)>;
 
 // Makes of every line of the input what `make_change` made does with it, and puts that in the
-// output. A change is made for each thread, and is handed blocks of lines. Of the options workers
-// and the stop count; exceptions are as in run_blocks.
+// output. A change is made for each thread, and is handed blocks of lines; in long lines it asks to
+// go on. Of the options workers and the stop count; exceptions are as in run_blocks.
 //
 // Takes no memory of size but a copy of up to 16 lines for each thread, where neighbouring samples
 // of a line are not adjacent in the output.
 template <class Sample>
 void change_lines(const ArrayLines& lines, const talvora_filter_options& options,
-                  const std::function<LineChange<Sample>()>& make_change);
+                  const std::function<LineChange<Sample>(const AskToGoOn&)>& make_change);
 
 } // namespace talvora::library

@@ -23,6 +23,7 @@ talvora_unit give_unit(const UnitTexts& texts) {
     unit.version = text_or_null(texts.version);
     unit.description = text_or_null(texts.description);
     unit.date = text_or_null(texts.date);
+    unit.choices = text_or_null(texts.choices);
     unit.parameter_count = texts.parameters.size();
     return unit;
 }
@@ -39,6 +40,9 @@ talvora_parameter give_parameter(const UnitTexts& unit, size_t index) {
     parameter.type = texts.type.c_str();
     parameter.default_value = text_or_null(texts.default_value);
     parameter.is_required = texts.is_required ? 1 : 0;
+    parameter.meaning = text_or_null(texts.meaning);
+    parameter.measure = text_or_null(texts.measure);
+    parameter.allowed = text_or_null(texts.allowed);
     return parameter;
 }
 

@@ -1,5 +1,6 @@
 #include "library/plugin_units.h"
 
+#include "host/filters/known_units.h"
 #include "host/interface/unit_run.h"
 #include "host/text/join_texts.h"
 #include "host/text/utf8.h"
@@ -8,6 +9,7 @@
 #include <fmt/format.h>
 
 #include <dlfcn.h>
+#include <string_view>
 
 namespace talvora::library {
 namespace {
@@ -18,14 +20,26 @@ std::optional<std::string> escape(const std::optional<std::string>& text) {
     return text ? std::optional(host::escape_invalid_utf8(*text)) : std::nullopt;
 }
 
-ParameterTexts make_texts(const host::ParameterSignature& signature) {
+std::optional<std::string> text_or_none(std::string_view text) {
+    return text.empty() ? std::nullopt : std::optional<std::string>(text);
+}
+
+ParameterTexts make_texts(const host::Unit& unit, const host::ParameterSignature& signature) {
     ParameterTexts texts{.key = signature.key,
                          .type = std::string(host::type_name(signature.type)),
                          .default_value = {},
-                         .is_required = signature.required};
+                         .is_required = signature.required,
+                         .meaning = {},
+                         .measure = {},
+                         .allowed = {}};
     if (signature.default_value) {
         texts.default_value =
             host::escape_invalid_utf8(host::format_value(*signature.default_value));
+    }
+    if (const host::ParameterFacts* facts = host::find_parameter_facts(unit, signature.key)) {
+        texts.meaning = text_or_none(facts->meaning);
+        texts.measure = text_or_none(facts->measure);
+        texts.allowed = text_or_none(host::describe_allowed(signature, *facts));
     }
     return texts;
 }
@@ -34,7 +48,7 @@ void read_parameters(const host::Unit& unit, UnitTexts& texts) {
     try {
         texts.signatures = host::declare_unit(unit);
         for (const host::ParameterSignature& signature : texts.signatures) {
-            texts.parameters.push_back(make_texts(signature));
+            texts.parameters.push_back(make_texts(unit, signature));
         }
     } catch (const host::PluginError& error) {
         texts.problem = error.what();
@@ -48,6 +62,8 @@ UnitTexts read_texts(const host::Unit& unit) {
                     .version = escape(unit.version),
                     .description = escape(unit.description),
                     .date = escape(unit.date),
+                    .choices =
+                        text_or_none(host::join_texts(host::describe_key_choices(unit), "; ")),
                     .signatures = {},
                     .parameters = {},
                     .problem = {}};

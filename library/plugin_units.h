@@ -18,6 +18,9 @@ struct ParameterTexts {
     std::string type;
     std::optional<std::string> default_value;
     bool is_required = false;
+    std::optional<std::string> meaning;
+    std::optional<std::string> measure;
+    std::optional<std::string> allowed;
 };
 
 // As the header gives them out. What a unit declares wrongly is the problem of that one alone.
@@ -28,6 +31,7 @@ struct UnitTexts {
     std::optional<std::string> version;
     std::optional<std::string> description;
     std::optional<std::string> date;
+    std::optional<std::string> choices;
     std::vector<host::ParameterSignature> signatures;
     std::vector<ParameterTexts> parameters;
     std::string problem; // why it cannot be used; empty: it can

@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
+#include <condition_variable>
 #include <exception>
 #include <mutex>
 #include <system_error>
@@ -14,24 +16,48 @@
 namespace talvora::library {
 namespace {
 
+// How long a caller waits for the other threads to end before he is asked again.
+constexpr std::chrono::milliseconds BETWEEN_QUESTIONS{20};
+
 // The blocks that are left, and why no more are begun.
 class BlockQueue {
   public:
     explicit BlockQueue(std::size_t count) : count_(count) {}
 
-    // Takes blocks until there are none. What `before_block()` throws ends the work, too.
-    template <class BeforeBlock>
-    void work_off(const std::function<BlockWork()>& make_work, BeforeBlock before_block) noexcept {
-        try {
+    // Takes blocks until there are none. What `ask()` throws ends the work, too.
+    template <class Ask>
+    void work_off(const std::function<BlockWork(const AskToGoOn&)>& make_work, Ask ask) noexcept {
+        end_by_exceptions([&] {
             const DefaultArithmetic arithmetic;
-            const BlockWork work = make_work();
+            const BlockWork work = make_work([&] {
+                if (has_ended_) {
+                    throw Ended();
+                }
+                ask();
+            });
             for (std::size_t block = next_++; block < count_ && !has_ended_; block = next_++) {
-                before_block();
+                ask();
                 work(block);
             }
-        } catch (...) {
-            end(std::current_exception());
-        }
+        });
+        const std::lock_guard lock(mutex_);
+        ++left_count_;
+        left_.notify_one();
+    }
+
+    // Until so many have worked their blocks off; what `ask()` throws ends the work meanwhile.
+    template <class Ask>
+    void wait_for(std::size_t worker_count, Ask ask) noexcept {
+        const auto have_left = [&] {
+            std::unique_lock lock(mutex_);
+            return left_.wait_for(lock, BETWEEN_QUESTIONS,
+                                  [&] { return left_count_ == worker_count; });
+        };
+        end_by_exceptions([&] {
+            while (!has_ended_ && !have_left()) {
+                ask();
+            }
+        });
     }
 
     void rethrow_first() {
@@ -41,6 +67,19 @@ class BlockQueue {
     }
 
   private:
+    // In another thread.
+    struct Ended {};
+
+    template <class Work>
+    void end_by_exceptions(Work work) noexcept {
+        try {
+            work();
+        } catch (const Ended&) {
+        } catch (...) {
+            end(std::current_exception());
+        }
+    }
+
     void end(std::exception_ptr exception) {
         has_ended_ = true;
         const std::lock_guard lock(mutex_);
@@ -53,6 +92,8 @@ class BlockQueue {
     std::atomic<std::size_t> next_ = 0;
     std::atomic<bool> has_ended_ = false;
     std::mutex mutex_;
+    std::condition_variable left_;
+    std::size_t left_count_ = 0; // threads that have no more to do
     std::exception_ptr first_exception_;
 };
 
@@ -70,7 +111,8 @@ void start_threads(std::vector<std::jthread>& threads, std::size_t count, Work w
 
 } // namespace
 
-void run_blocks(const WorkerPlan& plan, const std::function<BlockWork()>& make_work) {
+void run_blocks(const WorkerPlan& plan,
+                const std::function<BlockWork(const AskToGoOn&)>& make_work) {
     if (plan.block_count == 0) {
         return;
     }
@@ -90,6 +132,7 @@ void run_blocks(const WorkerPlan& plan, const std::function<BlockWork()>& make_w
             start_threads(threads, worker_count - 1, [&] { queue.work_off(make_work, [] {}); });
         }
         queue.work_off(make_work, ask_caller);
+        queue.wait_for(threads.size() + 1, ask_caller);
     }
     queue.rethrow_first();
 }

@@ -38,9 +38,9 @@ dsp::Missing choose_missing(talvora_missing missing) {
 template <class Sample>
 void filter_lines(const ArrayLines& lines, const talvora_filter_options& options,
                   const dsp::FilterCoefficients& filter, std::optional<std::size_t> pad_count) {
-    change_lines<Sample>(lines, options, [&]() -> LineChange<Sample> {
+    change_lines<Sample>(lines, options, [&](const AskToGoOn& ask) -> LineChange<Sample> {
         const auto set_filter = std::make_shared<dsp::SetFilter<Sample>>(
-            dsp::best_filter_path(), choose_missing(options.missing));
+            dsp::best_filter_path(), choose_missing(options.missing), ask);
         return [&, set_filter](std::span<const std::span<Sample>> block) {
             for (const std::span<Sample> line : block) {
                 set_filter->add(line, line.size(), filter, pad_count);

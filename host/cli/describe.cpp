@@ -18,6 +18,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -36,16 +37,11 @@ std::string describe_default(const ParameterSignature& parameter) {
 }
 
 // "Hz; above 0"; empty where the signature says all that there is to know.
-std::string describe_allowed(const ParameterSignature& parameter, const ParameterFacts& facts) {
+std::string describe_values(const ParameterSignature& parameter, const ParameterFacts& facts) {
     std::vector<std::string> texts;
-    for (const std::string_view text : {facts.measure, facts.allowed}) {
+    for (std::string text : {std::string(facts.measure), describe_allowed(parameter, facts)}) {
         if (!text.empty()) {
-            texts.emplace_back(text);
-        }
-    }
-    if (parameter.type == ParameterType::String) {
-        if (const auto words = list_value_words(parameter); !words.empty()) {
-            texts.push_back("one of " + join_texts(words));
+            texts.push_back(std::move(text));
         }
     }
     return join_texts(texts, "; ");
@@ -53,9 +49,9 @@ std::string describe_allowed(const ParameterSignature& parameter, const Paramete
 
 void print_meaning(const Console& console, const ParameterSignature& parameter,
                    const ParameterFacts& facts) {
-    const std::string allowed = describe_allowed(parameter, facts);
+    const std::string values = describe_values(parameter, facts);
     console.result(fmt::format("      {}{}", facts.meaning,
-                               allowed.empty() ? "" : fmt::format(" ({})", allowed)));
+                               values.empty() ? "" : fmt::format(" ({})", values)));
 }
 
 void print_parameters(const Console& console, const Unit& unit, Signatures signatures) {
@@ -72,8 +68,8 @@ void print_parameters(const Console& console, const Unit& unit, Signatures signa
             print_meaning(console, signatures[i], *facts);
         }
     }
-    for (const KeyChoice& choice : list_key_choices(unit)) {
-        console.result(fmt::format("  ({} or {} has to be given)", choice[0], choice[1]));
+    for (const std::string& choice : describe_key_choices(unit)) {
+        console.result(fmt::format("  ({})", choice));
     }
     console.result("  (a list is given by repeating its key)");
 }

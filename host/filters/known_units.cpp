@@ -335,4 +335,25 @@ std::vector<std::string> list_value_words(const ParameterSignature& signature) {
                                                     : std::vector<std::string>();
 }
 
+std::string describe_allowed(const ParameterSignature& signature, const ParameterFacts& facts) {
+    std::vector<std::string> texts;
+    if (!facts.allowed.empty()) {
+        texts.emplace_back(facts.allowed);
+    }
+    if (signature.type == ParameterType::String) {
+        if (const auto words = list_value_words(signature); !words.empty()) {
+            texts.push_back("one of " + join_texts(words));
+        }
+    }
+    return join_texts(texts, "; ");
+}
+
+std::vector<std::string> describe_key_choices(const Unit& unit) {
+    std::vector<std::string> sentences;
+    for (const KeyChoice& choice : list_key_choices(unit)) {
+        sentences.push_back(fmt::format("{} or {} has to be given", choice[0], choice[1]));
+    }
+    return sentences;
+}
+
 } // namespace talvora::host

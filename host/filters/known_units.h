@@ -105,4 +105,10 @@ std::string make_example(const Unit& unit, std::span<const ParameterSignature> s
 // The words that a value of the parameter is one of; none where it may be anything.
 std::vector<std::string> list_value_words(const ParameterSignature& signature);
 
+// "above 0", "one of ZeroLagLowPass, ZeroLagHighPass"; empty where the type says enough.
+std::string describe_allowed(const ParameterSignature& signature, const ParameterFacts& facts);
+
+// "SourceSets or SourceGroup has to be given", for each choice.
+std::vector<std::string> describe_key_choices(const Unit& unit);
+
 } // namespace talvora::host

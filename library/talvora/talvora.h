@@ -53,8 +53,8 @@ enum {
 /* "1.2.3"; static. */
 TALVORA_EXPORT const char* talvora_version(void);
 
-/* Asked now and then, from the thread that made the call: anything but 0 ends it with
- * TALVORA_STOPPED. */
+/* Asked now and then, from the thread that made the call, also within long lines: anything but 0
+ * ends it with TALVORA_STOPPED. */
 typedef int32_t (*talvora_should_stop)(void* context);
 
 /* ---- Arrays -------------------------------------------------------------------------------- */
@@ -206,6 +206,8 @@ typedef struct talvora_unit {
     const char* description;
     const char* date; /* of a legacy identifier */
     size_t parameter_count;
+    const char* choices; /* what it asks for beyond what is required, such as "SourceSets or
+                            SourceGroup has to be given"; NULL: nothing */
 } talvora_unit;
 
 typedef struct talvora_parameter {
@@ -214,6 +216,11 @@ typedef struct talvora_parameter {
     const char* type;          /* "string", "list(string)", as units declare it */
     const char* default_value; /* as in a signature; NULL: none */
     int32_t is_required;
+    /* What no signature says, as `talvora-host describe` has it; NULL: nothing, as of units that
+     * came with another library. */
+    const char* meaning; /* "the edge, of a band form the centre of the band" */
+    const char* measure; /* what a number counts: "Hz" */
+    const char* allowed; /* "above 0", or the words that it may be: "one of ..." */
 } talvora_parameter;
 
 TALVORA_EXPORT size_t talvora_plugin_unit_count(const talvora_plugin* plugin);

@@ -21,12 +21,21 @@ class Parameter:
     default : str or None
         As a signature writes it.
     required : bool
+    meaning : str or None
+        None for units of libraries that did not come with this package.
+    measure : str or None
+        What a number counts, such as "Hz".
+    allowed : str or None
+        Such as "above 0"; None where the type says enough.
     """
 
     key: str
     type: str
     default: str | None
     required: bool
+    meaning: str | None = None
+    measure: str | None = None
+    allowed: str | None = None
 
 
 @dataclasses.dataclass(frozen=True, repr=False)
@@ -42,6 +51,8 @@ class Unit:
     category, version, description, date : str or None
         None where the unit has none; a date have older identifiers alone.
     parameters : tuple of Parameter
+    choices : str or None
+        What it asks for besides, such as "SourceSets or SourceGroup has to be given".
     """
 
     name: str
@@ -51,13 +62,16 @@ class Unit:
     description: str | None
     date: str | None
     parameters: tuple[Parameter, ...]
+    choices: str | None = None
 
     def __repr__(self) -> str:
-        rows = [(parameter.key, parameter.type, describe_default(parameter))
-                for parameter in self.parameters]
         title = " ".join(filter(None, (self.identifier, self.version or self.date)))
-        told = f"{title}: {self.description}" if self.description else title
-        return "\n".join([told, *align_columns(rows)])
+        lines = [f"{title}: {self.description}" if self.description else title]
+        rows = align_columns([(parameter.key, parameter.type, describe_default(parameter))
+                              for parameter in self.parameters])
+        for row, parameter in zip(rows, self.parameters):
+            lines += [row, *describe_meaning(parameter)]
+        return "\n".join(lines + [f"  ({self.choices})"] * bool(self.choices))
 
 
 class Units(tuple):
@@ -147,20 +161,30 @@ def read_unit(plugin: Any, index: int) -> Unit:
     parameters = tuple(read_parameter(plugin, index, i) for i in range(unit.parameter_count))
     return Unit(decode(unit.name), decode(unit.identifier), decode_or_none(unit.category),
                 decode_or_none(unit.version), decode_or_none(unit.description),
-                decode_or_none(unit.date), parameters)
+                decode_or_none(unit.date), parameters, decode_or_none(unit.choices))
 
 
 def read_parameter(plugin: Any, unit_index: int, index: int) -> Parameter:
     parameter = ffi.new("talvora_parameter *", {"struct_size": ffi.sizeof("talvora_parameter")})
     call(lib.talvora_plugin_parameter, plugin, unit_index, index, parameter)
     return Parameter(decode(parameter.key), decode(parameter.type),
-                     decode_or_none(parameter.default_value), bool(parameter.is_required))
+                     decode_or_none(parameter.default_value), bool(parameter.is_required),
+                     decode_or_none(parameter.meaning), decode_or_none(parameter.measure),
+                     decode_or_none(parameter.allowed))
 
 
 def describe_default(parameter: Parameter) -> str:
     if parameter.required:
         return "required"
     return "optional" if parameter.default is None else f"default {parameter.default}"
+
+
+def describe_meaning(parameter: Parameter) -> list[str]:
+    """A line, or none."""
+    if parameter.meaning is None:
+        return []
+    values = "; ".join(filter(None, (parameter.measure, parameter.allowed)))
+    return [f"      {parameter.meaning}" + (f" ({values})" if values else "")]
 
 
 def align_columns(rows: list[tuple[str, ...]]) -> list[str]:

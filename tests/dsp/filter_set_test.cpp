@@ -435,6 +435,27 @@ TEST(FilterPath, HasNoneOfOtherArchitectures) {
 }
 #endif
 
+// Long lines side by side, and one of many runs.
+TEST_P(FilterSetInPlace, PausesWithinLines) {
+    if (GetParam() == FilterPath::Plain) {
+        return;
+    }
+    constexpr std::size_t LENGTH = 4'000'000;
+    for (const std::size_t gap_distance : {std::size_t{100}, 10 * LENGTH}) {
+        for (const std::size_t line_count : {1U, 4U, 40U}) {
+            Line samples(LENGTH, 1.0F);
+            for (std::size_t place = 50; place < LENGTH; place += gap_distance) {
+                samples[place] = NaN;
+            }
+            std::size_t pause_count = 0;
+            SetFilter<float>(GetParam(), Missing::Omit, [&] {
+                ++pause_count;
+            }).filter_in_place(samples, LENGTH / line_count, LOW);
+            EXPECT_GE(pause_count, LENGTH / Pauses::SAMPLES_APART / 2);
+        }
+    }
+}
+
 // Runs of one length, and of many: long ones, and more short ones than are collected.
 TEST_P(FilterSetInPlace, GivesThePlainBitsWhenNotAllRunsAreCollectedAtOnce) {
     RandomFilters random(6);

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <limits>
 #include <optional>
+#include <stdexcept>
 #include <vector>
 
 namespace talvora::dsp {
@@ -126,6 +127,50 @@ TEST_P(LongRun, FiltersARunThatTurnsOutToBeValid) {
             EXPECT_EQ(first_difference(samples, expected), length);
         }
     });
+}
+
+// Every sample is passed twice at least, wherever guesses lead; no part has more samples than lie
+// between two pauses, so that a pause comes at the latest after twice as many.
+TEST_P(LongRun, PausesBetweenItsParts) {
+    constexpr std::size_t LENGTH = 2'000'000;
+    RandomFilters random(11);
+    for (const auto& filter : {EDGE_50_PERCENT, EDGE_5_PERCENT, EDGE_1_PERCENT}) {
+        std::size_t pause_count = 0;
+        scratch_.pauses = Pauses([&] { ++pause_count; });
+        std::vector<float> samples = random.samples(LENGTH);
+        filter_long_run<float>(samples, prepare_filter(filter), GetParam().of<float>(), scratch_);
+        EXPECT_GE(pause_count, LENGTH / Pauses::SAMPLES_APART);
+    }
+}
+
+// Before the backward pass nothing is written.
+TEST_P(LongRun, EndsWithWhatAPauseThrows) {
+    RandomFilters random(13);
+    std::vector<float> before(2'000'000);
+    std::ranges::generate(before, [&] { return static_cast<float>(random.number(-1, 1)); });
+    for (const auto& filter : {EDGE_50_PERCENT, EDGE_5_PERCENT, EDGE_1_PERCENT}) {
+        std::size_t pause_count = 0;
+        const auto filter_until = [&](std::vector<float>& samples, std::size_t last_pause) {
+            LaneScratch scratch;
+            pause_count = 0;
+            scratch.pauses = Pauses([&] {
+                if (++pause_count == last_pause) {
+                    throw std::out_of_range("a pause");
+                }
+            });
+            filter_long_run<float>(samples, prepare_filter(filter), GetParam().of<float>(),
+                                   scratch);
+        };
+        std::vector<float> samples = before;
+        filter_until(samples, 0);
+        const std::size_t last = pause_count;
+        for (const std::size_t pause : {std::size_t{1}, std::size_t{2}, last}) {
+            samples = before;
+            EXPECT_THROW(filter_until(samples, pause), std::out_of_range);
+            EXPECT_EQ(pause_count, pause);
+            EXPECT_EQ(samples == before, pause < last);
+        }
+    }
 }
 
 bool fills_lanes_with(std::size_t length, const FilterCoefficients& filter, std::size_t lanes) {

@@ -405,6 +405,22 @@ TEST(Filtfilt, AsksBeforeEachBlock) {
     EXPECT_EQ(out, filtered(LOW_PASS, samples, 100));
 }
 
+TYPED_TEST(OfBothTypes, StopsWithinALongLine) {
+    const std::vector<TypeParam> samples = zigzag<TypeParam>(2'000'000);
+    for (const int question : {2, 3, 9}) {
+        std::vector<TypeParam> out(samples.size());
+        Stopper stopper{question};
+        talvora_filter_options options = default_options();
+        options.should_stop = should_stop;
+        options.context = &stopper;
+        const Extents extents = {static_cast<std::int64_t>(samples.size())};
+        EXPECT_EQ(
+            filtfilt(LOW_PASS, Array(samples.data(), extents), Array(out.data(), extents), options),
+            (Outcome{TALVORA_STOPPED, "stopped, as the caller's function said"}));
+        EXPECT_EQ(stopper.questions_left, -1);
+    }
+}
+
 // ---------------------------------------------------------------------------
 // The caller's arithmetic
 

@@ -37,6 +37,69 @@ except KeyboardInterrupt:
 sys.exit("not interrupted")
 """
 
+# `out` is a copy of the line first; the backward pass comes to its first samples last.
+LONG_LINE = """
+import os, signal, sys, threading
+import numpy as np, scipy.signal, talvora
+x = np.random.default_rng(3).standard_normal(3_000_000)
+out = np.zeros(x.shape)
+
+def interrupt():
+    while out[1] == 0:
+        pass
+    os.kill(os.getpid(), signal.SIGINT)
+
+threading.Thread(target=interrupt, daemon=True).start()
+try:
+    talvora.filtfilt(scipy.signal.firwin(301, 0.1), [1.0], x, out=out)
+except KeyboardInterrupt:
+    sys.exit(0 if out[1] == x[1] else "all of it was done first")
+sys.exit("not interrupted")
+"""
+
+# Counts how often a run asks whether it is to stop, which it does whenever samples are read or
+# written.
+LONG_RUN = """
+import gc, os, signal, sys, threading
+import numpy as np, talvora, talvora._runs
+asked = 0
+
+@talvora._library.callback("talvora_should_stop", error=1)
+def count(context):
+    global asked
+    asked += 1
+    return 0
+
+talvora._runs.choose_stop = lambda: count
+samples = [np.random.default_rng(i).standard_normal((3, 1, 500), np.float32) for i in range(300)]
+before = [array.copy() for array in samples]
+held = [sys.getrefcount(array) for array in samples]
+signals = {f"Imu/{i:03}": talvora.Signal(array, rate=100) for i, array in enumerate(samples)}
+work = ("apply-set-butterworth", signals)
+choices = {"SourceGroup": "Imu", "CutoffFrequency": 5, "Order": 4}
+whole = talvora.run(*work, **choices)
+in_all, asked = asked, 0
+
+def interrupt():
+    while asked < 20:
+        pass
+    os.kill(os.getpid(), signal.SIGINT)
+
+threading.Thread(target=interrupt, daemon=True).start()
+try:
+    talvora.run(*work, **choices)
+    sys.exit("not interrupted")
+except KeyboardInterrupt:
+    if asked >= in_all:
+        sys.exit("all of it was done first")
+again = talvora.run(*work, **choices)
+assert all(np.array_equal(again[path].samples, whole[path].samples) for path in signals)
+assert all(map(np.array_equal, samples, before))
+del signals, work, whole, again
+gc.collect()
+assert [sys.getrefcount(array) for array in samples] == held
+"""
+
 # What a call takes at most beyond what was there before.
 PEAK = """
 import json, resource, sys
@@ -62,6 +125,14 @@ class IsOfUseWhileItWorks(unittest.TestCase):
             with self.subTest(workers=workers):
                 done = run_python(LONG_CALL.replace("WORKERS", workers))
                 self.assertEqual((done.returncode, done.stderr), (0, ""))
+
+    def test_ctrl_c_ends_a_call_within_a_long_line(self):
+        done = run_python(LONG_LINE)
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
+
+    def test_ctrl_c_ends_a_run(self):
+        done = run_python(LONG_RUN)
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
 
     def test_an_exception_of_a_signal_handler_comes_out(self):
         class Alarm(Exception):

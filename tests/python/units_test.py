@@ -53,6 +53,22 @@ class Described(unittest.TestCase):
         self.assertRegex(text, r"(?m)^  SourceGroup +string +required$")
         self.assertRegex(repr(talvora.units()), r"(?m)^  orvane\.signal\.average-set ")
 
+    def test_with_what_each_parameter_means(self):
+        for unit in talvora.units():
+            told = run_host("describe", unit.identifier).splitlines()
+            text = repr(unit).splitlines()
+            meanings = [line for line in told if line.startswith(" " * 6)]
+            self.assertEqual([line for line in text if line.startswith(" " * 6)], meanings)
+            choices = [line[3:-1] for line in told
+                       if line.startswith("  (") and line != "  (a list is given by repeating its key)"]
+            self.assertEqual(unit.choices, "; ".join(choices) or None)
+            # Every one has a meaning.
+            self.assertEqual(len(meanings), len(unit.parameters))
+        edge = {one.key: one for one in talvora.describe("apply-set-butterworth").parameters}[
+            "CutoffFrequency"]
+        self.assertEqual((edge.measure, edge.allowed), ("Hz", "above 0"))
+        self.assertIn("edge", edge.meaning)
+
     def test_names_the_nearest_of_an_unknown_one(self):
         with self.assertRaisesRegex(talvora.NotFoundError, "average-set"):
             talvora.describe("averge-set")

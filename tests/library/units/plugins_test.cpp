@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <map>
 
 namespace talvora::library_test {
 namespace {
@@ -32,6 +33,15 @@ talvora_unit describe(const Plugin& plugin, std::size_t index) {
     return unit;
 }
 
+talvora_parameter describe(const Plugin& plugin, std::size_t unit, std::size_t index) {
+    talvora_parameter parameter{};
+    parameter.struct_size = sizeof parameter;
+    EXPECT_GOOD(run_call([&](char* error, std::size_t size) {
+        return talvora_plugin_parameter(plugin, unit, index, &parameter, error, size);
+    }));
+    return parameter;
+}
+
 TEST(Plugins, FindsTheOneThatComesWithTheLibrary) {
     const Plugin plugin;
     EXPECT_EQ(talvora_plugin_unit_count(plugin), 15U);
@@ -58,11 +68,7 @@ TEST(Plugins, DescribeParameters) {
     EXPECT_EQ(plugin.find("orvane.signal.apply-set-downsample"), unit);
     std::vector<Words> rows;
     for (std::size_t i = 0; i < describe(plugin, unit).parameter_count; ++i) {
-        talvora_parameter parameter{};
-        parameter.struct_size = sizeof parameter;
-        ASSERT_GOOD(run_call([&](char* error, std::size_t size) {
-            return talvora_plugin_parameter(plugin, unit, i, &parameter, error, size);
-        }));
+        const talvora_parameter parameter = describe(plugin, unit, i);
         rows.push_back({parameter.key, parameter.type,
                         parameter.default_value == nullptr ? "none" : parameter.default_value,
                         parameter.is_required != 0 ? "required" : ""});
@@ -74,6 +80,47 @@ TEST(Plugins, DescribeParameters) {
                                               ElementsAre("HintGroup", "string", "none", ""),
                                               ElementsAre("HintSet", "string", "none", ""),
                                               ElementsAre("Axis", "integer", "-1", "")));
+}
+
+// As the terminal does, and the unit's page.
+TEST(Plugins, SayWhatParametersMean) {
+    const Plugin plugin;
+    const std::size_t unit = plugin.find("apply-set-butterworth");
+    std::map<std::string, Words> found;
+    const auto text_of = [](const char* text) { return std::string(text == nullptr ? "" : text); };
+    for (std::size_t i = 0; i < describe(plugin, unit).parameter_count; ++i) {
+        const talvora_parameter parameter = describe(plugin, unit, i);
+        found[parameter.key] = {text_of(parameter.meaning), text_of(parameter.measure),
+                                text_of(parameter.allowed)};
+    }
+    EXPECT_THAT(found["CutoffFrequency"],
+                ElementsAre("the edge, of a band form the centre of the band", "Hz", "above 0"));
+    EXPECT_THAT(
+        found["Bandform"],
+        ElementsAre("which frequencies are let through", "",
+                    "one of ZeroLagLowPass, ZeroLagHighPass, ZeroLagBandPass, ZeroLagBandStop"));
+    EXPECT_THAT(found["SourceGroup"], ElementsAre("a group whose data sets are all taken", "", ""));
+    EXPECT_STREQ(describe(plugin, unit).choices, "SourceSets or SourceGroup has to be given");
+    EXPECT_STREQ(describe(plugin, plugin.find("apply-set-downsample")).choices,
+                 "SourceSets or SourceGroup has to be given; HintGroup or HintSet has to be given");
+    EXPECT_EQ(describe(plugin, plugin.find("average-set")).choices, nullptr);
+}
+
+// What they mean would be a guess.
+TEST(Plugins, SayNothingOfTheParametersOfOthers) {
+    const Plugin plugin(TROUBLE_PLUGIN);
+    std::size_t parameter_count = 0;
+    for (std::size_t unit = 0; unit < talvora_plugin_unit_count(plugin); ++unit) {
+        EXPECT_EQ(describe(plugin, unit).choices, nullptr);
+        for (std::size_t i = 0; i < describe(plugin, unit).parameter_count; ++i) {
+            const talvora_parameter parameter = describe(plugin, unit, i);
+            EXPECT_EQ(parameter.meaning, nullptr);
+            EXPECT_EQ(parameter.measure, nullptr);
+            EXPECT_EQ(parameter.allowed, nullptr);
+            ++parameter_count;
+        }
+    }
+    EXPECT_GT(parameter_count, 0U);
 }
 
 TEST(Plugins, NameWhatIsNearestToAUnitThatThereIsNot) {
