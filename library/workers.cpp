@@ -26,7 +26,7 @@ class BlockQueue {
 
     // Takes blocks until there are none. What `ask()` throws ends the work, too.
     template <class Ask>
-    void work_off(const std::function<BlockWork(const AskToGoOn&)>& make_work, Ask ask) noexcept {
+    void work_off(const std::function<BlockWork(const AskToGoOn&)>& make_work, Ask ask) {
         end_by_exceptions([&] {
             const DefaultArithmetic arithmetic;
             const BlockWork work = make_work([&] {
@@ -125,7 +125,7 @@ void run_blocks(const WorkerPlan& plan,
     ask_caller();
     BlockQueue queue(plan.block_count);
     {
-        // cppcheck-suppress variableScope; they are joined where it ends
+        // They are joined where it ends.
         std::vector<std::jthread> threads;
         const std::size_t worker_count = std::min(plan.worker_count, plan.block_count);
         if (worker_count > 1) {

@@ -450,7 +450,7 @@ TEST_P(FilterSetInPlace, PausesWithinLines) {
             std::size_t pause_count = 0;
             SetFilter<float>(GetParam(), Missing::Omit, [&] {
                 ++pause_count;
-            }).filter_in_place(samples, LENGTH / line_count, LOW);
+            }).filter_in_place(samples, LENGTH / line_count, LOW_OF_ORDER_TWO);
             EXPECT_GE(pause_count, LENGTH / Pauses::SAMPLES_APART / 2);
         }
     }
