@@ -6,7 +6,7 @@ import os
 import pathlib
 import re
 import threading
-from typing import Any
+from typing import Any, Callable
 
 import cffi
 
@@ -92,46 +92,67 @@ def decode_or_none(text: Any) -> str | None:
     return None if text == ffi.NULL else decode(text)
 
 
-class _Raised(threading.local):
-    """Exceptions that left a function which the library had called in this thread."""
+class _Raised(BaseException):
+    """Called with what left a function that the library had called, it keeps that in `args`.
+
+    In C throughout: a function in Python would handle the next signal on its way in, and the
+    exception that it was called with would be lost.
+    """
+
+    __call__ = BaseException.__init__
+
+
+class _Thread(threading.local):
+    """What a thread has of its own."""
 
     def __init__(self) -> None:
-        self.errors: list[BaseException] = []
+        self.raised = _Raised()
+        self.callbacks: dict[Any, Any] = {}
 
 
-_raised = _Raised()
+_thread = _Thread()
 
 
-def _keep(kind: Any, error: BaseException, trace: Any) -> None:
-    _raised.errors.append(error)
-
-
-def callback(signature: str, **options: Any) -> Any:
+def callback(signature: str, **options: Any) -> Callable[[Callable[..., Any]], Callable[[], Any]]:
     """For a function that the library calls: what it raises comes out of the call.
 
-    `should_stop` has to be given besides, for the call to end then.
+    In its place stands a function that gives it for the library, in the thread that asks.
+    `should_stop` has to be given besides, for the call to end when it raises.
     """
-    return ffi.callback(signature, onerror=_keep, **options)
+    def decorate(function: Callable[..., Any]) -> Callable[[], Any]:
+        def give() -> Any:
+            if function not in _thread.callbacks:
+                _thread.callbacks[function] = ffi.callback(signature, function,
+                                                           onerror=_thread.raised, **options)
+            return _thread.callbacks[function]
+        return give
+    return decorate
 
 
 @callback("talvora_should_stop", error=1)
 def _ask_interpreter(context: Any) -> int:
     # Signals that are pending are handled on the way in here: after Ctrl-C this raises.
-    return 1 if _raised.errors else 0
+    return 1 if _thread.raised.args else 0
 
 
 def choose_stop() -> Any:
     """For `should_stop` of a long call: signals are handled by the main thread alone."""
     in_main = threading.current_thread() is threading.main_thread()
-    return _ask_interpreter if in_main else ffi.NULL
+    return _ask_interpreter() if in_main else ffi.NULL
 
 
 def call(function: Any, *arguments: Any) -> None:
     """Calls a function of the library whose last two parameters are a buffer for an error."""
     error = ffi.new(_TEXT, ERROR_SIZE)
-    status = function(*arguments, error, ERROR_SIZE)
-    if _raised.errors:
-        raise _raised.errors.pop().with_traceback(None)
+    raised = _thread.raised
+    outer, raised.args = raised.args, ()  # a signal handler within a call may call again
+    try:
+        status = function(*arguments, error, ERROR_SIZE)
+        kept = raised.args
+    finally:
+        raised.args = outer
+    if kept:
+        raise kept[1].with_traceback(None)
     if status == lib.TALVORA_OK:
         return
     raise _EXCEPTIONS.get(status, RuntimeError)(decode(error))

@@ -92,7 +92,7 @@ def run(unit: str, signals: Mapping[str, Any], /, *, accept: Iterable[str] = (),
     guards = keep_texts([accept] if isinstance(accept, str) else accept, "the name of a guard")
     options = ffi.new("talvora_run_options *", {
         "struct_size": ffi.sizeof("talvora_run_options"), "accepted_guards": guards.array,
-        "accepted_guard_count": guards.count, "tell": _take_message,
+        "accepted_guard_count": guards.count, "tell": _take_message(),
         "should_stop": choose_stop(), "context": handle})
     try:
         call(lib.talvora_run, opened, index, tree.pointer, words.array, words.count, options)
@@ -137,7 +137,7 @@ def read(path: str | os.PathLike[str]) -> Signals:
     messages: list[tuple[int, str]] = []
     handle = ffi.new_handle(messages)
     pointer = ffi.new("talvora_tree **")
-    call(lib.talvora_tree_read, name, pointer, _take_message, handle)
+    call(lib.talvora_tree_read, name, pointer, _take_message(), handle)
     signals = Tree(pointer[0]).get_all(only_written=False)
     signals.messages = [text for _, text in messages]
     return signals

@@ -85,7 +85,7 @@ class Tree:
     def list_objects(self) -> list[tuple[str, int]]:
         objects: list[tuple[str, int]] = []
         handle = ffi.new_handle(objects)
-        call(lib.talvora_tree_visit, self.pointer, _take_object, handle)
+        call(lib.talvora_tree_visit, self.pointer, _take_object(), handle)
         return objects
 
     def was_written(self, path: str) -> bool:
@@ -114,7 +114,7 @@ class Tree:
     def get_attributes(self, path: str) -> dict[str, Any]:
         names: list[str] = []
         handle = ffi.new_handle(names)
-        call(lib.talvora_tree_visit_attributes, self.pointer, encode(path, "a path"), _take_name,
+        call(lib.talvora_tree_visit_attributes, self.pointer, encode(path, "a path"), _take_name(),
              handle)
         return {name: self.get_attribute(path, name) for name in names}
 
