@@ -34,9 +34,16 @@ def take_samples(x: Any) -> Samples:
         if isinstance(x, pandas.DataFrame):
             array = to_floats(take_columns(pandas, x, list(x.dtypes)))
             return Samples(array, 0, lambda y: pandas.DataFrame(y, x.index, x.columns, copy=False))
+    if holds_masks(x):
+        x = np.ma.array(x)
     if isinstance(x, np.ma.MaskedArray):
         return Samples(to_floats(x).filled(np.nan), -1, None)
     return Samples(to_floats(np.asarray(x)), -1, None)
+
+
+def holds_masks(x: Any) -> bool:
+    """Lists of masked arrays, whose masks an array of them would not have."""
+    return isinstance(x, (list, tuple)) and any(isinstance(row, np.ma.MaskedArray) for row in x)
 
 
 def to_floats(array: np.ndarray) -> np.ndarray:
@@ -54,9 +61,19 @@ def take_columns(pandas: Any, frame: Any, types: list[Any]) -> np.ndarray:
     for dtype in types:
         if not kinds.is_numeric_dtype(dtype) or kinds.is_complex_dtype(dtype):
             raise TypeError(f"samples are of the type {dtype}; real numbers are wanted")
-    if types and all(isinstance(dtype, np.dtype) for dtype in types):
-        return frame.to_numpy(dtype=np.result_type(*types))
-    return frame.to_numpy(dtype=np.float64, na_value=np.nan)
+    if not types:
+        return frame.to_numpy(dtype=np.float64)
+    common = np.result_type(*map(find_numpy_type, types))
+    if all(isinstance(dtype, np.dtype) for dtype in types):
+        return frame.to_numpy(dtype=common)
+    return frame.to_numpy(dtype=common if common in _TYPES else np.float64, na_value=np.nan)
+
+
+def find_numpy_type(dtype: Any) -> np.dtype:
+    """That of the values of a column, such as float32 of pandas' own Float32."""
+    if isinstance(dtype, np.dtype):
+        return dtype
+    return getattr(dtype, "numpy_dtype", np.dtype(np.float64))
 
 
 def choose_axis(axis: int | None, samples: Samples) -> int:
@@ -83,6 +100,9 @@ def check_output(out: Any, array: np.ndarray) -> np.ndarray:
     """An array of the caller's for the result."""
     if not isinstance(out, np.ndarray):
         raise TypeError(f"out is {type(out).__name__}; a NumPy array is wanted")
+    if isinstance(out, np.ma.MaskedArray):
+        raise TypeError("out is a masked array, whose mask would hide what is written; a plain array "
+                        "is wanted")
     if out.dtype != array.dtype:
         raise TypeError(f"out is of the type {out.dtype}; {array.dtype} is wanted")
     if out.shape != array.shape:
@@ -104,13 +124,19 @@ def describe_array(array: np.ndarray) -> tuple[Any, Any]:
 
 def take_coefficients(values: Any, name: str) -> tuple[Any, int]:
     """An array of doubles for the library, and how many."""
-    array = np.asarray(values)
+    array = take_unmasked(values, name)
     if array.dtype.kind not in "fiub":
         raise TypeError(f"{name} is of the type {array.dtype}; real numbers are wanted")
     if array.ndim > 1:
         raise ValueError(f"{name} has {array.ndim} dimensions; one is wanted")
     listed = array.astype(np.float64).ravel().tolist()
     return ffi.new("double[]", listed), len(listed)
+
+
+def take_unmasked(values: Any, name: str) -> np.ndarray:
+    if np.ma.is_masked(values):
+        raise ValueError(f"{name} has masked values; all are needed")
+    return np.asarray(values)
 
 
 def take_whole(value: Any, name: str) -> int:

@@ -63,7 +63,7 @@ def filtfilt(b: ArrayLike, a: ArrayLike, x: Any, axis: int | None = None, nan: s
         Whether lines that are too short as a whole are an error, or stay as they are.
     out : ndarray, optional
         Where the result goes, of the shape and type of the result: `x` itself, or an array that
-        shares no memory with it.
+        shares no memory with it. A masked array is refused: its mask would hide samples.
 
     Returns
     -------

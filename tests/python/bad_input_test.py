@@ -76,6 +76,20 @@ class Filtfilt(unittest.TestCase):
         self.refuse(ValueError, "shape", out=np.zeros(49))
         self.refuse(ValueError, "written", out=np.broadcast_to(0.0, 50))
 
+    def test_refuses_a_masked_output(self):
+        x = np.ma.masked_array(X.copy(), X == 20)
+        self.refuse(TypeError, "masked array", x=x, out=x)
+        self.refuse(TypeError, "masked array", out=np.ma.zeros(50))
+        with self.assertRaisesRegex(TypeError, "masked array"):
+            talvora.fill_gaps(x, out=x)
+        np.testing.assert_array_equal(x.data, X)
+
+    def test_refuses_masked_coefficients(self):
+        self.refuse(ValueError, "b has masked values", b=np.ma.array(B, mask=[0, 1]))
+        self.refuse(ValueError, "a has masked values", a=np.ma.array(A, mask=[0, 1]))
+        np.testing.assert_array_equal(talvora.filtfilt(np.ma.array(B), A, X),
+                                      talvora.filtfilt(B, A, X))
+
     def test_refuses_arrays_that_overlap(self):
         room = np.arange(100.0)
         for x, out in ((room[:50], room[1:51]), (room[:50], room[49::-1]),
@@ -112,6 +126,7 @@ class Butterworth(unittest.TestCase):
         self.refuse(ValueError, "", edges=(10, 20), form="low-pass")
         self.refuse(ValueError, "", edges=10, form="band-stop")
         self.refuse(TypeError, "edges", edges="10")
+        self.refuse(ValueError, "edges has masked", edges=np.ma.array([10, 20], mask=[0, 1]))
 
     def test_refuses_parameters_of_a_filter_that_there_is_not(self):
         for order in (0, 1, -4):
