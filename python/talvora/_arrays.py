@@ -124,7 +124,7 @@ def describe_array(array: np.ndarray) -> tuple[Any, Any]:
 
 def take_coefficients(values: Any, name: str) -> tuple[Any, int]:
     """An array of doubles for the library, and how many."""
-    array = take_unmasked(values, name)
+    array = take_array(values, name)
     if array.dtype.kind not in "fiub":
         raise TypeError(f"{name} is of the type {array.dtype}; real numbers are wanted")
     if array.ndim > 1:
@@ -133,10 +133,13 @@ def take_coefficients(values: Any, name: str) -> tuple[Any, int]:
     return ffi.new("double[]", listed), len(listed)
 
 
-def take_unmasked(values: Any, name: str) -> np.ndarray:
+def take_array(values: Any, name: str) -> np.ndarray:
     if np.ma.is_masked(values):
         raise ValueError(f"{name} has masked values; all are needed")
-    return np.asarray(values)
+    try:
+        return np.asarray(values)
+    except ValueError as error:
+        raise ValueError(f"{name} is no array: {error}") from None
 
 
 def take_whole(value: Any, name: str) -> int:
@@ -156,3 +159,5 @@ def take_number(value: Any, name: str) -> float:
         return float(value)
     except (TypeError, ValueError):
         raise TypeError(f"{name} is {value!r}; a number is wanted") from None
+    except OverflowError:
+        raise ValueError(f"{name} is beyond the largest double, {np.finfo(float).max:.6g}") from None

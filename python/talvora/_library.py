@@ -29,6 +29,41 @@ def strip_header(text: str) -> str:
     return text.replace("TALVORA_EXPORT", "")
 
 
+def encode(text: str, what: str) -> bytes:
+    """UTF-8; what it names is for the sentence about a text that C cannot take."""
+    if not isinstance(text, str):
+        raise TypeError(f"{what} is {text!r}; a text is wanted")
+    try:
+        return refuse_zeros(text.encode("utf-8", "surrogateescape"), what)
+    except UnicodeEncodeError:
+        raise ValueError(f"{what} is {text!r}, which cannot be written as UTF-8") from None
+
+
+def encode_path(path: str | bytes | os.PathLike[Any], what: str = "path") -> bytes:
+    try:
+        return refuse_zeros(os.fsencode(path), what)
+    except TypeError:
+        raise TypeError(f"{what} is {path!r}; a path is wanted") from None
+
+
+def refuse_zeros(text: bytes, what: str) -> bytes:
+    if b"\0" in text:
+        raise ValueError(f"{what} holds a zero character: {decode_bytes(text)!r}")
+    return text
+
+
+def decode_bytes(text: bytes) -> str:
+    return text.decode("utf-8", "surrogateescape")
+
+
+def decode(text: Any) -> str:
+    return decode_bytes(ffi.string(text))
+
+
+def decode_or_none(text: Any) -> str | None:
+    return None if text == ffi.NULL else decode(text)
+
+
 def find_library() -> str:
     for folder in LIBRARY_FOLDERS:
         if (folder / LIBRARY_NAME).exists():
@@ -43,7 +78,11 @@ def open_library() -> Any:
         library = ffi.dlopen(path)
     except OSError as error:
         raise ImportError(f"talvora {VERSION} cannot load its library: {error}") from None
-    found = ffi.string(library.talvora_version()).decode()
+    try:
+        found = decode(library.talvora_version())
+    except AttributeError:
+        raise ImportError(f"talvora {VERSION} needs its library, but {path} has no function "
+                          "'talvora_version'") from None
     if found != VERSION:
         raise ImportError(f"talvora {VERSION} needs its library in the same version, "
                           f"but {path} is {found}")
@@ -65,31 +104,6 @@ _EXCEPTIONS: dict[int, type[Exception]] = {
     lib.TALVORA_FILE_ERROR: OSError,
 }
 _TEXT = ffi.typeof("char[]")
-
-
-def encode(text: str, what: str) -> bytes:
-    """UTF-8; what it names is for the sentence about a text that C cannot take."""
-    if not isinstance(text, str):
-        raise TypeError(f"{what} is {text!r}; a text is wanted")
-    return refuse_zeros(text.encode("utf-8", "surrogateescape"), what)
-
-
-def encode_path(path: str | bytes | os.PathLike[Any]) -> bytes:
-    return refuse_zeros(os.fsencode(path), "a path")
-
-
-def refuse_zeros(text: bytes, what: str) -> bytes:
-    if b"\0" in text:
-        raise ValueError(f"{what} holds a zero character: {text!r}")
-    return text
-
-
-def decode(text: Any) -> str:
-    return ffi.string(text).decode("utf-8", "surrogateescape")
-
-
-def decode_or_none(text: Any) -> str | None:
-    return None if text == ffi.NULL else decode(text)
 
 
 class _Raised(BaseException):

@@ -6,9 +6,9 @@ from typing import Any, Mapping
 
 import numpy as np
 
-from ._arrays import describe_array, to_floats
+from ._arrays import describe_array, take_array, take_samples
 from ._library import call, callback, decode, encode, ffi, lib
-from ._signals import RATE_NAME, Signal, Signals
+from ._signals import RATE_NAME, Signal, Signals, take_rate
 
 _ATTRIBUTE_SIZE = ffi.sizeof("talvora_attribute")
 
@@ -50,19 +50,22 @@ class Tree:
             self.add(path, signal if isinstance(signal, Signal) else Signal(signal))
 
     def add(self, path: str, signal: Signal) -> None:
-        samples = to_floats(np.asarray(signal.samples))
+        samples = take_samples(signal.samples).array
         self._borrowed.append(samples)
         described, kept = describe_array(samples)
         call(lib.talvora_tree_add_set, self.pointer, encode(path, "the path of a signal"), described)
         self.set_attributes(path, signal.attributes)
         if signal.rate is not None:
-            self.set_attributes(path, {RATE_NAME: np.float32(signal.rate)})
+            rate = take_rate(signal.rate, f"the rate of {path!r}")
+            self.set_attributes(path, {RATE_NAME: np.float32(rate)})
 
     def set_attributes(self, path: str, attributes: Mapping[str, Any]) -> None:
+        owner = repr(path) if path else "the root"
         for name, value in attributes.items():
-            attribute, kept = describe_attribute(name, value)
-            call(lib.talvora_tree_set_attribute, self.pointer, encode(path, "a path"),
-                 encode(name, "the name of an attribute"), attribute)
+            encoded = encode(name, "the name of an attribute")
+            attribute, kept = describe_attribute(value, f"the attribute {name!r} of {owner}")
+            call(lib.talvora_tree_set_attribute, self.pointer, encode(path, "a path"), encoded,
+                 attribute)
 
     # ---- out
 
@@ -104,7 +107,7 @@ class Tree:
 
     def _view(self, array: Any) -> np.ndarray:
         """The samples where they lie; they keep the tree."""
-        shape = tuple(ffi.unpack(array.extents, array.rank))
+        shape = unpack(array.extents, array.rank)
         size = 4 * int(np.prod(shape, dtype=object))
         if size == 0:
             return np.empty(shape, np.float32)
@@ -135,32 +138,44 @@ def find_rate(groups: Mapping[str, Mapping[str, Any]], path: str, signal: Signal
     for holder in holders:
         rate = np.asarray(holder.get(RATE_NAME, "none"))
         if rate.size == 1 and rate.dtype.kind in "if":
-            return float(rate.item()) if np.isfinite(rate.item()) else None
+            return float(rate.item()) if 0 < rate.item() < np.inf else None
     return None
 
 
 # ---- Attributes
 
 
-def describe_attribute(name: str, value: Any) -> tuple[Any, Any]:
+def describe_attribute(value: Any, what: str) -> tuple[Any, Any]:
     """The structure of the library, and what has to live as long."""
     if isinstance(value, np.float32):
         numbers = ffi.new("double[]", [float(value)])
         return fill_attribute(lib.TALVORA_FLOAT_NUMBERS, (), numbers=numbers)
-    array = np.asarray(value)
-    shape = array.shape
-    if array.dtype.kind in "iub":
-        integers = ffi.new("int64_t[]", [int(item) for item in array.ravel()])
-        return fill_attribute(lib.TALVORA_INTEGERS, shape, integers=integers)
-    if array.dtype.kind == "f":
-        numbers = ffi.new("double[]", array.astype(np.float64).ravel().tolist())
-        return fill_attribute(lib.TALVORA_NUMBERS, shape, numbers=numbers)
-    if array.dtype.kind in "UO" and all(isinstance(item, str) for item in array.flat):
-        texts = [ffi.new("char[]", encode(item, f"the attribute {name}")) for item in array.flat]
-        attribute, kept = fill_attribute(lib.TALVORA_TEXTS, shape,
+    array = take_array(value, what)
+    if array.dtype.kind in "UO":
+        array = np.asarray(value, object)  # as they were given: NumPy makes texts of numbers beside
+    if holds_only(array, str):
+        texts = [ffi.new("char[]", encode(item, what)) for item in array.flat]
+        attribute, kept = fill_attribute(lib.TALVORA_TEXTS, array.shape,
                                          texts=ffi.new("char *[]", texts))
         return attribute, (kept, texts)
-    raise TypeError(f"the attribute {name} is {value!r}; whole numbers, numbers or texts are wanted")
+    if array.dtype.kind in "iub" or holds_only(array, int):
+        integers = ffi.new("int64_t[]", [take_integer(item, what) for item in array.flat])
+        return fill_attribute(lib.TALVORA_INTEGERS, array.shape, integers=integers)
+    if array.dtype.kind == "f":
+        numbers = ffi.new("double[]", array.astype(np.float64).ravel().tolist())
+        return fill_attribute(lib.TALVORA_NUMBERS, array.shape, numbers=numbers)
+    raise TypeError(f"{what} is {value!r}; whole numbers, numbers or texts are wanted")
+
+
+def holds_only(array: np.ndarray, kind: type) -> bool:
+    """Whether an array of objects does."""
+    return array.dtype.kind == "O" and all(isinstance(item, kind) for item in array.flat)
+
+
+def take_integer(item: Any, what: str) -> int:
+    if not -2**63 <= int(item) < 2**63:
+        raise ValueError(f"{what} is {int(item)}; a whole number of 64 bits is wanted")
+    return int(item)
 
 
 def fill_attribute(kind: int, shape: tuple[int, ...], **values: Any) -> tuple[Any, Any]:
@@ -172,16 +187,22 @@ def fill_attribute(kind: int, shape: tuple[int, ...], **values: Any) -> tuple[An
 
 
 def read_attribute(attribute: Any) -> Any:
-    shape = tuple(ffi.unpack(attribute.extents, attribute.rank)) if attribute.rank > 0 else ()
+    shape = unpack(attribute.extents, attribute.rank)
     count = int(np.prod(shape, dtype=object))
     if attribute.type == lib.TALVORA_INTEGERS:
-        values = np.array(ffi.unpack(attribute.integers, count), np.int64)
+        values = np.array(unpack(attribute.integers, count), np.int64)
     elif attribute.type == lib.TALVORA_TEXTS:
-        values = np.array([decode(text) for text in ffi.unpack(attribute.texts, count)], object)
+        texts = [decode(text) for text in unpack(attribute.texts, count)]
+        values = np.array(texts, object if texts else str)
     else:
-        values = np.array(ffi.unpack(attribute.numbers, count), np.float64)
+        values = np.array(unpack(attribute.numbers, count), np.float64)
     if shape:
         return values.reshape(shape).tolist() if values.dtype == object else values.reshape(shape)
     if attribute.type == lib.TALVORA_FLOAT_NUMBERS:
         return np.float32(values[0])
     return values[0] if values.dtype == object else values[0].item()
+
+
+def unpack(pointer: Any, count: int) -> tuple[Any, ...]:
+    """Values of the library, which may be at no address where there are none."""
+    return tuple(ffi.unpack(pointer, count)) if count > 0 else ()

@@ -143,7 +143,9 @@ def describe(unit: str, plugin: str | os.PathLike[str] | None = None) -> Unit:
 
 
 def open_plugin(path: str | os.PathLike[str] | None) -> Any:
-    name = ffi.NULL if path is None else encode_path(path)
+    name = ffi.NULL if path is None else encode_path(path, "plugin")
+    if name == b"":
+        raise ValueError("plugin is ''; the path of a library is wanted")
     opened = ffi.new("talvora_plugin **")
     call(lib.talvora_plugin_open, name, opened)
     return ffi.gc(opened[0], lib.talvora_plugin_close)
