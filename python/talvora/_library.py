@@ -77,7 +77,9 @@ def open_library() -> Any:
     try:
         library = ffi.dlopen(path)
     except OSError as error:
-        raise ImportError(f"talvora {VERSION} cannot load its library: {error}") from None
+        # cffi names the file twice more, and where else it looked.
+        reason = str(error).partition(f"{path}: ")[2].partition(".  Additionally")[0]
+        raise ImportError(f"talvora {VERSION} cannot load {path}: {reason or error}") from None
     try:
         found = decode(library.talvora_version())
     except AttributeError:
