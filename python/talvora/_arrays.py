@@ -7,6 +7,7 @@ import sys
 from typing import Any, Callable, NamedTuple
 
 import numpy as np
+from numpy.typing import NDArray
 
 from ._library import ffi, lib
 
@@ -19,14 +20,14 @@ _EXTENTS = ffi.typeof("int64_t[]")
 class Samples(NamedTuple):
     """What was given, as an array that the library takes, and the way back."""
 
-    array: np.ndarray
+    array: NDArray[Any]
     default_axis: int
-    wrap: Callable[[np.ndarray], Any] | None  # None: the array itself is the result
+    wrap: Callable[[NDArray[Any]], Any] | None  # None: the array itself is the result
 
 
 def take_samples(x: Any) -> Samples:
     """Float32 stays, other real types become float64; nothing is copied that can be taken."""
-    pandas = sys.modules.get("pandas")
+    pandas: Any = sys.modules.get("pandas")
     if pandas is not None:
         if isinstance(x, pandas.Series):
             array = to_floats(take_columns(pandas, x, [x.dtype]))
@@ -46,7 +47,7 @@ def holds_masks(x: Any) -> bool:
     return isinstance(x, (list, tuple)) and any(isinstance(row, np.ma.MaskedArray) for row in x)
 
 
-def to_floats(array: np.ndarray) -> np.ndarray:
+def to_floats(array: NDArray[Any]) -> NDArray[Any]:
     if array.dtype in _TYPES and array.flags.aligned:
         return array
     if array.dtype.kind not in "fiub":
@@ -55,7 +56,7 @@ def to_floats(array: np.ndarray) -> np.ndarray:
     return array.astype(np.float32 if is_single else np.float64)
 
 
-def take_columns(pandas: Any, frame: Any, types: list[Any]) -> np.ndarray:
+def take_columns(pandas: Any, frame: Any, types: list[Any]) -> NDArray[Any]:
     """The values of a Series or DataFrame whose columns have these types; missing ones are NaN."""
     kinds = pandas.api.types
     for dtype in types:
@@ -69,7 +70,7 @@ def take_columns(pandas: Any, frame: Any, types: list[Any]) -> np.ndarray:
     return frame.to_numpy(dtype=common if common in _TYPES else np.float64, na_value=np.nan)
 
 
-def find_numpy_type(dtype: Any) -> np.dtype:
+def find_numpy_type(dtype: Any) -> np.dtype[Any]:
     """That of the values of a column, such as float32 of pandas' own Float32."""
     if isinstance(dtype, np.dtype):
         return dtype
@@ -88,7 +89,7 @@ def choose_axis(axis: int | None, samples: Samples) -> int:
     return chosen % rank
 
 
-def make_output(array: np.ndarray, axis: int) -> np.ndarray:
+def make_output(array: NDArray[Any], axis: int) -> NDArray[Any]:
     """Like an array, with the samples of a line along the axis next to each other in memory."""
     if axis == array.ndim - 1:
         return np.empty(array.shape, array.dtype)
@@ -96,7 +97,7 @@ def make_output(array: np.ndarray, axis: int) -> np.ndarray:
     return np.moveaxis(np.empty(shape, array.dtype), -1, axis)
 
 
-def check_output(out: Any, array: np.ndarray) -> np.ndarray:
+def check_output(out: Any, array: NDArray[Any]) -> NDArray[Any]:
     """An array of the caller's for the result."""
     if not isinstance(out, np.ndarray):
         raise TypeError(f"out is {type(out).__name__}; a NumPy array is wanted")
@@ -112,7 +113,7 @@ def check_output(out: Any, array: np.ndarray) -> np.ndarray:
     return out
 
 
-def describe_array(array: np.ndarray) -> tuple[Any, Any]:
+def describe_array(array: NDArray[Any]) -> tuple[Any, Any]:
     """The structure of the library, and what has to live as long."""
     extents = ffi.new(_EXTENTS, array.shape)
     strides = ffi.new(_EXTENTS, array.strides)
@@ -133,7 +134,7 @@ def take_coefficients(values: Any, name: str) -> tuple[Any, int]:
     return ffi.new("double[]", listed), len(listed)
 
 
-def take_array(values: Any, name: str) -> np.ndarray:
+def take_array(values: Any, name: str) -> NDArray[Any]:
     if np.ma.is_masked(values):
         raise ValueError(f"{name} has masked values; all are needed")
     try:

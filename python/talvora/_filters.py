@@ -111,7 +111,7 @@ def filtfilt(b: ArrayLike, a: ArrayLike, x: Any, axis: int | None = None, nan: s
 
 
 def butterworth(x: Any, *, rate: float, order: int = 4, cutoff: float | None = None,
-                bandwidth: float | None = None, edges: float | tuple[float, float] | None = None,
+                bandwidth: float | None = None, edges: ArrayLike | None = None,
                 form: str | None = None, axis: int | None = None, nan: str = "omit",
                 workers: int = 1, short: str = "refuse",
                 out: NDArray[Any] | None = None) -> Any:
@@ -181,7 +181,7 @@ def butterworth(x: Any, *, rate: float, order: int = 4, cutoff: float | None = N
 
 def design_butterworth(*, rate: float, order: int = 4, cutoff: float | None = None,
                        bandwidth: float | None = None,
-                       edges: float | tuple[float, float] | None = None, form: str | None = None
+                       edges: ArrayLike | None = None, form: str | None = None
                        ) -> tuple[NDArray[np.float64], NDArray[np.float64]]:
     """Give the coefficients of one pass of `butterworth`.
 
@@ -291,7 +291,7 @@ def choose_form(form: Any, edge_count: int | None, bandwidth: Any) -> int:
     wanted = 2 if chosen in (lib.TALVORA_BAND_PASS, lib.TALVORA_BAND_STOP) else 1
     ours = f"a filter of the form {form!r}"
     if edge_count is not None and edge_count != wanted:
-        raise ValueError(f"edges are {edge_count}; {ours} has {wanted}")
+        raise ValueError(f"the number of edges is {edge_count}; {ours} has {wanted}")
     if edge_count is None and wanted == 2 and bandwidth is None:
         raise ValueError(f"{ours} needs a bandwidth beside cutoff")
     if wanted == 1 and bandwidth is not None:

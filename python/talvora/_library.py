@@ -91,7 +91,7 @@ def open_library() -> Any:
     return library
 
 
-ffi = cffi.FFI()
+ffi: Any = cffi.FFI()
 ffi.cdef(strip_header((FOLDER / "talvora.h").read_text(encoding="utf-8")))
 lib = open_library()
 

@@ -233,7 +233,7 @@ def format_value(key: str, value: Any) -> str:
 
 def find_guard(sentence: str) -> str:
     """The guard that a sentence of the library names first."""
-    names = []
+    names: list[str] = []
     while (name := lib.talvora_guard_name(len(names))) != ffi.NULL:
         names.append(decode(name))
     found = re.search(rf"\b({'|'.join(map(re.escape, names))}): ", sentence)

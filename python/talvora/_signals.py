@@ -108,7 +108,7 @@ class Signals(Dict[str, Signal]):
         return "\n".join(f"{path}: {signal!r}" for path, signal in self.items()) or "no signals"
 
 
-def as_components(array: np.ndarray) -> np.ndarray:
+def as_components(array: NDArray[Any]) -> NDArray[Any]:
     if array.ndim == 0:
         raise ValueError("one number is no signal; an array is wanted")
     if array.ndim == 1:
@@ -127,7 +127,7 @@ def take_rate(value: Any, name: str) -> float:
 
 
 def name_columns(x: Any) -> dict[str, Any]:
-    pandas = sys.modules.get("pandas")
+    pandas: Any = sys.modules.get("pandas")
     if pandas is not None and isinstance(x, pandas.DataFrame):
         return {"Labels": [str(column) for column in x.columns]}
     return {}

@@ -5,6 +5,7 @@ from __future__ import annotations
 from typing import Any, Mapping
 
 import numpy as np
+from numpy.typing import NDArray
 
 from ._arrays import describe_array, take_array, take_samples
 from ._library import call, callback, decode, encode, ffi, lib
@@ -34,7 +35,7 @@ class Tree:
             call(lib.talvora_tree_create, created)
             pointer = created[0]
         self.pointer = ffi.gc(pointer, lib.talvora_tree_destroy)
-        self._borrowed: list[np.ndarray] = []
+        self._borrowed: list[NDArray[Any]] = []
 
     # ---- in
 
@@ -105,7 +106,7 @@ class Tree:
         signal.rate = None
         return signal
 
-    def _view(self, array: Any) -> np.ndarray:
+    def _view(self, array: Any) -> NDArray[Any]:
         """The samples where they lie; they keep the tree."""
         shape = unpack(array.extents, array.rank)
         size = 4 * int(np.prod(shape, dtype=object))
@@ -131,7 +132,7 @@ class Tree:
 def find_rate(groups: Mapping[str, Mapping[str, Any]], path: str, signal: Signal) -> float | None:
     """The rate of a set, or of the nearest group that it is in; units write NaN where there is
     none, as of a mean."""
-    holders = [signal.attributes]
+    holders: list[Mapping[str, Any]] = [signal.attributes]
     while path:
         path = path.rpartition("/")[0]
         holders.append(groups.get(path, {}))
@@ -167,7 +168,7 @@ def describe_attribute(value: Any, what: str) -> tuple[Any, Any]:
     raise TypeError(f"{what} is {value!r}; whole numbers, numbers or texts are wanted")
 
 
-def holds_only(array: np.ndarray, kind: type) -> bool:
+def holds_only(array: NDArray[Any], kind: type) -> bool:
     """Whether an array of objects does."""
     return array.dtype.kind == "O" and all(isinstance(item, kind) for item in array.flat)
 

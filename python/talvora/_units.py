@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import dataclasses
 import os
-from typing import Any
+from typing import Any, Tuple
 
 from ._library import call, decode, decode_or_none, encode, encode_path, ffi, lib
 
@@ -74,7 +74,7 @@ class Unit:
         return "\n".join(lines + [f"  ({self.choices})"] * bool(self.choices))
 
 
-class Units(tuple):
+class Units(Tuple[Unit, ...]):
     """Units in the order of the library; shown as text, a line for each."""
 
     def __repr__(self) -> str:

@@ -125,9 +125,9 @@ class Butterworth(unittest.TestCase):
     def test_refuses_edges_that_cannot_be_had(self):
         for edges in (0, 50, -1, (20, 10), (10, 10), (10, 60), (1, 2, 3), [], np.nan):
             self.refuse(ValueError, "", edges=edges)
-        self.refuse(ValueError, "edges are 2; a filter of the form 'lowpass' has 1",
+        self.refuse(ValueError, "number of edges is 2; a filter of the form 'lowpass' has 1",
                     edges=(10, 20), form="lowpass")
-        self.refuse(ValueError, "edges are 1; a filter of the form 'band-stop' has 2", edges=10,
+        self.refuse(ValueError, "number of edges is 1; a filter of the form 'band-stop' has 2", edges=10,
                     form="band-stop")
         self.refuse(TypeError, "edges", edges="10")
         self.refuse(ValueError, "edges has masked", edges=np.ma.array([10, 20], mask=[0, 1]))
