@@ -2,6 +2,8 @@
 
 from __future__ import annotations
 
+import atexit
+import contextlib
 import os
 import pathlib
 import re
@@ -153,8 +155,46 @@ def _ask_interpreter(context: Any) -> int:
 
 def choose_stop() -> Any:
     """For `should_stop` of a long call: signals are handled by the main thread alone."""
-    in_main = threading.current_thread() is threading.main_thread()
-    return _ask_interpreter() if in_main else ffi.NULL
+    return _ask_interpreter() if is_main_thread() else ffi.NULL
+
+
+def is_main_thread() -> bool:
+    return threading.current_thread() is threading.main_thread()
+
+
+class _Calls:
+    """Calls that the interpreter waits for before it ends; no other thread begins one after that.
+
+    It would end daemon threads where they next ask for it: in the midst of a call that tells of
+    something. A file that one writes would stay behind in part.
+    """
+
+    def __init__(self) -> None:
+        self._changed = threading.Condition()
+        self._count = 0
+        self._last_thread: int | None = None
+
+    def __enter__(self) -> None:
+        with self._changed:
+            self._changed.wait_for(lambda: self._last_thread in (None, threading.get_ident()))
+            self._count += 1
+
+    def __exit__(self, *_: Any) -> None:
+        with self._changed:
+            self._count -= 1
+            self._changed.notify_all()
+
+    def end(self) -> None:
+        with self._changed:
+            self._last_thread = threading.get_ident()
+            self._changed.wait_for(lambda: self._count <= 0)
+
+
+_calls = _Calls()
+atexit.register(_calls.end)
+os.register_at_fork(after_in_child=_calls.__init__)  # it has none of the other threads
+_WAITED_FOR = {lib.talvora_run, lib.talvora_tree_read, lib.talvora_tree_write,
+               lib.talvora_tree_visit, lib.talvora_tree_visit_attributes}
 
 
 def call(function: Any, *arguments: Any) -> None:
@@ -162,8 +202,12 @@ def call(function: Any, *arguments: Any) -> None:
     error = ffi.new(_TEXT, ERROR_SIZE)
     raised = _thread.raised
     outer, raised.args = raised.args, ()  # a signal handler within a call may call again
+    # Not those of the main thread, which ends the interpreter: an exception of a signal handler
+    # could leave one counted for ever.
+    is_awaited = function in _WAITED_FOR and not is_main_thread()
     try:
-        status = function(*arguments, error, ERROR_SIZE)
+        with _calls if is_awaited else contextlib.nullcontext():
+            status = function(*arguments, error, ERROR_SIZE)
         kept = raised.args
     finally:
         raised.args = outer
