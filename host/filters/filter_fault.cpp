@@ -38,12 +38,12 @@ std::optional<std::string> find_range_problem(const FilterDesign& design) {
     return std::nullopt;
 }
 
-std::string describe_range(const FilterDesign& design) {
+std::string describe_range(const FilterDesign& design, const FilterWords& words) {
     const double limit = design.sample_rate / 2.0 / dsp::two_pass_correction();
     return count_edges(design.parameters.bandform) == 1
-               ? fmt::format("{} above 0 and below {:.6g}", CUTOFF_KEY, limit)
-               : fmt::format("{0} - {1} / 2 above 0, and {0} + {1} / 2 below {2:.6g}", CUTOFF_KEY,
-                             BANDWIDTH_KEY, limit);
+               ? fmt::format("{} above 0 and below {:.6g}", words.cutoff, limit)
+               : fmt::format("{0} - {1} / 2 above 0, and {0} + {1} / 2 below {2:.6g}", words.cutoff,
+                             words.bandwidth, limit);
 }
 
 // ---------------------------------------------------------------------------
@@ -112,7 +112,7 @@ std::optional<std::string> find_state_problem(const FilterDesign& design) {
 }
 
 // The lowest orders are the ones with the most digits to spare.
-std::string describe_orders(const FilterDesign& design) {
+std::string describe_orders(const FilterDesign& design, const FilterWords& words) {
     constexpr std::int32_t HIGHEST = 100; // beyond what any edge allows
     ButterworthParameters parameters = design.parameters;
     std::int32_t usable = 0;
@@ -123,17 +123,19 @@ std::string describe_orders(const FilterDesign& design) {
         }
         usable = parameters.order;
     }
-    return usable == 0 ? describe_range(design) : fmt::format("{} from 2 to {}", ORDER_KEY, usable);
+    return usable == 0 ? describe_range(design, words)
+                       : fmt::format("{} from 2 to {}", words.order, usable);
 }
 
 } // namespace
 
-std::optional<FilterFault> find_fault(const FilterDesign& design) {
+std::optional<FilterFault> find_fault(const FilterDesign& design, const FilterWords& words) {
     if (const auto problem = find_range_problem(design)) {
-        return FilterFault{*problem + "; the unit takes it as it comes", describe_range(design)};
+        return FilterFault{fmt::format("{}{}", *problem, words.out_of_range),
+                           describe_range(design, words)};
     }
     if (const auto problem = find_state_problem(design)) {
-        return FilterFault{*problem, describe_orders(design)};
+        return FilterFault{*problem, describe_orders(design, words)};
     }
     return std::nullopt;
 }
