@@ -59,31 +59,62 @@ struct KnownGain {
     double gain = 0.0;      // of both passes
 };
 
-// A band pass, whose width is the inverse of that of its edges: docs/numerics.md derives it.
-std::vector<KnownGain> list_band_pass_gains(const FilterDesign& design) {
-    const auto warp = [&](double edge) { return std::tan(pi * edge / design.sample_rate); };
-    const auto unwarp = [&](double tangent) {
-        return design.sample_rate / pi * std::atan(tangent);
-    };
-    const double lower = warp(design.corrected_edges.front());
-    const double upper = warp(design.corrected_edges.back());
-    const double product = lower * upper;
-    const double width = 1.0 / (16.0 * (upper - lower));
+// On each flank, from the edge of one pass, which halves the power, into the pass band: a filter
+// that is short of digits bends there first, and may have the right gain at the edge itself. 3 dB
+// down is among them.
+constexpr double FLANK_GAINS[] = {0.5, std::numbers::sqrt2 / 2.0, 0.9, 0.99};
+
+// The tangents of both ends of a band of this width; docs/numerics.md derives them.
+std::vector<double> find_band(double product, double width) {
     const double first = 2.0 * product / (width + std::sqrt(width * width + 4.0 * product));
-    return {{unwarp(std::sqrt(product)), 1.0}, {unwarp(first), 0.5}, {unwarp(first + width), 0.5}};
+    return {first, first + width};
 }
 
-// What each form gives whatever its order: where it passes everything, and at the edges of one
-// pass, each of which halves the power.
-std::vector<KnownGain> list_known_gains(const FilterDesign& design) {
-    const Bandform bandform = design.parameters.bandform;
-    if (bandform == Bandform::ZeroLagBandPass) {
-        return list_band_pass_gains(design);
+// The tangents to which the form moves a frequency of the prototype, whose edge is at 1.
+std::vector<double> find_tangents(const FilterDesign& design, double prototype) {
+    const auto warp = [&](double edge) { return std::tan(pi * edge / design.sample_rate); };
+    const double lower = warp(design.corrected_edges.front());
+    const double upper = warp(design.corrected_edges.back());
+    switch (design.parameters.bandform) {
+    case Bandform::ZeroLagLowPass:
+        return {prototype * lower};
+    case Bandform::ZeroLagHighPass:
+        return {lower / prototype};
+    case Bandform::ZeroLagBandPass: // whose width is the inverse of that of its edges
+        return find_band(lower * upper, prototype / (16.0 * (upper - lower)));
+    default:
+        return find_band(lower * upper, (upper - lower) / prototype);
     }
-    const bool passes_high = bandform == Bandform::ZeroLagHighPass;
-    std::vector<KnownGain> gains = {{passes_high ? design.sample_rate / 2.0 : 0.0, 1.0}};
-    for (const double edge : design.corrected_edges) {
-        gains.push_back({edge, 0.5});
+}
+
+// Where the form passes everything, whatever its order.
+std::vector<double> list_passed(const FilterDesign& design) {
+    const double half_rate = design.sample_rate / 2.0;
+    switch (design.parameters.bandform) {
+    case Bandform::ZeroLagLowPass:
+        return {0.0};
+    case Bandform::ZeroLagHighPass:
+        return {half_rate};
+    case Bandform::ZeroLagBandPass: {
+        const auto band = find_tangents(design, 1.0);
+        return {design.sample_rate / pi * std::atan(std::sqrt(band[0] * band[1]))};
+    }
+    default:
+        return {0.0, half_rate};
+    }
+}
+
+// What each form gives whatever its coefficients: 1 / (1 + x^(2 N)) of the prototype's frequency x.
+std::vector<KnownGain> list_known_gains(const FilterDesign& design) {
+    std::vector<KnownGain> gains;
+    for (const double frequency : list_passed(design)) {
+        gains.push_back({frequency, 1.0});
+    }
+    for (const double gain : FLANK_GAINS) {
+        const double prototype = std::pow(1.0 / gain - 1.0, 0.5 / design.pass_order);
+        for (const double tangent : find_tangents(design, prototype)) {
+            gains.push_back({design.sample_rate / pi * std::atan(tangent), gain});
+        }
     }
     return gains;
 }
@@ -93,8 +124,8 @@ std::optional<std::string> describe_missed_gain(const FilterDesign& design, doub
     for (const auto& [frequency, known] : list_known_gains(design)) {
         const double gain = two_pass_gain(design, frequency);
         if (!(std::abs(gain - known) <= tolerance * known)) {
-            return fmt::format("at {:.6g} Hz, where the gain should be {}, it is {:.6g}", frequency,
-                               known, gain);
+            return fmt::format("at {:.6g} Hz, where the gain should be {:.6g}, it is {:.6g}",
+                               frequency, known, gain);
         }
     }
     return std::nullopt;
