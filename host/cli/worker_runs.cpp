@@ -271,6 +271,11 @@ void add_worker_run_options(Command command, WorkerRunOptions& options) {
 void run_jobs(Session& session, const Recipe& given, const WorkerRunOptions& options) {
     const Recipe recipe = accept_in_all_steps(given, options.accept);
     const std::vector<Job> jobs = plan_jobs(options.plan);
+    const bool lists_failed = !options.failed_to.empty() && !options.dry_run;
+    std::optional<NotedInterruption> until_listed;
+    if (lists_failed) { // all of them, where none is begun
+        until_listed.emplace();
+    }
     refuse_mixed_up_files(jobs, session.plugin().file(), options);
     if (!options.failed_to.empty()) {
         check_list(options, jobs);
@@ -279,11 +284,6 @@ void run_jobs(Session& session, const Recipe& given, const WorkerRunOptions& opt
     WorkerRuns runs(
         session.console, jobs,
         {.worked_by = name_work(recipe), .dry_run = options.dry_run, .json = options.json});
-    const bool lists_failed = !options.failed_to.empty() && !options.dry_run;
-    std::optional<NotedInterruption> until_listed;
-    if (lists_failed) {
-        until_listed.emplace();
-    }
     const NewFolders folders(options.plan.out_dir);
     const bool done = runs.run(work, {options.job_count, session.limits});
     folders.remove_empty();

@@ -166,13 +166,31 @@ OtherKind classify_set(hid_t type) {
     }
 }
 
+namespace {
+
+// Of a number that has the size of samples, what else makes it none.
+std::string describe_layout(hid_t type) {
+    const std::size_t size = type_size(type);
+    const bool has_usual_size = std::ranges::any_of(real_types(), [&](const RealType& real) {
+        return real.kind == type_class(type) && real.size == size;
+    });
+    if (!has_usual_size || find_sample_type(type)) {
+        return "";
+    }
+    const std::size_t used = H5Tget_precision(type);
+    return used < 8 * size ? fmt::format(" of which {} bits are used", used) : " of another layout";
+}
+
+} // namespace
+
 std::string describe_type(hid_t type) {
     const std::size_t bits = 8 * type_size(type);
     switch (type_class(type)) {
     case H5T_INTEGER:
-        return fmt::format("{}{}-bit integers", is_unsigned(type) ? "unsigned " : "", bits);
+        return fmt::format("{}{}-bit integers{}", is_unsigned(type) ? "unsigned " : "", bits,
+                           describe_layout(type));
     case H5T_FLOAT:
-        return fmt::format("{}-bit floats", bits);
+        return fmt::format("{}-bit floats{}", bits, describe_layout(type));
     case H5T_STRING:
         return "texts";
     case H5T_ENUM:

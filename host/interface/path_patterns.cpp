@@ -36,7 +36,11 @@ std::string describe_nearest(DataTree& tree, ObjectId group, const std::string& 
     if (nearest) {
         return fmt::format("nearest: {}", join_path(path, *nearest));
     }
-    return names.empty() ? fmt::format("'{}' is empty", path)
+    if (names.empty()) {
+        std::ranges::transform(tree.list_others(group), std::back_inserter(names),
+                               &OtherObject::name);
+    }
+    return names.empty() ? fmt::format("'{}' is empty", path.empty() ? "/" : path)
                          : fmt::format("in '/{}': {}", path, list_some(sort_names(names)));
 }
 
@@ -66,7 +70,8 @@ Failure explain_other(DataTree& tree, const std::string& path, const std::string
     }
     return {ExitCode::Input,
             begin_with(source,
-                       fmt::format("'{}' is a {}, no data set of real numbers of rank 1 or more",
+                       fmt::format("'{}' is a {}; samples are floats of 16, 32 or 64 bits or "
+                                   "integers of 8, 16, 32 or 64, in data sets of rank 1 or more",
                                    path, description)),
             {"convert it to one with the tool that made it"}};
 }

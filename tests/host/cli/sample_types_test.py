@@ -919,8 +919,16 @@ class Shows(SampleTypes):
     def test_what_is_no_real_number_is_named(self):
         with self.make() as file:
             file["flags"] = np.array([True, False])
-        self.assertIn("'flags' is a data set of enumerated values [2], no data set of real numbers",
-                      self.call("export", "in.h5::flags", "-o", "-", code=3).stderr)
+            narrow = h5py.h5t.STD_I32LE.copy()
+            narrow.set_precision(20)
+            h5py.h5d.create(file.id, b"narrow", narrow, h5py.h5s.create_simple((3,)))
+        for name, what in (("flags", "enumerated values [2]"),
+                           ("narrow", "32-bit integers of which 20 bits are used [3]")):
+            self.assertIn(f"'{name}' is a data set of {what}; samples are floats of 16, 32 or 64 bits "
+                          "or integers of 8, 16, 32 or 64, in data sets of rank 1 or more",
+                          self.call("export", f"in.h5::{name}", "-o", "-", code=3).stderr)
+        self.assertIn("in '/': flags, narrow",
+                      self.call("export", "in.h5", "-o", "-", code=3).stderr)
 
 
 if __name__ == "__main__":
