@@ -228,10 +228,16 @@ class MapReader {
     // Places of values
 
     ValueChoice read_choice(const YamlNode& node, Wanted wanted) {
-        ValueChoice choice;
+        const bool is_list = node.kind == Kind::List && !is_list_of_values(node);
         const std::span<const YamlNode> items =
-            node.kind == Kind::List ? std::span(node.items) : std::span(&node, 1);
+            is_list ? std::span(node.items) : std::span(&node, 1);
+        ValueChoice choice;
         for (const YamlNode& item : items) {
+            if (!choice.empty() && choice.back().kind == ValuePlace::Kind::Constant) {
+                problems_.add(item.place, "a value in front of it is always there: this place "
+                                          "would never count");
+                break;
+            }
             const auto place =
                 item.kind == Kind::Map ? read_place(item, wanted) : read_constant(item, wanted);
             if (place) {
@@ -239,6 +245,13 @@ class MapReader {
             }
         }
         return choice;
+    }
+
+    // And of no places: one for each component.
+    static bool is_list_of_values(const YamlNode& node) {
+        return node.items.size() > 1 && std::ranges::all_of(node.items, [](const YamlNode& item) {
+                   return item.kind == Kind::Scalar;
+               });
     }
 
     std::optional<ValuePlace> read_place(const YamlNode& node, Wanted wanted) {

@@ -633,6 +633,22 @@ class MapFiles(MappedImport):
         self.assert_set("Signals/x-x", expected, 40, 2, Labels=["X", "Y", "Z"],
                         Unit=["V", "V", "m"])
 
+    def test_a_list_of_values_is_one_for_each_component(self):
+        with self.make() as file:
+            file["x"] = np.ones((3, 4), "i2")
+        for scale in ("[10, 100, 1000]", "{value: [10, 100, 1000]}",
+                      "[{attribute: gain}, {value: [10, 100, 1000]}]"):
+            with self.subTest(scale):
+                self.write("m.yaml", f"sets: [{{data: x, time: last, rate: 5, scale: {scale}, "
+                                     "unit: [N, V, m], names: [a, b, c]}]\n")
+                self.take("--map", "m.yaml", "--force")
+                self.assert_set("Signals/x", np.repeat(np.float32([[10], [100], [1000]]), 4, axis=1),
+                                5, 2, Labels=["a", "b", "c"], Unit=["N", "V", "m"])
+        self.write("m.yaml", "sets: [{data: x, time: last, rate: 5, scale: [10, 100]}]\n")
+        self.refuse("--map", "m.yaml", text="a scale of 2")
+        self.write("m.yaml", "sets: [{data: x, time: last, rate: [5, 10]}]\n")
+        self.refuse("--map", "m.yaml", text="rate")
+
     def test_a_polynomial_is_taken_where_it_is_a_line(self):
         text = SETS + "    polynomial: {attribute: coefficients}\n"
         for coefficients, told in (([0.5, 2.0], None), ([0.5, 2.0, 0.0], None),
@@ -700,6 +716,9 @@ class MapFiles(MappedImport):
             good + "    name: '{x}'\n": "m.yaml:5:11: 'name': '{x}' (allowed in braces",
             good + "    where: {attribute: x}\n": "m.yaml:5:12: 'where' needs both",
             good + "    refuse: 5\n": "m.yaml:5:13: a place is one of",
+            good + "    scale: [2, {attribute: a}]\n": "m.yaml:5:16: a value in front of it is "
+                                                       "always there",
+            good + "    names: [[a, b], c]\n": "m.yaml:5:21: a value in front of it is always there",
             good + "    scale: 2\n    polynomial: [1]\n": "m.yaml:6:5: 'polynomial' stands in place",
             "variables: {y: 5}\n" + good: "m.yaml:1:13: variable 'y' is not used",
             "variables: {y: ~}\n" + good.replace("5", "${y}"): "variable 'y' has no value",

@@ -60,6 +60,14 @@ TEST(MapReader, TakesPlacesOneAfterTheOther) {
     EXPECT_EQ(sets.rate[2].kind, ValuePlace::Kind::Constant);
 }
 
+TEST(MapReader, TakesValuesAloneAsOnePlace) {
+    const MappedSets sets = parse_sets("    scale: [10, 100, 1000]\n    names: [a, b]\n");
+    ASSERT_THAT(sets.scale, SizeIs(1));
+    EXPECT_EQ(sets.scale[0].constant, AttributeValue(NumberArray{{10, 100, 1000}, {3}}));
+    ASSERT_THAT(sets.names, SizeIs(1));
+    EXPECT_EQ(sets.names[0].constant, AttributeValue(TextArray{{"a", "b"}, {2}}));
+}
+
 TEST(MapReader, LeavesAPlaceOutWhoseVariableIsEmpty) {
     const std::string keys = "    names: {dataset: '${names}'}\n";
     const std::string variables = "variables: {names: ''}\n";
