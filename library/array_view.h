@@ -27,7 +27,7 @@ struct ArrayView {
 ArrayView read_array(const talvora_array* array, std::string_view name);
 
 // Throws InvalidArgument unless `out` has a place of its own for each sample, has the extents and
-// the type of `in`, and is the same array or shares no byte with it. True for the same array.
-bool check_output(const ArrayView& in, const ArrayView& out);
+// the type of `in`, and is the same array or shares no byte with it.
+void check_output(const ArrayView& in, const ArrayView& out);
 
 } // namespace talvora::library
