@@ -1,13 +1,15 @@
 #include "library/array_view.h"
 
 #include "library/versioned_structure.h"
+#include "library/way_search.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <cstdlib>
+#include <iterator>
 #include <limits>
-#include <numeric>
+#include <span>
 #include <string>
 #include <utility>
 
@@ -151,25 +153,46 @@ void check_range(const ArrayView& view, std::string_view name) {
 // ---------------------------------------------------------------------------
 // Two arrays
 
-// From the axis with the smallest stride on, each step has to lead beyond all that the axes before
-// reach.
-void check_places(const ArrayView& out) {
-    std::vector<std::pair<std::int64_t, std::int64_t>> axes; // strides and extents
-    for (std::size_t axis = 0; axis < out.extents.size(); ++axis) {
-        if (out.extents[axis] > 1) {
-            axes.emplace_back(std::abs(out.strides[axis]), out.extents[axis]);
+// Its axes, in samples; along those without a step no way is gone.
+std::vector<Steps> list_steps(const ArrayView& view) {
+    std::vector<Steps> steps;
+    for (std::size_t axis = 0; axis < view.extents.size(); ++axis) {
+        if (view.extents[axis] > 1) {
+            steps.push_back(
+                {static_cast<std::uint64_t>(std::abs(view.strides[axis] / view.sample_size())),
+                 static_cast<std::uint64_t>(view.extents[axis] - 1)});
         }
     }
+    return steps;
+}
+
+// Whether two samples lie where the first of these axes, from the smallest on, makes one step or
+// more: both ways along the others have to make up for it.
+Answer find_shared(std::span<const Steps> smaller, const Steps& axis) {
+    std::vector<Steps> ways = {{axis.size, axis.most - 1}};
+    std::uint64_t reach = 0;
+    for (const auto& [size, most] : smaller) {
+        ways.push_back({size, 2 * most});
+        reach += size * most;
+    }
+    return reach < axis.size ? Answer::No : find_way(ways, reach - axis.size);
+}
+
+void check_places(const ArrayView& out) {
+    std::vector<Steps> axes = list_steps(out);
     std::ranges::sort(axes);
-    std::int64_t reach = out.sample_size();
-    for (const auto& [stride, extent] : axes) {
-        if (stride < reach) {
+    std::uint64_t reach = 0;
+    for (std::size_t i = 0; i < axes.size(); ++i) {
+        const Answer shared = find_shared(std::span(axes).first(i), axes[i]);
+        const auto size = static_cast<std::uint64_t>(out.sample_size());
+        if (shared != Answer::No) {
             throw InvalidArgument(fmt::format(
-                "samples of out share memory: a stride is {} bytes, where {} at least keep them "
-                "apart",
-                stride, reach));
+                "{}: a stride is {} bytes, where {} at least keep them apart",
+                shared == Answer::Yes ? "samples of out share memory"
+                                      : "whether samples of out share memory cannot be told",
+                axes[i].size * size, (reach + 1) * size));
         }
-        reach += stride * (extent - 1);
+        reach += axes[i].size * axes[i].most;
     }
 }
 
@@ -177,28 +200,34 @@ bool is_same_place(const ArrayView& in, const ArrayView& out) {
     return in.samples == out.samples && in.strides == out.strides;
 }
 
-// Every address of either array is that of its first sample and a multiple of the greatest common
-// divisor of all strides: columns of one table never meet, however they are interleaved.
-bool is_interleaved(const ArrayView& in, const ArrayView& out) {
-    std::int64_t step = 0;
-    for (const ArrayView* const view : {&in, &out}) {
-        for (std::size_t axis = 0; axis < view->extents.size(); ++axis) {
-            step = view->extents[axis] > 1 ? std::gcd(step, view->strides[axis]) : step;
-        }
+// From the first sample of the one up, and from the last of the other down: where both ways
+// together are as long as what lies between these two, samples meet. All stand at multiples of
+// their size.
+Answer find_common(const ArrayView& in, const ArrayView& out) {
+    const auto size = static_cast<std::uint64_t>(in.sample_size());
+    const std::uint64_t first = range_of(in).first / size;
+    const std::uint64_t last = range_of(out).end / size - 1;
+    if (last < first) {
+        return Answer::No;
     }
-    if (step == 0) {
-        return false;
-    }
-    const auto offset = reinterpret_cast<std::intptr_t>(in.samples) % step -
-                        reinterpret_cast<std::intptr_t>(out.samples) % step;
-    const std::int64_t distance = (offset % step + step) % step;
-    return distance >= in.sample_size() && step - distance >= in.sample_size();
+    std::vector<Steps> steps = list_steps(in);
+    std::ranges::copy(list_steps(out), std::back_inserter(steps));
+    return find_way(std::move(steps), last - first);
 }
 
-bool lies_apart(const ArrayView& in, const ArrayView& out) {
-    const ByteRange read = range_of(in);
-    const ByteRange written = range_of(out);
-    return read.end <= written.first || written.end <= read.first || is_interleaved(in, out);
+void check_apart(const ArrayView& in, const ArrayView& out) {
+    switch (find_common(in, out)) {
+    case Answer::No:
+        return;
+    case Answer::Yes:
+        throw InvalidArgument("out shares memory with in: it may be the very same array, or has to "
+                              "lie apart");
+    case Answer::Unknown:
+        throw InvalidArgument(fmt::format(
+            "whether out shares memory with in cannot be told, with strides of {} and {} bytes: it "
+            "may be the very same array, or has to lie apart",
+            list_numbers(out.strides), list_numbers(in.strides)));
+    }
 }
 
 } // namespace
@@ -245,9 +274,8 @@ void check_output(const ArrayView& in, const ArrayView& out) {
         return;
     }
     check_places(out);
-    if (!is_same_place(in, out) && !lies_apart(in, out)) {
-        throw InvalidArgument("out shares memory with in: it may be the very same array, or has to "
-                              "lie apart");
+    if (!is_same_place(in, out)) {
+        check_apart(in, out);
     }
 }
 

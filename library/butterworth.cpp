@@ -70,6 +70,9 @@ double read_bandwidth(Bandform bandform, double bandwidth) {
     return bandwidth;
 }
 
+// What messages call the members of the design.
+constexpr host::FilterWords MEMBERS{"cutoff", "bandwidth", "order", ""};
+
 // The filter of the unit; throws InvalidArgument for one that would not be what it is asked to be.
 dsp::FilterCoefficients design_filter(const talvora_butterworth_design* design) {
     const auto asked = read_structure(design, "the design");
@@ -80,7 +83,7 @@ dsp::FilterCoefficients design_filter(const talvora_butterworth_design* design) 
         host::design_filter({read_frequency("cutoff", asked.cutoff), asked.order,
                              read_bandwidth(bandform, asked.bandwidth), bandform},
                             rate);
-    if (const auto fault = host::find_fault(made)) {
+    if (const auto fault = host::find_fault(made, MEMBERS)) {
         throw InvalidArgument(fmt::format("at a rate of {} Hz {} (allowed here: {})", rate,
                                           fault->text, fault->remedy));
     }

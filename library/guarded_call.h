@@ -1,6 +1,7 @@
 // Where exceptions end: every function of the library that can fail runs its work in here.
 #pragma once
 
+#include "host/system/thread_end.h"
 #include "library/talvora/talvora.h"
 
 #include <cstddef>
@@ -29,12 +30,15 @@ class InvalidArgument : public CallError {
 // The status of the exception that is being handled, whose sentence goes into the buffer.
 talvora_status explain_exception(char* error, std::size_t error_size) noexcept;
 
-// Does `work()`; what it throws becomes the status and the sentence of the call.
+// Does `work()`; what it throws becomes the status and the sentence of the call. A thread that a
+// function of the caller's ends goes through.
 template <class Work>
-talvora_status guard_call(char* error, std::size_t error_size, Work&& work) noexcept {
+talvora_status guard_call(char* error, std::size_t error_size, Work&& work) {
     try {
         work();
         return TALVORA_OK;
+    } catch (const host::ThreadEnd&) {
+        throw;
     } catch (...) {
         return explain_exception(error, error_size);
     }

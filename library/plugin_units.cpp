@@ -8,6 +8,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <dlfcn.h>
 #include <string_view>
 
@@ -99,7 +100,9 @@ fs::path find_own_plugin() {
         if (fs::is_regular_file(file, ignored)) {
             return file;
         }
-        places.push_back(file.string());
+        if (std::ranges::find(places, file.string()) == places.end()) {
+            places.push_back(file.string());
+        }
     }
     throw CallError(TALVORA_PLUGIN_ERROR, fmt::format("the plug-in that comes with this library is "
                                                       "at none of its places: {}",

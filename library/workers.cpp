@@ -1,5 +1,6 @@
 #include "library/workers.h"
 
+#include "host/system/thread_end.h"
 #include "library/default_arithmetic.h"
 #include "library/guarded_call.h"
 
@@ -47,7 +48,7 @@ class BlockQueue {
 
     // Until so many have worked their blocks off; what `ask()` throws ends the work meanwhile.
     template <class Ask>
-    void wait_for(std::size_t worker_count, Ask ask) noexcept {
+    void wait_for(std::size_t worker_count, Ask ask) {
         const auto have_left = [&] {
             std::unique_lock lock(mutex_);
             return left_.wait_for(lock, BETWEEN_QUESTIONS,
@@ -71,10 +72,13 @@ class BlockQueue {
     struct Ended {};
 
     template <class Work>
-    void end_by_exceptions(Work work) noexcept {
+    void end_by_exceptions(Work work) {
         try {
             work();
         } catch (const Ended&) {
+        } catch (const host::ThreadEnd&) { // in the caller's thread: it waits for the others
+            has_ended_ = true;
+            throw;
         } catch (...) {
             end(std::current_exception());
         }

@@ -10,6 +10,7 @@
 #include "host/runs/attribute_changes.h"
 #include "host/runs/input_files.h"
 #include "host/runs/job_plan.h"
+#include "host/runs/kept_elsewhere.h"
 #include "host/runs/output_files.h"
 #include "host/runs/publish_result.h"
 #include "host/text/failure.h"
@@ -187,11 +188,13 @@ Job plan_job(const AttributesCommand& command, const TreePlace& place) {
 }
 
 std::vector<AttributeChange> change_copy(const Job& job, const std::string& pattern,
-                                         const AttributeEdit& edit, const PendingFile& pending) {
+                                         const AttributeEdit& edit, const PendingFile& pending,
+                                         const TellNotes& tell_notes) {
     const std::string source = job.input.string();
     Hdf5Tree tree(pending.path(), Hdf5Access::ReadWrite);
     const auto paths = choose_owners(tree, pattern, source);
     std::vector<AttributeChange> changes = edit_attributes(tree, paths, edit, source);
+    tell_notes(describe_lost_sight(tree, {job.input, job.output}));
     tree.close();
     check_written(pending.path(), {});
     Hdf5Tree written(pending.path(), Hdf5Access::ReadOnly);
@@ -207,14 +210,20 @@ std::vector<AttributeChange> change_file(const Console& console, const Job& job,
     read_input(job.input, [&] { read_owners(console, *input, {job.input, pattern}); });
     const WriteOptions options{.replace = job.replace, .sources = {job.input}};
     check_destination(job.output, options);
+    refuse_to_replace_kept_elsewhere(*input, {job.input, job.output});
     const auto pending = command.dry_run ? std::make_unique<PendingFile>()
                                          : std::make_unique<PendingFile>(job.output, options);
+    const TellNotes tell_notes = [&](const std::vector<std::string>& notes) {
+        for (const std::string& note : notes) {
+            console.warning(note);
+        }
+    };
     const UnchangedInput unchanged(job.input);
     ContentMark content;
     std::vector<AttributeChange> changes =
         make_output({job.input.string(), job.output.string()}, [&] {
             content = copy_content(job.input, pending->path());
-            return change_copy(job, pattern, edit, *pending);
+            return change_copy(job, pattern, edit, *pending, tell_notes);
         });
     unchanged.check();
     if (!command.dry_run) {
@@ -223,11 +232,7 @@ std::vector<AttributeChange> change_file(const Console& console, const Job& job,
                         .content = content,
                         .backup = command.plan.backup,
                         .replace_backup = command.plan.force},
-                       [&](const std::vector<std::string>& notes) {
-                           for (const std::string& note : notes) {
-                               console.warning(note);
-                           }
-                       });
+                       tell_notes);
     }
     return changes;
 }

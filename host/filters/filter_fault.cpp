@@ -38,12 +38,12 @@ std::optional<std::string> find_range_problem(const FilterDesign& design) {
     return std::nullopt;
 }
 
-std::string describe_range(const FilterDesign& design) {
+std::string describe_range(const FilterDesign& design, const FilterWords& words) {
     const double limit = design.sample_rate / 2.0 / dsp::two_pass_correction();
     return count_edges(design.parameters.bandform) == 1
-               ? fmt::format("{} above 0 and below {:.6g}", CUTOFF_KEY, limit)
-               : fmt::format("{0} - {1} / 2 above 0, and {0} + {1} / 2 below {2:.6g}", CUTOFF_KEY,
-                             BANDWIDTH_KEY, limit);
+               ? fmt::format("{} above 0 and below {:.6g}", words.cutoff, limit)
+               : fmt::format("{0} - {1} / 2 above 0, and {0} + {1} / 2 below {2:.6g}", words.cutoff,
+                             words.bandwidth, limit);
 }
 
 // ---------------------------------------------------------------------------
@@ -59,31 +59,62 @@ struct KnownGain {
     double gain = 0.0;      // of both passes
 };
 
-// A band pass, whose width is the inverse of that of its edges: docs/numerics.md derives it.
-std::vector<KnownGain> list_band_pass_gains(const FilterDesign& design) {
-    const auto warp = [&](double edge) { return std::tan(pi * edge / design.sample_rate); };
-    const auto unwarp = [&](double tangent) {
-        return design.sample_rate / pi * std::atan(tangent);
-    };
-    const double lower = warp(design.corrected_edges.front());
-    const double upper = warp(design.corrected_edges.back());
-    const double product = lower * upper;
-    const double width = 1.0 / (16.0 * (upper - lower));
+// On each flank, from the edge of one pass, which halves the power, into the pass band: a filter
+// that is short of digits bends there first, and may have the right gain at the edge itself. 3 dB
+// down is among them.
+constexpr double FLANK_GAINS[] = {0.5, std::numbers::sqrt2 / 2.0, 0.9, 0.99};
+
+// The tangents of both ends of a band of this width; docs/numerics.md derives them.
+std::vector<double> find_band(double product, double width) {
     const double first = 2.0 * product / (width + std::sqrt(width * width + 4.0 * product));
-    return {{unwarp(std::sqrt(product)), 1.0}, {unwarp(first), 0.5}, {unwarp(first + width), 0.5}};
+    return {first, first + width};
 }
 
-// What each form gives whatever its order: where it passes everything, and at the edges of one
-// pass, each of which halves the power.
-std::vector<KnownGain> list_known_gains(const FilterDesign& design) {
-    const Bandform bandform = design.parameters.bandform;
-    if (bandform == Bandform::ZeroLagBandPass) {
-        return list_band_pass_gains(design);
+// The tangents to which the form moves a frequency of the prototype, whose edge is at 1.
+std::vector<double> find_tangents(const FilterDesign& design, double prototype) {
+    const auto warp = [&](double edge) { return std::tan(pi * edge / design.sample_rate); };
+    const double lower = warp(design.corrected_edges.front());
+    const double upper = warp(design.corrected_edges.back());
+    switch (design.parameters.bandform) {
+    case Bandform::ZeroLagLowPass:
+        return {prototype * lower};
+    case Bandform::ZeroLagHighPass:
+        return {lower / prototype};
+    case Bandform::ZeroLagBandPass: // whose width is the inverse of that of its edges
+        return find_band(lower * upper, prototype / (16.0 * (upper - lower)));
+    default:
+        return find_band(lower * upper, (upper - lower) / prototype);
     }
-    const bool passes_high = bandform == Bandform::ZeroLagHighPass;
-    std::vector<KnownGain> gains = {{passes_high ? design.sample_rate / 2.0 : 0.0, 1.0}};
-    for (const double edge : design.corrected_edges) {
-        gains.push_back({edge, 0.5});
+}
+
+// Where the form passes everything, whatever its order.
+std::vector<double> list_passed(const FilterDesign& design) {
+    const double half_rate = design.sample_rate / 2.0;
+    switch (design.parameters.bandform) {
+    case Bandform::ZeroLagLowPass:
+        return {0.0};
+    case Bandform::ZeroLagHighPass:
+        return {half_rate};
+    case Bandform::ZeroLagBandPass: {
+        const auto band = find_tangents(design, 1.0);
+        return {design.sample_rate / pi * std::atan(std::sqrt(band[0] * band[1]))};
+    }
+    default:
+        return {0.0, half_rate};
+    }
+}
+
+// What each form gives whatever its coefficients: 1 / (1 + x^(2 N)) of the prototype's frequency x.
+std::vector<KnownGain> list_known_gains(const FilterDesign& design) {
+    std::vector<KnownGain> gains;
+    for (const double frequency : list_passed(design)) {
+        gains.push_back({frequency, 1.0});
+    }
+    for (const double gain : FLANK_GAINS) {
+        const double prototype = std::pow(1.0 / gain - 1.0, 0.5 / design.pass_order);
+        for (const double tangent : find_tangents(design, prototype)) {
+            gains.push_back({design.sample_rate / pi * std::atan(tangent), gain});
+        }
     }
     return gains;
 }
@@ -93,8 +124,8 @@ std::optional<std::string> describe_missed_gain(const FilterDesign& design, doub
     for (const auto& [frequency, known] : list_known_gains(design)) {
         const double gain = two_pass_gain(design, frequency);
         if (!(std::abs(gain - known) <= tolerance * known)) {
-            return fmt::format("at {:.6g} Hz, where the gain should be {}, it is {:.6g}", frequency,
-                               known, gain);
+            return fmt::format("at {:.6g} Hz, where the gain should be {:.6g}, it is {:.6g}",
+                               frequency, known, gain);
         }
     }
     return std::nullopt;
@@ -112,7 +143,7 @@ std::optional<std::string> find_state_problem(const FilterDesign& design) {
 }
 
 // The lowest orders are the ones with the most digits to spare.
-std::string describe_orders(const FilterDesign& design) {
+std::string describe_orders(const FilterDesign& design, const FilterWords& words) {
     constexpr std::int32_t HIGHEST = 100; // beyond what any edge allows
     ButterworthParameters parameters = design.parameters;
     std::int32_t usable = 0;
@@ -123,17 +154,19 @@ std::string describe_orders(const FilterDesign& design) {
         }
         usable = parameters.order;
     }
-    return usable == 0 ? describe_range(design) : fmt::format("{} from 2 to {}", ORDER_KEY, usable);
+    return usable == 0 ? describe_range(design, words)
+                       : fmt::format("{} from 2 to {}", words.order, usable);
 }
 
 } // namespace
 
-std::optional<FilterFault> find_fault(const FilterDesign& design) {
+std::optional<FilterFault> find_fault(const FilterDesign& design, const FilterWords& words) {
     if (const auto problem = find_range_problem(design)) {
-        return FilterFault{*problem + "; the unit takes it as it comes", describe_range(design)};
+        return FilterFault{fmt::format("{}{}", *problem, words.out_of_range),
+                           describe_range(design, words)};
     }
     if (const auto problem = find_state_problem(design)) {
-        return FilterFault{*problem, describe_orders(design)};
+        return FilterFault{*problem, describe_orders(design, words)};
     }
     return std::nullopt;
 }

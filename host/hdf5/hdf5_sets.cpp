@@ -223,6 +223,31 @@ bool is_known(const SetFilter& filter) {
     return std::ranges::find(KNOWN_FILTERS, filter.id) != std::end(KNOWN_FILTERS);
 }
 
+bool is_available(const SetFilter& filter) {
+    return H5Zfilter_avail(filter.id) > 0;
+}
+
+// The first that is not so, of those that a set goes through: "the filter 32000 (lzf)".
+std::string describe_first_without(hid_t set, bool (*has_quality)(const SetFilter&)) {
+    const std::vector<SetFilter> filters = list_filters(set_properties(set));
+    const auto found = std::ranges::find_if_not(filters, has_quality);
+    if (found == filters.end()) {
+        return "";
+    }
+    return found->name.empty() ? fmt::format("the filter {}", found->id)
+                               : fmt::format("the filter {} ({})", found->id, found->name);
+}
+
+void refuse_missing_filter(hid_t set, std::string_view path) {
+    if (const std::string filter = describe_first_without(set, is_available); !filter.empty()) {
+        throw StorageError(StorageError::Access::Reading,
+                           fmt::format("cannot read '{}': it went through {}, which the HDF5 "
+                                       "library here does not have (h5repack makes a copy without "
+                                       "where it is there)",
+                                       path, filter));
+    }
+}
+
 hid_t make_set_access(std::size_t slot_count, std::size_t byte_count) {
     Id access = make_properties(H5P_DATASET_ACCESS);
     checked(H5Pset_chunk_cache(access, slot_count, byte_count, H5D_CHUNK_CACHE_W0_DEFAULT), "set",
@@ -283,8 +308,13 @@ void read_slab(hid_t set, hid_t space, const Hyperslab& slab, std::span<Stored> 
     const bool turned = std::is_same_v<Stored, double> && is_turned_double(set);
     const hid_t type = turned ? H5T_IEEE_F64BE : memory_type<Stored>();
     select_slab(space, slab, path);
-    checked(H5Dread(set, type, block_space(slab), space, H5P_DEFAULT, samples.data()), "read",
-            path);
+    try {
+        checked(H5Dread(set, type, block_space(slab), space, H5P_DEFAULT, samples.data()), "read",
+                path);
+    } catch (const TreeError&) {
+        refuse_missing_filter(set, path); // the library does not say so
+        throw;
+    }
     if constexpr (std::is_same_v<Stored, double>) {
         if (turned) {
             turn_bytes(samples);
@@ -488,13 +518,7 @@ std::vector<std::byte> read_fill_value(hid_t set, hid_t type) {
 }
 
 std::string describe_unknown_filter(hid_t set) {
-    const std::vector<SetFilter> filters = list_filters(set_properties(set));
-    const auto found = std::ranges::find_if_not(filters, is_known);
-    if (found == filters.end()) {
-        return "";
-    }
-    return found->name.empty() ? fmt::format("the filter {}", found->id)
-                               : fmt::format("the filter {} ({})", found->id, found->name);
+    return describe_first_without(set, is_known);
 }
 
 bool rounds_floats(hid_t set) {

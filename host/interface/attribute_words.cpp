@@ -71,11 +71,18 @@ bool are_numbers(const Items& items, SampleType type) {
                             : read_numbers<double>(items).has_value();
 }
 
+// Which a float64 would round.
+bool is_beyond_int64(const std::string& item) {
+    const std::string_view digits = std::string_view(item).substr(item.starts_with('-') ? 1 : 0);
+    return !digits.empty() && digits.find_first_not_of("0123456789") == std::string_view::npos &&
+           !read_value(ParameterType::Integer, item);
+}
+
 NamedType guess_type(const Items& items) {
     if (are_numbers(items, SampleType::Int64)) {
         return {Kind::Number, SampleType::Int64};
     }
-    if (are_numbers(items, SampleType::Float64)) {
+    if (are_numbers(items, SampleType::Float64) && std::ranges::none_of(items, is_beyond_int64)) {
         return {Kind::Number, SampleType::Float64};
     }
     return {Kind::Text};
@@ -103,6 +110,9 @@ Items split_values(std::string_view text) {
 }
 
 std::string_view allowed_numbers(SampleType type) {
+    if (type == SampleType::UInt64) {
+        return "a whole number of up to 9223372036854775807"; // as attributes are held
+    }
     return allowed_values(is_integer(type) ? ParameterType::Integer : ParameterType::Number);
 }
 

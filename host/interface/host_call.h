@@ -118,9 +118,10 @@ class SlotScope {
 
 // Runs the work of a slot for the active call and gives its result. When the work
 // throws, the reason is noted in the call and the result is zero, for no slot may throw
-// into the plug-in. A thread without a call gets zero as well.
+// into the plug-in. A thread without a call gets zero as well. One that ends in the work unwinds
+// the plug-in, too.
 template <typename Work>
-auto answer(const char* slot, Work work) noexcept {
+auto answer(const char* slot, Work work) {
     using Result = std::invoke_result_t<Work, HostCall&>;
     const SlotScope scope(slot);
     HostCall* call = HostCall::active();

@@ -1,6 +1,7 @@
 #include "host/interface/unit_run.h"
 
 #include "host/interface/interface_tables.h"
+#include "host/system/thread_end.h"
 #include "host/system/work_state.h"
 #include "host/tree/memory_tree.h"
 
@@ -22,6 +23,8 @@ Result call_operation(const Unit& unit, std::string_view name,
     try {
         return operation(call.context(), get_interface);
     } catch (const std::bad_alloc&) {
+        throw;
+    } catch (const ThreadEnd&) {
         throw;
     } catch (const std::exception& error) {
         throw PluginError(

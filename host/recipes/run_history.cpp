@@ -140,7 +140,7 @@ constexpr int MAX_RECORD_DEPTH = 100;
 
 // The texts of one part, where there is such a part.
 std::optional<std::vector<std::string>> find_part(DataTree& tree, std::size_t number,
-                                                  std::string_view source = {}) {
+                                                  std::string_view source) {
     const std::string name = name_history_part(number);
     auto value = tree.read_attribute(tree.root(), name);
     if (!value) {
@@ -413,9 +413,10 @@ std::vector<HistoryRecord> read_history(DataTree& tree, std::string_view source)
     return records;
 }
 
-void append_history(DataTree& tree, std::span<const HistoryRecord> records) {
+void append_history(DataTree& tree, std::span<const HistoryRecord> records,
+                    std::string_view source) {
     for (std::size_t part = find_last_part(tree); !records.empty(); ++part) {
-        std::vector<std::string> texts = find_part(tree, part).value_or(std::vector<std::string>());
+        auto texts = find_part(tree, part, source).value_or(std::vector<std::string>());
         const std::size_t room = MAX_PART_RECORDS - std::min(MAX_PART_RECORDS, texts.size());
         const auto fitting = records.first(std::min(room, records.size()));
         if (!fitting.empty()) {

@@ -98,10 +98,11 @@ HistoryRecord make_record(const RunOrigin& origin, const Recipe& recipe, std::si
 // front, for another text.
 HistoryRecord parse_record(const std::string& text, std::string_view source);
 
-// Oldest first; empty for a file without a history. Throws a Failure of the input, `source` in
+// Oldest first; empty for a file without a history. Throw a Failure of the input, `source` in
 // front, when one of the attributes holds something else.
 std::vector<HistoryRecord> read_history(DataTree& tree, std::string_view source = {});
-void append_history(DataTree& tree, std::span<const HistoryRecord> records);
+void append_history(DataTree& tree, std::span<const HistoryRecord> records,
+                    std::string_view source = {});
 
 // The records of the last run.
 std::span<const HistoryRecord> last_run(std::span<const HistoryRecord> history);

@@ -5,6 +5,7 @@
 #include "host/runs/guarded_run.h"
 #include "host/runs/input_files.h"
 #include "host/runs/job_step.h"
+#include "host/runs/kept_elsewhere.h"
 #include "host/runs/narrowed_sets.h"
 #include "host/runs/output_files.h"
 #include "host/runs/publish_result.h"
@@ -141,6 +142,7 @@ class JobRun {
         // Open until all is read, so that nobody writes to it meanwhile.
         const auto input = open_input(job_.input);
         check_destination(job_.output, write_options());
+        refuse_to_replace_kept_elsewhere(*input, {job_.input, job_.output});
         const auto pending = make_working_copy();
         const UnchangedInput unchanged(job_.input);
         auto identity = identify_beside(job_.input);
@@ -184,11 +186,11 @@ class JobRun {
         }
         meter_.finish();
         cached.flush();
-        tell_of_lost_sight(tree);
+        tell_notes(describe_lost_sight(tree, {job_.input, job_.output}));
         tell_narrowed(tree.narrowed_sets());
         origin_.input = identity.get();
         refuse_change(job_.input, origin_.input->mark != content_);
-        append_history(tree, make_records(account_, origin_, work_.recipe));
+        append_history(tree, make_records(account_, origin_, work_.recipe), source_);
         auto written = noted.list_written();
         tree.close();
         return written;
@@ -222,26 +224,6 @@ class JobRun {
             samples.replaces_original = set.written && job_.output == job_.input;
         }
         return rounded;
-    }
-
-    // What the file names beside itself is not found from another folder, where a data set of such
-    // samples reads as zeros.
-    void tell_of_lost_sight(const Hdf5Tree& tree) const {
-        const fs::path from = job_.input.parent_path();
-        const fs::path to = job_.output.parent_path();
-        std::error_code ignored;
-        if (from == to ||
-            fs::equivalent(from.empty() ? "." : from, to.empty() ? "." : to, ignored)) {
-            return;
-        }
-        for (const auto& [path, file] : tree.list_kept_elsewhere()) {
-            if (file != "." && fs::exists(from / file, ignored) &&
-                !fs::equivalent(from / file, to / file, ignored)) {
-                tell_({MessageLevel::Warning,
-                       fmt::format("{}: '{}' leads to the file '{}', which is not found from there",
-                                   job_.output.string(), path, file)});
-            }
-        }
     }
 
     void tell_narrowed(std::span<const NarrowedSet> sets) const {

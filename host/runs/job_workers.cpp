@@ -34,18 +34,18 @@ std::vector<PlacesBefore> look_at_places(std::span<const Job> jobs) {
     return places;
 }
 
-// What stands in the place of a job's files.
-struct Places {
-    bool has_new_output;
-    bool has_new_backup;
+// What stands in the place of a job's files since it began.
+struct NewFiles {
+    bool has_new_output = false;
+    bool has_new_backup = false;
 };
 
-EarlyEnd explain(const Job& job, const Places& places, const WorkerEnd& end,
+EarlyEnd explain(const Job& job, const NewFiles& files, const WorkerEnd& end,
                  const WorkerLimits& limits) {
-    const bool written = places.has_new_output;
+    const bool written = files.has_new_output;
     const Failure failure = explain_end(end, limits);
     const std::string_view of_output = written ? OUTPUT_IS_WRITTEN : "the output is as it was";
-    const bool left_backup = places.has_new_backup && !written;
+    const bool left_backup = files.has_new_backup && !written;
     return {Failure(failure.code(),
                     fmt::format("{}{}; {}", name_file(job, end), failure.what(), of_output),
                     left_backup ? explain_left_backup(job.input) : failure.hints()),

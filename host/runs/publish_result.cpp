@@ -14,8 +14,6 @@
 namespace talvora::host {
 namespace {
 
-using TellNotes = std::function<void(const std::vector<std::string>&)>;
-
 // What it leads to is no older backup.
 void refuse_link(const std::filesystem::path& backup) {
     std::error_code ignored;

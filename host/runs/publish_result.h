@@ -24,10 +24,12 @@ struct ResultSource {
 // not yet.
 std::vector<std::string> explain_left_backup(const std::filesystem::path& input);
 
-// Publishes the result; `tell_notes` gets what people should know, a sentence each. The backup is
+// Gets what people should know, a sentence each.
+using TellNotes = std::function<void(const std::vector<std::string>&)>;
+
+// Publishes the result. The backup is
 // in its place before what it keeps is replaced, and stays only when it is. Throws a Failure;
 // nothing has changed then.
-void publish_result(PendingFile& result, const ResultSource& source,
-                    const std::function<void(const std::vector<std::string>&)>& tell_notes);
+void publish_result(PendingFile& result, const ResultSource& source, const TellNotes& tell_notes);
 
 } // namespace talvora::host

@@ -1,6 +1,7 @@
 #include "host/system/shared_library.h"
 
 #include <stdexcept>
+#include <string>
 
 #if defined(_WIN32)
 #include <system_error>
@@ -30,10 +31,21 @@ void SharedLibrary::Unload::operator()(void* library) const {
 
 #else
 
+namespace {
+
+// What the system says, but for the file where it begins with that: callers name it themselves.
+std::string take_problem(const std::filesystem::path& file) {
+    const std::string problem = dlerror();
+    const std::string start = std::filesystem::absolute(file).string() + ": ";
+    return problem.starts_with(start) ? problem.substr(start.size()) : problem;
+}
+
+} // namespace
+
 SharedLibrary::SharedLibrary(const std::filesystem::path& file)
     : library_(dlopen(std::filesystem::absolute(file).c_str(), RTLD_NOW | RTLD_LOCAL)) {
     if (library_ == nullptr) {
-        throw std::runtime_error(dlerror());
+        throw std::runtime_error(take_problem(file));
     }
 }
 

@@ -13,6 +13,13 @@
  * compiled with: members that a later version adds count as zero for who does not know them, and
  * are refused by an earlier library unless they are zero. A zero is the default of every member.
  *
+ * A function that makes an object sets the caller's pointer to NULL when it fails; what it pointed
+ * to before is not destroyed.
+ *
+ * Functions of the caller's that are called have to return. A thread that ends in one of them
+ * (pthread_exit) unwinds the call, and trees are as they were, unless a plug-in library on the way
+ * cannot be unwound. What leaves them by longjmp or as an exception has no defined result.
+ *
  * Threads. Different objects may be used by different threads at once, one object by one thread at
  * a time. The functions on arrays may be called from any number of threads.
  *
@@ -64,7 +71,7 @@ enum { TALVORA_FLOAT32 = 1, TALVORA_FLOAT64 = 2 };
 
 /* An n-dimensional array of the caller's, as NumPy has it. An input is only read; in its memory
  * samples may share a place, as with a stride of 0, in that of an output none may. Where an extent
- * is 0 there is no sample, and nothing is done. */
+ * is 0 there is no sample, and nothing is done, but that TALVORA_REFUSE_SHORT holds. */
 typedef struct talvora_array {
     size_t struct_size;
     void* samples; /* the first one; each stands at a multiple of its size */
@@ -90,7 +97,7 @@ typedef int32_t talvora_short_lines;
 enum {
     TALVORA_LEAVE_SHORT = 0, /* a line or run that is too short is given out as it is */
     TALVORA_REFUSE_SHORT = 1 /* TALVORA_INVALID_ARGUMENT, before any sample is written; only of
-                                whole lines */
+                                whole lines, those without a sample too */
 };
 
 /* Samples added at each end of a run, its own turned about its end point. A run is long enough
@@ -115,8 +122,9 @@ typedef struct talvora_filter_options {
 
 /* Filters every line of `in` forward and backward into `out`, which has the same extents and type
  * and is either the same array (in place) or shares no byte with it: it lies beside it, or samples
- * of the one between those of the other at regular distances, as two columns of a table do. The
- * filter is given by its numerator `b` and denominator `a`, from the highest power of z to the
+ * of the one between those of the other, as two parts of a table do. Where strides that are not
+ * nested do not let that be told soon, it is refused, with a sentence that says so. The filter is
+ * given by its numerator `b` and denominator `a`, from the highest power of z to the
  * constant term; `taps` is the greater of both counts. `options` NULL is all defaults.
  *
  * The results for float samples are those of the Butterworth unit, bit for bit, whatever the
@@ -166,7 +174,9 @@ TALVORA_EXPORT talvora_status talvora_design_butterworth(const talvora_butterwor
 
 /* talvora_filtfilt with the coefficients of the design. Refused, here and by
  * talvora_design_butterworth: edges that are not above 0 and below half the rate, moved for two
- * passes, and an order for which doubles do not hold the coefficients.
+ * passes, and an order for which doubles do not hold the coefficients: with them the gain of both
+ * passes, in the pass band or at its edges, is more than 1 % from that of the form, as the sentence
+ * tells.
  */
 TALVORA_EXPORT talvora_status talvora_butterworth(const talvora_butterworth_design* design,
                                                   const talvora_array* in, const talvora_array* out,
@@ -323,7 +333,9 @@ TALVORA_EXPORT talvora_status talvora_tree_read(const char* file, talvora_tree**
                                                 size_t error_size);
 
 /* Writes the tree to a new HDF5 file, which appears whole or not at all. A file of that name is
- * refused, or with `replace` replaced. */
+ * refused, or with `replace` replaced; its owner, group, mode, access list and extended attributes
+ * pass to the new one as far as this process may give them, never with more rights for anybody.
+ * Nothing is told of what it may not give. */
 TALVORA_EXPORT talvora_status talvora_tree_write(talvora_tree* tree, const char* file,
                                                  int32_t replace, char* error, size_t error_size);
 

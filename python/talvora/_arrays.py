@@ -7,6 +7,7 @@ import sys
 from typing import Any, Callable, NamedTuple
 
 import numpy as np
+from numpy.typing import NDArray
 
 from ._library import ffi, lib
 
@@ -19,14 +20,14 @@ _EXTENTS = ffi.typeof("int64_t[]")
 class Samples(NamedTuple):
     """What was given, as an array that the library takes, and the way back."""
 
-    array: np.ndarray
+    array: NDArray[Any]
     default_axis: int
-    wrap: Callable[[np.ndarray], Any] | None  # None: the array itself is the result
+    wrap: Callable[[NDArray[Any]], Any] | None  # None: the array itself is the result
 
 
 def take_samples(x: Any) -> Samples:
     """Float32 stays, other real types become float64; nothing is copied that can be taken."""
-    pandas = sys.modules.get("pandas")
+    pandas: Any = sys.modules.get("pandas")
     if pandas is not None:
         if isinstance(x, pandas.Series):
             array = to_floats(take_columns(pandas, x, [x.dtype]))
@@ -34,12 +35,19 @@ def take_samples(x: Any) -> Samples:
         if isinstance(x, pandas.DataFrame):
             array = to_floats(take_columns(pandas, x, list(x.dtypes)))
             return Samples(array, 0, lambda y: pandas.DataFrame(y, x.index, x.columns, copy=False))
+    if holds_masks(x):
+        x = np.ma.array(x)
     if isinstance(x, np.ma.MaskedArray):
         return Samples(to_floats(x).filled(np.nan), -1, None)
     return Samples(to_floats(np.asarray(x)), -1, None)
 
 
-def to_floats(array: np.ndarray) -> np.ndarray:
+def holds_masks(x: Any) -> bool:
+    """Lists of masked arrays, whose masks an array of them would not have."""
+    return isinstance(x, (list, tuple)) and any(isinstance(row, np.ma.MaskedArray) for row in x)
+
+
+def to_floats(array: NDArray[Any]) -> NDArray[Any]:
     if array.dtype in _TYPES and array.flags.aligned:
         return array
     if array.dtype.kind not in "fiub":
@@ -48,15 +56,25 @@ def to_floats(array: np.ndarray) -> np.ndarray:
     return array.astype(np.float32 if is_single else np.float64)
 
 
-def take_columns(pandas: Any, frame: Any, types: list[Any]) -> np.ndarray:
+def take_columns(pandas: Any, frame: Any, types: list[Any]) -> NDArray[Any]:
     """The values of a Series or DataFrame whose columns have these types; missing ones are NaN."""
     kinds = pandas.api.types
     for dtype in types:
         if not kinds.is_numeric_dtype(dtype) or kinds.is_complex_dtype(dtype):
             raise TypeError(f"samples are of the type {dtype}; real numbers are wanted")
-    if types and all(isinstance(dtype, np.dtype) for dtype in types):
-        return frame.to_numpy(dtype=np.result_type(*types))
-    return frame.to_numpy(dtype=np.float64, na_value=np.nan)
+    if not types:
+        return frame.to_numpy(dtype=np.float64)
+    common = np.result_type(*map(find_numpy_type, types))
+    if all(isinstance(dtype, np.dtype) for dtype in types):
+        return frame.to_numpy(dtype=common)
+    return frame.to_numpy(dtype=common if common in _TYPES else np.float64, na_value=np.nan)
+
+
+def find_numpy_type(dtype: Any) -> np.dtype[Any]:
+    """That of the values of a column, such as float32 of pandas' own Float32."""
+    if isinstance(dtype, np.dtype):
+        return dtype
+    return getattr(dtype, "numpy_dtype", np.dtype(np.float64))
 
 
 def choose_axis(axis: int | None, samples: Samples) -> int:
@@ -71,7 +89,7 @@ def choose_axis(axis: int | None, samples: Samples) -> int:
     return chosen % rank
 
 
-def make_output(array: np.ndarray, axis: int) -> np.ndarray:
+def make_output(array: NDArray[Any], axis: int) -> NDArray[Any]:
     """Like an array, with the samples of a line along the axis next to each other in memory."""
     if axis == array.ndim - 1:
         return np.empty(array.shape, array.dtype)
@@ -79,10 +97,13 @@ def make_output(array: np.ndarray, axis: int) -> np.ndarray:
     return np.moveaxis(np.empty(shape, array.dtype), -1, axis)
 
 
-def check_output(out: Any, array: np.ndarray) -> np.ndarray:
+def check_output(out: Any, array: NDArray[Any]) -> NDArray[Any]:
     """An array of the caller's for the result."""
     if not isinstance(out, np.ndarray):
         raise TypeError(f"out is {type(out).__name__}; a NumPy array is wanted")
+    if isinstance(out, np.ma.MaskedArray):
+        raise TypeError("out is a masked array, whose mask would hide what is written; a plain array "
+                        "is wanted")
     if out.dtype != array.dtype:
         raise TypeError(f"out is of the type {out.dtype}; {array.dtype} is wanted")
     if out.shape != array.shape:
@@ -92,7 +113,7 @@ def check_output(out: Any, array: np.ndarray) -> np.ndarray:
     return out
 
 
-def describe_array(array: np.ndarray) -> tuple[Any, Any]:
+def describe_array(array: NDArray[Any]) -> tuple[Any, Any]:
     """The structure of the library, and what has to live as long."""
     extents = ffi.new(_EXTENTS, array.shape)
     strides = ffi.new(_EXTENTS, array.strides)
@@ -104,13 +125,22 @@ def describe_array(array: np.ndarray) -> tuple[Any, Any]:
 
 def take_coefficients(values: Any, name: str) -> tuple[Any, int]:
     """An array of doubles for the library, and how many."""
-    array = np.asarray(values)
+    array = take_array(values, name)
     if array.dtype.kind not in "fiub":
         raise TypeError(f"{name} is of the type {array.dtype}; real numbers are wanted")
     if array.ndim > 1:
         raise ValueError(f"{name} has {array.ndim} dimensions; one is wanted")
     listed = array.astype(np.float64).ravel().tolist()
     return ffi.new("double[]", listed), len(listed)
+
+
+def take_array(values: Any, name: str) -> NDArray[Any]:
+    if np.ma.is_masked(values):
+        raise ValueError(f"{name} has masked values; all are needed")
+    try:
+        return np.asarray(values)
+    except ValueError as error:
+        raise ValueError(f"{name} is no array: {error}") from None
 
 
 def take_whole(value: Any, name: str) -> int:
@@ -130,3 +160,5 @@ def take_number(value: Any, name: str) -> float:
         return float(value)
     except (TypeError, ValueError):
         raise TypeError(f"{name} is {value!r}; a number is wanted") from None
+    except OverflowError:
+        raise ValueError(f"{name} is beyond the largest double, {np.finfo(float).max:.6g}") from None

@@ -25,6 +25,7 @@ _FORMS.update({name.replace("-", ""): form for name, form in _FORMS.items()})
 
 # Fewer samples take less time than one notices: Ctrl-C may wait for them.
 _SHORT_CALL = 1 << 16
+_MOST_WORKERS = 1024  # of the library
 # No filter of a higher one has coefficients that double precision can hold.
 _HIGHEST_ORDER = 1000
 
@@ -63,7 +64,7 @@ def filtfilt(b: ArrayLike, a: ArrayLike, x: Any, axis: int | None = None, nan: s
         Whether lines that are too short as a whole are an error, or stay as they are.
     out : ndarray, optional
         Where the result goes, of the shape and type of the result: `x` itself, or an array that
-        shares no memory with it.
+        shares no memory with it. A masked array is refused: its mask would hide samples.
 
     Returns
     -------
@@ -110,7 +111,7 @@ def filtfilt(b: ArrayLike, a: ArrayLike, x: Any, axis: int | None = None, nan: s
 
 
 def butterworth(x: Any, *, rate: float, order: int = 4, cutoff: float | None = None,
-                bandwidth: float | None = None, edges: float | tuple[float, float] | None = None,
+                bandwidth: float | None = None, edges: ArrayLike | None = None,
                 form: str | None = None, axis: int | None = None, nan: str = "omit",
                 workers: int = 1, short: str = "refuse",
                 out: NDArray[Any] | None = None) -> Any:
@@ -134,7 +135,8 @@ def butterworth(x: Any, *, rate: float, order: int = 4, cutoff: float | None = N
         Hz, of the band forms. Of a band pass a larger one passes less, see the unit's page.
     edges : float or pair of floats
         Hz: both passes together are 3 dB down exactly there, whatever form and order. Two for the
-        band forms.
+        band forms. They are found by a search, about a millisecond in every call: for many short
+        arrays, `filtfilt` takes the filter that `design_butterworth` gives once.
     form : {"low-pass", "high-pass", "band-pass", "band-stop"}, optional
         SciPy's words without a hyphen are taken, too. By default a band pass where there are two
         edges or a bandwidth, else a low pass.
@@ -156,7 +158,7 @@ def butterworth(x: Any, *, rate: float, order: int = 4, cutoff: float | None = N
 
     See Also
     --------
-    design_butterworth : the coefficients of one pass.
+    design_butterworth : the coefficients of one pass, to be designed once for many calls.
 
     Examples
     --------
@@ -179,7 +181,7 @@ def butterworth(x: Any, *, rate: float, order: int = 4, cutoff: float | None = N
 
 def design_butterworth(*, rate: float, order: int = 4, cutoff: float | None = None,
                        bandwidth: float | None = None,
-                       edges: float | tuple[float, float] | None = None, form: str | None = None
+                       edges: ArrayLike | None = None, form: str | None = None
                        ) -> tuple[NDArray[np.float64], NDArray[np.float64]]:
     """Give the coefficients of one pass of `butterworth`.
 
@@ -198,6 +200,10 @@ def design_butterworth(*, rate: float, order: int = 4, cutoff: float | None = No
     ------
     ValueError, TypeError
         As in `butterworth`.
+
+    Notes
+    -----
+    ``filtfilt(b, a, x, padlen=3 * (len(a) - 1))`` gives the bits of `butterworth`.
 
     Examples
     --------
@@ -279,6 +285,20 @@ def choose(table: dict[str, int], word: Any, name: str) -> int:
     raise ValueError(f"{name} is {word!r}; one of {', '.join(map(repr, table))} is wanted")
 
 
+def choose_form(form: Any, edge_count: int | None, bandwidth: Any) -> int:
+    """Of as many edges as it has; None: of a cutoff, with a bandwidth where it has two."""
+    chosen = choose(_FORMS, form, "form")
+    wanted = 2 if chosen in (lib.TALVORA_BAND_PASS, lib.TALVORA_BAND_STOP) else 1
+    ours = f"a filter of the form {form!r}"
+    if edge_count is not None and edge_count != wanted:
+        raise ValueError(f"the number of edges is {edge_count}; {ours} has {wanted}")
+    if edge_count is None and wanted == 2 and bandwidth is None:
+        raise ValueError(f"{ours} needs a bandwidth beside cutoff")
+    if wanted == 1 and bandwidth is not None:
+        raise ValueError(f"bandwidth is {bandwidth!r}; {ours} has none")
+    return chosen
+
+
 def choose_pad(padlen: int | None) -> int:
     if padlen is None:
         return lib.TALVORA_PAD_SCIPY
@@ -290,23 +310,24 @@ def choose_pad(padlen: int | None) -> int:
 
 def check_workers(workers: int) -> int:
     count = take_whole(workers, "workers")
-    if count < 1 and count != -1:
-        raise ValueError(f"workers is {count}; 1 or more is wanted, or -1 for one for each "
-                         "processor")
+    if not 1 <= count <= _MOST_WORKERS and count != -1:
+        raise ValueError(f"workers is {count}; 1 to {_MOST_WORKERS} are wanted, or -1 for one for "
+                         "each processor")
     return count
 
 
 def make_design(rate: Any, order: Any, cutoff: Any, bandwidth: Any, edges: Any, form: Any) -> Any:
     """The structure of the library."""
     if (cutoff is None) == (edges is None):
-        raise ValueError("either cutoff or edges is wanted")
+        given = "neither cutoff nor edges is" if cutoff is None else "cutoff and edges are"
+        raise ValueError(f"{given} given; one of them is wanted")
     if edges is not None and bandwidth is not None:
         raise ValueError("bandwidth belongs to cutoff; edges say the width themselves")
-    edge_values, edge_count = (None, 0) if edges is None else take_coefficients(edges, "edges")
+    edge_values, edge_count = (None, None) if edges is None else take_coefficients(edges, "edges")
     if form is None:
         form = "band-pass" if bandwidth is not None or edge_count == 2 else "low-pass"
     design = ffi.new(_DESIGN, {
-        "struct_size": _DESIGN_SIZE, "form": choose(_FORMS, form, "form"),
+        "struct_size": _DESIGN_SIZE, "form": choose_form(form, edge_count, bandwidth),
         "order": take_whole(order, "order"), "rate": take_number(rate, "rate"),
         "cutoff": 0.0 if cutoff is None else take_number(cutoff, "cutoff"),
         "bandwidth": 0.0 if bandwidth is None else take_number(bandwidth, "bandwidth")})

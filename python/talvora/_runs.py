@@ -89,10 +89,10 @@ def run(unit: str, signals: Mapping[str, Any], /, *, accept: Iterable[str] = (),
                         for word in make_words(key, value)], "a parameter")
     messages: list[tuple[int, str]] = []
     handle = ffi.new_handle(messages)
-    guards = keep_texts([accept] if isinstance(accept, str) else accept, "the name of a guard")
+    guards = keep_texts(list_guards(accept), "the name of a guard")
     options = ffi.new("talvora_run_options *", {
         "struct_size": ffi.sizeof("talvora_run_options"), "accepted_guards": guards.array,
-        "accepted_guard_count": guards.count, "tell": _take_message,
+        "accepted_guard_count": guards.count, "tell": _take_message(),
         "should_stop": choose_stop(), "context": handle})
     try:
         call(lib.talvora_run, opened, index, tree.pointer, words.array, words.count, options)
@@ -134,10 +134,11 @@ def read(path: str | os.PathLike[str]) -> Signals:
     name = encode_path(path)
     if not os.path.exists(name):
         raise FileNotFoundError(errno.ENOENT, os.strerror(errno.ENOENT), os.fspath(path))
+    refuse_folder(path)
     messages: list[tuple[int, str]] = []
     handle = ffi.new_handle(messages)
     pointer = ffi.new("talvora_tree **")
-    call(lib.talvora_tree_read, name, pointer, _take_message, handle)
+    call(lib.talvora_tree_read, name, pointer, _take_message(), handle)
     signals = Tree(pointer[0]).get_all(only_written=False)
     signals.messages = [text for _, text in messages]
     return signals
@@ -158,14 +159,34 @@ def write(path: str | os.PathLike[str], signals: Mapping[str, Any], *, replace: 
 
     Raises
     ------
+    FileExistsError
+        There is such a file, and `replace` is not true.
     OSError
-        There is such a file, or it cannot be written.
+        It cannot be written: `FileNotFoundError` where there is no folder for it.
     ValueError, TypeError
         As in `run`.
     """
+    if not isinstance(replace, (bool, np.bool_)):
+        raise TypeError(f"replace is {replace!r}; True or False is wanted")
+    name = encode_path(path)
+    refuse_folder(path)
+    folder = os.path.dirname(os.fspath(path)) or os.curdir
+    if not os.path.isdir(folder):
+        raise FileNotFoundError(errno.ENOENT, "There is no folder for the file", os.fspath(path))
     tree = Tree()
     tree.add_all(signals)
-    call(lib.talvora_tree_write, tree.pointer, encode_path(path), bool(replace))
+    try:
+        call(lib.talvora_tree_write, tree.pointer, name, bool(replace))
+    except OSError:
+        if not replace and os.path.isfile(name):
+            raise FileExistsError(errno.EEXIST, "File exists; replace=True replaces it",
+                                  os.fspath(path)) from None
+        raise
+
+
+def refuse_folder(path: str | os.PathLike[str]) -> None:
+    if os.path.isdir(path):
+        raise IsADirectoryError(errno.EISDIR, os.strerror(errno.EISDIR), os.fspath(path))
 
 
 class Texts:
@@ -181,9 +202,19 @@ def keep_texts(texts: Iterable[str], what: str) -> Texts:
     return Texts([encode(text, what) for text in texts])
 
 
+def list_guards(accept: Any) -> list[str]:
+    if isinstance(accept, str):
+        return [accept]
+    if isinstance(accept, (bytes, Mapping)) or not isinstance(accept, Iterable):
+        raise TypeError(f"accept is {accept!r}; names of guards are wanted")
+    return list(accept)
+
+
 def make_words(key: str, value: Any) -> list[str]:
     """As in a terminal; a list repeats its key."""
-    if isinstance(value, (list, tuple, np.ndarray)):
+    if isinstance(value, np.ndarray):
+        value = value.tolist()
+    if isinstance(value, (list, tuple)):
         return [word for item in value for word in make_words(key, item)]
     return [f"{key}={format_value(key, value)}"]
 
@@ -202,7 +233,7 @@ def format_value(key: str, value: Any) -> str:
 
 def find_guard(sentence: str) -> str:
     """The guard that a sentence of the library names first."""
-    names = []
+    names: list[str] = []
     while (name := lib.talvora_guard_name(len(names))) != ffi.NULL:
         names.append(decode(name))
     found = re.search(rf"\b({'|'.join(map(re.escape, names))}): ", sentence)

@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 import sys
-from typing import Any, Mapping
+from typing import Any, Dict, Mapping
 
 import numpy as np
 from numpy.typing import NDArray
@@ -22,9 +22,9 @@ class Signal:
         One line as ``(n,)``, several components as ``(k, n)``, or ``(k, 1, n)`` as units have
         them: the samples run along the last dimension. Of a pandas DataFrame each column is a
         component, and its name a label. What is not float32 is narrowed to that where a unit or a
-        file takes it.
+        file takes it. Of another signal rate and attributes stay, unless others are given.
     rate : float, optional
-        Samples a second (Hz). Some units need none.
+        Samples a second (Hz), above 0. Some units need none.
     attributes : mapping of str, optional
         What else is known, such as ``{"Unit": "g", "Labels": ["X", "Y", "Z"], "StartTime": 0.5}``:
         whole numbers, numbers and texts, or arrays of them.
@@ -42,7 +42,7 @@ class Signal:
     TypeError
         Samples that are no real numbers, a rate that is no number.
     ValueError
-        A single number in place of samples.
+        A single number in place of samples, a rate that is not above 0 or that no float32 holds.
 
     Examples
     --------
@@ -57,9 +57,16 @@ class Signal:
 
     def __init__(self, x: Any, rate: float | None = None,
                  attributes: Mapping[str, Any] | None = None) -> None:
+        if not isinstance(attributes, (Mapping, type(None))):
+            raise TypeError(f"attributes are {type(attributes).__name__}; a mapping of names to "
+                            "values is wanted")
+        if isinstance(x, Signal):
+            rate = x.rate if rate is None else rate
+            attributes = {**x.attributes, **(attributes or {})}
+            x = x.samples
         taken = take_samples(x)
         self.samples = as_components(taken.array.T if taken.default_axis == 0 else taken.array)
-        self.rate = None if rate is None else take_number(rate, "rate")
+        self.rate = None if rate is None else take_rate(rate, "rate")
         self.attributes = {**name_columns(x), **(attributes or {})}
 
     def __array__(self, dtype: Any = None, copy: bool | None = None) -> NDArray[Any]:
@@ -72,7 +79,7 @@ class Signal:
         return f"Signal {self.samples.shape}{rate}{unit}"
 
 
-class Signals(dict):
+class Signals(Dict[str, Signal]):
     """Signals by path, with what does not belong to one of them.
 
     Attributes
@@ -91,11 +98,17 @@ class Signals(dict):
         self.groups = {}
         self.messages = []
 
+    def copy(self) -> Signals:
+        copied = Signals(self)
+        copied.groups = dict(self.groups)
+        copied.messages = list(self.messages)
+        return copied
+
     def __repr__(self) -> str:
         return "\n".join(f"{path}: {signal!r}" for path, signal in self.items()) or "no signals"
 
 
-def as_components(array: np.ndarray) -> np.ndarray:
+def as_components(array: NDArray[Any]) -> NDArray[Any]:
     if array.ndim == 0:
         raise ValueError("one number is no signal; an array is wanted")
     if array.ndim == 1:
@@ -103,8 +116,18 @@ def as_components(array: np.ndarray) -> np.ndarray:
     return array[:, np.newaxis, :] if array.ndim == 2 else array
 
 
+def take_rate(value: Any, name: str) -> float:
+    """Files hold it as float32."""
+    rate = take_number(value, name)
+    with np.errstate(over="ignore", under="ignore"):
+        if not 0 < np.float32(rate) < np.inf:
+            raise ValueError(f"{name} is {rate:.6g} Hz; a number above 0 that a float32 can hold is "
+                             "wanted")
+    return rate
+
+
 def name_columns(x: Any) -> dict[str, Any]:
-    pandas = sys.modules.get("pandas")
+    pandas: Any = sys.modules.get("pandas")
     if pandas is not None and isinstance(x, pandas.DataFrame):
         return {"Labels": [str(column) for column in x.columns]}
     return {}

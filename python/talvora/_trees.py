@@ -5,10 +5,11 @@ from __future__ import annotations
 from typing import Any, Mapping
 
 import numpy as np
+from numpy.typing import NDArray
 
-from ._arrays import describe_array, to_floats
+from ._arrays import describe_array, take_array, take_samples
 from ._library import call, callback, decode, encode, ffi, lib
-from ._signals import RATE_NAME, Signal, Signals
+from ._signals import RATE_NAME, Signal, Signals, take_rate
 
 _ATTRIBUTE_SIZE = ffi.sizeof("talvora_attribute")
 
@@ -34,7 +35,7 @@ class Tree:
             call(lib.talvora_tree_create, created)
             pointer = created[0]
         self.pointer = ffi.gc(pointer, lib.talvora_tree_destroy)
-        self._borrowed: list[np.ndarray] = []
+        self._borrowed: list[NDArray[Any]] = []
 
     # ---- in
 
@@ -50,19 +51,22 @@ class Tree:
             self.add(path, signal if isinstance(signal, Signal) else Signal(signal))
 
     def add(self, path: str, signal: Signal) -> None:
-        samples = to_floats(np.asarray(signal.samples))
+        samples = take_samples(signal.samples).array
         self._borrowed.append(samples)
         described, kept = describe_array(samples)
         call(lib.talvora_tree_add_set, self.pointer, encode(path, "the path of a signal"), described)
         self.set_attributes(path, signal.attributes)
         if signal.rate is not None:
-            self.set_attributes(path, {RATE_NAME: np.float32(signal.rate)})
+            rate = take_rate(signal.rate, f"the rate of {path!r}")
+            self.set_attributes(path, {RATE_NAME: np.float32(rate)})
 
     def set_attributes(self, path: str, attributes: Mapping[str, Any]) -> None:
+        owner = repr(path) if path else "the root"
         for name, value in attributes.items():
-            attribute, kept = describe_attribute(name, value)
-            call(lib.talvora_tree_set_attribute, self.pointer, encode(path, "a path"),
-                 encode(name, "the name of an attribute"), attribute)
+            encoded = encode(name, "the name of an attribute")
+            attribute, kept = describe_attribute(value, f"the attribute {name!r} of {owner}")
+            call(lib.talvora_tree_set_attribute, self.pointer, encode(path, "a path"), encoded,
+                 attribute)
 
     # ---- out
 
@@ -85,7 +89,7 @@ class Tree:
     def list_objects(self) -> list[tuple[str, int]]:
         objects: list[tuple[str, int]] = []
         handle = ffi.new_handle(objects)
-        call(lib.talvora_tree_visit, self.pointer, _take_object, handle)
+        call(lib.talvora_tree_visit, self.pointer, _take_object(), handle)
         return objects
 
     def was_written(self, path: str) -> bool:
@@ -102,9 +106,9 @@ class Tree:
         signal.rate = None
         return signal
 
-    def _view(self, array: Any) -> np.ndarray:
+    def _view(self, array: Any) -> NDArray[Any]:
         """The samples where they lie; they keep the tree."""
-        shape = tuple(ffi.unpack(array.extents, array.rank))
+        shape = unpack(array.extents, array.rank)
         size = 4 * int(np.prod(shape, dtype=object))
         if size == 0:
             return np.empty(shape, np.float32)
@@ -114,7 +118,7 @@ class Tree:
     def get_attributes(self, path: str) -> dict[str, Any]:
         names: list[str] = []
         handle = ffi.new_handle(names)
-        call(lib.talvora_tree_visit_attributes, self.pointer, encode(path, "a path"), _take_name,
+        call(lib.talvora_tree_visit_attributes, self.pointer, encode(path, "a path"), _take_name(),
              handle)
         return {name: self.get_attribute(path, name) for name in names}
 
@@ -128,39 +132,51 @@ class Tree:
 def find_rate(groups: Mapping[str, Mapping[str, Any]], path: str, signal: Signal) -> float | None:
     """The rate of a set, or of the nearest group that it is in; units write NaN where there is
     none, as of a mean."""
-    holders = [signal.attributes]
+    holders: list[Mapping[str, Any]] = [signal.attributes]
     while path:
         path = path.rpartition("/")[0]
         holders.append(groups.get(path, {}))
     for holder in holders:
         rate = np.asarray(holder.get(RATE_NAME, "none"))
         if rate.size == 1 and rate.dtype.kind in "if":
-            return float(rate.item()) if np.isfinite(rate.item()) else None
+            return float(rate.item()) if 0 < rate.item() < np.inf else None
     return None
 
 
 # ---- Attributes
 
 
-def describe_attribute(name: str, value: Any) -> tuple[Any, Any]:
+def describe_attribute(value: Any, what: str) -> tuple[Any, Any]:
     """The structure of the library, and what has to live as long."""
     if isinstance(value, np.float32):
         numbers = ffi.new("double[]", [float(value)])
         return fill_attribute(lib.TALVORA_FLOAT_NUMBERS, (), numbers=numbers)
-    array = np.asarray(value)
-    shape = array.shape
-    if array.dtype.kind in "iub":
-        integers = ffi.new("int64_t[]", [int(item) for item in array.ravel()])
-        return fill_attribute(lib.TALVORA_INTEGERS, shape, integers=integers)
-    if array.dtype.kind == "f":
-        numbers = ffi.new("double[]", array.astype(np.float64).ravel().tolist())
-        return fill_attribute(lib.TALVORA_NUMBERS, shape, numbers=numbers)
-    if array.dtype.kind in "UO" and all(isinstance(item, str) for item in array.flat):
-        texts = [ffi.new("char[]", encode(item, f"the attribute {name}")) for item in array.flat]
-        attribute, kept = fill_attribute(lib.TALVORA_TEXTS, shape,
+    array = take_array(value, what)
+    if array.dtype.kind in "UO":
+        array = np.asarray(value, object)  # as they were given: NumPy makes texts of numbers beside
+    if holds_only(array, str):
+        texts = [ffi.new("char[]", encode(item, what)) for item in array.flat]
+        attribute, kept = fill_attribute(lib.TALVORA_TEXTS, array.shape,
                                          texts=ffi.new("char *[]", texts))
         return attribute, (kept, texts)
-    raise TypeError(f"the attribute {name} is {value!r}; whole numbers, numbers or texts are wanted")
+    if array.dtype.kind in "iub" or holds_only(array, int):
+        integers = ffi.new("int64_t[]", [take_integer(item, what) for item in array.flat])
+        return fill_attribute(lib.TALVORA_INTEGERS, array.shape, integers=integers)
+    if array.dtype.kind == "f":
+        numbers = ffi.new("double[]", array.astype(np.float64).ravel().tolist())
+        return fill_attribute(lib.TALVORA_NUMBERS, array.shape, numbers=numbers)
+    raise TypeError(f"{what} is {value!r}; whole numbers, numbers or texts are wanted")
+
+
+def holds_only(array: NDArray[Any], kind: type) -> bool:
+    """Whether an array of objects does."""
+    return array.dtype.kind == "O" and all(isinstance(item, kind) for item in array.flat)
+
+
+def take_integer(item: Any, what: str) -> int:
+    if not -2**63 <= int(item) < 2**63:
+        raise ValueError(f"{what} is {int(item)}; a whole number of 64 bits is wanted")
+    return int(item)
 
 
 def fill_attribute(kind: int, shape: tuple[int, ...], **values: Any) -> tuple[Any, Any]:
@@ -172,16 +188,22 @@ def fill_attribute(kind: int, shape: tuple[int, ...], **values: Any) -> tuple[An
 
 
 def read_attribute(attribute: Any) -> Any:
-    shape = tuple(ffi.unpack(attribute.extents, attribute.rank)) if attribute.rank > 0 else ()
+    shape = unpack(attribute.extents, attribute.rank)
     count = int(np.prod(shape, dtype=object))
     if attribute.type == lib.TALVORA_INTEGERS:
-        values = np.array(ffi.unpack(attribute.integers, count), np.int64)
+        values = np.array(unpack(attribute.integers, count), np.int64)
     elif attribute.type == lib.TALVORA_TEXTS:
-        values = np.array([decode(text) for text in ffi.unpack(attribute.texts, count)], object)
+        texts = [decode(text) for text in unpack(attribute.texts, count)]
+        values = np.array(texts, object if texts else str)
     else:
-        values = np.array(ffi.unpack(attribute.numbers, count), np.float64)
+        values = np.array(unpack(attribute.numbers, count), np.float64)
     if shape:
         return values.reshape(shape).tolist() if values.dtype == object else values.reshape(shape)
     if attribute.type == lib.TALVORA_FLOAT_NUMBERS:
         return np.float32(values[0])
     return values[0] if values.dtype == object else values[0].item()
+
+
+def unpack(pointer: Any, count: int) -> tuple[Any, ...]:
+    """Values of the library, which may be at no address where there are none."""
+    return tuple(ffi.unpack(pointer, count)) if count > 0 else ()

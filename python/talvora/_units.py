@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import dataclasses
 import os
-from typing import Any
+from typing import Any, Tuple
 
 from ._library import call, decode, decode_or_none, encode, encode_path, ffi, lib
 
@@ -74,7 +74,7 @@ class Unit:
         return "\n".join(lines + [f"  ({self.choices})"] * bool(self.choices))
 
 
-class Units(tuple):
+class Units(Tuple[Unit, ...]):
     """Units in the order of the library; shown as text, a line for each."""
 
     def __repr__(self) -> str:
@@ -143,7 +143,9 @@ def describe(unit: str, plugin: str | os.PathLike[str] | None = None) -> Unit:
 
 
 def open_plugin(path: str | os.PathLike[str] | None) -> Any:
-    name = ffi.NULL if path is None else encode_path(path)
+    name = ffi.NULL if path is None else encode_path(path, "plugin")
+    if name == b"":
+        raise ValueError("plugin is ''; the path of a library is wanted")
     opened = ffi.new("talvora_plugin **")
     call(lib.talvora_plugin_open, name, opened)
     return ffi.gc(opened[0], lib.talvora_plugin_close)

@@ -337,9 +337,38 @@ TYPED_TEST(OfBothTypes, MayStandBetweenThoseOfTheOutput) {
     }
 }
 
+// The first four columns of a table into the last four.
+TYPED_TEST(OfBothTypes, MayBeOtherColumnsOfOneTable) {
+    constexpr auto SIZE = static_cast<std::int64_t>(sizeof(TypeParam));
+    const std::vector<TypeParam> before = zigzag<TypeParam>(320);
+    std::vector<TypeParam> expected = before;
+    for (std::size_t column = 0; column < 4; ++column) {
+        std::vector<TypeParam> line;
+        for (std::size_t row = 0; row < 40; ++row) {
+            line.push_back(before[8 * row + column]);
+        }
+        const std::vector<TypeParam> out = filtered(LOW_PASS, line, 40);
+        for (std::size_t row = 0; row < 40; ++row) {
+            expected[8 * row + 4 + column] = out[row];
+        }
+    }
+    std::vector<TypeParam> table = before;
+    talvora_filter_options options = default_options();
+    options.axis = 0;
+    EXPECT_EQ(filtfilt(LOW_PASS, Array(table.data(), {40, 4}, {8 * SIZE, SIZE}),
+                       Array(table.data() + 4, {40, 4}, {8 * SIZE, SIZE}), options),
+              DONE);
+    EXPECT_EQ(table, expected);
+}
+
 TEST(Filtfilt, DoesNothingToAnEmptyArray) {
     const Array nothing(static_cast<const double*>(nullptr), {3, 0, 4});
     EXPECT_EQ(filtfilt(LOW_PASS, nothing, nothing), DONE);
+    const Array short_lines(static_cast<const double*>(nullptr), {3, 0});
+    talvora_filter_options options = default_options();
+    options.short_lines = TALVORA_REFUSE_SHORT;
+    EXPECT_EQ(filtfilt(LOW_PASS, short_lines, short_lines, options).text,
+              "lines have 0 samples; with 6 added at each end they need 8 at least");
 }
 
 TEST(Filtfilt, TakesDefaultsForNoOptions) {

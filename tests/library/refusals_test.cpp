@@ -140,6 +140,19 @@ const Refusal OF_ARRAYS[] = {
          call.in_strides[1] = -8;
      },
      "out shares memory with in: it may be the very same array, or has to lie apart"},
+    {"OverlappingColumns",
+     [](GoodCall& call) {
+         call.in_extents = call.out_extents = {10, 7};
+         call.in_strides = call.out_strides = {96, 8};
+         call.in.samples = call.written.data() + 5;
+     },
+     "out shares memory with in: it may be the very same array, or has to lie apart"},
+    {"OddStrides",
+     [](GoodCall& call) {
+         call.in_extents = call.out_extents = {3, 4};
+         call.out_strides = {24, 16};
+     },
+     "samples of out share memory: a stride is 24 bytes, where 56 at least keep them apart"},
     {"Axis", [](GoodCall& call) { call.options.axis = 2; },
      "axis is 2; an array of rank 2 has the axes -2 to 1"},
     {"AxisFromTheLast", [](GoodCall& call) { call.options.axis = -3; },
@@ -242,6 +255,37 @@ TEST(Refusal, OfAMissingArrayOfCoefficients) {
                                           &call.options, error, size);
               }),
               (Outcome{TALVORA_INVALID_ARGUMENT, "b is NULL; 3 coefficients are needed"}));
+}
+
+// Whether two of 2^40 sums of strides are the same takes too long to tell; no sample is looked at.
+TEST(Refusal, OfWhatCannotBeToldSaysSo) {
+    GoodCall call;
+    constexpr std::size_t RANK = 40;
+    call.in_extents = call.out_extents = Extents(RANK, 2);
+    call.in_strides = Extents(RANK, 8);
+    call.out_strides.clear();
+    std::uint64_t state = 1;
+    for (std::size_t axis = 0; axis < RANK; ++axis) {
+        state = state * 6364136223846793005U + 1442695040888963407U;
+        call.out_strides.push_back(static_cast<std::int64_t>(state >> 12U) / 8 * 8);
+    }
+    call.in = GoodCall::make(call.samples, call.in_extents, call.in_strides);
+    call.out = GoodCall::make(call.written, call.out_extents, call.out_strides);
+    call.in.rank = call.out.rank = RANK;
+    const Outcome outcome = call.make_call();
+    EXPECT_EQ(outcome.status, TALVORA_INVALID_ARGUMENT);
+    EXPECT_THAT(outcome.text,
+                ::testing::StartsWith("whether samples of out share memory cannot be told: a "
+                                      "stride is "));
+}
+
+// Two and three samples on: at 0, 2, 3 and 5.
+TEST(Refusal, IsNotOfPlacesThatOnlyCross) {
+    GoodCall call;
+    call.in_extents = call.out_extents = {2, 2};
+    call.out_strides = {24, 16};
+    call.options.pad = TALVORA_PAD_NONE;
+    EXPECT_EQ(call.make_call(), DONE);
 }
 
 // Strides of axes along which no step is taken do not count.

@@ -69,6 +69,13 @@ class TakesArraysAsTheyLie(unittest.TestCase):
                 np.testing.assert_allclose(y, filtered(given), rtol=0,
                                            atol=1e-6 if dtype == "f" else 1e-12)
 
+    def test_of_masked_rows_in_a_list(self):
+        rows = [np.ma.array([1.0, 99.0, 3.0], mask=[0, 1, 0]),
+                np.ma.array([4.0, 5.0, 99.0], mask=[0, 0, 1])]
+        np.testing.assert_array_equal(talvora.fill_gaps(rows), [[1, 2, 3], [4, 5, np.nan]])
+        np.testing.assert_array_equal(talvora.Signal(rows).samples[:, 0],
+                                      [[1, np.nan, 3], [4, 5, np.nan]])
+
     def test_of_one_to_many_dimensions(self):
         for rank in (1, 5, 20):
             x = made_samples(100).reshape((1,) * (rank - 1) + (100,))
@@ -129,6 +136,29 @@ class Pandas(unittest.TestCase):
         y = talvora.fill_gaps(x)
         np.testing.assert_array_equal(y, [1, 2, 3, 4, np.nan])
         self.assertEqual(y.dtype, np.float64)
+
+    def test_nullable_float32_stays(self):
+        values = [1, 2, None, 4, None]
+        for given, dtype in (
+                (self.pandas.Series(values, dtype="Float32"), np.float32),
+                (self.pandas.Series(values, dtype="Float64"), np.float64),
+                (self.pandas.Series(values, dtype="Int8"), np.float64),
+                (self.pandas.DataFrame({"A": values, "B": values}, dtype="Float32"), np.float32),
+                (self.pandas.DataFrame({"A": self.pandas.array(values, "Float32"),
+                                        "B": np.arange(5, dtype=np.float32)}), np.float32),
+                (self.pandas.DataFrame({"A": self.pandas.array(values, "Float32"),
+                                        "B": self.pandas.array(values, "Float64")}), np.float64),
+                (self.pandas.DataFrame({"A": self.pandas.array(values, "Float32"),
+                                        "B": self.pandas.array(values, "Int64")}), np.float64)):
+            with self.subTest(given=given):
+                y = talvora.fill_gaps(given).to_numpy()
+                self.assertEqual(y.dtype, dtype)
+                first = y.reshape(5, -1)[:, 0]
+                np.testing.assert_array_equal(first, [1, 2, 3, 4, np.nan])
+
+    def test_of_sparse_columns(self):
+        x = self.pandas.Series(self.pandas.arrays.SparseArray([1.0, np.nan, 3.0]))
+        np.testing.assert_array_equal(talvora.fill_gaps(x), [1, 2, 3])
 
     def test_frames_are_not_copied_twice(self):
         x = self.pandas.DataFrame(made_samples(80, 3))

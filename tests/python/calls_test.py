@@ -1,5 +1,6 @@
 """While a call works: other threads run, Ctrl-C ends it, memory stays what was promised."""
 
+import ctypes
 import json
 import os
 import signal as signals
@@ -7,6 +8,7 @@ import subprocess
 import sys
 import threading
 import unittest
+import unittest.mock
 
 import numpy as np
 from scipy import signal
@@ -70,7 +72,7 @@ def count(context):
     asked += 1
     return 0
 
-talvora._runs.choose_stop = lambda: count
+talvora._runs.choose_stop = count
 samples = [np.random.default_rng(i).standard_normal((3, 1, 500), np.float32) for i in range(300)]
 before = [array.copy() for array in samples]
 held = [sys.getrefcount(array) for array in samples]
@@ -115,6 +117,15 @@ print(1024 * (after - before) - y.nbytes)
 """
 
 
+class Sender:
+    """Sends a signal to this thread by `[number]`: after a call Python would handle it at once."""
+
+    __getitem__ = ctypes.CDLL(None)["raise"]
+
+
+SENDER = Sender()
+
+
 def run_python(text, *arguments):
     return subprocess.run([sys.executable, "-c", text, *arguments], text=True, capture_output=True)
 
@@ -154,6 +165,60 @@ class IsOfUseWhileItWorks(unittest.TestCase):
         with self.assertRaises(Alarm):
             talvora.filtfilt(B, A, x, out=out)
         signals.signal(signals.SIGUSR1, before)
+
+    def test_an_exception_comes_out_when_the_next_signal_is_there_already(self):
+        class Alarm(Exception):
+            pass
+
+        def handle(number, frame):
+            handled.append(number)
+            if len(handled) == 1:
+                SENDER[number]
+            raise Alarm
+
+        @talvora._library.callback("talvora_should_stop", error=1)
+        def ask(context):
+            os.kill(os.getpid(), signals.SIGUSR1)
+            return 0
+
+        handled = []
+        before = signals.signal(signals.SIGUSR1, handle)
+        with unittest.mock.patch("talvora._filters.choose_stop", ask):
+            with self.assertRaises(Alarm):
+                talvora.filtfilt(B, A, np.ones((100, 1000)))
+        signals.signal(signals.SIGUSR1, before)
+        self.assertEqual(len(handled), 2)
+
+    def test_an_exception_comes_out_of_its_own_call_alone(self):
+        class Alarm(Exception):
+            pass
+
+        def handle(number, frame):
+            raise Alarm
+
+        @talvora._library.callback("talvora_should_stop", error=1)
+        def fail(context):
+            error = KeyError("first")
+            SENDER[signals.SIGUSR1]
+            raise error
+
+        before = signals.signal(signals.SIGUSR1, handle)
+        with unittest.mock.patch("talvora._filters.choose_stop", fail):
+            with self.assertRaises(Alarm):
+                talvora.filtfilt(B, A, np.ones((100, 1000)))
+        signals.signal(signals.SIGUSR1, before)
+        np.testing.assert_array_equal(talvora.fill_gaps([1.0, 2.0]), [1, 2])
+
+    def test_a_call_within_a_call_has_its_own_exceptions(self):
+        @talvora._library.callback("talvora_should_stop", error=1)
+        def fail_within(context):
+            talvora.fill_gaps([1.0, np.nan, 3.0])
+            raise KeyError("outer")
+
+        with unittest.mock.patch("talvora._runs.choose_stop", fail_within):
+            with self.assertRaisesRegex(KeyError, "outer"):
+                talvora.run("apply-set-rectify", {"A": talvora.Signal([1.0], rate=1)},
+                            SourceSets=["A"])
 
     def test_other_threads_run(self):
         out = np.zeros((1500, 20_000))

@@ -1,5 +1,6 @@
 """Runs the sessions of a page: what stands behind `>>>` in its `pycon` blocks, one after the other
-in one interpreter, in a copy of examples/. Each has to print what stands below it.
+in one interpreter, in a copy of examples/. Each has to print what stands below it. Errors stand in
+the section Errors alone: elsewhere one is a mistake that the page was made to agree with.
 
     run_page.py PAGE EXAMPLES
 """
@@ -12,6 +13,7 @@ import shutil
 import sys
 import tempfile
 
+SECTION = re.compile(r"^## (.*)$", re.M)
 BLOCK = re.compile(r"^```pycon\n(.*?)^```$", re.S | re.M)
 
 
@@ -27,12 +29,25 @@ def read_examples(text):
     return examples
 
 
+def find_section(text, line):
+    """The section that a line of a text is in, counted from 0."""
+    before = "\n".join(text.split("\n")[:line])
+    return (SECTION.findall(before) or [""])[-1]
+
+
+def check_errors(page, text, examples):
+    for example in examples:
+        if example.exc_msg is not None and find_section(text, example.lineno) != "Errors":
+            sys.exit(f"{page}:{example.lineno + 1}: an error outside of the section Errors")
+
+
 def main():
     page, recordings = (pathlib.Path(argument).resolve() for argument in sys.argv[1:])
     text = page.read_text(encoding="utf-8")
     session = doctest.DocTest(read_examples(text), {}, page.name, str(page), 0, text)
     if not session.examples:
         sys.exit(f"{page}: no example")
+    check_errors(page, text, session.examples)
     with tempfile.TemporaryDirectory() as folder:
         os.chdir(shutil.copytree(recordings, pathlib.Path(folder) / "examples"))
         failed, tried = doctest.DocTestRunner(optionflags=doctest.ELLIPSIS).run(session)

@@ -117,6 +117,24 @@ class Runs(unittest.TestCase):
                               SourceSets=["A"])
             np.testing.assert_array_equal(np.sort(out["A"].samples.ravel()), [1, 2, 3])
 
+    def test_take_parameters_of_numpy(self):
+        signals = {"Imu/Rate": made_signal()}
+        expected = talvora.run("average-set", signals, SourceGroup="Imu", DestinationGroup="Mean",
+                               Axis=0)
+        for axis in (np.array(0), np.int8(0)):
+            out = talvora.run("average-set", signals, SourceGroup=np.array("Imu"),
+                              DestinationGroup=np.str_("Mean"), Axis=axis)
+            np.testing.assert_array_equal(out["Mean/Rate"].samples, expected["Mean/Rate"].samples)
+        out = talvora.run("average-set", signals, SourceGroup="Imu", DestinationGroup="Mean",
+                          NamesFilter=np.array(["Rate"]))
+        self.assertEqual(list(out), ["Mean/Rate"])
+
+    def test_honour_masks(self):
+        signal = talvora.Signal([0.0], rate=100)
+        signal.samples = np.ma.masked_array([[[1.0, 99.0, 3.0]]], mask=[[[0, 1, 0]]])
+        out = talvora.run("apply-set-fill-gap", {"A": signal}, SourceSets=["A"], MaxGapLength=1)
+        np.testing.assert_array_equal(out["A"].samples.ravel(), [1, 2, 3])
+
     def test_keep_samples_as_long_as_they_are_used(self):
         out = talvora.run("apply-set-rectify", {"A": made_signal()}, SourceSets=["A"])
         samples, expected = out["A"].samples, out["A"].samples.copy()
@@ -131,6 +149,28 @@ class Runs(unittest.TestCase):
         mean = talvora.run("average-set", rectified, SourceGroup="A", DestinationGroup="C")
         np.testing.assert_allclose(mean["C/B"].samples,
                                    abs(made_signal().samples).mean(2, keepdims=True), atol=1e-6)
+
+
+class SignalsOfSignals(unittest.TestCase):
+    def test_keep_rate_and_attributes(self):
+        signal = talvora.Signal(made_signal())
+        self.assertEqual((signal.rate, signal.attributes), (100, made_signal().attributes))
+        np.testing.assert_array_equal(signal.samples, made_signal().samples)
+
+    def test_have_others_when_given(self):
+        signal = talvora.Signal(made_signal(), rate=50, attributes={"Unit": "m/s2"})
+        self.assertEqual(signal.rate, 50)
+        self.assertEqual(signal.attributes, {**made_signal().attributes, "Unit": "m/s2"})
+        self.assertEqual(made_signal().attributes["Unit"], "g")
+
+    def test_are_copied_with_their_groups(self):
+        signals = talvora.Signals({"A": made_signal()})
+        signals.groups["B"] = {"Side": "left"}
+        copied = signals.copy()
+        copied.groups["C"] = {}
+        self.assertIsInstance(copied, talvora.Signals)
+        self.assertEqual(signals.groups, {"B": {"Side": "left"}})
+        self.assertEqual(copied.groups["B"], {"Side": "left"})
 
 
 class Failures(unittest.TestCase):
@@ -189,6 +229,51 @@ class Failures(unittest.TestCase):
             talvora.run("apply-set-rectify",
                         {"A": talvora.Signal([1.0], attributes={"Colour": 1j})}, SourceSets=["A"])
 
+    def test_of_attributes_name_them_and_where_they_are(self):
+        for error, text, value in (
+                (TypeError, "complex|1j", 1j), (TypeError, "None", None), (TypeError, "b'x'", b"x"),
+                (TypeError, "texts", ["x", 1]), (ValueError, "64 bits", 2**63),
+                (ValueError, "64 bits", np.uint64(2**63)), (ValueError, "64 bits", -2**63 - 1),
+                (ValueError, "64 bits", [1, 2**70]), (ValueError, "no array", [[1], [2, 3]]),
+                (ValueError, "masked", np.ma.array([1, 2], mask=[0, 1])),
+                (ValueError, "zero character", "a\0b"), (ValueError, "UTF-8", "\ud800")):
+            with self.subTest(value=value):
+                with self.assertRaisesRegex(error, f"'Colour' of 'Imu/A'.*({text})"):
+                    talvora.run("apply-set-rectify", {"Imu/A": talvora.Signal(
+                        [1.0], rate=1, attributes={"Colour": value})}, SourceGroup="Imu")
+        signals = talvora.Signals({"A": talvora.Signal([1.0], rate=1)})
+        signals.groups[""] = {"Visits": 2**63}
+        with self.assertRaisesRegex(ValueError, "'Visits' of the root is 9223372036854775808"):
+            talvora.run("apply-set-rectify", signals, SourceSets=["A"])
+        with self.assertRaisesRegex(TypeError, "attributes are int"):
+            talvora.Signal([1.0], attributes=5)
+
+    def test_of_rates_are_told(self):
+        for rate in (1e39, -1e39, np.inf, np.nan, 0, -5, 1e-50):
+            with self.subTest(rate=rate):
+                with self.assertRaisesRegex(ValueError, "rate is "):
+                    talvora.Signal([1.0], rate=rate)
+        with self.assertRaisesRegex(ValueError, "rate is beyond"):
+            talvora.Signal([1.0], rate=10**400)
+        signal = talvora.Signal([1.0], rate=1)
+        signal.rate = 1e39
+        with self.assertRaisesRegex(ValueError, "the rate of 'A' is 1e\\+39"):
+            talvora.run("apply-set-rectify", {"A": signal}, SourceSets=["A"])
+
+    def test_of_words_are_told(self):
+        for words in (None, 5, b"mean-off", {"mean-off": 1}):
+            with self.subTest(accept=words):
+                with self.assertRaisesRegex(TypeError, "accept is .*; names of guards are wanted"):
+                    self.run_filter(accept=words)
+        with self.assertRaisesRegex(ValueError, "plugin is ''"):
+            talvora.units("")
+        with self.assertRaisesRegex(TypeError, "plugin is 5; a path is wanted"):
+            talvora.units(5)
+        with self.assertRaisesRegex(TypeError, "Order is None"):
+            self.run_filter(Order=np.ma.masked)
+        with self.assertRaisesRegex(ValueError, "path of a signal is .* as UTF-8"):
+            talvora.run("apply-set-rectify", {"/\ud800": made_signal()}, SourceSets=["A"])
+
     def test_of_plug_ins_are_told(self):
         for name in ("no_entry", "throws_at_entry", "bad_signature", "there_is_none"):
             with self.subTest(plugin=name):
@@ -241,6 +326,19 @@ class Files(unittest.TestCase):
         self.assertEqual(signals["Level"].rate, 50)
         self.assertTrue(any("Name" in text for text in signals.messages))
 
+    def test_keep_attributes_without_values(self):
+        signals = talvora.Signals({"A": talvora.Signal([1.0], attributes={
+            "Numbers": [], "Counts": np.zeros((2, 0), int), "Texts": np.array([], str)})})
+        path = self.folder / "made.h5"
+        talvora.write(path, signals)
+        for _ in range(2):
+            back = talvora.read(path)
+            attributes = back["A"].attributes
+            self.assertEqual({name: (np.shape(value), np.asarray(value).dtype.kind)
+                              for name, value in attributes.items()},
+                             {"Numbers": ((0,), "f"), "Counts": ((2, 0), "i"), "Texts": ((0,), "U")})
+            talvora.write(path, back, replace=True)
+
     def test_that_are_none_are_refused(self):
         with self.assertRaises(FileNotFoundError):
             talvora.read(self.folder / "none.h5")
@@ -251,15 +349,23 @@ class Files(unittest.TestCase):
         broken.write_bytes(b"no HDF5")
         with self.assertRaises(OSError):
             talvora.read(broken)
-        with self.assertRaises(OSError):
+        with self.assertRaisesRegex(FileNotFoundError, "no folder for"):
             talvora.write(self.folder / "no" / "folder.h5", {"A": made_signal()})
+        with self.assertRaises(IsADirectoryError):
+            talvora.read(self.folder)
+        with self.assertRaises(IsADirectoryError):
+            talvora.write(self.folder, {"A": made_signal()}, replace=True)
+        with self.assertRaisesRegex(TypeError, "path is 5; a path is wanted"):
+            talvora.read(5)
 
     def test_are_replaced_when_asked(self):
         path = self.folder / "made.h5"
         talvora.write(path, {"A": made_signal()})
         before = path.read_bytes()
-        with self.assertRaises(OSError):
+        with self.assertRaisesRegex(FileExistsError, "replace=True.*made.h5"):
             talvora.write(path, {"B": made_signal()})
+        with self.assertRaisesRegex(TypeError, "replace is 'no'"):
+            talvora.write(path, {"B": made_signal()}, replace="no")
         self.assertEqual(path.read_bytes(), before)
         talvora.write(path, {"B": made_signal()}, replace=True)
         self.assertEqual(list(talvora.read(path)), ["B"])

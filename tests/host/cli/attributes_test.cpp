@@ -163,6 +163,20 @@ TEST_F(Attributes, AreRefusedWhereAValueDoesNotFitTheType) {
               "Signals/X: Trial: 3 -> 0.5  float64\n");
 }
 
+TEST_F(Attributes, LoseNoDigitOfWholeNumbers) {
+    EXPECT_EQ(set("walk.h5::/", {"Id=9223372036854775807", "-o", "largest.h5"}).output,
+              "/: Id: (none) -> 9223372036854775807  int64\n");
+    EXPECT_EQ(set("walk.h5::/", {"Id=18446744073709551615", "-o", "longer.h5"}).output,
+              "/: Id: (none) -> \"18446744073709551615\"  text\n");
+    EXPECT_EQ(set("walk.h5::/", {"Ids=1,-9223372036854775809", "-o", "list.h5"}).output,
+              "/: Ids: (none) -> [\"1\", \"-9223372036854775809\"]  text [2]\n");
+    EXPECT_EQ(set("walk.h5::/", {"Id:float64=18446744073709551615", "-o", "rounded.h5"}).output,
+              "/: Id: (none) -> 1.8446744073709552e+19  float64\n");
+    expect_refused("walk.h5::/", {"Id:uint64=18446744073709551615", "-o", "out.h5"}, 2,
+                   "attribute 'Id' cannot be '18446744073709551615' as uint64 "
+                   "(allowed: a whole number of up to 9223372036854775807)");
+}
+
 TEST_F(Attributes, AreOfWhatIsThere) {
     expect_refused("walk.h5::Signals/Z", {"A=1", "-o", "out.h5"}, 3, "nothing matches");
     expect_refused("walk.h5::Signals/*", {"--remove", "Trail", "-o", "out.h5"}, 3,

@@ -166,6 +166,35 @@ TEST_F(ForeignStorage, IsMissedInAnotherFolder) {
               "from there\n"
               "warning: other/out.h5: 'Mapped' leads to the file 'victim.h5', which is not found "
               "from there\n");
+    const auto named = run_beside_victims(
+        {"attributes", "linked.h5::Imu/Own", "Unit=N", "-o", "other/named.h5"}, 0);
+    EXPECT_THAT(named.errors, HasSubstr("other/named.h5: 'Mapped' leads to the file 'victim.h5', "
+                                        "which is not found from there\n"));
+}
+
+TEST_F(ForeignStorage, IsNotReplacedByAResult) {
+    make_recording(folder_ / "beside.h5", [](hid_t file, hid_t group) {
+        write_virtual_set(file, "Mapped", "victim.h5");
+        const hid_t external = H5Pcreate(H5P_DATASET_CREATE);
+        H5Pset_external(external, "victim.raw", 0, 24);
+        write_set(group, "External", external);
+        H5Pclose(external);
+    });
+    write_file(folder_ / "victim.raw", content_["victim.raw"]);
+    for (const std::string input : {"rec.h5", "beside.h5"}) {
+        for (const std::string victim : {"victim.raw", "victim.h5"}) {
+            for (const Program::Words& words :
+                 {Program::Words{"run", "apply-set-rectify", "SourceSets=Imu/Own", input},
+                  Program::Words{"attributes", input + "::Imu/Own", "Unit=N"}}) {
+                Program::Words replacing = words;
+                replacing.insert(replacing.end(), {"-o", victim, "--force"});
+                EXPECT_THAT(run_beside_victims(replacing, 2).errors,
+                            HasSubstr("of " + input +
+                                      " leads to this file, which the result "
+                                      "would replace\nhint: give another output"));
+            }
+        }
+    }
 }
 
 TEST_F(ForeignStorage, IsRefusedWhereALinkInTheSourceGroupLeadsToIt) {

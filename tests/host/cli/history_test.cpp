@@ -119,6 +119,22 @@ TEST_F(History, IsNotShownAmongTheAttributesOfTheTree) {
     EXPECT_THAT(run({"tree", "out.h5", "--attributes"}).output, Not(HasSubstr("talvora_history")));
 }
 
+TEST_F(History, OfAnotherProgramIsNotAddedTo) {
+    {
+        Hdf5Tree tree(folder_ / "walk.h5", Hdf5Access::ReadWrite);
+        tree.write_attribute(tree.root(), "talvora_history", std::int64_t{7});
+        tree.close();
+    }
+    const std::string before = read_file(folder_ / "walk.h5");
+    const auto result =
+        run({"run", "apply-set-rectify", "SourceGroup=Signals", "walk.h5", "--in-place"});
+    EXPECT_EQ(result.exit_code, 3);
+    EXPECT_THAT(result.errors,
+                HasSubstr("walk.h5: the history in the file cannot be read: the attribute "
+                          "'talvora_history' is no list of texts"));
+    EXPECT_EQ(read_file(folder_ / "walk.h5"), before);
+}
+
 // In the format that other programs make files in, where an attribute takes 4091 texts.
 TEST_F(History, HasNoEnd) {
     H5Fclose(H5Fcreate((folder_ / "long.h5").c_str(), H5F_ACC_TRUNC, H5P_DEFAULT, H5P_DEFAULT));

@@ -288,6 +288,22 @@ class WhatIsKept(SampleTypes):
             self.assertEqual(after["Imu/scaled"].compression, "gzip")
             np.testing.assert_array_equal(after["Imu/scaled"], -np.arange(300))
 
+    def test_a_filter_that_is_not_there_is_named(self):
+        """LZF comes with h5py, not with the library."""
+        with self.make() as file:
+            add_set(file, "Imu/X", np.arange(300.0).reshape(1, 1, 300), compression="lzf")
+        before = (self.folder / "in.h5").read_bytes()
+        for words in (["run", "apply-set-rectify", "SourceSets=Imu/X", "in.h5", "-o", "out.h5"],
+                      ["run", "apply-set-rectify", "SourceSets=Imu/X", "in.h5", "--in-place"],
+                      ["tree", "in.h5", "--statistics"],
+                      ["export", "in.h5", "-o", "out.csv"]):
+            with self.subTest(words=words):
+                told = self.call(*words, code=3).stderr
+                self.assertIn("cannot read 'Imu/X': it went through the filter 32000 (lzf), which "
+                              "the HDF5 library here does not have (h5repack", told)
+                self.assertEqual([path.name for path in self.folder.iterdir()], ["in.h5"])
+                self.assertEqual((self.folder / "in.h5").read_bytes(), before)
+
     def add_packed(self, file, name, samples, filters):
         """h5py has no name for the packing of bits."""
         properties = h5py.h5p.create(h5py.h5p.DATASET_CREATE)

@@ -45,6 +45,11 @@ const FilterCase CASES[] = {
      "Order from 2 to 1"},
     {Bandform::ZeroLagBandStop, 5, 10, 0.2, "order 10 asks for more digits than the coefficients ",
      "Order from 2 to 8"},
+    // Its gains in 50 digits, from the coefficients and from the form's own.
+    {Bandform::ZeroLagBandPass, 26.96882056759638, 14, 3.4136721869216586,
+     "order 14 asks for more digits than the coefficients have: at 33.3 Hz, where the gain should "
+     "be 0.707107, it is 0.69781",
+     "Order from 2 to "},
     {Bandform::ZeroLagBandPass, 9.058085, 8, 16.593436, "", ""},
     {Bandform::ZeroLagLowPass, 10, 2000, 0, "the filter is not finite", "Order from 2 to "},
 };

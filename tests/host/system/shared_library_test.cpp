@@ -34,7 +34,10 @@ TEST(SharedLibrary, TellsWhyItCannotBeLoaded) {
             const SharedLibrary library(folder / name);
             ADD_FAILURE() << name;
         } catch (const std::runtime_error& error) {
-            EXPECT_NE(std::string(error.what()), "") << name;
+            const std::string text = error.what();
+            EXPECT_NE(text, "") << name;
+            // The caller names it.
+            EXPECT_EQ(text.find((folder / name).string()), std::string::npos) << text;
         }
     }
 }
