@@ -3,6 +3,7 @@
 #include "dsp/long_run.h"
 #include "dsp/made_samples.h"
 #include "dsp/missing_samples.h"
+#include "dsp/run_group.h"
 
 #include <algorithm>
 #include <cmath>
@@ -22,10 +23,10 @@ constexpr std::size_t ENOUGH_BYTES = 1U << 20U;
 // Runs side by side should have like lengths; most lines have already. Those of one length stay in
 // the order of their addresses, as they came from one set: a stable sort would ask for memory.
 template <class Sample>
-void sort_by_length(std::vector<std::span<Sample>>& runs) {
-    if (!std::ranges::is_sorted(runs, std::ranges::greater{}, &std::span<Sample>::size)) {
-        std::ranges::sort(runs, {}, [](std::span<Sample> run) {
-            return std::pair(std::numeric_limits<std::size_t>::max() - run.size(), run.data());
+void sort_by_length(std::vector<Run<Sample>>& runs) {
+    if (!std::ranges::is_sorted(runs, std::ranges::greater{}, &Run<Sample>::length)) {
+        std::ranges::sort(runs, {}, [](const Run<Sample>& run) {
+            return std::pair(std::numeric_limits<std::size_t>::max() - run.length, run.to);
         });
     }
 }
@@ -39,9 +40,9 @@ constexpr std::size_t LONG_RUN = 4096;
 template <class Sample>
 Runs<Sample> first_group(Runs<Sample> runs, const PreparedFilter& filter,
                          const LaneKernels<Sample>& kernels) {
-    const std::size_t longest = runs.front().size();
+    const std::size_t longest = runs.front().length;
     const auto end_of_like = std::ranges::partition_point(
-        runs, [longest](std::span<Sample> run) { return run.size() >= longest / 2; });
+        runs, [longest](const Run<Sample>& run) { return run.length >= longest / 2; });
     const auto like_count = static_cast<std::size_t>(end_of_like - runs.begin());
     const std::size_t most_lanes = kernels.lane_count(filter.tap_count(), MAX_LANE_COUNT);
     const bool alone =
@@ -63,17 +64,20 @@ void for_each_group(Runs<Sample> runs, const PreparedFilter& filter,
 }
 
 template <class Sample>
-void filter_run(std::span<Sample> run, const PreparedFilter& filter) {
-    const std::vector<double> x(run.begin(), run.end());
-    const std::vector<double> y = zero_phase_filter(x, filter);
-    std::ranges::transform(y, run.begin(), narrowed_sample<Sample>);
+std::vector<double> widened_source(const Run<Sample>& run) {
+    return {run.from, run.from + run.length};
 }
 
 template <class Sample>
-void convolve_run(std::span<Sample> run, const PreparedFilter& filter) {
-    const std::vector<double> x(run.begin(), run.end());
-    const std::vector<double> y = zero_phase_convolution(x, filter);
-    std::ranges::transform(y, run.begin(), [](double sample) {
+void filter_run(const Run<Sample>& run, const PreparedFilter& filter) {
+    const std::vector<double> y = zero_phase_filter(widened_source(run), filter);
+    std::ranges::transform(y, run.to, narrowed_sample<Sample>);
+}
+
+template <class Sample>
+void convolve_run(const Run<Sample>& run, const PreparedFilter& filter) {
+    const std::vector<double> y = zero_phase_convolution(widened_source(run), filter);
+    std::ranges::transform(y, run.to, [](double sample) {
         return std::isnan(sample) ? MISSING_SAMPLE_OF<Sample> : static_cast<Sample>(sample);
     });
 }
@@ -97,17 +101,25 @@ template <class Sample>
 void SetFilter<Sample>::add(std::span<Sample> samples, std::uint64_t line_length,
                             const FilterCoefficients& coefficients,
                             std::optional<std::size_t> pad_count) {
+    add(samples, samples, line_length, coefficients, pad_count);
+}
+
+template <class Sample>
+void SetFilter<Sample>::add(std::span<const Sample> from, std::span<Sample> to,
+                            std::uint64_t line_length, const FilterCoefficients& coefficients,
+                            std::optional<std::size_t> pad_count) {
+    Run<Sample> rest{from.data(), to.data(), to.size()};
     const std::size_t tap_count = std::max(coefficients.b.size(), coefficients.a.size());
-    if (tap_count == 0 || line_length < padding_for(tap_count, pad_count).least_length) {
-        return; // no line holds a run that is long enough
-    }
-    prepare(coefficients, pad_count);
-    for (; samples.size() >= line_length; samples = samples.subspan(line_length)) {
-        lines_.push_back(samples.first(line_length));
-        if (lines_.size() == MAX_COLLECTED_COUNT) {
-            filter_lines();
+    if (tap_count > 0 && line_length >= padding_for(tap_count, pad_count).least_length) {
+        prepare(coefficients, pad_count);
+        for (; rest.length >= line_length; rest = rest.behind(line_length)) {
+            lines_.push_back(rest.part(0, line_length));
+            if (lines_.size() == MAX_COLLECTED_COUNT) {
+                filter_lines();
+            }
         }
     }
+    copy_run(rest); // no line of it holds a run that is long enough
 }
 
 template <class Sample>
@@ -146,50 +158,55 @@ void SetFilter<Sample>::filter_or_search(Runs<Sample> lines, Runs<Sample> next) 
         return;
     }
     expects_whole_lines_ = true;
-    for (const std::span<Sample> line : lines) {
+    for (const Run<Sample>& line : lines) {
         search(line);
         expects_whole_lines_ = expects_whole_lines_ && is_one_run(line);
     }
 }
 
 template <class Sample>
-void SetFilter<Sample>::search(std::span<Sample> line) {
-    find_valid_runs(line, static_cast<std::int64_t>(filter_.padding.least_length), line_runs_);
+void SetFilter<Sample>::search(const Run<Sample>& line) {
+    find_valid_runs(line.source(), static_cast<std::int64_t>(filter_.padding.least_length),
+                    line_runs_);
     if (missing_ == Missing::Omit) {
         collect_runs(line);
-    } else if (convolves_ && !is_finite<Sample>(line)) {
+    } else if (convolves_ && !is_finite(line.source())) {
         convolve_run(line, filter_);
     } else if (is_one_run(line)) {
         collect(line);
     } else {
-        fill_missing(line);
+        fill_missing(line.target());
     }
 }
 
 template <class Sample>
-bool SetFilter<Sample>::is_one_run(std::span<const Sample> line) const {
+bool SetFilter<Sample>::is_one_run(const Run<Sample>& line) const {
     return !line_runs_.empty() &&
-           static_cast<std::size_t>(line_runs_.front().length) == line.size();
+           static_cast<std::size_t>(line_runs_.front().length) == line.length;
 }
 
 template <class Sample>
-void SetFilter<Sample>::collect_runs(std::span<Sample> line) {
+void SetFilter<Sample>::collect_runs(const Run<Sample>& line) {
     if (line_runs_.empty()) {
-        return;
+        return copy_run(line);
     }
-    for (const ValidRun& run : line_runs_) {
-        collect(line.subspan(static_cast<std::size_t>(run.start),
-                             static_cast<std::size_t>(run.length)));
+    const auto first = static_cast<std::size_t>(line_runs_.front().start);
+    std::size_t end = first; // of what is done
+    for (const ValidRun& valid : line_runs_) {
+        const auto start = static_cast<std::size_t>(valid.start);
+        const auto length = static_cast<std::size_t>(valid.length);
+        copy_run(line.part(end, start - end));
+        collect(line.part(start, length));
+        end = start + length;
     }
-    const ValidRun& last = line_runs_.back();
-    fill_missing(line.first(static_cast<std::size_t>(line_runs_.front().start)));
-    fill_missing(line.subspan(static_cast<std::size_t>(last.start + last.length)));
+    fill_missing(line.target().first(first));
+    fill_missing(line.target().subspan(end));
 }
 
 template <class Sample>
-void SetFilter<Sample>::collect(std::span<Sample> run) {
+void SetFilter<Sample>::collect(const Run<Sample>& run) {
     runs_.push_back(run);
-    collected_sample_count_ += run.size();
+    collected_sample_count_ += run.length;
     if (has_enough_runs()) {
         filter_runs();
     }
@@ -213,7 +230,7 @@ void SetFilter<Sample>::filter_runs() {
     collected_sample_count_ = 0;
 }
 
-// False, and they are as they were, when they were not searched and a sample may be missing.
+// False, and nothing is written, when they were not searched and a sample may be missing.
 template <class Sample>
 bool SetFilter<Sample>::filter_together(Runs<Sample> runs, Runs<Sample> next, Searched searched) {
     const bool has_lanes =
@@ -237,11 +254,11 @@ std::size_t SetFilter<Sample>::lanes_at_once() const {
 template <class Sample>
 void SetFilter<Sample>::filter_one_by_one(Runs<Sample> runs) {
     const bool has_result = path_ == FilterPath::Plain || !filter_.has_missing_coefficient();
-    for (const std::span<Sample> run : runs) {
+    for (const Run<Sample>& run : runs) {
         if (has_result) {
             filter_run(run, filter_);
         } else {
-            fill_missing(run);
+            fill_missing(run.target());
         }
     }
 }

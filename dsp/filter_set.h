@@ -1,11 +1,12 @@
-// Zero-phase filtering of the lines of data sets, in place.
+// Zero-phase filtering of the lines of data sets, in place or from one place to another.
 #pragma once
 
 #include "dsp/filter_coefficients.h"
 #include "dsp/filter_path.h"
 #include "dsp/lane_scratch.h"
-#include "dsp/run_group.h"
+#include "dsp/run.h"
 #include "dsp/valid_runs.h"
+#include "dsp/zero_phase_filter.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -49,19 +50,26 @@ class SetFilter {
         scratch_.pauses = Pauses(std::move(pause));
     }
 
-    // Takes every line of `samples`: consecutive blocks of `line_length` samples (a part of a
-    // line at the end is left alone). Runs are padded by `pad_count` samples at each end, and
+    // Takes every line of `from`: consecutive blocks of `line_length` samples (a part of a
+    // line at the end stays). Runs are padded by `pad_count` samples at each end, and
     // are long enough with more samples than that; without it by 3 (tap_count - 1), with at least
     // two more (see padding_for). Lines that are too short stay, and so does everything when the
-    // filter is empty. Until `finish` the samples are the filter's, to be neither moved nor looked
-    // at. Sets with the same coefficients and padding are filtered together when they come one
-    // after the other.
+    // filter is empty.
+    //
+    // What becomes of all samples, also of those that stay, comes to `to`. It has as many, and is
+    // `from` itself or lies apart from all that is read; `from` is not written then. Until
+    // `finish` both are the filter's, to be neither moved nor looked at. Sets with the same
+    // coefficients and padding are filtered together when they come one after the other.
+    void add(std::span<const Sample> from, std::span<Sample> to, std::uint64_t line_length,
+             const FilterCoefficients& coefficients,
+             std::optional<std::size_t> pad_count = std::nullopt);
+    // In place.
     void add(std::span<Sample> samples, std::uint64_t line_length,
              const FilterCoefficients& coefficients,
              std::optional<std::size_t> pad_count = std::nullopt);
     void finish();
 
-    // The same for one set alone.
+    // One set alone.
     void filter_in_place(std::span<Sample> samples, std::uint64_t line_length,
                          const FilterCoefficients& coefficients,
                          std::optional<std::size_t> pad_count = std::nullopt);
@@ -70,10 +78,10 @@ class SetFilter {
     void prepare(const FilterCoefficients& coefficients, std::optional<std::size_t> pad_count);
     void filter_lines();
     void filter_or_search(Runs<Sample> lines, Runs<Sample> next);
-    bool is_one_run(std::span<const Sample> line) const;
-    void search(std::span<Sample> line);
-    void collect_runs(std::span<Sample> line);
-    void collect(std::span<Sample> run);
+    bool is_one_run(const Run<Sample>& line) const;
+    void search(const Run<Sample>& line);
+    void collect_runs(const Run<Sample>& line);
+    void collect(const Run<Sample>& run);
     bool has_enough_runs() const;
     void filter_runs();
     std::size_t lanes_at_once() const;
@@ -84,12 +92,12 @@ class SetFilter {
     Missing missing_;
     FilterCoefficients coefficients_;
     std::optional<std::size_t> pad_count_;
-    PreparedFilter filter_;                // for these coefficients and this padding
-    bool convolves_ = false;               // lines with a NaN or an infinity
-    bool expects_whole_lines_ = true;      // as the last ones were
-    std::vector<std::span<Sample>> lines_; // not searched yet
+    PreparedFilter filter_;           // for these coefficients and this padding
+    bool convolves_ = false;          // lines with a NaN or an infinity
+    bool expects_whole_lines_ = true; // as the last ones were
+    std::vector<Run<Sample>> lines_;  // not searched yet
     std::vector<ValidRun> line_runs_;
-    std::vector<std::span<Sample>> runs_;
+    std::vector<Run<Sample>> runs_;
     std::size_t collected_sample_count_ = 0;
     LaneScratch scratch_;
 };

@@ -387,18 +387,31 @@ class AllColumns {
 
 constexpr std::size_t CACHE_LINE = 64;
 
+// What is upcoming with a tile, or the tile itself where nothing is: a loop that has to choose is
+// made twice, and slower for long filters. The second-level cache is asked for one lane with each
+// row: all lanes at once would keep the rows waiting behind them.
 template <std::size_t LaneCount, class Sample>
-inline void ask_for(const Upcoming<Sample>* upcoming, std::ptrdiff_t position) {
-    if (upcoming != nullptr) {
+class UpcomingTile {
+  public:
+    INLINED UpcomingTile(const Upcoming<Sample>* upcoming, const Sample* const* lines,
+                         std::ptrdiff_t position)
+        : addresses_(upcoming != nullptr ? upcoming->addresses : lines),
+          offset_(position / as_step(TILE_ROWS) *
+                  (upcoming != nullptr ? upcoming->step : as_step(TILE_ROWS))) {}
+
+    INLINED void ask_for_lane_of(std::size_t row) const {
         constexpr std::size_t IN_LINE = CACHE_LINE / sizeof(Sample);
-        const std::ptrdiff_t steps = position / as_step(TILE_ROWS) * upcoming->step;
-        for (std::size_t lane = 0; lane < LaneCount; ++lane) {
-            for (std::size_t sample = 0; sample < TILE_ROWS; sample += IN_LINE) {
-                __builtin_prefetch(upcoming->addresses[lane] + steps + sample);
-            }
+        constexpr int SECOND_LEVEL = 2;
+        const Sample* const samples = addresses_[row % LaneCount] + offset_;
+        for (std::size_t sample = 0; sample < TILE_ROWS; sample += IN_LINE) {
+            __builtin_prefetch(samples + sample, 0, SECOND_LEVEL);
         }
     }
-}
+
+  private:
+    const Sample* const* addresses_;
+    std::ptrdiff_t offset_;
+};
 
 // Where the tile begins whose samples are wanted from `position` on.
 inline std::ptrdiff_t tile_begin(std::ptrdiff_t position, std::ptrdiff_t row_count) {
@@ -416,12 +429,15 @@ void filter_tiles_forward(const LaneFilter& filter, const Sample* const* lines,
         const std::ptrdiff_t begin = tile_begin(position, row_count);
         alignas(64) Sample tile[TILE_ROWS * LANE_COUNT];
         read_tile<LANE_COUNT>(lines, begin, tile);
-        ask_for<LANE_COUNT>(upcoming, begin);
+        const UpcomingTile<LANE_COUNT, Sample> wanted(upcoming, lines, begin);
         double* const out = KeepsRows ? rows + begin * as_step(LANE_COUNT) : nullptr;
         all.for_each([&](Column& columns, std::size_t column) {
 #pragma GCC unroll 1
             for (auto row = static_cast<std::size_t>(position - begin); row < TILE_ROWS; ++row) {
                 const std::size_t place = row * LANE_COUNT + column;
+                if (column == 0) {
+                    wanted.ask_for_lane_of(row);
+                }
 #pragma GCC unroll 16
                 for (std::size_t v = 0; v < Column::VECTOR_COUNT; ++v) {
                     Lanes x;
@@ -449,12 +465,15 @@ void filter_tiles_backward(const LaneFilter& filter, const double* rows, std::pt
         const std::ptrdiff_t begin = tile_begin(position, row_count);
         const double* in = rows + begin * as_step(LANE_COUNT);
         alignas(64) Sample tile[TILE_ROWS * LANE_COUNT];
-        ask_for<LANE_COUNT>(upcoming, begin);
+        const UpcomingTile<LANE_COUNT, Sample> wanted(upcoming, lines, begin);
         all.for_each([&](Column& columns, std::size_t column) {
             const auto first = static_cast<std::size_t>(position - begin);
 #pragma GCC unroll 1
             for (std::size_t last = TILE_ROWS; last > first; --last) {
                 const std::size_t place = (last - 1) * LANE_COUNT + column;
+                if (WritesLines && column == 0) {
+                    wanted.ask_for_lane_of(last - 1);
+                }
 #pragma GCC unroll 16
                 for (std::size_t v = 0; v < Column::VECTOR_COUNT; ++v) {
                     Lanes x;

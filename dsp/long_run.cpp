@@ -66,7 +66,7 @@ struct Cut {
 template <class Sample>
 class LongRunPasses {
   public:
-    LongRunPasses(std::span<Sample> run, const PreparedFilter& filter,
+    LongRunPasses(const Run<Sample>& run, const PreparedFilter& filter,
                   const LaneKernels<Sample>& kernels, LaneScratch& scratch)
         : run_(run), filter_(filter),
           forward_(filter, kernels, all_lanes(filter, kernels), scratch.forward),
@@ -121,7 +121,7 @@ class LongRunPasses {
 
     // The padding after the run is made of samples behind the parts, and of the last one.
     void cut_into_parts() {
-        const std::ptrdiff_t length = as_step(run_.size() - filter_.pad_count()) - 1;
+        const std::ptrdiff_t length = as_step(run_.length - filter_.pad_count()) - 1;
         const std::ptrdiff_t most = whole_blocks(MAX_KEPT_DOUBLES / lane_count_ - 1);
         const std::ptrdiff_t limit = std::min(length / lane_count_, most) - BLOCK;
         const std::ptrdiff_t warm_up = count_warm_up_samples(filter_, limit);
@@ -160,11 +160,12 @@ class LongRunPasses {
         return std::ranges::max(cuts_, {}, &Cut::part_length).part_length;
     }
 
-    // The samples of parts, `parts_apart` from lane to lane.
-    LaneLines<Sample> lines_from(const Cut& cut, std::ptrdiff_t part,
-                                 std::ptrdiff_t parts_apart) const {
-        LaneLines<Sample> lines;
-        lines.fill(run_.data());
+    // The samples of parts, `parts_apart` from lane to lane, where the run is read or written.
+    template <class Line>
+    LaneLines<Line> lines_of(Line* run, const Cut& cut, std::ptrdiff_t part,
+                             std::ptrdiff_t parts_apart) const {
+        LaneLines<Line> lines;
+        lines.fill(run);
         for (std::ptrdiff_t lane = 0; lane < lane_count_; ++lane) {
             lines[static_cast<std::size_t>(lane)] +=
                 cut.begin + (part + lane * parts_apart) * cut.part_length;
@@ -187,9 +188,8 @@ class LongRunPasses {
     // Leaves the lane in order in the true state before the first sample.
     void lead_in() {
         std::vector<double> padding(filter_.pad_count());
-        reflect_before(run_, padding.size(), padding.data(), 1);
-        in_order_.put_to_rest(padding.empty() ? static_cast<double>(run_.front())
-                                              : padding.front());
+        reflect_before(run_.source(), padding.size(), padding.data(), 1);
+        in_order_.put_to_rest(padding.empty() ? static_cast<double>(*run_.from) : padding.front());
         in_order_.filter(padding);
     }
 
@@ -198,7 +198,7 @@ class LongRunPasses {
         warm_up_forward(cut);
         for (std::ptrdiff_t batch = 0; batch < cut.batch_count; ++batch) {
             pauses_.pass(count_batch_samples(cut));
-            const LaneLines<Sample> lines = lines_from(cut, batch, cut.batch_count);
+            const LaneLines<const Sample> lines = lines_of(run_.from, cut, batch, cut.batch_count);
             for (std::ptrdiff_t lane = 0; lane < lane_count_; ++lane) {
                 forward_.get_lane_state(
                     static_cast<std::size_t>(lane),
@@ -211,7 +211,8 @@ class LongRunPasses {
 
     // All lanes but the first, whose state is known, before their first part.
     void warm_up_forward(const Cut& cut) {
-        LaneLines<Sample> lines = shift_lines(lines_from(cut, 0, cut.batch_count), -warm_up_);
+        LaneLines<const Sample> lines =
+            shift_lines(lines_of(run_.from, cut, 0, cut.batch_count), -warm_up_);
         lines[0] = lines[1];
         for (std::size_t lane = 0; lane < forward_.lane_count(); ++lane) {
             forward_.put_to_rest(lane, static_cast<double>(*lines[lane]));
@@ -224,7 +225,7 @@ class LongRunPasses {
     // goes on to that after them.
     void settle_forward(const Cut& cut, std::ptrdiff_t lane) {
         const std::ptrdiff_t first_part = lane * cut.batch_count;
-        const Sample* const samples = run_.data() + cut.begin + first_part * cut.part_length;
+        const Sample* const samples = run_.from + cut.begin + first_part * cut.part_length;
         const std::ptrdiff_t part_blocks = cut.part_length / BLOCK;
         std::copy_n(state_before(cut, first_part), order_, guessed_.state().begin());
         const auto filter = [&](OneLane& one, std::ptrdiff_t block) {
@@ -259,12 +260,14 @@ class LongRunPasses {
         return false;
     }
 
+    Run<Sample> remainder() const { return run_.behind(static_cast<std::size_t>(parts_end())); }
+
     // What follows the parts, and the padding after the run.
     void filter_remainder_forward() {
-        const std::span<const Sample> rest = run_.subspan(static_cast<std::size_t>(parts_end()));
+        const std::span<const Sample> rest = remainder().source();
         remainder_.resize(rest.size() + filter_.pad_count());
         std::ranges::copy(rest, remainder_.begin());
-        reflect_after(run_, filter_.pad_count(), remainder_.data() + rest.size(), 1);
+        reflect_after(run_.source(), filter_.pad_count(), remainder_.data() + rest.size(), 1);
         in_order_.filter(remainder_);
     }
 
@@ -273,7 +276,7 @@ class LongRunPasses {
         std::ranges::reverse(remainder_);
         in_order_.put_to_rest(remainder_.front());
         in_order_.filter(remainder_);
-        const std::span<Sample> rest = run_.subspan(static_cast<std::size_t>(parts_end()));
+        const std::span<Sample> rest = remainder().target();
         std::transform(remainder_.rbegin(), remainder_.rbegin() + as_step(rest.size()),
                        rest.begin(), narrowed_sample<Sample>);
     }
@@ -282,19 +285,22 @@ class LongRunPasses {
     void filter_cut(const Cut& cut) {
         for (std::ptrdiff_t batch = cut.batch_count; batch-- > 0;) {
             pauses_.pass(count_batch_samples(cut));
-            const LaneLines<Sample> lines = lines_from(cut, batch * lane_count_, 1);
+            const std::ptrdiff_t part = batch * lane_count_;
+            const LaneLines<Sample> written = lines_of(run_.to, cut, part, 1);
             for (std::ptrdiff_t lane = 0; lane < lane_count_; ++lane) {
                 forward_.set_lane_state(static_cast<std::size_t>(lane),
-                                        {state_before(cut, batch * lane_count_ + lane), order_});
+                                        {state_before(cut, part + lane), order_});
             }
-            forward_.filter_forward(lines, cut.part_length, rows_);
+            const LaneLines<const Sample> lines = lines_of(run_.from, cut, part, 1);
+            const UpcomingLines<Sample> wanted{shift_lines(lines, SAMPLES_AHEAD)};
+            forward_.filter_forward(lines, cut.part_length, rows_, &wanted);
             const bool guesses = guesses_hold_;
             if (guesses) {
-                guess_backward(cut, lines);
+                guess_backward(cut, written);
                 backward_.get_lane_state(forward_.lane_count() - 1, in_order_.state());
             }
             for (std::ptrdiff_t lane = guesses ? lane_count_ - 1 : lane_count_; lane-- > 0;) {
-                settle_backward(cut, lines, lane);
+                settle_backward(cut, written, lane);
             }
         }
         states_.resize(states_.size() - order_ * count_parts(cut));
@@ -302,7 +308,7 @@ class LongRunPasses {
 
     void guess_backward(const Cut& cut, const LaneLines<Sample>& lines) {
         warm_up_backward();
-        const UpcomingLines<Sample> wanted{shift_lines(lines, -SAMPLES_AHEAD)};
+        const UpcomingLines<Sample> wanted{shift_lines(read_only(lines), -SAMPLES_AHEAD)};
         backward_.filter_backward(rows_, cut.part_length, &lines, &wanted);
     }
 
@@ -336,7 +342,7 @@ class LongRunPasses {
         }
     }
 
-    std::span<Sample> run_;
+    Run<Sample> run_;
     const PreparedFilter& filter_;
     TilePass<Sample> forward_;
     TilePass<Sample> backward_;
@@ -366,16 +372,17 @@ bool fills_lanes(std::size_t length, const PreparedFilter& filter, std::size_t l
 }
 
 template <class Sample>
-bool filter_long_run(std::span<Sample> run, const PreparedFilter& filter,
+bool filter_long_run(const Run<Sample>& run, const PreparedFilter& filter,
                      const LaneKernels<Sample>& kernels, LaneScratch& scratch, Searched searched) {
     LongRunPasses<Sample> passes(run, filter, kernels, scratch);
-    return passes.can_be_cut() ? passes.run(searched)
-                               : run_group({&run, 1}, {}, filter, kernels, scratch, searched);
+    return passes.can_be_cut()
+               ? passes.run(searched)
+               : run_group<Sample>({&run, 1}, {}, filter, kernels, scratch, searched);
 }
 
-template bool filter_long_run(std::span<float>, const PreparedFilter&, const LaneKernels<float>&,
+template bool filter_long_run(const Run<float>&, const PreparedFilter&, const LaneKernels<float>&,
                               LaneScratch&, Searched);
-template bool filter_long_run(std::span<double>, const PreparedFilter&, const LaneKernels<double>&,
+template bool filter_long_run(const Run<double>&, const PreparedFilter&, const LaneKernels<double>&,
                               LaneScratch&, Searched);
 
 } // namespace talvora::dsp

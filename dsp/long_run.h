@@ -2,14 +2,15 @@
 #pragma once
 
 #include "dsp/lane_scratch.h"
+#include "dsp/run.h"
 #include "dsp/zero_phase_filter.h"
 
-#include <span>
+#include <cstddef>
 
 namespace talvora::dsp {
 
-// Filters a run, of floats or doubles and longer than the filter's padding, in place, with two taps
-// or more, to the bits of zero_phase_filter.h.
+// Filters a run, longer than the filter's padding, with two taps or more, to the bits of
+// zero_phase_filter.h.
 //
 // A recurrence has to be computed in order, but a stable filter forgets: started a
 // warm-up early in any state, it comes to the very bits of the true one. So the run is
@@ -23,10 +24,10 @@ namespace talvora::dsp {
 // again from there and the backward pass after it. A run that is too short for parts leaves all
 // lanes but one empty.
 //
-// A run that was not searched is left as it is, and the result is false, when it holds a missing
+// Nothing is written, and the result is false, when a run that was not searched holds a missing
 // sample, or infinities that make a NaN.
 template <class Sample>
-bool filter_long_run(std::span<Sample> run, const PreparedFilter& filter,
+bool filter_long_run(const Run<Sample>& run, const PreparedFilter& filter,
                      const LaneKernels<Sample>& kernels, LaneScratch& scratch,
                      Searched searched = Searched::Yes);
 

@@ -62,20 +62,17 @@ class GroupPasses {
               tiles_of(max_kept_doubles(kernels, filter.tap_count(), lane_count_), step_)),
           segment_tile_count_(tiles_of(SEGMENT_DOUBLES, step_)),
           is_in_copies_(length_of(0) < ROWS && count_live(0) == count_lanes_of(length_of(0))),
-          asks_for_next_(!next.empty() && length_of(0) <= MAX_LENGTH_ASKED_FOR),
+          next_(length_of(0) <= MAX_LENGTH_ASKED_FOR ? next : Runs<Sample>()),
           padding_(scratch.padding.reserve(count_turn_rows() * lane_count_)),
           rows_(scratch.rows.reserve(
               static_cast<std::size_t>(std::min(tile_count_, kept_tile_count_) * ROWS * step_))),
           states_(scratch.states), ends_(scratch.ends), turns_(scratch.turns),
           lane_state_(scratch.lane_state), pauses_(scratch.pauses) {
-        if (asks_for_next_) {
-            ask_for_next(next);
-        }
         ends_.resize(forward_.state().size());
         turns_.resize(forward_.state().size());
         lane_state_.resize(filter.tap_count() - 1);
         for (std::size_t lane = 0; is_in_copies_ && lane < runs_.size(); ++lane) {
-            std::copy_n(runs_[lane].begin(), length_of(lane), line_of(lane));
+            std::copy_n(runs_[lane].from, length_of(lane), copy_of(lane));
         }
     }
 
@@ -104,41 +101,47 @@ class GroupPasses {
             filter_backward(first, last);
         }
         for (std::size_t lane = 0; is_in_copies_ && lane < runs_.size(); ++lane) {
-            std::copy_n(line_of(lane), length_of(lane), runs_[lane].begin());
+            std::copy_n(copy_of(lane), length_of(lane), runs_[lane].to);
         }
         return true;
     }
 
   private:
-    // Lines that follow each other in the memory in its order, tile by tile as many cache lines as
-    // there are lanes; others all at once, from the first sample to the last.
-    void ask_for_next(Runs<Sample> next) {
-        const std::size_t last = std::min(lane_count_, next.size()) - 1;
-        const bool is_one_piece =
-            next[last].data() == next[0].data() + as_step(last * runs_[0].size());
-        next_.step = is_one_piece ? ROWS * step_ : ROWS;
-        for (std::size_t lane = 0; lane < MAX_LANE_COUNT; ++lane) {
-            next_.lines[lane] = is_one_piece ? next[0].data() + as_step(lane) * ROWS
-                                             : next[std::min(lane, last)].data();
+    // What is asked for of the next runs, if anything is, where they are read or written. Runs that
+    // follow each other in the memory are asked for in its order, with each tile as many cache
+    // lines as there are lanes; others all at once, from the first sample to the last.
+    template <class Line>
+    std::optional<UpcomingLines<Sample>> next_lines_at(std::ptrdiff_t tile,
+                                                       Line* Run<Sample>::*place) const {
+        if (next_.empty()) {
+            return std::nullopt;
         }
+        const std::size_t last = std::min(lane_count_, next_.size()) - 1;
+        const Sample* const first = next_[0].*place;
+        const bool is_one_piece = next_[last].*place == first + as_step(last * runs_[0].length);
+        UpcomingLines<Sample> upcoming{{}, is_one_piece ? ROWS * step_ : ROWS};
+        for (std::size_t lane = 0; lane < MAX_LANE_COUNT; ++lane) {
+            upcoming.lines[lane] =
+                (is_one_piece ? first + as_step(lane) * ROWS : next_[std::min(lane, last)].*place) +
+                tile * upcoming.step;
+        }
+        return upcoming;
     }
 
-    std::span<Sample> run_of(std::size_t lane) const {
+    const Run<Sample>& run_of(std::size_t lane) const {
         return runs_[std::min(lane, runs_.size() - 1)];
     }
     // What tiles hold of a run: none where there is no run.
     std::ptrdiff_t length_of(std::size_t lane) const {
         return lane < runs_.size() ? length_of(runs_[lane]) : 0;
     }
-    std::ptrdiff_t length_of(std::span<const Sample> run) const {
-        return static_cast<std::ptrdiff_t>(run.size() - left_out_);
+    std::ptrdiff_t length_of(const Run<Sample>& run) const {
+        return static_cast<std::ptrdiff_t>(run.length - left_out_);
     }
     // Lanes are in the order of their lengths.
     std::size_t count_lanes_of(std::ptrdiff_t length) const {
-        const auto end =
-            std::ranges::partition_point(runs_, [length, this](std::span<const Sample> run) {
-                return length_of(run) >= length;
-            });
+        const auto end = std::ranges::partition_point(
+            runs_, [length, this](const Run<Sample>& run) { return length_of(run) >= length; });
         return static_cast<std::size_t>(end - runs_.begin());
     }
     // Those that have samples in a tile, and those that fill it.
@@ -146,14 +149,15 @@ class GroupPasses {
     std::size_t count_whole(std::ptrdiff_t tile) const { return count_lanes_of((tile + 1) * ROWS); }
 
     // Tiles reach back before lines of less than a tile: these are filtered in copies.
-    Sample* line_of(std::size_t lane) {
-        return is_in_copies_ ? spare_[lane].data() + ROWS - length_of(lane) : runs_[lane].data();
-    }
-    LaneLines<Sample> lines_at(std::ptrdiff_t tile) {
+    Sample* copy_of(std::size_t lane) { return spare_[lane].data() + ROWS - length_of(lane); }
+    // Where runs are read or written, as `place` of them tells.
+    template <class Line>
+    LaneLines<Line> lines_at(std::ptrdiff_t tile, Line* Run<Sample>::*place) {
         const std::size_t live_count = count_live(tile);
-        LaneLines<Sample> lines;
+        LaneLines<Line> lines;
         for (std::size_t lane = 0; lane < MAX_LANE_COUNT; ++lane) {
-            lines[lane] = line_of(std::min(lane, live_count - 1)) + tile * ROWS;
+            const std::size_t live = std::min(lane, live_count - 1);
+            lines[lane] = (is_in_copies_ ? copy_of(live) : runs_[live].*place) + tile * ROWS;
         }
         return lines;
     }
@@ -169,8 +173,10 @@ class GroupPasses {
     // Padding before the runs. Those that have nothing for the tiles end there.
     void lead_in() {
         for (std::size_t lane = 0; lane < lane_count_; ++lane) {
-            padding_[lane] = static_cast<double>(run_of(lane).front()); // where none is added
-            reflect_before(run_of(lane), filter_.pad_count(), padding_ + lane, lane_count_);
+            padding_[lane] =
+                static_cast<double>(run_of(lane).source().front()); // where none is added
+            reflect_before(run_of(lane).source(), filter_.pad_count(), padding_ + lane,
+                           lane_count_);
         }
         forward_.put_to_rest(padding_);
         forward_.filter_rows(padding_, filter_.pad_count(), step_);
@@ -185,8 +191,9 @@ class GroupPasses {
     std::size_t count_turn_rows() const { return left_out_ + filter_.pad_count(); }
     void turn() {
         for (std::size_t lane = 0; lane < lane_count_; ++lane) {
-            padding_[lane] = static_cast<double>(run_of(lane).back()); // where it was left out
-            reflect_after(run_of(lane), filter_.pad_count(), padding_ + lane, lane_count_);
+            padding_[lane] =
+                static_cast<double>(run_of(lane).source().back()); // where it was left out
+            reflect_after(run_of(lane).source(), filter_.pad_count(), padding_ + lane, lane_count_);
         }
         std::ranges::copy(ends_, backward_.state().begin());
         follow_last(runs_.size(), backward_);
@@ -196,7 +203,7 @@ class GroupPasses {
         backward_.filter_rows(last_row, count_turn_rows(), -step_);
         std::ranges::copy(backward_.state(), turns_.begin());
         for (std::size_t lane = 0; left_out_ > 0 && lane < runs_.size(); ++lane) {
-            runs_[lane].back() = narrowed_sample<Sample>(padding_[lane]);
+            runs_[lane].target().back() = narrowed_sample<Sample>(padding_[lane]);
         }
     }
 
@@ -209,8 +216,8 @@ class GroupPasses {
     bool has_missing_end() const {
         return std::any_of(ends_.begin(), ends_.begin() + as_step(runs_.size()),
                            [](double value) { return std::isnan(value); }) ||
-               (left_out_ > 0 && std::ranges::any_of(runs_, [](std::span<const Sample> run) {
-                    return std::isnan(run.back());
+               (left_out_ > 0 && std::ranges::any_of(runs_, [](const Run<Sample>& run) {
+                    return std::isnan(run.source().back());
                 }));
     }
 
@@ -255,27 +262,20 @@ class GroupPasses {
     }
 
     void filter_tiles_forward(std::ptrdiff_t first, std::ptrdiff_t last, double* rows) {
-        const LaneLines<Sample> lines = lines_at(first);
-        const auto wanted =
-            rows == nullptr
-                ? std::optional(UpcomingLines<Sample>{shift_lines(lines, SAMPLES_AHEAD)})
-                : next_lines_at(first);
-        forward_.filter_forward(lines, count_rows(first, last), rows, wanted ? &*wanted : nullptr);
+        const LaneLines<const Sample> lines = lines_at(first, &Run<Sample>::from);
+        const UpcomingLines<Sample> behind{shift_lines(lines, SAMPLES_AHEAD)};
+        const auto next = next_lines_at(first, &Run<Sample>::from);
+        const auto wanted = rows != nullptr ? next.value_or(behind) : behind;
+        forward_.filter_forward(lines, count_rows(first, last), rows, &wanted);
         copy_lanes(count_live(last), count_live(first), forward_.state(), ends_);
-    }
-
-    std::optional<UpcomingLines<Sample>> next_lines_at(std::ptrdiff_t tile) const {
-        return asks_for_next_ ? std::optional(UpcomingLines<Sample>{
-                                    shift_lines(next_.lines, tile * next_.step), next_.step})
-                              : std::nullopt;
     }
 
     // Lanes that end within the tile read a copy, and come to their ends by themselves.
     void filter_ragged_tile_forward(std::ptrdiff_t tile, double* rows) {
         const std::size_t live_count = count_live(tile);
-        LaneLines<Sample> lines = lines_at(tile);
+        LaneLines<const Sample> lines = lines_at(tile, &Run<Sample>::from);
         for (std::size_t lane = count_whole(tile); lane < live_count; ++lane) {
-            const std::span<const Sample> rest(lines[lane], run_of(lane).data() + length_of(lane));
+            const std::span<const Sample> rest(lines[lane], runs_[lane].from + length_of(lane));
             std::fill(std::ranges::copy(rest, spare_[lane].begin()).out, spare_[lane].end(),
                       rest.back());
             lines[lane] = spare_[lane].data();
@@ -311,15 +311,16 @@ class GroupPasses {
     }
 
     void filter_tiles_backward(std::ptrdiff_t first, std::ptrdiff_t last, double* rows) {
-        const LaneLines<Sample> lines = lines_at(first);
-        const UpcomingLines<Sample> wanted{shift_lines(lines, -SAMPLES_AHEAD)};
+        const LaneLines<Sample> lines = lines_at(first, &Run<Sample>::to);
+        const UpcomingLines<Sample> before{shift_lines(read_only(lines), -SAMPLES_AHEAD)};
+        const auto wanted = next_lines_at(first, &Run<Sample>::to).value_or(before);
         backward_.filter_backward(rows, count_rows(first, last), &lines, &wanted);
     }
 
     // Lanes that end within the tile write elsewhere, and come in by themselves.
     void filter_ragged_tile_backward(std::ptrdiff_t tile, double* rows) {
         const std::size_t live_count = count_live(tile);
-        LaneLines<Sample> lines = lines_at(tile);
+        LaneLines<Sample> lines = lines_at(tile, &Run<Sample>::to);
         for (std::size_t lane = count_whole(tile); lane < live_count; ++lane) {
             lines[lane] = spare_[lane].data();
         }
@@ -332,8 +333,7 @@ class GroupPasses {
             for (std::ptrdiff_t row = length_of(lane) - tile * ROWS; row-- > 0;) {
                 const double sample = filter_sample(filter_.b, filter_.a, lane_state_,
                                                     rows[row * step_ + as_step(lane)]);
-                run_of(lane)[static_cast<std::size_t>(tile * ROWS + row)] =
-                    narrowed_sample<Sample>(sample);
+                runs_[lane].to[tile * ROWS + row] = narrowed_sample<Sample>(sample);
             }
             backward_.set_lane_state(lane, lane_state_);
         }
@@ -352,8 +352,7 @@ class GroupPasses {
     std::ptrdiff_t kept_tile_count_;
     std::ptrdiff_t segment_tile_count_;
     bool is_in_copies_;
-    bool asks_for_next_;
-    UpcomingLines<Sample> next_{};
+    Runs<Sample> next_; // if they are asked for
     double* padding_;
     double* rows_;
     std::vector<double>& states_;

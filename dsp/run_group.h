@@ -3,26 +3,21 @@
 #pragma once
 
 #include "dsp/lane_scratch.h"
+#include "dsp/run.h"
 #include "dsp/zero_phase_filter.h"
-
-#include <span>
 
 namespace talvora::dsp {
 
-// Runs of floats or doubles in the order of their lengths, the longest first.
-template <class Sample>
-using Runs = std::span<const std::span<Sample>>;
-
-// Filters in place as many runs as there are lanes, or fewer, each longer than the filter's
-// padding. The filter has two taps or more.
+// Filters as many runs as there are lanes, or fewer, in the order of their lengths, the longest
+// first, each longer than the filter's padding. The filter has two taps or more.
 //
 // The forward pass is kept in double for the backward pass. Runs longer than the
 // scratch holds are cut into segments: a first forward pass keeps the state before
 // each, then each segment, from the last to the first, is filtered forward again and
 // backward.
 //
-// Runs that were not searched are left as they are, and the result is false, when one holds a
-// missing sample, or infinities that make a NaN. `next` may be filtered soon: short runs are asked
+// Nothing is written, and the result is false, when a run that was not searched holds a missing
+// sample, or infinities that make a NaN. `next` may be filtered soon: short runs are asked
 // of the memory while these are filtered.
 template <class Sample>
 bool run_group(Runs<Sample> runs, Runs<Sample> next, const PreparedFilter& filter,

@@ -22,10 +22,8 @@ class AskedLines {
   public:
     AskedLines(const UpcomingLines<Sample>* upcoming, std::ptrdiff_t row) {
         if (upcoming != nullptr) {
-            const LaneLines<Sample> lines =
-                shift_lines(upcoming->lines, row / ROWS * upcoming->step);
-            std::ranges::copy(lines, addresses_.begin());
-            upcoming_ = {addresses_.data(), upcoming->step};
+            lines_ = shift_lines(upcoming->lines, row / ROWS * upcoming->step);
+            upcoming_ = {lines_.data(), upcoming->step};
         }
     }
     const Upcoming<Sample>* upcoming() const {
@@ -33,7 +31,7 @@ class AskedLines {
     }
 
   private:
-    std::array<const Sample*, MAX_LANE_COUNT> addresses_;
+    LaneLines<const Sample> lines_;
     Upcoming<Sample> upcoming_{};
 };
 
@@ -62,7 +60,7 @@ bool has_faint(const double* row, std::size_t lane_count) {
 // Whether the next samples of all lanes seem to be one value each. Lanes that only seem to stand
 // still cost shorter calls.
 template <class Sample>
-bool stand_still(const LaneLines<Sample>& lines, std::size_t lane_count) {
+bool stand_still(const LaneLines<const Sample>& lines, std::size_t lane_count) {
     return std::all_of(lines.begin(), lines.begin() + lane_count, [](const Sample* line) {
         return line[0] == line[1] && line[0] == line[6] && line[0] == line[ROWS - 1];
     });
@@ -91,7 +89,7 @@ template <class Sample>
 struct ForwardBlock {
     const LaneKernels<Sample>& kernels;
     std::size_t lane_count;
-    LaneLines<Sample> lines;
+    LaneLines<const Sample> lines;
     double* rows; // or none
 
     bool has_output() const { return rows != nullptr; }
@@ -226,14 +224,15 @@ bool TilePass<Sample>::has_met_missing() const {
 }
 
 template <class Sample>
-void TilePass<Sample>::filter_forward(const LaneLines<Sample>& lines, std::ptrdiff_t row_count,
-                                      double* rows, const UpcomingLines<Sample>* upcoming) {
+void TilePass<Sample>::filter_forward(const LaneLines<const Sample>& lines,
+                                      std::ptrdiff_t row_count, double* rows,
+                                      const UpcomingLines<Sample>* upcoming) {
     bool all_repeat = false;
     for (std::ptrdiff_t row = 0, count = 0; row < row_count; row += count) {
-        const LaneLines<Sample> now = shift_lines(lines, row);
+        const LaneLines<const Sample> now = shift_lines(lines, row);
         double* const out = rows != nullptr ? rows + row * step() : nullptr;
         if (row_count - row >= FEW_ROWS &&
-            (all_repeat || stand_still(now, lane_count_) || is_faint())) {
+            (all_repeat || stand_still<Sample>(now, lane_count_) || is_faint())) {
             count = FEW_ROWS;
             all_repeat =
                 pass_with_rests(ForwardBlock<Sample>{kernels_, lane_count_, now, out}, all_repeat);

@@ -12,13 +12,14 @@
 #include "dsp/lane_scratch.h"
 #include "dsp/zero_phase_filter.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <span>
 
 namespace talvora::dsp {
 
-// For each lane the address of a sample, a float or a double.
+// For each lane the address of a sample: const floats or doubles where lines are read.
 template <class Sample>
 using LaneLines = std::array<Sample*, MAX_LANE_COUNT>;
 
@@ -31,10 +32,17 @@ LaneLines<Sample> shift_lines(LaneLines<Sample> lines, std::ptrdiff_t sample_cou
     return lines;
 }
 
+template <class Sample>
+LaneLines<const Sample> read_only(const LaneLines<Sample>& lines) {
+    LaneLines<const Sample> result;
+    std::ranges::copy(lines, result.begin());
+    return result;
+}
+
 // As in Upcoming: with the tile after it, by default, the samples that follow.
 template <class Sample>
 struct UpcomingLines {
-    LaneLines<Sample> lines;
+    LaneLines<const Sample> lines;
     std::ptrdiff_t step = TILE_ROWS;
 };
 
@@ -59,8 +67,8 @@ class TilePass {
     bool has_met_missing() const;
 
     // As in LaneKernels.
-    void filter_forward(const LaneLines<Sample>& lines, std::ptrdiff_t row_count, double* rows,
-                        const UpcomingLines<Sample>* upcoming = nullptr);
+    void filter_forward(const LaneLines<const Sample>& lines, std::ptrdiff_t row_count,
+                        double* rows, const UpcomingLines<Sample>* upcoming = nullptr);
     // Leaves the rows as they are.
     void filter_backward(double* rows, std::ptrdiff_t row_count, const LaneLines<Sample>* lines,
                          const UpcomingLines<Sample>* upcoming = nullptr);

@@ -30,7 +30,6 @@ class ArrayLines {
     // In bytes, from sample to sample of a line.
     std::ptrdiff_t in_step() const { return in_step_; }
     std::ptrdiff_t out_step() const { return out_step_; }
-    bool is_in_place() const { return is_in_place_; }
 
     // So many lines from `first` on, in place of what `places` held.
     void find_places(std::size_t first, std::size_t count, LinePlaces& places) const;
@@ -49,7 +48,6 @@ class ArrayLines {
     std::size_t line_length_ = 0;
     std::ptrdiff_t in_step_ = 0;
     std::ptrdiff_t out_step_ = 0;
-    bool is_in_place_ = false;
 };
 
 // Lines that begin at these addresses, their samples so many bytes apart.

@@ -23,13 +23,14 @@ struct GapFilling {
 };
 
 template <class Sample>
-void fill_line(GapFilling& filling, std::span<Sample> line) {
-    dsp::find_valid_runs(line, -1, filling.runs);
-    filling.pauses.pass(line.size());
+void fill_line(GapFilling& filling, const dsp::Run<Sample>& line) {
+    dsp::copy_run(line);
+    dsp::find_valid_runs(line.target(), -1, filling.runs);
+    filling.pauses.pass(line.length);
     filling.gaps.clear();
     dsp::append_gaps(filling.runs, filling.max_length, filling.gaps);
     if (!filling.gaps.empty()) {
-        dsp::fill_gaps(line, filling.runs, filling.gaps);
+        dsp::fill_gaps(line.target(), filling.runs, filling.gaps);
     }
 }
 
@@ -38,8 +39,8 @@ void fill_lines(const ArrayLines& lines, const talvora_filter_options& options,
                 std::int64_t max_length) {
     change_lines<Sample>(lines, options, [max_length](const AskToGoOn& ask) -> LineChange<Sample> {
         return [filling = GapFilling{max_length, {}, {}, dsp::Pauses(ask)}](
-                   std::span<const std::span<Sample>> block) mutable {
-            for (const std::span<Sample> line : block) {
+                   dsp::Runs<Sample> block) mutable {
+            for (const dsp::Run<Sample>& line : block) {
                 fill_line(filling, line);
             }
         };

@@ -12,23 +12,25 @@ namespace {
 
 // Lines are filtered by as many at once.
 constexpr std::size_t LINES_AT_ONCE = 16;
-// Of a block of short lines: what is copied there is still in the second-level cache when it is
-// changed.
-constexpr std::size_t BLOCK_BYTES = 256 << 10;
+// Of a block of short lines. While lines are filtered the memory is asked for those after them, but
+// for the first ones of a block: large blocks have few of these.
+constexpr std::size_t BLOCK_BYTES = 1 << 20;
+// Of one that is gathered first: it is still in the second-level cache when it is changed.
+constexpr std::size_t GATHERED_BYTES = 256 << 10;
 constexpr std::size_t CACHE_LINE_BYTES = 64;
 
+// From sample to sample of lines whose neighbouring samples are adjacent.
 template <class Sample>
-bool has_adjacent_output(const ArrayLines& lines) {
-    return lines.out_step() == static_cast<std::ptrdiff_t>(sizeof(Sample));
-}
+constexpr auto ADJACENT = static_cast<std::ptrdiff_t>(sizeof(Sample));
 
 // A whole number of those at once, and a block for each thread at least.
 template <class Sample>
 std::size_t choose_block_lines(const ArrayLines& lines, std::size_t worker_count) {
-    const std::size_t groups = has_adjacent_output<Sample>(lines)
-                                   ? BLOCK_BYTES / LINES_AT_ONCE / sizeof(Sample) /
-                                         std::max<std::size_t>(lines.line_length(), 1)
-                                   : 1;
+    const std::size_t bytes = lines.in_step() == ADJACENT<Sample> ? BLOCK_BYTES : GATHERED_BYTES;
+    // A line takes so much in the list of them at least.
+    const std::size_t line_bytes = std::max(lines.line_length() * sizeof(Sample), CACHE_LINE_BYTES);
+    const std::size_t groups =
+        lines.out_step() == ADJACENT<Sample> ? bytes / line_bytes / LINES_AT_ONCE : 1;
     const std::size_t each = (lines.line_count() + worker_count - 1) / worker_count;
     return std::clamp<std::size_t>(each, 1, LINES_AT_ONCE * std::max<std::size_t>(groups, 1));
 }
@@ -45,28 +47,22 @@ class LineBlocks {
         const std::size_t first = block * block_lines_;
         const std::size_t count = std::min(block_lines_, lines_.line_count() - first);
         lines_.find_places(first, count, places_);
-        if (has_adjacent_output<Sample>(lines_)) {
-            change_in_output();
-        } else {
-            change_in_buffer();
+        const bool writes_output = lines_.out_step() == ADJACENT<Sample>;
+        change_to(writes_output ? places_.out : find_buffered(count));
+        if (!writes_output) {
+            const std::vector<const std::byte*> changed(buffered_.begin(), buffered_.end());
+            copy({changed, ADJACENT<Sample>}, {places_.out, lines_.out_step()});
         }
     }
 
   private:
-    void change_in_output() {
-        if (!lines_.is_in_place()) {
-            copy(input(), output());
+    // Lines of adjacent samples.
+    void change_to(const std::vector<std::byte*>& to) {
+        if (lines_.in_step() != ADJACENT<Sample>) {
+            copy({places_.in, lines_.in_step()}, {to, ADJACENT<Sample>});
+            places_.in.assign(to.begin(), to.end());
         }
-        change(places_.out);
-    }
-
-    void change_in_buffer() {
-        const std::vector<std::byte*>& buffered = find_buffered(places_.out.size());
-        const std::vector<const std::byte*> read(buffered.begin(), buffered.end());
-        constexpr auto STEP = static_cast<std::ptrdiff_t>(sizeof(Sample));
-        copy(input(), {buffered, STEP});
-        change(buffered);
-        copy({read, STEP}, output());
+        change(to);
     }
 
     // Long lines part by part.
@@ -88,14 +84,12 @@ class LineBlocks {
         }
     }
 
-    ReadLines input() const { return {places_.in, lines_.in_step()}; }
-    WrittenLines output() const { return {places_.out, lines_.out_step()}; }
-
-    void change(const std::vector<std::byte*>& adjacent) {
+    void change(const std::vector<std::byte*>& to) {
         changed_.clear();
-        for (std::byte* const line : adjacent) {
-            changed_.emplace_back(static_cast<Sample*>(static_cast<void*>(line)),
-                                  lines_.line_length());
+        for (std::size_t line = 0; line < to.size(); ++line) {
+            changed_.push_back(
+                {static_cast<const Sample*>(static_cast<const void*>(places_.in[line])),
+                 static_cast<Sample*>(static_cast<void*>(to[line])), lines_.line_length()});
         }
         change_(changed_);
     }
@@ -121,7 +115,7 @@ class LineBlocks {
     LinePlaces places_;
     std::unique_ptr<Sample[]> buffer_;
     std::vector<std::byte*> buffered_;
-    std::vector<std::span<Sample>> changed_;
+    std::vector<dsp::Run<Sample>> changed_;
 };
 
 } // namespace

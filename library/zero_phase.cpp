@@ -41,9 +41,9 @@ void filter_lines(const ArrayLines& lines, const talvora_filter_options& options
     change_lines<Sample>(lines, options, [&](const AskToGoOn& ask) -> LineChange<Sample> {
         const auto set_filter = std::make_shared<dsp::SetFilter<Sample>>(
             dsp::best_filter_path(), choose_missing(options.missing), ask);
-        return [&, set_filter](std::span<const std::span<Sample>> block) {
-            for (const std::span<Sample> line : block) {
-                set_filter->add(line, line.size(), filter, pad_count);
+        return [&, set_filter](dsp::Runs<Sample> block) {
+            for (const dsp::Run<Sample>& line : block) {
+                set_filter->add(line.source(), line.target(), line.length, filter, pad_count);
             }
             set_filter->finish();
         };

@@ -399,6 +399,132 @@ TEST_P(FilterSetInPlace, GivesThePlainBitsForSetsThatAreFilteredTogether) {
     expect_plain_bits_for_sets_filtered_together<double>(GetParam());
 }
 
+class FilterSetApart : public FilterSetInPlace {};
+
+INSTANTIATE_TEST_SUITE_P(Paths, FilterSetApart, testing::ValuesIn(all_paths()), name_of);
+
+constexpr float UNTOUCHED = -77.0F;
+
+// What becomes of a line of `from`, which stays as it is.
+Line filtered_apart(FilterPath path, const Line& from, std::uint64_t line_length,
+                    Missing missing = Missing::Omit) {
+    const auto before = bits(from);
+    Line to(from.size(), UNTOUCHED);
+    SetFilter<float> set_filter(path, missing);
+    set_filter.add(from, to, line_length, MEAN_OF_TWO);
+    set_filter.finish();
+    EXPECT_EQ(bits(from), before);
+    return to;
+}
+
+TEST_P(FilterSetApart, LeavesTheSamplesThatItReads) {
+    EXPECT_THAT(filtered_apart(GetParam(), {0, 4, 0, 8, 4, 8, 8, 8, 8, 0}, 5),
+                ElementsAre(0, 2, 3, 5, 4, 8, 8, 8, 6, 0));
+}
+
+TEST_P(FilterSetApart, CopiesWhatLiesBetweenRunsAndMarksWhatLiesOutside) {
+    const float payload = std::bit_cast<float>(0x7FC01234U);
+    const Line line = {7, NaN, 0, 4, 0, 8, 4, payload, 7, 9, payload, 8, 8, 8, 8, 0, NaN, 3};
+    const Line to = filtered_apart(GetParam(), line, line.size());
+    EXPECT_THAT(bits(Line(to.begin(), to.begin() + 2)), Each(MISSING));
+    EXPECT_THAT(Line(to.begin() + 2, to.begin() + 7), ElementsAre(0, 2, 3, 5, 4));
+    EXPECT_EQ(bits(to)[7], 0x7FC01234U);
+    EXPECT_THAT(Line(to.begin() + 8, to.begin() + 10), ElementsAre(7, 9));
+    EXPECT_EQ(bits(to)[10], 0x7FC01234U);
+    EXPECT_THAT(Line(to.begin() + 11, to.begin() + 16), ElementsAre(8, 8, 8, 6, 0));
+    EXPECT_THAT(bits(Line(to.begin() + 16, to.end())), Each(MISSING));
+}
+
+TEST_P(FilterSetApart, CopiesWhatStays) {
+    const Line without_long_run = {NaN, 1, 2, NaN, 3, 4, 5, 6, NaN, NaN};
+    EXPECT_EQ(bits(filtered_apart(GetParam(), without_long_run, 10)), bits(without_long_run));
+    const Line too_short = {1, NaN, 3, 4};
+    EXPECT_EQ(bits(filtered_apart(GetParam(), too_short, 4)), bits(too_short));
+    EXPECT_EQ(bits(filtered_apart(GetParam(), too_short, 4, Missing::Propagate)), bits(too_short));
+    EXPECT_THAT(filtered_apart(GetParam(), {0, 4, 0, 8, 4, 1, 2, 3}, 5),
+                ElementsAre(0, 2, 3, 5, 4, 1, 2, 3));
+}
+
+TEST_P(FilterSetApart, PropagatesAMissingSample) {
+    const Line line = {0, 4, 0, 8, NaN, 8, 8, 8, 0, 1, 1, 1, 1, 1, 1, 1, 1, 1};
+    const Line to = filtered_apart(GetParam(), line, 9, Missing::Propagate);
+    EXPECT_THAT(Line(to.begin(), to.begin() + 3), ElementsAre(0, 2, 3));
+    EXPECT_THAT(bits(Line(to.begin() + 3, to.begin() + 6)), Each(MISSING));
+    EXPECT_THAT(Line(to.begin() + 6, to.end()), ElementsAre(8, 6, 0, 1, 1, 1, 1, 1, 1, 1, 1, 1));
+}
+
+// To the last bit, also of what is missing.
+template <class Sample>
+void expect_bits_of_in_place(SetFilter<Sample>& set_filter, const std::vector<Sample>& from,
+                             std::uint64_t line_length, const FilterCoefficients& coefficients,
+                             std::optional<std::size_t> pad_count = std::nullopt) {
+    const std::vector<Sample> before = from;
+    std::vector<Sample> in_place = from;
+    std::vector<Sample> to(from.size(), static_cast<Sample>(UNTOUCHED));
+    set_filter.filter_in_place(in_place, line_length, coefficients, pad_count);
+    set_filter.add(from, to, line_length, coefficients, pad_count);
+    set_filter.finish();
+    ASSERT_TRUE(same_bits(to.data(), in_place.data(), to.size()))
+        << coefficients.b.size() << " taps, lines of " << line_length << ", sample "
+        << first_difference(to, in_place);
+    ASSERT_TRUE(same_bits(from.data(), before.data(), from.size())) << "lines of " << line_length;
+}
+
+template <class Sample>
+void expect_bits_of_in_place_for_any_lines_and_gaps(FilterPath path, Missing missing) {
+    RandomFilters random(20);
+    SetFilter<Sample> set_filter(path, missing);
+    for (int trial = 0; trial < 300; ++trial) {
+        FilterCoefficients coefficients = random.filter(random.count(1, 17), random.one_in(4));
+        if (random.one_in(8)) {
+            coefficients.a = {1.0};
+        }
+        const std::size_t line_length = random.count(1, 500);
+        auto samples = random.samples<Sample>(line_length * random.count(1, 40));
+        if (!random.one_in(3)) {
+            random.make_gaps(samples);
+        }
+        expect_bits_of_in_place(set_filter, samples, line_length, coefficients, random.pad_count());
+    }
+}
+
+TEST_P(FilterSetApart, GivesTheBitsOfInPlaceForAnyLinesAndGaps) {
+    for (const Missing missing : {Missing::Omit, Missing::Propagate}) {
+        expect_bits_of_in_place_for_any_lines_and_gaps<float>(GetParam(), missing);
+        expect_bits_of_in_place_for_any_lines_and_gaps<double>(GetParam(), missing);
+    }
+}
+
+// More rows than are kept, and single lines that are cut into parts; with a signal throughout and
+// one that falls silent, whole and with gaps.
+template <class Sample>
+void expect_bits_of_in_place_for_long_lines(FilterPath path) {
+    RandomFilters random(21);
+    SetFilter<Sample> set_filter(path);
+    const FilterCoefficients missing = {{1.0, 0.0}, {1.0, static_cast<double>(NaN)}};
+    for (const std::size_t line_count : {1U, 5U, 17U}) {
+        const std::size_t line_length = 200'000 / line_count;
+        std::vector<Sample> samples(line_count * line_length);
+        for (const bool falls_silent : {false, true}) {
+            for (std::size_t i = 0; i < samples.size(); ++i) {
+                const bool is_silent = falls_silent && i % line_length > line_length / 10;
+                samples[i] = static_cast<Sample>(is_silent ? 0.0 : random.number(-1.0, 1.0));
+            }
+            expect_bits_of_in_place(set_filter, samples, line_length, LOW_OF_ORDER_TWO);
+            expect_bits_of_in_place(set_filter, samples, line_length, LOW_OF_ORDER_TWO, 0);
+            random.make_gaps(samples);
+            expect_bits_of_in_place(set_filter, samples, line_length, LOW_OF_ORDER_TWO);
+        }
+        expect_bits_of_in_place(set_filter, samples, line_length, missing);
+        expect_bits_of_in_place(set_filter, samples, line_length, {});
+    }
+}
+
+TEST_P(FilterSetApart, GivesTheBitsOfInPlaceForLongLines) {
+    expect_bits_of_in_place_for_long_lines<float>(GetParam());
+    expect_bits_of_in_place_for_long_lines<double>(GetParam());
+}
+
 TEST(FilterPath, IsOneThatEveryProcessorOfTheArchitectureHasOrWider) {
     EXPECT_TRUE(can_take(FilterPath::Plain));
     EXPECT_TRUE(can_take(FilterPath::Baseline));

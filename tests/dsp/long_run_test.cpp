@@ -32,8 +32,14 @@ class LongRun : public ForAllKernels {
                            std::optional<std::size_t> pad_count = std::nullopt) {
         const std::vector<Sample> expected =
             filter_plainly(samples, samples.size(), coefficients, pad_count);
-        filter_long_run<Sample>(samples, prepare_filter(coefficients, pad_count),
-                                GetParam().of<Sample>(), scratch_);
+        std::vector<Sample> apart(samples.size(), 77);
+        const PreparedFilter filter = prepare_filter(coefficients, pad_count);
+        const LaneKernels<Sample>& kernels = GetParam().of<Sample>();
+        filter_long_run<Sample>({samples.data(), apart.data(), samples.size()}, filter, kernels,
+                                scratch_);
+        ASSERT_EQ(first_difference(apart, expected), expected.size())
+            << "apart, " << coefficients.a.size() << " taps, " << samples.size() << " samples";
+        filter_long_run(run_in_place(std::span(samples)), filter, kernels, scratch_);
         ASSERT_EQ(first_difference(samples, expected), expected.size())
             << coefficients.a.size() << " taps, " << samples.size() << " samples";
     }
@@ -92,7 +98,8 @@ void expect_left_as_it_is(const LaneKernels<Sample>& kernels, const PreparedFilt
     std::vector<Sample> samples(length, 1);
     samples[place] = std::numeric_limits<Sample>::quiet_NaN();
     const std::vector<Sample> before = samples;
-    EXPECT_FALSE(filter_long_run<Sample>(samples, filter, kernels, scratch, Searched::No));
+    EXPECT_FALSE(
+        filter_long_run(run_in_place(std::span(samples)), filter, kernels, scratch, Searched::No));
     ASSERT_EQ(first_difference(samples, before), length) << "missing: " << place;
 }
 
@@ -122,8 +129,9 @@ TEST_P(LongRun, FiltersARunThatTurnsOutToBeValid) {
             std::ranges::generate(samples,
                                   [&] { return static_cast<Sample>(random.number(-1, 1)); });
             const std::vector<Sample> expected = filter_plainly(samples, length, EDGE_5_PERCENT);
-            EXPECT_TRUE(filter_long_run<Sample>(samples, prepare_filter(EDGE_5_PERCENT),
-                                                GetParam().of<Sample>(), scratch_, Searched::No));
+            EXPECT_TRUE(filter_long_run(run_in_place(std::span(samples)),
+                                        prepare_filter(EDGE_5_PERCENT), GetParam().of<Sample>(),
+                                        scratch_, Searched::No));
             EXPECT_EQ(first_difference(samples, expected), length);
         }
     });
@@ -138,7 +146,8 @@ TEST_P(LongRun, PausesBetweenItsParts) {
         std::size_t pause_count = 0;
         scratch_.pauses = Pauses([&] { ++pause_count; });
         std::vector<float> samples = random.samples(LENGTH);
-        filter_long_run<float>(samples, prepare_filter(filter), GetParam().of<float>(), scratch_);
+        filter_long_run(run_in_place(std::span(samples)), prepare_filter(filter),
+                        GetParam().of<float>(), scratch_);
         EXPECT_GE(pause_count, LENGTH / Pauses::SAMPLES_APART);
     }
 }
@@ -158,8 +167,8 @@ TEST_P(LongRun, EndsWithWhatAPauseThrows) {
                     throw std::out_of_range("a pause");
                 }
             });
-            filter_long_run<float>(samples, prepare_filter(filter), GetParam().of<float>(),
-                                   scratch);
+            filter_long_run(run_in_place(std::span(samples)), prepare_filter(filter),
+                            GetParam().of<float>(), scratch);
         };
         std::vector<float> samples = before;
         filter_until(samples, 0);

@@ -12,6 +12,7 @@
 #include <limits>
 #include <optional>
 #include <random>
+#include <span>
 #include <vector>
 
 namespace talvora::dsp {
@@ -101,6 +102,21 @@ std::vector<Sample> filter_plainly(std::vector<Sample> samples, std::size_t line
     SetFilter<Sample>(FilterPath::Plain)
         .filter_in_place(samples, line_length, coefficients, pad_count);
     return samples;
+}
+
+template <class Sample>
+std::vector<Run<Sample>> runs_between(const std::vector<std::vector<Sample>>& from,
+                                      std::vector<std::vector<Sample>>& to) {
+    std::vector<Run<Sample>> runs;
+    for (std::size_t line = 0; line < to.size(); ++line) {
+        runs.push_back({from[line].data(), to[line].data(), to[line].size()});
+    }
+    return runs;
+}
+
+template <class Sample>
+std::vector<Run<Sample>> runs_in_place(std::vector<std::vector<Sample>>& lines) {
+    return runs_between(lines, lines);
 }
 
 // The place of the first sample whose bits differ, or the size when none does. A NaN

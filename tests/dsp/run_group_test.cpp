@@ -16,7 +16,8 @@ namespace {
 
 class RunGroup : public ForAllKernels {
   protected:
-    // Filters lines of the given lengths side by side, as many as there are lanes, and one by one.
+    // Filters lines of the given lengths side by side, as many as there are lanes, and one by one;
+    // in place and from one place to another.
     void expect_plain_bits(RandomFilters& random, const std::vector<std::size_t>& lengths,
                            const FilterCoefficients& coefficients,
                            std::optional<std::size_t> pad_count = std::nullopt) {
@@ -30,21 +31,37 @@ class RunGroup : public ForAllKernels {
                               const FilterCoefficients& coefficients,
                               std::optional<std::size_t> pad_count) {
         std::ranges::sort(lengths, std::ranges::greater{});
-        std::vector<std::vector<Sample>> lines;
-        std::vector<std::span<Sample>> runs;
+        std::vector<std::vector<Sample>> samples;
+        std::vector<std::vector<Sample>> apart;
         for (const std::size_t length : lengths) {
-            lines.push_back(random.samples<Sample>(length));
+            samples.push_back(random.samples<Sample>(length));
+            apart.emplace_back(length, 77);
         }
-        const std::vector<std::vector<Sample>> samples = lines;
-        runs.assign(lines.begin(), lines.end());
         const PreparedFilter filter = prepare_filter(coefficients, pad_count);
+        filter_groups<Sample>(runs_between(samples, apart), filter);
+        expect_plain_bits_of(apart, samples, filter, coefficients, pad_count);
+        std::vector<std::vector<Sample>> lines = samples;
+        filter_groups<Sample>(runs_in_place(lines), filter);
+        expect_plain_bits_of(lines, samples, filter, coefficients, pad_count);
+    }
+
+    template <class Sample>
+    void filter_groups(Runs<Sample> runs, const PreparedFilter& filter) {
         const LaneKernels<Sample>& kernels = GetParam().of<Sample>();
         const std::size_t lane_count = kernels.lane_count(filter.tap_count(), MAX_LANE_COUNT);
-        for (Runs<Sample> rest = runs; !rest.empty();) {
-            const Runs<Sample> group = rest.first(std::min(rest.size(), lane_count));
-            rest = rest.subspan(group.size());
-            EXPECT_TRUE(run_group(group, rest, filter, kernels, scratch_));
+        while (!runs.empty()) {
+            const Runs<Sample> group = runs.first(std::min(runs.size(), lane_count));
+            runs = runs.subspan(group.size());
+            EXPECT_TRUE(run_group(group, runs, filter, kernels, scratch_));
         }
+    }
+
+    template <class Sample>
+    static void expect_plain_bits_of(const std::vector<std::vector<Sample>>& lines,
+                                     const std::vector<std::vector<Sample>>& samples,
+                                     const PreparedFilter& filter,
+                                     const FilterCoefficients& coefficients,
+                                     std::optional<std::size_t> pad_count) {
         for (std::size_t line = 0; line < lines.size(); ++line) {
             const std::vector<Sample> expected =
                 filter_plainly(samples[line], samples[line].size(), coefficients, pad_count);
@@ -174,7 +191,7 @@ void expect_left_as_they_are(const LaneKernels<Sample>& kernels, std::size_t len
             std::vector<std::vector<Sample>> lines(8, std::vector<Sample>(length, 1));
             lines[lane][place] = std::numeric_limits<Sample>::quiet_NaN();
             const auto samples = lines;
-            const std::vector<std::span<Sample>> runs(lines.begin(), lines.end());
+            const std::vector<Run<Sample>> runs = runs_in_place(lines);
             EXPECT_FALSE(run_group<Sample>(runs, {}, filter, kernels, scratch, Searched::No));
             for (std::size_t line = 0; line < lines.size(); ++line) {
                 ASSERT_EQ(first_difference(lines[line], samples[line]), length)
@@ -197,17 +214,15 @@ TEST_P(RunGroup, FiltersRunsThatTurnOutToBeValid) {
     const PreparedFilter filter = prepare_filter({{0.25, 0.5, 0.25}, {1.0}}); // unit gain
     for_samples_of_each_type([&]<class Sample>(Sample) {
         for (const std::size_t length : {8U, 300U, 40'000U}) {
-            std::vector<Sample> line(length);
-            line[length / 2] = 16;
-            std::vector<Sample> other = line;
-            const std::vector<std::span<Sample>> runs = {line, other};
-            EXPECT_TRUE(run_group<Sample>(runs, {}, filter, GetParam().of<Sample>(), scratch_,
-                                          Searched::No));
+            std::vector<std::vector<Sample>> lines(2, std::vector<Sample>(length));
+            lines[0][length / 2] = lines[1][length / 2] = 16;
+            EXPECT_TRUE(run_group<Sample>(runs_in_place(lines), {}, filter, GetParam().of<Sample>(),
+                                          scratch_, Searched::No));
             // Forward and backward: [1 4 6 4 1] / 16.
-            EXPECT_EQ(line[length / 2], 6);
-            EXPECT_EQ(line[length / 2 + 1], 4);
-            EXPECT_EQ(line[length / 2 - 2], 1);
-            EXPECT_EQ(other, line);
+            EXPECT_EQ(lines[0][length / 2], 6);
+            EXPECT_EQ(lines[0][length / 2 + 1], 4);
+            EXPECT_EQ(lines[0][length / 2 - 2], 1);
+            EXPECT_EQ(lines[1], lines[0]);
         }
     });
 }

@@ -93,7 +93,7 @@ template <class Sample>
 std::size_t filter_side_by_side_and_count(Lines<Sample>& lines,
                                           const FilterCoefficients& coefficients) {
     const LaneKernels<Sample> kernels = counting_kernels<Sample>();
-    const std::vector<std::span<Sample>> runs(lines.begin(), lines.end());
+    const std::vector<Run<Sample>> runs = runs_in_place(lines);
     LaneScratch scratch;
     run_group<Sample>(runs, {}, prepare_filter(coefficients), kernels, scratch);
     return filtered_row_count;
@@ -196,7 +196,7 @@ TYPED_TEST(Silence, KeepsThePlainBitsOfALongRunThatFallsSilent) {
         Lines<TypeParam> lines = {samples[line]};
         const LaneKernels<TypeParam> kernels = counting_kernels<TypeParam>();
         LaneScratch scratch;
-        filter_long_run<TypeParam>(lines[0], prepare_filter(SLOW_LOW_PASS), kernels, scratch);
+        filter_long_run(runs_in_place(lines)[0], prepare_filter(SLOW_LOW_PASS), kernels, scratch);
         expect_plain_bits<TypeParam>(lines, {samples[line]}, SLOW_LOW_PASS);
     }
 }

@@ -66,7 +66,7 @@ TYPED_TEST(TilePassOfEightLanes, PutsAllLanesToRestAtOnce) {
 TYPED_TEST(TilePassOfEightLanes, TellsWhenALaneHasMetAMissingSample) {
     EXPECT_FALSE(this->pass_.has_met_missing());
     this->samples_[5][3] = std::numeric_limits<TypeParam>::quiet_NaN();
-    this->pass_.filter_forward(this->lines_, TILE_ROWS, nullptr);
+    this->pass_.filter_forward(read_only(this->lines_), TILE_ROWS, nullptr);
     EXPECT_TRUE(this->pass_.has_met_missing());
 }
 
@@ -75,7 +75,7 @@ TYPED_TEST(TilePassOfEightLanes, FiltersOneLaneWhileOthersRest) {
     this->samples_[7][0] = 4;
     this->samples_[7][REST_ROWS + 1] = 8;
     for (std::size_t again = 0; again < 2; ++again) {
-        this->pass_.filter_forward(this->lines_, ROW_COUNT, this->rows_.data());
+        this->pass_.filter_forward(read_only(this->lines_), ROW_COUNT, this->rows_.data());
         for (std::size_t row = 0; row < ROW_COUNT; ++row) {
             double expected = row < 3 ? (row == 1 ? 2.0 : 1.0) : 0.0;
             if (row > REST_ROWS && row < REST_ROWS + 4) {
@@ -98,7 +98,7 @@ TYPED_TEST(TilePassOfEightLanes, FiltersOneLaneWhileFaintOnesRest) {
         pass.set_lane_state(lane, std::array{lane == 7 ? 0.0 : sum_in(lane), 0.0});
     }
     this->samples_[7][REST_ROWS + 1] = 8;
-    pass.filter_forward(this->lines_, ROW_COUNT, this->rows_.data());
+    pass.filter_forward(read_only(this->lines_), ROW_COUNT, this->rows_.data());
     for (std::size_t i = 0; i < this->rows_.size(); ++i) {
         const bool is_late = i / LANE_COUNT > REST_ROWS + 1;
         ASSERT_EQ(this->rows_[i],

@@ -66,6 +66,13 @@ TYPED_TEST(GapFilling, GoesAlongTheAxis) {
               (std::vector<TypeParam>{1, 10, 2, 20, 3, 30}));
 }
 
+TYPED_TEST(GapFilling, LeavesWhatItReads) {
+    const std::vector<TypeParam> samples = {1, this->gap, 3, this->gap};
+    const std::vector<TypeParam> before = samples;
+    EXPECT_TRUE(same_bytes(this->fill(samples, {4}, 0), {1, 2, 3, this->gap}));
+    EXPECT_TRUE(same_bytes(samples, before));
+}
+
 TYPED_TEST(GapFilling, WorksInPlace) {
     std::vector<TypeParam> samples = {1, this->gap, 3};
     const Array in_place(samples.data(), {3});

@@ -194,6 +194,35 @@ TYPED_TEST(OfBothTypes, AreFilteredInPlaceAsApart) {
     EXPECT_EQ(block.samples, block.expected);
 }
 
+// Whole lines, with gaps, without a run that is long enough, and too short ones; in one block and
+// in several, and cut into parts. What is read stays.
+TYPED_TEST(OfBothTypes, AreFilteredApartToTheBitsOfInPlace) {
+    constexpr std::size_t COUNT = 600'000;
+    for (const std::size_t line_length : {3U, 8U, 40U, 1'000U, 150'000U}) {
+        for (const std::size_t gap_distance : {0U, 5U, 37U, 1'001U}) {
+            for (const talvora_missing missing : {TALVORA_OMIT, TALVORA_PROPAGATE}) {
+                SCOPED_TRACE(testing::Message()
+                             << "lines of " << line_length << ", gaps by " << gap_distance);
+                std::vector<TypeParam> samples = zigzag<TypeParam>(COUNT);
+                for (std::size_t i = 2; gap_distance > 0 && i < COUNT; i += gap_distance) {
+                    samples[i] = -std::numeric_limits<TypeParam>::quiet_NaN();
+                }
+                const std::vector<TypeParam> before = samples;
+                talvora_filter_options options = default_options();
+                options.missing = missing;
+                const std::vector<TypeParam> apart =
+                    filtered(LOW_PASS, samples, line_length, options);
+                EXPECT_TRUE(same_bytes(samples, before));
+                const Array in_place(samples.data(),
+                                     {static_cast<std::int64_t>(COUNT / line_length),
+                                      static_cast<std::int64_t>(line_length)});
+                EXPECT_EQ(filtfilt(LOW_PASS, in_place, in_place, options), DONE);
+                EXPECT_TRUE(same_bytes(apart, samples));
+            }
+        }
+    }
+}
+
 // Position of a sample of the block in memory that is laid out otherwise.
 std::size_t place_of(std::size_t i, const Extents& strides, std::int64_t first) {
     const std::size_t position[] = {i / 200, i / 40 % 5, i % 40};
@@ -234,6 +263,7 @@ TYPED_TEST(OfBothTypes, MayLieInAnyLayout) {
                 read[place_of(i, in.strides, in.first)] = block.samples[i];
                 expected[place_of(i, out.strides, out.first)] = block.expected[i];
             }
+            const std::vector<TypeParam> before = read;
             const auto bytes = [](const Layout& layout) {
                 Extents strides = layout.strides;
                 for (std::int64_t& stride : strides) {
@@ -245,6 +275,7 @@ TYPED_TEST(OfBothTypes, MayLieInAnyLayout) {
                                Array(written.data() + out.first, {3, 5, 40}, bytes(out))),
                       DONE);
             EXPECT_EQ(written, expected);
+            EXPECT_EQ(read, before);
         }
     }
 }
@@ -420,13 +451,13 @@ TEST(Filtfilt, StopsWhenItIsToldTo) {
 }
 
 TEST(Filtfilt, AsksBeforeEachBlock) {
-    const std::vector<float> samples = zigzag<float>(1'000'000);
+    const std::vector<float> samples = zigzag<float>(4'000'000);
     std::vector<float> out(samples.size());
     Stopper stopper{1'000'000};
     talvora_filter_options options = default_options();
     options.should_stop = should_stop;
     options.context = &stopper;
-    const Extents extents = {10'000, 100};
+    const Extents extents = {40'000, 100};
     EXPECT_EQ(
         filtfilt(LOW_PASS, Array(samples.data(), extents), Array(out.data(), extents), options),
         DONE);
