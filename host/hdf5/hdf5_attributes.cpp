@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <utility>
 
 namespace talvora::host::hdf5 {
@@ -47,12 +48,38 @@ struct NewValues {
     const void* values;
 };
 
+// Of an attribute in an object of the older format of files, which nothing but making the object
+// anew changes.
+constexpr std::uint64_t MAX_OLD_BYTES = 64 * 1024;
+
+std::uint64_t count_bytes(const NewValues& given) {
+    const auto count =
+        checked(H5Sget_simple_extent_npoints(given.space), "read", "the extents of an attribute");
+    return type_size(given.type) * static_cast<std::uint64_t>(count);
+}
+
+Id create(hid_t object, const std::string& name, hid_t naming, const NewValues& given) {
+    try {
+        return owned(H5Acreate2(object, name.c_str(), given.type, given.space, naming, H5P_DEFAULT),
+                     "create the attribute", name);
+    } catch (const StorageError&) {
+        throw;
+    } catch (const TreeError& error) {
+        const std::uint64_t bytes = count_bytes(given);
+        if (bytes < MAX_OLD_BYTES) {
+            throw;
+        }
+        throw TreeError(fmt::format("{} ({} bytes: an object in the older format of HDF5 files "
+                                    "takes less than {}; one that h5py makes with libver='latest' "
+                                    "takes more)",
+                                    error.what(), bytes, MAX_OLD_BYTES));
+    }
+}
+
 // A new attribute with its values; none when they cannot be written.
 void create_with_values(hid_t object, const std::string& name, hid_t naming,
                         const NewValues& given) {
-    const Id attribute =
-        owned(H5Acreate2(object, name.c_str(), given.type, given.space, naming, H5P_DEFAULT),
-              "create the attribute", name);
+    const Id attribute = create(object, name, naming, given);
     try {
         checked(H5Awrite(attribute, given.memory_type, given.values), "write the attribute", name);
     } catch (const TreeError&) {

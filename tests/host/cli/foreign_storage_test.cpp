@@ -173,26 +173,20 @@ TEST_F(ForeignStorage, IsMissedInAnotherFolder) {
 }
 
 TEST_F(ForeignStorage, IsNotReplacedByAResult) {
-    make_recording(folder_ / "beside.h5", [](hid_t file, hid_t group) {
-        write_virtual_set(file, "Mapped", "victim.h5");
-        const hid_t external = H5Pcreate(H5P_DATASET_CREATE);
-        H5Pset_external(external, "victim.raw", 0, 24);
-        write_set(group, "External", external);
-        H5Pclose(external);
+    make_recording(folder_ / "beside.h5", [](hid_t file, hid_t) {
+        write_virtual_set(file, "Mapped", "victim.h5"); // by its name alone
     });
-    write_file(folder_ / "victim.raw", content_["victim.raw"]);
-    for (const std::string input : {"rec.h5", "beside.h5"}) {
-        for (const std::string victim : {"victim.raw", "victim.h5"}) {
-            for (const Program::Words& words :
-                 {Program::Words{"run", "apply-set-rectify", "SourceSets=Imu/Own", input},
-                  Program::Words{"attributes", input + "::Imu/Own", "Unit=N"}}) {
-                Program::Words replacing = words;
-                replacing.insert(replacing.end(), {"-o", victim, "--force"});
-                EXPECT_THAT(run_beside_victims(replacing, 2).errors,
-                            HasSubstr("of " + input +
-                                      " leads to this file, which the result "
-                                      "would replace\nhint: give another output"));
-            }
+    const std::pair<std::string, std::string> leads[] = {
+        {"rec.h5", "victim.raw"}, {"rec.h5", "victim.h5"}, {"beside.h5", "victim.h5"}};
+    for (const auto& [input, victim] : leads) {
+        for (Program::Words words :
+             {Program::Words{"run", "apply-set-rectify", "SourceSets=Imu/Own", input},
+              Program::Words{"attributes", input + "::Imu/Own", "Unit=N"}}) {
+            words.insert(words.end(), {"-o", victim, "--force"});
+            EXPECT_THAT(run_beside_victims(words, 2).errors,
+                        HasSubstr("of " + input +
+                                  " leads to this file, which the result would "
+                                  "replace\nhint: give another output"));
         }
     }
 }

@@ -49,6 +49,32 @@ class Comments(host_test.HostTest):
         self.expect_comment(OPPOSITE)
 
 
+class LongAttributes(host_test.HostTest):
+    """Fill-gap writes how many samples it filled of each gap."""
+
+    FILL = ["run", "apply-set-fill-gap", "SourceGroup=Imu", "MaxGapLength=3", "in.h5"]
+
+    def make_gaps(self, **options):
+        with self.make(**options) as file:
+            add_set(file, "Imu/X", count=60000)[..., 3:60000:6] = np.nan  # 10,000 gaps
+
+    def test_what_the_older_format_cannot_hold_is_refused(self):
+        self.make_gaps()
+        before = (self.folder / "in.h5").read_bytes()
+        told = self.call(*self.FILL, "--in-place", code=1).stderr
+        self.assertRegex(told, r"cannot create the attribute 'FillGap\w+': .* \(\d+ bytes: an object "
+                               r"in the older format of HDF5 files takes less than 65536; one that "
+                               r"h5py makes with libver='latest' takes more\)")
+        self.assertEqual((self.folder / "in.h5").read_bytes(), before)
+
+    def test_the_newer_one_holds_it(self):
+        self.make_gaps(libver="latest")
+        self.call(*self.FILL, "-o", "out.h5")
+        with self.read() as file:
+            self.assertEqual(len(file["Imu/X"].attrs["FillGapSamplesFilled"]), 10000)
+            self.assertFalse(np.isnan(file["Imu/X"][...]).any())
+
+
 class EncodingsOfNames(host_test.HostTest):
     """Which h5py takes for ASCII where they are."""
 

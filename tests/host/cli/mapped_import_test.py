@@ -643,9 +643,10 @@ class MapFiles(MappedImport):
                                      "unit: [N, V, m], names: [a, b, c]}]\n")
                 self.take("--map", "m.yaml", "--force")
                 self.assert_set("Signals/x", np.repeat(np.float32([[10], [100], [1000]]), 4, axis=1),
-                                5, 2, Labels=["a", "b", "c"], Unit=["N", "V", "m"])
+                                5, 0, Labels=["a", "b", "c"], Unit=["N", "V", "m"])
+                (self.folder / "out.h5").unlink()
         self.write("m.yaml", "sets: [{data: x, time: last, rate: 5, scale: [10, 100]}]\n")
-        self.refuse("--map", "m.yaml", text="a scale of 2")
+        self.refuse("--map", "m.yaml", text="the value in the map holds 2 numbers for 3 components of 'x'")
         self.write("m.yaml", "sets: [{data: x, time: last, rate: [5, 10]}]\n")
         self.refuse("--map", "m.yaml", text="rate")
 
