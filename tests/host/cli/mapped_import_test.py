@@ -648,7 +648,7 @@ class MapFiles(MappedImport):
         self.write("m.yaml", "sets: [{data: x, time: last, rate: 5, scale: [10, 100]}]\n")
         self.refuse("--map", "m.yaml", text="the value in the map holds 2 numbers for 3 components of 'x'")
         self.write("m.yaml", "sets: [{data: x, time: last, rate: [5, 10]}]\n")
-        self.refuse("--map", "m.yaml", text="rate")
+        self.refuse("--map", "m.yaml", text="the value in the map holds 2 numbers (wanted: one)")
 
     def test_a_polynomial_is_taken_where_it_is_a_line(self):
         text = SETS + "    polynomial: {attribute: coefficients}\n"
