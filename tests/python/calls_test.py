@@ -39,7 +39,7 @@ except KeyboardInterrupt:
 sys.exit("not interrupted")
 """
 
-# `out` is a copy of the line first; the backward pass comes to its first samples last.
+# The backward pass fills `out` from its last sample to its first.
 LONG_LINE = """
 import os, signal, sys, threading
 import numpy as np, scipy.signal, talvora
@@ -47,7 +47,7 @@ x = np.random.default_rng(3).standard_normal(3_000_000)
 out = np.zeros(x.shape)
 
 def interrupt():
-    while out[1] == 0:
+    while out[-2] == 0:
         pass
     os.kill(os.getpid(), signal.SIGINT)
 
@@ -55,21 +55,24 @@ threading.Thread(target=interrupt, daemon=True).start()
 try:
     talvora.filtfilt(scipy.signal.firwin(301, 0.1), [1.0], x, out=out)
 except KeyboardInterrupt:
-    sys.exit(0 if out[1] == x[1] else "all of it was done first")
+    sys.exit(0 if out[1] == 0 else "all of it was done first")
 sys.exit("not interrupted")
 """
 
 # Counts how often a run asks whether it is to stop, which it does whenever samples are read or
 # written.
 LONG_RUN = """
-import gc, os, signal, sys, threading
+import gc, os, signal, sys
 import numpy as np, talvora, talvora._runs
 asked = 0
+interrupted_at = None
 
 @talvora._library.callback("talvora_should_stop", error=1)
 def count(context):
     global asked
     asked += 1
+    if asked == interrupted_at:
+        os.kill(os.getpid(), signal.SIGINT)
     return 0
 
 talvora._runs.choose_stop = count
@@ -80,14 +83,7 @@ signals = {f"Imu/{i:03}": talvora.Signal(array, rate=100) for i, array in enumer
 work = ("apply-set-butterworth", signals)
 choices = {"SourceGroup": "Imu", "CutoffFrequency": 5, "Order": 4}
 whole = talvora.run(*work, **choices)
-in_all, asked = asked, 0
-
-def interrupt():
-    while asked < 20:
-        pass
-    os.kill(os.getpid(), signal.SIGINT)
-
-threading.Thread(target=interrupt, daemon=True).start()
+in_all, asked, interrupted_at = asked, 0, 20
 try:
     talvora.run(*work, **choices)
     sys.exit("not interrupted")
