@@ -213,6 +213,7 @@ SetFilter filter_at(hid_t properties, unsigned position) {
 std::vector<SetFilter> list_filters(hid_t properties) {
     const int count = checked(H5Pget_nfilters(properties), "read", "the filters of a data set");
     std::vector<SetFilter> filters;
+    filters.reserve(static_cast<std::size_t>(count));
     for (int position = 0; position < count; ++position) {
         filters.push_back(filter_at(properties, static_cast<unsigned>(position)));
     }
