@@ -44,7 +44,12 @@ def take_samples(x: Any) -> Samples:
 
 def holds_masks(x: Any) -> bool:
     """Lists of masked arrays, whose masks an array of them would not have."""
-    return isinstance(x, (list, tuple)) and any(isinstance(row, np.ma.MaskedArray) for row in x)
+    if not isinstance(x, (list, tuple)):
+        return False
+    if any(holds_masks(row) for row in x if isinstance(row, (list, tuple))):
+        raise TypeError("masked arrays stand in lists within a list; one masked array is wanted, such "
+                        "as numpy.ma.stack makes")
+    return any(isinstance(row, np.ma.MaskedArray) for row in x)
 
 
 def to_floats(array: NDArray[Any]) -> NDArray[Any]:

@@ -75,6 +75,9 @@ class TakesArraysAsTheyLie(unittest.TestCase):
         np.testing.assert_array_equal(talvora.fill_gaps(rows), [[1, 2, 3], [4, 5, np.nan]])
         np.testing.assert_array_equal(talvora.Signal(rows).samples[:, 0],
                                       [[1, np.nan, 3], [4, 5, np.nan]])
+        for nested in ([rows], [[[rows[0]]]], [([1.0, 2.0, 3.0],), (rows[0],)]):
+            with self.assertRaisesRegex(TypeError, "one masked array is wanted"):
+                talvora.fill_gaps(nested)
 
     def test_of_one_to_many_dimensions(self):
         for rank in (1, 5, 20):
