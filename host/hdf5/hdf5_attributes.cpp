@@ -50,7 +50,7 @@ struct NewValues {
 
 // Of an attribute in an object of the older format of files, which nothing but making the object
 // anew changes.
-constexpr std::uint64_t MAX_OLD_BYTES = 64 * 1024;
+constexpr std::uint64_t MAX_OLD_BYTES = std::uint64_t{64} * 1024;
 
 std::uint64_t count_bytes(const NewValues& given) {
     const auto count =
