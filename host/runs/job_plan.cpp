@@ -7,6 +7,7 @@
 #include "host/text/failure.h"
 #include "host/text/parse_number.h"
 #include "host/text/path_glob.h"
+#include "host/text/utf8.h"
 
 #include <fmt/format.h>
 
@@ -62,6 +63,9 @@ void append_lines(std::istream& list, std::string_view name, std::vector<std::st
     std::size_t line_number = 0;
     for (std::string line; std::getline(list, line);) {
         refuse_zero_byte(name, ++line_number, line);
+        if (line_number == 1) {
+            line = std::string(skip_byte_order_mark(line));
+        }
         if (line.ends_with('\r')) {
             line.pop_back();
         }

@@ -51,6 +51,45 @@ double median(std::vector<double> values) {
 }
 
 // ---------------------------------------------------------------------------
+// Steps in samples
+
+std::vector<std::uint64_t> count_periods(std::span<const double> steps, double sample_rate) {
+    std::vector<std::uint64_t> counts;
+    for (const double step : steps) {
+        counts.push_back(static_cast<std::uint64_t>(std::llround(step * sample_rate)));
+    }
+    return counts;
+}
+
+// A row stamped late looks like a gap followed by a crowd, one stamped early like a
+// crowd followed by a gap: such a row belongs into the gap beside it.
+void move_crowded_rows_into_gaps(std::span<std::uint64_t> counts) {
+    for (std::size_t i = 0; i < counts.size(); ++i) {
+        if (counts[i] != 0) {
+            continue;
+        }
+        if (i > 0 && counts[i - 1] > 1) {
+            --counts[i - 1];
+            ++counts[i];
+        } else if (i + 1 < counts.size() && counts[i + 1] > 1) {
+            --counts[i + 1];
+            ++counts[i];
+        }
+    }
+}
+
+// The sample of each row, placed step by step.
+std::vector<std::uint64_t> count_samples_on(std::span<const double> steps, double sample_rate) {
+    std::vector<std::uint64_t> counts = count_periods(steps, sample_rate);
+    move_crowded_rows_into_gaps(counts);
+    std::vector<std::uint64_t> samples = {0};
+    for (const std::uint64_t count : counts) {
+        samples.push_back(samples.back() + count);
+    }
+    return samples;
+}
+
+// ---------------------------------------------------------------------------
 // The rate
 
 // The steps that are neither crowds nor gaps, and what is known of them.
@@ -81,29 +120,35 @@ RegularSteps gather_regular_steps(std::span<const double> steps, double typical)
     return regular;
 }
 
-// How far the sum of regular steps may be off: each run of them begins and ends at a time that is
-// rounded to a tick, unless all steps are alike, and to a double.
-double find_uncertainty(std::span<const double> times, const RegularSteps& regular) {
-    const double tick = std::min(find_tick(times), regular.greatest - regular.least);
-    return static_cast<double>(regular.run_count) * (tick + rounding_of(times));
+// The ticks in which the times are told; 0 where all regular steps are alike, which rounding would
+// have made differ.
+double find_own_tick(std::span<const double> times, const RegularSteps& regular) {
+    return std::min(find_tick(times), regular.greatest - regular.least);
 }
 
-double find_rate(std::span<const double> times, std::span<const double> steps,
-                 const std::string& source) {
+// Each run of regular steps begins and ends at a time that is rounded to a tick, and to a double.
+PeriodRange find_mean_period(std::span<const double> times, const RegularSteps& regular) {
+    const auto count = static_cast<double>(regular.count);
+    const double uncertainty = static_cast<double>(regular.run_count) *
+                               (find_own_tick(times, regular) + rounding_of(times));
+    const double known = std::min(uncertainty, regular.sum / 2);
+    return {(regular.sum - known) / count, (regular.sum + known) / count};
+}
+
+double choose_roundest_rate(const PeriodRange& periods) {
+    const double rate = roundest_between(1 / periods.longest, 1 / periods.shortest);
+    const double period = roundest_between(periods.shortest, periods.longest);
+    return count_digits(period) < count_digits(rate) ? 1 / period : rate;
+}
+
+double find_typical_step(std::span<const double> steps, const std::string& source) {
     const double typical = median({steps.begin(), steps.end()});
     if (!(typical > 0)) {
         throw Failure(ExitCode::Input,
                       fmt::format("{}: most rows have the time of the row before", source),
                       {"give the sample rate: --rate HZ"});
     }
-    const RegularSteps regular = gather_regular_steps(steps, typical);
-    const auto count = static_cast<double>(regular.count);
-    const double uncertainty = std::min(find_uncertainty(times, regular), regular.sum / 2);
-    const double shortest = (regular.sum - uncertainty) / count;
-    const double longest = (regular.sum + uncertainty) / count;
-    const double rate = roundest_between(1 / longest, 1 / shortest);
-    const double period = roundest_between(shortest, longest);
-    return count_digits(period) < count_digits(rate) ? 1 / period : rate;
+    return typical;
 }
 
 void check_rate(double sample_rate, const std::string& source) {
@@ -129,29 +174,17 @@ void check_span(std::span<const double> times, double sample_rate, const std::st
     }
 }
 
-std::vector<std::uint64_t> count_periods(std::span<const double> steps, double sample_rate) {
-    std::vector<std::uint64_t> counts;
-    for (const double step : steps) {
-        counts.push_back(static_cast<std::uint64_t>(std::llround(step * sample_rate)));
-    }
-    return counts;
-}
-
-// A row stamped late looks like a gap followed by a crowd, one stamped early like a
-// crowd followed by a gap: such a row belongs into the gap beside it.
-void move_crowded_rows_into_gaps(std::span<std::uint64_t> counts) {
-    for (std::size_t i = 0; i < counts.size(); ++i) {
-        if (counts[i] != 0) {
-            continue;
-        }
-        if (i > 0 && counts[i - 1] > 1) {
-            --counts[i - 1];
-            ++counts[i];
-        } else if (i + 1 < counts.size() && counts[i + 1] > 1) {
-            --counts[i + 1];
-            ++counts[i];
-        }
-    }
+// That of the regular steps, or where all rows are told as they would be at one rate, the gaps
+// between them included, that one: the whole span knows it better than steps between two gaps.
+double find_rate(std::span<const double> times, std::span<const double> steps,
+                 const std::string& source) {
+    const RegularSteps regular = gather_regular_steps(steps, find_typical_step(steps, source));
+    const double rate = choose_roundest_rate(find_mean_period(times, regular));
+    check_rate(rate, source);
+    check_span(times, rate, source);
+    const auto periods =
+        find_periods(times, count_samples_on(steps, rate), find_own_tick(times, regular));
+    return periods ? choose_roundest_rate(*periods) : rate;
 }
 
 // A grid without rows yet.
@@ -162,20 +195,12 @@ TimeGrid find_grid(std::span<const double> times, std::span<const double> steps,
                       {"give the sample rate: --rate HZ"});
     }
     const double rate = sample_rate ? *sample_rate : find_rate(times, steps, source);
-    if (!sample_rate) {
-        check_rate(rate, source);
-    }
     check_span(times, rate, source);
     return {.start_time = times.front(), .sample_rate = rate, .sample_of_row = {}};
 }
 
 void place_by_steps(std::span<const double> steps, TimeGrid& grid) {
-    std::vector<std::uint64_t> counts = count_periods(steps, grid.sample_rate);
-    move_crowded_rows_into_gaps(counts);
-    grid.sample_of_row = {0};
-    for (const std::uint64_t count : counts) {
-        grid.sample_of_row.push_back(grid.sample_of_row.back() + count);
-    }
+    grid.sample_of_row = count_samples_on(steps, grid.sample_rate);
     grid.sample_count = grid.sample_of_row.back() + 1;
 }
 

@@ -9,7 +9,8 @@
 //
 // Times are told in so many digits, and a mean of their differences is known no better. Of the
 // rates that this leaves possible the roundest one is taken, or that of the roundest period: rows
-// in whole milliseconds, 400 to a second, have steps of 2 and 3 ms and a rate of 400 Hz.
+// in whole milliseconds, 400 to a second, have steps of 2 and 3 ms and a rate of 400 Hz. Where some
+// are missing, and all others are told as they would be at one rate, the whole span tells it.
 #pragma once
 
 #include <cstddef>

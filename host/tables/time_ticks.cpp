@@ -9,13 +9,25 @@
 namespace talvora::host {
 namespace {
 
-// Between the earliest and the latest that a row comes against rows one behind the other, in
-// seconds: less than a tick where that is what they are. Convex in the period.
-double measure_spread(std::span<const double> times, double period) {
+// Rows and the samples that they are, from 0 on; without these they are one behind the other.
+struct Rows {
+    std::span<const double> times;
+    std::span<const std::uint64_t> samples = {};
+
+    double sample_of(std::size_t row) const {
+        return static_cast<double>(samples.empty() ? row : samples[row]);
+    }
+    double step_count() const { return sample_of(times.size() - 1); }
+    double span() const { return times.back() - times.front(); }
+};
+
+// Between the earliest and the latest that a row comes, in seconds: less than a tick where they are
+// these samples. Convex in the period.
+double measure_spread(const Rows& rows, double period) {
     double earliest = 0;
     double latest = 0;
-    for (std::size_t row = 0; row < times.size(); ++row) {
-        const double late = times[row] - times.front() - static_cast<double>(row) * period;
+    for (std::size_t row = 0; row < rows.times.size(); ++row) {
+        const double late = rows.times[row] - rows.times.front() - rows.sample_of(row) * period;
         earliest = std::min(earliest, late);
         latest = std::max(latest, late);
     }
@@ -26,10 +38,10 @@ double measure_spread(std::span<const double> times, double period) {
 constexpr int THIRDS = 120;
 constexpr int HALVES = 60;
 
-double find_best_period(std::span<const double> times, double shortest, double longest) {
+double find_best_period(const Rows& rows, double shortest, double longest) {
     for (int step = 0; step < THIRDS; ++step) {
         const double third = (longest - shortest) / 3;
-        if (measure_spread(times, shortest + third) < measure_spread(times, longest - third)) {
+        if (measure_spread(rows, shortest + third) < measure_spread(rows, longest - third)) {
             longest -= third;
         } else {
             shortest += third;
@@ -39,31 +51,37 @@ double find_best_period(std::span<const double> times, double shortest, double l
 }
 
 // The last period from `good` on towards `bad` of which the spread is within the limit.
-double find_end(std::span<const double> times, double good, double bad, double limit) {
+double find_end(const Rows& rows, double good, double bad, double limit) {
     for (int step = 0; step < HALVES; ++step) {
         const double middle = (good + bad) / 2;
-        (measure_spread(times, middle) <= limit ? good : bad) = middle;
+        (measure_spread(rows, middle) <= limit ? good : bad) = middle;
     }
     return good;
 }
 
-// The range of rates at which rows one behind the other would be told these times, by its roundest.
-std::optional<double> find_rate_within(std::span<const double> times, double tick) {
-    const double limit = tick + 4 * rounding_of(times);
-    const auto step_count = static_cast<double>(times.size() - 1);
-    const double span = times.back() - times.front();
+std::optional<PeriodRange> find_range(const Rows& rows, double tick) {
+    const double limit = tick + 4 * rounding_of(rows.times);
+    const double step_count = rows.step_count();
+    const double span = rows.span();
     // No period of that range is off by more than a tick at the last row: most times end here.
-    if (!(tick > 0 && span > tick) || measure_spread(times, span / step_count) > limit + tick) {
+    if (!(tick > 0 && span > tick && step_count > 0) ||
+        measure_spread(rows, span / step_count) > limit + tick) {
         return std::nullopt;
     }
     const double shortest = (span - tick) / step_count;
     const double longest = (span + tick) / step_count;
-    const double best = find_best_period(times, shortest, longest);
-    if (measure_spread(times, best) > limit) {
+    const double best = find_best_period(rows, shortest, longest);
+    if (measure_spread(rows, best) > limit) {
         return std::nullopt;
     }
-    return roundest_between(1 / find_end(times, best, longest, limit),
-                            1 / find_end(times, best, shortest, limit));
+    return PeriodRange{find_end(rows, best, shortest, limit), find_end(rows, best, longest, limit)};
+}
+
+// The range of rates at which rows one behind the other would be told these times, by its roundest.
+std::optional<double> find_rate_within(std::span<const double> times, double tick) {
+    const auto range = find_range({times}, tick);
+    return range ? std::optional(roundest_between(1 / range->longest, 1 / range->shortest))
+                 : std::nullopt;
 }
 
 } // namespace
@@ -90,7 +108,12 @@ double rounding_of(std::span<const double> times) {
 }
 
 bool is_unbroken_at(std::span<const double> times, double sample_rate) {
-    return measure_spread(times, 1 / sample_rate) < find_tick(times) - rounding_of(times);
+    return measure_spread({times}, 1 / sample_rate) < find_tick(times) - rounding_of(times);
+}
+
+std::optional<PeriodRange> find_periods(std::span<const double> times,
+                                        std::span<const std::uint64_t> samples, double tick) {
+    return find_range({times, samples}, tick);
 }
 
 std::optional<double> find_unbroken_rate(std::span<const double> times) {

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <span>
 
@@ -16,11 +17,23 @@ double find_tick(std::span<const double> times);
 // How far times may be off for being doubles, in seconds.
 double rounding_of(std::span<const double> times);
 
+// In seconds.
+struct PeriodRange {
+    double shortest;
+    double longest;
+};
+
+// The periods at which rows that are these samples, from 0 on, would be told these times in such
+// ticks, the first at any time within a tick; nothing where there is none. As for the next two
+// functions, `times` ascend, two or more.
+std::optional<PeriodRange> find_periods(std::span<const double> times,
+                                        std::span<const std::uint64_t> samples, double tick);
+
 // Whether rows one behind the other at this rate, the first at any time within a tick, would be
 // told these times.
 bool is_unbroken_at(std::span<const double> times, double sample_rate);
 
-// The roundest rate at which they would be, as near as doubles tell. `times` ascend, two or more.
+// The roundest rate at which they would be, as near as doubles tell.
 std::optional<double> find_unbroken_rate(std::span<const double> times);
 
 // Rows one behind the other among others.

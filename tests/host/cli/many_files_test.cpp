@@ -264,7 +264,8 @@ TEST_F(ManyFiles, ReplacesADamagedOutputWhenItIsForcedToResume) {
 }
 
 TEST_F(ManyFiles, TakesFilesFromAList) {
-    write_file(folder_ / "list.txt", "2.h5\r\n\n3.h5\n");
+    write_file(folder_ / "list.txt", "\xEF\xBB\xBF" // as some editors begin
+                                     "2.h5\r\n\n3.h5\n");
     const auto result = run({"run", "apply-set-rectify", "SourceGroup=Signals", "1.h5",
                              "--files-from", "list.txt", "--out-dir", "out"});
     EXPECT_EQ(result.exit_code, 0) << result.errors;

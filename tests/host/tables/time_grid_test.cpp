@@ -77,6 +77,39 @@ TEST(PlaceOnGrid, TakesTheRoundestRateThatTheDigitsAllow) {
     EXPECT_EQ(place_on_grid(in_ticks(99.97, 100'000, 1e3), "").sample_rate, 99.97);
 }
 
+// Steps between two gaps, each known to a tick, leave rounder rates possible that the span does
+// not.
+TEST(PlaceOnGrid, KnowsTheRateByTheWholeSpanWhereRowsAreMissing) {
+    const struct {
+        double rate;
+        std::size_t count;
+        double ticks_per_second;
+        unsigned every; // so many in a hundred are missing, here and there
+    } recordings[] = {{128, 200, 1e3, 3},    {128, 2000, 1e3, 10},  {256, 200, 1e3, 1},
+                      {256, 2000, 1e3, 10},  {59.94, 2000, 1e3, 3}, {75, 500, 1e3, 20},
+                      {2291, 3000, 1e6, 10}, {2159, 3000, 1e6, 13}, {1754, 3000, 1e6, 13},
+                      {1871, 500, 1e6, 30},  {400, 1000, 1e3, 5}};
+    for (const auto& [rate, count, ticks_per_second, every] : recordings) {
+        const std::vector<double> all = in_ticks(rate, count, ticks_per_second);
+        std::vector<double> times;
+        std::vector<std::uint64_t> samples;
+        std::uint32_t drawn = 1;
+        for (std::size_t i = 0; i < count; ++i) {
+            drawn = drawn * 1'664'525U + 1'013'904'223U;
+            if (i == 0 || i + 1 == count || (drawn >> 16U) % 100 >= every) {
+                times.push_back(all[i]);
+                samples.push_back(i);
+            }
+        }
+        ASSERT_LT(times.size(), count);
+        for (const Placement placement : {Placement::Steps, Placement::Nearest}) {
+            const TimeGrid grid = place_on_grid(times, "", {placement, std::nullopt, 1.5, 2});
+            EXPECT_EQ(grid.sample_rate, rate) << every;
+            EXPECT_EQ(grid.sample_of_row, samples) << rate << " " << every;
+        }
+    }
+}
+
 // Ticks of a microsecond in a time of day since 1970, which a double tells to a quarter of that.
 TEST(PlaceOnGrid, FindsTheRateOfTimesSince1970) {
     std::vector<double> times = in_ticks(1000, 5000, 1e6);
