@@ -174,6 +174,33 @@ void check_span(std::span<const double> times, double sample_rate, const std::st
     }
 }
 
+// Rows with samples of their own.
+struct PlacedTimes {
+    std::vector<double> times;
+    std::vector<std::uint64_t> samples;
+};
+
+// Of rows that share a sample the one that comes more nearly when it is due after those before.
+PlacedTimes leave_out_crowds(std::span<const double> times, std::span<const std::uint64_t> samples,
+                             double period) {
+    PlacedTimes placed;
+    const auto lateness = [&](double time, std::uint64_t sample) {
+        const std::size_t before = placed.times.size() - 2;
+        const auto steps = static_cast<double>(sample - placed.samples[before]);
+        return std::abs(time - placed.times[before] - steps * period);
+    };
+    for (std::size_t row = 0; row < times.size(); ++row) {
+        if (placed.samples.empty() || placed.samples.back() != samples[row]) {
+            placed.times.push_back(times[row]);
+            placed.samples.push_back(samples[row]);
+        } else if (placed.times.size() > 1 && lateness(times[row], samples[row]) <
+                                                  lateness(placed.times.back(), samples[row])) {
+            placed.times.back() = times[row];
+        }
+    }
+    return placed;
+}
+
 // That of the regular steps, or where all rows are told as they would be at one rate, the gaps
 // between them included, that one: the whole span knows it better than steps between two gaps.
 double find_rate(std::span<const double> times, std::span<const double> steps,
@@ -182,8 +209,8 @@ double find_rate(std::span<const double> times, std::span<const double> steps,
     const double rate = choose_roundest_rate(find_mean_period(times, regular));
     check_rate(rate, source);
     check_span(times, rate, source);
-    const auto periods =
-        find_periods(times, count_samples_on(steps, rate), find_own_tick(times, regular));
+    const PlacedTimes placed = leave_out_crowds(times, count_samples_on(steps, rate), 1 / rate);
+    const auto periods = find_periods(placed.times, placed.samples, find_own_tick(times, regular));
     return periods ? choose_roundest_rate(*periods) : rate;
 }
 

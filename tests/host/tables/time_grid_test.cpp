@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <string>
@@ -88,7 +89,7 @@ TEST(PlaceOnGrid, KnowsTheRateByTheWholeSpanWhereRowsAreMissing) {
     } recordings[] = {{128, 200, 1e3, 3},    {128, 2000, 1e3, 10},  {256, 200, 1e3, 1},
                       {256, 2000, 1e3, 10},  {59.94, 2000, 1e3, 3}, {75, 500, 1e3, 20},
                       {2291, 3000, 1e6, 10}, {2159, 3000, 1e6, 13}, {1754, 3000, 1e6, 13},
-                      {1871, 500, 1e6, 30},  {400, 1000, 1e3, 5}};
+                      {1871, 500, 1e6, 30},  {400, 1000, 1e3, 5},   {29.97, 100, 1e3, 5}};
     for (const auto& [rate, count, ticks_per_second, every] : recordings) {
         const std::vector<double> all = in_ticks(rate, count, ticks_per_second);
         std::vector<double> times;
@@ -106,6 +107,18 @@ TEST(PlaceOnGrid, KnowsTheRateByTheWholeSpanWhereRowsAreMissing) {
             const TimeGrid grid = place_on_grid(times, "", {placement, std::nullopt, 1.5, 2});
             EXPECT_EQ(grid.sample_rate, rate) << every;
             EXPECT_EQ(grid.sample_of_row, samples) << rate << " " << every;
+        }
+    }
+}
+
+// One row too many leaves the rate as it is, whichever of its neighbours it is near to.
+TEST(PlaceOnGrid, KnowsTheRateBesideARowTooMany) {
+    for (const std::size_t count : {100U, 300U, 3000U}) {
+        for (const double extra : {0.503, 0.497, 0.5}) {
+            std::vector<double> times = in_ticks(100, count, 1e3);
+            times.insert(std::ranges::upper_bound(times, extra), extra);
+            EXPECT_THAT(place_on_grid(times, "").sample_rate, DoubleNear(100, 1e-9))
+                << count << " " << extra;
         }
     }
 }
