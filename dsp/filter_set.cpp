@@ -83,6 +83,12 @@ void convolve_run(const Run<Sample>& run, const PreparedFilter& filter) {
 }
 
 template <class Sample>
+std::uint64_t count_valid(std::span<const Sample> samples) {
+    return static_cast<std::uint64_t>(
+        std::ranges::count_if(samples, [](Sample sample) { return !std::isnan(sample); }));
+}
+
+template <class Sample>
 bool is_finite(std::span<const Sample> line) {
     return std::ranges::all_of(line, [](Sample sample) { return std::isfinite(sample); });
 }
@@ -188,19 +194,36 @@ bool SetFilter<Sample>::is_one_run(const Run<Sample>& line) const {
 template <class Sample>
 void SetFilter<Sample>::collect_runs(const Run<Sample>& line) {
     if (line_runs_.empty()) {
-        return copy_run(line);
+        return leave(line);
     }
     const auto first = static_cast<std::size_t>(line_runs_.front().start);
+    erase(line.part(0, first));
     std::size_t end = first; // of what is done
     for (const ValidRun& valid : line_runs_) {
         const auto start = static_cast<std::size_t>(valid.start);
         const auto length = static_cast<std::size_t>(valid.length);
-        copy_run(line.part(end, start - end));
+        leave(line.part(end, start - end));
         collect(line.part(start, length));
         end = start + length;
     }
-    fill_missing(line.target().first(first));
-    fill_missing(line.target().subspan(end));
+    erase(line.behind(end));
+}
+
+// What is in no run that is filtered.
+template <class Sample>
+void SetFilter<Sample>::leave(const Run<Sample>& part) {
+    if (short_runs_ != nullptr) {
+        short_runs_->left_samples += count_valid(part.source());
+    }
+    copy_run(part);
+}
+
+template <class Sample>
+void SetFilter<Sample>::erase(const Run<Sample>& part) {
+    if (short_runs_ != nullptr) {
+        short_runs_->erased_samples += count_valid(part.source());
+    }
+    fill_missing(part.target());
 }
 
 template <class Sample>

@@ -30,6 +30,13 @@ enum class Missing {
     Propagate
 };
 
+// Valid samples of runs that are too short to be filtered, in lines that are long enough.
+struct ShortRuns {
+    std::uint64_t left_samples = 0;   // they stay
+    std::uint64_t erased_samples = 0; // they become missing: next to an end of a line with a
+                                      // filtered run
+};
+
 // Filters any number of sets in scratch memory of its own that it keeps from set to set: less
 // than 5 MiB and the states kept along long runs (see LaneScratch). The plain path needs a few
 // copies of one run in double instead. Lines are filtered side by side, whichever sets they are
@@ -41,12 +48,14 @@ enum class Missing {
 // `pause` is called now and then (pauses.h), also within a long line. What it throws leaves the
 // filter, which is of no use any more, and samples that are worth nothing. On the plain path, with
 // one tap, and where a filter without feedback carries missing samples on, lines are not parted.
+//
+// `short_runs`, where it is given, is added to while missing samples are omitted.
 template <class Sample>
 class SetFilter {
   public:
     explicit SetFilter(FilterPath path = best_filter_path(), Missing missing = Missing::Omit,
-                       std::function<void()> pause = {})
-        : path_(path), missing_(missing) {
+                       std::function<void()> pause = {}, ShortRuns* short_runs = nullptr)
+        : path_(path), missing_(missing), short_runs_(short_runs) {
         scratch_.pauses = Pauses(std::move(pause));
     }
 
@@ -81,6 +90,8 @@ class SetFilter {
     bool is_one_run(const Run<Sample>& line) const;
     void search(const Run<Sample>& line);
     void collect_runs(const Run<Sample>& line);
+    void leave(const Run<Sample>& part);
+    void erase(const Run<Sample>& part);
     void collect(const Run<Sample>& run);
     bool has_enough_runs() const;
     void filter_runs();
@@ -90,6 +101,7 @@ class SetFilter {
 
     FilterPath path_;
     Missing missing_;
+    ShortRuns* short_runs_;
     FilterCoefficients coefficients_;
     std::optional<std::size_t> pad_count_;
     PreparedFilter filter_;           // for these coefficients and this padding

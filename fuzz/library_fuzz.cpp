@@ -225,6 +225,29 @@ std::optional<std::size_t> pad_count_of(const Call& call) {
     }
 }
 
+// Adds what is told of the runs of a line.
+template <class Sample>
+void count_short_runs(const Call& call, const std::vector<Sample>& line, talvora_short_runs& told) {
+    const std::size_t tap_count = std::max(call.filter.b.size(), call.filter.a.size());
+    const auto least_length =
+        static_cast<std::int64_t>(dsp::padding_for(tap_count, pad_count_of(call)).least_length);
+    told.least_length = least_length;
+    std::vector<dsp::ValidRun> runs;
+    dsp::find_valid_runs(std::span<const Sample>(line), 1, runs);
+    if (std::ssize(line) < least_length || call.options.missing == TALVORA_PROPAGATE) {
+        return;
+    }
+    const auto is_filtered = [&](const dsp::ValidRun& run) { return run.length >= least_length; };
+    const auto first = std::ranges::find_if(runs, is_filtered);
+    const auto behind_last = std::find_if(runs.rbegin(), runs.rend(), is_filtered).base();
+    for (auto run = runs.begin(); run != runs.end(); ++run) {
+        if (!is_filtered(*run)) {
+            const bool is_within = first == runs.end() || (run > first && run < behind_last);
+            (is_within ? told.left_samples : told.erased_samples) += run->length;
+        }
+    }
+}
+
 template <class Sample>
 void change_plainly(const Call& call, std::vector<Sample>& line) {
     if (call.fills_gaps) {
@@ -246,7 +269,8 @@ void change_plainly(const Call& call, std::vector<Sample>& line) {
 // The memory of the output as it should be, from both as they were.
 template <class Sample>
 std::vector<Sample> expect(const Call& call, const std::vector<Sample>& in_memory, const Layout& in,
-                           std::vector<Sample> memory, const Layout& out) {
+                           std::vector<Sample> memory, const Layout& out,
+                           talvora_short_runs& short_runs) {
     const auto rank = static_cast<std::int32_t>(in.rank);
     const auto axis = static_cast<std::size_t>(call.options.axis < 0 ? call.options.axis + rank
                                                                      : call.options.axis);
@@ -256,6 +280,9 @@ std::vector<Sample> expect(const Call& call, const std::vector<Sample>& in_memor
         for (std::size_t i = 0; i < length; ++i) {
             line[i] = in_memory[static_cast<std::size_t>(from + static_cast<std::int64_t>(i) *
                                                                     in.strides[axis])];
+        }
+        if (!call.fills_gaps) {
+            count_short_runs(call, line, short_runs);
         }
         change_plainly(call, line);
         for (std::size_t i = 0; i < length; ++i) {
@@ -277,6 +304,11 @@ void check_same(const std::vector<Sample>& memory, const std::vector<Sample>& ex
         report_finding(what + ": sample " + std::to_string(wanted - expected.begin()) + " is " +
                        std::to_string(*sample) + " instead of " + std::to_string(*wanted));
     }
+}
+
+std::string describe(const talvora_short_runs& runs) {
+    return std::to_string(runs.left_samples) + " left, " + std::to_string(runs.erased_samples) +
+           " erased of runs below " + std::to_string(runs.least_length);
 }
 
 template <class Sample>
@@ -312,6 +344,9 @@ void try_call(Choices& choices) {
     if (is_spoilt) {
         spoil(choices, choices.ConsumeBool() ? from : to, call.options);
     }
+    talvora_short_runs told{};
+    told.struct_size = sizeof told;
+    call.options.short_runs = &told;
     char error[300] = "";
     const talvora_status status = make(call, from, to, error, sizeof error);
     if (status == TALVORA_INVALID_ARGUMENT) {
@@ -322,7 +357,13 @@ void try_call(Choices& choices) {
     } else if (status != TALVORA_OK) {
         report_finding("status " + std::to_string(status) + ": " + error);
     } else if (!is_spoilt) {
-        check_same(written, expect(call, memory_before, in, written_before, out), "done");
+        talvora_short_runs expected{};
+        check_same(written, expect(call, memory_before, in, written_before, out, expected), "done");
+        if (told.left_samples != expected.left_samples ||
+            told.erased_samples != expected.erased_samples ||
+            (told.least_length != expected.least_length && expected.least_length != 0)) {
+            report_finding("short runs: " + describe(told) + " instead of " + describe(expected));
+        }
     }
     if (!is_in_place) {
         check_same(memory, memory_before, "input");

@@ -109,6 +109,15 @@ enum {
     TALVORA_PAD_NONE = -2   /* none; any number above 0 is taken as it is */
 };
 
+/* Of lines that are long enough: valid samples that were filtered in none of their runs, which are
+ * too short between missing samples. The caller sets `struct_size`. */
+typedef struct talvora_short_runs {
+    size_t struct_size;
+    int64_t least_length; /* of a run that is filtered */
+    int64_t left_samples; /* given out as they are, between filtered runs or in lines without one */
+    int64_t erased_samples; /* made NaN, before the first and after the last filtered run */
+} talvora_short_runs;
+
 typedef struct talvora_filter_options {
     size_t struct_size;
     int32_t axis; /* along which lines run; -1 is the last. A zero is the first one. */
@@ -118,6 +127,8 @@ typedef struct talvora_filter_options {
     talvora_pad pad;
     talvora_should_stop should_stop; /* NULL: never */
     void* context;                   /* given to it */
+    talvora_short_runs* short_runs;  /* filled in on success, without TALVORA_OMIT with zeros; NULL:
+                                        nobody asks */
 } talvora_filter_options;
 
 /* Filters every line of `in` forward and backward into `out`, which has the same extents and type
@@ -187,9 +198,9 @@ TALVORA_EXPORT talvora_status talvora_butterworth(const talvora_butterworth_desi
 
 /* Puts missing samples (NaN) on the straight line between the valid ones beside them, in gaps of at
  * most `max_length` samples along the axis; 0 is no limit. Those before the first and after the
- * last valid sample stay. Of the options axis, workers and the stop count. Float samples are those
- * of the unit, bit for bit. `in` and `out` as above. Float lines of more than 2^24 samples take
- * two copies of one besides for each worker. */
+ * last valid sample stay. Of the options axis, workers and the stop count; no run is too short.
+ * Float samples are those of the unit, bit for bit. `in` and `out` as above. Float lines of more
+ * than 2^24 samples take two copies of one besides for each worker. */
 TALVORA_EXPORT talvora_status talvora_fill_gaps(const talvora_array* in, const talvora_array* out,
                                                 int64_t max_length,
                                                 const talvora_filter_options* options, char* error,

@@ -49,3 +49,7 @@ class NotFoundError(Error, LookupError):
 
 class UnitWarning(UserWarning):
     """What a unit or a guard warned of while the result was made."""
+
+
+class ShortRunsWarning(UserWarning):
+    """Samples were not filtered: they are in runs between missing ones that are too short."""

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import warnings
 from typing import Any
 
 import numpy as np
@@ -9,10 +10,13 @@ from numpy.typing import ArrayLike, NDArray
 
 from ._arrays import (check_output, choose_axis, describe_array, make_output, take_coefficients,
                       take_number, take_samples, take_whole)
+from ._errors import ShortRunsWarning
 from ._library import call, choose_stop, ffi, lib
 
 _OPTIONS = ffi.typeof("talvora_filter_options *")
 _OPTIONS_SIZE = ffi.sizeof("talvora_filter_options")
+_SHORT_RUNS = ffi.typeof("talvora_short_runs *")
+_SHORT_RUNS_SIZE = ffi.sizeof("talvora_short_runs")
 _DESIGN = ffi.typeof("talvora_butterworth_design *")
 _DESIGN_SIZE = ffi.sizeof("talvora_butterworth_design")
 _COEFFICIENTS = ffi.typeof("double[]")
@@ -82,6 +86,11 @@ def filtfilt(b: ArrayLike, a: ArrayLike, x: Any, axis: int | None = None, nan: s
     KeyboardInterrupt
         Ctrl-C while it worked. `out` is then partly written.
 
+    Warns
+    -----
+    ShortRunsWarning
+        Samples of runs that are too short stayed as they were, or became missing.
+
     Notes
     -----
     Sums are of double precision, whatever the type of the samples; the same input gives the same
@@ -107,7 +116,7 @@ def filtfilt(b: ArrayLike, a: ArrayLike, x: Any, axis: int | None = None, nan: s
     def work(taken: Any, given: Any, options: Any) -> None:
         call(lib.talvora_filtfilt, b_values, b_count, a_values, a_count, taken, given, options)
 
-    return work_on_lines(work, x, axis, workers, out, settings)
+    return filter_lines(work, x, axis, workers, out, settings)
 
 
 def butterworth(x: Any, *, rate: float, order: int = 4, cutoff: float | None = None,
@@ -156,6 +165,11 @@ def butterworth(x: Any, *, rate: float, order: int = 4, cutoff: float | None = N
     TypeError
         What is no number.
 
+    Warns
+    -----
+    ShortRunsWarning
+        As by `filtfilt`.
+
     See Also
     --------
     design_butterworth : the coefficients of one pass, to be designed once for many calls.
@@ -176,7 +190,7 @@ def butterworth(x: Any, *, rate: float, order: int = 4, cutoff: float | None = N
     def work(taken: Any, given: Any, options: Any) -> None:
         call(lib.talvora_butterworth, design, taken, given, options)
 
-    return work_on_lines(work, x, axis, workers, out, settings)
+    return filter_lines(work, x, axis, workers, out, settings)
 
 
 def design_butterworth(*, rate: float, order: int = 4, cutoff: float | None = None,
@@ -263,8 +277,21 @@ def fill_gaps(x: Any, max_length: int | None = None, axis: int | None = None, wo
     return work_on_lines(work, x, axis, workers, out, {})
 
 
+def filter_lines(work: Any, x: Any, axis: int | None, workers: int, out: Any,
+                 settings: dict[str, Any]) -> Any:
+    short_runs = ffi.new(_SHORT_RUNS, {"struct_size": _SHORT_RUNS_SIZE})
+    result = work_on_lines(work, x, axis, workers, out, {**settings, "short_runs": short_runs})
+    if short_runs.left_samples or short_runs.erased_samples:
+        warnings.warn(f"runs of fewer than {short_runs.least_length} valid samples are too short "
+                      f"to be filtered: {short_runs.left_samples:,} of their samples stayed as "
+                      f"they were, {short_runs.erased_samples:,} at the ends of lines became "
+                      "missing; fill gaps first, or take a lower order",
+                      ShortRunsWarning, stacklevel=3)
+    return result
+
+
 def work_on_lines(work: Any, x: Any, axis: int | None, workers: int, out: Any,
-                  settings: dict[str, int]) -> Any:
+                  settings: dict[str, Any]) -> Any:
     samples = take_samples(x)
     array = samples.array
     chosen_axis = choose_axis(axis, samples)

@@ -445,6 +445,34 @@ TEST_P(FilterSetApart, CopiesWhatStays) {
                 ElementsAre(0, 2, 3, 5, 4, 1, 2, 3));
 }
 
+TEST_P(FilterSetApart, CountsTheSamplesOfShortRuns) {
+    const Line line = {
+        7, 7, NaN, 0, 4, 0, 8,   4, NaN, 7, NaN, 8,   8, 8,   8, 0, NaN, 3,  // 3 erased, 1 left
+        1, 1, NaN, 1, 1, 1, NaN, 1, 1,   1, 1,   NaN, 1, NaN, 1, 1, 1,   1}; // 14 left
+    const Line whole(18, 1.0F);
+    for (const Missing missing : {Missing::Omit, Missing::Propagate}) {
+        ShortRuns found;
+        SetFilter<float> filter(GetParam(), missing, {}, &found);
+        Line apart(line.size());
+        Line in_place = line;
+        Line in_place_whole = whole;
+        filter.add(line, apart, 18, MEAN_OF_TWO);
+        filter.add(in_place, 18, MEAN_OF_TWO);
+        filter.add(in_place_whole, 18, MEAN_OF_TWO);
+        filter.finish();
+        EXPECT_EQ(found.left_samples, missing == Missing::Omit ? 2U * 15 : 0U);
+        EXPECT_EQ(found.erased_samples, missing == Missing::Omit ? 2U * 3 : 0U);
+    }
+}
+
+TEST_P(FilterSetApart, CountsNothingOfLinesThatAreTooShort) {
+    ShortRuns found;
+    SetFilter<float> filter(GetParam(), Missing::Omit, {}, &found);
+    Line line = {1, NaN, 3, 4};
+    filter.filter_in_place(line, 4, MEAN_OF_TWO);
+    EXPECT_EQ(found.left_samples + found.erased_samples, 0U);
+}
+
 TEST_P(FilterSetApart, PropagatesAMissingSample) {
     const Line line = {0, 4, 0, 8, NaN, 8, 8, 8, 0, 1, 1, 1, 1, 1, 1, 1, 1, 1};
     const Line to = filtered_apart(GetParam(), line, 9, Missing::Propagate);

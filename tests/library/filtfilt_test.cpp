@@ -6,6 +6,7 @@
 #include <cfenv>
 #include <cmath>
 #include <fstream>
+#include <initializer_list>
 #include <limits>
 #include <sstream>
 #include <string>
@@ -175,6 +176,43 @@ TEST(Filtfilt, TellsHowLongALineHasToBe) {
               (Outcome{TALVORA_INVALID_ARGUMENT,
                        "lines have 3 samples; with 9 added at each end they need 10 at least"}));
     EXPECT_EQ(samples, (std::vector<double>{1, 2, 3}));
+}
+
+// Three taps, runs of eight samples and more: in lines of 30, by turns whole, with a short run in
+// the midst and at either end, and without a run that is long enough.
+TYPED_TEST(OfBothTypes, TellOfRunsThatAreTooShort) {
+    constexpr TypeParam MISSING = std::numeric_limits<TypeParam>::quiet_NaN();
+    constexpr std::int64_t LINE_COUNT = 300;
+    std::vector<TypeParam> samples = zigzag<TypeParam>(LINE_COUNT * 30);
+    const auto miss = [&](std::int64_t line, std::initializer_list<int> positions) {
+        for (const int position : positions) {
+            samples[static_cast<std::size_t>(line * 30 + position)] = MISSING;
+        }
+    };
+    for (std::int64_t line = 0; line < LINE_COUNT; line += 3) {
+        miss(line + 1, {2, 12, 13, 17, 28});       // 0 and 1 and 29 erased, 14 to 16 left
+        miss(line + 2, {3, 7, 8, 15, 16, 22, 24}); // 23 left
+    }
+    const std::vector<TypeParam> before = samples;
+    for (const std::int32_t workers : {1, 2, 5}) {
+        samples = before;
+        talvora_short_runs told{};
+        told.struct_size = sizeof told;
+        talvora_filter_options options = default_options();
+        options.workers = workers;
+        options.short_runs = &told;
+        const Array array(samples.data(), {LINE_COUNT, 30});
+        EXPECT_EQ(filtfilt(LOW_PASS, array, array, options), DONE);
+        EXPECT_EQ(told.struct_size, sizeof told);
+        EXPECT_EQ(told.least_length, 8);
+        EXPECT_EQ(told.left_samples, 100 * 3 + 100 * 23);
+        EXPECT_EQ(told.erased_samples, 100 * 3);
+        samples = before;
+        options.missing = TALVORA_PROPAGATE;
+        EXPECT_EQ(filtfilt(LOW_PASS, array, array, options), DONE);
+        EXPECT_EQ(told.left_samples, 0);
+        EXPECT_EQ(told.erased_samples, 0);
+    }
 }
 
 // ---------------------------------------------------------------------------

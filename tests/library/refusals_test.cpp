@@ -195,7 +195,7 @@ const Refusal OF_FILTERS[] = {
 
 const Refusal OF_OPTIONS[] = {
     {"OptionsSize", [](GoodCall& call) { call.options.struct_size = 1; },
-     "struct_size of the options is 1; set it to sizeof the structure, 48 here"},
+     "struct_size of the options is 1; set it to sizeof the structure, 56 here"},
     {"Missing", [](GoodCall& call) { call.options.missing = 2; },
      "missing is 2; allowed are TALVORA_OMIT (0) and TALVORA_PROPAGATE (1)"},
     {"ShortLines", [](GoodCall& call) { call.options.short_lines = -1; },
@@ -207,6 +207,12 @@ const Refusal OF_OPTIONS[] = {
     {"Pad", [](GoodCall& call) { call.options.pad = -3; },
      "pad is -3; allowed are TALVORA_PAD_UNIT (0), TALVORA_PAD_SCIPY (-1), TALVORA_PAD_NONE (-2) "
      "and numbers of samples above 0"},
+    {"ShortRunsSize",
+     [](GoodCall& call) {
+         static talvora_short_runs without_size{};
+         call.options.short_runs = &without_size;
+     },
+     "struct_size of short_runs of the options is 0; set it to sizeof the structure, 32 here"},
 };
 
 std::string name_of(const ::testing::TestParamInfo<Refusal>& info) {
@@ -322,7 +328,7 @@ TEST(LaterStructure, IsReadWhileWhatItAddsIsZero) {
               (Outcome{TALVORA_INVALID_ARGUMENT,
                        "the options asks for what this version of the library, " +
                            std::string(talvora_version()) +
-                           ", does not know: a member behind its first 48 bytes is not zero"}));
+                           ", does not know: a member behind its first 56 bytes is not zero"}));
 }
 
 } // namespace

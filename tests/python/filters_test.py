@@ -1,8 +1,10 @@
 """What the filters and the gap filling of the package give, next to SciPy and by hand."""
 
 import unittest
+import warnings
 
 import numpy as np
+import pandas as pd
 from scipy import signal
 
 import talvora
@@ -72,11 +74,41 @@ class MissingSamples(unittest.TestCase):
         x[2, 3] = x[2, 395] = np.nan              # short runs at both ends
         x[3, ::4] = np.nan                        # short runs alone: it stays
         x[4] = np.nan
-        y = talvora.filtfilt(*LOW_PASS, x)
+        with self.assertWarns(talvora.ShortRunsWarning):
+            y = talvora.filtfilt(*LOW_PASS, x)
         for i, line in enumerate(x):
             with self.subTest(line=i):
                 np.testing.assert_allclose(y[i], filter_runs(*LOW_PASS, line, PAD), rtol=0,
                                            atol=1e-12)
+
+    def test_are_told_of_where_they_leave_runs_that_are_too_short(self):
+        x = made_samples(1000, 2)
+        x[::7, 0] = np.nan  # runs of six
+        x[2, 1] = x[995, 1] = x[500, 1] = np.nan  # two samples and four at the ends
+        for call in (lambda: talvora.butterworth(x, rate=100, cutoff=6, axis=0, workers=2),
+                     lambda: talvora.butterworth(pd.DataFrame(x), rate=100, cutoff=6),
+                     lambda: talvora.filtfilt(*talvora.design_butterworth(rate=100, cutoff=6), x,
+                                              axis=0, padlen=7)):
+            with warnings.catch_warnings(record=True) as caught:
+                warnings.simplefilter("always")
+                call()
+            self.assertEqual([(str(warning.message), warning.category, warning.filename)
+                              for warning in caught],
+                             [("runs of fewer than 8 valid samples are too short to be filtered: "
+                               "857 of their samples stayed as they were, 6 at the ends of lines "
+                               "became missing; fill gaps first, or take a lower order",
+                               talvora.ShortRunsWarning, __file__)])
+
+    def test_are_not_told_of_where_no_run_is_too_short(self):
+        x = made_samples(3, 200)
+        x[1, 50:60] = np.nan
+        x[2] = np.nan
+        with warnings.catch_warnings():
+            warnings.simplefilter("error")
+            talvora.filtfilt(*LOW_PASS, x)
+            talvora.filtfilt(*LOW_PASS, np.where(np.arange(200) % 2, x, np.nan), nan="propagate")
+            talvora.filtfilt(*LOW_PASS, x[:, :5], short="leave")
+            talvora.fill_gaps(x)
 
     def test_propagate_as_in_scipy(self):
         x = made_samples(3, 100)
