@@ -87,7 +87,7 @@ std::vector<Line> split_head(std::string_view text) {
     return lines;
 }
 
-// A delimiter at the end of a row makes no cell.
+// A delimiter at the end of a row makes no cell; empty quotes there are one.
 Cells split_cells(std::string_view line, char delimiter) {
     Cells cells(1);
     Quotes quotes;
@@ -99,7 +99,7 @@ Cells split_cells(std::string_view line, char delimiter) {
             cells.back() += line[i];
         }
     }
-    if (cells.size() > 1 && cells.back().empty()) {
+    if (cells.size() > 1 && cells.back().empty() && line.back() == delimiter) {
         cells.pop_back();
     }
     return cells;

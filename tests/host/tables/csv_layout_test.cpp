@@ -60,6 +60,16 @@ TEST(FindLayout, TakesQuotedLineEndsForNoRows) {
     EXPECT_EQ(layout_of("\"a\nb\"\nt,X\n0,1\n").names_row, 2U);
 }
 
+TEST(FindLayout, TakesEmptyQuotesAtTheEndOfARowForACell) {
+    const CsvLayout layout = layout_of(R"("t";"X";"L"
+"0,0";"0,04";""
+"0,01";"1,12";""
+"0,02";"";"-0,28"
+)");
+    EXPECT_EQ(layout.delimiter, ';');
+    EXPECT_EQ(layout.names_row, 1U);
+}
+
 TEST(FindLayout, KeepsTheFirstRowOfRowsOfOtherWidths) {
     EXPECT_EQ(layout_of("t,X\n0,1,2\n1,2,3\n").names_row, 1U);
     EXPECT_EQ(layout_of("t,X,Y,Z\n0,1\n1,2\n").names_row, 1U);
