@@ -16,8 +16,8 @@ namespace talvora::host::hdf5 {
 
 namespace {
 
-// Of what takes the place of an attribute, until it is complete.
-constexpr char UNFINISHED_NAME[] = ".talvora-unfinished";
+// Of what is made to see whether it can be.
+constexpr char TRIAL_NAME[] = ".talvora-unfinished";
 
 herr_t append_name(hid_t, const char* name, const H5A_info_t*, void* names) {
     static_cast<std::vector<std::string>*>(names)->emplace_back(name);
@@ -93,15 +93,18 @@ bool is_stored_like(const OpenValues& attribute, const NewValues& given) {
            checked(H5Sextent_equal(attribute.space, given.space), "compare", "extents") > 0;
 }
 
-// The old value stays until the new one is complete.
+// The old value stays where the new one cannot be stored. The trial is not renamed: where an object
+// has many attributes and keeps their order, HDF5 1.10 leaves the old name's entry in the index of
+// that order, and what bears the new name can never be deleted again.
 void replace(hid_t object, const std::string& name, hid_t naming, const NewValues& given) {
-    const std::string unfinished = UNFINISHED_NAME;
-    if (exists(object, unfinished)) {
-        delete_attribute(object, unfinished);
+    const std::string trial = TRIAL_NAME;
+    if (exists(object, trial)) {
+        delete_attribute(object, trial);
     }
-    create_with_values(object, unfinished, naming, given);
+    create_with_values(object, trial, naming, given);
+    delete_attribute(object, trial);
     delete_attribute(object, name);
-    checked(H5Arename(object, unfinished.c_str(), name.c_str()), "write the attribute", name);
+    create_with_values(object, name, naming, given);
 }
 
 // One that is stored as it was keeps its place among the attributes of the object.
@@ -297,7 +300,17 @@ void rewrite_attribute(hid_t object, const std::string& name, const AttributeVal
 }
 
 void delete_attribute(hid_t object, const std::string& name) {
-    checked(H5Adelete(object, name.c_str()), "delete the attribute", name);
+    try {
+        checked(H5Adelete(object, name.c_str()), "delete the attribute", name);
+    } catch (const StorageError&) {
+        throw;
+    } catch (const TreeError& error) {
+        throw StorageError(StorageError::Access::Reading,
+                           fmt::format("{}: the index of the object's attributes is damaged, as "
+                                       "setting one of many in h5py leaves it (h5repack makes a "
+                                       "file anew)",
+                                       error.what()));
+    }
 }
 
 void copy_attributes(hid_t from, hid_t properties, hid_t to, std::string_view path) {

@@ -34,13 +34,18 @@ std::string make_text_cell(const std::string& text, const ExportOptions& options
     return quote_field(fmt::format("{}{}", mark, text));
 }
 
+// Indices of dimensions without labels stand behind the label of the component: "X/1".
+std::string name_component(const SignalSet& set, std::size_t line, const std::string& label) {
+    const std::string indices = name_indices(set.line_indices(line));
+    return fmt::format("{}{}{}", label, label.empty() || indices.empty() ? "" : "/", indices);
+}
+
 // What stands in front of the samples of a line.
 std::string make_line_cells(const std::string& file, const SignalSet& set, std::size_t line,
                             const ExportOptions& options) {
     const std::string& label = text_of_line(set.names.labels, set.extents, line);
     const bool labels_columns = set.names.labels.dimension == 1;
-    const std::string indices = name_indices(set.line_indices(line));
-    const std::string component = labels_columns || label.empty() ? indices : label;
+    const std::string component = name_component(set, line, labels_columns ? "" : label);
     std::string cells;
     for (const std::string& text :
          {file, set.path, component, labels_columns ? label : "", set.line_unit(line)}) {

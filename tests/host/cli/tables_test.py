@@ -100,6 +100,20 @@ class Tidy(host_test.HostTest):
             else:
                 self.assertEqual(np.float32(row["value"]), expected)
 
+    def test_parts_the_rows_of_labelled_components_by_further_dimensions(self):
+        with h5py.File(self.folder / "a.h5", "w") as file:
+            for name, extents in (("three", (2, 3, 2)), ("four", (2, 3, 2, 2))):
+                samples = np.arange(np.prod(extents), dtype=np.float32).reshape(extents)
+                file.create_dataset(name, data=samples).attrs["Labels"] = ["X", "Y"]
+        self.call("export", "a.h5", "--tidy", "-o", "all.csv")
+        found = {(row["set"], row["component"], row["label"], row["sample"]): float(row["value"])
+                 for row in self.read()}
+        expected = {("three", f"{'XY'[i]}/{j}", "", str(k)): float(6 * i + 2 * j + k)
+                    for i in range(2) for j in range(3) for k in range(2)}
+        expected |= {("four", f"{'XY'[i]}/{j}/{k}", "", str(n)): float(12 * i + 4 * j + 2 * k + n)
+                     for i in range(2) for j in range(3) for k in range(2) for n in range(2)}
+        self.assertEqual(found, expected)
+
     def test_takes_a_pattern_of_files_with_one_of_sets(self):
         (self.folder / "results").mkdir()
         for name in ("results/a.h5", "results/b.h5", "results/.hidden.h5"):

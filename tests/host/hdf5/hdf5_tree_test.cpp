@@ -587,6 +587,66 @@ TEST_F(ForeignFile, KeepsTheTypeOfAnAttributeThatIsSet) {
     EXPECT_EQ(StoredAttribute(file_, "ended").bytes(), std::string("wxy\0", 4));
 }
 
+// More attributes than stand in the header of an object, in the order in which they were made.
+class ManyAttributes : public ForeignFile {
+  protected:
+    void SetUp() override {
+        const Id properties(H5Pcreate(H5P_DATASET_CREATE));
+        H5Pset_attr_creation_order(properties, H5P_CRT_ORDER_TRACKED | H5P_CRT_ORDER_INDEXED);
+        make_counting_set("set", {24}, properties);
+        for (std::int64_t i = 0; i < 12; ++i) {
+            make_attribute(("at" + std::to_string(i)).c_str(), H5T_STD_I64LE, {}, H5T_NATIVE_INT64,
+                           &i, "set");
+        }
+    }
+};
+
+// As h5py sets an attribute: HDF5 1.10 leaves an entry of the old name.
+TEST_F(ManyAttributes, AreTheFilesFaultWhereTheirIndexIsDamaged) {
+    const std::int64_t one = 1;
+    for (int time = 0; time < 2; ++time) {
+        make_attribute("other", H5T_STD_I64LE, {}, H5T_NATIVE_INT64, &one, "set");
+        const Id set(H5Dopen2(writer_, "set", H5P_DEFAULT));
+        if (H5Adelete(set, "at3") < 0) {
+            break; // the damage is done
+        }
+        ASSERT_GE(H5Arename(set, "other", "at3"), 0);
+    }
+    Hdf5Tree& tree = open(Hdf5Access::ReadWrite);
+    const ObjectId set = tree.find(tree.root(), "set").value();
+    try {
+        tree.write_attribute(set, "at3", std::string("text"));
+        FAIL() << "written";
+    } catch (const StorageError& error) {
+        EXPECT_EQ(error.access(), StorageError::Access::Reading);
+        EXPECT_STREQ(error.what(),
+                     "cannot delete the attribute 'at3': record is not in B-tree: the index of the "
+                     "object's attributes is damaged, as setting one of many in h5py leaves it "
+                     "(h5repack makes a file anew)");
+    }
+}
+
+TEST_F(ManyAttributes, KeepTheirIndicesWhole) {
+    Hdf5Tree& tree = open(Hdf5Access::ReadWrite);
+    const ObjectId set = tree.find(tree.root(), "set").value();
+    for (const char* text : {"one", "two"}) {
+        tree.write_attribute(set, "at3", std::string(text));
+        tree.write_attribute(set, "at3", TextArray{{text, "three"}, {2}});
+    }
+    tree.close();
+    const Id file(H5Fopen(file_.c_str(), H5F_ACC_RDWR, H5P_DEFAULT));
+    for (const char* name :
+         {"at0", "at1", "at2", "at4", "at5", "at6", "at7", "at8", "at9", "at10", "at11", "at3"}) {
+        const Id first(H5Aopen_by_idx(file, "set", H5_INDEX_CRT_ORDER, H5_ITER_INC, 0, H5P_DEFAULT,
+                                      H5P_DEFAULT));
+        ASSERT_GE(first, 0);
+        char found[16] = "";
+        H5Aget_name(first, sizeof found, found);
+        EXPECT_STREQ(found, name);
+        ASSERT_GE(H5Adelete_by_name(file, "set", name, H5P_DEFAULT), 0) << name;
+    }
+}
+
 TEST_F(ForeignFile, WritesAnAttributeAsTheNumbersThatAreAskedFor) {
     Hdf5Tree& tree = open(Hdf5Access::ReadWrite);
     tree.write_attribute_as(tree.root(), "f32", NumberArray{{0.5, 1.0}, {2}}, SampleType::Float32);
