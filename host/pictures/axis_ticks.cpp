@@ -12,9 +12,12 @@ constexpr int MOST_STEPS = 7;
 // Ranges narrower than this part of their values have no ticks that differ in print.
 constexpr double NARROWEST_PART = 1e-9;
 
-// Ten digits leave the rounding errors of a multiple away.
-std::string format_value(double value) {
-    std::string text = fmt::format("{:.10g}", value);
+// As many leave the rounding errors of a multiple away.
+constexpr int USUAL_DIGITS = 10;
+constexpr int MOST_DIGITS = 15;
+
+std::string format_value(double value, int digits = USUAL_DIGITS) {
+    std::string text = fmt::format("{:.{}g}", value, digits);
     return text.starts_with('-') ? "\u2212" + text.substr(1) : text;
 }
 
@@ -32,15 +35,23 @@ double choose_step(double span) {
 // Rounding may put a tick at the very end just beyond it.
 constexpr double TOLERANCE = 1e-9;
 
+// In which ticks differ that are a step apart, as times of day in seconds since 1970 do.
+int count_digits(const AxisRange& range, double step) {
+    const double steps = std::max(std::abs(range.from), std::abs(range.to)) / step;
+    return std::clamp(static_cast<int>(std::log10(std::max(steps, 1.0))) + 2, USUAL_DIGITS,
+                      MOST_DIGITS);
+}
+
 std::vector<AxisTick> place_linear(const AxisRange& range) {
     const double step = choose_step(range.to - range.from);
+    const int digits = count_digits(range, step);
     const double first = std::ceil(range.from / step - TOLERANCE);
     std::vector<AxisTick> ticks;
     for (int i = 0; i <= MOST_STEPS + 1; ++i) {
         // The sum makes a negative zero positive.
         const double value = (first + i) * step + 0.0;
         if (value <= range.to + TOLERANCE * step) {
-            ticks.push_back({value, format_value(value)});
+            ticks.push_back({value, format_value(value, digits)});
         }
     }
     return ticks;

@@ -31,6 +31,15 @@ TEST(AxisTicks, ReachBothEndsInSpiteOfRounding) {
     EXPECT_EQ(labels_of({0.1, 0.7}), (Labels{"0.1", "0.2", "0.3", "0.4", "0.5", "0.6", "0.7"}));
 }
 
+TEST(AxisTicks, DifferInPrintFarFromZero) {
+    EXPECT_EQ(labels_of({1700000000, 1700000001}),
+              (Labels{"1700000000", "1700000000.2", "1700000000.4", "1700000000.6", "1700000000.8",
+                      "1700000001"}));
+    EXPECT_EQ(labels_of({-1700000000.006, -1700000000}),
+              (Labels{"−1700000000.006", "−1700000000.005", "−1700000000.004", "−1700000000.003",
+                      "−1700000000.002", "−1700000000.001", "−1700000000"}));
+}
+
 TEST(AxisTicks, LabelThePowersOfTenOfALongLogarithmicAxis) {
     EXPECT_EQ(labels_of({0.5, 2000, true}), (Labels{"1", "10", "100", "1000"}));
     EXPECT_EQ(place_ticks({1, 1000, true}).size(), 28U);
