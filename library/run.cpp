@@ -264,6 +264,20 @@ class TreeRun {
                         fmt::format("{}: {}", step().name, report_.describe_failure()));
     }
 
+    // Of groups only those with attributes.
+    static std::set<std::string> list_written(const host::StepObservations& done) {
+        std::set<std::string> written;
+        for (const auto& [path, names] : done.attributes) {
+            written.insert(path);
+        }
+        for (const host::SetObservation& set : done.sets) {
+            if (set.written) {
+                written.insert(set.path);
+            }
+        }
+        return written;
+    }
+
     // What fails in here leaves the tree as it was, too.
     void keep() {
         const host::RunOrigin origin{.time = host::make_timestamp(),
@@ -272,12 +286,7 @@ class TreeRun {
                                      .input = tree_.input,
                                      .host_name = "libtalvora"};
         append_history(host::make_records(account_, origin, recipe_));
-        std::set<std::string> written;
-        for (const host::SetObservation& set : account_.steps.front().sets) {
-            if (set.written) {
-                written.insert(set.path);
-            }
-        }
+        std::set<std::string> written = list_written(account_.observations.front());
         tree_.objects.swap(copy_);
         tree_.rounded.swap(rounded_);
         tree_.written.swap(written);

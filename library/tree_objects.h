@@ -33,7 +33,7 @@ struct talvora_tree {
     // Sets that were of another type than 32-bit floats, by path. What rounding changed in them is
     // forgotten with the first run that takes them, as guards have seen it then.
     std::map<std::string, talvora::host::RoundedSamples> rounded;
-    std::set<std::string> written;                     // paths of sets, by the last good run
+    std::set<std::string> written;                     // paths, by the last good run
     std::optional<talvora::host::InputIdentity> input; // the file that it was read from
     std::vector<std::int64_t> given_extents;           // of the set that was last given out
     talvora::library::GivenAttribute given;

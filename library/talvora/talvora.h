@@ -295,8 +295,8 @@ TALVORA_EXPORT talvora_status talvora_tree_get_set(talvora_tree* tree, const cha
                                                    talvora_array* array, char* error,
                                                    size_t error_size);
 
-/* Whether the last good run on this tree changed the samples or the extents of a set, or made it.
- */
+/* Whether the last good run on this tree wrote samples or attributes of a set, changed its extents,
+ * or made it. */
 TALVORA_EXPORT talvora_status talvora_tree_was_written(talvora_tree* tree, const char* path,
                                                        int32_t* was_written, char* error,
                                                        size_t error_size);

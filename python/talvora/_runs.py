@@ -44,7 +44,8 @@ def run(unit: str, signals: Mapping[str, Any], /, *, accept: Iterable[str] = (),
     -------
     Signals
         A dictionary of the signals that the unit changed or made, by path: float32, of the shape
-        that the unit gives them. What it told is in `messages`.
+        that the unit gives them. Those of which it wrote attributes alone are among them. What it
+        told is in `messages`.
 
     Raises
     ------

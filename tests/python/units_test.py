@@ -97,6 +97,14 @@ class Runs(unittest.TestCase):
         np.testing.assert_array_equal(signal.samples, before)
         self.assertEqual(out["Imu/Rate"].rate, 100)
 
+    def test_give_what_attributes_alone_were_written_of(self):
+        x = np.arange(60, dtype=np.float32).reshape(1, 1, 60)
+        signals = {"Imu/A": talvora.Signal(x, rate=50), "B": talvora.Signal(x, rate=50)}
+        made = talvora.run("apply-set-fill-gap", signals, SourceGroup="Imu", MaxGapLength=3)
+        self.assertEqual(list(made), ["Imu/A"])
+        self.assertEqual(made["Imu/A"].attributes["FillGapMaxGapLength"], 3)
+        np.testing.assert_array_equal(made["Imu/A"].samples, x)
+
     def test_filter_as_butterworth_does(self):
         signal = made_signal()
         out = talvora.run("apply-set-butterworth", {"Imu/Rate": signal}, SourceGroup="Imu",

@@ -45,6 +45,17 @@ TEST_F(Runs, LeaveSetsThatWereNotChosenBorrowed) {
     EXPECT_FALSE(tree_.was_written("Imu/A"));
 }
 
+// There is no gap to fill, which the unit writes down.
+TEST_F(Runs, TellOfSetsOfWhichAttributesAloneWereWritten) {
+    tree_.add_signal("Imu/Rate", {1, 4}, {1, 2, 3, 4}, 50);
+    tree_.add_signal("Other", {1, 4}, {1, NaN, 3, 4}, 50);
+    ASSERT_GOOD(tree_.run(plugin_, "apply-set-fill-gap", {"SourceGroup=Imu", "MaxGapLength=3"}));
+    EXPECT_TRUE(tree_.was_written("Imu/Rate"));
+    EXPECT_FALSE(tree_.was_written("Other"));
+    EXPECT_EQ(tree_.get("Imu/Rate", "FillGapMaxGapLength"), integer(3));
+    EXPECT_EQ(tree_.read("Imu/Rate").samples, (Floats{1, 2, 3, 4}));
+}
+
 TEST_F(Runs, AverageIntoAnotherGroup) {
     tree_.add_signal("Imu/Rate", {2, 1, 4}, {1, 2, 3, 4, 10, 10, 10, 30}, 50);
     ASSERT_GOOD(tree_.run(plugin_, "average-set", {"SourceGroup=Imu", "DestinationGroup=Mean"}));
