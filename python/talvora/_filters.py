@@ -217,7 +217,8 @@ def design_butterworth(*, rate: float, order: int = 4, cutoff: float | None = No
 
     Notes
     -----
-    ``filtfilt(b, a, x, padlen=3 * (len(a) - 1))`` gives the bits of `butterworth`.
+    ``filtfilt(b, a, x, padlen=3 * (len(a) - 1))`` gives the bits of `butterworth`, but that a run
+    of just one sample more than that is filtered here and left there.
 
     Examples
     --------

@@ -82,8 +82,6 @@ class Tree:
         root = self.get_attributes("")
         if root:
             signals.groups[""] = root
-        for path, signal in signals.items():
-            signal.rate = find_rate(signals.groups, path, signal)
         return signals
 
     def list_objects(self) -> list[tuple[str, int]]:
@@ -103,7 +101,7 @@ class Tree:
         signal = Signal.__new__(Signal)
         signal.samples = self._view(array)
         signal.attributes = self.get_attributes(path)
-        signal.rate = None
+        signal.rate = find_rate(signal.attributes)
         return signal
 
     def _view(self, array: Any) -> NDArray[Any]:
@@ -129,18 +127,13 @@ class Tree:
         return read_attribute(attribute)
 
 
-def find_rate(groups: Mapping[str, Mapping[str, Any]], path: str, signal: Signal) -> float | None:
-    """The rate of a set, or of the nearest group that it is in; units write NaN where there is
-    none, as of a mean."""
-    holders: list[Mapping[str, Any]] = [signal.attributes]
-    while path:
-        path = path.rpartition("/")[0]
-        holders.append(groups.get(path, {}))
-    for holder in holders:
-        rate = np.asarray(holder.get(RATE_NAME, "none"))
-        if rate.size == 1 and rate.dtype.kind in "if":
-            return float(rate.item()) if 0 < rate.item() < np.inf else None
-    return None
+def find_rate(attributes: Mapping[str, Any]) -> float | None:
+    """The rate of a set, not that of its group, which is a hint for some units; units write NaN
+    where there is none, as of a mean."""
+    rate = np.asarray(attributes.get(RATE_NAME, "none"))
+    if rate.size != 1 or rate.dtype.kind not in "if":
+        return None
+    return float(rate.item()) if 0 < rate.item() < np.inf else None
 
 
 # ---- Attributes
