@@ -107,7 +107,10 @@ std::vector<std::string> take_overruns_of_static_data() {
 const char* explain_static_data(const void* address, bool is_write) {
     const auto* byte = static_cast<const unsigned char*>(address);
     for (const GuardedData& data : guarded) {
-        if (byte >= closed_pages_of(data) && byte < closed_pages_of(data) + data.closed_bytes) {
+        // Where the page behind could not be closed it may be another library's, that none may
+        // write.
+        const std::size_t byte_count = std::max(data.closed_bytes, page_size());
+        if (byte >= closed_pages_of(data) && byte < closed_pages_of(data) + byte_count) {
             return is_write ? "wrote past the end of the static data of the library"
                             : "read past the end of the static data of the library";
         }
