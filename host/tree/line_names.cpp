@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <set>
@@ -41,11 +42,17 @@ bool is_only_line(const Extents& extents) {
                                [](std::uint64_t extent) { return extent == 1; });
 }
 
-std::optional<std::size_t> find_dimension(const Extents& extents, std::size_t text_count) {
+// Those that texts may be for, the likelier one first where as many are in both.
+using Dimensions = std::array<std::size_t, 2>;
+constexpr Dimensions COLUMNS_FIRST = {1, 0};    // labels
+constexpr Dimensions COMPONENTS_FIRST = {0, 1}; // units
+
+std::optional<std::size_t> find_dimension(const Extents& extents, std::size_t text_count,
+                                          const Dimensions& dimensions) {
     if (is_only_line(extents)) {
         return text_count == 1 ? std::optional<std::size_t>(0) : std::nullopt;
     }
-    for (const std::size_t dimension : {std::size_t{1}, std::size_t{0}}) {
+    for (const std::size_t dimension : dimensions) {
         if (dimension < count_line_dimensions(extents) && extents[dimension] == text_count) {
             return dimension;
         }
@@ -53,8 +60,9 @@ std::optional<std::size_t> find_dimension(const Extents& extents, std::size_t te
     return std::nullopt;
 }
 
-DimensionTexts fit(std::vector<std::string> texts, const Extents& extents) {
-    const auto dimension = find_dimension(extents, texts.size());
+DimensionTexts fit(std::vector<std::string> texts, const Extents& extents,
+                   const Dimensions& dimensions) {
+    const auto dimension = find_dimension(extents, texts.size(), dimensions);
     return dimension ? DimensionTexts{std::move(texts), *dimension} : DimensionTexts{};
 }
 
@@ -73,7 +81,8 @@ DimensionTexts shorten(const DimensionTexts& labels, const std::string& set_name
 }
 
 DimensionTexts fit_units(std::vector<std::string> units, const Extents& extents) {
-    return units.size() == 1 ? DimensionTexts{std::move(units), 0} : fit(std::move(units), extents);
+    return units.size() == 1 ? DimensionTexts{std::move(units), 0}
+                             : fit(std::move(units), extents, COMPONENTS_FIRST);
 }
 
 // '/' parts the names of a path.
@@ -96,14 +105,14 @@ std::vector<std::string> read_labels(DataTree& tree, ObjectId set) {
 }
 
 bool fits_lines(const Extents& extents, std::size_t label_count) {
-    return find_dimension(extents, label_count).has_value();
+    return find_dimension(extents, label_count, COLUMNS_FIRST).has_value();
 }
 
 LineNames read_line_names(DataTree& tree, ObjectId set) {
     const Extents extents = tree.extents(set);
     LineNames names;
     names.units = fit_units(read_texts(tree, set, UNIT_ATTRIBUTE), extents);
-    const auto labels = fit(read_labels(tree, set), extents);
+    const auto labels = fit(read_labels(tree, set), extents, COLUMNS_FIRST);
     if (tell_apart(labels.texts)) {
         names.labels = labels;
         names.short_labels = shorten(labels, split_last(tree.path(set)).second);

@@ -2,8 +2,9 @@
 //
 // Labels is a list of texts, one for each index of a dimension: of the second one where as many
 // are there (a column each, as the unit average-set-2 writes them), else of the first (a component
-// each). Unit is a text for the whole set, or a list of one for each component. Texts that do not
-// fit the extents name nothing: what changed a set may have left them as they were.
+// each). Unit is a text for the whole set, or a list of one for each component, or for each index
+// of the second dimension where there are as many alone. Texts that do not fit the extents name
+// nothing: what changed a set may have left them as they were.
 #pragma once
 
 #include "host/tree/data_tree.h"

@@ -77,6 +77,8 @@ TEST_F(SetWithNames, HasOneUnitOrOneForEachComponent) {
     EXPECT_EQ(text_of_line(several.units, {2, 1, 5}, 0), "g");
     EXPECT_EQ(text_of_line(several.units, {2, 1, 5}, 1), "");
     EXPECT_THAT(read({3, 5}, {}, TextArray{{"g", "m"}, {2}}).units.texts, IsEmpty());
+    EXPECT_EQ(read({2, 2, 5}, {}, TextArray{{"g", "m"}, {2}}).units.dimension, 0U);
+    EXPECT_EQ(read({3, 2, 5}, {}, TextArray{{"g", "m"}, {2}}).units.dimension, 1U);
 }
 
 TEST_F(SetWithNames, TakesNothingButTexts) {

@@ -52,7 +52,8 @@ TEST_F(SignalSets, NameLinesByLabelsAndByIndicesWhereThereAreNone) {
     EXPECT_EQ(read().line_indices(1), "[0]");
     EXPECT_EQ(read().line_label(2), "left");
     EXPECT_EQ(read().line_indices(2), "[1]");
-    EXPECT_EQ(read().line_unit(1), "s");
+    EXPECT_EQ(read().line_unit(1), "m"); // of the component
+    EXPECT_EQ(read().line_unit(2), "s");
 }
 
 TEST_F(SignalSets, WithoutSamplesHaveNoLines) {
