@@ -22,16 +22,24 @@ GuardFinding make_in_place(const std::string& path, const RoundedSamples& sample
             .numbers = {{"dtype", name_sample_type(samples.type)}}};
 }
 
+// In as many digits as tell them apart.
+std::string describe_range(double least, double greatest) {
+    std::string ends[] = {fmt::format("{:.9g}", least), fmt::format("{:.9g}", greatest)};
+    return ends[0] != ends[1] ? fmt::format("{} and {}", ends[0], ends[1])
+                              : fmt::format("{} and {}", least, greatest);
+}
+
 GuardFinding make_of_range(const std::string& path, const RoundedSamples& samples) {
     const RoundingChange& change = samples.change;
     const std::string line =
         samples.line.empty() ? "" : fmt::format(", which in its line {} lie", samples.line);
     const std::string_view outliers = samples.leaves_outliers ? ", but for outliers," : "";
     return {.set = path,
-            .text = fmt::format("is of {}{}{} between {:.9g} and {:.9g}; as 32-bit floats they "
-                                "change by up to {:.3g}, {:.1e} of that range",
-                                describe_sample_type(samples.type), line, outliers, change.least,
-                                change.greatest, change.largest_change, change.part_of_range()),
+            .text = fmt::format("is of {}{}{} between {}; as 32-bit floats they change by up to "
+                                "{:.3g}, {:.1e} of that range",
+                                describe_sample_type(samples.type), line, outliers,
+                                describe_range(change.least, change.greatest),
+                                change.largest_change, change.part_of_range()),
             .remedy = "subtract an offset before, in 64 bits, where the file was made",
             .numbers = {{"dtype", name_sample_type(samples.type)},
                         {"least", change.least},

@@ -18,6 +18,12 @@ template <typename Stored>
 using Exact = std::conditional_t<std::is_integral_v<Stored> && sizeof(Stored) == sizeof(double),
                                  long double, double>;
 
+constexpr int DIGITS_OF_CALCULATIONS = 16; // of those that a 64-bit float ends in
+template <typename Stored>
+constexpr double LAST_DIGITS =
+    std::is_integral_v<Stored> ? 0
+                               : DIGITS_OF_CALCULATIONS * std::numeric_limits<double>::epsilon();
+
 } // namespace
 
 void RoundingChange::add(const RoundingChange& other) {
@@ -25,11 +31,12 @@ void RoundingChange::add(const RoundingChange& other) {
     largest_sample = std::max(largest_sample, other.largest_sample);
     least = std::min(least, other.least);
     greatest = std::max(greatest, other.greatest);
+    last_digits = std::max(last_digits, other.last_digits);
 }
 
 double RoundingChange::part_of_range() const {
     const double range = greatest - least;
-    return range > STANDS_STILL * largest_sample ? largest_change / range : 0;
+    return range > last_digits * largest_sample ? largest_change / range : 0;
 }
 
 // The change of NaN and of infinity is NaN, which no comparison takes for the largest. Samples go
@@ -65,7 +72,8 @@ RoundingChange round_samples(std::span<const Stored> stored, std::span<float> ro
     RoundingChange change{.largest_change =
                               static_cast<double>(*std::ranges::max_element(largest_change)),
                           .least = static_cast<double>(*std::ranges::min_element(least)),
-                          .greatest = static_cast<double>(*std::ranges::max_element(greatest))};
+                          .greatest = static_cast<double>(*std::ranges::max_element(greatest)),
+                          .last_digits = LAST_DIGITS<Stored>};
     if (change.least <= change.greatest) {
         change.largest_sample = std::max(std::abs(change.least), std::abs(change.greatest));
     }

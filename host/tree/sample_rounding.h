@@ -13,16 +13,16 @@ struct RoundingChange {
     double largest_sample = 0; // its magnitude, before
     double least = std::numeric_limits<double>::infinity();
     double greatest = -std::numeric_limits<double>::infinity();
+    // Of the largest sample: a range of no more is no signal. Samples of 64-bit floats have such
+    // last digits of a calculation, as in a channel that nothing is connected to; integers have
+    // none.
+    double last_digits = 0;
 
     void add(const RoundingChange& other);
     // The largest change as a part of what lies between the least and the greatest sample; 0 where
     // they stand still.
     double part_of_range() const;
 };
-
-// Of the largest sample: what changes by less are the last digits of a calculation with 64-bit
-// floats, as in a channel that nothing is connected to.
-constexpr double STANDS_STILL = 1e-12;
 
 // A signal that loses more of its range than that has lost digits that recordings have: it is less
 // than a step of a converter of 13 bits.

@@ -50,6 +50,9 @@ TEST(RoundSamples, TakesLastDigitsForNoSignal) {
     EXPECT_GT(rounded.change.largest_change, 0);
     EXPECT_EQ(rounded.change.part_of_range(), 0);
     EXPECT_GT(Rounded<double>({9.81, 9.81 + 1e-9}).change.part_of_range(), LARGE_PART_OF_RANGE);
+    // A counter of 10 MHz and its microhertz; integers, which have no last digits of that kind.
+    EXPECT_GT(Rounded<double>({1e7, 1e7 + 6e-6}).change.part_of_range(), LARGE_PART_OF_RANGE);
+    EXPECT_EQ(Rounded<std::int64_t>({1LL << 60, (1LL << 60) + 4096}).change.part_of_range(), 1);
 }
 
 TEST(RoundSamples, CountsNeitherMissingNorInfiniteSamples) {
