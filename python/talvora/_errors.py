@@ -53,3 +53,7 @@ class UnitWarning(UserWarning):
 
 class ShortRunsWarning(UserWarning):
     """Samples were not filtered: they are in runs between missing ones that are too short."""
+
+
+class NarrowingWarning(UserWarning):
+    """Samples that were written as float32 lost much of their range."""

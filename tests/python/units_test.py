@@ -335,6 +335,18 @@ class Files(unittest.TestCase):
         self.assertEqual(signals.groups[""]["SampleRate"], 50)
         self.assertTrue(any("Name" in text for text in signals.messages))
 
+    def test_warn_of_digits_that_float32_does_not_hold(self):
+        path = self.folder / "made.h5"
+        steps = np.arange(20.0)
+        with self.assertWarnsRegex(talvora.NarrowingWarning,
+                                   "^B: as float32 the samples change by up to 1.0e\\+00 of"):
+            talvora.write(path, {"A": talvora.Signal(steps), "B": talvora.Signal([steps, 1e9 + steps])})
+        with warnings.catch_warnings():
+            warnings.simplefilter("error")
+            talvora.write(path, {"A": talvora.Signal(steps * 0.1), "C": talvora.Signal(steps * 0 + 0.1),
+                                 "N": talvora.Signal(np.full(3, np.nan)), "E": talvora.Signal([[]])},
+                          replace=True)
+
     def test_keep_attributes_without_values(self):
         signals = talvora.Signals({"A": talvora.Signal([1.0], attributes={
             "Numbers": [], "Counts": np.zeros((2, 0), int), "Texts": np.array([], str)})})
