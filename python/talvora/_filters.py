@@ -244,7 +244,7 @@ def fill_gaps(x: Any, max_length: int | None = None, axis: int | None = None, wo
     Parameters
     ----------
     x : array_like
-        The samples, as in `filtfilt`.
+        The samples, as in `filtfilt`; an index of pandas, such as of times, is not looked at.
     max_length : int, optional
         The longest gap to fill, in samples; longer ones stay as they are. By default any.
     axis, workers, out : optional
