@@ -191,6 +191,15 @@ void write_tree(host::MemoryTree& objects, const fs::path& file, bool replace) {
     });
 }
 
+// The file holds 32-bit floats.
+void tell_narrowed(const talvora_tree& tree, const fs::path& file, const Teller& teller) {
+    for (const auto& [path, samples] : tree.rounded) {
+        if (const auto text = host::describe_narrowing(samples)) {
+            teller.tell(TALVORA_WARNING, fmt::format("{}: '{}' {}", file.string(), path, *text));
+        }
+    }
+}
+
 } // namespace
 } // namespace talvora::library
 
@@ -207,10 +216,12 @@ talvora_status talvora_tree_read(const char* file, talvora_tree** tree, talvora_
 }
 
 talvora_status talvora_tree_write(talvora_tree* tree, const char* file, int32_t replace,
-                                  char* error, size_t error_size) {
+                                  talvora_tell tell, void* context, char* error,
+                                  size_t error_size) {
     return guard_call(error, error_size, [&] {
         check_pointer(tree, "tree");
         check_pointer(file, "file");
         write_tree(*tree->objects, file, replace != 0);
+        tell_narrowed(*tree, file, Teller(tell, context));
     });
 }

@@ -10,6 +10,7 @@
 #include "host/tree/sample_type.h"
 
 #include <map>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -24,6 +25,10 @@ struct RoundedSamples {
     std::string line = {};          // as "[1, 0, :]"; empty where the set has one, or very many
     bool replaces_original = false; // the step wrote it in the place of the input
 };
+
+// That a line of the set changes by a large part of its range: "is of 64-bit floats between 0 and
+// 1e+09; as 32-bit floats they change by up to 31, 3.1e-08 of that range". Nothing where none does.
+std::optional<std::string> describe_narrowing(const RoundedSamples& samples);
 
 // All of it is borrowed.
 struct GuardedStep {

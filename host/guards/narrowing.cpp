@@ -29,17 +29,11 @@ std::string describe_range(double least, double greatest) {
                               : fmt::format("{} and {}", least, greatest);
 }
 
-GuardFinding make_of_range(const std::string& path, const RoundedSamples& samples) {
+GuardFinding make_of_range(const std::string& path, const RoundedSamples& samples,
+                           std::string text) {
     const RoundingChange& change = samples.change;
-    const std::string line =
-        samples.line.empty() ? "" : fmt::format(", which in its line {} lie", samples.line);
-    const std::string_view outliers = samples.leaves_outliers ? ", but for outliers," : "";
     return {.set = path,
-            .text = fmt::format("is of {}{}{} between {}; as 32-bit floats they change by up to "
-                                "{:.3g}, {:.1e} of that range",
-                                describe_sample_type(samples.type), line, outliers,
-                                describe_range(change.least, change.greatest),
-                                change.largest_change, change.part_of_range()),
+            .text = std::move(text),
             .remedy = "subtract an offset before, in 64 bits, where the file was made",
             .numbers = {{"dtype", name_sample_type(samples.type)},
                         {"least", change.least},
@@ -118,6 +112,21 @@ void add_coarse_sets(const GuardedStep& step, std::vector<GuardFinding>& found) 
 
 } // namespace
 
+std::optional<std::string> describe_narrowing(const RoundedSamples& samples) {
+    const RoundingChange& change = samples.change;
+    if (change.part_of_range() <= LARGE_PART_OF_RANGE) {
+        return std::nullopt;
+    }
+    return fmt::format(
+        "is of {}{}{} between {}; as 32-bit floats they change by up to {:.3g}, "
+        "{:.1e} of that range",
+        describe_sample_type(samples.type),
+        samples.line.empty() ? "" : fmt::format(", which in its line {} lie", samples.line),
+        samples.leaves_outliers ? ", but for outliers," : "",
+        describe_range(change.least, change.greatest), change.largest_change,
+        change.part_of_range());
+}
+
 std::vector<GuardFinding> find_narrowed_sets(const GuardedStep& step) {
     std::vector<GuardFinding> found;
     for (const auto& [path, samples] : step.rounded) {
@@ -126,8 +135,8 @@ std::vector<GuardFinding> find_narrowed_sets(const GuardedStep& step) {
         }
     }
     for (const auto& [path, samples] : step.rounded) {
-        if (samples.change.part_of_range() > LARGE_PART_OF_RANGE) {
-            found.push_back(make_of_range(path, samples));
+        if (auto text = describe_narrowing(samples)) {
+            found.push_back(make_of_range(path, samples, std::move(*text)));
         }
     }
     add_coarse_sets(step, found);

@@ -109,8 +109,8 @@ enum {
     TALVORA_PAD_NONE = -2   /* none; any number above 0 is taken as it is */
 };
 
-/* Of lines that are long enough: valid samples that were filtered in none of their runs, which are
- * too short between missing samples. The caller sets `struct_size`. */
+/* Valid samples in runs that are too short to be filtered, of lines that are long enough. The
+ * caller sets `struct_size`. */
 typedef struct talvora_short_runs {
     size_t struct_size;
     int64_t least_length; /* of a run that is filtered */
@@ -198,7 +198,7 @@ TALVORA_EXPORT talvora_status talvora_butterworth(const talvora_butterworth_desi
 
 /* Puts missing samples (NaN) on the straight line between the valid ones beside them, in gaps of at
  * most `max_length` samples along the axis; 0 is no limit. Those before the first and after the
- * last valid sample stay. Of the options axis, workers and the stop count; no run is too short.
+ * last valid sample stay. Of the options axis, workers and the stop count.
  * Float samples are those of the unit, bit for bit. `in` and `out` as above. Float lines of more
  * than 2^24 samples take two copies of one besides for each worker. */
 TALVORA_EXPORT talvora_status talvora_fill_gaps(const talvora_array* in, const talvora_array* out,
@@ -346,9 +346,12 @@ TALVORA_EXPORT talvora_status talvora_tree_read(const char* file, talvora_tree**
 /* Writes the tree to a new HDF5 file, which appears whole or not at all. A file of that name is
  * refused, or with `replace` replaced; its owner, group, mode, access list and extended attributes
  * pass to the new one as far as this process may give them, never with more rights for anybody.
- * Nothing is told of what it may not give. */
+ * Nothing is told of what it may not give. `tell` (may be NULL) receives a warning, when the file
+ * is there, for each set of which 32-bit floats do not hold the signal: doubles that were added, or
+ * sets of other types that were read, and no run has taken since. */
 TALVORA_EXPORT talvora_status talvora_tree_write(talvora_tree* tree, const char* file,
-                                                 int32_t replace, char* error, size_t error_size);
+                                                 int32_t replace, talvora_tell tell, void* context,
+                                                 char* error, size_t error_size);
 
 /* ---- Running units ------------------------------------------------------------------------- */
 

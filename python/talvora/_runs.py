@@ -9,12 +9,10 @@ import warnings
 from typing import Any, Iterable, Mapping
 
 import numpy as np
-from numpy.typing import NDArray
 
-from ._arrays import take_samples
 from ._errors import GuardError, NarrowingWarning, UnitError, UnitWarning
 from ._library import call, callback, choose_stop, decode, encode, encode_path, ffi, lib
-from ._signals import Signal, Signals
+from ._signals import Signals
 from ._trees import Tree
 from ._units import find_unit, open_plugin
 
@@ -181,45 +179,19 @@ def write(path: str | os.PathLike[str], signals: Mapping[str, Any], *, replace: 
     folder = os.path.dirname(os.fspath(path)) or os.curdir
     if not os.path.isdir(folder):
         raise FileNotFoundError(errno.ENOENT, "There is no folder for the file", os.fspath(path))
+    messages: list[tuple[int, str]] = []
+    handle = ffi.new_handle(messages)
     tree = Tree()
     tree.add_all(signals)
     try:
-        call(lib.talvora_tree_write, tree.pointer, name, bool(replace))
+        call(lib.talvora_tree_write, tree.pointer, name, bool(replace), _take_message(), handle)
     except OSError:
         if not replace and os.path.isfile(name):
             raise FileExistsError(errno.EEXIST, "File exists; replace=True replaces it",
                                   os.fspath(path)) from None
         raise
-    for name_of_set, signal in signals.items():
-        warn_of_narrowing(name_of_set, signal)
-
-
-# As the guard `narrowing` has them: the part of its range that a line may change by, and a range
-# that is nothing but the last digits of a calculation.
-_LARGE_PART_OF_RANGE = 1e-4
-_LAST_DIGITS = 16 * np.finfo(np.float64).eps
-
-
-def warn_of_narrowing(path: str, signal: Any) -> None:
-    samples = take_samples(signal.samples if isinstance(signal, Signal) else signal).array
-    if samples.dtype == np.float32 or samples.size == 0:
-        return
-    worst = max(part_of_range(line) for line in samples.reshape(-1, samples.shape[-1]))
-    if worst > _LARGE_PART_OF_RANGE:
-        warnings.warn(f"{path}: as float32 the samples change by up to {worst:.1e} of what lies "
-                      "between the least and the greatest of a line; subtract an offset first",
-                      NarrowingWarning, stacklevel=3)
-
-
-def part_of_range(line: NDArray[np.float64]) -> float:
-    """How much of its range a line changes by as float32."""
-    finite = line[np.isfinite(line)]
-    if finite.size == 0:
-        return 0.0
-    span = float(finite.max()) - float(finite.min())
-    if not span > _LAST_DIGITS * float(np.abs(finite).max()):
-        return 0.0
-    return float(np.abs(finite - finite.astype(np.float32)).max()) / span
+    for _, text in messages:
+        warnings.warn(text, NarrowingWarning, stacklevel=2)
 
 
 def refuse_folder(path: str | os.PathLike[str]) -> None:

@@ -339,7 +339,8 @@ class Files(unittest.TestCase):
         path = self.folder / "made.h5"
         steps = np.arange(20.0)
         with self.assertWarnsRegex(talvora.NarrowingWarning,
-                                   "^B: as float32 the samples change by up to 1.0e\\+00 of"):
+                                   "made.h5: 'B' is of 64-bit floats, .* lie between 1e.09 and "
+                                   "1.00000002e.09; as 32-bit floats they change by up to 19, "):
             talvora.write(path, {"A": talvora.Signal(steps), "B": talvora.Signal([steps, 1e9 + steps])})
         with warnings.catch_warnings():
             warnings.simplefilter("error")

@@ -7,6 +7,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <numeric>
 #include <thread>
 #include <unistd.h>
 
@@ -22,9 +23,10 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
 
-Outcome write(const Tree& tree, const fs::path& file, bool replace = false) {
+Outcome write(const Tree& tree, const fs::path& file, bool replace = false, Talk* talk = nullptr) {
     return run_call([&](char* error, std::size_t size) {
-        return talvora_tree_write(tree, file.c_str(), replace ? 1 : 0, error, size);
+        return talvora_tree_write(tree, file.c_str(), replace ? 1 : 0,
+                                  talk == nullptr ? nullptr : Talk::tell, talk, error, size);
     });
 }
 
@@ -74,6 +76,26 @@ TEST_F(Files, HoldTheWholeTree) {
     const Tree again(open(folder_ / "walk.h5", &talk));
     EXPECT_TRUE(again.content() == tree_.content());
     EXPECT_THAT(talk.messages, IsEmpty());
+}
+
+// Floats are 64 apart at 1e9, so all of these become 1e9; below 20 they are whole numbers.
+TEST_F(Files, WarnOfSignalsThatFloatsDoNotHold) {
+    std::vector<double> counts(20);
+    std::iota(counts.begin(), counts.end(), 0);
+    ASSERT_GOOD(tree_.add("Small", make_array(counts, {1, 1, 20})));
+    for (std::size_t i = 0; i < 20; ++i) {
+        counts.push_back(1e9 + counts[i]);
+    }
+    ASSERT_GOOD(tree_.add("Counts", make_array(counts, {1, 2, 20})));
+    Talk talk;
+    const fs::path file = folder_ / "made.h5";
+    ASSERT_GOOD(write(tree_, file, false, &talk));
+    EXPECT_THAT(talk.messages,
+                ElementsAre(Message{TALVORA_WARNING,
+                                    file.string() +
+                                        ": 'Counts' is of 64-bit floats, which in its line [0, 1, "
+                                        ":] lie between 1e+09 and 1.00000002e+09; as 32-bit floats "
+                                        "they change by up to 19, 1.0e+00 of that range"}));
 }
 
 TEST_F(Files, AreThoseOfTheProgram) {
@@ -273,7 +295,8 @@ TEST_F(Files, AreReadAndWrittenByThreads) {
                 const bool is_same =
                     talvora_tree_read((folder_ / "walk.h5").c_str(), &tree, nullptr, nullptr,
                                       nullptr, 0) == TALVORA_OK &&
-                    talvora_tree_write(tree, own.c_str(), 1, nullptr, 0) == TALVORA_OK;
+                    talvora_tree_write(tree, own.c_str(), 1, nullptr, nullptr, nullptr, 0) ==
+                        TALVORA_OK;
                 talvora_tree_destroy(tree);
                 good[t] += is_same ? 1 : 0;
             }
