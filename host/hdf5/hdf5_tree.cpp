@@ -255,9 +255,10 @@ ObjectId Hdf5Tree::create_dataset(ObjectId parent, std::string_view path, const 
     check_extents(extents, 1, path);
     const NewPlace place = plan_new_place(*this, parent, path);
     const ObjectId group = create_groups(place.group, place.missing_groups);
-    hdf5::Id set = hdf5::create_float_set(open(group), place.name, extents);
-    const ObjectId id =
-        add_node({ObjectKind::DataSet, join_path(node(group).path, place.name), extents, {}});
+    const std::string set_path = join_path(node(group).path, place.name);
+    hdf5::Id set = create_unreferred(
+        set_path, [&] { return hdf5::create_float_set(open(group), place.name, extents); });
+    const ObjectId id = add_node({ObjectKind::DataSet, set_path, extents, {}});
     by_address_.emplace(hdf5::object_info(set).address, id);
     keep_open(id, hdf5::SetUse::Whole, std::move(set));
     return id;
@@ -601,10 +602,27 @@ std::vector<std::string> Hdf5Tree::list_children(ObjectId group, ObjectKind kind
 
 ObjectId Hdf5Tree::create_groups(ObjectId parent, const std::vector<std::string>& names) {
     for (const std::string& name : names) {
-        parent =
-            add_object(hdf5::create_group(open(parent), name), join_path(node(parent).path, name));
+        const std::string path = join_path(node(parent).path, name);
+        parent = add_object(
+            create_unreferred(path, [&] { return hdf5::create_group(open(parent), name); }), path);
     }
     return parent;
+}
+
+// What refers to something that was deleted leads to its place in the file, and would lead to a new
+// object there.
+hdf5::Id Hdf5Tree::create_unreferred(const std::string& path,
+                                     const std::function<hdf5::Id()>& create) {
+    const auto& referred = referrers();
+    hdf5::Id object = create();
+    const auto found = referred.find(hdf5::object_info(object).address);
+    if (found != referred.end()) {
+        throw TreeError(fmt::format("'{}' cannot be made: {} refers to something deleted, in "
+                                    "whose place it would lie (h5repack makes a copy without "
+                                    "such references)",
+                                    path, describe_referrer(found->second)));
+    }
+    return object;
 }
 
 void Hdf5Tree::make_anew(ObjectId id, const Extents& extents) {
@@ -614,7 +632,9 @@ void Hdf5Tree::make_anew(ObjectId id, const Extents& extents) {
     const hdf5::ObjectInfo old_info = hdf5::object_info(old_set);
     refuse_referrers(id, old_info.address, "made anew", cannot_be_redirected);
     const hdf5::Id properties = hdf5::set_properties(old_set);
-    hdf5::Id new_set = hdf5::make_anew_resizable(open_->file, old_set, properties, extents);
+    hdf5::Id new_set = create_unreferred(old_node.path, [&] {
+        return hdf5::make_anew_resizable(open_->file, old_set, properties, extents);
+    });
     hdf5::copy_floats(old_set, old_node.type, new_set, smaller_of(extents, old_node.extents),
                       old_node.path);
     copy_annotations(old_set, properties, new_set, old_node.path);
@@ -650,8 +670,9 @@ void Hdf5Tree::narrow(ObjectId id, bool keeps_samples) {
     }
     const hdf5::SetUse new_use = keeps_samples ? hdf5::SetUse::Parts : hdf5::SetUse::Whole;
     const hdf5::Id properties = hdf5::set_properties(old_set);
-    hdf5::Id new_set =
-        hdf5::make_narrow(open_->file, old_set, properties, set.type, new_use, set.path);
+    hdf5::Id new_set = create_unreferred(set.path, [&] {
+        return hdf5::make_narrow(open_->file, old_set, properties, set.type, new_use, set.path);
+    });
     if (keeps_samples) {
         rounding = hdf5::copy_floats(old_set, set.type, new_set, set.extents, set.path).sum_up();
     }

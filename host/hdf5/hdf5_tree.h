@@ -12,7 +12,8 @@
 // A set of another type than 32-bit floats, or with a filter that rounds them, is made anew as one
 // of those before its first change, under all its names, with its attributes and properties; what
 // refers to it in attributes and data sets refers to the new one. Refused where a reference leads
-// to a part of it, or is a fill value, or of an object that no link leads to.
+// to a part of it, or is a fill value, or of an object that no link leads to. Refused, too, is a new
+// object where something refers to one that was deleted: it would lie in its place.
 //
 // New data sets are stored in chunks and can be resized. Resizing a set of another layout makes it
 // anew likewise. Objects carry no times: the same requests give the same bytes.
@@ -176,6 +177,7 @@ class Hdf5Tree final : public DataTree {
     ObjectId add_object(hdf5::Id object, const std::string& path);
     ObjectId add_node(Node node);
     std::vector<std::string> list_children(ObjectId group, ObjectKind kind);
+    hdf5::Id create_unreferred(const std::string& path, const std::function<hdf5::Id()>& create);
     ObjectId create_groups(ObjectId parent, const std::vector<std::string>& names);
     void make_anew(ObjectId id, const Extents& extents);
     bool takes_floats(ObjectId id, hdf5::SetUse use);
