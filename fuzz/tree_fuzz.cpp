@@ -400,7 +400,7 @@ void check_file(talvora_tree* tree) {
     static const std::string file =
         std::filesystem::temp_directory_path() / ("tree_fuzz." + std::to_string(getpid()));
     if (make("write", [&](char* error, std::size_t size) {
-            return talvora_tree_write(tree, file.c_str(), 1, Listener::tell, nullptr, error, size);
+            return talvora_tree_write(tree, file.c_str(), 1, error, size);
         }).status != TALVORA_OK) {
         return;
     }

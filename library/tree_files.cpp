@@ -191,11 +191,10 @@ void write_tree(host::MemoryTree& objects, const fs::path& file, bool replace) {
     });
 }
 
-// The file holds 32-bit floats.
-void tell_narrowed(const talvora_tree& tree, const fs::path& file, const Teller& teller) {
+void tell_narrowed(const talvora_tree& tree, const Teller& teller) {
     for (const auto& [path, samples] : tree.rounded) {
         if (const auto text = host::describe_narrowing(samples)) {
-            teller.tell(TALVORA_WARNING, fmt::format("{}: '{}' {}", file.string(), path, *text));
+            teller.tell(TALVORA_WARNING, fmt::format("'{}' {}", path, *text));
         }
     }
 }
@@ -215,13 +214,19 @@ talvora_status talvora_tree_read(const char* file, talvora_tree** tree, talvora_
     });
 }
 
+talvora_status talvora_tree_tell_narrowed(const talvora_tree* tree, talvora_tell tell,
+                                          void* context, char* error, size_t error_size) {
+    return guard_call(error, error_size, [&] {
+        check_pointer(tree, "tree");
+        tell_narrowed(*tree, Teller(tell, context));
+    });
+}
+
 talvora_status talvora_tree_write(talvora_tree* tree, const char* file, int32_t replace,
-                                  talvora_tell tell, void* context, char* error,
-                                  size_t error_size) {
+                                  char* error, size_t error_size) {
     return guard_call(error, error_size, [&] {
         check_pointer(tree, "tree");
         check_pointer(file, "file");
         write_tree(*tree->objects, file, replace != 0);
-        tell_narrowed(*tree, file, Teller(tell, context));
     });
 }

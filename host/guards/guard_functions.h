@@ -61,6 +61,10 @@ std::vector<GuardFinding> find_narrowed_sets(const GuardedStep& step);
 // which a resized scale is attached, where that has another length.
 std::vector<GuardFinding> find_stale_scales(const GuardedStep& step);
 
+// After the step: one for each attribute of a set that the step wrote with numbers of several
+// dimensions in a file of netCDF.
+std::vector<GuardFinding> find_netcdf_attributes(const GuardedStep& step);
+
 // After the step: one for the errors that the unit told of, when it returned success all the same.
 std::vector<GuardFinding> find_unit_errors(const GuardedStep& step);
 

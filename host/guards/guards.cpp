@@ -52,6 +52,9 @@ constexpr Guard GUARDS[] = {
      "a dimension scale and a dimension that it is attached to have different lengths after one of "
      "the two was resized",
      nullptr, find_stale_scales},
+    {"netcdf-attribute",
+     "numbers of several dimensions in an attribute, with which programs of netCDF open no file",
+     nullptr, find_netcdf_attributes},
     {"unit-error", "the unit told of an error, and returned success all the same", nullptr,
      find_unit_errors},
     {"nothing-done", "the step changed no sample and made nothing that holds any", nullptr,

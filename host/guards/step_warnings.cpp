@@ -158,8 +158,23 @@ void warn_of_infinities(const GuardedStep& step, const SetObservation& set, cons
     }
 }
 
+void warn_of_never_written(const SetObservation& set, const GapList& gaps,
+                           std::vector<StepWarning>& warnings) {
+    if (gaps.never_written_count() > 0) {
+        warnings.push_back(
+            {fmt::format("{}: {} of {} are {:.6g}, by which netCDF marks what was never written; "
+                         "they are taken as they are",
+                         set.path, gaps.never_written_count(),
+                         count_things(count_samples(set.before->extents), "sample"), NEVER_WRITTEN),
+             "what is missing has to be NaN"});
+    }
+}
+
 void warn_of_set(const GuardedStep& step, std::size_t index, std::vector<StepWarning>& warnings) {
     const SetObservation& set = step.done->sets[index];
+    if (set.before) {
+        warn_of_never_written(set, *step.done->gaps[index].before, warnings);
+    }
     if (set.read && set.before && takes_means(*step.step.unit)) {
         warn_of_infinities(step, set, *step.done->gaps[index].before, warnings);
     }

@@ -12,8 +12,8 @@
 // A set of another type than 32-bit floats, or with a filter that rounds them, is made anew as one
 // of those before its first change, under all its names, with its attributes and properties; what
 // refers to it in attributes and data sets refers to the new one. Refused where a reference leads
-// to a part of it, or is a fill value, or of an object that no link leads to. Refused, too, is a new
-// object where something refers to one that was deleted: it would lie in its place.
+// to a part of it, or is a fill value, or of an object that no link leads to. Refused, too, is a
+// new object where something refers to one that was deleted: it would lie in its place.
 //
 // New data sets are stored in chunks and can be resized. Resizing a set of another layout makes it
 // anew likewise. Objects carry no times: the same requests give the same bytes.

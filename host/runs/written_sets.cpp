@@ -5,7 +5,10 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <functional>
 #include <iterator>
+#include <utility>
 
 namespace talvora::host {
 namespace {
@@ -14,16 +17,23 @@ namespace {
 // reading and marking.
 constexpr std::uint64_t BUFFER_SAMPLES = std::uint64_t{256} * 1024;
 
-// The buffer is not cleared between the reads, in the same order each time: what was never written
-// leaves it as it is, and has the same mark.
-ContentMark mark_samples(DataTree& tree, ObjectId set) {
-    ContentMarker mark;
+using VisitSamples = std::function<void(std::span<const float> samples)>;
+
+// In row-major order. The buffer is not cleared between the reads, in the same order each time:
+// what was never written leaves it as it is, and has the same mark.
+void visit_samples(DataTree& tree, ObjectId set, const VisitSamples& visit) {
     std::vector<float> samples;
     visit_slabs(tree.extents(set), BUFFER_SAMPLES, [&](const Hyperslab& slab, std::uint64_t count) {
         samples.resize(count);
         tree.read(set, slab, samples);
-        mark.add(std::as_bytes(std::span(samples)));
+        visit(samples);
     });
+}
+
+ContentMark mark_samples(DataTree& tree, ObjectId set) {
+    ContentMarker mark;
+    visit_samples(tree, set,
+                  [&](std::span<const float> samples) { mark.add(std::as_bytes(samples)); });
     return mark.finish();
 }
 
@@ -126,13 +136,86 @@ bool PartMarks::differ(const Extents& extents, const Hyperslab& slab,
     return false;
 }
 
+void PartMarks::resize(const Extents& before, const Extents& after) {
+    const Parts old = std::exchange(parts_, {});
+    if (before.empty() || before.size() != after.size() ||
+        !std::equal(before.begin(), before.end() - 1, after.begin())) {
+        return;
+    }
+    for (const auto& [begin, part] : old) {
+        const std::uint64_t line = begin / before.back();
+        const std::uint64_t first = begin % before.back();
+        const std::uint64_t count = part.end - begin;
+        if (first + count <= std::min(before.back(), after.back())) {
+            const std::uint64_t moved = line * after.back() + first;
+            parts_.emplace(moved, Part{moved + count, part.mark});
+        }
+    }
+}
+
+namespace {
+
+// Marks parts of a set again, as its samples come in row-major order.
+class PartComparison {
+  public:
+    explicit PartComparison(const PartMarks::Parts& parts)
+        : part_(parts.begin()), end_(parts.end()) {}
+
+    void add(std::span<const float> samples) {
+        const std::uint64_t end = next_ + samples.size();
+        for (; part_ != end_ && part_->first < end; ++part_) {
+            const std::uint64_t first = std::max(part_->first, next_);
+            const std::uint64_t last = std::min(part_->second.end, end);
+            mark_.add(std::as_bytes(samples.subspan(first - next_, last - first)));
+            if (last < part_->second.end) {
+                break;
+            }
+            differs_ = differs_ || std::exchange(mark_, {}).finish() != part_->second.mark;
+        }
+        next_ = end;
+    }
+
+    bool differs() const { return differs_; }
+
+  private:
+    PartMarks::Parts::const_iterator part_;
+    PartMarks::Parts::const_iterator end_;
+    ContentMarker mark_; // of what came of that part
+    std::uint64_t next_ = 0;
+    bool differs_ = false;
+};
+
+} // namespace
+
+void WrittenTree::refuse_other_samples(ObjectId set) const {
+    throw StorageError(StorageError::Access::Writing,
+                       describe_other_samples(tree_.path(set), describe_unknown_filter_(set)));
+}
+
+ContentMark WrittenTree::mark_parts(ObjectId set, const PartMarks& marks) {
+    ContentMarker mark;
+    PartComparison parts(marks.parts());
+    try {
+        visit_samples(tree_, set, [&](std::span<const float> samples) {
+            mark.add(std::as_bytes(samples));
+            parts.add(samples);
+        });
+    } catch (const StorageError& error) {
+        throw StorageError(StorageError::Access::Writing, error.what());
+    }
+    if (parts.differs()) {
+        refuse_other_samples(set);
+    }
+    return mark.finish();
+}
+
 std::vector<WrittenSet> WrittenTree::list_written() {
     std::vector<WrittenSet> sets;
     for (auto& [set, marks] : marks_) {
         const Extents extents = tree_.extents(set);
         auto mark = marks.of_whole(extents);
         if (!mark) {
-            mark = mark_samples(tree_, set);
+            mark = mark_parts(set, marks);
             marks.note(extents, {Extents(extents.size(), 0), extents}, *mark);
         }
         sets.push_back({tree_.path(set), extents, *mark});
@@ -148,16 +231,17 @@ ObjectId WrittenTree::create_dataset(ObjectId group, std::string_view path,
 }
 
 void WrittenTree::resize(ObjectId set, const Extents& extents) {
-    marks_[set] = {};
+    const Extents before = tree_.extents(set);
+    PartMarks& marks = marks_[set];
     tree_.resize(set, extents);
+    marks.resize(before, extents);
 }
 
 void WrittenTree::read(ObjectId set, const Hyperslab& slab, std::span<float> samples) {
     tree_.read(set, slab, samples);
     const auto written = marks_.find(set);
     if (written != marks_.end() && written->second.differ(tree_.extents(set), slab, samples)) {
-        throw StorageError(StorageError::Access::Writing,
-                           describe_other_samples(tree_.path(set), describe_unknown_filter_(set)));
+        refuse_other_samples(set);
     }
 }
 

@@ -33,20 +33,25 @@ class PartMarks {
     // True where a part inside the slab was written with other samples.
     bool differ(const Extents& extents, const Hyperslab& slab,
                 std::span<const float> samples) const;
+    // Keeps what lies within a line where only the length of lines changes, and no other parts.
+    void resize(const Extents& before, const Extents& after);
 
-  private:
     struct Part {
         std::uint64_t end = 0;
         ContentMark mark;
     };
-    std::map<std::uint64_t, Part> parts_; // by their first sample; none overlaps another
+    using Parts = std::map<std::uint64_t, Part>; // by their first sample; none overlaps another
+    const Parts& parts() const { return parts_; }
+
+  private:
+    Parts parts_;
 };
 
 // A tree that passes every request on and notes which sets are made, resized and written.
 //
 // What is written to a set is marked as it passes, as a whole or in its parts. A set that is left
-// written in parts is read once more through the tree. Where a later step reads what was written
-// so, the marks are compared: a StorageError of writing tells that it reads back otherwise.
+// written in parts is read once more through the tree. Where that, or a later step, reads what was
+// written so, the marks are compared: a StorageError of writing tells that it reads back otherwise.
 class WrittenTree final : public ForwardingTree {
   public:
     using DescribeFilter = std::function<std::string(ObjectId set)>;
@@ -58,7 +63,7 @@ class WrittenTree final : public ForwardingTree {
     explicit WrittenTree(Hdf5Tree& tree)
         : WrittenTree(tree, [&tree](ObjectId set) { return tree.describe_unknown_filter(set); }) {}
 
-    // What those sets hold now.
+    // What those sets hold now. What cannot be read of them is a StorageError of writing.
     std::vector<WrittenSet> list_written();
 
     ObjectId create_dataset(ObjectId group, std::string_view path, const Extents& extents) override;
@@ -67,6 +72,9 @@ class WrittenTree final : public ForwardingTree {
     void write(ObjectId set, const Hyperslab& slab, std::span<const float> samples) override;
 
   private:
+    [[noreturn]] void refuse_other_samples(ObjectId set) const;
+    ContentMark mark_parts(ObjectId set, const PartMarks& marks);
+
     DescribeFilter describe_unknown_filter_;
     std::map<ObjectId, PartMarks> marks_;
 };

@@ -59,11 +59,25 @@ void CachedTree::write(ObjectId id, const Hyperslab& slab, std::span<const float
 }
 
 void CachedTree::resize(ObjectId id, const Extents& extents) {
-    if (const Held set = find_held(id); set != held_.end()) {
-        write_back(*set);
-        held_.erase(set);
+    const Held set = find_held(id);
+    if (set == held_.end()) {
+        return tree_.resize(id, extents);
     }
+    if (smaller_of(extents, set->extents) == extents) {
+        return shrink(*set, extents);
+    }
+    write_back(*set);
+    held_.erase(set);
     tree_.resize(id, extents);
+}
+
+void CachedTree::shrink(HeldSet& set, const Extents& extents) {
+    tree_.resize(set.id, extents);
+    std::vector<float> left(count_samples(extents));
+    gather_samples(set.extents, {Extents(extents.size(), 0), extents}, set.samples.data(), left);
+    set.samples = std::move(left);
+    set.extents = extents;
+    set.changed = true;
 }
 
 // The set in memory; null when the request is to go through.

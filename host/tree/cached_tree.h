@@ -3,9 +3,10 @@
 //
 // A request for a part of a set takes the whole of it into memory, where it fits the
 // bound; later requests are copies. What was changed is written back as a whole when
-// room is needed for another set, before the set is resized, and by flush. Requests for
+// room is needed for another set, before the set is made larger, and by flush. Requests for
 // a whole set that is not in memory go straight through, and so do those for a set larger
-// than the bound. Attributes are written at once (attribute_cache.h).
+// than the bound. A set that is made smaller stays, and what is left of it is written later.
+// Attributes are written at once (attribute_cache.h).
 //
 // Two sets that share their samples, as a virtual set and what it is made of, are two
 // sets here: a change of one shows in the other after a flush.
@@ -66,6 +67,7 @@ class CachedTree final : public ForwardingTree {
     void make_room(std::uint64_t sample_count);
     void let_go(Held set);
     void write_back(HeldSet& set);
+    void shrink(HeldSet& set, const Extents& extents);
     Held find_held(ObjectId id);
     std::uint64_t count_held_samples() const;
 

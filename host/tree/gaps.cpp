@@ -11,17 +11,18 @@ namespace {
 // Short enough to be gone through again for one sample, long enough to be worth it.
 constexpr std::size_t BLOCK_SAMPLES = 256;
 
-// NaN and infinities have all bits of the exponent set.
-bool is_finite(float sample) {
-    constexpr std::uint32_t EXPONENT = 0x7F80'0000;
-    return (std::bit_cast<std::uint32_t>(sample) & EXPONENT) != EXPONENT;
+// Without their sign the bits of floats are in the order of their values, infinity and NaN last.
+bool is_usual(float sample) {
+    constexpr std::uint32_t SIGN = 0x8000'0000;
+    return (std::bit_cast<std::uint32_t>(sample) & ~SIGN) <
+           std::bit_cast<std::uint32_t>(NEVER_WRITTEN);
 }
 
 // No branch on the sample, so that the compiler makes vector instructions of it.
-bool are_finite(std::span<const float> block) {
+bool are_usual(std::span<const float> block) {
     std::uint32_t count = 0;
     for (const float sample : block) {
-        count += is_finite(sample) ? 0U : 1U;
+        count += is_usual(sample) ? 0U : 1U;
     }
     return count == 0;
 }
@@ -31,7 +32,7 @@ bool are_finite(std::span<const float> block) {
 void GapList::append(std::span<const float> samples) {
     while (!samples.empty()) {
         const auto block = samples.first(std::min(samples.size(), BLOCK_SAMPLES));
-        if (!are_finite(block)) {
+        if (!are_usual(block)) {
             look_through(block);
         }
         next_ += block.size();
@@ -41,13 +42,12 @@ void GapList::append(std::span<const float> samples) {
 
 void GapList::look_through(std::span<const float> block) {
     for (std::size_t i = 0; i < block.size(); ++i) {
-        if (is_finite(block[i])) {
-            continue;
-        }
         if (std::isnan(block[i])) {
             add_missing(next_ + i);
-        } else {
+        } else if (std::isinf(block[i])) {
             ++infinite_count_;
+        } else if (block[i] == NEVER_WRITTEN) {
+            ++never_written_count_;
         }
     }
 }

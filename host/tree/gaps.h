@@ -14,8 +14,11 @@ struct Gap {
     friend bool operator==(const Gap&, const Gap&) = default;
 };
 
-// The gaps of a set, found while its samples go by, and how many of them are infinite. Costs
-// little more than reading them where nearly all are finite.
+// By which netCDF marks floats and doubles that were never written.
+constexpr float NEVER_WRITTEN = 15 * 0x1p119F;
+
+// The gaps of a set, found while its samples go by, and how many of them are infinite, or were
+// never written. Costs little more than reading them where nearly all are smaller than these.
 class GapList {
   public:
     // `line_length` is the last extent.
@@ -28,6 +31,7 @@ class GapList {
     std::span<const Gap> gaps() const { return gaps_; }
     std::uint64_t missing_count() const { return missing_count_; }
     std::uint64_t infinite_count() const { return infinite_count_; }
+    std::uint64_t never_written_count() const { return never_written_count_; }
 
   private:
     void look_through(std::span<const float> block);
@@ -37,6 +41,7 @@ class GapList {
     std::uint64_t next_ = 0;
     std::uint64_t missing_count_ = 0;
     std::uint64_t infinite_count_ = 0;
+    std::uint64_t never_written_count_ = 0;
     std::vector<Gap> gaps_;
 };
 

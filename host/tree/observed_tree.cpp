@@ -1,6 +1,7 @@
 #include "host/tree/observed_tree.h"
 
 #include "host/tree/history_attribute.h"
+#include "host/tree/netcdf_attributes.h"
 #include "host/tree/number_attribute.h"
 #include "host/tree/slabs.h"
 #include "host/tree/tree_rules.h"
@@ -31,8 +32,8 @@ std::shared_ptr<const GapList> gaps_of(const Extents& extents, std::span<const f
 // ---------------------------------------------------------------------------
 // What is noted
 
-bool ObservedTree::is_history(ObjectId object, std::string_view name) const {
-    return is_history_part(name) && object == tree_.root();
+bool ObservedTree::is_withheld(ObjectId object, std::string_view name) const {
+    return (is_history_part(name) && object == tree_.root()) || numbers_netcdf_dimensions(name);
 }
 
 ObservedTree::Gaps ObservedTree::count_gaps(ObjectId set) const {
@@ -156,13 +157,13 @@ void ObservedTree::write(ObjectId set, const Hyperslab& slab, std::span<const fl
 
 std::vector<std::string> ObservedTree::list_attributes(ObjectId object) {
     std::vector<std::string> names = tree_.list_attributes(object);
-    std::erase_if(names, [&](const std::string& name) { return is_history(object, name); });
+    std::erase_if(names, [&](const std::string& name) { return is_withheld(object, name); });
     return names;
 }
 
 std::optional<AttributeValue> ObservedTree::read_attribute(ObjectId object,
                                                            const std::string& name) {
-    if (is_history(object, name)) {
+    if (is_withheld(object, name)) {
         return std::nullopt;
     }
     auto value = tree_.read_attribute(object, name);
@@ -174,7 +175,7 @@ std::optional<AttributeValue> ObservedTree::read_attribute(ObjectId object,
 
 void ObservedTree::write_attribute(ObjectId object, const std::string& name,
                                    const AttributeValue& value) {
-    if (is_history(object, name)) {
+    if (is_withheld(object, name)) {
         throw TreeError(fmt::format("the attribute '{}' is kept by the host", name));
     }
     if (name == SAMPLE_RATE_ATTRIBUTE) {

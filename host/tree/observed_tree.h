@@ -5,8 +5,9 @@
 // Samples are counted as they pass where a request takes in the whole set; a set that is
 // worked on in parts is read once more before its first change and after its last.
 //
-// The history that the host keeps in the file is no business of units: it is neither
-// listed nor read, and writing to it is refused.
+// The history that the host keeps in the file is no business of units, nor are the numbers that
+// netCDF gives to the dimensions of a set, which a copy of its attributes must not have: they are
+// neither listed nor read, and writing to them is refused.
 #pragma once
 
 #include "host/tree/forwarding_tree.h"
@@ -105,7 +106,7 @@ class ObservedTree final : public ForwardingTree {
         std::optional<Rate> rate = {}; // as it is now, once known
     };
 
-    bool is_history(ObjectId object, std::string_view name) const;
+    bool is_withheld(ObjectId object, std::string_view name) const;
     Gaps count_gaps(ObjectId set) const;
     Gaps known_gaps(ObjectId set, Watched& watched);
     Watched& watch_samples(ObjectId set);

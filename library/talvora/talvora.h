@@ -346,12 +346,16 @@ TALVORA_EXPORT talvora_status talvora_tree_read(const char* file, talvora_tree**
 /* Writes the tree to a new HDF5 file, which appears whole or not at all. A file of that name is
  * refused, or with `replace` replaced; its owner, group, mode, access list and extended attributes
  * pass to the new one as far as this process may give them, never with more rights for anybody.
- * Nothing is told of what it may not give. `tell` (may be NULL) receives a warning, when the file
- * is there, for each set of which 32-bit floats do not hold the signal: doubles that were added, or
- * sets of other types that were read, and no run has taken since. */
+ * Nothing is told of what it may not give. */
 TALVORA_EXPORT talvora_status talvora_tree_write(talvora_tree* tree, const char* file,
-                                                 int32_t replace, talvora_tell tell, void* context,
-                                                 char* error, size_t error_size);
+                                                 int32_t replace, char* error, size_t error_size);
+
+/* Tells a warning for each set whose signal the 32-bit floats of the tree do not hold: of doubles
+ * that were added, or of sets of other types that were read, and that no run has taken since. A run
+ * refuses them (guard "narrowing"), a file is written without a word. */
+TALVORA_EXPORT talvora_status talvora_tree_tell_narrowed(const talvora_tree* tree,
+                                                         talvora_tell tell, void* context,
+                                                         char* error, size_t error_size);
 
 /* ---- Running units ------------------------------------------------------------------------- */
 

@@ -56,4 +56,4 @@ class ShortRunsWarning(UserWarning):
 
 
 class NarrowingWarning(UserWarning):
-    """Samples that were written as float32 lost much of their range."""
+    """Samples that were read or written as float32 lost much of their range."""

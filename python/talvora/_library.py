@@ -194,7 +194,7 @@ _calls = _Calls()
 atexit.register(_calls.end)
 os.register_at_fork(after_in_child=_calls.__init__)  # it has none of the other threads
 _WAITED_FOR = {lib.talvora_run, lib.talvora_tree_read, lib.talvora_tree_write,
-               lib.talvora_tree_visit, lib.talvora_tree_visit_attributes}
+               lib.talvora_tree_tell_narrowed, lib.talvora_tree_visit, lib.talvora_tree_visit_attributes}
 
 
 def call(function: Any, *arguments: Any) -> None:

@@ -131,6 +131,11 @@ def read(path: str | os.PathLike[str]) -> Signals:
         There is no such file.
     OSError
         It cannot be read, or is no HDF5 file.
+
+    Warns
+    -----
+    NarrowingWarning
+        The file holds a small signal on a large offset, which float32 does not hold.
     """
     name = encode_path(path)
     if not os.path.exists(name):
@@ -140,7 +145,9 @@ def read(path: str | os.PathLike[str]) -> Signals:
     handle = ffi.new_handle(messages)
     pointer = ffi.new("talvora_tree **")
     call(lib.talvora_tree_read, name, pointer, _take_message(), handle)
-    signals = Tree(pointer[0]).get_all(only_written=False)
+    tree = Tree(pointer[0])
+    _warn_of_narrowing(tree, path)
+    signals = tree.get_all(only_written=False)
     signals.messages = [text for _, text in messages]
     return signals
 
@@ -179,19 +186,24 @@ def write(path: str | os.PathLike[str], signals: Mapping[str, Any], *, replace: 
     folder = os.path.dirname(os.fspath(path)) or os.curdir
     if not os.path.isdir(folder):
         raise FileNotFoundError(errno.ENOENT, "There is no folder for the file", os.fspath(path))
-    messages: list[tuple[int, str]] = []
-    handle = ffi.new_handle(messages)
     tree = Tree()
     tree.add_all(signals)
     try:
-        call(lib.talvora_tree_write, tree.pointer, name, bool(replace), _take_message(), handle)
+        call(lib.talvora_tree_write, tree.pointer, name, bool(replace))
     except OSError:
         if not replace and os.path.isfile(name):
             raise FileExistsError(errno.EEXIST, "File exists; replace=True replaces it",
                                   os.fspath(path)) from None
         raise
+    _warn_of_narrowing(tree, path)
+
+
+def _warn_of_narrowing(tree: Tree, path: str | os.PathLike[str]) -> None:
+    messages: list[tuple[int, str]] = []
+    handle = ffi.new_handle(messages)
+    call(lib.talvora_tree_tell_narrowed, tree.pointer, _take_message(), handle)
     for _, text in messages:
-        warnings.warn(text, NarrowingWarning, stacklevel=2)
+        warnings.warn(f"{os.fsdecode(path)}: {text}", NarrowingWarning, stacklevel=3)
 
 
 def refuse_folder(path: str | os.PathLike[str]) -> None:

@@ -348,6 +348,16 @@ class Files(unittest.TestCase):
                                  "N": talvora.Signal(np.full(3, np.nan)), "E": talvora.Signal([[]])},
                           replace=True)
 
+    def test_warn_of_files_of_which_float32_holds_too_few_digits(self):
+        with h5py.File(self.folder / "theirs.h5", "w") as file:
+            file["Rate"] = np.arange(20.0)
+            file["Counts"] = 1e9 + np.arange(20.0)
+        with self.assertWarnsRegex(talvora.NarrowingWarning,
+                                   "theirs.h5: 'Counts' is of 64-bit floats between 1e.09 and ") as told:
+            signals = talvora.read(self.folder / "theirs.h5")
+        self.assertEqual((len(told.warnings), told.filename), (1, __file__))
+        np.testing.assert_array_equal(signals["Counts"].samples, np.full(20, 1e9, "f4"))
+
     def test_keep_attributes_without_values(self):
         signals = talvora.Signals({"A": talvora.Signal([1.0], attributes={
             "Numbers": [], "Counts": np.zeros((2, 0), int), "Texts": np.array([], str)})})

@@ -49,6 +49,25 @@ class Comments(host_test.HostTest):
         self.expect_comment(OPPOSITE)
 
 
+class Samples(host_test.HostTest):
+    # The library (1.10) passes chunks by a filter that does not compress them, and takes them for
+    # filtered ones once the set was resized.
+    def test_a_set_under_szip_is_made_smaller_rightly_or_refused(self):
+        samples = np.random.default_rng(1).standard_normal((2, 1, 50)).astype("f4")
+        samples[np.random.default_rng(2).random(samples.shape) < 0.1] = np.nan
+        with self.make() as file:
+            made = file.create_dataset("Imu/X", data=samples, chunks=(1, 1, 50), shuffle=True,
+                                       maxshape=(None,) * 3, compression="szip",
+                                       compression_opts=("nn", 8))
+            made.attrs["SampleRate"] = np.float32(100)
+        self.call(*DOWNSAMPLE, "-o", "out.h5")
+        with self.read() as file:
+            np.testing.assert_array_equal(file["Imu/X"][...], samples[..., ::2])
+        result = self.call("--memory", "0", *DOWNSAMPLE, "-o", "by_lines.h5", code=5)
+        self.assertIn("'Imu/X' reads back other samples than were written to it", result.stderr)
+        self.assertEqual(sorted(os.listdir(self.folder)), ["in.h5", "out.h5"])
+
+
 class LongAttributes(host_test.HostTest):
     """Fill-gap writes how many samples it filled of each gap."""
 

@@ -121,6 +121,19 @@ TEST_F(StepWarnings, NameSetsWhoseInfinitiesGoIntoMeans) {
     EXPECT_THAT(find(GuardTime::AfterStep), IsEmpty());
 }
 
+TEST_F(StepWarnings, NameSetsOfWhichSamplesWereNeverWritten) {
+    make_step("a.b", {});
+    constexpr float NEVER_WRITTEN = 9.9692099683868690e+36F; // of netCDF
+    const ObjectId set = add_set("X", {4}, {1, NEVER_WRITTEN, NEVER_WRITTEN, 2});
+    write(set, read(set));
+    read(add_set("Y", {2}, {NEVER_WRITTEN, NaN}));
+    EXPECT_THAT(find(GuardTime::AfterStep),
+                ElementsAre("X: 2 of 4 samples are 9.96921e+36, by which netCDF marks what was "
+                            "never written; they are taken as they are",
+                            "Y: 1 of 2 samples are 9.96921e+36, by which netCDF marks what was "
+                            "never written; they are taken as they are"));
+}
+
 TEST_F(StepWarnings, NameNewSetsWithMissingSamples) {
     make_step("a.average-set", {});
     for (const std::vector<float>& samples : {std::vector<float>{1, NaN, NaN}, {1, 2, 3}}) {

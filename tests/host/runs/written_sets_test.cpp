@@ -160,7 +160,7 @@ TEST(WrittenTrees, RefusePartsThatAreReadOtherwiseThanTheyWereWritten) {
     }
 }
 
-TEST(WrittenTrees, ForgetPartsOfASetThatIsResized) {
+TEST(WrittenTrees, ForgetPartsOfASetThatAreCutByResizing) {
     MemoryTree inner;
     WrittenTree tree(inner, no_unknown_filter);
     const ObjectId set = tree.create_dataset(tree.root(), "X", {2, 2});
@@ -168,6 +168,46 @@ TEST(WrittenTrees, ForgetPartsOfASetThatIsResized) {
     tree.resize(set, {2, 1});
     std::vector<float> samples(1);
     EXPECT_NO_THROW(tree.read(set, {Extents{1, 0}, Extents{1, 1}}, samples));
+}
+
+// Of lines of 6 samples the first 2 are written, and 4 or 2 are left of each.
+TEST(WrittenTrees, RefusePartsThatResizingSpoiled) {
+    const auto refusal = testing::ThrowsMessage<StorageError>(
+        "'X' reads back other samples than were written to it");
+    const auto resize = [](const Extents& extents, const Extents& spoiled) {
+        MemoryTree inner;
+        WrittenTree tree(inner, no_unknown_filter);
+        const ObjectId set = tree.create_dataset(tree.root(), "X", {2, 1, 6});
+        for (const std::uint64_t line : {0U, 1U}) {
+            tree.write(set, {Extents{line, 0, 0}, Extents{1, 1, 2}}, std::vector<float>{1, 2});
+        }
+        tree.resize(set, extents);
+        if (!spoiled.empty()) {
+            inner.write(set, {spoiled, Extents{1, 1, 1}}, std::vector<float>{7});
+        }
+        tree.list_written();
+    };
+    for (const std::uint64_t length : {4U, 2U}) {
+        EXPECT_NO_THROW(resize({2, 1, length}, {}));
+        EXPECT_THAT([&] { resize({2, 1, length}, {0, 0, 1}); }, refusal);
+        EXPECT_THAT([&] { resize({2, 1, length}, {1, 0, 0}); }, refusal);
+    }
+    EXPECT_NO_THROW(resize({2, 1, 4}, {1, 0, 2})); // which nobody wrote
+    EXPECT_NO_THROW(resize({1, 1, 6}, {}));
+    EXPECT_NO_THROW(resize({2, 2, 6}, {1, 1, 0}));
+}
+
+// Parts of more samples than are read at once.
+TEST(WrittenTrees, ComparePartsOfAnyLength) {
+    constexpr std::uint64_t LENGTH = 700'000;
+    MemoryTree inner;
+    WrittenTree tree(inner, no_unknown_filter);
+    const ObjectId set = tree.create_dataset(tree.root(), "X", {2, LENGTH + 5});
+    for (const std::uint64_t line : {0U, 1U}) {
+        tree.write(set, {Extents{line, 3}, Extents{1, LENGTH}}, std::vector<float>(LENGTH, 1));
+    }
+    inner.write(set, {Extents{1, LENGTH + 2}, Extents{1, 1}}, std::vector<float>{7});
+    EXPECT_THROW(tree.list_written(), StorageError);
 }
 
 // A file with the sets X and Y, written and closed; spoiled by `spoil` before it is checked.

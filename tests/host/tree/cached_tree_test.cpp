@@ -126,13 +126,24 @@ TEST_F(CachedTrees, DoesNotTakeInSetsAgainAndAgainThatDoNotFitTogether) {
     EXPECT_LT(std::ranges::count(recorder.requests, "read a 2000"), 10);
 }
 
-TEST_F(CachedTrees, ResizesASetAsItsLinesLeftIt) {
+// What is left of it is written after that, and no more.
+TEST_F(CachedTrees, MakesASetSmallerAsItsLinesLeftIt) {
     const ObjectId set = make_set("a");
     write_line(set, 0, {1, 2});
     cached.resize(set, {2, 1});
     EXPECT_EQ(cached.extents(set), (Extents{2, 1}));
-    EXPECT_THAT(stored(set), ElementsAre(1, 0));
     EXPECT_THAT(read(cached, set, {0, 0}, {1, 1}), ElementsAre(1));
+    cached.flush();
+    EXPECT_THAT(recorder.requests, ElementsAre("read a 6", "resize a 2", "write a 2"));
+    EXPECT_THAT(stored(set), ElementsAre(1, 0));
+}
+
+TEST_F(CachedTrees, LeavesNewRoomToTheTree) {
+    const ObjectId set = make_set("a");
+    write_line(set, 0, {1, 2});
+    cached.resize(set, {1, 3});
+    EXPECT_THAT(stored(set), ElementsAre(1, 2, 0));
+    EXPECT_THAT(read(cached, set, {0, 0}, {1, 3}), ElementsAre(1, 2, 0));
 }
 
 TEST_F(CachedTrees, LosesNoSetThatCouldNotBeWrittenToMakeRoom) {

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <limits>
 #include <vector>
@@ -47,6 +48,16 @@ TEST(Gaps, TakesInfinitiesAsSamples) {
     const GapList list = find(4, {infinity, -infinity, NaN, 1});
     EXPECT_THAT(list.gaps(), ElementsAre(Gap{2, 1}));
     EXPECT_EQ(list.infinite_count(), 2U);
+}
+
+// NC_FILL_FLOAT of netCDF's header.
+TEST(Gaps, CountsWhatNetcdfMarksAsNeverWritten) {
+    constexpr float MARK = 9.9692099683868690e+36F;
+    const float greatest = std::numeric_limits<float>::max();
+    const GapList list = find(3, {MARK, 1, MARK, std::nextafter(MARK, 0.0F), -MARK, greatest});
+    EXPECT_EQ(list.never_written_count(), 2U);
+    EXPECT_EQ(list.missing_count(), 0U);
+    EXPECT_EQ(list.infinite_count(), 0U);
 }
 
 TEST(Gaps, CountsThoseThatWereFilledCompletely) {

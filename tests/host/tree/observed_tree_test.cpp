@@ -148,6 +148,16 @@ TEST_F(ObservedTrees, ReportsRatesThatAreNoNumberAsNone) {
     EXPECT_EQ(only_set().after.sample_rate, std::nullopt);
 }
 
+TEST_F(ObservedTrees, KeepsWhatNetcdfNumbersFromUnits) {
+    const ObjectId set = inner_.create_dataset(inner_.root(), "Numbered", {2});
+    inner_.write_attribute(set, "_Netcdf4Coordinates", IntegerArray{{2, 1}, {2}});
+    inner_.write_attribute(set, "_Netcdf4Dimid", std::int64_t{2});
+    inner_.write_attribute(set, "_Netcdf4", std::int64_t{2});
+    EXPECT_THAT(tree_.list_attributes(set), ElementsAre("_Netcdf4"));
+    EXPECT_EQ(tree_.read_attribute(set, "_Netcdf4Dimid"), std::nullopt);
+    EXPECT_THROW(tree_.write_attribute(set, "_Netcdf4Coordinates", 1.0F), TreeError);
+}
+
 TEST_F(ObservedTrees, KeepsTheHistoryFromUnits) {
     const ObjectId root = inner_.root();
     inner_.write_attribute(root, HISTORY_ATTRIBUTE, std::string("mine"));

@@ -52,7 +52,7 @@ void fill(Tree& tree) {
 
 void write_or_fail(const Tree& tree, const std::filesystem::path& file) {
     ASSERT_GOOD(run_call([&](char* error, std::size_t size) {
-        return talvora_tree_write(tree, file.c_str(), 0, nullptr, nullptr, error, size);
+        return talvora_tree_write(tree, file.c_str(), 0, error, size);
     }));
 }
 
