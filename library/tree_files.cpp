@@ -8,6 +8,7 @@
 #include "host/runs/output_files.h"
 #include "host/runs/written_sets.h"
 #include "host/system/safe_write.h"
+#include "host/tree/forwarding_tree.h"
 #include "host/tree/group_walk.h"
 #include "host/tree/tree_rules.h"
 #include "library/caller_texts.h"
@@ -16,12 +17,15 @@
 
 #include <fmt/format.h>
 
+#include <cstdint>
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <new>
-#include <set>
+#include <string>
 #include <utility>
+#include <vector>
 
 namespace talvora::library {
 namespace {
@@ -46,50 +50,89 @@ auto name_file(const host::WorkPlace& place, const Step& step) {
 // ---------------------------------------------------------------------------
 // Reading
 
+// A file in which a soft link is an object of its own, that leads nowhere: what it leads to stands
+// under its own name.
+class OwnNames final : public host::ForwardingTree {
+  public:
+    explicit OwnNames(host::Hdf5Tree& tree) : ForwardingTree(tree), stored_(tree) {}
+
+    std::vector<std::string> list_groups(host::ObjectId group) override {
+        return leave_out_links(group, stored_.list_groups(group));
+    }
+    std::vector<std::string> list_datasets(host::ObjectId group) override {
+        return leave_out_links(group, stored_.list_datasets(group));
+    }
+    std::vector<host::OtherObject> list_others(host::ObjectId group) override {
+        auto others = stored_.list_others(group);
+        for (const auto& names : {stored_.list_groups(group), stored_.list_datasets(group)}) {
+            for (const std::string& name : names) {
+                if (stored_.is_soft_link(group, name)) {
+                    others.push_back(
+                        {name, "a link to an object of the file", host::OtherKind::BlindLink});
+                }
+            }
+        }
+        return others;
+    }
+
+  private:
+    std::vector<std::string> leave_out_links(host::ObjectId group,
+                                             std::vector<std::string> names) const {
+        std::erase_if(names,
+                      [&](const std::string& name) { return stored_.is_soft_link(group, name); });
+        return names;
+    }
+
+    host::Hdf5Tree& stored_;
+};
+
 // What a file holds, copied into memory object by object. An object with several names is taken by
-// the first.
+// the first that is no soft link.
 class FileReader {
   public:
     FileReader(const fs::path& file, const Teller& teller)
-        : name_(file.string()), stored_(host::open_input(file)), teller_(teller),
-          tree_(std::make_unique<talvora_tree>()) {}
+        : name_(file.string()), stored_(host::open_input(file)), objects_(*stored_),
+          teller_(teller), tree_(std::make_unique<talvora_tree>()) {}
 
     std::unique_ptr<talvora_tree> read() {
-        host::walk_group_places(*stored_, stored_->root(), "",
+        host::walk_group_places(objects_, objects_.root(), "",
                                 [&](const host::GroupPlace& place) { take_group(place); });
         return std::move(tree_);
     }
 
   private:
-    host::MemoryTree& objects() { return *tree_->objects; }
+    host::MemoryTree& taken() { return *tree_->objects; }
 
     void take_group(const host::GroupPlace& place) {
         if (!place.is_first) {
-            tell_left_out(place.path, fmt::format("another name of '{}'", stored_->path(place.id)));
+            tell_other_name(place.path, place.id);
             return;
         }
+        names_.emplace(place.id, place.path);
         take_attributes(place.id, place.path.empty()
-                                      ? objects().root()
-                                      : objects().create_group(objects().root(), place.path));
-        for (const std::string& name : stored_->list_datasets(place.id)) {
+                                      ? taken().root()
+                                      : taken().create_group(taken().root(), place.path));
+        for (const std::string& name : objects_.list_datasets(place.id)) {
             take_set(host::join_path(place.path, name), stored_->find(place.id, name).value());
         }
-        for (const host::OtherObject& other : stored_->list_others(place.id)) {
-            tell_left_out(host::join_path(place.path, other.name), other.description);
+        for (const host::OtherObject& other : objects_.list_others(place.id)) {
+            const bool may_be_missed = host::may_be_set_of_numbers(other) && !other.is_single;
+            tell_left_out(may_be_missed ? TALVORA_WARNING : TALVORA_INFO,
+                          host::join_path(place.path, other.name), other.description);
         }
     }
 
     void take_set(const std::string& path, host::ObjectId set) {
-        if (!taken_.insert(set).second) {
-            tell_left_out(path, fmt::format("another name of '{}'", stored_->path(set)));
+        if (!names_.emplace(set, path).second) {
+            tell_other_name(path, set);
             return;
         }
         const host::Extents extents = stored_->extents(set);
         const host::Extents starts(extents.size(), 0);
         auto samples = host::make_sample_room<float>(extents, path);
         stored_->read(set, {starts, extents}, samples);
-        take_attributes(set, objects().add_dataset(objects().root(), path, extents,
-                                                   host::SharedSamples(std::move(samples))));
+        take_attributes(set, taken().add_dataset(taken().root(), path, extents,
+                                                 host::SharedSamples(std::move(samples))));
         note_rounding(path, extents);
     }
 
@@ -110,25 +153,31 @@ class FileReader {
         for (const std::string& name : stored_->list_attributes(from)) {
             try {
                 if (const auto value = stored_->read_attribute(from, name)) {
-                    objects().write_attribute(to, name, *value);
+                    taken().write_attribute(to, name, *value);
                 }
             } catch (const host::StorageError&) {
                 throw;
             } catch (const host::TreeError& error) {
-                teller_.tell(TALVORA_WARNING, fmt::format("{}: left out: {}", name_, error.what()));
+                teller_.tell(TALVORA_INFO, fmt::format("{}: left out: {}", name_, error.what()));
             }
         }
     }
 
-    void tell_left_out(const std::string& path, std::string_view what) const {
-        teller_.tell(TALVORA_WARNING, fmt::format("{}: left out: '{}', {}", name_, path, what));
+    void tell_other_name(const std::string& path, host::ObjectId object) const {
+        tell_left_out(TALVORA_WARNING, path,
+                      fmt::format("another name of '{}'", names_.at(object)));
+    }
+
+    void tell_left_out(std::int32_t level, const std::string& path, std::string_view what) const {
+        teller_.tell(level, fmt::format("{}: left out: '{}', {}", name_, path, what));
     }
 
     std::string name_;
     std::unique_ptr<host::Hdf5Tree> stored_;
+    OwnNames objects_; // of the file
     const Teller& teller_;
     std::unique_ptr<talvora_tree> tree_;
-    std::set<host::ObjectId> taken_; // sets
+    std::map<host::ObjectId, std::string> names_; // by which they were taken
 };
 
 std::unique_ptr<talvora_tree> read_tree(const fs::path& file, const Teller& teller) {

@@ -223,9 +223,15 @@ void copy_comment(hid_t from, hid_t to) {
     checked(H5Oset_comment(to, comment.c_str()), "write", WHAT);
 }
 
+// Where the group keeps the order in which its members were made, so does the new one: netCDF
+// writes to no file of which some groups do not.
 Id create_group(hid_t group, const std::string& name) {
-    return owned(H5Gcreate2(group, name.c_str(), link_naming(),
-                            creation_properties(H5P_GROUP_CREATE), H5P_DEFAULT),
+    const Id of_group = owned(H5Gget_create_plist(group), "read", "the properties of a group");
+    unsigned order = 0;
+    checked(H5Pget_link_creation_order(of_group, &order), "read", "the order of links");
+    const Id properties = creation_properties(H5P_GROUP_CREATE);
+    checked(H5Pset_link_creation_order(properties, order), "set", "the order of links");
+    return owned(H5Gcreate2(group, name.c_str(), link_naming(), properties, H5P_DEFAULT),
                  "create the group", name);
 }
 

@@ -241,6 +241,11 @@ std::vector<OtherObject> Hdf5Tree::list_others(ObjectId group) {
     return others;
 }
 
+bool Hdf5Tree::is_soft_link(ObjectId group, const std::string& name) const {
+    const InFile here(name_.native());
+    return !hdf5::is_hard_link(open(group), name);
+}
+
 ObjectId Hdf5Tree::create_group(ObjectId parent, std::string_view path) {
     const InFile here(name_.native());
     node(parent, ObjectKind::Group);

@@ -130,6 +130,8 @@ class Hdf5Tree final : public DataTree {
     std::vector<std::string> list_groups(ObjectId group) override;
     std::vector<std::string> list_datasets(ObjectId group) override;
     std::vector<OtherObject> list_others(ObjectId group) override;
+    // Whether the name in the group is a link by the name of what it leads to.
+    bool is_soft_link(ObjectId group, const std::string& name) const;
 
     ObjectId create_group(ObjectId parent, std::string_view path) override;
     ObjectId create_dataset(ObjectId parent, std::string_view path,

@@ -170,6 +170,10 @@ bool is_whole(const Hyperslab& slab, std::span<const std::uint64_t> extents) {
     return std::ranges::equal(slab.counts, extents);
 }
 
+bool may_be_set_of_numbers(const OtherObject& object) {
+    return object.kind == OtherKind::NumberSet || object.kind == OtherKind::LinkToFile;
+}
+
 void check_attribute(const std::string& name, const AttributeValue& value) {
     if (name.empty()) {
         throw TreeError("an attribute cannot have the empty name");

@@ -67,6 +67,10 @@ void check_hyperslab(std::span<const std::uint64_t> extents, const Hyperslab& sl
 // True when a hyperslab inside the extents takes all of them.
 bool is_whole(const Hyperslab& slab, std::span<const std::uint64_t> extents);
 
+// Texts, references and the like are no signals that anybody would miss. What a link leads to in
+// another file is not looked at, and may be a set.
+bool may_be_set_of_numbers(const OtherObject& object);
+
 // Refuses an empty name, an array whose extents do not give its number of values, and
 // texts with a zero byte.
 void check_attribute(const std::string& name, const AttributeValue& value);

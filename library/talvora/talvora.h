@@ -336,8 +336,9 @@ TALVORA_EXPORT talvora_status talvora_tree_visit_attributes(talvora_tree* tree, 
 /* ---- Files --------------------------------------------------------------------------------- */
 
 /* A tree of the groups, data sets and attributes of an HDF5 file, samples copied into memory. What
- * is no group or data set of real numbers is left out; `tell` (may be NULL) receives a sentence for
- * each. */
+ * is no group or data set of real numbers is left out, and so are soft links and further names of
+ * an object; `tell` (may be NULL) receives a sentence for each: a warning where it may be a signal,
+ * or names one. */
 typedef void (*talvora_tell)(void* context, int32_t level, const char* text);
 TALVORA_EXPORT talvora_status talvora_tree_read(const char* file, talvora_tree** tree,
                                                 talvora_tell tell, void* context, char* error,

@@ -16,7 +16,7 @@ NumPy arrays of any layout, and pandas Series and DataFrames.
 and what they take. `read` and `write` share HDF5 files with the program `talvora-host`.
 """
 
-from ._errors import (Error, GuardError, NarrowingWarning, NotFoundError, PluginError,
+from ._errors import (Error, GuardError, LeftOutWarning, NarrowingWarning, NotFoundError, PluginError,
                       ShortRunsWarning, UnitError, UnitWarning)
 from ._filters import butterworth, design_butterworth, fill_gaps, filtfilt
 from ._runs import read, run, write
@@ -29,7 +29,7 @@ __all__ = [
     "Signal", "Signals", "run", "read", "write",
     "units", "describe", "Unit", "Units", "Parameter",
     "Error", "GuardError", "UnitError", "PluginError", "NotFoundError", "UnitWarning",
-    "ShortRunsWarning", "NarrowingWarning",
+    "ShortRunsWarning", "NarrowingWarning", "LeftOutWarning",
 ]
 
 # Where people find them, and what tracebacks and help() say.

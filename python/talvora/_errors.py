@@ -51,6 +51,10 @@ class UnitWarning(UserWarning):
     """What a unit or a guard warned of while the result was made."""
 
 
+class LeftOutWarning(UserWarning):
+    """What may be a signal of a file, or is another name of one, is not in what `read` gave."""
+
+
 class ShortRunsWarning(UserWarning):
     """Samples were not filtered: they are in runs between missing ones that are too short."""
 

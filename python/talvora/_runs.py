@@ -10,7 +10,7 @@ from typing import Any, Iterable, Mapping
 
 import numpy as np
 
-from ._errors import GuardError, NarrowingWarning, UnitError, UnitWarning
+from ._errors import GuardError, LeftOutWarning, NarrowingWarning, UnitError, UnitWarning
 from ._library import call, callback, choose_stop, decode, encode, encode_path, ffi, lib
 from ._signals import Signals
 from ._trees import Tree
@@ -136,6 +136,8 @@ def read(path: str | os.PathLike[str]) -> Signals:
     -----
     NarrowingWarning
         The file holds a small signal on a large offset, which float32 does not hold.
+    LeftOutWarning
+        What may be a signal is left out, or another name of one; soft links are never taken.
     """
     name = encode_path(path)
     if not os.path.exists(name):
@@ -149,6 +151,9 @@ def read(path: str | os.PathLike[str]) -> Signals:
     _warn_of_narrowing(tree, path)
     signals = tree.get_all(only_written=False)
     signals.messages = [text for _, text in messages]
+    for level, text in messages:
+        if level != lib.TALVORA_INFO:
+            warnings.warn(text, LeftOutWarning, stacklevel=2)
     return signals
 
 

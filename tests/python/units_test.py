@@ -348,6 +348,26 @@ class Files(unittest.TestCase):
                                  "N": talvora.Signal(np.full(3, np.nan)), "E": talvora.Signal([[]])},
                           replace=True)
 
+    def test_take_sets_by_their_own_names(self):
+        with h5py.File(self.folder / "theirs.h5", "w") as file:
+            for name in ("Imu/a", "Imu/b"):
+                file[name] = np.float32([[[1, 2]]])
+                file[name].attrs["SampleRate"] = 100.0
+            file["Derived/z"] = h5py.SoftLink("/Imu/b")
+            file["Copy"] = h5py.SoftLink("/Imu")
+        with warnings.catch_warnings():
+            warnings.simplefilter("error")
+            signals = talvora.read(self.folder / "theirs.h5")
+        self.assertEqual(sorted(signals), ["Imu/a", "Imu/b"])
+        self.assertEqual(len([text for text in signals.messages if "a link to" in text]), 2)
+        self.assertEqual(sorted(talvora.run("apply-set-opposite", signals, SourceGroup="Imu")),
+                         ["Imu/a", "Imu/b"])
+        with h5py.File(self.folder / "theirs.h5", "a") as file:
+            file["Again"] = file["Imu/b"]
+        with self.assertWarnsRegex(talvora.LeftOutWarning,
+                                   "left out: 'Imu/b', another name of 'Again'"):
+            talvora.read(self.folder / "theirs.h5")
+
     def test_warn_of_files_of_which_float32_holds_too_few_digits(self):
         with h5py.File(self.folder / "theirs.h5", "w") as file:
             file["Rate"] = np.arange(20.0)

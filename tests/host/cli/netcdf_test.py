@@ -36,6 +36,11 @@ class Netcdf(host_test.HostTest):
                   "DestinationGroup=Mean", "in.nc", "-o", "mean.nc")
         with netCDF4.Dataset(self.folder / "mean.nc") as file:
             np.testing.assert_array_equal(file["Mean/acc"][:].ravel(), [-30.5, 29.5])
+        (self.folder / "more.csv").write_text("t,x\n0,1\n0.01,2\n")
+        self.call("import", "more.csv", "--append", "-o", "mean.nc", "--group", "More/Imu")
+        with netCDF4.Dataset(self.folder / "mean.nc", "a") as file:
+            file.note = "checked"
+            np.testing.assert_array_equal(file["More/Imu/x"][:].ravel(), [1, 2])
 
     # The positions of the gaps that were filled are pairs, with which no program of netCDF opens
     # the file.

@@ -234,7 +234,9 @@ TEST_F(Files, OfOtherProgramsLeaveOutWhatIsNoSignal) {
     make_set(file, "A/Scalar", H5T_NATIVE_INT, {}, integers.data());
     make_reference_attribute(file, "A/Doubles");
     H5Lcreate_hard(file, "A/Doubles", file, "Same", H5P_DEFAULT, H5P_DEFAULT);
-    H5Lcreate_soft("/A", file, "Way", H5P_DEFAULT, H5P_DEFAULT);
+    H5Lcreate_soft("/A", file, "0", H5P_DEFAULT, H5P_DEFAULT);
+    H5Lcreate_soft("/A/Integers", file, "Way", H5P_DEFAULT, H5P_DEFAULT);
+    H5Lcreate_external("other_file.h5", "/A", file, "Another", H5P_DEFAULT, H5P_DEFAULT);
     H5Lcreate_soft("/nowhere", file, "Lost", H5P_DEFAULT, H5P_DEFAULT);
     H5Fclose(file);
 
@@ -245,12 +247,16 @@ TEST_F(Files, OfOtherProgramsLeaveOutWhatIsNoSignal) {
     EXPECT_EQ(tree.content().objects, expected);
     EXPECT_EQ(tree.read("Same"), (SetContent{{1, 2}, {1, 2.5F}}));
     EXPECT_EQ(tree.read("A/Integers"), (SetContent{{3}, {3, -4, 5}}));
-    const auto told = [&](const std::string& part) {
-        return testing::Contains(testing::Field(&Message::text, HasSubstr(part)));
+    const auto told = [&](const std::string& part, std::int32_t level = TALVORA_INFO) {
+        return testing::Contains(AllOf(testing::Field(&Message::text, HasSubstr(part)),
+                                       testing::Field(&Message::level, level)));
     };
     EXPECT_THAT(talk.messages, told("other.h5: left out: 'A/Scalar', data set of 32-bit integers"));
-    EXPECT_THAT(talk.messages, told("other.h5: left out: 'A/Doubles', another name of 'Same'"));
-    EXPECT_THAT(talk.messages, told("other.h5: left out: 'Way', another name of 'A'"));
+    EXPECT_THAT(talk.messages,
+                told("other.h5: left out: 'A/Doubles', another name of 'Same'", TALVORA_WARNING));
+    EXPECT_THAT(talk.messages, told("other.h5: left out: '0', a link to an object of the file"));
+    EXPECT_THAT(talk.messages, told("other.h5: left out: 'Way', a link to an object of the file"));
+    EXPECT_THAT(talk.messages, told("left out: 'Another', ", TALVORA_WARNING));
     EXPECT_THAT(talk.messages, told("left out: 'Lost', "));
     EXPECT_THAT(talk.messages, told("'Link'"));
     EXPECT_THAT(talk.messages, told("A/Integers: 32-bit integers, 32-bit floats in memory; no "
