@@ -8,7 +8,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <iterator>
+#include <limits>
 #include <optional>
 #include <utility>
 #include <variant>
@@ -176,6 +178,23 @@ std::optional<ParameterProblem> find_wrong_word(const ParameterSignature& signat
                             suggest_nearest(*text, allowed), signature.key};
 }
 
+// Filters take the low 32 bits of their whole numbers.
+std::optional<ParameterProblem> find_cut_number(const ParameterSignature& signature,
+                                                const ParameterValues& values) {
+    using Kept = std::numeric_limits<std::int32_t>;
+    const auto* number = find_value<std::int64_t>(values, signature.key);
+    if (number == nullptr || (*number >= Kept::min() && *number <= Kept::max())) {
+        return std::nullopt;
+    }
+    return ParameterProblem{
+        fmt::format("parameter '{}' is {}, of which the unit would take the low 32 bits, {} "
+                    "(allowed: {} to {})",
+                    signature.key, *number,
+                    static_cast<std::int32_t>(static_cast<std::uint32_t>(*number)), Kept::min(),
+                    Kept::max()),
+        "", signature.key};
+}
+
 // ---------------------------------------------------------------------------
 // Keys that mean the same in every unit
 
@@ -259,6 +278,9 @@ std::vector<ParameterProblem> check_values(const Unit& unit, const ParameterValu
     }
     for (const ParameterSignature& signature : values.signatures()) {
         if (auto problem = find_wrong_word(signature, values)) {
+            problems.push_back(std::move(*problem));
+        }
+        if (auto problem = makes_filter(unit) ? find_cut_number(signature, values) : std::nullopt) {
             problems.push_back(std::move(*problem));
         }
     }

@@ -77,8 +77,8 @@ using KeyChoice = std::array<std::string_view, 2>;
 std::span<const KeyChoice> list_key_choices(const Unit& unit);
 
 // What is wrong with the values beyond their types, before anything is run: a word that is none of
-// those allowed, a choice of keys of which none is given, nor among `found_keys`. Nothing of a unit
-// that is not known.
+// those allowed, a whole number that the unit would cut, a choice of keys of which none is given,
+// nor among `found_keys`. Nothing of a unit that is not known.
 std::vector<ParameterProblem> check_values(const Unit& unit, const ParameterValues& values,
                                            std::span<const std::string> found_keys = {});
 // It takes the median of a line's first samples, BASELINE_SAMPLES of them, off the line.

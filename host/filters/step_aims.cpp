@@ -7,7 +7,9 @@
 #include "host/text/failure.h"
 #include "host/text/join_texts.h"
 #include "host/text/utf8.h"
+#include "host/tree/group_walk.h"
 #include "host/tree/hinted_tree.h"
+#include "host/tree/tree_rules.h"
 
 #include <fmt/format.h>
 
@@ -229,6 +231,24 @@ void refuse_unreachable_rate(const Step& step, DataTree& tree) {
 // ---------------------------------------------------------------------------
 // Calls
 
+// The unit tells every group below its source of the new rate, and goes down from each.
+void refuse_endless_scan(const Step& step, DataTree& tree) {
+    const auto groups = find_source_groups(step.values, tree);
+    const auto* recursive = find_value<bool>(step.values, SCAN_RECURSIVE_KEY);
+    if (!changes_rates(*step.unit) || groups.empty() || recursive == nullptr || !*recursive) {
+        return;
+    }
+    const ObjectId source = groups.front();
+    if (const auto loop = find_loop(tree, source, tree.path(source))) {
+        throw explain(
+            fmt::format("'{}' leads back to a group above it: with {}=true the unit would "
+                        "go round for ever",
+                        *loop, SCAN_RECURSIVE_KEY),
+            {fmt::format("name the sets: {}=PATH, or {}='{}'", SOURCE_SETS_KEY, SOURCE_SETS_KEY,
+                         join_path(tree.path(source), "**"))});
+    }
+}
+
 StepCall plan_call(const Step& step, const std::string& set, DataTree& tree) {
     StepCall call{step, {set, {}}};
     if (!step.aims.edges.empty()) {
@@ -295,6 +315,7 @@ std::vector<StepCall> plan_calls(const Step& step, DataTree& tree) {
         }
     }
     if (calls.empty()) {
+        refuse_endless_scan(step, tree);
         calls.push_back(plan_call(step, "", tree));
     }
     return calls;

@@ -31,7 +31,8 @@ struct StepCall {
 
 // One call, or one for each of the sets that the step chooses, where its aim is that: those are
 // then chosen by themselves. The step names no patterns any more. Throws a Failure, exit code
-// UnitFailed, where the aims cannot be had on this file, whose text names neither. What is wrong
+// UnitFailed, where the aims cannot be had on this file, or where the unit would find no end in
+// groups that lead back to those above; its text names neither unit nor file. What is wrong
 // with the names of sets, and with sets that have no rate, is left to the unit to report.
 std::vector<StepCall> plan_calls(const Step& step, DataTree& tree);
 

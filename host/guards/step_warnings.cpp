@@ -24,6 +24,18 @@ namespace {
 // ---------------------------------------------------------------------------
 // Parameters that want each other
 
+// The unit takes them one after the other, each from what the one before left.
+void warn_of_repeated(std::vector<std::int64_t> components, std::vector<StepWarning>& warnings) {
+    std::ranges::sort(components);
+    const auto repeated = std::ranges::adjacent_find(components);
+    if (repeated != components.end()) {
+        warnings.push_back({fmt::format("{0} names {1} more than once: named twice, a component is "
+                                        "what it was before",
+                                        COMPONENTS_KEY, *repeated),
+                            fmt::format("{}={} once", COMPONENTS_KEY, *repeated)});
+    }
+}
+
 void warn_of_parameters(const GuardedStep& step, std::vector<StepWarning>& warnings) {
     const ParameterValues& values = step.step.values;
     if (!declares(values.signatures(), AXIS_KEY) ||
@@ -39,6 +51,9 @@ void warn_of_parameters(const GuardedStep& step, std::vector<StepWarning>& warni
             {fmt::format("{} counts only along an {}, and none is given: whole sets are taken",
                          COMPONENTS_KEY, AXIS_KEY),
              fmt::format("{}=0, where the components lie along the first dimension", AXIS_KEY)});
+    }
+    if (has_axis && has_components) {
+        warn_of_repeated(*components, warnings);
     }
     if (has_axis && !has_components) {
         warnings.push_back({fmt::format("{}={} without {} takes nothing of any set", AXIS_KEY,

@@ -69,10 +69,10 @@ Id create(hid_t object, const std::string& name, hid_t naming, const NewValues& 
         if (bytes < MAX_OLD_BYTES) {
             throw;
         }
-        throw TreeError(fmt::format("{} ({} bytes: an object in the older format of HDF5 files "
-                                    "takes less than {}; one that h5py makes with libver='latest' "
-                                    "takes more)",
-                                    error.what(), bytes, MAX_OLD_BYTES));
+        throw TooLongAttribute(fmt::format("{} ({} bytes: an object in the older format of HDF5 "
+                                           "files takes less than {}; one that h5py makes with "
+                                           "libver='latest' takes more)",
+                                           error.what(), bytes, MAX_OLD_BYTES));
     }
 }
 

@@ -13,8 +13,16 @@ namespace talvora::host::hdf5 {
 std::vector<std::string> list_attributes(hid_t object); // by name
 std::optional<AttributeValue> read_attribute(hid_t object, const std::string& name,
                                              std::string_view path);
+// Of an attribute that an object in the older format of files cannot take, and one in the newer
+// can.
+class TooLongAttribute : public TreeError {
+  public:
+    using TreeError::TreeError;
+};
+
 // The old value stays until the new one is complete. A name that is there keeps its encoding, and
-// an attribute of which type and extents stay its place among those of the object, too.
+// an attribute of which type and extents stay its place among those of the object, too. Throws
+// TooLongAttribute.
 void write_attribute(hid_t object, const std::string& name, const AttributeValue& value);
 // The same, stored as such numbers: the value is of integers for a type of integers, else of
 // floats.

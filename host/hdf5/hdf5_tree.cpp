@@ -391,7 +391,15 @@ void Hdf5Tree::write_attribute(ObjectId object, const std::string& name,
                                const AttributeValue& value) {
     const InFile here(name_.native());
     check_attribute(name, value);
-    hdf5::write_attribute(open(object), name, value);
+    try {
+        hdf5::write_attribute(open(object), name, value);
+    } catch (const hdf5::TooLongAttribute&) {
+        if (!is_set_of_floats(object)) {
+            throw;
+        }
+        renew(object);
+        hdf5::write_attribute(open(object), name, value);
+    }
 }
 
 std::optional<AttributeType> Hdf5Tree::attribute_type(ObjectId object, const std::string& name) {
@@ -645,6 +653,29 @@ void Hdf5Tree::make_anew(ObjectId id, const Extents& extents) {
     copy_annotations(old_set, properties, new_set, old_node.path);
     take_place(id, old_info, new_set);
     hdf5::close_set(std::move(new_set), old_node.path);
+}
+
+bool Hdf5Tree::is_set_of_floats(ObjectId id) const {
+    return node(id).kind == ObjectKind::DataSet && node(id).type == SampleType::Float32;
+}
+
+// As it is, in the newer format, which takes attributes of any length.
+void Hdf5Tree::renew(ObjectId id) {
+    const Node& set = node(id);
+    hdf5::refuse_shared_messages("make anew", set.path);
+    const hdf5::Id& old_set = open_set(id, hdf5::SetUse::Whole).set;
+    const hdf5::ObjectInfo old_info = hdf5::object_info(old_set);
+    refuse_referrers(id, old_info.address, "made anew", cannot_be_redirected);
+    const hdf5::Id properties = hdf5::set_properties(old_set);
+    hdf5::Id new_set = create_unreferred(set.path, [&] {
+        return hdf5::make_narrow(open_->file, old_set, properties, set.type, hdf5::SetUse::Whole,
+                                 set.path);
+    });
+    hdf5::copy_floats(old_set, set.type, new_set, set.extents, set.path);
+    copy_annotations(old_set, properties, new_set, set.path);
+    take_place(id, old_info, new_set);
+    hdf5::close_set(std::move(new_set), set.path);
+    close_set();
 }
 
 // Opens the set as it is to be written.

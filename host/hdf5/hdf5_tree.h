@@ -182,6 +182,8 @@ class Hdf5Tree final : public DataTree {
     hdf5::Id create_unreferred(const std::string& path, const std::function<hdf5::Id()>& create);
     ObjectId create_groups(ObjectId parent, const std::vector<std::string>& names);
     void make_anew(ObjectId id, const Extents& extents);
+    bool is_set_of_floats(ObjectId id) const;
+    void renew(ObjectId id);
     bool takes_floats(ObjectId id, hdf5::SetUse use);
     void narrow(ObjectId id, bool keeps_samples);
     void take_place(ObjectId id, const hdf5::ObjectInfo& old_info, const hdf5::Id& new_set);

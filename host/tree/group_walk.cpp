@@ -36,7 +36,41 @@ class Walk {
     std::set<ObjectId> met_;
 };
 
+class LoopSearch {
+  public:
+    explicit LoopSearch(DataTree& tree) : tree_(tree) {}
+
+    std::optional<std::string> look_below(ObjectId group, const std::string& path) {
+        above_.insert(group);
+        for (const std::string& name : tree_.list_groups(group)) {
+            const auto child = tree_.find(group, name);
+            if (!child || done_.contains(*child)) {
+                continue;
+            }
+            const std::string child_path = join_path(path, name);
+            if (above_.contains(*child)) {
+                return child_path;
+            }
+            if (auto found = look_below(*child, child_path)) {
+                return found;
+            }
+        }
+        above_.erase(group);
+        done_.insert(group);
+        return std::nullopt;
+    }
+
+  private:
+    DataTree& tree_;
+    std::set<ObjectId> above_; // on the way to where it looks
+    std::set<ObjectId> done_;  // no way down from these leads back
+};
+
 } // namespace
+
+std::optional<std::string> find_loop(DataTree& tree, ObjectId group, const std::string& path) {
+    return LoopSearch(tree).look_below(group, path);
+}
 
 void walk_group_places(DataTree& tree, ObjectId group, const std::string& path,
                        const std::function<void(const GroupPlace&)>& visit) {

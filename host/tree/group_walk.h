@@ -7,6 +7,7 @@
 #include "host/tree/data_tree.h"
 
 #include <functional>
+#include <optional>
 #include <string>
 
 namespace talvora::host {
@@ -23,6 +24,10 @@ struct GroupPlace {
 // visitor ends the walk.
 void walk_group_places(DataTree& tree, ObjectId group, const std::string& path,
                        const std::function<void(const GroupPlace&)>& visit);
+
+// The first place below the group, which has this path, that is the group itself or one on the way
+// to that place: a link leads back to it. Nothing where every way down has an end.
+std::optional<std::string> find_loop(DataTree& tree, ObjectId group, const std::string& path);
 
 // Visits the group and each one below it once, in the same order.
 void walk_groups(DataTree& tree, ObjectId group, const std::function<void(ObjectId)>& visit);

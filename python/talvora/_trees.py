@@ -145,6 +145,8 @@ def describe_attribute(value: Any, what: str) -> tuple[Any, Any]:
         numbers = ffi.new("double[]", [float(value)])
         return fill_attribute(lib.TALVORA_FLOAT_NUMBERS, (), numbers=numbers)
     array = take_array(value, what)
+    if array.dtype.kind == "f" and not isinstance(value, np.ndarray):
+        refuse_rounded(np.asarray(value, object), what)
     if array.dtype.kind in "UO":
         array = np.asarray(value, object)  # as they were given: NumPy makes texts of numbers beside
     if holds_only(array, str):
@@ -164,6 +166,13 @@ def describe_attribute(value: Any, what: str) -> tuple[Any, Any]:
 def holds_only(array: NDArray[Any], kind: type) -> bool:
     """Whether an array of objects does."""
     return array.dtype.kind == "O" and all(isinstance(item, kind) for item in array.flat)
+
+
+def refuse_rounded(items: NDArray[Any], what: str) -> None:
+    """Whole numbers in a list that NumPy takes for one of float64."""
+    for item in items.flat:
+        if isinstance(item, (int, np.integer)) and int(float(item)) != item:
+            raise ValueError(f"{what} holds {item}, which no number of 64 bits beside the others is")
 
 
 def take_integer(item: Any, what: str) -> int:

@@ -378,6 +378,17 @@ class Files(unittest.TestCase):
         self.assertEqual((len(told.warnings), told.filename), (1, __file__))
         np.testing.assert_array_equal(signals["Counts"].samples, np.full(20, 1e9, "f4"))
 
+    def test_refuse_lists_of_which_numpy_rounds_whole_numbers(self):
+        for items in ([2**63 + 1, -1], (2**62 + 1, 2**63), [2**53 + 1, 0.5], [[2**53 + 1], [1.5]]):
+            with self.assertRaisesRegex(ValueError, "attribute 'k' of 'A' holds [0-9]+, which"):
+                talvora.write(self.folder / "made.h5",
+                              {"A": talvora.Signal([1.0], attributes={"k": items})})
+        talvora.write(self.folder / "made.h5", {"A": talvora.Signal([1.0], attributes={
+            "k": [2**53, 0.5], "l": [2**53 + 1, 2], "m": np.array([2**63, 0.5])})})
+        attributes = talvora.read(self.folder / "made.h5")["A"].attributes
+        self.assertEqual(attributes["k"].tolist(), [2.0**53, 0.5])
+        self.assertEqual(attributes["l"].tolist(), [2**53 + 1, 2])
+
     def test_keep_attributes_without_values(self):
         signals = talvora.Signals({"A": talvora.Signal([1.0], attributes={
             "Numbers": [], "Counts": np.zeros((2, 0), int), "Texts": np.array([], str)})})

@@ -49,6 +49,44 @@ class Comments(host_test.HostTest):
         self.expect_comment(OPPOSITE)
 
 
+class Loops(host_test.HostTest):
+    """Groups that lead back to those above them: the unit that goes down into each finds no end."""
+
+    def make_loop(self, link):
+        with self.make() as file:
+            add_set(file, "Imu/X")
+            add_set(file, "Imu/Below/Y")
+            link(file)
+
+    def test_the_unit_that_finds_no_end_is_refused(self):
+        def link_hard(file):
+            file["Imu/Below/up"] = file["Imu"]
+
+        def link_softly(file):
+            file["Imu/Below/up"] = h5py.SoftLink("/Imu/Below")
+
+        for link in (link_hard, link_softly):
+            self.make_loop(link)
+            told = self.call(*DOWNSAMPLE, "ScanRecursive=true", "-o", "out.h5", "--force",
+                             code=1).stderr
+            self.assertIn("'Imu/Below/up' leads back to a group above it: with ScanRecursive=true "
+                          "the unit would go round for ever", told)
+            self.call("run", "apply-set-opposite", "SourceGroup=Imu", "ScanRecursive=true", "in.h5",
+                      "-o", "out.h5", "--force")
+            self.call("run", "apply-set-downsample", "SourceSets=Imu/**", "--to-rate", "50",
+                      "in.h5", "-o", "out.h5", "--force")
+            with self.read() as file:
+                self.assertEqual((file["Imu/X"].shape, file["Imu/Below/Y"].shape),
+                                 ((1, 1, 60), (1, 1, 60)))
+
+    def test_groups_that_are_linked_twice_are_no_loop(self):
+        def link_twice(file):
+            file["Imu/Twice"] = file["Imu/Below"]
+
+        self.make_loop(link_twice)
+        self.call(*DOWNSAMPLE, "ScanRecursive=true", "-o", "out.h5")
+
+
 class Samples(host_test.HostTest):
     # The library (1.10) passes chunks by a filter that does not compress them, and takes them for
     # filtered ones once the set was resized.
@@ -77,11 +115,47 @@ class LongAttributes(host_test.HostTest):
         with self.make(**options) as file:
             add_set(file, "Imu/X", count=60000)[..., 3:60000:6] = np.nan  # 10,000 gaps
 
-    def test_what_the_older_format_cannot_hold_is_refused(self):
+    def expect_filled(self):
+        with self.read() as file:
+            made = file["Imu/X"]
+            self.assertEqual(len(made.attrs["FillGapSamplesFilled"]), 10000)
+            self.assertEqual(made.attrs["SampleRate"], 100)
+            filled = np.arange(60000, dtype="f4")
+            np.testing.assert_array_equal(made[0, 0], filled)
+            return made.chunks, made.compression, made.maxshape
+
+    def test_a_set_of_the_older_format_is_made_anew_in_the_newer(self):
+        for options in ({}, {"chunks": (1, 1, 7000), "compression": "gzip",
+                             "maxshape": (1, 1, None)}):
+            with self.subTest(**options):
+                with self.make() as file:
+                    made = add_set(file, "Imu/X", count=60000, **options)
+                    made[..., 3:60000:6] = np.nan
+                    file["Link"] = made
+                    file.attrs["set"] = made.ref
+                self.call(*self.FILL, "-o", "out.h5", "--force")
+                self.assertEqual(self.expect_filled(), (
+                    options.get("chunks"), options.get("compression"),
+                    options.get("maxshape", (1, 1, 60000))))
+                with self.read() as file:
+                    self.assertEqual(file["Link"], file["Imu/X"])
+                    self.assertEqual(file[file.attrs["set"]], file["Imu/X"])
+
+    def test_what_cannot_be_made_anew_is_refused(self):
         self.make_gaps()
+        with h5py.File(self.folder / "in.h5", "a") as file:
+            file.attrs["part"] = file["Imu/X"].regionref[0, 0, 5:9]
         before = (self.folder / "in.h5").read_bytes()
         told = self.call(*self.FILL, "--in-place", code=1).stderr
-        self.assertRegex(told, r"cannot create the attribute 'FillGap\w+': .* \(\d+ bytes: an object "
+        self.assertIn("'Imu/X' cannot be made anew: '/' refers to a part of it", told)
+        self.assertEqual((self.folder / "in.h5").read_bytes(), before)
+
+    def test_what_the_older_format_of_a_group_cannot_hold_is_refused(self):
+        self.make_gaps()
+        before = (self.folder / "in.h5").read_bytes()
+        told = self.call("attributes", "in.h5::Imu", "--in-place",
+                         "Long=" + json.dumps(list(range(9000))), code=5).stderr
+        self.assertRegex(told, r"cannot create the attribute '\w+': .* \(\d+ bytes: an object "
                                r"in the older format of HDF5 files takes less than 65536; one that "
                                r"h5py makes with libver='latest' takes more\)")
         self.assertEqual((self.folder / "in.h5").read_bytes(), before)
@@ -89,9 +163,7 @@ class LongAttributes(host_test.HostTest):
     def test_the_newer_one_holds_it(self):
         self.make_gaps(libver="latest")
         self.call(*self.FILL, "-o", "out.h5")
-        with self.read() as file:
-            self.assertEqual(len(file["Imu/X"].attrs["FillGapSamplesFilled"]), 10000)
-            self.assertFalse(np.isnan(file["Imu/X"][...]).any())
+        self.expect_filled()
 
 
 class EncodingsOfNames(host_test.HostTest):

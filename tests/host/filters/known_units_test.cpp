@@ -145,6 +145,23 @@ class ValuesOfKnownUnits : public testing::Test {
     const PluginLibrary plugin_{SIGNAL_PLUGIN};
 };
 
+TEST_F(ValuesOfKnownUnits, OfFiltersFitTheBitsThatTheyTake) {
+    const auto check_filter = [&](const std::string& order, const std::string& axis) {
+        return check("apply-set-butterworth",
+                     {"SourceGroup=A", "CutoffFrequency=5", "Order=" + order, "Axis=" + axis});
+    };
+    EXPECT_THAT(check_filter("2147483647", "-2147483648"), IsEmpty());
+    EXPECT_THAT(
+        check_filter("-4294967292", "0"),
+        ElementsAre("parameter 'Order' is -4294967292, of which the unit would take the low "
+                    "32 bits, 4 (allowed: -2147483648 to 2147483647)"));
+    EXPECT_THAT(check_filter("4", "2147483648"),
+                ElementsAre("parameter 'Axis' is 2147483648, of which the unit would take the low "
+                            "32 bits, -2147483648 (allowed: -2147483648 to 2147483647)"));
+    EXPECT_THAT(check("apply-set-fill-gap", {"SourceGroup=A", "MaxGapLength=4294967296"}),
+                IsEmpty());
+}
+
 TEST_F(ValuesOfKnownUnits, AreOneOfTheWordsThatAreAllowed) {
     EXPECT_THAT(check("apply-set-butterworth",
                       {"SourceGroup=A", "CutoffFrequency=5", "Order=4", "Bandform=LowPass"}),

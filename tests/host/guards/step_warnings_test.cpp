@@ -33,6 +33,11 @@ TEST_F(StepWarnings, AreOfComponentsAndAnAxisThatWantEachOther) {
     const std::vector<std::int64_t> components = {0};
     EXPECT_THAT(find_of({}), IsEmpty());
     EXPECT_THAT(find_of({{"Axis", std::int64_t{0}}, {"Components", components}}), IsEmpty());
+    const std::vector<std::int64_t> repeated = {2, 0, 2};
+    EXPECT_THAT(
+        find_of({{"Axis", std::int64_t{0}}, {"Components", repeated}}),
+        ElementsAre("Components names 2 more than once: named twice, a component is what it "
+                    "was before"));
     EXPECT_THAT(find_of({{"Components", components}}),
                 ElementsAre("Components counts only along an Axis, and none is given: whole sets "
                             "are taken"));

@@ -45,6 +45,26 @@ TEST(GroupWalks, EnterALinkedGroupInTheFirstOfItsPlaces) {
     EXPECT_EQ(list_walk(tree, ""), (Lines{"", "a", "a/c", "a/c/up again", "b again"}));
 }
 
+TEST(GroupWalks, FindALinkThatLeadsBack) {
+    const TemporaryFolder folder;
+    Hdf5Tree(folder / "links.h5", Hdf5Access::Create).create_group(ObjectId{1}, "a/b/c");
+    const auto find = [&] {
+        Hdf5Tree tree(folder / "links.h5", Hdf5Access::ReadOnly);
+        return find_loop(tree, tree.find(tree.root(), "a").value(), "a");
+    };
+    const auto link = [&](const char* target, const char* name) {
+        const hid_t file = H5Fopen((folder / "links.h5").c_str(), H5F_ACC_RDWR, H5P_DEFAULT);
+        ASSERT_GE(H5Lcreate_soft(target, file, name, H5P_DEFAULT, H5P_DEFAULT), 0);
+        ASSERT_GE(H5Fclose(file), 0);
+    };
+    EXPECT_EQ(find(), std::nullopt);
+    link("/a/b", "again"); // not below a
+    link("/a/b/c", "/a/twice");
+    EXPECT_EQ(find(), std::nullopt);
+    link("/a/b", "/a/b/c/up");
+    EXPECT_EQ(find(), "a/b/c/up");
+}
+
 TEST(GroupWalks, GiveEachGroupOnceWhenPlacesDoNotMatter) {
     MemoryTree tree;
     const ObjectId below = tree.create_group(tree.root(), "a/b");
