@@ -242,7 +242,7 @@ void write_tree(host::MemoryTree& objects, const fs::path& file, bool replace) {
 
 void tell_narrowed(const talvora_tree& tree, const Teller& teller) {
     for (const auto& [path, samples] : tree.rounded) {
-        if (const auto text = host::describe_narrowing(samples)) {
+        if (const auto text = host::describe_lost_range(samples)) {
             teller.tell(TALVORA_WARNING, fmt::format("'{}' {}", path, *text));
         }
     }

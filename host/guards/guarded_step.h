@@ -28,7 +28,7 @@ struct RoundedSamples {
 
 // That a line of the set changes by a large part of its range: "is of 64-bit floats between 0 and
 // 1e+09; as 32-bit floats they change by up to 31, 3.1e-08 of that range". Nothing where none does.
-std::optional<std::string> describe_narrowing(const RoundedSamples& samples);
+std::optional<std::string> describe_lost_range(const RoundedSamples& samples);
 
 // All of it is borrowed.
 struct GuardedStep {

@@ -112,7 +112,7 @@ void add_coarse_sets(const GuardedStep& step, std::vector<GuardFinding>& found) 
 
 } // namespace
 
-std::optional<std::string> describe_narrowing(const RoundedSamples& samples) {
+std::optional<std::string> describe_lost_range(const RoundedSamples& samples) {
     const RoundingChange& change = samples.change;
     if (change.part_of_range() <= LARGE_PART_OF_RANGE) {
         return std::nullopt;
@@ -135,7 +135,7 @@ std::vector<GuardFinding> find_narrowed_sets(const GuardedStep& step) {
         }
     }
     for (const auto& [path, samples] : step.rounded) {
-        if (auto text = describe_narrowing(samples)) {
+        if (auto text = describe_lost_range(samples)) {
             found.push_back(make_of_range(path, samples, std::move(*text)));
         }
     }

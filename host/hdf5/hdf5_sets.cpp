@@ -378,26 +378,27 @@ void read_rounded(hid_t set, hid_t space, const Hyperslab& slab, std::span<float
     });
 }
 
-bool rounds(const SetFilter& filter) {
-    return filter.id == H5Z_FILTER_SCALEOFFSET;
-}
-
 // Scale and offset takes integers as they are, and rounds floats. Packing bits finds none to leave
-// out of 32-bit floats, and behind others the library packs them wrongly.
-bool is_for_other_types(const SetFilter& filter) {
-    return rounds(filter) || filter.id == H5Z_FILTER_NBIT;
+// out of 32-bit floats, and behind others the library packs them wrongly. The other two pass chunks
+// by that they cannot make smaller; when such a chunk is written again, or cut, the library (1.10)
+// forgets whether they did.
+constexpr H5Z_filter_t UNFIT_FILTERS[] = {H5Z_FILTER_SCALEOFFSET, H5Z_FILTER_NBIT, H5Z_FILTER_SZIP,
+                                          LZF};
+
+bool is_fit(const SetFilter& filter) {
+    return std::ranges::find(UNFIT_FILTERS, filter.id) == std::end(UNFIT_FILTERS);
 }
 
 // The library crashes where one is removed that has others behind it: all are, and the others set
 // again.
-void leave_out_filters_of_other_types(hid_t properties) {
+void leave_out_unfit_filters(hid_t properties) {
     const std::vector<SetFilter> filters = list_filters(properties);
-    if (std::ranges::none_of(filters, is_for_other_types)) {
+    if (std::ranges::all_of(filters, is_fit)) {
         return;
     }
     checked(H5Premove_filter(properties, H5Z_FILTER_ALL), "remove", "the filters of a data set");
     for (const SetFilter& filter : filters) {
-        if (!is_for_other_types(filter)) {
+        if (is_fit(filter)) {
             checked(H5Pset_filter(properties, filter.id, filter.flags, filter.values.size(),
                                   filter.values.data()),
                     "set", "the filters of a data set");
@@ -522,8 +523,8 @@ std::string describe_unknown_filter(hid_t set) {
     return describe_first_without(set, is_known);
 }
 
-bool rounds_floats(hid_t set) {
-    return std::ranges::any_of(list_filters(set_properties(set)), rounds);
+std::string describe_unfit_filter(hid_t set) {
+    return describe_first_without(set, is_fit);
 }
 
 Id create_float_set(hid_t group, const std::string& name, const Extents& extents) {
@@ -553,7 +554,7 @@ Id make_narrow(hid_t file, hid_t older, hid_t older_properties, SampleType older
                std::string_view path) {
     const Id properties = owned(H5Pcopy(older_properties), "copy", "the properties of a data set");
     leave_out_times(properties);
-    leave_out_filters_of_other_types(properties);
+    leave_out_unfit_filters(properties);
     let_room_be_filled(properties);
     round_fill_value(properties, older_type, path);
     lay_out_large(properties, space_extents(set_space(older)));

@@ -37,8 +37,9 @@ std::vector<std::byte> read_fill_value(hid_t set, hid_t type);
 // there is none.
 std::string describe_unknown_filter(hid_t set);
 
-// True where a filter rounds floats that are written, to a number of digits.
-bool rounds_floats(hid_t set);
+// The first filter that does not keep 32-bit floats which are written, or written again: "the
+// filter 4 (szip)"; empty where there is none.
+std::string describe_unfit_filter(hid_t set);
 
 // A new set of 32-bit floats in chunks, which can be resized.
 Id create_float_set(hid_t group, const std::string& name, const Extents& extents);

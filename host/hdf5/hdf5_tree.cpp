@@ -682,8 +682,8 @@ void Hdf5Tree::renew(ObjectId id) {
 bool Hdf5Tree::takes_floats(ObjectId id, hdf5::SetUse use) {
     Node& set = nodes_[static_cast<std::uint64_t>(id) - 1];
     if (!set.takes_floats) {
-        set.takes_floats =
-            set.type == SampleType::Float32 && !hdf5::rounds_floats(open_set(id, use).set);
+        set.takes_floats = set.type == SampleType::Float32 &&
+                           hdf5::describe_unfit_filter(open_set(id, use).set).empty();
     }
     return *set.takes_floats;
 }
@@ -715,7 +715,7 @@ void Hdf5Tree::narrow(ObjectId id, bool keeps_samples) {
     copy_annotations(old_set, properties, new_set, set.path);
     take_place(id, old_info, new_set);
     keep_open(id, new_use, std::move(new_set));
-    narrowed_.push_back({set.path, set.type, rounding});
+    narrowed_.push_back({set.path, set.type, rounding, hdf5::describe_unfit_filter(old_set)});
     set.type = SampleType::Float32;
     set.takes_floats = true;
 }

@@ -53,11 +53,12 @@ enum class Hdf5Access {
     Create // the file must not exist
 };
 
-// A set that was of another type than 32-bit floats, or had a filter that rounds them.
+// A set that was of another type than 32-bit floats, or had a filter that does not keep them.
 struct NarrowedSet {
     std::string path;
     SampleType type{}; // that it was of
     SetRounding rounding;
+    std::string filter_left_out; // "the filter 6 (scaleoffset)"; empty where it had none
 };
 
 // What is at a path and is kept in another file.
