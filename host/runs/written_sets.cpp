@@ -138,7 +138,7 @@ bool PartMarks::differ(const Extents& extents, const Hyperslab& slab,
 
 void PartMarks::resize(const Extents& before, const Extents& after) {
     const Parts old = std::exchange(parts_, {});
-    if (before.empty() || before.size() != after.size() ||
+    if (count_samples(before) == 0 || before.empty() || before.size() != after.size() ||
         !std::equal(before.begin(), before.end() - 1, after.begin())) {
         return;
     }

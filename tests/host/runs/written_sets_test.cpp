@@ -197,6 +197,17 @@ TEST(WrittenTrees, RefusePartsThatResizingSpoiled) {
     EXPECT_NO_THROW(resize({2, 2, 6}, {1, 1, 0}));
 }
 
+TEST(WrittenTrees, TakeSetsWithoutSamples) {
+    MemoryTree inner;
+    WrittenTree tree(inner, no_unknown_filter);
+    const ObjectId set = tree.create_dataset(tree.root(), "X", {2, 0});
+    tree.write(set, {Extents{1, 0}, Extents{1, 0}}, {});
+    tree.resize(set, {2, 3});
+    EXPECT_EQ(tree.list_written()[0].extents, (Extents{2, 3}));
+    tree.resize(set, {2, 0});
+    EXPECT_EQ(tree.list_written()[0].extents, (Extents{2, 0}));
+}
+
 // Parts of more samples than are read at once.
 TEST(WrittenTrees, ComparePartsOfAnyLength) {
     constexpr std::uint64_t LENGTH = 700'000;
