@@ -291,10 +291,10 @@ void Hdf5Tree::resize(ObjectId id, const Extents& extents) {
                              leads_to_region);
         }
         hdf5::resize_set(open.set, extents, set.path);
+        close_set();
     } else {
-        make_anew(id, extents);
+        make_anew_resizable(id, extents);
     }
-    close_set();
     nodes_[static_cast<std::uint64_t>(id) - 1].extents = extents;
 }
 
@@ -397,7 +397,7 @@ void Hdf5Tree::write_attribute(ObjectId object, const std::string& name,
         if (!is_set_of_floats(object)) {
             throw;
         }
-        renew(object);
+        make_anew_in_newer_format(object);
         hdf5::write_attribute(open(object), name, value);
     }
 }
@@ -638,21 +638,27 @@ hdf5::Id Hdf5Tree::create_unreferred(const std::string& path,
     return object;
 }
 
-void Hdf5Tree::make_anew(ObjectId id, const Extents& extents) {
+// With the samples inside the old extents, the names and all else that the set has.
+void Hdf5Tree::make_anew(ObjectId id, const Extents& extents, const MakeSet& make) {
     const Node& old_node = node(id);
     hdf5::refuse_shared_messages("make anew", old_node.path);
     const hdf5::Id& old_set = open_set(id, hdf5::SetUse::Whole).set;
     const hdf5::ObjectInfo old_info = hdf5::object_info(old_set);
     refuse_referrers(id, old_info.address, "made anew", cannot_be_redirected);
     const hdf5::Id properties = hdf5::set_properties(old_set);
-    hdf5::Id new_set = create_unreferred(old_node.path, [&] {
-        return hdf5::make_anew_resizable(open_->file, old_set, properties, extents);
-    });
+    hdf5::Id new_set = create_unreferred(old_node.path, [&] { return make(old_set, properties); });
     hdf5::copy_floats(old_set, old_node.type, new_set, smaller_of(extents, old_node.extents),
                       old_node.path);
     copy_annotations(old_set, properties, new_set, old_node.path);
     take_place(id, old_info, new_set);
     hdf5::close_set(std::move(new_set), old_node.path);
+    close_set();
+}
+
+void Hdf5Tree::make_anew_resizable(ObjectId id, const Extents& extents) {
+    make_anew(id, extents, [&](const hdf5::Id& old_set, const hdf5::Id& properties) {
+        return hdf5::make_anew_resizable(open_->file, old_set, properties, extents);
+    });
 }
 
 bool Hdf5Tree::is_set_of_floats(ObjectId id) const {
@@ -660,22 +666,12 @@ bool Hdf5Tree::is_set_of_floats(ObjectId id) const {
 }
 
 // As it is, in the newer format, which takes attributes of any length.
-void Hdf5Tree::renew(ObjectId id) {
+void Hdf5Tree::make_anew_in_newer_format(ObjectId id) {
     const Node& set = node(id);
-    hdf5::refuse_shared_messages("make anew", set.path);
-    const hdf5::Id& old_set = open_set(id, hdf5::SetUse::Whole).set;
-    const hdf5::ObjectInfo old_info = hdf5::object_info(old_set);
-    refuse_referrers(id, old_info.address, "made anew", cannot_be_redirected);
-    const hdf5::Id properties = hdf5::set_properties(old_set);
-    hdf5::Id new_set = create_unreferred(set.path, [&] {
+    make_anew(id, set.extents, [&](const hdf5::Id& old_set, const hdf5::Id& properties) {
         return hdf5::make_narrow(open_->file, old_set, properties, set.type, hdf5::SetUse::Whole,
                                  set.path);
     });
-    hdf5::copy_floats(old_set, set.type, new_set, set.extents, set.path);
-    copy_annotations(old_set, properties, new_set, set.path);
-    take_place(id, old_info, new_set);
-    hdf5::close_set(std::move(new_set), set.path);
-    close_set();
 }
 
 // Opens the set as it is to be written.

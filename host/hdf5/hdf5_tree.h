@@ -182,9 +182,11 @@ class Hdf5Tree final : public DataTree {
     std::vector<std::string> list_children(ObjectId group, ObjectKind kind);
     hdf5::Id create_unreferred(const std::string& path, const std::function<hdf5::Id()>& create);
     ObjectId create_groups(ObjectId parent, const std::vector<std::string>& names);
-    void make_anew(ObjectId id, const Extents& extents);
+    using MakeSet = std::function<hdf5::Id(const hdf5::Id& old_set, const hdf5::Id& properties)>;
+    void make_anew(ObjectId id, const Extents& extents, const MakeSet& make);
+    void make_anew_resizable(ObjectId id, const Extents& extents);
+    void make_anew_in_newer_format(ObjectId id);
     bool is_set_of_floats(ObjectId id) const;
-    void renew(ObjectId id);
     bool takes_floats(ObjectId id, hdf5::SetUse use);
     void narrow(ObjectId id, bool keeps_samples);
     void take_place(ObjectId id, const hdf5::ObjectInfo& old_info, const hdf5::Id& new_set);
