@@ -176,12 +176,10 @@ void warn_of_infinities(const GuardedStep& step, const SetObservation& set, cons
 void warn_of_never_written(const SetObservation& set, const GapList& gaps,
                            std::vector<StepWarning>& warnings) {
     if (gaps.never_written_count() > 0) {
-        warnings.push_back(
-            {fmt::format("{}: {} of {} are {:.6g}, by which netCDF marks what was never written; "
-                         "they are taken as they are",
-                         set.path, gaps.never_written_count(),
-                         count_things(count_samples(set.before->extents), "sample"), NEVER_WRITTEN),
-             "what is missing has to be NaN"});
+        warnings.push_back({fmt::format("{}: {}", set.path,
+                                        describe_never_written(gaps.never_written_count(),
+                                                               count_samples(set.before->extents))),
+                            "what is missing has to be NaN"});
     }
 }
 

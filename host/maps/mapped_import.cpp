@@ -6,7 +6,9 @@
 #include "host/tables/time_column.h"
 #include "host/text/failure.h"
 #include "host/text/plural.h"
+#include "host/tree/gaps.h"
 #include "host/tree/line_roundings.h"
+#include "host/tree/packed_samples.h"
 #include "host/tree/tree_rules.h"
 
 #include <fmt/format.h>
@@ -143,6 +145,11 @@ class SetImport {
                 .push_back(fmt::format("{}: {} rounded to 32-bit floats; {}", file_, plan_.result,
                                        describe_rounding(rounding)));
         }
+        if (never_written_count_ > 0) {
+            report_.warnings.push_back(
+                fmt::format("{}: {}: {}", file_, plan_.result,
+                            describe_never_written(never_written_count_, count_samples(extents))));
+        }
         report_.sets.push_back({plan_.result, sample_count_, sample_rate_});
     }
 
@@ -260,6 +267,8 @@ class SetImport {
         const Extents counts = {components.count, 1, count};
         const Hyperslab place{starts, counts};
         roundings_->round<double>(place, piece_, rounded_);
+        never_written_count_ +=
+            static_cast<std::uint64_t>(std::ranges::count(rounded_, NEVER_WRITTEN));
         result_.write(set, place, rounded_);
     }
 
@@ -285,6 +294,7 @@ class SetImport {
     double sample_rate_ = 0;
     double start_time_ = 0;
     std::optional<LineRoundings> roundings_; // of the result
+    std::uint64_t never_written_count_ = 0;
     std::vector<double> piece_;
     std::vector<float> rounded_;
 };

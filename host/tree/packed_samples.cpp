@@ -1,6 +1,8 @@
 #include "host/tree/packed_samples.h"
 
 #include "host/text/join_texts.h"
+#include "host/text/plural.h"
+#include "host/tree/gaps.h"
 #include "host/tree/number_attribute.h"
 
 #include <fmt/format.h>
@@ -38,6 +40,13 @@ std::string describe_packing(DataTree& tree, ObjectId set) {
                          : fmt::format("its samples are taken as they are stored, and its "
                                        "attributes say otherwise: {}",
                                        join_texts(found));
+}
+
+std::string describe_never_written(std::uint64_t count, std::uint64_t sample_count) {
+    return fmt::format(
+        "{} of {} are {:.6g}, by which netCDF marks what was never written; they are "
+        "taken as they are",
+        count, count_things(sample_count, "sample"), NEVER_WRITTEN);
 }
 
 } // namespace talvora::host

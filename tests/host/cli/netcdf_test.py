@@ -76,6 +76,10 @@ class Netcdf(host_test.HostTest):
         self.assertIn("warning: in.nc: apply-set-opposite: acc: 1 of 60 samples are 9.96921e+36, by "
                       "which netCDF marks what was never written; they are taken as they are",
                       result.stderr)
+        result = self.call("import", "in.nc::acc", "--time-axis", "-1", "--rate", "100",
+                           "-o", "out.h5")
+        self.assertIn("warning: in.nc: Signals/acc: 1 of 60 samples are 9.96921e+36, by which netCDF ",
+                      result.stderr)
 
 
 if __name__ == "__main__":
