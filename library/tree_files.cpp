@@ -116,7 +116,8 @@ class FileReader {
             take_set(host::join_path(place.path, name), stored_->find(place.id, name).value());
         }
         for (const host::OtherObject& other : objects_.list_others(place.id)) {
-            const bool may_be_missed = host::may_be_set_of_numbers(other) && !other.is_single;
+            const bool may_be_missed = !host::is_plainly_no_signal(other) && !other.is_single &&
+                                       other.kind != host::OtherKind::BlindLink;
             tell_left_out(may_be_missed ? TALVORA_WARNING : TALVORA_INFO,
                           host::join_path(place.path, other.name), other.description);
         }

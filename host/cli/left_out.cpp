@@ -3,6 +3,7 @@
 #include "host/interface/path_patterns.h"
 #include "host/text/plural.h"
 #include "host/text/told_at_once.h"
+#include "host/tree/tree_rules.h"
 
 #include <fmt/format.h>
 
@@ -15,12 +16,8 @@
 namespace talvora::host {
 namespace {
 
-// Ordinary files have them beside their signals.
-constexpr OtherKind PLAINLY_NO_SIGNAL[] = {OtherKind::TextSet, OtherKind::ReferenceSet,
-                                           OtherKind::EnumerationSet, OtherKind::NamedType};
-
 MessageLevel choose_level(const OtherObject& object) {
-    if (std::ranges::find(PLAINLY_NO_SIGNAL, object.kind) != std::end(PLAINLY_NO_SIGNAL)) {
+    if (is_plainly_no_signal(object)) {
         return MessageLevel::Detail;
     }
     return object.is_single ? MessageLevel::Info : MessageLevel::Warning;

@@ -26,6 +26,12 @@ bool names_sets(const ParameterValues& values) {
 // ---------------------------------------------------------------------------
 // Sets that no unit is offered
 
+// Texts, references and the like are no signals that anybody would miss.
+// What a link leads to in another file is not looked at, and may be a set.
+bool may_be_set_of_numbers(const OtherObject& object) {
+    return object.kind == OtherKind::NumberSet || object.kind == OtherKind::LinkToFile;
+}
+
 // What the step asks of the sets of its group, beyond being there.
 class Choice {
   public:

@@ -14,6 +14,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <utility>
 
@@ -75,6 +76,43 @@ void copy_annotations(const hdf5::Id& from, const hdf5::Id& properties, const hd
                       const std::string& path) {
     hdf5::copy_attributes(from, properties, to, path);
     hdf5::copy_comment(from, to);
+}
+
+// Numbers as 32-bit floats; nothing for texts, and where one is beyond these.
+struct AsFloats {
+    using Result = std::optional<AttributeValue>;
+
+    Result operator()(double number) const { return fits(number) ? Result(number) : std::nullopt; }
+    Result operator()(float number) const { return double{number}; }
+    Result operator()(std::int64_t number) const { return static_cast<double>(number); }
+    Result operator()(const NumberArray& numbers) const {
+        return std::ranges::all_of(numbers.values, fits) ? Result(numbers) : std::nullopt;
+    }
+    Result operator()(const IntegerArray& integers) const {
+        return NumberArray{{integers.values.begin(), integers.values.end()}, integers.extents};
+    }
+    Result operator()(const auto&) const { return std::nullopt; }
+
+  private:
+    static bool fits(double number) {
+        return !std::isfinite(number) ||
+               std::abs(number) <= double{std::numeric_limits<float>::max()};
+    }
+};
+
+// By which samples of a set are known as missing; netCDF looks at none of another type.
+constexpr const char* MARK_ATTRIBUTES[] = {"_FillValue", "missing_value"};
+
+void narrow_mark(const hdf5::Id& set, const std::string& name, const std::string& path) {
+    const auto type = hdf5::find_attribute_type(set, name);
+    if (!type || type->kind != AttributeType::Kind::Number || type->number == SampleType::Float32 ||
+        type->number == SampleType::UInt64) { // whose numbers may not fit an attribute's value
+        return;
+    }
+    const auto value = hdf5::read_attribute(set, name, path);
+    if (const auto floats = value ? std::visit(AsFloats{}, *value) : std::nullopt) {
+        hdf5::write_attribute(set, name, *floats, SampleType::Float32);
+    }
 }
 
 bool leads_to_region(const hdf5::Referrer& referrer) {
@@ -391,14 +429,18 @@ void Hdf5Tree::write_attribute(ObjectId object, const std::string& name,
                                const AttributeValue& value) {
     const InFile here(name_.native());
     check_attribute(name, value);
+    write_of_any_length(object, [&] { hdf5::write_attribute(open(object), name, value); });
+}
+
+void Hdf5Tree::write_of_any_length(ObjectId object, const std::function<void()>& write) {
     try {
-        hdf5::write_attribute(open(object), name, value);
+        write();
     } catch (const hdf5::TooLongAttribute&) {
         if (!is_set_of_floats(object)) {
             throw;
         }
         make_anew_in_newer_format(object);
-        hdf5::write_attribute(open(object), name, value);
+        write();
     }
 }
 
@@ -411,14 +453,14 @@ void Hdf5Tree::write_attribute_as(ObjectId object, const std::string& name,
                                   const AttributeValue& value, SampleType type) {
     const InFile here(name_.native());
     check_attribute(name, value);
-    hdf5::write_attribute(open(object), name, value, type);
+    write_of_any_length(object, [&] { hdf5::write_attribute(open(object), name, value, type); });
 }
 
 void Hdf5Tree::rewrite_attribute(ObjectId object, const std::string& name,
                                  const AttributeValue& value) {
     const InFile here(name_.native());
     check_attribute(name, value);
-    hdf5::rewrite_attribute(open(object), name, value);
+    write_of_any_length(object, [&] { hdf5::rewrite_attribute(open(object), name, value); });
 }
 
 void Hdf5Tree::remove_attribute(ObjectId object, const std::string& name) {
@@ -709,6 +751,9 @@ void Hdf5Tree::narrow(ObjectId id, bool keeps_samples) {
         rounding = hdf5::copy_floats(old_set, set.type, new_set, set.extents, set.path).sum_up();
     }
     copy_annotations(old_set, properties, new_set, set.path);
+    for (const char* mark : MARK_ATTRIBUTES) {
+        narrow_mark(new_set, mark, set.path);
+    }
     take_place(id, old_info, new_set);
     keep_open(id, new_use, std::move(new_set));
     narrowed_.push_back({set.path, set.type, rounding, hdf5::describe_unfit_filter(old_set)});

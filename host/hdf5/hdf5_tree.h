@@ -187,6 +187,7 @@ class Hdf5Tree final : public DataTree {
     void make_anew_resizable(ObjectId id, const Extents& extents);
     void make_anew_in_newer_format(ObjectId id);
     bool is_set_of_floats(ObjectId id) const;
+    void write_of_any_length(ObjectId object, const std::function<void()>& write);
     bool takes_floats(ObjectId id, hdf5::SetUse use);
     void narrow(ObjectId id, bool keeps_samples);
     void take_place(ObjectId id, const hdf5::ObjectInfo& old_info, const hdf5::Id& new_set);

@@ -170,8 +170,10 @@ bool is_whole(const Hyperslab& slab, std::span<const std::uint64_t> extents) {
     return std::ranges::equal(slab.counts, extents);
 }
 
-bool may_be_set_of_numbers(const OtherObject& object) {
-    return object.kind == OtherKind::NumberSet || object.kind == OtherKind::LinkToFile;
+bool is_plainly_no_signal(const OtherObject& object) {
+    constexpr OtherKind KINDS[] = {OtherKind::TextSet, OtherKind::ReferenceSet,
+                                   OtherKind::EnumerationSet, OtherKind::NamedType};
+    return std::ranges::find(KINDS, object.kind) != std::end(KINDS);
 }
 
 void check_attribute(const std::string& name, const AttributeValue& value) {

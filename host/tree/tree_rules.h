@@ -67,9 +67,8 @@ void check_hyperslab(std::span<const std::uint64_t> extents, const Hyperslab& sl
 // True when a hyperslab inside the extents takes all of them.
 bool is_whole(const Hyperslab& slab, std::span<const std::uint64_t> extents);
 
-// Texts, references and the like are no signals that anybody would miss. What a link leads to in
-// another file is not looked at, and may be a set.
-bool may_be_set_of_numbers(const OtherObject& object);
+// Texts, references and the like, which ordinary files have beside their signals.
+bool is_plainly_no_signal(const OtherObject& object);
 
 // Refuses an empty name, an array whose extents do not give its number of values, and
 // texts with a zero byte.

@@ -25,8 +25,10 @@ class Samples(NamedTuple):
     wrap: Callable[[NDArray[Any]], Any] | None  # None: the array itself is the result
 
 
-def take_samples(x: Any) -> Samples:
-    """Float32 stays, other real types become float64; nothing is copied that can be taken."""
+def take_samples(x: Any, round_later: bool = False) -> Samples:
+    """Float32 stays, other real types become float64; nothing is copied that can be taken. Of those
+    that become float32 later whole numbers are rounded then, and not before."""
+    to_floats = keep_for_rounding if round_later else to_doubles
     pandas: Any = sys.modules.get("pandas")
     if pandas is not None:
         if isinstance(x, pandas.Series):
@@ -52,7 +54,18 @@ def holds_masks(x: Any) -> bool:
     return any(isinstance(row, np.ma.MaskedArray) for row in x)
 
 
-def to_floats(array: NDArray[Any]) -> NDArray[Any]:
+def keep_for_rounding(array: NDArray[Any]) -> NDArray[Any]:
+    """To float64 that rounds to the same float32 as the whole numbers themselves: beyond 2**53 the
+    halves between two float32 are multiples of 2**12, and what is between two of those stays there."""
+    doubles = to_doubles(array)
+    if array.dtype.kind not in "iu" or array.dtype.itemsize < 8:
+        return doubles
+    below = array.dtype.type(2**12 - 1) & array
+    between = (array - below + (below != 0) * array.dtype.type(2**11)).astype(np.float64)
+    return np.where(np.abs(doubles) < 2.0**53, doubles, between)
+
+
+def to_doubles(array: NDArray[Any]) -> NDArray[Any]:
     if array.dtype in _TYPES and array.flags.aligned:
         return array
     if array.dtype.kind not in "fiub":

@@ -42,7 +42,8 @@ class Signal:
     TypeError
         Samples that are no real numbers, a rate that is no number.
     ValueError
-        A single number in place of samples, a rate that is not above 0 or that no float32 holds.
+        A single number in place of samples, a rate that is not above 0 or that no float32 holds, or
+        that is another one than the attribute `SampleRate`.
 
     Examples
     --------
@@ -64,7 +65,9 @@ class Signal:
             rate = x.rate if rate is None else rate
             attributes = {**x.attributes, **(attributes or {})}
             x = x.samples
-        taken = take_samples(x)
+        elif attributes is not None and RATE_NAME in attributes:
+            rate = choose_rate(rate, attributes[RATE_NAME])
+        taken = take_samples(x, round_later=True)
         self.samples = as_components(taken.array.T if taken.default_axis == 0 else taken.array)
         self.rate = None if rate is None else take_rate(rate, "rate")
         self.attributes = {**name_columns(x), **(attributes or {})}
@@ -77,6 +80,18 @@ class Signal:
         rate = "" if self.rate is None else f" at {self.rate:.6g} Hz"
         unit = f", Unit {self.attributes['Unit']!r}" if "Unit" in self.attributes else ""
         return f"Signal {self.samples.shape}{rate}{unit}"
+
+
+def choose_rate(rate: float | None, attribute: Any) -> float | None:
+    """Of the two that were given."""
+    stored = np.asarray(attribute)
+    is_rate = stored.size == 1 and stored.dtype.kind in "iuf" and 0 < stored.item() < np.inf
+    if rate is None:
+        return float(stored.item()) if is_rate else None
+    if not is_rate or np.float32(stored.item()) != np.float32(rate):
+        raise ValueError(f"the attribute {RATE_NAME!r} is {attribute!r}, and rate is {rate!r}; one of "
+                         "them is wanted")
+    return rate
 
 
 class Signals(Dict[str, Signal]):

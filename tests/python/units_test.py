@@ -378,6 +378,27 @@ class Files(unittest.TestCase):
         self.assertEqual((len(told.warnings), told.filename), (1, __file__))
         np.testing.assert_array_equal(signals["Counts"].samples, np.full(20, 1e9, "f4"))
 
+    def test_round_whole_numbers_once(self):
+        path = self.folder / "made.h5"
+        random = np.random.default_rng(3)
+        signed = random.integers(-2**63, 2**63, 3000, dtype=np.int64) >> random.integers(0, 12, 3000)
+        signed[:4] = [2**60 + 2**36 + 1, -2**60 - 3 * 2**36 + 1, 2**53 + 1, -2**63]
+        unsigned = random.integers(0, 2**64, 3000, dtype=np.uint64)
+        unsigned[:2] = [2**63 + 2**39 + 1, 2**64 - 1]
+        for whole in (signed, unsigned):
+            talvora.write(path, {"A": talvora.Signal(whole)}, replace=True)
+            np.testing.assert_array_equal(talvora.read(path)["A"].samples.ravel(),
+                                          whole.astype(np.float32))
+
+    def test_refuse_two_rates(self):
+        with self.assertRaisesRegex(ValueError, "the attribute 'SampleRate' is 50, and rate is 100"):
+            talvora.Signal([1.0], rate=100, attributes={"SampleRate": 50})
+        self.assertEqual(talvora.Signal([1.0], rate=50, attributes={"SampleRate": 50}).rate, 50)
+        self.assertEqual(talvora.Signal([1.0], attributes={"SampleRate": 50}).rate, 50)
+        self.assertIsNone(talvora.Signal([1.0], attributes={"SampleRate": "fast"}).rate)
+        self.assertEqual(talvora.Signal(talvora.Signal([1.0], attributes={"SampleRate": 50}),
+                                        rate=100).rate, 100)
+
     def test_refuse_lists_of_which_numpy_rounds_whole_numbers(self):
         for items in ([2**63 + 1, -1], (2**62 + 1, 2**63), [2**53 + 1, 0.5], [[2**53 + 1], [1.5]]):
             with self.assertRaisesRegex(ValueError, "attribute 'k' of 'A' holds [0-9]+, which"):

@@ -156,6 +156,14 @@ class LongAttributes(host_test.HostTest):
         self.assertIn("'Imu/X' cannot be made anew: '/' refers to a part of it", told)
         self.assertEqual((self.folder / "in.h5").read_bytes(), before)
 
+    def test_a_set_gets_any_attribute(self):
+        self.make_gaps()
+        numbers = [f"Long={','.join(map(str, range(9000)))}"]
+        self.call("attributes", "in.h5::Imu/X", *numbers, "-o", "out.h5")
+        with self.read() as file:
+            np.testing.assert_array_equal(file["Imu/X"].attrs["Long"], range(9000))
+            self.assertEqual(file["Imu/X"].shape, (1, 1, 60000))
+
     def test_what_the_older_format_of_a_group_cannot_hold_is_refused(self):
         self.make_gaps()
         before = (self.folder / "in.h5").read_bytes()

@@ -67,6 +67,24 @@ class Netcdf(host_test.HostTest):
                          {"SampleRate", "FillGapType", "FillGapMaxGapLength",
                           "FillGapMaxGapLengthHint"})
 
+    # netCDF takes no mark of another type than the samples have.
+    def test_marks_of_missing_samples_are_narrowed_with_them(self):
+        for dtype, mark in (("f8", -99.9), ("i2", -999), ("f4", -99.9)):
+            with self.subTest(dtype):
+                with netCDF4.Dataset(self.folder / "in.nc", "w") as file:
+                    file.createDimension("time", 20)
+                    made = file.createVariable("acc", dtype, ("time",), fill_value=mark)
+                    made.setncattr("missing_value", np.array(mark, dtype))
+                    made.SampleRate = 100.0
+                    made[:] = np.ma.masked_equal(np.arange(20), 7)
+                self.call("run", "apply-set-rectify", "SourceSets=acc", "in.nc", "-o", "other.nc",
+                          "--force")
+                with netCDF4.Dataset(self.folder / "other.nc") as file:
+                    made = file["acc"]
+                    self.assertEqual((made._FillValue.dtype, made.missing_value.dtype),
+                                     (np.float32, np.float32))
+                    self.assertEqual(made._FillValue, np.float32(mark))
+
     # netCDF shows them masked, though no attribute tells of them.
     def test_samples_that_were_never_written_are_told(self):
         samples = np.ma.masked_equal(np.arange(60, dtype="f4").reshape(1, 1, 60), 7)
