@@ -83,7 +83,7 @@ struct AsFloats {
     using Result = std::optional<AttributeValue>;
 
     Result operator()(double number) const { return fits(number) ? Result(number) : std::nullopt; }
-    Result operator()(float number) const { return double{number}; }
+    Result operator()(float number) const { return static_cast<double>(number); }
     Result operator()(std::int64_t number) const { return static_cast<double>(number); }
     Result operator()(const NumberArray& numbers) const {
         return std::ranges::all_of(numbers.values, fits) ? Result(numbers) : std::nullopt;
@@ -96,7 +96,7 @@ struct AsFloats {
   private:
     static bool fits(double number) {
         return !std::isfinite(number) ||
-               std::abs(number) <= double{std::numeric_limits<float>::max()};
+               std::abs(number) <= static_cast<double>(std::numeric_limits<float>::max());
     }
 };
 
