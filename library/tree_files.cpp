@@ -8,6 +8,7 @@
 #include "host/runs/output_files.h"
 #include "host/runs/written_sets.h"
 #include "host/system/safe_write.h"
+#include "host/tree/attached_scale.h"
 #include "host/tree/forwarding_tree.h"
 #include "host/tree/group_walk.h"
 #include "host/tree/tree_rules.h"
@@ -159,7 +160,8 @@ class FileReader {
             } catch (const host::StorageError&) {
                 throw;
             } catch (const host::TreeError& error) {
-                teller_.tell(TALVORA_INFO, fmt::format("{}: left out: {}", name_, error.what()));
+                teller_.tell(host::attaches_scales(name) ? TALVORA_INFO : TALVORA_WARNING,
+                             fmt::format("{}: left out: {}", name_, error.what()));
             }
         }
     }

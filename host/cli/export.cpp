@@ -2,6 +2,7 @@
 #include "host/cli/commands.h"
 #include "host/cli/help_layout.h"
 #include "host/cli/left_out.h"
+#include "host/cli/packed_sets.h"
 #include "host/cli/printed_files.h"
 #include "host/cli/read_apart.h"
 #include "host/cli/tree_places.h"
@@ -50,6 +51,9 @@ std::vector<std::string> choose_paths(const Console& console, DataTree& tree,
         }
     }
     tell_left_out(console, tree, chosen.globs, chosen.file.string());
+    for (const std::string& path : paths) {
+        warn_of_packing(console, tree, path, chosen.file.string());
+    }
     return paths;
 }
 

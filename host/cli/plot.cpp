@@ -2,6 +2,7 @@
 #include "host/cli/commands.h"
 #include "host/cli/help_layout.h"
 #include "host/cli/left_out.h"
+#include "host/cli/packed_sets.h"
 #include "host/cli/printed_files.h"
 #include "host/cli/read_apart.h"
 #include "host/interface/path_patterns.h"
@@ -187,6 +188,7 @@ class Builder {
         tell_left_out(session_.console, *tree_, {&place_.glob, 1}, source);
         check_choice(paths);
         for (const std::string& path : paths) {
+            warn_of_packing(session_.console, *tree_, path, source);
             const PlotSource shown{name_, read_set(place_.file, *tree_, path)};
             const PlotPanel panel = make_panel(shown, find_other(path), command_.choice);
             check_lines(panel);
@@ -236,6 +238,7 @@ class Builder {
                     : fmt::format("{}: no data set '{}'", command_.other, path));
             return std::nullopt;
         }
+        warn_of_packing(session_.console, *other_, path, command_.other);
         return PlotSource{other_name_, read_set(command_.other, *other_, path)};
     }
 

@@ -23,9 +23,6 @@ namespace {
 using Bytes = std::span<std::byte>; // of one reference
 using Visit = std::function<void(hid_t type, Bytes reference)>;
 
-// The attribute of a data set that refers to the scales of each of its dimensions.
-constexpr char DIMENSION_LIST[] = "DIMENSION_LIST";
-
 bool holds_references(hid_t type, std::string_view path) {
     return checked(H5Tdetect_class(type, H5T_REFERENCE), "read the type of", path) > 0;
 }
@@ -313,10 +310,10 @@ std::vector<std::string> read_references(hid_t set, const std::string& path) {
 }
 
 std::vector<AttachedScale> list_attached_scales(hid_t set, const std::string& path) {
-    if (checked(H5Aexists(set, DIMENSION_LIST), "look for attributes of", path) == 0) {
+    if (checked(H5Aexists(set, DIMENSION_LIST.data()), "look for attributes of", path) == 0) {
         return {};
     }
-    const OpenValues open = open_attribute(set, DIMENSION_LIST);
+    const OpenValues open = open_attribute(set, std::string(DIMENSION_LIST));
     if (!hold_references(open)) {
         return {};
     }

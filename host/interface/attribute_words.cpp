@@ -1,5 +1,6 @@
 #include "host/interface/attribute_words.h"
 
+#include "host/text/ascii.h"
 #include "host/text/join_texts.h"
 #include "host/text/nearest_text.h"
 #include "host/text/utf8.h"
@@ -71,14 +72,27 @@ bool are_numbers(const Items& items, SampleType type) {
                             : read_numbers<double>(items).has_value();
 }
 
+std::string_view without_sign(std::string_view item) {
+    return item.substr(item.starts_with('-') || item.starts_with('+') ? 1 : 0);
+}
+
+// Which no number keeps, as of the subject '007'.
+bool has_leading_zeros(std::string_view item) {
+    const std::string_view digits = without_sign(item);
+    return digits.size() > 1 && digits[0] == '0' && is_digit(digits[1]);
+}
+
 // Which a float64 would round.
 bool is_beyond_int64(const std::string& item) {
-    const std::string_view digits = std::string_view(item).substr(item.starts_with('-') ? 1 : 0);
+    const std::string_view digits = without_sign(item);
     return !digits.empty() && digits.find_first_not_of("0123456789") == std::string_view::npos &&
            !read_value(ParameterType::Integer, item);
 }
 
 NamedType guess_type(const Items& items) {
+    if (std::ranges::any_of(items, has_leading_zeros)) {
+        return {Kind::Text};
+    }
     if (are_numbers(items, SampleType::Int64)) {
         return {Kind::Number, SampleType::Int64};
     }

@@ -48,7 +48,7 @@ std::vector<AttributeWord> read_attribute_words(std::span<const std::string> wor
 // The value of a word for an attribute that is there as `existing`, or is new. The type is the one
 // that the word names, else the one that is there, else the usual one of SampleRate, StartTime,
 // Labels and Unit, else what the values are: whole numbers as int64, numbers as float64, else
-// as texts, which lose no digit of a whole number that is larger than that.
+// as texts, which lose no digit of a whole number that is larger than that, and no zero in front.
 // Throws AttributeMisfit for a value that is not of the kind that is there.
 NewAttribute make_attribute(const AttributeWord& word,
                             const std::optional<AttributeType>& existing);

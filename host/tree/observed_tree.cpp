@@ -1,5 +1,6 @@
 #include "host/tree/observed_tree.h"
 
+#include "host/tree/attached_scale.h"
 #include "host/tree/history_attribute.h"
 #include "host/tree/netcdf_attributes.h"
 #include "host/tree/number_attribute.h"
@@ -10,6 +11,7 @@
 
 #include <algorithm>
 #include <utility>
+#include <variant>
 
 namespace talvora::host {
 namespace {
@@ -33,7 +35,18 @@ std::shared_ptr<const GapList> gaps_of(const Extents& extents, std::span<const f
 // What is noted
 
 bool ObservedTree::is_withheld(ObjectId object, std::string_view name) const {
-    return (is_history_part(name) && object == tree_.root()) || numbers_netcdf_dimensions(name);
+    return (is_history_part(name) && object == tree_.root()) || numbers_netcdf_dimensions(name) ||
+           attaches_scales(name) || makes_a_scale(object, name);
+}
+
+// What is made of a scale is none.
+bool ObservedTree::makes_a_scale(ObjectId object, std::string_view name) const {
+    if (name != CLASS_ATTRIBUTE && name != SCALE_NAME_ATTRIBUTE) {
+        return false;
+    }
+    const auto value = tree_.read_attribute(object, std::string(CLASS_ATTRIBUTE));
+    const auto* text = value ? std::get_if<std::string>(&*value) : nullptr;
+    return text != nullptr && *text == DIMENSION_SCALE;
 }
 
 ObservedTree::Gaps ObservedTree::count_gaps(ObjectId set) const {

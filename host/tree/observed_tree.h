@@ -107,6 +107,7 @@ class ObservedTree final : public ForwardingTree {
     };
 
     bool is_withheld(ObjectId object, std::string_view name) const;
+    bool makes_a_scale(ObjectId object, std::string_view name) const;
     Gaps count_gaps(ObjectId set) const;
     Gaps known_gaps(ObjectId set, Watched& watched);
     Watched& watch_samples(ObjectId set);

@@ -368,6 +368,18 @@ class Files(unittest.TestCase):
                                    "left out: 'Imu/b', another name of 'Again'"):
             talvora.read(self.folder / "theirs.h5")
 
+    def test_warn_of_attributes_that_are_left_out(self):
+        with h5py.File(self.folder / "theirs.h5", "w") as file:
+            file["time"] = np.float32([0, 1])
+            file["time"].make_scale()
+            file["a"] = np.float32([1, 2])
+            file["a"].dims[0].attach_scale(file["time"])
+            file.attrs["Device"] = np.uint64(2**63)
+        with self.assertWarnsRegex(talvora.LeftOutWarning, "left out: .*'Device'") as told:
+            signals = talvora.read(self.folder / "theirs.h5")
+        self.assertEqual(len(told.warnings), 1)
+        self.assertEqual(len([text for text in signals.messages if "_LIST'" in text]), 2)
+
     def test_warn_of_files_of_which_float32_holds_too_few_digits(self):
         with h5py.File(self.folder / "theirs.h5", "w") as file:
             file["Rate"] = np.arange(20.0)

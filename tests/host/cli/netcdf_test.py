@@ -32,8 +32,9 @@ class Netcdf(host_test.HostTest):
         self.expect(abs(samples), "out.nc")
         self.call("run", "apply-set-baseline-offset", "SourceSets=acc", "in.nc", "-o", "off.nc")
         self.expect(samples - np.median(samples[..., :10], axis=-1, keepdims=True), "off.nc")
-        self.call("run", "average-set", "SourceGroup=/", "NamesFilter=acc",
-                  "DestinationGroup=Mean", "in.nc", "-o", "mean.nc")
+        result = self.call("run", "average-set", "SourceGroup=/", "NamesFilter=acc",
+                           "DestinationGroup=Mean", "in.nc", "-o", "mean.nc")
+        self.assertNotIn("not copied", result.stderr)
         with netCDF4.Dataset(self.folder / "mean.nc") as file:
             np.testing.assert_array_equal(file["Mean/acc"][:].ravel(), [-30.5, 29.5])
         (self.folder / "more.csv").write_text("t,x\n0,1\n0.01,2\n")
@@ -98,6 +99,23 @@ class Netcdf(host_test.HostTest):
                            "-o", "out.h5")
         self.assertIn("warning: in.nc: Signals/acc: 1 of 60 samples are 9.96921e+36, by which netCDF ",
                       result.stderr)
+
+    def test_exports_and_pictures_tell_of_packed_samples(self):
+        with netCDF4.Dataset(self.folder / "in.nc", "w") as file:
+            file.createDimension("time", 20)
+            made = file.createVariable("acc", "i2", ("time",), fill_value=-999)
+            made.scale_factor = 0.01
+            made[:] = np.arange(20) * 0.01
+        for command in (("export", "in.nc::acc", "-o", "out.csv"),
+                        ("export", "--tidy", "in.nc::acc", "-o", "tidy.csv"),
+                        ("plot", "in.nc::acc", "-o", "out.svg"),
+                        ("plot", "in.nc::acc", "--with", "in.nc", "-o", "both.svg")):
+            with self.subTest(command):
+                result = self.call("--quiet", *command)
+                self.assertEqual(result.stderr, (
+                    "warning: in.nc: acc: its samples are taken as they are stored, and its "
+                    "attributes say otherwise: scale_factor = 0.01, _FillValue = -999\n"
+                    * (1 + ("--with" in command))))
 
 
 if __name__ == "__main__":

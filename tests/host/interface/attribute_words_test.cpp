@@ -95,6 +95,10 @@ TEST(NewAttributes, AreWhatTheirValuesAre) {
     EXPECT_EQ(make_new("Note=1,x").value, AttributeValue(TextArray{{"1", "x"}, {2}}));
     EXPECT_EQ(make_new("Note=left").value, AttributeValue(std::string("left")));
     EXPECT_EQ(make_new("Note:text=5").value, AttributeValue(std::string("5")));
+    EXPECT_EQ(make_new("Subject=007").value, AttributeValue(std::string("007")));
+    EXPECT_EQ(make_new("Subject=-01,2").value, AttributeValue(TextArray{{"-01", "2"}, {2}}));
+    EXPECT_EQ(make_new("Subject:int64=007").value, AttributeValue(std::int64_t{7}));
+    EXPECT_EQ(make_new("Gain=0,-0.5").value, AttributeValue(NumberArray{{0, -0.5}, {2}}));
     EXPECT_EQ(make_new("Trial:uint8=5").number, SampleType::UInt8);
 }
 

@@ -158,6 +158,23 @@ TEST_F(ObservedTrees, KeepsWhatNetcdfNumbersFromUnits) {
     EXPECT_THROW(tree_.write_attribute(set, "_Netcdf4Coordinates", 1.0F), TreeError);
 }
 
+TEST_F(ObservedTrees, KeepsWhatMakesADimensionScaleFromUnits) {
+    const ObjectId scale = inner_.create_dataset(inner_.root(), "Scale", {2});
+    inner_.write_attribute(scale, "CLASS", std::string("DIMENSION_SCALE"));
+    inner_.write_attribute(scale, "NAME", std::string("time"));
+    inner_.write_attribute(scale, "REFERENCE_LIST", std::int64_t{0});
+    inner_.write_attribute(scale, "DIMENSION_LIST", std::int64_t{0});
+    EXPECT_THAT(tree_.list_attributes(scale), IsEmpty());
+    EXPECT_EQ(tree_.read_attribute(scale, "NAME"), std::nullopt);
+
+    const ObjectId image = inner_.create_dataset(inner_.root(), "Image", {2});
+    inner_.write_attribute(image, "CLASS", std::string("IMAGE"));
+    inner_.write_attribute(image, "NAME", std::string("yours"));
+    EXPECT_THAT(tree_.list_attributes(image), ElementsAre("CLASS", "NAME"));
+    inner_.write_attribute(image, "CLASS", std::int64_t{1});
+    EXPECT_THAT(tree_.list_attributes(image), ElementsAre("CLASS", "NAME"));
+}
+
 TEST_F(ObservedTrees, KeepsTheHistoryFromUnits) {
     const ObjectId root = inner_.root();
     inner_.write_attribute(root, HISTORY_ATTRIBUTE, std::string("mine"));
