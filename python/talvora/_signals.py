@@ -35,6 +35,7 @@ class Signal:
         Three-dimensional or more: ``(n,)`` became ``(1, 1, n)``, ``(k, n)`` became ``(k, 1, n)``.
         `numpy.asarray` of a signal is this array.
     rate : float or None
+        The attribute `SampleRate` where that is a rate; setting the one sets the other.
     attributes : dict
 
     Raises
@@ -53,7 +54,6 @@ class Signal:
     """
 
     samples: NDArray[Any]
-    rate: float | None
     attributes: dict[str, Any]
 
     def __init__(self, x: Any, rate: float | None = None,
@@ -61,16 +61,30 @@ class Signal:
         if not isinstance(attributes, (Mapping, type(None))):
             raise TypeError(f"attributes are {type(attributes).__name__}; a mapping of names to "
                             "values is wanted")
+        given = dict(attributes or {})
+        if rate is not None:
+            refuse_other_rate(rate, given)
+        elif find_rate(given) is not None:
+            rate = find_rate(given)
         if isinstance(x, Signal):
-            rate = x.rate if rate is None else rate
-            attributes = {**x.attributes, **(attributes or {})}
+            given = {**x.attributes, **given}
             x = x.samples
-        elif attributes is not None and RATE_NAME in attributes:
-            rate = choose_rate(rate, attributes[RATE_NAME])
         taken = take_samples(x, round_later=True)
         self.samples = as_components(taken.array.T if taken.default_axis == 0 else taken.array)
-        self.rate = None if rate is None else take_rate(rate, "rate")
-        self.attributes = {**name_columns(x), **(attributes or {})}
+        self.attributes = {**name_columns(x), **given}
+        if rate is not None:
+            self.rate = rate
+
+    @property
+    def rate(self) -> float | None:
+        return find_rate(self.attributes)
+
+    @rate.setter
+    def rate(self, rate: float | None) -> None:
+        if rate is None:
+            self.attributes.pop(RATE_NAME, None)
+        else:
+            self.attributes[RATE_NAME] = take_rate(rate, "rate")
 
     def __array__(self, dtype: Any = None, copy: bool | None = None) -> NDArray[Any]:
         array = self.samples if dtype is None else self.samples.astype(dtype, copy=False)
@@ -82,16 +96,21 @@ class Signal:
         return f"Signal {self.samples.shape}{rate}{unit}"
 
 
-def choose_rate(rate: float | None, attribute: Any) -> float | None:
-    """Of the two that were given."""
-    stored = np.asarray(attribute)
-    is_rate = stored.size == 1 and stored.dtype.kind in "iuf" and 0 < stored.item() < np.inf
-    if rate is None:
-        return float(stored.item()) if is_rate else None
-    if not is_rate or np.float32(stored.item()) != np.float32(rate):
-        raise ValueError(f"the attribute {RATE_NAME!r} is {attribute!r}, and rate is {rate!r}; one of "
-                         "them is wanted")
-    return rate
+def find_rate(attributes: Mapping[str, Any]) -> float | None:
+    """The rate of a set, not that of its group, which is a hint for some units; units write NaN
+    where there is none, as of a mean."""
+    rate = np.asarray(attributes.get(RATE_NAME, "none"))
+    if rate.size != 1 or rate.dtype.kind not in "iuf":
+        return None
+    return float(rate.item()) if 0 < rate.item() < np.inf else None
+
+
+def refuse_other_rate(rate: float, attributes: Mapping[str, Any]) -> None:
+    """Of two that were given neither counts more."""
+    stored = find_rate(attributes)
+    if RATE_NAME in attributes and (stored is None or np.float32(stored) != np.float32(rate)):
+        raise ValueError(f"the attribute {RATE_NAME!r} is {attributes[RATE_NAME]!r}, and rate is "
+                         f"{rate!r}; one of them is wanted")
 
 
 class Signals(Dict[str, Signal]):

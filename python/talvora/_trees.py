@@ -35,7 +35,7 @@ class Tree:
             call(lib.talvora_tree_create, created)
             pointer = created[0]
         self.pointer = ffi.gc(pointer, lib.talvora_tree_destroy)
-        self._borrowed: list[NDArray[Any]] = []
+        self._borrowed: dict[int, NDArray[Any]] = {}  # by their addresses
 
     # ---- in
 
@@ -52,7 +52,7 @@ class Tree:
 
     def add(self, path: str, signal: Signal) -> None:
         samples = take_samples(signal.samples).array
-        self._borrowed.append(samples)
+        self._borrowed[samples.__array_interface__["data"][0]] = samples
         described, kept = describe_array(samples)
         call(lib.talvora_tree_add_set, self.pointer, encode(path, "the path of a signal"), described)
         self.set_attributes(path, signal.attributes)
@@ -101,15 +101,16 @@ class Tree:
         signal = Signal.__new__(Signal)
         signal.samples = self._view(array)
         signal.attributes = self.get_attributes(path)
-        signal.rate = find_rate(signal.attributes)
         return signal
 
     def _view(self, array: Any) -> NDArray[Any]:
-        """The samples where they lie; they keep the tree."""
+        """The samples where they lie, and keep the tree; of those of the caller's own a copy."""
         shape = unpack(array.extents, array.rank)
         size = 4 * int(np.prod(shape, dtype=object))
         if size == 0:
             return np.empty(shape, np.float32)
+        if int(ffi.cast("uintptr_t", array.samples)) in self._borrowed:
+            return np.frombuffer(ffi.buffer(array.samples, size), np.float32).reshape(shape).copy()
         owner = ffi.gc(array.samples, lambda _, tree=self: None)
         return np.frombuffer(ffi.buffer(owner, size), np.float32).reshape(shape)
 
@@ -125,15 +126,6 @@ class Tree:
         call(lib.talvora_tree_get_attribute, self.pointer, encode(path, "a path"),
              encode(name, "the name of an attribute"), attribute)
         return read_attribute(attribute)
-
-
-def find_rate(attributes: Mapping[str, Any]) -> float | None:
-    """The rate of a set, not that of its group, which is a hint for some units; units write NaN
-    where there is none, as of a mean."""
-    rate = np.asarray(attributes.get(RATE_NAME, "none"))
-    if rate.size != 1 or rate.dtype.kind not in "if":
-        return None
-    return float(rate.item()) if 0 < rate.item() < np.inf else None
 
 
 # ---- Attributes

@@ -168,7 +168,8 @@ class SignalsOfSignals(unittest.TestCase):
     def test_have_others_when_given(self):
         signal = talvora.Signal(made_signal(), rate=50, attributes={"Unit": "m/s2"})
         self.assertEqual(signal.rate, 50)
-        self.assertEqual(signal.attributes, {**made_signal().attributes, "Unit": "m/s2"})
+        self.assertEqual(signal.attributes, {**made_signal().attributes, "Unit": "m/s2",
+                                             "SampleRate": 50})
         self.assertEqual(made_signal().attributes["Unit"], "g")
 
     def test_are_copied_with_their_groups(self):
@@ -264,7 +265,10 @@ class Failures(unittest.TestCase):
         with self.assertRaisesRegex(ValueError, "rate is beyond"):
             talvora.Signal([1.0], rate=10**400)
         signal = talvora.Signal([1.0], rate=1)
-        signal.rate = 1e39
+        with self.assertRaisesRegex(ValueError, "rate is 1e\\+39"):
+            signal.rate = 1e39
+        self.assertEqual(signal.rate, 1)
+        signal.attributes["SampleRate"] = 1e39
         with self.assertRaisesRegex(ValueError, "the rate of 'A' is 1e\\+39"):
             talvora.run("apply-set-rectify", {"A": signal}, SourceSets=["A"])
 
@@ -402,12 +406,37 @@ class Files(unittest.TestCase):
             np.testing.assert_array_equal(talvora.read(path)["A"].samples.ravel(),
                                           whole.astype(np.float32))
 
+    def test_share_no_memory_with_what_they_were_made_of(self):
+        samples = np.arange(10, dtype=np.float32)
+        whole = talvora.run("apply-set-fill-gap", {"A": talvora.Signal(samples, rate=10)},
+                            SourceSets=["A"], MaxGapLength=3)["A"]
+        self.assertFalse(np.shares_memory(whole.samples, samples))
+        np.testing.assert_array_equal(whole.samples.ravel(), samples)
+
+    def test_have_one_rate(self):
+        path = self.folder / "made.h5"
+        talvora.write(path, {"A": talvora.Signal([1.0, 2.0], rate=100)})
+        signals = talvora.read(path)
+        for change, expected in ((lambda signal: signal.attributes.update(SampleRate=50.0), 50),
+                                 (lambda signal: setattr(signal, "rate", 25), 25),
+                                 (lambda signal: signal.attributes.pop("SampleRate"), None),
+                                 (lambda signal: setattr(signal, "rate", 12.5), 12.5),
+                                 (lambda signal: setattr(signal, "rate", None), None)):
+            change(signals["A"])
+            self.assertEqual(signals["A"].rate, expected)
+            talvora.write(path, signals, replace=True)
+            signals = talvora.read(path)
+            self.assertEqual(signals["A"].rate, expected)
+            self.assertEqual("SampleRate" in signals["A"].attributes, expected is not None)
+
     def test_refuse_two_rates(self):
         with self.assertRaisesRegex(ValueError, "the attribute 'SampleRate' is 50, and rate is 100"):
             talvora.Signal([1.0], rate=100, attributes={"SampleRate": 50})
         self.assertEqual(talvora.Signal([1.0], rate=50, attributes={"SampleRate": 50}).rate, 50)
         self.assertEqual(talvora.Signal([1.0], attributes={"SampleRate": 50}).rate, 50)
         self.assertIsNone(talvora.Signal([1.0], attributes={"SampleRate": "fast"}).rate)
+        self.assertEqual(talvora.Signal(talvora.Signal([1.0], rate=100),
+                                        attributes={"SampleRate": 50}).rate, 50)
         self.assertEqual(talvora.Signal(talvora.Signal([1.0], attributes={"SampleRate": 50}),
                                         rate=100).rate, 100)
 
