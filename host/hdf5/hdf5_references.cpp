@@ -105,6 +105,16 @@ bool leads_nowhere(Bytes reference) {
     return std::ranges::all_of(reference, [](std::byte byte) { return byte == std::byte{}; });
 }
 
+// Of an object of the same file as the given one. Nothing where what it referred to was deleted.
+std::optional<haddr_t> find_region_owner(hid_t object, std::span<const std::byte> reference,
+                                         const std::string& path) {
+    const hid_t owner = H5Rdereference2(object, H5P_DEFAULT, H5R_DATASET_REGION, reference.data());
+    if (owner < 0 && !system_has_failed()) {
+        return std::nullopt;
+    }
+    return object_info(owned(owner, "follow the references of", path)).address;
+}
+
 // Empty where there is nothing, or nothing with a name.
 std::string find_path(hid_t set, Bytes reference) {
     const Id object(H5Rdereference2(set, H5P_DEFAULT, H5R_OBJECT, reference.data()));
@@ -151,7 +161,7 @@ class ReferrerList {
         }
     }
 
-    std::multimap<haddr_t, Referrer> take() { return std::move(found_); }
+    Referrers take() { return std::move(found_); }
 
   private:
     void look_at(hid_t object, Referrer place) {
@@ -198,7 +208,7 @@ class ReferrerList {
         if (describe_foreign_storage(set).empty()) {
             look_at_values(open_values(set, place), place);
         } else {
-            found_.emplace(HADDR_UNDEF, place);
+            found_.by_address.emplace(HADDR_UNDEF, place);
         }
     }
 
@@ -231,7 +241,10 @@ class ReferrerList {
         }
     }
 
-    using Targets = std::map<haddr_t, bool>; // and whether it is a region of one
+    struct Targets {
+        std::map<haddr_t, bool> objects; // and whether it is a region of one
+        std::vector<std::vector<std::byte>> lost_regions;
+    };
 
     Visit finder(Targets& targets, const std::string& path) const {
         return [this, &targets, &path](hid_t type, Bytes reference) {
@@ -239,45 +252,56 @@ class ReferrerList {
                 return;
             }
             if (is_type(type, H5T_STD_REF_OBJ)) {
-                targets.emplace(read_address(reference), false);
+                targets.objects.emplace(read_address(reference), false);
             } else if (is_type(type, H5T_STD_REF_DSETREG)) {
-                if (const auto owner = find_region_owner(reference, path)) {
-                    targets[*owner] = true;
-                }
+                add_region(targets, reference, path);
             } else {
                 throw TreeError(fmt::format("'{}' holds references of an unknown kind", path));
             }
         };
     }
 
-    void add(const Targets& targets, Referrer referrer) {
-        for (const auto& [address, to_region] : targets) {
-            led_to_.emplace(address, referrer.path);
-            referrer.to_region = to_region;
-            found_.emplace(address, referrer);
+    void add_region(Targets& targets, Bytes reference, const std::string& path) const {
+        if (const auto owner = find_region_owner(file_, reference, path)) {
+            targets.objects[*owner] = true;
+        } else {
+            targets.lost_regions.emplace_back(reference.begin(), reference.end());
         }
     }
 
-    // Nothing where what it referred to was deleted.
-    std::optional<haddr_t> find_region_owner(Bytes reference, const std::string& path) const {
-        const hid_t owner =
-            H5Rdereference2(file_, H5P_DEFAULT, H5R_DATASET_REGION, reference.data());
-        if (owner < 0 && !system_has_failed()) {
-            return std::nullopt;
+    void add(const Targets& targets, Referrer referrer) {
+        for (const auto& reference : targets.lost_regions) {
+            found_.lost_regions.push_back({reference, referrer});
         }
-        return object_info(owned(owner, "follow the references of", path)).address;
+        for (const auto& [address, to_region] : targets.objects) {
+            led_to_.emplace(address, referrer.path);
+            referrer.to_region = to_region;
+            found_.by_address.emplace(address, referrer);
+        }
     }
 
     hid_t file_;
     std::set<haddr_t> seen_;
     std::map<haddr_t, std::string> led_to_; // and by what
-    std::multimap<haddr_t, Referrer> found_;
+    Referrers found_;
 };
 
 } // namespace
 
-std::multimap<haddr_t, Referrer> list_referrers(hid_t file) {
+Referrers list_referrers(hid_t file) {
     return ReferrerList(file).take();
+}
+
+const Referrer* find_referrer_of_new(hid_t object, const Referrers& referrers) {
+    const haddr_t address = object_info(object).address;
+    const auto found = referrers.by_address.find(address);
+    if (found != referrers.by_address.end()) {
+        return &found->second;
+    }
+    const auto region = std::ranges::find_if(referrers.lost_regions, [&](const LostRegion& lost) {
+        return find_region_owner(object, lost.reference, lost.by.path) == address;
+    });
+    return region == referrers.lost_regions.end() ? nullptr : &region->by;
 }
 
 std::vector<ShownSet> list_shown_sets(hid_t file) {

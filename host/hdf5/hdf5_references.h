@@ -5,6 +5,7 @@
 #include "host/hdf5/hdf5_links.h"
 #include "host/tree/attached_scale.h"
 
+#include <cstddef>
 #include <map>
 #include <string>
 #include <vector>
@@ -24,10 +25,25 @@ struct Referrer {
     bool to_region = false; // of a data set, not to the whole of an object
 };
 
+// A reference to a part of a data set that was deleted: the library does not tell its address.
+struct LostRegion {
+    std::vector<std::byte> reference;
+    Referrer by;
+};
+
+struct Referrers {
+    std::multimap<haddr_t, Referrer> by_address;
+    std::vector<LostRegion> lost_regions;
+};
+
 // What refers to the objects of a file, by their addresses: all objects that hard links lead to are
 // looked at, and what these objects refer to. Data sets whose references are kept in other files,
 // which are not opened, stand at HADDR_UNDEF. The paths are from the root.
-std::multimap<haddr_t, Referrer> list_referrers(hid_t file);
+Referrers list_referrers(hid_t file);
+
+// What would refer to an object that was made just now, because it did to one that was deleted and
+// had its place; null where nothing does. A region leads to what a link leads to alone.
+const Referrer* find_referrer_of_new(hid_t object, const Referrers& referrers);
 
 // The virtual data sets of a file, by the names of the sets that they show samples of. A file has
 // many names, and may get another one: each set may be one of the same file.

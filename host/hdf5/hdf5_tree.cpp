@@ -159,7 +159,7 @@ struct Hdf5Tree::OpenFile {
     OpenSet set; // behind the file, so that it is closed before it
     OpenGroup group;
     // Of the file as it was when they were first asked for.
-    std::optional<std::multimap<haddr_t, hdf5::Referrer>> referrers;
+    std::optional<hdf5::Referrers> referrers;
     std::optional<std::vector<hdf5::ShownSet>> shown_sets;
 };
 
@@ -400,7 +400,7 @@ std::vector<ScaledSet> Hdf5Tree::list_scaled_sets(const std::string& path) {
         return {};
     }
     const InFile here(name_.native());
-    return hdf5::list_scaled_sets(open(*scale), referrers());
+    return hdf5::list_scaled_sets(open(*scale), referrers().by_address);
 }
 
 SampleType Hdf5Tree::sample_type(ObjectId set) const {
@@ -668,16 +668,19 @@ ObjectId Hdf5Tree::create_groups(ObjectId parent, const std::vector<std::string>
 // object there.
 hdf5::Id Hdf5Tree::create_unreferred(const std::string& path,
                                      const std::function<hdf5::Id()>& create) {
-    const auto& referred = referrers();
+    referrers(); // before anything new is there
     hdf5::Id object = create();
-    const auto found = referred.find(hdf5::object_info(object).address);
-    if (found != referred.end()) {
+    refuse_referred(object, path);
+    return object;
+}
+
+void Hdf5Tree::refuse_referred(const hdf5::Id& made, const std::string& path) {
+    if (const hdf5::Referrer* found = hdf5::find_referrer_of_new(made, referrers())) {
         throw TreeError(fmt::format("'{}' cannot be made: {} refers to something deleted, in "
                                     "whose place it would lie (h5repack makes a copy without "
                                     "such references)",
-                                    path, describe_referrer(found->second)));
+                                    path, describe_referrer(*found)));
     }
-    return object;
 }
 
 // With the samples inside the old extents, the names and all else that the set has.
@@ -768,6 +771,7 @@ void Hdf5Tree::take_place(ObjectId id, const hdf5::ObjectInfo& old_info, const h
     for (const std::string& path : paths) {
         hdf5::relink(open_->file, absolute(path), new_set);
     }
+    refuse_referred(new_set, node(id).path); // regions, which lead to nothing that has no link
     redirect_references(id, old_info.address, address);
     by_address_.erase(old_info.address);
     by_address_.emplace(address, id);
@@ -781,7 +785,7 @@ void Hdf5Tree::take_place(ObjectId id, const hdf5::ObjectInfo& old_info, const h
 
 // What refers to the objects of the file is found while all of them are in their places, and before
 // anything new is written over what was deleted.
-std::multimap<std::uint64_t, hdf5::Referrer>& Hdf5Tree::referrers() {
+hdf5::Referrers& Hdf5Tree::referrers() {
     if (!open_->referrers) {
         open_->referrers = hdf5::list_referrers(open_->file);
     }
@@ -790,14 +794,15 @@ std::multimap<std::uint64_t, hdf5::Referrer>& Hdf5Tree::referrers() {
 
 void Hdf5Tree::refuse_referrers(ObjectId id, std::uint64_t address, std::string_view change,
                                 bool (*is_hindrance)(const hdf5::Referrer&)) {
-    const auto unseen = referrers().find(HADDR_UNDEF);
-    if (unseen != referrers().end()) {
+    const auto& known = referrers().by_address;
+    const auto unseen = known.find(HADDR_UNDEF);
+    if (unseen != known.end()) {
         throw TreeError(
             fmt::format("'{}' cannot be {}: '{}' holds references in another file, which "
                         "may lead to it",
                         node(id).path, change, unseen->second.path));
     }
-    const auto [first, last] = referrers().equal_range(address);
+    const auto [first, last] = known.equal_range(address);
     const auto found = std::find_if(
         first, last, [&](const auto& referrer) { return is_hindrance(referrer.second); });
     if (found != last) {
@@ -850,7 +855,7 @@ void Hdf5Tree::refuse_shown(ObjectId id) {
 }
 
 void Hdf5Tree::redirect_references(ObjectId id, std::uint64_t from, std::uint64_t to) {
-    while (const auto found = open_->referrers->extract(from)) {
+    while (const auto found = open_->referrers->by_address.extract(from)) {
         const hdf5::Referrer& referrer = found.mapped();
         if (!hdf5::redirect(open_->file, referrer, from, to)) {
             throw TreeError(
@@ -862,7 +867,7 @@ void Hdf5Tree::redirect_references(ObjectId id, std::uint64_t from, std::uint64_
                                 : fmt::format("the attribute '{}' of ", referrer.attribute),
                             referrer.path));
         }
-        open_->referrers->emplace(to, referrer);
+        open_->referrers->by_address.emplace(to, referrer);
     }
 }
 

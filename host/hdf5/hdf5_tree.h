@@ -39,6 +39,7 @@ namespace talvora::host {
 namespace hdf5 {
 class Id;
 struct ObjectInfo;
+struct Referrers;
 struct Referrer;
 enum class SetUse;
 } // namespace hdf5
@@ -180,6 +181,7 @@ class Hdf5Tree final : public DataTree {
     ObjectId add_object(hdf5::Id object, const std::string& path);
     ObjectId add_node(Node node);
     std::vector<std::string> list_children(ObjectId group, ObjectKind kind);
+    void refuse_referred(const hdf5::Id& made, const std::string& path);
     hdf5::Id create_unreferred(const std::string& path, const std::function<hdf5::Id()>& create);
     ObjectId create_groups(ObjectId parent, const std::vector<std::string>& names);
     using MakeSet = std::function<hdf5::Id(const hdf5::Id& old_set, const hdf5::Id& properties)>;
@@ -191,7 +193,7 @@ class Hdf5Tree final : public DataTree {
     bool takes_floats(ObjectId id, hdf5::SetUse use);
     void narrow(ObjectId id, bool keeps_samples);
     void take_place(ObjectId id, const hdf5::ObjectInfo& old_info, const hdf5::Id& new_set);
-    std::multimap<std::uint64_t, hdf5::Referrer>& referrers();
+    hdf5::Referrers& referrers();
     void refuse_referrers(ObjectId id, std::uint64_t address, std::string_view change,
                           bool (*is_hindrance)(const hdf5::Referrer&));
     bool may_name(std::string_view path, ObjectId id);

@@ -584,6 +584,29 @@ class WhatIsKept(SampleTypes):
         self.assertIn("'Imu/X' " + reason, self.opposite(code=1).stderr)
         self.assertEqual(os.listdir(self.folder), ["in.h5"])
 
+    def test_nothing_new_lies_where_a_region_was_deleted(self):
+        def make(dtype):
+            with self.make() as file:
+                data = add_set(file, "Imu/X", np.arange(5, dtype=dtype).reshape(1, 1, 5))
+                file["of"] = np.array([h5py.RegionReference()] * 20, dtype=h5py.regionref_dtype)
+                file["of"][0] = data.regionref[..., :1]
+                file["of"][0] = h5py.RegionReference()
+                file.flush()
+                gone = [add_set(file, f"gone{i}", np.float32([[[i]]])) for i in range(20)]
+                file["of"][...] = [each.regionref[..., :1] for each in gone]
+                for i in range(20):
+                    del file[f"gone{i}"]
+
+        reason = ("cannot be made: '/of' refers to something deleted, in whose place it would lie "
+                  "(h5repack makes a copy without such references)")
+        make("f4")
+        result = self.call("run", "average-set", "SourceGroup=Imu", "DestinationGroup=Mean",
+                           "in.h5", "-o", "out.h5", code=1)
+        self.assertIn("'Mean' " + reason, result.stderr)
+        make("f8")
+        self.assertIn("'Imu/X' " + reason, self.opposite(code=1).stderr)
+        self.assertEqual(os.listdir(self.folder), ["in.h5"])
+
     def test_a_region_of_a_set_keeps_it_from_being_made_smaller(self):
         with self.make() as file:
             data = add_set(file, "Imu/X", np.arange(100, dtype="f4").reshape(1, 1, 100),
