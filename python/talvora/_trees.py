@@ -51,7 +51,11 @@ class Tree:
             self.add(path, signal if isinstance(signal, Signal) else Signal(signal))
 
     def add(self, path: str, signal: Signal) -> None:
-        samples = take_samples(signal.samples).array
+        taken = take_samples(signal.samples, round_later=True)
+        if taken.default_axis == 0:
+            raise TypeError(f"the samples of {path!r} are a DataFrame; talvora.Signal takes its columns "
+                            "as components")
+        samples = taken.array
         self._borrowed[samples.__array_interface__["data"][0]] = samples
         described, kept = describe_array(samples)
         call(lib.talvora_tree_add_set, self.pointer, encode(path, "the path of a signal"), described)

@@ -122,6 +122,12 @@ class Pandas(unittest.TestCase):
         self.assertTrue(y.index.equals(x.index) and y.columns.equals(x.columns))
         np.testing.assert_array_equal(y["Y"], talvora.butterworth(x["Y"], rate=100, cutoff=10))
 
+    def test_frames_as_samples_are_refused(self):
+        signal = talvora.Signal([1.0, 2.0])
+        signal.samples = self.pandas.DataFrame(made_samples(80, 3))
+        with self.assertRaisesRegex(TypeError, "the samples of 'A' are a DataFrame; talvora.Signal "):
+            talvora.run("apply-set-rectify", {"A": signal}, SourceSets=["A"])
+
     def test_frames_run_along_another_axis_when_asked(self):
         x = self.pandas.DataFrame(made_samples(5, 80))
         np.testing.assert_allclose(talvora.filtfilt(B, A, x, axis=1), filtered(x), rtol=0,

@@ -399,6 +399,10 @@ class Files(unittest.TestCase):
         random = np.random.default_rng(3)
         signed = random.integers(-2**63, 2**63, 3000, dtype=np.int64) >> random.integers(0, 12, 3000)
         signed[:4] = [2**60 + 2**36 + 1, -2**60 - 3 * 2**36 + 1, 2**53 + 1, -2**63]
+        taken = talvora.Signal([0.0])
+        taken.samples = signed
+        talvora.write(path, {"A": taken}, replace=True)
+        np.testing.assert_array_equal(talvora.read(path)["A"].samples, signed.astype(np.float32))
         unsigned = random.integers(0, 2**64, 3000, dtype=np.uint64)
         unsigned[:2] = [2**63 + 2**39 + 1, 2**64 - 1]
         for whole in (signed, unsigned):
