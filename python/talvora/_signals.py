@@ -119,7 +119,7 @@ class Signals(Dict[str, Signal]):
     Attributes
     ----------
     groups : dict
-        Of each group that has some, its attributes by its path; the root is ``""``.
+        Of each group that has attributes, or is empty, these by its path; the root is ``""``.
     messages : list of str
         What the unit told, or what in a file was left out.
     """

@@ -76,10 +76,12 @@ class Tree:
 
     def get_all(self, only_written: bool) -> Signals:
         signals = Signals()
-        for path, kind in self.list_objects():
+        objects = self.list_objects()
+        full = {path.rpartition("/")[0] for path, _ in objects}
+        for path, kind in objects:
             if kind == lib.TALVORA_GROUP:
                 attributes = self.get_attributes(path)
-                if attributes:
+                if attributes or path not in full:
                     signals.groups[path] = attributes
             elif not only_written or self.was_written(path):
                 signals[path] = self.get(path)

@@ -410,6 +410,17 @@ class Files(unittest.TestCase):
             np.testing.assert_array_equal(talvora.read(path)["A"].samples.ravel(),
                                           whole.astype(np.float32))
 
+    def test_keep_empty_groups(self):
+        path = self.folder / "theirs.h5"
+        with h5py.File(path, "w") as file:
+            file["Full/Imu/Rate"] = np.float32([1])
+            file.create_group("Empty/Inside")
+        signals = talvora.read(path)
+        self.assertEqual(signals.groups, {"Empty/Inside": {}})
+        talvora.write(path, signals, replace=True)
+        with h5py.File(path) as file:
+            self.assertEqual((list(file), list(file["Empty"])), (["Empty", "Full"], ["Inside"]))
+
     def test_share_no_memory_with_what_they_were_made_of(self):
         samples = np.arange(10, dtype=np.float32)
         whole = talvora.run("apply-set-fill-gap", {"A": talvora.Signal(samples, rate=10)},
