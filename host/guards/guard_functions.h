@@ -9,6 +9,11 @@
 
 namespace talvora::host {
 
+// What helps where the downsample unit scales sets by the rates of others.
+constexpr char SET_BY_SET_REMEDY[] = "sets of several rates are scaled by each other's: "
+                                     "--set-by-set, or set_by_set: true at a step, "
+                                     "takes each by itself";
+
 // Before samples: one for each rate at which the filter is of no use, or another one than its
 // parameters name.
 std::vector<GuardFinding> find_unusable_filters(const GuardedStep& step);
@@ -27,9 +32,9 @@ std::vector<GuardFinding> find_mixed_components(const GuardedStep& step);
 std::vector<GuardFinding> find_misplaced_samples(const GuardedStep& step);
 
 // One for each set of numbers that is chosen and not taken. Before samples: those in a source
-// group, or that a pattern matches, that units are not offered; after the step: those that the unit
-// left.
-std::vector<GuardFinding> find_untakable_sets(const GuardedStep& step);
+// group, or that a pattern matches, that units are not offered, and those that keep a rate above
+// the one that is wanted; after the step: those that the unit left.
+std::vector<GuardFinding> foresee_left_sets(const GuardedStep& step);
 std::vector<GuardFinding> find_left_sets(const GuardedStep& step);
 
 // One for each set whose samples, at its new rate, take another time than before, by more than a

@@ -35,7 +35,7 @@ constexpr Guard GUARDS[] = {
      "a set is reduced along another dimension than the last, and what is kept of it is written to "
      "wrong places",
      find_misplaced_samples},
-    {"passed-over", "a set was chosen, and the step did not take it", find_untakable_sets,
+    {"passed-over", "a set was chosen, and the step did not take it", foresee_left_sets,
      find_left_sets},
     {"time-base", "the samples of a set take another time at its new rate than they took before",
      foresee_time_bases, find_changed_time_bases},

@@ -1,5 +1,6 @@
 #include "host/filters/filter_parameters.h"
 #include "host/filters/known_units.h"
+#include "host/filters/rate_changes.h"
 #include "host/filters/step_sources.h"
 #include "host/guards/guard_functions.h"
 #include "host/interface/path_patterns.h"
@@ -112,6 +113,22 @@ std::vector<GuardFinding> list_untakable_matches(const GuardedStep& step) {
 }
 
 // ---------------------------------------------------------------------------
+// Sets above the rate that others come down to
+
+std::vector<GuardFinding> list_kept_rates(const GuardedStep& step) {
+    std::vector<GuardFinding> found;
+    for (const KeptRate& kept : find_kept_rates(step.step, step.tree)) {
+        found.push_back({.set = kept.path,
+                         .text = fmt::format("is at {:.6g} Hz, and the unit leaves it there, above "
+                                             "the {:.6g} Hz that sets are to come down to",
+                                             kept.rate, kept.target),
+                         .remedy = SET_BY_SET_REMEDY,
+                         .numbers = {{"rate", kept.rate}, {"rate_wanted", kept.target}}});
+    }
+    return found;
+}
+
+// ---------------------------------------------------------------------------
 // Sets that the unit left
 
 bool is_touched(const StepObservations& done, const std::string& path) {
@@ -140,9 +157,10 @@ std::vector<GuardFinding> list_left(const GuardedStep& step) {
 
 } // namespace
 
-std::vector<GuardFinding> find_untakable_sets(const GuardedStep& step) {
+std::vector<GuardFinding> foresee_left_sets(const GuardedStep& step) {
     std::vector<GuardFinding> found = list_untakable_matches(step);
     std::ranges::move(list_untakable_in_groups(step), std::back_inserter(found));
+    std::ranges::move(list_kept_rates(step), std::back_inserter(found));
     return found;
 }
 

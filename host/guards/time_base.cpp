@@ -44,8 +44,7 @@ std::string describe(const TimeBase& base) {
 // Every k-th sample is a k-th of the rate.
 std::string find_remedy(const RateChange& change, bool of_one_rate) {
     if (!of_one_rate) {
-        return "sets of several rates are scaled by each other's: --set-by-set, or set_by_set: "
-               "true at a step, takes each by itself";
+        return SET_BY_SET_REMEDY;
     }
     if (change.after.sample_count == 0) {
         return "a hint of a higher rate leaves samples";

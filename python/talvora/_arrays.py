@@ -40,7 +40,7 @@ def take_samples(x: Any, round_later: bool = False) -> Samples:
     if holds_masks(x):
         x = np.ma.array(x)
     if isinstance(x, np.ma.MaskedArray):
-        return Samples(to_floats(x).filled(np.nan), -1, None)
+        return Samples(fill_masked(x, to_floats), -1, None)
     return Samples(to_floats(np.asarray(x)), -1, None)
 
 
@@ -52,6 +52,12 @@ def holds_masks(x: Any) -> bool:
         raise TypeError("masked arrays stand in lists within a list; one masked array is wanted, such "
                         "as numpy.ma.stack makes")
     return any(isinstance(row, np.ma.MaskedArray) for row in x)
+
+
+def fill_masked(x: Any, to_floats: Callable[[NDArray[Any]], NDArray[Any]]) -> NDArray[Any]:
+    mask = np.ma.getmaskarray(x)
+    floats = to_floats(x.data)
+    return np.where(mask, floats.dtype.type(np.nan), floats) if mask.any() else floats
 
 
 def keep_for_rounding(array: NDArray[Any]) -> NDArray[Any]:

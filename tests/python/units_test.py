@@ -399,6 +399,9 @@ class Files(unittest.TestCase):
         random = np.random.default_rng(3)
         signed = random.integers(-2**63, 2**63, 3000, dtype=np.int64) >> random.integers(0, 12, 3000)
         signed[:4] = [2**60 + 2**36 + 1, -2**60 - 3 * 2**36 + 1, 2**53 + 1, -2**63]
+        masked = talvora.Signal(np.ma.array(signed, mask=signed < 0)).samples.ravel()
+        np.testing.assert_array_equal(masked.astype(np.float32),
+                                      np.where(signed < 0, np.nan, signed.astype(np.float32)))
         taken = talvora.Signal([0.0])
         taken.samples = signed
         talvora.write(path, {"A": taken}, replace=True)

@@ -59,6 +59,36 @@ TEST_F(LeftSets, AreRightInUnitsThatBringRatesDown) {
     EXPECT_THAT(find(), IsEmpty());
 }
 
+// Four sets: the first two are scaled by the first's rate, the others by the second's.
+TEST_F(LeftSets, AreForeseenWhereAnotherRateScalesThem) {
+    const auto foresee = [&](float first, float second, float third, bool set_by_set = false) {
+        for (const auto& [path, rate] : {std::pair("A/W", first), std::pair("A/X", second),
+                                         std::pair("A/Y", third), std::pair("A/Z", 100.0F)}) {
+            const auto set = tree_.find(tree_.root(), path);
+            tree_.write_attribute(set ? *set : add_set(path, {600}, std::vector<float>(600)),
+                                  "SampleRate", rate);
+        }
+        make_step(
+            "a.apply-set-downsample",
+            {"SourceGroup: string", "HintGroup: string", "HintSet: string", "Axis: integer = -1"},
+            {{"SourceGroup", "A"s}, {"HintSet", "A/W"s}});
+        step_.aims.set_by_set = set_by_set;
+        return foresee_left_sets(before());
+    };
+    const auto found = foresee(20.0F, 100.0F, 100.0F);
+    ASSERT_THAT(found, SizeIs(1));
+    EXPECT_EQ(found[0].set, "A/X");
+    EXPECT_EQ(found[0].text,
+              "is at 100 Hz, and the unit leaves it there, above the 20 Hz that sets "
+              "are to come down to");
+    EXPECT_EQ(found[0].numbers.dump(), R"({"rate":100.0,"rate_wanted":20.0})");
+    EXPECT_THAT(foresee(20.0F, 20.0F, 100.0F), SizeIs(2));
+    EXPECT_THAT(foresee(20.0F, 10.0F, 5.0F), SizeIs(1));
+    EXPECT_THAT(foresee(20.0F, 100.0F, 100.0F, true), IsEmpty());
+    EXPECT_THAT(foresee(100.0F, 100.0F, 100.0F), IsEmpty());
+    EXPECT_THAT(foresee(0.0F, 100.0F, 100.0F), IsEmpty());
+}
+
 TEST_F(LeftSets, AreRightInUnitsThatChooseByFilters) {
     make_step("a.average", {"SourceGroup: string", "NamesFilter: list(string)"},
               {{"SourceGroup", "A"s}, {"NamesFilter", Texts{"X"}}});
