@@ -9,6 +9,7 @@
 #include "host/system/pending_cleanup.h"
 #include "host/system/safe_write.h"
 #include "host/system/standard_streams.h"
+#include "host/text/utf8.h"
 
 #include <fmt/format.h>
 
@@ -127,14 +128,19 @@ bool is_list_of(const fs::path& file, std::span<const Job> jobs) {
     return list.eof();
 }
 
+// What reads a list takes these away.
+bool is_changed_in_lists(std::string_view name) {
+    return name.find('\n') != std::string_view::npos || name.ends_with('\r') ||
+           skip_byte_order_mark(name) != name;
+}
+
 // A list of an earlier run of the same files is replaced, nothing else.
 void check_list(const WorkerRunOptions& options, std::span<const Job> jobs) {
     for (const Job& job : jobs) {
-        const std::string name = job.input.string();
-        if (name.find('\n') != std::string::npos || name.ends_with('\r')) {
+        if (is_changed_in_lists(job.input.string())) {
             throw Failure(ExitCode::Usage,
-                          fmt::format("'{}': a name with a line end cannot stand in the list "
-                                      "--failed-to '{}'",
+                          fmt::format("'{}': a name with a line end, or a byte order mark in "
+                                      "front, cannot stand in the list --failed-to '{}'",
                                       job.input.string(), options.failed_to));
         }
     }

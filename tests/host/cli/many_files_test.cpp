@@ -162,13 +162,15 @@ TEST_F(ManyFiles, ReplacesNoFileByTheListButAnotherList) {
 }
 
 TEST_F(ManyFiles, RefusesNamesThatNoListCanHold) {
-    for (const char* name : {"odd.h5\r", "odd\n.h5"}) {
+    for (const char* name : {"odd.h5\r", "odd\n.h5", "\xEF\xBB\xBFodd.h5"}) {
         fs::copy_file(folder_ / "0.h5", folder_ / name);
         const auto result = run({"run", "apply-set-rectify", "SourceGroup=Signals", name, "-o",
                                  "new.h5", "--failed-to", "failed.txt"});
         EXPECT_EQ(result.exit_code, 2);
-        EXPECT_THAT(result.errors, HasSubstr("': a name with a line end cannot stand in the list "
-                                             "--failed-to 'failed.txt'\n"));
+        EXPECT_THAT(result.errors,
+                    HasSubstr("': a name with a line end, or a byte order mark in front, "
+                              "cannot stand in the list --failed-to "
+                              "'failed.txt'\n"));
         EXPECT_FALSE(fs::exists(folder_ / "new.h5"));
     }
 }
