@@ -163,6 +163,13 @@ fs::path kept_name_of(const fs::path& destination) {
 }
 
 void check_destination(const fs::path& destination, const WriteOptions& options) {
+    if (is_temporary_name(destination)) {
+        throw Failure(
+            ExitCode::Output,
+            fmt::format("{}: is named as what a killed run leaves, and would be removed as "
+                        "that (allowed: other names than .NAME.XXXXXX{})",
+                        destination.string(), TEMPORARY_SUFFIX));
+    }
     const fs::path folder = folder_of(follow_links(destination));
     std::error_code error;
     const fs::file_status status = fs::status(destination, error);

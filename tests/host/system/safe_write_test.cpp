@@ -62,6 +62,16 @@ TEST(PendingFile, RefusesAnExistingDestinationUnlessItIsToBeReplaced) {
     EXPECT_EQ(code_of([&] { PendingFile(folder / "walk.h5", {.replace = true}); }), ExitCode::Done);
 }
 
+// The next command in the folder would remove it.
+TEST(PendingFile, RefusesNamesOfUnfinishedResults) {
+    const TemporaryFolder folder;
+    EXPECT_EQ(code_of([&] { const PendingFile pending(folder / ".a.h5.aB3dEf.talvora-tmp", {}); }),
+              ExitCode::Output);
+    EXPECT_THAT(folder.names(), IsEmpty());
+    EXPECT_EQ(code_of([&] { const PendingFile pending(folder / ".a.h5.aB3.talvora-tmp", {}); }),
+              ExitCode::Done);
+}
+
 TEST(PendingFile, LeavesADestinationThatCameUpMeanwhile) {
     const TemporaryFolder folder;
     EXPECT_EQ(code_of([&] {
